@@ -1,0 +1,27 @@
+# quillon_simd_sources(<target> <file>...)
+#
+# Compiles each file once for every instruction set the library dispatches between at run time, with
+# QUILLON_SIMD naming the set (baseline, avx2, avx512). The file puts its kernels into `namespace QUILLON_SIMD`
+# and exports one table of function pointers; k7pi_baselib/cpu.h picks the table once per process.
+#
+# Such a file must not instantiate inline functions or templates of other headers with external linkage (the
+# linker would keep one copy for all, perhaps one that older processors cannot run): it includes plain
+# declarations and compiler intrinsics only, and marks its own helpers static.
+#
+# No set enables FMA contraction (-ffp-contract=off is global), so all sets give the same bits.
+function(quillon_simd_sources target)
+  set(flags_baseline "")
+  set(flags_avx2 -mavx2 -mf16c)
+  set(flags_avx512 -mavx2 -mf16c -mavx512f -mavx512bw -mavx512dq -mavx512vl -mprefer-vector-width=512)
+  foreach(file IN LISTS ARGN)
+    get_filename_component(stem ${file} NAME_WE)
+    foreach(level baseline avx2 avx512)
+      set(object ${target}_${stem}_${level})
+      add_library(${object} OBJECT ${file})
+      target_link_libraries(${object} PRIVATE quillon_options)
+      target_compile_definitions(${object} PRIVATE QUILLON_SIMD=${level})
+      target_compile_options(${object} PRIVATE ${flags_${level}})
+      target_sources(${target} PRIVATE $<TARGET_OBJECTS:${object}>)
+    endforeach()
+  endforeach()
+endfunction()

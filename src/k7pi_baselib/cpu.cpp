@@ -1,0 +1,37 @@
+#include "k7pi_baselib/cpu.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <string_view>
+
+namespace {
+
+CpuLevel environment_limit() {
+    const char* text = std::getenv("QUILLON_CPU");
+    const std::string_view name = text ? text : "";
+    if (name == "baseline") return CpuLevel::baseline;
+    if (name == "avx2") return CpuLevel::avx2;
+    return CpuLevel::avx512;
+}
+
+CpuLevel detect() {
+    __builtin_cpu_init();
+    CpuLevel level = CpuLevel::baseline;
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("f16c")) level = CpuLevel::avx2;
+    if (level == CpuLevel::avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+        __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"))
+        level = CpuLevel::avx512;
+    return std::min(level, environment_limit());
+}
+
+std::atomic<CpuLevel> s_limit{CpuLevel::avx512};
+
+}  // namespace
+
+CpuLevel cpu_level() {
+    static const CpuLevel detected = detect();
+    return std::min(detected, s_limit.load(std::memory_order_relaxed));
+}
+
+void set_cpu_level_limit(CpuLevel limit) { s_limit.store(limit, std::memory_order_relaxed); }
