@@ -72,4 +72,4 @@ double HostImage::aspect() const {
     return reciprocalWhereAsked(std::isfinite(aspect) && aspect >= 0.0001 ? aspect : 1.0);
 }
 
-double HostImage::renderScale() const { return m_set.doubleOr(ofx::prop::RenderScale, 1.0, 1); }
+double HostImage::renderScale() const { return m_set.doubleOr(ofx::prop::RenderScale, 1.0, 0); }

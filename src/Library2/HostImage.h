@@ -19,7 +19,7 @@ class HostImage {
     HostTarget target() const;
     double aspect() const;                // below 0.0001 it is 1; reciprocal where the host asks for it
     double aspectAsGiven() const;         // without the lower limit
-    double renderScale() const;           // of the image itself, vertical
+    double renderScale() const;           // of the image itself
 
   private:
     PropertySet m_set;
