@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 #include <source_location>
 #include <string>
 #include <string_view>
@@ -178,5 +179,7 @@ std::string make_uuid();               // version 4, lower case
 std::string temporary_directory();     // TMP, then TMPDIR, then the system's
 std::string temporary_name();          // in the temporary directory, from a fresh UUID
 std::string module_path();             // path of the shared object (or program) this library is linked into
+// A function of the process, or else of the first of the libraries that can be loaded; null when nobody has it.
+void* find_symbol(const char* name, std::initializer_list<const char*> libraries);
 bool open_address(
     const char* address);  // hands a URL to the desktop; false where there is none or it cannot be started

@@ -217,6 +217,14 @@ std::string module_path() {
     return path;
 }
 
+void* find_symbol(const char* name, std::initializer_list<const char*> libraries) {
+    if (void* symbol = ::dlsym(RTLD_DEFAULT, name)) return symbol;
+    for (const char* library : libraries)
+        if (void* handle = ::dlopen(library, RTLD_LAZY | RTLD_LOCAL))
+            if (void* symbol = ::dlsym(handle, name)) return symbol;  // stays loaded: its functions are kept
+    return nullptr;
+}
+
 // ---- The desktop --------------------------------------------------------------------------------------------------
 
 namespace {

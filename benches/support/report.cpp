@@ -1,4 +1,4 @@
-#include "bench/support/report.h"
+#include "benches/support/report.h"
 
 #include <unistd.h>
 

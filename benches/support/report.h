@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/support/bench.h"
+#include "benches/support/bench.h"
 
 struct BenchEntry {
     std::string subject, contender;

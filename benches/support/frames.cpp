@@ -1,7 +1,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "bench/support/bench.h"
+#include "benches/support/bench.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // What the machine's memory gives: the yardstick of all other measurements.
 #include <cstring>
 
-#include "bench/support/bench.h"
+#include "benches/support/bench.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include "bench/support/bench.h"
+#include "benches/support/bench.h"
 
 #include <benchmark/benchmark.h>
 
 #include <utility>
 #include <vector>
 
-#include "bench/support/report.h"
+#include "benches/support/report.h"
 #include "support/row_threads.h"
 
 #ifdef QUILLON_RIVAL_OPENCV
