@@ -1,8 +1,7 @@
 // Three box passes in one sweep along the line.
 //
 // Pass 2 follows pass 1 at a distance of one radius, and pass 3 follows pass 2: a line is read once and written once
-// whatever the radius. A pass keeps the sum of its window and needs the sample that leaves it; for pass 1 that one is
-// still in the line (results are written further behind), for passes 2 and 3 it lies in a ring of one window.
+// whatever the radius. A pass keeps the sum of its window, and in a ring what has entered it until it leaves.
 //
 // Sums are double and not divided until the end. Every single sum is exact while the samples of a window span less
 // than about 2^(29 - log2(window)), and beyond that off by 2^-53 of the largest; neither can reach a float result
@@ -28,8 +27,8 @@ namespace {
 constexpr int HALF = 8;
 using Doubles = __m512d;
 using Floats = __m256;
-inline Doubles widen(Floats x) { return __builtin_convertvector(x, Doubles); }
-inline Floats narrow(Doubles x) { return __builtin_convertvector(x, Floats); }
+inline Doubles widen(Floats x) { return _mm512_maskz_cvtps_pd(0xff, x); }
+inline Floats narrow(Doubles x) { return _mm512_maskz_cvtpd_ps(0xff, x); }
 inline Doubles splat(double x) { return _mm512_set1_pd(x); }
 inline Doubles load_doubles(const double* p) { return _mm512_load_pd(p); }
 inline void store_doubles(double* p, Doubles x) { _mm512_store_pd(p, x); }
@@ -55,6 +54,16 @@ inline Doubles load_doubles(const double* p) { return _mm_load_pd(p); }
 inline void store_doubles(double* p, Doubles x) { _mm_store_pd(p, x); }
 #endif
 constexpr int LANES = 2 * HALF;
+
+// Zen has separate pipes for additions (which also convert) and for multiplications. Conversions fill the one, so that
+// some sums go through the other, multiplied by 1, which changes no bit.
+#if defined(__AVX512F__)
+inline Doubles plus(Doubles a, Doubles b) { return _mm512_fmadd_pd(a, splat(1.0), b); }
+inline Doubles minus(Doubles a, Doubles b) { return _mm512_fmsub_pd(a, splat(1.0), b); }
+#else
+inline Doubles plus(Doubles a, Doubles b) { return a + b; }
+inline Doubles minus(Doubles a, Doubles b) { return a - b; }
+#endif
 
 #if defined(__AVX512F__)
 inline Floats smaller(Floats a, Floats b) { return _mm256_min_ps(a, b); }
@@ -142,16 +151,17 @@ struct State {
     Pixels low;  // smallest sample so far
 };
 
-// A stretch of steps between two events (a pass begins or ends, a line end is reached, a ring wraps).
+// A stretch of steps between two events (a pass begins or ends, a line end is reached, a ring wraps). Each pass keeps
+// what enters its window in a ring, from where it leaves the window.
 struct Stretch {
     int count;
     std::ptrdiff_t group;
-    const float *lead, *trail;  // samples that enter and leave the window of pass 1
-    std::ptrdiff_t lead_step, trail_step;
-    std::ptrdiff_t ahead;           // of `lead`: what the caches should fetch
-    const double *trail1, *trail2;  // sums that leave the windows of passes 2 and 3
-    std::ptrdiff_t trail1_step, trail2_step;
-    double *ring1, *ring2;  // where the sums of passes 1 and 2 go
+    const float* lead;  // samples that enter pass 1
+    std::ptrdiff_t lead_step;
+    std::ptrdiff_t ahead;  // of `lead`: what the caches should fetch
+    double* ring[3];
+    const double* trail[3];  // what leaves
+    std::ptrdiff_t trail_step[3];
 };
 
 // Where results go, and with which weights.
@@ -165,11 +175,12 @@ struct Target {
     double scale, mix_scale;
 };
 
-enum Output { NOTHING, SAME_LAYOUT, PACKED };
-
-inline void roll(Sums& sum, const Sums& enters, const Sums& leaves) {
-    for (int i = 0; i < 2; ++i) sum.half[i] = sum.half[i] + (enters.half[i] - leaves.half[i]);
-}
+enum Output {
+    NOTHING,
+    PLAIN,   // into the line
+    MIXED,   // into the line, mixed with the smaller box or leaving some lanes alone
+    PACKED,  // side by side, into scratch memory
+};
 
 inline Sums widen(const Pixels& x) { return {{widen(x.half[0]), widen(x.half[1])}}; }
 
@@ -178,68 +189,84 @@ inline void prefetch(const float* p, std::ptrdiff_t ahead) {
     __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(p) + std::uintptr_t(ahead) * 4));
 }
 
+// Weights the sums of pass 3, mixes them with the smaller box and stores them.
+template <class Layout, Output OUTPUT>
+inline void store_result(const Target& target, float* to, const float* mix, const Sums& sum, const Pixels& low) {
+    using OutLayout = std::conditional_t<OUTPUT == PACKED, SideBySide, Layout>;
+    const Doubles scale = splat(target.scale);
+    Sums value = {{sum.half[0] * scale, sum.half[1] * scale}};
+    if (OUTPUT == MIXED && mix) {
+        const Doubles mix_scale = splat(target.mix_scale);
+        const Sums other = widen(target.mix_packed ? SideBySide::load(mix, 0) : Layout::load(mix, target.group));
+        for (int i = 0; i < 2; ++i) value.half[i] = value.half[i] + other.half[i] * mix_scale;
+    }
+    Pixels result;
+    for (int i = 0; i < 2; ++i) result.half[i] = larger(narrow(value.half[i]), low.half[i]);
+    if (OUTPUT == MIXED && target.keep) {
+        const Pixels keep = SideBySide::load(reinterpret_cast<const float*>(target.keep), 0);
+        const Pixels old = OutLayout::load(to, target.group);
+        for (int i = 0; i < 2; ++i) result.half[i] = choose(keep.half[i], old.half[i], result.half[i]);
+    }
+    OutLayout::store(to, target.group, result);
+}
+
+template <int PASS>
+inline void take(Stretch& s, Sums& sum, const Sums& enters) {
+    const Sums leaves = load_sums(s.trail[PASS]);
+    store_sums(s.ring[PASS], enters);
+    for (int i = 0; i < 2; ++i) {
+        const Doubles change = minus(enters.half[i], leaves.half[i]);
+        sum.half[i] = PASS == 0 ? sum.half[i] + change : plus(sum.half[i], change);
+    }
+    s.ring[PASS] += LANES;
+    s.trail[PASS] += s.trail_step[PASS];
+}
+
 template <bool PASS1, bool PASS2, bool PASS3, class Layout, Output OUTPUT>
-void sweep(const Stretch& s, State& state, Target& target) {
+void sweep(const Stretch& stretch, State& state, Target& where) {
+    // Copies whose address nobody has stay in registers.
+    Stretch s = stretch;
+    Target target = where;
     Sums sum1 = state.sum1, sum2 = state.sum2, sum3 = state.sum3;
     Pixels low = state.low;
-    const float *lead = s.lead, *trail = s.trail;
-    const double *trail1 = s.trail1, *trail2 = s.trail2;
-    double *ring1 = s.ring1, *ring2 = s.ring2;
-    float* to = target.to;
-    const float* mix = target.mix;
-    const Doubles scale = splat(target.scale), mix_scale = splat(target.mix_scale);
 
-    for (int k = 0; k < s.count; ++k) {
-        if constexpr (PASS1) {
-            const Pixels enters = Layout::load(lead, s.group), leaves = Layout::load(trail, s.group);
-            for (int i = 0; i < 2; ++i) low.half[i] = smaller(enters.half[i], low.half[i]);
-            roll(sum1, widen(enters), widen(leaves));
-            if constexpr (std::is_same_v<Layout, SideBySide>) prefetch(lead, s.ahead);
-            lead += s.lead_step;
-            trail += s.trail_step;
-        }
-        if constexpr (PASS2) {
-            const Sums leaves = load_sums(trail1);
-            if constexpr (PASS1) {
-                store_sums(ring1, sum1);
-                ring1 += LANES;
-            }
-            roll(sum2, sum1, leaves);
-            trail1 += s.trail1_step;
-        }
-        if constexpr (PASS3) {
-            const Sums leaves = load_sums(trail2);
-            if constexpr (PASS2) {
-                store_sums(ring2, sum2);
-                ring2 += LANES;
-            }
-            roll(sum3, sum2, leaves);
-            trail2 += s.trail2_step;
-        }
+    const auto pass1 = [&] {
+        const Pixels sample = Layout::load(s.lead, s.group);
+        for (int i = 0; i < 2; ++i) low.half[i] = smaller(sample.half[i], low.half[i]);
+        if constexpr (std::is_same_v<Layout, SideBySide>) prefetch(s.lead, s.ahead);
+        s.lead += s.lead_step;
+        take<0>(s, sum1, widen(sample));
+    };
+    const auto pass2 = [&] { take<1>(s, sum2, sum1); };
+    const auto pass3 = [&] { take<2>(s, sum3, sum2); };
+    const auto put = [&] {
         if constexpr (OUTPUT != NOTHING) {
-            using OutLayout = std::conditional_t<OUTPUT == PACKED, SideBySide, Layout>;
-            Sums value = {{sum3.half[0] * scale, sum3.half[1] * scale}};
-            if (mix) {
-                const Sums other = widen(target.mix_packed ? SideBySide::load(mix, 0) : Layout::load(mix, s.group));
-                for (int i = 0; i < 2; ++i) value.half[i] = value.half[i] + other.half[i] * mix_scale;
-                mix += target.mix_step;
-            }
-            Pixels result;
-            for (int i = 0; i < 2; ++i) result.half[i] = larger(narrow(value.half[i]), low.half[i]);
-            if (target.keep) {
-                const Pixels keep = SideBySide::load(reinterpret_cast<const float*>(target.keep), 0);
-                const Pixels old = OutLayout::load(to, target.group);
-                for (int i = 0; i < 2; ++i) result.half[i] = choose(keep.half[i], old.half[i], result.half[i]);
-            }
-            OutLayout::store(to, target.group, result);
-            to += target.step;
+            store_result<Layout, OUTPUT>(target, target.to, target.mix, sum3, low);
+            target.to += target.step;
+            if (OUTPUT == MIXED && target.mix) target.mix += target.mix_step;
+        }
+    };
+
+    int count = s.count;
+    if (PASS1 && PASS2 && PASS3 && count >= 3) {
+        // The same steps, each pass one step of the loop behind the pass before it: nothing in an iteration waits for
+        // anything else in it.
+        pass1(), pass2(), pass3(), pass1(), pass2(), pass1();
+        for (; count > 3; --count) put(), pass3(), pass2(), pass1();
+        put(), pass3(), pass2(), put(), pass3(), put();
+    } else {
+        for (; count > 0; --count) {
+            if constexpr (PASS1) pass1();
+            if constexpr (PASS2) pass2();
+            if constexpr (PASS3) pass3();
+            put();
         }
     }
 
     state.sum1 = sum1, state.sum2 = sum2, state.sum3 = sum3;
     state.low = low;
-    target.to = to;
-    target.mix = mix;
+    where.to = target.to;
+    where.mix = target.mix;
 }
 
 // ---- The sweep's time table -----------------------------------------------------------------------------------------
@@ -276,9 +303,15 @@ Schedule wrapped_schedule(int length, int radius, int margin) {
     return s;
 }
 
-constexpr int SHORT_RING = 128;  // slots that a ring has at least, so that it wraps seldom
+// Rings of short windows hold several of them, so that they wrap seldom; longer ones hold one and take as little of the
+// cache as can be.
+constexpr int SHORT_WINDOW = 32, SHORT_RING = 64;
 
-int ring_slots(int window) { return window >= SHORT_RING ? window : window * ((SHORT_RING + window - 1) / window); }
+int ring_slots(int window) { return window > SHORT_WINDOW ? window : window * ((SHORT_RING + window - 1) / window); }
+
+// Slots from one ring to the next: what is read from one ring must not lie at the same place within a page as what was
+// just written to another, or the processor waits for a store that it takes for the same.
+int ring_distance(int slots) { return (slots + 31) / 32 * 32 + 11; }
 
 int next_event(const Schedule& s, int now) {
     int next = s.output_end + 1;
@@ -316,48 +349,46 @@ void sweep_passes(int passes, const Stretch& stretch, State& state, Target& targ
 }
 
 constexpr double NO_SUMS[LANES] __attribute__((aligned(64))) = {};
-constexpr float NO_PIXELS[LANES] = {};
 constexpr int STEPS_AHEAD = 24;  // of about 5 ns each: the latency of memory
 
 // What the windows lose at the beginning: their own first value (repeated line ends), or nothing (wrapped).
 struct FirstSums {
-    const float* sample;
-    const double *sum1, *sum2;
+    const double* of[3];
 };
+
+double* ring_of(const Schedule& s, double* rings, int pass, int now) {
+    return rings + (std::ptrdiff_t(pass) * ring_distance(s.ring) + now % s.ring) * LANES;
+}
 
 Stretch make_stretch(const BlurLines& lines, const Schedule& s, const FirstSums& first, double* rings, int now) {
     Stretch t;
-    double* const ring2 = rings + std::ptrdiff_t(s.ring) * LANES;
     t.group = lines.group_step;
     t.ahead = STEPS_AHEAD * lines.step;
     const bool inside = now < s.length;
     t.lead = lines.first + (inside ? now : s.length - 1) * lines.step;
     t.lead_step = inside ? lines.step : 0;
-    const int leaves = now - s.window;
-    t.trail = now >= s.real[0] ? lines.first + leaves * lines.step : first.sample;
-    t.trail_step = now >= s.real[0] ? lines.step : 0;
-    const std::ptrdiff_t in = std::ptrdiff_t(now % s.ring) * LANES;
-    const std::ptrdiff_t out = leaves >= 0 ? std::ptrdiff_t(leaves % s.ring) * LANES : 0;
-    t.ring1 = rings + in;
-    t.ring2 = ring2 + in;
-    t.trail1 = now >= s.real[1] ? rings + out : first.sum1;
-    t.trail1_step = now >= s.real[1] ? LANES : 0;
-    t.trail2 = now >= s.real[2] ? ring2 + out : first.sum2;
-    t.trail2_step = now >= s.real[2] ? LANES : 0;
+    for (int pass = 0; pass < 3; ++pass) {
+        const bool real = now >= s.real[pass];
+        t.ring[pass] = ring_of(s, rings, pass, now);
+        t.trail[pass] = real ? ring_of(s, rings, pass, now - s.window) : first.of[pass];
+        t.trail_step[pass] = real ? LANES : 0;
+    }
     return t;
 }
 
-template <class Layout, Output OUTPUT>
-void run_from(int now, const BlurLines& lines, const Schedule& s, const FirstSums& first, double* rings, State& state,
-              Target& target) {
+// The sum of a window that holds nothing but `value`, which goes into the ring.
+Sums begin_pass(const Schedule& s, const Sums& value, const double* slot) {
+    store_sums(const_cast<double*>(slot), value);
     const Doubles window = splat(s.window);
-    const auto begin_pass = [&](const Sums& sum, const double* slot, Sums& next) {
-        store_sums(const_cast<double*>(slot), sum);
-        next = {{sum.half[0] * window, sum.half[1] * window}};
-    };
+    return {{value.half[0] * window, value.half[1] * window}};
+}
+
+template <class Layout, Output OUTPUT>
+void run(int now, const BlurLines& lines, const Schedule& s, const FirstSums& first, double* rings, State& state,
+         Target& target) {
     while (now <= s.output_end) {
-        if (now == s.begin[1] && now > 0) begin_pass(state.sum1, first.sum1, state.sum2);
-        if (now == s.begin[2] && now > 0) begin_pass(state.sum2, first.sum2, state.sum3);
+        if (now > 0 && now == s.begin[1]) state.sum2 = begin_pass(s, state.sum1, first.of[1]);
+        if (now > 0 && now == s.begin[2]) state.sum3 = begin_pass(s, state.sum2, first.of[2]);
         Stretch stretch = make_stretch(lines, s, first, rings, now);
         stretch.count = next_event(s, now) - now;
         int passes = 0;
@@ -375,15 +406,12 @@ template <class Layout, Output OUTPUT>
 void sweep_clamped(const BlurLines& lines, int radius, double* rings, Target target) {
     Schedule s = clamped_schedule(lines.length, radius);
     s.ring = ring_slots(s.window);
-    const FirstSums first = {lines.first, rings + std::ptrdiff_t(radius % s.ring) * LANES,
-                             rings + std::ptrdiff_t(s.ring + 2 * radius % s.ring) * LANES};
+    FirstSums first;
+    for (int pass = 0; pass < 3; ++pass) first.of[pass] = ring_of(s, rings, pass, pass * radius);
     State state;
     state.low = Layout::load(lines.first, lines.group_step);
-    const Sums sample = widen(state.low);
-    const Doubles window = splat(s.window);
-    state.sum1 = {{sample.half[0] * window, sample.half[1] * window}};
-    state.sum2 = state.sum3 = state.sum1;
-    run_from<Layout, OUTPUT>(1, lines, s, first, rings, state, target);
+    state.sum1 = state.sum2 = state.sum3 = begin_pass(s, widen(state.low), first.of[0]);
+    run<Layout, OUTPUT>(1, lines, s, first, rings, state, target);
 }
 
 template <Output OUTPUT>
@@ -393,7 +421,7 @@ void sweep_wrapped(const BlurLines& lines, int radius, int margin, double* rings
     State state;
     state.low = SideBySide::load(lines.first, 0);
     state.sum1 = state.sum2 = state.sum3 = {{splat(0), splat(0)}};
-    run_from<SideBySide, OUTPUT>(0, lines, s, {NO_PIXELS, NO_SUMS, NO_SUMS}, rings, state, target);
+    run<SideBySide, OUTPUT>(0, lines, s, {{NO_SUMS, NO_SUMS, NO_SUMS}}, rings, state, target);
 }
 
 // 1 / window^3, times the weight of this box in the mix.
@@ -409,8 +437,10 @@ Target line_target(const BlurLines& lines) {
 }
 Target packed_target(float* to) { return {to, LANES, 4, nullptr, 0, true, nullptr, 0.0, 0.0}; }
 
-// Enough for both rings of either box.
-std::size_t ring_doubles(BoxRadius box) { return std::size_t(2) * (2 * box.radius + 3 + SHORT_RING) * LANES; }
+// Enough for the rings of either box.
+std::size_t ring_doubles(BoxRadius box) {
+    return std::size_t(3) * ring_distance(2 * box.radius + 3 + SHORT_RING) * LANES;
+}
 
 template <class Layout>
 void blur_clamped(const BlurLines& lines, BoxRadius box, double* scratch) {
@@ -429,7 +459,10 @@ void blur_clamped(const BlurLines& lines, BoxRadius box, double* scratch) {
         }
     }
     target.scale = box_scale(radius, box.fraction > 0 ? box.fraction : 1.0);
-    sweep_clamped<Layout, SAME_LAYOUT>(lines, radius, scratch, target);
+    if (target.mix || target.keep)
+        sweep_clamped<Layout, MIXED>(lines, radius, scratch, target);
+    else
+        sweep_clamped<Layout, PLAIN>(lines, radius, scratch, target);
 }
 
 void clamped(const BlurLines& lines, BoxRadius box, double* scratch) {
@@ -455,7 +488,7 @@ void wrapped(const BlurLines& lines, BoxRadius box, double* scratch) {
         }
     }
     target.scale = box_scale(radius, box.fraction > 0 ? box.fraction : 1.0);
-    sweep_wrapped<SAME_LAYOUT>(lines, radius, margin, scratch, target);
+    sweep_wrapped<MIXED>(lines, radius, margin, scratch, target);
 }
 
 std::size_t scratch_doubles(int length, BoxRadius box) {
