@@ -17,7 +17,7 @@ enum KernelType : int {
     KERNEL_CUBIC = 2,        // a = -0.5, Catmull-Rom
     KERNEL_SHARP_CUBIC = 3,  // a = -1.0
     KERNEL_BSPLINE = 4,
-    KERNEL_LANCZOS = 5,      // two lobes
+    KERNEL_LANCZOS = 5,  // two lobes
 };
 
 enum EdgeMode : int {
@@ -44,9 +44,9 @@ class ImagelibKernel {
     int taps = 0;                  // pixels that a sample can reach
     int table_scale = 512;         // entries a pixel
     int fixed_scale = 1024;
-    int fixed_shift = 10;          // brings a fixed-point sum back to sample units
-    int edge_mode;                 // one-dimensional sampling
-    int edge_mode_x;               // two-dimensional sampling
+    int fixed_shift = 10;  // brings a fixed-point sum back to sample units
+    int edge_mode;         // one-dimensional sampling
+    int edge_mode_x;       // two-dimensional sampling
     int edge_mode_y;
     bool valid = false;
 };

@@ -17,7 +17,8 @@ inline constexpr int TABLE_SCALE = 512;
 inline int edge_index(int i, int n, int mode) {
     if (i >= 0 && i < n) return i;
     switch (mode) {
-        case EDGE_CLAMP: return i < 0 ? 0 : n - 1;
+        case EDGE_CLAMP:
+            return i < 0 ? 0 : n - 1;
         case EDGE_WRAP: {
             const int m = i % n;
             return m < 0 ? m + n : m;
@@ -26,7 +27,8 @@ inline int edge_index(int i, int n, int mode) {
             const int m = std::abs(i) % (2 * n);
             return m >= n ? 2 * n - 1 - m : m;
         }
-        default: return -1;
+        default:
+            return -1;
     }
 }
 
@@ -56,10 +58,14 @@ inline bool has_pixels(const K7Image* image) { return image && image->pixels && 
 template <class Work>
 auto with_sample_type(int sample_type, Work&& work) {
     switch (sample_type) {
-        case SAMPLE_U8: return work(std::uint8_t{});
-        case SAMPLE_U16: return work(std::uint16_t{});
-        case SAMPLE_U32: return work(std::uint32_t{});
-        default: return work(float{});
+        case SAMPLE_U8:
+            return work(std::uint8_t{});
+        case SAMPLE_U16:
+            return work(std::uint16_t{});
+        case SAMPLE_U32:
+            return work(std::uint32_t{});
+        default:
+            return work(float{});
     }
 }
 
