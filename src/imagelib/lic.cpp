@@ -1,5 +1,4 @@
 #include <cmath>
-#include <vector>
 
 #include "imagelib/imagelib_lic.h"
 #include "imagelib/lic_kernels.h"
@@ -44,14 +43,12 @@ LicFrame make_frame(const K7Image* source, K7Image* destination, float cx, float
 
 // Angles run from the x axis towards greater y. A corner lies at -rotation, the first side half a sector further on.
 // Normals are kept as floats: that hides the last bits of cos and sin, which differ between processors.
-std::vector<float> polygon_normals(int sides, double rotation) {
-    std::vector<float> normals(2 * std::size_t(sides));
+void polygon_normals(int sides, double rotation, float* normals) {
     for (int side = 0; side < sides; ++side) {
         const double angle = (side + 0.5) * 2 * PI / sides - rotation;
-        normals[2 * std::size_t(side)] = float(std::cos(angle));
-        normals[2 * std::size_t(side) + 1] = float(std::sin(angle));
+        *normals++ = float(std::cos(angle));
+        *normals++ = float(std::sin(angle));
     }
-    return normals;
 }
 
 void render(const LicFrame& frame, K7Image* destination) {
@@ -85,10 +82,10 @@ bool image_radial_lic(const K7Image* source, K7Image* destination, float cx, flo
     if (!usable(source, destination) || !all_finite(cx, cy, rclear, speed, rsoft, rotation)) return false;
     LicFrame frame = make_frame(source, destination, cx, cy, speed, samples, rsoft);
     frame.clear = rclear;
-    std::vector<float> normals;
+    float normals[2 * MAX_SIDES];
     if (sides >= 3 && sides <= MAX_SIDES) {
-        normals = polygon_normals(sides, std::fmod(double(rotation), 360.0) * 0.017453292);
-        frame.normals = normals.data();
+        polygon_normals(sides, std::fmod(double(rotation), 360.0) * 0.017453292, normals);
+        frame.normals = normals;
         frame.sides = sides;
         frame.clear = rclear * std::cos(PI / sides);
     }

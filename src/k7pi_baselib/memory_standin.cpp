@@ -1,4 +1,6 @@
 // Temporary: just enough of the memory functions for the image library to link while the real ones are written.
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,3 +18,10 @@ void* k7_aligned_malloc(std::size_t size, int alignment, bool, const char*, int)
 }
 
 void k7_aligned_free(void* pointer, bool, const char*, int) { std::free(pointer); }
+
+void Trace(int, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vfprintf(stderr, format, arguments);
+    va_end(arguments);
+}
