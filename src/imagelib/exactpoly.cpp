@@ -81,13 +81,12 @@ int last_pixel(double high, int limit) {
     return int(std::clamp(std::ceil(high) - 1, -FAR, std::max(-FAR, std::min(FAR, double(limit)))));
 }
 
-// Clips to low..high along one axis and leaves the coordinates of the cut exactly on it.
+// Clips to low..high along one axis.
 void cut_to(Shape& shape, Shape& spare, int axis, double low, double high) {
     double lows[2] = {-INFINITY, -INFINITY}, highs[2] = {INFINITY, INFINITY};
     lows[axis] = low;
     highs[axis] = high;
     exactpoly::clip_to_box(shape, spare, lows, highs);
-    for (int i = 0; i < shape.count; ++i) shape.vertices[i][axis] = std::clamp(shape.vertices[i][axis], low, high);
 }
 
 // One row of the polygon: `strip` is what lies between y and y + 1.

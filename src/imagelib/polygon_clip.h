@@ -38,8 +38,10 @@ void clip_half_plane(const In& in, Out& out, int axis, Number sign, Number limit
         const Number s = current[axis] * sign - limit;
         if ((s <= 0) != (s_previous <= 0)) {
             const Number t = s_previous / (s_previous - s);
-            Number cut[2] = {previous[0] + t * (current[0] - previous[0]),
-                             previous[1] + t * (current[1] - previous[1])};
+            const int other = 1 - axis;
+            Number cut[2];
+            cut[axis] = limit * sign;  // what interpolation gives but for rounding
+            cut[other] = previous[other] + t * (current[other] - previous[other]);
             out.add(cut[0], cut[1]);
         }
         if (s <= 0) out.add(current[0], current[1]);
