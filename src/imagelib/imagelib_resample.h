@@ -97,8 +97,8 @@ bool image_scale(const K7Image* source, K7Image* destination, int kernel_type, b
 //
 // One-dimensional resampling of whole images with kernel->edge_mode. Integer samples go through the fixed-point
 // weights and are limited to their range; floats are not limited. Row passes want equal heights, column passes equal
-// widths, and all want equal channels and sample types and two different images. A line whose shift is a whole number
-// is copied if it is 0 and filtered otherwise.
+// widths, and all want equal channels and sample types and two different images. Shifts by 0 copy; shears filter every
+// line, also one that stays in its place.
 
 // Destination pixel x (or y) shows the source at x + offset.
 bool shift_row_pass(const K7Image* source, K7Image* destination, float offset, const ImagelibKernel* kernel);

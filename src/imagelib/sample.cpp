@@ -29,7 +29,7 @@ void add_pixel(const K7Image* image, int x, int y, float weight, float* sums, in
 }
 
 // Brings a coordinate into a range where indices are safe, without changing what is read there. Repeating edges fold
-// by their period; beyond a clamped or black edge every place further than `reach` is like any other.
+// by their period; beyond a clamped or black edge only the fraction of a place further than `reach` counts.
 float safe_coordinate(float x, int n, int edge, float reach) {
     const float size = static_cast<float>(n);
     switch (edge) {
@@ -40,8 +40,12 @@ float safe_coordinate(float x, int n, int edge, float reach) {
         case EDGE_MIRROR:
             return std::fmod(std::fabs(x), 2 * size);
         default:
-            return std::clamp(x, -reach, size + reach);
+            break;
     }
+    const float margin = std::ceil(reach) + 1;
+    if (x >= -margin && x <= size + margin) return x;
+    const float fraction = std::isinf(x) ? 0.0f : x - std::floor(x);
+    return x < 0 ? fraction - margin : size + margin + fraction;
 }
 
 struct Point {
