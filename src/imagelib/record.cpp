@@ -17,7 +17,7 @@ int checked_product(long long a, long long b) {
     return static_cast<int>(product);
 }
 
-bool is_positive(float value) { return value > 0.0f; }  // false for NaN
+bool is_positive(float value) { return value > 0.0f && value <= std::numeric_limits<float>::max(); }  // false for NaN
 
 }  // namespace
 
