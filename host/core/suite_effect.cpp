@@ -142,7 +142,7 @@ OfxStatus imageMemoryAlloc(OfxImageEffectHandle handle, std::size_t bytes, OfxIm
                 return ofx::status::ErrBadHandle;
             }
             if (!memory) return nullResult(*host, "imageMemoryAlloc");
-            if (host->hooks().failAllocations) return ofx::status::ErrMemory;
+            if (host->hooks().failAllocations || bytes > largestBlock) return ofx::status::ErrMemory;
             auto block = std::make_shared<ImageMemory>(*host, bytes);
             *memory = block->handle();
             std::lock_guard lock(host->resources().mutex);
