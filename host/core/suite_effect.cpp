@@ -97,7 +97,7 @@ OfxStatus clipGetImage(OfxImageClipHandle handle, OfxTime time, const OfxRectD*,
 
 OfxStatus clipReleaseImage(OfxPropertySetHandle image) {
     const auto* known = static_cast<PropertySet*>(findHandle(image, HandleKind::PropertySet).object);
-    const std::string owner = known ? known->owner() : "bad handle";  // gone after the call
+    std::string owner = known ? known->owner() : "bad handle";  // gone after the call
     const auto arguments = [&owner] { return owner; };
     return callOn<PropertySet>(
         "clipReleaseImage", image, HandleKind::PropertySet, "", arguments, [=](PropertySet& set) {
