@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/support/bench.h"
+#include "benches/support/bench.h"
 #include "imagelib/imagelib_arithmetic.h"
 #include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_composite.h"

@@ -1,5 +1,5 @@
 // Rotation by 13 degrees against OpenCV's bilinear one.
-#include "bench/support/bench.h"
+#include "benches/support/bench.h"
 #include "imagelib/imagelib_resample.h"
 
 #ifdef QUILLON_RIVAL_OPENCV

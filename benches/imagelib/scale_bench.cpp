@@ -1,5 +1,5 @@
 // Enlarging and reducing by 2 against the resamplers of OpenCV and zimg.
-#include "bench/support/bench.h"
+#include "benches/support/bench.h"
 #include "imagelib/imagelib_resample.h"
 
 #ifdef QUILLON_RIVAL_OPENCV

@@ -2,7 +2,7 @@
 // remap without one.
 #include <cmath>
 
-#include "bench/support/bench.h"
+#include "benches/support/bench.h"
 #include "imagelib/imagelib_pyramid.h"
 
 #ifdef QUILLON_RIVAL_OPENCV
