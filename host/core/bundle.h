@@ -68,6 +68,7 @@ class Bundle {
     Plugin* find(std::string_view name) const;
 
   private:
+    void openPlugins(const std::filesystem::path& library);
     void addPlugin(OfxPlugin* record, int index, const std::string& bundlePath);
 
     Host& m_host;

@@ -80,6 +80,7 @@ class EffectDescriptor final : public Effect {
 
   private:
     void checkDescription();
+    void checkClips();
     void checkParameters();
 
     std::string m_context;
@@ -159,6 +160,7 @@ class EffectInstance final : public Effect {
     int releasedImages() const { return m_released; }  // by the plug-in itself
     OfxStatus getImage(Clip& clip, double time, OfxPropertySetHandle* image);
     OfxStatus releaseImage(OfxPropertySetHandle image);
+    static EffectInstance* holderOf(const PropertySet& image);  // null when the set is not that of an image
 
     bool creating() const { return m_creating; }
     int editDepth() const { return m_editDepth; }
@@ -166,7 +168,13 @@ class EffectInstance final : public Effect {
     OfxStatus editEnd();
 
   private:
-    struct HeldImage;
+    // One image in the plug-in's hands. All property sets of kind Image are such.
+    struct HeldImage : PropertySet {
+        HeldImage(Clip& clip, ImagePtr image, double time);
+        Clip& clip;
+        ImagePtr image;
+        std::uint64_t checksum = 0;  // of a source, when the host checks those
+    };
     OfxStatus run(const char* action, PropertySet* inArgs, PropertySet* outArgs);
     OfxStatus sendSequence(const char* action, const RenderRequest& request, OfxRangeD frames, double step);
     void takeBackImages(const char* action);
@@ -180,8 +188,8 @@ class EffectInstance final : public Effect {
     mutable std::mutex m_imagesMutex;
     std::vector<std::unique_ptr<HeldImage>> m_held;
     std::atomic<int> m_fetched{0}, m_released{0};
-    std::atomic<int> m_actionDepth{0};
-    int m_changeDepth = 0, m_editDepth = 0;
+    std::atomic<int> m_actionDepth{0}, m_changeDepth{0};
+    int m_editDepth = 0;
     bool m_created = false, m_creating = false;
 };
 

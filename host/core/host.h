@@ -48,7 +48,9 @@ class Host {
 
     void setRecording(bool on) { m_recording = on; }
     bool recording() const { return m_recording; }
-    void record(RecordedCall call);
+    // A call takes its place in the record when it begins; what it did is added when it ends.
+    std::size_t beginRecord(std::string name, std::string arguments);
+    void endRecord(std::size_t place, std::string arguments, OfxStatus status);
     std::vector<RecordedCall> recordedCalls() const;
     int countCalls(std::string_view name) const;  // of that name, among the recorded
     void clearRecord();
@@ -67,7 +69,7 @@ class Host {
     OfxStatus release(void* data);
     std::size_t memoryBlocks() const;
     // Mutexes and image memory of the suites live here until the plug-in destroys them.
-    struct Resources;
+    struct Resources;  // resources.h
     Resources& resources() { return *m_resources; }
     std::size_t imageMemoryBlocks() const;
     std::size_t mutexes() const;

@@ -45,6 +45,7 @@ class Interact {
   private:
     Interact(EffectInstance& effect, OfxPluginEntryPoint* entry, ObjectKind kind);
     OfxStatus send(const char* action, PropertySet* inArgs);
+    OfxStatus sendView(const char* action);
     OfxStatus sendPen(const char* action, OfxPointD position, double pressure);
     void fillView(PropertySet& arguments) const;
 

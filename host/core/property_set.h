@@ -103,6 +103,7 @@ class PropertySet {
   private:
     struct Property;
     Property* find(std::string_view name) const;
+    Property* visible(const char* name) const;  // find, but for host properties that the hooks withhold
     Property& require(std::string_view name) const;
     void addTable(const PropertyRow* rows, std::size_t count);
     OfxStatus refuse(const char* call, const char* name, OfxStatus status, const std::string& message) const;
@@ -111,6 +112,7 @@ class PropertySet {
     void updateFollowers(const std::string& name);
 
     friend void addStandardProperties(PropertySet& set, ObjectKind kind);
+    friend void addArgumentProperties(PropertySet& set, std::string_view action);
     friend void addParamProperties(PropertySet& set, bool instance, const ParamTypeInfo& type);
 
     Host& m_host;

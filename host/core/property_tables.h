@@ -26,6 +26,12 @@ std::span<const PropertyRow> standardProperties(ObjectKind kind);
 void addStandardProperties(PropertySet& set, ObjectKind kind);
 void addParamProperties(PropertySet& set, bool instance, const ParamTypeInfo& type);
 
+// The properties that an action carries in (a set of kind InArgs) or out (OutArgs); those composed with the names of
+// clips are added by the sender.
+void addArgumentProperties(PropertySet& set, std::string_view action);
+inline constexpr char keySymbolProperty[] = "kOfxPropKeySym";
+inline constexpr char keyStringProperty[] = "kOfxPropKeyString";
+
 // Null when any text will do, else the allowed values of a text property, ended by a null pointer.
 const char* const* allowedTexts(std::string_view property);
 

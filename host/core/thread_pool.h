@@ -20,14 +20,17 @@ class ThreadPool {
 
     unsigned size() const { return m_size; }
     // Calls function(index, count) for all indexes, each on a thread of its own (index 0 on the caller's), and returns
-    // when all have returned. count is at most size(). False when the caller is itself running a part of a job.
+    // when all have returned. No more than size() threads take part, at least one; `count` tells the function how many.
+    // An exception from the function reaches the caller after all have ended. False when the caller is itself running a
+    // part of a job.
     bool run(unsigned count, const std::function<void(unsigned index, unsigned count)>& function);
 
     static bool insideJob();
     static unsigned jobIndex();  // 0 outside
 
   private:
-    void serve(unsigned index);
+    void serve(unsigned index, std::uint64_t seen);
+    void runPart(unsigned index);
 
     unsigned m_size;
     std::mutex m_callers;  // one job at a time
@@ -36,6 +39,7 @@ class ThreadPool {
     const std::function<void(unsigned, unsigned)>* m_function = nullptr;
     unsigned m_count = 0, m_pending = 0;
     std::uint64_t m_job = 0;
+    std::exception_ptr m_failure;
     bool m_stop = false;
     std::vector<std::thread> m_threads;  // started on the first job that needs them
 };

@@ -112,7 +112,7 @@ void ControlK7::SetGhosted(bool ghosted) {
 // ---- Numbers --------------------------------------------------------------------------------------------------
 
 FloatControlK7::FloatControlK7(EffectInfo* owner, const NumberParam& param)
-    : ControlK7(owner, param.name, param.label, param.options), value(param.value), m_param(param) {}
+    : ControlK7(owner, param.name, param.label, param.options), value(param.value), overlayValue(param.value), m_param(param) {}
 
 void FloatControlK7::describeValue(const PropertySet& set, const HostQuirks&) const {
     set.setString(ofx::prop::ParamDoubleType, doubleType());
@@ -129,13 +129,11 @@ std::string FloatControlK7::defaultText() const { return numberText(m_param.valu
 std::string FloatControlK7::rangeText() const { return rangeOf(m_param.min, m_param.max); }
 
 void SizeControlK7::fetch(const FetchContext& context) {
-    if (!readAt(context.time, &value)) return;
-    if (context.overlay) {
-        overlayValue = value * context.overlayFactor;
-    } else if (followedByOverlay) {
-        value *= context.xFactor;
-        overlayValue = value;
-    }
+    if (readAt(context.time, &value) && followedByOverlay) value *= context.xFactor;
+}
+
+void SizeControlK7::fetchOverlay(const FetchContext& context) {
+    if (readAt(context.time, &overlayValue)) overlayValue *= context.xFactor;
 }
 
 bool AngleControlK7::GetValue(double time, double* out) const {
@@ -180,7 +178,7 @@ void CheckboxControlK7::describeValue(const PropertySet& set, const HostQuirks&)
 }
 
 ListControlK7::ListControlK7(EffectInfo* owner, const ListParam& param)
-    : ControlK7(owner, param.name, param.label, param.options), value(param.index + 1), m_param(param) {}
+    : ControlK7(owner, param.name, param.label, param.options), value(param.index + 1), overlayValue(param.index + 1), m_param(param) {}
 
 bool ListControlK7::animates() const {
     return ControlK7::animates() && std::strcmp(name(), "Demos") != 0 && std::strcmp(name(), "DemosA") != 0;
@@ -192,8 +190,6 @@ bool ListControlK7::GetValue(double time, int* out) const {
     *out = index + 1;
     return true;
 }
-
-void ListControlK7::fetch(const FetchContext& context) { GetValue(context.time, &value); }
 
 void ListControlK7::describeAfter(const PropertySet& set) const {
     for (std::size_t i = 0; i < m_param.choices.size(); ++i)
@@ -213,12 +209,11 @@ PositionControlK7::PositionControlK7(EffectInfo* owner, const PointParam& param)
       x(param.x), y(param.y), overlayX(param.x), overlayY(param.y), m_param(param) {}
 
 void PositionControlK7::fetch(const FetchContext& context) {
-    double readX = 0.0, readY = 0.0;
-    if (!GetValue(context.time, &readX, &readY)) return;
-    x = context.overlay ? readX : readX * context.xFactor;
-    y = readY;
-    overlayX = context.overlay ? readX * context.overlayFactor : x;
-    overlayY = y;
+    if (GetValue(context.time, &x, &y)) x *= context.xFactor;
+}
+
+void PositionControlK7::fetchOverlay(const FetchContext& context) {
+    if (GetValue(context.time, &overlayX, &overlayY)) overlayX *= context.xFactor;
 }
 
 void PositionControlK7::describeValue(const PropertySet& set, const HostQuirks& quirks) const {
@@ -235,12 +230,6 @@ void PositionControlK7::describeValue(const PropertySet& set, const HostQuirks& 
 }
 
 std::string PositionControlK7::defaultText() const { return numberText(m_param.x) + ", " + numberText(m_param.y); }
-
-void CurvePointControlK7::fetch(const FetchContext& context) {
-    if (!GetValue(context.time, &x, &y)) return;
-    overlayX = x;
-    overlayY = y;
-}
 
 void CurvePointControlK7::describeValue(const PropertySet& set, const HostQuirks&) const {
     set.setString(ofx::prop::ParamDoubleType, ofx::double_type::Plain);

@@ -96,9 +96,7 @@ struct ButtonParam {
 
 struct FetchContext {
     double time = 0.0;
-    bool overlay = false;
-    double xFactor = 1.0;        // of horizontal values read for rendering
-    double overlayFactor = 1.0;  // of horizontal values read for the overlay
+    double xFactor = 1.0;  // of horizontal values
 };
 
 // Where a parameter stands in the host's dialog: its group's name (null: pages are used instead).
@@ -133,7 +131,9 @@ class ControlK7 {
     // Life on an instance
     void wire(OfxParamHandle* slot, const HostSuites* suites);
     bool live() const { return m_slot && *m_slot && m_suites; }
-    virtual void fetch(const FetchContext&) {}
+    virtual void fetch(const FetchContext&) {}         // for rendering: the value fields
+    virtual void fetchOverlay(const FetchContext&) {}  // for the overlay: the overlay fields, and only those, since
+                                                       // a render may be reading the others on another thread
     virtual void SetHidden(bool hidden);
     virtual void SetGhosted(bool ghosted);
     bool hidden() const { return m_hidden; }
@@ -190,12 +190,14 @@ class FloatControlK7 : public ControlK7 {
     FloatControlK7(EffectInfo* owner, const NumberParam& param);
 
     double value;
+    double overlayValue;
 
     bool GetValue(double time, double* out) const { return readAt(time, out); }
     void SetValue(double v) const { write(v); }
 
     const char* paramType() const override { return ofx::param_type::Double; }
     void fetch(const FetchContext& context) override { readAt(context.time, &value); }
+    void fetchOverlay(const FetchContext& context) override { readAt(context.time, &overlayValue); }
     int presetComponents() const override { return 1; }
     void writePreset(const double* values) override { SetValue(values[0]); }
     void writeDefault() override { SetValue(m_param.value); }
@@ -213,9 +215,9 @@ class FloatControlK7 : public ControlK7 {
 // A length as a fraction of the picture's width; as a radius it counts in half widths.
 class SizeControlK7 : public FloatControlK7 {
   public:
-    SizeControlK7(EffectInfo* owner, const NumberParam& param) : FloatControlK7(owner, param), overlayValue(param.value) {}
-    double overlayValue;
+    using FloatControlK7::FloatControlK7;
     void fetch(const FetchContext& context) override;
+    void fetchOverlay(const FetchContext& context) override;
 
   protected:
     const char* doubleType() const override { return ofx::double_type::Scale; }
@@ -281,6 +283,7 @@ class ListControlK7 : public ControlK7 {
     ListControlK7(EffectInfo* owner, const ListParam& param);
 
     int value;  // from 1
+    int overlayValue;
 
     bool GetValue(double time, int* out) const;  // from 1
     bool currentIndex(int* out) const { return read(out); }  // the host's value now, from 0
@@ -288,7 +291,8 @@ class ListControlK7 : public ControlK7 {
 
     const char* paramType() const override { return ofx::param_type::Choice; }
     bool animates() const override;
-    void fetch(const FetchContext& context) override;
+    void fetch(const FetchContext& context) override { GetValue(context.time, &value); }
+    void fetchOverlay(const FetchContext& context) override { GetValue(context.time, &overlayValue); }
     int presetComponents() const override { return 1; }
     void writePreset(const double* values) override { write(static_cast<int>(values[0])); }  // from 0, as at the host
     void writeDefault() override { write(m_param.index); }
@@ -316,6 +320,7 @@ class PositionControlK7 : public ControlK7 {
 
     const char* paramType() const override { return ofx::param_type::Double2D; }
     void fetch(const FetchContext& context) override;
+    void fetchOverlay(const FetchContext& context) override;
     void SetHidden(bool hidden) override { setEnabled(!hidden); }
     int presetComponents() const override { return 2; }
     void writePreset(const double* values) override { SetValue(values[0], values[1]); }
@@ -331,7 +336,8 @@ class PositionControlK7 : public ControlK7 {
 class CurvePointControlK7 : public PositionControlK7 {
   public:
     using PositionControlK7::PositionControlK7;
-    void fetch(const FetchContext& context) override;
+    void fetch(const FetchContext& context) override { GetValue(context.time, &x, &y); }
+    void fetchOverlay(const FetchContext& context) override { GetValue(context.time, &overlayX, &overlayY); }
     std::string rangeText() const override { return "0 .. 1"; }
 
   protected:

@@ -79,7 +79,7 @@ void EffectInfo::fetchAll(const FetchContext& context) {
 
 void EffectInfo::fetchFollowed(const FetchContext& context) {
     for (ControlK7* control : m_controls)
-        if (control->followedByOverlay) control->fetch(context);
+        if (control->followedByOverlay) control->fetchOverlay(context);
 }
 
 bool EffectInfo::steers(const ControlK7* control) const {

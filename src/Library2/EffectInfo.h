@@ -125,6 +125,24 @@ struct PresetTable {
     PresetScope scope = PresetScope::ListedOnly;
 };
 
+// ---- Scenes ---------------------------------------------------------------------------------------------------
+
+// One picture that shows what the effect does: its regression test, its place in the gallery and its page of the
+// reference. Inputs are pictures of examples/ or generated ones, in the order of the effect's clips; parameters are
+// written as on the command line.
+struct Scene {
+    struct Setting {
+        const char* parameter;
+        const char* value;
+    };
+    std::vector<const char*> inputs;  // "seeding.jpg", or "@chart", "@ramp", "@noise", "@dots"; none: a generator's picture
+    std::vector<Setting> settings;
+    int frame = 0;
+    int width = 480;                  // pictures are scaled to this size
+    int height = 270;
+    double tolerance = 0.0;           // largest difference from the stored expectation, of 1
+};
+
 // ---- The record -----------------------------------------------------------------------------------------------
 
 class EffectInfo {
@@ -135,6 +153,7 @@ class EffectInfo {
     EffectInfo& operator=(const EffectInfo&) = delete;
 
     ClipRecord output;
+    Scene scene;
 
     const std::vector<ClipRecord*>& inputs() const { return m_inputs; }
     const std::vector<const char*>& pages() const { return m_pages; }

@@ -41,7 +41,7 @@ class Interact {
         view.aspect = quirks.squaredOverlayAspect && ratio != 0.0 ? static_cast<float>(1.0 / (ratio * ratio)) : 1.0f;
         if (quirks.pixelScalePerRenderScale && renderX != 0.0) scaleX /= renderX;
         view.hitScale = scaleX != 0.0 ? static_cast<float>(0.75 / scaleX) : 0.0f;
-        fetchControls(quirks.squaredOverlayAspect ? ratio : 1.0);
+        effect()->info().fetchFollowed({.time = argument(ofx::prop::Time, 0.0)});
     }
 
     double argument(const char* name, double fallback, int index = 0) const {
@@ -49,8 +49,10 @@ class Interact {
     }
 
     void wireWidgets() const {
-        for (OverlayControlK7* widget : effect()->info().widgets()) {
+        const auto& widgets = effect()->info().widgets();
+        for (OverlayControlK7* widget : widgets) {
             widget->overlay = &effect()->overlaySide();
+            widget->colour = widgets.size() > 1 && widget == widgets[1] ? OVERLAY_YELLOW : OVERLAY_WHITE;
             // One index for all of them, so that the last one stays: hosts redraw on any change in any case.
             for (const ControlK7* control : widget->followed) m_set.setString(ofx::prop::InteractSlaveToParam, control->name(), 0);
         }
@@ -64,12 +66,6 @@ class Interact {
 
   private:
     static int pixels(double size) { return size >= 0.0 && size < 1e9 ? static_cast<int>(size) : 0; }
-
-    void fetchControls(double factor) const {
-        const bool scaled = !bundleState().quirks->squaredOverlayAspect;
-        effect()->info().fetchFollowed(
-            {.time = argument(ofx::prop::Time, 0.0), .overlay = true, .overlayFactor = scaled ? factor : 1.0});
-    }
 
     PropertySet m_set;
     PropertySet m_inArgs;

@@ -77,9 +77,3 @@ bool PluginK7::fetchFrame(OfxImageClipHandle clip, double time, K7Image* image) 
                            }};
     return make_float_image(frame.pixels(), image, image->width, image->height, frame.aspect(), true, scale, runner) != nullptr;
 }
-
-// ---- Overlay side ---------------------------------------------------------------------------------------------
-
-void OverlayK7::PenEvent(PenEventCode event, float x, float y) {
-    for (OverlayControlK7* widget : overlayInfo().widgets()) widget->OnPen(event, x, y);
-}
