@@ -29,7 +29,8 @@ void appendPart(std::string_view part, std::vector<int>& frames) {
     }
     const auto cross = part.find_first_of("xX", dash);
     const int first = frameNumber(part.substr(0, dash), part);
-    const int last = frameNumber(part.substr(dash + 1, cross == std::string_view::npos ? cross : cross - dash - 1), part);
+    const int last =
+        frameNumber(part.substr(dash + 1, cross == std::string_view::npos ? cross : cross - dash - 1), part);
     int step = 1;
     if (cross != std::string_view::npos) {
         step = frameNumber(part.substr(cross + 1), part);

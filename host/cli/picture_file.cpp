@@ -34,7 +34,8 @@ std::unique_ptr<OIIO::ImageInput> openPicture(const fs::path& path) {
     for (const int side : {spec.width, spec.height, spec.full_width, spec.full_height})
         if (side < 1 || side > MaxSide) throw RunError("cannot read " + path.string() + ": its size makes no sense");
     for (const auto& [w, h] : {std::pair(spec.width, spec.height), std::pair(spec.full_width, spec.full_height)})
-        if (static_cast<long long>(w) * h > MaxPixels) throw RunError("cannot read " + path.string() + ": it is too big");
+        if (static_cast<long long>(w) * h > MaxPixels)
+            throw RunError("cannot read " + path.string() + ": it is too big");
     if (spec.depth > 1) throw RunError("cannot read " + path.string() + ": it holds a volume, not a picture");
     if (spec.nchannels < 1) throw RunError("cannot read " + path.string() + ": it has no channels");
     return input;
@@ -82,7 +83,8 @@ template <class Sample>
 Picture readAs(OIIO::ImageInput& input, OIIO::TypeDesc type, const fs::path& path) {
     const OIIO::ImageSpec spec = input.spec();
     const auto channels = static_cast<std::size_t>(spec.nchannels);
-    std::vector<Sample> samples(static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(spec.height) * channels);
+    std::vector<Sample> samples(static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(spec.height) *
+                                channels);
     if (!input.read_image(0, 0, 0, spec.nchannels, type, samples.data()))
         throw RunError("cannot read " + path.string() + ": " + input.geterror());
     const std::array<int, 4> map = channelMap(spec);
@@ -91,9 +93,10 @@ Picture readAs(OIIO::ImageInput& input, OIIO::TypeDesc type, const fs::path& pat
     const int x1 = std::max(0, shiftX), x2 = std::min(picture.width, shiftX + spec.width);
     const int y1 = std::max(0, shiftY), y2 = std::min(picture.height, shiftY + spec.height);
     for (int y = y1; y < y2 && x1 < x2; ++y) {
-        const Sample* from = samples.data() + (static_cast<std::size_t>(y - shiftY) * static_cast<std::size_t>(spec.width) +
-                                               static_cast<std::size_t>(x1 - shiftX)) *
-                                                  channels;
+        const Sample* from =
+            samples.data() + (static_cast<std::size_t>(y - shiftY) * static_cast<std::size_t>(spec.width) +
+                              static_cast<std::size_t>(x1 - shiftX)) *
+                                 channels;
         float* to = picture.row(picture.height - 1 - y) + static_cast<std::size_t>(x1) * 4;
         for (int x = x1; x < x2; ++x, from += channels, to += 4)
             for (std::size_t c = 0; c < 4; ++c) to[c] = map[c] < 0 ? 1.0f : asFloat(from[map[c]]);
@@ -112,11 +115,11 @@ struct Format {
 };
 
 constexpr Format formats[] = {
-    {"exr", Store::Float, Store::Float, Store::Float, true},  {"tif", Store::Byte, Store::Short, Store::Float, true},
-    {"tiff", Store::Byte, Store::Short, Store::Float, true},  {"png", Store::Byte, Store::Short, Store::Short, true},
-    {"jpg", Store::Byte, Store::Byte, Store::Byte, false},    {"jpeg", Store::Byte, Store::Byte, Store::Byte, false},
-    {"dpx", Store::Byte, Store::Short, Store::Short, true},   {"bmp", Store::Byte, Store::Byte, Store::Byte, false},
-    {"tga", Store::Byte, Store::Byte, Store::Byte, true},     {"hdr", Store::Float, Store::Float, Store::Float, false},
+    {"exr", Store::Float, Store::Float, Store::Float, true}, {"tif", Store::Byte, Store::Short, Store::Float, true},
+    {"tiff", Store::Byte, Store::Short, Store::Float, true}, {"png", Store::Byte, Store::Short, Store::Short, true},
+    {"jpg", Store::Byte, Store::Byte, Store::Byte, false},   {"jpeg", Store::Byte, Store::Byte, Store::Byte, false},
+    {"dpx", Store::Byte, Store::Short, Store::Short, true},  {"bmp", Store::Byte, Store::Byte, Store::Byte, false},
+    {"tga", Store::Byte, Store::Byte, Store::Byte, true},    {"hdr", Store::Float, Store::Float, Store::Float, false},
     {"ppm", Store::Byte, Store::Short, Store::Short, false},
 };
 
@@ -164,7 +167,8 @@ Picture readPicture(const fs::path& path) {
     const auto input = openPicture(path);
     // Levels are divided here and not by the library, which multiplies by a rounded reciprocal.
     if (input->spec().format == OIIO::TypeDesc::UINT8) return readAs<std::uint8_t>(*input, OIIO::TypeDesc::UINT8, path);
-    if (input->spec().format == OIIO::TypeDesc::UINT16) return readAs<std::uint16_t>(*input, OIIO::TypeDesc::UINT16, path);
+    if (input->spec().format == OIIO::TypeDesc::UINT16)
+        return readAs<std::uint16_t>(*input, OIIO::TypeDesc::UINT16, path);
     return readAs<float>(*input, OIIO::TypeDesc::FLOAT, path);
 }
 

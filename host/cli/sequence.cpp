@@ -47,7 +47,8 @@ FilePattern::FilePattern(const std::string& text) : m_text(text) {
         if (name[i] == '%') {
             number = percentNumber(name, i);
             if (number.length == 0)
-                throw UsageError("\"" + text + "\": a percent sign begins a frame number such as %04d (write %% for one)");
+                throw UsageError("\"" + text +
+                                 "\": a percent sign begins a frame number such as %04d (write %% for one)");
         } else if (name[i] == '#') {
             number.length = std::min(name.find_first_not_of('#', i), name.size()) - i;
             number.width = static_cast<int>(number.length);
@@ -86,8 +87,7 @@ fs::path FilePattern::path(int frame) const {
 std::optional<int> FilePattern::frameOf(const std::string& fileName) const {
     if (!m_numbered || fileName.size() <= m_before.size() + m_after.size()) return std::nullopt;
     if (!fileName.starts_with(m_before) || !fileName.ends_with(m_after)) return std::nullopt;
-    const std::string digits =
-        fileName.substr(m_before.size(), fileName.size() - m_before.size() - m_after.size());
+    const std::string digits = fileName.substr(m_before.size(), fileName.size() - m_before.size() - m_after.size());
     const auto frame = parseInteger(digits);
     if (!frame || *frame < -MaxFrameNumber || *frame > MaxFrameNumber) return std::nullopt;
     // "7" does not stand for "%04d", nor "0007" for "%d".
