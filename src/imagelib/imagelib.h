@@ -18,6 +18,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <type_traits>
 
 // ---- The record -----------------------------------------------------------------------------------------------
 
@@ -33,20 +34,20 @@ struct K7Image {
     float min_value;            // smallest and largest sample, valid while stats_valid is set
     float max_value;
     std::uint32_t stats_valid;
-    float physical_width;       // in `units`; initially the pixel counts
+    float physical_width;  // in `units`; initially the pixel counts
     float physical_height;
-    float physical_aspect;      // physical_width / physical_height
-    float pixel_width;          // of one pixel, in `units`; initially 1
+    float physical_aspect;  // physical_width / physical_height
+    float pixel_width;      // of one pixel, in `units`; initially 1
     float pixel_height;
-    float pixel_aspect;         // pixel_width / pixel_height
-    float origin_x;             // offset of the image in its frame
+    float pixel_aspect;  // pixel_width / pixel_height
+    float origin_x;      // offset of the image in its frame
     float origin_y;
-    std::uint32_t units;        // 0 to 4; 0 fresh, 2 relative to square pixels (images made from host data)
-    float unit_scale;           // above 0; 1 / render scale on images made from host data
-    std::uint32_t row_bytes;    // width * channels * bytes a sample
+    std::uint32_t units;      // 0 to 4; 0 fresh, 2 relative to square pixels (images made from host data)
+    float unit_scale;         // above 0; 1 / render scale on images made from host data
+    std::uint32_t row_bytes;  // width * channels * bytes a sample
     std::uint16_t pixel_bytes;
     std::uint16_t sample_bytes;
-    void* pixels;               // first sample of row 0
+    void* pixels;  // first sample of row 0
 };
 
 int image_bytes_per_sample(int sample_type);  // 1, 2, 4, or -1 for an unknown type
@@ -57,7 +58,7 @@ int image_row_bytes(int width, int channels, int sample_type);
 int image_row_bytes(const K7Image* image);
 int image_total_bytes(int width, int height, int channels, int sample_type);
 int image_total_bytes(const K7Image* image);
-float image_full_value(int sample_type);      // 255, 65535, 4294967295 or 1
+float image_full_value(int sample_type);  // 255, 65535, 4294967295 or 1
 bool image_same_layout(const K7Image* a, const K7Image* b);
 
 // Width and height 1 to 65535; refused above 2^31 - 1 bytes. With `allocate` the pixels are zero, page aligned and
@@ -105,7 +106,7 @@ bool image_copy_mapped(const K7Image* source, K7Image* destination, const int* m
 // Entry i above 0: channel `entry` of a; below 0: channel `-entry` of b; 0: left alone. Lists as above.
 bool image_merge_mapped(const K7Image* a, const K7Image* b, K7Image* destination, const int* map, int count);
 bool image_clear(K7Image* image);
-bool image_fill(K7Image* image, float value);  // in sample units
+bool image_fill(K7Image* image, float value);        // in sample units
 bool image_fill_level(K7Image* image, float level);  // 0 to 1 of the full value
 bool image_fill_channel(K7Image* image, float value, int channel);
 bool image_fill_channels(K7Image* image, const float* values, int count);
@@ -130,7 +131,7 @@ class ImageAccumulator {
   public:
     explicit ImageAccumulator(const K7Image* layout);
     virtual ~ImageAccumulator();
-    bool add(const K7Image* frame);   // false for another layout
+    bool add(const K7Image* frame);  // false for another layout
     bool mean(K7Image* destination) const;
     const K7Image* sum() const { return m_sum.get(); }
     int count() const { return m_count; }
@@ -152,7 +153,7 @@ using RowWorker = void (*)(void* job, int first, int last);
 using RowDispatcher = void (*)(void* context, RowWorker worker, int rows, void* job);
 
 void image_set_multiprocess(void* context, RowDispatcher dispatcher);
-void image_set_multiprocess_threshold(int rows);        // positive; initially 32
+void image_set_multiprocess_threshold(int rows);  // positive; initially 32
 void image_set_multiprocess_float(void* context, RowDispatcher dispatcher);
 void image_set_multiprocess_threshold_float(int rows);  // positive; initially 16
 void image_suppress_multiprocess(bool suppress);        // all dispatch on the calling thread while set
@@ -164,11 +165,15 @@ void image_dispatch_rows_float(RowWorker worker, int rows, void* job);
 // The same with a callable (int first, int last).
 template <class Work>
 void for_rows(int rows, Work&& work) {
-    auto call = [](void* job, int first, int last) { (*static_cast<std::remove_reference_t<Work>*>(job))(first, last); };
+    auto call = [](void* job, int first, int last) {
+        (*static_cast<std::remove_reference_t<Work>*>(job))(first, last);
+    };
     image_dispatch_rows(call, rows, const_cast<void*>(static_cast<const void*>(&work)));
 }
 template <class Work>
 void for_rows_float(int rows, Work&& work) {
-    auto call = [](void* job, int first, int last) { (*static_cast<std::remove_reference_t<Work>*>(job))(first, last); };
+    auto call = [](void* job, int first, int last) {
+        (*static_cast<std::remove_reference_t<Work>*>(job))(first, last);
+    };
     image_dispatch_rows_float(call, rows, const_cast<void*>(static_cast<const void*>(&work)));
 }

@@ -3,7 +3,9 @@
 
 #include "imagelib/imagelib.h"
 
-struct HostRect { int x1, y1, x2, y2; };  // half open, pixels
+struct HostRect {
+    int x1, y1, x2, y2;
+};  // half open, pixels
 
 // One picture in host memory. `data` is the pixel at (bounds.x1, bounds.y1); row_bytes may be negative or padded.
 struct HostPixels {
@@ -21,8 +23,8 @@ struct RowRunner {
 };
 
 // Creates (or, with `existing` and `reuse`, fills) the float RGBA image of width x height that shows the host pixels
-// at their place in the frame, transparent black around them. Negative samples and NaN become 0, positive infinity 65504;
-// finite values pass without an upper limit. 8-bit codes are divided by 255, 16-bit codes by 65535, in single
+// at their place in the frame, transparent black around them. Negative samples and NaN become 0, positive infinity
+// 65504; finite values pass without an upper limit. 8-bit codes are divided by 255, 16-bit codes by 65535, in single
 // precision, so that storing them again gives the same codes.
 // With no data: a copy of `existing` under the same rule, or all zero. Sizes of 0 or below give null.
 K7Image* make_float_image(const HostPixels& host, K7Image* existing, int width, int height, double aspect, bool reuse,
@@ -33,8 +35,8 @@ bool make_float_image_pair(const HostPixels& host, int width, int height, double
                            K7Image** first, K7Image** second, const RowRunner& runner = {});
 
 // Writes the region, clipped to the host's bounds and to the image, into host memory: 8-bit (int)(s * 255), 16-bit
-// (int)(s * 65535), limited to the range and truncated (NaN is 0); 32-bit floats as they are. Does nothing for a null image or
-// null data, or for another depth.
+// (int)(s * 65535), limited to the range and truncated (NaN is 0); 32-bit floats as they are. Does nothing for a null
+// image or null data, or for another depth.
 struct HostTarget {
     void* data = nullptr;
     HostRect bounds{};

@@ -20,6 +20,6 @@ void spreadExtreme(Extreme extreme, const ExtremeControls& controls, const K7Ima
         std::fill_n(windows, 4, extremeWindow(controls.size.value, *output));
     }
     // Pixels at the threshold itself are filtered by both effects.
-    const ExtremeGate gate{static_cast<float>(controls.cutOff.value * 0.01), extreme == Extreme::Lightest};
-    image_window_extreme(input, output, extreme == Extreme::Lightest, windows, gate);
+    const ExtremeGate gate{static_cast<float>(controls.cutOff.value * 0.01), extreme == Extreme::Darkest};
+    image_window_extreme(input, output, extreme == Extreme::Lightest, windows, &gate);
 }

@@ -1,0 +1,86 @@
+#include <immintrin.h>
+
+#include "imagelib/hostpixels_simd.h"
+
+namespace QUILLON_SIMD {
+namespace {
+
+typedef std::uint16_t HostU16 __attribute__((aligned(1), may_alias));
+typedef float HostF32 __attribute__((aligned(1), may_alias));
+
+// code / full, correctly rounded, without a division: the reciprocal is split into a head whose product with any code
+// is exact and a tail too small for the rounding of its product to matter. The tests compare every code.
+void from_u8(const void* host, float* samples, std::size_t count) {
+    constexpr float head = 257.0f / 65536.0f;
+    constexpr float tail = static_cast<float>(1.0 / 255.0 - 257.0 / 65536.0);
+    const auto* codes = static_cast<const std::uint8_t*>(host);
+    for (std::size_t i = 0; i < count; ++i) {
+        const float code = static_cast<float>(codes[i]);
+        samples[i] = code * head + code * tail;
+    }
+}
+
+void from_u16(const void* host, float* samples, std::size_t count) {
+    constexpr float head = 1.0f / 65536.0f;
+    constexpr float tail = static_cast<float>(1.0 / 65535.0 - 1.0 / 65536.0);
+    const auto* codes = static_cast<const HostU16*>(host);
+    for (std::size_t i = 0; i < count; ++i) {
+        const float code = static_cast<float>(codes[i]);
+        samples[i] = code * head + code * tail;
+    }
+}
+
+void from_f32(const void* host, float* samples, std::size_t count) {
+    constexpr float largest_finite = 3.4028235e38f, stand_in_for_infinity = 65504.0f;
+    const auto* values = static_cast<const HostF32*>(host);
+    for (std::size_t i = 0; i < count; ++i) {
+        const float value = values[i] > 0.0f ? values[i] : 0.0f;  // NaN too
+        samples[i] = value > largest_finite ? stand_in_for_infinity : value;
+    }
+}
+
+template <class Code>
+void to_codes(const float* samples, Code* codes, std::size_t count, float full) {
+    for (std::size_t i = 0; i < count; ++i) {
+        float level = samples[i] * full;
+        level = level > 0.0f ? level : 0.0f;  // NaN too
+        level = level < full ? level : full;
+        codes[i] = static_cast<Code>(static_cast<int>(level));
+    }
+}
+
+void to_u8(const float* samples, void* host, std::size_t count) {
+    to_codes(samples, static_cast<std::uint8_t*>(host), count, 255.0f);
+}
+
+void to_u16(const float* samples, void* host, std::size_t count) {
+    to_codes(samples, static_cast<HostU16*>(host), count, 65535.0f);
+}
+
+#if defined(__AVX512F__)
+constexpr std::size_t STREAM_FLOATS = 16;
+inline void stream_vector(float* to, const float* from) { _mm512_stream_ps(to, _mm512_loadu_ps(from)); }
+#elif defined(__AVX__)
+constexpr std::size_t STREAM_FLOATS = 8;
+inline void stream_vector(float* to, const float* from) { _mm256_stream_ps(to, _mm256_loadu_ps(from)); }
+#else
+constexpr std::size_t STREAM_FLOATS = 4;
+inline void stream_vector(float* to, const float* from) { _mm_stream_ps(to, _mm_loadu_ps(from)); }
+#endif
+
+void stream(const float* samples, float* destination, std::size_t count) {
+    constexpr std::size_t vector_bytes = STREAM_FLOATS * sizeof(float);
+    std::size_t i = 0;
+    for (; i < count && reinterpret_cast<std::uintptr_t>(destination + i) % vector_bytes != 0; ++i)
+        destination[i] = samples[i];
+    for (; i + STREAM_FLOATS <= count; i += STREAM_FLOATS) stream_vector(destination + i, samples + i);
+    for (; i < count; ++i) destination[i] = samples[i];
+}
+
+void stream_fence() { _mm_sfence(); }
+
+}  // namespace
+
+extern const HostPixelKernels host_pixel_kernels{from_u8, from_u16, from_f32, to_u8, to_u16, stream, stream_fence};
+
+}  // namespace QUILLON_SIMD
