@@ -24,7 +24,9 @@ namespace {
 class TemporaryFile {
   public:
     explicit TemporaryFile(const fs::path& target) : m_target(target) {
-        m_path = target.parent_path() / ("." + target.filename().string() + ".tmp" + std::to_string(::getpid()));
+        std::string name(1, '.');
+        name.append(target.filename().string()).append(".tmp").append(std::to_string(::getpid()));
+        m_path = target.parent_path() / name;
         m_descriptor = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (m_descriptor < 0) fail(errno);
         m_cleanUp.emplace(m_path.string());

@@ -15,9 +15,15 @@ namespace {
 
 constexpr int BarWidth = 24;
 
-std::string formatted(const char* format, double value) {
-    char text[64];
-    std::snprintf(text, sizeof text, format, value);
+std::string rateText(double rate) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3g frames/s", rate);
+    return text;
+}
+
+std::string secondsText(double seconds) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3f s", seconds);
     return text;
 }
 
@@ -37,8 +43,7 @@ std::string progressText(int done, int total, double seconds) {
                        std::string(static_cast<std::size_t>(BarWidth - filled), '-') + "]  " + std::to_string(done) +
                        "/" + std::to_string(total);
     if (done > 0 && seconds > 0.0)
-        text += "  " + formatted("%.3g", done / seconds) + " frames/s  " +
-                durationText(seconds / done * (total - done)) + " left";
+        text += "  " + rateText(done / seconds) + "  " + durationText(seconds / done * (total - done)) + " left";
     return text;
 }
 
@@ -87,7 +92,7 @@ void Console::beginFrames(int total) {
 void Console::frameDone(int frame, const std::string& file, double seconds) {
     const std::lock_guard lock(m_mutex);
     ++m_done;
-    const std::string line = "frame " + std::to_string(frame) + "  " + file + "  " + formatted("%.3f s", seconds);
+    const std::string line = "frame " + std::to_string(frame) + "  " + file + "  " + secondsText(seconds);
     if (m_log) m_log << line << std::endl;
     if (!m_quiet && !m_terminal) std::cout << line << std::endl;
     drawBar();

@@ -1,6 +1,7 @@
 // quillon render: an effect on picture files, frame by frame, by one instance.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <memory>
 
@@ -60,7 +61,7 @@ class FrameRenderer {
     void renderAll() {
         const auto [first, last] = std::minmax_element(m_plan.frames.begin(), m_plan.frames.end());
         const OfxRangeD range = {static_cast<double>(*first), static_cast<double>(*last)};
-        ofxhost::RenderRequest request{.time = range.min, .renderScale = m_plan.project.renderScale};
+        const ofxhost::RenderRequest request = requestFor(*first);
         if (!answered(m_instance.beginSequence(request, range, 1.0)))
             throw RunError("the effect refuses to begin the render");
         Console& console = m_session.console();
@@ -83,10 +84,16 @@ class FrameRenderer {
     }
 
   private:
+    ofxhost::RenderRequest requestFor(int frame) const {
+        ofxhost::RenderRequest request;
+        request.time = frame;
+        request.renderScale = m_plan.project.renderScale;
+        return request;
+    }
+
     void renderFrame(int frame) {
         const auto start = std::chrono::steady_clock::now();
-        const ofxhost::RenderRequest request{.time = static_cast<double>(frame),
-                                             .renderScale = m_plan.project.renderScale};
+        const ofxhost::RenderRequest request = requestFor(frame);
         const ImagePtr image = pictureAt(request);
         const std::filesystem::path path = m_plan.output.path(frame);
         writePicture(path, fromHostImage(*image), {static_cast<int>(m_plan.form.depth), m_plan.form.pixelAspect});

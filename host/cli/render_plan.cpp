@@ -5,6 +5,7 @@
 
 #include "host/cli/failure.h"
 #include "host/cli/frame_list.h"
+#include "host/cli/param_text.h"
 #include "host/cli/text.h"
 #include "ofx/ofx_names.h"
 
