@@ -12,7 +12,8 @@
 function(quillon_simd_sources target)
   set(flags_baseline "")
   set(flags_avx2 -mavx2 -mf16c)
-  set(flags_avx512 -mavx2 -mf16c -mavx512f -mavx512bw -mavx512dq -mavx512vl -mprefer-vector-width=512)
+  set(flags_avx512 -mavx2 -mf16c -mavx512f -mavx512bw -mavx512dq -mavx512vl -mprefer-vector-width=512
+                   -Wno-uninitialized -Wno-maybe-uninitialized)  # GCC 12 sees its own intrinsics read undefined vectors (bug 105593)
   foreach(file IN LISTS ARGN)
     get_filename_component(stem ${file} NAME_WE)
     foreach(level baseline avx2 avx512)

@@ -102,7 +102,7 @@ using FrameRanges = std::vector<OfxRangeD>;
 struct RenderRequest {
     double time = 0.0;
     OfxPointD renderScale = {1.0, 1.0};
-    std::optional<OfxRectI> window;
+    std::optional<OfxRectI> window = std::nullopt;
     bool sequential = false, interactive = false, draft = false;
 };
 

@@ -13,11 +13,6 @@ namespace {
 
 constexpr int CHANNELS = 4;
 
-// Images above this many bytes do not stay in the caches until they are read again: their pixels are written past
-// them, which saves reading the destination first.
-constexpr std::size_t STREAM_ABOVE_BYTES = std::size_t(16) << 20;
-constexpr std::size_t BLOCK_SAMPLES = 2048;  // 8 KiB of floats, well inside the first-level cache
-
 const HostPixelKernels& kernels() {
     return cpu_select(baseline::host_pixel_kernels, avx2::host_pixel_kernels, avx512::host_pixel_kernels);
 }
@@ -67,29 +62,6 @@ FromHost from_host_kernel(int depth) {
     }
 }
 
-// One span of host samples into one or two rows.
-struct SpanConverter {
-    FromHost convert;
-    const HostPixelKernels& kernels;
-    std::size_t sample_bytes;
-    bool streamed;
-
-    void operator()(const std::byte* host, float* first, float* second, std::size_t count) const {
-        if (!streamed) {
-            convert(host, first, count);
-            if (second) std::memcpy(second, first, count * sizeof(float));
-            return;
-        }
-        alignas(64) float block[BLOCK_SAMPLES];
-        for (std::size_t done = 0; done < count; done += BLOCK_SAMPLES) {
-            const std::size_t part = std::min(BLOCK_SAMPLES, count - done);
-            convert(host + done * sample_bytes, block, part);
-            kernels.stream(block, first + done, part);
-            if (second) kernels.stream(block, second + done, part);
-        }
-    }
-};
-
 void clear_pixels(float* row, int first, int last) {
     if (row && first < last)
         std::memset(row + first * CHANNELS, 0, std::size_t(last - first) * CHANNELS * sizeof(float));
@@ -101,8 +73,6 @@ void convert_host_pixels(const HostPixels& host, HostRect bounds, K7Image* first
     const FromHost convert = from_host_kernel(host.depth);
     if (!convert) return;
     const HostRect part = covered_part(bounds, first->width, first->height);
-    const SpanConverter convert_span{convert, kernels(), std::size_t(host.depth) / 8,
-                                     buffer_bytes(first) > STREAM_ABOVE_BYTES};
     const auto* data = static_cast<const std::byte*>(host.data);
     run_rows(runner, first->height, [&](int first_row, int last_row) {
         for (int y = first_row; y <= last_row; ++y) {
@@ -115,10 +85,11 @@ void convert_host_pixels(const HostPixels& host, HostRect bounds, K7Image* first
                 }
             }
             if (!is_covered) continue;
-            convert_span(host_pixel(data, bounds, host.depth, host.row_bytes, part.x1, y), rows[0] + part.x1 * CHANNELS,
-                         rows[1] ? rows[1] + part.x1 * CHANNELS : nullptr, std::size_t(part.x2 - part.x1) * CHANNELS);
+            const std::size_t count = std::size_t(part.x2 - part.x1) * CHANNELS;
+            float* target = rows[0] + part.x1 * CHANNELS;
+            convert(host_pixel(data, bounds, host.depth, host.row_bytes, part.x1, y), target, count);
+            if (rows[1]) std::memcpy(rows[1] + part.x1 * CHANNELS, target, count * sizeof(float));
         }
-        if (convert_span.streamed) convert_span.kernels.stream_fence();
     });
 }
 

@@ -1,5 +1,3 @@
-#include <immintrin.h>
-
 #include "imagelib/hostpixels_simd.h"
 
 namespace QUILLON_SIMD {
@@ -57,30 +55,8 @@ void to_u16(const float* samples, void* host, std::size_t count) {
     to_codes(samples, static_cast<HostU16*>(host), count, 65535.0f);
 }
 
-#if defined(__AVX512F__)
-constexpr std::size_t STREAM_FLOATS = 16;
-inline void stream_vector(float* to, const float* from) { _mm512_stream_ps(to, _mm512_loadu_ps(from)); }
-#elif defined(__AVX__)
-constexpr std::size_t STREAM_FLOATS = 8;
-inline void stream_vector(float* to, const float* from) { _mm256_stream_ps(to, _mm256_loadu_ps(from)); }
-#else
-constexpr std::size_t STREAM_FLOATS = 4;
-inline void stream_vector(float* to, const float* from) { _mm_stream_ps(to, _mm_loadu_ps(from)); }
-#endif
-
-void stream(const float* samples, float* destination, std::size_t count) {
-    constexpr std::size_t vector_bytes = STREAM_FLOATS * sizeof(float);
-    std::size_t i = 0;
-    for (; i < count && reinterpret_cast<std::uintptr_t>(destination + i) % vector_bytes != 0; ++i)
-        destination[i] = samples[i];
-    for (; i + STREAM_FLOATS <= count; i += STREAM_FLOATS) stream_vector(destination + i, samples + i);
-    for (; i < count; ++i) destination[i] = samples[i];
-}
-
-void stream_fence() { _mm_sfence(); }
-
 }  // namespace
 
-extern const HostPixelKernels host_pixel_kernels{from_u8, from_u16, from_f32, to_u8, to_u16, stream, stream_fence};
+extern const HostPixelKernels host_pixel_kernels{from_u8, from_u16, from_f32, to_u8, to_u16};
 
 }  // namespace QUILLON_SIMD

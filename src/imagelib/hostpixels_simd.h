@@ -12,9 +12,6 @@ struct HostPixelKernels {
     // Floats to codes, limited and truncated.
     void (*to_u8)(const float* samples, void* host, std::size_t count);
     void (*to_u16)(const float* samples, void* host, std::size_t count);
-    // A copy that bypasses the caches; stream_fence ends a series of them.
-    void (*stream)(const float* samples, float* destination, std::size_t count);
-    void (*stream_fence)();
 };
 
 namespace baseline {

@@ -3,16 +3,17 @@
 
 #include "imagelib/imagelib.h"
 
+// Half open, in pixels of the frame: (0, 0) is the first pixel of the float image.
 struct HostRect {
     int x1, y1, x2, y2;
-};  // half open, pixels
+};
 
 // One picture in host memory. `data` is the pixel at (bounds.x1, bounds.y1); row_bytes may be negative or padded.
 struct HostPixels {
     const void* data = nullptr;
     HostRect bounds{};
     bool has_bounds = false;  // false: the bounds are 0, 0 and the wanted size
-    int depth = 0;            // bits a sample: 8, 16, 32; anything else leaves the image as it was allocated
+    int depth = 0;            // bits a sample: 8, 16, 32; with any other the image keeps its pixels (new: zero)
     std::ptrdiff_t row_bytes = 0;
 };
 
@@ -26,7 +27,9 @@ struct RowRunner {
 // at their place in the frame, transparent black around them. Negative samples and NaN become 0, positive infinity
 // 65504; finite values pass without an upper limit. 8-bit codes are divided by 255, 16-bit codes by 65535, in single
 // precision, so that storing them again gives the same codes.
-// With no data: a copy of `existing` under the same rule, or all zero. Sizes of 0 or below give null.
+// With no data: a copy of `existing` (of that size) under the same rule, or all zero. Sizes of 0 or below mean those of
+// `existing`. Null where there is no size, where `existing` is to be reused and is no float RGBA image of the size, and
+// where memory is short. An aspect that is no positive number counts as 1.
 K7Image* make_float_image(const HostPixels& host, K7Image* existing, int width, int height, double aspect, bool reuse,
                           double render_scale, const RowRunner& runner = {});
 

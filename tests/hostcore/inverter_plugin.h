@@ -28,9 +28,7 @@ struct Action {
     OfxPropertySetHandle in, out;
 
     bool is(const char* other) const;
-    OfxImageEffectHandle effect() const {
-        return static_cast<OfxImageEffectHandle>(const_cast<void*>(handle));
-    }
+    OfxImageEffectHandle effect() const { return static_cast<OfxImageEffectHandle>(const_cast<void*>(handle)); }
 };
 
 OfxPlugin* plugin();

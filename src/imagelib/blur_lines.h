@@ -1,0 +1,43 @@
+// Private to the image library: three passes of a box filter along lines of floats, several lines abreast.
+//
+// Included by code that is compiled for several instruction sets: plain declarations only.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// `kernels.lanes` lines that are blurred in place. Lanes come in groups of four neighbouring floats.
+struct BlurLines {
+    float* first;               // sample 0 of lane 0
+    std::ptrdiff_t step;        // floats from one sample of a line to the next
+    std::ptrdiff_t group_step;  // floats from one group of four lanes to the next; 4: all lanes lie side by side
+    int length;                 // samples a line
+    const std::uint32_t* keep;  // for each lane all bits set where the old sample stays, else 0; null: none stays
+};
+
+// The radius of the blur taken apart: (1 - fraction) of the box of `radius` and `fraction` of the next larger one.
+struct BoxRadius {
+    int radius;
+    double fraction;  // 0 when only the one box is wanted
+};
+
+struct BlurKernels {
+    int lanes;  // lines abreast, a multiple of 4
+    // Line ends are repeated in each of the three passes.
+    void (*clamped)(const BlurLines& lines, BoxRadius box, double* scratch);
+    // The lines carry `margin` = 3 * largest box radius samples of their other end at both ends, counted in `length`;
+    // results replace the samples from index 0, length - 2 * margin of them. Lanes lie side by side.
+    void (*wrapped)(const BlurLines& lines, BoxRadius box, double* scratch);
+    // How much scratch memory (64-byte aligned) lines of `length` samples take.
+    std::size_t (*scratch_doubles)(int length, BoxRadius box);
+};
+
+namespace baseline {
+extern const BlurKernels blur_kernels;
+}
+namespace avx2 {
+extern const BlurKernels blur_kernels;
+}
+namespace avx512 {
+extern const BlurKernels blur_kernels;
+}

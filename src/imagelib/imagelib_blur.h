@@ -1,0 +1,23 @@
+// Blurs: three passes of a box filter along each axis.
+//
+// A radius is the half-width of the box in pixels: r means a box of 2r + 1 pixels, three of which come close to a
+// Gaussian with a variance of r (r + 1). Between whole radii the results of the two neighbouring boxes are mixed
+// (fractions up to 0.01 count as none). A radius is limited to half the line; 0, less, or not a number is no blur.
+//
+// `mask`: channel i is blurred where bit i is set, other channels stay. Mask 0 is true at once. The cost does not
+// depend on the radius; a fractional radius costs about twice a whole one.
+//
+// Integer samples are rounded. Float samples are not limited; a flat area stays flat to the bit, and no result is
+// below the smallest sample of its line. A NaN or an infinity spoils the lines that it lies on.
+#pragma once
+
+#include "imagelib/imagelib.h"
+
+// The image's edge goes on beyond it, in each pass anew.
+bool image_gaussian_blur(K7Image* image, float x_radius, float y_radius, int mask);
+// Through image_to_layout (B-spline) where the layouts differ.
+bool image_gaussian_blur_to(const K7Image* source, K7Image* destination, float x_radius, float y_radius, int mask);
+
+// The image repeats beyond its edges: for textures that tile.
+bool image_wrap_blur(K7Image* image, float x_radius, float y_radius, int mask);
+bool image_wrap_blur_to(const K7Image* source, K7Image* destination, float x_radius, float y_radius, int mask);

@@ -1,0 +1,124 @@
+// Compiled once for each instruction set; see cmake/QuillonSimd.cmake.
+#include <immintrin.h>
+
+#include "imagelib/resample_simd.h"
+
+namespace QUILLON_SIMD {
+namespace {
+
+#if defined(__AVX512F__)
+constexpr int LANES = 16;
+#elif defined(__AVX2__)
+constexpr int LANES = 8;
+#else
+constexpr int LANES = 4;
+#endif
+
+typedef float Vector __attribute__((vector_size(LANES * 4), aligned(4), may_alias));
+typedef float Pixel __attribute__((vector_size(16), aligned(4), may_alias));
+
+static inline Vector load(const float* p) { return *reinterpret_cast<const Vector*>(p); }
+static inline Pixel load_pixel(const float* p) { return *reinterpret_cast<const Pixel*>(p); }
+static inline void store_pixel(float* p, Pixel v) { *reinterpret_cast<Pixel*>(p) = v; }
+
+template <bool STREAM>
+static inline void store(float* p, Vector v) {
+    if constexpr (!STREAM) {
+        *reinterpret_cast<Vector*>(p) = v;
+    } else {
+#if defined(__AVX512F__)
+        _mm512_stream_ps(p, (__m512)v);
+#elif defined(__AVX2__)
+        _mm256_stream_ps(p, (__m256)v);
+#else
+        _mm_stream_ps(p, (__m128)v);
+#endif
+    }
+}
+
+// Streaming stores want aligned addresses; the samples before the first aligned one are done singly.
+static inline std::size_t misaligned_samples(const float* out, std::size_t count) {
+    const std::size_t bytes = sizeof(Vector);
+    const std::size_t offset = reinterpret_cast<std::size_t>(out) & (bytes - 1);
+    const std::size_t head = offset ? (bytes - offset) / 4 : 0;
+    return head < count ? head : count;
+}
+
+// Sums of TAPS (0: any number of) samples that lie at in(k, i).
+template <int TAPS, bool STREAM, class Input>
+static void weighted_sums(float* out, Input in, const float* weights, int any_taps, std::size_t count) {
+    const int taps = TAPS ? TAPS : any_taps;
+    auto single = [&](std::size_t i) {
+        float sum = weights[0] * *in(0, i);
+        for (int k = 1; k < taps; ++k) sum += weights[k] * *in(k, i);
+        out[i] = sum;
+    };
+    std::size_t i = 0;
+    if constexpr (STREAM) {
+        const std::size_t head = misaligned_samples(out, count);
+        for (; i < head; ++i) single(i);
+    }
+    Vector w[TAPS ? TAPS : 1];
+    if constexpr (TAPS != 0) {
+        for (int k = 0; k < TAPS; ++k) w[k] = weights[k] - Vector{};
+        for (; i + LANES <= count; i += LANES) {
+            Vector sum = w[0] * load(in(0, i));
+            for (int k = 1; k < TAPS; ++k) sum += w[k] * load(in(k, i));
+            store<STREAM>(out + i, sum);
+        }
+    } else {
+        for (; i + LANES <= count; i += LANES) {
+            Vector sum = weights[0] * load(in(0, i));
+            for (int k = 1; k < taps; ++k) sum += weights[k] * load(in(k, i));
+            store<STREAM>(out + i, sum);
+        }
+    }
+    for (; i < count; ++i) single(i);
+    if constexpr (STREAM) _mm_sfence();
+}
+
+template <bool STREAM, class Input>
+static void weighted_sums(float* out, Input in, const float* weights, int taps, std::size_t count) {
+    switch (taps) {
+        case 2:
+            return weighted_sums<2, STREAM>(out, in, weights, taps, count);
+        case 4:
+            return weighted_sums<4, STREAM>(out, in, weights, taps, count);
+        case 5:
+            return weighted_sums<5, STREAM>(out, in, weights, taps, count);
+        case 9:
+            return weighted_sums<9, STREAM>(out, in, weights, taps, count);
+        default:
+            return weighted_sums<0, STREAM>(out, in, weights, taps, count);
+    }
+}
+
+static void sum_rows(float* out, const float* const* rows, const float* weights, int taps, std::size_t count,
+                     bool stream) {
+    auto in = [rows](int k, std::size_t i) { return rows[k] + i; };
+    stream ? weighted_sums<true>(out, in, weights, taps, count) : weighted_sums<false>(out, in, weights, taps, count);
+}
+
+static void filter_row(float* out, const float* in, const float* weights, int taps, std::size_t step, std::size_t count,
+                       bool stream) {
+    auto at = [in, step](int k, std::size_t i) { return in + k * step + i; };
+    stream ? weighted_sums<true>(out, at, weights, taps, count) : weighted_sums<false>(out, at, weights, taps, count);
+}
+
+static void scale_rgba(float* out, const float* in, const int* start, const float* weights, int taps, int first,
+                       int last, bool) {
+    for (int o = first; o <= last; ++o) {
+        const float* p = in + static_cast<std::ptrdiff_t>(start[o]) * 4;
+        const float* w = weights + static_cast<std::size_t>(o) * taps;
+        Pixel sum = w[0] * load_pixel(p);
+        for (int k = 1; k < taps; ++k) sum += w[k] * load_pixel(p + 4 * k);
+        store_pixel(out + static_cast<std::size_t>(o) * 4, sum);
+    }
+}
+
+}  // namespace
+
+extern const ResampleKernels resample_table;
+const ResampleKernels resample_table{sum_rows, scale_rgba, filter_row};
+
+}  // namespace QUILLON_SIMD

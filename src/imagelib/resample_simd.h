@@ -1,0 +1,19 @@
+// The inner loops of scaling and shearing on float rows, built for every instruction set. All levels sum the taps of
+// a sample in order, so they give the same bits.
+#pragma once
+
+#include <cstddef>
+
+struct ResampleKernels {
+    // out[i] = sum over k of weights[k] * rows[k][i]. `stream`: the result is not read again soon.
+    void (*sum_rows)(float* out, const float* const* rows, const float* weights, int taps, std::size_t count,
+                     bool stream);
+    // RGBA pixels first to last: out[o] = sum over k of weights[o * taps + k] * in[start[o] + k].
+    void (*scale_rgba)(float* out, const float* in, const int* start, const float* weights, int taps, int first,
+                       int last, bool stream);
+    // Samples: out[i] = sum over k of weights[k] * in[i + k * step].
+    void (*filter_row)(float* out, const float* in, const float* weights, int taps, std::size_t step, std::size_t count,
+                       bool stream);
+};
+
+const ResampleKernels& resample_kernels();
