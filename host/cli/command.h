@@ -20,5 +20,6 @@ struct Command {
 extern const Command listCommand;
 extern const Command describeCommand;
 extern const Command renderCommand;
+extern const Command referenceCommand;
 
 }  // namespace quillon

@@ -1,8 +1,10 @@
 #include "Library2/Declarations.h"
 
+#include <charconv>
 #include <nlohmann/json.hpp>
 
 #include "Library2/Actions.h"
+#include "Library2/HostDeviations.h"
 
 namespace {
 
@@ -16,11 +18,38 @@ Json clipJson(const ClipParam& clip) {
             {"temporal", clip.temporal}};
 }
 
+// What the control is to its user; the first class that fits names it.
+template <class Control>
+bool isA(const ControlK7& control) {
+    return dynamic_cast<const Control*>(&control) != nullptr;
+}
+const char* kindOf(const ControlK7& control) {
+    static constexpr struct {
+        bool (*fits)(const ControlK7&);
+        const char* kind;
+    } KINDS[] = {{isA<SizeControlK7>, "Size"},
+                 {isA<AngleControlK7>, "Angle"},
+                 {isA<FloatControlK7>, "Number"},
+                 {isA<IntegerControlK7>, "Integer"},
+                 {isA<CheckboxControlK7>, "Switch"},
+                 {isA<ListControlK7>, "Choice"},
+                 {isA<CurvePointControlK7>, "Curve point"},
+                 {isA<PositionControlK7>, "Position"},
+                 {isA<ColourControlK7>, "Colour"},
+                 {isA<FileControlK7>, "File"},
+                 {isA<TextControlK7>, "Text"},
+                 {isA<ButtonControlK7>, "Button"}};
+    for (const auto& [fits, kind] : KINDS)
+        if (fits(control)) return kind;
+    return "";
+}
+
 Json controlJson(const EffectInfo& info, const ControlK7& control) {
     Json json{{"name", control.name()},
               {"label", control.label()},
               {"scriptName", control.scriptName()},
               {"type", control.paramType()},
+              {"kind", kindOf(control)},
               {"page", control.page() >= 0 ? info.pages()[static_cast<std::size_t>(control.page())] : ""},
               {"animates", control.animates()},
               {"secret", control.secret()},
@@ -33,10 +62,14 @@ Json controlJson(const EffectInfo& info, const ControlK7& control) {
 
 const char* testText(SteeringCondition::Test test) {
     switch (test) {
-        case SteeringCondition::Is: return "is";
-        case SteeringCondition::IsNot: return "is not";
-        case SteeringCondition::Below: return "is before";
-        case SteeringCondition::Above: return "is after";
+        case SteeringCondition::Is:
+            return "is";
+        case SteeringCondition::IsNot:
+            return "is not";
+        case SteeringCondition::Below:
+            return "is before";
+        case SteeringCondition::Above:
+            return "is after";
     }
     return "";
 }
@@ -64,12 +97,40 @@ Json rulesJson(const EffectInfo& info) {
     return rules;
 }
 
+// One column's value in a preset as its user would write it: "0.5", "on", "Blue", "0.2, 0.7".
+std::string presetText(const ControlK7& column, const double* values) {
+    if (isA<CheckboxControlK7>(column)) return values[0] != 0.0 ? "on" : "off";
+    if (const auto choices = column.choices(); !choices.empty()) {
+        const bool known = values[0] >= 0.0 && values[0] < static_cast<double>(choices.size());
+        return known ? choices[static_cast<std::size_t>(values[0])] : "?";
+    }
+    std::string text;
+    for (int i = 0; i < column.presetComponents(); ++i) {
+        char number[32];
+        *std::to_chars(number, number + sizeof number - 1, values[i]).ptr = '\0';
+        text += (i ? ", " : "") + std::string(number);
+    }
+    return text;
+}
+
 Json presetsJson(const EffectInfo& info) {
     Json tables = Json::array();
     for (const PresetTable& table : info.presetTables()) {
-        Json columns = Json::array();
+        Json columns = Json::array(), rows = Json::array();
         for (const ControlK7* column : table.columns) columns.push_back(column->name());
-        tables.push_back({{"choice", table.choice->name()}, {"columns", columns}, {"names", table.choice->choices()}});
+        for (const double* values : table.rows) {
+            Json row = Json::array();
+            for (const ControlK7* column : table.columns) {
+                row.push_back(presetText(*column, values));
+                values += column->presetComponents();
+            }
+            rows.push_back(row);
+        }
+        tables.push_back({{"choice", table.choice->name()},
+                          {"columns", columns},
+                          {"names", table.choice->choices()},
+                          {"rows", rows},
+                          {"othersToDefaults", table.scope == PresetScope::OthersToDefaults}});
     }
     return tables;
 }
@@ -87,8 +148,16 @@ Json widgetsJson(const EffectInfo& info) {
 Json sceneJson(const Scene& scene) {
     Json settings = Json::array();
     for (const Scene::Setting& setting : scene.settings) settings.push_back({setting.parameter, setting.value});
-    return {{"inputs", scene.inputs}, {"settings", settings},     {"frame", scene.frame},
+    return {{"inputs", scene.inputs}, {"settings", settings},   {"lead", scene.lead},          {"frame", scene.frame},
             {"width", scene.width},   {"height", scene.height}, {"tolerance", scene.tolerance}};
+}
+
+Json deviationsJson(const EffectTraits& traits, const EffectInfo& info) {
+    Json hosts = Json::array();
+    for (const HostQuirks* host : deviatingHosts())
+        if (const auto texts = hostDeviations(*host, traits, info); !texts.empty())
+            hosts.push_back({{"host", host->label}, {"texts", texts}});
+    return hosts;
 }
 
 Json effectJson(const EffectDefinition& effect) {
@@ -113,6 +182,7 @@ Json effectJson(const EffectDefinition& effect) {
             {"presets", presetsJson(*info)},
             {"enableRules", rulesJson(*info)},
             {"overlayWidgets", widgetsJson(*info)},
+            {"hostDeviations", deviationsJson(traits, *info)},
             {"scene", sceneJson(info->scene)}};
 }
 
@@ -121,5 +191,6 @@ Json effectJson(const EffectDefinition& effect) {
 std::string declarationsAsJson(std::span<const EffectDefinition> effects) {
     Json list = Json::array();
     for (const EffectDefinition& effect : effects) list.push_back(effectJson(effect));
-    return Json{{"version", PRODUCT_VERSION}, {"effects", list}}.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+    return Json{{"version", PRODUCT_VERSION}, {"effects", list}}.dump(1, ' ', false, Json::error_handler_t::replace) +
+           "\n";
 }

@@ -135,8 +135,9 @@ struct Scene {
         const char* parameter;
         const char* value;
     };
-    std::vector<const char*> inputs;  // "seeding.jpg", or "@chart", "@ramp", "@noise", "@dots"; none: a generator's picture
+    std::vector<const char*> inputs;  // "seeding.png", or "@chart", "@ramp", "@noise", "@dots"; none: a generator's picture
     std::vector<Setting> settings;
+    int lead = 0;                     // frames rendered before it, for effects that go on from their last frame
     int frame = 0;
     int width = 480;                  // pictures are scaled to this size
     int height = 270;

@@ -1,0 +1,81 @@
+// What a bundle says of its own effects: Contents/Resources/effects.json, written when the bundle was built.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillon {
+
+struct DeclaredClip {
+    std::string name, label, shortLabel;
+    bool required = false, temporal = false;
+};
+
+struct DeclaredParam {
+    std::string name, label, scriptName, type, kind, page, defaultText, range;
+    std::vector<std::string> choices;
+    bool animates = false, secret = false;
+};
+
+struct DeclaredPresets {
+    std::string choice;                          // the parameter that chooses
+    std::vector<std::string> columns;            // the parameters it writes
+    std::vector<std::string> names;              // of the choice's options
+    std::vector<std::vector<std::string>> rows;  // values by option and column
+    bool othersToDefaults = false;
+};
+
+struct DeclaredRule {
+    std::string steering;
+    std::vector<std::string> greyed;  // parameters
+    std::string when;
+    std::string text;  // instead of both, where more than one parameter decides
+};
+
+struct DeclaredWidget {
+    std::string kind;
+    std::vector<std::string> params;
+};
+
+struct DeclaredHost {
+    std::string host;
+    std::vector<std::string> texts;
+};
+
+struct DeclaredScene {
+    std::vector<std::string> inputs;    // a picture's name, or "@chart" and its like
+    std::vector<std::string> settings;  // "NAME=VALUE"
+    int lead = 0, frame = 0, width = 480, height = 270;
+    double tolerance = 0.0;
+};
+
+struct DeclaredEffect {
+    std::string name;  // "Q_Darken"
+    std::string identifier, menu, description;
+    std::vector<std::string> contexts;
+    bool hasOverlay = false, otherFrames = false, hasPicture = false;
+    std::vector<DeclaredClip> clips;
+    std::vector<std::string> pages;
+    std::vector<DeclaredParam> params;
+    std::vector<DeclaredPresets> presets;
+    std::vector<DeclaredRule> rules;
+    std::vector<DeclaredWidget> widgets;
+    std::vector<DeclaredHost> hosts;
+    DeclaredScene scene;
+
+    std::string shortName() const;                        // "Darken"
+    std::string labelOf(const std::string& param) const;  // its name where it has none
+    const DeclaredParam* findParam(std::string_view name) const;
+};
+
+struct Declarations {
+    std::string version;
+    std::vector<DeclaredEffect> effects;
+};
+
+// Of the bundle at `path` (a .ofx.bundle folder or the .ofx file in it). Throws RunError when it has none.
+Declarations readDeclarations(const std::filesystem::path& path);
+
+}  // namespace quillon

@@ -1,0 +1,233 @@
+#include "host/cli/reference_pages.h"
+
+#include <algorithm>
+
+#include "host/cli/session.h"
+#include "host/cli/text.h"
+
+namespace quillon {
+
+namespace {
+
+// ---- Pieces of Markdown ---------------------------------------------------------------------------------------
+
+// Runs of blanks become one, those at the ends go.
+std::string tidy(std::string_view text) {
+    std::string result;
+    for (const char c : text) {
+        const bool blank = c == ' ' || c == '\t' || c == '\n' || c == '\r';
+        if (blank && (result.empty() || result.back() == ' ')) continue;
+        result += blank ? ' ' : c;
+    }
+    while (result.ends_with(' ')) result.pop_back();
+    return result;
+}
+
+// Text that is to be read as it stands, also in a table.
+std::string plain(std::string_view text) {
+    std::string result;
+    for (const char c : tidy(text)) {
+        if (c == '|' || c == '*' || c == '<' || c == '`' || c == '[' || c == '\\') result += '\\';
+        result += c;
+    }
+    return result;
+}
+
+std::string code(std::string_view text) {
+    std::string result = "`";
+    for (const char c : text) result += c == '|' ? "\\|" : std::string(1, c);
+    return result + "`";
+}
+
+std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
+    std::string result;
+    for (const std::string& part : parts) result.append(result.empty() ? "" : separator).append(part);
+    return result;
+}
+
+// "Red", "Red and Green", "Red, Green and Blue"
+std::string listed(const std::vector<std::string>& parts) {
+    if (parts.size() < 2) return joined(parts, "");
+    return joined({parts.begin(), parts.end() - 1}, ", ") + " and " + parts.back();
+}
+
+std::string tableRow(const std::vector<std::string>& cells) { return "| " + joined(cells, " | ") + " |\n"; }
+
+std::string tableHead(const std::vector<std::string>& cells) {
+    return tableRow(cells) + "|" + joined(std::vector<std::string>(cells.size(), "---"), "|") + "|\n";
+}
+
+std::vector<std::string> labelsOf(const DeclaredEffect& effect, const std::vector<std::string>& params) {
+    std::vector<std::string> labels;
+    for (const std::string& param : params) labels.push_back(plain(effect.labelOf(param)));
+    return labels;
+}
+
+std::string capitalised(std::string text) {
+    if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 'a' + 'A');
+    return text;
+}
+
+// ---- Sections -------------------------------------------------------------------------------------------------
+
+std::string headSection(const DeclaredEffect& effect, bool hasPicture) {
+    std::string text = "# " + plain(effect.name) + "\n\n" + plain(effect.description) + "\n\n";
+    if (hasPicture) text += "![" + plain(effect.name) + "](../images/effects/" + effect.shortName() + ".jpg)\n\n";
+    if (!effect.hasPicture)
+        text += "> Declared with its clips; it has no picture of its own yet and hands on its input.\n\n";
+    std::vector<std::string> contexts;
+    for (const std::string& context : effect.contexts) contexts.push_back(contextWord(context));
+    text += tableHead({"", ""});
+    text += tableRow({"Menu", plain("Quillon " + effect.menu)});
+    text += tableRow({"Identifier", code(effect.identifier)});
+    text += tableRow({"Contexts", joined(contexts, ", ")});
+    text += tableRow({"Handles in the viewer", effect.hasOverlay ? "yes" : "no"});
+    text += tableRow({"Needs other frames", effect.otherFrames ? "yes" : "no"});
+    return text + "\n";
+}
+
+std::string clipSection(const DeclaredEffect& effect) {
+    if (effect.clips.empty()) return {};
+    std::string text = "## Clips\n\n" + tableHead({"Label", "Name", "Short label", "Required", "Other frames"});
+    for (const DeclaredClip& clip : effect.clips)
+        text +=
+            tableRow({plain(clip.label), code(clip.name), clip.shortLabel == clip.label ? "" : plain(clip.shortLabel),
+                      clip.required ? "yes" : "no", clip.temporal ? "yes" : "no"});
+    return text + "\n";
+}
+
+std::string rangeText(const DeclaredParam& param) {
+    if (param.choices.empty()) return plain(param.range);
+    std::vector<std::string> options;
+    for (const std::string& choice : param.choices) options.push_back(plain(choice));
+    return joined(options, " · ");
+}
+
+std::string paramRow(const DeclaredParam& param) {
+    std::vector<std::string> notes;
+    if (param.secret) notes.emplace_back("hidden");
+    if (!param.animates && param.kind != "Button") notes.emplace_back("not animated");
+    return tableRow({plain(param.label), code(param.name), code(param.scriptName),
+                     param.kind + (notes.empty() ? "" : " (" + joined(notes, ", ") + ")"), plain(param.defaultText),
+                     rangeText(param)});
+}
+
+std::string paramSection(const DeclaredEffect& effect) {
+    if (effect.params.empty()) return {};
+    std::vector<std::string> pages{""};
+    pages.insert(pages.end(), effect.pages.begin(), effect.pages.end());
+    std::string text = "## Parameters\n\n";
+    for (const std::string& page : pages) {
+        std::string rows;
+        for (const DeclaredParam& param : effect.params)
+            if (param.page == page) rows += paramRow(param);
+        if (rows.empty()) continue;
+        if (!page.empty()) text += "### Page " + plain(page) + "\n\n";
+        text += tableHead({"Label", "Name", "Script name", "Type", "Default", "Range or options"}) + rows + "\n";
+    }
+    return text;
+}
+
+// "Size is greyed when Split RGB is on."
+std::string ruleText(const DeclaredEffect& effect, const DeclaredRule& rule) {
+    if (!rule.text.empty()) return plain(rule.text) + (rule.text.ends_with('.') ? "" : ".");
+    return listed(labelsOf(effect, rule.greyed)) + (rule.greyed.size() == 1 ? " is" : " are") + " greyed when " +
+           plain(rule.when) + ".";
+}
+
+std::string ruleSection(const DeclaredEffect& effect) {
+    if (effect.rules.empty()) return {};
+    std::string text = "## Enable rules\n\n";
+    for (const DeclaredRule& rule : effect.rules) text += "- " + ruleText(effect, rule) + "\n";
+    return text + "\n";
+}
+
+std::string presetTable(const DeclaredEffect& effect, const DeclaredPresets& presets) {
+    std::string text = "**" + plain(effect.labelOf(presets.choice)) + "** (" + code(presets.choice) + ") ";
+    text +=
+        presets.othersToDefaults
+            ? "sets these values and puts all other parameters back to their defaults, positions and clocks aside:\n\n"
+            : "sets these values and leaves all others:\n\n";
+    std::vector<std::string> head{"Preset"};
+    for (const std::string& label : labelsOf(effect, presets.columns)) head.push_back(label);
+    text += tableHead(head);
+    for (std::size_t row = 0; row < presets.rows.size(); ++row) {
+        std::vector<std::string> cells{row < presets.names.size() ? plain(presets.names[row]) : ""};
+        for (const std::string& value : presets.rows[row]) cells.push_back(plain(value));
+        text += tableRow(cells);
+    }
+    return text + "\n";
+}
+
+std::string presetSection(const DeclaredEffect& effect) {
+    if (effect.presets.empty()) return {};
+    std::string text = "## Presets\n\n";
+    for (const DeclaredPresets& presets : effect.presets) text += presetTable(effect, presets);
+    return text;
+}
+
+std::string overlaySection(const DeclaredEffect& effect) {
+    if (effect.widgets.empty()) return {};
+    std::string text = "## Handles in the viewer\n\n";
+    for (const DeclaredWidget& widget : effect.widgets)
+        text += "- " + capitalised(widget.kind) + ": " + listed(labelsOf(effect, widget.params)) + "\n";
+    return text + "\n";
+}
+
+std::string hostSection(const DeclaredEffect& effect) {
+    if (effect.hosts.empty()) return {};
+    std::string text = "## In certain hosts\n\n" + tableHead({"Host", "What differs"});
+    for (const DeclaredHost& host : effect.hosts) {
+        std::vector<std::string> texts;
+        for (const std::string& one : host.texts) texts.push_back(plain(one));
+        text += tableRow({plain(host.host), joined(texts, " ")});
+    }
+    return text + "\n";
+}
+
+std::string effectPage(const DeclaredEffect& effect, bool hasPicture) {
+    std::string text = headSection(effect, hasPicture) + clipSection(effect) + paramSection(effect) +
+                       ruleSection(effect) + presetSection(effect) + overlaySection(effect) + hostSection(effect);
+    return text + "[All effects](README.md)\n";
+}
+
+constexpr char IndexHead[] =
+    R"(# The effects
+
+One page for each effect, written by `quillon reference` from what the effects declare.
+
+**How to read the pages.** A *position* runs from 0, 0 at the lower left corner of the picture to 1, 1 at the upper
+right. A *size* is a fraction of the picture's width; a radius counts in half widths. An *angle* is in degrees. *Name* is
+what `quillon render -p NAME=VALUE` and project files use, *script name* what the host's scripts see. Greyed parameters
+keep their values and have no effect. Every effect has a **Help** button besides.
+
+)";
+
+std::string indexPage(const Declarations& declarations) {
+    std::vector<std::string> menus;
+    for (const DeclaredEffect& effect : declarations.effects)
+        if (std::find(menus.begin(), menus.end(), effect.menu) == menus.end()) menus.push_back(effect.menu);
+    std::sort(menus.begin(), menus.end());
+    std::string text = IndexHead;
+    for (const std::string& menu : menus) {
+        text += "## " + plain(menu) + "\n\n" + tableHead({"Effect", "What it does", "Picture"});
+        for (const DeclaredEffect& effect : declarations.effects)
+            if (effect.menu == menu)
+                text += tableRow({"[" + plain(effect.name) + "](" + effect.shortName() + ".md)",
+                                  plain(effect.description), effect.hasPicture ? "yes" : "not yet"});
+        text += "\n";
+    }
+    while (text.ends_with("\n\n")) text.pop_back();
+    return text;
+}
+
+}  // namespace
+
+std::map<std::string, std::string> referencePages(const Declarations& declarations, const HasPicture& hasPicture) {
+    std::map<std::string, std::string> pages{{"README.md", indexPage(declarations)}};
+    for (const DeclaredEffect& effect : declarations.effects)
+        pages[effect.shortName() + ".md"] = effectPage(effect, hasPicture(effect.shortName()));
+    return pages;
+}
+
+}  // namespace quillon
