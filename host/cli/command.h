@@ -21,5 +21,7 @@ extern const Command listCommand;
 extern const Command describeCommand;
 extern const Command renderCommand;
 extern const Command referenceCommand;
+extern const Command galleryCommand;
+extern const Command overlayCommand;
 
 }  // namespace quillon

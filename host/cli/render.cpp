@@ -8,8 +8,8 @@
 
 #include "host/cli/command.h"
 #include "host/cli/failure.h"
+#include "host/cli/frame.h"
 #include "host/cli/interrupt.h"
-#include "host/cli/param_edit.h"
 #include "host/cli/picture_file.h"
 #include "host/cli/render_plan.h"
 #include "ofx/ofx_names.h"
@@ -18,45 +18,14 @@ namespace quillon {
 
 namespace {
 
-using ofxhost::Clip;
 using ofxhost::EffectInstance;
 using ofxhost::ImagePtr;
-
-bool answered(OfxStatus status) { return status == ofx::status::OK || status == ofx::status::ReplyDefault; }
-
-void connectInputs(EffectInstance& instance, const RenderPlan& plan) {
-    const double unit =
-        instance.host().config().units == ofxhost::ProjectUnits::SquarePixels ? plan.form.pixelAspect : 1.0;
-    for (const auto& [name, input] : plan.inputs) {
-        const OfxRangeD range = plan.frameRange(*input);
-        Clip& clip = *instance.findClip(name);
-        clip.connect([input = input](double time) { return input->imageAt(time); },
-                     {.depth = plan.form.depth,
-                      .pixelAspect = plan.form.pixelAspect,
-                      .frameRate = plan.project.frameRate,
-                      .firstFrame = range.min,
-                      .lastFrame = range.max});
-        const PictureSize size = input->size(plan.frames.front());
-        clip.setRegionOfDefinition(OfxRectD{0.0, 0.0, size.width * unit, static_cast<double>(size.height)});
-    }
-    instance.output().setFormat({.depth = plan.form.depth,
-                                 .pixelAspect = plan.form.pixelAspect,
-                                 .frameRate = plan.project.frameRate,
-                                 .firstFrame = plan.project.firstFrame,
-                                 .lastFrame = plan.project.lastFrame});
-}
 
 // One instance at work on the frames of a plan.
 class FrameRenderer {
   public:
     FrameRenderer(Session& session, EffectInstance& instance, const RenderPlan& plan)
-        : m_session(session), m_instance(instance), m_plan(plan) {
-        m_layout.bounds = {0, 0, scaledSize(plan.project.width, plan.form.renderScale),
-                           scaledSize(plan.project.height, plan.form.renderScale)};
-        m_layout.depth = plan.form.depth;
-        m_layout.pixelAspect = plan.form.pixelAspect;
-        m_layout.renderScale = plan.project.renderScale;
-    }
+        : m_session(session), m_instance(instance), m_plan(plan), m_layout(outputLayout(plan)) {}
 
     // Throws RunError when any frame fails; those before it have been written.
     void renderAll() {
@@ -94,7 +63,7 @@ class FrameRenderer {
             const auto start = std::chrono::steady_clock::now();
             ImagePtr image;
             try {
-                image = pictureAt(requestFor(frame));
+                image = renderFrame(m_instance, requestFor(frame), m_layout, [this](OfxStatus s) { requireGood(s); });
             } catch (const std::exception& error) {
                 finishWriting();
                 throw RunError("frame " + std::to_string(frame) + ": " + error.what());
@@ -119,40 +88,6 @@ class FrameRenderer {
         ++m_done;
         const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - m_writing.start;
         m_session.console().frameDone(m_writing.frame, m_plan.output.path(m_writing.frame).string(), seconds.count());
-    }
-
-    // The actions that a host sends for a frame. The answers that tell what the effect would like to get are not
-    // needed: whole pictures are at hand for every frame.
-    ImagePtr pictureAt(const ofxhost::RenderRequest& request) {
-        requireGood(ofx::status::OK);
-        m_instance.setCurrentTime(request.time);
-        OfxRectD region;
-        m_instance.regionOfDefinition(request.time, request.renderScale, region);
-        std::string clip;
-        double identityTime = request.time;
-        if (m_instance.isIdentity(request, m_layout.bounds, clip, identityTime) == ofx::status::OK)
-            return identityPicture(clip, identityTime);
-        const OfxRectD wanted = m_instance.output().regionOfDefinition(request.time);
-        std::map<std::string, OfxRectD> regions;
-        m_instance.regionsOfInterest(request.time, request.renderScale, wanted, regions);
-        std::map<std::string, ofxhost::FrameRanges> frames;
-        m_instance.framesNeeded(request.time, frames);
-
-        const auto image = std::make_shared<ofxhost::Image>(m_layout);
-        const int fetchesBefore = m_instance.output().fetches();
-        requireGood(m_instance.render(request, image));
-        // Effects answer OK even when they could not render; then they have not asked for the picture to fill.
-        if (m_instance.output().fetches() == fetchesBefore) throw RunError("the effect made no picture");
-        return image;
-    }
-
-    ImagePtr identityPicture(const std::string& name, double time) {
-        const Clip* clip = m_instance.findClip(name);
-        std::string error;
-        const ImagePtr image = clip ? clip->fetch(time, &error) : nullptr;
-        requireGood(ofx::status::OK);
-        if (!image) throw RunError("the effect passes on a clip that has no picture: " + name);
-        return image;
     }
 
     // Throws RunError for all that spoils a frame.
@@ -180,17 +115,9 @@ void render(const RenderOptions& options) {
     Session session(options.session);
     {
         const RenderPlan plan = makePlan(session, options);
-        EffectInstance instance(*plan.descriptor, plan.project);
-        connectInputs(instance, plan);
-        instance.setCurrentTime(plan.frames.front());
-        if (const OfxStatus status = instance.create(); !answered(status))
-            throw RunError("the effect refuses to make an instance (status " + std::to_string(status) + ")");
-        ofxhost::ClipPreferences preferences;
-        instance.clipPreferences(preferences);
-        if (!options.preset.empty()) applyPreset(instance, options.preset);
-        for (const std::string& assignment : options.params) applyAssignment(instance, assignment);
+        const auto instance = makeInstance(plan, options);
         const AbortOnInterrupt abort(session.host());
-        FrameRenderer(session, instance, plan).renderAll();
+        FrameRenderer(session, *instance, plan).renderAll();
     }
     session.finish();
 }

@@ -39,6 +39,8 @@ struct CrashZoomInfo : EffectInfo {
         ghost({&Threshold}, UseObject, isNot(ObjectImage));
         ghost({&Rotation}, UseObject, below(ThreeSides));
         ghost({&InvertMask}, UseObject, isNot(ObjectImage));
+        scene.inputs = {"coffee-small.png"};
+        scene.settings = {{"Speed", "35"}, {"Centre", "0.47,0.55"}, {"Radius", "0.3"}, {"Samp", "1"}};
     }
 };
 

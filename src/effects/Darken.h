@@ -26,6 +26,8 @@ struct DarkenInfo : EffectInfo {
     DarkenInfo() {
         ghost({&Rad}, DoRGB, isOn);
         ghost({&RadR, &RadG, &RadB, &RadA}, DoRGB, isOff);
+        scene.inputs = {"seeding-small.png"};
+        scene.settings = {{"Rad", "6"}, {"CutOff", "70"}};
     }
 };
 

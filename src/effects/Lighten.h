@@ -27,6 +27,8 @@ struct LightenInfo : EffectInfo {
     LightenInfo() {
         ghost({&Rad}, DoRGB, isOn);
         ghost({&RadR, &RadG, &RadB, &RadA}, DoRGB, isOff);
+        scene.inputs = {"coffee-small.png"};
+        scene.settings = {{"Rad", "5"}, {"CutOff", "45"}};
     }
 };
 
