@@ -75,6 +75,12 @@ void Console::log(const std::string& line) {
     if (m_log) m_log << line << std::endl;
 }
 
+void Console::pluginLine(const std::string& line, bool show) {
+    const std::lock_guard lock(m_mutex);
+    if (m_log) m_log << line << std::endl;
+    if (show) printAlways(line);
+}
+
 void Console::requireClean() const {
     const std::lock_guard lock(m_mutex);
     if (m_strict && m_problems > 0)
@@ -104,8 +110,17 @@ void Console::endFrames() {
     m_barShown = false;
 }
 
+void Console::report(const std::string& text) {
+    const std::lock_guard lock(m_mutex);
+    if (m_log) m_log << text << std::flush;
+    std::cout << text << std::flush;
+}
+
 void Console::print(const std::string& line) {
-    if (m_quiet) return;
+    if (!m_quiet) printAlways(line);
+}
+
+void Console::printAlways(const std::string& line) {
     const bool bar = m_barShown;
     clearBar();
     std::cerr << line << std::endl;

@@ -29,15 +29,19 @@ class Console {
     // to the user.
     void diagnostic(const ofxhost::Diagnostic& diagnostic);
     void log(const std::string& line);
+    // A line that the plug-in wrote to the standard error stream: into the log, and shown if it is to be.
+    void pluginLine(const std::string& line, bool show);
     // Throws RunError when the command is strict and the plug-in has broken a rule.
     void requireClean() const;
 
     void beginFrames(int total);
     void frameDone(int frame, const std::string& file, double seconds);
-    void endFrames();  // ends the bar's line
+    void endFrames();                      // ends the bar's line
+    void report(const std::string& text);  // a result: to the standard output, whatever else is quiet
 
   private:
     void print(const std::string& line);
+    void printAlways(const std::string& line);
     void drawBar();
     void clearBar();
 

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <chrono>
 #include <future>
+#include <iomanip>
 #include <memory>
+#include <sstream>
 
 #include "host/cli/command.h"
 #include "host/cli/failure.h"
@@ -111,13 +113,29 @@ class FrameRenderer {
     int m_done = 0;
 };
 
+// "  Radial LIC     4 x   12.345 ms     49.380 ms"
+std::string timesText(const std::vector<StageTotal>& stages) {
+    if (stages.empty()) return "The effect has told nothing of its times.\n";
+    std::size_t width = 0;
+    for (const StageTotal& stage : stages) width = std::max(width, stage.stage.size());
+    std::ostringstream text;
+    text << "Time in the effect, by stage (times, mean, sum in ms):\n" << std::fixed << std::setprecision(3);
+    for (const StageTotal& stage : stages)
+        text << "  " << std::left << std::setw(static_cast<int>(width)) << stage.stage << std::right << std::setw(6)
+             << stage.times << std::setw(12) << stage.milliseconds / stage.times << std::setw(13) << stage.milliseconds
+             << '\n';
+    return text.str();
+}
+
 void render(const RenderOptions& options) {
     Session session(options.session);
     {
         const RenderPlan plan = makePlan(session, options);
         const auto instance = makeInstance(plan, options);
         const AbortOnInterrupt abort(session.host());
+        if (options.session.timing) session.pluginOutput().takeOverLog();
         FrameRenderer(session, *instance, plan).renderAll();
+        if (options.session.timing) session.console().report(timesText(session.pluginOutput().stages()));
     }
     session.finish();
 }
@@ -159,6 +177,7 @@ void addOptions(CLI::App& app, RenderOptions& options) {
         ->type_name("N");
     app.add_option("--context", options.context, "general, filter or generator")
         ->check(CLI::IsMember({"general", "filter", "generator"}));
+    app.add_flag("--time", options.session.timing, "Tell at the end what time the effect took, by stage");
     app.add_flag("-q,--quiet", options.session.quiet, "Print nothing but errors");
     options.session.addTo(app);
 }

@@ -50,7 +50,9 @@ void SessionOptions::addTo(CLI::App& app) {
                    "vegas, cdv, or any host name")
         ->type_name("WORD")
         ->capture_default_str();
-    app.add_option("--log", log, "Write all that the host notices about the plug-in into this file")->type_name("FILE");
+    app.add_option("--log", log,
+                   "Write all that the host notices about the plug-in, and all that it says, into this file")
+        ->type_name("FILE");
     app.add_flag("--strict", strict, "A plug-in that breaks the rules of the interface is an error");
 }
 
@@ -73,7 +75,8 @@ fs::path findBundle() {
 }
 
 Session::Session(const SessionOptions& options)
-    : m_console(std::make_unique<Console>(options.quiet, options.strict, options.log)) {
+    : m_console(std::make_unique<Console>(options.quiet, options.strict, options.log)),
+      m_pluginOutput(std::make_unique<PluginOutput>(*m_console, options.timing)) {
     const fs::path path = options.bundle.empty() ? findBundle() : fs::path(options.bundle);
     std::error_code error;
     if (!fs::exists(path, error)) throw RunError("there is no bundle " + path.string());

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/cli/console.h"
+#include "host/cli/plugin_output.h"
 #include "host/core/bundle.h"
 #include "host/core/host.h"
 
@@ -21,7 +22,7 @@ namespace quillon {
 struct SessionOptions {
     std::string bundle, host = "generic", log;
     unsigned threads = 0;  // 0: as many as the machine runs at once
-    bool strict = false, quiet = false;
+    bool strict = false, quiet = false, timing = false;
 
     void addTo(CLI::App& app);
 };
@@ -36,6 +37,7 @@ class Session {
     ~Session();
 
     Console& console() { return *m_console; }
+    PluginOutput& pluginOutput() { return *m_pluginOutput; }
     ofxhost::Host& host() { return *m_host; }
     ofxhost::Bundle& bundle() { return *m_bundle; }
     // By identifier, by name with or without "Q_", in any case of letters. Throws UsageError, naming the nearest.
@@ -49,6 +51,7 @@ class Session {
 
   private:
     std::unique_ptr<Console> m_console;
+    std::unique_ptr<PluginOutput> m_pluginOutput;
     std::unique_ptr<ofxhost::Host> m_host;
     std::unique_ptr<ofxhost::Bundle> m_bundle;
 };
