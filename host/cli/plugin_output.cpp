@@ -140,7 +140,7 @@ void PluginOutput::read() {
         if (count <= 0) break;
         const char* const stop = std::find(bytes, bytes + count, '\0');
         more = stop == bytes + count;
-        pending.append(bytes, stop);
+        pending.append(static_cast<const char*>(bytes), stop);
         for (auto end = pending.find('\n'); end != std::string::npos; end = pending.find('\n')) {
             takeLine(std::string_view(pending).substr(0, end));
             pending.erase(0, end + 1);

@@ -42,7 +42,7 @@ struct SpinBlurInfo : EffectInfo {
         ghost({&IRadius, &ORadius, &SRadius}, BStyle, isNot(Fade));
         ghost({&Twirl}, BStyle, below(TwirlIn));
         ghost({&InvertMatte}, DoMatte, isOff);
-        scene = {.inputs = {"seeding.jpg"}, .settings = {{"Speed", "30"}}};
+        scene = {.inputs = {"seeding-small.png"}, .settings = {{"Speed", "30"}}};
     }
 };
 
