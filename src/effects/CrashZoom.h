@@ -40,7 +40,7 @@ struct CrashZoomInfo : EffectInfo {
         ghost({&Rotation}, UseObject, below(ThreeSides));
         ghost({&InvertMask}, UseObject, isNot(ObjectImage));
         scene.inputs = {"coffee-small.png"};
-        scene.settings = {{"Speed", "35"}, {"Centre", "0.47,0.55"}, {"Radius", "0.3"}, {"Samp", "1"}};
+        scene.settings = {{"Speed", "35"}, {"Centre", "0.49,0.7"}, {"Radius", "0.35"}, {"Samp", "2"}};
     }
 };
 
