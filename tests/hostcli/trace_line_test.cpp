@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 
 #include "host/cli/console.h"

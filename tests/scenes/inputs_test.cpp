@@ -23,7 +23,9 @@ TEST(TestInputs, AreDifferentLevelsOf8BitsAtAnySize) {
             for (std::size_t i = 0; i < picture.rgba.size(); ++i) {
                 const float sample = picture.rgba[i];
                 ASSERT_EQ(sample, sampleOf(quantise<std::uint8_t>(sample))) << name << " " << i;
-                if (i % 4 == 3) ASSERT_EQ(sample, 1.0f);
+                if (i % 4 == 3) {
+                    ASSERT_EQ(sample, 1.0f);
+                }
             }
             if (width == 480) seen.insert(picture.rgba);
         }

@@ -9,8 +9,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -123,7 +125,9 @@ TEST_P(EffectScene, IsAsExpected) {
     for (std::size_t i = 0; i < known.rgba.size(); ++i)
         worst = std::max(worst, std::abs(static_cast<double>(std::clamp(quarter.rgba[i], 0.0f, 1.0f) - known.rgba[i])));
     EXPECT_LE(worst, effect.scene.tolerance + 1.0 / 65535.0);
-    if (exact) EXPECT_EQ(sum, contents(expected(".sum")));
+    if (exact) {
+        EXPECT_EQ(sum, contents(expected(".sum")));
+    }
 }
 
 // A scene that shows its input tells nothing.
@@ -138,7 +142,7 @@ TEST_P(EffectScene, ShowsWhatTheEffectDoes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Effects, EffectScene, testing::ValuesIn(namesWithPicture()),
-                         [](const auto& info) { return info.param; });
+                         [](const auto& scene) { return scene.param; });
 
 TEST(SceneExpectations, BelongToAnEffect) {
     const std::vector<std::string> names = namesWithPicture();
