@@ -84,6 +84,7 @@ bool image_sample_unit(const K7Image* image, float u, float v, float* out, int c
 // The result is limited to 0 and the full value (float samples: the largest float).
 bool image_sample_area(const K7Image* image, float x, float y, float xscale, float yscale, float* out, int channels,
                        const ImagelibKernel* kernel);
+bool image_clamps_negative();
 void image_set_clamp_negative(bool on);  // rows of the area sampler that sum up below 0 count as 0; initially on
 
 // ---- Scaling --------------------------------------------------------------------------------------------------

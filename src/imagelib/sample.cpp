@@ -110,7 +110,7 @@ constexpr int CHANNELS_ABREAST = 4;
 template <class T>
 void sample_window(const K7Image* image, const Window& columns, const Window& rows, int channel, int channels,
                    float* out, const ImagelibKernel* kernel) {
-    const bool clamp_negative = g_clamp_negative.load(std::memory_order_relaxed);
+    const bool clamp_negative = image_clamps_negative();
     float total[CHANNELS_ABREAST] = {}, row_weights = 0;
     for (int y = rows.first; y <= rows.last; ++y) {
         const float row_weight = kernel->weights[rows.entry(y)];
@@ -217,4 +217,5 @@ bool image_sample_area(const K7Image* image, float x, float y, float xscale, flo
     return true;
 }
 
+bool image_clamps_negative() { return g_clamp_negative.load(std::memory_order_relaxed); }
 void image_set_clamp_negative(bool on) { g_clamp_negative.store(on, std::memory_order_relaxed); }

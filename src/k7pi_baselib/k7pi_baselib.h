@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 #include <source_location>
 #include <string>
 #include <string_view>
@@ -62,11 +63,14 @@ enum TraceLevel : int {
 
 void SetTraceLevel(int level);
 int GetTraceLevel();
-bool OpenLog(const char* run_name, bool append);  // Logs/<run name>.log, rotated over 10 generations
+bool OpenLog(const char* run_name, bool append);  // Logs/<run name>.log, rotated over 10 generations: always when not
+                                                  // appending, else above 5000000 bytes
 void CloseLog();                                  // back to the standard error stream
-void SetConsole(bool on, bool repeat_all);        // copies of all lines to the terminal
+void SetConsole(bool on, bool repeat_all);  // copies of all lines to the terminal; without repeat_all not of those
+                                            // that reach it as the standard error stream already
 [[gnu::format(printf, 2, 3)]] void Trace(int level, const char* format, ...);
-[[gnu::format(printf, 1, 2)]] void TraceMore(const char* format, ...);  // continuation at the last line's level
+[[gnu::format(printf, 1, 2)]] void TraceMore(const char* format,
+                                             ...);  // continues the thread's last line, at its level
 [[gnu::format(printf, 1, 2)]] void TraceInfo(const char* format, ...);  // continuation at level INFO
 
 // ---- Timing ---------------------------------------------------------------------------------------------------
@@ -98,15 +102,16 @@ double cpu_timer_total();
 void gpu_timer_start();
 double gpu_timer_stop();
 double gpu_timer_total();
+void set_device_wait(void (*wait)());  // waits for the GPU to finish, so that a span holds its work; null: none
 
 // ---- Memory ---------------------------------------------------------------------------------------------------
 //
 // Thin covers over the C heap. With tracking on every live block is recorded with its size and source position, in
 // a table of its own for image pixels; a block allocated before tracking came on is then refused by the frees.
 
-void k7_memory_set_enabled(bool on);   // off: tracking is bypassed altogether
+void k7_memory_set_enabled(bool on);  // off: tracking is bypassed altogether
 void k7_memory_set_tracking(bool on);
-void k7_memory_set_trace(bool on);     // one log line for every call
+void k7_memory_set_trace(bool on);  // one log line for every call
 bool k7_memory_tracking();
 
 void* k7_malloc(std::size_t size, const char* file, int line);
@@ -122,6 +127,13 @@ void k7_image_free(void* pointer, const char* file, int line);
 void* k7_aligned_malloc(std::size_t size, int alignment, bool image, const char* file, int line);
 void k7_aligned_free(void* pointer, bool image, const char* file, int line);
 
+// The same without the zeroes, for memory that is written before it is read.
+void* k7_aligned_malloc_uncleared(std::size_t size, int alignment, bool image, const char* file, int line);
+// Image memory of a megabyte and more is kept when it is freed, up to a limit, and given to the next image of its
+// size: first touching a fresh 1920 x 1080 float picture costs more than most operations on it. This gives it back
+// to the system.
+void k7_image_blocks_release();
+
 inline void* k7_malloc(std::size_t size, std::source_location at = std::source_location::current()) {
     return k7_malloc(size, at.file_name(), static_cast<int>(at.line()));
 }
@@ -132,6 +144,10 @@ inline void* k7_aligned_malloc(std::size_t size, int alignment, bool image,
                                std::source_location at = std::source_location::current()) {
     return k7_aligned_malloc(size, alignment, image, at.file_name(), static_cast<int>(at.line()));
 }
+inline void* k7_aligned_malloc_uncleared(std::size_t size, int alignment, bool image,
+                                         std::source_location at = std::source_location::current()) {
+    return k7_aligned_malloc_uncleared(size, alignment, image, at.file_name(), static_cast<int>(at.line()));
+}
 inline void k7_aligned_free(void* pointer, bool image, std::source_location at = std::source_location::current()) {
     k7_aligned_free(pointer, image, at.file_name(), static_cast<int>(at.line()));
 }
@@ -141,6 +157,7 @@ enum class MemoryTable { Normal, Image };
 struct MemoryStatistics {
     std::size_t collisions, alloc_calls, free_calls, current_size, peak_size;
     int internal_error;
+    double elapsed;  // seconds inside the allocator
 };
 
 MemoryStatistics k7_memory_statistics(MemoryTable table);
@@ -150,27 +167,30 @@ void k7_memory_report(MemoryTable table, bool dump);  // into the trace log
 //
 // The one place that differs between operating systems (platform_linux.cpp; a Windows build adds its own file).
 
-bool file_exists(const char* path);       // a regular file
+bool file_exists(const char* path);  // a regular file
 bool directory_exists(const char* path);
 bool path_readable(const char* path);
 bool path_writable(const char* path);
 bool set_file_mode(const char* path, bool writable);  // read only, or readable and writable for its owner
 long long file_size(const char* path);                // -1 when it is no regular file
 bool remove_file(const char* path);
-bool create_directories(const char* path);            // all missing components, mode 0700
-std::string path_directory(std::string_view path);    // what stands before the last separator
+bool create_directories(const char* path);                 // all missing components, mode 0700
+std::string path_directory(std::string_view path);         // what stands before the last separator; "/" for "/a"
 std::string path_component(std::string_view path, int n);  // counted from 0; empty past the end
 std::string path_join(std::string_view directory, std::string_view name);
-std::string frame_file_name(std::string_view directory, const char* pattern, int frame);  // pattern as for printf, one %d
+std::string frame_file_name(std::string_view directory, const char* pattern, int frame);  // at most one %d, %4d or %04d
 void swap_bytes_32(void* words, std::size_t count);
 void swap_bytes_16(void* words, std::size_t count);
-void strip_line_end(char* text);          // drops trailing carriage returns and line feeds
+void strip_line_end(char* text);  // drops trailing carriage returns and line feeds
 void thread_sleep(int milliseconds);
-int processor_count();                    // at least 1
+int processor_count();  // those this process may run on, at least 1
 std::size_t page_size();
-unsigned long long physical_memory();     // bytes
-std::string make_uuid();                  // version 4, lower case
-std::string temporary_directory();        // TMP, then TMPDIR, then the system's
-std::string temporary_name();             // in the temporary directory, from a fresh UUID
-std::string module_path();                // path of the shared object (or program) this library is linked into
-bool open_address(const char* address);   // hands a URL to the desktop; false where there is none or it cannot be started
+unsigned long long physical_memory();  // bytes
+std::string make_uuid();               // version 4, lower case
+std::string temporary_directory();     // TMP, then TMPDIR, then the system's
+std::string temporary_name();          // in the temporary directory, from a fresh UUID
+std::string module_path();             // path of the shared object (or program) this library is linked into
+// A function of the process, or else of the first of the libraries that can be loaded; null when nobody has it.
+void* find_symbol(const char* name, std::initializer_list<const char*> libraries);
+bool open_address(
+    const char* address);  // hands a URL to the desktop; false where there is none or it cannot be started

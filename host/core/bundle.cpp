@@ -1,0 +1,174 @@
+#include "host/core/bundle.h"
+
+#include <dlfcn.h>
+
+#include "ofx/ofx_names.h"
+
+namespace ofxhost {
+
+namespace action = ofx::action;
+namespace fs = std::filesystem;
+
+Plugin::Plugin(Host& host, OfxPlugin* record, std::string bundlePath)
+    : m_host(host), m_record(record), m_bundlePath(std::move(bundlePath)) {}
+
+Plugin::~Plugin() { unload(); }
+
+std::string Plugin::identifier() const { return m_record->pluginIdentifier; }
+
+std::string Plugin::name() const {
+    const std::string text = identifier();
+    return text.substr(text.rfind('.') + 1);  // npos + 1 is 0
+}
+
+OfxStatus Plugin::callEntry(OfxPluginEntryPoint* entry, const char* actionText, const void* handle,
+                            const std::string& object, PropertySet* inArgs, PropertySet* outArgs) {
+    const Host::Scope scope(m_host);
+    const bool recording = m_host.recording();
+    const std::string arguments = std::string(actionText) + ", " + object;
+    const std::size_t place = recording ? m_host.beginRecord("action", arguments) : 0;
+    OfxStatus status = ofx::status::ErrFatal;
+    try {
+        status = entry(actionText, handle, inArgs ? inArgs->handle() : nullptr, outArgs ? outArgs->handle() : nullptr);
+    } catch (...) {
+        m_host.report(Severity::Error, actionText, "", object + ": an exception left the plug-in");
+    }
+    const bool known =
+        (status >= ofx::status::OK && status <= 15) || (status >= ofx::status::ErrImageFormat && status <= 1002);
+    if (!known) m_host.report(Severity::Error, actionText, "", object + ": unknown status " + std::to_string(status));
+    if (recording) m_host.endRecord(place, arguments, status);
+    return status;
+}
+
+OfxStatus Plugin::load() {
+    if (m_loaded) return ofx::status::OK;
+    {
+        const Host::Scope scope(m_host);
+        m_record->setHost(m_host.record());
+    }
+    const OfxStatus status = callEntry(m_record->mainEntry, action::Load, nullptr, identifier(), nullptr, nullptr);
+    m_loaded = status == ofx::status::OK || status == ofx::status::ReplyDefault;
+    return status;
+}
+
+OfxStatus Plugin::unload() {
+    if (!m_loaded) return ofx::status::OK;
+    m_loaded = false;
+    return callEntry(m_record->mainEntry, action::Unload, nullptr, identifier(), nullptr, nullptr);
+}
+
+std::unique_ptr<EffectDescriptor> Plugin::describe(OfxStatus* status) {
+    OfxStatus answer = load();
+    std::unique_ptr<EffectDescriptor> descriptor;
+    if (m_loaded) {
+        descriptor = std::make_unique<EffectDescriptor>(*this, "");
+        answer = descriptor->runDescribe();
+    }
+    if (status) *status = answer;
+    return answer == ofx::status::OK ? std::move(descriptor) : nullptr;
+}
+
+std::unique_ptr<EffectDescriptor> Plugin::describeInContext(const std::string& context, OfxStatus* status) {
+    OfxStatus answer = load();
+    std::unique_ptr<EffectDescriptor> descriptor;
+    if (m_loaded) {
+        descriptor = std::make_unique<EffectDescriptor>(*this, context);
+        answer = descriptor->runDescribe();
+        if (answer == ofx::status::OK) answer = descriptor->runDescribeInContext();
+    }
+    if (status) *status = answer;
+    return answer == ofx::status::OK ? std::move(descriptor) : nullptr;
+}
+
+// ---- Bundle ---------------------------------------------------------------------------------------------------
+
+fs::path Bundle::libraryOf(const fs::path& path) {
+    std::error_code ignored;
+    if (!fs::exists(path, ignored)) throw Error("no such bundle: " + path.string());
+    if (!fs::is_directory(path, ignored)) return path;
+    const fs::path folder = path.filename().empty() ? path.parent_path() : path;         // without a slash at the end
+    fs::path library = folder / "Contents" / "Linux-x86-64" / folder.filename().stem();  // "X.ofx.bundle": X.ofx
+    if (!fs::exists(library, ignored)) throw Error("no library in the bundle: " + library.string());
+    return library;
+}
+
+namespace {
+
+// The bundle directory that holds a library, or the library itself where it stands alone.
+std::string bundleOf(const fs::path& library) {
+    const fs::path folder = library.parent_path().parent_path().parent_path();
+    return (folder.extension() == ".bundle" ? folder : library).string();
+}
+
+template <class Function>
+Function* symbol(void* library, const char* name) {
+    return reinterpret_cast<Function*>(dlsym(library, name));
+}
+
+}  // namespace
+
+Bundle::Bundle(Host& host, const fs::path& path) : m_host(host) {
+    const fs::path library = fs::absolute(libraryOf(path));
+    m_library = dlopen(library.c_str(), RTLD_LAZY | RTLD_LOCAL);
+    if (!m_library) throw Error(std::string("the bundle does not load: ") + dlerror());
+    try {
+        openPlugins(library);
+    } catch (...) {
+        dlclose(m_library);
+        throw;
+    }
+}
+
+void Bundle::openPlugins(const fs::path& library) {
+    auto* count = symbol<int()>(m_library, "OfxGetNumberOfPlugins");
+    auto* get = symbol<OfxPlugin*(int)>(m_library, "OfxGetPlugin");
+    if (!count || !get) throw Error("not an OFX plug-in: " + library.string());
+    const Host::Scope scope(m_host);
+    if (auto* setHost = symbol<OfxStatus(const OfxHost*)>(m_library, "OfxSetHost")) {
+        const OfxStatus status = setHost(m_host.record());
+        if (status == ofx::status::Failed) return;  // it asks to be passed over in silence
+        if (status != ofx::status::OK) throw Error("the bundle refuses the host");
+    }
+    const std::string bundlePath = bundleOf(library);
+    const int plugins = count();
+    for (int i = 0; i < plugins; ++i) addPlugin(get(i), i, bundlePath);
+    if (get(plugins) || get(-1)) {
+        m_host.report(Severity::Error, "OfxGetPlugin", "", "a plug-in at an index outside the range");
+    }
+}
+
+Bundle::Bundle(Host& host, const std::vector<OfxPlugin*>& plugins) : m_host(host) {
+    int index = 0;
+    for (OfxPlugin* plugin : plugins) addPlugin(plugin, index++, "");
+}
+
+Bundle::~Bundle() {
+    m_plugins.clear();
+    if (m_library) dlclose(m_library);
+}
+
+void Bundle::addPlugin(OfxPlugin* record, int index, const std::string& bundlePath) {
+    const auto refuse = [&](const char* message) {
+        m_host.report(Severity::Error, "OfxGetPlugin", std::to_string(index), message);
+    };
+    if (!record || !record->pluginIdentifier || !record->pluginApi || !record->setHost || !record->mainEntry) {
+        return refuse("an incomplete plug-in record");
+    }
+    const std::string_view api = record->pluginApi;
+    if (api != ofx::ImageEffectPluginApi || record->apiVersion != ofx::ImageEffectPluginApiVersion) {
+        return refuse("a plug-in of another interface");
+    }
+    for (const auto& plugin : m_plugins) {
+        if (plugin->identifier() == record->pluginIdentifier) refuse("two plug-ins of one identifier");
+    }
+    m_plugins.push_back(std::make_unique<Plugin>(m_host, record, bundlePath));
+}
+
+Plugin* Bundle::find(std::string_view name) const {
+    for (const auto& plugin : m_plugins) {
+        if (plugin->identifier() == name || plugin->name() == name) return plugin.get();
+    }
+    return nullptr;
+}
+
+}  // namespace ofxhost

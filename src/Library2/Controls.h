@@ -1,0 +1,411 @@
+// Controls: an effect's handles on its OFX parameters.
+//
+// A control is a member of the effect's info record and declares its parameter there in one line: name, label, type,
+// default, range, options; the page is the one declared above it. Describing, wiring to the host, fetching at render,
+// preset writes and the documentation all walk the declared controls.
+//
+// Effect code reads the value fields, which hold what the last fetch found; it never calls the parameter suite.
+// Choice values count from 1 in controls and from 0 at the host. A control without a parameter at the host (not
+// wired, or the host has none of that name) does nothing and keeps the value it was declared with.
+#pragma once
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "Library2/BundleState.h"
+
+class EffectInfo;
+
+// ---- Declarations ---------------------------------------------------------------------------------------------
+
+inline constexpr double NO_LIMIT = std::numeric_limits<double>::infinity();
+
+struct ParamOptions {
+    bool secret = false;                // kept from the user; label and script name are the name
+    bool animates = true;
+    const char* scriptName = nullptr;   // where the label does not give it
+    double increment = 0.0;             // 0: from the range
+};
+
+struct NumberParam {
+    const char* name;
+    const char* label;
+    double value;
+    double min = -NO_LIMIT;
+    double max = NO_LIMIT;
+    ParamOptions options{};
+};
+
+struct IntegerParam {
+    const char* name;
+    const char* label;
+    int value;
+    int min = std::numeric_limits<int>::min();
+    int max = std::numeric_limits<int>::max();
+    ParamOptions options{};
+};
+
+struct CheckboxParam {
+    const char* name;
+    const char* label;
+    bool value = false;
+    ParamOptions options{};
+};
+
+struct ListParam {
+    const char* name;
+    const char* label;
+    int index;  // of the default, from 0
+    std::vector<const char*> choices;
+    ParamOptions options{};
+};
+
+struct PointParam {
+    const char* name;
+    const char* label;
+    double x;
+    double y;
+    ParamOptions options{};
+};
+
+struct ColourParam {
+    const char* name;
+    const char* label;
+    float red;
+    float green;
+    float blue;
+    float alpha = 1.0f;
+    ParamOptions options{};
+};
+
+struct TextParam {
+    const char* name;
+    const char* label;
+    const char* text = "";
+    const char* mode = ofx::string_mode::SingleLine;
+    ParamOptions options{};
+};
+
+struct ButtonParam {
+    const char* name;
+    const char* label;
+};
+
+// ---- Base -----------------------------------------------------------------------------------------------------
+
+struct FetchContext {
+    double time = 0.0;
+    double xFactor = 1.0;  // of horizontal values
+};
+
+// Where a parameter stands in the host's dialog: its group's name (null: pages are used instead).
+struct DescribeContext {
+    OfxParamSetHandle parameters = nullptr;
+    const HostQuirks* quirks = nullptr;
+    const char* parent = nullptr;
+};
+
+class ControlK7 {
+  public:
+    ControlK7(EffectInfo* owner, const char* name, const char* label, const ParamOptions& options);
+    virtual ~ControlK7() = default;
+    ControlK7(const ControlK7&) = delete;
+    ControlK7& operator=(const ControlK7&) = delete;
+
+    // The declaration
+    const char* name() const { return m_name; }
+    const std::string& label() const { return m_label; }
+    virtual std::string scriptName() const;
+    virtual const char* paramType() const = 0;
+    virtual bool animates() const;
+    virtual bool hasValue() const { return true; }
+    bool secret() const { return m_options.secret; }
+    int page() const { return m_page; }
+    void define(const DescribeContext& context) const;
+    // For the documentation: "80", "0 .. 100", "Circle, Object Image".
+    virtual std::string defaultText() const { return {}; }
+    virtual std::string rangeText() const { return {}; }
+    virtual std::vector<const char*> choices() const { return {}; }
+
+    // Life on an instance
+    void wire(OfxParamHandle* slot, const HostSuites* suites);
+    bool live() const { return m_slot && *m_slot && m_suites; }
+    virtual void fetch(const FetchContext&) {}         // for rendering: the value fields
+    virtual void fetchOverlay(const FetchContext&) {}  // for the overlay: the overlay fields, and only those, since
+                                                       // a render may be reading the others on another thread
+    virtual void SetHidden(bool hidden);
+    virtual void SetGhosted(bool ghosted);
+    bool hidden() const { return m_hidden; }
+    bool ghosted() const { return m_ghosted; }
+    virtual void endOfChange(const HostQuirks&) {}  // last step of a user's change
+
+    // Presets: how many numbers a preset row holds for this control, and writing them to the host
+    virtual int presetComponents() const { return 0; }
+    virtual void writePreset(const double*) {}
+    virtual void writeDefault() {}
+
+    bool ignoreNextChange = false;  // one shot: the next change notification is answered with nothing
+    bool active = true;
+    bool followedByOverlay = false; // an overlay widget shows the value
+
+  protected:
+    virtual void describeValue(const PropertySet& set, const HostQuirks& quirks) const = 0;
+    virtual void describeAfter(const PropertySet&) const {}  // what follows the common properties
+    void setEnabled(bool enabled);
+
+    template <class... Values>
+    bool readAt(double time, Values*... values) const {
+        return live() && callSuite(m_suites->parameter, &OfxParameterSuiteV1::paramGetValueAtTime, *m_slot, time, values...) ==
+                             ofx::status::OK;
+    }
+    template <class... Values>
+    bool read(Values*... values) const {
+        return live() && callSuite(m_suites->parameter, &OfxParameterSuiteV1::paramGetValue, *m_slot, values...) == ofx::status::OK;
+    }
+    template <class... Values>
+    bool write(Values... values) const {
+        return live() && callSuite(m_suites->parameter, &OfxParameterSuiteV1::paramSetValue, *m_slot, values...) == ofx::status::OK;
+    }
+
+    bool m_hidden = false;
+    bool m_ghosted = false;
+
+  private:
+    const char* m_name;
+    std::string m_label;
+    ParamOptions m_options;
+    int m_page;
+    OfxParamHandle* m_slot = nullptr;  // inside the InstanceRecord
+    const HostSuites* m_suites = nullptr;
+
+  protected:
+    const ParamOptions& options() const { return m_options; }
+};
+
+// ---- Numbers --------------------------------------------------------------------------------------------------
+
+class FloatControlK7 : public ControlK7 {
+  public:
+    FloatControlK7(EffectInfo* owner, const NumberParam& param);
+
+    double value;
+    double overlayValue;
+
+    bool GetValue(double time, double* out) const { return readAt(time, out); }
+    void SetValue(double v) const { write(v); }
+
+    const char* paramType() const override { return ofx::param_type::Double; }
+    void fetch(const FetchContext& context) override { readAt(context.time, &value); }
+    void fetchOverlay(const FetchContext& context) override { readAt(context.time, &overlayValue); }
+    int presetComponents() const override { return 1; }
+    void writePreset(const double* values) override { SetValue(values[0]); }
+    void writeDefault() override { SetValue(m_param.value); }
+    std::string defaultText() const override;
+    std::string rangeText() const override;
+    double min() const { return m_param.min; }
+    double max() const { return m_param.max; }
+
+  protected:
+    virtual const char* doubleType() const { return ofx::double_type::Plain; }
+    void describeValue(const PropertySet& set, const HostQuirks& quirks) const override;
+    NumberParam m_param;
+};
+
+// A length as a fraction of the picture's width; as a radius it counts in half widths.
+class SizeControlK7 : public FloatControlK7 {
+  public:
+    using FloatControlK7::FloatControlK7;
+    void fetch(const FetchContext& context) override;
+    void fetchOverlay(const FetchContext& context) override;
+
+  protected:
+    const char* doubleType() const override { return ofx::double_type::Scale; }
+};
+
+class AngleControlK7 : public FloatControlK7 {  // degrees
+  public:
+    using FloatControlK7::FloatControlK7;
+    bool GetValue(double time, double* out) const;  // rounded through single precision
+};
+
+class IntegerControlK7 : public ControlK7 {
+  public:
+    IntegerControlK7(EffectInfo* owner, const IntegerParam& param);
+
+    int value;
+
+    bool GetValue(double time, int* out) const { return readAt(time, out); }
+    void SetValue(int v) const { write(v); }
+
+    const char* paramType() const override { return ofx::param_type::Integer; }
+    bool animates() const override;
+    void fetch(const FetchContext& context) override { readAt(context.time, &value); }
+    int presetComponents() const override { return 1; }
+    void writePreset(const double* values) override { SetValue(static_cast<int>(values[0])); }
+    void writeDefault() override { SetValue(m_param.value); }
+    std::string defaultText() const override { return std::to_string(m_param.value); }
+    std::string rangeText() const override;
+    int min() const { return m_param.min; }
+    int max() const { return m_param.max; }
+
+  protected:
+    void describeValue(const PropertySet& set, const HostQuirks& quirks) const override;
+    IntegerParam m_param;
+};
+
+// ---- Switches and choices -------------------------------------------------------------------------------------
+
+class CheckboxControlK7 : public ControlK7 {
+  public:
+    CheckboxControlK7(EffectInfo* owner, const CheckboxParam& param);
+
+    bool value;
+
+    bool GetValue(double time, int* out) const { return readAt(time, out); }
+    void SetValue(int v) const { write(v); }
+
+    std::string scriptName() const override;
+    const char* paramType() const override { return ofx::param_type::Boolean; }
+    void fetch(const FetchContext& context) override;
+    int presetComponents() const override { return 1; }
+    void writePreset(const double* values) override { SetValue(values[0] != 0.0); }
+    void writeDefault() override { SetValue(m_default); }
+    std::string defaultText() const override { return m_default ? "on" : "off"; }
+
+  protected:
+    void describeValue(const PropertySet& set, const HostQuirks& quirks) const override;
+    bool m_default;
+};
+
+class ListControlK7 : public ControlK7 {
+  public:
+    ListControlK7(EffectInfo* owner, const ListParam& param);
+
+    int value;  // from 1
+    int overlayValue;
+
+    bool GetValue(double time, int* out) const;  // from 1
+    bool currentIndex(int* out) const { return read(out); }  // the host's value now, from 0
+    void SetValue(int v) const { write(v - 1); }  // from 1
+
+    const char* paramType() const override { return ofx::param_type::Choice; }
+    bool animates() const override;
+    void fetch(const FetchContext& context) override { GetValue(context.time, &value); }
+    void fetchOverlay(const FetchContext& context) override { GetValue(context.time, &overlayValue); }
+    int presetComponents() const override { return 1; }
+    void writePreset(const double* values) override { write(static_cast<int>(values[0])); }  // from 0, as at the host
+    void writeDefault() override { write(m_param.index); }
+    std::string defaultText() const override;
+    std::vector<const char*> choices() const override { return m_param.choices; }
+
+  protected:
+    void describeValue(const PropertySet&, const HostQuirks&) const override {}
+    void describeAfter(const PropertySet& set) const override;
+    ListParam m_param;
+};
+
+// ---- Points and colours ---------------------------------------------------------------------------------------
+
+// A place in the picture, 0 to 1 from the lower left corner to the upper right one.
+class PositionControlK7 : public ControlK7 {
+  public:
+    PositionControlK7(EffectInfo* owner, const PointParam& param);
+
+    double x, y;
+    double overlayX, overlayY;
+
+    bool GetValue(double time, double* outX, double* outY) const { return readAt(time, outX, outY); }
+    void SetValue(double newX, double newY) const { write(newX, newY); }
+
+    const char* paramType() const override { return ofx::param_type::Double2D; }
+    void fetch(const FetchContext& context) override;
+    void fetchOverlay(const FetchContext& context) override;
+    void SetHidden(bool hidden) override { setEnabled(!hidden); }
+    int presetComponents() const override { return 2; }
+    void writePreset(const double* values) override { SetValue(values[0], values[1]); }
+    void writeDefault() override { SetValue(m_param.x, m_param.y); }
+    std::string defaultText() const override;
+
+  protected:
+    void describeValue(const PropertySet& set, const HostQuirks& quirks) const override;
+    PointParam m_param;
+};
+
+// A point of a curve: both axes 0 to 1, no place in the picture and never scaled by its aspect.
+class CurvePointControlK7 : public PositionControlK7 {
+  public:
+    using PositionControlK7::PositionControlK7;
+    void fetch(const FetchContext& context) override { GetValue(context.time, &x, &y); }
+    void fetchOverlay(const FetchContext& context) override { GetValue(context.time, &overlayX, &overlayY); }
+    std::string rangeText() const override { return "0 .. 1"; }
+
+  protected:
+    void describeValue(const PropertySet& set, const HostQuirks& quirks) const override;
+};
+
+class ColourControlK7 : public ControlK7 {
+  public:
+    enum class Components { RGB, RGBA };
+    ColourControlK7(EffectInfo* owner, const ColourParam& param, Components components = Components::RGB);
+
+    float red, green, blue, alpha;  // alpha stays 1 with three components
+
+    bool GetValue(double time, float* r, float* g, float* b, float* a) const;
+    void SetValue(float r, float g, float b, float a) const;
+    void SetValue16(int r, int g, int b, int a) const;  // full scale is 32767
+
+    const char* paramType() const override;
+    void fetch(const FetchContext& context) override { GetValue(context.time, &red, &green, &blue, &alpha); }
+    void SetHidden(bool hidden) override { setEnabled(!hidden); }
+    int presetComponents() const override { return m_components == Components::RGBA ? 4 : 3; }
+    void writePreset(const double* values) override;
+    void writeDefault() override { SetValue(m_param.red, m_param.green, m_param.blue, m_param.alpha); }
+    std::string defaultText() const override;
+
+  protected:
+    void describeValue(const PropertySet& set, const HostQuirks& quirks) const override;
+    ColourParam m_param;
+    Components m_components;
+};
+
+// ---- Texts and buttons ----------------------------------------------------------------------------------------
+
+class TextControlK7 : public ControlK7 {
+  public:
+    TextControlK7(EffectInfo* owner, const TextParam& param);
+
+    std::string text;
+
+    void SetText(double time, const char* newText);     // reaches the host at the end of the user's change
+    void SetTextNow(double time, const char* newText);  // and at once
+
+    const char* paramType() const override { return ofx::param_type::String; }
+    bool animates() const override { return false; }
+    void fetch(const FetchContext& context) override;
+    void endOfChange(const HostQuirks& quirks) override;
+    void writeDefault() override { write(m_param.text); }
+    std::string defaultText() const override { return m_param.text; }
+
+  protected:
+    void describeValue(const PropertySet& set, const HostQuirks& quirks) const override;
+    TextParam m_param;
+    bool m_dirty = false;
+};
+
+class FileControlK7 : public TextControlK7 {
+  public:
+    FileControlK7(EffectInfo* owner, const TextParam& param);
+};
+
+class ButtonControlK7 : public ControlK7 {
+  public:
+    ButtonControlK7(EffectInfo* owner, const ButtonParam& param) : ControlK7(owner, param.name, param.label, {}) {}
+    std::string scriptName() const override { return name(); }
+    const char* paramType() const override { return ofx::param_type::PushButton; }
+    bool animates() const override { return false; }
+    bool hasValue() const override { return false; }
+
+  protected:
+    void describeValue(const PropertySet&, const HostQuirks&) const override {}
+};

@@ -1,0 +1,125 @@
+#include "Library2/Declarations.h"
+
+#include <nlohmann/json.hpp>
+
+#include "Library2/Actions.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json clipJson(const ClipParam& clip) {
+    return {{"name", clip.name},
+            {"label", clip.label},
+            {"shortLabel", clip.shortLabel ? clip.shortLabel : clip.label},
+            {"required", clip.required},
+            {"temporal", clip.temporal}};
+}
+
+Json controlJson(const EffectInfo& info, const ControlK7& control) {
+    Json json{{"name", control.name()},
+              {"label", control.label()},
+              {"scriptName", control.scriptName()},
+              {"type", control.paramType()},
+              {"page", control.page() >= 0 ? info.pages()[static_cast<std::size_t>(control.page())] : ""},
+              {"animates", control.animates()},
+              {"secret", control.secret()},
+              {"overlay", control.followedByOverlay}};
+    if (control.hasValue()) json["default"] = control.defaultText();
+    if (!control.rangeText().empty()) json["range"] = control.rangeText();
+    if (!control.choices().empty()) json["choices"] = control.choices();
+    return json;
+}
+
+const char* testText(SteeringCondition::Test test) {
+    switch (test) {
+        case SteeringCondition::Is: return "is";
+        case SteeringCondition::IsNot: return "is not";
+        case SteeringCondition::Below: return "is before";
+        case SteeringCondition::Above: return "is after";
+    }
+    return "";
+}
+
+// "Split RGB is on", "Shape is Object Image".
+std::string conditionText(const EnableRule& rule) {
+    const std::string steering = rule.steering->label();
+    const auto choices = rule.steering->choices();
+    if (choices.empty()) return steering + (rule.ghostedWhen.holds(1) ? " is on" : " is off");
+    const auto index = static_cast<std::size_t>(rule.ghostedWhen.value - 1);
+    return steering + " " + testText(rule.ghostedWhen.test) + " " + (index < choices.size() ? choices[index] : "?");
+}
+
+Json rulesJson(const EffectInfo& info) {
+    Json rules = Json::array();
+    for (const EnableRule& rule : info.rules()) {
+        if (rule.custom) {
+            rules.push_back({{"steering", rule.steering->name()}, {"text", rule.customText}});
+            continue;
+        }
+        Json dependents = Json::array();
+        for (const ControlK7* dependent : rule.dependents) dependents.push_back(dependent->name());
+        rules.push_back({{"steering", rule.steering->name()}, {"greyed", dependents}, {"when", conditionText(rule)}});
+    }
+    return rules;
+}
+
+Json presetsJson(const EffectInfo& info) {
+    Json tables = Json::array();
+    for (const PresetTable& table : info.presetTables()) {
+        Json columns = Json::array();
+        for (const ControlK7* column : table.columns) columns.push_back(column->name());
+        tables.push_back({{"choice", table.choice->name()}, {"columns", columns}, {"names", table.choice->choices()}});
+    }
+    return tables;
+}
+
+Json widgetsJson(const EffectInfo& info) {
+    Json widgets = Json::array();
+    for (const OverlayControlK7* widget : info.widgets()) {
+        Json followed = Json::array();
+        for (const ControlK7* control : widget->followed) followed.push_back(control->name());
+        widgets.push_back({{"kind", widget->kind()}, {"parameters", followed}});
+    }
+    return widgets;
+}
+
+Json sceneJson(const Scene& scene) {
+    Json settings = Json::array();
+    for (const Scene::Setting& setting : scene.settings) settings.push_back({setting.parameter, setting.value});
+    return {{"inputs", scene.inputs}, {"settings", settings},     {"frame", scene.frame},
+            {"width", scene.width},   {"height", scene.height}, {"tolerance", scene.tolerance}};
+}
+
+Json effectJson(const EffectDefinition& effect) {
+    const EffectTraits& traits = *effect.traits;
+    const auto info = effect.declare();
+    Json clips = Json::array(), controls = Json::array();
+    for (const ClipRecord* clip : info->inputs()) clips.push_back(clipJson(clip->param()));
+    for (const ControlK7* control : info->controls()) controls.push_back(controlJson(*info, *control));
+    Json contexts = {ofx::context::General, ofx::context::Filter};
+    if (traits.generator) contexts.push_back(ofx::context::Generator);
+    return {{"name", effectLabel(traits)},
+            {"identifier", effectIdentifier(traits)},
+            {"menu", traits.menu},
+            {"description", traits.description},
+            {"contexts", contexts},
+            {"hasOverlay", traits.overlay},
+            {"otherFrames", traits.otherFrames},
+            {"hasPicture", effect.hasPicture},
+            {"clips", clips},
+            {"pages", info->pages()},
+            {"parameters", controls},
+            {"presets", presetsJson(*info)},
+            {"enableRules", rulesJson(*info)},
+            {"overlayWidgets", widgetsJson(*info)},
+            {"scene", sceneJson(info->scene)}};
+}
+
+}  // namespace
+
+std::string declarationsAsJson(std::span<const EffectDefinition> effects) {
+    Json list = Json::array();
+    for (const EffectDefinition& effect : effects) list.push_back(effectJson(effect));
+    return Json{{"version", PRODUCT_VERSION}, {"effects", list}}.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+}

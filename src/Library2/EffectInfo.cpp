@@ -1,0 +1,148 @@
+#include "Library2/EffectInfo.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+#include <string_view>
+
+#include "Library2/PluginK7.h"
+
+// ---- Clips ----------------------------------------------------------------------------------------------------
+
+ClipRecord::ClipRecord(EffectInfo* owner, const ClipParam& param) : m_param(param) {
+    if (owner) owner->addInput(this);
+}
+
+void ClipRecord::addFrame(int frame) {
+    if (frameCount < MAX_FRAMES) frames[static_cast<std::size_t>(++frameCount)] = frame;
+}
+
+void ClipRecord::wire(OfxImageClipHandle* slot, PluginK7* effect) {
+    m_slot = slot;
+    m_effect = effect;
+}
+
+double ClipRecord::firstFrame() const {
+    const HostQuirks& quirks = *bundleState().quirks;
+    if (quirks.frameNumbers != FrameNumbers::FromClip) return quirks.neighbourOffset;
+    return clipProperties(handle()).doubleOr(ofx::prop::FrameRange, 0.0, 0);
+}
+
+bool ClipRecord::GetFrame(double time, K7Image* target) {
+    if (!m_effect || !handle() || !target) return false;
+    return m_effect->fetchFrame(handle(), time + firstFrame(), target);
+}
+
+// ---- Enable rules ---------------------------------------------------------------------------------------------
+
+bool SteeringCondition::holds(int steering) const {
+    switch (test) {
+        case Is: return steering == value;
+        case IsNot: return steering != value;
+        case Below: return steering < value;
+        case Above: return steering > value;
+    }
+    return false;
+}
+
+namespace {
+
+constexpr double RULE_TIME = -1.0;  // enable rules read the steering value here, whatever frame is shown
+
+bool readSteering(const ControlK7* steering, int* value) {
+    if (const auto* list = dynamic_cast<const ListControlK7*>(steering)) return list->GetValue(RULE_TIME, value);
+    if (const auto* checkbox = dynamic_cast<const CheckboxControlK7*>(steering)) return checkbox->GetValue(RULE_TIME, value);
+    return false;
+}
+
+}  // namespace
+
+// ---- The record -----------------------------------------------------------------------------------------------
+
+EffectInfo::EffectInfo() : output(nullptr, {ofx::clip::Output, ofx::clip::Output}) {}
+EffectInfo::~EffectInfo() = default;
+
+int EffectInfo::addControl(ControlK7* control) {
+    m_controls.push_back(control);
+    return static_cast<int>(m_pages.size()) - 1;
+}
+
+ControlK7* EffectInfo::findControl(const char* name) const {
+    const auto found = std::find_if(m_controls.begin(), m_controls.end(),
+                                    [name](const ControlK7* control) { return std::strcmp(control->name(), name) == 0; });
+    return found == m_controls.end() ? nullptr : *found;
+}
+
+void EffectInfo::fetchAll(const FetchContext& context) {
+    for (ControlK7* control : m_controls) control->fetch(context);
+}
+
+void EffectInfo::fetchFollowed(const FetchContext& context) {
+    for (ControlK7* control : m_controls)
+        if (control->followedByOverlay) control->fetchOverlay(context);
+}
+
+bool EffectInfo::steers(const ControlK7* control) const {
+    return std::any_of(m_rules.begin(), m_rules.end(), [=](const EnableRule& r) { return r.steering == control; }) ||
+           std::any_of(m_presets.begin(), m_presets.end(), [=](const PresetTable& t) { return t.choice == control; });
+}
+
+void EffectInfo::runRules(const ControlK7* steering) {
+    for (const EnableRule& rule : m_rules) {
+        if (steering && rule.steering != steering) continue;
+        if (rule.custom) {
+            rule.custom();
+            continue;
+        }
+        int value = 0;
+        if (!readSteering(rule.steering, &value)) continue;
+        for (ControlK7* dependent : rule.dependents) dependent->SetGhosted(rule.ghostedWhen.holds(value));
+    }
+}
+
+void EffectInfo::ghost(std::initializer_list<ControlK7*> dependents, ControlK7& steering, SteeringCondition when) {
+    m_rules.push_back({&steering, dependents, when, {}, {}});
+}
+
+void EffectInfo::rule(ControlK7& steering, std::function<void()> custom, const char* text) {
+    m_rules.push_back({&steering, {}, isOn, std::move(custom), text});
+}
+
+// ---- Presets --------------------------------------------------------------------------------------------------
+
+void EffectInfo::addPresets(PresetTable table, std::size_t numbers) {
+    std::size_t components = 0;
+    for (const ControlK7* column : table.columns) components += static_cast<std::size_t>(column->presetComponents());
+    assert(components == numbers && "a preset row holds one number for each component of its columns");
+    (void)components, (void)numbers;
+    m_presets.push_back(std::move(table));
+}
+
+namespace {
+
+// What a preset leaves as the user has it: where things are and how the shot runs, not how it looks.
+bool keptByPresets(const ControlK7* control) {
+    static constexpr std::string_view KEPT[] = {"Demos", "DemosA", "StartAt", "BlackBG", "OnBlack", "WithAnimation", "FramesPerSecond"};
+    return std::find(std::begin(KEPT), std::end(KEPT), control->name()) != std::end(KEPT) ||
+           dynamic_cast<const PositionControlK7*>(control);
+}
+
+}  // namespace
+
+// Values are written in parameter order, so that a host's undo list reads like the dialog.
+void EffectInfo::applyPreset(const PresetTable& table, int index) {
+    if (index < 0 || static_cast<std::size_t>(index) >= table.rows.size()) return;
+    const double* row = table.rows[static_cast<std::size_t>(index)];
+    for (ControlK7* control : m_controls) {
+        const double* values = row;
+        bool listed = false;
+        for (const ControlK7* column : table.columns) {
+            if ((listed = column == control)) break;
+            values += column->presetComponents();
+        }
+        if (listed)
+            control->writePreset(values);
+        else if (table.scope == PresetScope::OthersToDefaults && control != table.choice && !control->secret() && !keptByPresets(control))
+            control->writeDefault();
+    }
+}

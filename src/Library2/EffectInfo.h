@@ -1,0 +1,208 @@
+// What an effect declares: its traits, clips, pages, controls, enable rules, presets and overlay widgets.
+//
+//     struct GlowInfo : EffectInfo {
+//         static constexpr EffectTraits traits{.name = "Glow", .menu = "Adjust", .description = "..."};
+//         ClipRecord input{this, {.name = "Input", .label = "Clip to Glow", .required = true}};
+//         Page page{this, "Glow"};
+//         FloatControlK7 Gain{this, {"Gain", "Gain", 1.0, 0.0, 10.0}};
+//         CheckboxControlK7 Split{this, {"Split", "Split RGB"}};
+//         GlowInfo() { ghost({&Gain}, Split, isOn); }
+//     };
+//
+// Members register themselves in the order of declaration; that order is the order of clips and parameters at the
+// host. One info record describes the effect to a host, another lives in every instance.
+#pragma once
+
+#include <array>
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "Library2/BundleState.h"
+#include "Library2/Controls.h"
+#include "imagelib/imagelib.h"
+
+class OverlayControlK7;
+class PluginK7;
+
+struct EffectTraits {
+    const char* name;          // without the prefix: "CrashZoom"
+    const char* menu;          // the word of the menu grouping; with underscores it is part of the identifier
+    bool generator = false;    // works without an input
+    bool overlay = false;      // draws handles in the host's viewer
+    bool otherFrames = false;  // needs frames other than the current one
+    bool skipsSmallPreview = false;  // shows its input in the thumbnail of hosts that ask for one
+    const char* description = "";
+};
+
+// ---- Clips ----------------------------------------------------------------------------------------------------
+
+struct ClipParam {
+    const char* name;
+    const char* label;
+    const char* shortLabel = nullptr;  // for hosts with little room
+    bool required = false;
+    bool temporal = false;             // other frames of it may be fetched
+};
+
+class ClipRecord {
+  public:
+    ClipRecord(EffectInfo* owner, const ClipParam& param);
+    ClipRecord(const ClipRecord&) = delete;
+    ClipRecord& operator=(const ClipRecord&) = delete;
+
+    const ClipParam& param() const { return m_param; }
+
+    ImagePtr image;                     // this render's picture, null between renders
+    static constexpr int MAX_FRAMES = 999;
+    std::array<int, MAX_FRAMES + 1> frames{};  // neighbouring frames wanted, from index 1; relative to the first frame
+    int frameCount = 0;
+    void addFrame(int frame);           // ignored when the list is full
+
+    // Fetches another frame of this clip into `image` (its size decides). False when there is none.
+    bool GetFrame(double time, K7Image* image);
+
+    void wire(OfxImageClipHandle* slot, PluginK7* effect);
+    OfxImageClipHandle handle() const { return m_slot ? *m_slot : nullptr; }
+    double firstFrame() const;  // what a frame number is offset by to get the host's time
+
+  private:
+    ClipParam m_param;
+    OfxImageClipHandle* m_slot = nullptr;  // inside the InstanceRecord
+    PluginK7* m_effect = nullptr;
+};
+
+// ---- Enable rules ---------------------------------------------------------------------------------------------
+
+// A condition on a steering control: a choice counts from 1, a switch is 0 or 1.
+struct SteeringCondition {
+    enum Test { Is, IsNot, Below, Above } test;
+    int value;
+    bool holds(int steering) const;
+};
+inline constexpr SteeringCondition isOn{SteeringCondition::IsNot, 0};
+inline constexpr SteeringCondition isOff{SteeringCondition::Is, 0};
+constexpr SteeringCondition is(int value) { return {SteeringCondition::Is, value}; }
+constexpr SteeringCondition isNot(int value) { return {SteeringCondition::IsNot, value}; }
+constexpr SteeringCondition below(int value) { return {SteeringCondition::Below, value}; }
+constexpr SteeringCondition above(int value) { return {SteeringCondition::Above, value}; }
+
+struct EnableRule {
+    ControlK7* steering;
+    std::vector<ControlK7*> dependents;
+    SteeringCondition ghostedWhen;
+    std::function<void()> custom;  // instead of the three above, where a rule looks at more than one control
+    std::string customText;        // what it does, for the documentation
+};
+
+// ---- Presets --------------------------------------------------------------------------------------------------
+
+// One row of a preset table: the name shown in the choice, and the values in the order of the table's columns, one
+// number for each component (a choice counts from 0).
+template <std::size_t Columns>
+struct PresetRow {
+    const char* name;
+    double values[Columns];
+};
+
+template <std::size_t Columns, std::size_t Rows>
+std::vector<const char*> presetNames(const PresetRow<Columns> (&table)[Rows]) {
+    std::vector<const char*> names;
+    for (const auto& row : table) names.push_back(row.name);
+    return names;
+}
+
+enum class PresetScope {
+    ListedOnly,        // writes the listed values and nothing else
+    OthersToDefaults,  // and puts all other parameters back to their defaults, positions and clocks aside
+};
+
+struct PresetTable {
+    ListControlK7* choice = nullptr;
+    std::vector<ControlK7*> columns;
+    std::vector<const double*> rows;
+    PresetScope scope = PresetScope::ListedOnly;
+};
+
+// ---- Scenes ---------------------------------------------------------------------------------------------------
+
+// One picture that shows what the effect does: its regression test, its place in the gallery and its page of the
+// reference. Inputs are pictures of examples/ or generated ones, in the order of the effect's clips; parameters are
+// written as on the command line.
+struct Scene {
+    struct Setting {
+        const char* parameter;
+        const char* value;
+    };
+    std::vector<const char*> inputs;  // "seeding.jpg", or "@chart", "@ramp", "@noise", "@dots"; none: a generator's picture
+    std::vector<Setting> settings;
+    int frame = 0;
+    int width = 480;                  // pictures are scaled to this size
+    int height = 270;
+    double tolerance = 0.0;           // largest difference from the stored expectation, of 1
+};
+
+// ---- The record -----------------------------------------------------------------------------------------------
+
+class EffectInfo {
+  public:
+    EffectInfo();
+    virtual ~EffectInfo();
+    EffectInfo(const EffectInfo&) = delete;
+    EffectInfo& operator=(const EffectInfo&) = delete;
+
+    ClipRecord output;
+    Scene scene;
+
+    const std::vector<ClipRecord*>& inputs() const { return m_inputs; }
+    const std::vector<const char*>& pages() const { return m_pages; }
+    const std::vector<ControlK7*>& controls() const { return m_controls; }
+    const std::vector<EnableRule>& rules() const { return m_rules; }
+    const std::vector<PresetTable>& presetTables() const { return m_presets; }
+    const std::vector<OverlayControlK7*>& widgets() const { return m_widgets; }
+    ClipRecord* primary() { return m_inputs.empty() ? nullptr : m_inputs.front(); }
+    ControlK7* findControl(const char* name) const;  // null when there is none
+
+    // Fetches every parameter at the time into its control.
+    void fetchAll(const FetchContext& context);
+    // Fetches those that overlay widgets follow.
+    void fetchFollowed(const FetchContext& context);
+
+    bool steers(const ControlK7* control) const;
+    void runRules(const ControlK7* steering);  // those of one steering control; null: all of them
+    void applyPreset(const PresetTable& table, int index);
+
+    // Registration, called by the members' constructors
+    int addControl(ControlK7* control);  // answers the page it is on
+    void addInput(ClipRecord* clip) { m_inputs.push_back(clip); }
+    void addPage(const char* title) { m_pages.push_back(title); }
+    void addWidget(OverlayControlK7* widget) { m_widgets.push_back(widget); }
+
+  protected:
+    void ghost(std::initializer_list<ControlK7*> dependents, ControlK7& steering, SteeringCondition when);
+    void rule(ControlK7& steering, std::function<void()> custom, const char* text);
+
+    template <std::size_t Columns, std::size_t Rows>
+    void presets(ListControlK7& choice, std::initializer_list<ControlK7*> columns,
+                 const PresetRow<Columns> (&table)[Rows], PresetScope scope) {
+        PresetTable entry{&choice, columns, {}, scope};
+        for (const auto& row : table) entry.rows.push_back(row.values);
+        addPresets(std::move(entry), Columns);
+    }
+
+  private:
+    void addPresets(PresetTable table, std::size_t numbers);
+
+    std::vector<ClipRecord*> m_inputs;
+    std::vector<const char*> m_pages;
+    std::vector<ControlK7*> m_controls;
+    std::vector<EnableRule> m_rules;
+    std::vector<PresetTable> m_presets;
+    std::vector<OverlayControlK7*> m_widgets;
+};
+
+// A page of the effect's dialog: the controls declared after it are on it.
+struct Page {
+    Page(EffectInfo* owner, const char* title) { owner->addPage(title); }
+};

@@ -1,0 +1,128 @@
+#include <cstring>
+#include <exception>
+#include <string_view>
+
+#include "Library2/Actions.h"
+#include "Library2/InstanceRecord.h"
+#include "k7pi_baselib/k7pi_baselib.h"
+
+namespace {
+
+PropertySet interactProperties(OfxInteractHandle interact) {
+    OfxPropertySetHandle set = nullptr;
+    if (!interact || callSuite(bundleState().suites.interact, &OfxInteractSuiteV1::interactGetPropertySet, interact, &set)) return {};
+    return PropertySet(set);
+}
+
+// An interact and the effect it belongs to. Arguments of the action are looked for first, then the interact itself.
+class Interact {
+  public:
+    Interact(OfxInteractHandle handle, const PropertySet& inArgs) : m_set(interactProperties(handle)), m_inArgs(inArgs) {
+        const auto fromInteract = m_set.pointerOr(ofx::prop::EffectInstance, nullptr);
+        m_instance = static_cast<OfxImageEffectHandle>(inArgs.pointerOr(ofx::prop::EffectInstance, fromInteract));
+        m_record = instanceRecord(m_instance);
+    }
+
+    const PropertySet& properties() const { return m_set; }
+    PluginK7* effect() const { return m_record ? m_record->effect.get() : nullptr; }
+
+    void readView() const {
+        const PropertySet instance = effectProperties(m_instance);
+        const HostQuirks& quirks = *bundleState().quirks;
+        OverlayView& view = effect()->overlaySide().view;
+        double scaleX = argument(ofx::prop::InteractPixelScale, 1.0, 0);
+        const double scaleY = argument(ofx::prop::InteractPixelScale, 1.0, 1);
+        const double renderX = argument(ofx::prop::RenderScale, 1.0, 0);
+        const double renderY = argument(ofx::prop::RenderScale, 1.0, 1);
+        const double ratio = scaleY != 0.0 ? scaleX / scaleY : 1.0;
+        view.width = pixels(instance.doubleOr(ofx::prop::ProjectSize, 0.0, 0) * renderX);
+        view.height = pixels(instance.doubleOr(ofx::prop::ProjectSize, 0.0, 1) * renderY);
+        view.vertical = 1.0f;
+        view.aspect = quirks.squaredOverlayAspect && ratio != 0.0 ? static_cast<float>(1.0 / (ratio * ratio)) : 1.0f;
+        if (quirks.pixelScalePerRenderScale && renderX != 0.0) scaleX /= renderX;
+        view.hitScale = scaleX != 0.0 ? static_cast<float>(0.75 / scaleX) : 0.0f;
+        effect()->info().fetchFollowed({.time = argument(ofx::prop::Time, 0.0)});
+    }
+
+    double argument(const char* name, double fallback, int index = 0) const {
+        return m_inArgs.doubleOr(name, m_set.doubleOr(name, fallback, index), index);
+    }
+
+    void wireWidgets() const {
+        const auto& widgets = effect()->info().widgets();
+        for (OverlayControlK7* widget : widgets) {
+            widget->overlay = &effect()->overlaySide();
+            widget->colour = widgets.size() > 1 && widget == widgets[1] ? OVERLAY_YELLOW : OVERLAY_WHITE;
+            // One index for all of them, so that the last one stays: hosts redraw on any change in any case.
+            for (const ControlK7* control : widget->followed) m_set.setString(ofx::prop::InteractSlaveToParam, control->name(), 0);
+        }
+    }
+
+    bool anythingGrabbed() const {
+        for (const OverlayControlK7* widget : effect()->info().widgets())
+            if (widget->grabbed != 0) return true;
+        return false;
+    }
+
+  private:
+    static int pixels(double size) { return size >= 0.0 && size < 1e9 ? static_cast<int>(size) : 0; }
+
+    PropertySet m_set;
+    PropertySet m_inArgs;
+    OfxImageEffectHandle m_instance = nullptr;
+    InstanceRecord* m_record = nullptr;
+};
+
+char s_interactMarker;  // every interact's instance data: the effect's own record is reached through the effect
+
+OfxStatus createInteract(const Interact& interact) {
+    if (!interact.effect()) return ofx::status::ErrBadHandle;
+    interact.properties().setPointer(ofx::prop::InstanceData, &s_interactMarker);
+    interact.wireWidgets();
+    return ofx::status::OK;
+}
+
+OfxStatus drawInteract(const Interact& interact) {
+    if (!interact.effect()) return ofx::status::ErrBadHandle;
+    interact.readView();
+    interact.effect()->overlaySide().Draw();
+    return ofx::status::OK;
+}
+
+OfxStatus penInteract(const Interact& interact, PenEventCode event) {
+    if (!interact.effect()) return ofx::status::ErrBadHandle;
+    interact.readView();
+    const auto x = static_cast<float>(interact.argument(ofx::prop::InteractPenPosition, 0.0, 0));
+    const auto y = static_cast<float>(interact.argument(ofx::prop::InteractPenPosition, 0.0, 1));
+    const bool before = interact.anythingGrabbed();
+    interact.effect()->overlaySide().PenEvent(event, x, y);
+    const bool taken = event == PenEventCode::Up ? before : interact.anythingGrabbed();
+    return taken ? ofx::status::OK : ofx::status::ReplyDefault;
+}
+
+OfxStatus dispatch(std::string_view action, OfxInteractHandle handle, const PropertySet& inArgs) {
+    const Interact interact(handle, inArgs);
+    namespace act = ofx::action;
+    if (action == act::Describe) return ofx::status::OK;
+    if (action == act::CreateInstance) return createInteract(interact);
+    if (action == act::DestroyInstance) return ofx::status::OK;
+    if (action == act::InteractDraw) return drawInteract(interact);
+    if (action == act::InteractPenMotion) return penInteract(interact, PenEventCode::Motion);
+    if (action == act::InteractPenDown) return penInteract(interact, PenEventCode::Down);
+    if (action == act::InteractPenUp) return penInteract(interact, PenEventCode::Up);
+    return ofx::status::ReplyDefault;
+}
+
+}  // namespace
+
+OfxStatus overlayMain(const char* action, const void* handle, OfxPropertySetHandle inArgs) noexcept {
+    if (!action) return ofx::status::ReplyDefault;
+    try {
+        return dispatch(action, static_cast<OfxInteractHandle>(const_cast<void*>(handle)), PropertySet(inArgs));
+    } catch (const std::exception& error) {
+        Trace(TRACE_ERROR, "OFXPlugin ERROR: %s\n", error.what());
+    } catch (...) {
+        Trace(TRACE_ERROR, "OFXPlugin ERROR: %s\n", "unknown exception");
+    }
+    return ofx::status::Failed;
+}

@@ -1,0 +1,79 @@
+#include "Library2/PluginK7.h"
+
+#include "Library2/HostImage.h"
+#include "Library2/MultiProcess.h"
+#include "k7pi_baselib/k7pi_baselib.h"
+
+namespace {
+
+void libraryDispatcher(void* context, RowWorker worker, int rows, void* job) {
+    static_cast<PluginK7*>(context)->dispatchRows(worker, rows, job);
+}
+
+}  // namespace
+
+// Row loops of the libraries follow the newest effect until a render claims them, unless one is at work right now.
+PluginK7::PluginK7() {
+    const std::unique_lock lock(renderLock(), std::try_to_lock);
+    if (lock) PluginK7::LibMpSetup(-1);
+}
+
+PluginK7::~PluginK7() { image_clear_multiprocess_context(this); }
+
+void PluginK7::InstanceCreated() { info().runRules(nullptr); }
+
+void PluginK7::LibMpSetup(int count) {
+    Trace(TRACE_TRACE, "PluginK7::LibMpSetup()\n");
+    image_set_multiprocess(this, &libraryDispatcher);
+    image_set_multiprocess_float(this, &libraryDispatcher);
+    if (count <= 0) return;
+    image_set_multiprocess_threshold(count);
+    image_set_multiprocess_threshold_float(count);
+}
+
+void PluginK7::dispatchRows(RowWorker worker, int rows, void* job) {
+    if (rows <= 0) return;
+    if (!bundleState().quirks->ownThreads) {
+        if (auto* record = slot<MultiThreadRecord>(SLOT_MULTI_THREAD)) return runOnHostThreads(*record, worker, rows, job);
+        return worker(job, 0, rows - 1);
+    }
+    if (auto* threads = slot<K7PTMultiProcess>(SLOT_OWN_THREADS)) return runOnOwnThreads(*threads, worker, rows, job);
+    Trace(TRACE_ERROR, "$$$ PluginK7::MultiProcess found m_Private[15] NULL. Defaulting to uni-processing.\n");
+    worker(job, 0, rows - 1);
+}
+
+int PluginK7::abortRequested() const {
+    const auto* suite = slot<const OfxImageEffectSuiteV1>(SLOT_EFFECT_SUITE);
+    const auto instance = slot<OfxImageEffectStruct>(SLOT_INSTANCE);
+    return instance && suite && suite->abort ? suite->abort(instance) : 0;
+}
+
+int host_wants_abort(const PluginK7* effect) { return effect ? effect->abortRequested() : 0; }
+
+void PluginK7::reportError(const char* text) const { Trace(TRACE_ERROR, "OFXPlugin ERROR: %s\n", text); }
+
+void PluginK7::adoptHost() {
+    const BundleState& state = bundleState();
+    setSlot(SLOT_HOST, state.host);
+    setSlot(SLOT_EFFECT_SUITE, state.suites.effect);
+    setSlot(SLOT_PROPERTY_SUITE, state.suites.property);
+    setSlot(SLOT_PARAMETER_SUITE, state.suites.parameter);
+    setSlot(SLOT_MEMORY_SUITE, state.suites.memory);
+    setSlot(SLOT_MULTI_THREAD_SUITE, state.suites.multiThread);
+    setSlot(SLOT_MESSAGE_SUITE, state.suites.message);
+    setSlot(SLOT_INTERACT_SUITE, state.suites.interact);
+}
+
+bool PluginK7::fetchFrame(OfxImageClipHandle clip, double time, K7Image* image) {
+    if (!image) return false;
+    const bool left = holdsRenderLock;
+    if (left) renderLock().unlock();
+    HostImage frame(clip, time);
+    if (left) renderLock().lock();
+    if (!frame.readable()) return false;
+    const double scale = frame.renderScale();
+    const RowRunner runner{this, [](void* context, RowWorker worker, int rows, void* job) {
+                               static_cast<PluginK7*>(context)->dispatchRows(worker, rows, job);
+                           }};
+    return make_float_image(frame.pixels(), image, image->width, image->height, frame.aspect(), true, scale, runner) != nullptr;
+}

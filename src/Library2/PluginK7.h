@@ -1,0 +1,135 @@
+// PluginK7: the base of all effects. Frame numbers, the host's handles of the render in progress, row-parallel work.
+#pragma once
+
+#include <memory>
+#include <type_traits>
+
+#include "Library2/BundleState.h"
+#include "Library2/EffectInfo.h"
+#include "Library2/Overlay.h"
+
+class K7PTMultiProcess;
+struct MultiThreadRecord;
+
+// What is in which word of m_Private; the others are spare.
+enum PrivateSlot : std::size_t {
+    SLOT_HOST = 0,
+    SLOT_EFFECT_SUITE = 1,
+    SLOT_PROPERTY_SUITE = 2,
+    SLOT_PARAMETER_SUITE = 3,
+    SLOT_MEMORY_SUITE = 4,
+    SLOT_MULTI_THREAD_SUITE = 5,
+    SLOT_MESSAGE_SUITE = 6,
+    SLOT_INTERACT_SUITE = 7,
+    SLOT_INSTANCE = 8,       // the instance handle of the latest render; null before the first
+    SLOT_MULTI_THREAD = 12,  // MultiThreadRecord of this render, on hosts whose threads are used
+    SLOT_OWN_THREADS = 15,   // K7PTMultiProcess, on hosts whose threads are not used
+};
+
+class PluginK7 {
+  public:
+    PluginK7();
+    virtual ~PluginK7();
+    PluginK7(const PluginK7&) = delete;
+    PluginK7& operator=(const PluginK7&) = delete;
+
+    virtual EffectInfo& info() = 0;
+    virtual OverlayK7& overlaySide() = 0;
+    virtual const EffectTraits& effectTraits() const = 0;
+
+    // ---- What an effect overrides
+    virtual void ProcessFrame() {}      // reads clips and controls, writes output.image; under the render lock
+    virtual void InstanceCreated();     // last step of creation; runs the enable rules
+    virtual void FramePrepare() {}      // fills the clips' frame lists, before any image is fetched
+    virtual void ClipChanged() {}
+    virtual void ButtonPressed(ButtonControlK7&) {}
+    virtual void ControlChanged(ControlK7&) {}  // any other parameter without an enable rule has changed
+    virtual void MarkRestart() {}       // a simulation begins anew at the next render
+
+    // ---- Frames
+    double currentFrame = 0.0;  // relative to firstFrame
+    double firstFrame = 0.0;
+    double lastFrame = 0.0;
+    double frameRate = 25.0;
+    bool doColour = true;
+    bool doAlpha = true;        // set at each render; where clear, the source's alpha would go to the output
+    // Fetches a clip's frame at a host time into the image. The render lock is left meanwhile, so that the host can
+    // render what is upstream.
+    bool fetchFrame(OfxImageClipHandle clip, double time, K7Image* image);
+
+    // ---- Mapping between project and image coordinates (the identity under OFX)
+    int projectWidth = 720, projectHeight = 576;
+    int imageWidth = 720, imageOffsetX = 0, imageHeight = 576, imageOffsetY = 0;
+    double projectToImageX(double x) const { return (projectWidth * x - imageOffsetX) / imageWidth; }
+    double projectToImageY(double y) const { return (projectHeight * y - imageOffsetY) / imageHeight; }
+    double imageToProjectX(double x) const { return (imageWidth * x + imageOffsetX) / projectWidth; }
+    double imageToProjectY(double y) const { return (imageHeight * y + imageOffsetY) / projectHeight; }
+    double horizontalScale() const { return double(projectWidth) / imageWidth; }
+    double verticalScale() const { return double(projectHeight) / imageHeight; }
+
+    // ---- Rows
+    // Points the image library's row loops at this effect; above 0, `count` becomes their row unit.
+    virtual void LibMpSetup(int count);
+    // Runs the worker over rows 0 to rows - 1, spread over the host's threads or the bundle's own; returns when all
+    // are done. Ranges may be empty (first > last). Called from inside a worker it runs on the calling thread.
+    void dispatchRows(RowWorker worker, int rows, void* job);
+    // The same for a callable or a member function of the effect (int first, int last).
+    template <class Work>
+    void MultiProcess(Work&& work, int rows) {
+        auto call = [](void* job, int first, int last) { (*static_cast<std::remove_reference_t<Work>*>(job))(first, last); };
+        dispatchRows(call, rows, const_cast<void*>(static_cast<const void*>(&work)));
+    }
+    template <class Effect>
+    void MultiProcess(void (Effect::*handler)(int first, int last), int rows) {
+        auto& effect = static_cast<Effect&>(*this);
+        MultiProcess([&](int first, int last) { (effect.*handler)(first, last); }, rows);
+    }
+
+    // ---- Host
+    // Whether the host wants this render to end; non-zero is yes. Libraries ask through host_wants_abort.
+    virtual int abortRequested() const;
+    void reportError(const char* text) const;  // one line in the log, nothing else happens
+
+    void adoptHost();  // copies host and suites into m_Private
+    template <class T>
+    T* slot(PrivateSlot which) const { return static_cast<T*>(m_Private[which]); }
+    void setSlot(PrivateSlot which, const void* value) { m_Private[which] = const_cast<void*>(value); }
+
+    bool holdsRenderLock = false;  // while ProcessFrame runs
+
+  private:
+    void* m_Private[32] = {};
+};
+
+int host_wants_abort(const PluginK7* effect);
+
+// An effect class: the plug-in, its overlay side and its declaration in one object.
+//     class Darken final : public Effect<DarkenInfo> { void ProcessFrame() override; };
+template <class Info>
+class Effect : public PluginK7, public OverlayK7, public Info {
+  public:
+    using InfoType = Info;
+    EffectInfo& info() final { return *this; }
+    OverlayK7& overlaySide() final { return *this; }
+    const EffectTraits& effectTraits() const override { return Info::traits; }
+
+  protected:
+    EffectInfo& overlayInfo() final { return *this; }
+};
+
+// ---- Definitions ----------------------------------------------------------------------------------------------
+
+// What the bundle needs of an effect: its declaration without an instance, and new instances.
+struct EffectDefinition {
+    const EffectTraits* traits;
+    std::unique_ptr<EffectInfo> (*declare)();
+    std::unique_ptr<PluginK7> (*create)();
+    bool hasPicture = true;  // false: passes its primary clip through
+};
+
+template <class EffectClass>
+constexpr EffectDefinition defineEffect() {
+    return {&EffectClass::traits,
+            []() -> std::unique_ptr<EffectInfo> { return std::make_unique<typename EffectClass::InfoType>(); },
+            []() -> std::unique_ptr<PluginK7> { return std::make_unique<EffectClass>(); }};
+}

@@ -1,0 +1,97 @@
+#include <algorithm>
+#include <string>
+
+#include "Library2/Actions.h"
+#include "Library2/InstanceRecord.h"
+
+OfxStatus actionRegionOfDefinition(OfxImageEffectHandle instance, const PropertySet& outArgs) {
+    const PropertySet set = effectProperties(instance);
+    const double region[4] = {0.0, 0.0, set.doubleOr(ofx::prop::ProjectSize, 0.0, 0), set.doubleOr(ofx::prop::ProjectSize, 0.0, 1)};
+    outArgs.setDoubles(ofx::prop::RegionOfDefinition, 4, region);
+    return ofx::status::OK;
+}
+
+OfxStatus actionRegionsOfInterest(const PropertySet& inArgs, const PropertySet& outArgs) {
+    double region[4] = {};
+    for (int i = 0; i < 4; ++i) region[i] = inArgs.doubleOr(ofx::prop::RegionOfInterest, 0.0, i);
+    outArgs.setDoubles(ofx::prop::ClipRoISource, 4, region);
+    return ofx::status::OK;
+}
+
+OfxStatus actionClipPreferences(const PropertySet& outArgs) {
+    if (!outArgs) return ofx::status::ReplyDefault;
+    outArgs.setInt(ofx::prop::FrameVarying, 1);
+    outArgs.setDouble(ofx::prop::FrameRate, 30.0);
+    return ofx::status::OK;
+}
+
+// ---- Frames ---------------------------------------------------------------------------------------------------
+
+FrameSpan frameSpan(const PropertySet& clip, double time, double duration) {
+    switch (bundleState().quirks->frameNumbers) {
+        case FrameNumbers::ZeroToMany: break;
+        case FrameNumbers::ZeroToDuration: return {0.0, duration, time};
+        case FrameNumbers::FromClip: {
+            double first = 0.0, last = 0.0;
+            if (clip.getDouble(ofx::prop::FrameRange, &first, 0) && clip.getDouble(ofx::prop::FrameRange, &last, 1))
+                return {first, last, time - first};
+            break;
+        }
+    }
+    return {0.0, 999999.0, time};
+}
+
+double positionFactor(double aspect) {
+    switch (bundleState().quirks->positionAspect) {
+        case PositionAspect::Multiply: return aspect;
+        case PositionAspect::Divide: return 1.0 / aspect;
+        case PositionAspect::None: break;
+    }
+    return 1.0;
+}
+
+double projectAspect(const PropertySet& instance) {
+    double aspect = instance.doubleOr(ofx::prop::ProjectPixelAspectRatio, 1.0);
+    if (!(aspect > 0.0 && aspect < 1e6)) aspect = 1.0;
+    return bundleState().quirks->reciprocalAspect ? 1.0 / aspect : aspect;
+}
+
+namespace {
+
+// Two pairs of host times, the second ascending: the frame itself, and the frames around it.
+std::array<double, 4> frameRangeOf(const ClipRecord& clip, double time) {
+    if (clip.frameCount == 0) return {time, time, time, time};
+    const double offset = clip.firstFrame();
+    const double a = clip.frames[1] + offset;
+    const double b = clip.frames[static_cast<std::size_t>(clip.frameCount)] + offset;
+    return {time, time, std::min(a, b), std::max(a, b)};
+}
+
+}  // namespace
+
+OfxStatus actionFramesNeeded(OfxImageEffectHandle instance, const PropertySet& inArgs, const PropertySet& outArgs) {
+    InstanceRecord* record = instanceRecord(instance);
+    if (!record) return ofx::status::ReplyDefault;
+    PluginK7& effect = *record->effect;
+    EffectInfo& info = effect.info();
+    const double time = inArgs.doubleOr(ofx::prop::Time, 0.0);
+    info.fetchAll({.time = time, .xFactor = positionFactor(projectAspect(effectProperties(instance)))});
+
+    const bool fromClip = bundleState().quirks->frameNumbers == FrameNumbers::FromClip;
+    const PropertySet clip = fromClip && info.primary() ? clipProperties(info.primary()->handle()) : PropertySet();
+    const FrameSpan span = fromClip ? frameSpan(clip, time, 0.0) : FrameSpan{0.0, 999999.0, time};
+    effect.firstFrame = span.first;
+    effect.lastFrame = span.last;
+    effect.currentFrame = span.current;
+
+    for (ClipRecord* input : info.inputs()) input->frameCount = 0;
+    effect.FramePrepare();
+    for (std::size_t i = 0; i < info.inputs().size(); ++i) {
+        const ClipRecord& input = *info.inputs()[i];
+        if (!input.param().temporal) continue;
+        record->inputs[i].frameRange = frameRangeOf(input, time);
+        const std::string property = std::string(ofx::prop::ClipFrameRangePrefix) + input.param().name;
+        outArgs.setDoubles(property.c_str(), 4, record->inputs[i].frameRange.data());
+    }
+    return ofx::status::OK;
+}

@@ -1,0 +1,52 @@
+// Q_CrashZoom: the picture streaks towards a centre, as through a zoom that is pulled while the shutter is open.
+//
+// Every pixel becomes the average of the picture along the line to the centre; the line's length grows with the
+// distance from a clear shape around the centre: a circle, a polygon, or the bright parts of an object picture.
+#pragma once
+
+#include "Library2/PluginK7.h"
+
+struct CrashZoomInfo : EffectInfo {
+    static constexpr EffectTraits traits{.name = "CrashZoom",
+                                         .menu = "Blurs",
+                                         .overlay = true,
+                                         .description = "Convergence blurring. This effect is in Box Number 8"};
+    enum Shape { Circle = 1, ObjectImage = 2, ThreeSides = 3 };  // above that the number of sides
+
+    ClipRecord input{this, {.name = "Input", .label = "Clip to Zoom", .shortLabel = "Input", .required = true}};
+    ClipRecord object{this, {.name = "Object", .label = "Objects Clip"}};
+
+    Page page{this, "CrashZoom"};
+    FloatControlK7 Speed{this, {"Speed", "Speed", 10.0, -200.0, 100.0}};
+    PositionControlK7 Centre{this, {"Centre", "Centre", 0.5, 0.5}};
+    ListControlK7 UseObject{this,
+                            {"UseObject", "Shape", 0,
+                             {"Circle", "Object Image", "3 sides", "4 sides", "5 sides", "6 sides", "7 sides",
+                              "8 sides", "9 sides", "10 sides"}}};
+    SizeControlK7 Radius{this, {"Radius", "Clear Radius", 0.2, 0.0, 3.0}};
+    AngleControlK7 Rotation{this, {"Rotation", "Rotate Shape", 0.0, -360.0, 360.0}};
+    FloatControlK7 SoftRadius{this, {"SoftRadius", "Soft Radius", 3.0, 0.0, 20.0}};
+    FloatControlK7 Threshold{this, {"Threshold", "Object Threshold", 0.5, 0.0, 1.0}};
+    CheckboxControlK7 InvertMask{this, {"InvertMask", "Invert Image"}};
+    ListControlK7 Samp{this, {"Samp", "Sample", 0, {"1 Sample", "4 Samples", "16 Samples", "64 Samples"}}};
+
+    CrosshairOverlayK7 centreWidget{this, Centre};
+    CircleOverlayK7 radiusWidget{this, Centre, Radius};
+
+    CrashZoomInfo() {
+        UseObject.followedByOverlay = Rotation.followedByOverlay = true;
+        ghost({&Radius}, UseObject, is(ObjectImage));
+        ghost({&Threshold}, UseObject, isNot(ObjectImage));
+        ghost({&Rotation}, UseObject, below(ThreeSides));
+        ghost({&InvertMask}, UseObject, isNot(ObjectImage));
+    }
+};
+
+class CrashZoom final : public Effect<CrashZoomInfo> {
+  public:
+    void ProcessFrame() override;
+
+  protected:
+    void PrepareOverlay() override;
+    void DrawMore(const OverlayPen& pen) override;
+};

@@ -1,0 +1,35 @@
+// Q_Darken: dark parts of the picture grow over their surroundings.
+//
+// A box minimum for each channel, applied only where the pixel's luminance is at or below the threshold; with Split RGB each
+// channel has a window of its own size.
+#pragma once
+
+#include "Library2/PluginK7.h"
+
+struct DarkenInfo : EffectInfo {
+    static constexpr EffectTraits traits{
+        .name = "Darken",
+        .menu = "Adjust",
+        .description = "Expands darker portions of the image. This effect is in Box Number 4"};
+
+    ClipRecord input{this, {.name = "Input", .label = "Clip to Darken", .required = true}};
+
+    Page page{this, "Darken"};
+    FloatControlK7 CutOff{this, {"CutOff", "Threshold", 80.0, 0.0, 100.0}};
+    IntegerControlK7 Rad{this, {"Rad", "Size", 3, 1, 30}};
+    CheckboxControlK7 DoRGB{this, {"DoRGB", "Split RGB"}};
+    IntegerControlK7 RadR{this, {"RadR", "Red Size", 3, 1, 30}};
+    IntegerControlK7 RadG{this, {"RadG", "Green Size", 3, 1, 30}};
+    IntegerControlK7 RadB{this, {"RadB", "Blue Size", 3, 1, 30}};
+    IntegerControlK7 RadA{this, {"RadA", "Alpha Size", 3, 1, 30}};
+
+    DarkenInfo() {
+        ghost({&Rad}, DoRGB, isOn);
+        ghost({&RadR, &RadG, &RadB, &RadA}, DoRGB, isOff);
+    }
+};
+
+class Darken final : public Effect<DarkenInfo> {
+  public:
+    void ProcessFrame() override;
+};

@@ -1,0 +1,36 @@
+// Q_Lighten: light parts of the picture grow over their surroundings.
+//
+// A box maximum for each channel, applied only where the pixel's luminance is at or above the threshold; with Split RGB each
+// channel has a window of its own size. Boost Highlights is a gamma on the input, before the window.
+#pragma once
+
+#include "Library2/PluginK7.h"
+
+struct LightenInfo : EffectInfo {
+    static constexpr EffectTraits traits{
+        .name = "Lighten",
+        .menu = "Adjust",
+        .description = "Expands lighter portions of the image. This effect is in Box Number 4"};
+
+    ClipRecord input{this, {.name = "Input", .label = "Clip to Lighten", .shortLabel = "Input", .required = true}};
+
+    Page page{this, "Lighten"};
+    FloatControlK7 CutOff{this, {"CutOff", "Threshold", 20.0, 0.0, 100.0}};
+    IntegerControlK7 Rad{this, {"Rad", "Size", 3, 1, 30}};
+    FloatControlK7 Gamma{this, {"Gamma", "Boost Highlights", 1.0, 0.1, 10.0}};
+    CheckboxControlK7 DoRGB{this, {"DoRGB", "Split RGB"}};
+    IntegerControlK7 RadR{this, {"RadR", "Red Size", 3, 1, 30}};
+    IntegerControlK7 RadG{this, {"RadG", "Green Size", 3, 1, 30}};
+    IntegerControlK7 RadB{this, {"RadB", "Blue Size", 3, 1, 30}};
+    IntegerControlK7 RadA{this, {"RadA", "Alpha Size", 3, 1, 30}};
+
+    LightenInfo() {
+        ghost({&Rad}, DoRGB, isOn);
+        ghost({&RadR, &RadG, &RadB, &RadA}, DoRGB, isOff);
+    }
+};
+
+class Lighten final : public Effect<LightenInfo> {
+  public:
+    void ProcessFrame() override;
+};

@@ -1,0 +1,168 @@
+// Effects that are declared with their clips and pass their primary clip through.
+//
+// A row becomes a room of its own (see Darken.h) when the effect gets its picture.
+#pragma once
+
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "Library2/PluginK7.h"
+
+struct PassThroughRow {
+    EffectTraits traits;
+    ClipParam clips[6]{};  // unused places have no name
+};
+
+inline constexpr PassThroughRow PASS_THROUGH[] = {
+    // clang-format off
+    {{.name = "Aurora", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "The Aurora Borealis visited with swirling streaks. This effect is in Box Number 1"},
+     {{"Input1", "Sky"}, {"Input2", "Matte"}}},
+    {{.name = "BitsFly", .menu = "Pixel Trip", .overlay = true, .description = "Twirls away tiles of the image. This effect is in Box Number 12"},
+     {{"Input1", "Disintegrate", "Fly", true}, {"Input2", "Background", "BG"}, {"Input3", "2D Matte", "2DMatte"}, {"Input4", "3D Matte", "3DMatte"}}},
+    {{.name = "Brush", .menu = "Paint FX", .description = "Automatic Art This effect is in Box Number 9"},
+     {{"Input2", "Canvas", nullptr, true}, {"Input1", "Painting", "BG"}, {"Input3", "Matte"}, {"Input4", "Control", "Swirl"}}},
+    {{.name = "Bubbles", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Particle system simulating bubbles. This effect is in Box Number 1"},
+     {{"Input", "Background", "BG"}, {"Input2", "Birth"}, {"Input3", "Burst/Gather", "BorG"}, {"Input4", "Reflection", "Rfl"}}},
+    {{.name = "Burn", .menu = "Film Kit", .description = "Add a movie style 'Burn' to the clip. This effect is in Box Number 2"},
+     {{"Input", "Input Clip", "Film", true}}},
+    {{.name = "Candle", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "A flickering Candle Flame effect based on two dimensional fluid flow simulation. This effect is in Box Number 1"},
+     {{"BackG", "BackGround", "BG"}}},
+    {{.name = "CCTV", .menu = "TV Effects", .overlay = true, .description = "Make the input look like it was recorded and displayed on a CCTV (Closed Circuit Television ) system, of the type often used for security surveillance operations. This effect is in Box Number 11"},
+     {{"Clip1", "Clip 1", "Clip1", true}, {"Clip2", "Clip 2", "Clip2"}, {"Clip3", "Clip 3", "Clip3"}, {"Clip4", "Clip 4", "Clip4"}}},
+    {{.name = "Clean", .menu = "Adjust", .description = " Cleans up the image using median filtering. This effect is in Box Number 4"},
+     {{"Input", "Clip to Clean", "Input", true}}},
+    {{.name = "ClipFlow", .menu = "Fluidz", .overlay = true, .otherFrames = true, .description = "Treats a the whole clip as though it were made of coloured liquid or gas and outputs a result clip showing that fluid flowing over time. The fluid flow is simulated by physically based two dimensional fluid flow calculations resulting in natural flow effects. This effect is in Box Number 5"},
+     {{"Input", "Flow Clip", "Input", true, true}, {"BackG", "BackGround", "BG"}, {"Aux", "Force Clip", "Force"}, {"Barrier", "Barrier Clip", "Bar"}}},
+    {{.name = "ClipTex", .menu = "Textures", .description = "Clip created using another image as a texture. This effect is in Box Number 10"},
+     {{"Input", "Input", nullptr, true}, {"InputA", "TextureA", "TexA"}, {"InputB", "TextureB", "TexB"}, {"InputC", "TextureC", "TexC"}, {"InputD", "TextureD", "TexD"}}},
+    {{.name = "Cumulo", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Fluffy cloud simulation in almost 3D space. This effect is in Box Number 1"},
+     {{"Input", "Background Clip", "Sky"}, {"Input2", "Birth Clip", "Birth"}}},
+    {{.name = "Dots", .menu = "Abstract", .description = "Image screened with dots or alternative patterns. This effect is in Box Number 13"},
+     {{"Input2", "Background", nullptr, true}, {"Input", "Intensity Levels", "Intense"}, {"Input3", "Matte"}, {"Input4", "Colours", "Cols"}}},
+    {{.name = "EdgeLeak", .menu = "Film Kit", .overlay = true, .description = "Light has leaked into the film stock at the edge. This effect is in Box Number 2"},
+     {{"Input", "Input", "Film", true}}},
+    {{.name = "Facet", .menu = "Paint FX", .description = "Colour faceting effect. This effect is in Box Number 9"},
+     {{"Input", "Clip to Facet", "Input", true}, {"Input2", "Matte"}}},
+    {{.name = "Fire", .menu = "Natural Phenomena", .overlay = true, .otherFrames = true, .description = "Fire effect based on two dimensional fluid flow simulation. This effect is in Box Number 1"},
+     {{"BackG", "BackGround", "BG", true}, {"Input", "Fuel", "Input", false, true}, {"Barrier", "Barrier", "Bar"}}},
+    {{.name = "FireBall", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "A ball of fire with a tail. This effect is in Box Number 1"},
+     {{"Input", "Background Clip"}, {"Matte", "Matte"}}},
+    {{.name = "Fireworks", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Let's celebrate with a firework display. This effect is in Box Number 1"},
+     {{"Input", "Background Clip", "BG"}}},
+    {{.name = "Flare", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = " Streaks and Flares controlled by a light map image, which controls their location, brightness and colour. This effect is in Box Number 1"},
+     {{"Back", "Background", "BG"}, {"LightMap", "Light Map", "Light"}}},
+    {{.name = "FlareSpot", .menu = "Sundries", .generator = true, .overlay = true, .description = "FlareSpot simulates the bright shapes sometimes seen in lenses when very bright light sources are in the scene. This effect is in Box Number 30"},
+     {{"Input", "Background", "BG"}}},
+    {{.name = "Flock", .menu = "Sundries", .generator = true, .overlay = true, .otherFrames = true, .description = "The little flocking characters with attitude. This effect is in Box Number 30"},
+     {{"Input", "Background Clip", "BG"}, {"Input2", "Shape Colour", "SCol", false, true}, {"Input3", "Shape Matte", "SMatte", false, true}, {"Input4", "Birth Matte", "BMatte"}, {"Input5", "Avoidance Matte", "AMatte"}}},
+    {{.name = "HeatHaze", .menu = "Natural Phenomena", .description = "Produces the effect of a hot, hazy day, adding heat shimmers to the image. This effect is in Box Number 1"},
+     {{"Back", "Background", "BG", true}, {"Matte", "ROI Matte", "Matte"}}},
+    {{.name = "ImageFlow", .menu = "Fluidz", .overlay = true, .otherFrames = true, .description = "Treats a single image as though it were made of coloured liquid or gas and outputs a result clip showing that fluid flowing over time. The fluid flow is simulated by physically based two dimensional fluid flow calculations resulting in natural flow effects. This effect is in Box Number 5"},
+     {{"Input", "Flow Clip", "In", true, true}, {"BackG", "BackGround", "BG"}, {"Aux", "Force Clip", "Force"}, {"Sources", "Sources Clip", "Srcs"}, {"Sinks", "Sinks Clip", "Sinks"}, {"Barrier", "Barrier Clip", "Bar"}}},
+    {{.name = "InfraRed", .menu = "Night Looks", .overlay = true, .description = "InfraRed cheated imaging. This effect is in Box Number 3"},
+     {{"Input2", "Background", nullptr, true}, {"Input", "InfraRed Clip"}}},
+    {{.name = "Jaws", .menu = "Sundries", .generator = true, .overlay = true, .description = "Renders images described by Encapsulated PostScript Format (EPSF) files. This effect is in Box Number 30"},
+     {{"Input", "Background"}}},
+    {{.name = "LightLeak", .menu = "Film Kit", .overlay = true, .description = "Light has spoilt the film. This effect is in Box Number 2"},
+     {{"Input", "Input", "Film", true}}},
+    {{.name = "Luna", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Creates an image of the moon at a specified date. This effect is in Box Number 1"},
+     {{"Input1", "Sky"}}},
+    {{.name = "NightSky", .menu = "Natural Phenomena", .generator = true, .description = "The night sky as viewed from a given location on Earth. This effect is in Box Number 1"},
+     {{"Input1", "Background", "Back"}}},
+    {{.name = "NightVision", .menu = "Night Looks", .overlay = true, .description = "Night Vision Camera simulation. This effect is in Box Number 3"},
+     {{"Input", "Input", nullptr, true}}},
+    {{.name = "Numbers", .menu = "Paint FX", .description = "Painting by numbers. This effect is in Box Number 9"},
+     {{"Input", "Clip to Paint", "Input", true}}},
+    {{.name = "Particles", .menu = "Sundries", .generator = true, .overlay = true, .description = "Provides a comprehensive, general purpose, 2D particle system simulator and renderer. This effect is in Box Number 30"},
+     {{"Input", "Background", "BG"}, {"Input2", "Birth"}, {"Input3", "Bounce"}, {"Input4", "Turbulence", "Turb"}, {"Input5", "Alternative Colours", "Cols"}, {"Input6", "Particle Image", "Image"}}},
+    {{.name = "PatchTex", .menu = "Textures", .overlay = true, .description = "Regenerates a whole image based on a small texture sample. This effect is in Box Number 10"},
+     {{"Input", "Texture Input", "Tex", true}, {"Matte", "Mask"}}},
+    {{.name = "PixFlow", .menu = "Pixel Trip", .description = "The colours of an image 'flow' out of their pixels in a fluid manner. This effect is in Box Number 12"},
+     {{"Input3", "Background", "BG", true}, {"Input", "Clip to Flow", "Flow"}, {"Input2", "Luminance", "Luma"}}},
+    {{.name = "PixFly", .menu = "Pixel Trip", .overlay = true, .otherFrames = true, .description = "Disintegrates the image into its constituent pixels and flies them around. This effect is in Box Number 12"},
+     {{"Input", "Clip to Fly", "Fly", true}, {"Input2", "Time Matte", "Time", false, true}, {"Input3", "Clip to Reveal", "Reveal"}}},
+    {{.name = "Pool3D", .menu = "Pools", .overlay = true, .description = "Simulates a pool or swirls in a surface mapped onto a perspective plane. This effect is in Box Number 6"},
+     {{"Input1", "Pool Surface", "BG", true}, {"Input2", "Regional Matte", "Matte"}}},
+    {{.name = "Puddle3D", .menu = "Pools", .overlay = true, .description = "Raindrops on water in 3D. This effect is in Box Number 6"},
+     {{"Input1", "Clip to Rain on", "BG", true}, {"Input2", "Regional Matte", "Matte"}}},
+    {{.name = "Rain", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Particle system simulating Rain. This effect is in Box Number 1"},
+     {{"Input", "Background Clip", "BG"}, {"Input2", "Birth"}, {"Input3", "Bounce"}}},
+    {{.name = "Rainbow", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Simulates rainbows (no gold however). This effect is in Box Number 1"},
+     {{"Input", "Background", "BG"}, {"Input2", "Atmosphere", "Atmos"}}},
+    {{.name = "RainDrops", .menu = "Natural Phenomena", .overlay = true, .skipsSmallPreview = true, .description = "Water falling onto a window and running down. This effect is in Box Number 1"},
+     {{"Input1", "Background Clip", "BG", true}, {"Input2", "Birth"}}},
+    {{.name = "RemGrain", .menu = "Sundries", .overlay = true, .description = " Simple but effective grain removal. This effect is in Box Number 30"},
+     {{"Input", "Input", nullptr, true}}},
+    {{.name = "RomanTile", .menu = "Abstract", .overlay = true, .description = "Makes a pattern of coloured tiles that represents the image. This effect is in Box Number 13"},
+     {{"Input", "Clip to RomanTile", nullptr, true}}},
+    {{.name = "Sky", .menu = "Natural Phenomena", .generator = true, .description = "Q_Sky generates realistically evolving sky backgrounds. Use the presets to get started. This effect is in Box Number 1"},
+     {{"Input", "Background Clip", "BG"}}},
+    {{.name = "Smoke", .menu = "Natural Phenomena", .generator = true, .overlay = true, .skipsSmallPreview = true, .description = "Particle system simulating Smoke. This effect is in Box Number 1"},
+     {{"Input", "Background Clip", "BG"}, {"Input2", "Birth Clip", "Birth"}}},
+    {{.name = "Snow", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = " Particle system simulating Snow. This effect is in Box Number 1"},
+     {{"Input", "Background Clip", "BG"}}},
+    {{.name = "SpinBlur", .menu = "Blurs", .overlay = true, .description = "Apply a circular blurring effect. This effect is in Box Number 8"},
+     {{"Input1", "Input", nullptr, true}, {"Input2", "Matte"}}},
+    {{.name = "StarField", .menu = "Natural Phenomena", .generator = true, .description = "Make a 3D star field and take pictures of it. This effect is in Box Number 1"},
+     {{"Input", "Background"}}},
+    {{.name = "Thermo", .menu = "Night Looks", .overlay = true, .description = "Thermal imaging. This effect is in Box Number 3"},
+     {{"Input", "Thermo Clip", "Heat", true}}},
+    {{.name = "TrailAverage", .menu = "Trailz", .otherFrames = true, .description = "Trail generation using an average accumulation. This effect is in Box Number 7"},
+     {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte", nullptr, true}}},
+    {{.name = "TrailLive", .menu = "Trailz", .otherFrames = true, .description = "Trail generation relying on flow fields to create the motion lines. This effect is in Box Number 7"},
+     {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte"}, {"ObscureClip", "Obscure", "Obs"}}},
+    {{.name = "TrailParticle", .menu = "Trailz", .overlay = true, .otherFrames = true, .description = "Particle trail generation. This effect is in Box Number 7"},
+     {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte"}, {"ObscureClip", "Obscure", "Obs"}, {"Input6", "Particle Image", "Image"}}},
+    {{.name = "TrailPath", .menu = "Trailz", .overlay = true, .description = "Draws a user defined path with a brush. This effect is in Box Number 7"},
+     {{"Input1", "Background", "BG", true}, {"Input2", "Brush"}}},
+    {{.name = "TrailStopMo", .menu = "Trailz", .otherFrames = true, .description = "Trail generation. This effect is in Box Number 7"},
+     {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte", nullptr, true}}},
+    {{.name = "TransFlow", .menu = "Fluidz", .overlay = true, .otherFrames = true, .description = "Two dimensional fluid flow effect that works with moving image sequences. This effect is in Box Number 5"},
+     {{"Input", "From", nullptr, true, true}, {"BackG", "To", nullptr, true}}},
+    {{.name = "TVWall", .menu = "TV Effects", .overlay = true, .otherFrames = true, .description = "A wall of televisions. This effect is in Box Number 11"},
+     {{"Back", "Background", "BG", true}, {"InputA", "Clip 1", "Clip1", false, true}, {"InputB", "Clip 2", "Clip2", false, true}}},
+    {{.name = "Typo", .menu = "Abstract", .overlay = true, .description = "Generates an output image from the characters of a text message, repeated as required to fill the output image. This effect is in Box Number 13"},
+     {{"Input", "Text Texture Clip", nullptr, true}}},
+    {{.name = "Water", .menu = "Natural Phenomena", .overlay = true, .otherFrames = true, .description = "Simulates ripples on water. This effect is in Box Number 1"},
+     {{"Back", "Background clip", nullptr, true}, {"Drips", "Drip shape", nullptr, false, true}, {"Walls", "Walls", nullptr, false, true}}},
+    // clang-format on
+};
+
+class PassThroughInfo : public EffectInfo {
+  public:
+    explicit PassThroughInfo(const PassThroughRow& row);
+
+  private:
+    Page m_page;
+    std::vector<std::unique_ptr<ClipRecord>> m_clips;
+};
+
+class PassThrough final : public PluginK7, public OverlayK7 {
+  public:
+    explicit PassThrough(const PassThroughRow& row) : m_row(row), m_info(row) {}
+    EffectInfo& info() override { return m_info; }
+    OverlayK7& overlaySide() override { return *this; }
+    const EffectTraits& effectTraits() const override { return m_row.traits; }
+
+  protected:
+    EffectInfo& overlayInfo() override { return m_info; }
+
+  private:
+    const PassThroughRow& m_row;
+    PassThroughInfo m_info;
+};
+
+consteval std::size_t passThroughRow(std::string_view name) {
+    for (std::size_t i = 0; i < std::size(PASS_THROUGH); ++i)
+        if (PASS_THROUGH[i].traits.name == name) return i;
+    throw "no such effect";
+}
+
+template <std::size_t Row>
+constexpr EffectDefinition definePassThrough() {
+    return {&PASS_THROUGH[Row].traits,
+            []() -> std::unique_ptr<EffectInfo> { return std::make_unique<PassThroughInfo>(PASS_THROUGH[Row]); },
+            []() -> std::unique_ptr<PluginK7> { return std::make_unique<PassThrough>(PASS_THROUGH[Row]); },
+            false};
+}

@@ -1,0 +1,81 @@
+// Loading: plug-ins of the process, files that are no bundles, and the real bundle where the build has one.
+#include <unistd.h>
+
+#include <fstream>
+#include <thread>
+
+#include "fixture.h"
+
+namespace fs = std::filesystem;
+using ofxhost::Bundle;
+
+namespace {
+
+TEST(BundleTest, RefusesWhatIsNoBundle) {
+    ofxhost::Host host;
+    EXPECT_THROW(Bundle(host, fs::path("/nowhere/X.ofx.bundle")), ofxhost::Error);
+    const fs::path folder = fs::temp_directory_path() / ("hostcore-" + std::to_string(::getpid()) + ".ofx.bundle");
+    fs::create_directories(folder);
+    EXPECT_THROW(Bundle(host, folder), ofxhost::Error) << "a directory without a library";
+    const fs::path library = folder / "Contents" / "Linux-x86-64" / folder.stem();
+    fs::create_directories(library.parent_path());
+    std::ofstream(library) << "not a library";
+    EXPECT_EQ(Bundle::libraryOf(folder), library);
+    EXPECT_EQ(Bundle::libraryOf(folder.string() + "/"), library);
+    EXPECT_THROW(Bundle(host, folder), ofxhost::Error);
+    fs::remove_all(folder);
+}
+
+TEST(BundleTest, PassesOverBrokenRecords) {
+    ofxhost::Host host;
+    OfxPlugin other = *inverter::plugin();
+    other.pluginApi = "SomeOtherAPI";
+    OfxPlugin broken = *inverter::plugin();
+    broken.mainEntry = nullptr;
+    Bundle bundle(host, {&other, nullptr, &broken, inverter::plugin()});
+    ASSERT_EQ(bundle.plugins().size(), 1u);
+    EXPECT_EQ(host.diagnostics().count(ofxhost::Severity::Error), 3);
+    EXPECT_EQ(bundle.find("Test_Inverter"), bundle.find("com.example.hostcore.Test_Inverter"));
+    EXPECT_EQ(bundle.find("Inverter"), nullptr);
+}
+
+TEST(BundleTest, LoadsOnceAndUnloadsAtTheEnd) {
+    ofxhost::Host host;
+    host.setRecording(true);
+    {
+        Bundle bundle(host, {inverter::plugin()});
+        EXPECT_NE(bundle.plugins()[0]->describe(), nullptr);
+        EXPECT_NE(bundle.plugins()[0]->describeInContext(ofx::context::Filter), nullptr);
+    }
+    std::vector<std::string> actions;
+    for (const auto& call : host.recordedCalls()) {
+        if (call.name == "action") actions.push_back(call.arguments.substr(0, call.arguments.find(',')));
+    }
+    EXPECT_THAT(actions, testing::ElementsAre(ofx::action::Load, ofx::action::Describe, ofx::action::Describe,
+                                              ofx::action::DescribeInContext, ofx::action::Unload));
+}
+
+// Each host loads its own copy, so the first to describe does not settle the identity for the others.
+TEST(BundleTest, KeepsIdentitiesApartInOneProcess) {
+    if (!support::RecordingHost::bundleAvailable()) GTEST_SKIP() << "this build has no bundle";
+    support::RecordingHost generic("generic"), vegas("vegas");
+    const auto plain = generic.describe("Q_Darken");
+    const auto quirky = vegas.describe("Q_Darken");
+    ASSERT_TRUE(plain && quirky);
+    EXPECT_EQ(generic.bundle().plugins().size(), 58u);
+    EXPECT_NE(plain->findClip("Input"), nullptr);
+    EXPECT_NE(quirky->findClip("Source"), nullptr);
+}
+
+TEST(HostTest, KnowsTheHostOfACallWithoutHandle) {
+    ofxhost::Host first, second;
+    EXPECT_EQ(ofxhost::Host::current(), &second) << "the one made last";
+    {
+        const ofxhost::Host::Scope scope(first);
+        EXPECT_EQ(ofxhost::Host::current(), &first);
+        std::thread([&] { EXPECT_EQ(ofxhost::Host::current(), &second); }).join();
+    }
+    EXPECT_EQ(ofxhost::Host::current(), &second);
+}
+
+}  // namespace
