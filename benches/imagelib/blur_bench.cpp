@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/support/bench.h"
+#include "benches/support/bench.h"
 #include "imagelib/imagelib_blur.h"
 #include "imagelib/imagelib_geometry.h"
 

@@ -397,6 +397,8 @@ struct ToleranceRow {
 constexpr const char* noRangeReason = "ranges belong to numeric parameters";
 constexpr const char* clipNameReason = "the effect has no clip of that name here";
 
+constexpr const char* argumentReason = "an argument of the action, not of the interact";
+
 constexpr ToleranceRow tolerances[] = {
     {ObjectKind::EffectInstance, prop::MultipleClipDepths, "a property of the descriptor, written to an instance"},
     {ObjectKind::EffectInstance, prop::PluginHostFrameThreading,
@@ -407,6 +409,9 @@ constexpr ToleranceRow tolerances[] = {
     {ObjectKind::ParamDescriptor, prop::ParamDisplayMin, noRangeReason},
     {ObjectKind::ParamDescriptor, prop::ParamDisplayMax, noRangeReason},
     {ObjectKind::ParamDescriptor, prop::ParamAnimates, "the parameter has no value"},
+    {ObjectKind::InteractInstance, prop::RenderScale, argumentReason},
+    {ObjectKind::InteractInstance, prop::Time, argumentReason},
+    {ObjectKind::InteractInstance, prop::InteractPenPosition, argumentReason},
     {ObjectKind::OutArgs, prop::ClipRoIPrefix, clipNameReason},
     {ObjectKind::OutArgs, prop::ClipFrameRangePrefix, clipNameReason},
 };

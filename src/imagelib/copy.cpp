@@ -59,7 +59,7 @@ K7Image* image_clone_layout(const K7Image* image) {
 
 K7Image* image_duplicate(const K7Image* image) {
     if (!is_valid(image)) return nullptr;
-    K7Image* copy = image_clone_layout(image);
+    K7Image* copy = image_create_uncleared(image->width, image->height, image->channels, image->sample_type);
     if (copy) image_copy(image, copy);
     return copy;
 }

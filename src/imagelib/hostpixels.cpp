@@ -67,8 +67,8 @@ void clear_pixels(float* row, int first, int last) {
         std::memset(row + first * CHANNELS, 0, std::size_t(last - first) * CHANNELS * sizeof(float));
 }
 
-// `second` may be null. Images fresh from the allocator are zero already.
-void convert_host_pixels(const HostPixels& host, HostRect bounds, K7Image* first, K7Image* second, bool is_fresh,
+// `second` may be null.
+void convert_host_pixels(const HostPixels& host, HostRect bounds, K7Image* first, K7Image* second,
                          const RowRunner& runner) {
     const FromHost convert = from_host_kernel(host.depth);
     if (!convert) return;
@@ -78,11 +78,9 @@ void convert_host_pixels(const HostPixels& host, HostRect bounds, K7Image* first
         for (int y = first_row; y <= last_row; ++y) {
             float* rows[2] = {image_row<float>(first, y), second ? image_row<float>(second, y) : nullptr};
             const bool is_covered = y >= part.y1 && y < part.y2;
-            if (!is_fresh) {
-                for (float* row : rows) {
-                    clear_pixels(row, 0, is_covered ? part.x1 : first->width);
-                    if (is_covered) clear_pixels(row, part.x2, first->width);
-                }
+            for (float* row : rows) {
+                clear_pixels(row, 0, is_covered ? part.x1 : first->width);
+                if (is_covered) clear_pixels(row, part.x2, first->width);
             }
             if (!is_covered) continue;
             const std::size_t count = std::size_t(part.x2 - part.x1) * CHANNELS;
@@ -112,6 +110,14 @@ HostRect bounds_of(const HostPixels& host, int width, int height) {
     return host.has_bounds ? host.bounds : HostRect{0, 0, width, height};
 }
 
+// Whether the conversion writes every pixel of an image, be it with zeroes.
+bool is_convertible(const HostPixels& host) { return host.data && from_host_kernel(host.depth); }
+
+K7Image* create_frame(int width, int height, bool written_whole) {
+    return written_whole ? image_create_uncleared(width, height, CHANNELS, SAMPLE_F32)
+                         : image_create(width, height, CHANNELS, SAMPLE_F32, 1);
+}
+
 }  // namespace
 
 K7Image* make_float_image(const HostPixels& host, K7Image* existing, int width, int height, double aspect, bool reuse,
@@ -120,11 +126,12 @@ K7Image* make_float_image(const HostPixels& host, K7Image* existing, int width, 
     const bool existing_fits = is_float_rgba(existing) && existing->width == width && existing->height == height;
     const bool is_fresh = !(existing && reuse);
     if (!is_fresh && !existing_fits) return nullptr;
-    K7Image* image = is_fresh ? image_create(width, height, CHANNELS, SAMPLE_F32, 1) : existing;
+    const bool written_whole = is_convertible(host) || (!host.data && existing_fits);
+    K7Image* image = is_fresh ? create_frame(width, height, written_whole) : existing;
     if (!image) return nullptr;
     set_frame_attributes(image, aspect, render_scale);
     if (host.data)
-        convert_host_pixels(host, bounds_of(host, width, height), image, nullptr, is_fresh, runner);
+        convert_host_pixels(host, bounds_of(host, width, height), image, nullptr, runner);
     else if (existing_fits)
         copy_clean(existing, image, runner);
     return image;
@@ -133,12 +140,12 @@ K7Image* make_float_image(const HostPixels& host, K7Image* existing, int width, 
 bool make_float_image_pair(const HostPixels& host, int width, int height, double aspect, double render_scale,
                            K7Image** first, K7Image** second, const RowRunner& runner) {
     if (!first || !second) return false;
-    ImagePtr images[2] = {make_image(width, height, CHANNELS, SAMPLE_F32),
-                          make_image(width, height, CHANNELS, SAMPLE_F32)};
+    ImagePtr images[2] = {ImagePtr(create_frame(width, height, is_convertible(host))),
+                          ImagePtr(create_frame(width, height, is_convertible(host)))};
     if (!images[0] || !images[1]) return false;
     for (const ImagePtr& image : images) set_frame_attributes(image.get(), aspect, render_scale);
     if (host.data)
-        convert_host_pixels(host, bounds_of(host, width, height), images[0].get(), images[1].get(), true, runner);
+        convert_host_pixels(host, bounds_of(host, width, height), images[0].get(), images[1].get(), runner);
     *first = images[0].release();
     *second = images[1].release();
     return true;

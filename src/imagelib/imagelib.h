@@ -64,6 +64,8 @@ bool image_same_layout(const K7Image* a, const K7Image* b);
 // Width and height 1 to 65535; refused above 2^31 - 1 bytes. With `allocate` the pixels are zero, page aligned and
 // owned by the record; without it the caller stores its own pointer.
 K7Image* image_create(int width, int height, int channels, int sample_type, int allocate);
+// The same with pixels that hold anything: for images that are written whole before they are read.
+K7Image* image_create_uncleared(int width, int height, int channels, int sample_type);
 int image_destroy(K7Image* image);  // 0, or -1 for null
 
 struct ImageDeleter {
@@ -73,6 +75,10 @@ using ImagePtr = std::unique_ptr<K7Image, ImageDeleter>;
 
 inline ImagePtr make_image(int width, int height, int channels, int sample_type) {
     return ImagePtr(image_create(width, height, channels, sample_type, 1));
+}
+
+inline ImagePtr make_image_uncleared(int width, int height, int channels, int sample_type) {
+    return ImagePtr(image_create_uncleared(width, height, channels, sample_type));
 }
 
 // The rows of an image with samples of type T. The caller knows the sample type.

@@ -59,7 +59,7 @@ void render(const LicFrame& frame, K7Image* destination) {
 
 // What a sub-step on each screen pixel takes off the distance.
 ImagePtr screen_terms(const K7Image* screen, float threshold) {
-    ImagePtr terms = make_image(screen->width, screen->height, 1, SAMPLE_F32);
+    ImagePtr terms = make_image_uncleared(screen->width, screen->height, 1, SAMPLE_F32);
     if (!terms) return nullptr;
     const float range = 1.0f - threshold;
     for_rows_float(screen->height, [&](int first, int last) {

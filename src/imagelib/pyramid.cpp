@@ -64,7 +64,7 @@ void ImagelibPyramid::build_levels(int kernel_type) {
     for (int smaller = std::min(width, height) / 2; smaller >= 2 && top_level + 1 < PYRAMID_LEVELS; smaller /= 2) {
         const K7Image* finer = levels[top_level++];
         if (!finer) continue;
-        ImagePtr level = make_image(finer->width / 2, finer->height / 2, finer->channels, finer->sample_type);
+        ImagePtr level = make_image_uncleared(finer->width / 2, finer->height / 2, finer->channels, finer->sample_type);
         if (level && image_scale(finer, level.get(), kernel_type, false)) levels[top_level] = level.release();
     }
 }

@@ -202,6 +202,12 @@ static void sample_flat(const PyramidReading& reading, const float* x, const flo
         *reinterpret_cast<Floats*>(w01 + i) = gx * at.fy;
         *reinterpret_cast<Floats*>(w11 + i) = at.fx * at.fy;
     }
+    // The rows of the source change with every map: ask for the lines of the whole chunk before the first is needed.
+    for (int i = 0; i < count; i += 2) {
+        const float* corner = level.pixels + 4L * (offset[i] < 0 ? 0 : offset[i]);
+        _mm_prefetch(corner, _MM_HINT_T0);
+        _mm_prefetch(corner + stride, _MM_HINT_T0);
+    }
     for (int i = 0; i < count; ++i, out += 4) {
         if (offset[i] < 0) {
             reading.sample_anywhere(reading.owner, x[i], y[i], index, 0, out);

@@ -73,15 +73,22 @@ bool image_same_layout(const K7Image* a, const K7Image* b) {
            a->sample_type == b->sample_type;
 }
 
-K7Image* image_create(int width, int height, int channels, int sample_type, int allocate) {
+namespace {
+
+enum class Pixels { None, Zero, Uncleared };
+
+K7Image* create(int width, int height, int channels, int sample_type, Pixels kind) {
     if (width < 1 || width > MAX_SIDE || height < 1 || height > MAX_SIDE) return nullptr;
     const int pixel_bytes = image_pixel_bytes(channels, sample_type);
     if (pixel_bytes < 1 || pixel_bytes > std::numeric_limits<std::uint16_t>::max()) return nullptr;
     const int total = image_total_bytes(width, height, channels, sample_type);
     if (total < 1) return nullptr;
 
-    void* pixels = allocate ? k7_aligned_malloc(static_cast<std::size_t>(total), -1, true) : nullptr;
-    if (allocate && !pixels) return nullptr;
+    const auto bytes = static_cast<std::size_t>(total);
+    void* pixels = kind == Pixels::Zero        ? k7_aligned_malloc(bytes, -1, true)
+                   : kind == Pixels::Uncleared ? k7_aligned_malloc_uncleared(bytes, -1, true)
+                                               : nullptr;
+    if (kind != Pixels::None && !pixels) return nullptr;
     void* memory = k7_malloc(sizeof(K7Image));
     if (!memory) {
         if (pixels) k7_aligned_free(pixels, true);
@@ -103,6 +110,16 @@ K7Image* image_create(int width, int height, int channels, int sample_type, int 
     image->sample_bytes = static_cast<std::uint16_t>(image_bytes_per_sample(sample_type));
     image->pixels = pixels;
     return image;
+}
+
+}  // namespace
+
+K7Image* image_create(int width, int height, int channels, int sample_type, int allocate) {
+    return create(width, height, channels, sample_type, allocate ? Pixels::Zero : Pixels::None);
+}
+
+K7Image* image_create_uncleared(int width, int height, int channels, int sample_type) {
+    return create(width, height, channels, sample_type, Pixels::Uncleared);
 }
 
 int image_destroy(K7Image* image) {

@@ -96,8 +96,8 @@ bool second_and_third_shear(const K7Image* sheared, K7Image* result, const Shear
 
 ImagePtr turn(const K7Image* image, double degrees, const ImagelibKernel& kernel) {
     const Shears shears(image, degrees);
-    ImagePtr sheared = make_image(shears.sheared_width, image->height, image->channels, image->sample_type);
-    ImagePtr result = make_image(shears.width, shears.height, image->channels, image->sample_type);
+    ImagePtr sheared = make_image_uncleared(shears.sheared_width, image->height, image->channels, image->sample_type);
+    ImagePtr result = make_image_uncleared(shears.width, shears.height, image->channels, image->sample_type);
     if (!sheared || !result) return nullptr;
     shear_row_pass(image, sheared.get(), shears.row_shear, shears.first_offset, &kernel);
     const bool done = with_sample_type(image->sample_type, [&](auto sample) {

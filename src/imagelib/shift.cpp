@@ -170,7 +170,7 @@ bool image_translate_subpixel(const K7Image* source, K7Image* destination, float
     if (edge >= EDGE_CLAMP && edge <= EDGE_MIRROR) {
         kernel.edge_mode = kernel.edge_mode_x = kernel.edge_mode_y = edge;
     }
-    ImagePtr shifted = make_image(destination->width, source->height, source->channels, source->sample_type);
+    ImagePtr shifted = make_image_uncleared(destination->width, source->height, source->channels, source->sample_type);
     return shifted && shift_row_pass(source, shifted.get(), dx, &kernel) &&
            shift_column_pass(shifted.get(), destination, dy, &kernel);
 }

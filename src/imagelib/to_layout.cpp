@@ -11,7 +11,7 @@ bool image_to_layout(const K7Image* source, K7Image* destination, bool normalise
     if (source->channels == destination->channels && source->sample_type == destination->sample_type)
         return image_scale(source, destination, scale_filter, true);
     const ImagePtr converted =
-        make_image(source->width, source->height, destination->channels, destination->sample_type);
+        make_image_uncleared(source->width, source->height, destination->channels, destination->sample_type);
     return converted && image_convert(source, converted.get(), normalise, extra_mode) &&
            image_scale(converted.get(), destination, scale_filter, true);
 }
