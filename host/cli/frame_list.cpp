@@ -51,17 +51,4 @@ std::vector<int> parseFrames(std::string_view text) {
     return frames;
 }
 
-std::string framesText(const std::vector<int>& frames) {
-    std::string text;
-    for (std::size_t i = 0; i < frames.size();) {
-        std::size_t end = i + 1;
-        while (end < frames.size() && frames[end] == frames[end - 1] + 1) ++end;
-        if (!text.empty()) text += ", ";
-        text += std::to_string(frames[i]);
-        if (end - i > 1) text += "-" + std::to_string(frames[end - 1]);
-        i = end;
-    }
-    return text;
-}
-
 }  // namespace quillon

@@ -12,7 +12,4 @@ inline constexpr int MaxFrameNumber = 99'999'999;
 // In the order given, repeats kept. A range with A above B counts down. Throws UsageError.
 std::vector<int> parseFrames(std::string_view text);
 
-// The frames as people write them: "1-5, 8, 10-12".
-std::string framesText(const std::vector<int>& frames);
-
 }  // namespace quillon

@@ -98,15 +98,22 @@ int InputSource::frameAt(double time) const {
 
 fs::path InputSource::fileAt(double time) const { return m_pattern.path(frameAt(time)); }
 
-PictureSize InputSource::size(double time) const { return readPictureSize(fileAt(time)); }
+void InputSource::requirePresent(int frame) const {
+    if (!isSequence() || std::binary_search(m_frames.begin(), m_frames.end(), frame)) return;
+    // frameAt() keeps within the ends, so that there is a neighbour on either side.
+    const auto after = std::upper_bound(m_frames.begin(), m_frames.end(), frame);
+    throw RunError("cannot read " + m_pattern.path(frame).string() + ": frame " + std::to_string(frame) +
+                   " is missing (the nearest are " + std::to_string(*(after - 1)) + " and " + std::to_string(*after) +
+                   ")");
+}
+
+PictureSize InputSource::size(double time) const {
+    requirePresent(frameAt(time));
+    return readPictureSize(fileAt(time));
+}
 
 ofxhost::ImagePtr InputSource::load(int frame) const {
-    if (isSequence() && !std::binary_search(m_frames.begin(), m_frames.end(), frame)) {
-        const auto after = std::upper_bound(m_frames.begin(), m_frames.end(), frame);
-        throw RunError("cannot read " + m_pattern.path(frame).string() + ": frame " + std::to_string(frame) +
-                       " is missing (the nearest are " + std::to_string(*(after - 1)) + " and " +
-                       std::to_string(*after) + ")");
-    }
+    requirePresent(frame);
     const Picture picture = readPicture(m_pattern.path(frame));
     return toHostImage(m_form.renderScale == 1.0 ? picture : boxScaled(picture, m_form.renderScale), m_form);
 }

@@ -37,7 +37,7 @@ class InputSource {
     bool isSequence() const { return m_pattern.numbered(); }
     const std::vector<int>& frames() const { return m_frames; }  // of a sequence, ascending
     std::filesystem::path fileAt(double time) const;
-    PictureSize size(double time) const;  // in the file
+    PictureSize size(double time) const;  // in the file; throws as imageAt does
 
     void setForm(const PictureForm& form) { m_form = form; }
     // A still at any time; of a sequence the frame, held at its first and last. Throws RunError (also from a frame
@@ -48,6 +48,7 @@ class InputSource {
 
   private:
     int frameAt(double time) const;
+    void requirePresent(int frame) const;
     ofxhost::ImagePtr load(int frame) const;
 
     FilePattern m_pattern;

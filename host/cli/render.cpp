@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
+#include <future>
 #include <memory>
 
 #include "host/cli/command.h"
@@ -64,23 +65,19 @@ class FrameRenderer {
         const ofxhost::RenderRequest request = requestFor(*first);
         if (!answered(m_instance.beginSequence(request, range, 1.0)))
             throw RunError("the effect refuses to begin the render");
-        Console& console = m_session.console();
-        console.beginFrames(static_cast<int>(m_plan.frames.size()));
-        int done = 0;
-        for (const int frame : m_plan.frames) {
-            try {
-                renderFrame(frame);
-            } catch (const std::exception& failure) {
-                console.endFrames();
-                m_instance.endSequence(request, range, 1.0);
-                console.log("frame " + std::to_string(frame) + " failed: " + failure.what());
-                throw RunError("frame " + std::to_string(frame) + ": " + failure.what() + " (" + std::to_string(done) +
-                               " of " + std::to_string(m_plan.frames.size()) + " frames rendered)");
-            }
-            ++done;
+        m_session.console().beginFrames(static_cast<int>(m_plan.frames.size()));
+        std::string failure;
+        try {
+            renderFrames();
+        } catch (const std::exception& error) {
+            failure = error.what();
         }
-        console.endFrames();
+        m_session.console().endFrames();
         m_instance.endSequence(request, range, 1.0);
+        if (failure.empty()) return;
+        m_session.console().log("failed: " + failure);
+        throw RunError(failure + " (" + std::to_string(m_done) + " of " + std::to_string(m_plan.frames.size()) +
+                       " frames rendered)");
     }
 
   private:
@@ -91,14 +88,37 @@ class FrameRenderer {
         return request;
     }
 
-    void renderFrame(int frame) {
-        const auto start = std::chrono::steady_clock::now();
-        const ofxhost::RenderRequest request = requestFor(frame);
-        const ImagePtr image = pictureAt(request);
-        const std::filesystem::path path = m_plan.output.path(frame);
-        writePicture(path, fromHostImage(*image), {static_cast<int>(m_plan.form.depth), m_plan.form.pixelAspect});
-        const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-        m_session.console().frameDone(frame, path.string(), seconds.count());
+    // A frame is written while the next one is rendered.
+    void renderFrames() {
+        for (const int frame : m_plan.frames) {
+            const auto start = std::chrono::steady_clock::now();
+            ImagePtr image;
+            try {
+                image = pictureAt(requestFor(frame));
+            } catch (const std::exception& error) {
+                finishWriting();
+                throw RunError("frame " + std::to_string(frame) + ": " + error.what());
+            }
+            finishWriting();
+            m_writing = {frame, start, std::async(std::launch::async, [this, frame, image] {
+                             writePicture(m_plan.output.path(frame), fromHostImage(*image),
+                                          {static_cast<int>(m_plan.form.depth), m_plan.form.pixelAspect});
+                         })};
+        }
+        finishWriting();
+    }
+
+    // Waits until the frame before is on disk, and only then reports it.
+    void finishWriting() {
+        if (!m_writing.result.valid()) return;
+        try {
+            m_writing.result.get();
+        } catch (const std::exception& error) {
+            throw RunError("frame " + std::to_string(m_writing.frame) + ": " + error.what());
+        }
+        ++m_done;
+        const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - m_writing.start;
+        m_session.console().frameDone(m_writing.frame, m_plan.output.path(m_writing.frame).string(), seconds.count());
     }
 
     // The actions that a host sends for a frame. The answers that tell what the effect would like to get are not
@@ -148,6 +168,12 @@ class FrameRenderer {
     EffectInstance& m_instance;
     const RenderPlan& m_plan;
     ofxhost::ImageLayout m_layout;
+    struct Writing {
+        int frame = 0;
+        std::chrono::steady_clock::time_point start;
+        std::future<void> result;
+    } m_writing;
+    int m_done = 0;
 };
 
 void render(const RenderOptions& options) {

@@ -1,6 +1,7 @@
 #include "host/cli/render_plan.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 
 #include "host/cli/failure.h"
@@ -157,6 +158,9 @@ RenderPlan makePlan(Session& session, const RenderOptions& options) {
     if (!options.frames.empty()) parseFrames(options.frames);
     if (!options.size.empty()) parseSize(options.size);
     for (const std::string& param : options.params) parseAssignment(param);
+
+    for (const double number : {options.pixelAspect, options.renderScale, options.frameRate})
+        if (!std::isfinite(number)) throw UsageError("aspect, scale and rate are finite numbers");
 
     RenderPlan plan;
     plan.output = FilePattern(options.output);

@@ -45,11 +45,6 @@ TEST(Frames, RefusesWhatIsNone) {
         EXPECT_THROW(parseFrames(text), UsageError) << text;
 }
 
-TEST(Frames, AreToldInRuns) {
-    EXPECT_EQ(framesText({1, 2, 3, 8, 10, 11}), "1-3, 8, 10-11");
-    EXPECT_EQ(framesText({}), "");
-}
-
 ParamShape shape(ParamType type) { return {"Param", type, true, {}, {}, {}}; }
 
 ParamShape ranged(ParamType type, double low, double high) {

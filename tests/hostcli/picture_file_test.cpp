@@ -106,7 +106,7 @@ TEST(PictureFiles, TheTopRowOfTheFileIsTheLastOfThePicture) {
     writePicture(folder / "back.exr", picture, {});
     auto input = OIIO::ImageInput::open(folder / "back.exr");
     std::vector<float> samples(12);
-    ASSERT_TRUE(input->read_image(OIIO::TypeDesc::FLOAT, samples.data()));
+    ASSERT_TRUE(input->read_image(0, 0, 0, 4, OIIO::TypeDesc::FLOAT, samples.data()));
     EXPECT_EQ(samples[0], 1.0f);
     EXPECT_EQ(samples[8], 3.0f);
 }
@@ -165,7 +165,7 @@ TEST(PictureFiles, BadFilesAreRefusedWithTheirNames) {
     std::ofstream(folder / "empty.exr");
     writePicture(folder / "whole.png", wild(64, 64), {8, 1.0});
     std::filesystem::copy(folder / "whole.png", folder / "cut.png");
-    std::filesystem::resize_file(folder / "cut.png", 400);
+    std::filesystem::resize_file(folder / "cut.png", std::filesystem::file_size(folder / "cut.png") / 2);
     for (const char* name : {"text.png", "empty.exr", "cut.png", "missing.png", ""}) try {
             readPicture(folder / name);
             ADD_FAILURE() << name;
