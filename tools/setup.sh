@@ -1,7 +1,6 @@
 # Sourced by ./run, ./test and ./bench: installs what is missing and builds a preset. Quick when there is nothing to do.
 
-build_packages=(cmake ninja-build g++ ccache libeigen3-dev libcli11-dev nlohmann-json3-dev libopenimageio-dev
-                openimageio-tools libopenexr-dev libimath-dev)
+build_packages=(cmake ninja-build g++ ccache libeigen3-dev libcli11-dev nlohmann-json3-dev libopenimageio-dev)
 test_packages=(libgtest-dev libgmock-dev)
 
 # install_packages PACKAGE...: through apt-get, with sudo where we are not root.

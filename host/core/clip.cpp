@@ -59,7 +59,7 @@ void Clip::connect(Source source, const ClipFormat& format) {
     m_properties.setInt(prop::ClipConnected, 1);
 }
 
-void Clip::connect(ImagePtr still, double firstFrame, double lastFrame) {
+void Clip::connect(const ImagePtr& still, double firstFrame, double lastFrame) {
     const ImageLayout& layout = still->layout();
     connect([still](double) { return still; }, {.depth = layout.depth,
                                                 .components = layout.components,

@@ -53,7 +53,7 @@ class Clip {
     OfxImageClipHandle handle() const { return m_ticket.as<OfxImageClipHandle>(); }
 
     void connect(Source source, const ClipFormat& format);
-    void connect(ImagePtr still, double firstFrame, double lastFrame);  // the same picture at every time
+    void connect(const ImagePtr& still, double firstFrame, double lastFrame);  // the same picture at every time
     void disconnect();
     bool connected() const;
     void setFormat(const ClipFormat& format);                    // of a clip whether connected or not

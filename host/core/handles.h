@@ -30,7 +30,7 @@ class HandleTicket {
 
     template <class Handle>
     Handle as() const {
-        return reinterpret_cast<Handle>(m_value);
+        return reinterpret_cast<Handle>(m_value);  // NOLINT(performance-no-int-to-ptr): never dereferenced
     }
 
   private:

@@ -164,7 +164,7 @@ std::vector<HostMessage> Host::messages() const {
 // ---- Memory ---------------------------------------------------------------------------------------------------
 
 OfxStatus Host::allocate(std::size_t bytes, void** data) {
-    if (m_hooks.failAllocations) return ofx::status::ErrMemory;
+    if (m_hooks.failAllocations || bytes > largestBlock) return ofx::status::ErrMemory;
     void* block = ::operator new(std::max<std::size_t>(bytes, 1), blockAlignment, std::nothrow);
     if (!block) return ofx::status::ErrMemory;
     std::lock_guard lock(m_mutex);

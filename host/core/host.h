@@ -5,6 +5,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -18,6 +19,9 @@
 #include "host/core/thread_pool.h"
 
 namespace ofxhost {
+
+// More is refused before the system is asked: such a size is a miscalculation.
+inline constexpr std::size_t largestBlock = std::size_t{1} << 36;
 
 struct HostMessage {
     std::string type, id, text;

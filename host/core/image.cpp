@@ -71,7 +71,7 @@ Image::Image(const ImageLayout& layout) : m_layout(layout) {
     m_rowSize = static_cast<std::size_t>(width) * layout.pixelBytes();
     // Rows stay aligned to their samples, as every host keeps them.
     m_stride = (m_rowSize + static_cast<std::size_t>(layout.padding) + sampleBytes - 1) / sampleBytes * sampleBytes;
-    if (m_stride > INT_MAX || static_cast<std::uint64_t>(height) > (1ull << 40) / m_stride) {
+    if (m_stride > INT_MAX || static_cast<std::uint64_t>(height) > (1ull << 36) / m_stride) {
         throw std::length_error("the image is too large");
     }
     m_rowBytes = layout.negativeRows ? -static_cast<std::ptrdiff_t>(m_stride) : static_cast<std::ptrdiff_t>(m_stride);

@@ -29,7 +29,9 @@ struct ImageLayout {
 
     int width() const { return bounds.x2 - bounds.x1; }
     int height() const { return bounds.y2 - bounds.y1; }
-    std::size_t pixelBytes() const { return static_cast<std::size_t>(components) * static_cast<int>(depth) / 8; }
+    std::size_t pixelBytes() const {
+        return static_cast<std::size_t>(components) * static_cast<std::size_t>(depth) / 8;
+    }
 };
 
 class Image {

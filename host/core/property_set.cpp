@@ -231,8 +231,7 @@ std::vector<std::string> PropertySet::writtenProperties() const {
 // ---- Plug-in side ---------------------------------------------------------------------------------------------
 
 OfxStatus PropertySet::refuse(const char* call, const char* name, OfxStatus status, const std::string& message) const {
-    const bool setting = std::string_view(call).starts_with("propSet");
-    const char* reason = setting ? toleranceOf(m_kind, name) : nullptr;
+    const char* reason = toleranceOf(m_kind, name);
     const std::string text = m_owner + ": " + message + (reason ? std::string(" (") + reason + ")" : "");
     m_host.report(reason ? Severity::Note : Severity::Error, call, name, text);
     return status;

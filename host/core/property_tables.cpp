@@ -314,102 +314,6 @@ void addDimensionLabels(PropertySet& set, bool instance, const ParamTypeInfo& ty
         set.setString(prop::ParamDimensionLabel, (type.colour ? colours : axes)[i], i);
 }
 
-// ---- Arguments of actions -------------------------------------------------------------------------------------
-
-constexpr const char* cudaEnabled = "OfxImageEffectPropCudaEnabled";
-constexpr const char* metalEnabled = "OfxImageEffectPropMetalEnabled";
-constexpr const char* openCLEnabled = "OfxImageEffectPropOpenCLEnabled";
-constexpr const char* openGLEnabled = "OfxImageEffectPropOpenGLEnabled";
-
-constexpr PropertyRow argumentRows[] = {
-    {prop::Time, Double, 1, ro},
-    {prop::Name, String, 1, ro},
-    {prop::Type, String, 1, ro},
-    {prop::ChangeReason, String, 1, ro},
-    {prop::Context, String, 1, ro},
-    {prop::RenderScale, Double, 2, ro, "1,1"},
-    {prop::FieldToRender, String, 1, ro, ofx::field::None},
-    {prop::RenderWindow, Int, 4, ro},
-    {prop::RegionOfInterest, Double, 4, ro},
-    {prop::RegionOfDefinition, Double, 4, ro},
-    {prop::FrameRange, Double, 2, ro},
-    {prop::FrameStep, Double, 1, ro, "1"},
-    flag(prop::IsInteractive, ro),
-    flag(prop::SequentialRenderStatus, ro),
-    flag(prop::InteractiveRenderStatus, ro),
-    flag(prop::RenderQualityDraft, ro),
-    flag(prop::FrameVarying, ro),
-    {prop::FrameRate, Double, 1, ro},
-    {prop::ClipFieldOrder, String, 1, ro, ofx::field::None},
-    {prop::PreMultiplication, String, 1, ro, ofx::premultiplication::UnPremultiplied},
-    flag(prop::ClipContinuousSamples, ro),
-    {prop::EffectInstance, Pointer, 1, ro},
-    {prop::InteractPixelScale, Double, 2, ro, "1,1"},
-    {prop::InteractBackgroundColour, Double, 3, ro},
-    {prop::InteractPenPosition, Double, 2, ro},
-    {prop::InteractPenViewportPosition, Int, 2, ro},
-    {prop::InteractPenPressure, Double, 1, ro},
-    {keySymbolProperty, Int, 1, ro},
-    {keyStringProperty, String, 1, ro},
-    flag(openGLEnabled, ro),
-    flag(cudaEnabled, ro),
-    flag(metalEnabled, ro),
-    flag(openCLEnabled, ro),
-};
-
-struct ActionArguments {
-    const char* action;
-    std::initializer_list<const char*> in, out;
-};
-
-namespace action = ofx::action;
-
-const ActionArguments actionArguments[] = {
-    {action::DescribeInContext, {prop::Context}, {}},
-    {action::BeginInstanceChanged, {prop::ChangeReason}, {}},
-    {action::InstanceChanged, {prop::Type, prop::Name, prop::ChangeReason, prop::Time, prop::RenderScale}, {}},
-    {action::EndInstanceChanged, {prop::ChangeReason}, {}},
-    {action::GetRegionOfDefinition, {prop::Time, prop::RenderScale}, {prop::RegionOfDefinition}},
-    {action::GetRegionsOfInterest, {prop::Time, prop::RenderScale, prop::RegionOfInterest}, {}},
-    {action::GetTimeDomain, {}, {prop::FrameRange}},
-    {action::GetFramesNeeded, {prop::Time}, {}},
-    {action::GetClipPreferences,
-     {},
-     {prop::FrameRate, prop::ClipFieldOrder, prop::PreMultiplication, prop::ClipContinuousSamples, prop::FrameVarying}},
-    {action::IsIdentity,
-     {prop::Time, prop::FieldToRender, prop::RenderWindow, prop::RenderScale},
-     {prop::Name, prop::Time}},
-    {action::BeginSequenceRender,
-     {prop::FrameRange, prop::FrameStep, prop::IsInteractive, prop::RenderScale, prop::SequentialRenderStatus,
-      prop::InteractiveRenderStatus, openGLEnabled, cudaEnabled, metalEnabled, openCLEnabled},
-     {}},
-    {action::EndSequenceRender,
-     {prop::FrameRange, prop::FrameStep, prop::IsInteractive, prop::RenderScale, prop::SequentialRenderStatus,
-      prop::InteractiveRenderStatus, openGLEnabled, cudaEnabled, metalEnabled, openCLEnabled},
-     {}},
-    {action::Render,
-     {prop::Time, prop::FieldToRender, prop::RenderWindow, prop::RenderScale, prop::SequentialRenderStatus,
-      prop::InteractiveRenderStatus, prop::RenderQualityDraft, openGLEnabled, cudaEnabled, metalEnabled, openCLEnabled},
-     {}},
-    {action::InteractDraw,
-     {prop::EffectInstance, prop::InteractPixelScale, prop::InteractBackgroundColour, prop::Time, prop::RenderScale},
-     {}},
-    {action::InteractPenMotion,
-     {prop::EffectInstance, prop::InteractPixelScale, prop::InteractBackgroundColour, prop::Time, prop::RenderScale,
-      prop::InteractPenPosition, prop::InteractPenViewportPosition, prop::InteractPenPressure},
-     {}},
-    {action::InteractKeyDown,
-     {prop::EffectInstance, keySymbolProperty, keyStringProperty, prop::Time, prop::RenderScale},
-     {}},
-};
-
-// Actions that carry what another one carries.
-constexpr std::pair<const char*, const char*> actionAliases[] = {
-    {action::InteractPenDown, action::InteractPenMotion}, {action::InteractPenUp, action::InteractPenMotion},
-    {action::InteractKeyUp, action::InteractKeyDown},     {action::InteractKeyRepeat, action::InteractKeyDown},
-    {action::InteractGainFocus, action::InteractDraw},    {action::InteractLoseFocus, action::InteractDraw},
-};
-
 // ---- Allowed values -------------------------------------------------------------------------------------------
 
 constexpr const char* contexts[] = {"OfxImageEffectContextGenerator",
@@ -493,6 +397,8 @@ struct ToleranceRow {
 constexpr const char* noRangeReason = "ranges belong to numeric parameters";
 constexpr const char* clipNameReason = "the effect has no clip of that name here";
 
+constexpr const char* argumentReason = "an argument of the action, not of the interact";
+
 constexpr ToleranceRow tolerances[] = {
     {ObjectKind::EffectInstance, prop::MultipleClipDepths, "a property of the descriptor, written to an instance"},
     {ObjectKind::EffectInstance, prop::PluginHostFrameThreading,
@@ -503,6 +409,9 @@ constexpr ToleranceRow tolerances[] = {
     {ObjectKind::ParamDescriptor, prop::ParamDisplayMin, noRangeReason},
     {ObjectKind::ParamDescriptor, prop::ParamDisplayMax, noRangeReason},
     {ObjectKind::ParamDescriptor, prop::ParamAnimates, "the parameter has no value"},
+    {ObjectKind::InteractInstance, prop::RenderScale, argumentReason},
+    {ObjectKind::InteractInstance, prop::Time, argumentReason},
+    {ObjectKind::InteractInstance, prop::InteractPenPosition, argumentReason},
     {ObjectKind::OutArgs, prop::ClipRoIPrefix, clipNameReason},
     {ObjectKind::OutArgs, prop::ClipFrameRangePrefix, clipNameReason},
 };
@@ -558,23 +467,6 @@ void addParamProperties(PropertySet& set, bool instance, const ParamTypeInfo& ty
     addValueProperties(set, instance, type);
     addDimensionLabels(set, instance, type);
     if (!type.interpolates) set.setInt(prop::ParamAnimates, 0);
-}
-
-void addArgumentProperties(PropertySet& set, std::string_view actionText) {
-    for (const auto& [alias, same] : actionAliases) {
-        if (actionText == alias) actionText = same;
-    }
-    const bool in = set.kind() == ObjectKind::InArgs;
-    for (const ActionArguments& entry : actionArguments) {
-        if (actionText != entry.action) continue;
-        for (const char* name : in ? entry.in : entry.out) {
-            for (PropertyRow row : argumentRows) {
-                if (std::string_view(row.name) != name) continue;
-                row.access = in ? ro : rw;
-                set.addTable(&row, 1);
-            }
-        }
-    }
 }
 
 const char* const* allowedTexts(std::string_view property) {

@@ -42,8 +42,8 @@ struct Follower {
 };
 std::span<const Follower> followers();
 
-// Writes that the standard does not provide for but that bundles in the field make and every host shrugs off: still
-// answered with an error status, but reported as a note. Null when the write is an ordinary error, else the reason.
+// Accesses that the standard does not provide for but that bundles in the field make and every host shrugs off: still
+// answered with an error status, but reported as a note. Null when the access is an ordinary error, else the reason.
 const char* toleranceOf(ObjectKind kind, std::string_view property);
 
 }  // namespace ofxhost

@@ -97,7 +97,7 @@ OfxStatus clipGetImage(OfxImageClipHandle handle, OfxTime time, const OfxRectD*,
 
 OfxStatus clipReleaseImage(OfxPropertySetHandle image) {
     const auto* known = static_cast<PropertySet*>(findHandle(image, HandleKind::PropertySet).object);
-    const std::string owner = known ? known->owner() : "bad handle";  // gone after the call
+    std::string owner = known ? known->owner() : "bad handle";  // gone after the call
     const auto arguments = [&owner] { return owner; };
     return callOn<PropertySet>(
         "clipReleaseImage", image, HandleKind::PropertySet, "", arguments, [=](PropertySet& set) {
@@ -142,7 +142,7 @@ OfxStatus imageMemoryAlloc(OfxImageEffectHandle handle, std::size_t bytes, OfxIm
                 return ofx::status::ErrBadHandle;
             }
             if (!memory) return nullResult(*host, "imageMemoryAlloc");
-            if (host->hooks().failAllocations) return ofx::status::ErrMemory;
+            if (host->hooks().failAllocations || bytes > largestBlock) return ofx::status::ErrMemory;
             auto block = std::make_shared<ImageMemory>(*host, bytes);
             *memory = block->handle();
             std::lock_guard lock(host->resources().mutex);

@@ -22,6 +22,7 @@ OfxStatus overlayMain(const char* action, const void* handle, OfxPropertySetHand
 
 // Describe
 OfxStatus actionLoad();
+OfxStatus actionUnload();
 OfxStatus actionDescribe(const EffectEntry& entry, OfxImageEffectHandle descriptor);
 OfxStatus actionDescribeInContext(const EffectEntry& entry, OfxImageEffectHandle descriptor);
 

@@ -1,4 +1,5 @@
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <vector>
 
@@ -7,7 +8,12 @@
 
 // ---- Load -----------------------------------------------------------------------------------------------------
 
+namespace {
+std::atomic<int> s_loaded{0};  // effects between load and unload
+}
+
 OfxStatus actionLoad() {
+    ++s_loaded;
     const bool performance = read_variable_is_yes("PERFMON");
     const bool memory = read_variable_is_yes("MEMMON");
     const bool console = read_variable_is_yes("FORCECONSOLE");
@@ -18,6 +24,15 @@ OfxStatus actionLoad() {
     SetTiming(performance);
     k7_memory_set_tracking(memory);
     k7_memory_set_trace(memory);
+    return ofx::status::OK;
+}
+
+// The last effect to leave gives back what the process would otherwise keep of us.
+OfxStatus actionUnload() {
+    if (--s_loaded == 0) {
+        CloseLog();
+        k7_image_blocks_release();
+    }
     return ofx::status::OK;
 }
 

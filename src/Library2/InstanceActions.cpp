@@ -1,3 +1,4 @@
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -15,6 +16,10 @@ void wireClip(OfxImageEffectHandle instance, InstanceRecord& record, std::size_t
     ClipBlock& block = record.inputs[index];
     block.handle = clipHandle(instance, bundleState().quirks->primaryClipName(clip.param().name));
     clip.wire(block.handle ? &block.handle : nullptr, record.effect.get());
+}
+
+namespace {
+std::atomic<int> s_instances{0};
 }
 
 // ---- Create ---------------------------------------------------------------------------------------------------
@@ -73,6 +78,7 @@ OfxStatus actionCreateInstance(const EffectEntry& entry, OfxImageEffectHandle in
     record->inputs.resize(effect.info().inputs().size());
     for (std::size_t i = 0; i < record->inputs.size(); ++i) wireClip(instance, *record, i);
     if (!set.setPointer(ofx::prop::InstanceData, record.get())) return ofx::status::Failed;
+    ++s_instances;
     record.release()->effect->InstanceCreated();
     return ofx::status::OK;
 }
@@ -86,6 +92,7 @@ OfxStatus actionDestroyInstance(OfxImageEffectHandle instance) {
     record->effect->setSlot(SLOT_OWN_THREADS, nullptr);
     record->ownThreads.reset();
     record->effect.reset();
+    if (--s_instances == 0) k7_image_blocks_release();
     if (k7_memory_tracking()) {
         k7_memory_report(MemoryTable::Normal, true);
         k7_memory_report(MemoryTable::Image, true);

@@ -17,9 +17,10 @@ PropertySet interactProperties(OfxInteractHandle interact) {
 // An interact and the effect it belongs to. Arguments of the action are looked for first, then the interact itself.
 class Interact {
   public:
-    Interact(OfxInteractHandle handle, const PropertySet& inArgs) : m_set(interactProperties(handle)), m_inArgs(inArgs) {
-        const auto fromInteract = m_set.pointerOr(ofx::prop::EffectInstance, nullptr);
-        m_instance = static_cast<OfxImageEffectHandle>(inArgs.pointerOr(ofx::prop::EffectInstance, fromInteract));
+    Interact(const PropertySet& set, const PropertySet& inArgs) : m_set(set), m_inArgs(inArgs) {
+        void* instance = inArgs.pointerOr(ofx::prop::EffectInstance, nullptr);
+        if (!instance) instance = set.pointerOr(ofx::prop::EffectInstance, nullptr);
+        m_instance = static_cast<OfxImageEffectHandle>(instance);
         m_record = instanceRecord(m_instance);
     }
 
@@ -45,7 +46,8 @@ class Interact {
     }
 
     double argument(const char* name, double fallback, int index = 0) const {
-        return m_inArgs.doubleOr(name, m_set.doubleOr(name, fallback, index), index);
+        double value = fallback;
+        return m_inArgs.getDouble(name, &value, index) ? value : m_set.doubleOr(name, fallback, index);
     }
 
     void wireWidgets() const {
@@ -101,11 +103,11 @@ OfxStatus penInteract(const Interact& interact, PenEventCode event) {
 }
 
 OfxStatus dispatch(std::string_view action, OfxInteractHandle handle, const PropertySet& inArgs) {
-    const Interact interact(handle, inArgs);
     namespace act = ofx::action;
-    if (action == act::Describe) return ofx::status::OK;
+    const PropertySet set = interactProperties(handle);
+    if (action == act::Describe || action == act::DestroyInstance) return ofx::status::OK;
+    const Interact interact(set, inArgs);
     if (action == act::CreateInstance) return createInteract(interact);
-    if (action == act::DestroyInstance) return ofx::status::OK;
     if (action == act::InteractDraw) return drawInteract(interact);
     if (action == act::InteractPenMotion) return penInteract(interact, PenEventCode::Motion);
     if (action == act::InteractPenDown) return penInteract(interact, PenEventCode::Down);

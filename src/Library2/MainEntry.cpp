@@ -24,7 +24,7 @@ OfxStatus dispatch(const EffectEntry& entry, std::string_view action, OfxImageEf
                    const PropertySet& outArgs) {
     namespace act = ofx::action;
     if (action == act::Load) return actionLoad();
-    if (action == act::Unload) return ofx::status::OK;
+    if (action == act::Unload) return actionUnload();
     if (action == act::Describe) return actionDescribe(entry, effect);
     if (action == act::DescribeInContext) return actionDescribeInContext(entry, effect);
     if (action == act::CreateInstance) return actionCreateInstance(entry, effect);

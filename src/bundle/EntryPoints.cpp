@@ -49,6 +49,14 @@ PluginTable& pluginTable() {
 
 }  // namespace
 
+#if defined(QUILLON_OWN_RUNTIME)
+// The C++ runtime inside this library keeps memory for throwing when there is none; it goes when the library does.
+namespace __gnu_cxx {
+void __freeres();
+}
+[[gnu::destructor]] static void releaseRuntime() { __gnu_cxx::__freeres(); }
+#endif
+
 extern "C" {
 
 [[gnu::visibility("default")]] int OfxGetNumberOfPlugins() { return EFFECT_COUNT; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "effects/CrashZoom.h"
 #include "effects/Darken.h"
 #include "effects/Lighten.h"
 #include "effects/PassThrough.h"
@@ -21,7 +22,7 @@ constexpr EffectDefinition passThrough() {
 }
 
 constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
-    passThrough<"CrashZoom">(),
+    defineEffect<CrashZoom>(),
     passThrough<"Aurora">(),
     passThrough<"BitsFly">(),
     passThrough<"Brush">(),

@@ -16,8 +16,6 @@ struct PassThroughRow {
 
 inline constexpr PassThroughRow PASS_THROUGH[] = {
     // clang-format off
-    {{.name = "CrashZoom", .menu = "Blurs", .overlay = true, .description = "Convergence blurring. This effect is in Box Number 8"},
-     {{"Input", "Clip to Zoom", "Input", true}, {"Object", "Objects Clip"}}},
     {{.name = "Aurora", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "The Aurora Borealis visited with swirling streaks. This effect is in Box Number 1"},
      {{"Input1", "Sky"}, {"Input2", "Matte"}}},
     {{.name = "BitsFly", .menu = "Pixel Trip", .overlay = true, .description = "Twirls away tiles of the image. This effect is in Box Number 12"},

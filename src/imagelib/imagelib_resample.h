@@ -84,6 +84,7 @@ bool image_sample_unit(const K7Image* image, float u, float v, float* out, int c
 // The result is limited to 0 and the full value (float samples: the largest float).
 bool image_sample_area(const K7Image* image, float x, float y, float xscale, float yscale, float* out, int channels,
                        const ImagelibKernel* kernel);
+bool image_clamps_negative();
 void image_set_clamp_negative(bool on);  // rows of the area sampler that sum up below 0 count as 0; initially on
 
 // ---- Scaling --------------------------------------------------------------------------------------------------
@@ -97,8 +98,8 @@ bool image_scale(const K7Image* source, K7Image* destination, int kernel_type, b
 //
 // One-dimensional resampling of whole images with kernel->edge_mode. Integer samples go through the fixed-point
 // weights and are limited to their range; floats are not limited. Row passes want equal heights, column passes equal
-// widths, and all want equal channels and sample types and two different images. A line whose shift is a whole number
-// is copied if it is 0 and filtered otherwise.
+// widths, and all want equal channels and sample types and two different images. Shifts by 0 copy; shears filter every
+// line, also one that stays in its place.
 
 // Destination pixel x (or y) shows the source at x + offset.
 bool shift_row_pass(const K7Image* source, K7Image* destination, float offset, const ImagelibKernel* kernel);

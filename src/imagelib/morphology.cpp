@@ -13,7 +13,7 @@
 namespace {
 
 // A strip's lines and running extremes stay in the first-level cache, its slots in the second-level one.
-constexpr int MAX_STRIP_COLUMNS = 2048, MIN_STRIP_COLUMNS = 64;
+constexpr int MAX_STRIP_COLUMNS = 512, MIN_STRIP_COLUMNS = 64;
 constexpr int SLOT_BUDGET_PIXELS = 384 * 1024 / 16;
 
 // Window offsets limited to what can lie in an image of this size. Empty (count() < 1) where no place ever does.

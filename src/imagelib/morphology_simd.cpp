@@ -9,27 +9,9 @@
 namespace QUILLON_SIMD {
 namespace {
 
-// ---- Vectors of one, two or four RGBA pixels -------------------------------------------------------------------
+// ---- Vectors of one or two RGBA pixels -------------------------------------------------------------------
 
-#if defined(__AVX512F__)
-using Vector = __m512;
-inline Vector load(const float* from) { return _mm512_loadu_ps(from); }
-inline void store(float* to, Vector v) { _mm512_storeu_ps(to, v); }
-inline Vector every(float value) { return _mm512_set1_ps(value); }
-inline Vector pixels(__m128 pixel) { return _mm512_broadcast_f32x4(pixel); }
-inline Vector smaller(Vector a, Vector b) { return _mm512_min_ps(a, b); }
-inline Vector larger(Vector a, Vector b) { return _mm512_max_ps(a, b); }
-inline Vector add(Vector a, Vector b) { return _mm512_add_ps(a, b); }
-inline Vector multiply(Vector a, Vector b) { return _mm512_mul_ps(a, b); }
-template <int channel>
-inline Vector spread(Vector v) {
-    return _mm512_permute_ps(v, channel * 0x55);
-}
-template <int predicate>
-inline Vector choose(Vector a, Vector b, Vector yes, Vector no) {  // a predicate b ? yes : no
-    return _mm512_mask_blend_ps(_mm512_cmp_ps_mask(a, b, predicate), no, yes);
-}
-#elif defined(__AVX2__)
+#if defined(__AVX2__)  // also for AVX-512: wider vectors cross a cache line with every shifted load, and were slower
 using Vector = __m256;
 inline Vector load(const float* from) { return _mm256_loadu_ps(from); }
 inline void store(float* to, Vector v) { _mm256_storeu_ps(to, v); }
@@ -79,21 +61,24 @@ constexpr int STEP = sizeof(Vector) / sizeof(float);
 template <bool maximum, GateSide gate, bool is_partial>
 struct Comparison {
     Vector nothing, threshold, weights, is_written;
+    bool is_pixel_apart;  // the window does not contain the pixel
 
     explicit Comparison(const ExtremeStrip& job)
         : nothing(every(maximum ? -__builtin_inff() : __builtin_inff())),  // loses every comparison
           threshold(every(job.threshold)),
           weights(pixels(_mm_setr_ps(0.3f, 0.5f, 0.2f, 0.0f))),
           is_written(pixels(_mm_setr_ps(job.lanes & 1 ? 1.0f : 0.0f, job.lanes & 2 ? 1.0f : 0.0f,
-                                        job.lanes & 4 ? 1.0f : 0.0f, job.lanes & 8 ? 1.0f : 0.0f))) {}
+                                        job.lanes & 4 ? 1.0f : 0.0f, job.lanes & 8 ? 1.0f : 0.0f))),
+          is_pixel_apart(job.across.first > 0 || job.across.last < 0 || job.down.first > 0 || job.down.last < 0) {}
 
     static Vector extreme(Vector a, Vector b) { return maximum ? larger(a, b) : smaller(a, b); }
 
-    // NaN takes no part. Negative zeros become positive: which of two equal zeros wins must not depend on the order.
-    Vector clean(Vector v) const { return add(choose<_CMP_EQ_OQ>(v, v, v, nothing), every(0.0f)); }
+    // NaN takes no part: of an unordered pair the processor gives the second. Negative zeros become positive: which of
+    // two equal zeros wins must not depend on the order.
+    Vector clean(Vector v) const { return add(extreme(v, nothing), every(0.0f)); }
 
     Vector finish(Vector found, Vector source, Vector other) const {
-        found = extreme(found, clean(source));
+        if (is_pixel_apart) found = extreme(found, clean(source));
         found = choose<_CMP_EQ_OQ>(found, nothing, source, found);
         if constexpr (gate != GateSide::none) {
             const Vector parts = multiply(source, weights);

@@ -116,9 +116,20 @@ static void scale_rgba(float* out, const float* in, const int* start, const floa
     }
 }
 
+static void shear_columns_rgba(float* out, const float* in, std::size_t stride, const int* row, const float* weights,
+                               int taps, int first, int last) {
+    for (int x = first; x <= last; ++x) {
+        const float* p = in + row[x] * static_cast<std::ptrdiff_t>(stride) + static_cast<std::ptrdiff_t>(x) * 4;
+        const float* w = weights + static_cast<std::size_t>(x) * taps;
+        Pixel sum = w[0] * load_pixel(p);
+        for (int k = 1; k < taps; ++k) sum += w[k] * load_pixel(p + k * stride);
+        store_pixel(out + static_cast<std::size_t>(x) * 4, sum);
+    }
+}
+
 }  // namespace
 
 extern const ResampleKernels resample_table;
-const ResampleKernels resample_table{sum_rows, scale_rgba, filter_row};
+const ResampleKernels resample_table{sum_rows, scale_rgba, filter_row, shear_columns_rgba};
 
 }  // namespace QUILLON_SIMD

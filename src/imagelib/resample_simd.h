@@ -14,6 +14,9 @@ struct ResampleKernels {
     // Samples: out[i] = sum over k of weights[k] * in[i + k * step].
     void (*filter_row)(float* out, const float* in, const float* weights, int taps, std::size_t step, std::size_t count,
                        bool stream);
+    // RGBA pixels first to last: out[x] = sum over k of weights[x * taps + k] * in[(row[x] + k) * stride + 4 * x].
+    void (*shear_columns_rgba)(float* out, const float* in, std::size_t stride, const int* row, const float* weights,
+                               int taps, int first, int last);
 };
 
 const ResampleKernels& resample_kernels();

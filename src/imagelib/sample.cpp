@@ -29,7 +29,7 @@ void add_pixel(const K7Image* image, int x, int y, float weight, float* sums, in
 }
 
 // Brings a coordinate into a range where indices are safe, without changing what is read there. Repeating edges fold
-// by their period; beyond a clamped or black edge every place further than `reach` is like any other.
+// by their period; beyond a clamped or black edge only the fraction of a place further than `reach` counts.
 float safe_coordinate(float x, int n, int edge, float reach) {
     const float size = static_cast<float>(n);
     switch (edge) {
@@ -40,8 +40,12 @@ float safe_coordinate(float x, int n, int edge, float reach) {
         case EDGE_MIRROR:
             return std::fmod(std::fabs(x), 2 * size);
         default:
-            return std::clamp(x, -reach, size + reach);
+            break;
     }
+    const float margin = std::ceil(reach) + 1;
+    if (x >= -margin && x <= size + margin) return x;
+    const float fraction = std::isinf(x) ? 0.0f : x - std::floor(x);
+    return x < 0 ? fraction - margin : size + margin + fraction;
 }
 
 struct Point {
@@ -106,7 +110,7 @@ constexpr int CHANNELS_ABREAST = 4;
 template <class T>
 void sample_window(const K7Image* image, const Window& columns, const Window& rows, int channel, int channels,
                    float* out, const ImagelibKernel* kernel) {
-    const bool clamp_negative = g_clamp_negative.load(std::memory_order_relaxed);
+    const bool clamp_negative = image_clamps_negative();
     float total[CHANNELS_ABREAST] = {}, row_weights = 0;
     for (int y = rows.first; y <= rows.last; ++y) {
         const float row_weight = kernel->weights[rows.entry(y)];
@@ -213,4 +217,5 @@ bool image_sample_area(const K7Image* image, float x, float y, float xscale, flo
     return true;
 }
 
+bool image_clamps_negative() { return g_clamp_negative.load(std::memory_order_relaxed); }
 void image_set_clamp_negative(bool on) { g_clamp_negative.store(on, std::memory_order_relaxed); }

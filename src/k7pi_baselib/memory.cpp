@@ -8,6 +8,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "k7pi_baselib/image_blocks.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/memory_log.h"
 #include "k7pi_baselib/memory_tracker.h"
@@ -60,6 +61,33 @@ std::uintptr_t address_of(const void* pointer) { return reinterpret_cast<std::ui
 
 void* allocate(std::size_t size, bool zeroed) { return zeroed ? std::calloc(1, size) : std::malloc(size); }
 
+constexpr std::size_t WORDS = 8;
+
+// Page aligned image memory of some size is the pool's, known by its lead: a whole page, which no heap gives.
+bool pooled(std::size_t size, std::size_t alignment, bool image) {
+    return image && alignment == page_size() && size >= SMALLEST_IMAGE_BLOCK;
+}
+
+char* take_aligned(std::size_t size, std::size_t alignment, bool image, bool zeroed) {
+    if (pooled(size, alignment, image))
+        if (void* block = image_block_take(size + alignment, zeroed)) return static_cast<char*>(block);
+    // From calloc, which knows when the kernel's pages are zero already.
+    void* start = allocate(size + alignment + WORDS, zeroed);
+    if (start && !zeroed) std::memset(start, 0, 2 * WORDS);  // not to be taken for the pool's
+    return static_cast<char*>(start);
+}
+
+void give_aligned(char* start, std::size_t lead, std::size_t size, bool image) {
+    if (lead == page_size() && pooled(size, lead, image) && image_block_give(start)) return;
+    std::free(start);
+}
+
+std::uint32_t word_before(const void* pointer, std::ptrdiff_t bytes) {
+    std::uint32_t word;
+    std::memcpy(&word, static_cast<const char*>(pointer) - bytes, sizeof word);
+    return word;
+}
+
 void* tracked_malloc(bool image, std::size_t size, bool zeroed, Caller caller) {
     if (size == 0) {
         say(TRACE_ERROR, "K7-HM-DEBUG: %smalloc( size=0 ) attempted! [%s(%d)]\n", family(image), known(caller.file),
@@ -93,7 +121,10 @@ void tracked_free(bool image, void* pointer, bool aligned, Caller caller) {
         return;
     }
     const TrackedBlock block = *found;
-    std::free(static_cast<char*>(pointer) - block.lead);
+    if (aligned)
+        give_aligned(static_cast<char*>(pointer) - block.lead, block.lead, word_before(pointer, 8), image);
+    else
+        std::free(pointer);
     table.remove(block.address);
     if (caller.traced()) {
         say(TRACE_INFO, "K7-HM-TRACE: %sfree(%p) at [%s(%d)].\n", family(image), reinterpret_cast<void*>(block.address),
@@ -208,8 +239,6 @@ void k7_image_free(void* pointer, const char* file, int line) {
 namespace {
 
 constexpr std::size_t LARGEST_ALIGNED = 0x7fffffff;
-constexpr std::size_t WORDS = 8;
-
 void* place_aligned(char* start, std::size_t size, std::size_t alignment, std::uint32_t& lead) {
     const std::uintptr_t first = address_of(start) + WORDS;
     lead = static_cast<std::uint32_t>(WORDS + (alignment - first % alignment) % alignment);
@@ -220,12 +249,12 @@ void* place_aligned(char* start, std::size_t size, std::size_t alignment, std::u
     return result;
 }
 
-void* tracked_aligned_malloc(bool image, std::size_t size, std::size_t alignment, Caller caller) {
+void* tracked_aligned_malloc(bool image, std::size_t size, std::size_t alignment, bool zeroed, Caller caller) {
     TrackerTable& table = table_of(image);
     const TrackedCall call(table);
     const std::size_t whole = size + alignment + WORDS;
     void* result = nullptr;
-    if (auto* start = static_cast<char*>(std::calloc(1, whole))) {
+    if (char* start = take_aligned(size, alignment, image, zeroed)) {
         std::uint32_t lead;
         result = place_aligned(start, size, alignment, lead);
         // Known by the address that the caller has, so that a second free is refused before anything is read there.
@@ -239,26 +268,35 @@ void* tracked_aligned_malloc(bool image, std::size_t size, std::size_t alignment
 
 }  // namespace
 
-void* k7_aligned_malloc(std::size_t size, int alignment, bool image, const char* file, int line) {
+namespace {
+
+void* aligned_malloc(std::size_t size, int alignment, bool image, bool zeroed, Caller caller) {
     if (size > LARGEST_ALIGNED) return nullptr;
     const std::size_t step =
         alignment < 4 ? std::max<std::size_t>(page_size(), 512) : static_cast<std::size_t>(alignment);
     if (active()) [[unlikely]]
-        return tracked_aligned_malloc(image, size, step, {file, line});
-    // From calloc, which knows when the kernel's pages are zero already: a 4K float picture is then cleared while it
-    // is first written rather than in a pass of its own.
-    auto* start = static_cast<char*>(std::calloc(1, size + step + WORDS));
+        return tracked_aligned_malloc(image, size, step, zeroed, caller);
+    char* start = take_aligned(size, step, image, zeroed);
     std::uint32_t lead;
     return start ? place_aligned(start, size, step, lead) : nullptr;
+}
+
+}  // namespace
+
+void* k7_aligned_malloc(std::size_t size, int alignment, bool image, const char* file, int line) {
+    return aligned_malloc(size, alignment, image, true, {file, line});
+}
+
+void* k7_aligned_malloc_uncleared(std::size_t size, int alignment, bool image, const char* file, int line) {
+    return aligned_malloc(size, alignment, image, false, {file, line});
 }
 
 void k7_aligned_free(void* pointer, bool image, const char* file, int line) {
     if (active()) [[unlikely]]
         return tracked_free(image, pointer, true, {file, line});
     if (!pointer) return;
-    std::uint32_t lead;
-    std::memcpy(&lead, static_cast<char*>(pointer) - 4, sizeof lead);
-    std::free(static_cast<char*>(pointer) - lead);
+    const std::uint32_t lead = word_before(pointer, 4);
+    give_aligned(static_cast<char*>(pointer) - lead, lead, word_before(pointer, 8), image);
 }
 
 // ---- Report -------------------------------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 // What the sources of this library need of the operating system beyond the public header. Private to the folder.
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <string>
 
@@ -14,3 +15,7 @@ LocalTime local_time();
 std::FILE* open_log_stream(const char* path, bool truncate);  // appending, unbuffered, not inherited by children
 std::FILE* open_console_stream();                             // the controlling terminal, or null
 bool standard_error_is_terminal();
+
+// Zeroed pages straight from the system, in large pages where it has them. `alignment` is a power of two.
+void* platform_map_pages(std::size_t bytes, std::size_t alignment);
+void platform_unmap_pages(void* pages, std::size_t bytes);

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/random.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -216,6 +217,21 @@ std::string module_path() {
     std::free(resolved);
     return path;
 }
+
+void* platform_map_pages(std::size_t bytes, std::size_t alignment) {
+    const std::size_t whole = bytes + alignment;
+    void* start = ::mmap(nullptr, whole, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (start == MAP_FAILED) return nullptr;
+    const auto address = reinterpret_cast<std::uintptr_t>(start);
+    const std::uintptr_t aligned = (address + alignment - 1) & ~(std::uintptr_t(alignment) - 1);
+    auto* result = static_cast<char*>(start) + (aligned - address);
+    if (aligned != address) ::munmap(start, aligned - address);
+    if (const std::size_t behind = address + whole - (aligned + bytes)) ::munmap(result + bytes, behind);
+    ::madvise(result, bytes, MADV_HUGEPAGE);  // a wish: without it the pages are small
+    return result;
+}
+
+void platform_unmap_pages(void* pages, std::size_t bytes) { ::munmap(pages, bytes); }
 
 void* find_symbol(const char* name, std::initializer_list<const char*> libraries) {
     if (void* symbol = ::dlsym(RTLD_DEFAULT, name)) return symbol;

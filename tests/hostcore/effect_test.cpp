@@ -243,6 +243,7 @@ TEST_F(EffectTest, LendsAlignedMemoryAndMissesWhatIsNotReturned) {
     EXPECT_EQ(suites.memory->memoryFree(data), OK);
     EXPECT_EQ(suites.memory->memoryFree(data), ErrBadHandle);
     EXPECT_EQ(suites.memory->memoryAlloc(nullptr, SIZE_MAX / 2, &data), ErrMemory);
+    EXPECT_EQ(s.imageMemoryAlloc(nullptr, SIZE_MAX / 2, &block), ErrMemory);
 }
 
 TEST_F(EffectTest, ChecksWhatADescriptionMustHold) {

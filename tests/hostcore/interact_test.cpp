@@ -37,6 +37,7 @@ TEST_F(InteractTest, LivesAndCarriesTheViewer) {
         EXPECT_EQ(p.propGetDoubleN(own, prop::InteractPixelScale, 2, pair), OK);
         EXPECT_EQ(pair[0], 0.5);
         EXPECT_EQ(p.propGetDoubleN(call.in, prop::RenderScale, 2, pair), OK);
+        EXPECT_EQ(p.propGetDoubleN(own, prop::RenderScale, 2, pair), ErrUnknown) << "only among the arguments";
         EXPECT_EQ(p.propGetDouble(call.in, prop::Time, 0, &time), OK);
         EXPECT_EQ(time, 12.0);
         if (call.is(ofx::action::InteractPenDown)) {
@@ -48,11 +49,14 @@ TEST_F(InteractTest, LivesAndCarriesTheViewer) {
         }
         return ReplyDefault;
     });
+    forget();
     auto interact = ofxhost::Interact::create(effect.instance(), view);
     ASSERT_NE(interact, nullptr);
     EXPECT_EQ(interact->penMotion({1, 2}), ReplyDefault);
     EXPECT_EQ(interact->penDown({30, 40}), OK);
     EXPECT_EQ(interact->draw(), ReplyDefault);
+    EXPECT_EQ(errors(), 0) << "looked for in the wrong place, as many do";
+    EXPECT_EQ(notes(), 3);
     EXPECT_EQ(interact->redraws(), 1);
     EXPECT_EQ(interact->properties().getString(prop::InteractSlaveToParam), "amount");
     const OfxInteractHandle handle = interact->handle();

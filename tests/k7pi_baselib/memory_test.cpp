@@ -265,3 +265,23 @@ TEST_F(TrackedMemory, ThreadsShareTheTables) {
     EXPECT_EQ(normal().current_size, before);
     EXPECT_EQ(log(), "");
 }
+
+TEST(ImageBlocks, FreedMemoryIsGivenAgainAndClearedOnlyWhereAsked) {
+    constexpr std::size_t SIZE = std::size_t(3) << 20;
+    for (int round = 0; round < 3; ++round) {
+        auto* pixels = static_cast<unsigned char*>(k7_aligned_malloc(SIZE, -1, true));
+        ASSERT_NE(pixels, nullptr);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(pixels) % page_size(), 0u);
+        EXPECT_TRUE(std::all_of(pixels, pixels + SIZE, [](unsigned char byte) { return byte == 0; }));
+        std::fill_n(pixels, SIZE, static_cast<unsigned char>(7));
+        auto* other = static_cast<unsigned char*>(k7_aligned_malloc_uncleared(SIZE, -1, true));
+        ASSERT_NE(other, nullptr);
+        EXPECT_NE(other, pixels);
+        std::fill_n(other, SIZE, static_cast<unsigned char>(9));
+        EXPECT_TRUE(std::all_of(pixels, pixels + SIZE, [](unsigned char byte) { return byte == 7; }));
+        k7_aligned_free(pixels, true);
+        k7_aligned_free(other, true);
+        if (round == 1) k7_image_blocks_release();
+    }
+    k7_image_blocks_release();
+}

@@ -1,8 +1,7 @@
-#include <sys/stat.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <climits>
-#include <regex>
 #include <set>
 
 #include "temporary_home.h"
@@ -81,11 +80,11 @@ TEST_F(Platform, FileServices) {
 }
 
 TEST_F(Platform, UuidsAndTemporaryNames) {
-    const std::regex version_4("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
+    const std::string version_4("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
     std::set<std::string> seen;
     for (int i = 0; i < 1000; ++i) {
         const std::string uuid = make_uuid();
-        ASSERT_TRUE(std::regex_match(uuid, version_4)) << uuid;
+        ASSERT_THAT(uuid, testing::MatchesRegex(version_4));
         ASSERT_TRUE(seen.insert(uuid).second);
     }
     ScopedEnvironment tmp("TMP", "/first/"), tmpdir("TMPDIR", "/second");

@@ -1,0 +1,24 @@
+// A sub-command of the program: one file each, and a line in the table of main.cpp.
+#pragma once
+
+#include <functional>
+
+namespace CLI {
+class App;
+}
+
+namespace quillon {
+
+struct Command {
+    const char* name;
+    const char* summary;
+    // Adds the options to the command's part of the command line and answers what runs when it is the chosen one. That
+    // throws UsageError, RunError or another exception when it fails.
+    std::function<void()> (*declare)(CLI::App& app);
+};
+
+extern const Command listCommand;
+extern const Command describeCommand;
+extern const Command renderCommand;
+
+}  // namespace quillon

@@ -1,0 +1,148 @@
+// Arithmetic in place. One loop over a row serves all operators, sample types and masks; it is bound by memory.
+#include "imagelib/imagelib_arithmetic.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "imagelib/samples.h"
+
+namespace {
+
+constexpr float TINY = 0.000001f;
+
+template <class T>
+T store_sample(float value) {
+    if constexpr (is_integer_sample<T>) {
+        const float limited = value > 0.0f ? std::min(value, full_value<T>) : 0.0f;
+        return truncate_sample<T>(limited + 0.5f);
+    } else {
+        return value;
+    }
+}
+
+// Bits of a mask as one flag a channel; channels past the 32nd are only ever reached by the mask -1.
+struct ChannelMask {
+    int mask;
+    bool all() const { return mask == -1; }
+    bool operator[](int channel) const {
+        return all() || (channel < 32 && (static_cast<unsigned>(mask) >> channel & 1u));
+    }
+};
+
+// compute(place of the sample in the row) for every sample that the mask selects.
+template <class T, class Compute>
+void update_row(T* row, int width, int channels, ChannelMask mask, const Compute& compute) {
+    const std::size_t count = std::size_t(width) * channels;
+    if (mask.all()) {
+        for (std::size_t i = 0; i < count; ++i) row[i] = store_sample<T>(compute(i));
+    } else if (channels == 4) {
+        const bool selected[4] = {mask[0], mask[1], mask[2], mask[3]};
+        for (std::size_t i = 0; i < count; i += 4) {
+            for (std::size_t c = 0; c < 4; ++c) {
+                const T changed = store_sample<T>(compute(i + c));
+                row[i + c] = selected[c] ? changed : row[i + c];
+            }
+        }
+    } else {
+        for (int c = 0; c < channels; ++c) {
+            if (!mask[c]) continue;
+            for (std::size_t i = c; i < count; i += channels) row[i] = store_sample<T>(compute(i));
+        }
+    }
+}
+
+template <class T, class Operate>
+void update_constant(K7Image* image, int mask, const Operate& operate) {
+    for_rows(image->height, [&](int first, int last) {
+        for (int y = first; y <= last; ++y) {
+            T* row = image_row<T>(image, y);
+            update_row(row, image->width, image->channels, {mask},
+                       [row, operate](std::size_t i) { return operate(static_cast<float>(row[i])); });
+        }
+    });
+}
+
+template <class T, class Operate>
+void update_image(K7Image* a, const K7Image* b, int mask, const Operate& operate) {
+    for_rows(a->height, [&](int first, int last) {
+        for (int y = first; y <= last; ++y) {
+            T* row = image_row<T>(a, y);
+            const T* other = image_row<T>(b, y);
+            update_row(row, a->width, a->channels, {mask}, [row, other, operate](std::size_t i) {
+                return operate(static_cast<float>(row[i]), static_cast<float>(other[i]));
+            });
+        }
+    });
+}
+
+// Quotient of floats; the samples themselves are returned where there is none.
+float guarded_quotient(float a, float b) { return std::fabs(b) > TINY ? a / b : a; }
+
+}  // namespace
+
+bool image_arithmetic_constant(K7Image* image, ConstantOperator op, float c, int mask) {
+    if (!is_valid(image)) return false;
+    if (op == ConstantOperator::subtract) op = ConstantOperator::add, c = -c;
+    if (op == ConstantOperator::divide) op = ConstantOperator::multiply, c = std::fabs(c) < TINY ? 1.0f : 1.0f / c;
+    return visit_sample_type(image->sample_type, [&](auto sample) {
+        using T = decltype(sample);
+        if (op == ConstantOperator::add) update_constant<T>(image, mask, [c](float s) { return s + c; });
+        if (op == ConstantOperator::multiply) update_constant<T>(image, mask, [c](float s) { return s * c; });
+        if (op == ConstantOperator::reverse_subtract) update_constant<T>(image, mask, [c](float s) { return c - s; });
+        image->stats_valid = 0;
+    });
+}
+
+bool image_arithmetic_image(K7Image* a, ImageOperator op, const K7Image* b, int mask) {
+    if (!is_valid(a) || !is_valid(b) || !image_same_layout(a, b)) return false;
+    return visit_sample_type(a->sample_type, [&](auto sample) {
+        using T = decltype(sample);
+        constexpr float unit = 1.0f / full_value<T>;
+        switch (op) {
+            case ImageOperator::add:
+                update_image<T>(a, b, mask, [](float s, float t) { return s + t; });
+                break;
+            case ImageOperator::subtract:
+                update_image<T>(a, b, mask, [](float s, float t) { return s - t; });
+                break;
+            case ImageOperator::multiply:
+                update_image<T>(a, b, mask, [](float s, float t) { return s * t; });
+                break;
+            case ImageOperator::multiply_scaled:
+                update_image<T>(a, b, mask, [](float s, float t) { return s * t * unit; });
+                break;
+            case ImageOperator::divide:
+                update_image<T>(a, b, mask, guarded_quotient);
+                break;
+        }
+        a->stats_valid = 0;
+    });
+}
+
+bool image_add_constant(K7Image* image, float c) { return image_arithmetic_constant(image, ConstantOperator::add, c); }
+bool image_multiply_constant(K7Image* image, float c) {
+    return image_arithmetic_constant(image, ConstantOperator::multiply, c);
+}
+bool image_multiply_constant_masked(K7Image* image, float c, int mask) {
+    return image_arithmetic_constant(image, ConstantOperator::multiply, c, mask);
+}
+bool image_divide_constant(K7Image* image, float c) {
+    return image_arithmetic_constant(image, ConstantOperator::divide, c);
+}
+
+bool image_add_image(K7Image* a, const K7Image* b) { return image_arithmetic_image(a, ImageOperator::add, b); }
+bool image_subtract_image(K7Image* a, const K7Image* b) {
+    return image_arithmetic_image(a, ImageOperator::subtract, b);
+}
+bool image_multiply_image(K7Image* a, const K7Image* b) {
+    return image_arithmetic_image(a, ImageOperator::multiply, b);
+}
+bool image_multiply_image_masked(K7Image* a, const K7Image* b, int mask) {
+    return image_arithmetic_image(a, ImageOperator::multiply, b, mask);
+}
+bool image_multiply_image_scaled(K7Image* a, const K7Image* b) {
+    return image_arithmetic_image(a, ImageOperator::multiply_scaled, b);
+}
+bool image_multiply_image_scaled_masked(K7Image* a, const K7Image* b, int mask) {
+    return image_arithmetic_image(a, ImageOperator::multiply_scaled, b, mask);
+}

@@ -1,0 +1,189 @@
+// The algebra of Porter and Duff (Compositing Digital Images, SIGGRAPH 1984) for any sample type.
+#include "imagelib/imagelib_composite.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "imagelib/samples.h"
+
+namespace {
+
+struct Rectangle {
+    int xl, yl, xh, yh;
+    bool is_empty() const { return xl >= xh || yl >= yh; }
+};
+
+Rectangle resolve_rectangle(const K7Image* image, int xl, int yl, int xh, int yh) {
+    if (xl < 0) xl = 0;
+    if (yl < 0) yl = 0;
+    if (xh < 0) xh = image->width;
+    if (yh < 0) yh = image->height;
+    if (xl > xh) std::swap(xl, xh);
+    if (yl > yh) std::swap(yl, yh);
+    return {xl, yl, std::min<int>(xh, image->width), std::min<int>(yh, image->height)};
+}
+
+float limit_to_unit(float value) {
+    const float positive = value > 0.0f ? value : 0.0f;  // NaN is 0
+    return positive < 1.0f ? positive : 1.0f;
+}
+
+// Every mode is A * weight of A + B * weight of B, with weights made of the two alphas.
+template <int mode>
+float weight_of_a(float, float alpha_b) {
+    if constexpr (mode == COMPOSITE_OVER) return 1.0f;
+    if constexpr (mode == COMPOSITE_IN || mode == COMPOSITE_ATOP) return alpha_b;
+    if constexpr (mode == COMPOSITE_STENCIL_IN || mode == COMPOSITE_STENCIL_OUT) return 0.0f;
+    return 1.0f - alpha_b;
+}
+
+template <int mode>
+float weight_of_b(float alpha_a, float) {
+    if constexpr (mode == COMPOSITE_UNDER) return 1.0f;
+    if constexpr (mode == COMPOSITE_STENCIL_IN || mode == COMPOSITE_REVERSE_ATOP) return alpha_a;
+    if constexpr (mode == COMPOSITE_IN || mode == COMPOSITE_OUT) return 0.0f;
+    return 1.0f - alpha_a;
+}
+
+// The terms that a mode lacks are left out, not multiplied by zero: an infinite sample must not make a NaN of them.
+template <int mode>
+float combine(float a, float weight_a, float b, float weight_b) {
+    if constexpr (mode == COMPOSITE_OVER) return a + b * weight_b;
+    if constexpr (mode == COMPOSITE_UNDER) return b + a * weight_a;
+    if constexpr (mode == COMPOSITE_IN || mode == COMPOSITE_OUT) return a * weight_a;
+    if constexpr (mode == COMPOSITE_STENCIL_IN || mode == COMPOSITE_STENCIL_OUT) return b * weight_b;
+    return a * weight_a + b * weight_b;
+}
+
+template <class T>
+T store_sample(float value) {
+    if constexpr (is_integer_sample<T>) return truncate_sample<T>(value);
+    constexpr float top = std::numeric_limits<float>::max();
+    return static_cast<T>(value > top ? top : value);
+}
+
+// `channels` is a constant for the common case of four.
+template <class T, int mode>
+void blend_premultiplied(T* dest, const T* a, const T* b, int width, int channels) {
+    constexpr float unit = 1.0f / full_value<T>;
+    for (int x = 0; x < width; ++x, dest += channels, a += channels, b += channels) {
+        const float alpha_a = limit_to_unit(static_cast<float>(a[3]) * unit);
+        const float alpha_b = limit_to_unit(static_cast<float>(b[3]) * unit);
+        const float of_a = weight_of_a<mode>(alpha_a, alpha_b), of_b = weight_of_b<mode>(alpha_a, alpha_b);
+        for (int c = 0; c < channels; ++c)
+            dest[c] = store_sample<T>(combine<mode>(static_cast<float>(a[c]), of_a, static_cast<float>(b[c]), of_b));
+    }
+}
+
+// Where the resulting alpha is next to nothing the colours are multiplied by it, so that they vanish with it.
+template <class T, int mode>
+void blend_straight(T* dest, const T* a, const T* b, int width, int channels) {
+    constexpr float unit = 1.0f / full_value<T>;
+    for (int x = 0; x < width; ++x, dest += channels, a += channels, b += channels) {
+        const float raw_a = static_cast<float>(a[3]), raw_b = static_cast<float>(b[3]);
+        const float alpha_a = limit_to_unit(raw_a * unit), alpha_b = limit_to_unit(raw_b * unit);
+        const float of_a = weight_of_a<mode>(alpha_a, alpha_b), of_b = weight_of_b<mode>(alpha_a, alpha_b);
+        const float raw_out = combine<mode>(raw_a, of_a, raw_b, of_b), alpha_out = raw_out * unit;
+        const float factor = alpha_out > 0.000001f ? 1.0f / alpha_out : alpha_out;
+        for (int c = 0; c < channels; ++c) {
+            const float colour =
+                combine<mode>(static_cast<float>(a[c]) * alpha_a, of_a, static_cast<float>(b[c]) * alpha_b, of_b) *
+                factor;
+            dest[c] = store_sample<T>(c == 3 ? raw_out : colour);
+        }
+    }
+}
+
+template <class T>
+using BlendRow = void (*)(T* dest, const T* a, const T* b, int width, int channels);
+
+template <class T, int mode, bool premultiplied>
+void blend_row(T* dest, const T* a, const T* b, int width, int channels) {
+    constexpr auto blend = premultiplied ? blend_premultiplied<T, mode> : blend_straight<T, mode>;
+    blend(dest, a, b, width, channels);
+}
+
+template <class T, bool premultiplied>
+BlendRow<T> blend_for(int mode) {
+    static constexpr BlendRow<T> table[] = {
+        blend_row<T, 1, premultiplied>, blend_row<T, 2, premultiplied>, blend_row<T, 3, premultiplied>,
+        blend_row<T, 4, premultiplied>, blend_row<T, 5, premultiplied>, blend_row<T, 6, premultiplied>,
+        blend_row<T, 7, premultiplied>, blend_row<T, 8, premultiplied>, blend_row<T, 9, premultiplied>};
+    return table[mode - COMPOSITE_OVER];
+}
+
+}  // namespace
+
+bool image_composite(K7Image* dest, const K7Image* a, int mode, const K7Image* b, bool premultiplied, int xl, int yl,
+                     int xh, int yh) {
+    if (!is_valid(dest) || !is_valid(a) || !is_valid(b)) return false;
+    if (!image_same_layout(dest, a) || !image_same_layout(dest, b) || dest->channels < 4) return false;
+    if (mode < COMPOSITE_OVER || mode > COMPOSITE_XOR) return false;
+    const Rectangle area = resolve_rectangle(dest, xl, yl, xh, yh);
+    if (area.is_empty()) return true;
+    return visit_sample_type(dest->sample_type, [&](auto sample) {
+        using T = decltype(sample);
+        const BlendRow<T> blend = premultiplied ? blend_for<T, true>(mode) : blend_for<T, false>(mode);
+        const std::size_t left = std::size_t(area.xl) * dest->channels;
+        for_rows(area.yh - area.yl, [&](int first, int last) {
+            for (int y = area.yl + first; y <= area.yl + last; ++y)
+                blend(image_row<T>(dest, y) + left, image_row<T>(a, y) + left, image_row<T>(b, y) + left,
+                      area.xh - area.xl, dest->channels);
+        });
+        dest->stats_valid = 0;
+    });
+}
+
+bool image_unary(K7Image* image, int op, float f, int xl, int yl, int xh, int yh) {
+    if (!is_valid(image) || image->channels < 4 || op < UNARY_DARKEN || op > UNARY_OPAQUE) return false;
+    const Rectangle area = resolve_rectangle(image, xl, yl, xh, yh);
+    if (area.is_empty()) return true;
+    const float amount = limit_to_unit(f);
+    return visit_sample_type(image->sample_type, [&](auto sample) {
+        using T = decltype(sample);
+        for_rows(area.yh - area.yl, [&](int first, int last) {
+            for (int y = area.yl + first; y <= area.yl + last; ++y) {
+                T* pixel = image_row<T>(image, y) + std::size_t(area.xl) * image->channels;
+                for (int x = area.xl; x < area.xh; ++x, pixel += image->channels) {
+                    for (int c = 0; c < image->channels; ++c) {
+                        const bool is_changed = op == UNARY_DISSOLVE || (c == 3) == (op == UNARY_OPAQUE);
+                        const T faded = truncate_sample<T>(static_cast<float>(pixel[c]) * amount);
+                        pixel[c] = is_changed ? faded : pixel[c];
+                    }
+                }
+            }
+        });
+        image->stats_valid = 0;
+    });
+}
+
+bool image_cross_dissolve(K7Image* dest, const K7Image* other, float f) {
+    if (!is_valid(dest) || !is_valid(other) || !image_same_layout(dest, other) || dest->sample_type != SAMPLE_F32)
+        return false;
+    const float amount = limit_to_unit(f), rest = 1.0f - amount;
+    const std::size_t count = std::size_t(dest->width) * dest->channels;
+    for_rows_float(dest->height, [&](int first, int last) {
+        for (int y = first; y <= last; ++y) {
+            float* row = image_row<float>(dest, y);
+            const float* in = image_row<float>(other, y);
+            for (std::size_t i = 0; i < count; ++i) row[i] = row[i] * rest + in[i] * amount;
+        }
+    });
+    dest->stats_valid = 0;
+    return true;
+}
+
+bool image_dissolve_to_colour(K7Image* dest, float f, float r, float g, float b, float a) {
+    if (!is_valid(dest) || dest->channels != 4 || dest->sample_type != SAMPLE_F32) return false;
+    const float amount = limit_to_unit(f), rest = 1.0f - amount;
+    const float colour[4] = {r * amount, g * amount, b * amount, a * amount};
+    for_rows_float(dest->height, [&](int first, int last) {
+        for (int y = first; y <= last; ++y) {
+            float* row = image_row<float>(dest, y);
+            for (int x = 0; x < dest->width; ++x, row += 4)
+                for (int c = 0; c < 4; ++c) row[c] = row[c] * rest + colour[c];
+        }
+    });
+    dest->stats_valid = 0;
+    return true;
+}

@@ -1,0 +1,209 @@
+// Pictures through files: what comes back, what is on disk, and what is left when writing fails.
+
+#include "host/cli/picture_file.h"
+
+#include <OpenImageIO/imageio.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <fstream>
+#include <limits>
+
+#include "host/cli/atomic_file.h"
+#include "host/cli/failure.h"
+#include "temporary_folder.h"
+
+namespace quillon {
+namespace {
+
+// Colour under alpha 0, values beyond 1 and below 0, and no two rows alike.
+Picture wild(int width, int height) {
+    Picture picture(width, height);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            float* pixel = picture.row(y) + static_cast<std::size_t>(x) * 4;
+            pixel[0] = 0.1f + static_cast<float>(x) * 3.7f;
+            pixel[1] = 1.0f / static_cast<float>(1 + x + y * width);
+            pixel[2] = -0.25f * static_cast<float>(y);
+            pixel[3] = x % 3 == 0 ? 0.0f : 0.3f * static_cast<float>(x);
+        }
+    return picture;
+}
+
+template <class Level>
+Picture rounded(Picture picture) {
+    for (float& sample : picture.rgba) sample = sampleOf(quantise<Level>(sample));
+    return picture;
+}
+
+Picture throughFile(const TemporaryFolder& folder, const std::string& name, const Picture& picture, int depth) {
+    writePicture(folder / name, picture, {depth, 1.0});
+    Picture back = readPicture(folder / name);
+    EXPECT_EQ(back.width, picture.width);
+    EXPECT_EQ(back.height, picture.height);
+    return back;
+}
+
+TEST(PictureFiles, FloatsComeBackExactly) {
+    const TemporaryFolder folder;
+    Picture picture = wild(7, 5);
+    picture.rgba[8] = std::numeric_limits<float>::denorm_min();
+    picture.rgba[9] = 3e38f;
+    for (const int depth : {8, 16, 32}) EXPECT_EQ(throughFile(folder, "a.exr", picture, depth).rgba, picture.rgba);
+    EXPECT_EQ(throughFile(folder, "a.tif", picture, 32).rgba, picture.rgba);
+    EXPECT_EQ(throughFile(folder, "a.TIFF", picture, 32).rgba, picture.rgba);
+}
+
+TEST(PictureFiles, LevelsComeBackExactly) {
+    const TemporaryFolder folder;
+    const Picture picture = wild(7, 5);
+    const Picture at8 = rounded<std::uint8_t>(picture), at16 = rounded<std::uint16_t>(picture);
+    EXPECT_EQ(throughFile(folder, "a.png", picture, 8).rgba, at8.rgba);
+    EXPECT_EQ(throughFile(folder, "a.png", picture, 16).rgba, at16.rgba);
+    EXPECT_EQ(throughFile(folder, "a.png", picture, 32).rgba, at16.rgba);
+    EXPECT_EQ(throughFile(folder, "a.tif", picture, 8).rgba, at8.rgba);
+    EXPECT_EQ(throughFile(folder, "a.tif", picture, 16).rgba, at16.rgba);
+    EXPECT_EQ(throughFile(folder, "a.dpx", picture, 16).rgba, at16.rgba);
+    EXPECT_EQ(throughFile(folder, "a.tga", picture, 8).rgba, at8.rgba);
+
+    // All codes of a format, once.
+    Picture codes(256, 64);
+    for (std::size_t i = 0; i < codes.rgba.size(); ++i) codes.rgba[i] = static_cast<float>(i) / 65535.0f;
+    EXPECT_EQ(throughFile(folder, "codes.png", codes, 16).rgba, codes.rgba);
+}
+
+TEST(PictureFiles, FormatsWithoutAlphaDropIt) {
+    const TemporaryFolder folder;
+    Picture opaque = rounded<std::uint8_t>(wild(6, 4));
+    for (std::size_t i = 3; i < opaque.rgba.size(); i += 4) opaque.rgba[i] = 1.0f;
+    Picture clear = opaque;
+    for (std::size_t i = 3; i < clear.rgba.size(); i += 4) clear.rgba[i] = 0.0f;
+    for (const char* name : {"a.bmp", "a.ppm"})
+        EXPECT_EQ(throughFile(folder, name, clear, 8).rgba, opaque.rgba) << name;
+
+    Picture grey(16, 16);
+    for (std::size_t i = 0; i < grey.rgba.size(); ++i) grey.rgba[i] = i % 4 == 3 ? 0.0f : 0.5f;
+    const Picture back = throughFile(folder, "a.jpg", grey, 32);
+    for (std::size_t i = 0; i < back.rgba.size(); ++i)
+        ASSERT_NEAR(back.rgba[i], i % 4 == 3 ? 1.0f : 0.5f, 1.01f / 255.0f);
+}
+
+// Writes a file by the library alone, to see what the reader makes of others' files.
+void writeRaw(const std::string& path, OIIO::ImageSpec spec, const std::vector<float>& samples) {
+    auto output = OIIO::ImageOutput::create(path);
+    ASSERT_TRUE(output && output->open(path, spec)) << OIIO::geterror();
+    ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, samples.data()));
+    ASSERT_TRUE(output->close());
+}
+
+TEST(PictureFiles, TheTopRowOfTheFileIsTheLastOfThePicture) {
+    const TemporaryFolder folder;
+    writeRaw(folder / "rows.exr", OIIO::ImageSpec(1, 3, 1, OIIO::TypeDesc::FLOAT), {1.0f, 2.0f, 3.0f});
+    const Picture picture = readPicture(folder / "rows.exr");
+    EXPECT_EQ(picture.row(0)[0], 3.0f);
+    EXPECT_EQ(picture.row(2)[0], 1.0f);
+    writePicture(folder / "back.exr", picture, {});
+    auto input = OIIO::ImageInput::open(folder / "back.exr");
+    std::vector<float> samples(12);
+    ASSERT_TRUE(input->read_image(OIIO::TypeDesc::FLOAT, samples.data()));
+    EXPECT_EQ(samples[0], 1.0f);
+    EXPECT_EQ(samples[8], 3.0f);
+}
+
+TEST(PictureFiles, ChannelsAreTakenByName) {
+    const TemporaryFolder folder;
+    const struct {
+        std::vector<std::string> names;
+        std::vector<float> samples;
+        std::vector<float> rgba;
+    } cases[] = {
+        {{"Y"}, {0.5f}, {0.5f, 0.5f, 0.5f, 1.0f}},
+        {{"Y", "A"}, {0.5f, 0.25f}, {0.5f, 0.5f, 0.5f, 0.25f}},
+        {{"R", "G", "B"}, {1.0f, 2.0f, 3.0f}, {1.0f, 2.0f, 3.0f, 1.0f}},
+        {{"Z", "B", "A", "G", "R"}, {9.0f, 3.0f, 0.5f, 2.0f, 1.0f}, {1.0f, 2.0f, 3.0f, 0.5f}},
+        {{"depth.Z", "beauty.R", "beauty.G", "beauty.B", "beauty.A"},
+         {9.0f, 1.0f, 2.0f, 3.0f, 0.5f},
+         {1.0f, 2.0f, 3.0f, 0.5f}},
+        {{"u", "v", "w"}, {1.0f, 2.0f, 3.0f}, {1.0f, 2.0f, 3.0f, 1.0f}},
+        {{"u", "v"}, {1.0f, 2.0f}, {1.0f, 1.0f, 1.0f, 1.0f}},
+        {{"A"}, {0.25f}, {0.25f, 0.25f, 0.25f, 1.0f}},
+    };
+    for (const auto& c : cases) {
+        OIIO::ImageSpec spec(1, 1, static_cast<int>(c.names.size()), OIIO::TypeDesc::FLOAT);
+        spec.channelnames = c.names;
+        spec.alpha_channel = -1;
+        for (std::size_t i = 0; i < c.names.size(); ++i)
+            if (c.names[i] == "A") spec.alpha_channel = static_cast<int>(i);
+        writeRaw(folder / "named.exr", spec, c.samples);
+        EXPECT_EQ(readPicture(folder / "named.exr").rgba, c.rgba) << c.names[0];
+    }
+}
+
+TEST(PictureFiles, ADataWindowIsPutIntoItsDisplayWindow) {
+    const TemporaryFolder folder;
+    OIIO::ImageSpec spec(3, 2, 1, OIIO::TypeDesc::FLOAT);
+    spec.channelnames = {"Y"};
+    spec.x = -1, spec.y = 1;
+    spec.full_x = 0, spec.full_y = 0, spec.full_width = 4, spec.full_height = 3;
+    writeRaw(folder / "window.exr", spec, {1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f});
+    const Picture picture = readPicture(folder / "window.exr");
+    ASSERT_EQ(picture.width, 4);
+    ASSERT_EQ(picture.height, 3);
+    EXPECT_EQ(readPictureSize(folder / "window.exr").height, 3);
+    const auto red = [&](int x, int yFromTop) { return picture.row(2 - yFromTop)[static_cast<std::size_t>(x) * 4]; };
+    EXPECT_EQ(red(0, 0), 0.0f);
+    EXPECT_EQ(red(0, 1), 2.0f);
+    EXPECT_EQ(red(1, 2), 6.0f);
+    EXPECT_EQ(red(2, 1), 0.0f);
+    EXPECT_EQ(picture.row(2)[3], 0.0f) << "transparent where there are no data";
+}
+
+TEST(PictureFiles, BadFilesAreRefusedWithTheirNames) {
+    const TemporaryFolder folder;
+    std::ofstream(folder / "text.png") << "no picture at all";
+    std::ofstream(folder / "empty.exr");
+    writePicture(folder / "whole.png", wild(64, 64), {8, 1.0});
+    std::filesystem::copy(folder / "whole.png", folder / "cut.png");
+    std::filesystem::resize_file(folder / "cut.png", 400);
+    for (const char* name : {"text.png", "empty.exr", "cut.png", "missing.png", ""}) try {
+            readPicture(folder / name);
+            ADD_FAILURE() << name;
+        } catch (const RunError& error) {
+            EXPECT_NE(std::string(error.what()).find(name), std::string::npos) << error.what();
+        }
+    EXPECT_THROW(writePicture(folder / "a.xyz", wild(2, 2), {}), UsageError);
+    EXPECT_THROW(requireWritableFormat("noextension"), UsageError);
+}
+
+TEST(AtomicFiles, ReplaceWholeOrNotAtAll) {
+    const TemporaryFolder folder;
+    const std::string path = folder / "out.bin";
+    writeFileAtomically(path, "first", 5);
+    writeFileAtomically(path, "second!", 7);
+    EXPECT_EQ(std::filesystem::file_size(path), 7u);
+    EXPECT_THROW(writeFileAtomically(folder / "none/out.bin", "x", 1), RunError);
+    std::filesystem::create_directory(folder / "taken");
+    EXPECT_THROW(writeFileAtomically(folder / "taken", "x", 1), RunError);
+    EXPECT_EQ(folder.names(), (std::set<std::string>{"out.bin", "taken"}));
+
+    // A file size limit stands for the full disk: writing fails half way.
+    struct sigaction before {
+    }, ignore{};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGXFSZ, &ignore, &before);
+    rlimit old{};
+    getrlimit(RLIMIT_FSIZE, &old);
+    const rlimit small{5000, old.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    const std::string big(10000, 'x');
+    EXPECT_THROW(writeFileAtomically(path, big.data(), big.size()), RunError);
+    EXPECT_THROW(writeFileAtomically(folder / "new.bin", big.data(), big.size()), RunError);
+    setrlimit(RLIMIT_FSIZE, &old);
+    sigaction(SIGXFSZ, &before, nullptr);
+    EXPECT_EQ(folder.names(), (std::set<std::string>{"out.bin", "taken"}));
+    EXPECT_EQ(std::filesystem::file_size(path), 7u) << "the earlier file is as it was";
+}
+
+}  // namespace
+}  // namespace quillon

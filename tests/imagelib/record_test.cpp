@@ -1,0 +1,269 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "imagelib/imagelib.h"
+#include "support/images.h"
+#include "support/row_threads.h"
+
+namespace {
+
+constexpr float NaN = std::numeric_limits<float>::quiet_NaN(), INF = std::numeric_limits<float>::infinity();
+constexpr int TYPES[] = {SAMPLE_U8, SAMPLE_U16, SAMPLE_U32, SAMPLE_F32};
+
+TEST(Record, RefusesWhatCannotBeAnImage) {
+    EXPECT_EQ(image_create(0, 10, 4, SAMPLE_F32, 1), nullptr);
+    EXPECT_EQ(image_create(10, -1, 4, SAMPLE_F32, 1), nullptr);
+    EXPECT_EQ(image_create(65536, 10, 4, SAMPLE_F32, 1), nullptr);
+    EXPECT_EQ(image_create(10, 10, 0, SAMPLE_F32, 1), nullptr);
+    EXPECT_EQ(image_create(10, 10, 4, 4, 1), nullptr);
+    EXPECT_EQ(image_create(16384, 8192, 4, SAMPLE_F32, 0), nullptr) << "2^31 bytes";
+    EXPECT_EQ(image_create(1, 1, 16384, SAMPLE_F32, 0), nullptr) << "65536 bytes a pixel";
+    EXPECT_EQ(image_bytes_per_sample(7), -1);
+    EXPECT_EQ(image_total_bytes(65535, 65535, 4, SAMPLE_F32), -1);
+    EXPECT_EQ(image_destroy(nullptr), -1);
+}
+
+TEST(Record, FreshImageIsZeroPageAlignedAndDescribed) {
+    for (int type : TYPES) {
+        const ImagePtr image = make_image(33, 7, 3, type);
+        ASSERT_TRUE(image);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(image->pixels) % 4096, 0u);
+        EXPECT_EQ(image->row_bytes, 33u * 3u * unsigned(image_bytes_per_sample(type)));
+        const std::vector<std::uint8_t> zeros(std::size_t(image_total_bytes(image.get())), 0);
+        EXPECT_EQ(std::memcmp(image->pixels, zeros.data(), zeros.size()), 0);
+        EXPECT_EQ(image->physical_width, 33.0f);
+        EXPECT_EQ(image->pixel_aspect, 1.0f);
+        EXPECT_EQ(image->unit_scale, 1.0f);
+        EXPECT_EQ(image->units, 0u);
+        EXPECT_TRUE(image->owns_pixels);
+    }
+}
+
+TEST(Record, HeaderOverForeignMemoryLeavesItAlone) {
+    std::vector<float> memory(4 * 4, 0.5f);
+    K7Image* image = image_create(2, 2, 4, SAMPLE_F32, 0);
+    ASSERT_NE(image, nullptr);
+    EXPECT_FALSE(image_fill(image, 1.0f)) << "no pixels yet";
+    image->pixels = memory.data();
+    EXPECT_TRUE(image_fill(image, 0.25f));
+    EXPECT_EQ(image_destroy(image), 0);
+    EXPECT_EQ(memory[15], 0.25f);
+}
+
+TEST(Record, SettersDeriveTheOtherSizesAndRefuseNonsense) {
+    const ImagePtr image = make_image(200, 100, 1, SAMPLE_U8);
+    EXPECT_TRUE(image_set_pixel_size(image.get(), 2.0f, 1.0f, 2));
+    EXPECT_EQ(image->physical_width, 400.0f);
+    EXPECT_EQ(image->physical_aspect, 4.0f);
+    EXPECT_TRUE(image_set_physical_size(image.get(), 100.0f, 100.0f, 4));
+    EXPECT_EQ(image->pixel_width, 0.5f);
+    EXPECT_EQ(image->pixel_aspect, 0.5f);
+    for (float bad : {0.0f, -1.0f, NaN, INF}) {
+        EXPECT_FALSE(image_set_pixel_size(image.get(), bad, 1.0f, 2));
+        EXPECT_FALSE(image_set_physical_size(image.get(), 1.0f, bad, 2));
+        EXPECT_FALSE(image_set_unit_scale(image.get(), bad));
+    }
+    EXPECT_FALSE(image_set_pixel_size(image.get(), 1.0f, 1.0f, 5));
+    EXPECT_EQ(image->units, 4u);
+}
+
+TEST(Copy, ChannelsByMask) {
+    EXPECT_TRUE(image_copy_channels(nullptr, nullptr, 0));
+    EXPECT_FALSE(image_copy_channels(nullptr, nullptr, 1));
+    for (int type : TYPES) {
+        const ImagePtr source = noise_image(9, 5, 4, type, 1), before = noise_image(9, 5, 4, type, 2);
+        const ImagePtr copy(image_duplicate(before.get()));
+        copy->stats_valid = 1;
+        EXPECT_TRUE(image_copy_channels(source.get(), copy.get(), 0b1010));
+        EXPECT_EQ(copy->stats_valid, 0u);
+        for (int y = 0; y < 5; ++y)
+            for (int x = 0; x < 9; ++x)
+                for (int c = 0; c < 4; ++c)
+                    ASSERT_EQ(image_get_sample(copy.get(), x, y, c),
+                              image_get_sample(c % 2 ? source.get() : before.get(), x, y, c));
+    }
+}
+
+TEST(Copy, MappedListsRepeatClampAndWorkInPlace) {
+    const ImagePtr source = noise_image(7, 3, 4, SAMPLE_F32), result = make_image(7, 3, 4, SAMPLE_F32);
+    const int third[] = {3};
+    EXPECT_TRUE(image_copy_mapped(source.get(), result.get(), third, 1));
+    for (int c = 0; c < 4; ++c)
+        EXPECT_EQ(image_get_sample(result.get(), 6, 2, c), image_get_sample(source.get(), 6, 2, 2));
+
+    const ImagePtr swapped(image_duplicate(source.get()));
+    const int swap[] = {2, 1, -1, 99};
+    EXPECT_TRUE(image_copy_mapped(swapped.get(), swapped.get(), swap, 4));
+    const int from[] = {1, 0, 2, 3};
+    for (int c = 0; c < 4; ++c)
+        EXPECT_EQ(image_get_sample(swapped.get(), 3, 1, c), image_get_sample(source.get(), 3, 1, from[c]));
+    EXPECT_TRUE(image_copy_mapped(source.get(), result.get(), nullptr, 0));
+    EXPECT_FALSE(image_copy_mapped(source.get(), result.get(), nullptr, 2));
+}
+
+TEST(Copy, MergeTakesFromBothImages) {
+    const ImagePtr a = noise_image(5, 4, 4, SAMPLE_U16, 1), b = noise_image(5, 4, 1, SAMPLE_U16, 2);
+    const ImagePtr result = make_image(5, 4, 4, SAMPLE_U16);
+    const int map[] = {1, 0, 7, -9};
+    EXPECT_TRUE(image_merge_mapped(a.get(), b.get(), result.get(), map, 4));
+    EXPECT_EQ(image_get_sample(result.get(), 4, 3, 0), image_get_sample(a.get(), 4, 3, 0));
+    EXPECT_EQ(image_get_sample(result.get(), 4, 3, 1), 0.0f);
+    EXPECT_EQ(image_get_sample(result.get(), 4, 3, 2), image_get_sample(a.get(), 4, 3, 3));
+    EXPECT_EQ(image_get_sample(result.get(), 4, 3, 3), image_get_sample(b.get(), 4, 3, 0));
+    const ImagePtr other_size = make_image(6, 4, 4, SAMPLE_U16);
+    EXPECT_FALSE(image_merge_mapped(a.get(), b.get(), other_size.get(), map, 4));
+}
+
+TEST(Copy, LargeImagesAreCopiedOnThreadsAndMismatchesRefused) {
+    const RowThreads threads(3);
+    const ImagePtr source = noise_image(701, 397, 4, SAMPLE_F32), copy = make_image(701, 397, 4, SAMPLE_F32);
+    image_set_origin(source.get(), 3.0f, 4.0f);
+    EXPECT_TRUE(image_copy(source.get(), copy.get()));
+    EXPECT_TRUE(same_pixels(source.get(), copy.get()));
+    EXPECT_EQ(copy->origin_y, 4.0f);
+    const ImagePtr other = make_image(701, 397, 3, SAMPLE_F32);
+    EXPECT_FALSE(image_copy(source.get(), other.get()));
+    EXPECT_TRUE(image_clear(copy.get()));
+    EXPECT_TRUE(image_compute_minmax(copy.get()));
+    EXPECT_EQ(copy->max_value, 0.0f);
+}
+
+TEST(Fill, IsInSampleUnitsAndLimited) {
+    const float values[] = {-5.0f, 0.9f, 127.9f, 255.0f, 256.0f, 1e20f, NaN};
+    const float expected[] = {0, 0, 127, 255, 255, 255, 0};
+    const ImagePtr bytes = make_image(3, 2, 4, SAMPLE_U8), words = make_image(3, 2, 4, SAMPLE_U32);
+    for (int i = 0; i < 7; ++i) {
+        EXPECT_TRUE(image_fill(bytes.get(), values[i]));
+        EXPECT_EQ(image_get_sample(bytes.get(), 2, 1, 3), expected[i]) << values[i];
+    }
+    EXPECT_TRUE(image_fill_level(words.get(), 2.0f));
+    EXPECT_EQ(image_row<std::uint32_t>(words.get(), 0)[0], 4294967295u);
+    EXPECT_TRUE(image_clear(bytes.get()));
+    const float channels[] = {1, 2, 3, 4, 5};
+    EXPECT_TRUE(image_fill_channels(bytes.get(), channels, 5));
+    EXPECT_TRUE(image_fill_channel(bytes.get(), 9.0f, 100)) << "clamped to the last channel";
+    for (int c = 0; c < 4; ++c) EXPECT_EQ(image_get_sample(bytes.get(), 1, 1, c), c == 3 ? 9.0f : channels[c]);
+    EXPECT_EQ(image_get_sample(bytes.get(), 3, 0, 0), 0.0f) << "outside";
+    EXPECT_EQ(image_get_sample(bytes.get(), 0, -1, 0), 0.0f);
+}
+
+TEST(Range, NormaliseReachesBothEndsForEveryType) {
+    for (int type : {SAMPLE_U8, SAMPLE_U16, SAMPLE_U32}) {
+        const float full = image_full_value(type);
+        const ImagePtr image = noise_image(31, 17, 3, type, 5);
+        EXPECT_TRUE(image_normalize_range(image.get(), full, 0.0f)) << "swapped ends";
+        EXPECT_EQ(image->stats_valid, 0u);
+        EXPECT_TRUE(image_compute_minmax(image.get()));
+        EXPECT_EQ(image->min_value, 0.0f);
+        EXPECT_EQ(image->max_value, full);
+    }
+    const ImagePtr flat = make_image(4, 4, 4, SAMPLE_F32);
+    image_fill(flat.get(), 0.3f);
+    EXPECT_TRUE(image_normalize_range(flat.get(), 0.0f, 1.0f));
+    EXPECT_EQ(image_get_sample(flat.get(), 2, 2, 2), 0.3f);
+    image_row<float>(flat.get(), 1)[5] = NaN;
+    image_row<float>(flat.get(), 2)[3] = -2.0f;
+    EXPECT_TRUE(image_compute_minmax(flat.get()));
+    EXPECT_EQ(flat->min_value, -2.0f);
+    EXPECT_EQ(flat->max_value, 0.3f);
+}
+
+TEST(Convert, EveryCodeSurvivesTheWayThroughFloat) {
+    for (int type : {SAMPLE_U8, SAMPLE_U16}) {
+        const ImagePtr codes = make_image(256, 256, 1, type), floats = make_image(256, 256, 1, SAMPLE_F32);
+        for (int i = 0; i < 65536; ++i) {
+            if (type == SAMPLE_U8) static_cast<std::uint8_t*>(codes->pixels)[i] = static_cast<std::uint8_t>(i);
+            if (type == SAMPLE_U16) static_cast<std::uint16_t*>(codes->pixels)[i] = static_cast<std::uint16_t>(i);
+        }
+        const ImagePtr back = make_image(256, 256, 1, type);
+        EXPECT_TRUE(image_convert(codes.get(), floats.get(), true, 0));
+        EXPECT_EQ(image_get_sample(floats.get(), 255, 255, 0), 1.0f);
+        EXPECT_TRUE(image_convert(floats.get(), back.get(), true, 0));
+        EXPECT_TRUE(same_pixels(codes.get(), back.get()));
+    }
+}
+
+TEST(Convert, LimitsTruncatesAndFillsExtraChannels) {
+    const ImagePtr grey = make_image(4, 1, 1, SAMPLE_F32);
+    const float samples[] = {0.5f, -1.0f, 3.0f, NaN};
+    std::memcpy(grey->pixels, samples, sizeof samples);
+    const int first[] = {127, 0, 255, 0};
+    for (int mode : {0, 1, 3}) {
+        const ImagePtr bytes = make_image(4, 1, 3, SAMPLE_U8);
+        EXPECT_TRUE(image_convert(grey.get(), bytes.get(), true, mode));
+        for (int x = 0; x < 4; ++x) {
+            const auto* pixel = image_row<std::uint8_t>(bytes.get(), 0) + x * 3;
+            EXPECT_EQ(pixel[0], first[x]);
+            EXPECT_EQ(pixel[2], mode == 1 ? first[x] : mode == 3 ? 255 : 0);
+        }
+    }
+    const ImagePtr bytes = make_image(2, 1, 1, SAMPLE_U8), words = make_image(2, 1, 1, SAMPLE_U32);
+    image_fill(bytes.get(), 200.0f);
+    EXPECT_TRUE(image_convert(bytes.get(), words.get(), true, 0));
+    EXPECT_EQ(image_row<std::uint32_t>(words.get(), 0)[1], 200u * 16843009u);
+    EXPECT_TRUE(image_convert(words.get(), bytes.get(), false, 0));
+    EXPECT_EQ(image_get_sample(bytes.get(), 0, 0, 0), 255.0f);
+    const ImagePtr wider = make_image(5, 1, 1, SAMPLE_U8);
+    EXPECT_FALSE(image_convert(grey.get(), wider.get(), true, 0));
+}
+
+TEST(Accumulator, SumsFloatFramesOfItsLayoutOnly) {
+    const ImagePtr frame = make_image(6, 5, 4, SAMPLE_F32), other = make_image(5, 5, 4, SAMPLE_F32);
+    const ImagePtr mean = make_image(6, 5, 4, SAMPLE_F32), bytes = make_image(6, 5, 4, SAMPLE_U8);
+    ImageAccumulator sum(frame.get());
+    EXPECT_FALSE(sum.mean(mean.get())) << "nothing summed yet";
+    for (float level : {1.0f, 2.0f, 6.0f}) {
+        image_fill(frame.get(), level);
+        EXPECT_TRUE(sum.add(frame.get()));
+    }
+    EXPECT_FALSE(sum.add(other.get()));
+    EXPECT_TRUE(sum.mean(mean.get()));
+    EXPECT_EQ(image_get_sample(mean.get(), 5, 4, 3), 3.0f);
+    ImageAccumulator empty(bytes.get());
+    EXPECT_EQ(empty.sum(), nullptr);
+    EXPECT_FALSE(empty.add(bytes.get()));
+}
+
+struct Splits {
+    std::atomic<int> calls{0};
+    static void run(void* context, RowWorker worker, int rows, void* job) {
+        ++static_cast<Splits*>(context)->calls;
+        worker(job, 0, rows / 2 - 1);
+        worker(job, rows / 2, rows - 1);
+        worker(job, rows, rows - 1);  // empty
+    }
+};
+
+TEST(Dispatcher, SplitsOnlyFromTwiceTheRowUnitOn) {
+    Splits splits;
+    image_set_multiprocess(&splits, &Splits::run);
+    image_set_multiprocess_float(&splits, &Splits::run);
+    std::vector<int> visits(64, 0);
+    const auto visit = [&](int first, int last) {
+        for (int y = first; y <= last; ++y) ++visits[std::size_t(y)];
+    };
+    for_rows(63, visit);
+    for_rows_float(31, visit);
+    EXPECT_EQ(splits.calls, 0);
+    for_rows(64, visit);
+    for_rows_float(32, visit);
+    EXPECT_EQ(splits.calls, 2);
+    image_suppress_multiprocess(true);
+    for_rows(64, visit);
+    image_suppress_multiprocess(false);
+    EXPECT_EQ(splits.calls, 2);
+    for (int y = 0; y < 64; ++y) EXPECT_EQ(visits[std::size_t(y)], 2 + (y < 63) + (y < 31) + (y < 32)) << y;
+    image_clear_multiprocess_context(&visits);
+    for_rows(64, visit);
+    EXPECT_EQ(splits.calls, 3) << "another context's";
+    image_clear_multiprocess_context(&splits);
+    for_rows(64, visit);
+    for_rows(0, visit);
+    EXPECT_EQ(splits.calls, 3);
+}
+
+}  // namespace

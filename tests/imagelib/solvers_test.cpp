@@ -1,0 +1,219 @@
+#include "imagelib/imagelib_solvers.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using testing::HasSubstr;
+
+std::string stderr_of(void (*work)()) {
+    testing::internal::CaptureStderr();
+    work();
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(K7Vector, CountsFromOneOrZero) {
+    K7Vector from_one(3), from_zero(3, true, true);
+    for (int i = 0; i < 3; ++i) from_one[i + 1] = from_zero[i] = i * 1.5;
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(from_one.data()[i], from_zero.data()[i]);
+    K7Vector copy(from_one), moved(std::move(from_zero));
+    copy[2] = 7;
+    EXPECT_EQ(from_one[2], 1.5);
+    EXPECT_EQ(moved[2], 3.0);
+    EXPECT_TRUE(moved.from_zero());
+    from_one = copy;
+    EXPECT_EQ(from_one[2], 7.0);
+    EXPECT_EQ(K7Vector(2)[1], 0.0);
+}
+
+TEST(K7Vector, TracesMistakesAndAnswersTheFirstElement) {
+    EXPECT_THAT(stderr_of([] {
+                    K7Vector v(4);
+                    v[1] = 42;
+                    EXPECT_EQ(v[0], 42);
+                    EXPECT_EQ(v[5], 42);
+                }),
+                testing::AllOf(HasSubstr("K7Vector index operator passed invalid index (0 for 4).\n"),
+                               HasSubstr("K7Vector index operator passed invalid index (5 for 4).\n")));
+    EXPECT_THAT(stderr_of([] {
+                    K7Vector bad(-3);
+                    EXPECT_FALSE(bad.valid());
+                    bad[1] = 1;
+                    const K7Vector copy(bad);
+                    EXPECT_FALSE(copy.valid());
+                }),
+                testing::AllOf(HasSubstr("K7Vector::alloc_ard(-3) failed.\n"),
+                               HasSubstr("K7Vector copy constructor passed invalid vector.\n")));
+    EXPECT_EQ(stderr_of([] {
+                  K7Vector unchecked(4, false);
+                  unchecked[4] = 1;
+              }),
+              "");
+}
+
+TEST(K7Matrix, RowsAndColumns) {
+    K7Matrix m(2, 3), z(2, 3, true, true);
+    m(2, 1) = 5;
+    z(1, 0) = 5;
+    EXPECT_EQ(m.data()[3], 5);
+    EXPECT_EQ(z.data()[3], 5);
+    EXPECT_THAT(stderr_of([] {
+                    K7Matrix matrix(2, 3);
+                    matrix(1, 1) = 9;
+                    EXPECT_EQ(matrix(3, 1), 9);
+                    EXPECT_EQ(matrix(1, 0), 9);
+                }),
+                testing::AllOf(HasSubstr("K7Matrix 2D index operator passed invalid index ((3,1) for (2,3)).\n"),
+                               HasSubstr("K7Matrix 2D index operator passed invalid index ((1,0) for (2,3)).\n")));
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(K7Matrix(0, 4).valid());
+    EXPECT_FALSE(K7Matrix(2147483647, 2147483647).valid());
+    testing::internal::GetCapturedStderr();
+}
+
+TEST(LeastSquares, StraightLineThroughPoints) {
+    // y = 2 x + 1 with errors 1, -1, -1, 1, which are orthogonal to both columns: they do not move the answer.
+    K7Matrix a(4, 2);
+    K7Vector b(4), x(2);
+    const double errors[] = {1, -1, -1, 1};
+    for (int i = 1; i <= 4; ++i) {
+        a(i, 1) = i;
+        a(i, 2) = 1;
+        b[i] = 2.0 * i + 1 + errors[i - 1];
+    }
+    ASSERT_TRUE(solve_least_squares(a, b, x, 0));
+    EXPECT_NEAR(x[1], 2, 1e-12);
+    EXPECT_NEAR(x[2], 1, 1e-12);
+}
+
+TEST(LeastSquares, NormalEquationsHoldAndTheShortestSolutionIsTaken) {
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> value(-1, 1);
+    const int shapes[][2] = {{1, 1}, {5, 5}, {12, 8}, {30, 3}, {3, 7}};
+    for (const auto& [m, n] : shapes) {
+        SCOPED_TRACE(testing::Message() << m << "x" << n);
+        K7Matrix a(m, n);
+        K7Vector b(m), x(n);
+        for (int i = 0; i < m * n; ++i) a.data()[i] = value(random);
+        for (int i = 1; i <= m; ++i) b[i] = value(random);
+        ASSERT_TRUE(solve_least_squares(a, b, x, 0));
+        for (int c = 1; c <= n; ++c) {
+            double slope = 0;
+            for (int r = 1; r <= m; ++r) {
+                double residual = -b[r];
+                for (int k = 1; k <= n; ++k) residual += a(r, k) * x[k];
+                slope += a(r, c) * residual;
+            }
+            EXPECT_NEAR(slope, 0, 1e-12);
+        }
+    }
+    K7Matrix wide(1, 2);
+    wide(1, 1) = 3, wide(1, 2) = 4;
+    K7Vector rhs(1), x(2);
+    rhs[1] = 50;
+    ASSERT_TRUE(solve_least_squares(wide, rhs, x, 0));
+    EXPECT_NEAR(x[1], 6, 1e-12);
+    EXPECT_NEAR(x[2], 8, 1e-12);
+}
+
+TEST(LeastSquares, ThresholdDropsSmallSingularValues) {
+    K7Matrix a(2, 2);
+    a(1, 1) = 1, a(2, 2) = 1e-8;
+    K7Vector b(2), x(2);
+    b[1] = 3, b[2] = 1;
+    ASSERT_TRUE(solve_least_squares(a, b, x, 0));
+    EXPECT_NEAR(x[2], 1e8, 1);
+    ASSERT_TRUE(solve_least_squares(a, b, x, 1e-6));
+    EXPECT_NEAR(x[1], 3, 1e-12);
+    EXPECT_EQ(x[2], 0);
+    a(2, 2) = 0;
+    ASSERT_TRUE(solve_least_squares(a, b, x, 0));
+    EXPECT_EQ(x[2], 0);
+}
+
+TEST(LeastSquares, Refusals) {
+    K7Matrix a(2, 2);
+    a(1, 1) = a(2, 2) = 1;
+    K7Vector two(2), three(3), x(2);
+    x[1] = 5;
+    EXPECT_FALSE(solve_least_squares(a, three, x, 0));
+    EXPECT_FALSE(solve_least_squares(a, two, three, 0));
+    a(1, 2) = NAN;
+    EXPECT_FALSE(solve_least_squares(a, two, x, 0));
+    EXPECT_EQ(x[1], 5);
+}
+
+// ---- Homography -----------------------------------------------------------------------------------------------
+
+void expect_identity(const float* m) {
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(m[i], i % 5 == 0 ? 1.0f : 0.0f);
+}
+
+std::pair<double, double> mapped(const float* m, double x, double y) {
+    double result[4];
+    for (int row = 0; row < 4; ++row) result[row] = m[4 * row] * x + m[4 * row + 1] * y + m[4 * row + 3];
+    EXPECT_EQ(result[2], 0.0) << "z stays";
+    return {result[0] / result[3], result[1] / result[3]};
+}
+
+TEST(Homography, TakesFourPointsToFour) {
+    const float ratio = 1920.0f / 1080.0f;
+    const std::vector<float> unit = {0, 0, 0, ratio, 1, ratio, 1, 0};
+    const std::vector<float> quad = {0.1f, 0.2f, 0.25f, 1.5f, 0.8f, 1.3f, 1.1f, 0.05f};
+    for (float size : {1.0f, 1920.0f, 1e-3f}) {
+        std::vector<float> target = quad;
+        for (float& v : target) v *= size;
+        float there[16], back[16];
+        ASSERT_EQ(solve_homography(unit.data(), target.data(), 4, there), 0);
+        ASSERT_EQ(solve_homography(target.data(), unit.data(), 4, back), 0);
+        for (int i = 0; i < 4; ++i) {
+            const auto [u, v] = mapped(there, unit[2 * i], unit[2 * i + 1]);
+            EXPECT_NEAR(u, target[2 * i], 2e-6 * size);
+            EXPECT_NEAR(v, target[2 * i + 1], 2e-6 * size);
+        }
+        const auto [u, v] = mapped(there, 0.4, 0.7);
+        const auto [x, y] = mapped(back, u, v);
+        EXPECT_NEAR(x, 0.4, 5e-6);
+        EXPECT_NEAR(y, 0.7, 5e-6);
+    }
+}
+
+TEST(Homography, ManyPointsOfOneMap) {
+    const float map[16] = {1.2f, 0.3f, 0, -0.5f, -0.1f, 0.9f, 0, 0.25f, 0, 0, 1, 0, 0.2f, -0.15f, 0, 1};
+    std::mt19937 random(9);
+    std::uniform_real_distribution<float> value(-1, 1);
+    std::vector<float> source(40), target(40);
+    for (int i = 0; i < 20; ++i) {
+        source[2 * i] = value(random), source[2 * i + 1] = value(random);
+        const auto [u, v] = mapped(map, source[2 * i], source[2 * i + 1]);
+        target[2 * i] = float(u), target[2 * i + 1] = float(v);
+    }
+    float found[16];
+    ASSERT_EQ(solve_homography(source.data(), target.data(), 20, found), 0);
+    for (int i = 0; i < 16; ++i) EXPECT_NEAR(found[i], map[i], 2e-6) << i;
+}
+
+TEST(Homography, IdentityWhenThereIsNoMap) {
+    float points[8] = {0, 0, 1, 0, 1, 1, 0, 1}, m[16];
+    EXPECT_EQ(solve_homography(points, points, 3, m), 1);
+    expect_identity(m);
+    EXPECT_EQ(solve_homography(points, points, -1, m), 1);
+    EXPECT_EQ(solve_homography(nullptr, points, 4, m), 2);
+    expect_identity(m);
+    EXPECT_EQ(solve_homography(points, points, 4, nullptr), 2);
+    const float zeros[8] = {};
+    EXPECT_EQ(solve_homography(zeros, zeros, 4, m), 0);
+    for (float v : m) EXPECT_TRUE(std::isfinite(v));
+    points[3] = NAN;
+    EXPECT_EQ(solve_homography(points, zeros, 4, m), 2);
+    expect_identity(m);
+}
+
+}  // namespace
