@@ -78,8 +78,14 @@ OfxStatus actionCreateInstance(const EffectEntry& entry, OfxImageEffectHandle in
     record->inputs.resize(effect.info().inputs().size());
     for (std::size_t i = 0; i < record->inputs.size(); ++i) wireClip(instance, *record, i);
     if (!set.setPointer(ofx::prop::InstanceData, record.get())) return ofx::status::Failed;
+    try {
+        effect.InstanceCreated();
+    } catch (...) {  // hosts don't destroy what could not be made
+        set.setPointer(ofx::prop::InstanceData, nullptr);
+        throw;
+    }
     ++s_instances;
-    record.release()->effect->InstanceCreated();
+    record.release();
     return ofx::status::OK;
 }
 
