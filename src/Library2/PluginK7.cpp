@@ -70,10 +70,11 @@ bool PluginK7::fetchFrame(OfxImageClipHandle clip, double time, K7Image* image) 
     if (left) renderLock().unlock();
     HostImage frame(clip, time);
     if (left) renderLock().lock();
-    if (!frame.readable()) return false;
+    const HostPixels pixels = frame.pixels();
+    if (!pixels.data) return false;
     const double scale = frame.renderScale();
     const RowRunner runner{this, [](void* context, RowWorker worker, int rows, void* job) {
                                static_cast<PluginK7*>(context)->dispatchRows(worker, rows, job);
                            }};
-    return make_float_image(frame.pixels(), image, image->width, image->height, frame.aspect(), true, scale, runner) != nullptr;
+    return make_float_image(pixels, image, image->width, image->height, frame.aspect(), true, scale, runner) != nullptr;
 }
