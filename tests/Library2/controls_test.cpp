@@ -54,7 +54,8 @@ TEST_F(Controls, PositionsAreCountedInTheHostsPixels) {
     const struct {
         const char* word;
         double x;
-    } cases[] = {{"generic", 0.5}, {"nuke", 0.5}, {"vegas", 0.5}, {"toxik", 0.5}, {"fusion", 0.5 / 2.0}, {"cdv", 0.5 / 2.0}};
+    } cases[] = {{"generic", 0.5}, {"nuke", 0.5},         {"vegas", 0.5},
+                 {"toxik", 0.5},   {"fusion", 0.5 / 2.0}, {"cdv", 0.5 / 2.0}};
     for (const auto& test : cases) {
         SCOPED_TRACE(test.word);
         TestEffect& effect = effectOn(test.word, 2.0);
@@ -98,7 +99,9 @@ TEST_F(Controls, WritesReachTheHostInItsTerms) {
 TEST_F(Controls, GhostingAndHidingDisable) {
     TestEffect& effect = effectOn("generic");
     probe::Probe& object = probeOf(effect);
-    const auto enabled = [&](const char* name) { return effect.param(name).properties().getInt(ofx::prop::ParamEnabled); };
+    const auto enabled = [&](const char* name) {
+        return effect.param(name).properties().getInt(ofx::prop::ParamEnabled);
+    };
     object.Amount.SetGhosted(true);
     EXPECT_EQ(enabled("Amount"), 0);
     EXPECT_TRUE(object.Amount.ghosted());

@@ -42,9 +42,10 @@ class Describe : public probe::ProbeTest {
     std::unique_ptr<EffectDescriptor> m_descriptor;
 };
 
-const std::vector<std::string> LOOK{"Demos", "Amount", "Radius", "Turn", "Count", "Invert",
-                                    "Shape", "Centre", "Tint", "Paint", "Curve"};
-const std::vector<std::string> CLOCK{"DemosA", "FramesPerSecond", "StartAt", "Seed", "WithAnimation", "Note", "File", "Again", "ResetSecret"};
+const std::vector<std::string> LOOK{"Demos", "Amount", "Radius", "Turn",  "Count", "Invert",
+                                    "Shape", "Centre", "Tint",   "Paint", "Curve"};
+const std::vector<std::string> CLOCK{"DemosA", "FramesPerSecond", "StartAt",    "Seed", "WithAnimation", "Note",
+                                     "File",   "Again",           "ResetSecret"};
 
 std::vector<std::string> manyNames() {
     std::vector<std::string> names;
@@ -52,7 +53,9 @@ std::vector<std::string> manyNames() {
     return names;
 }
 
-void append(std::vector<std::string>& list, const std::vector<std::string>& more) { list.insert(list.end(), more.begin(), more.end()); }
+void append(std::vector<std::string>& list, const std::vector<std::string>& more) {
+    list.insert(list.end(), more.begin(), more.end());
+}
 
 TEST_F(Describe, GroupsStandBeforeTheirParametersWhereThereAreNoPages) {
     for (const char* word : {"generic", "fusion"}) {
@@ -87,7 +90,8 @@ TEST_F(Describe, PagesHoldTheirParametersAndAreListedByTitle) {
     std::vector<std::string> expected = LOOK;
     append(expected, CLOCK);
     append(expected, manyNames());
-    append(expected, {"Fourth", "Fifth", "HelpButton", "PageOne_Page", "PageTwo_Page", "PageThree_Page", "PageFour_Page", "PageFive_Page"});
+    append(expected, {"Fourth", "Fifth", "HelpButton", "PageOne_Page", "PageTwo_Page", "PageThree_Page",
+                      "PageFour_Page", "PageFive_Page"});
     EXPECT_EQ(names(), expected) << "no groups";
     EXPECT_EQ(param("Note").getString(prop::ParamParent), "");
     EXPECT_THAT(written(param("Note")), testing::Not(testing::Contains("Parent")));
@@ -96,7 +100,8 @@ TEST_F(Describe, PagesHoldTheirParametersAndAreListedByTitle) {
     EXPECT_EQ(texts(param("PageThree_Page"), prop::ParamPageChild), manyNames());
     EXPECT_THAT(texts(param("PageFive_Page"), prop::ParamPageChild), ElementsAre("Fifth", "HelpButton"));
     EXPECT_EQ(param("PageTwo_Page").getString(prop::Label), "Clock");
-    EXPECT_THAT(texts(m_descriptor->paramSetProperties(), prop::ParamPageOrder), ElementsAre("Look", "Clock", "Many", "Four", "Five"));
+    EXPECT_THAT(texts(m_descriptor->paramSetProperties(), prop::ParamPageOrder),
+                ElementsAre("Look", "Clock", "Many", "Four", "Five"));
 }
 
 TEST_F(Describe, LongPagesBreakIntoColumnsOnTwoHosts) {
@@ -122,7 +127,8 @@ TEST_F(Describe, EachKindOfParameterIsWrittenInItsOrder) {
         append(own, {"Hint", "ScriptName", "Label", "Parent", "Animates"});
         EXPECT_EQ(written(param(name)), own);
     };
-    const std::vector<std::string> ranged{"DoubleType", "Default", "Min", "Max", "DisplayMin", "DisplayMax", "Increment"};
+    const std::vector<std::string> ranged{"DoubleType", "Default",    "Min",      "Max",
+                                          "DisplayMin", "DisplayMax", "Increment"};
     expectOrder("Amount", "OfxParamTypeDouble", ranged);
     expectOrder("Radius", "OfxParamTypeDouble", ranged);
     expectOrder("Turn", "OfxParamTypeDouble", ranged);
@@ -135,7 +141,8 @@ TEST_F(Describe, EachKindOfParameterIsWrittenInItsOrder) {
     expectOrder("Paint", "OfxParamTypeRGBA", {"Default"});
     expectOrder("Note", "OfxParamTypeString", {"Default"});
     expectOrder("File", "OfxParamTypeString", {"StringMode", "Default"});
-    EXPECT_THAT(written(param("Shape")), ElementsAre("Hint", "ScriptName", "Label", "Parent", "Animates", "ChoiceOption", "Default"));
+    EXPECT_THAT(written(param("Shape")),
+                ElementsAre("Hint", "ScriptName", "Label", "Parent", "Animates", "ChoiceOption", "Default"));
     EXPECT_THAT(written(param("Again")), ElementsAre("Hint", "ScriptName", "Label", "Parent"));
     EXPECT_THAT(written(param("HelpButton")), ElementsAre("Hint", "ScriptName", "Label"));
 }
@@ -194,7 +201,8 @@ TEST_F(Describe, ScriptNamesComeFromLabels) {
 
 TEST_F(Describe, SaysWhatAnimatesAndWhatIsSecret) {
     describe("generic");
-    for (const char* name : {"Amount", "Radius", "Turn", "Count", "Invert", "Shape", "Centre", "Tint", "Paint", "FramesPerSecond"})
+    for (const char* name :
+         {"Amount", "Radius", "Turn", "Count", "Invert", "Shape", "Centre", "Tint", "Paint", "FramesPerSecond"})
         EXPECT_EQ(param(name).getInt(prop::ParamAnimates), 1) << name;
     for (const char* name : {"Demos", "DemosA", "Seed", "Note", "File", "ResetSecret", "Fourth"})
         EXPECT_EQ(param(name).getInt(prop::ParamAnimates), 0) << name;
@@ -222,7 +230,8 @@ TEST_F(Describe, ClipsFollowTheHost) {
         return result;
     };
     describe("generic");
-    EXPECT_THAT(clipTexts(), ElementsAre("Output:Output", "Input:Main Picture", "Other:Other Picture", "Third:Third Picture"));
+    EXPECT_THAT(clipTexts(),
+                ElementsAre("Output:Output", "Input:Main Picture", "Other:Other Picture", "Third:Third Picture"));
     EXPECT_FALSE(m_descriptor->findClip("Input")->optional());
     EXPECT_TRUE(m_descriptor->findClip("Other")->optional());
     EXPECT_TRUE(m_descriptor->findClip("Other")->temporal());

@@ -46,9 +46,9 @@ TEST(IdentifyHost, TellsHostsApartByTheirNames) {
         EXPECT_EQ(IdentifyHost(test.name).id, test.id) << test.name;
         EXPECT_STREQ(IdentifyHost(test.name).label, test.label) << test.name;
     }
-    const int numbers[] = {int(HostId::Generic), int(HostId::Nuke), int(HostId::Toxik), int(HostId::Scratch), int(HostId::Fusion),
-                           int(HostId::FilmMaster), int(HostId::Baselight), int(HostId::AvidDS), int(HostId::Mistika),
-                           int(HostId::Vegas), int(HostId::CdvDx)};
+    const int numbers[] = {int(HostId::Generic), int(HostId::Nuke),       int(HostId::Toxik),     int(HostId::Scratch),
+                           int(HostId::Fusion),  int(HostId::FilmMaster), int(HostId::Baselight), int(HostId::AvidDS),
+                           int(HostId::Mistika), int(HostId::Vegas),      int(HostId::CdvDx)};
     EXPECT_THAT(numbers, testing::ElementsAre(1, 2, 3, 4, 5, 6, 7, 11, 12, 13, 14));
 }
 
@@ -98,7 +98,7 @@ TEST_F(HostFacts, MissingOnesCountAsAbsentFeatures) {
 
 TEST_F(HostFacts, NoSuiteIsTakenForGranted) {
     const char* suites[] = {ofx::suite::ImageEffect, ofx::suite::Property, ofx::suite::Parameter, ofx::suite::Memory,
-                            ofx::suite::MultiThread, ofx::suite::Message, ofx::suite::Interact};
+                            ofx::suite::MultiThread, ofx::suite::Message,  ofx::suite::Interact};
     for (const char* withheld : suites) {
         SCOPED_TRACE(withheld);
         on("generic");

@@ -31,8 +31,12 @@ class Instance : public probe::ProbeTest {
         script().events.clear();
         host->clearRecord();
     }
-    static bool enabled(TestEffect& effect, const char* name) { return effect.param(name).properties().getInt(prop::ParamEnabled) != 0; }
-    static int rulesRun() { return static_cast<int>(std::count(script().events.begin(), script().events.end(), "rule")); }
+    static bool enabled(TestEffect& effect, const char* name) {
+        return effect.param(name).properties().getInt(prop::ParamEnabled) != 0;
+    }
+    static int rulesRun() {
+        return static_cast<int>(std::count(script().events.begin(), script().events.end(), "rule"));
+    }
 };
 
 // ---- Creation and destruction
@@ -51,7 +55,8 @@ TEST_F(Instance, IsWiredToItsParametersAndClipsAndGoneAfterwards) {
 TEST_F(Instance, EveryClipIsTheSourceOnHostsWithOne) {
     for (const char* word : {"vegas", "cdv"}) {
         TestEffect& effect = instanceOn(word);
-        for (const ClipRecord* clip : probeOf(effect).inputs()) EXPECT_EQ(clip->handle(), effect.clip("Source").handle());
+        for (const ClipRecord* clip : probeOf(effect).inputs())
+            EXPECT_EQ(clip->handle(), effect.clip("Source").handle());
         EXPECT_EQ(host->faults(), "");
         host.reset();
     }
@@ -59,7 +64,8 @@ TEST_F(Instance, EveryClipIsTheSourceOnHostsWithOne) {
 
 TEST_F(Instance, HasThreadsOfItsOwnOnTwoHostsOnly) {
     const int before = K7PTMultiProcess::instanceCount();
-    for (const char* word : {"generic", "nuke", "toxik", "scratch", "filmmaster", "baselight", "avid", "mistika", "cdv"}) {
+    for (const char* word :
+         {"generic", "nuke", "toxik", "scratch", "filmmaster", "baselight", "avid", "mistika", "cdv"}) {
         TestEffect& effect = instanceOn(word);
         EXPECT_EQ(K7PTMultiProcess::instanceCount(), before) << word;
         EXPECT_EQ(probeOf(effect).slot<K7PTMultiProcess>(SLOT_OWN_THREADS), nullptr);
@@ -91,7 +97,8 @@ TEST_F(Instance, AParameterThatTheHostLacksKeepsItsDeclaredValue) {
     auto descriptor = host->describe("Q_Probe");
     ofxhost::HostHooks hooks;
     hooks.beforeCall = [](const ofxhost::SuiteCall& call) -> std::optional<OfxStatus> {
-        const bool refused = call.name == "paramGetHandle" && (call.subject == "Amount" || call.subject == "Shape" || call.subject == "Note");
+        const bool refused = call.name == "paramGetHandle" &&
+                             (call.subject == "Amount" || call.subject == "Shape" || call.subject == "Note");
         return refused ? std::optional<OfxStatus>(ofx::status::ErrUnknown) : std::nullopt;
     };
     host->setHooks(hooks);
@@ -280,7 +287,9 @@ TEST_F(Instance, APresetWritesItsValuesInParameterOrderAndNothingElse) {
         forget();
         ASSERT_EQ(effect.set("Demos", static_cast<double>(row)), OK);
         const auto number = [&](std::size_t column) { return probe::presetNumber(row, column); };
-        const auto value = [&](const char* name, int i = 0) { return effect.param(name).value().numbers[static_cast<std::size_t>(i)]; };
+        const auto value = [&](const char* name, int i = 0) {
+            return effect.param(name).value().numbers[static_cast<std::size_t>(i)];
+        };
         EXPECT_EQ(value("Amount"), number(0));
         EXPECT_EQ(value("Radius"), number(1));
         EXPECT_EQ(value("Turn"), number(2));
@@ -300,11 +309,13 @@ TEST_F(Instance, APresetWritesItsValuesInParameterOrderAndNothingElse) {
         EXPECT_EQ(host->count("paramSetValue"), 13) << "once each, and the choice does not set itself off again";
         std::vector<std::string> order;
         for (const auto& text : host->callTexts("paramSetValue"))
-            for (const char* name : {"Amount", "Radius", "Turn", "Count", "Invert", "Shape", "Centre", "Tint", "Paint", "Curve", "StartAt", "Seed", "Fifth"})
-                if (text.find("\"" + std::string(name) + "\"") != std::string::npos || text.starts_with(name)) order.emplace_back(name);
+            for (const char* name : {"Amount", "Radius", "Turn", "Count", "Invert", "Shape", "Centre", "Tint", "Paint",
+                                     "Curve", "StartAt", "Seed", "Fifth"})
+                if (text.find("\"" + std::string(name) + "\"") != std::string::npos || text.starts_with(name))
+                    order.emplace_back(name);
         if (!order.empty()) {
-            EXPECT_THAT(order, ElementsAre("Amount", "Radius", "Turn", "Count", "Invert", "Shape", "Centre", "Tint", "Paint", "Curve",
-                                           "StartAt", "Seed", "Fifth"));
+            EXPECT_THAT(order, ElementsAre("Amount", "Radius", "Turn", "Count", "Invert", "Shape", "Centre", "Tint",
+                                           "Paint", "Curve", "StartAt", "Seed", "Fifth"));
         }
         EXPECT_THAT(script().events, Contains("restart"));
         EXPECT_EQ(enabled(effect, "Radius"), number(5) != 1.0) << "the rules follow what the preset wrote";
@@ -352,7 +363,8 @@ TEST_F(Instance, AChoiceThatAPresetWroteIsRememberedAsItsLastValue) {
     bool quiet = true;
     ofxhost::HostHooks hooks;
     hooks.beforeCall = [&](const ofxhost::SuiteCall& call) -> std::optional<OfxStatus> {
-        if (!quiet || call.name != "paramSetValue" || call.handle != effect.param("Shape").handle()) return std::nullopt;
+        if (!quiet || call.name != "paramSetValue" || call.handle != effect.param("Shape").handle())
+            return std::nullopt;
         effect.setSilently("Shape", 2.0);
         return OK;
     };

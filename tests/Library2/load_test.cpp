@@ -1,4 +1,6 @@
 // The load action: logging variables from the store, and the memory reports when an instance goes.
+#include <algorithm>
+
 #include "k7pi_baselib/temporary_home.h"
 #include "probe_effect.h"
 
@@ -55,6 +57,21 @@ TEST_F(Load, EveryEffectLoadsIntoTheSameLog) {
     EXPECT_THAT(log(), testing::AllOf(testing::HasSubstr("first"), testing::HasSubstr("second")));
 }
 
+// Without a desktop the help button tells what it can.
+TEST_F(Load, TheHelpButtonNamesTheEffectAndItsManual) {
+    const ScopedEnvironment noX("DISPLAY", nullptr), noWayland("WAYLAND_DISPLAY", nullptr);
+    variable("TRACELEVEL", "3");
+    variable("QuillonHelpPath", "/somewhere/manual.pdf");
+    support::RecordingHost host(ofxhost::hostConfig("generic"), {probe::probePlugin()});
+    support::TestEffect& effect = host.effect("Q_Probe");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(effect.press("HelpButton"), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Q_Probe Version 7.00\n");
+    EXPECT_THAT(log(), testing::HasSubstr("Quillon Plug-Ins for OFX: v7.00 of 02-Feb-2012"));
+    EXPECT_THAT(log(), testing::HasSubstr("More help on Q_Probe: file:///somewhere/manual.pdf"));
+    EXPECT_THAT(log(), testing::HasSubstr("for tests"));
+}
+
 TEST_F(Load, AWholeLifeLeavesNoBlockBehind) {
     variable("MEMMON", "yes");
     variable("TRACELEVEL", "5");
@@ -66,14 +83,22 @@ TEST_F(Load, AWholeLifeLeavesNoBlockBehind) {
         support::TestEffect& effect = host.effect("Q_Probe");
         ASSERT_TRUE(k7_memory_tracking());
         effect.connect("Input", support::gradientImage(support::layoutOf(64, 48)));
-        probe::script().process = [](probe::Probe& object) { EXPECT_GE(k7_memory_statistics(MemoryTable::Image).current_size, 2u * 64 * 48 * 16) << object.currentFrame; };
+        probe::script().process = [](probe::Probe& object) {
+            EXPECT_GE(k7_memory_statistics(MemoryTable::Image).current_size, 2u * 64 * 48 * 16) << object.currentFrame;
+        };
         effect.render();
         effect.render(1.0);
         host.abortAt(3);
         effect.renderStatus(2.0);
         EXPECT_EQ(k7_memory_statistics(MemoryTable::Image).current_size, 0u);
-        EXPECT_EQ(log().find("memory"), std::string::npos) << "reports come at the end";
+        const auto reports = [this](const std::string& line) {
+            const auto all = lines(log());
+            return std::count_if(all.begin(), all.end(), [&](const std::string& text) { return text.ends_with(line); });
+        };
+        EXPECT_EQ(reports("MEMORY ALLOCATOR REPORT"), 0);
         effect.destroyInstance();
+        EXPECT_EQ(reports("MEMORY ALLOCATOR REPORT"), 2) << "one for each kind of memory";
+        EXPECT_EQ(reports("Blocks currently allocated: 0"), 2);
         EXPECT_EQ(k7_memory_statistics(MemoryTable::Image).current_size, 0u);
         EXPECT_EQ(k7_memory_statistics(MemoryTable::Normal).current_size, 0u);
         EXPECT_EQ(k7_memory_statistics(MemoryTable::Image).internal_error, 0);

@@ -31,8 +31,12 @@ struct Recorder {
         static const GlFunctions table{
             [](unsigned m) { current()->mode = m, ++current()->begun; },
             [] { --current()->begun; },
-            [](float x, float y) { current()->vertices.push_back({current()->mode, x, y}); },
-            [](float r, float g, float b, float a) { current()->colours.push_back({r, g, b, a}); },
+            [](float x, float y) {
+                current()->vertices.push_back({current()->mode, x, y});
+            },
+            [](float r, float g, float b, float a) {
+                current()->colours.push_back({r, g, b, a});
+            },
             [] { ++current()->depth, ++current()->pushes; },
             [] { --current()->depth; },
         };
@@ -146,8 +150,16 @@ TEST_F(Overlay, EachWidgetMovesItsParts) {
         {"round", {100, 0}, {130, 90}, "Wide", 0.5},
         {"ellipse", {150, 50}, {120, 50}, "Wide", 0.2},
         {"ellipse", {100, 75}, {100, 10}, "High", 0.4},
-        {"ellipse", {100 + 50 * 0.70710678, 50 + 25 * 0.70710678}, {100 + 100 * 0.70710678, 50 + 50 * 0.70710678}, "Wide", 1.0},
-        {"ellipse", {100 + 50 * 0.70710678, 50 + 25 * 0.70710678}, {100 + 100 * 0.70710678, 50 + 50 * 0.70710678}, "High", 0.5},
+        {"ellipse",
+         {100 + 50 * 0.70710678, 50 + 25 * 0.70710678},
+         {100 + 100 * 0.70710678, 50 + 50 * 0.70710678},
+         "Wide",
+         1.0},
+        {"ellipse",
+         {100 + 50 * 0.70710678, 50 + 25 * 0.70710678},
+         {100 + 100 * 0.70710678, 50 + 50 * 0.70710678},
+         "High",
+         0.5},
         {"ring", {175, 50}, {190, 50}, "Delta", 0.4},
         {"ring", {175, 50}, {110, 50}, "Delta", 0.0},
         {"rectangle", {150, 75}, {120, 60}, "Wide", 0.2},
@@ -278,7 +290,8 @@ TEST_F(Overlay, SizesOnScreenDoNotDependOnTheZoom) {
     }
     Recorder gl;
     show("generic", "line").draw();
-    EXPECT_THAT(gl.colours, Each(testing::AnyOf(std::array{1.0f, 1.0f, 0.0f, 1.0f}, std::array{0.5f, 0.5f, 0.5f, 1.0f})))
+    EXPECT_THAT(gl.colours,
+                Each(testing::AnyOf(std::array{1.0f, 1.0f, 0.0f, 1.0f}, std::array{0.5f, 0.5f, 0.5f, 1.0f})))
         << "the second widget is yellow, handles are grey";
     int corners = 0;
     for (const auto& vertex : gl.vertices) corners += vertex.mode == 7;
@@ -344,7 +357,8 @@ TEST_F(Overlay, AnswersActionsItDoesNotKnow) {
 }
 
 TEST_F(Overlay, AnyOneCallMayFail) {
-    for (const char* name : {"propGetDouble", "propGetPointer", "interactGetPropertySet", "getPropertySet", "paramGetValueAtTime"}) {
+    for (const char* name :
+         {"propGetDouble", "propGetPointer", "interactGetPropertySet", "getPropertySet", "paramGetValueAtTime"}) {
         for (int nth = 1; nth <= 12; ++nth) {
             Recorder gl;
             ofxhost::Interact& viewer = show("generic", "ellipse");

@@ -50,11 +50,16 @@ const std::vector<const char*>& manyNames() {
 double presetNumber(std::size_t row, std::size_t column) {
     const auto r = static_cast<double>(row);
     switch (column) {
-        case 3: return 1.0 + r;
-        case 4: return static_cast<double>(row % 2);
-        case 5: return static_cast<double>(row % 3);
-        case 17: return 100.0 + r;
-        default: return (r + 1.0) / 64.0;
+        case 3:
+            return 1.0 + r;
+        case 4:
+            return static_cast<double>(row % 2);
+        case 5:
+            return static_cast<double>(row % 3);
+        case 17:
+            return 100.0 + r;
+        default:
+            return (r + 1.0) / 64.0;
     }
 }
 
@@ -71,10 +76,13 @@ ProbeInfo::ProbeInfo() {
     ghost({&Radius}, Shape, is(2));
     ghost({&Turn, &Count}, Shape, below(3));
     ghost({&Seed}, WithAnimation, isOff);
-    rule(Shape, [] {
-        script().events.emplace_back("rule");
-        if (script().rule) script().rule();
-    }, "tells the test");
+    rule(
+        Shape,
+        [] {
+            script().events.emplace_back("rule");
+            if (script().rule) script().rule();
+        },
+        "tells the test");
     presets(Demos,
             {&Amount, &Radius, &Turn, &Count, &Invert, &Shape, &Centre, &Tint, &Paint, &Curve, &Seed, &Fifth, &StartAt},
             presetRows().rows, PresetScope::ListedOnly);
@@ -108,7 +116,7 @@ std::string& shownWidget() {
 
 void Handles::PrepareOverlay() {
     const std::pair<OverlayControlK7*, const char*> all[] = {
-        {&crosshair, "crosshair"}, {&line, "line"}, {&angle, "angle"}, {&round, "round"},
+        {&crosshair, "crosshair"}, {&line, "line"}, {&angle, "angle"},        {&round, "round"},
         {&ellipse, "ellipse"},     {&ring, "ring"}, {&rectangle, "rectangle"}};
     for (const auto& [widget, name] : all) widget->visible = shownWidget() == name;
 }
@@ -121,17 +129,24 @@ void setHost(OfxHost* host) { bundleState().host = host; }
 
 template <class EffectClass>
 struct PlugIn {
-    static OfxStatus overlayEntry(const char* action, const void* handle, OfxPropertySetHandle inArgs, OfxPropertySetHandle) {
+    static OfxStatus overlayEntry(const char* action, const void* handle, OfxPropertySetHandle inArgs,
+                                  OfxPropertySetHandle) {
         return overlayMain(action, handle, inArgs);
     }
-    static OfxStatus mainEntry(const char* action, const void* handle, OfxPropertySetHandle inArgs, OfxPropertySetHandle outArgs) {
+    static OfxStatus mainEntry(const char* action, const void* handle, OfxPropertySetHandle inArgs,
+                               OfxPropertySetHandle outArgs) {
         static constexpr EffectDefinition definition = defineEffect<EffectClass>();
         return effectMain({&definition, &overlayEntry}, action, handle, inArgs, outArgs);
     }
     static OfxPlugin* record() {
         static const std::string identifier = effectIdentifier(EffectClass::traits);
-        static OfxPlugin plugin{ofx::ImageEffectPluginApi, ofx::ImageEffectPluginApiVersion, identifier.c_str(), 1, 0,
-                                &setHost, &mainEntry};
+        static OfxPlugin plugin{ofx::ImageEffectPluginApi,
+                                ofx::ImageEffectPluginApiVersion,
+                                identifier.c_str(),
+                                1,
+                                0,
+                                &setHost,
+                                &mainEntry};
         return &plugin;
     }
 };

@@ -90,7 +90,8 @@ Script& script();
 
 // One widget at a time of each kind, on a picture of its own controls.
 struct HandlesInfo : EffectInfo {
-    static constexpr EffectTraits traits{.name = "Handles", .menu = "Test Bench", .overlay = true, .description = "for tests"};
+    static constexpr EffectTraits traits{
+        .name = "Handles", .menu = "Test Bench", .overlay = true, .description = "for tests"};
     ClipRecord input{this, {.name = "Input", .label = "Input", .required = true}};
     Page page{this, "Handles"};
     PositionControlK7 From{this, {"From", "From", 0.5, 0.5}};

@@ -40,7 +40,9 @@ class Render : public probe::ProbeTest {
         layout.depth = depth;
         return layout;
     }
-    static void feed(TestEffect& effect, ImagePtr image) { effect.connect(effect.primaryClip().name(), std::move(image)); }
+    static void feed(TestEffect& effect, ImagePtr image) {
+        effect.connect(effect.primaryClip().name(), std::move(image));
+    }
     static void expectClean(TestEffect& effect, const char* what = "") {
         EXPECT_TRUE(effect.imagesBalanced()) << what;
         probe::Probe& object = probeOf(effect);
@@ -61,7 +63,8 @@ struct Seen {
     double first = -1, last = -1, current = -1;
     static Seen of(const probe::Probe& object, const K7Image* image) {
         if (!image) return {};
-        return {image->width, image->height, image->unit_scale, image->pixel_aspect, object.firstFrame, object.lastFrame, object.currentFrame};
+        return {image->width,      image->height,    image->unit_scale,  image->pixel_aspect,
+                object.firstFrame, object.lastFrame, object.currentFrame};
     }
 };
 
@@ -121,8 +124,9 @@ TEST_F(Render, CleansWhatComesInAndLimitsWhatGoesOut) {
 // The output is written where the input's bounds, the output's and the frame meet; CDV DX fills the whole output.
 TEST_F(Render, WritesTheInputsRegionAndLeavesTheRestOfTheOutputAlone) {
     constexpr int W = 20, H = 12;
-    const OfxRectI places[] = {{0, 0, W, H},   {3, 2, 11, 9},   {-5, -4, 7, 6},   {-5, -4, W + 6, H + 3}, {10, 5, W + 9, H + 9},
-                               {-9, 0, 0, H},  {W, 0, W + 4, H}, {-50, -50, -40, -40}, {0, 0, 1, 1}};
+    const OfxRectI places[] = {{0, 0, W, H},           {3, 2, 11, 9},         {-5, -4, 7, 6},
+                               {-5, -4, W + 6, H + 3}, {10, 5, W + 9, H + 9}, {-9, 0, 0, H},
+                               {W, 0, W + 4, H},       {-50, -50, -40, -40},  {0, 0, 1, 1}};
     for (const char* word : {"generic", "cdv"}) {
         for (const OfxRectI& in : places) {
             for (const OfxRectI& out : {OfxRectI{0, 0, W, H}, OfxRectI{4, 3, 15, 10}, OfxRectI{-3, -2, W + 3, H + 2}}) {
@@ -137,13 +141,16 @@ TEST_F(Render, WritesTheInputsRegionAndLeavesTheRestOfTheOutputAlone) {
                     effect.setOutputLayout(outLayout);
                     effect.background = 51.0f / 255.0f;
                     effect.render();
-                    const auto inside = [](const OfxRectI& r, int x, int y) { return x >= r.x1 && x < r.x2 && y >= r.y1 && y < r.y2; };
+                    const auto inside = [](const OfxRectI& r, int x, int y) {
+                        return x >= r.x1 && x < r.x2 && y >= r.y1 && y < r.y2;
+                    };
                     for (int y = out.y1; y < out.y2; ++y) {
                         for (int x = out.x1; x < out.x2; ++x) {
                             const bool frame = inside({0, 0, W, H}, x, y), source = inside(in, x, y);
                             const bool written = frame && (source || std::string_view(word) == "cdv");
                             const float expected = !written ? 51.0f / 255.0f : source ? input->sample(x, y, 1) : 0.0f;
-                            ASSERT_EQ(effect.lastImage()->sample(x, y, 1), expected) << word << " " << x << ", " << y << " in " << in.x1 << "," << in.y1;
+                            ASSERT_EQ(effect.lastImage()->sample(x, y, 1), expected)
+                                << word << " " << x << ", " << y << " in " << in.x1 << "," << in.y1;
                         }
                     }
                     expectClean(effect);
@@ -175,10 +182,11 @@ TEST_F(Render, TheWorkingImageCarriesRenderScaleAndAspect) {
         int width, height;
         float pixelAspect;
     } cases[] = {
-        {"generic", 1.0, 1.0, 190, 80, 1.0f}, {"generic", 0.5, 1.0, 95, 40, 1.0f}, {"generic", 1.0, 2.0, 190, 80, 2.0f},
-        {"nuke", 1.0, 2.0, 190, 80, 2.0f},    {"nuke", 0.5, 1.5, 95, 40, 1.5f},    {"scratch", 1.0, 0.5, 190, 80, 0.5f},
-        {"vegas", 1.0, 1.0940, 190, 80, 1.094f}, {"fusion", 1.0, 2.0, 190, 80, 0.5f}, {"fusion", 0.5, 0.25, 95, 40, 4.0f},
-        {"toxik", 0.25, 1.0, 47, 20, 1.0f},
+        {"generic", 1.0, 1.0, 190, 80, 1.0f},    {"generic", 0.5, 1.0, 95, 40, 1.0f},
+        {"generic", 1.0, 2.0, 190, 80, 2.0f},    {"nuke", 1.0, 2.0, 190, 80, 2.0f},
+        {"nuke", 0.5, 1.5, 95, 40, 1.5f},        {"scratch", 1.0, 0.5, 190, 80, 0.5f},
+        {"vegas", 1.0, 1.0940, 190, 80, 1.094f}, {"fusion", 1.0, 2.0, 190, 80, 0.5f},
+        {"fusion", 0.5, 0.25, 95, 40, 4.0f},     {"toxik", 0.25, 1.0, 47, 20, 1.0f},
     };
     for (const auto& test : cases) {
         TestEffect& effect = effectOn(test.word, 190, 80, test.aspect, test.scale);
@@ -218,9 +226,11 @@ TEST_F(Render, FramesAreCountedTheHostsWay) {
         bool connected;
         double first, last, current;
     } cases[] = {
-        {"generic", true, 10, 59, 15}, {"nuke", true, 10, 59, 15},  {"vegas", true, 10, 59, 15},   {"cdv", true, 10, 59, 15},
-        {"toxik", true, 0, 999999, 25}, {"fusion", true, 0, 50, 25}, {"fusion", false, 0, 50, 25}, {"generic", false, 10, 59, 15},
-        {"toxik", false, 10, 59, 15},  {"vegas", false, 0.25, 1.475, 0.375},
+        {"generic", true, 10, 59, 15},  {"nuke", true, 10, 59, 15},
+        {"vegas", true, 10, 59, 15},    {"cdv", true, 10, 59, 15},
+        {"toxik", true, 0, 999999, 25}, {"fusion", true, 0, 50, 25},
+        {"fusion", false, 0, 50, 25},   {"generic", false, 10, 59, 15},
+        {"toxik", false, 10, 59, 15},   {"vegas", false, 0.25, 1.475, 0.375},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(std::string(test.word) + (test.connected ? "" : " unconnected"));
@@ -481,7 +491,10 @@ class Failing : public Render {
     void expectLegal(TestEffect& effect, const std::string& what) {
         const auto picture = effect.lastImage()->toFloats();
         const bool untouched = picture == std::vector<float>(picture.size(), 0.5f);
-        EXPECT_TRUE(untouched || picture == m_input->toFloats()) << what;
+        // An input whose depth the host does not tell is black.
+        const bool black =
+            what.find("propGetString") != std::string::npos && picture == std::vector<float>(picture.size(), 0.0f);
+        EXPECT_TRUE(untouched || black || picture == m_input->toFloats()) << what;
         expectClean(effect, what.c_str());
     }
     ImagePtr m_input;
@@ -600,7 +613,8 @@ TEST_F(Failing, AnUnknownDepthShowsBlackAndIsNotWritten) {
 TEST_F(Failing, AnExceptionFromTheEffectEndsTheRenderQuietly) {
     for (const char* word : {"generic", "fusion"}) {
         TestEffect& effect = readyEffect(word);
-        const std::function<void()> throws[] = {[] { throw std::runtime_error("effect"); }, [] { throw std::bad_alloc(); }, [] { throw 1; }};
+        const std::function<void()> throws[] = {[] { throw std::runtime_error("effect"); },
+                                                [] { throw std::bad_alloc(); }, [] { throw 1; }};
         for (const auto& thrown : throws) {
             script().process = [&](probe::Probe&) { thrown(); };
             EXPECT_EQ(effect.renderStatus(), OK);

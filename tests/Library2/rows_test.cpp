@@ -17,12 +17,14 @@ using testing::ElementsAre;
 
 std::vector<std::pair<int, int>> hostSplit(int rows, unsigned threads) {
     std::vector<std::pair<int, int>> result;
-    for (unsigned i = 0; i < threads; ++i) result.emplace_back(hostRowRange(rows, i, threads).first, hostRowRange(rows, i, threads).last);
+    for (unsigned i = 0; i < threads; ++i)
+        result.emplace_back(hostRowRange(rows, i, threads).first, hostRowRange(rows, i, threads).last);
     return result;
 }
 std::vector<std::pair<int, int>> ownSplit(int rows, int threads) {
     std::vector<std::pair<int, int>> result;
-    for (int i = 0; i < threads; ++i) result.emplace_back(ownRowRange(rows, i, threads).first, ownRowRange(rows, i, threads).last);
+    for (int i = 0; i < threads; ++i)
+        result.emplace_back(ownRowRange(rows, i, threads).first, ownRowRange(rows, i, threads).last);
     return result;
 }
 using Range = std::pair<int, int>;
@@ -55,7 +57,8 @@ void paintRows(probe::Probe& object) {
     object.MultiProcess(
         [image](int first, int last) {
             for (int y = first; y <= last; ++y)
-                for (int i = 0; i < image->width * 4; ++i) image_row<float>(image, y)[i] = float(y * 1000 + i) / 65536.0f;
+                for (int i = 0; i < image->width * 4; ++i)
+                    image_row<float>(image, y)[i] = float(y * 1000 + i) / 65536.0f;
         },
         image->height);
 }
@@ -79,7 +82,8 @@ class Rows : public probe::ProbeTest {
 
 TEST_F(Rows, EveryHostAndNumberOfThreadsGivesTheSameBits) {
     for (const char* word : {"generic", "fusion", "vegas"})
-        for (const unsigned threads : {1u, 2u, 3u, 7u, 16u}) EXPECT_EQ(effectOn(word, threads).render(), pattern()) << word << threads;
+        for (const unsigned threads : {1u, 2u, 3u, 7u, 16u})
+            EXPECT_EQ(effectOn(word, threads).render(), pattern()) << word << threads;
 }
 
 TEST_F(Rows, AHostMayGiveFewerThreadsOrNoneOrRefuse) {
@@ -102,7 +106,8 @@ TEST_F(Rows, AHostMayGiveFewerThreadsOrNoneOrRefuse) {
         hooks.maxThreadsGiven = mood.given;
         hooks.multiThreadStatus = mood.status;
         host->setHooks(hooks);
-        EXPECT_EQ(effect.render(), pattern()) << (mood.cpus ? int(*mood.cpus) : -1) << (mood.given ? int(*mood.given) : -1);
+        EXPECT_EQ(effect.render(), pattern())
+            << (mood.cpus ? int(*mood.cpus) : -1) << (mood.given ? int(*mood.given) : -1);
     }
 }
 
@@ -130,7 +135,8 @@ TEST_F(Rows, WorkInsideWorkRunsOnItsThread) {
                         object.MultiProcess(
                             [&](int from, int to) {
                                 EXPECT_EQ(std::this_thread::get_id(), outer);
-                                for (int i = from; i <= to; ++i) image_row<float>(image, y)[i] = float(y * 1000 + i) / 65536.0f;
+                                for (int i = from; i <= to; ++i)
+                                    image_row<float>(image, y)[i] = float(y * 1000 + i) / 65536.0f;
                             },
                             image->width * 4);
                 },

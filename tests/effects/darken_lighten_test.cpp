@@ -28,14 +28,14 @@ struct Settings {
 
     std::string text() const {
         return std::to_string(width) + "x" + std::to_string(height) + " aspect " + std::to_string(aspect) + " scale " +
-               std::to_string(scale) + " depth " + std::to_string(int(depth)) + " cut " + std::to_string(cutOff) + " size " +
-               std::to_string(size) + (split ? " split " : " ") + host + " " + std::to_string(threads);
+               std::to_string(scale) + " depth " + std::to_string(int(depth)) + " cut " + std::to_string(cutOff) +
+               " size " + std::to_string(size) + (split ? " split " : " ") + host + " " + std::to_string(threads);
     }
 };
 
 // One sample of the result, from the definition. `pixelAspect` is as the image carries it.
-float modelSample(bool lighten, const std::vector<float>& picture, int width, int height, int x, int y, int channel, int size,
-                  double scale, float pixelAspect, double cutOff) {
+float modelSample(bool lighten, const std::vector<float>& picture, int width, int height, int x, int y, int channel,
+                  int size, double scale, float pixelAspect, double cutOff) {
     const auto at = [&](int px, int py, int c) { return picture[static_cast<std::size_t>((py * width + px) * 4 + c)]; };
     const float own = at(x, y, channel);
     const float luminance = 0.3f * at(x, y, 0) + 0.5f * at(x, y, 1) + 0.2f * at(x, y, 2);
@@ -83,7 +83,8 @@ class DarkenLighten : public testing::TestWithParam<const char*> {
             for (int x = 0; x < s.width; ++x)
                 for (int c = 0; c < 4; ++c)
                     result[static_cast<std::size_t>((y * s.width + x) * 4 + c)] =
-                        modelSample(lighten(), picture, s.width, s.height, x, y, c, s.split ? s.sizes[c] : s.size, s.scale, aspect, s.cutOff);
+                        modelSample(lighten(), picture, s.width, s.height, x, y, c, s.split ? s.sizes[c] : s.size,
+                                    s.scale, aspect, s.cutOff);
         return result;
     }
 
@@ -124,7 +125,8 @@ TEST_P(DarkenLighten, EveryThreshold) {
 TEST_P(DarkenLighten, PixelAspectsAndRenderScales) {
     for (const double aspect : {0.5, 1.0, 1.09, 2.0, 40.0})
         for (const double scale : {1.0, 0.5, 0.25})
-            for (const int size : {1, 3, 8}) check({.width = 40, .height = 20, .aspect = aspect, .scale = scale, .size = size});
+            for (const int size : {1, 3, 8})
+                check({.width = 40, .height = 20, .aspect = aspect, .scale = scale, .size = size});
 }
 
 TEST_P(DarkenLighten, ChannelsApart) {
@@ -135,23 +137,30 @@ TEST_P(DarkenLighten, ChannelsApart) {
 
 TEST_P(DarkenLighten, IntegerDepthsAndHostsAndThreads) {
     for (const Depth depth : {Depth::Byte, Depth::Short}) check({.width = 40, .height = 37, .depth = depth, .size = 5});
-    for (const char* host : {"nuke", "fusion", "vegas", "cdv", "toxik"}) check({.width = 40, .height = 20, .aspect = 2.0, .size = 4, .host = host});
-    for (const unsigned threads : {1u, 2u, 3u, 7u, 16u}) check({.width = 40, .height = 37, .size = 9, .threads = threads});
+    for (const char* host : {"nuke", "fusion", "vegas", "cdv", "toxik"})
+        check({.width = 40, .height = 20, .aspect = 2.0, .size = 4, .host = host});
+    for (const unsigned threads : {1u, 2u, 3u, 7u, 16u})
+        check({.width = 40, .height = 37, .size = 9, .threads = threads});
 }
 
 TEST_P(DarkenLighten, OneOddPixelStaysWhereItIs) {
     RecordingHost& host = hostFor("generic", 2);
-    TestEffect& effect = prepare(host, GetParam(), {.width = 21, .height = 21, .cutOff = lighten() ? 0.0 : 100.0, .size = 2});
+    TestEffect& effect =
+        prepare(host, GetParam(), {.width = 21, .height = 21, .cutOff = lighten() ? 0.0 : 100.0, .size = 2});
     ImagePtr picture = support::constantImage(support::layoutOf(21, 21), 0.5f, 0.5f, 0.5f, 0.5f);
     picture->setSample(10, 10, 1, std::numeric_limits<float>::quiet_NaN());
-    picture->setSample(4, 4, 2, lighten() ? std::numeric_limits<float>::infinity() : -std::numeric_limits<float>::infinity());
+    picture->setSample(4, 4, 2,
+                       lighten() ? std::numeric_limits<float>::infinity() : -std::numeric_limits<float>::infinity());
     effect.connect("Input", picture);
     effect.render();
     const auto& result = *effect.lastImage();
     for (int y = 0; y < 21; ++y) {
         for (int x = 0; x < 21; ++x) {
-            const bool nearNaN = std::abs(x - 10) <= 1 && std::abs(y - 10) <= 1, nearInfinity = std::abs(x - 4) <= 1 && std::abs(y - 4) <= 1;
-            EXPECT_EQ(result.sample(x, y, 1), nearNaN && (!lighten() || (x == 10 && y == 10)) ? (lighten() ? 0.5f : 0.0f) : 0.5f) << x << "," << y;
+            const bool nearNaN = std::abs(x - 10) <= 1 && std::abs(y - 10) <= 1,
+                       nearInfinity = std::abs(x - 4) <= 1 && std::abs(y - 4) <= 1;
+            EXPECT_EQ(result.sample(x, y, 1),
+                      nearNaN && (!lighten() || (x == 10 && y == 10)) ? (lighten() ? 0.5f : 0.0f) : 0.5f)
+                << x << "," << y;
             EXPECT_EQ(result.sample(x, y, 2), nearInfinity ? (lighten() ? 65504.0f : 0.0f) : 0.5f) << x << "," << y;
         }
     }
@@ -163,7 +172,8 @@ TEST_P(DarkenLighten, HasItsParametersAndGhostsTheSizesNotInUse) {
     const auto& params = effect.descriptor().params();
     std::vector<std::string> names;
     for (const auto& param : params) names.push_back(param->name());
-    std::vector<std::string> expected{"PageOneGroup", "CutOff", "Rad", "DoRGB", "RadR", "RadG", "RadB", "RadA", "HelpButton"};
+    std::vector<std::string> expected{"PageOneGroup", "CutOff", "Rad",  "DoRGB",     "RadR",
+                                      "RadG",         "RadB",   "RadA", "HelpButton"};
     if (lighten()) expected.insert(expected.begin() + 3, "Gamma");
     EXPECT_EQ(names, expected);
     const auto& group = effect.descriptor().findParam("PageOneGroup")->properties();
@@ -183,9 +193,12 @@ TEST_P(DarkenLighten, HasItsParametersAndGhostsTheSizesNotInUse) {
     if (lighten()) expectRange("Gamma", 1.0, 0.1, 10.0);
     EXPECT_EQ(number("CutOff", ofx::prop::ParamIncrement), 0.05);
     EXPECT_EQ(effect.descriptor().findParam("RadR")->properties().getString(ofx::prop::Label), "Red Size");
-    EXPECT_EQ(effect.descriptor().findParam("DoRGB")->properties().getString(ofx::prop::ParamScriptName), "Split_RGB_CheckBox");
+    EXPECT_EQ(effect.descriptor().findParam("DoRGB")->properties().getString(ofx::prop::ParamScriptName),
+              "Split_RGB_CheckBox");
 
-    const auto enabled = [&](const char* name) { return effect.param(name).properties().getInt(ofx::prop::ParamEnabled) == 1; };
+    const auto enabled = [&](const char* name) {
+        return effect.param(name).properties().getInt(ofx::prop::ParamEnabled) == 1;
+    };
     for (const bool split : {false, true, false}) {
         if (enabled("Rad") == split) effect.set("DoRGB", split ? 1.0 : 0.0);
         EXPECT_EQ(enabled("Rad"), !split);
