@@ -69,7 +69,10 @@ bool PluginK7::fetchFrame(OfxImageClipHandle clip, double time, K7Image* image) 
     const bool left = holdsRenderLock;
     if (left) renderLock().unlock();
     HostImage frame(clip, time);
-    if (left) renderLock().lock();
+    if (left) {
+        renderLock().lock();
+        LibMpSetup(-1);  // another effect may have worked meanwhile and left the libraries' row loops to itself
+    }
     const HostPixels pixels = frame.pixels();
     if (!pixels.data) return false;
     const double scale = frame.renderScale();

@@ -410,6 +410,40 @@ TEST_F(Render, OtherFramesAreAskedForByTheHostsTimes) {
     }
 }
 
+// A host renders what is upstream while a frame is fetched, on the same thread or on others. The libraries' row loops
+// are the first effect's again afterwards.
+TEST_F(Render, TheHostMayRenderOtherEffectsInsideGetFrame) {
+    for (const bool sameThread : {true, false}) {
+        TestEffect& downstream = effectOn("generic", 64, 48);
+        TestEffect& upstream = create();
+        feed(downstream, support::gradientImage(layoutOf(64, 48)));
+        feed(upstream, support::constantImage(layoutOf(64, 48), 0.5f, 0.5f, 0.5f));
+        int upstreamRenders = 0;
+        const auto renderUpstream = [&](double time) {
+            if (sameThread)
+                upstream.renderStatus(time);
+            else
+                std::thread([&] { upstream.renderStatus(time); }).join();
+            ++upstreamRenders;
+            return upstream.lastImage();
+        };
+        downstream.connect("Other", renderUpstream, 0, 99);
+        std::atomic<int> parts{0};
+        script().process = [&](probe::Probe& object) {
+            if (&object != &probeOf(downstream)) return;
+            const auto frame = make_image(64, 48, 4, SAMPLE_F32);
+            EXPECT_TRUE(object.other.GetFrame(5.0, frame.get()));
+            EXPECT_EQ(image_get_sample(frame.get(), 9, 9, 0), 0.5f);
+            image_dispatch_rows([](void* count, int, int) { ++*static_cast<std::atomic<int>*>(count); }, 1000, &parts);
+        };
+        downstream.render(20.0);
+        EXPECT_EQ(upstreamRenders, 2) << "as a clip, and as another frame of it";
+        EXPECT_EQ(parts, 2) << "on both threads of the host";
+        expectClean(downstream);
+        expectClean(upstream);
+    }
+}
+
 // ---- Order of things ------------------------------------------------------------------------------------------
 
 TEST_F(Render, ParametersAreFetchedAtTheFramesTimeBeforeFramePrepare) {
