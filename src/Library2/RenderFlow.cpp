@@ -178,8 +178,8 @@ class Render {
     bool convertPrimary(ClipRecord& primary, OfxImageClipHandle clip) {
         {
             const HostImage host(clip, m_time);
-            if (!host.readable()) return false;
             const HostPixels pixels = host.pixels();
+            if (!pixels.data) return false;
             m_bounds = pixels.bounds;
             if (m_quirks.sizeFromBounds && !setSizeFromBounds()) return false;
             K7Image* input = nullptr;
@@ -208,8 +208,9 @@ class Render {
             if (!host) {
                 clip.image.reset(make_float_image({}, m_info.primary()->image.get(), m_width, m_height, 1.0, false, m_scaleX, runner()));
             } else {
-                if (!host.readable()) return false;
-                clip.image.reset(make_float_image(host.pixels(), nullptr, m_width, m_height, host.aspectAsGiven(), false, m_scaleX, runner()));
+                const HostPixels pixels = host.pixels();
+                if (!pixels.data) return false;
+                clip.image.reset(make_float_image(pixels, nullptr, m_width, m_height, host.aspectAsGiven(), false, m_scaleX, runner()));
             }
             if (!clip.image) return false;
         }
