@@ -6,6 +6,7 @@
 #include "effects/Darken.h"
 #include "effects/Lighten.h"
 #include "effects/PassThrough.h"
+#include "effects/SpinBlur.h"
 
 namespace {
 
@@ -68,7 +69,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"Sky">(),
     passThrough<"Smoke">(),
     passThrough<"Snow">(),
-    passThrough<"SpinBlur">(),
+    defineEffect<SpinBlur>(),
     passThrough<"StarField">(),
     passThrough<"Thermo">(),
     passThrough<"TrailAverage">(),

@@ -1,0 +1,62 @@
+// Q_SpinBlur: the picture is turned about a centre while the shutter is open.
+//
+// Every pixel becomes the average of the picture along an arc around the centre. The arc's length may change with the
+// distance (a ring that fades, a twirl inwards or outwards) and with a matte. The picture is un-wrapped into circles
+// once and summed along them, so that an arc of any length costs the same few reads.
+#pragma once
+
+#include <memory>
+
+#include "Library2/PluginK7.h"
+
+struct SpinBlurInfo : EffectInfo {
+    static constexpr EffectTraits traits{
+        .name = "SpinBlur",
+        .menu = "Blurs",
+        .overlay = true,
+        .description = "Apply a circular blurring effect. This effect is in Box Number 8"};
+    enum Style { Overall = 1, Fade = 2, TwirlIn = 3, TwirlOut = 4 };
+
+    ClipRecord input{this, {.name = "Input1", .label = "Input", .required = true}};
+    ClipRecord matte{this, {.name = "Input2", .label = "Matte"}};
+
+    Page page{this, "SpinBlur"};
+    PositionControlK7 Centre{this, {"Centre", "Centre", 0.5, 0.5}};
+    AngleControlK7 Speed{this, {"Speed", "Speed", 10.0, -360.0, 360.0}};
+    ListControlK7 BStyle{this, {"BStyle", "Blur Style", 0, {"Overall", "Fade", "Twirl In", "Twirl Out"}}};
+    SizeControlK7 IRadius{this, {"IRadius", "Inner Radius", 0.1, 0.0, 10.0}};
+    SizeControlK7 ORadius{this, {"ORadius", "Outer Radius", 0.4, 0.0, 10.0}};
+    SizeControlK7 SRadius{this, {"SRadius", "Soft Radius", 0.1, 0.0, 0.5}};
+    FloatControlK7 Twirl{this, {"Twirl", "Twirl", 2.0, 0.0, 100.0}};
+    FloatControlK7 Blend{this, {"Blend", "Mix with Source", 0.0, 0.0, 100.0}};
+    CheckboxControlK7 DoMatte{this, {"DoMatte", "Use Matte"}};
+    CheckboxControlK7 InvertMatte{this, {"InvertMatte", "Invert Matte"}};
+
+    CrosshairOverlayK7 centreWidget{this, Centre};
+    CircleOverlayK7 innerWidget{this, Centre, IRadius};
+    CircleOverlayK7 outerWidget{this, Centre, ORadius};
+    AngleOverlayK7 angleWidget{this, Centre, Speed};
+
+    SpinBlurInfo() {
+        BStyle.followedByOverlay = SRadius.followedByOverlay = true;
+        ghost({&IRadius, &ORadius, &SRadius}, BStyle, isNot(Fade));
+        ghost({&Twirl}, BStyle, below(TwirlIn));
+        ghost({&InvertMatte}, DoMatte, isOff);
+        scene = {.inputs = {"seeding.jpg"}, .settings = {{"Speed", "30"}}};
+    }
+};
+
+class SpinBlur final : public Effect<SpinBlurInfo> {
+  public:
+    SpinBlur();
+    void ProcessFrame() override;
+
+  protected:
+    void PrepareOverlay() override;
+    void DrawMore(const OverlayPen& pen) override;
+
+  private:
+    bool blur(const K7Image& source, K7Image& result) const;
+
+    std::unique_ptr<float[]> m_sine, m_cosine;  // of one turn, beginning at half a turn back
+};
