@@ -406,6 +406,7 @@ TEST_F(Render, OtherFramesAreAskedForByTheHostsTimes) {
         };
         effect.render(20.0);
         EXPECT_TRUE(lockFree) << "the host may render upstream meanwhile";
+        host->clearHooks();
         expectClean(effect);
     }
 }
