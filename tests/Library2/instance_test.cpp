@@ -374,6 +374,7 @@ TEST_F(Instance, AChoiceThatAPresetWroteIsRememberedAsItsLastValue) {
     quiet = false;
     effect.set("Shape", 0.0);
     EXPECT_FALSE(enabled(effect, "Turn"));
+    host->clearHooks();
 }
 
 // ---- Texts
