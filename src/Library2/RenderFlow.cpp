@@ -147,6 +147,7 @@ class Render {
         for (ClipRecord* input : m_info.inputs()) input->frameCount = 0;
         m_effect.FramePrepare();
         if (!(connected ? convertPrimary(*primary, clip) : blackPrimary(*primary))) return false;
+        if (m_quirks.abortAfterPrimary && aborted()) return false;
         return furtherClips();
     }
 
@@ -188,8 +189,7 @@ class Render {
             primary.image.reset(input);
             m_info.output.image.reset(output);
         }
-        if (!primary.image || !m_info.output.image) return false;
-        return !(m_quirks.abortAfterPrimary && aborted());
+        return primary.image && m_info.output.image;
     }
 
     bool setSizeFromBounds() {
