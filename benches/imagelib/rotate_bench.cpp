@@ -1,4 +1,5 @@
 // Rotation by 13 degrees against OpenCV's bilinear one.
+#include <string>
 #include "benches/support/bench.h"
 #include "imagelib/imagelib_resample.h"
 
@@ -23,10 +24,10 @@ const Bench opencv("rotate 13 degrees", "OpenCV", 2.5, [](int) {
     return [=] {
         const cv::Mat in(source->height, source->width, CV_32FC4, source->pixels);
         cv::Mat out(result->height, result->width, CV_32FC4, result->pixels);
-        cv::Mat turn = cv::getRotationMatrix2D({FRAME_WIDTH / 2.0f, FRAME_HEIGHT / 2.0f}, DEGREES, 1);
-        turn.at<double>(0, 2) += (result->width - FRAME_WIDTH) / 2.0;
-        turn.at<double>(1, 2) += (result->height - FRAME_HEIGHT) / 2.0;
-        cv::warpAffine(in, out, turn, out.size(), cv::INTER_LINEAR, cv::BORDER_CONSTANT);
+        cv::Mat matrix = cv::getRotationMatrix2D({FRAME_WIDTH / 2.0f, FRAME_HEIGHT / 2.0f}, DEGREES, 1);
+        matrix.at<double>(0, 2) += (result->width - FRAME_WIDTH) / 2.0;
+        matrix.at<double>(1, 2) += (result->height - FRAME_HEIGHT) / 2.0;
+        cv::warpAffine(in, out, matrix, out.size(), cv::INTER_LINEAR, cv::BORDER_CONSTANT);
     };
 });
 #endif

@@ -1,4 +1,5 @@
 // Enlarging and reducing by 2 against the resamplers of OpenCV and zimg.
+#include <string>
 #include "benches/support/bench.h"
 #include "imagelib/imagelib_resample.h"
 

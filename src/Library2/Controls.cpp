@@ -301,7 +301,9 @@ void TextControlK7::describeValue(const PropertySet& set, const HostQuirks&) con
     set.setString(ofx::prop::ParamDefault, m_param.text);
 }
 
+// A text on its way to the host is newer than the host's.
 void TextControlK7::fetch(const FetchContext& context) {
+    if (m_dirty && bundleState().quirks->writesTextBack) return;
     char* hostText = nullptr;
     if (readAt(context.time, &hostText) && hostText) text = hostText;
 }

@@ -124,7 +124,7 @@ namespace {
 bool keptByPresets(const ControlK7* control) {
     static constexpr std::string_view KEPT[] = {"Demos", "DemosA", "StartAt", "BlackBG", "OnBlack", "WithAnimation", "FramesPerSecond"};
     return std::find(std::begin(KEPT), std::end(KEPT), control->name()) != std::end(KEPT) ||
-           dynamic_cast<const PositionControlK7*>(control);
+           (dynamic_cast<const PositionControlK7*>(control) && !dynamic_cast<const CurvePointControlK7*>(control));
 }
 
 }  // namespace

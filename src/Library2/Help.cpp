@@ -49,8 +49,8 @@ std::string shellErrorText(int code, const std::string& address) {
 void showHelp(const EffectTraits& traits) {
     const std::string label = effectLabel(traits);
     std::fprintf(stderr, "%s Version %s\n", label.c_str(), PRODUCT_VERSION);
+    const std::string address = helpAddress();  // before the first line: looking it up writes lines of its own
     Trace(TRACE_INFO, "%s Plug-Ins for OFX: %s\n", "Quillon", PRODUCT_VERSION_LONG);
-    const std::string address = helpAddress();
     TraceMore("%s: %s\n", label.c_str(), traits.description);
     TraceMore("More help on %s: %s\n", label.c_str(), address.c_str());
     constexpr int NOT_FOUND = 2;

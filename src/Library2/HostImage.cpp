@@ -13,9 +13,16 @@ int depthBits(const char* text) {
     return 0;
 }
 
-HostRect readBounds(const PropertySet& set) {
-    return {set.intOr(ofx::prop::ImageBounds, 0, 0), set.intOr(ofx::prop::ImageBounds, 0, 1),
-            set.intOr(ofx::prop::ImageBounds, 0, 2), set.intOr(ofx::prop::ImageBounds, 0, 3)};
+// Where the pixels lie and how far their rows are apart. A guess would read or write somebody else's memory, so that
+// an image that doesn't tell all of it counts as one without pixels.
+template <class Pixels>
+bool readLayout(const PropertySet& set, Pixels& pixels) {
+    int rowBytes = 0;
+    const bool told = set.getInt(ofx::prop::ImageBounds, &pixels.bounds.x1, 0) && set.getInt(ofx::prop::ImageBounds, &pixels.bounds.y1, 1) &&
+                      set.getInt(ofx::prop::ImageBounds, &pixels.bounds.x2, 2) && set.getInt(ofx::prop::ImageBounds, &pixels.bounds.y2, 3) &&
+                      set.getInt(ofx::prop::ImageRowBytes, &rowBytes);
+    pixels.row_bytes = rowBytes;
+    return told;
 }
 
 // Pixels of other components than were asked for can't be read as RGBA. A host that doesn't say is believed.
@@ -43,22 +50,18 @@ HostImage::~HostImage() {
 
 HostPixels HostImage::pixels() const {
     HostPixels pixels;
-    if (!m_set || !isRGBA(m_set)) return pixels;
+    if (!m_set || !isRGBA(m_set) || !readLayout(m_set, pixels)) return pixels;
     pixels.data = m_set.pointerOr(ofx::prop::ImageData, nullptr);
-    pixels.bounds = readBounds(m_set);
     pixels.has_bounds = true;
     pixels.depth = depthBits(m_set.stringOr(ofx::prop::PixelDepth, ""));
-    pixels.row_bytes = m_set.intOr(ofx::prop::ImageRowBytes, 0);
     return pixels;
 }
 
 HostTarget HostImage::target() const {
     HostTarget target;
-    if (!m_set || !isRGBA(m_set)) return target;
+    if (!m_set || !isRGBA(m_set) || !readLayout(m_set, target)) return target;
     target.data = m_set.pointerOr(ofx::prop::ImageData, nullptr);
-    target.bounds = readBounds(m_set);
     target.depth = depthBits(m_set.stringOr(ofx::prop::PixelDepth, ""));
-    target.row_bytes = m_set.intOr(ofx::prop::ImageRowBytes, 0);
     return target;
 }
 

@@ -13,9 +13,8 @@ class HostImage {
     HostImage& operator=(HostImage&&) = delete;
 
     explicit operator bool() const { return static_cast<bool>(m_set); }
-    bool readable() const { return m_set && pixels().data; }
 
-    HostPixels pixels() const;
+    HostPixels pixels() const;            // without data where it can't be read
     HostTarget target() const;
     double aspect() const;                // below 0.0001 it is 1; reciprocal where the host asks for it
     double aspectAsGiven() const;         // without the lower limit

@@ -78,8 +78,14 @@ OfxStatus actionCreateInstance(const EffectEntry& entry, OfxImageEffectHandle in
     record->inputs.resize(effect.info().inputs().size());
     for (std::size_t i = 0; i < record->inputs.size(); ++i) wireClip(instance, *record, i);
     if (!set.setPointer(ofx::prop::InstanceData, record.get())) return ofx::status::Failed;
+    try {
+        effect.InstanceCreated();
+    } catch (...) {  // hosts don't destroy what could not be made
+        set.setPointer(ofx::prop::InstanceData, nullptr);
+        throw;
+    }
     ++s_instances;
-    record.release()->effect->InstanceCreated();
+    record.release();
     return ofx::status::OK;
 }
 
@@ -111,6 +117,13 @@ void clipChanged(OfxImageEffectHandle instance, InstanceRecord& record, std::str
         if (name == clips[i]->param().name) wireClip(instance, record, i);
 }
 
+// What a preset wrote is what the user changes next, whether or not the host told of the writes.
+void rememberChoices(InstanceRecord& record) {
+    const auto& controls = record.effect->info().controls();
+    for (std::size_t i = 0; i < controls.size(); ++i)
+        if (const auto* choice = dynamic_cast<const ListControlK7*>(controls[i])) choice->currentIndex(&record.parameters[i].lastValue);
+}
+
 // A preset writes other parameters; the host answers each write with a change notification of its own, while this
 // one is still being handled. lastValue is set before, so that the choice itself is not applied again.
 void steeringChanged(InstanceRecord& record, ControlK7& control) {
@@ -121,6 +134,7 @@ void steeringChanged(InstanceRecord& record, ControlK7& control) {
         int index = 0;
         if (!table.choice->currentIndex(&index)) continue;
         info.applyPreset(table, index);
+        rememberChoices(record);
         info.runRules(nullptr);
         record.effect->MarkRestart();
     }

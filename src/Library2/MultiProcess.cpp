@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <system_error>
 #include <thread>
 
@@ -31,6 +32,27 @@ class InsideRows {
     bool m_before;
 };
 
+// What workers throw on other threads is kept until all have ended and thrown again on the calling one: neither a
+// host's thread nor one of ours may see it.
+class WorkerFailure {
+  public:
+    template <class Work>
+    void guard(Work&& work) noexcept {
+        try {
+            work();
+        } catch (...) {
+            if (!m_taken.test_and_set()) m_first = std::current_exception();
+        }
+    }
+    void rethrow() const {
+        if (m_first) std::rethrow_exception(m_first);
+    }
+
+  private:
+    std::atomic_flag m_taken;
+    std::exception_ptr m_first;
+};
+
 }  // namespace
 
 // ---- Splits ---------------------------------------------------------------------------------------------------
@@ -57,6 +79,7 @@ namespace {
 struct HostJob {
     const MultiThreadRecord* record;
     std::atomic<bool> entered{false};
+    WorkerFailure failure;
 };
 
 void hostThreadEntry(unsigned int index, unsigned int threads, void* argument) {
@@ -67,7 +90,7 @@ void hostThreadEntry(unsigned int index, unsigned int threads, void* argument) {
     const InsideRows guard;
     // The split follows the number of threads that the host really started, which may be below what was asked.
     const RowRange range = hostRowRange(record.rows, index, threads);
-    record.worker(record.job, range.first, range.last);
+    job.failure.guard([&] { record.worker(record.job, range.first, range.last); });
 }
 
 }  // namespace
@@ -80,9 +103,10 @@ void runOnHostThreads(MultiThreadRecord& record, RowWorker worker, int rows, voi
     record.worker = worker;
     record.job = job;
     record.rows = rows;
-    HostJob hostJob{&record};
+    HostJob hostJob{.record = &record, .failure = {}};
     const OfxStatus status = callSuite(record.suite, &OfxMultiThreadSuiteV1::multiThread, &hostThreadEntry, processors,
                                        static_cast<void*>(&hostJob));
+    hostJob.failure.rethrow();
     if (status != ofx::status::OK || !hostJob.entered.load(std::memory_order_relaxed)) worker(job, 0, rows - 1);
 }
 
@@ -131,21 +155,23 @@ struct OwnJob {
     RowWorker worker;
     void* job;
     int rows;
+    WorkerFailure failure;
 };
 
 void ownThreadEntry(const K7PTMultiProcess::ThreadRecord* record, void* argument) {
-    const auto& job = *static_cast<const OwnJob*>(argument);
+    auto& job = *static_cast<OwnJob*>(argument);
     const InsideRows guard;
     const RowRange range = record ? ownRowRange(job.rows, record->index, record->count) : ownRowRange(job.rows, 0, 1);
-    job.worker(job.job, range.first, range.last);
+    job.failure.guard([&] { job.worker(job.job, range.first, range.last); });
 }
 
 }  // namespace
 
 void runOnOwnThreads(K7PTMultiProcess& threads, RowWorker worker, int rows, void* job) {
     if (t_insideRows || threads.processorCount() < 2) return worker(job, 0, rows - 1);
-    OwnJob ownJob{worker, job, rows};
+    OwnJob ownJob{worker, job, rows, {}};
     threads.mp_exec(&ownThreadEntry, &ownJob);
+    ownJob.failure.rethrow();
 }
 
 // ---- Simulated way --------------------------------------------------------------------------------------------

@@ -46,7 +46,8 @@ void OverlayControlK7::OnPen(PenEventCode event, float x, float y) {
 void OverlayControlK7::Apply(PenEventCode event, float x, float y) {
     if (event != PenEventCode::Motion && event != PenEventCode::Up) return;
     if (grabbed != 0 && view().width > 0 && view().height > 0 && std::isfinite(x) && std::isfinite(y)) {
-        moveTo(grabbed, {x * view().aspect, y});
+        // Where the aspect comes from the screen's pixels, positions already are the picture's.
+        moveTo(grabbed, {bundleState().quirks->squaredOverlayAspect ? x : x * view().aspect, y});
         write(grabbed);
     }
     if (event == PenEventCode::Up) grabbed = 0;

@@ -69,11 +69,15 @@ bool PluginK7::fetchFrame(OfxImageClipHandle clip, double time, K7Image* image) 
     const bool left = holdsRenderLock;
     if (left) renderLock().unlock();
     HostImage frame(clip, time);
-    if (left) renderLock().lock();
-    if (!frame.readable()) return false;
+    if (left) {
+        renderLock().lock();
+        LibMpSetup(-1);  // another effect may have worked meanwhile and left the libraries' row loops to itself
+    }
+    const HostPixels pixels = frame.pixels();
+    if (!pixels.data) return false;
     const double scale = frame.renderScale();
     const RowRunner runner{this, [](void* context, RowWorker worker, int rows, void* job) {
                                static_cast<PluginK7*>(context)->dispatchRows(worker, rows, job);
                            }};
-    return make_float_image(frame.pixels(), image, image->width, image->height, frame.aspect(), true, scale, runner) != nullptr;
+    return make_float_image(pixels, image, image->width, image->height, frame.aspect(), true, scale, runner) != nullptr;
 }

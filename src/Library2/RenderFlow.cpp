@@ -147,6 +147,7 @@ class Render {
         for (ClipRecord* input : m_info.inputs()) input->frameCount = 0;
         m_effect.FramePrepare();
         if (!(connected ? convertPrimary(*primary, clip) : blackPrimary(*primary))) return false;
+        if (m_quirks.abortAfterPrimary && aborted()) return false;
         return furtherClips();
     }
 
@@ -178,8 +179,8 @@ class Render {
     bool convertPrimary(ClipRecord& primary, OfxImageClipHandle clip) {
         {
             const HostImage host(clip, m_time);
-            if (!host.readable()) return false;
             const HostPixels pixels = host.pixels();
+            if (!pixels.data) return false;
             m_bounds = pixels.bounds;
             if (m_quirks.sizeFromBounds && !setSizeFromBounds()) return false;
             K7Image* input = nullptr;
@@ -188,8 +189,7 @@ class Render {
             primary.image.reset(input);
             m_info.output.image.reset(output);
         }
-        if (!primary.image || !m_info.output.image) return false;
-        return !(m_quirks.abortAfterPrimary && aborted());
+        return primary.image && m_info.output.image;
     }
 
     bool setSizeFromBounds() {
@@ -208,8 +208,9 @@ class Render {
             if (!host) {
                 clip.image.reset(make_float_image({}, m_info.primary()->image.get(), m_width, m_height, 1.0, false, m_scaleX, runner()));
             } else {
-                if (!host.readable()) return false;
-                clip.image.reset(make_float_image(host.pixels(), nullptr, m_width, m_height, host.aspectAsGiven(), false, m_scaleX, runner()));
+                const HostPixels pixels = host.pixels();
+                if (!pixels.data) return false;
+                clip.image.reset(make_float_image(pixels, nullptr, m_width, m_height, host.aspectAsGiven(), false, m_scaleX, runner()));
             }
             if (!clip.image) return false;
         }

@@ -22,6 +22,7 @@ typedef float Quad __attribute__((vector_size(16)));
 typedef double DoublePixel __attribute__((vector_size(32)));
 
 constexpr int CHUNK = 64;  // places prepared at once
+constexpr int AHEAD = 12;  // pixels whose reads are under way
 constexpr float PI = 3.14159265f;
 constexpr float STILL = 0.00005f;  // radians: shorter arcs show the source
 
@@ -144,39 +145,34 @@ static inline void find_places(const SpinSource& source, float radius, int colum
     }
 }
 
-// Sixteen pixels under the filter. Rows that sum up below 0, and what is not a number, count as 0. The order of the
-// sums is that of the widest registers at all levels: (0 + 2) + (1 + 3), first across, then down.
+// Sixteen pixels under the filter. Rows that sum up below 0, and what is not a number, count as 0. Two pixels or two
+// rows go abreast where registers are wide enough, so the order of the sums is (0 + 2) + (1 + 3) at all levels.
+#if defined(__AVX2__)
+typedef __m256 Pair;
+
+static inline Pair low_halves(Pair a, Pair b) { return _mm256_permute2f128_ps(a, b, 0x20); }
+static inline Pair high_halves(Pair a, Pair b) { return _mm256_permute2f128_ps(a, b, 0x31); }
+
 static inline Pixel filtered(const float* corner, long stride, const float* across, const float* down) {
+    const __m256i left = _mm256_set_epi32(1, 1, 1, 1, 0, 0, 0, 0), right = _mm256_set_epi32(3, 3, 3, 3, 2, 2, 2, 2);
+    const Pair columns = _mm256_broadcast_ps(reinterpret_cast<const __m128*>(across));
+    const Pair rows = _mm256_broadcast_ps(reinterpret_cast<const __m128*>(down));
+    const Pair across01 = _mm256_permutevar_ps(columns, left), across23 = _mm256_permutevar_ps(columns, right);
     const float* first = corner - stride - 4;
-#if defined(__AVX512F__)
-    const __m512i spread = _mm512_set_epi32(3, 3, 3, 3, 2, 2, 2, 2, 1, 1, 1, 1, 0, 0, 0, 0);
-    const __m512 wx = _mm512_permutexvar_ps(spread, _mm512_castps128_ps512(_mm_loadu_ps(across)));
-    const __m512 wy = _mm512_permutexvar_ps(spread, _mm512_castps128_ps512(_mm_loadu_ps(down)));
-    const __m512 row0 = wx * _mm512_loadu_ps(first), row1 = wx * _mm512_loadu_ps(first + stride);
-    const __m512 row2 = wx * _mm512_loadu_ps(first + 2 * stride), row3 = wx * _mm512_loadu_ps(first + 3 * stride);
-    const __m512 pairs01 = _mm512_shuffle_f32x4(row0, row1, 0x44) + _mm512_shuffle_f32x4(row0, row1, 0xee);
-    const __m512 pairs23 = _mm512_shuffle_f32x4(row2, row3, 0x44) + _mm512_shuffle_f32x4(row2, row3, 0xee);
-    const __m512 rows = _mm512_shuffle_f32x4(pairs01, pairs23, 0x88) + _mm512_shuffle_f32x4(pairs01, pairs23, 0xdd);
-    const __m512 weighted = wy * _mm512_max_ps(rows, _mm512_setzero_ps());
-    const __m256 halves = _mm512_castps512_ps256(weighted) + _mm512_extractf32x8_ps(weighted, 1);
-#elif defined(__AVX2__)
-    const __m256 wx0 = _mm256_set_m128(_mm_set1_ps(across[1]), _mm_set1_ps(across[0]));
-    const __m256 wx2 = _mm256_set_m128(_mm_set1_ps(across[3]), _mm_set1_ps(across[2]));
-    const __m256 wy0 = _mm256_set_m128(_mm_set1_ps(down[1]), _mm_set1_ps(down[0]));
-    const __m256 wy2 = _mm256_set_m128(_mm_set1_ps(down[3]), _mm_set1_ps(down[2]));
-    __m256 row[4];
+    Pair row[4];
     for (int i = 0; i < 4; ++i) {
         const float* at = first + i * stride;
-        row[i] = wx0 * _mm256_loadu_ps(at) + wx2 * _mm256_loadu_ps(at + 8);
+        row[i] = across01 * _mm256_loadu_ps(at) + across23 * _mm256_loadu_ps(at + 8);
     }
-    const __m256 rows01 = _mm256_permute2f128_ps(row[0], row[1], 0x20) + _mm256_permute2f128_ps(row[0], row[1], 0x31);
-    const __m256 rows23 = _mm256_permute2f128_ps(row[2], row[3], 0x20) + _mm256_permute2f128_ps(row[2], row[3], 0x31);
-    const __m256 zero = _mm256_setzero_ps();
-    const __m256 halves = wy0 * _mm256_max_ps(rows01, zero) + wy2 * _mm256_max_ps(rows23, zero);
-#endif
-#if defined(__AVX2__)
-    return _mm256_castps256_ps128(halves) + _mm256_extractf128_ps(halves, 1);
+    const Pair zero = _mm256_setzero_ps();
+    const Pair rows01 = _mm256_max_ps(low_halves(row[0], row[1]) + high_halves(row[0], row[1]), zero);
+    const Pair rows23 = _mm256_max_ps(low_halves(row[2], row[3]) + high_halves(row[2], row[3]), zero);
+    const Pair sum = _mm256_permutevar_ps(rows, left) * rows01 + _mm256_permutevar_ps(rows, right) * rows23;
+    return _mm256_castps256_ps128(sum) + _mm256_extractf128_ps(sum, 1);
+}
 #else
+static inline Pixel filtered(const float* corner, long stride, const float* across, const float* down) {
+    const float* first = corner - stride - 4;
     Pixel row[4];
     for (int i = 0; i < 4; ++i) {
         const float* at = first + i * stride;
@@ -186,8 +182,8 @@ static inline Pixel filtered(const float* corner, long stride, const float* acro
         row[i] = _mm_set1_ps(down[i]) * _mm_max_ps(even + odd, _mm_setzero_ps());
     }
     return (row[0] + row[2]) + (row[1] + row[3]);
-#endif
 }
+#endif
 
 static inline void add_sample(const SpinSource& source, const Places& places, int i, DoublePixel& total) {
     Pixel value;
@@ -323,6 +319,15 @@ static inline Pixel averaged(const SpinTable& table, const Ends& ends, int i) {
     return sum * _mm_set1_ps(ends.inverse[i]) + (lower_mean + row_part * (upper_mean - lower_mean));
 }
 
+// Neighbours in a row of the picture lie on different circles, so nearly every read is a new line of memory.
+static inline void fetch_ahead(const SpinTable& table, const Ends& ends, int i) {
+    const float *from = table.sums + (ends.from[i] & ~(ends.from[i] >> 31)), *to = table.sums + ends.to[i];
+    _mm_prefetch(reinterpret_cast<const char*>(from), _MM_HINT_T0);
+    _mm_prefetch(reinterpret_cast<const char*>(to), _MM_HINT_T0);
+    _mm_prefetch(reinterpret_cast<const char*>(from + table.pitch), _MM_HINT_T0);
+    _mm_prefetch(reinterpret_cast<const char*>(to + table.pitch), _MM_HINT_T0);
+}
+
 static inline void matte_factors(const SpinArcs& arcs, const float* matte, int count, float* factors) {
     for (int i = 0; i < CHUNK; ++i) factors[i] = 1.0f;
     if (!matte) return;
@@ -342,6 +347,7 @@ static void average_pixels(const SpinTable& table, const SpinArcs& arcs, int x, 
         matte_factors(arcs, matte ? matte + 4L * done : nullptr, n, factors);
         find_ends(table, arcs, x + done, y, factors, ends);
         for (int i = 0; i < n; ++i) {
+            if (i + AHEAD < n) fetch_ahead(table, ends, i + AHEAD);
             const long at = 4L * (done + i);
             const Pixel value =
                 ends.from[i] < 0 ? _mm_loadu_ps(source + at) : _mm_max_ps(averaged(table, ends, i), _mm_setzero_ps());

@@ -10,11 +10,19 @@ namespace {
 
 constexpr float TINY = 0.000001f;
 
+// What samples of type T are computed in: 32-bit integers do not fit into a float.
 template <class T>
-T store_sample(float value) {
+using Real = std::conditional_t<std::is_same_v<T, std::uint32_t>, double, float>;
+
+// One over the full value.
+template <class T>
+constexpr Real<T> unit = 1 / (is_integer_sample<T> ? static_cast<Real<T>>(std::numeric_limits<T>::max()) : Real<T>(1));
+
+template <class T>
+T store_sample(Real<T> value) {
     if constexpr (is_integer_sample<T>) {
-        const float limited = value > 0.0f ? std::min(value, full_value<T>) : 0.0f;
-        return truncate_sample<T>(limited + 0.5f);
+        constexpr auto full = static_cast<Real<T>>(std::numeric_limits<T>::max());
+        return truncate_sample<T>((value > 0 ? std::min(value, full) : Real<T>(0)) + Real<T>(0.5));
     } else {
         return value;
     }
@@ -57,7 +65,7 @@ void update_constant(K7Image* image, int mask, const Operate& operate) {
         for (int y = first; y <= last; ++y) {
             T* row = image_row<T>(image, y);
             update_row(row, image->width, image->channels, {mask},
-                       [row, operate](std::size_t i) { return operate(static_cast<float>(row[i])); });
+                       [row, operate](std::size_t i) { return operate(static_cast<Real<T>>(row[i])); });
         }
     });
 }
@@ -69,14 +77,11 @@ void update_image(K7Image* a, const K7Image* b, int mask, const Operate& operate
             T* row = image_row<T>(a, y);
             const T* other = image_row<T>(b, y);
             update_row(row, a->width, a->channels, {mask}, [row, other, operate](std::size_t i) {
-                return operate(static_cast<float>(row[i]), static_cast<float>(other[i]));
+                return operate(static_cast<Real<T>>(row[i]), static_cast<Real<T>>(other[i]));
             });
         }
     });
 }
-
-// Quotient of floats; the samples themselves are returned where there is none.
-float guarded_quotient(float a, float b) { return std::fabs(b) > TINY ? a / b : a; }
 
 }  // namespace
 
@@ -86,9 +91,9 @@ bool image_arithmetic_constant(K7Image* image, ConstantOperator op, float c, int
     if (op == ConstantOperator::divide) op = ConstantOperator::multiply, c = std::fabs(c) < TINY ? 1.0f : 1.0f / c;
     return visit_sample_type(image->sample_type, [&](auto sample) {
         using T = decltype(sample);
-        if (op == ConstantOperator::add) update_constant<T>(image, mask, [c](float s) { return s + c; });
-        if (op == ConstantOperator::multiply) update_constant<T>(image, mask, [c](float s) { return s * c; });
-        if (op == ConstantOperator::reverse_subtract) update_constant<T>(image, mask, [c](float s) { return c - s; });
+        if (op == ConstantOperator::add) update_constant<T>(image, mask, [c](auto s) { return s + c; });
+        if (op == ConstantOperator::multiply) update_constant<T>(image, mask, [c](auto s) { return s * c; });
+        if (op == ConstantOperator::reverse_subtract) update_constant<T>(image, mask, [c](auto s) { return c - s; });
         image->stats_valid = 0;
     });
 }
@@ -97,22 +102,21 @@ bool image_arithmetic_image(K7Image* a, ImageOperator op, const K7Image* b, int 
     if (!is_valid(a) || !is_valid(b) || !image_same_layout(a, b)) return false;
     return visit_sample_type(a->sample_type, [&](auto sample) {
         using T = decltype(sample);
-        constexpr float unit = 1.0f / full_value<T>;
         switch (op) {
             case ImageOperator::add:
-                update_image<T>(a, b, mask, [](float s, float t) { return s + t; });
+                update_image<T>(a, b, mask, [](auto s, auto t) { return s + t; });
                 break;
             case ImageOperator::subtract:
-                update_image<T>(a, b, mask, [](float s, float t) { return s - t; });
+                update_image<T>(a, b, mask, [](auto s, auto t) { return s - t; });
                 break;
             case ImageOperator::multiply:
-                update_image<T>(a, b, mask, [](float s, float t) { return s * t; });
+                update_image<T>(a, b, mask, [](auto s, auto t) { return s * t; });
                 break;
             case ImageOperator::multiply_scaled:
-                update_image<T>(a, b, mask, [](float s, float t) { return s * t * unit; });
+                update_image<T>(a, b, mask, [](auto s, auto t) { return s * t * unit<T>; });
                 break;
             case ImageOperator::divide:
-                update_image<T>(a, b, mask, guarded_quotient);
+                update_image<T>(a, b, mask, [](auto s, auto t) { return std::fabs(t) > TINY ? s / t : s; });
                 break;
         }
         a->stats_valid = 0;

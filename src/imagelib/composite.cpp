@@ -62,7 +62,6 @@ T store_sample(float value) {
     return static_cast<T>(value > top ? top : value);
 }
 
-// `channels` is a constant for the common case of four.
 template <class T, int mode>
 void blend_premultiplied(T* dest, const T* a, const T* b, int width, int channels) {
     constexpr float unit = 1.0f / full_value<T>;
@@ -94,11 +93,71 @@ void blend_straight(T* dest, const T* a, const T* b, int width, int channels) {
     }
 }
 
+// The same for float RGBA with the channels of a pixel side by side; operation for operation the loops above, so the
+// bits are the same.
+typedef float Pixel __attribute__((vector_size(16)));
+typedef float LoosePixel __attribute__((vector_size(16), aligned(4), may_alias));
+typedef int PixelMask __attribute__((vector_size(16)));
+
+Pixel every(float value) { return Pixel{value, value, value, value}; }
+Pixel limit_to_unit(Pixel value) {
+    const Pixel positive = value > 0.0f ? value : every(0.0f);
+    return positive < 1.0f ? positive : every(1.0f);
+}
+
+template <int mode>
+Pixel combine(Pixel a, Pixel alpha_a, Pixel b, Pixel alpha_b) {
+    switch (mode) {
+        case COMPOSITE_OVER:
+            return a + b * (1.0f - alpha_a);
+        case COMPOSITE_UNDER:
+            return b + a * (1.0f - alpha_b);
+        case COMPOSITE_IN:
+            return a * alpha_b;
+        case COMPOSITE_STENCIL_IN:
+            return b * alpha_a;
+        case COMPOSITE_OUT:
+            return a * (1.0f - alpha_b);
+        case COMPOSITE_STENCIL_OUT:
+            return b * (1.0f - alpha_a);
+        case COMPOSITE_ATOP:
+            return a * alpha_b + b * (1.0f - alpha_a);
+        case COMPOSITE_REVERSE_ATOP:
+            return a * (1.0f - alpha_b) + b * alpha_a;
+        default:
+            return a * (1.0f - alpha_b) + b * (1.0f - alpha_a);
+    }
+}
+
+template <int mode, bool premultiplied>
+void blend_float_rgba(float* dest, const float* a, const float* b, int width) {
+    constexpr float top = std::numeric_limits<float>::max();
+    constexpr PixelMask spread_alpha{3, 3, 3, 3}, is_alpha{0, 0, 0, -1};
+    for (int i = 0; i < width * 4; i += 4) {
+        const Pixel in_a = *reinterpret_cast<const LoosePixel*>(a + i),
+                    in_b = *reinterpret_cast<const LoosePixel*>(b + i);
+        const Pixel raw_a = __builtin_shuffle(in_a, spread_alpha), raw_b = __builtin_shuffle(in_b, spread_alpha);
+        const Pixel alpha_a = limit_to_unit(raw_a), alpha_b = limit_to_unit(raw_b);
+        Pixel result;
+        if constexpr (premultiplied) {
+            result = combine<mode>(in_a, alpha_a, in_b, alpha_b);
+        } else {
+            const Pixel raw_out = combine<mode>(raw_a, alpha_a, raw_b, alpha_b);
+            const Pixel factor = raw_out > 0.000001f ? 1.0f / raw_out : raw_out;
+            const Pixel colour = combine<mode>(in_a * alpha_a, alpha_a, in_b * alpha_b, alpha_b) * factor;
+            result = is_alpha ? raw_out : colour;
+        }
+        *reinterpret_cast<LoosePixel*>(dest + i) = result > top ? every(top) : result;
+    }
+}
+
 template <class T>
 using BlendRow = void (*)(T* dest, const T* a, const T* b, int width, int channels);
 
 template <class T, int mode, bool premultiplied>
 void blend_row(T* dest, const T* a, const T* b, int width, int channels) {
+    if constexpr (std::is_same_v<T, float>)
+        if (channels == 4) return blend_float_rgba<mode, premultiplied>(dest, a, b, width);
     constexpr auto blend = premultiplied ? blend_premultiplied<T, mode> : blend_straight<T, mode>;
     blend(dest, a, b, width, channels);
 }
@@ -110,6 +169,28 @@ BlendRow<T> blend_for(int mode) {
         blend_row<T, 4, premultiplied>, blend_row<T, 5, premultiplied>, blend_row<T, 6, premultiplied>,
         blend_row<T, 7, premultiplied>, blend_row<T, 8, premultiplied>, blend_row<T, 9, premultiplied>};
     return table[mode - COMPOSITE_OVER];
+}
+
+template <class T>
+T faded(T sample, float amount) {
+    if constexpr (std::is_same_v<T, std::uint32_t>) return static_cast<T>(static_cast<double>(sample) * amount);
+    return static_cast<T>(static_cast<float>(sample) * amount);  // the amount is at most 1: no overflow
+}
+
+template <class T>
+void fade_row(T* row, int width, int channels, bool fades_colour, bool fades_alpha, float amount) {
+    for (int x = 0; x < width; ++x, row += channels)
+        for (int c = 0; c < channels; ++c)
+            if (c == 3 ? fades_alpha : fades_colour) row[c] = faded(row[c], amount);
+}
+
+// A sample times 1 is the sample, so that every channel can have a factor.
+template <class T>
+void fade_rgba(T* row, int width, bool fades_colour, bool fades_alpha, float amount) {
+    const float colour = fades_colour ? amount : 1.0f, alpha = fades_alpha ? amount : 1.0f;
+    const float factors[4] = {colour, colour, colour, alpha};
+    for (int i = 0; i < width * 4; i += 4)
+        for (int c = 0; c < 4; ++c) row[i + c] = faded(row[i + c], factors[c]);
 }
 
 }  // namespace
@@ -139,18 +220,16 @@ bool image_unary(K7Image* image, int op, float f, int xl, int yl, int xh, int yh
     const Rectangle area = resolve_rectangle(image, xl, yl, xh, yh);
     if (area.is_empty()) return true;
     const float amount = limit_to_unit(f);
+    const bool fades_colour = op != UNARY_OPAQUE, fades_alpha = op != UNARY_DARKEN;
     return visit_sample_type(image->sample_type, [&](auto sample) {
         using T = decltype(sample);
         for_rows(area.yh - area.yl, [&](int first, int last) {
             for (int y = area.yl + first; y <= area.yl + last; ++y) {
-                T* pixel = image_row<T>(image, y) + std::size_t(area.xl) * image->channels;
-                for (int x = area.xl; x < area.xh; ++x, pixel += image->channels) {
-                    for (int c = 0; c < image->channels; ++c) {
-                        const bool is_changed = op == UNARY_DISSOLVE || (c == 3) == (op == UNARY_OPAQUE);
-                        const T faded = truncate_sample<T>(static_cast<float>(pixel[c]) * amount);
-                        pixel[c] = is_changed ? faded : pixel[c];
-                    }
-                }
+                T* row = image_row<T>(image, y) + std::size_t(area.xl) * image->channels;
+                if (image->channels == 4)
+                    fade_rgba(row, area.xh - area.xl, fades_colour, fades_alpha, amount);
+                else
+                    fade_row(row, area.xh - area.xl, image->channels, fades_colour, fades_alpha, amount);
             }
         });
         image->stats_valid = 0;

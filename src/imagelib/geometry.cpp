@@ -1,6 +1,8 @@
 // Moving whole pixels about. A pixel is a block of bytes here; the sizes that occur have loops of their own.
 #include "imagelib/imagelib_geometry.h"
 
+#include <immintrin.h>
+
 #include <algorithm>
 #include <cstring>
 #include <type_traits>
@@ -31,27 +33,53 @@ void visit_pixel_bytes(std::size_t bytes, Visit&& visit) {
     }
 }
 
-// Reads columns of the source in strips of this many bytes, one cache line of each row: a strip of TILE_ROWS rows
-// stays in the first-level cache until all its columns are written.
-constexpr std::size_t STRIP_BYTES = 64;
-constexpr int TILE_ROWS = 64;
+// Square blocks of one cache line a side: every line of the source is read and every line of the destination written
+// once, as a whole. Blocks follow each other down the source, so that rows of the destination grow without a gap.
+constexpr std::size_t LINE_BYTES = 64;
+constexpr int LONGEST_SIDE = 16;
+
+// From this many bytes on the destination will not fit into the caches, which then need not read it before it is
+// written.
+constexpr std::size_t STREAM_BYTES = std::size_t(8) << 20;
+
+template <class Bytes>
+void copy_pixel(std::byte* to, const std::byte* from, Bytes bytes, bool stream) {
+    if constexpr (std::is_same_v<Bytes, std::integral_constant<std::size_t, 16>>) {
+        const __m128 pixel = _mm_loadu_ps(reinterpret_cast<const float*>(from));
+        if (stream)
+            _mm_stream_ps(reinterpret_cast<float*>(to), pixel);
+        else
+            _mm_storeu_ps(reinterpret_cast<float*>(to), pixel);
+    } else {
+        std::memcpy(to, from, bytes);
+    }
+}
+
+// The processor fetches nothing ahead by itself where every line is on another page.
+constexpr int ROWS_AHEAD = 16;
+
+void fetch_rows(const K7Image* source, std::size_t offset, int first, int count) {
+    for (int y = first; y < first + count; ++y) __builtin_prefetch(image_row<std::byte>(source, y) + offset);
+}
 
 // Destination rows first to last, that is source columns.
 template <class Bytes>
-void transpose_columns(const K7Image* source, K7Image* destination, int first, int last, Bytes bytes) {
-    const int strip = static_cast<int>(std::max<std::size_t>(STRIP_BYTES / bytes, 1));
+void transpose_columns(const K7Image* source, K7Image* destination, int first, int last, Bytes bytes, bool stream) {
+    const int side = std::clamp(static_cast<int>(LINE_BYTES / bytes), 1, LONGEST_SIDE);
     const std::size_t source_row = source->row_bytes;
-    for (int top = 0; top < source->height; top += TILE_ROWS) {
-        const int rows = std::min(TILE_ROWS, source->height - top);
-        for (int left = first; left <= last; left += strip) {
-            const int right = std::min(left + strip - 1, last);
+    for (int left = first; left <= last; left += side) {
+        const int right = std::min(left + side - 1, last);
+        for (int top = 0; top < source->height; top += side) {
+            const int rows = std::min(side, source->height - top);
+            fetch_rows(source, left * bytes, top + ROWS_AHEAD, std::min(rows, source->height - top - ROWS_AHEAD));
             for (int x = left; x <= right; ++x) {
                 const std::byte* from = image_row<std::byte>(source, top) + std::size_t(x) * bytes;
                 std::byte* to = image_row<std::byte>(destination, x) + std::size_t(top) * bytes;
-                for (int y = 0; y < rows; ++y, from += source_row, to += bytes) std::memcpy(to, from, bytes);
+                for (int y = 0; y < rows; ++y, from += source_row, to += bytes) copy_pixel(to, from, bytes, stream);
             }
         }
     }
+    if (stream) _mm_sfence();
 }
 
 template <class Bytes>
@@ -88,9 +116,11 @@ bool image_transpose(const K7Image* source, K7Image* destination) {
     if (!is_valid(source) || !is_valid(destination) || source == destination) return false;
     if (source->width != destination->height || source->height != destination->width) return false;
     if (source->channels != destination->channels || source->sample_type != destination->sample_type) return false;
+    const bool aligned = reinterpret_cast<std::uintptr_t>(destination->pixels) % 16 == 0;
+    const bool stream = aligned && buffer_bytes(destination) >= STREAM_BYTES;
     visit_pixel_bytes(source->pixel_bytes, [&](auto bytes) {
         for_rows(destination->height,
-                 [&](int first, int last) { transpose_columns(source, destination, first, last, bytes); });
+                 [&](int first, int last) { transpose_columns(source, destination, first, last, bytes, stream); });
     });
     destination->stats_valid = 0;
     return true;

@@ -3,6 +3,7 @@
 namespace QUILLON_SIMD {
 namespace {
 
+// Written out where they are used: type deduction would drop the alignment.
 typedef std::uint16_t HostU16 __attribute__((aligned(1), may_alias));
 typedef float HostF32 __attribute__((aligned(1), may_alias));
 
@@ -21,7 +22,7 @@ void from_u8(const void* host, float* samples, std::size_t count) {
 void from_u16(const void* host, float* samples, std::size_t count) {
     constexpr float head = 1.0f / 65536.0f;
     constexpr float tail = static_cast<float>(1.0 / 65535.0 - 1.0 / 65536.0);
-    const auto* codes = static_cast<const HostU16*>(host);
+    const HostU16* codes = static_cast<const HostU16*>(host);
     for (std::size_t i = 0; i < count; ++i) {
         const float code = static_cast<float>(codes[i]);
         samples[i] = code * head + code * tail;
@@ -30,29 +31,28 @@ void from_u16(const void* host, float* samples, std::size_t count) {
 
 void from_f32(const void* host, float* samples, std::size_t count) {
     constexpr float largest_finite = 3.4028235e38f, stand_in_for_infinity = 65504.0f;
-    const auto* values = static_cast<const HostF32*>(host);
+    const HostF32* values = static_cast<const HostF32*>(host);
     for (std::size_t i = 0; i < count; ++i) {
         const float value = values[i] > 0.0f ? values[i] : 0.0f;  // NaN too
         samples[i] = value > largest_finite ? stand_in_for_infinity : value;
     }
 }
 
-template <class Code>
-void to_codes(const float* samples, Code* codes, std::size_t count, float full) {
-    for (std::size_t i = 0; i < count; ++i) {
-        float level = samples[i] * full;
-        level = level > 0.0f ? level : 0.0f;  // NaN too
-        level = level < full ? level : full;
-        codes[i] = static_cast<Code>(static_cast<int>(level));
-    }
+inline int to_code(float sample, float full) {
+    float level = sample * full;
+    level = level > 0.0f ? level : 0.0f;  // NaN too
+    level = level < full ? level : full;
+    return static_cast<int>(level);
 }
 
 void to_u8(const float* samples, void* host, std::size_t count) {
-    to_codes(samples, static_cast<std::uint8_t*>(host), count, 255.0f);
+    auto* codes = static_cast<std::uint8_t*>(host);
+    for (std::size_t i = 0; i < count; ++i) codes[i] = static_cast<std::uint8_t>(to_code(samples[i], 255.0f));
 }
 
 void to_u16(const float* samples, void* host, std::size_t count) {
-    to_codes(samples, static_cast<HostU16*>(host), count, 65535.0f);
+    HostU16* codes = static_cast<HostU16*>(host);
+    for (std::size_t i = 0; i < count; ++i) codes[i] = static_cast<std::uint16_t>(to_code(samples[i], 65535.0f));
 }
 
 }  // namespace

@@ -105,26 +105,74 @@ static void filter_row(float* out, const float* in, const float* weights, int ta
     stream ? weighted_sums<true>(out, at, weights, taps, count) : weighted_sums<false>(out, at, weights, taps, count);
 }
 
-static void scale_rgba(float* out, const float* in, const int* start, const float* weights, int taps, int first,
-                       int last, bool) {
-    for (int o = first; o <= last; ++o) {
-        const float* p = in + static_cast<std::ptrdiff_t>(start[o]) * 4;
-        const float* w = weights + static_cast<std::size_t>(o) * taps;
-        Pixel sum = w[0] * load_pixel(p);
-        for (int k = 1; k < taps; ++k) sum += w[k] * load_pixel(p + 4 * k);
-        store_pixel(out + static_cast<std::size_t>(o) * 4, sum);
+// One weight on all channels, out of four that were loaded together: cheaper than a load each.
+template <int LANE>
+static inline Pixel lane(Pixel weights) {
+    typedef int Lanes __attribute__((vector_size(16)));
+    return __builtin_shuffle(weights, Lanes{LANE, LANE, LANE, LANE});
+}
+
+// The weighted sum of pixels that lie `step` samples apart, in their order.
+static inline Pixel weighted_pixels(const float* p, std::ptrdiff_t step, const float* weights, int taps) {
+    if (taps < 4) {
+        Pixel sum = weights[0] * load_pixel(p);
+        for (int k = 1; k < taps; ++k) sum += weights[k] * load_pixel(p + k * step);
+        return sum;
     }
+    Pixel four = load_pixel(weights);
+    Pixel sum = lane<0>(four) * load_pixel(p);
+    sum += lane<1>(four) * load_pixel(p + step);
+    sum += lane<2>(four) * load_pixel(p + 2 * step);
+    sum += lane<3>(four) * load_pixel(p + 3 * step);
+    int k = 4;
+    for (; k + 4 <= taps; k += 4) {
+        p += 4 * step;
+        four = load_pixel(weights + k);
+        sum += lane<0>(four) * load_pixel(p);
+        sum += lane<1>(four) * load_pixel(p + step);
+        sum += lane<2>(four) * load_pixel(p + 2 * step);
+        sum += lane<3>(four) * load_pixel(p + 3 * step);
+    }
+    for (p += 4 * step; k < taps; ++k, p += step) sum += weights[k] * load_pixel(p);
+    return sum;
+}
+
+// The number of taps is worth a constant where it is a common one: enlarging, shears, reducing by 2.
+template <class Work>
+static inline void with_taps(int taps, Work work) {
+    switch (taps) {
+        case 4:
+            return work(4);
+        case 9:
+            return work(9);
+        default:
+            return work(taps);
+    }
+}
+
+static void scale_rgba(float* out, const float* in, const int* start, const float* weights, int taps, int first,
+                       int last) {
+    with_taps(
+        taps, [=](int t) __attribute__((always_inline)) {
+            for (int o = first; o <= last; ++o) {
+                const float* p = in + static_cast<std::ptrdiff_t>(start[o]) * 4;
+                store_pixel(out + static_cast<std::size_t>(o) * 4,
+                            weighted_pixels(p, 4, weights + static_cast<std::size_t>(o) * t, t));
+            }
+        });
 }
 
 static void shear_columns_rgba(float* out, const float* in, std::size_t stride, const int* row, const float* weights,
                                int taps, int first, int last) {
-    for (int x = first; x <= last; ++x) {
-        const float* p = in + row[x] * static_cast<std::ptrdiff_t>(stride) + static_cast<std::ptrdiff_t>(x) * 4;
-        const float* w = weights + static_cast<std::size_t>(x) * taps;
-        Pixel sum = w[0] * load_pixel(p);
-        for (int k = 1; k < taps; ++k) sum += w[k] * load_pixel(p + k * stride);
-        store_pixel(out + static_cast<std::size_t>(x) * 4, sum);
-    }
+    const std::ptrdiff_t step = static_cast<std::ptrdiff_t>(stride);
+    with_taps(
+        taps, [=](int t) __attribute__((always_inline)) {
+            for (int x = first; x <= last; ++x) {
+                const float* p = in + row[x] * step + static_cast<std::ptrdiff_t>(x) * 4;
+                store_pixel(out + static_cast<std::size_t>(x) * 4,
+                            weighted_pixels(p, step, weights + static_cast<std::size_t>(x) * t, t));
+            }
+        });
 }
 
 }  // namespace

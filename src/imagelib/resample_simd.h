@@ -10,7 +10,7 @@ struct ResampleKernels {
                      bool stream);
     // RGBA pixels first to last: out[o] = sum over k of weights[o * taps + k] * in[start[o] + k].
     void (*scale_rgba)(float* out, const float* in, const int* start, const float* weights, int taps, int first,
-                       int last, bool stream);
+                       int last);
     // Samples: out[i] = sum over k of weights[k] * in[i + k * step].
     void (*filter_row)(float* out, const float* in, const float* weights, int taps, std::size_t step, std::size_t count,
                        bool stream);

@@ -98,7 +98,7 @@ struct Scaler {
         }
     }
 
-    void row_across(const T* in, T* out, bool last_pass) const {
+    void row_across(const T* in, T* out) const {
         const int channels = source->channels;
         if (across.copy) {
             std::memcpy(out, in, output_samples() * sizeof(T));
@@ -110,8 +110,7 @@ struct Scaler {
         } else if (std::is_same_v<T, float> && channels == 4 && across.inner_first <= across.inner_last) {
             filter_across(in, out, 0, across.inner_first - 1);
             kernels->scale_rgba(reinterpret_cast<float*>(out), reinterpret_cast<const float*>(in), across.start.get(),
-                                across.weights.get(), across.taps, across.inner_first, across.inner_last,
-                                stream && last_pass);
+                                across.weights.get(), across.taps, across.inner_first, across.inner_last);
             filter_across(in, out, across.inner_last + 1, across.outputs - 1);
         } else {
             filter_across(in, out, 0, across.outputs - 1);
@@ -135,7 +134,7 @@ struct Scaler {
     void run(int first, int last) {
         if (down.copy) {
             for (int y = first; y <= last; ++y) {
-                row_across(image_row<T>(source, y), image_row<T>(destination, y), true);
+                row_across(image_row<T>(source, y), image_row<T>(destination, y));
             }
         } else if (across_first && !across.copy) {
             run_across_first(first, last);
@@ -156,7 +155,7 @@ struct Scaler {
                 row_down(rows.get(), out, y, count, true);
             } else {
                 row_down(rows.get(), line.get(), y, count, false);
-                row_across(line.get(), out, true);
+                row_across(line.get(), out);
             }
         }
     }
@@ -173,7 +172,7 @@ struct Scaler {
             const int window_first = down.clamped(down.start[y]);
             const int window_last = down.clamped(down.start[y] + down.taps - 1);
             for (next = std::max(next, window_first); next <= window_last; ++next) {
-                row_across(image_row<T>(source, next), slot(next), false);
+                row_across(image_row<T>(source, next), slot(next));
             }
             for (int k = 0; k < down.taps; ++k) rows[k] = slot(down.clamped(down.start[y] + k));
             row_down(rows.get(), image_row<T>(destination, y), y, count, true);

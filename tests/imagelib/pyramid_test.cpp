@@ -206,7 +206,8 @@ TEST(Pyramid, BordersFollowTheEdgeMode) {
         for (float area : {1.0f, 2.5f, 16.0f, 40.0f}) {
             ImagelibPyramid pyramid(image.get(), 4, 0, true, true);
             pyramid.set_kernel(type, 0);
-            expect_near(read(pyramid, -500, 20.2f, area), read(pyramid, -300, 20.2f, area), 0);
+            // The B-spline's table weights add up to 1 within a quarter of a percent, depending on the fraction.
+            expect_near(read(pyramid, -500, 20.2f, area), read(pyramid, -300, 20.2f, area), type == 1 ? 1e-6 : 0.003);
             if (type == 1) expect_near(read(pyramid, -5, 20.2f, area), read(pyramid, 0, 20.2f, area), 1e-6);
             pyramid.set_kernel(type, 1);
             expect_near(read(pyramid, 64 + 40, 20.2f, area), {{0, 0, 0, 0}}, 0);

@@ -1,0 +1,511 @@
+// The life of an instance: wiring, changes, enable rules, presets, texts, regions, frames needed.
+#include <stdexcept>
+
+#include "Library2/InstanceRecord.h"
+#include "probe_effect.h"
+
+namespace {
+
+namespace prop = ofx::prop;
+using ofx::status::OK;
+using ofx::status::ReplyDefault;
+using probe::probePlugin;
+using probe::script;
+using support::TestEffect;
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+class Instance : public probe::ProbeTest {
+  protected:
+    TestEffect& instanceOn(std::string_view word) {
+        on(word);
+        TestEffect& effect = create();
+        EXPECT_EQ(effect.createStatus(), OK);
+        forget();
+        return effect;
+    }
+    void forget() {
+        script().events.clear();
+        host->clearRecord();
+    }
+    static bool enabled(TestEffect& effect, const char* name) {
+        return effect.param(name).properties().getInt(prop::ParamEnabled) != 0;
+    }
+    static int rulesRun() {
+        return static_cast<int>(std::count(script().events.begin(), script().events.end(), "rule"));
+    }
+};
+
+// ---- Creation and destruction
+
+TEST_F(Instance, IsWiredToItsParametersAndClipsAndGoneAfterwards) {
+    TestEffect& effect = instanceOn("generic");
+    probe::Probe& object = probeOf(effect);
+    for (ControlK7* control : object.controls()) EXPECT_TRUE(control->live()) << control->name();
+    EXPECT_EQ(object.input.handle(), effect.clip("Input").handle());
+    EXPECT_EQ(object.other.handle(), effect.clip("Other").handle());
+    EXPECT_EQ(object.output.handle(), effect.clip("Output").handle());
+    effect.destroyInstance();
+    EXPECT_EQ(host->faults(), "");
+}
+
+TEST_F(Instance, EveryClipIsTheSourceOnHostsWithOne) {
+    for (const char* word : {"vegas", "cdv"}) {
+        TestEffect& effect = instanceOn(word);
+        for (const ClipRecord* clip : probeOf(effect).inputs())
+            EXPECT_EQ(clip->handle(), effect.clip("Source").handle());
+        EXPECT_EQ(host->faults(), "");
+        host.reset();
+    }
+}
+
+TEST_F(Instance, HasThreadsOfItsOwnOnTwoHostsOnly) {
+    const int before = K7PTMultiProcess::instanceCount();
+    for (const char* word :
+         {"generic", "nuke", "toxik", "scratch", "filmmaster", "baselight", "avid", "mistika", "cdv"}) {
+        TestEffect& effect = instanceOn(word);
+        EXPECT_EQ(K7PTMultiProcess::instanceCount(), before) << word;
+        EXPECT_EQ(probeOf(effect).slot<K7PTMultiProcess>(SLOT_OWN_THREADS), nullptr);
+        host.reset();
+    }
+    for (const char* word : {"vegas", "fusion"}) {
+        TestEffect& first = instanceOn(word);
+        create();
+        EXPECT_EQ(K7PTMultiProcess::instanceCount(), before + 2) << word;
+        EXPECT_NE(probeOf(first).slot<K7PTMultiProcess>(SLOT_OWN_THREADS), nullptr);
+        host.reset();
+        EXPECT_EQ(K7PTMultiProcess::instanceCount(), before) << word;
+    }
+}
+
+TEST_F(Instance, SaysWhatItCannotDoAndAsksForTheCpusExceptOnVegas) {
+    for (const char* word : {"generic", "vegas"}) {
+        on(word);
+        const auto descriptor = host->describe("Q_Probe");
+        host->clearRecord();
+        TestEffect effect(host->describe("Q_Probe"), host->project);
+        EXPECT_EQ(host->count("multiThreadNumCPUs"), std::string_view(word) == "vegas" ? 0 : 1);
+        EXPECT_EQ(effect.instance().properties().getInt(prop::SupportsTiles), 0);
+    }
+}
+
+TEST_F(Instance, AParameterThatTheHostLacksKeepsItsDeclaredValue) {
+    on("generic");
+    auto descriptor = host->describe("Q_Probe");
+    ofxhost::HostHooks hooks;
+    hooks.beforeCall = [](const ofxhost::SuiteCall& call) -> std::optional<OfxStatus> {
+        const bool refused = call.name == "paramGetHandle" &&
+                             (call.subject == "Amount" || call.subject == "Shape" || call.subject == "Note");
+        return refused ? std::optional<OfxStatus>(ofx::status::ErrUnknown) : std::nullopt;
+    };
+    host->setHooks(hooks);
+    TestEffect effect(std::move(descriptor), host->project);
+    ASSERT_EQ(effect.createStatus(), OK);
+    probe::Probe& object = probeOf(effect);
+    EXPECT_FALSE(object.Amount.live());
+    effect.setSilently("Amount", 5.0);
+    effect.connect("Input", support::gradientImage(support::layoutOf(64, 48)));
+    effect.render();
+    EXPECT_EQ(object.Amount.value, 80.0);
+    EXPECT_EQ(object.Shape.value, 2);
+    EXPECT_EQ(object.Note.text, "hello");
+    object.Amount.SetValue(1.0);
+    object.Amount.SetGhosted(true);
+    object.Note.SetTextNow(0.0, "lost");
+    double out = 77.0;
+    EXPECT_FALSE(object.Amount.GetValue(0.0, &out));
+    EXPECT_EQ(out, 77.0);
+    EXPECT_EQ(effect.param("Amount").value().numbers[0], 5.0);
+    EXPECT_EQ(effect.set("Shape", 2.0), OK);
+    effect.destroyInstance();
+    EXPECT_EQ(host->faults(), "");
+}
+
+TEST_F(Instance, SurvivesAHostThatRefusesAnyOneCallAtCreation) {
+    on("generic");
+    const auto callsOfCreation = [&] {
+        host->clearRecord();
+        TestEffect effect(host->describe("Q_Probe"), host->project);
+        std::set<std::string> names;
+        for (const auto& call : host->calls()) names.insert(call.name);
+        return names;
+    }();
+    for (const std::string& name : callsOfCreation) {
+        for (const int nth : {1, 2, 5}) {
+            auto descriptor = host->describe("Q_Probe");
+            host->failCall(name, nth, ofx::status::Failed);
+            TestEffect effect(std::move(descriptor), host->project);
+            host->clearHooks();
+            if (effect.createStatus() == OK) {
+                effect.connect("Input", support::gradientImage(support::layoutOf(64, 48)));
+                EXPECT_EQ(effect.renderStatus(), OK) << name << nth;
+                EXPECT_TRUE(effect.imagesBalanced()) << name << nth;
+            }
+        }
+    }
+}
+
+TEST_F(Instance, OneThatThrowsWhileItIsMadeIsGone) {
+    on("fusion");
+    const int before = K7PTMultiProcess::instanceCount();
+    script().rule = [] { throw std::runtime_error("rule"); };
+    TestEffect& effect = create();
+    EXPECT_EQ(effect.createStatus(), ofx::status::Failed);
+    EXPECT_EQ(effect.instance().properties().getPointer(prop::InstanceData), nullptr);
+    EXPECT_EQ(K7PTMultiProcess::instanceCount(), before);
+}
+
+TEST_F(Instance, AnswersUnknownActionsAndIdentityWithTheDefault) {
+    TestEffect& effect = instanceOn("generic");
+    std::string clip;
+    double time = 0;
+    EXPECT_EQ(effect.instance().isIdentity({}, {0, 0, 64, 48}, clip, time), ReplyDefault);
+    EXPECT_EQ(effect.instance().simpleAction(ofx::action::PurgeCaches), ReplyDefault);
+    EXPECT_EQ(effect.instance().simpleAction(ofx::action::SyncPrivateData), ReplyDefault);
+    OfxRangeD range{};
+    EXPECT_EQ(effect.instance().timeDomain(range), ReplyDefault);
+}
+
+// ---- Enable rules and changes
+
+TEST_F(Instance, EnableRulesRunAtCreationAndOnChanges) {
+    on("generic");
+    TestEffect& effect = create();
+    EXPECT_EQ(rulesRun(), 1);
+    EXPECT_FALSE(enabled(effect, "Radius")) << "Shape begins at Square";
+    EXPECT_FALSE(enabled(effect, "Turn"));
+    EXPECT_FALSE(enabled(effect, "Seed"));
+    EXPECT_TRUE(probeOf(effect).Radius.ghosted());
+    EXPECT_EQ(effect.choose("Shape", "Star"), OK);
+    EXPECT_TRUE(enabled(effect, "Radius"));
+    EXPECT_TRUE(enabled(effect, "Turn"));
+    EXPECT_TRUE(enabled(effect, "Count"));
+    effect.set("WithAnimation", 1.0);
+    EXPECT_TRUE(enabled(effect, "Seed"));
+    effect.set("WithAnimation", 0.0);
+    EXPECT_FALSE(enabled(effect, "Seed"));
+    EXPECT_EQ(host->faults(), "");
+}
+
+TEST_F(Instance, RulesReadTheSteeringValueAtTimeMinusOne) {
+    TestEffect& effect = instanceOn("generic");
+    effect.set("WithAnimation", 1.0);
+    int reads = 0;
+    for (const auto& call : host->calls()) {
+        if (call.name != "paramGetValueAtTime") continue;
+        ++reads;
+        EXPECT_NE(call.arguments.find("-1"), std::string::npos) << call.arguments;
+    }
+    EXPECT_EQ(reads, 1);
+}
+
+TEST_F(Instance, AChoiceSetToWhatItWasRunsNoRule) {
+    TestEffect& effect = instanceOn("generic");
+    effect.set("Shape", 2.0);
+    EXPECT_EQ(rulesRun(), 1);
+    effect.set("Shape", 2.0);
+    EXPECT_EQ(rulesRun(), 1);
+    effect.set("Shape", 1.0);
+    EXPECT_EQ(rulesRun(), 2);
+    // A switch has no memory: every notification runs its rule.
+    host->clearRecord();
+    effect.set("WithAnimation", 1.0);
+    effect.set("WithAnimation", 1.0);
+    EXPECT_EQ(host->count("paramGetPropertySet"), 2);
+}
+
+TEST_F(Instance, TheFirstNotificationOfAChoiceIsSwallowedOnThreeHosts) {
+    for (const char* word : {"fusion", "vegas", "cdv", "generic", "nuke", "toxik", "scratch", "avid"}) {
+        SCOPED_TRACE(word);
+        const std::string_view name = word;
+        const bool swallows = name == "fusion" || name == "vegas" || name == "cdv";
+        TestEffect& effect = instanceOn(word);
+        effect.set("Shape", 2.0);
+        EXPECT_EQ(rulesRun(), swallows ? 0 : 1);
+        effect.set("Shape", 3.0);
+        EXPECT_EQ(rulesRun(), swallows ? 1 : 2);
+        effect.set("WithAnimation", 1.0);
+        EXPECT_TRUE(enabled(effect, "Seed")) << "switches are heard at once";
+    }
+}
+
+TEST_F(Instance, TheOneShotFlagSilencesOneNotification) {
+    TestEffect& effect = instanceOn("generic");
+    probe::Probe& object = probeOf(effect);
+    object.Shape.ignoreNextChange = object.WithAnimation.ignoreNextChange = true;
+    effect.set("Shape", 2.0);
+    effect.set("WithAnimation", 1.0);
+    EXPECT_EQ(rulesRun(), 0);
+    EXPECT_FALSE(enabled(effect, "Seed"));
+    EXPECT_FALSE(object.Shape.ignoreNextChange || object.WithAnimation.ignoreNextChange);
+    effect.set("Shape", 3.0);
+    effect.set("WithAnimation", 1.0);
+    EXPECT_EQ(rulesRun(), 1);
+    EXPECT_TRUE(enabled(effect, "Seed"));
+}
+
+TEST_F(Instance, ButtonsAndOtherParametersReachTheEffect) {
+    TestEffect& effect = instanceOn("generic");
+    EXPECT_EQ(effect.press("Again"), OK);
+    EXPECT_EQ(effect.set("Note", "text"), OK);
+    EXPECT_EQ(effect.set("ResetSecret", 3.0), OK);
+    EXPECT_EQ(effect.set("Amount", 3.0), OK);
+    EXPECT_THAT(script().events, ElementsAre("button Again", "control Note", "control ResetSecret", "control Amount"));
+    EXPECT_EQ(effect.instance().instanceChanged(ofx::type::Parameter, "NoSuchParameter", ofx::change::UserEdited), OK);
+}
+
+TEST_F(Instance, AClipIsWiredAnewWhenTheUserConnectsIt) {
+    TestEffect& effect = instanceOn("generic");
+    effect.instance().clipChanged(effect.clip("Other"));
+    EXPECT_THAT(script().events, ElementsAre("clip changed"));
+    EXPECT_THAT(host->callTexts("clipGetHandle"), ElementsAre(testing::HasSubstr("Other")));
+    // A handle that can't be had leaves the clip unconnected.
+    host->failCall("clipGetHandle", 1, ofx::status::Failed);
+    effect.instance().clipChanged(effect.clip("Other"));
+    EXPECT_EQ(probeOf(effect).other.handle(), nullptr);
+    host->clearHooks();
+    effect.instance().clipChanged(effect.clip("Other"));
+    EXPECT_EQ(probeOf(effect).other.handle(), effect.clip("Other").handle());
+    forget();
+    effect.instance().instanceChanged(ofx::type::Clip, "Other", ofx::change::Time);
+    EXPECT_THAT(script().events, IsEmpty()) << "not the user's doing";
+    TestEffect& vegas = instanceOn("vegas");
+    vegas.instance().clipChanged(vegas.clip("Source"));
+    EXPECT_EQ(host->count("clipGetHandle"), 0) << "the usual name is compared";
+}
+
+// ---- Presets
+
+TEST_F(Instance, APresetWritesItsValuesInParameterOrderAndNothingElse) {
+    TestEffect& effect = instanceOn("generic");
+    effect.setSilently("Many5", 0.5);
+    effect.setSilently("FramesPerSecond", 30.0);
+    for (const std::size_t row : {std::size_t{44}, std::size_t{1}, std::size_t{0}}) {
+        forget();
+        ASSERT_EQ(effect.set("Demos", static_cast<double>(row)), OK);
+        const auto number = [&](std::size_t column) { return probe::presetNumber(row, column); };
+        const auto value = [&](const char* name, int i = 0) {
+            return effect.param(name).value().numbers[static_cast<std::size_t>(i)];
+        };
+        EXPECT_EQ(value("Amount"), number(0));
+        EXPECT_EQ(value("Radius"), number(1));
+        EXPECT_EQ(value("Turn"), number(2));
+        EXPECT_EQ(value("Count"), number(3));
+        EXPECT_EQ(value("Invert"), number(4));
+        EXPECT_EQ(value("Shape"), number(5));
+        EXPECT_EQ(value("Centre", 0), number(6));
+        EXPECT_EQ(value("Centre", 1), number(7));
+        for (int i = 0; i < 3; ++i) EXPECT_FLOAT_EQ(float(value("Tint", i)), float(number(8 + std::size_t(i))));
+        for (int i = 0; i < 4; ++i) EXPECT_FLOAT_EQ(float(value("Paint", i)), float(number(11 + std::size_t(i))));
+        EXPECT_EQ(value("Curve", 1), number(16));
+        EXPECT_EQ(value("Seed"), number(17));
+        EXPECT_EQ(value("Fifth"), number(18));
+        EXPECT_EQ(value("StartAt"), number(19));
+        EXPECT_EQ(value("Many5"), 0.5);
+        EXPECT_EQ(value("FramesPerSecond"), 30.0);
+        EXPECT_EQ(host->count("paramSetValue"), 13) << "once each, and the choice does not set itself off again";
+        std::vector<std::string> order;
+        for (const auto& text : host->callTexts("paramSetValue"))
+            for (const char* name : {"Amount", "Radius", "Turn", "Count", "Invert", "Shape", "Centre", "Tint", "Paint",
+                                     "Curve", "StartAt", "Seed", "Fifth"})
+                if (text.find("\"" + std::string(name) + "\"") != std::string::npos || text.starts_with(name))
+                    order.emplace_back(name);
+        if (!order.empty()) {
+            EXPECT_THAT(order, ElementsAre("Amount", "Radius", "Turn", "Count", "Invert", "Shape", "Centre", "Tint",
+                                           "Paint", "Curve", "StartAt", "Seed", "Fifth"));
+        }
+        EXPECT_THAT(script().events, Contains("restart"));
+        EXPECT_EQ(enabled(effect, "Radius"), number(5) != 1.0) << "the rules follow what the preset wrote";
+        EXPECT_EQ(enabled(effect, "Turn"), number(5) >= 2.0);
+    }
+    EXPECT_EQ(host->faults(), "");
+}
+
+TEST_F(Instance, APresetMayPutTheRestBackButNotPlacesAndClocks) {
+    TestEffect& effect = instanceOn("generic");
+    for (const char* name : {"Radius", "Turn", "Many7", "Fifth"}) effect.setSilently(name, 0.125);
+    effect.setSilently("Centre", {0.9, 0.1});
+    effect.setSilently("Curve", {0.9, 0.1});
+    effect.setSilently("Tint", {0.0, 0.0, 0.0});
+    effect.setSilently("Shape", 2.0);
+    effect.setSilently("StartAt", 12.0);
+    effect.setSilently("FramesPerSecond", 50.0);
+    effect.setSilently("WithAnimation", 1.0);
+    effect.setSilently("Demos", 3.0);
+    effect.setSilently("Note", "mine");
+    effect.set("DemosA", 1.0);
+    const auto value = [&](const char* name) { return effect.param(name).value(); };
+    EXPECT_EQ(value("Amount").numbers[0], 20.0);
+    EXPECT_EQ(value("Count").numbers[0], 22.0);
+    EXPECT_EQ(value("Radius").numbers[0], 0.2);
+    EXPECT_EQ(value("Turn").numbers[0], 0.0);
+    EXPECT_EQ(value("Many7").numbers[0], 0.0);
+    EXPECT_EQ(value("Fifth").numbers[0], 1.0);
+    EXPECT_EQ(value("Tint").numbers[1], 0.5);
+    EXPECT_EQ(value("Shape").numbers[0], 1.0);
+    EXPECT_EQ(value("Note").text, "hello");
+    EXPECT_EQ(value("Curve").numbers[0], 0.25) << "a curve is part of the look, not a place";
+    EXPECT_EQ(value("Centre").numbers[0], 0.9);
+    EXPECT_EQ(value("StartAt").numbers[0], 12.0);
+    EXPECT_EQ(value("FramesPerSecond").numbers[0], 50.0);
+    EXPECT_EQ(value("WithAnimation").numbers[0], 1.0);
+    EXPECT_EQ(value("Demos").numbers[0], 3.0);
+    EXPECT_EQ(value("DemosA").numbers[0], 1.0);
+    EXPECT_FALSE(enabled(effect, "Radius")) << "Shape is back at Square";
+}
+
+// A host need not tell a plug-in of values that the plug-in itself has written.
+TEST_F(Instance, AChoiceThatAPresetWroteIsRememberedAsItsLastValue) {
+    TestEffect& effect = instanceOn("generic");
+    bool quiet = true;
+    ofxhost::HostHooks hooks;
+    hooks.beforeCall = [&](const ofxhost::SuiteCall& call) -> std::optional<OfxStatus> {
+        if (!quiet || call.name != "paramSetValue" || call.handle != effect.param("Shape").handle())
+            return std::nullopt;
+        effect.setSilently("Shape", 2.0);
+        return OK;
+    };
+    host->setHooks(hooks);
+    effect.set("Demos", 2.0);  // Shape 2, told to nobody
+    EXPECT_TRUE(enabled(effect, "Turn"));
+    quiet = false;
+    effect.set("Shape", 0.0);
+    EXPECT_FALSE(enabled(effect, "Turn"));
+    host->clearHooks();
+}
+
+// ---- Texts
+
+TEST_F(Instance, TextsGoToTheHostAtTheEndOfAChangeExceptOnToxik) {
+    for (const char* word : {"generic", "toxik"}) {
+        TestEffect& effect = instanceOn(word);
+        probe::Probe& object = probeOf(effect);
+        object.Note.SetText(-1.0, "Ready.");
+        EXPECT_EQ(effect.param("Note").value().text, "hello") << "nothing at once";
+        effect.set("Amount", 1.0);
+        const bool toxik = std::string_view(word) == "toxik";
+        EXPECT_EQ(effect.param("Note").value().text, toxik ? "hello" : "Ready.");
+        effect.setSilently("Note", "typed");
+        effect.set("Amount", 2.0);
+        EXPECT_EQ(effect.param("Note").value().text, "typed") << "written once";
+        object.File.SetTextNow(-1.0, "/tmp/x");
+        EXPECT_EQ(effect.param("File").value().text, "/tmp/x");
+    }
+}
+
+TEST_F(Instance, ATextSetWhileRenderingSurvivesTheNextRendersFetch) {
+    TestEffect& effect = instanceOn("generic");
+    effect.connect("Input", support::gradientImage(support::layoutOf(64, 48)));
+    int frames = 0;
+    script().process = [&](probe::Probe& object) {
+        if (frames++ == 0) object.Note.SetText(-1.0, "Ready.");
+    };
+    effect.render(0.0);
+    effect.render(1.0);
+    effect.set("Amount", 1.0);
+    EXPECT_EQ(effect.param("Note").value().text, "Ready.");
+}
+
+// ---- Regions and preferences
+
+TEST_F(Instance, RegionsAndPreferences) {
+    on("generic").project.width = 720;
+    host->project.height = 576;
+    host->project.renderScale = {0.5, 0.5};
+    TestEffect& effect = create();
+    effect.connect("Input", support::gradientImage(support::layoutOf(10, 10)));
+    OfxRectD region{};
+    EXPECT_EQ(effect.instance().regionOfDefinition(3.0, {1.0, 1.0}, region), OK);
+    EXPECT_EQ(region.x1, 0.0);
+    EXPECT_EQ(region.y1, 0.0);
+    EXPECT_EQ(region.x2, 720.0);
+    EXPECT_EQ(region.y2, 576.0);
+    ofxhost::ClipPreferences preferences;
+    EXPECT_EQ(effect.instance().clipPreferences(preferences), OK);
+    EXPECT_EQ(preferences.frameRate, 30.0);
+    EXPECT_TRUE(preferences.frameVarying);
+    host->clearRecord();
+    std::map<std::string, OfxRectD> regions;
+    EXPECT_EQ(effect.instance().regionsOfInterest(0.0, {1, 1}, {1.0, 2.0, 30.0, 40.0}, regions), OK);
+    const auto sets = host->callTexts("propSetDoubleN");
+    ASSERT_EQ(sets.size(), 1u);
+    EXPECT_THAT(sets[0], testing::HasSubstr("OfxImageClipPropRoI_Source"));
+}
+
+// ---- Frames needed
+
+class FramesNeeded : public Instance {
+  protected:
+    // The ranges of the temporal clip for a frame list.
+    std::vector<OfxRangeD> ask(TestEffect& effect, double time, std::vector<int> list) {
+        script().framePrepare = [list](probe::Probe& object) {
+            for (const int frame : list) object.other.addFrame(frame);
+        };
+        std::map<std::string, ofxhost::FrameRanges> frames;
+        EXPECT_EQ(effect.instance().framesNeeded(time, frames), OK);
+        return frames["Other"];
+    }
+    static void expectRanges(const std::vector<OfxRangeD>& ranges, std::array<double, 4> expected) {
+        ASSERT_EQ(ranges.size(), 2u);
+        EXPECT_EQ(ranges[0].min, expected[0]);
+        EXPECT_EQ(ranges[0].max, expected[1]);
+        EXPECT_EQ(ranges[1].min, expected[2]);
+        EXPECT_EQ(ranges[1].max, expected[3]);
+    }
+};
+
+TEST_F(FramesNeeded, AreHostTimesInAscendingOrder) {
+    const struct {
+        const char* word;
+        double offset;
+    } cases[] = {{"generic", 10.0}, {"toxik", 1.0}, {"fusion", 0.0}, {"nuke", 10.0}};
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.word);
+        on(test.word).project.firstFrame = 10;
+        host->project.lastFrame = 60;
+        TestEffect& effect = create();
+        const auto picture = support::gradientImage(support::layoutOf(64, 48));
+        effect.connect("Input", picture);
+        effect.connect("Other", picture);
+        expectRanges(ask(effect, 20.0, {8, 7, 3}), {20.0, 20.0, 3.0 + test.offset, 8.0 + test.offset});
+        expectRanges(ask(effect, 20.0, {4}), {20.0, 20.0, 4.0 + test.offset, 4.0 + test.offset});
+        expectRanges(ask(effect, 20.0, {}), {20.0, 20.0, 20.0, 20.0});
+        const bool absolute = test.offset != 10.0;
+        EXPECT_EQ(probeOf(effect).currentFrame, absolute ? 20.0 : 10.0);
+        EXPECT_EQ(probeOf(effect).firstFrame, absolute ? 0.0 : 10.0);
+        EXPECT_EQ(probeOf(effect).lastFrame, absolute ? 999999.0 : 60.0);
+    }
+}
+
+TEST_F(FramesNeeded, FetchesTheParametersFirstAndHoldsAnyNumberOfFrames) {
+    TestEffect& effect = instanceOn("generic");
+    effect.setKeys("StartAt", {{0.0, 0.0}, {10.0, 100.0}});
+    double seen = -1.0;
+    script().framePrepare = [&](probe::Probe& object) {
+        seen = object.StartAt.value;
+        for (int i = 0; i < 5000; ++i) object.other.addFrame(i);
+        EXPECT_EQ(object.other.frameCount, 999);
+    };
+    std::map<std::string, ofxhost::FrameRanges> frames;
+    EXPECT_EQ(effect.instance().framesNeeded(5.0, frames), OK);
+    EXPECT_EQ(seen, 50.0);
+    EXPECT_EQ(frames["Other"].back().max, 998.0);
+    EXPECT_THAT(host->callTexts("propSetDoubleN"), Each(Not(testing::HasSubstr("Range_Input")))) << "not temporal";
+}
+
+TEST_F(FramesNeeded, WithoutAFrameRangeCountFromTheHostsZero) {
+    TestEffect& effect = instanceOn("generic");
+    ofxhost::HostHooks hooks;
+    hooks.beforeCall = [](const ofxhost::SuiteCall& call) -> std::optional<OfxStatus> {
+        return call.subject == prop::FrameRange ? std::optional<OfxStatus>(ofx::status::ErrUnknown) : std::nullopt;
+    };
+    host->setHooks(hooks);
+    expectRanges(ask(effect, 20.0, {8, 3}), {20.0, 20.0, 3.0, 8.0});
+    EXPECT_EQ(probeOf(effect).currentFrame, 20.0);
+    EXPECT_EQ(probeOf(effect).lastFrame, 999999.0);
+}
+
+}  // namespace

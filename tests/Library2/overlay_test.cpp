@@ -1,0 +1,377 @@
+// Overlay widgets in a viewer: what catches the pen, what a drag writes, what is drawn.
+#include "Library2/InstanceRecord.h"
+#include "probe_effect.h"
+
+namespace {
+
+namespace prop = ofx::prop;
+using ofx::status::OK;
+using ofx::status::ReplyDefault;
+using probe::Handles;
+using probe::shownWidget;
+using support::TestEffect;
+using testing::Each;
+using testing::ElementsAre;
+
+// A GL that counts and remembers.
+struct Recorder {
+    struct Vertex {
+        unsigned mode;
+        float x, y;
+    };
+    std::vector<Vertex> vertices;
+    std::vector<std::array<float, 4>> colours;
+    int depth = 0, pushes = 0, begun = 0;
+    unsigned mode = 0;
+    static Recorder*& current() {
+        static Recorder* recorder = nullptr;
+        return recorder;
+    }
+    static const GlFunctions* functions() {
+        static const GlFunctions table{
+            [](unsigned m) { current()->mode = m, ++current()->begun; },
+            [] { --current()->begun; },
+            [](float x, float y) {
+                current()->vertices.push_back({current()->mode, x, y});
+            },
+            [](float r, float g, float b, float a) {
+                current()->colours.push_back({r, g, b, a});
+            },
+            [] { ++current()->depth, ++current()->pushes; },
+            [] { --current()->depth; },
+        };
+        return &table;
+    }
+    Recorder() {
+        current() = this;
+        setGlFunctions(functions());
+    }
+    ~Recorder() { setGlFunctions(nullptr); }
+    float extent() const {  // of what was drawn, in x
+        float low = 1e30f, high = -1e30f;
+        for (const Vertex& v : vertices) low = std::min(low, v.x), high = std::max(high, v.x);
+        return high - low;
+    }
+};
+
+class Overlay : public probe::ProbeTest {
+  protected:
+    // 200 x 100 picture; a screen pixel is one unit, so that the pen catches within 5 / 0.75.
+    ofxhost::Interact& show(std::string_view word, const char* widget, ofxhost::ViewState view = {}) {
+        shownWidget() = widget;
+        m_interact.reset();
+        on(word).project.width = 200;
+        host->project.height = 100;
+        m_effect = &host->effect("Q_Handles");
+        m_interact = ofxhost::Interact::create(m_effect->instance(), view);
+        EXPECT_NE(m_interact, nullptr);
+        host->clearRecord();
+        return *m_interact;
+    }
+    ~Overlay() override { m_interact.reset(); }
+    Handles& object() { return dynamic_cast<Handles&>(*instanceRecord(m_effect->instance().handle())->effect); }
+    double value(const char* name, std::size_t i = 0) { return m_effect->param(name).value().numbers[i]; }
+    int writes() {
+        const int count = host->count("paramSetValue");
+        host->clearRecord();
+        return count;
+    }
+    TestEffect* m_effect = nullptr;
+    std::unique_ptr<ofxhost::Interact> m_interact;
+};
+
+constexpr double R = 5.0 / 0.75;
+
+TEST_F(Overlay, ThePenCatchesStrictlyInsideTheSquare) {
+    ofxhost::Interact& viewer = show("generic", "crosshair");  // at 100, 50
+    const auto catches = [&](double x, double y) {
+        const bool caught = viewer.penDown({x, y}) == OK;
+        viewer.penUp({100.0, 50.0});
+        return caught;
+    };
+    EXPECT_TRUE(catches(100.0, 50.0));
+    EXPECT_TRUE(catches(100.0 + R - 0.01, 50.0 + R - 0.01)) << "a square, not a circle";
+    EXPECT_TRUE(catches(100.0 - R + 0.01, 50.0));
+    EXPECT_FALSE(catches(100.0 + double(5.0f / 0.75f), 50.0)) << "the border itself is outside";
+    EXPECT_FALSE(catches(100.0, 50.0 - R - 0.01));
+    EXPECT_FALSE(catches(-1000.0, 50.0));
+    EXPECT_FALSE(catches(std::numeric_limits<double>::quiet_NaN(), 50.0));
+    EXPECT_EQ(host->faults(), "");
+}
+
+TEST_F(Overlay, WithoutAScaleTheSquareIsOneUnit) {
+    ofxhost::Interact& viewer = show("generic", "crosshair", {.pixelScale = {0.0, 1.0}});
+    EXPECT_EQ(object().view.hitRadius(), 1.0f);
+    EXPECT_EQ(viewer.penDown({100.5, 50.5}), OK);
+    EXPECT_EQ(object().view.hitScale, 0.0f);
+    viewer.penUp({100.5, 50.5});
+    EXPECT_EQ(viewer.penDown({101.5, 50.5}), ReplyDefault);
+}
+
+TEST_F(Overlay, ADragWritesOnceAMotionAndOnceAtTheRelease) {
+    ofxhost::Interact& viewer = show("generic", "crosshair");
+    EXPECT_EQ(viewer.penMotion({100.0, 50.0}), ReplyDefault) << "nothing is held";
+    EXPECT_EQ(viewer.penUp({100.0, 50.0}), ReplyDefault);
+    EXPECT_EQ(writes(), 0);
+    EXPECT_EQ(viewer.penDown({101.0, 51.0}), OK);
+    EXPECT_EQ(writes(), 0);
+    EXPECT_EQ(viewer.penMotion({50.0, 75.0}), OK);
+    EXPECT_EQ(writes(), 1);
+    EXPECT_EQ(value("From", 0), 0.25);
+    EXPECT_EQ(value("From", 1), 0.75);
+    EXPECT_EQ(viewer.penMotion({-20.0, 300.0}), OK) << "out of the picture";
+    EXPECT_EQ(value("From", 0), -0.1);
+    EXPECT_EQ(writes(), 1);
+    EXPECT_EQ(viewer.penUp({150.0, 25.0}), OK) << "the release of a drag";
+    EXPECT_EQ(writes(), 1);
+    EXPECT_EQ(value("From", 0), 0.75);
+    EXPECT_EQ(viewer.penMotion({10.0, 10.0}), ReplyDefault);
+    EXPECT_EQ(viewer.penUp({10.0, 10.0}), ReplyDefault);
+    EXPECT_EQ(writes(), 0);
+    EXPECT_EQ(value("From", 0), 0.75);
+    EXPECT_EQ(host->faults(), "");
+}
+
+TEST_F(Overlay, EachWidgetMovesItsParts) {
+    const struct {
+        const char* widget;
+        OfxPointD down, to;
+        const char* parameter;
+        double expected;
+    } cases[] = {
+        // From 100, 50; To 150, 25; half width 100: Wide 50, High 25, Delta 25
+        {"line", {150, 25}, {50, 75}, "To", 0.25},
+        {"line", {100, 50}, {50, 75}, "From", 0.25},
+        {"angle", {150, 50}, {100, 90}, "Angle", 90.0},
+        {"angle", {150, 50}, {60, 50}, "Angle", 180.0},
+        {"angle", {150, 50}, {100, 10}, "Angle", 270.0},
+        {"angle", {150, 50}, {140, 10}, "Angle", 315.0},
+        {"round", {150, 50}, {100, 80}, "Wide", 0.3},
+        {"round", {100, 0}, {130, 90}, "Wide", 0.5},
+        {"ellipse", {150, 50}, {120, 50}, "Wide", 0.2},
+        {"ellipse", {100, 75}, {100, 10}, "High", 0.4},
+        {"ellipse",
+         {100 + 50 * 0.70710678, 50 + 25 * 0.70710678},
+         {100 + 100 * 0.70710678, 50 + 50 * 0.70710678},
+         "Wide",
+         1.0},
+        {"ellipse",
+         {100 + 50 * 0.70710678, 50 + 25 * 0.70710678},
+         {100 + 100 * 0.70710678, 50 + 50 * 0.70710678},
+         "High",
+         0.5},
+        {"ring", {175, 50}, {190, 50}, "Delta", 0.4},
+        {"ring", {175, 50}, {110, 50}, "Delta", 0.0},
+        {"rectangle", {150, 75}, {120, 60}, "Wide", 0.2},
+        {"rectangle", {150, 75}, {120, 60}, "High", 0.1},
+        {"rectangle", {150, 50}, {120, 60}, "Wide", 0.2},
+        {"rectangle", {150, 50}, {120, 60}, "High", 0.25},
+        {"rectangle", {100, 75}, {120, 10}, "High", 0.4},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(std::string(test.widget) + " " + test.parameter);
+        ofxhost::Interact& viewer = show("generic", test.widget);
+        EXPECT_EQ(viewer.penDown(test.down), OK);
+        EXPECT_EQ(viewer.penMotion(test.to), OK);
+        EXPECT_NEAR(value(test.parameter), test.expected, 1e-4);
+        EXPECT_EQ(viewer.penUp(test.to), OK);
+        EXPECT_NEAR(value(test.parameter), test.expected, 1e-4);
+        EXPECT_EQ(viewer.penMotion(test.down), ReplyDefault);
+        EXPECT_EQ(host->faults(), "");
+    }
+}
+
+TEST_F(Overlay, RadiiAreCaughtOnTheirOutlineOnly) {
+    ofxhost::Interact& viewer = show("generic", "round");  // radius 50 around 100, 50
+    const auto catches = [&](double distance) {
+        const bool caught = viewer.penDown({100.0 + distance * 0.6, 50.0 + distance * 0.8}) == OK;
+        viewer.penUp({100.0 + 30.0, 50.0 + 40.0});
+        return caught;
+    };
+    EXPECT_TRUE(catches(50.0));
+    EXPECT_TRUE(catches(50.0 + R - 0.05));
+    EXPECT_FALSE(catches(50.0 + R + 0.05));
+    EXPECT_TRUE(catches(50.0 - R + 0.05));
+    EXPECT_FALSE(catches(0.0)) << "the centre is no part";
+}
+
+// Where screen pixels are not square, one host alone counts its pen in the picture's own units.
+TEST_F(Overlay, PenPositionsAreThePicturesOnEveryHost) {
+    const ofxhost::ViewState view{.pixelScale = {2.0, 1.0}};
+    for (const char* word : {"generic", "fusion", "nuke"}) {
+        ofxhost::Interact& viewer = show(word, "crosshair", view);
+        EXPECT_EQ(viewer.penDown({100.0, 50.0}), OK) << word;
+        EXPECT_EQ(viewer.penUp({50.0, 75.0}), OK);
+        EXPECT_EQ(value("From", 0), 0.25) << word;
+        EXPECT_EQ(value("From", 1), 0.75) << word;
+        EXPECT_FLOAT_EQ(object().view.aspect, std::string_view(word) == "fusion" ? 0.25f : 1.0f);
+        EXPECT_FLOAT_EQ(object().view.hitScale, 0.375f);
+    }
+}
+
+TEST_F(Overlay, TheViewFollowsRenderScale) {
+    const ofxhost::ViewState view{.renderScale = {0.5, 0.5}, .pixelScale = {1.0, 1.0}};
+    for (const char* word : {"generic", "nuke"}) {
+        ofxhost::Interact& viewer = show(word, "crosshair", view);
+        EXPECT_EQ(viewer.penDown({50.0, 25.0}), OK) << "the centre of the half picture";
+        EXPECT_EQ(object().view.width, 100);
+        EXPECT_EQ(object().view.height, 50);
+        EXPECT_FLOAT_EQ(object().view.hitScale, std::string_view(word) == "nuke" ? 0.375f : 0.75f);
+        EXPECT_EQ(viewer.penUp({25.0, 25.0}), OK);
+        EXPECT_EQ(value("From", 0), 0.25);
+    }
+}
+
+TEST_F(Overlay, TheShownFramesValuesAreHit) {
+    ofxhost::Interact& viewer = show("generic", "crosshair", {.time = 10.0});
+    m_effect->setKeys("From", {{0.0, {0.0, 0.0}}, {20.0, {0.5, 0.5}}});
+    EXPECT_EQ(viewer.penDown({50.0, 25.0}), OK);
+    viewer.penUp({50.0, 25.0});
+    ofxhost::ViewState later;
+    later.time = 20.0;
+    viewer.setView(later);
+    EXPECT_EQ(viewer.penDown({100.0, 50.0}), OK);
+    viewer.penUp({100.0, 50.0});
+}
+
+TEST_F(Overlay, FollowsTheParametersOfTheLastWidget) {
+    ofxhost::Interact& viewer = show("generic", "crosshair");
+    EXPECT_EQ(viewer.properties().getString(prop::InteractSlaveToParam, 0), "High");
+    EXPECT_EQ(viewer.properties().count(prop::InteractSlaveToParam), 1);
+    EXPECT_NE(viewer.properties().getPointer(prop::InstanceData), nullptr);
+}
+
+TEST_F(Overlay, AWidgetWhoseParameterIsMissingDrawsAndWritesNothing) {
+    Recorder gl;
+    ofxhost::Interact& viewer = show("generic", "crosshair");
+    object().From.wire(nullptr, nullptr);
+    EXPECT_EQ(viewer.draw(), OK);
+    EXPECT_FALSE(gl.vertices.empty());
+    EXPECT_EQ(viewer.penDown({100.0, 50.0}), OK);
+    EXPECT_EQ(viewer.penUp({10.0, 10.0}), OK);
+    EXPECT_EQ(writes(), 0);
+}
+
+TEST_F(Overlay, APictureWithoutASizeIsNeverDividedBy) {
+    show("generic", "crosshair");
+    m_effect->instance().properties().setDouble(prop::ProjectSize, 0.0, 0);
+    m_effect->instance().properties().setDouble(prop::ProjectSize, 1e300, 1);
+    EXPECT_EQ(m_interact->penDown({0.0, 0.0}), OK);
+    EXPECT_EQ(m_interact->penMotion({5.0, 5.0}), OK);
+    EXPECT_EQ(m_interact->penUp({5.0, 5.0}), OK);
+    EXPECT_EQ(writes(), 0);
+    EXPECT_EQ(value("From"), 0.5);
+}
+
+// ---- Drawing
+
+TEST_F(Overlay, DrawsEveryWidgetInsideOneMatrix) {
+    for (const char* widget : {"crosshair", "line", "angle", "round", "ellipse", "ring", "rectangle"}) {
+        Recorder gl;
+        EXPECT_EQ(show("generic", widget).draw(), OK);
+        EXPECT_FALSE(gl.vertices.empty()) << widget;
+        EXPECT_EQ(gl.depth, 0);
+        EXPECT_EQ(gl.begun, 0);
+        EXPECT_EQ(gl.pushes, 1);
+        EXPECT_EQ(host->faults(), "");
+    }
+    Recorder gl;
+    EXPECT_EQ(show("generic", "none of them").draw(), OK);
+    EXPECT_TRUE(gl.vertices.empty());
+}
+
+TEST_F(Overlay, SizesOnScreenDoNotDependOnTheZoom) {
+    for (const double pixel : {0.25, 1.0, 4.0}) {
+        Recorder gl;
+        show("generic", "crosshair", {.pixelScale = {pixel, pixel}}).draw();
+        EXPECT_NEAR(gl.extent(), 2.0 * 25.0 * pixel / 0.75, 1e-3) << "arms reach 25 pixels";
+        EXPECT_EQ(gl.vertices.size(), 8u);
+        EXPECT_THAT(gl.colours, ElementsAre(std::array{1.0f, 1.0f, 1.0f, 1.0f}));
+    }
+    Recorder gl;
+    show("generic", "line").draw();
+    EXPECT_THAT(gl.colours,
+                Each(testing::AnyOf(std::array{1.0f, 1.0f, 0.0f, 1.0f}, std::array{0.5f, 0.5f, 0.5f, 1.0f})))
+        << "the second widget is yellow, handles are grey";
+    int corners = 0;
+    for (const auto& vertex : gl.vertices) corners += vertex.mode == 7;
+    EXPECT_EQ(corners, 8) << "two handles";
+}
+
+TEST(OverlayPrimitives, CirclesCloseAndSmallOnesVanish) {
+    Recorder gl;
+    const OverlayPen pen(1.0f);
+    pen.ellipse({0, 0}, 4.9f, 4.9f, 0, false);
+    EXPECT_TRUE(gl.vertices.empty());
+    pen.ellipse({10, 20}, 5.0f, 50.0f, 30, false);
+    ASSERT_GE(gl.vertices.size(), 20u) << "at least ten sides";
+    EXPECT_NEAR(gl.vertices.front().x, gl.vertices.back().x, 1e-4);
+    EXPECT_NEAR(gl.vertices.front().y, gl.vertices.back().y, 1e-4);
+    const std::size_t whole = gl.vertices.size();
+    gl.vertices.clear();
+    pen.ellipse({10, 20}, 5.0f, 50.0f, 30, true);
+    EXPECT_NEAR(double(gl.vertices.size()), double(whole) / 2, 2.0);
+    gl.vertices.clear();
+    for (const float bad : {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN(), -10.0f})
+        pen.ellipse({0, 0}, bad, 50.0f, 0, false);
+    EXPECT_TRUE(gl.vertices.empty());
+    pen.ellipse({0, 0}, 1e20f, 1e20f, 0, false);
+    EXPECT_LT(gl.vertices.size(), 10000u);
+}
+
+TEST(OverlayPrimitives, DashesEndAtTheLinesEnd) {
+    Recorder gl;
+    const OverlayPen pen(1.0f);
+    pen.dashedLine({0, 0}, {DASH_PIXELS * 2.5f, 0});
+    ASSERT_EQ(gl.vertices.size(), 4u);
+    EXPECT_FLOAT_EQ(gl.vertices[1].x, DASH_PIXELS);
+    EXPECT_FLOAT_EQ(gl.vertices[2].x, DASH_PIXELS * 2);
+    EXPECT_FLOAT_EQ(gl.vertices[3].x, DASH_PIXELS * 2.5f);
+    gl.vertices.clear();
+    pen.dashedLine({3, 3}, {3, 3});
+    pen.dashedLine({0, 0}, {std::numeric_limits<float>::infinity(), 0});
+    EXPECT_TRUE(gl.vertices.empty());
+    pen.dashedLine({0, 0}, {1e30f, 0});
+    EXPECT_LT(gl.vertices.size(), 10000u);
+}
+
+TEST(OverlayPrimitives, ColoursAreLimited) {
+    Recorder gl;
+    OverlayPen(1.0f).colour({-5.0f, 65535.0f, 1e9f, 32767.5f});
+    EXPECT_THAT(gl.colours, ElementsAre(std::array{0.0f, 1.0f, 1.0f, 0.5f}));
+}
+
+// ---- Odd callers
+
+TEST_F(Overlay, AnswersActionsItDoesNotKnow) {
+    ofxhost::Interact& viewer = show("generic", "crosshair");
+    EXPECT_EQ(viewer.gainFocus(), ReplyDefault);
+    EXPECT_EQ(viewer.loseFocus(), ReplyDefault);
+    EXPECT_EQ(viewer.key(ofx::action::InteractKeyDown, 65, "A"), ReplyDefault);
+    for (const char* action : {ofx::action::InteractDraw, ofx::action::InteractPenDown, ofx::action::CreateInstance,
+                               ofx::action::InteractPenUp, ofx::action::InteractPenMotion})
+        EXPECT_NE(overlayMain(action, nullptr, nullptr), OK) << action;
+    EXPECT_EQ(overlayMain(ofx::action::Describe, nullptr, nullptr), OK);
+    EXPECT_EQ(overlayMain(ofx::action::DestroyInstance, nullptr, nullptr), OK);
+    EXPECT_EQ(overlayMain(nullptr, nullptr, nullptr), ReplyDefault);
+}
+
+TEST_F(Overlay, AnyOneCallMayFail) {
+    for (const char* name :
+         {"propGetDouble", "propGetPointer", "interactGetPropertySet", "getPropertySet", "paramGetValueAtTime"}) {
+        for (int nth = 1; nth <= 12; ++nth) {
+            Recorder gl;
+            ofxhost::Interact& viewer = show("generic", "ellipse");
+            host->failCall(name, nth, ofx::status::Failed);
+            viewer.draw();
+            viewer.penDown({150.0, 50.0});
+            viewer.penMotion({160.0, 50.0});
+            viewer.penUp({170.0, 50.0});
+            host->clearHooks();
+            EXPECT_EQ(gl.depth, 0) << name << nth;
+            EXPECT_TRUE(std::isfinite(value("Wide")));
+        }
+    }
+}
+
+}  // namespace

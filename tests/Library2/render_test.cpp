@@ -1,0 +1,677 @@
+// The render flow, seen from a host: pixels in, pixels out, and nothing kept on any path.
+#include <atomic>
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+#include <thread>
+
+#include "Library2/InstanceRecord.h"
+#include "probe_effect.h"
+
+namespace {
+
+namespace prop = ofx::prop;
+using ofx::status::OK;
+using probe::script;
+using support::Depth;
+using support::ImageLayout;
+using support::ImagePtr;
+using support::layoutOf;
+using support::TestEffect;
+using testing::Each;
+using testing::Not;
+
+class Render : public probe::ProbeTest {
+  protected:
+    TestEffect& effectOn(std::string_view word, int width, int height, double aspect = 1.0, double scale = 1.0) {
+        script() = {};
+        on(word);
+        host->project.width = width;
+        host->project.height = height;
+        host->project.pixelAspect = aspect;
+        host->project.renderScale = {scale, scale};
+        TestEffect& effect = create();
+        EXPECT_EQ(effect.createStatus(), OK);
+        return effect;
+    }
+    static ImageLayout at(OfxRectI bounds, Depth depth = Depth::Float) {
+        ImageLayout layout;
+        layout.bounds = bounds;
+        layout.depth = depth;
+        return layout;
+    }
+    static void feed(TestEffect& effect, ImagePtr image) {
+        effect.connect(effect.primaryClip().name(), std::move(image));
+    }
+    static void expectClean(TestEffect& effect, const char* what = "") {
+        EXPECT_TRUE(effect.imagesBalanced()) << what;
+        probe::Probe& object = probeOf(effect);
+        for (const ClipRecord* clip : object.inputs()) EXPECT_EQ(clip->image, nullptr) << what;
+        EXPECT_EQ(object.output.image, nullptr) << what;
+        EXPECT_TRUE(renderLock().try_lock()) << what;
+        renderLock().unlock();
+        if (effect.lastImage()) {
+            EXPECT_TRUE(effect.lastImage()->guardsIntact()) << what;
+        }
+    }
+};
+
+// What the effect saw of a clip.
+struct Seen {
+    int width = 0, height = 0;
+    float unitScale = 0.0f, aspect = 0.0f;
+    double first = -1, last = -1, current = -1;
+    static Seen of(const probe::Probe& object, const K7Image* image) {
+        if (!image) return {};
+        return {image->width,      image->height,    image->unit_scale,  image->pixel_aspect,
+                object.firstFrame, object.lastFrame, object.currentFrame};
+    }
+};
+
+// ---- Pixels ---------------------------------------------------------------------------------------------------
+
+TEST_F(Render, PassesEveryDepthThroughUnchangedAtAnySize) {
+    for (const Depth depth : {Depth::Byte, Depth::Short, Depth::Float}) {
+        for (const auto& [width, height] : {std::pair{1, 1}, {2, 3}, {5, 7}, {17, 1}, {1, 33}, {63, 47}, {65, 64}}) {
+            TestEffect& effect = effectOn("generic", width, height);
+            const ImagePtr input = support::noiseImage(layoutOf(width, height, depth), 7);
+            feed(effect, input);
+            effect.background = 0.5f;
+            EXPECT_EQ(effect.render(), input->toFloats()) << width << "x" << height << " depth " << int(depth);
+            expectClean(effect);
+        }
+    }
+}
+
+TEST_F(Render, KeepsAll16BitCodes) {
+    TestEffect& effect = effectOn("generic", 128, 128);
+    const ImagePtr input = support::imageOf(layoutOf(128, 128, Depth::Short), [](int x, int y, int c) {
+        return float(double((y * 128 + x) * 4 + c) / 65535.0);
+    });
+    feed(effect, input);
+    effect.render();
+    EXPECT_EQ(effect.lastImage()->checksum(), input->checksum());
+}
+
+TEST_F(Render, CleansWhatComesInAndLimitsWhatGoesOut) {
+    TestEffect& effect = effectOn("generic", 8, 1);
+    const float nan = std::numeric_limits<float>::quiet_NaN(), infinity = std::numeric_limits<float>::infinity();
+    const float values[] = {-0.5f, 1.5f, nan, infinity, -infinity, 1e30f, 0.0f, 0.25f};
+    feed(effect, support::imageOf(layoutOf(8, 1), [&](int x, int, int) { return values[x]; }));
+    std::vector<float> seen;
+    script().process = [&](probe::Probe& object) {
+        for (int x = 0; x < 8; ++x) seen.push_back(image_get_sample(object.input.image.get(), x, 0, 0));
+        for (int x = 0; x < 8; ++x) image_row<float>(object.output.image.get(), 0)[x * 4] = values[x];
+    };
+    effect.render();
+    EXPECT_THAT(seen, testing::ElementsAre(0.0f, 1.5f, 0.0f, 65504.0f, 0.0f, 1e30f, 0.0f, 0.25f));
+    EXPECT_EQ(effect.lastImage()->sample(0, 0, 0), -0.5f) << "negative values stay in a float output";
+    EXPECT_EQ(effect.lastImage()->sample(1, 0, 0), 1.5f);
+    // The same values into bytes, by truncation.
+    TestEffect& bytes = effectOn("generic", 8, 1);
+    feed(bytes, support::constantImage(layoutOf(8, 1, Depth::Byte), 0.0f, 0.0f, 0.0f));
+    script().process = [&](probe::Probe& object) {
+        for (int x = 0; x < 8; ++x) image_row<float>(object.output.image.get(), 0)[x * 4] = x == 7 ? 0.5f : values[x];
+    };
+    bytes.render();
+    const auto level = [&](int x) { return int(std::to_integer<int>(*bytes.lastImage()->pixel(x, 0))); };
+    EXPECT_EQ(level(0), 0);
+    EXPECT_EQ(level(1), 255);
+    EXPECT_EQ(level(5), 255);
+    EXPECT_EQ(level(7), 127) << "truncated";
+}
+
+// The output is written where the input's bounds, the output's and the frame meet; CDV DX fills the whole output.
+TEST_F(Render, WritesTheInputsRegionAndLeavesTheRestOfTheOutputAlone) {
+    constexpr int W = 20, H = 12;
+    const OfxRectI places[] = {{0, 0, W, H},           {3, 2, 11, 9},         {-5, -4, 7, 6},
+                               {-5, -4, W + 6, H + 3}, {10, 5, W + 9, H + 9}, {-9, 0, 0, H},
+                               {W, 0, W + 4, H},       {-50, -50, -40, -40},  {0, 0, 1, 1}};
+    for (const char* word : {"generic", "cdv"}) {
+        for (const OfxRectI& in : places) {
+            for (const OfxRectI& out : {OfxRectI{0, 0, W, H}, OfxRectI{4, 3, 15, 10}, OfxRectI{-3, -2, W + 3, H + 2}}) {
+                for (const bool odd : {false, true}) {
+                    TestEffect& effect = effectOn(word, W, H);
+                    ImageLayout inLayout = at(in, Depth::Byte), outLayout = at(out, Depth::Byte);
+                    inLayout.padding = odd ? 7 : 0;
+                    inLayout.negativeRows = outLayout.negativeRows = odd;
+                    outLayout.padding = odd ? 12 : 0;
+                    const ImagePtr input = support::noiseImage(inLayout, 3);
+                    feed(effect, input);
+                    effect.setOutputLayout(outLayout);
+                    effect.background = 51.0f / 255.0f;
+                    effect.render();
+                    const auto inside = [](const OfxRectI& r, int x, int y) {
+                        return x >= r.x1 && x < r.x2 && y >= r.y1 && y < r.y2;
+                    };
+                    for (int y = out.y1; y < out.y2; ++y) {
+                        for (int x = out.x1; x < out.x2; ++x) {
+                            const bool frame = inside({0, 0, W, H}, x, y), source = inside(in, x, y);
+                            const bool written = frame && (source || std::string_view(word) == "cdv");
+                            const float expected = !written ? 51.0f / 255.0f : source ? input->sample(x, y, 1) : 0.0f;
+                            ASSERT_EQ(effect.lastImage()->sample(x, y, 1), expected)
+                                << word << " " << x << ", " << y << " in " << in.x1 << "," << in.y1;
+                        }
+                    }
+                    expectClean(effect);
+                }
+            }
+        }
+    }
+}
+
+TEST_F(Render, APictureSmallerThanTheFrameStandsOnTransparentBlack) {
+    TestEffect& effect = effectOn("generic", 10, 8);
+    feed(effect, support::constantImage(at({2, 3, 6, 5}), 1.0f, 1.0f, 1.0f, 1.0f));
+    std::vector<int> covered;
+    script().process = [&](probe::Probe& object) {
+        for (int y = 0; y < 8; ++y)
+            for (int x = 0; x < 10; ++x)
+                if (image_get_sample(object.input.image.get(), x, y, 3) == 1.0f) covered.push_back(y * 10 + x);
+    };
+    effect.render();
+    EXPECT_THAT(covered, testing::ElementsAre(32, 33, 34, 35, 42, 43, 44, 45));
+}
+
+// ---- Sizes and frames -----------------------------------------------------------------------------------------
+
+TEST_F(Render, TheWorkingImageCarriesRenderScaleAndAspect) {
+    const struct {
+        const char* word;
+        double scale, aspect;
+        int width, height;
+        float pixelAspect;
+    } cases[] = {
+        {"generic", 1.0, 1.0, 190, 80, 1.0f},    {"generic", 0.5, 1.0, 95, 40, 1.0f},
+        {"generic", 1.0, 2.0, 190, 80, 2.0f},    {"nuke", 1.0, 2.0, 190, 80, 2.0f},
+        {"nuke", 0.5, 1.5, 95, 40, 1.5f},        {"scratch", 1.0, 0.5, 190, 80, 0.5f},
+        {"vegas", 1.0, 1.0940, 190, 80, 1.094f}, {"fusion", 1.0, 2.0, 190, 80, 0.5f},
+        {"fusion", 0.5, 0.25, 95, 40, 4.0f},     {"toxik", 0.25, 1.0, 47, 20, 1.0f},
+    };
+    for (const auto& test : cases) {
+        TestEffect& effect = effectOn(test.word, 190, 80, test.aspect, test.scale);
+        ImageLayout layout = layoutOf(test.width, test.height);
+        layout.pixelAspect = test.aspect;
+        layout.renderScale = {test.scale, test.scale};
+        feed(effect, support::gradientImage(layout));
+        Seen in, out;
+        script().process = [&](probe::Probe& object) {
+            in = Seen::of(object, object.input.image.get());
+            out = Seen::of(object, object.output.image.get());
+        };
+        effect.render();
+        for (const Seen& seen : {in, out}) {
+            EXPECT_EQ(seen.width, test.width) << test.word << test.scale;
+            EXPECT_EQ(seen.height, test.height) << test.word;
+            EXPECT_FLOAT_EQ(seen.unitScale, float(1.0 / test.scale)) << test.word;
+            EXPECT_FLOAT_EQ(seen.aspect, test.pixelAspect) << test.word;
+        }
+        expectClean(effect);
+    }
+}
+
+TEST_F(Render, OnVegasTheInputsBoundsAreTheSize) {
+    TestEffect& effect = effectOn("vegas", 64, 48);
+    feed(effect, support::gradientImage(layoutOf(33, 21)));
+    Seen seen;
+    script().process = [&](probe::Probe& object) { seen = Seen::of(object, object.output.image.get()); };
+    effect.render();
+    EXPECT_EQ(seen.width, 33);
+    EXPECT_EQ(seen.height, 21);
+}
+
+TEST_F(Render, FramesAreCountedTheHostsWay) {
+    const struct {
+        const char* word;
+        bool connected;
+        double first, last, current;
+    } cases[] = {
+        {"generic", true, 10, 59, 15},  {"nuke", true, 10, 59, 15},
+        {"vegas", true, 10, 59, 15},    {"cdv", true, 10, 59, 15},
+        {"toxik", true, 0, 999999, 25}, {"fusion", true, 0, 50, 25},
+        {"fusion", false, 0, 50, 25},   {"generic", false, 10, 59, 15},
+        {"toxik", false, 10, 59, 15},   {"vegas", false, 0.25, 1.475, 0.375},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(std::string(test.word) + (test.connected ? "" : " unconnected"));
+        on(test.word);
+        host->project.firstFrame = 10, host->project.lastFrame = 59;
+        TestEffect& effect = create(ofx::context::Generator);
+        if (test.connected) feed(effect, support::gradientImage(layoutOf(64, 48)));
+        Seen seen;
+        script().process = [&](probe::Probe& object) { seen = Seen::of(object, object.output.image.get()); };
+        effect.render(25.0);
+        EXPECT_DOUBLE_EQ(seen.first, test.first);
+        EXPECT_DOUBLE_EQ(seen.last, test.last);
+        EXPECT_DOUBLE_EQ(seen.current, test.current);
+    }
+}
+
+TEST_F(Render, AClipWithoutFrameRangeCountsFromZero) {
+    TestEffect& effect = effectOn("generic", 64, 48);
+    feed(effect, support::gradientImage(layoutOf(64, 48)));
+    ofxhost::HostHooks hooks;
+    hooks.beforeCall = [](const ofxhost::SuiteCall& call) -> std::optional<OfxStatus> {
+        return call.subject == prop::FrameRange ? std::optional<OfxStatus>(ofx::status::ErrUnknown) : std::nullopt;
+    };
+    host->setHooks(hooks);
+    Seen seen;
+    script().process = [&](probe::Probe& object) { seen = Seen::of(object, object.input.image.get()); };
+    effect.render(7.0);
+    EXPECT_EQ(seen.first, 0.0);
+    EXPECT_EQ(seen.last, 999999.0);
+    EXPECT_EQ(seen.current, 7.0);
+}
+
+TEST_F(Render, WithoutAnInputAGeneratorBeginsWithBlack) {
+    on("generic").project.renderScale = {0.5, 0.5};
+    host->project.pixelAspect = 2.0;
+    TestEffect& effect = create(ofx::context::Generator);
+    host->clearRecord();
+    effect.background = 0.5f;
+    Seen seen;
+    script().process = [&](probe::Probe& object) {
+        seen = Seen::of(object, object.output.image.get());
+        for (const ClipRecord* clip : object.inputs()) {
+            ASSERT_NE(clip->image, nullptr) << clip->param().name;
+            EXPECT_EQ(image_get_sample(clip->image.get(), 3, 3, 3), 0.0f);
+        }
+        EXPECT_NE(object.input.image, object.output.image);
+        image_fill(object.output.image.get(), 0.25f);
+    };
+    EXPECT_THAT(effect.render(), Each(0.25f));
+    EXPECT_EQ(seen.width, 32);
+    EXPECT_EQ(seen.height, 24);
+    EXPECT_EQ(seen.unitScale, 2.0f);
+    EXPECT_EQ(seen.aspect, 2.0f);
+    expectClean(effect);
+}
+
+TEST_F(Render, RefusesFramesThatAreNoPicture) {
+    const double infinite = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();
+    for (const char* word : {"generic", "nuke", "fusion"}) {
+        for (const double bad : {0.0, -5.0, 1e9, 1e300, infinite, -infinite, nan, 65536.5}) {
+            for (const int axis : {0, 1}) {
+                TestEffect& effect = effectOn(word, 64, 48);
+                feed(effect, support::gradientImage(layoutOf(64, 48)));
+                effect.instance().properties().setDouble(prop::ProjectExtent, bad, axis);
+                effect.background = 0.5f;
+                bool called = false;
+                script().process = [&](probe::Probe&) { called = true; };
+                EXPECT_EQ(effect.renderStatus(), OK);
+                EXPECT_FALSE(called) << bad;
+                EXPECT_THAT(effect.lastImage()->toFloats(), Each(0.5f));
+                expectClean(effect);
+            }
+        }
+    }
+    // The largest sides there are, but more memory than there is for an image.
+    TestEffect& effect = effectOn("generic", 64, 48);
+    feed(effect, support::gradientImage(layoutOf(64, 48)));
+    for (const int axis : {0, 1}) effect.instance().properties().setDouble(prop::ProjectExtent, 65535.0, axis);
+    EXPECT_EQ(effect.renderStatus(), OK);
+    expectClean(effect);
+}
+
+TEST_F(Render, OddPixelAspectsCountAsSquare) {
+    const double infinite = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();
+    for (const char* word : {"generic", "fusion", "nuke"}) {
+        for (const double aspect : {0.0, 0.00005, -1.0, nan, infinite}) {
+            TestEffect& effect = effectOn(word, 64, 48);
+            ImageLayout layout = layoutOf(64, 48);
+            layout.pixelAspect = aspect;
+            feed(effect, support::gradientImage(layout));
+            effect.connect("Other", support::gradientImage(layout));
+            script().process = [&](probe::Probe& object) {
+                EXPECT_EQ(object.input.image->pixel_aspect, 1.0f) << word << aspect;
+                EXPECT_GT(object.other.image->pixel_aspect, 0.0f) << word << aspect;
+                if (aspect == 0.0) {
+                    EXPECT_EQ(object.other.image->pixel_aspect, 1.0f) << word;
+                }
+            };
+            effect.render();
+            expectClean(effect);
+        }
+    }
+}
+
+// ---- Further clips and frames ---------------------------------------------------------------------------------
+
+TEST_F(Render, AClipThatIsNotConnectedShowsThePrimaryPicture) {
+    for (const char* word : {"generic", "vegas"}) {
+        TestEffect& effect = effectOn(word, 64, 48, 1.0);
+        ImageLayout layout = layoutOf(64, 48);
+        layout.pixelAspect = 2.0;
+        feed(effect, support::noiseImage(layout, 5));
+        const bool vegas = std::string_view(word) == "vegas";
+        if (!vegas) effect.connect("Third", support::constantImage(at({0, 0, 32, 48}), 0.5f, 0.5f, 0.5f, 0.5f));
+        script().process = [&](probe::Probe& object) {
+            ASSERT_TRUE(object.other.image && object.third.image);
+            EXPECT_NE(object.other.image, object.input.image) << "a copy";
+            EXPECT_EQ(std::memcmp(object.other.image->pixels, object.input.image->pixels, 64 * 48 * 16), 0);
+            EXPECT_EQ(object.other.image->pixel_aspect, 1.0f);
+            if (vegas) return;
+            EXPECT_EQ(image_get_sample(object.third.image.get(), 31, 5, 3), 0.5f);
+            EXPECT_EQ(image_get_sample(object.third.image.get(), 32, 5, 3), 0.0f);
+        };
+        effect.render();
+        expectClean(effect);
+    }
+}
+
+TEST_F(Render, OtherFramesAreAskedForByTheHostsTimes) {
+    const struct {
+        const char* word;
+        double time;  // of frame 5 with clips that begin at 10
+    } cases[] = {{"generic", 15.0}, {"nuke", 15.0}, {"toxik", 6.0}, {"fusion", 5.0}};
+    for (const auto& test : cases) {
+        TestEffect& effect = effectOn(test.word, 64, 48);
+        std::vector<double> times;
+        const auto source = [&](double time) {
+            times.push_back(time);
+            return time < 30.0 ? support::constantImage(layoutOf(64, 48), float(time / 64.0), 0.0f, 0.0f) : nullptr;
+        };
+        feed(effect, support::gradientImage(layoutOf(64, 48)));
+        effect.connect("Other", source, 10, 60);
+        bool lockFree = false;
+        ofxhost::HostHooks hooks;
+        bool inside = false;
+        hooks.beforeCall = [&](const ofxhost::SuiteCall& call) -> std::optional<OfxStatus> {
+            if (inside && call.name == "clipGetImage") {
+                std::thread([&] {
+                    lockFree = renderLock().try_lock();
+                    if (lockFree) renderLock().unlock();
+                }).join();
+            }
+            return std::nullopt;
+        };
+        host->setHooks(hooks);
+        script().process = [&](probe::Probe& object) {
+            times.clear();
+            inside = true;
+            const ImagePtr ignored;
+            const auto frame = make_image(64, 48, 4, SAMPLE_F32);
+            EXPECT_TRUE(object.other.GetFrame(5.0, frame.get()));
+            EXPECT_THAT(times, testing::ElementsAre(test.time)) << test.word;
+            EXPECT_EQ(image_get_sample(frame.get(), 9, 9, 0), float(test.time / 64.0));
+            EXPECT_FALSE(object.other.GetFrame(100.0, frame.get())) << "there is none";
+            EXPECT_FALSE(object.other.GetFrame(5.0, nullptr));
+            inside = false;
+            bool held = true;
+            std::thread([&] {
+                held = !renderLock().try_lock();
+                if (!held) renderLock().unlock();
+            }).join();
+            EXPECT_TRUE(held) << "the lock is taken again";
+        };
+        effect.render(20.0);
+        EXPECT_TRUE(lockFree) << "the host may render upstream meanwhile";
+        host->clearHooks();
+        expectClean(effect);
+    }
+}
+
+// A host renders what is upstream while a frame is fetched, on the same thread or on others. The libraries' row loops
+// are the first effect's again afterwards.
+TEST_F(Render, TheHostMayRenderOtherEffectsInsideGetFrame) {
+    for (const bool sameThread : {true, false}) {
+        TestEffect& downstream = effectOn("generic", 64, 48);
+        TestEffect& upstream = create();
+        feed(downstream, support::gradientImage(layoutOf(64, 48)));
+        feed(upstream, support::constantImage(layoutOf(64, 48), 0.5f, 0.5f, 0.5f));
+        int upstreamRenders = 0;
+        const auto renderUpstream = [&](double time) {
+            if (sameThread)
+                upstream.renderStatus(time);
+            else
+                std::thread([&] { upstream.renderStatus(time); }).join();
+            ++upstreamRenders;
+            return upstream.lastImage();
+        };
+        downstream.connect("Other", renderUpstream, 0, 99);
+        std::atomic<int> parts{0};
+        script().process = [&](probe::Probe& object) {
+            if (&object != &probeOf(downstream)) return;
+            const auto frame = make_image(64, 48, 4, SAMPLE_F32);
+            EXPECT_TRUE(object.other.GetFrame(5.0, frame.get()));
+            EXPECT_EQ(image_get_sample(frame.get(), 9, 9, 0), 0.5f);
+            image_dispatch_rows([](void* count, int, int) { ++*static_cast<std::atomic<int>*>(count); }, 1000, &parts);
+        };
+        downstream.render(20.0);
+        EXPECT_EQ(upstreamRenders, 2) << "as a clip, and as another frame of it";
+        EXPECT_EQ(parts, 2) << "on both threads of the host";
+        expectClean(downstream);
+        expectClean(upstream);
+    }
+}
+
+// ---- Order of things ------------------------------------------------------------------------------------------
+
+TEST_F(Render, ParametersAreFetchedAtTheFramesTimeBeforeFramePrepare) {
+    TestEffect& effect = effectOn("generic", 64, 48);
+    feed(effect, support::gradientImage(layoutOf(64, 48)));
+    effect.setKeys("StartAt", {{0.0, 0.0}, {10.0, 100.0}});
+    effect.instance().setCurrentTime(9.0);
+    double prepared = -1, processed = -1;
+    script().framePrepare = [&](probe::Probe& object) {
+        prepared = object.StartAt.value;
+        EXPECT_EQ(object.input.image, nullptr);
+        EXPECT_EQ(object.other.frameCount, 0) << "lists begin empty";
+        object.other.addFrame(1);
+    };
+    script().process = [&](probe::Probe& object) { processed = object.StartAt.value; };
+    effect.render(5.0);
+    effect.render(5.0);
+    EXPECT_EQ(prepared, 50.0);
+    EXPECT_EQ(processed, 50.0);
+}
+
+TEST_F(Render, TheSmallPreviewOnVegasShowsTheInput) {
+    const struct {
+        const char* word;
+        int height;
+        bool skipped;
+    } cases[] = {{"vegas", 600, true}, {"vegas", 599, false}, {"generic", 600, false}};
+    for (const auto& test : cases) {
+        TestEffect& effect = effectOn(test.word, 16, test.height);
+        const ImagePtr input = support::gradientImage(layoutOf(16, test.height));
+        feed(effect, input);
+        bool called = false;
+        script().process = [&](probe::Probe&) { called = true; };
+        EXPECT_EQ(effect.render(), input->toFloats());
+        EXPECT_EQ(called, !test.skipped) << test.word << test.height;
+    }
+}
+
+TEST_F(Render, OneProcessFrameAtATimeInTheProcess) {
+    on("generic");
+    host->host().setRecording(false);
+    TestEffect& first = create();
+    TestEffect& second = create();
+    for (TestEffect* effect : {&first, &second}) feed(*effect, support::gradientImage(layoutOf(64, 48)));
+    std::atomic<int> inside{0}, most{0}, runs{0};
+    script().process = [&](probe::Probe&) {
+        most = std::max(most.load(), ++inside);
+        std::this_thread::yield();
+        --inside, ++runs;
+    };
+    std::vector<std::thread> renderers;
+    for (TestEffect* effect : {&first, &second})
+        renderers.emplace_back([effect] {
+            for (int i = 0; i < 25; ++i) EXPECT_EQ(effect->renderStatus(i), OK);
+        });
+    for (auto& renderer : renderers) renderer.join();
+    EXPECT_EQ(runs, 50);
+    EXPECT_EQ(most, 1);
+    expectClean(first);
+    expectClean(second);
+}
+
+// ---- Failures -------------------------------------------------------------------------------------------------
+
+class Failing : public Render {
+  protected:
+    TestEffect& readyEffect(std::string_view word = "generic") {
+        TestEffect& effect = effectOn(word, 64, 48);
+        m_input = support::noiseImage(layoutOf(64, 48), 9);
+        feed(effect, m_input);
+        if (!bundleState().quirks->onlySource) {
+            effect.connect("Other", support::noiseImage(layoutOf(64, 48), 10));
+            effect.connect("Third", support::noiseImage(layoutOf(64, 48), 11));
+        }
+        effect.background = 0.5f;
+        return effect;
+    }
+    // The output is one of the two legal pictures: as the host gave it, or the finished one.
+    void expectLegal(TestEffect& effect, const std::string& what) {
+        const auto picture = effect.lastImage()->toFloats();
+        const bool untouched = picture == std::vector<float>(picture.size(), 0.5f);
+        // An input whose depth the host does not tell is black.
+        const bool black =
+            what.find("propGetString") != std::string::npos && picture == std::vector<float>(picture.size(), 0.0f);
+        EXPECT_TRUE(untouched || black || picture == m_input->toFloats()) << what;
+        expectClean(effect, what.c_str());
+    }
+    ImagePtr m_input;
+};
+
+TEST_F(Failing, AnyOneCallOfARenderMayFail) {
+    for (const char* word : {"generic", "fusion", "vegas"}) {
+        TestEffect& effect = readyEffect(word);
+        host->clearRecord();
+        effect.render();
+        std::map<std::string, int> counts;
+        for (const auto& call : host->calls())
+            if (call.name != "action" && call.name != "clipReleaseImage") ++counts[call.name];
+        ASSERT_GT(counts["clipGetImage"], 0);
+        host->host().setRecording(false);
+        for (const auto& [name, count] : counts) {
+            // Every call of the few, a sample of the many.
+            for (int nth = 1; nth <= count; nth += count > 60 ? 7 : 1) {
+                for (const OfxStatus status : {ofx::status::Failed, ofx::status::ErrMemory}) {
+                    host->failCall(name, nth, status);
+                    EXPECT_EQ(effect.renderStatus(), OK) << name << nth;
+                    expectLegal(effect, word + (" " + name) + " " + std::to_string(nth));
+                }
+            }
+        }
+        host->clearHooks();
+        EXPECT_EQ(effect.render(), m_input->toFloats()) << "and the next one works";
+    }
+}
+
+TEST_F(Failing, AnAbortAtAnyPollLeavesTheOutputAlone) {
+    for (const char* word : {"generic", "fusion", "vegas"}) {
+        TestEffect& effect = readyEffect(word);
+        host->setHooks({});
+        effect.render();
+        const int polls = host->host().abortPolls();
+        EXPECT_GE(polls, std::string_view(word) == "vegas" ? 4 : 5);
+        for (int poll = 1; poll <= polls; ++poll) {
+            host->abortAt(poll);
+            bool called = false;
+            script().process = [&](probe::Probe&) { called = true; };
+            EXPECT_EQ(effect.renderStatus(), OK);
+            EXPECT_EQ(called, poll == polls) << "only the last one comes after the picture";
+            EXPECT_THAT(effect.lastImage()->toFloats(), Each(0.5f)) << word << poll;
+            expectClean(effect);
+        }
+        script().process = {};
+        host->abortAt(polls + 1);
+        EXPECT_EQ(effect.render(), m_input->toFloats());
+    }
+}
+
+TEST_F(Failing, TheEffectMayAskForAbortAndWithoutAHandleTheAnswerIsNo) {
+    TestEffect& effect = readyEffect();
+    EXPECT_EQ(host_wants_abort(&probeOf(effect)), 0) << "before the first render";
+    EXPECT_EQ(host_wants_abort(nullptr), 0);
+    script().process = [&](probe::Probe& object) {
+        EXPECT_EQ(host_wants_abort(&object), 0);
+        host->host().requestAbort(true);
+        EXPECT_NE(host_wants_abort(&object), 0);
+    };
+    EXPECT_EQ(effect.renderStatus(), OK);
+    host->host().requestAbort(false);
+    EXPECT_THAT(effect.lastImage()->toFloats(), Each(0.5f));
+    expectClean(effect);
+}
+
+TEST_F(Failing, PicturesWithoutPixels) {
+    for (const char* clip : {"Input", "Other", "Third", "Output", "*"}) {
+        TestEffect& effect = readyEffect();
+        ofxhost::HostHooks hooks;
+        hooks.nullDataClip = clip;
+        host->setHooks(hooks);
+        EXPECT_EQ(effect.renderStatus(), OK);
+        EXPECT_THAT(effect.lastImage()->toFloats(), Each(0.5f)) << clip;
+        expectClean(effect, clip);
+    }
+}
+
+TEST_F(Failing, PicturesOfOtherComponents) {
+    for (const int components : {1, 3}) {
+        for (const char* clip : {"Input", "Other"}) {
+            TestEffect& effect = readyEffect();
+            ImageLayout layout = layoutOf(64, 48, Depth::Byte);
+            layout.components = components;
+            effect.connect(clip, std::make_shared<support::Image>(layout));
+            EXPECT_EQ(effect.renderStatus(), OK);
+            expectClean(effect, clip);
+        }
+        TestEffect& effect = readyEffect();
+        ImageLayout layout = layoutOf(64, 48, Depth::Byte);
+        layout.components = components;
+        effect.setOutputLayout(layout);
+        EXPECT_EQ(effect.renderStatus(), OK);
+        expectClean(effect, "output");
+    }
+}
+
+TEST_F(Failing, AnUnknownDepthShowsBlackAndIsNotWritten) {
+    TestEffect& effect = readyEffect();
+    bool zero = false;
+    script().process = [&](probe::Probe& object) {
+        const float* samples = image_row<float>(object.input.image.get(), 0);
+        zero = std::all_of(samples, samples + 64 * 48 * 4, [](float s) { return s == 0.0f; });
+    };
+    ofxhost::HostHooks hooks;
+    hooks.beforeCall = [&](const ofxhost::SuiteCall& call) -> std::optional<OfxStatus> {
+        return call.subject == prop::PixelDepth ? std::optional<OfxStatus>(ofx::status::ErrUnknown) : std::nullopt;
+    };
+    host->setHooks(hooks);
+    EXPECT_EQ(effect.renderStatus(), OK);
+    EXPECT_TRUE(zero);
+    EXPECT_THAT(effect.lastImage()->toFloats(), Each(0.5f));
+    expectClean(effect);
+}
+
+TEST_F(Failing, AnExceptionFromTheEffectEndsTheRenderQuietly) {
+    for (const char* word : {"generic", "fusion"}) {
+        TestEffect& effect = readyEffect(word);
+        const std::function<void()> throws[] = {[] { throw std::runtime_error("effect"); },
+                                                [] { throw std::bad_alloc(); }, [] { throw 1; }};
+        for (const auto& thrown : throws) {
+            script().process = [&](probe::Probe&) { thrown(); };
+            EXPECT_EQ(effect.renderStatus(), OK);
+            EXPECT_THAT(effect.lastImage()->toFloats(), Each(0.5f));
+            expectClean(effect, word);
+            script().process = {};
+            script().framePrepare = [&](probe::Probe&) { thrown(); };
+            EXPECT_EQ(effect.renderStatus(), OK);
+            expectClean(effect, word);
+            script().framePrepare = {};
+        }
+        EXPECT_EQ(effect.render(), m_input->toFloats());
+    }
+}
+
+TEST_F(Failing, AnEffectThatLosesItsOutputWritesNothing) {
+    TestEffect& effect = readyEffect();
+    script().process = [](probe::Probe& object) { object.output.image.reset(); };
+    EXPECT_EQ(effect.renderStatus(), OK);
+    EXPECT_THAT(effect.lastImage()->toFloats(), Each(0.5f));
+    expectClean(effect);
+}
+
+}  // namespace
