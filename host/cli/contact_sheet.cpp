@@ -21,7 +21,7 @@ Cell cellOf(int index, int columns) {
     return {Gap + index % columns * (CellWidth + Gap), Gap + index / columns * (CellHeight + LabelHeight + Gap)};
 }
 
-// Shown on black where it is transparent, in the middle of its cell.
+// In the middle of its cell.
 void place(Picture& sheet, const Picture& picture, const Cell& cell) {
     const double scale = std::min(
         {1.0, CellWidth / static_cast<double>(picture.width), CellHeight / static_cast<double>(picture.height)});

@@ -52,6 +52,16 @@ std::vector<const DeclaredEffect*> chosen(Session& session, const Declarations& 
     return effects;
 }
 
+// What is transparent shows a dark ground.
+void putOnGround(Picture& picture) {
+    constexpr float Ground = 0.16f;
+    for (std::size_t i = 0; i < picture.rgba.size(); i += 4) {
+        const float alpha = std::clamp(picture.rgba[i + 3], 0.0f, 1.0f);
+        for (std::size_t c = 0; c < 3; ++c) picture.rgba[i + c] = alpha * picture.rgba[i + c] + (1.0f - alpha) * Ground;
+        picture.rgba[i + 3] = 1.0f;
+    }
+}
+
 class GalleryMaker {
   public:
     GalleryMaker(Session& session, fs::path folder, fs::path examples)
@@ -82,6 +92,7 @@ class GalleryMaker {
         const auto image =
             renderScene(m_session.effect(effect.identifier), effect.scene, inputs, ofxhost::Depth::Float, preset);
         Picture picture = fromHostImage(*image);
+        putOnGround(picture);
         const std::string path = std::string(PictureFolder) + "/" + file + ".jpg";
         writePicture(m_folder / path, picture, {.depth = 8});
         entry.pictures.push_back({path, caption});

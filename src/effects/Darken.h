@@ -27,7 +27,7 @@ struct DarkenInfo : EffectInfo {
         ghost({&Rad}, DoRGB, isOn);
         ghost({&RadR, &RadG, &RadB, &RadA}, DoRGB, isOff);
         scene.inputs = {"seeding-small.png"};
-        scene.settings = {{"Rad", "6"}, {"CutOff", "70"}};
+        scene.settings = {{"Rad", "4"}, {"CutOff", "55"}};
     }
 };
 

@@ -42,7 +42,9 @@ struct SpinBlurInfo : EffectInfo {
         ghost({&IRadius, &ORadius, &SRadius}, BStyle, isNot(Fade));
         ghost({&Twirl}, BStyle, below(TwirlIn));
         ghost({&InvertMatte}, DoMatte, isOff);
-        scene = {.inputs = {"seeding-small.png"}, .settings = {{"Speed", "30"}}};
+        scene.inputs = {"seeding-small.png"};
+        scene.settings = {{"BStyle", "Fade"},  {"Speed", "70"},     {"Centre", "0.304,0.66"},
+                          {"IRadius", "0.02"}, {"ORadius", "0.37"}, {"SRadius", "0.2"}};
     }
 };
 
