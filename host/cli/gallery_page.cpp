@@ -41,16 +41,19 @@ header { padding-top: 40px; }
 h1 { margin: 0; font-size: 30px; font-weight: 600; color: #fff; }
 header p, footer { color: #9297a0; }
 a { color: #8ab8ff; }
-.grid { display: grid; grid-template-columns: repeat(auto-fill, minmax(min(100%, 380px), 1fr)); gap: 24px; padding: 24px 0; }
+.grid { display: grid; grid-template-columns: repeat(auto-fill, minmax(min(100%, 380px), 1fr)); gap: 24px; }
+main { padding-top: 24px; padding-bottom: 24px; }
 article { background: #202327; border-radius: 8px; overflow: hidden; }
-article.wide { grid-column: 1 / -1; }
+.wide { grid-column: 1 / -1; }
+.wide > img { max-width: 760px; }
 img { display: block; width: 100%; height: auto; background: #0c0d0f; }
 .text { padding: 12px 16px 16px; }
 h2 { margin: 0; font-size: 18px; font-weight: 600; color: #fff; }
 h2 small { float: right; font-size: 13px; font-weight: 400; color: #9297a0; }
 .text p { margin: 4px 0 0; }
 code { font-size: 13px; color: #b9c2cf; overflow-wrap: anywhere; }
-.presets { display: grid; grid-template-columns: repeat(auto-fill, minmax(180px, 1fr)); gap: 12px; padding: 0 16px 16px; }
+.presets { display: grid; grid-template-columns: repeat(auto-fill, minmax(180px, 1fr)); gap: 12px; }
+.presets { padding: 0 16px 16px; }
 figure { margin: 0; }
 figcaption { padding-top: 4px; font-size: 13px; color: #b9c2cf; }
 footer { padding-bottom: 48px; }
@@ -66,7 +69,7 @@ std::string image(const GalleryEffect& effect, const GalleryPicture& picture, co
 
 std::string effectArticle(const GalleryEffect& effect) {
     const bool presets = effect.pictures.size() > 1;
-    std::string text = "<article id=\"" + html(effect.name) + "\">\n" +
+    std::string text = "<article id=\"" + html(effect.name) + (presets ? "\" class=\"wide\">\n" : "\">\n") +
                        image(effect, effect.pictures.front(), effect.name) + "\n<div class=\"text\">\n<h2>" +
                        html(effect.name) + " <small>" + html(effect.menu) + "</small></h2>\n<p>" +
                        html(effect.description) + "</p>\n";

@@ -197,9 +197,9 @@ constexpr char IndexHead[] =
 One page for each effect, written by `quillon reference` from what the effects declare.
 
 **How to read the pages.** A *position* runs from 0, 0 at the lower left corner of the picture to 1, 1 at the upper
-right. A *size* is a fraction of the picture's width; a radius counts in half widths. An *angle* is in degrees. *Name* is
-what `quillon render -p NAME=VALUE` and project files use, *script name* what the host's scripts see. Greyed parameters
-keep their values and have no effect. Every effect has a **Help** button besides.
+right. A *size* is a fraction of the picture's width; a radius counts in half widths. An *angle* is in degrees. *Name*
+is what `quillon render -p NAME=VALUE` and project files use, *script name* what the host's scripts see. Greyed
+parameters keep their values and have no effect. Every effect has a **Help** button besides.
 
 )";
 
