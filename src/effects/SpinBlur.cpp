@@ -68,7 +68,8 @@ struct BorderSampler {
     }
 };
 
-// Cache line aligned and not cleared; null when there is no memory.
+// At least cache line aligned, and not cleared; null when there is no memory. Image memory begins at a page (alignment
+// 0), as what is kept between renders does.
 template <class T, bool IMAGE>
 struct BlockDeleter {
     void operator()(T* block) const { k7_aligned_free(block, IMAGE); }
@@ -77,7 +78,7 @@ template <class T, bool IMAGE>
 using Block = std::unique_ptr<T[], BlockDeleter<T, IMAGE>>;
 template <class T, bool IMAGE>
 Block<T, IMAGE> make_block(std::size_t count) {
-    return Block<T, IMAGE>(static_cast<T*>(k7_aligned_malloc_uncleared(count * sizeof(T), 64, IMAGE)));
+    return Block<T, IMAGE>(static_cast<T*>(k7_aligned_malloc_uncleared(count * sizeof(T), IMAGE ? 0 : 64, IMAGE)));
 }
 
 // The picture as circles around a centre, summed along them: one row for each unit of radius up to the farthest
