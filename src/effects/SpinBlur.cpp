@@ -68,7 +68,8 @@ struct BorderSampler {
     }
 };
 
-// Cache line aligned and not cleared; null when there is no memory.
+// At least cache line aligned, and not cleared; null when there is no memory. Image memory begins at a page (alignment
+// 0), as what is kept between renders does.
 template <class T, bool IMAGE>
 struct BlockDeleter {
     void operator()(T* block) const { k7_aligned_free(block, IMAGE); }
@@ -77,7 +78,7 @@ template <class T, bool IMAGE>
 using Block = std::unique_ptr<T[], BlockDeleter<T, IMAGE>>;
 template <class T, bool IMAGE>
 Block<T, IMAGE> make_block(std::size_t count) {
-    return Block<T, IMAGE>(static_cast<T*>(k7_aligned_malloc_uncleared(count * sizeof(T), 64, IMAGE)));
+    return Block<T, IMAGE>(static_cast<T*>(k7_aligned_malloc_uncleared(count * sizeof(T), IMAGE ? 0 : 64, IMAGE)));
 }
 
 // The picture as circles around a centre, summed along them: one row for each unit of radius up to the farthest
@@ -88,7 +89,8 @@ class PolarPicture {
     bool valid() const { return m_sums != nullptr; }
     float maxDistance() const { return m_max_distance; }
 
-    bool unwrap(const K7Image& source, const float* sine, const float* cosine);
+    // Circles of these radii and those beside them.
+    bool unwrap(const K7Image& source, const float* sine, const float* cosine, float smallest, float largest);
     void average(const SpinArcs& arcs, const K7Image& source, const K7Image* matte, K7Image& result) const;
 
   private:
@@ -119,7 +121,8 @@ PolarPicture::PolarPicture(const K7Image& image, float cx, float cy)
     m_table.means = m_means.data();
 }
 
-bool PolarPicture::unwrap(const K7Image& source, const float* sine, const float* cosine) {
+bool PolarPicture::unwrap(const K7Image& source, const float* sine, const float* cosine, float smallest,
+                          float largest) {
     const ImagelibKernel kernel(KERNEL_BSPLINE, EDGE_BLACK);
     if (!kernel.valid) return false;
     const StageTimer timer("Un-wrap image.");
@@ -139,14 +142,16 @@ bool PolarPicture::unwrap(const K7Image& source, const float* sine, const float*
                           .owner = &border};
     const SpinBlurKernels& table = kernels();
     // Outer circles, mostly outside the picture, cost less than inner ones: whoever is free takes the next few.
-    std::atomic<int> next{0};
+    const float outermost = static_cast<float>(m_table.rows - 1);
+    const int end = static_cast<int>(std::clamp(largest + 1, 0.0f, outermost)) + 1;
+    std::atomic<int> next{static_cast<int>(std::clamp(smallest, 0.0f, outermost))};
     std::atomic<bool> complete{true};
-    for_rows_float(m_table.rows, [&](int first, int last) {
+    for_rows_float(end - next, [&](int first, int last) {
         if (first > last) return;
         const auto scratch = make_block<double, false>(4 * std::size_t(m_table.columns + 2));
         if (!scratch) complete = false;
-        for (int row; complete && (row = next.fetch_add(ROWS_AT_ONCE)) < m_table.rows;)
-            for (int i = row; i < std::min(row + ROWS_AT_ONCE, m_table.rows); ++i)
+        for (int row; complete && (row = next.fetch_add(ROWS_AT_ONCE)) < end;)
+            for (int i = row; i < std::min(row + ROWS_AT_ONCE, end); ++i)
                 table.unwrap_row(view, m_table, i, scratch.get());
     });
     return complete;
@@ -209,7 +214,7 @@ bool SpinBlur::blur(const K7Image& source, K7Image& result) const {
     if (!(std::fabs(angle) >= NO_TURN) || !m_sine || !m_cosine) return false;
 
     PolarPicture polar(result, cx, cy);
-    if (!polar.valid() || !polar.unwrap(source, m_sine.get(), m_cosine.get())) return false;
+    if (!polar.valid()) return false;
 
     float inner = static_cast<float>(IRadius.value) * width * 0.5f;
     float outer = static_cast<float>(ORadius.value) * width * 0.5f;
@@ -228,6 +233,10 @@ bool SpinBlur::blur(const K7Image& source, K7Image& result) const {
                         .invert_matte = InvertMatte.value};
     const K7Image* amount = matte.image.get();
     if (!DoMatte.value || !is_picture(amount) || !same_size(*amount, result)) amount = nullptr;
+    // A fading ring leaves the circles inside and outside as they are.
+    const bool ring = arcs.style == Fade && inner <= outer;
+    if (!polar.unwrap(source, m_sine.get(), m_cosine.get(), ring ? inner : 0.0f, ring ? outer : polar.maxDistance()))
+        return false;
     polar.average(arcs, source, amount, result);
     return true;
 }

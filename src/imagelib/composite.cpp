@@ -1,6 +1,8 @@
 // The algebra of Porter and Duff (Compositing Digital Images, SIGGRAPH 1984) for any sample type.
 #include "imagelib/imagelib_composite.h"
 
+#include <xmmintrin.h>
+
 #include <algorithm>
 #include <limits>
 
@@ -129,7 +131,11 @@ Pixel combine(Pixel a, Pixel alpha_a, Pixel b, Pixel alpha_b) {
     }
 }
 
-template <int mode, bool premultiplied>
+// A result that is too large for the caches, and not one of the inputs, is written past them: its rows are then not
+// read before they are written.
+constexpr std::size_t STREAM_ABOVE_BYTES = std::size_t(8) << 20;
+
+template <int mode, bool premultiplied, bool streamed>
 void blend_float_rgba(float* dest, const float* a, const float* b, int width) {
     constexpr float top = std::numeric_limits<float>::max();
     constexpr PixelMask spread_alpha{3, 3, 3, 3}, is_alpha{0, 0, 0, -1};
@@ -147,17 +153,26 @@ void blend_float_rgba(float* dest, const float* a, const float* b, int width) {
             const Pixel colour = combine<mode>(in_a * alpha_a, alpha_a, in_b * alpha_b, alpha_b) * factor;
             result = is_alpha ? raw_out : colour;
         }
-        *reinterpret_cast<LoosePixel*>(dest + i) = result > top ? every(top) : result;
+        result = result > top ? every(top) : result;
+        if constexpr (streamed)
+            _mm_stream_ps(dest + i, result);
+        else
+            *reinterpret_cast<LoosePixel*>(dest + i) = result;
     }
 }
 
 template <class T>
-using BlendRow = void (*)(T* dest, const T* a, const T* b, int width, int channels);
+using BlendRow = void (*)(T* dest, const T* a, const T* b, int width, int channels, bool streamed);
 
 template <class T, int mode, bool premultiplied>
-void blend_row(T* dest, const T* a, const T* b, int width, int channels) {
-    if constexpr (std::is_same_v<T, float>)
-        if (channels == 4) return blend_float_rgba<mode, premultiplied>(dest, a, b, width);
+void blend_row(T* dest, const T* a, const T* b, int width, int channels, [[maybe_unused]] bool streamed) {
+    if constexpr (std::is_same_v<T, float>) {
+        if (channels == 4) {
+            const bool aligned = reinterpret_cast<std::uintptr_t>(dest) % sizeof(Pixel) == 0;
+            return streamed && aligned ? blend_float_rgba<mode, premultiplied, true>(dest, a, b, width)
+                                       : blend_float_rgba<mode, premultiplied, false>(dest, a, b, width);
+        }
+    }
     constexpr auto blend = premultiplied ? blend_premultiplied<T, mode> : blend_straight<T, mode>;
     blend(dest, a, b, width, channels);
 }
@@ -206,10 +221,13 @@ bool image_composite(K7Image* dest, const K7Image* a, int mode, const K7Image* b
         using T = decltype(sample);
         const BlendRow<T> blend = premultiplied ? blend_for<T, true>(mode) : blend_for<T, false>(mode);
         const std::size_t left = std::size_t(area.xl) * dest->channels;
+        const bool streamed =
+            buffer_bytes(dest) > STREAM_ABOVE_BYTES && dest->pixels != a->pixels && dest->pixels != b->pixels;
         for_rows(area.yh - area.yl, [&](int first, int last) {
             for (int y = area.yl + first; y <= area.yl + last; ++y)
                 blend(image_row<T>(dest, y) + left, image_row<T>(a, y) + left, image_row<T>(b, y) + left,
-                      area.xh - area.xl, dest->channels);
+                      area.xh - area.xl, dest->channels, streamed);
+            if (streamed) _mm_sfence();
         });
         dest->stats_valid = 0;
     });

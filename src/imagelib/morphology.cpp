@@ -14,6 +14,7 @@ namespace {
 
 // A strip's lines and running extremes stay in the first-level cache, its slots in the second-level one.
 constexpr int MAX_STRIP_COLUMNS = 512, MIN_STRIP_COLUMNS = 64;
+constexpr std::size_t STREAM_ABOVE_BYTES = std::size_t(8) << 20;
 constexpr int SLOT_BUDGET_PIXELS = 384 * 1024 / 16;
 
 // Window offsets limited to what can lie in an image of this size. Empty (count() < 1) where no place ever does.
@@ -83,6 +84,7 @@ bool filter_lanes(const Extreme& extreme, Reach across, Reach down, unsigned lan
                  .lanes = lanes,
                  .gate = gate_side(extreme.gate),
                  .threshold = extreme.gate ? extreme.gate->threshold : 0.0f,
+                 .is_streamed = buffer_bytes(extreme.destination) > STREAM_ABOVE_BYTES,
                  .line = scratch.get(),
                  .prefix = scratch.get() + line_floats,
                  .slots = scratch.get() + line_floats + row_floats});

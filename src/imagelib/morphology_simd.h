@@ -24,6 +24,7 @@ struct ExtremeStrip {
     unsigned lanes;  // bit for each channel to write
     GateSide gate;
     float threshold;
+    bool is_streamed;  // the destination is too large for the caches
     float* line;    // extreme_line_floats()
     float* prefix;  // extreme_row_floats()
     float* slots;   // down.count() times extreme_row_floats()

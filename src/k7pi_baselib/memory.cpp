@@ -195,10 +195,10 @@ void* k7_malloc(std::size_t size, const char* file, int line) {
 }
 
 void* k7_calloc(std::size_t count, std::size_t size, const char* file, int line) {
-    if (!active()) [[likely]]
-        return std::calloc(count, size);
     std::size_t total;
     if (__builtin_mul_overflow(count, size, &total)) return nullptr;
+    if (!active()) [[likely]]
+        return std::calloc(count, size);
     return tracked_malloc(false, total, true, {file, line});
 }
 

@@ -157,3 +157,14 @@ TEST(Dissolve, MixesAndLimitsTheAmount) {
 }
 
 }  // namespace
+
+TEST(Composite, LargePicturesHaveTheBitsOfSmallOnes) {
+    const ImagePtr a = noise_image(1101, 500, 4, SAMPLE_F32, 1), b = noise_image(1101, 500, 4, SAMPLE_F32, 2);
+    for (bool premultiplied : {false, true})
+        for (int mode = 1; mode <= 9; ++mode) {
+            const ImagePtr apart = make_image(1101, 500, 4, SAMPLE_F32), in_place(image_duplicate(a.get()));
+            ASSERT_TRUE(image_composite(apart.get(), a.get(), mode, b.get(), premultiplied, -1, -1, -1, -1));
+            ASSERT_TRUE(image_composite(in_place.get(), in_place.get(), mode, b.get(), premultiplied, -1, -1, -1, -1));
+            EXPECT_TRUE(same_pixels(apart.get(), in_place.get())) << mode;
+        }
+}

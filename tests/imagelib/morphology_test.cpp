@@ -89,6 +89,10 @@ TEST(WindowExtreme, SeveralStripsAndAnyThreadCount) {
     EXPECT_TRUE(same_pixels(in_place.get(), expected.get()));
 }
 
+TEST(WindowExtreme, PicturesTooLargeForTheCaches) {
+    for (int width : {1100, 1101}) expect_reference(noise_image(width, 520, 4, SAMPLE_F32).get(), same_for_all({3, 5, 1}), "large");
+}
+
 TEST(WindowExtreme, ChannelsWithWindowsOfTheirOwn) {
     const ImagePtr source = noise_image(45, 23, 4, SAMPLE_F32, 8);
     expect_reference(source.get(), {{{5, 5, 2}, {1, 1, 1}, {13, 9, 6}, {5, 5, 2}}}, "mixed");

@@ -288,6 +288,19 @@ TEST(SpinBlur, MixesWithTheSource) {
         EXPECT_NEAR(at(mixed, 20, 10, c), 0.75f * at(*full, 20, 10, c) + 0.25f * at(spin.source(), 20, 10, c), 1e-6);
 }
 
+TEST(SpinBlur, LooksTheSameAtHalfScale) {
+    const auto smooth = [](float x, float y, int c) {
+        return 0.5f + 0.25f * std::sin(9 * x + float(c)) + 0.25f * std::cos(7 * y * x);
+    };
+    for (const int style : {1, 2, 3, 4}) {
+        Spin full(picture(320, 240, [&](int x, int y, int c) { return smooth(float(x) / 320, float(y) / 240, c); }));
+        Spin half(picture(160, 120, [&](int x, int y, int c) { return smooth(float(x) / 160, float(y) / 120, c); }));
+        const K7Image &large = full.speed(50).style(style).result(), &small = half.speed(50).style(style).result();
+        for (int y = 40; y < 80; ++y)
+            for (int x = 45; x < 115; ++x) EXPECT_NEAR(at(small, x, y, 1), at(large, 2 * x, 2 * y, 1), 5e-3) << style;
+    }
+}
+
 TEST(SpinBlur, SurvivesAnything) {
     const float nan = std::numeric_limits<float>::quiet_NaN(), infinity = std::numeric_limits<float>::infinity();
     for (const auto& [width, height] : {std::pair{2, 1}, {1, 9}, {2, 2}, {3, 200}, {65, 3}}) {
