@@ -175,9 +175,76 @@ static void shear_columns_rgba(float* out, const float* in, std::size_t stride, 
         });
 }
 
+static inline void scatter(float* out, const std::ptrdiff_t* place, Vector v) {
+#if defined(__AVX512F__)
+    _mm_storeu_ps(out + place[0], _mm512_castps512_ps128((__m512)v));
+    _mm_storeu_ps(out + place[1], _mm512_extractf32x4_ps((__m512)v, 1));
+    _mm_storeu_ps(out + place[2], _mm512_extractf32x4_ps((__m512)v, 2));
+    _mm_storeu_ps(out + place[3], _mm512_extractf32x4_ps((__m512)v, 3));
+#elif defined(__AVX2__)
+    _mm_storeu_ps(out + place[0], _mm256_castps256_ps128((__m256)v));
+    _mm_storeu_ps(out + place[1], _mm256_extractf128_ps((__m256)v, 1));
+#else
+    _mm_storeu_ps(out + place[0], (__m128)v);
+#endif
+}
+
+static void scatter_row_rgba(float* out, const std::ptrdiff_t* place, const float* in, const float* weights, int first,
+                             int last) {
+    constexpr int PIXELS = LANES / 4;
+    const float a = weights[0], b = weights[1], c = weights[2], d = weights[3];
+    const float* p = in + static_cast<std::ptrdiff_t>(first) * 4;
+    int x = first;
+    for (; x + PIXELS - 1 <= last; x += PIXELS, p += LANES) {
+        scatter(out, place + x, a * load(p) + b * load(p + 4) + c * load(p + 8) + d * load(p + 12));
+    }
+    for (; x <= last; ++x, p += 4) {
+        store_pixel(out + place[x],
+                    a * load_pixel(p) + b * load_pixel(p + 4) + c * load_pixel(p + 8) + d * load_pixel(p + 12));
+    }
+}
+
+// Weight k of each pixel on all its channels, out of the pixels' four weights side by side.
+template <int K>
+static inline Vector spread(Vector weights) {
+#if defined(__AVX512F__)
+    return (Vector)_mm512_permute_ps((__m512)weights, K * 0x55);
+#elif defined(__AVX2__)
+    return (Vector)_mm256_permute_ps((__m256)weights, K * 0x55);
+#else
+    return (Vector)_mm_shuffle_ps((__m128)weights, (__m128)weights, K * 0x55);
+#endif
+}
+
+static void sum_slanted_rgba(float* out, const float* in, std::size_t stride, const float* weights, int rows,
+                             int pixels) {
+    const std::size_t count = static_cast<std::size_t>(pixels) * 4;
+    std::size_t i = 0;
+    for (; i + LANES <= count; i += LANES) {
+        const Vector four = load(weights + i);
+        const Vector w0 = spread<0>(four), w1 = spread<1>(four), w2 = spread<2>(four), w3 = spread<3>(four);
+        const float* p = in + i;
+        float* q = out + i;
+        Vector a = load(p), b = load(p + stride), c = load(p + 2 * stride);
+        p += 3 * stride;
+        for (int y = 0; y < rows; ++y, p += stride, q += stride) {
+            const Vector d = load(p);
+            store<false>(q, w0 * a + w1 * b + w2 * c + w3 * d);
+            a = b, b = c, c = d;
+        }
+    }
+    for (; i < count; i += 4) {
+        for (int y = 0; y < rows; ++y) {
+            store_pixel(out + y * stride + i,
+                        weighted_pixels(in + y * stride + i, static_cast<std::ptrdiff_t>(stride), weights + i, 4));
+        }
+    }
+}
+
 }  // namespace
 
 extern const ResampleKernels resample_table;
-const ResampleKernels resample_table{sum_rows, scale_rgba, filter_row, shear_columns_rgba};
+const ResampleKernels resample_table{sum_rows,           scale_rgba,       filter_row,
+                                     shear_columns_rgba, scatter_row_rgba, sum_slanted_rgba};
 
 }  // namespace QUILLON_SIMD

@@ -17,6 +17,12 @@ struct ResampleKernels {
     // RGBA pixels first to last: out[x] = sum over k of weights[x * taps + k] * in[(row[x] + k) * stride + 4 * x].
     void (*shear_columns_rgba)(float* out, const float* in, std::size_t stride, const int* row, const float* weights,
                                int taps, int first, int last);
+    // RGBA pixels first to last: out[place[x]] = sum over k of weights[k] * in[x + k], four taps.
+    void (*scatter_row_rgba)(float* out, const std::ptrdiff_t* place, const float* in, const float* weights, int first,
+                             int last);
+    // RGBA pixels 0 to pixels - 1 of some rows: out[y][x] = sum over k of weights[4 * x + k] * in[y + k][x], four taps.
+    void (*sum_slanted_rgba)(float* out, const float* in, std::size_t stride, const float* weights, int rows,
+                             int pixels);
 };
 
 const ResampleKernels& resample_kernels();
