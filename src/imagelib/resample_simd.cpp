@@ -216,8 +216,8 @@ static inline Vector spread(Vector weights) {
 #endif
 }
 
-static void sum_slanted_rgba(float* out, const float* in, std::size_t stride, const float* weights, int rows,
-                             int pixels) {
+static void sum_slanted_rgba(float* out, std::size_t out_stride, const float* in, std::size_t stride,
+                             const float* weights, int rows, int pixels) {
     const std::size_t count = static_cast<std::size_t>(pixels) * 4;
     std::size_t i = 0;
     for (; i + LANES <= count; i += LANES) {
@@ -227,7 +227,7 @@ static void sum_slanted_rgba(float* out, const float* in, std::size_t stride, co
         float* q = out + i;
         Vector a = load(p), b = load(p + stride), c = load(p + 2 * stride);
         p += 3 * stride;
-        for (int y = 0; y < rows; ++y, p += stride, q += stride) {
+        for (int y = 0; y < rows; ++y, p += stride, q += out_stride) {
             const Vector d = load(p);
             store<false>(q, w0 * a + w1 * b + w2 * c + w3 * d);
             a = b, b = c, c = d;
@@ -235,7 +235,7 @@ static void sum_slanted_rgba(float* out, const float* in, std::size_t stride, co
     }
     for (; i < count; i += 4) {
         for (int y = 0; y < rows; ++y) {
-            store_pixel(out + y * stride + i,
+            store_pixel(out + y * out_stride + i,
                         weighted_pixels(in + y * stride + i, static_cast<std::ptrdiff_t>(stride), weights + i, 4));
         }
     }

@@ -21,8 +21,8 @@ struct ResampleKernels {
     void (*scatter_row_rgba)(float* out, const std::ptrdiff_t* place, const float* in, const float* weights, int first,
                              int last);
     // RGBA pixels 0 to pixels - 1 of some rows: out[y][x] = sum over k of weights[4 * x + k] * in[y + k][x], four taps.
-    void (*sum_slanted_rgba)(float* out, const float* in, std::size_t stride, const float* weights, int rows,
-                             int pixels);
+    void (*sum_slanted_rgba)(float* out, std::size_t out_stride, const float* in, std::size_t stride,
+                             const float* weights, int rows, int pixels);
 };
 
 const ResampleKernels& resample_kernels();

@@ -1,9 +1,13 @@
 // The three shears of a rotation together, a band of result rows at a time.
 //
-// A row after the second shear crosses many rows of the picture, a few pixels in each. The band therefore keeps what
-// the first shear makes in slanted rows: slanted row s holds at column x the pixel that the column's filter reads s
-// rows below its first tap for the band's first row. On these the second shear is a plain vertical filter whose
-// weights are loaded once a band, and bands pass the rows they share on to the next one.
+// A row after the second shear crosses many rows of the picture, a few pixels in each. So a band is done in tiles of
+// columns, for which what the first shear makes is kept in slanted rows: slanted row s holds at column x the pixel
+// that the column's filter reads s rows below its first tap for the band's first row. On these the second shear is a
+// plain vertical filter. The third goes over whole rows of the band.
+//
+// 1920 x 1080 by 13 degrees on one core of an EPYC (Zen 4): 9.5 ms, half of it in the first shear, which waits for
+// memory in short steep pieces. Higher bands make the pieces longer; at 32 rows those fit the second cache that the
+// third shear reads.
 #include <algorithm>
 #include <atomic>
 #include <cstring>
@@ -18,10 +22,11 @@ namespace resample {
 namespace {
 
 constexpr int TAPS = 4;
-constexpr int BAND = 8;             // rows; slanted and sheared rows of an HD picture are 0.6 MB
-constexpr int SHARED = TAPS - 1;    // slanted rows that a band has in common with the next
-constexpr int ROWS_AHEAD = 24;      // of prefetching: about 400 ns of work
+constexpr int BAND = 32;            // rows
+constexpr int TILE = 128;           // columns
 constexpr int PIXELS_PER_LINE = 4;  // of the cache
+// Samples of a slanted row: an odd number of cache lines, so that the rows of a column do not meet in one set.
+constexpr std::ptrdiff_t SLANTED_STRIDE = (TILE + PIXELS_PER_LINE) * 4;
 constexpr std::size_t STREAM_BYTES = std::size_t(8) << 20;
 
 struct Bands {
@@ -32,17 +37,14 @@ struct Bands {
     const ResampleKernels& kernels = resample_kernels();
     std::unique_ptr<LineFilter[]> row_filters{};  // of the first shear, for each row of the picture
     ColumnFilters columns{};
-    std::size_t stride = 0;                     // samples of a slanted row
     std::unique_ptr<std::ptrdiff_t[]> place{};  // of a column's pixel of row 0, from slanted row 0 of a band at 0
-    std::ptrdiff_t columns_ahead = 0;           // that ROWS_AHEAD further down stand at the same slanted row
     std::atomic<bool> failed{false};
 
     bool prepare();
     void run(int first, int last);
-    void fill_slanted(float* slanted, int band_first, int first, int last) const;
+    void fill_slanted(float* slanted, int y, int rows, int first, int last) const;
     void put_row(float* out, int row, int first, int last) const;
     void put_edge(float* out, const float* in, const LineFilter& filter, int first, int last) const;
-    void prefetch_row(int row, int first, int last) const;
 };
 
 bool Bands::prepare() {
@@ -54,10 +56,7 @@ bool Bands::prepare() {
         row_filters[y] = make_line_filter(shears.first_offset - y * shears.row_shear, kernel);
     }
     if (!make_column_filters(width, shears.column_shear, shears.second_offset, kernel, columns)) return false;
-    // An odd number of cache lines, so that the rows of a column do not meet in one set of the cache.
-    stride = ((std::size_t(width) + PIXELS_PER_LINE - 1) / PIXELS_PER_LINE | 1) * PIXELS_PER_LINE * 4;
-    for (int x = 0; x < width; ++x) place[x] = x * std::ptrdiff_t(4) - columns.first[x] * std::ptrdiff_t(stride);
-    columns_ahead = static_cast<std::ptrdiff_t>(std::min<double>(width, ROWS_AHEAD / -shears.column_shear));
+    for (int x = 0; x < width; ++x) place[x] = x * std::ptrdiff_t(4) - columns.first[x] * SLANTED_STRIDE;
     return true;
 }
 
@@ -100,46 +99,39 @@ void Bands::put_row(float* out, int row, int first, int last) const {
     put_edge(out, in, filter, inner_last + 1, last);
 }
 
-// What the same slanted rows will need of a row further down. The walk is too steep for the processor to foresee.
-void Bands::prefetch_row(int row, int first, int last) const {
-    if (row < 0 || row >= image->height) return;
-    const std::ptrdiff_t shift = row_filters[row].first + columns_ahead;
-    const std::ptrdiff_t begin = std::max<std::ptrdiff_t>(first + shift, 0);
-    const std::ptrdiff_t end = std::min<std::ptrdiff_t>(last + shift + TAPS, image->width);
-    const float* in = image_row<float>(image, row);
-    for (std::ptrdiff_t x = begin; x < end; x += PIXELS_PER_LINE) __builtin_prefetch(in + x * 4);
-}
-
-// Slanted rows first to last of the band that begins at result row `band_first`.
-void Bands::fill_slanted(float* slanted, int band_first, int first, int last) const {
-    const int width = shears.sheared_width;
+// The slanted rows of the columns first to last, for `rows` result rows from `y` on.
+void Bands::fill_slanted(float* slanted, int y, int rows, int first, int last) const {
     const int* start = columns.first.get();
-    const int top = band_first + first, bottom = band_first + last;
-    int from = 0, to = 0;  // columns that meet the row within these slanted rows
-    for (int row = top + start[0]; row <= bottom + start[width - 1]; ++row) {
-        while (from < width && start[from] + bottom < row) ++from;
-        while (to < width && start[to] + top <= row) ++to;
+    const int bottom = y + rows + TAPS - 2;
+    float* origin = slanted - std::ptrdiff_t(first) * 4;
+    int from = first, to = first;  // columns that meet the row within these slanted rows
+    for (int row = y + start[first]; row <= bottom + start[last]; ++row) {
+        while (from <= last && start[from] + bottom < row) ++from;
+        while (to <= last && start[to] + y <= row) ++to;
         if (from >= to) continue;
-        prefetch_row(row + ROWS_AHEAD, from, to - 1);
-        put_row(slanted + (std::ptrdiff_t(row) - band_first) * std::ptrdiff_t(stride), row, from, to - 1);
+        put_row(origin + (std::ptrdiff_t(row) - y) * SLANTED_STRIDE, row, from, to - 1);
     }
 }
 
 void Bands::run(int first, int last) {
-    const ImagePtr memory = make_image_uncleared(int(stride / 4), 2 * BAND + SHARED, 4, SAMPLE_F32);
-    if (!memory) return failed.store(true);
-    float* slanted = static_cast<float*>(memory->pixels);
-    float* lines = slanted + stride * (BAND + SHARED);
     const int width = shears.sheared_width;
+    // An odd number of cache lines, so that the rows of a column do not meet in one set of the cache.
+    const int line_pixels = ((width + PIXELS_PER_LINE - 1) / PIXELS_PER_LINE | 1) * PIXELS_PER_LINE;
+    const ImagePtr memory = make_image_uncleared(line_pixels, BAND, 4, SAMPLE_F32);
+    std::unique_ptr<float[]> slanted(new (std::nothrow) float[SLANTED_STRIDE * (BAND + TAPS - 1)]);
+    if (!memory || !slanted) return failed.store(true);
     const bool stream = std::size_t(result->row_bytes) * result->height >= STREAM_BYTES;
     for (int y = first; y <= last; y += BAND) {
         const int rows = std::min(BAND, last - y + 1);
-        const int kept = y == first ? 0 : SHARED;
-        std::memmove(slanted, slanted + stride * BAND, stride * kept * sizeof(float));
-        fill_slanted(slanted, y, kept, rows + SHARED - 1);
-        kernels.sum_slanted_rgba(lines, slanted, stride, columns.weights.get(), rows, width);
+        for (int x = 0; x < width; x += TILE) {
+            const int pixels = std::min(TILE, width - x);
+            fill_slanted(slanted.get(), y, rows, x, x + pixels - 1);
+            kernels.sum_slanted_rgba(image_row<float>(memory.get(), 0) + std::ptrdiff_t(x) * 4,
+                                     line_pixels * std::size_t(4), slanted.get(), SLANTED_STRIDE,
+                                     &columns.weights[std::size_t(x) * TAPS], rows, pixels);
+        }
         for (int i = 0; i < rows; ++i) {
-            filter_line(lines + stride * i, width, image_row<float>(result, y + i), result->width, 4,
+            filter_line(image_row<float>(memory.get(), i), width, image_row<float>(result, y + i), result->width, 4,
                         make_line_filter(shears.third_offset - (y + i) * shears.row_shear, kernel), kernel.edge_mode,
                         kernels, stream);
         }
