@@ -150,15 +150,80 @@ static inline void with_taps(int taps, Work work) {
     }
 }
 
-static void scale_rgba(float* out, const float* in, const int* start, const float* weights, int taps, int first,
-                       int last) {
+static void scale_row_rgba(float* out, const float* in, const int* start, const float* weights, int taps, int first,
+                           int last) {
+    for (int o = first; o <= last; ++o) {
+        const float* p = in + static_cast<std::ptrdiff_t>(start[o]) * 4;
+        store_pixel(out + static_cast<std::size_t>(o) * 4,
+                    weighted_pixels(p, 4, weights + static_cast<std::size_t>(o) * taps, taps));
+    }
+}
+
+#if defined(__AVX2__)
+
+static inline __m256 load_two(const float* low, const float* high) {
+    return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(low)), _mm_loadu_ps(high), 1);
+}
+
+// Two neighbouring pixels of ROWS rows, abreast: their weights are spread once for all the rows.
+template <int ROWS>
+static inline void scale_two_rgba(float* const* out, const float* const* in, const int* start, const float* weights,
+                                  int taps, int o) {
+    const std::ptrdiff_t left = static_cast<std::ptrdiff_t>(start[o]) * 4;
+    const std::ptrdiff_t right = static_cast<std::ptrdiff_t>(start[o + 1]) * 4;
+    const float* w = weights + static_cast<std::size_t>(o) * taps;
+    __m256 sums[ROWS];
+    int k = 0;
+    for (; k + 4 <= taps; k += 4) {
+        const __m256 four = load_two(w + k, w + taps + k);
+        const __m256 w0 = _mm256_permute_ps(four, 0x00), w1 = _mm256_permute_ps(four, 0x55);
+        const __m256 w2 = _mm256_permute_ps(four, 0xaa), w3 = _mm256_permute_ps(four, 0xff);
+        for (int r = 0; r < ROWS; ++r) {
+            const float *p = in[r] + left + 4 * k, *q = in[r] + right + 4 * k;
+            const __m256 p01 = _mm256_loadu_ps(p), q01 = _mm256_loadu_ps(q);
+            const __m256 p23 = _mm256_loadu_ps(p + 8), q23 = _mm256_loadu_ps(q + 8);
+            const __m256 product = w0 * _mm256_permute2f128_ps(p01, q01, 0x20);
+            sums[r] = k == 0 ? product : sums[r] + product;
+            sums[r] += w1 * _mm256_permute2f128_ps(p01, q01, 0x31);
+            sums[r] += w2 * _mm256_permute2f128_ps(p23, q23, 0x20);
+            sums[r] += w3 * _mm256_permute2f128_ps(p23, q23, 0x31);
+        }
+    }
+    for (; k < taps; ++k) {
+        const __m256 weight =
+            _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_set1_ps(w[k])), _mm_set1_ps(w[taps + k]), 1);
+        for (int r = 0; r < ROWS; ++r) sums[r] += weight * load_two(in[r] + left + 4 * k, in[r] + right + 4 * k);
+    }
+    for (int r = 0; r < ROWS; ++r) _mm256_storeu_ps(out[r] + static_cast<std::size_t>(o) * 4, sums[r]);
+}
+
+template <int ROWS>
+static inline void scale_rows_rgba(float* const* out, const float* const* in, const int* start, const float* weights,
+                                   int taps, int first, int last) {
+    int o = first;
+    if (taps >= 4) {
+        for (; o < last; o += 2) scale_two_rgba<ROWS>(out, in, start, weights, taps, o);
+    }
+    for (int r = 0; r < ROWS; ++r) scale_row_rgba(out[r], in[r], start, weights, taps, o, last);
+}
+
+#else
+
+template <int ROWS>
+static inline void scale_rows_rgba(float* const* out, const float* const* in, const int* start, const float* weights,
+                                   int taps, int first, int last) {
+    for (int r = 0; r < ROWS; ++r) scale_row_rgba(out[r], in[r], start, weights, taps, first, last);
+}
+
+#endif
+
+static void scale_rgba(float* const* out, const float* const* in, int rows, const int* start, const float* weights,
+                       int taps, int first, int last) {
     with_taps(
         taps, [=](int t) __attribute__((always_inline)) {
-            for (int o = first; o <= last; ++o) {
-                const float* p = in + static_cast<std::ptrdiff_t>(start[o]) * 4;
-                store_pixel(out + static_cast<std::size_t>(o) * 4,
-                            weighted_pixels(p, 4, weights + static_cast<std::size_t>(o) * t, t));
-            }
+            int r = 0;
+            for (; r + 4 <= rows; r += 4) scale_rows_rgba<4>(out + r, in + r, start, weights, t, first, last);
+            for (; r < rows; ++r) scale_rows_rgba<1>(out + r, in + r, start, weights, t, first, last);
         });
 }
 
