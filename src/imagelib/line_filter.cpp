@@ -63,9 +63,17 @@ void filter_line(const T* in, int inputs, T* out, int outputs, int channels, con
             }
         }
     };
+    auto border = [&](int first, int last) {
+        if (edge != EDGE_BLACK) return general(first, last);
+        const int reaching = std::clamp(1 - filter.first - filter.taps, first, last + 1);
+        const int beyond = std::clamp(inputs - filter.first, reaching, last + 1);
+        std::fill(out + first * channels, out + reaching * channels, T(0));
+        general(reaching, beyond - 1);
+        std::fill(out + beyond * channels, out + (last + 1) * channels, T(0));
+    };
     const InnerRange inner = inner_range(filter.first, filter.taps, inputs, outputs);
-    if (inner.first > inner.last) return general(0, outputs - 1);
-    general(0, inner.first - 1);
+    if (inner.first > inner.last) return border(0, outputs - 1);
+    border(0, inner.first - 1);
     if constexpr (std::is_same_v<T, float>) {
         kernels.filter_row(out + inner.first * channels, in + (inner.first + filter.first) * channels, filter.weights,
                            filter.taps, channels, std::size_t(inner.last - inner.first + 1) * channels, stream);
@@ -76,7 +84,7 @@ void filter_line(const T* in, int inputs, T* out, int outputs, int channels, con
                                         [&](int k) { return p[k * channels]; });
         }
     }
-    general(inner.last + 1, outputs - 1);
+    border(inner.last + 1, outputs - 1);
 }
 
 bool make_column_filters(int columns, double shear, double offset, const ImagelibKernel& kernel,

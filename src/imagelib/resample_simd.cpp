@@ -150,15 +150,80 @@ static inline void with_taps(int taps, Work work) {
     }
 }
 
-static void scale_rgba(float* out, const float* in, const int* start, const float* weights, int taps, int first,
-                       int last) {
+static void scale_row_rgba(float* out, const float* in, const int* start, const float* weights, int taps, int first,
+                           int last) {
+    for (int o = first; o <= last; ++o) {
+        const float* p = in + static_cast<std::ptrdiff_t>(start[o]) * 4;
+        store_pixel(out + static_cast<std::size_t>(o) * 4,
+                    weighted_pixels(p, 4, weights + static_cast<std::size_t>(o) * taps, taps));
+    }
+}
+
+#if defined(__AVX2__)
+
+static inline __m256 load_two(const float* low, const float* high) {
+    return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(low)), _mm_loadu_ps(high), 1);
+}
+
+// Two neighbouring pixels of ROWS rows, abreast: their weights are spread once for all the rows.
+template <int ROWS>
+static inline void scale_two_rgba(float* const* out, const float* const* in, const int* start, const float* weights,
+                                  int taps, int o) {
+    const std::ptrdiff_t left = static_cast<std::ptrdiff_t>(start[o]) * 4;
+    const std::ptrdiff_t right = static_cast<std::ptrdiff_t>(start[o + 1]) * 4;
+    const float* w = weights + static_cast<std::size_t>(o) * taps;
+    __m256 sums[ROWS];
+    int k = 0;
+    for (; k + 4 <= taps; k += 4) {
+        const __m256 four = load_two(w + k, w + taps + k);
+        const __m256 w0 = _mm256_permute_ps(four, 0x00), w1 = _mm256_permute_ps(four, 0x55);
+        const __m256 w2 = _mm256_permute_ps(four, 0xaa), w3 = _mm256_permute_ps(four, 0xff);
+        for (int r = 0; r < ROWS; ++r) {
+            const float *p = in[r] + left + 4 * k, *q = in[r] + right + 4 * k;
+            const __m256 p01 = _mm256_loadu_ps(p), q01 = _mm256_loadu_ps(q);
+            const __m256 p23 = _mm256_loadu_ps(p + 8), q23 = _mm256_loadu_ps(q + 8);
+            const __m256 product = w0 * _mm256_permute2f128_ps(p01, q01, 0x20);
+            sums[r] = k == 0 ? product : sums[r] + product;
+            sums[r] += w1 * _mm256_permute2f128_ps(p01, q01, 0x31);
+            sums[r] += w2 * _mm256_permute2f128_ps(p23, q23, 0x20);
+            sums[r] += w3 * _mm256_permute2f128_ps(p23, q23, 0x31);
+        }
+    }
+    for (; k < taps; ++k) {
+        const __m256 weight =
+            _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_set1_ps(w[k])), _mm_set1_ps(w[taps + k]), 1);
+        for (int r = 0; r < ROWS; ++r) sums[r] += weight * load_two(in[r] + left + 4 * k, in[r] + right + 4 * k);
+    }
+    for (int r = 0; r < ROWS; ++r) _mm256_storeu_ps(out[r] + static_cast<std::size_t>(o) * 4, sums[r]);
+}
+
+template <int ROWS>
+static inline void scale_rows_rgba(float* const* out, const float* const* in, const int* start, const float* weights,
+                                   int taps, int first, int last) {
+    int o = first;
+    if (taps >= 4) {
+        for (; o < last; o += 2) scale_two_rgba<ROWS>(out, in, start, weights, taps, o);
+    }
+    for (int r = 0; r < ROWS; ++r) scale_row_rgba(out[r], in[r], start, weights, taps, o, last);
+}
+
+#else
+
+template <int ROWS>
+static inline void scale_rows_rgba(float* const* out, const float* const* in, const int* start, const float* weights,
+                                   int taps, int first, int last) {
+    for (int r = 0; r < ROWS; ++r) scale_row_rgba(out[r], in[r], start, weights, taps, first, last);
+}
+
+#endif
+
+static void scale_rgba(float* const* out, const float* const* in, int rows, const int* start, const float* weights,
+                       int taps, int first, int last) {
     with_taps(
         taps, [=](int t) __attribute__((always_inline)) {
-            for (int o = first; o <= last; ++o) {
-                const float* p = in + static_cast<std::ptrdiff_t>(start[o]) * 4;
-                store_pixel(out + static_cast<std::size_t>(o) * 4,
-                            weighted_pixels(p, 4, weights + static_cast<std::size_t>(o) * t, t));
-            }
+            int r = 0;
+            for (; r + 4 <= rows; r += 4) scale_rows_rgba<4>(out + r, in + r, start, weights, t, first, last);
+            for (; r < rows; ++r) scale_rows_rgba<1>(out + r, in + r, start, weights, t, first, last);
         });
 }
 
@@ -175,9 +240,76 @@ static void shear_columns_rgba(float* out, const float* in, std::size_t stride, 
         });
 }
 
+static inline void scatter(float* out, const std::ptrdiff_t* place, Vector v) {
+#if defined(__AVX512F__)
+    _mm_storeu_ps(out + place[0], _mm512_castps512_ps128((__m512)v));
+    _mm_storeu_ps(out + place[1], _mm512_extractf32x4_ps((__m512)v, 1));
+    _mm_storeu_ps(out + place[2], _mm512_extractf32x4_ps((__m512)v, 2));
+    _mm_storeu_ps(out + place[3], _mm512_extractf32x4_ps((__m512)v, 3));
+#elif defined(__AVX2__)
+    _mm_storeu_ps(out + place[0], _mm256_castps256_ps128((__m256)v));
+    _mm_storeu_ps(out + place[1], _mm256_extractf128_ps((__m256)v, 1));
+#else
+    _mm_storeu_ps(out + place[0], (__m128)v);
+#endif
+}
+
+static void scatter_row_rgba(float* out, const std::ptrdiff_t* place, const float* in, const float* weights, int first,
+                             int last) {
+    constexpr int PIXELS = LANES / 4;
+    const float a = weights[0], b = weights[1], c = weights[2], d = weights[3];
+    const float* p = in + static_cast<std::ptrdiff_t>(first) * 4;
+    int x = first;
+    for (; x + PIXELS - 1 <= last; x += PIXELS, p += LANES) {
+        scatter(out, place + x, a * load(p) + b * load(p + 4) + c * load(p + 8) + d * load(p + 12));
+    }
+    for (; x <= last; ++x, p += 4) {
+        store_pixel(out + place[x],
+                    a * load_pixel(p) + b * load_pixel(p + 4) + c * load_pixel(p + 8) + d * load_pixel(p + 12));
+    }
+}
+
+// Weight k of each pixel on all its channels, out of the pixels' four weights side by side.
+template <int K>
+static inline Vector spread(Vector weights) {
+#if defined(__AVX512F__)
+    return (Vector)_mm512_permute_ps((__m512)weights, K * 0x55);
+#elif defined(__AVX2__)
+    return (Vector)_mm256_permute_ps((__m256)weights, K * 0x55);
+#else
+    return (Vector)_mm_shuffle_ps((__m128)weights, (__m128)weights, K * 0x55);
+#endif
+}
+
+static void sum_slanted_rgba(float* out, std::size_t out_stride, const float* in, std::size_t stride,
+                             const float* weights, int rows, int pixels) {
+    const std::size_t count = static_cast<std::size_t>(pixels) * 4;
+    std::size_t i = 0;
+    for (; i + LANES <= count; i += LANES) {
+        const Vector four = load(weights + i);
+        const Vector w0 = spread<0>(four), w1 = spread<1>(four), w2 = spread<2>(four), w3 = spread<3>(four);
+        const float* p = in + i;
+        float* q = out + i;
+        Vector a = load(p), b = load(p + stride), c = load(p + 2 * stride);
+        p += 3 * stride;
+        for (int y = 0; y < rows; ++y, p += stride, q += out_stride) {
+            const Vector d = load(p);
+            store<false>(q, w0 * a + w1 * b + w2 * c + w3 * d);
+            a = b, b = c, c = d;
+        }
+    }
+    for (; i < count; i += 4) {
+        for (int y = 0; y < rows; ++y) {
+            store_pixel(out + y * out_stride + i,
+                        weighted_pixels(in + y * stride + i, static_cast<std::ptrdiff_t>(stride), weights + i, 4));
+        }
+    }
+}
+
 }  // namespace
 
 extern const ResampleKernels resample_table;
-const ResampleKernels resample_table{sum_rows, scale_rgba, filter_row, shear_columns_rgba};
+const ResampleKernels resample_table{sum_rows,           scale_rgba,       filter_row,
+                                     shear_columns_rgba, scatter_row_rgba, sum_slanted_rgba};
 
 }  // namespace QUILLON_SIMD

@@ -1,5 +1,6 @@
 // Rotation by three shears (Paeth, "A fast algorithm for general raster rotation", 1986). Quarter turns are taken out
-// exactly first. The second and third shear run together, a row at a time, so only the first makes a whole picture.
+// exactly first. The usual pictures go through all three shears in one sweep (shear_bands.cpp); of others the second
+// and third shear run together, a row at a time, so only the first makes a whole picture.
 #include <atomic>
 #include <cmath>
 #include <new>
@@ -9,6 +10,7 @@
 #include "imagelib/imagelib_resample.h"
 #include "imagelib/line_filter.h"
 #include "imagelib/resample_edges.h"
+#include "imagelib/shears.h"
 
 namespace {
 
@@ -50,28 +52,6 @@ int pixels_for(double extent, int like) {
     return size + ((size ^ like) & 1);
 }
 
-// The shears of a turn by an angle between 0 and 90 degrees, each about the middle of the picture.
-struct Shears {
-    double row_shear, column_shear;
-    int sheared_width;  // after the first
-    int width, height;  // of the result
-    double first_offset, second_offset, third_offset;
-
-    Shears(const K7Image* image, double degrees) {
-        const double a = degrees * (std::numbers::pi / 180);
-        const double w = image->width, h = image->height;
-        row_shear = std::tan(a / 2);
-        column_shear = -std::sin(a);
-        sheared_width = pixels_for(w + h * row_shear, image->width);
-        const bool upright = degrees <= 45;
-        width = pixels_for(w * std::cos(a) + h * std::sin(a), upright ? image->width : image->height);
-        height = pixels_for(h * std::cos(a) + w * std::sin(a), upright ? image->height : image->width);
-        first_offset = (w - sheared_width) / 2 + (h - 1) / 2 * row_shear;
-        second_offset = (h - height) / 2 + (sheared_width - 1) / 2.0 * column_shear;
-        third_offset = (sheared_width - width) / 2.0 + (height - 1) / 2.0 * row_shear;
-    }
-};
-
 template <class T>
 bool second_and_third_shear(const K7Image* sheared, K7Image* result, const Shears& shears,
                             const ImagelibKernel& kernel) {
@@ -94,15 +74,21 @@ bool second_and_third_shear(const K7Image* sheared, K7Image* result, const Shear
     return !failed;
 }
 
+bool shear_with_temporary(const K7Image* image, K7Image* result, const Shears& shears, const ImagelibKernel& kernel) {
+    ImagePtr sheared = make_image_uncleared(shears.sheared_width, image->height, image->channels, image->sample_type);
+    if (!sheared) return false;
+    shear_row_pass(image, sheared.get(), shears.row_shear, shears.first_offset, &kernel);
+    return with_sample_type(image->sample_type, [&](auto sample) {
+        return second_and_third_shear<decltype(sample)>(sheared.get(), result, shears, kernel);
+    });
+}
+
 ImagePtr turn(const K7Image* image, double degrees, const ImagelibKernel& kernel) {
     const Shears shears(image, degrees);
-    ImagePtr sheared = make_image_uncleared(shears.sheared_width, image->height, image->channels, image->sample_type);
     ImagePtr result = make_image_uncleared(shears.width, shears.height, image->channels, image->sample_type);
-    if (!sheared || !result) return nullptr;
-    shear_row_pass(image, sheared.get(), shears.row_shear, shears.first_offset, &kernel);
-    const bool done = with_sample_type(image->sample_type, [&](auto sample) {
-        return second_and_third_shear<decltype(sample)>(sheared.get(), result.get(), shears, kernel);
-    });
+    if (!result) return nullptr;
+    const bool done = suits_bands(image, kernel) ? shear_in_bands(image, result.get(), shears, kernel)
+                                                 : shear_with_temporary(image, result.get(), shears, kernel);
     if (!done) return nullptr;
     image_copy_attributes(image, result.get());
     image_set_pixel_size(result.get(), image->pixel_width, image->pixel_height, static_cast<int>(image->units));
@@ -111,6 +97,24 @@ ImagePtr turn(const K7Image* image, double degrees, const ImagelibKernel& kernel
 }
 
 }  // namespace
+
+namespace resample {
+
+Shears::Shears(const K7Image* image, double degrees) {
+    const double a = degrees * (std::numbers::pi / 180);
+    const double w = image->width, h = image->height;
+    row_shear = std::tan(a / 2);
+    column_shear = -std::sin(a);
+    sheared_width = pixels_for(w + h * row_shear, image->width);
+    const bool upright = degrees <= 45;
+    width = pixels_for(w * std::cos(a) + h * std::sin(a), upright ? image->width : image->height);
+    height = pixels_for(h * std::cos(a) + w * std::sin(a), upright ? image->height : image->width);
+    first_offset = (w - sheared_width) / 2 + (h - 1) / 2 * row_shear;
+    second_offset = (h - height) / 2 + (sheared_width - 1) / 2.0 * column_shear;
+    third_offset = (sheared_width - width) / 2.0 + (height - 1) / 2.0 * row_shear;
+}
+
+}  // namespace resample
 
 K7Image* image_rotate(const K7Image* image, float degrees, int filter, int edge) {
     if (!has_pixels(image) || !std::isfinite(degrees)) return nullptr;

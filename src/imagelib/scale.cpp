@@ -34,6 +34,8 @@ using namespace resample;
 // Results larger than this leave the cache anyway, so they are written past it.
 constexpr std::size_t STREAM_BYTES = std::size_t(8) << 20;
 
+constexpr int ROWS_ABREAST = 4;
+
 template <class T>
 constexpr bool FIXED_POINT = sizeof(T) < 4;
 
@@ -109,13 +111,36 @@ struct Scaler {
             }
         } else if (std::is_same_v<T, float> && channels == 4 && across.inner_first <= across.inner_last) {
             filter_across(in, out, 0, across.inner_first - 1);
-            kernels->scale_rgba(reinterpret_cast<float*>(out), reinterpret_cast<const float*>(in), across.start.get(),
-                                across.weights.get(), across.taps, across.inner_first, across.inner_last);
+            auto* to = reinterpret_cast<float*>(out);
+            auto* from = reinterpret_cast<const float*>(in);
+            kernels->scale_rgba(&to, &from, 1, across.start.get(), across.weights.get(), across.taps,
+                                across.inner_first, across.inner_last);
             filter_across(in, out, across.inner_last + 1, across.outputs - 1);
         } else {
             filter_across(in, out, 0, across.outputs - 1);
         }
         limit_row(out, output_samples(), clamp);
+    }
+
+    // ROWS_ABREAST rows of the source share the weights in the vector unit.
+    void rows_across(int first, int count, T* const* out) const {
+        const bool abreast = std::is_same_v<T, float> && source->channels == 4 && !across.copy && !across.nearest &&
+                             across.inner_first <= across.inner_last;
+        if constexpr (std::is_same_v<T, float>) {
+            if (abreast) {
+                const float* in[ROWS_ABREAST];
+                for (int i = 0; i < count; ++i) in[i] = image_row<float>(source, first + i);
+                kernels->scale_rgba(out, in, count, across.start.get(), across.weights.get(), across.taps,
+                                    across.inner_first, across.inner_last);
+                for (int i = 0; i < count; ++i) {
+                    filter_across(in[i], out[i], 0, across.inner_first - 1);
+                    filter_across(in[i], out[i], across.inner_last + 1, across.outputs - 1);
+                    limit_row(out[i], output_samples(), clamp);
+                }
+                return;
+            }
+        }
+        for (int i = 0; i < count; ++i) row_across(image_row<T>(source, first + i), out[i]);
     }
 
     // `rows` are those of the window of output row y.
@@ -162,17 +187,21 @@ struct Scaler {
 
     void run_across_first(int first, int last) {
         const std::size_t count = output_samples();
-        const int ring_rows = std::min(down.taps, down.inputs);
+        const int ring_rows = std::min(down.taps + ROWS_ABREAST - 1, down.inputs);
         std::unique_ptr<T[]> ring(new (std::nothrow) T[count * ring_rows]);
         std::unique_ptr<const T*[]> rows(new (std::nothrow) const T*[down.taps]);
         if (!ring || !rows) return failed.store(true);
         auto slot = [&](int row) { return ring.get() + count * (row % ring_rows); };
+        const int rows_end = down.clamped(down.start[last] + down.taps - 1) + 1;
         int next = 0;
         for (int y = first; y <= last; ++y) {
-            const int window_first = down.clamped(down.start[y]);
-            const int window_last = down.clamped(down.start[y] + down.taps - 1);
-            for (next = std::max(next, window_first); next <= window_last; ++next) {
-                row_across(image_row<T>(source, next), slot(next));
+            next = std::max(next, down.clamped(down.start[y]));
+            while (next <= down.clamped(down.start[y] + down.taps - 1)) {
+                const int batch = std::min(ROWS_ABREAST, rows_end - next);
+                T* out[ROWS_ABREAST];
+                for (int i = 0; i < batch; ++i) out[i] = slot(next + i);
+                rows_across(next, batch, out);
+                next += batch;
             }
             for (int k = 0; k < down.taps; ++k) rows[k] = slot(down.clamped(down.start[y] + k));
             row_down(rows.get(), image_row<T>(destination, y), y, count, true);
