@@ -7,6 +7,12 @@
 
 #include "host/cli/failure.h"
 
+#ifdef QUILLON_SANITIZED
+// The library keeps a little of every surface for as long as it is loaded, which is no leak of ours.
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions() { return "leak:libOSMesa"; }
+#endif
+
 namespace quillon {
 
 namespace {
