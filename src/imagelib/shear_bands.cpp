@@ -5,7 +5,7 @@
 // that the column's filter reads s rows below its first tap for the band's first row. On these the second shear is a
 // plain vertical filter. The third goes over whole rows of the band.
 //
-// 1920 x 1080 by 13 degrees on one core of an EPYC (Zen 4): 9.3 ms, half of it in the first shear, which reads the
+// 1920 x 1080 by 13 degrees on one core of an EPYC (Zen 4): 9.8 ms, half of it in the first shear, which reads the
 // picture in short pieces, one from each row. Higher bands make them longer (16 rows: 13 ms) until the band's sheared
 // rows outgrow the cache that the third shear reads them from. Prefetching the pieces gains nothing.
 #include <algorithm>
