@@ -202,7 +202,11 @@ static inline void scale_rows_rgba(float* const* out, const float* const* in, co
                                    int taps, int first, int last) {
     int o = first;
     if (taps >= 4) {
-        for (; o < last; o += 2) scale_two_rgba<ROWS>(out, in, start, weights, taps, o);
+        // Copies that the stores cannot reach.
+        float* to[ROWS];
+        const float* from[ROWS];
+        for (int r = 0; r < ROWS; ++r) to[r] = out[r], from[r] = in[r];
+        for (; o < last; o += 2) scale_two_rgba<ROWS>(to, from, start, weights, taps, o);
     }
     for (int r = 0; r < ROWS; ++r) scale_row_rgba(out[r], in[r], start, weights, taps, o, last);
 }

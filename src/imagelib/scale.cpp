@@ -109,27 +109,16 @@ struct Scaler {
                 const T* p = in + std::size_t(across.start[o]) * channels;
                 for (int c = 0; c < channels; ++c) out[std::size_t(o) * channels + c] = nearest_sample(across, p[c]);
             }
-        } else if (std::is_same_v<T, float> && channels == 4 && across.inner_first <= across.inner_last) {
-            filter_across(in, out, 0, across.inner_first - 1);
-            auto* to = reinterpret_cast<float*>(out);
-            auto* from = reinterpret_cast<const float*>(in);
-            kernels->scale_rgba(&to, &from, 1, across.start.get(), across.weights.get(), across.taps,
-                                across.inner_first, across.inner_last);
-            filter_across(in, out, across.inner_last + 1, across.outputs - 1);
         } else {
             filter_across(in, out, 0, across.outputs - 1);
         }
         limit_row(out, output_samples(), clamp);
     }
 
-    // ROWS_ABREAST rows of the source share the weights in the vector unit.
-    void rows_across(int first, int count, T* const* out) const {
-        const bool abreast = std::is_same_v<T, float> && source->channels == 4 && !across.copy && !across.nearest &&
-                             across.inner_first <= across.inner_last;
+    // Float RGBA goes through the vector unit, where up to ROWS_ABREAST rows share the weights.
+    void rows_across(const T* const* in, T* const* out, int count) const {
         if constexpr (std::is_same_v<T, float>) {
-            if (abreast) {
-                const float* in[ROWS_ABREAST];
-                for (int i = 0; i < count; ++i) in[i] = image_row<float>(source, first + i);
+            if (source->channels == 4 && across.inner_first <= across.inner_last && !across.nearest) {
                 kernels->scale_rgba(out, in, count, across.start.get(), across.weights.get(), across.taps,
                                     across.inner_first, across.inner_last);
                 for (int i = 0; i < count; ++i) {
@@ -140,7 +129,7 @@ struct Scaler {
                 return;
             }
         }
-        for (int i = 0; i < count; ++i) row_across(image_row<T>(source, first + i), out[i]);
+        for (int i = 0; i < count; ++i) row_across(in[i], out[i]);
     }
 
     // `rows` are those of the window of output row y.
@@ -159,7 +148,9 @@ struct Scaler {
     void run(int first, int last) {
         if (down.copy) {
             for (int y = first; y <= last; ++y) {
-                row_across(image_row<T>(source, y), image_row<T>(destination, y));
+                const T* in = image_row<T>(source, y);
+                T* out = image_row<T>(destination, y);
+                rows_across(&in, &out, 1);
             }
         } else if (across_first && !across.copy) {
             run_across_first(first, last);
@@ -180,7 +171,8 @@ struct Scaler {
                 row_down(rows.get(), out, y, count, true);
             } else {
                 row_down(rows.get(), line.get(), y, count, false);
-                row_across(line.get(), out);
+                const T* in = line.get();
+                rows_across(&in, &out, 1);
             }
         }
     }
@@ -198,9 +190,10 @@ struct Scaler {
             next = std::max(next, down.clamped(down.start[y]));
             while (next <= down.clamped(down.start[y] + down.taps - 1)) {
                 const int batch = std::min(ROWS_ABREAST, rows_end - next);
+                const T* in[ROWS_ABREAST];
                 T* out[ROWS_ABREAST];
-                for (int i = 0; i < batch; ++i) out[i] = slot(next + i);
-                rows_across(next, batch, out);
+                for (int i = 0; i < batch; ++i) in[i] = image_row<T>(source, next + i), out[i] = slot(next + i);
+                rows_across(in, out, batch);
                 next += batch;
             }
             for (int k = 0; k < down.taps; ++k) rows[k] = slot(down.clamped(down.start[y] + k));
