@@ -35,9 +35,9 @@ void set_rival_threads(int threads) {
 }
 
 void run_entry(benchmark::State& state, const BenchEntry& entry, int threads) {
-    const RowThreads rows(threads);
     set_rival_threads(threads);
     const Bench::Work work = entry.factory(threads);
+    const RowThreads rows(threads);  // after the work, which may be an effect that claims the row loops
     work();
     for (auto _ : state) work();
 }
