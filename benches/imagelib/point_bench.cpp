@@ -55,9 +55,9 @@ std::vector<Bench> point_operations() {
     list.emplace_back("over, pre-multiplied", "OpenImageIO over", 0, [](int threads) {
         auto a = test_frame(), b = test_frame(), result = blank_frame();
         return [=] {
-            const OIIO::ImageSpec spec(FRAME_WIDTH, FRAME_HEIGHT, 4, OIIO::TypeDesc::FLOAT);
-            const OIIO::ImageBuf in_a(spec, a->pixels), in_b(spec, b->pixels);
-            OIIO::ImageBuf out(spec, result->pixels);
+            const OIIO::ImageSpec header(FRAME_WIDTH, FRAME_HEIGHT, 4, OIIO::TypeDesc::FLOAT);
+            const OIIO::ImageBuf in_a(header, a->pixels), in_b(header, b->pixels);
+            OIIO::ImageBuf out(header, result->pixels);
             OIIO::ImageBufAlgo::over(out, in_a, in_b, OIIO::ROI(), threads);
         };
     });

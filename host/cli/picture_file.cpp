@@ -30,23 +30,24 @@ std::unique_ptr<OIIO::ImageInput> openPicture(const fs::path& path) {
     config.attribute("oiio:UnassociatedAlpha", 1);  // as stored, not multiplied into the colours
     auto input = OIIO::ImageInput::open(path.string(), &config);
     if (!input) throw RunError("cannot read " + path.string() + ": " + OIIO::geterror());
-    const OIIO::ImageSpec& spec = input->spec();
-    for (const int side : {spec.width, spec.height, spec.full_width, spec.full_height})
+    const OIIO::ImageSpec& header = input->spec();
+    for (const int side : {header.width, header.height, header.full_width, header.full_height})
         if (side < 1 || side > MaxSide) throw RunError("cannot read " + path.string() + ": its size makes no sense");
-    for (const auto& [w, h] : {std::pair(spec.width, spec.height), std::pair(spec.full_width, spec.full_height)})
+    for (const auto& [w, h] :
+         {std::pair(header.width, header.height), std::pair(header.full_width, header.full_height)})
         if (static_cast<long long>(w) * h > MaxPixels)
             throw RunError("cannot read " + path.string() + ": it is too big");
-    if (spec.depth > 1) throw RunError("cannot read " + path.string() + ": it holds a volume, not a picture");
-    if (spec.nchannels < 1) throw RunError("cannot read " + path.string() + ": it has no channels");
+    if (header.depth > 1) throw RunError("cannot read " + path.string() + ": it holds a volume, not a picture");
+    if (header.nchannels < 1) throw RunError("cannot read " + path.string() + ": it has no channels");
     return input;
 }
 
 // Index of the channel called `name`, or else of the first "<layer>.name"; -1 when there is none.
-int channelNamed(const OIIO::ImageSpec& spec, std::string_view name) {
+int channelNamed(const OIIO::ImageSpec& header, std::string_view name) {
     const std::string wanted = lowerCase(name);
     int inLayer = -1;
-    for (int i = 0; i < static_cast<int>(spec.channelnames.size()); ++i) {
-        const std::string channel = lowerCase(spec.channelnames[static_cast<std::size_t>(i)]);
+    for (int i = 0; i < static_cast<int>(header.channelnames.size()); ++i) {
+        const std::string channel = lowerCase(header.channelnames[static_cast<std::size_t>(i)]);
         if (channel == wanted) return i;
         if (inLayer < 0 && channel.ends_with("." + wanted)) inLayer = i;
     }
@@ -54,18 +55,18 @@ int channelNamed(const OIIO::ImageSpec& spec, std::string_view name) {
 }
 
 // Which channel of the file goes into R, G, B and A; -1 for none.
-std::array<int, 4> channelMap(const OIIO::ImageSpec& spec) {
+std::array<int, 4> channelMap(const OIIO::ImageSpec& header) {
     const auto find = [&](const char* letter, const char* word) {
-        const int byLetter = channelNamed(spec, letter);
-        return byLetter >= 0 ? byLetter : channelNamed(spec, word);
+        const int byLetter = channelNamed(header, letter);
+        return byLetter >= 0 ? byLetter : channelNamed(header, word);
     };
-    const int alpha = spec.alpha_channel >= 0 ? spec.alpha_channel : find("A", "alpha");
+    const int alpha = header.alpha_channel >= 0 ? header.alpha_channel : find("A", "alpha");
     const std::array<int, 3> rgb = {find("R", "red"), find("G", "green"), find("B", "blue")};
     if (rgb[0] >= 0 && rgb[1] >= 0 && rgb[2] >= 0) return {rgb[0], rgb[1], rgb[2], alpha};
     const int grey = find("Y", "luminance");
     if (grey >= 0) return {grey, grey, grey, alpha};
-    const int first = alpha == 0 && spec.nchannels > 1 ? 1 : 0;
-    const int colours = spec.nchannels - (alpha >= 0 ? 1 : 0);
+    const int first = alpha == 0 && header.nchannels > 1 ? 1 : 0;
+    const int colours = header.nchannels - (alpha >= 0 ? 1 : 0);
     if (colours >= 3) return {first, first + 1, first + 2, alpha};
     return {first, first, first, colours > 0 ? alpha : -1};
 }
@@ -81,20 +82,20 @@ inline float asFloat(Sample sample) {
 // Reads the file's samples in the type given and spreads them into the picture's window.
 template <class Sample>
 Picture readAs(OIIO::ImageInput& input, OIIO::TypeDesc type, const fs::path& path) {
-    const OIIO::ImageSpec spec = input.spec();
-    const auto channels = static_cast<std::size_t>(spec.nchannels);
-    std::vector<Sample> samples(static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(spec.height) *
+    const OIIO::ImageSpec header = input.spec();
+    const auto channels = static_cast<std::size_t>(header.nchannels);
+    std::vector<Sample> samples(static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.height) *
                                 channels);
-    if (!input.read_image(0, 0, 0, spec.nchannels, type, samples.data()))
+    if (!input.read_image(0, 0, 0, header.nchannels, type, samples.data()))
         throw RunError("cannot read " + path.string() + ": " + input.geterror());
-    const std::array<int, 4> map = channelMap(spec);
-    Picture picture(spec.full_width, spec.full_height);
-    const int shiftX = spec.x - spec.full_x, shiftY = spec.y - spec.full_y;
-    const int x1 = std::max(0, shiftX), x2 = std::min(picture.width, shiftX + spec.width);
-    const int y1 = std::max(0, shiftY), y2 = std::min(picture.height, shiftY + spec.height);
+    const std::array<int, 4> map = channelMap(header);
+    Picture picture(header.full_width, header.full_height);
+    const int shiftX = header.x - header.full_x, shiftY = header.y - header.full_y;
+    const int x1 = std::max(0, shiftX), x2 = std::min(picture.width, shiftX + header.width);
+    const int y1 = std::max(0, shiftY), y2 = std::min(picture.height, shiftY + header.height);
     for (int y = y1; y < y2 && x1 < x2; ++y) {
         const Sample* from =
-            samples.data() + (static_cast<std::size_t>(y - shiftY) * static_cast<std::size_t>(spec.width) +
+            samples.data() + (static_cast<std::size_t>(y - shiftY) * static_cast<std::size_t>(header.width) +
                               static_cast<std::size_t>(x1 - shiftX)) *
                                  channels;
         float* to = picture.row(picture.height - 1 - y) + static_cast<std::size_t>(x1) * 4;
@@ -186,17 +187,17 @@ void writePicture(const fs::path& path, const Picture& picture, const WriteOptio
     const OIIO::TypeDesc type = store == Store::Byte    ? OIIO::TypeDesc::UINT8
                                 : store == Store::Short ? OIIO::TypeDesc::UINT16
                                                         : OIIO::TypeDesc::FLOAT;
-    OIIO::ImageSpec spec(picture.width, picture.height, format.alpha ? 4 : 3, type);
-    spec.attribute("oiio:UnassociatedAlpha", 1);
+    OIIO::ImageSpec header(picture.width, picture.height, format.alpha ? 4 : 3, type);
+    header.attribute("oiio:UnassociatedAlpha", 1);
     if (std::string_view(format.extension).starts_with("jp")) {
-        spec.attribute("Compression", "jpeg:95");
-        spec.attribute("jpeg:subsampling", "4:4:4");
+        header.attribute("Compression", "jpeg:95");
+        header.attribute("jpeg:subsampling", "4:4:4");
     } else if (std::string_view(format.extension) == "exr") {
-        spec.attribute("compression", "zip");
+        header.attribute("compression", "zip");
     } else if (std::string_view(format.extension).starts_with("tif")) {
-        spec.attribute("compression", "zip");
+        header.attribute("compression", "zip");
     }
-    if (options.pixelAspect != 1.0) spec.attribute("PixelAspectRatio", static_cast<float>(options.pixelAspect));
+    if (options.pixelAspect != 1.0) header.attribute("PixelAspectRatio", static_cast<float>(options.pixelAspect));
 
     // Into memory first: what then goes to disk goes in one stream whose every error is seen.
     std::vector<unsigned char> bytes;
@@ -205,7 +206,7 @@ void writePicture(const fs::path& path, const Picture& picture, const WriteOptio
     const auto fail = [&](const std::string& why) { throw RunError("cannot write " + path.string() + ": " + why); };
     if (!output) fail(OIIO::geterror());
     if (!output->supports("ioproxy")) fail("this OpenImageIO cannot write the format in memory");
-    if (!output->open(path.filename().string(), spec)) fail(output->geterror());
+    if (!output->open(path.filename().string(), header)) fail(output->geterror());
     bool written = false;
     if (store == Store::Byte) written = writeSamples<std::uint8_t>(*output, picture, type);
     if (store == Store::Short) written = writeSamples<std::uint16_t>(*output, picture, type);

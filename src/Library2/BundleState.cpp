@@ -64,7 +64,8 @@ std::recursive_mutex& renderLock() {
 namespace {
 
 template <class Function, class Value>
-bool onProperty(OfxPropertySetHandle handle, Function OfxPropertySuiteV1::*function, const char* name, int index, Value value) {
+bool onProperty(OfxPropertySetHandle handle, Function OfxPropertySuiteV1::*function, const char* name, int index,
+                Value value) {
     if (!handle) return false;
     return callSuite(bundleState().suites.property, function, handle, name, index, value) == ofx::status::OK;
 }
@@ -112,25 +113,28 @@ void* PropertySet::pointerOr(const char* name, void* fallback, int index) const 
 
 PropertySet effectProperties(OfxImageEffectHandle effect) {
     OfxPropertySetHandle set = nullptr;
-    if (!effect || callSuite(bundleState().suites.effect, &OfxImageEffectSuiteV1::getPropertySet, effect, &set)) return {};
+    if (!effect || callSuite(bundleState().suites.effect, &OfxImageEffectSuiteV1::getPropertySet, effect, &set))
+        return {};
     return PropertySet(set);
 }
 
 OfxParamSetHandle effectParameters(OfxImageEffectHandle effect) {
     OfxParamSetHandle set = nullptr;
-    if (!effect || callSuite(bundleState().suites.effect, &OfxImageEffectSuiteV1::getParamSet, effect, &set)) return nullptr;
+    if (!effect || callSuite(bundleState().suites.effect, &OfxImageEffectSuiteV1::getParamSet, effect, &set))
+        return nullptr;
     return set;
 }
 
 PropertySet clipProperties(OfxImageClipHandle clip) {
     OfxPropertySetHandle set = nullptr;
-    if (!clip || callSuite(bundleState().suites.effect, &OfxImageEffectSuiteV1::clipGetPropertySet, clip, &set)) return {};
+    if (!clip || callSuite(bundleState().suites.effect, &OfxImageEffectSuiteV1::clipGetPropertySet, clip, &set))
+        return {};
     return PropertySet(set);
 }
 
 OfxImageClipHandle clipHandle(OfxImageEffectHandle effect, const char* name) {
     OfxImageClipHandle clip = nullptr;
-    const auto status = callSuite(bundleState().suites.effect, &OfxImageEffectSuiteV1::clipGetHandle, effect, name, &clip,
-                                  static_cast<OfxPropertySetHandle*>(nullptr));
+    const auto status = callSuite(bundleState().suites.effect, &OfxImageEffectSuiteV1::clipGetHandle, effect, name,
+                                  &clip, static_cast<OfxPropertySetHandle*>(nullptr));
     return status == ofx::status::OK ? clip : nullptr;
 }

@@ -74,7 +74,8 @@ bool ControlK7::animates() const { return m_options.animates && !m_options.secre
 
 void ControlK7::define(const DescribeContext& context) const {
     OfxPropertySetHandle handle = nullptr;
-    callSuite(bundleState().suites.parameter, &OfxParameterSuiteV1::paramDefine, context.parameters, paramType(), m_name, &handle);
+    callSuite(bundleState().suites.parameter, &OfxParameterSuiteV1::paramDefine, context.parameters, paramType(),
+              m_name, &handle);
     const PropertySet set(handle);
     if (!set) return;
     describeValue(set, *context.quirks);
@@ -95,7 +96,8 @@ void ControlK7::wire(OfxParamHandle* slot, const HostSuites* suites) {
 void ControlK7::setEnabled(bool enabled) {
     if (!live()) return;
     OfxPropertySetHandle handle = nullptr;
-    if (callSuite(m_suites->parameter, &OfxParameterSuiteV1::paramGetPropertySet, *m_slot, &handle) != ofx::status::OK) return;
+    if (callSuite(m_suites->parameter, &OfxParameterSuiteV1::paramGetPropertySet, *m_slot, &handle) != ofx::status::OK)
+        return;
     PropertySet(handle).setInt(ofx::prop::ParamEnabled, enabled ? 1 : 0);
 }
 
@@ -112,7 +114,10 @@ void ControlK7::SetGhosted(bool ghosted) {
 // ---- Numbers --------------------------------------------------------------------------------------------------
 
 FloatControlK7::FloatControlK7(EffectInfo* owner, const NumberParam& param)
-    : ControlK7(owner, param.name, param.label, param.options), value(param.value), overlayValue(param.value), m_param(param) {}
+    : ControlK7(owner, param.name, param.label, param.options),
+      value(param.value),
+      overlayValue(param.value),
+      m_param(param) {}
 
 void FloatControlK7::describeValue(const PropertySet& set, const HostQuirks&) const {
     set.setString(ofx::prop::ParamDoubleType, doubleType());
@@ -178,7 +183,10 @@ void CheckboxControlK7::describeValue(const PropertySet& set, const HostQuirks&)
 }
 
 ListControlK7::ListControlK7(EffectInfo* owner, const ListParam& param)
-    : ControlK7(owner, param.name, param.label, param.options), value(param.index + 1), overlayValue(param.index + 1), m_param(param) {}
+    : ControlK7(owner, param.name, param.label, param.options),
+      value(param.index + 1),
+      overlayValue(param.index + 1),
+      m_param(param) {}
 
 bool ListControlK7::animates() const {
     return ControlK7::animates() && std::strcmp(name(), "Demos") != 0 && std::strcmp(name(), "DemosA") != 0;
@@ -206,7 +214,11 @@ std::string ListControlK7::defaultText() const {
 
 PositionControlK7::PositionControlK7(EffectInfo* owner, const PointParam& param)
     : ControlK7(owner, param.name, param.label, param.options),
-      x(param.x), y(param.y), overlayX(param.x), overlayY(param.y), m_param(param) {}
+      x(param.x),
+      y(param.y),
+      overlayX(param.x),
+      overlayY(param.y),
+      m_param(param) {}
 
 void PositionControlK7::fetch(const FetchContext& context) {
     if (GetValue(context.time, &x, &y)) x *= context.xFactor;
@@ -244,7 +256,12 @@ void CurvePointControlK7::describeValue(const PropertySet& set, const HostQuirks
 
 ColourControlK7::ColourControlK7(EffectInfo* owner, const ColourParam& param, Components components)
     : ControlK7(owner, param.name, param.label, param.options),
-      red(param.red), green(param.green), blue(param.blue), alpha(param.alpha), m_param(param), m_components(components) {}
+      red(param.red),
+      green(param.green),
+      blue(param.blue),
+      alpha(param.alpha),
+      m_param(param),
+      m_components(components) {}
 
 const char* ColourControlK7::paramType() const {
     return m_components == Components::RGBA ? ofx::param_type::RGBA : ofx::param_type::RGB;
@@ -252,9 +269,8 @@ const char* ColourControlK7::paramType() const {
 
 bool ColourControlK7::GetValue(double time, float* r, float* g, float* b, float* a) const {
     double values[4] = {0.0, 0.0, 0.0, 1.0};
-    const bool found = m_components == Components::RGBA
-                           ? readAt(time, &values[0], &values[1], &values[2], &values[3])
-                           : readAt(time, &values[0], &values[1], &values[2]);
+    const bool found = m_components == Components::RGBA ? readAt(time, &values[0], &values[1], &values[2], &values[3])
+                                                        : readAt(time, &values[0], &values[1], &values[2]);
     if (!found) return false;
     *r = static_cast<float>(values[0]);
     *g = static_cast<float>(values[1]);
@@ -297,7 +313,8 @@ TextControlK7::TextControlK7(EffectInfo* owner, const TextParam& param)
     : ControlK7(owner, param.name, param.label, param.options), text(param.text), m_param(param) {}
 
 void TextControlK7::describeValue(const PropertySet& set, const HostQuirks&) const {
-    if (std::strcmp(m_param.mode, ofx::string_mode::SingleLine) != 0) set.setString(ofx::prop::ParamStringMode, m_param.mode);
+    if (std::strcmp(m_param.mode, ofx::string_mode::SingleLine) != 0)
+        set.setString(ofx::prop::ParamStringMode, m_param.mode);
     set.setString(ofx::prop::ParamDefault, m_param.text);
 }
 

@@ -22,10 +22,10 @@ class EffectInfo;
 inline constexpr double NO_LIMIT = std::numeric_limits<double>::infinity();
 
 struct ParamOptions {
-    bool secret = false;                // kept from the user; label and script name are the name
+    bool secret = false;  // kept from the user; label and script name are the name
     bool animates = true;
-    const char* scriptName = nullptr;   // where the label does not give it
-    double increment = 0.0;             // 0: from the range
+    const char* scriptName = nullptr;  // where the label does not give it
+    double increment = 0.0;            // 0: from the range
 };
 
 struct NumberParam {
@@ -147,7 +147,7 @@ class ControlK7 {
 
     bool ignoreNextChange = false;  // one shot: the next change notification is answered with nothing
     bool active = true;
-    bool followedByOverlay = false; // an overlay widget shows the value
+    bool followedByOverlay = false;  // an overlay widget shows the value
 
   protected:
     virtual void describeValue(const PropertySet& set, const HostQuirks& quirks) const = 0;
@@ -156,16 +156,18 @@ class ControlK7 {
 
     template <class... Values>
     bool readAt(double time, Values*... values) const {
-        return live() && callSuite(m_suites->parameter, &OfxParameterSuiteV1::paramGetValueAtTime, *m_slot, time, values...) ==
-                             ofx::status::OK;
+        return live() && callSuite(m_suites->parameter, &OfxParameterSuiteV1::paramGetValueAtTime, *m_slot, time,
+                                   values...) == ofx::status::OK;
     }
     template <class... Values>
     bool read(Values*... values) const {
-        return live() && callSuite(m_suites->parameter, &OfxParameterSuiteV1::paramGetValue, *m_slot, values...) == ofx::status::OK;
+        return live() && callSuite(m_suites->parameter, &OfxParameterSuiteV1::paramGetValue, *m_slot, values...) ==
+                             ofx::status::OK;
     }
     template <class... Values>
     bool write(Values... values) const {
-        return live() && callSuite(m_suites->parameter, &OfxParameterSuiteV1::paramSetValue, *m_slot, values...) == ofx::status::OK;
+        return live() && callSuite(m_suites->parameter, &OfxParameterSuiteV1::paramSetValue, *m_slot, values...) ==
+                             ofx::status::OK;
     }
 
     bool m_hidden = false;
@@ -285,9 +287,9 @@ class ListControlK7 : public ControlK7 {
     int value;  // from 1
     int overlayValue;
 
-    bool GetValue(double time, int* out) const;  // from 1
+    bool GetValue(double time, int* out) const;              // from 1
     bool currentIndex(int* out) const { return read(out); }  // the host's value now, from 0
-    void SetValue(int v) const { write(v - 1); }  // from 1
+    void SetValue(int v) const { write(v - 1); }             // from 1
 
     const char* paramType() const override { return ofx::param_type::Choice; }
     bool animates() const override;

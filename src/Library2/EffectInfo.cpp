@@ -37,10 +37,14 @@ bool ClipRecord::GetFrame(double time, K7Image* target) {
 
 bool SteeringCondition::holds(int steering) const {
     switch (test) {
-        case Is: return steering == value;
-        case IsNot: return steering != value;
-        case Below: return steering < value;
-        case Above: return steering > value;
+        case Is:
+            return steering == value;
+        case IsNot:
+            return steering != value;
+        case Below:
+            return steering < value;
+        case Above:
+            return steering > value;
     }
     return false;
 }
@@ -51,7 +55,8 @@ constexpr double RULE_TIME = -1.0;  // enable rules read the steering value here
 
 bool readSteering(const ControlK7* steering, int* value) {
     if (const auto* list = dynamic_cast<const ListControlK7*>(steering)) return list->GetValue(RULE_TIME, value);
-    if (const auto* checkbox = dynamic_cast<const CheckboxControlK7*>(steering)) return checkbox->GetValue(RULE_TIME, value);
+    if (const auto* checkbox = dynamic_cast<const CheckboxControlK7*>(steering))
+        return checkbox->GetValue(RULE_TIME, value);
     return false;
 }
 
@@ -68,8 +73,9 @@ int EffectInfo::addControl(ControlK7* control) {
 }
 
 ControlK7* EffectInfo::findControl(const char* name) const {
-    const auto found = std::find_if(m_controls.begin(), m_controls.end(),
-                                    [name](const ControlK7* control) { return std::strcmp(control->name(), name) == 0; });
+    const auto found = std::find_if(m_controls.begin(), m_controls.end(), [name](const ControlK7* control) {
+        return std::strcmp(control->name(), name) == 0;
+    });
     return found == m_controls.end() ? nullptr : *found;
 }
 
@@ -122,7 +128,8 @@ namespace {
 
 // What a preset leaves as the user has it: where things are and how the shot runs, not how it looks.
 bool keptByPresets(const ControlK7* control) {
-    static constexpr std::string_view KEPT[] = {"Demos", "DemosA", "StartAt", "BlackBG", "OnBlack", "WithAnimation", "FramesPerSecond"};
+    static constexpr std::string_view KEPT[] = {"Demos",   "DemosA",        "StartAt",        "BlackBG",
+                                                "OnBlack", "WithAnimation", "FramesPerSecond"};
     return std::find(std::begin(KEPT), std::end(KEPT), control->name()) != std::end(KEPT) ||
            (dynamic_cast<const PositionControlK7*>(control) && !dynamic_cast<const CurvePointControlK7*>(control));
 }
@@ -142,7 +149,8 @@ void EffectInfo::applyPreset(const PresetTable& table, int index) {
         }
         if (listed)
             control->writePreset(values);
-        else if (table.scope == PresetScope::OthersToDefaults && control != table.choice && !control->secret() && !keptByPresets(control))
+        else if (table.scope == PresetScope::OthersToDefaults && control != table.choice && !control->secret() &&
+                 !keptByPresets(control))
             control->writeDefault();
     }
 }

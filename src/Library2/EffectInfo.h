@@ -27,11 +27,11 @@ class OverlayControlK7;
 class PluginK7;
 
 struct EffectTraits {
-    const char* name;          // without the prefix: "CrashZoom"
-    const char* menu;          // the word of the menu grouping; with underscores it is part of the identifier
-    bool generator = false;    // works without an input
-    bool overlay = false;      // draws handles in the host's viewer
-    bool otherFrames = false;  // needs frames other than the current one
+    const char* name;                // without the prefix: "CrashZoom"
+    const char* menu;                // the word of the menu grouping; with underscores it is part of the identifier
+    bool generator = false;          // works without an input
+    bool overlay = false;            // draws handles in the host's viewer
+    bool otherFrames = false;        // needs frames other than the current one
     bool skipsSmallPreview = false;  // shows its input in the thumbnail of hosts that ask for one
     const char* description = "";
 };
@@ -43,7 +43,7 @@ struct ClipParam {
     const char* label;
     const char* shortLabel = nullptr;  // for hosts with little room
     bool required = false;
-    bool temporal = false;             // other frames of it may be fetched
+    bool temporal = false;  // other frames of it may be fetched
 };
 
 class ClipRecord {
@@ -54,11 +54,11 @@ class ClipRecord {
 
     const ClipParam& param() const { return m_param; }
 
-    ImagePtr image;                     // this render's picture, null between renders
+    ImagePtr image;  // this render's picture, null between renders
     static constexpr int MAX_FRAMES = 999;
     std::array<int, MAX_FRAMES + 1> frames{};  // neighbouring frames wanted, from index 1; relative to the first frame
     int frameCount = 0;
-    void addFrame(int frame);           // ignored when the list is full
+    void addFrame(int frame);  // ignored when the list is full
 
     // Fetches another frame of this clip into `image` (its size decides). False when there is none.
     bool GetFrame(double time, K7Image* image);
@@ -137,11 +137,11 @@ struct Scene {
     };
     std::vector<const char*> inputs;  // "seeding-small.png", "@chart", "@ramp", "@noise" or "@dots"; none: a generator
     std::vector<Setting> settings;
-    int lead = 0;                     // frames rendered before it, for effects that go on from their last frame
+    int lead = 0;  // frames rendered before it, for effects that go on from their last frame
     int frame = 0;
-    int width = 480;                  // pictures are scaled to this size
+    int width = 480;  // pictures are scaled to this size
     int height = 270;
-    double tolerance = 0.0;           // largest difference from the stored expectation, of 1
+    double tolerance = 0.0;  // largest difference from the stored expectation, of 1
 };
 
 // ---- The record -----------------------------------------------------------------------------------------------

@@ -18,7 +18,8 @@ bool resolve(Function& function, const char* name) {
 
 bool resolveAll(GlFunctions& gl) {
     return resolve(gl.begin, "glBegin") && resolve(gl.end, "glEnd") && resolve(gl.vertex2f, "glVertex2f") &&
-           resolve(gl.color4f, "glColor4f") && resolve(gl.pushMatrix, "glPushMatrix") && resolve(gl.popMatrix, "glPopMatrix");
+           resolve(gl.color4f, "glColor4f") && resolve(gl.pushMatrix, "glPushMatrix") &&
+           resolve(gl.popMatrix, "glPopMatrix");
 }
 
 constexpr float DEGREE = 0.017453292f;
@@ -66,7 +67,9 @@ void OverlayPen::dashedLine(Point from, Point to) const {
     if (!(length > 0.0f) || !std::isfinite(length)) return;
     constexpr float MOST_DASHES = 4096.0f;
     const float step = std::max(dash, length / MOST_DASHES);
-    const auto at = [&](float distance) { return Point{from.x + dx * distance / length, from.y + dy * distance / length}; };
+    const auto at = [&](float distance) {
+        return Point{from.x + dx * distance / length, from.y + dy * distance / length};
+    };
     for (float start = 0.0f; start < length; start += 2.0f * step) line(at(start), at(std::min(start + step, length)));
 }
 
@@ -108,12 +111,14 @@ void OverlayPen::ellipse(Point centre, float radiusX, float radiusY, float rotat
 }
 
 void OverlayPen::rectangle(Point centre, float halfWidth, float halfHeight, float rotation, bool dashed) const {
-    Point corners[4] = {{-halfWidth, -halfHeight}, {halfWidth, -halfHeight}, {halfWidth, halfHeight}, {-halfWidth, halfHeight}};
+    Point corners[4] = {
+        {-halfWidth, -halfHeight}, {halfWidth, -halfHeight}, {halfWidth, halfHeight}, {-halfWidth, halfHeight}};
     for (Point& corner : corners) {
         corner = rotated(corner, rotation);
         corner = {corner.x + centre.x, corner.y + centre.y};
     }
-    for (int i = 0; i < 4; ++i) dashed ? dashedLine(corners[i], corners[(i + 1) % 4]) : line(corners[i], corners[(i + 1) % 4]);
+    for (int i = 0; i < 4; ++i)
+        dashed ? dashedLine(corners[i], corners[(i + 1) % 4]) : line(corners[i], corners[(i + 1) % 4]);
 }
 
 void OverlayPen::arrow(Point from, Point to) const {

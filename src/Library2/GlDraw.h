@@ -59,8 +59,12 @@ class OverlayPen {
 // Brackets the drawing of one overlay.
 class OverlayMatrix {
   public:
-    OverlayMatrix() : m_gl(glFunctions()) { if (m_gl) m_gl->pushMatrix(); }
-    ~OverlayMatrix() { if (m_gl) m_gl->popMatrix(); }
+    OverlayMatrix() : m_gl(glFunctions()) {
+        if (m_gl) m_gl->pushMatrix();
+    }
+    ~OverlayMatrix() {
+        if (m_gl) m_gl->popMatrix();
+    }
     OverlayMatrix(const OverlayMatrix&) = delete;
     OverlayMatrix& operator=(const OverlayMatrix&) = delete;
 

@@ -17,7 +17,10 @@ std::string helpAddress() {
 }
 
 // What the desktop's answer to opening an address means, for the platforms that give a number.
-struct ShellError { int code; const char* text; };
+struct ShellError {
+    int code;
+    const char* text;
+};
 constexpr ShellError SHELL_ERRORS[] = {
     {0, "The operating system is out of memory or resources."},
     {2, "The file %s was not found."},
@@ -30,7 +33,9 @@ constexpr ShellError SHELL_ERRORS[] = {
     {28, "The DDE transaction could not be completed because the request timed out."},
     {29, "The DDE transaction failed."},
     {30, "The DDE transaction could not be completed because other DDE transactions were being processed."},
-    {31, "There is no application associated with the file name extension for %s:\nperhaps you need to install Adobe Acrobat?."},
+    {31,
+     "There is no application associated with the file name extension for %s:\nperhaps you need to install Adobe "
+     "Acrobat?."},
 };
 
 std::string shellErrorText(int code, const std::string& address) {

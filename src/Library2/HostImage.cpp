@@ -18,8 +18,10 @@ int depthBits(const char* text) {
 template <class Pixels>
 bool readLayout(const PropertySet& set, Pixels& pixels) {
     int rowBytes = 0;
-    const bool told = set.getInt(ofx::prop::ImageBounds, &pixels.bounds.x1, 0) && set.getInt(ofx::prop::ImageBounds, &pixels.bounds.y1, 1) &&
-                      set.getInt(ofx::prop::ImageBounds, &pixels.bounds.x2, 2) && set.getInt(ofx::prop::ImageBounds, &pixels.bounds.y2, 3) &&
+    const bool told = set.getInt(ofx::prop::ImageBounds, &pixels.bounds.x1, 0) &&
+                      set.getInt(ofx::prop::ImageBounds, &pixels.bounds.y1, 1) &&
+                      set.getInt(ofx::prop::ImageBounds, &pixels.bounds.x2, 2) &&
+                      set.getInt(ofx::prop::ImageBounds, &pixels.bounds.y2, 3) &&
                       set.getInt(ofx::prop::ImageRowBytes, &rowBytes);
     pixels.row_bytes = rowBytes;
     return told;

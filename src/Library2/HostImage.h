@@ -14,11 +14,11 @@ class HostImage {
 
     explicit operator bool() const { return static_cast<bool>(m_set); }
 
-    HostPixels pixels() const;            // without data where it can't be read
+    HostPixels pixels() const;  // without data where it can't be read
     HostTarget target() const;
-    double aspect() const;                // below 0.0001 it is 1; reciprocal where the host asks for it
-    double aspectAsGiven() const;         // without the lower limit
-    double renderScale() const;           // of the image itself
+    double aspect() const;         // below 0.0001 it is 1; reciprocal where the host asks for it
+    double aspectAsGiven() const;  // without the lower limit
+    double renderScale() const;    // of the image itself
 
   private:
     PropertySet m_set;

@@ -70,7 +70,8 @@ const HostQuirks& quirksOf(HostId id) {
 
 bool sameIgnoringCase(std::string_view a, std::string_view b) {
     const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [&](char x, char y) { return lower(x) == lower(y); });
+    return a.size() == b.size() &&
+           std::equal(a.begin(), a.end(), b.begin(), [&](char x, char y) { return lower(x) == lower(y); });
 }
 
 bool startsIgnoringCase(std::string_view text, std::string_view start) {
@@ -103,10 +104,14 @@ constexpr NameRule RULES[] = {
 
 bool matches(const NameRule& rule, std::string_view name) {
     switch (rule.match) {
-        case Match::Exact: return name == rule.name;
-        case Match::IgnoringCase: return sameIgnoringCase(name, rule.name);
-        case Match::StartIgnoringCase: return startsIgnoringCase(name, rule.name);
-        case Match::Anywhere: return name.find(rule.name) != std::string_view::npos;
+        case Match::Exact:
+            return name == rule.name;
+        case Match::IgnoringCase:
+            return sameIgnoringCase(name, rule.name);
+        case Match::StartIgnoringCase:
+            return startsIgnoringCase(name, rule.name);
+        case Match::Anywhere:
+            return name.find(rule.name) != std::string_view::npos;
     }
     return false;
 }

@@ -31,47 +31,47 @@ enum class PositionAspect { None, Multiply, Divide };
 
 struct HostQuirks {
     HostId id = HostId::Unknown;
-    const char* label = "";                 // for display only
+    const char* label = "";  // for display only
 
     // Describe
     const char* groupingFormat = "Quillon %s";  // menu grouping, %s is the effect's menu word
-    bool onlySource = false;                // one input clip, called "Source"; no further clips
-    bool shortClipLabels = false;           // clips get their short labels where they have one
-    bool neverPages = false;                // maxPages counts as 0 without asking
-    bool firstPageAtTop = false;            // the first page has no group; its parameters have an empty parent
-    bool skipColumns = false;               // pages are broken into columns
-    bool positionRanges = false;            // positions get a range and a display range
-    bool sequentialRender = false;          // asks for frames in order
+    bool onlySource = false;                    // one input clip, called "Source"; no further clips
+    bool shortClipLabels = false;               // clips get their short labels where they have one
+    bool neverPages = false;                    // maxPages counts as 0 without asking
+    bool firstPageAtTop = false;                // the first page has no group; its parameters have an empty parent
+    bool skipColumns = false;                   // pages are broken into columns
+    bool positionRanges = false;                // positions get a range and a display range
+    bool sequentialRender = false;              // asks for frames in order
 
     // Threads
-    bool ownThreads = false;                // works on its own threads instead of the host's suite
-    bool simulatedWay = true;               // passes the host's CPU count on at instance creation
+    bool ownThreads = false;   // works on its own threads instead of the host's suite
+    bool simulatedWay = true;  // passes the host's CPU count on at instance creation
 
     // Geometry
-    bool reciprocalAspect = false;          // pixel aspects are replaced by their reciprocals as they are read
-    bool squarePixelExtent = false;         // the project extent's width counts square pixels
-    bool verticalScaleForBoth = false;      // the horizontal render scale is overwritten with the vertical one
-    bool sizeFromBounds = false;            // the working size is the input image's, not the project's
+    bool reciprocalAspect = false;      // pixel aspects are replaced by their reciprocals as they are read
+    bool squarePixelExtent = false;     // the project extent's width counts square pixels
+    bool verticalScaleForBoth = false;  // the horizontal render scale is overwritten with the vertical one
+    bool sizeFromBounds = false;        // the working size is the input image's, not the project's
     PositionAspect positionAspect = PositionAspect::None;  // of position x values, read for rendering
-    bool outputOwnBounds = false;           // writes the whole output image, not the input's region
+    bool outputOwnBounds = false;                          // writes the whole output image, not the input's region
 
     // Frames
     FrameNumbers frameNumbers = FrameNumbers::FromClip;
-    int neighbourOffset = 0;                // added to a wanted frame where it is not the clip's first frame
-    bool millisecondTimes = false;          // without input, host times of generators are milliseconds
+    int neighbourOffset = 0;        // added to a wanted frame where it is not the clip's first frame
+    bool millisecondTimes = false;  // without input, host times of generators are milliseconds
 
     // Render
-    bool furtherClips = true;               // fetches clips beyond the primary
-    bool abortAfterPrimary = true;          // asks for abort between the primary and the further clips
-    bool skipsSmallPreview = false;         // the preview thumbnail shows the input for effects that say so
+    bool furtherClips = true;        // fetches clips beyond the primary
+    bool abortAfterPrimary = true;   // asks for abort between the primary and the further clips
+    bool skipsSmallPreview = false;  // the preview thumbnail shows the input for effects that say so
 
     // Overlays
     bool squaredOverlayAspect = false;      // overlay aspect from the pixel scales, pen positions as they are
     bool pixelScalePerRenderScale = false;  // pixel scale is divided by render scale
 
     // Changes
-    bool swallowsFirstChoiceChange = false; // the first notification of a steering choice is noise
-    bool writesTextBack = true;             // changed texts go to the host at the end of a change
+    bool swallowsFirstChoiceChange = false;  // the first notification of a steering choice is noise
+    bool writesTextBack = true;              // changed texts go to the host at the end of a change
 
     const char* primaryClipName(const char* usual) const;
 };

@@ -28,8 +28,8 @@ namespace {
 
 OfxParamHandle parameterHandle(OfxParamSetHandle parameters, const char* name) {
     OfxParamHandle handle = nullptr;
-    const auto status = callSuite(bundleState().suites.parameter, &OfxParameterSuiteV1::paramGetHandle, parameters, name, &handle,
-                                  static_cast<OfxPropertySetHandle*>(nullptr));
+    const auto status = callSuite(bundleState().suites.parameter, &OfxParameterSuiteV1::paramGetHandle, parameters,
+                                  name, &handle, static_cast<OfxPropertySetHandle*>(nullptr));
     return status == ofx::status::OK ? handle : nullptr;
 }
 
@@ -121,7 +121,8 @@ void clipChanged(OfxImageEffectHandle instance, InstanceRecord& record, std::str
 void rememberChoices(InstanceRecord& record) {
     const auto& controls = record.effect->info().controls();
     for (std::size_t i = 0; i < controls.size(); ++i)
-        if (const auto* choice = dynamic_cast<const ListControlK7*>(controls[i])) choice->currentIndex(&record.parameters[i].lastValue);
+        if (const auto* choice = dynamic_cast<const ListControlK7*>(controls[i]))
+            choice->currentIndex(&record.parameters[i].lastValue);
 }
 
 // A preset writes other parameters; the host answers each write with a change notification of its own, while this
@@ -163,7 +164,8 @@ void parameterChanged(InstanceRecord& record, std::string_view name) {
         if (name != control.name()) continue;
         if (auto* button = dynamic_cast<ButtonControlK7*>(&control)) return effect.ButtonPressed(*button);
         if (!info.steers(&control)) return effect.ControlChanged(control);
-        if (auto* choice = dynamic_cast<ListControlK7*>(&control)) return choiceChanged(record, record.parameters[i], *choice);
+        if (auto* choice = dynamic_cast<ListControlK7*>(&control))
+            return choiceChanged(record, record.parameters[i], *choice);
         if (control.ignoreNextChange)
             control.ignoreNextChange = false;
         else

@@ -10,7 +10,9 @@ namespace {
 
 PropertySet interactProperties(OfxInteractHandle interact) {
     OfxPropertySetHandle set = nullptr;
-    if (!interact || callSuite(bundleState().suites.interact, &OfxInteractSuiteV1::interactGetPropertySet, interact, &set)) return {};
+    if (!interact ||
+        callSuite(bundleState().suites.interact, &OfxInteractSuiteV1::interactGetPropertySet, interact, &set))
+        return {};
     return PropertySet(set);
 }
 
@@ -56,7 +58,8 @@ class Interact {
             widget->overlay = &effect()->overlaySide();
             widget->colour = widgets.size() > 1 && widget == widgets[1] ? OVERLAY_YELLOW : OVERLAY_WHITE;
             // One index for all of them, so that the last one stays: hosts redraw on any change in any case.
-            for (const ControlK7* control : widget->followed) m_set.setString(ofx::prop::InteractSlaveToParam, control->name(), 0);
+            for (const ControlK7* control : widget->followed)
+                m_set.setString(ofx::prop::InteractSlaveToParam, control->name(), 0);
         }
     }
 

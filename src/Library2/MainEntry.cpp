@@ -20,8 +20,8 @@ OfxImageEffectHandle effectHandle(const void* handle) {
     return static_cast<OfxImageEffectHandle>(const_cast<void*>(handle));
 }
 
-OfxStatus dispatch(const EffectEntry& entry, std::string_view action, OfxImageEffectHandle effect, const PropertySet& inArgs,
-                   const PropertySet& outArgs) {
+OfxStatus dispatch(const EffectEntry& entry, std::string_view action, OfxImageEffectHandle effect,
+                   const PropertySet& inArgs, const PropertySet& outArgs) {
     namespace act = ofx::action;
     if (action == act::Load) return actionLoad();
     if (action == act::Unload) return actionUnload();

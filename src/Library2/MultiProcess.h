@@ -50,7 +50,9 @@ void runOnHostThreads(MultiThreadRecord& record, RowWorker worker, int rows, voi
 void runOnOwnThreads(K7PTMultiProcess& threads, RowWorker worker, int rows, void* job);
 
 // The rows of one thread. The remainder is the last thread's; with fewer rows than threads the first takes all.
-struct RowRange { int first, last; };
+struct RowRange {
+    int first, last;
+};
 RowRange hostRowRange(int rows, unsigned int index, unsigned int threads);
 RowRange ownRowRange(int rows, int index, int threads);
 

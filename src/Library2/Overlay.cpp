@@ -22,7 +22,8 @@ void OverlayK7::PenEvent(PenEventCode event, float x, float y) {
 
 // ---- What all widgets share -----------------------------------------------------------------------------------
 
-OverlayControlK7::OverlayControlK7(EffectInfo* owner, std::initializer_list<ControlK7*> followedControls) : followed(followedControls) {
+OverlayControlK7::OverlayControlK7(EffectInfo* owner, std::initializer_list<ControlK7*> followedControls)
+    : followed(followedControls) {
     for (ControlK7* control : followed) control->followedByOverlay = true;
     owner->addWidget(this);
 }
@@ -35,10 +36,15 @@ bool OverlayControlK7::near(Point place, float x, float y) const {
 void OverlayControlK7::OnPen(PenEventCode event, float x, float y) {
     if (!overlay) return;
     switch (event) {
-        case PenEventCode::Hover: hovered = partAt(x, y); break;
-        case PenEventCode::Down: hovered = grabbed = partAt(x, y); break;
+        case PenEventCode::Hover:
+            hovered = partAt(x, y);
+            break;
+        case PenEventCode::Down:
+            hovered = grabbed = partAt(x, y);
+            break;
         case PenEventCode::Motion:
-        case PenEventCode::Up: break;
+        case PenEventCode::Up:
+            break;
     }
     Apply(event, x, y);
 }
@@ -61,7 +67,9 @@ void OverlayControlK7::Draw(const OverlayPen& pen) {
 
 namespace {
 
-Point placeOf(const PositionControlK7& position, const OverlayView& view) { return view.place(position.overlayX, position.overlayY); }
+Point placeOf(const PositionControlK7& position, const OverlayView& view) {
+    return view.place(position.overlayX, position.overlayY);
+}
 
 void movePosition(PositionControlK7& position, Point pen, const OverlayView& view) {
     position.overlayX = static_cast<double>(pen.x) / view.width;
@@ -71,7 +79,9 @@ void movePosition(PositionControlK7& position, Point pen, const OverlayView& vie
 void writePosition(const PositionControlK7& position) { position.SetValue(position.overlayX, position.overlayY); }
 
 // The pen seen from a centre, in the axes of a shape turned by `degrees`.
-Point fromCentre(Point pen, Point centre, float degrees) { return rotated({pen.x - centre.x, pen.y - centre.y}, -degrees); }
+Point fromCentre(Point pen, Point centre, float degrees) {
+    return rotated({pen.x - centre.x, pen.y - centre.y}, -degrees);
+}
 
 double asRadius(float distance, const OverlayView& view) { return 2.0 * static_cast<double>(distance) / view.width; }
 
@@ -130,11 +140,14 @@ void AngleOverlayK7::draw(const OverlayPen& pen) const {
 
 // ---- Circle ---------------------------------------------------------------------------------------------------
 
-CircleOverlayK7::CircleOverlayK7(EffectInfo* owner, PositionControlK7& centre, SizeControlK7& radiusX, SizeControlK7& radiusY,
-                                 FloatControlK7* rotation)
+CircleOverlayK7::CircleOverlayK7(EffectInfo* owner, PositionControlK7& centre, SizeControlK7& radiusX,
+                                 SizeControlK7& radiusY, FloatControlK7* rotation)
     : OverlayControlK7(owner, rotation ? std::initializer_list<ControlK7*>{&centre, &radiusX, &radiusY, rotation}
                                        : std::initializer_list<ControlK7*>{&centre, &radiusX, &radiusY}),
-      m_centre(centre), m_radiusX(radiusX), m_radiusY(&radiusY), m_rotation(rotation) {}
+      m_centre(centre),
+      m_radiusX(radiusX),
+      m_radiusY(&radiusY),
+      m_rotation(rotation) {}
 
 Point CircleOverlayK7::partPlace(int part) const {
     const float rx = view().length(m_radiusX.overlayValue);
@@ -144,7 +157,9 @@ Point CircleOverlayK7::partPlace(int part) const {
     return {centre.x + turned.x, centre.y + turned.y};
 }
 int CircleOverlayK7::partAt(float x, float y) const {
-    if (round()) return onCircle(placeOf(m_centre, view()), view().length(m_radiusX.overlayValue), x, y, view().hitRadius()) ? 2 : 0;
+    if (round())
+        return onCircle(placeOf(m_centre, view()), view().length(m_radiusX.overlayValue), x, y, view().hitRadius()) ? 2
+                                                                                                                    : 0;
     for (int part = 1; part <= 3; ++part)
         if (near(partPlace(part), x, y)) return part;
     return 0;
@@ -196,11 +211,14 @@ void DeltaCircleOverlayK7::draw(const OverlayPen& pen) const {
 
 // ---- Rectangle ------------------------------------------------------------------------------------------------
 
-RectangleOverlayK7::RectangleOverlayK7(EffectInfo* owner, PositionControlK7& centre, SizeControlK7& width, SizeControlK7& height,
-                                       FloatControlK7* rotation)
+RectangleOverlayK7::RectangleOverlayK7(EffectInfo* owner, PositionControlK7& centre, SizeControlK7& width,
+                                       SizeControlK7& height, FloatControlK7* rotation)
     : OverlayControlK7(owner, rotation ? std::initializer_list<ControlK7*>{&centre, &width, &height, rotation}
                                        : std::initializer_list<ControlK7*>{&centre, &width, &height}),
-      m_centre(centre), m_width(width), m_height(height), m_rotation(rotation) {}
+      m_centre(centre),
+      m_width(width),
+      m_height(height),
+      m_rotation(rotation) {}
 
 Point RectangleOverlayK7::partPlace(int part) const {
     const float w = view().length(m_width.overlayValue), h = view().length(m_height.overlayValue);
@@ -223,6 +241,7 @@ void RectangleOverlayK7::write(int part) {
     if (part != 2) m_height.SetValue(m_height.overlayValue);
 }
 void RectangleOverlayK7::draw(const OverlayPen& pen) const {
-    pen.rectangle(placeOf(m_centre, view()), view().length(m_width.overlayValue), view().length(m_height.overlayValue), degrees(), dashed);
+    pen.rectangle(placeOf(m_centre, view()), view().length(m_width.overlayValue), view().length(m_height.overlayValue),
+                  degrees(), dashed);
     for (int part = 1; part <= 3; ++part) pen.handle(partPlace(part), hovered == part);
 }

@@ -9,9 +9,9 @@ enum class PenEventCode : int { Hover = 0, Down = 1, Motion = 2, Up = 3 };
 
 // How the viewer shows the picture, computed before each draw and pen event.
 struct OverlayView {
-    int width = 0;          // project size x render scale
+    int width = 0;  // project size x render scale
     int height = 0;
-    float aspect = 1.0f;    // x scale between pen space and image space
+    float aspect = 1.0f;  // x scale between pen space and image space
     float vertical = 1.0f;
     float hitScale = 0.0f;  // pixels for one image unit
 
@@ -33,8 +33,8 @@ class OverlayK7 {
 
   protected:
     virtual EffectInfo& overlayInfo() = 0;
-    virtual void PrepareOverlay() {}                // sets the widgets' visibility for the mode in use
-    virtual void DrawMore(const OverlayPen&) {}     // what no widget draws, after them
+    virtual void PrepareOverlay() {}             // sets the widgets' visibility for the mode in use
+    virtual void DrawMore(const OverlayPen&) {}  // what no widget draws, after them
 };
 
 // A widget: a member of the effect's info record, declared after the controls it follows. It draws itself from their
@@ -63,14 +63,14 @@ class OverlayControlK7 {
     const OverlayView& view() const { return overlay->view; }
     bool near(Point place, float x, float y) const;  // strictly within the hit square
 
-    virtual int partAt(float x, float y) const = 0;   // the first part under the pen; 0 none
-    virtual void moveTo(int part, Point pen) = 0;     // the controls' new overlay fields
-    virtual void write(int part) = 0;                 // and to the host
+    virtual int partAt(float x, float y) const = 0;  // the first part under the pen; 0 none
+    virtual void moveTo(int part, Point pen) = 0;    // the controls' new overlay fields
+    virtual void write(int part) = 0;                // and to the host
     virtual void draw(const OverlayPen& pen) const = 0;
 };
 
 // ---- Widgets --------------------------------------------------------------------------------------------------
-// Parts are numbered from 1. Radii are fractions of the half width, as the controls that they follow.
+// The parts of a widget count from 1. Radii are fractions of the half width, as the controls that they follow.
 
 class CrosshairOverlayK7 : public OverlayControlK7 {  // 1: the centre
   public:
@@ -130,7 +130,11 @@ class AngleOverlayK7 : public OverlayControlK7 {  // 1: the handle at the end of
 class CircleOverlayK7 : public OverlayControlK7 {
   public:
     CircleOverlayK7(EffectInfo* owner, PositionControlK7& centre, SizeControlK7& radius)
-        : OverlayControlK7(owner, {&centre, &radius}), m_centre(centre), m_radiusX(radius), m_radiusY(nullptr), m_rotation(nullptr) {}
+        : OverlayControlK7(owner, {&centre, &radius}),
+          m_centre(centre),
+          m_radiusX(radius),
+          m_radiusY(nullptr),
+          m_rotation(nullptr) {}
     CircleOverlayK7(EffectInfo* owner, PositionControlK7& centre, SizeControlK7& radiusX, SizeControlK7& radiusY,
                     FloatControlK7* rotation = nullptr);
 

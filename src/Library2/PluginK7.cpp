@@ -34,7 +34,8 @@ void PluginK7::LibMpSetup(int count) {
 void PluginK7::dispatchRows(RowWorker worker, int rows, void* job) {
     if (rows <= 0) return;
     if (!bundleState().quirks->ownThreads) {
-        if (auto* record = slot<MultiThreadRecord>(SLOT_MULTI_THREAD)) return runOnHostThreads(*record, worker, rows, job);
+        if (auto* record = slot<MultiThreadRecord>(SLOT_MULTI_THREAD))
+            return runOnHostThreads(*record, worker, rows, job);
         return worker(job, 0, rows - 1);
     }
     if (auto* threads = slot<K7PTMultiProcess>(SLOT_OWN_THREADS)) return runOnOwnThreads(*threads, worker, rows, job);

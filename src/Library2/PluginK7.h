@@ -38,13 +38,13 @@ class PluginK7 {
     virtual const EffectTraits& effectTraits() const = 0;
 
     // ---- What an effect overrides
-    virtual void ProcessFrame() {}      // reads clips and controls, writes output.image; under the render lock
-    virtual void InstanceCreated();     // last step of creation; runs the enable rules
-    virtual void FramePrepare() {}      // fills the clips' frame lists, before any image is fetched
+    virtual void ProcessFrame() {}   // reads clips and controls, writes output.image; under the render lock
+    virtual void InstanceCreated();  // last step of creation; runs the enable rules
+    virtual void FramePrepare() {}   // fills the clips' frame lists, before any image is fetched
     virtual void ClipChanged() {}
     virtual void ButtonPressed(ButtonControlK7&) {}
     virtual void ControlChanged(ControlK7&) {}  // any other parameter without an enable rule has changed
-    virtual void MarkRestart() {}       // a simulation begins anew at the next render
+    virtual void MarkRestart() {}               // a simulation begins anew at the next render
 
     // ---- Frames
     double currentFrame = 0.0;  // relative to firstFrame
@@ -52,7 +52,7 @@ class PluginK7 {
     double lastFrame = 0.0;
     double frameRate = 25.0;
     bool doColour = true;
-    bool doAlpha = true;        // set at each render; where clear, the source's alpha would go to the output
+    bool doAlpha = true;  // set at each render; where clear, the source's alpha would go to the output
     // Fetches a clip's frame at a host time into the image. The render lock is left meanwhile, so that the host can
     // render what is upstream.
     bool fetchFrame(OfxImageClipHandle clip, double time, K7Image* image);
@@ -76,7 +76,9 @@ class PluginK7 {
     // The same for a callable or a member function of the effect (int first, int last).
     template <class Work>
     void MultiProcess(Work&& work, int rows) {
-        auto call = [](void* job, int first, int last) { (*static_cast<std::remove_reference_t<Work>*>(job))(first, last); };
+        auto call = [](void* job, int first, int last) {
+            (*static_cast<std::remove_reference_t<Work>*>(job))(first, last);
+        };
         dispatchRows(call, rows, const_cast<void*>(static_cast<const void*>(&work)));
     }
     template <class Effect>
@@ -92,7 +94,9 @@ class PluginK7 {
 
     void adoptHost();  // copies host and suites into m_Private
     template <class T>
-    T* slot(PrivateSlot which) const { return static_cast<T*>(m_Private[which]); }
+    T* slot(PrivateSlot which) const {
+        return static_cast<T*>(m_Private[which]);
+    }
     void setSlot(PrivateSlot which, const void* value) { m_Private[which] = const_cast<void*>(value); }
 
     bool holdsRenderLock = false;  // while ProcessFrame runs

@@ -6,7 +6,8 @@
 
 OfxStatus actionRegionOfDefinition(OfxImageEffectHandle instance, const PropertySet& outArgs) {
     const PropertySet set = effectProperties(instance);
-    const double region[4] = {0.0, 0.0, set.doubleOr(ofx::prop::ProjectSize, 0.0, 0), set.doubleOr(ofx::prop::ProjectSize, 0.0, 1)};
+    const double region[4] = {0.0, 0.0, set.doubleOr(ofx::prop::ProjectSize, 0.0, 0),
+                              set.doubleOr(ofx::prop::ProjectSize, 0.0, 1)};
     outArgs.setDoubles(ofx::prop::RegionOfDefinition, 4, region);
     return ofx::status::OK;
 }
@@ -29,8 +30,10 @@ OfxStatus actionClipPreferences(const PropertySet& outArgs) {
 
 FrameSpan frameSpan(const PropertySet& clip, double time, double duration) {
     switch (bundleState().quirks->frameNumbers) {
-        case FrameNumbers::ZeroToMany: break;
-        case FrameNumbers::ZeroToDuration: return {0.0, duration, time};
+        case FrameNumbers::ZeroToMany:
+            break;
+        case FrameNumbers::ZeroToDuration:
+            return {0.0, duration, time};
         case FrameNumbers::FromClip: {
             double first = 0.0, last = 0.0;
             if (clip.getDouble(ofx::prop::FrameRange, &first, 0) && clip.getDouble(ofx::prop::FrameRange, &last, 1))
@@ -43,9 +46,12 @@ FrameSpan frameSpan(const PropertySet& clip, double time, double duration) {
 
 double positionFactor(double aspect) {
     switch (bundleState().quirks->positionAspect) {
-        case PositionAspect::Multiply: return aspect;
-        case PositionAspect::Divide: return 1.0 / aspect;
-        case PositionAspect::None: break;
+        case PositionAspect::Multiply:
+            return aspect;
+        case PositionAspect::Divide:
+            return 1.0 / aspect;
+        case PositionAspect::None:
+            break;
     }
     return 1.0;
 }

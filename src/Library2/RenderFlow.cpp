@@ -76,8 +76,12 @@ class HostThreads {
 class Render {
   public:
     Render(OfxImageEffectHandle instance, InstanceRecord& record, const PropertySet& inArgs)
-        : m_instance(instance), m_effect(*record.effect), m_info(m_effect.info()),
-          m_quirks(*bundleState().quirks), m_inArgs(inArgs), m_properties(effectProperties(instance)) {}
+        : m_instance(instance),
+          m_effect(*record.effect),
+          m_info(m_effect.info()),
+          m_quirks(*bundleState().quirks),
+          m_inArgs(inArgs),
+          m_properties(effectProperties(instance)) {}
 
     void run() {
         m_effect.setSlot(SLOT_INSTANCE, m_instance);
@@ -170,8 +174,10 @@ class Render {
     }
 
     bool blackPrimary(ClipRecord& primary) {
-        primary.image.reset(make_float_image({}, nullptr, m_width, m_height, m_projectAspect, false, m_scaleX, runner()));
-        m_info.output.image.reset(make_float_image({}, nullptr, m_width, m_height, m_projectAspect, false, m_scaleX, runner()));
+        primary.image.reset(
+            make_float_image({}, nullptr, m_width, m_height, m_projectAspect, false, m_scaleX, runner()));
+        m_info.output.image.reset(
+            make_float_image({}, nullptr, m_width, m_height, m_projectAspect, false, m_scaleX, runner()));
         return primary.image && m_info.output.image;
     }
 
@@ -203,14 +209,18 @@ class Render {
     bool furtherClips() {
         for (std::size_t i = 1; i < m_info.inputs().size(); ++i) {
             ClipRecord& clip = *m_info.inputs()[i];
-            HostImage host = m_quirks.furtherClips ? HostImage(clipHandle(m_instance, m_quirks.primaryClipName(clip.param().name)), m_time)
-                                                   : HostImage();
+            HostImage host =
+                m_quirks.furtherClips
+                    ? HostImage(clipHandle(m_instance, m_quirks.primaryClipName(clip.param().name)), m_time)
+                    : HostImage();
             if (!host) {
-                clip.image.reset(make_float_image({}, m_info.primary()->image.get(), m_width, m_height, 1.0, false, m_scaleX, runner()));
+                clip.image.reset(make_float_image({}, m_info.primary()->image.get(), m_width, m_height, 1.0, false,
+                                                  m_scaleX, runner()));
             } else {
                 const HostPixels pixels = host.pixels();
                 if (!pixels.data) return false;
-                clip.image.reset(make_float_image(pixels, nullptr, m_width, m_height, host.aspectAsGiven(), false, m_scaleX, runner()));
+                clip.image.reset(make_float_image(pixels, nullptr, m_width, m_height, host.aspectAsGiven(), false,
+                                                  m_scaleX, runner()));
             }
             if (!clip.image) return false;
         }
@@ -239,7 +249,8 @@ class Render {
         const HostImage host(clip, m_time);
         if (!host) return;
         const HostTarget target = host.target();
-        store_float_image(m_info.output.image.get(), target, m_quirks.outputOwnBounds ? target.bounds : m_bounds, runner());
+        store_float_image(m_info.output.image.get(), target, m_quirks.outputOwnBounds ? target.bounds : m_bounds,
+                          runner());
     }
 
     OfxImageEffectHandle m_instance;

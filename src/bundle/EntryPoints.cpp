@@ -21,7 +21,8 @@ OfxStatus overlayEntry(const char* action, const void* handle, OfxPropertySetHan
 template <std::size_t Index>
 OfxStatus mainEntry(const char* action, const void* handle, OfxPropertySetHandle inArgs, OfxPropertySetHandle outArgs) {
     const EffectDefinition& definition = registry()[Index];
-    return effectMain({&definition, definition.traits->overlay ? &overlayEntry<Index> : nullptr}, action, handle, inArgs, outArgs);
+    return effectMain({&definition, definition.traits->overlay ? &overlayEntry<Index> : nullptr}, action, handle,
+                      inArgs, outArgs);
 }
 
 // Plain storage: it is still there when a host unloads effects while the process ends.
@@ -32,8 +33,8 @@ struct PluginTable {
 
     template <std::size_t... Index>
     explicit PluginTable(std::index_sequence<Index...>)
-        : records{OfxPlugin{ofx::ImageEffectPluginApi, ofx::ImageEffectPluginApiVersion, identifiers[Index].data(), 1, 0,
-                            &setHost, &mainEntry<Index>}...} {
+        : records{OfxPlugin{ofx::ImageEffectPluginApi, ofx::ImageEffectPluginApiVersion, identifiers[Index].data(), 1,
+                            0, &setHost, &mainEntry<Index>}...} {
         (writeIdentifier(identifiers[Index], *registry()[Index].traits), ...);
     }
     static void writeIdentifier(Identifier& identifier, const EffectTraits& traits) {
@@ -65,5 +66,4 @@ extern "C" {
     if (index < 0 || index >= EFFECT_COUNT) return nullptr;
     return &pluginTable().records[static_cast<std::size_t>(index)];
 }
-
 }

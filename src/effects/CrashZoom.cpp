@@ -42,7 +42,8 @@ void CrashZoom::DrawMore(const OverlayPen& pen) {
     const Point centre = view.place(Centre.overlayX, Centre.overlayY);
     const float radius = view.length(Radius.overlayValue);
     const auto corner = [&](int i) {
-        const float degrees = 360.0f * static_cast<float>(i) / static_cast<float>(sides) - static_cast<float>(Rotation.overlayValue);
+        const float degrees =
+            360.0f * static_cast<float>(i) / static_cast<float>(sides) - static_cast<float>(Rotation.overlayValue);
         const Point arm = rotated({radius, 0.0f}, degrees);
         return Point{centre.x + arm.x, centre.y + arm.y};
     };

@@ -20,7 +20,9 @@ struct CrashZoomInfo : EffectInfo {
     FloatControlK7 Speed{this, {"Speed", "Speed", 10.0, -200.0, 100.0}};
     PositionControlK7 Centre{this, {"Centre", "Centre", 0.5, 0.5}};
     ListControlK7 UseObject{this,
-                            {"UseObject", "Shape", 0,
+                            {"UseObject",
+                             "Shape",
+                             0,
                              {"Circle", "Object Image", "3 sides", "4 sides", "5 sides", "6 sides", "7 sides",
                               "8 sides", "9 sides", "10 sides"}}};
     SizeControlK7 Radius{this, {"Radius", "Clear Radius", 0.2, 0.0, 3.0}};

@@ -5,5 +5,6 @@
 
 void Darken::ProcessFrame() {
     const StageTimer timer("Darken (CPU)");
-    spreadExtreme(Extreme::Darkest, {CutOff, Rad, DoRGB, RadR, RadG, RadB, RadA}, input.image.get(), output.image.get());
+    spreadExtreme(Extreme::Darkest, {CutOff, Rad, DoRGB, RadR, RadG, RadB, RadA}, input.image.get(),
+                  output.image.get());
 }

@@ -1,7 +1,7 @@
 // Q_Darken: dark parts of the picture grow over their surroundings.
 //
-// A box minimum for each channel, applied only where the pixel's luminance is at or below the threshold; with Split RGB each
-// channel has a window of its own size.
+// A box minimum for each channel, applied only where the pixel's luminance is at or below the threshold; with Split RGB
+// each channel has a window of its own size.
 #pragma once
 
 #include "Library2/PluginK7.h"

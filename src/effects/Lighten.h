@@ -1,7 +1,7 @@
 // Q_Lighten: light parts of the picture grow over their surroundings.
 //
-// A box maximum for each channel, applied only where the pixel's luminance is at or above the threshold; with Split RGB each
-// channel has a window of its own size. Boost Highlights is a gamma on the input, before the window.
+// A box maximum for each channel, applied only where the pixel's luminance is at or above the threshold; with Split RGB
+// each channel has a window of its own size. Boost Highlights is a gamma on the input, before the window.
 #pragma once
 
 #include "Library2/PluginK7.h"

@@ -161,6 +161,5 @@ template <std::size_t Row>
 constexpr EffectDefinition definePassThrough() {
     return {&PASS_THROUGH[Row].traits,
             []() -> std::unique_ptr<EffectInfo> { return std::make_unique<PassThroughInfo>(PASS_THROUGH[Row]); },
-            []() -> std::unique_ptr<PluginK7> { return std::make_unique<PassThrough>(PASS_THROUGH[Row]); },
-            false};
+            []() -> std::unique_ptr<PluginK7> { return std::make_unique<PassThrough>(PASS_THROUGH[Row]); }, false};
 }

@@ -144,8 +144,7 @@ bool make_float_image_pair(const HostPixels& host, int width, int height, double
                           ImagePtr(create_frame(width, height, is_convertible(host)))};
     if (!images[0] || !images[1]) return false;
     for (const ImagePtr& image : images) set_frame_attributes(image.get(), aspect, render_scale);
-    if (host.data)
-        convert_host_pixels(host, bounds_of(host, width, height), images[0].get(), images[1].get(), runner);
+    if (host.data) convert_host_pixels(host, bounds_of(host, width, height), images[0].get(), images[1].get(), runner);
     *first = images[0].release();
     *second = images[1].release();
     return true;

@@ -25,9 +25,9 @@ struct ExtremeStrip {
     GateSide gate;
     float threshold;
     bool is_streamed;  // the destination is too large for the caches
-    float* line;    // extreme_line_floats()
-    float* prefix;  // extreme_row_floats()
-    float* slots;   // down.count() times extreme_row_floats()
+    float* line;       // extreme_line_floats()
+    float* prefix;     // extreme_row_floats()
+    float* slots;      // down.count() times extreme_row_floats()
 };
 
 // Sizes of the scratch lines: whole cache lines, with room for whole vectors to be read and written past the end.

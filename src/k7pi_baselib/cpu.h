@@ -13,9 +13,12 @@ void set_cpu_level_limit(CpuLevel limit);
 template <class Table>
 const Table& cpu_select(const Table& baseline, const Table& avx2, const Table& avx512) {
     switch (cpu_level()) {
-        case CpuLevel::avx512: return avx512;
-        case CpuLevel::avx2: return avx2;
-        case CpuLevel::baseline: break;
+        case CpuLevel::avx512:
+            return avx512;
+        case CpuLevel::avx2:
+            return avx2;
+        case CpuLevel::baseline:
+            break;
     }
     return baseline;
 }

@@ -40,7 +40,8 @@ std::size_t s_count = 0, s_bytes = 0;
 Header* remove_kept(std::size_t index) {
     Header* block = s_kept[index].block;
     s_bytes -= s_kept[index].capacity;
-    std::move(s_kept.begin() + static_cast<std::ptrdiff_t>(index) + 1, s_kept.begin() + static_cast<std::ptrdiff_t>(s_count),
+    std::move(s_kept.begin() + static_cast<std::ptrdiff_t>(index) + 1,
+              s_kept.begin() + static_cast<std::ptrdiff_t>(s_count),
               s_kept.begin() + static_cast<std::ptrdiff_t>(index));
     --s_count;
     return block;

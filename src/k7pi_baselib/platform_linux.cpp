@@ -2,8 +2,8 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sched.h>
-#include <sys/random.h>
 #include <sys/mman.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>

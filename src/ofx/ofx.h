@@ -14,12 +14,24 @@ extern "C" {
 using OfxStatus = int;
 using OfxTime = double;  // frames; 0 is the first frame of the effect
 
-struct OfxRangeI { int min, max; };
-struct OfxRangeD { double min, max; };
-struct OfxPointI { int x, y; };
-struct OfxPointD { double x, y; };
-struct OfxRectI { int x1, y1, x2, y2; };     // half open: x1 <= x < x2
-struct OfxRectD { double x1, y1, x2, y2; };
+struct OfxRangeI {
+    int min, max;
+};
+struct OfxRangeD {
+    double min, max;
+};
+struct OfxPointI {
+    int x, y;
+};
+struct OfxPointD {
+    double x, y;
+};
+struct OfxRectI {
+    int x1, y1, x2, y2;
+};  // half open: x1 <= x < x2
+struct OfxRectD {
+    double x1, y1, x2, y2;
+};
 
 // ---- Handles --------------------------------------------------------------------------------------------------
 
@@ -178,16 +190,13 @@ static_assert(sizeof(OfxPlugin) == 48 && offsetof(OfxPlugin, pluginApi) == 0 && 
               offsetof(OfxPlugin, pluginVersionMinor) == 28 && offsetof(OfxPlugin, setHost) == 32 &&
               offsetof(OfxPlugin, mainEntry) == 40);
 
-static_assert(sizeof(OfxPropertySuiteV1) == 144 && offsetof(OfxPropertySuiteV1, propSetInt) == 3 * 8 &&
-              offsetof(OfxPropertySuiteV1, propSetPointerN) == 4 * 8 &&
-              offsetof(OfxPropertySuiteV1, propSetIntN) == 7 * 8 &&
-              offsetof(OfxPropertySuiteV1, propGetPointer) == 8 * 8 &&
-              offsetof(OfxPropertySuiteV1, propGetString) == 9 * 8 &&
-              offsetof(OfxPropertySuiteV1, propGetDouble) == 10 * 8 &&
-              offsetof(OfxPropertySuiteV1, propGetInt) == 11 * 8 &&
-              offsetof(OfxPropertySuiteV1, propGetIntN) == 15 * 8 &&
-              offsetof(OfxPropertySuiteV1, propReset) == 16 * 8 &&
-              offsetof(OfxPropertySuiteV1, propGetDimension) == 17 * 8);
+static_assert(
+    sizeof(OfxPropertySuiteV1) == 144 && offsetof(OfxPropertySuiteV1, propSetInt) == 3 * 8 &&
+    offsetof(OfxPropertySuiteV1, propSetPointerN) == 4 * 8 && offsetof(OfxPropertySuiteV1, propSetIntN) == 7 * 8 &&
+    offsetof(OfxPropertySuiteV1, propGetPointer) == 8 * 8 && offsetof(OfxPropertySuiteV1, propGetString) == 9 * 8 &&
+    offsetof(OfxPropertySuiteV1, propGetDouble) == 10 * 8 && offsetof(OfxPropertySuiteV1, propGetInt) == 11 * 8 &&
+    offsetof(OfxPropertySuiteV1, propGetIntN) == 15 * 8 && offsetof(OfxPropertySuiteV1, propReset) == 16 * 8 &&
+    offsetof(OfxPropertySuiteV1, propGetDimension) == 17 * 8);
 
 static_assert(sizeof(OfxImageEffectSuiteV1) == 104 && offsetof(OfxImageEffectSuiteV1, getParamSet) == 1 * 8 &&
               offsetof(OfxImageEffectSuiteV1, clipDefine) == 2 * 8 &&

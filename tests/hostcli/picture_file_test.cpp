@@ -90,9 +90,9 @@ TEST(PictureFiles, FormatsWithoutAlphaDropIt) {
 }
 
 // Writes a file by the library alone, to see what the reader makes of others' files.
-void writeRaw(const std::string& path, OIIO::ImageSpec spec, const std::vector<float>& samples) {
+void writeRaw(const std::string& path, OIIO::ImageSpec header, const std::vector<float>& samples) {
     auto output = OIIO::ImageOutput::create(path);
-    ASSERT_TRUE(output && output->open(path, spec)) << OIIO::geterror();
+    ASSERT_TRUE(output && output->open(path, header)) << OIIO::geterror();
     ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, samples.data()));
     ASSERT_TRUE(output->close());
 }
@@ -130,23 +130,23 @@ TEST(PictureFiles, ChannelsAreTakenByName) {
         {{"A"}, {0.25f}, {0.25f, 0.25f, 0.25f, 1.0f}},
     };
     for (const auto& c : cases) {
-        OIIO::ImageSpec spec(1, 1, static_cast<int>(c.names.size()), OIIO::TypeDesc::FLOAT);
-        spec.channelnames = c.names;
-        spec.alpha_channel = -1;
+        OIIO::ImageSpec header(1, 1, static_cast<int>(c.names.size()), OIIO::TypeDesc::FLOAT);
+        header.channelnames = c.names;
+        header.alpha_channel = -1;
         for (std::size_t i = 0; i < c.names.size(); ++i)
-            if (c.names[i] == "A") spec.alpha_channel = static_cast<int>(i);
-        writeRaw(folder / "named.exr", spec, c.samples);
+            if (c.names[i] == "A") header.alpha_channel = static_cast<int>(i);
+        writeRaw(folder / "named.exr", header, c.samples);
         EXPECT_EQ(readPicture(folder / "named.exr").rgba, c.rgba) << c.names[0];
     }
 }
 
 TEST(PictureFiles, ADataWindowIsPutIntoItsDisplayWindow) {
     const TemporaryFolder folder;
-    OIIO::ImageSpec spec(3, 2, 1, OIIO::TypeDesc::FLOAT);
-    spec.channelnames = {"Y"};
-    spec.x = -1, spec.y = 1;
-    spec.full_x = 0, spec.full_y = 0, spec.full_width = 4, spec.full_height = 3;
-    writeRaw(folder / "window.exr", spec, {1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f});
+    OIIO::ImageSpec header(3, 2, 1, OIIO::TypeDesc::FLOAT);
+    header.channelnames = {"Y"};
+    header.x = -1, header.y = 1;
+    header.full_x = 0, header.full_y = 0, header.full_width = 4, header.full_height = 3;
+    writeRaw(folder / "window.exr", header, {1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f});
     const Picture picture = readPicture(folder / "window.exr");
     ASSERT_EQ(picture.width, 4);
     ASSERT_EQ(picture.height, 3);

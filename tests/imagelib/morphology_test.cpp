@@ -90,7 +90,8 @@ TEST(WindowExtreme, SeveralStripsAndAnyThreadCount) {
 }
 
 TEST(WindowExtreme, PicturesTooLargeForTheCaches) {
-    for (int width : {1100, 1101}) expect_reference(noise_image(width, 520, 4, SAMPLE_F32).get(), same_for_all({3, 5, 1}), "large");
+    for (int width : {1100, 1101})
+        expect_reference(noise_image(width, 520, 4, SAMPLE_F32).get(), same_for_all({3, 5, 1}), "large");
 }
 
 TEST(WindowExtreme, ChannelsWithWindowsOfTheirOwn) {

@@ -194,7 +194,8 @@ TEST(Pyramid, FlatPicturesStayFlatAtEveryFootprintAndPlace) {
             for (float area : {1.0f, 3.0f, 17.0f, 300.0f, 1e5f})
                 for (float x = -150; x < 250; x += 7.3f) {
                     const Four value = read(pyramid, x, x * 0.7f, area);
-                    for (float v : value.v) EXPECT_NEAR(v, 0.625f, 0.004f) << x;  // the steps of the table: 0.25 % an axis
+                    for (float v : value.v)
+                        EXPECT_NEAR(v, 0.625f, 0.004f) << x;  // the steps of the table: 0.25 % an axis
                 }
         }
 }

@@ -7,9 +7,9 @@
 enum class Extreme { Darkest, Lightest };
 
 struct ExtremeControls {
-    const FloatControlK7& cutOff;      // percent
-    const IntegerControlK7& size;      // of all channels together
-    const CheckboxControlK7& split;    // instead: of each channel
+    const FloatControlK7& cutOff;    // percent
+    const IntegerControlK7& size;    // of all channels together
+    const CheckboxControlK7& split;  // instead: of each channel
     const IntegerControlK7& red;
     const IntegerControlK7& green;
     const IntegerControlK7& blue;
