@@ -1,5 +1,7 @@
 #include "imagelib/hostpixels_simd.h"
 
+#include <immintrin.h>
+
 namespace QUILLON_SIMD {
 namespace {
 
@@ -45,14 +47,38 @@ inline int to_code(float sample, float full) {
     return static_cast<int>(level);
 }
 
+// Sixteen samples at a time where the processor narrows in one instruction; the number of samples done. Of an unordered
+// pair the maximum is its second operand, so that NaN becomes 0 as above.
+template <bool is_u8>
+std::size_t to_codes_wide([[maybe_unused]] const float* samples, [[maybe_unused]] void* host,
+                          [[maybe_unused]] std::size_t count) {
+    std::size_t done = 0;
+#if defined(__AVX512BW__)
+    const __m512 full = _mm512_set1_ps(is_u8 ? 255.0f : 65535.0f);
+    for (; done + 16 <= count; done += 16) {
+        const __m512 level = _mm512_mul_ps(_mm512_loadu_ps(samples + done), full);
+        const __m512 limited = _mm512_min_ps(_mm512_max_ps(level, _mm512_setzero_ps()), full);
+        const __m512i codes = _mm512_cvttps_epi32(limited);
+        auto* target = static_cast<std::uint8_t*>(host) + done * (is_u8 ? 1 : 2);
+        if constexpr (is_u8)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(target), _mm512_cvtepi32_epi8(codes));
+        else
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(target), _mm512_cvtepi32_epi16(codes));
+    }
+#endif
+    return done;
+}
+
 void to_u8(const float* samples, void* host, std::size_t count) {
     auto* codes = static_cast<std::uint8_t*>(host);
-    for (std::size_t i = 0; i < count; ++i) codes[i] = static_cast<std::uint8_t>(to_code(samples[i], 255.0f));
+    for (std::size_t i = to_codes_wide<true>(samples, host, count); i < count; ++i)
+        codes[i] = static_cast<std::uint8_t>(to_code(samples[i], 255.0f));
 }
 
 void to_u16(const float* samples, void* host, std::size_t count) {
     HostU16* codes = static_cast<HostU16*>(host);
-    for (std::size_t i = 0; i < count; ++i) codes[i] = static_cast<std::uint16_t>(to_code(samples[i], 65535.0f));
+    for (std::size_t i = to_codes_wide<false>(samples, host, count); i < count; ++i)
+        codes[i] = static_cast<std::uint16_t>(to_code(samples[i], 65535.0f));
 }
 
 }  // namespace
