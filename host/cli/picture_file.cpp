@@ -196,6 +196,9 @@ void writePicture(const fs::path& path, const Picture& picture, const WriteOptio
         header.attribute("compression", "zip");
     } else if (std::string_view(format.extension).starts_with("tif")) {
         header.attribute("compression", "zip");
+    } else if (std::string_view(format.extension) == "png") {
+        header.attribute("png:compressionLevel",
+                         3);  // a quarter of the time of the usual 6, 2 % more bytes (a photograph)
     }
     if (options.pixelAspect != 1.0) header.attribute("PixelAspectRatio", static_cast<float>(options.pixelAspect));
 
