@@ -102,10 +102,8 @@ typedef float LoosePixel __attribute__((vector_size(16), aligned(4), may_alias))
 typedef int PixelMask __attribute__((vector_size(16)));
 
 Pixel every(float value) { return Pixel{value, value, value, value}; }
-Pixel limit_to_unit(Pixel value) {
-    const Pixel positive = value > 0.0f ? value : every(0.0f);
-    return positive < 1.0f ? positive : every(1.0f);
-}
+// Of an unordered pair the processor gives the second operand: NaN becomes 0.
+Pixel limit_to_unit(Pixel value) { return _mm_min_ps(_mm_max_ps(value, every(0.0f)), every(1.0f)); }
 
 template <int mode>
 Pixel combine(Pixel a, Pixel alpha_a, Pixel b, Pixel alpha_b) {
@@ -153,7 +151,7 @@ void blend_float_rgba(float* dest, const float* a, const float* b, int width) {
             const Pixel colour = combine<mode>(in_a * alpha_a, alpha_a, in_b * alpha_b, alpha_b) * factor;
             result = is_alpha ? raw_out : colour;
         }
-        result = result > top ? every(top) : result;
+        result = _mm_min_ps(every(top), result);  // NaN stays
         if constexpr (streamed)
             _mm_stream_ps(dest + i, result);
         else
