@@ -4,15 +4,13 @@
 #include <vector>
 
 #include "imagelib/imagelib_kernels.h"
+#include "imagelib/imagelib_resample.h"
 #include "imagelib/samples.h"
-
-K7Image* image_rotate(const K7Image* image, float degrees, int filter, int edge);
 
 namespace {
 
 constexpr float LARGEST = 32000.0f;  // its image has still fewer than 65536 pixels a side
 constexpr float SMALLEST = 0.01f;
-constexpr int FILTER_BSPLINE = 4, EDGE_BLACK = 1;
 
 int ceiled(float size) { return static_cast<int>(std::ceil(size)); }
 
@@ -62,5 +60,5 @@ K7Image* image_make_star_kernel(float size, float angle) {
         return std::min(value, 1.0);
     });
     if (!star || std::abs(angle) <= 0.0001f) return star.release();
-    return image_rotate(star.get(), angle, FILTER_BSPLINE, EDGE_BLACK);
+    return image_rotate(star.get(), angle, KERNEL_BSPLINE, EDGE_BLACK);
 }

@@ -62,6 +62,21 @@ TEST(KernelImages, Star) {
     expect_symmetric(large);
 }
 
+TEST(KernelImages, TurnedStarsKeepTheirCentreAndLightAndLookTheSameAfterAQuarter) {
+    const auto sum = [](const ImagePtr& image) {
+        double total = 0.0;
+        for (int y = 0; y < image->height; ++y)
+            for (int x = 0; x < image->width; ++x) total += image_get_sample(image.get(), x, y, 0);
+        return total;
+    };
+    const ImagePtr upright(image_make_star_kernel(8.0f, 0.0f)), turned(image_make_star_kernel(8.0f, 45.0f)),
+        quarter(image_make_star_kernel(8.0f, 90.0f));
+    EXPECT_NEAR(sum(turned), sum(upright), 0.02 * sum(upright));
+    EXPECT_GT(at(turned, 3, 3), 2.0f * at(turned, 4, 0));  // the rays are on the diagonals now
+    for (int y = -8; y <= 8; ++y)
+        for (int x = -8; x <= 8; ++x) EXPECT_EQ(at(quarter, x, y), at(upright, x, y));
+}
+
 TEST(KernelImages, Refusals) {
     for (const float size : {NAN, HUGE_VALF, 1e6f}) {
         EXPECT_EQ(image_make_gaussian_kernel(size), nullptr);
