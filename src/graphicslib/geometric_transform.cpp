@@ -11,15 +11,15 @@ GeometricTransform::GeometricTransform() {
 
 bool GeometricTransform::set_mode(int mode) {
     if (mode != VIEW && mode != MODEL) return false;
-    selected = mode;
+    m_selected = mode;
     return true;
 }
 
 bool GeometricTransform::push() {
-    int& depth = selected == VIEW ? view_depth : model_depth;
+    int& depth = m_selected == VIEW ? view_depth : model_depth;
     if (depth >= LEVELS - 1) return false;
     const auto top = std::size_t(depth++);
-    if (selected == VIEW)
+    if (m_selected == VIEW)
         view_stack[top + 1] = view_stack[top];
     else
         model_stack[top + 1] = model_stack[top];
@@ -27,7 +27,7 @@ bool GeometricTransform::push() {
 }
 
 bool GeometricTransform::pop() {
-    int& depth = selected == VIEW ? view_depth : model_depth;
+    int& depth = m_selected == VIEW ? view_depth : model_depth;
     if (depth <= 0) return false;
     --depth;
     return true;
@@ -38,7 +38,7 @@ void GeometricTransform::load_identity() { load_matrix(Matrix4::identity()); }
 bool GeometricTransform::load_matrix(const Matrix4& matrix) {
     Matrix4 inverse;
     if (!invert(matrix, inverse)) return false;
-    if (selected == VIEW)
+    if (m_selected == VIEW)
         view_stack[std::size_t(view_depth)] = {matrix, inverse, inverse.transposed()};
     else
         model_stack[std::size_t(model_depth)] = {matrix, inverse};
@@ -46,7 +46,7 @@ bool GeometricTransform::load_matrix(const Matrix4& matrix) {
 }
 
 bool GeometricTransform::multiply(const Matrix4& matrix) {
-    return load_matrix(matrix * (selected == VIEW ? view() : model()));
+    return load_matrix(matrix * (m_selected == VIEW ? view() : model()));
 }
 
 bool GeometricTransform::set_window(float left, float right, float bottom, float top, float near, float far) {

@@ -1,7 +1,7 @@
 // A stack of viewing transforms, a stack of modelling transforms and a projection.
 //
 // A point goes through the top of the model stack, then the top of the view stack, then the projection. Operations on
-// "the stack" mean the one that set_mode selected.
+// "the stack" mean the one that set_mode m_selected.
 #pragma once
 
 #include <array>
@@ -17,8 +17,8 @@ class GeometricTransform {
     virtual ~GeometricTransform() = default;
 
     bool set_mode(int mode);  // false for anything but VIEW and MODEL; initially MODEL
-    int mode() const { return selected; }
-    int depth(int of_mode) const { return of_mode == VIEW ? view_depth : model_depth; }
+    int mode() const { return m_selected; }
+    int stack_depth(int of_mode) const { return of_mode == VIEW ? view_depth : model_depth; }
 
     bool push();  // copies the top level; false when all levels are in use
     bool pop();   // false at the lowest level
@@ -71,7 +71,7 @@ class GeometricTransform {
     };
 
     Matrix4 current_projection, current_inverse, current_inverse_transpose;
-    int selected = MODEL;
+    int m_selected = MODEL;
     bool projection_set = false;
     int view_depth = 0, model_depth = 0;
     std::array<ViewLevel, LEVELS> view_stack;

@@ -14,14 +14,14 @@ bool StochasticSamplingPattern::init(std::uint32_t new_seed, int cells_per_side,
     if (number_of_sets > (1 << 26) / (cells_per_side * cells_per_side)) return false;
     if (new_mode != JITTERED && new_mode != POISSON) return false;
     cursor = 0;
-    if (new_seed == seed && cells_per_side == cells && number_of_sets == sets && new_mode == mode) return true;
-    seed = new_seed;
+    if (new_seed == m_seed && cells_per_side == cells && number_of_sets == sets && new_mode == m_mode) return true;
+    m_seed = new_seed;
     cells = cells_per_side;
     sets = number_of_sets;
-    mode = new_mode;
+    m_mode = new_mode;
     cells_per_set = cells * cells;
     total = cells_per_set * sets;
-    random = MTRandom(seed);
+    random = MTRandom(m_seed);
     places.clear();
     return true;
 }
@@ -44,7 +44,7 @@ void StochasticSamplingPattern::add_set() {
             for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
                 candidate.x = static_cast<float>(i) * cell + random.next_float_in(0, cell);
                 candidate.y = static_cast<float>(j) * cell + random.next_float_in(0, cell);
-                if (mode == JITTERED || places.empty() || keeps_distance(candidate)) break;
+                if (m_mode == JITTERED || places.empty() || keeps_distance(candidate)) break;
             }
             places.push_back(candidate);
         }

@@ -40,8 +40,8 @@ class StochasticSamplingPattern {
 
     MTRandom random;
     std::vector<Place> places;  // of the sets that were asked for until now
-    std::uint32_t seed = 0;
-    int cells = 0, sets = 0, mode = 0;
+    std::uint32_t m_seed = 0;
+    int cells = 0, sets = 0, m_mode = 0;
     int total = 0, cells_per_set = 0;
     int cursor = 0;
 };

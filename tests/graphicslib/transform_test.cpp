@@ -119,7 +119,7 @@ TEST(GeometricTransform, StacksHoldAHundredLevelsEach) {
             transform.translate(1, 0, 0);
         }
         EXPECT_FALSE(transform.push());
-        EXPECT_EQ(transform.depth(mode), 99);
+        EXPECT_EQ(transform.stack_depth(mode), 99);
         const Matrix4& top = mode == GeometricTransform::VIEW ? transform.view() : transform.model();
         EXPECT_EQ(top.m[3][0], 99);
         while (transform.pop()) {
