@@ -60,8 +60,10 @@ class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSa
     // Of the mean of the image's sides; below 0.001 strokes are antialiased lines of one pixel. Refuses negatives.
     bool set_line_width(float width);
     bool set_samples_per_side(int samples);  // 1 to 64; a picture takes the square of it
-    bool set_polygon_mode(int mode);         // PolygonRasterizer::EXACT or PLAIN, initially PLAIN
-    bool set_num_bands(int bands);           // 1 to 1024
+    // PolygonRasterizer::PLAIN, initially, or EXACT: smooth edges from a single sample, where pixels on the line
+    // between two pieces of a stroke come out a little thinner.
+    bool set_polygon_mode(int mode);
+    bool set_num_bands(int bands);  // 1 to 1024
     void set_sampling_seed(std::uint32_t seed) { sampling_seed = seed; }
     void set_material(std::uint16_t material) { current_material = material; }
     void set_second_id(std::uint16_t id) { current_second_id = id; }
