@@ -40,8 +40,8 @@ Point normal_of(Point a, Point b) {
 
 End butt(Point p, Point normal, double h) { return {p + h * normal, p - h * normal}; }
 
-// The corners at b of both segments a-b and b-c.
-void join(Point a, Point b, Point c, double h, End& before, End& after) {
+// The corners at b of both segments a-b and b-c. `room0` and `room1`: how much of each the inner corner may take.
+void join(Point a, Point b, Point c, double h, double room0, double room1, End& before, End& after) {
     const Point d0 = b - a, d1 = c - b, n0 = normal_of(a, b), n1 = normal_of(b, c);
     const double turn = cross(d0, d1), l0 = length(d0), l1 = length(d1);
     before = butt(b, n0, h);
@@ -54,8 +54,7 @@ void join(Point a, Point b, Point c, double h, End& before, End& after) {
     const double reach = length(m);                                         // half widths from b to a corner
     const double along = h * std::sqrt(std::fmax(reach * reach - 1, 0.0));  // how far the inner corner lies back
     const bool left_turn = turn > 0;
-    // Half a segment for each of its ends, as both may turn the same way.
-    const bool inner_fits = along <= 0.5 * l0 && along <= 0.5 * l1;
+    const bool inner_fits = along <= room0 * l0 && along <= room1 * l1;
     const bool mitre = reach <= MITRE_LIMIT;
     Point &inner0 = left_turn ? before.left : before.right, &inner1 = left_turn ? after.left : after.right;
     Point &outer0 = left_turn ? before.right : before.left, &outer1 = left_turn ? after.right : after.left;
@@ -85,13 +84,15 @@ bool thicken(const std::vector<Vertex>& line, bool ring, float half_width, Emit 
     ring = ring && segments >= 3;
     const double h = half_width;
     const auto corner = [&](std::size_t i) { return at(line[i]); };
+    // Half a segment for each of its joins, as both may turn the same way.
+    const auto room = [&](std::size_t i) { return ring || (i > 0 && i + 1 < segments) ? 0.5 : 1; };
     End start = butt(corner(0), normal_of(corner(0), corner(1)), h), closing{};
-    if (ring) join(corner(segments - 1), corner(0), corner(1), h, closing, start);
+    if (ring) join(corner(segments - 1), corner(0), corner(1), h, 0.5, 0.5, closing, start);
     for (std::size_t i = 0; i < segments; ++i) {
         const bool last = i + 1 == segments;
         End end, next{};
         if (!last)
-            join(corner(i), corner(i + 1), corner(i + 2), h, end, next);
+            join(corner(i), corner(i + 1), corner(i + 2), h, room(i), room(i + 1), end, next);
         else
             end = ring ? closing : butt(corner(i + 1), normal_of(corner(i), corner(i + 1)), h);
         const Vertex quad[4] = {moved(line[i], start.left), moved(line[i + 1], end.left), moved(line[i + 1], end.right),
