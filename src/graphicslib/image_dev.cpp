@@ -79,35 +79,41 @@ double ImageDev::to_units(float level, int depth_code) {
     return value > 0 ? std::min(std::floor(value), LIMITS[depth_code]) : 0;
 }
 
-void ImageDev::store(void* out, int i, float level, int depth_code) {
+namespace {
+
+template <class Sample>
+void store_levels(void* out, int count, const float* levels, float divisor, double (*units)(float, int), int type) {
+    for (int i = 0; i < count; ++i)
+        static_cast<Sample*>(out)[i] = static_cast<Sample>(units(levels[i] / divisor, type));
+}
+
+}  // namespace
+
+void ImageDev::store(void* out, int count, const float* levels, float divisor, int depth_code) {
     switch (depth_code) {
         case SAMPLE_U8:
-            static_cast<std::uint8_t*>(out)[i] = static_cast<std::uint8_t>(to_units(level, depth_code));
-            break;
+            return store_levels<std::uint8_t>(out, count, levels, divisor, to_units, depth_code);
         case SAMPLE_U16:
-            static_cast<std::uint16_t*>(out)[i] = static_cast<std::uint16_t>(to_units(level, depth_code));
-            break;
+            return store_levels<std::uint16_t>(out, count, levels, divisor, to_units, depth_code);
         case SAMPLE_U32:
-            static_cast<std::uint32_t*>(out)[i] = static_cast<std::uint32_t>(to_units(level, depth_code));
-            break;
+            return store_levels<std::uint32_t>(out, count, levels, divisor, to_units, depth_code);
         default:
-            static_cast<float*>(out)[i] = level;
+            for (int i = 0; i < count; ++i) static_cast<float*>(out)[i] = levels[i] / divisor;
     }
 }
 
 void ImageDev::clear_device(const GraphicsColour& colour) {
     if (!ready) return;
     K7Image* image = target();
+    std::byte pixel_bytes[16];
+    const float levels[4] = {colour.r, colour.g, colour.b, colour.a};
+    store(pixel_bytes, 4, levels, 1, image->sample_type);
     launch(image->height, [&](int first, int last) {
-        for (int y = first; y <= last; ++y) {
-            void* row = image_row<std::byte>(image, y);
-            for (int x = 0; x < image->width; ++x) {
-                store(row, 4 * x, colour.r, image->sample_type);
-                store(row, 4 * x + 1, colour.g, image->sample_type);
-                store(row, 4 * x + 2, colour.b, image->sample_type);
-                store(row, 4 * x + 3, colour.a, image->sample_type);
-            }
-        }
+        if (first > last) return;
+        auto* row = image_row<std::byte>(image, first);
+        for (int x = 0; x < image->width; ++x)
+            std::copy_n(pixel_bytes, image->pixel_bytes, row + std::ptrdiff_t(x) * image->pixel_bytes);
+        for (int y = first + 1; y <= last; ++y) std::copy_n(row, image->row_bytes, image_row<std::byte>(image, y));
     });
     image->stats_valid = 0;
     clear_buffers();
@@ -153,7 +159,6 @@ void ImageDev::pixel_colour(int x, int y, const GraphicsColour& colour, int blen
         for (int k = 0; k < 4; ++k)
             values[k] += keep * static_cast<float>(image_get_sample(image, x, y, k) * SCALES[type]);
     }
-    void* row = image_row<std::byte>(image, y);
-    for (int k = 0; k < 4; ++k) store(row, 4 * x + k, values[k], type);
+    store(image_row<std::byte>(image, y) + std::ptrdiff_t(x) * image->pixel_bytes, 4, values, 1, type);
     image->stats_valid = 0;
 }

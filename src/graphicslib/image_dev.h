@@ -105,8 +105,8 @@ class ImageDev : public NDC_to_DC {
     bool has_launcher() const { return process_launcher != nullptr; }
     // A level 0 to 1 in the units of the target, limited to what it holds.
     static double to_units(float level, int depth_code);
-    // One sample of row `out`, at index i.
-    static void store(void* out, int i, float level, int depth_code);
+    // Samples of `levels` over a divisor.
+    static void store(void* out, int count, const float* levels, float divisor, int depth_code);
 
     bool used = false;
     float device_pen[3] = {0, 0, 0};

@@ -128,8 +128,8 @@ void RasterGraphics::write_target(const Render& render) {
             const std::size_t to = std::size_t(drawn.x1 + 1) * image->pixel_bytes;
             std::fill_n(out, from, std::byte{0});
             std::fill_n(out + to, image->row_bytes - to, std::byte{0});
-            const float* sums = image_row<float>(accumulator(), y);
-            for (int i = 4 * drawn.x0; i < 4 * (drawn.x1 + 1); ++i) store(out, i, sums[i] / render.total_weight, type);
+            store(out + from, 4 * (drawn.x1 - drawn.x0 + 1), image_row<float>(accumulator(), y) + 4 * drawn.x0,
+                  render.total_weight, type);
         }
     });
     image->stats_valid = 0;

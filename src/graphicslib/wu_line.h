@@ -54,10 +54,9 @@ void walk(const Line& line, const Bounds& bounds, Plot&& plot) {
     const double across_low = line.swapped ? bounds.x0 : bounds.y0, across_high = line.swapped ? bounds.x1 : bounds.y1;
     const auto pair = [&](double column, double coverage, double t) {
         const double across = line.b0 + line.gradient * (column - line.a0);
-        const double row = std::floor(across);
-        if (!(row >= across_low - 1 && row <= across_high)) return;
-        const double upper = across - row;
-        const int a = static_cast<int>(column), b = static_cast<int>(row);
+        if (!(across >= across_low - 1 && across < across_high + 1)) return;
+        const int a = static_cast<int>(column), b = static_cast<int>(across + 1) - 1;  // down, from -1 on
+        const double upper = across > b ? across - b : 0;
         const auto parameter = static_cast<float>(line.reversed ? 1 - t : t);
         const auto put = [&](int at, double share) {
             if (line.swapped)
@@ -65,8 +64,8 @@ void walk(const Line& line, const Bounds& bounds, Plot&& plot) {
             else
                 plot(a, at, static_cast<float>(share), parameter);
         };
-        if (row >= across_low) put(b, coverage * (1 - upper));
-        if (row + 1 <= across_high) put(b + 1, coverage * upper);
+        if (b >= across_low) put(b, coverage * (1 - upper));
+        if (b + 1 <= across_high) put(b + 1, coverage * upper);
     };
     const double first = std::floor(line.a0 + 0.5), last = std::floor(line.a1 + 0.5);
     if (first >= low && first <= high) pair(first, 1 - fraction(line.a0 + 0.5), 0);
