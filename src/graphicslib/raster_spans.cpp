@@ -1,24 +1,19 @@
 // Four pixels abreast. Compiled once for each instruction set; no product and sum are fused, so all give the same bits.
 #include "graphicslib/raster_spans.h"
 
-#include <cstring>
+#include <immintrin.h>
 
-// Vectors wider than the registers of an instruction set are passed in ways that only matter between files.
-#pragma GCC diagnostic ignored "-Wpsabi"
+#include <cstring>
 
 namespace raster::QUILLON_SIMD {
 
 namespace {
 
-using V16 = float __attribute__((vector_size(64)));  // four pixels of r, g, b, a
-using I16 = int __attribute__((vector_size(64)));
 using V4 = float __attribute__((vector_size(16)));
 using I4 = int __attribute__((vector_size(16)));
 
-constexpr I16 SPREAD = {0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3};
-constexpr I16 ALPHAS = {3, 3, 3, 3, 7, 7, 7, 7, 11, 11, 11, 11, 15, 15, 15, 15};
-constexpr I16 IS_ALPHA = {0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0, -1};
 constexpr V4 STEPS = {0.5F, 1.5F, 2.5F, 3.5F};
+constexpr V4 ONES = {1, 1, 1, 1};
 
 template <class Vector>
 inline Vector load(const float* from) {
@@ -32,47 +27,89 @@ inline void store(float* to, Vector value) {
     std::memcpy(to, &value, sizeof value);
 }
 
-// One value a pixel, to all four channels of that pixel.
-inline V16 spread(V4 values) {
-    V16 wide;
-    std::memset(&wide, 0, sizeof wide);
-    std::memcpy(&wide, &values, sizeof values);
-    return __builtin_shuffle(wide, SPREAD);
-}
+// What four pixels share: where they are along the span, their depth test, their coverage.
+struct Four {
+    V4 t, coverage;
+    I4 hidden;
 
-inline V16 repeat(const float* rgba) {
-    V16 value;
-    for (int i = 0; i < 4; ++i) std::memcpy(reinterpret_cast<char*>(&value) + 16 * i, rgba, 16);
-    return value;
-}
-
-struct Shader {
-    V16 colour, colour_change;
-    float z, z_change, x_start, scale;
-
-    inline void four(float* sample, float* depth, V4 coverage, float x) const {
-        V4 t = (x + STEPS - x_start) * scale;
+    inline Four(const SpanShade& span, float* depth, V4 covered, float x) : coverage(covered) {
+        t = (x + STEPS - span.x_start) * span.scale;
         t = t > 0.0F ? t : V4{};
-        t = t < 1.0F ? t : V4{1, 1, 1, 1};
-        const V4 depth_here = z + t * z_change, depth_there = load<V4>(depth);
-        const I4 hidden = (depth_there < depth_here) | (coverage == 0.0F);
-        store(depth, hidden ? depth_there : depth_here);
-        const V16 ink = colour + spread(t) * colour_change;
-        const V16 a = __builtin_shuffle(ink, ALPHAS) * spread(coverage);
-        const V16 there = load<V16>(sample);
-        const V16 one = IS_ALPHA ? 1.0F + V16{} : ink;
-        const V16 mixed = a * one + (1.0F - a) * there;
-        const V16 mask = spread(V4(hidden ? V4{1, 1, 1, 1} : V4{}));
-        store(sample, mask != 0.0F ? there : mixed);
+        t = t < 1.0F ? t : ONES;
+        const V4 here = span.z + t * span.z_change, there = load<V4>(depth);
+        hidden = (there < here) | (coverage == 0.0F);
+        store(depth, hidden ? there : here);
     }
 };
 
+#if defined(__AVX512F__)
+
+// All four pixels in one register.
+struct Shader {
+    explicit Shader(const SpanShade& shade)
+        : span(shade),
+          colour(_mm512_broadcast_f32x4(_mm_loadu_ps(shade.colour))),
+          change(_mm512_broadcast_f32x4(_mm_loadu_ps(shade.colour_change))) {}
+
+    static inline __m512 spread(V4 values) {
+        return _mm512_permutexvar_ps(_mm512_set_epi32(3, 3, 3, 3, 2, 2, 2, 2, 1, 1, 1, 1, 0, 0, 0, 0),
+                                     _mm512_castps128_ps512(values));
+    }
+
+    inline void four(float* sample, float* depth, V4 coverage, float x) const {
+        const Four pixels(span, depth, coverage, x);
+        const __m512 ink = _mm512_add_ps(colour, _mm512_mul_ps(spread(pixels.t), change));
+        const __m512 a = _mm512_mul_ps(_mm512_permute_ps(ink, 0xFF), spread(coverage));
+        const __m512 one = _mm512_set1_ps(1), there = _mm512_loadu_ps(sample);
+        const __m512 opaque = _mm512_mask_blend_ps(0x8888, ink, one);
+        const __m512 kept = _mm512_mul_ps(_mm512_sub_ps(one, a), there);
+        const __m512 hidden = spread(V4(pixels.hidden));
+        const __mmask16 shown = _mm512_testn_epi32_mask(_mm512_castps_si512(hidden), _mm512_castps_si512(hidden));
+        _mm512_mask_storeu_ps(sample, shown, _mm512_add_ps(_mm512_mul_ps(a, opaque), kept));
+    }
+
+    const SpanShade& span;
+    __m512 colour, change;
+};
+
+#else
+
+// One pixel after the other, its channels abreast.
+struct Shader {
+    explicit Shader(const SpanShade& shade)
+        : span(shade), colour(load<V4>(shade.colour)), change(load<V4>(shade.colour_change)) {}
+
+    template <int LANE>
+    inline void one(float* sample, const Four& pixels) const {
+        constexpr int SELECT = LANE * 0x55;
+        constexpr I4 IS_ALPHA = {0, 0, 0, -1};
+        const V4 t = _mm_shuffle_ps(pixels.t, pixels.t, SELECT);
+        const V4 coverage = _mm_shuffle_ps(pixels.coverage, pixels.coverage, SELECT);
+        const I4 hidden = I4(_mm_shuffle_ps(V4(pixels.hidden), V4(pixels.hidden), SELECT));
+        const V4 ink = colour + t * change, there = load<V4>(sample + 4 * LANE);
+        const V4 a = V4(_mm_shuffle_ps(ink, ink, 0xFF)) * coverage, opaque = IS_ALPHA ? ONES : ink;
+        store(sample + 4 * LANE, hidden ? there : a * opaque + (ONES - a) * there);
+    }
+
+    inline void four(float* sample, float* depth, V4 coverage, float x) const {
+        const Four pixels(span, depth, coverage, x);
+        one<0>(sample, pixels);
+        one<1>(sample, pixels);
+        one<2>(sample, pixels);
+        one<3>(sample, pixels);
+    }
+
+    const SpanShade& span;
+    V4 colour, change;
+};
+
+#endif
+
 void shade(float* sample, float* depth, const float* coverage, int x, int count, const SpanShade& span) {
-    const Shader shader{repeat(span.colour), repeat(span.colour_change), span.z, span.z_change, span.x_start,
-                        span.scale};
+    const Shader shader(span);
     int i = 0;
     for (; i + 4 <= count; i += 4) {
-        const V4 covered = coverage ? load<V4>(coverage + i) : V4{1, 1, 1, 1};
+        const V4 covered = coverage ? load<V4>(coverage + i) : ONES;
         shader.four(sample + 4 * i, depth + i, covered, static_cast<float>(x + i));
     }
     if (i == count) return;
