@@ -19,7 +19,7 @@ struct Corner {
     float x, y;
 };
 
-// Stars, or rather regular polygons of six corners, up to 200 pixels wide.
+// Hexagons, up to 200 pixels wide.
 std::vector<std::vector<Corner>> polygons() {
     MTRandom random(1);
     std::vector<std::vector<Corner>> list;
