@@ -17,9 +17,7 @@ constexpr float NOMINAL_WIDTH = 720, NOMINAL_HEIGHT = 576;  // the frame that sp
 constexpr float LEAST_PLACE = 0.0001f, MOST_PLACE = 0.9999f;
 constexpr int SMALLEST = 3;  // pixels; smaller pictures have no cells
 
-const HazeKernels& kernels() {
-    return cpu_select(baseline::haze_kernels, avx2::haze_kernels, avx512::haze_kernels);
-}
+const HazeKernels& kernels() { return cpu_select(baseline::haze_kernels, avx2::haze_kernels, avx512::haze_kernels); }
 
 HazeSheet sheet_for(const K7Image& frame, float strength) {
     const float max_x = float(frame.width - 1), max_y = float(frame.height - 1);
@@ -39,7 +37,9 @@ HazeSheet sheet_for(const K7Image& frame, float strength) {
 class Refraction {
   public:
     Refraction(const HazeSheet& sheet, const K7Image& heat)
-        : m_sheet(sheet), m_heat(heat), m_padded(2 * std::size_t(sheet.width + 2 * HAZE_REACH)),
+        : m_sheet(sheet),
+          m_heat(heat),
+          m_padded(2 * std::size_t(sheet.width + 2 * HAZE_REACH)),
           m_rows(7 * std::size_t(sheet.width)) {}
 
     float* lane(int i) { return m_rows.data() + std::size_t(i) * std::size_t(m_sheet.width); }
@@ -51,9 +51,7 @@ class Refraction {
         pad(y + HAZE_REACH, below);
         kernels().refract_row(m_sheet, above, image_row<float>(&m_heat, y), below, y, u(y), v(y));
     }
-    void footprints(int y) {
-        kernels().footprints(m_sheet, u(y), v(y), u(y + 1), v(y + 1), lane(4), lane(5), lane(6));
-    }
+    void footprints(int y) { kernels().footprints(m_sheet, u(y), v(y), u(y + 1), v(y + 1), lane(4), lane(5), lane(6)); }
     const float* xs() { return lane(4); }
     const float* ys() { return lane(5); }
     const float* areas() { return lane(6); }
@@ -80,7 +78,7 @@ void HeatHaze::ProcessFrame() {
     K7Image* result = output.image.get();
     if (!source || !result) return;
     const ImagePtr heat = heatMap(*source);
-    if (!heat) return;
+    if (!heat || host_wants_abort(this)) return;
     if (DispType.value == HeatMap) {
         constexpr bool NORMALISE = true;
         constexpr int LAST_CHANNEL_FOR_ALL = 1;
@@ -109,21 +107,21 @@ ImagePtr HeatHaze::heatMap(const K7Image& frame) {
     const float octaves = float(Detail.value) + 0.05f;
     const float level = float(AtmCont.value) * 0.01f + 0.5f;
 
-    std::vector<float> columns(static_cast<std::size_t>(width));
-    for (int x = 0; x < width; ++x) columns[std::size_t(x)] = (float(x) + offset_x) * cells_x;
     const K7Image* mask = ROI.value ? matte.image.get() : nullptr;
-    MultiProcess(
-        [&](int first, int last) {
-            for (int y = first; y <= last && !host_wants_abort(this); ++y) {
-                float* row = image_row<float>(heat.get(), y);
-                noise.turbulence_row(columns.data(), (float(y) + offset_y) * cells_y, z, 1.0f, octaves, row, width);
-                for (int x = 0; x < width; ++x) row[x] = std::max(row[x] + level, 0.0f);
-                if (!mask) continue;
-                const float* m = image_row<float>(mask, y);
-                for (int x = 0; x < width; ++x) row[x] *= 0.3f * m[4 * x] + 0.5f * m[4 * x + 1] + 0.2f * m[4 * x + 2];
-            }
-        },
-        height);
+    for_rows_float(height, [&](int first, int last) {
+        for (int y = first; y <= last; ++y) {
+            float* row = image_row<float>(heat.get(), y);
+            const NoiseLine line{.x = double(offset_x) * double(cells_x),
+                                 .step = double(cells_x),
+                                 .y = (float(y) + offset_y) * cells_y,
+                                 .z = z};
+            noise.turbulence_row(line, 0, 1.0f, octaves, row, width);
+            for (int x = 0; x < width; ++x) row[x] = std::max(row[x] + level, 0.0f);
+            if (!mask) continue;
+            const float* m = image_row<float>(mask, y);
+            for (int x = 0; x < width; ++x) row[x] *= 0.3f * m[4 * x] + 0.5f * m[4 * x + 1] + 0.2f * m[4 * x + 2];
+        }
+    });
     return heat;
 }
 
@@ -139,23 +137,21 @@ void HeatHaze::refract(const K7Image& heat, const K7Image& source, K7Image& resu
 
     const StageTimer timer("Refraction");
     const HazeSheet sheet = sheet_for(source, float(Temperature.value) * 0.001f);
-    MultiProcess(
-        [&](int first, int last) {
-            first = std::max(first, 1);
-            last = std::min(last, height - 2);
-            if (first > last) return;
-            Refraction rows(sheet, heat);
-            rows.places(first);
-            for (int y = first; y <= last && !host_wants_abort(this); ++y) {
-                rows.places(y + 1);
-                rows.footprints(y);
-                float* out = image_row<float>(&result, y);
-                pyramid.sample_points(rows.xs() + 1, rows.ys() + 1, rows.areas() + 1, width - 2, out + 4);
-                std::copy_n(out + 4, 4, out);
-                std::copy_n(out + 4L * (width - 2), 4, out + 4L * (width - 1));
-            }
-        },
-        height);
+    for_rows_float(height, [&](int first, int last) {
+        first = std::max(first, 1);
+        last = std::min(last, height - 2);
+        if (first > last) return;
+        Refraction rows(sheet, heat);
+        rows.places(first);
+        for (int y = first; y <= last; ++y) {
+            rows.places(y + 1);
+            rows.footprints(y);
+            float* out = image_row<float>(&result, y);
+            pyramid.sample_points(rows.xs() + 1, rows.ys() + 1, rows.areas() + 1, width - 2, out + 4);
+            std::copy_n(out + 4, 4, out);
+            std::copy_n(out + 4L * (width - 2), 4, out + 4L * (width - 1));
+        }
+    });
     std::copy_n(image_row<float>(&result, 1), 4L * width, image_row<float>(&result, 0));
     std::copy_n(image_row<float>(&result, height - 2), 4L * width, image_row<float>(&result, height - 1));
 }

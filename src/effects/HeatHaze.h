@@ -10,13 +10,14 @@ struct HeatHazeInfo : EffectInfo {
     static constexpr EffectTraits traits{
         .name = "HeatHaze",
         .menu = "Natural Phenomena",
-        .description = "Produces the effect of a hot, hazy day, adding heat shimmers to the image. This effect is in "
-                       "Box Number 1"};
+        .description =
+            "Produces the effect of a hot, hazy day, adding heat shimmers to the image. This effect is in "
+            "Box Number 1"};
     enum Display { HeatMap = 1, Result = 2 };
     static constexpr PresetRow<4> PRESETS[] = {
-        {"Default", {80.0, 10.0, 25.0, 5.0}},     {"Warm", {20.0, 6.0, 12.0, 3.0}},
-        {"Getting Warmer", {40.0, 8.0, 18.0, 4.0}}, {"Hot", {80.0, 10.0, 25.0, 5.0}},
-        {"Hotter", {110.0, 12.0, 30.0, 5.0}},     {"Very Hot", {150.0, 16.0, 36.0, 6.0}},
+        {"Default", {80.0, 10.0, 25.0, 5.0}},        {"Warm", {20.0, 6.0, 12.0, 3.0}},
+        {"Getting Warmer", {40.0, 8.0, 18.0, 4.0}},  {"Hot", {80.0, 10.0, 25.0, 5.0}},
+        {"Hotter", {110.0, 12.0, 30.0, 5.0}},        {"Very Hot", {150.0, 16.0, 36.0, 6.0}},
         {"Extremely Hot", {200.0, 20.0, 45.0, 7.0}},
     };
 

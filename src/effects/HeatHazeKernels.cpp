@@ -10,7 +10,7 @@ static inline float limited(float value, float low, float high) { return smaller
 // Snell's law in the vector form: air of index 1.02 over the picture, seen straight from above.
 static void refract_row(const HazeSheet& sheet, const float* above, const float* here, const float* below, int y,
                         float* __restrict u, float* __restrict v) {
-    constexpr float RATIO = 0.98039216f;          // 1 / 1.02
+    constexpr float RATIO = 0.98039216f;  // 1 / 1.02
     constexpr float INDEX_SQUARED_LESS_1 = 0.04039991f;
     constexpr float SHORTEST = 1e-10f;
     const float dx = sheet.dx, dy = sheet.dy, strength = sheet.strength;
@@ -34,8 +34,8 @@ static void refract_row(const HazeSheet& sheet, const float* above, const float*
     }
 }
 
-static void footprints(const HazeSheet& sheet, const float* u, const float* v, const float* next_u,
-                       const float* next_v, float* __restrict x, float* __restrict y, float* __restrict area) {
+static void footprints(const HazeSheet& sheet, const float* u, const float* v, const float* next_u, const float* next_v,
+                       float* __restrict x, float* __restrict y, float* __restrict area) {
     for (int i = 1; i < sheet.width - 1; ++i) {
         const float u_low = smaller(smaller(u[i], u[i - 1]), smaller(next_u[i], next_u[i - 1]));
         const float u_high = larger(larger(u[i], u[i - 1]), larger(next_u[i], next_u[i - 1]));

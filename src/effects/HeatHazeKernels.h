@@ -5,9 +5,9 @@ inline constexpr int HAZE_REACH = 2;  // pixels from a pixel to the corners that
 
 struct HazeSheet {
     int width;
-    float max_x, max_y;            // width - 1, height - 1; above 0
-    float dx, dy;                  // HAZE_REACH pixels, as fractions of the picture
-    float strength;                // height of the sheet for one unit of noise
+    float max_x, max_y;                  // width - 1, height - 1; above 0
+    float dx, dy;                        // HAZE_REACH pixels, as fractions of the picture
+    float strength;                      // height of the sheet for one unit of noise
     float low_x, high_x, low_y, high_y;  // limits of places, in pixels
 };
 
@@ -18,8 +18,8 @@ struct HazeKernels {
                         float* u, float* v);
     // The centre and the area of each pixel's footprint, for pixels 1 to width - 2, from the places of its row and of
     // the next. Horizontally a cell lies before its pixel, vertically behind it: what makes up for the pixel less.
-    void (*footprints)(const HazeSheet& sheet, const float* u, const float* v, const float* next_u,
-                       const float* next_v, float* x, float* y, float* area);
+    void (*footprints)(const HazeSheet& sheet, const float* u, const float* v, const float* next_u, const float* next_v,
+                       float* x, float* y, float* area);
 };
 
 namespace baseline {
