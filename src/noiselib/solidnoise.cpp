@@ -39,12 +39,19 @@ constexpr auto PAIRS = [] {
 constexpr float OCTAVE_STEP = 2.17F;  // not 2: no octave falls on another's lattice
 constexpr float MIN_FREQUENCY = 1e-7F;
 
-// The low eight bits of the floor of a coordinate. Floats of 2^31 and more are whole multiples of 256.
-uint32_t cell(float floor_of_coordinate) {
-    return std::fabs(floor_of_coordinate) < 0x1p31F
-               ? static_cast<uint32_t>(static_cast<int32_t>(floor_of_coordinate)) & 255U
-               : 0U;
-}
+// A finite coordinate: the low eight bits of its floor, and what is above it.
+struct Coordinate {
+    uint32_t cell;
+    float fraction;
+
+    explicit Coordinate(float c) : cell(0), fraction(0) {
+        if (std::fabs(c) >= 0x1p31F) return;  // whole multiples of 256
+        const int32_t truncated = static_cast<int32_t>(c);
+        const int32_t whole = truncated - (static_cast<float>(truncated) > c);
+        cell = static_cast<uint32_t>(whole) & 255U;
+        fraction = c == 0 ? 0 : c - static_cast<float>(whole);
+    }
+};
 
 const SolidNoiseKernels& kernels() {
     return cpu_select(baseline::solid_noise_kernels, avx2::solid_noise_kernels, avx512::solid_noise_kernels);
@@ -77,15 +84,13 @@ SolidNoise::SolidNoise(uint32_t seed) {
 }
 
 float SolidNoise::noise(float x, float y, float z) const {
-    if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z)) return 0;
-    const float floor_x = std::floor(x);
-    const float floor_y = std::floor(y);
-    const float floor_z = std::floor(z);
-    const float fx = x - floor_x;
-    const float fy = y - floor_y;
-    const float fz = z - floor_z;
-    const uint32_t i = cell(floor_x);
-    const uint32_t j = cell(floor_y);
+    if ((x - x) + (y - y) + (z - z) != 0) return 0;
+    const Coordinate across(x);
+    const Coordinate up(y);
+    const Coordinate deep(z);
+    const float fx = across.fraction;
+    const float fy = up.fraction;
+    const float fz = deep.fraction;
     const float u = ease(fx);
     const float v = ease(fy);
 
@@ -95,10 +100,10 @@ float SolidNoise::noise(float x, float y, float z) const {
                     e.upper.x * (fx - 1) + e.upper.y * dy + e.upper.z * dz);
     };
     const auto plane = [&](uint32_t layer, float dz) {
-        const uint32_t rows = PAIRS[(layer + j) & 255U];
-        return lerp(v, edge((rows & 255U) + i, fy, dz), edge((rows >> 16) + i, fy - 1, dz));
+        const uint32_t rows = PAIRS[(layer + up.cell) & 255U];
+        return lerp(v, edge((rows & 255U) + across.cell, fy, dz), edge((rows >> 16) + across.cell, fy - 1, dz));
     };
-    const uint32_t layers = PAIRS[cell(floor_z)];
+    const uint32_t layers = PAIRS[deep.cell];
     return lerp(ease(fz), plane(layers & 255U, fz), plane(layers >> 16, fz - 1));
 }
 
