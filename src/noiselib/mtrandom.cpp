@@ -8,9 +8,8 @@ constexpr int MIDDLE = 397;
 constexpr uint32_t UPPER_BIT = 0x80000000U;
 
 uint32_t twist(uint32_t high, uint32_t low) {
-    constexpr uint32_t MAG[2] = {0, 0x9908B0DFU};
     const uint32_t mixed = (high & UPPER_BIT) | (low & ~UPPER_BIT);
-    return (mixed >> 1) ^ MAG[mixed & 1];
+    return (mixed >> 1) ^ (0x9908B0DFU & -(mixed & 1));  // without a look-up the loops below run in vectors
 }
 
 }  // namespace
@@ -60,7 +59,8 @@ float MTRandom::next_gaussian_float() {
         v2 = 2.0F * next_float() - 1.0F;
         r = v1 * v1 + v2 * v2;
     } while (r >= 1.0F || r == 0.0F);
-    const float f = std::sqrt(-2.0F * std::log(r) / r);
+    // In doubles and rounded once: the float form of the system's logarithm differs between processors.
+    const auto f = static_cast<float>(std::sqrt(-2.0 * std::log(static_cast<double>(r)) / r));
     spare_float = v1 * f;
     has_spare_float = true;
     return v2 * f;

@@ -41,9 +41,10 @@ struct Points {
 
 // Coordinates of all sizes, on the lattice and off it, with everything that is not a number among them.
 Points nasty_points(int count) {
-    constexpr float SPECIAL[] = {0,       -0.0F,    1,        -1,      255,    256,          -256,   -1e-10F, 1e-30F,
-                                 8388607, 8388609,  -8388607, 16777216, 2e9F,   2147483648.0F, -2147483648.0F,
-                                 3e9F,    -3.3e38F, 3.3e38F,  INF,     -INF,   NOT_A_NUMBER, 0.5F,   -0.5F};
+    constexpr float SPECIAL[] = {
+        0,      -0.0F,    1,       -1,       255,      256,          -256,          -1e-10F,
+        1e-30F, 8388607,  8388609, -8388607, 16777216, 2e9F,         2147483648.0F, -2147483648.0F,
+        3e9F,   -3.3e38F, 3.3e38F, INF,      -INF,     NOT_A_NUMBER, 0.5F,          -0.5F};
     MTRandom random(77);
     Points points(count);
     for (auto* axis : {&points.x, &points.y, &points.z})
