@@ -51,23 +51,19 @@ double wave_weight(int k_squared, double energy) {
     return 1.5 * energy_power * k_power / (12.5663706 * fourth);
 }
 
-bool make_wave(int x, int y, int z, double weight, const WaveDraws& draws, Wave& wave) {
+bool make_wave(int x, int y, int z, double weight, Wave& wave) {
     const double at[3] = {static_cast<double>(x), static_cast<double>(y), static_cast<double>(z)};
     const double k_squared = at[0] * at[0] + at[1] * at[1] + at[2] * at[2];
     Matrix tensor;
     for (int i = 0; i < 3; ++i)
         for (int j = 0; j < 3; ++j) tensor[i][j] = ((i == j ? k_squared : 0) - at[i] * at[j]) * weight;
     Matrix root = {};
+    const Wave draws = wave;
     wave = {};
     if (!take_root(tensor, root)) return false;
 
-    double real[3], imag[3];
-    for (int m = 0; m < 3; ++m) {
-        real[m] = draws.amplitude[m] * std::cos(draws.phase[m]);
-        imag[m] = draws.amplitude[m] * std::sin(draws.phase[m]);
-    }
-    multiply(root, real, wave.real);
-    multiply(root, imag, wave.imag);
+    multiply(root, draws.real, wave.real);
+    multiply(root, draws.imag, wave.imag);
 
     const double k = std::sqrt(k_squared);
     const double unit[3] = {at[0] / k, at[1] / k, at[2] / k};

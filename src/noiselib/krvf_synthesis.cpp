@@ -15,6 +15,7 @@
 namespace {
 
 constexpr std::size_t SLAB_ENTRIES = 65536;  // whose random numbers are drawn before their waves are made
+constexpr std::size_t DRAWS = 6;             // of a wave
 constexpr double PHASE_RANGE = 2 * 3.14159265;
 
 class Synthesis {
@@ -36,7 +37,7 @@ class Synthesis {
     std::size_t plane_size() const { return edge * edge; }
     bool is_silent(std::size_t x, std::size_t y, std::size_t z) const;
     void draw(std::size_t first_z, std::size_t last_z, MTRandom* generators);
-    void make_row(std::size_t y, std::size_t z, const WaveDraws* row);
+    void make_row(std::size_t y, std::size_t z, double* row);
     void store(std::size_t x, std::size_t y, std::size_t z, const Wave& wave);
 
     struct Scratch {
@@ -50,7 +51,7 @@ class Synthesis {
     const std::size_t edge, grid;
     KrvfBlock<double> real_uv, imag_uv, real_w, imag_w;  // planes of edge x edge for each z: u + i v, and w
     KrvfBlock<double> weights;                           // by squared wave number
-    KrvfBlock<WaveDraws> draws;
+    KrvfBlock<double> draws;  // for each row of a slab three amplitudes and three phases, each `edge` numbers
     std::size_t slab_depth = 0;
     std::atomic<uint32_t> degenerate_count{0};
     std::atomic<bool> failed{false};
@@ -65,7 +66,7 @@ bool Synthesis::allocate() {
     real_w = new_krvf_block<double>(numbers);
     imag_w = new_krvf_block<double>(numbers);
     weights = new_krvf_block<double>(3 * n * n + 1);
-    draws = new_krvf_block<WaveDraws>(slab_depth * plane_size());
+    draws = new_krvf_block<double>(slab_depth * plane_size() * DRAWS);
     return real_uv && imag_uv && real_w && imag_w && weights && draws;
 }
 
@@ -77,14 +78,14 @@ bool Synthesis::is_silent(std::size_t x, std::size_t y, std::size_t z) const {
 }
 
 void Synthesis::draw(std::size_t first_z, std::size_t last_z, MTRandom* generators) {
-    WaveDraws* entry = draws.get();
+    double* row = draws.get();
     for (std::size_t z = first_z; z <= last_z; ++z)
-        for (std::size_t y = 0; y < edge; ++y)
-            for (std::size_t x = 0; x < edge; ++x, ++entry) {
-                if (is_silent(x, y, z)) continue;
-                for (int m = 0; m < 3; ++m) {
-                    entry->amplitude[m] = generators[2 * m].next_gaussian();
-                    entry->phase[m] = PHASE_RANGE * generators[2 * m + 1].next_double();
+        for (std::size_t y = 0; y < edge; ++y, row += DRAWS * edge)
+            for (std::size_t x = 0; x < edge; ++x) {
+                const bool is_drawn = !is_silent(x, y, z);
+                for (std::size_t m = 0; m < 3; ++m) {
+                    row[m * edge + x] = is_drawn ? generators[2 * m].next_gaussian() : 0;
+                    row[(m + 3) * edge + x] = is_drawn ? PHASE_RANGE * generators[2 * m + 1].next_double() : 0;
                 }
             }
 }
@@ -109,12 +110,14 @@ void Synthesis::store(std::size_t x, std::size_t y, std::size_t z, const Wave& w
     imag_w[mirrored] = -w_imag;
 }
 
-void Synthesis::make_row(std::size_t y, std::size_t z, const WaveDraws* row) {
+void Synthesis::make_row(std::size_t y, std::size_t z, double* row) {
+    double* const imag = row + 3 * edge;
+    from_polar(row, imag, 3 * edge);
     for (std::size_t x = 0; x < edge; ++x) {
-        Wave wave = {};
+        Wave wave = {{row[x], row[edge + x], row[2 * edge + x]}, {imag[x], imag[edge + x], imag[2 * edge + x]}};
         if (!is_silent(x, y, z)) {
             const double weight = weights[x * x + y * y + z * z];
-            if (!make_wave(static_cast<int>(x), static_cast<int>(y), static_cast<int>(z), weight, row[x], wave))
+            if (!make_wave(static_cast<int>(x), static_cast<int>(y), static_cast<int>(z), weight, wave))
                 degenerate_count.fetch_add(1, std::memory_order_relaxed);
         }
         store(x, y, z, wave);
@@ -138,7 +141,7 @@ void Synthesis::make_spectrum() {
         for_rows_float(static_cast<int>(depth * edge), [&](int first, int last) {
             for (int row = first; row <= last; ++row) {
                 const auto r = static_cast<std::size_t>(row);
-                make_row(r % edge, z + r / edge, draws.get() + r * edge);
+                make_row(r % edge, z + r / edge, draws.get() + r * edge * DRAWS);
             }
         });
     }

@@ -11,10 +11,14 @@ constexpr std::size_t MAX_TRANSFORM = 512;
 // do not fit.
 bool fft_radix2(double* real, double* imag, std::size_t total, std::size_t size, std::size_t span, int sign);
 
+// Amplitudes and phases, in radians from 0 to 2 pi, become real and imaginary parts.
+void from_polar(double* amplitude, double* phase, std::size_t count);
+
 struct TransformKernels {
     // count butterflies of the same twiddle factor c + i s: a, b become a + (c + i s) b, a - (c + i s) b
     void (*butterflies)(double* a_real, double* a_imag, double* b_real, double* b_imag, double c, double s,
                         std::size_t count);
+    void (*from_polar)(double* amplitude, double* phase, std::size_t count);
 };
 
 namespace baseline {

@@ -1,5 +1,6 @@
-// The butterflies of the transform, many lines abreast.
+// The arithmetic of the random vector fields, many lines and waves abreast.
 #include "noiselib/krvf_transform.h"
+#include "noiselib/portable_math.h"
 
 namespace QUILLON_SIMD {
 namespace {
@@ -16,9 +17,17 @@ static void butterflies(double* __restrict a_real, double* __restrict a_imag, do
     }
 }
 
+static void from_polar(double* __restrict amplitude, double* __restrict phase, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const SineCosine turn = sine_cosine(phase[i]);
+        phase[i] = amplitude[i] * turn.sine;
+        amplitude[i] *= turn.cosine;
+    }
+}
+
 }  // namespace
 
 extern const TransformKernels transform_kernels;
-const TransformKernels transform_kernels = {butterflies};
+const TransformKernels transform_kernels = {butterflies, from_polar};
 
 }  // namespace QUILLON_SIMD
