@@ -290,7 +290,7 @@ static inline void fill_points(const NoiseTables& tables, const float* x, const 
     };
     int i = 0;
     for (; i + LANES <= count; i += LANES) vector(x + i, y + i, z + i, out + i);
-    if (i == count) return;
+    if (i >= count) return;
     Tail tail;
     copy(tail.x, x + i, count - i);
     copy(tail.y, y + i, count - i);
@@ -351,7 +351,7 @@ template <class VectorOfLine>
 static inline void fill_line(const VectorOfLine& line, const float* x, float* out, int count, Octave octave) {
     int i = 0;
     for (; i + LANES <= count; i += LANES) octave.put(out + i, line(octave.scaled(load(x + i))));
-    if (i == count) return;
+    if (i >= count) return;
     Tail tail;
     for (float& gap : tail.x) gap = x[count - 1];
     copy(tail.x, x + i, count - i);
