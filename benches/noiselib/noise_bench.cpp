@@ -101,16 +101,16 @@ Bench::Work words_work() {
     };
 }
 
-const Bench line("noise, lines", QUILLON, 0, [](int) { return line_work(STEP); });
-const Bench line_single("noise, lines", "quillon, single points", 0, [](int) { return single_points_work(); });
-const Bench line_far("noise, lines in steps of 2 cells", QUILLON, 0, [](int) { return line_work(2); });
-const Bench level_points("noise, points of a level plane", QUILLON, 0, [](int) { return points_work(0); });
-const Bench slanted_points("noise, points of a slanted plane", QUILLON, 0, [](int) { return points_work(0.3F); });
-const Bench turbulence("turbulence, lines, 3 octaves", QUILLON, 0, [](int) { return turbulence_work(); });
-const Bench field_32("vector field, n = 32", QUILLON, 0, [](int) { return field_work(32); });
-const Bench field_64("vector field, n = 64", QUILLON, 0, [](int) { return field_work(64); });
-const Bench field_samples("vector field, samples", QUILLON, 0, [](int) { return field_samples_work(); });
-const Bench words("Mersenne Twister, floats", QUILLON, 0, [](int) { return words_work(); });
+const Bench bench_line("noise, lines", QUILLON, 0, [](int) { return line_work(STEP); });
+const Bench bench_line_single("noise, lines", "quillon, single points", 0, [](int) { return single_points_work(); });
+const Bench bench_line_far("noise, lines in steps of 2 cells", QUILLON, 0, [](int) { return line_work(2); });
+const Bench bench_level_points("noise, points of a level plane", QUILLON, 0, [](int) { return points_work(0); });
+const Bench bench_slanted_points("noise, points of a slanted plane", QUILLON, 0, [](int) { return points_work(0.3F); });
+const Bench bench_turbulence("turbulence, lines, 3 octaves", QUILLON, 0, [](int) { return turbulence_work(); });
+const Bench bench_field_32("vector field, n = 32", QUILLON, 0, [](int) { return field_work(32); });
+const Bench bench_field_64("vector field, n = 64", QUILLON, 0, [](int) { return field_work(64); });
+const Bench bench_field_samples("vector field, samples", QUILLON, 0, [](int) { return field_samples_work(); });
+const Bench bench_words("Mersenne Twister, floats", QUILLON, 0, [](int) { return words_work(); });
 
 #ifdef QUILLON_RIVAL_LIBNOISE
 Bench::Work libnoise_work(noise::NoiseQuality quality) {
@@ -120,7 +120,7 @@ Bench::Work libnoise_work(noise::NoiseQuality quality) {
             out[x] = static_cast<float>(noise::GradientCoherentNoise3D(line.x_at(x), line.y, line.z, 797, quality));
     });
 }
-const Bench libnoise("noise, lines", "libnoise", 0, [](int) { return libnoise_work(noise::QUALITY_STD); });
+const Bench bench_libnoise("noise, lines", "libnoise", 0, [](int) { return libnoise_work(noise::QUALITY_STD); });
 #endif
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "noiselib/solidnoise.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -29,11 +31,21 @@ constexpr uint8_t P[256] = {
 
 float ease(float t) { return (3.0F - 2.0F * t) * t * t; }
 float lerp(float t, float a, float b) { return a + t * (b - a); }
+__m128 lerp(__m128 t, __m128 a, __m128 b) { return a + t * (b - a); }
 
-// The permutation of h and, in the high half, of h + 1.
+// Four gradients times their offsets.
+__m128 four_dots(const float* a, const float* b, const float* c, const float* d, __m128 dx, __m128 dy, __m128 dz) {
+    const __m128 ab_xy = _mm_unpacklo_ps(_mm_load_ps(a), _mm_load_ps(b));
+    const __m128 cd_xy = _mm_unpacklo_ps(_mm_load_ps(c), _mm_load_ps(d));
+    const __m128 ab_z = _mm_unpackhi_ps(_mm_load_ps(a), _mm_load_ps(b));
+    const __m128 cd_z = _mm_unpackhi_ps(_mm_load_ps(c), _mm_load_ps(d));
+    return _mm_movelh_ps(ab_xy, cd_xy) * dx + _mm_movehl_ps(cd_xy, ab_xy) * dy + _mm_movelh_ps(ab_z, cd_z) * dz;
+}
+
+// The permutation of h and, in the next eight bits, of h + 1.
 constexpr auto PAIRS = [] {
     std::array<uint32_t, 256> pairs{};
-    for (uint32_t h = 0; h < 256; ++h) pairs[h] = P[h] | static_cast<uint32_t>(P[(h + 1) & 255U]) << 16;
+    for (uint32_t h = 0; h < 256; ++h) pairs[h] = P[h] | static_cast<uint32_t>(P[(h + 1) & 255U]) << 8;
     return pairs;
 }();
 
@@ -91,20 +103,23 @@ float SolidNoise::noise(float x, float y, float z) const {
     const float fx = across.fraction;
     const float fy = up.fraction;
     const float fz = deep.fraction;
-    const float u = ease(fx);
-    const float v = ease(fy);
 
-    const auto edge = [&](uint32_t hash, float dy, float dz) {
-        const Edge& e = gradients[hash & 255U];
-        return lerp(u, e.lower.x * fx + e.lower.y * dy + e.lower.z * dz,
-                    e.upper.x * (fx - 1) + e.upper.y * dy + e.upper.z * dz);
-    };
-    const auto plane = [&](uint32_t layer, float dz) {
-        const uint32_t rows = PAIRS[(layer + up.cell) & 255U];
-        return lerp(v, edge((rows & 255U) + across.cell, fy, dz), edge((rows >> 16) + across.cell, fy - 1, dz));
-    };
+    // The four edges of the cell along x abreast: at the lower y and z, the upper y, the upper z, both upper.
     const uint32_t layers = PAIRS[deep.cell];
-    return lerp(ease(fz), plane(layers & 255U, fz), plane(layers >> 16, fz - 1));
+    const uint32_t near = PAIRS[(layers + up.cell) & 255U];
+    const uint32_t far = PAIRS[((layers >> 8) + up.cell) & 255U];
+    const auto edge = [&](uint32_t hash) -> const Edge& { return gradients[(hash + across.cell) & 255U]; };
+    const Edge& a = edge(near);
+    const Edge& b = edge(near >> 8);
+    const Edge& c = edge(far);
+    const Edge& d = edge(far >> 8);
+    const __m128 dy = _mm_setr_ps(fy, fy - 1, fy, fy - 1);
+    const __m128 dz = _mm_setr_ps(fz, fz, fz - 1, fz - 1);
+    const __m128 lower = four_dots(&a.lower.x, &b.lower.x, &c.lower.x, &d.lower.x, _mm_set1_ps(fx), dy, dz);
+    const __m128 upper = four_dots(&a.upper.x, &b.upper.x, &c.upper.x, &d.upper.x, _mm_set1_ps(fx - 1), dy, dz);
+    const __m128 along_x = lerp(_mm_set1_ps(ease(fx)), lower, upper);
+    const __m128 along_y = lerp(_mm_set1_ps(ease(fy)), along_x, _mm_shuffle_ps(along_x, along_x, 0xF5));
+    return lerp(ease(fz), _mm_cvtss_f32(along_y), _mm_cvtss_f32(_mm_movehl_ps(along_y, along_y)));
 }
 
 float SolidNoise::turbulence(float x, float y, float z, float f_min, float f_max) const {

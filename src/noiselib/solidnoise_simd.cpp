@@ -72,16 +72,51 @@ static inline Ints to_ints(Floats v) {
 #endif
 }
 
-static inline Ints look_up(const uint32_t* table, Ints index) {
-    const int* words = (const int*)table;
+// Looks the permutation up: of h in the low eight bits of a lane, of h + 1 in the next. What is above is undefined,
+// also in the lanes given, of which the low eight bits count.
 #if defined(__AVX512F__)
-    return (Ints)_mm512_i32gather_epi32((__m512i)index, words, 4);
-#elif defined(__AVX2__)
-    return (Ints)_mm256_i32gather_epi32(words, (__m256i)index, 4);
+// The whole table is in eight registers, two hashes in a lane; gathers would cost six times the instructions.
+struct PairTable {
+    Ints words[8];
+
+    explicit PairTable(const uint32_t* pairs) {
+        for (int lane = 0; lane < 128; ++lane) {
+            const uint32_t* two = pairs + 2 * lane;
+            words[lane / LANES][lane % LANES] = int(two[0] | (two[1] >> 8) << 16);
+        }
+    }
+
+    static Ints either(__mmask16 second, Ints a, Ints b) {
+        return (Ints)_mm512_mask_blend_epi32(second, (__m512i)a, (__m512i)b);
+    }
+    Ints of_32(int first, Ints place) const {
+        return (Ints)_mm512_permutex2var_epi32((__m512i)words[first], (__m512i)place, (__m512i)words[first + 1]);
+    }
+    Ints operator()(Ints h) const {
+        const Ints place = (h & 255) >> 1;
+        const __mmask16 bit_5 = _mm512_test_epi32_mask((__m512i)place, _mm512_set1_epi32(32));
+        const __mmask16 bit_6 = _mm512_test_epi32_mask((__m512i)place, _mm512_set1_epi32(64));
+        const Ints low = either(bit_5, of_32(0, place), of_32(2, place));
+        const Ints high = either(bit_5, of_32(4, place), of_32(6, place));
+        return either(bit_6, low, high) >> ((h & 1) << 3);
+    }
+};
 #else
-    return Ints{words[index[0]], words[index[1]], words[index[2]], words[index[3]]};
+struct PairTable {
+    const int* words;
+
+    explicit PairTable(const uint32_t* pairs) : words((const int*)pairs) {}
+
+    Ints operator()(Ints h) const {
+        const Ints index = h & 255;
+#if defined(__AVX2__)
+        return (Ints)_mm256_i32gather_epi32(words, (__m256i)index, 4);
+#else
+        return Ints{words[index[0]], words[index[1]], words[index[2]], words[index[3]]};
 #endif
-}
+    }
+};
+#endif
 
 static inline bool all_true(Ints truth) {
 #if defined(__AVX512F__)
@@ -103,11 +138,11 @@ struct RowOfCells {
     RowOfCells(const NoiseTables& tables, int j, int k) {
         const uint32_t layers = tables.pairs[k];
         const uint32_t lower = tables.pairs[(layers + unsigned(j)) & 255U];
-        const uint32_t upper = tables.pairs[((layers >> 16) + unsigned(j)) & 255U];
+        const uint32_t upper = tables.pairs[((layers >> 8) + unsigned(j)) & 255U];
         base[0] = int(lower & 255U);
-        base[1] = int(lower >> 16);
+        base[1] = int(lower >> 8);
         base[2] = int(upper & 255U);
-        base[3] = int(upper >> 16);
+        base[3] = int(upper >> 8);
     }
 };
 
@@ -237,7 +272,7 @@ static inline Floats blend(const EdgeValues& values, Floats u, Floats v, Floats 
 
 // ---- Any points --------------------------------------------------------------------------------------------------
 
-static inline Floats points_vector(const NoiseTables& tables, Floats x, Floats y, Floats z) {
+static inline Floats points_vector(const NoiseTables& tables, const PairTable& permuted, Floats x, Floats y, Floats z) {
     const Floats floor_x = floor_of(x), floor_y = floor_of(y), floor_z = floor_of(z);
     const Ints i = to_ints(floor_x), j = to_ints(floor_y), k = to_ints(floor_z);
 
@@ -249,10 +284,10 @@ static inline Floats points_vector(const NoiseTables& tables, Floats x, Floats y
         place_edges(places, i,
                     {Ints{} + row.base[0], Ints{} + row.base[1], Ints{} + row.base[2], Ints{} + row.base[3]});
     } else {
-        const Ints layers = look_up(tables.pairs, k & 255);
-        const Ints lower = look_up(tables.pairs, (layers + j) & 255);
-        const Ints upper = look_up(tables.pairs, ((layers >> 16) + j) & 255);
-        place_edges(places, i, {lower, lower >> 16, upper, upper >> 16});
+        const Ints layers = permuted(k);
+        const Ints lower = permuted(layers + j);
+        const Ints upper = permuted((layers >> 8) + j);
+        place_edges(places, i, {lower, lower >> 8, upper, upper >> 8});
     }
 
     const Floats fx = x - floor_x, fy = y - floor_y, fz = z - floor_z;
@@ -284,9 +319,10 @@ static inline void copy(float* to, const float* from, int count) {
 
 static inline void fill_points(const NoiseTables& tables, const float* x, const float* y, const float* z, float* out,
                                int count, Octave octave) {
+    const PairTable permuted(tables.pairs);
     const auto vector = [&](const float* vx, const float* vy, const float* vz, float* to) {
-        octave.put(to,
-                   points_vector(tables, octave.scaled(load(vx)), octave.scaled(load(vy)), octave.scaled(load(vz))));
+        octave.put(to, points_vector(tables, permuted, octave.scaled(load(vx)), octave.scaled(load(vy)),
+                                     octave.scaled(load(vz))));
     };
     int i = 0;
     for (; i + LANES <= count; i += LANES) vector(x + i, y + i, z + i, out + i);
