@@ -61,7 +61,7 @@ static inline Floats floor_of(Floats v) {
 #endif
 }
 
-// What is out of range becomes the smallest integer, whose low eight bits are 0 as those of every large float are.
+// What is out of range becomes the smallest integer.
 static inline Ints to_ints(Floats v) {
 #if defined(__AVX512F__)
     return (Ints)_mm512_maskz_cvttps_epi32(0xffff, (__m512)v);
@@ -127,6 +127,9 @@ static inline bool all_true(Ints truth) {
     return _mm_movemask_ps((__m128)truth) == 0xf;
 #endif
 }
+
+// The low eight bits of whole numbers. Those out of range have none, as the smallest integer.
+static inline Ints cells_of(Floats whole) { return to_ints(whole) & 255; }
 
 static inline Floats ease(Floats t) { return (3.0F - 2.0F * t) * t * t; }
 static inline Floats lerp(Floats t, Floats a, Floats b) { return a + t * (b - a); }
@@ -274,12 +277,11 @@ static inline Floats blend(const EdgeValues& values, Floats u, Floats v, Floats 
 
 static inline Floats points_vector(const NoiseTables& tables, const PairTable& permuted, Floats x, Floats y, Floats z) {
     const Floats floor_x = floor_of(x), floor_y = floor_of(y), floor_z = floor_of(z);
-    const Ints i = to_ints(floor_x), j = to_ints(floor_y), k = to_ints(floor_z);
+    const Ints i = cells_of(floor_x), j = cells_of(floor_y), k = cells_of(floor_z);
 
     EdgePlaces places;
-    const int first_j = j[0] & 255, first_k = k[0] & 255;
-    if (all_true(((j ^ first_j) | (k ^ first_k)) << 24 ==
-                 0)) {  // neighbours in a picture mostly are in one row of cells
+    const int first_j = j[0], first_k = k[0];
+    if (all_true(((j ^ first_j) | (k ^ first_k)) == 0)) {  // neighbours in a picture mostly are in one row of cells
         const RowOfCells row(tables, first_j, first_k);
         place_edges(places, i,
                     {Ints{} + row.base[0], Ints{} + row.base[1], Ints{} + row.base[2], Ints{} + row.base[3]});
@@ -358,7 +360,7 @@ static inline float ease(float t) { return (3.0F - 2.0F * t) * t * t; }
 
 static LineSetting set_line(const NoiseTables& tables, float y, float z) {
     const Floats floor_yz = floor_of(Floats{y, z});
-    const Ints cell = to_ints(floor_yz) & 255;
+    const Ints cell = cells_of(floor_yz);
     const float fy = y - floor_yz[0], fz = z - floor_yz[1];
     return {RowOfCells(tables, cell[0], cell[1]), {fy, fy - 1.0F}, {fz, fz - 1.0F}, ease(fy), ease(fz)};
 }
@@ -371,7 +373,7 @@ struct FarLine {
     Floats operator()(Floats x) const {
         const Floats floor_x = floor_of(x);
         EdgePlaces places;
-        place_edges(places, to_ints(floor_x),
+        place_edges(places, cells_of(floor_x),
                     {Ints{} + line.row.base[0], Ints{} + line.row.base[1], Ints{} + line.row.base[2],
                      Ints{} + line.row.base[3]});
         const Floats fx = x - floor_x;
