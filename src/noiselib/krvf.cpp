@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <limits>
-#include <new>
 
 #include "imagelib/imagelib.h"
 #include "k7pi_baselib/k7pi_baselib.h"
