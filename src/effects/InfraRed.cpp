@@ -34,7 +34,7 @@ void InfraRed::ProcessFrame() {
     if (!is_night_picture(back) || !is_night_picture(source) || !is_night_picture(result)) return;
     if (!same_night_size(*back, *result) || abortRequested()) return;
 
-    const float mix = std::clamp(static_cast<float>(Blend.value) * 0.01f, 0.0f, 1.0f);
+    const float mix = std::clamp(narrowed(Blend.value) * 0.01f, 0.0f, 1.0f);
     if (mix == 1.0f) {
         image_copy(back, result);
     } else {

@@ -20,21 +20,19 @@ constexpr double FARTHEST = 1e6;  // pixels, that a reticle may lie away or reac
 constexpr double REFERENCE_WIDTH = 1920;
 constexpr double DEFAULT_THICKNESS[3] = {2, 6, 8};  // pixels at the width above
 
-float percent(const FloatControlK7& control) { return static_cast<float>(control.value / 100.0); }
+float percent(const FloatControlK7& control) { return narrowed(control.value / 100.0); }
 
 // A radius given for the full size.
-float scaled(const FloatControlK7& radius, const K7Image& image) {
-    return static_cast<float>(radius.value) / image.unit_scale;
-}
+float scaled(const FloatControlK7& radius, const K7Image& image) { return narrowed(radius.value) / image.unit_scale; }
 
 Vignette vignette_of(const NightVisionInfo& info, const K7Image& image) {
     const float width = image.width;
     const bool binocular = info.BorderType.value == NightVisionInfo::Binocular;
     return {.centre_x = width * 0.5f,
             .centre_y = float(image.height) * 0.5f,
-            .offset = binocular ? static_cast<float>(info.Separation.value) * width * 0.25f : 0.0f,
-            .radius = static_cast<float>(info.ClearRad.value) * width * 0.5f,
-            .slope = static_cast<float>((100.0 - info.Softness.value) * 0.5),
+            .offset = binocular ? narrowed(info.Separation.value) * width * 0.25f : 0.0f,
+            .radius = narrowed(info.ClearRad.value) * width * 0.5f,
+            .slope = narrowed((100.0 - info.Softness.value) * 0.5),
             .row_height = 1.0f / image.pixel_aspect};
 }
 
@@ -52,9 +50,10 @@ class Reticle {
         for (int i = 0; i < 3; ++i) {
             thickness[i] = info.UseDef.value ? DEFAULT_THICKNESS[i] * image.width / REFERENCE_WIDTH
                                              : given[i]->value / double(image.unit_scale);
-            sound &= thickness[i] > 0 && thickness[i] < FARTHEST;
+            sound &= thickness[i] > 0 && thickness[i] < FARTHEST && std::isfinite(m_colour[i]);
         }
-        if (sound) m_shapes = reticle_shapes(info.RetType.value - NightVisionInfo::NoReticle, size, thickness);
+        if (sound && m_alpha > 0.0f)
+            m_shapes = reticle_shapes(info.RetType.value - NightVisionInfo::NoReticle, size, thickness);
     }
 
     bool visible() const { return !m_shapes.empty(); }
@@ -102,9 +101,9 @@ NightVisionInfo::NightVisionInfo() {
     rule(
         UseDef, [this] { ghostThickness(); }, thickness);
 
-    presets(Demos,
-            {&Contrast, &Lift, &Brightness, &Tint, &DoDefocus, &Defocus, &DoGrain, &LumBias, &Grain, &GrainSize,
-             &DoBlurGrain, &BlurGrain, &HiSoft, &DoBorder, &Softness, &BorderType, &Separation, &RetType},
+    presets(Demos, {&Contrast, &Lift,     &Brightness, &Tint,        &DoDefocus, &Defocus,  &DoGrain,
+                    &LumBias,  &Grain,    &GrainSize,  &DoBlurGrain, &BlurGrain, &HiSoft,   &DoBorder,
+                    &ClearRad, &Softness, &BorderType, &Separation,  &RetType,   &RetColour},
             NIGHT_VISION_PRESETS, PresetScope::OthersToDefaults);
     scene.inputs = {"seeding-small.png"};
 }

@@ -136,12 +136,12 @@ std::vector<ReticleShape> reticle_shapes(int type, double size, const double (&t
             add_cross(shapes, 0.1 * size, size, thickness[0]);
             break;
         case 2:  // a circle, and posts outside it
-            add_ring(shapes, size, thickness[0]);
-            add_cross(shapes, size, 1.5 * size, thickness[1]);
+            add_ring(shapes, 0.5 * size, thickness[0]);
+            add_cross(shapes, 0.5 * size, size, thickness[1]);
             break;
         case 3:  // a graduated cross
             add_cross(shapes, 0.0, size, thickness[0]);
-            add_ticks(shapes, 8, size / 9, 0.08 * size, thickness[2]);
+            add_ticks(shapes, 8, size / 9, 0.07 * size, thickness[2]);
             break;
         case 4:  // a chevron over a post
             add_chevron(shapes, 0.3 * size, thickness[1]);

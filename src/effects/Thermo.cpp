@@ -36,7 +36,7 @@ void Thermo::ProcessFrame() {
     if (!is_night_picture(source) || !is_night_picture(result) || !same_night_size(*source, *result)) return;
     if (abortRequested()) return;
 
-    const float mix = std::clamp(static_cast<float>(Blend.value / 100.0), 0.0f, 1.0f);
+    const float mix = std::clamp(narrowed(Blend.value / 100.0), 0.0f, 1.0f);
     if (mix == 1.0f) {
         image_copy(source, result);
     } else {
@@ -73,7 +73,7 @@ bool Thermo::image_heat(const K7Image& source, K7Image& result) {
         report_no_memory(traits.name);
         return false;
     }
-    const float boost = static_cast<float>(LuminanceBoost.value / 100.0);
+    const float boost = narrowed(LuminanceBoost.value / 100.0);
     const NightLookRows& rows = night_look_kernels();
     result.stats_valid = 0;
     return night_rows(*this, result.height, [&](int y) {

@@ -18,7 +18,7 @@ ImagePtr softened(const K7Image& source, bool soften, double softening) {
     ImagePtr work = make_image_uncleared(source.width, source.height, source.channels, source.sample_type);
     if (!work) return nullptr;
     image_copy_attributes(&source, work.get());
-    const float radius = static_cast<float>(softening * 0.1) / source.unit_scale;
+    const float radius = narrowed(softening * 0.1) / source.unit_scale;
     if (!soften || !(radius > 0.0f)) {
         image_copy(&source, work.get());
     } else if (!image_gaussian_blur_to(&source, work.get(), radius, radius, -1)) {

@@ -2,11 +2,16 @@
 // end a frame.
 #pragma once
 
+#include <algorithm>
+
 #include "Library2/PluginK7.h"
 #include "effects/families/NightLookRows.h"
 
 // Picked anew for each pass, since it costs nothing and tests change the level.
 const NightLookRows& night_look_kernels();
+
+// What a float can hold comfortably; what is not a number stays so.
+inline float narrowed(double value) { return static_cast<float>(std::clamp(value, -1e30, 1e30)); }
 
 bool is_night_picture(const K7Image* image);  // float RGBA
 bool same_night_size(const K7Image& a, const K7Image& b);
