@@ -99,7 +99,7 @@ struct InfraRedInfo : EffectInfo {
                  &DemoESecret, &Green1, &Green2, &Green3, &Green4, &Green5, &Green6,      &DemoDSecret, &DemoFSecret,
                  &Blue1,       &Blue2,  &Blue3,  &Blue4,  &Blue5,  &Blue6,  &DemoJSecret, &DemoISecret},
                 INFRA_RED_PRESETS, PresetScope::ListedOnly);
-        scene.inputs = {"coffee-small.png"};
+        scene.inputs = {"seeding-small.png"};
     }
 };
 

@@ -106,6 +106,10 @@ NightVisionInfo::NightVisionInfo() {
                     &ClearRad, &Softness, &BorderType, &Separation,  &RetType,   &RetColour},
             NIGHT_VISION_PRESETS, PresetScope::OthersToDefaults);
     scene.inputs = {"seeding-small.png"};
+    scene.settings = {
+        {"HiSoft", "12"},     {"DoGrain", "on"},     {"Grain", "5"},        {"BorderType", "Binocular"},
+        {"ClearRad", "0.56"}, {"Separation", "0.6"}, {"RetType", "Type 3"}, {"RetColour", "0.02,0.02,0.02,1"}};
+    scene.frame = 3;
 }
 
 void NightVisionInfo::ghostSeparation() {
