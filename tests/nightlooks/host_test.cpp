@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/core/interact.h"
 #include "support/recording_host.h"
 
 namespace {
@@ -75,6 +76,26 @@ TEST_F(NightLooksInAHost, GreysOutWhatIsNotRead) {
     effect.set("DoGrain", 1.0);
     EXPECT_TRUE(enabled(effect, "Grain"));
     EXPECT_FALSE(enabled(effect, "BlurGrain"));
+}
+
+TEST_F(NightLooksInAHost, CurvePointsAreDraggedOverThePictureAndStayInIt) {
+    host.project.width = 400;
+    host.project.height = 200;
+    TestEffect& effect = connected("Q_Thermo");
+    ofxhost::ViewState view;
+    view.viewport = {400, 200};
+    const auto viewer = ofxhost::Interact::create(effect.instance(), view);
+    ASSERT_NE(viewer, nullptr);
+    EXPECT_EQ(viewer->penDown({0.66 * 400, 0.66 * 200}), ofx::status::OK);
+    viewer->penMotion({200, 50});
+    EXPECT_EQ(effect.param("Temperature4").value(), ofxhost::ParamValue(0.5, 0.25));
+    viewer->penUp({500, -30});
+    EXPECT_EQ(effect.param("Temperature4").value(), ofxhost::ParamValue(1.0, 0.0));
+    EXPECT_EQ(effect.param("Temperature3").value(), effect.param("Temperature3").defaultValue());
+    EXPECT_EQ(viewer->penDown({0.2 * 400, 0.9 * 200}), ofx::status::OK) << "the other curve";
+    viewer->penUp({0.2 * 400, 0.4 * 200});
+    EXPECT_NEAR(effect.param("Intensity2").value().numbers[1], 0.4, 1e-6);
+    EXPECT_NE(viewer->penDown({0.5 * 400, 0.1 * 200}), ofx::status::OK) << "no handle there";
 }
 
 TEST_F(NightLooksInAHost, AnAbortEndsTheRenderCleanly) {

@@ -20,9 +20,9 @@ ControlCurve fetchedCurve(const CurveOverlayK7::Controls& points) {
 }
 
 CurveOverlayK7::CurveOverlayK7(EffectInfo* owner, const Controls& points, OverlayColour curveColour)
-    : OverlayControlK7(owner, {points[0], points[1], points[2], points[3], points[4], points[5]}), m_points(points) {
-    colour = curveColour;
-}
+    : OverlayControlK7(owner, {points[0], points[1], points[2], points[3], points[4], points[5]}),
+      m_points(points),
+      m_curveColour(curveColour) {}
 
 int CurveOverlayK7::partAt(float x, float y) const {
     for (int part = 1; part <= ControlCurve::CONTROLS; ++part)
@@ -38,6 +38,7 @@ void CurveOverlayK7::moveTo(int part, Point pen) {
 void CurveOverlayK7::write(int part) { point(part).SetValue(point(part).overlayX, point(part).overlayY); }
 
 void CurveOverlayK7::draw(const OverlayPen& pen) const {
+    pen.colour(m_curveColour);
     const ControlCurve curve = curveOf(m_points, &PositionControlK7::overlayX, &PositionControlK7::overlayY);
     const auto place = [&](int stroke) {
         const CurvePoint at = curve.at(double(stroke) / STROKES);

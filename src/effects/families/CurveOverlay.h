@@ -21,6 +21,7 @@ class CurveOverlayK7 : public OverlayControlK7 {  // 1 to 6: the points
   private:
     CurvePointControlK7& point(int part) const { return *m_points[static_cast<std::size_t>(part - 1)]; }
     Controls m_points;
+    OverlayColour m_curveColour;  // whatever colour the host side gives its widgets: curves tell channels apart by it
 };
 
 // The values fetched for a render.
