@@ -5,9 +5,12 @@
 #include "effects/CrashZoom.h"
 #include "effects/Darken.h"
 #include "effects/HeatHaze.h"
+#include "effects/InfraRed.h"
 #include "effects/Lighten.h"
+#include "effects/NightVision.h"
 #include "effects/PassThrough.h"
 #include "effects/SpinBlur.h"
+#include "effects/Thermo.h"
 
 namespace {
 
@@ -49,13 +52,13 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"Flock">(),
     defineEffect<HeatHaze>(),
     passThrough<"ImageFlow">(),
-    passThrough<"InfraRed">(),
+    defineEffect<InfraRed>(),
     passThrough<"Jaws">(),
     defineEffect<Lighten>(),
     passThrough<"LightLeak">(),
     passThrough<"Luna">(),
     passThrough<"NightSky">(),
-    passThrough<"NightVision">(),
+    defineEffect<NightVision>(),
     passThrough<"Numbers">(),
     passThrough<"Particles">(),
     passThrough<"PatchTex">(),
@@ -73,7 +76,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"Snow">(),
     defineEffect<SpinBlur>(),
     passThrough<"StarField">(),
-    passThrough<"Thermo">(),
+    defineEffect<Thermo>(),
     passThrough<"TrailAverage">(),
     passThrough<"TrailLive">(),
     passThrough<"TrailParticle">(),
