@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
+#include "effects/Burn.h"
 #include "effects/CrashZoom.h"
 #include "effects/Darken.h"
+#include "effects/EdgeLeak.h"
+#include "effects/LightLeak.h"
 #include "effects/Lighten.h"
 #include "effects/PassThrough.h"
 #include "effects/SpinBlur.h"
@@ -29,7 +32,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"BitsFly">(),
     passThrough<"Brush">(),
     passThrough<"Bubbles">(),
-    passThrough<"Burn">(),
+    defineEffect<Burn>(),
     passThrough<"Candle">(),
     passThrough<"CCTV">(),
     passThrough<"Clean">(),
@@ -38,7 +41,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"Cumulo">(),
     defineEffect<Darken>(),
     passThrough<"Dots">(),
-    passThrough<"EdgeLeak">(),
+    defineEffect<EdgeLeak>(),
     passThrough<"Facet">(),
     passThrough<"Fire">(),
     passThrough<"FireBall">(),
@@ -51,7 +54,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"InfraRed">(),
     passThrough<"Jaws">(),
     defineEffect<Lighten>(),
-    passThrough<"LightLeak">(),
+    defineEffect<LightLeak>(),
     passThrough<"Luna">(),
     passThrough<"NightSky">(),
     passThrough<"NightVision">(),
