@@ -1,8 +1,12 @@
 #include "noiselib/solidnoise.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 
+#include "k7pi_baselib/cpu.h"
 #include "noiselib/mtrandom.h"
+#include "noiselib/solidnoise_simd.h"
 
 namespace {
 
@@ -25,6 +29,16 @@ constexpr uint8_t P[256] = {
 float ease(float t) { return (3.0F - 2.0F * t) * t * t; }
 float lerp(float t, float a, float b) { return a + t * (b - a); }
 
+// The permutation of h and, in the high half, of h + 1.
+constexpr auto PAIRS = [] {
+    std::array<uint32_t, 256> pairs{};
+    for (uint32_t h = 0; h < 256; ++h) pairs[h] = P[h] | static_cast<uint32_t>(P[(h + 1) & 255U]) << 16;
+    return pairs;
+}();
+
+constexpr float OCTAVE_STEP = 2.17F;  // not 2: no octave falls on another's lattice
+constexpr float MIN_FREQUENCY = 1e-7F;
+
 // The low eight bits of the floor of a coordinate. Floats of 2^31 and more are whole multiples of 256.
 uint32_t cell(float floor_of_coordinate) {
     return std::fabs(floor_of_coordinate) < 0x1p31F
@@ -32,17 +46,34 @@ uint32_t cell(float floor_of_coordinate) {
                : 0U;
 }
 
+const SolidNoiseKernels& kernels() {
+    return cpu_select(baseline::solid_noise_kernels, avx2::solid_noise_kernels, avx512::solid_noise_kernels);
+}
+
+// Calls work(start, count) for the pieces of a row.
+template <class Work>
+void for_chunks(int count, const Work& work) {
+    for (int start = 0; start < count; start += NOISE_CHUNK) work(start, std::min(NOISE_CHUNK, count - start));
+}
+
+template <class Work>
+void for_octaves(float f_min, float f_max, const Work& work) {
+    for (float f = f_min < MIN_FREQUENCY ? MIN_FREQUENCY : f_min; f < f_max; f *= OCTAVE_STEP) work(f);
+}
+
 }  // namespace
 
 SolidNoise::SolidNoise(uint32_t seed) {
     MTRandom random(seed);
-    for (Gradient& gradient : gradients) {
+    Gradient drawn[256];
+    for (Gradient& gradient : drawn) {
         const float z = 2.0F * random.next_float() - 1.0F;
         const float r = std::sqrt(1.0F - z * z);
         // In doubles and rounded once: the float forms of the system's library differ between processors.
         const double angle = 6.2831854820251465F * random.next_float();
-        gradient = {r * static_cast<float>(std::cos(angle)), r * static_cast<float>(std::sin(angle)), z};
+        gradient = {r * static_cast<float>(std::cos(angle)), r * static_cast<float>(std::sin(angle)), z, 0};
     }
+    for (uint32_t h = 0; h < 256; ++h) gradients[h] = {drawn[P[h]], drawn[P[(h + 1) & 255U]]};
 }
 
 float SolidNoise::noise(float x, float y, float z) const {
@@ -55,45 +86,63 @@ float SolidNoise::noise(float x, float y, float z) const {
     const float fz = z - floor_z;
     const uint32_t i = cell(floor_x);
     const uint32_t j = cell(floor_y);
-    const uint32_t k = cell(floor_z);
     const float u = ease(fx);
     const float v = ease(fy);
 
-    const auto dot = [&](uint32_t hash, float dx, float dy, float dz) {
-        const Gradient& g = gradients[P[hash & 255U]];
-        return g.x * dx + g.y * dy + g.z * dz;
+    const auto edge = [&](uint32_t hash, float dy, float dz) {
+        const Edge& e = gradients[hash & 255U];
+        return lerp(u, e.lower.x * fx + e.lower.y * dy + e.lower.z * dz,
+                    e.upper.x * (fx - 1) + e.upper.y * dy + e.upper.z * dz);
     };
     const auto plane = [&](uint32_t layer, float dz) {
-        const uint32_t a = P[layer & 255U] + j;
-        const uint32_t b = P[a & 255U] + i;
-        const uint32_t c = P[(a + 1) & 255U] + i;
-        return lerp(v, lerp(u, dot(b, fx, fy, dz), dot(b + 1, fx - 1, fy, dz)),
-                    lerp(u, dot(c, fx, fy - 1, dz), dot(c + 1, fx - 1, fy - 1, dz)));
+        const uint32_t rows = PAIRS[(layer + j) & 255U];
+        return lerp(v, edge((rows & 255U) + i, fy, dz), edge((rows >> 16) + i, fy - 1, dz));
     };
-    return lerp(ease(fz), plane(k, fz), plane(k + 1, fz - 1));
+    const uint32_t layers = PAIRS[cell(floor_z)];
+    return lerp(ease(fz), plane(layers & 255U, fz), plane(layers >> 16, fz - 1));
 }
 
 float SolidNoise::turbulence(float x, float y, float z, float f_min, float f_max) const {
-    float f = f_min < 1e-7F ? 1e-7F : f_min;
     float sum = 0;
-    for (; f < f_max; f *= 2.17F) sum += noise(f * x, f * y, f * z) / f;
+    for_octaves(f_min, f_max, [&](float f) { sum += noise(f * x, f * y, f * z) / f; });
     return sum;
 }
 
 void SolidNoise::noise_row(const float* x, const float* y, const float* z, float* out, int count) const {
-    for (int i = 0; i < count; ++i) out[i] = noise(x[i], y[i], z[i]);
+    kernels().points(tables(), x, y, z, out, count);
 }
 
 void SolidNoise::turbulence_row(const float* x, const float* y, const float* z, float f_min, float f_max, float* out,
                                 int count) const {
-    for (int i = 0; i < count; ++i) out[i] = turbulence(x[i], y[i], z[i], f_min, f_max);
+    const SolidNoiseKernels& kernel = kernels();
+    for_chunks(count, [&](int start, int length) {
+        float sum[NOISE_CHUNK] = {};
+        for_octaves(f_min, f_max,
+                    [&](float f) { kernel.add_points(tables(), x + start, y + start, z + start, f, sum, length); });
+        std::copy_n(sum, length, out + start);
+    });
 }
 
 void SolidNoise::noise_row(const NoiseLine& line, int first, float* out, int count) const {
-    for (int i = 0; i < count; ++i) out[i] = noise(line.x_at(first + i), line.y, line.z);
+    const SolidNoiseKernels& kernel = kernels();
+    for_chunks(count, [&](int start, int length) {
+        float x[NOISE_CHUNK];
+        kernel.positions(line.x, line.step, first + start, x, length);
+        kernel.line(tables(), x, line.y, line.z, line.step, out + start, length);
+    });
 }
 
 void SolidNoise::turbulence_row(const NoiseLine& line, int first, float f_min, float f_max, float* out,
                                 int count) const {
-    for (int i = 0; i < count; ++i) out[i] = turbulence(line.x_at(first + i), line.y, line.z, f_min, f_max);
+    const SolidNoiseKernels& kernel = kernels();
+    for_chunks(count, [&](int start, int length) {
+        float x[NOISE_CHUNK];
+        float* const sum = out + start;
+        kernel.positions(line.x, line.step, first + start, x, length);
+        std::fill_n(sum, length, 0.0F);
+        for_octaves(f_min, f_max,
+                    [&](float f) { kernel.add_line(tables(), x, line.y, line.z, line.step, f, sum, length); });
+    });
 }
+
+NoiseTables SolidNoise::tables() const { return {&gradients[0].lower.x, PAIRS.data()}; }
