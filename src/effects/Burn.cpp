@@ -35,13 +35,63 @@ constexpr double HALO = 0.7;        // reach of the heat ahead of it, in rims
 constexpr double RAGGED = 1.6;      // how far the rim departs from a circle, in rims
 constexpr double RAGGED_AT = 0.3;   // progress at which it does so fully
 constexpr double CELLS = 12.0;      // of the noise over the width of the picture
+constexpr float FINEST = 21.0F;     // octaves below this, of the cells
 constexpr double MORPH = 1.2;       // cells that the noise goes through from start to end
 constexpr double WANDER = 0.08;     // of the centre from its corner, in picture sizes
 constexpr double PACE = 1.4;        // exponent: the burn gathers speed
-constexpr int FRONT_COLUMNS = 480;  // at least, in large pictures
+constexpr int FRONT_COLUMNS = 960;  // at least, in large pictures
 
 // Picture pixels for one of the front's: what the front shows is smooth at this scale.
 int frontStep(const K7Image& picture) { return std::max(1, picture.width / FRONT_COLUMNS); }
+
+// The hole at one moment: a circle about a corner, and how ragged its rim is by now.
+class Hole {
+  public:
+    Hole(const K7Image& picture, const SolidNoise& noise, int corner, double progress);
+    // A row of the front: `count` places from column 0 of the picture on, `step` apart.
+    void drawRow(const SolidNoise& noise, int y, int step, float* rough, float* depth, int count) const;
+
+  private:
+    double m_x, m_y, m_tall;  // centre in pixels, height of a pixel in widths
+    double m_rim, m_radius;   // pixels
+    double m_ragged;          // rims
+    double m_scale;           // noise cells a pixel
+    float m_moment;
+};
+
+Hole::Hole(const K7Image& picture, const SolidNoise& noise, int corner, double progress)
+    : m_tall(picture.pixel_width > 0 ? double(picture.pixel_height) / double(picture.pixel_width) : 1.0),
+      m_rim(RIM * picture.width),
+      m_ragged(RAGGED * smoothStep(0.0, RAGGED_AT, progress)),
+      // The wave grows with the hole: the noise is magnified about the centre.
+      m_scale(CELLS / picture.width / (1.0 + progress)),
+      m_moment(static_cast<float>(MORPH * progress)) {
+    const double right = corner == Burn::BottomRight || corner == Burn::TopRight ? 1.0 : 0.0;
+    const double top = corner == Burn::TopRight || corner == Burn::TopLeft ? 1.0 : 0.0;
+    m_x = (right + WANDER * double(noise.noise(m_moment, 1.5F, 0.5F))) * picture.width;
+    m_y = (top + WANDER * double(noise.noise(m_moment, 2.5F, 0.5F))) * picture.height;
+    const double farthest =
+        std::hypot(std::max(m_x, picture.width - m_x), std::max(m_y, picture.height - m_y) * m_tall);
+    m_radius = mix(-HALO * m_rim, farthest + (1.05 + RAGGED) * m_rim, std::pow(progress, PACE));
+}
+
+void Hole::drawRow(const SolidNoise& noise, int y, int step, float* rough, float* depth, int count) const {
+    // Noise is needed only where it can make the difference between cold, burning and gone.
+    const auto coldest = static_cast<float>(-HALO - m_ragged), deepest = static_cast<float>(1.0 + m_ragged);
+    const double dy = (y - m_y) * m_tall;
+    int begin = count, end = 0;
+    for (int i = 0; i < count; ++i) {
+        const double dx = i * step - m_x;
+        depth[i] = static_cast<float>((m_radius - std::sqrt(dx * dx + dy * dy)) / m_rim);
+        if (!(depth[i] > coldest && depth[i] < deepest)) continue;
+        begin = std::min(begin, i), end = i + 1;
+    }
+    if (begin >= end) return;
+    const NoiseLine line{-m_x * m_scale, step * m_scale, static_cast<float>(dy * m_scale), m_moment};
+    noise.turbulence_row(line, begin, 1.0F, FINEST, rough, end - begin);
+    for (int i = begin; i < end; ++i)
+        depth[i] += static_cast<float>(m_ragged) * std::clamp(rough[i - begin], -1.0F, 1.0F);
+}
 
 // A row of the picture read from the front's rows, straight lines between its pixels.
 void magnifyRow(const K7Image& front, int y, int step, float* between, float* depth, int width) {
@@ -79,8 +129,9 @@ Rgb along(const std::array<Stop, N>& stops, double depth) {
 }
 
 // What the emulsion lets through: it yellows, browns, and is charcoal before it goes.
+constexpr double CONSUMED = 0.62;  // nothing of the picture is left, embers and light alone
 constexpr std::array<Stop, 4> EMULSION = {
-    {{-HALO, {1, 1, 1}}, {-0.05, {0.95, 0.72, 0.45}}, {0.30, {0.30, 0.14, 0.05}}, {0.62, {0, 0, 0}}}};
+    {{-HALO, {1, 1, 1}}, {-0.05, {0.95, 0.72, 0.45}}, {0.30, {0.30, 0.14, 0.05}}, {CONSUMED, {0, 0, 0}}}};
 // The light that comes with it: a glow ahead of the rim, embers in it, and behind it the lamp or nothing.
 constexpr std::array<Stop, 6> GLOW_TO_WHITE = {{{-HALO, {0, 0, 0}},
                                                 {0.0, {0.16, 0.055, 0.01}},
@@ -111,9 +162,9 @@ void fillTable(ScorchTable& table, bool toWhite, bool grey, bool alpha) {
 
 // ---- The molten picture ---------------------------------------------------------------------------------------
 
-constexpr float SAG = 128.0F;        // pixels at full scale that the film is drawn to the hole before it is gone
-constexpr float SAG_BY_RED = 0.05F;  // of that, more where the film is red
-constexpr int CHUNK = 256;           // pixels at once
+constexpr double SAG = 128.0 / 1920.0;  // widths of the picture that the film is drawn to the hole before it is gone
+constexpr float SAG_BY_RED = 0.05F;     // of that, more where the film is red
+constexpr int CHUNK = 64;               // pixels at once
 
 struct Melt {
     const ImagelibPyramid* film;
@@ -150,7 +201,7 @@ void burnRow(const Melt& melt, int y, const float* depth, float* pixels, int wid
         const int count = std::min(CHUNK, width - x);
         const auto [least, most] = std::minmax_element(depth + x, depth + x + count);
         if (*most <= melt.table->first) continue;
-        if (*least >= 1.0F) {
+        if (*least >= float(CONSUMED)) {
             kernels().scorch(*melt.table, depth + x, COLD, pixels + 4L * x, pixels + 4L * x, count);
         } else {
             meltPixels(melt, x, y, depth + x, pixels + 4L * x, count);
@@ -160,8 +211,7 @@ void burnRow(const Melt& melt, int y, const float* depth, float* pixels, int wid
 
 }  // namespace
 
-// How deep every place lies behind the rim, 0 to 1 of the burn's time. Nowhere is warm at 0, nothing is left at 1, and
-// in between a place only ever gets deeper.
+// How deep every place lies behind the rim. Nowhere is warm before the start and nothing is left at the end.
 bool Burn::drawFront(const K7Image& picture, double progress) {
     const int step = frontStep(picture);
     const int columns = (picture.width - 1) / step + 2, rows = (picture.height - 1) / step + 2;
@@ -170,45 +220,19 @@ bool Burn::drawFront(const K7Image& picture, double progress) {
     if (!m_front) return false;
 
     const SolidNoise noise(SEED);
-    const double width = picture.width, height = picture.height;
-    const double tall = picture.pixel_width > 0 ? double(picture.pixel_height) / double(picture.pixel_width) : 1.0;
-    const auto moment = static_cast<float>(MORPH * progress);
-    const double right = Direction.value == BottomRight || Direction.value == TopRight ? 1.0 : 0.0;
-    const double top = Direction.value == TopRight || Direction.value == TopLeft ? 1.0 : 0.0;
-    const double cx = (right + WANDER * double(noise.noise(moment, 1.5F, 0.5F))) * width;
-    const double cy = (top + WANDER * double(noise.noise(moment, 2.5F, 0.5F))) * height;
-
-    const double rim = RIM * width;
-    const double ragged = RAGGED * smoothStep(0.0, RAGGED_AT, progress);
-    const double farthest = std::hypot(std::max(cx, width - cx), std::max(cy, height - cy) * tall);
-    const double radius = mix(-HALO * rim, farthest + (1.0 + RAGGED) * rim, std::pow(progress, PACE));
-    // The wave grows with the hole: the noise is magnified about the centre.
-    const double scale = CELLS / width / (1.0 + progress);
-    MultiProcess(
-        [&](int first, int last) {
-            for (int j = first; j <= last && !abortRequested(); ++j) {
-                float* depth = image_row<float>(m_front.get(), j);
-                const double dy = (j * step - cy) * tall;
-                const NoiseLine line{.x = (cx - cx / (1.0 + progress)) * CELLS / width,
-                                     .step = step * scale,
-                                     .y = static_cast<float>(dy * scale),
-                                     .z = moment};
-                noise.turbulence_row(line, 0, 1.0F, 9.0F, depth, columns);
-                for (int i = 0; i < columns; ++i) {
-                    const double dx = i * step - cx;
-                    const double rough = std::clamp(double(depth[i]), -1.0, 1.0);
-                    depth[i] = static_cast<float>((radius - std::sqrt(dx * dx + dy * dy)) / rim + ragged * rough);
-                }
-            }
-        },
-        rows);
+    const Hole hole(picture, noise, Direction.value, progress);
+    for_rows_float(rows, [&](int first, int last) {
+        std::vector<float> rough(static_cast<std::size_t>(columns));
+        for (int j = first; j <= last && !abortRequested(); ++j)
+            hole.drawRow(noise, j * step, step, rough.data(), image_row<float>(m_front.get(), j), columns);
+    });
     return true;
 }
 
 void Burn::burnHole(K7Image& picture, double progress) {
     const StageTimer timer("Burn (CPU)");
     if (!drawFront(picture, progress)) return;
-    const ImagelibPyramid film(&picture, KERNEL_BSPLINE, EDGE_BLACK, true, true);
+    const ImagelibPyramid film(&picture, KERNEL_BSPLINE, EDGE_MIRROR, true, true);
     if (!film.valid()) return;
     ScorchTable table;
     fillTable(table, BurnTo.value == White, FilmType.value == BlackAndWhite, doAlpha);
@@ -218,17 +242,15 @@ void Burn::burnHole(K7Image& picture, double progress) {
                     .table = &table,
                     .right = fromRight ? -1.0F : 1.0F,
                     .up = fromTop ? -1.0F : 1.0F,
-                    .sag = SAG / picture.unit_scale};
+                    .sag = static_cast<float>(SAG * picture.width)};
     const int step = frontStep(picture);
-    MultiProcess(
-        [&](int first, int last) {
-            std::vector<float> between(m_front->width), depth(picture.width);
-            for (int y = first; y <= last && !abortRequested(); ++y) {
-                magnifyRow(*m_front, y, step, between.data(), depth.data(), picture.width);
-                burnRow(melt, y, depth.data(), image_row<float>(&picture, y), picture.width);
-            }
-        },
-        picture.height);
+    for_rows_float(picture.height, [&](int first, int last) {
+        std::vector<float> between(m_front->width), depth(picture.width);
+        for (int y = first; y <= last && !abortRequested(); ++y) {
+            magnifyRow(*m_front, y, step, between.data(), depth.data(), picture.width);
+            burnRow(melt, y, depth.data(), image_row<float>(&picture, y), picture.width);
+        }
+    });
 }
 
 void Burn::grade(K7Image& picture) {
@@ -244,12 +266,10 @@ void Burn::grade(K7Image& picture) {
                     percent(tinted ? Tblue.value : Blue.value)},
         .saturation = percent(Colour.value)};
     const auto& table = kernels();
-    MultiProcess(
-        [&](int first, int last) {
-            for (int y = first; y <= last && !abortRequested(); ++y)
-                table.grade(how, image_row<float>(&picture, y), picture.width);
-        },
-        picture.height);
+    for_rows_float(picture.height, [&](int first, int last) {
+        for (int y = first; y <= last && !abortRequested(); ++y)
+            table.grade(how, image_row<float>(&picture, y), picture.width);
+    });
 }
 
 void Burn::ProcessFrame() {
