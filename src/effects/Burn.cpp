@@ -30,15 +30,16 @@ double smoothStep(double low, double high, double v) {
 // of the rim. Heat is felt from -HALO on, the film chars from 0 on, at 1 nothing is left of it.
 
 constexpr uint32_t SEED = 1234567;
-constexpr double RIM = 0.10;        // width of the rim, in widths of the picture
-constexpr double HALO = 0.7;        // reach of the heat ahead of it, in rims
-constexpr double RAGGED = 1.6;      // how far the rim departs from a circle, in rims
-constexpr double RAGGED_AT = 0.3;   // progress at which it does so fully
-constexpr double CELLS = 12.0;      // of the noise over the width of the picture
-constexpr float FINEST = 21.0F;     // octaves below this, of the cells
-constexpr double MORPH = 1.2;       // cells that the noise goes through from start to end
-constexpr double WANDER = 0.08;     // of the centre from its corner, in picture sizes
-constexpr double PACE = 1.4;        // exponent: the burn gathers speed
+constexpr double RIM = 0.10;       // width of the rim, in widths of the picture
+constexpr double HALO = 0.7;       // reach of the heat ahead of it, in rims
+constexpr double RAGGED = 1.6;     // how far the rim departs from a circle, in rims
+constexpr double RAGGED_AT = 0.3;  // progress at which it does so fully
+constexpr double CELLS = 12.0;     // of the noise over the width of the picture
+constexpr float FINEST = 21.0F;    // octaves below this, of the cells
+constexpr double MORPH = 0.6;      // cells that the noise goes through from start to end
+constexpr double GROWTH = 0.15;  // and how much larger they get; with more of either, film would heal behind the front
+constexpr double WANDER = 0.08;  // of the centre from its corner, in picture sizes
+constexpr double PACE = 1.4;     // exponent: the burn gathers speed
 constexpr int FRONT_COLUMNS = 960;  // at least, in large pictures
 
 // Picture pixels for one of the front's: what the front shows is smooth at this scale.
@@ -64,7 +65,7 @@ Hole::Hole(const K7Image& picture, const SolidNoise& noise, int corner, double p
       m_rim(RIM * picture.width),
       m_ragged(RAGGED * smoothStep(0.0, RAGGED_AT, progress)),
       // The wave grows with the hole: the noise is magnified about the centre.
-      m_scale(CELLS / picture.width / (1.0 + progress)),
+      m_scale(CELLS / picture.width / (1.0 + GROWTH * progress)),
       m_moment(static_cast<float>(MORPH * progress)) {
     const double right = corner == Burn::BottomRight || corner == Burn::TopRight ? 1.0 : 0.0;
     const double top = corner == Burn::TopRight || corner == Burn::TopLeft ? 1.0 : 0.0;
