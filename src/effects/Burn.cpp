@@ -94,19 +94,37 @@ void Hole::drawRow(const SolidNoise& noise, int y, int step, float* rough, float
         depth[i] += static_cast<float>(m_ragged) * std::clamp(rough[i - begin], -1.0F, 1.0F);
 }
 
-// A row of the picture read from the front's rows, straight lines between its pixels.
-void magnifyRow(const K7Image& front, int y, int step, float* between, float* depth, int width) {
+// Places of a row of the picture between those of the front, STEP of them for each; 0: as many as `step` says.
+template <int STEP>
+void spread(const float* between, float* depth, int count, int step) {
+    const int each = STEP > 0 ? STEP : step;
+    const float share = 1.0F / static_cast<float>(each);
+    for (int i = 0; i < count; ++i)
+        for (int k = 0; k < each; ++k)
+            depth[i * each + k] = between[i] + static_cast<float>(k) * ((between[i + 1] - between[i]) * share);
+}
+
+// Columns of the picture, from a whole column of the front on.
+struct Columns {
+    int begin, end;
+};
+
+// A row of the picture read from the front, straight lines between its places: `depth` of the columns where there is
+// any heat, which are given back. It holds a step more than the row.
+Columns magnifyRow(const K7Image& front, int y, int step, float* between, float* depth, int width) {
     const int row = y / step;
     const float part = static_cast<float>(y % step) / static_cast<float>(step);
     const float* lower = image_row<float>(&front, row);
-    const float* upper = image_row<float>(&front, std::min(row + 1, front.height - 1));
-    for (int i = 0; i < front.width; ++i) between[i] = lower[i] + part * (upper[i] - lower[i]);
-    const float share = 1.0F / static_cast<float>(step);
-    for (int i = 0, x = 0; x < width; ++i, x += step) {
-        const float slope = (between[i + 1] - between[i]) * share;
-        const int count = std::min(step, width - x);
-        for (int k = 0; k < count; ++k) depth[x + k] = between[i] + static_cast<float>(k) * slope;
-    }
+    const float* upper = image_row<float>(&front, row + 1);
+    constexpr auto cold = static_cast<float>(-HALO);
+    int begin = 0, end = front.width - 1;
+    const auto isCold = [&](int i) { return lower[i] <= cold && upper[i] <= cold; };
+    while (begin < end && isCold(begin) && isCold(begin + 1)) ++begin;
+    while (end > begin && isCold(end) && isCold(end - 1)) --end;
+    for (int i = begin; i <= end; ++i) between[i] = lower[i] + part * (upper[i] - lower[i]);
+    const auto fill = step == 1 ? spread<1> : step == 2 ? spread<2> : step == 4 ? spread<4> : spread<0>;
+    fill(between + begin, depth + begin * step, end - begin, step);
+    return {begin * step, std::min(end * step, width)};
 }
 
 // ---- What the heat does to the film ---------------------------------------------------------------------------
@@ -196,16 +214,19 @@ void meltPixels(const Melt& melt, int x, int y, const float* depth, float* pixel
     kernels().scorch(*melt.table, depth, heat, molten, pixels, count);
 }
 
-void burnRow(const Melt& melt, int y, const float* depth, float* pixels, int width) {
+void burnRow(const Melt& melt, Columns hot, int y, const float* depth, float* pixels) {
     static constexpr float COLD[CHUNK] = {};
-    for (int x = 0; x < width; x += CHUNK) {
-        const int count = std::min(CHUNK, width - x);
-        const auto [least, most] = std::minmax_element(depth + x, depth + x + count);
-        if (*most <= melt.table->first) continue;
-        if (*least >= float(CONSUMED)) {
-            kernels().scorch(*melt.table, depth + x, COLD, pixels + 4L * x, pixels + 4L * x, count);
-        } else {
+    for (int x = hot.begin; x < hot.end; x += CHUNK) {
+        const int count = std::min(CHUNK, hot.end - x);
+        int warm = 0, left = 0;
+        for (int i = x; i < x + count; ++i) {
+            warm |= depth[i] > melt.table->first;
+            left |= depth[i] < static_cast<float>(CONSUMED);
+        }
+        if (warm && left) {
             meltPixels(melt, x, y, depth + x, pixels + 4L * x, count);
+        } else if (warm) {
+            kernels().scorch(*melt.table, depth + x, COLD, pixels + 4L * x, pixels + 4L * x, count);
         }
     }
 }
@@ -246,10 +267,10 @@ void Burn::burnHole(K7Image& picture, double progress) {
                     .sag = static_cast<float>(SAG * picture.width)};
     const int step = frontStep(picture);
     for_rows_float(picture.height, [&](int first, int last) {
-        std::vector<float> between(m_front->width), depth(picture.width);
+        std::vector<float> between(m_front->width), depth(std::size_t(m_front->width) * std::size_t(step));
         for (int y = first; y <= last && !abortRequested(); ++y) {
-            magnifyRow(*m_front, y, step, between.data(), depth.data(), picture.width);
-            burnRow(melt, y, depth.data(), image_row<float>(&picture, y), picture.width);
+            const Columns hot = magnifyRow(*m_front, y, step, between.data(), depth.data(), picture.width);
+            burnRow(melt, hot, y, depth.data(), image_row<float>(&picture, y));
         }
     });
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <vector>
 
 #include "k7pi_baselib/k7pi_baselib.h"
@@ -12,7 +11,8 @@ namespace {
 
 constexpr uint32_t SEED = 1234567;
 constexpr double CELLS = 6.0;       // of the noise over the height of the frame
-constexpr double PACE = 4.0;        // how far the walk may get from row to row, in bounds over the height
+constexpr double PACE = 6.3;        // radians that the pendulum may go from row to row, over a cell
+constexpr double REACH = 0.63;      // the same in widths of the picture: large bounds do not make the border flatter
 constexpr double DRIFT = 0.03;      // of the noise in time for each frame
 constexpr double OWN = 0.3;         // share of its way that a band goes by itself: one leak lights all three
 constexpr double FARTHEST = 4.0;    // widths of the picture
@@ -23,7 +23,7 @@ double limited(double v, double low, double high) { return v > low ? std::min(v,
 // Where a border lies in each row, from -1 to 1. It walks from row to row by noise and turns back at its bounds;
 // turning like a pendulum it has no corners there. Its mean is taken out, since otherwise the lower end of the frame
 // would hardly move and the upper end would move most.
-std::vector<float> wander(const SolidNoise& noise, int path, double frame, int rows) {
+std::vector<float> wander(const SolidNoise& noise, int path, double frame, double speed, int rows) {
     const double step = CELLS / rows;
     const NoiseLine line{.x = 0.5 * step,
                          .step = step,
@@ -32,11 +32,11 @@ std::vector<float> wander(const SolidNoise& noise, int path, double frame, int r
     std::vector<float> places(static_cast<std::size_t>(rows));
     noise.noise_row(line, 0, places.data(), rows);
     double position = 0.0, mean = 0.0;
-    for (const float pace : places) mean += (position += pace * PACE * step) / rows;
+    for (const float pace : places) mean += (position += double(pace) * speed * step) / rows;
     position = -mean;
     for (float& place : places) {
-        position += place * PACE * step;
-        place = static_cast<float>(std::sin(position * 0.5 * std::numbers::pi));
+        position += double(place) * speed * step;
+        place = static_cast<float>(std::sin(position));
     }
     return places;
 }
@@ -58,13 +58,14 @@ void EdgeLeak::ProcessFrame() {
     const double positions[] = {RedXE.value, YellowXE.value, WhiteXE.value};
     const double softness[] = {RedSoftE.value, YellowSoftE.value, WhiteSoftE.value};
 
+    const double speed = std::min(PACE, REACH / limited(ThickE.value * 0.01, SHARPEST, FARTHEST));
     const SolidNoise noise(SEED);
-    const std::vector<float> common = wander(noise, LIGHT_BANDS, currentFrame, picture->height);
+    const std::vector<float> common = wander(noise, LIGHT_BANDS, currentFrame, speed, picture->height);
     std::vector<EdgeRow> rows(picture->height);
     for (int band = 0; band < LIGHT_BANDS; ++band) {
         const double middle = limited(positions[band], -FARTHEST, FARTHEST) * width;
         const double soft = limited(softness[band] * 0.01, SHARPEST, FARTHEST) * width;
-        const std::vector<float> own = wander(noise, band, currentFrame, picture->height);
+        const std::vector<float> own = wander(noise, band, currentFrame, speed, picture->height);
         for (std::size_t y = 0; y < rows.size(); ++y) {
             const double path = (1.0 - OWN) * common[y] + OWN * own[y];
             rows[y].positions[band] = static_cast<float>(middle + bound * path);
