@@ -26,7 +26,7 @@ constexpr int EDGES = 4;
 
 // Places of the edges in NoiseTables::corners, for each lane.
 struct EdgePlaces {
-    alignas(64) int place[EDGES][LANES];
+    alignas(64) unsigned place[EDGES][LANES];
 };
 
 struct Offsets {
@@ -72,25 +72,88 @@ static inline Ints to_ints(Floats v) {
 #endif
 }
 
-static inline Ints look_up(const uint32_t* table, Ints index) {
-    const int* words = (const int*)table;
+// Looks the permutation up: of h in the low eight bits of a lane, of h + 1 in the next. What is above is undefined,
+// also in the lanes given, of which the low eight bits count.
 #if defined(__AVX512F__)
-    return (Ints)_mm512_i32gather_epi32((__m512i)index, words, 4);
-#elif defined(__AVX2__)
-    return (Ints)_mm256_i32gather_epi32(words, (__m256i)index, 4);
+// The whole table is in eight registers, two hashes in a lane; gathers would cost six times the instructions.
+struct PairTable {
+    Ints words[8];
+
+    explicit PairTable(const uint32_t* pairs) {
+        for (int lane = 0; lane < 128; ++lane) {
+            const uint32_t* two = pairs + 2 * lane;
+            words[lane / LANES][lane % LANES] = int(two[0] | (two[1] >> 8) << 16);
+        }
+    }
+
+    static Ints either(__mmask16 second, Ints a, Ints b) {
+        return (Ints)_mm512_mask_blend_epi32(second, (__m512i)a, (__m512i)b);
+    }
+    Ints of_32(int first, Ints place) const {
+        return (Ints)_mm512_permutex2var_epi32((__m512i)words[first], (__m512i)place, (__m512i)words[first + 1]);
+    }
+    Ints operator()(Ints h) const {
+        const Ints place = (h & 255) >> 1;
+        const __mmask16 bit_5 = _mm512_test_epi32_mask((__m512i)place, _mm512_set1_epi32(32));
+        const __mmask16 bit_6 = _mm512_test_epi32_mask((__m512i)place, _mm512_set1_epi32(64));
+        const Ints low = either(bit_5, of_32(0, place), of_32(2, place));
+        const Ints high = either(bit_5, of_32(4, place), of_32(6, place));
+        return either(bit_6, low, high) >> ((h & 1) << 3);
+    }
+};
 #else
-    return Ints{words[index[0]], words[index[1]], words[index[2]], words[index[3]]};
+struct PairTable {
+    const int* words;
+
+    explicit PairTable(const uint32_t* pairs) : words((const int*)pairs) {}
+
+    Ints operator()(Ints h) const {
+        const Ints index = h & 255;
+#if defined(__AVX2__)
+        return (Ints)_mm256_i32gather_epi32(words, (__m256i)index, 4);
+#else
+        return Ints{words[index[0]], words[index[1]], words[index[2]], words[index[3]]};
+#endif
+    }
+};
+#endif
+
+static inline bool all_true(Ints truth) {
+#if defined(__AVX512F__)
+    return _mm512_movepi32_mask((__m512i)truth) == 0xffff;
+#elif defined(__AVX2__)
+    return _mm256_movemask_ps((__m256)truth) == 0xff;
+#else
+    return _mm_movemask_ps((__m128)truth) == 0xf;
 #endif
 }
 
 static inline Floats ease(Floats t) { return (3.0F - 2.0F * t) * t * t; }
 static inline Floats lerp(Floats t, Floats a, Floats b) { return a + t * (b - a); }
 
+// The hashes of the edges of all cells with one y and one z, before x is added.
+struct RowOfCells {
+    int base[EDGES];
+
+    RowOfCells(const NoiseTables& tables, int j, int k) {
+        const uint32_t layers = tables.pairs[k];
+        const uint32_t lower = tables.pairs[(layers + unsigned(j)) & 255U];
+        const uint32_t upper = tables.pairs[((layers >> 8) + unsigned(j)) & 255U];
+        base[0] = int(lower & 255U);
+        base[1] = int(lower >> 8);
+        base[2] = int(upper & 255U);
+        base[3] = int(upper >> 8);
+    }
+};
+
 static inline void place_edges(EdgePlaces& places, Ints i, const Ints (&base)[EDGES]) {
     for (int e = 0; e < EDGES; ++e) {
         const Ints place = ((base[e] + i) & 255) * NOISE_CORNER_FLOATS;
         __builtin_memcpy(places.place[e], &place, sizeof place);
     }
+    // Really in memory: a lane is read back by one load, where the compiler would take two or three instructions to
+    // extract it.
+    asm("" : "+m"(places));
 }
 
 // ---- Gradients by whole loads and transpositions -----------------------------------------------------------------
@@ -100,7 +163,7 @@ static inline void place_edges(EdgePlaces& places, Ints i, const Ints (&base)[ED
 #if defined(__AVX512F__)
 
 // A row holds four blocks, a point's gradients at both ends of the edge at the lower y and of the one at the upper y.
-static inline __m512 load_edges(const float* corners, const int* lower_y, const int* upper_y, int point) {
+static inline __m512 load_edges(const float* corners, const unsigned* lower_y, const unsigned* upper_y, int point) {
     const __m512d lower = _mm512_castpd256_pd512(_mm256_castps_pd(_mm256_loadu_ps(corners + lower_y[point])));
     const __m256d upper = _mm256_castps_pd(_mm256_loadu_ps(corners + upper_y[point]));
     return _mm512_castpd_ps(_mm512_insertf64x4(lower, upper, 1));
@@ -110,8 +173,8 @@ static inline void edge_values(const float* corners, const EdgePlaces& places, c
     const Ints ends = {0, 1, 2, 3, 16, 17, 18, 19, 0, 1, 2, 3, 16, 17, 18, 19};   // lower, upper, lower, upper
     const Ints sides = {0, 1, 2, 3, 0, 1, 2, 3, 16, 17, 18, 19, 16, 17, 18, 19};  // lower, lower, upper, upper
     for (int layer = 0; layer < 2; ++layer) {
-        const int* lower_y = places.place[2 * layer];
-        const int* upper_y = places.place[2 * layer + 1];
+        const unsigned* lower_y = places.place[2 * layer];
+        const unsigned* upper_y = places.place[2 * layer + 1];
         const Floats z = layer ? at.z1 : at.z0;
         __m512 dot[4];
         for (int four = 0; four < 4; ++four) {
@@ -152,7 +215,7 @@ static inline Floats pair_halves(Floats v, Floats w) {
 
 // Both ends of an edge of four points, the lower ends in the lower half.
 template <int half>
-static inline Floats four_dots(const float* corners, const int* places, Floats dx, Floats y, Floats z) {
+static inline Floats four_dots(const float* corners, const unsigned* places, Floats dx, Floats y, Floats z) {
     const __m256 a = _mm256_loadu_ps(corners + places[4 * half]);
     const __m256 b = _mm256_loadu_ps(corners + places[4 * half + 1]);
     const __m256 c = _mm256_loadu_ps(corners + places[4 * half + 2]);
@@ -181,7 +244,7 @@ static inline void edge_values(const float* corners, const EdgePlaces& places, c
 
 #else
 
-static inline Floats four_dots(const float* corners, const int* places, Floats x, Floats y, Floats z) {
+static inline Floats four_dots(const float* corners, const unsigned* places, Floats x, Floats y, Floats z) {
     const __m128 a = _mm_loadu_ps(corners + places[0]), b = _mm_loadu_ps(corners + places[1]);
     const __m128 c = _mm_loadu_ps(corners + places[2]), d = _mm_loadu_ps(corners + places[3]);
     const __m128 ab_xy = _mm_unpacklo_ps(a, b), cd_xy = _mm_unpacklo_ps(c, d);
@@ -209,15 +272,23 @@ static inline Floats blend(const EdgeValues& values, Floats u, Floats v, Floats 
 
 // ---- Any points --------------------------------------------------------------------------------------------------
 
-static inline Floats points_vector(const NoiseTables& tables, Floats x, Floats y, Floats z) {
+static inline Floats points_vector(const NoiseTables& tables, const PairTable& permuted, Floats x, Floats y, Floats z) {
     const Floats floor_x = floor_of(x), floor_y = floor_of(y), floor_z = floor_of(z);
     const Ints i = to_ints(floor_x), j = to_ints(floor_y), k = to_ints(floor_z);
 
-    const Ints layers = look_up(tables.pairs, k & 255);
-    const Ints lower = look_up(tables.pairs, (layers + j) & 255);
-    const Ints upper = look_up(tables.pairs, ((layers >> 16) + j) & 255);
     EdgePlaces places;
-    place_edges(places, i, {lower, lower >> 16, upper, upper >> 16});
+    const int first_j = j[0] & 255, first_k = k[0] & 255;
+    if (all_true(((j ^ first_j) | (k ^ first_k)) << 24 ==
+                 0)) {  // neighbours in a picture mostly are in one row of cells
+        const RowOfCells row(tables, first_j, first_k);
+        place_edges(places, i,
+                    {Ints{} + row.base[0], Ints{} + row.base[1], Ints{} + row.base[2], Ints{} + row.base[3]});
+    } else {
+        const Ints layers = permuted(k);
+        const Ints lower = permuted(layers + j);
+        const Ints upper = permuted((layers >> 8) + j);
+        place_edges(places, i, {lower, lower >> 8, upper, upper >> 8});
+    }
 
     const Floats fx = x - floor_x, fy = y - floor_y, fz = z - floor_z;
     EdgeValues values;
@@ -248,13 +319,14 @@ static inline void copy(float* to, const float* from, int count) {
 
 static inline void fill_points(const NoiseTables& tables, const float* x, const float* y, const float* z, float* out,
                                int count, Octave octave) {
+    const PairTable permuted(tables.pairs);
     const auto vector = [&](const float* vx, const float* vy, const float* vz, float* to) {
-        octave.put(to,
-                   points_vector(tables, octave.scaled(load(vx)), octave.scaled(load(vy)), octave.scaled(load(vz))));
+        octave.put(to, points_vector(tables, permuted, octave.scaled(load(vx)), octave.scaled(load(vy)),
+                                     octave.scaled(load(vz))));
     };
     int i = 0;
     for (; i + LANES <= count; i += LANES) vector(x + i, y + i, z + i, out + i);
-    if (i == count) return;
+    if (i >= count) return;
     Tail tail;
     copy(tail.x, x + i, count - i);
     copy(tail.y, y + i, count - i);
@@ -277,7 +349,7 @@ static void add_points(const NoiseTables& tables, const float* x, const float* y
 
 // What y and z are for all points of a line.
 struct LineSetting {
-    int base[EDGES];
+    RowOfCells row;
     float y[2], z[2];  // offsets from the lower and the upper corner
     float v, w;
 };
@@ -287,15 +359,8 @@ static inline float ease(float t) { return (3.0F - 2.0F * t) * t * t; }
 static LineSetting set_line(const NoiseTables& tables, float y, float z) {
     const Floats floor_yz = floor_of(Floats{y, z});
     const Ints cell = to_ints(floor_yz) & 255;
-    const uint32_t layers = tables.pairs[cell[1]];
-    const uint32_t lower = tables.pairs[(layers + unsigned(cell[0])) & 255U];
-    const uint32_t upper = tables.pairs[((layers >> 16) + unsigned(cell[0])) & 255U];
     const float fy = y - floor_yz[0], fz = z - floor_yz[1];
-    return {{int(lower & 255U), int(lower >> 16), int(upper & 255U), int(upper >> 16)},
-            {fy, fy - 1.0F},
-            {fz, fz - 1.0F},
-            ease(fy),
-            ease(fz)};
+    return {RowOfCells(tables, cell[0], cell[1]), {fy, fy - 1.0F}, {fz, fz - 1.0F}, ease(fy), ease(fz)};
 }
 
 // A line in large steps: hashed point by point, but along x only.
@@ -307,7 +372,8 @@ struct FarLine {
         const Floats floor_x = floor_of(x);
         EdgePlaces places;
         place_edges(places, to_ints(floor_x),
-                    {Ints{} + line.base[0], Ints{} + line.base[1], Ints{} + line.base[2], Ints{} + line.base[3]});
+                    {Ints{} + line.row.base[0], Ints{} + line.row.base[1], Ints{} + line.row.base[2],
+                     Ints{} + line.row.base[3]});
         const Floats fx = x - floor_x;
         EdgeValues values;
         edge_values(tables.corners, places,
@@ -321,7 +387,7 @@ template <class VectorOfLine>
 static inline void fill_line(const VectorOfLine& line, const float* x, float* out, int count, Octave octave) {
     int i = 0;
     for (; i + LANES <= count; i += LANES) octave.put(out + i, line(octave.scaled(load(x + i))));
-    if (i == count) return;
+    if (i >= count) return;
     Tail tail;
     for (float& gap : tail.x) gap = x[count - 1];
     copy(tail.x, x + i, count - i);
@@ -361,7 +427,7 @@ struct NearLine {
         const int lattice_points = high - low + 2;
         for (int e = 0; e < EDGES; ++e) {
             for (int m = 0; m < lattice_points; ++m) {
-                const float* g = tables.corners + ((setting.base[e] + low + m) & 255) * NOISE_CORNER_FLOATS;
+                const float* g = tables.corners + ((setting.row.base[e] + low + m) & 255) * NOISE_CORNER_FLOATS;
                 x[e][m] = g[0];
                 y[e][m] = g[1] * setting.y[e & 1];
                 z[e][m] = g[2] * setting.z[e >> 1];

@@ -5,7 +5,7 @@
 
 // What a lattice point's hash looks up, in the order of the hash: entry h of `corners` holds the gradients of h and of
 // h + 1 (x, y, z and a gap each), the two ends of a cell's edge along x; entry h of `pairs` holds the permutation of h
-// in its low and of h + 1 in its high half.
+// and, in the next eight bits, of h + 1.
 struct NoiseTables {
     const float* corners;
     const uint32_t* pairs;
