@@ -172,9 +172,9 @@ void fillTable(ScorchTable& table, bool toWhite, bool grey, bool alpha) {
     for (int i = 0; i <= SCORCH_ENTRIES; ++i) {
         const double depth = -HALO + i * (1.0 + HALO) / SCORCH_ENTRIES;
         const Rgb keep = along(EMULSION, depth), add = along(toWhite ? GLOW_TO_WHITE : GLOW_TO_BLACK, depth);
-        const double gone = std::clamp(depth, 0.0, 1.0);
-        const double entry[8] = {keep.r, keep.g, keep.b, alpha ? 1.0 : 0.0,
-                                 add.r,  add.g,  add.b,  alpha ? (toWhite ? gone : -gone) : 0.0};
+        const double gone = std::clamp(depth, 0.0, 1.0), there = i < SCORCH_ENTRIES ? 1.0 : 0.0;
+        double entry[8] = {keep.r, keep.g, keep.b, 0.0, add.r, add.g, add.b, 0.0};
+        if (alpha) entry[3] = there, entry[7] = toWhite ? gone : -gone * there;
         std::copy_n(entry, 8, table.values[i]);
     }
 }

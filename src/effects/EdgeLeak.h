@@ -57,9 +57,8 @@ struct EdgeLeakInfo : EffectInfo {
     EdgeOverlayK7 whiteWidget{this, WhiteXE, OVERLAY_WHITE, 0.75};
 
     EdgeLeakInfo() {
-        scene.inputs = {"seeding-small.png"};
-        scene.settings = {
-            {"RedXE", "0.45"}, {"YellowXE", "0.3"}, {"WhiteXE", "0.14"}, {"FogE", "40"}, {"ThickE", "30"}};
+        scene.inputs = {"coffee-small.png"};
+        scene.settings = {{"RedXE", "0.4"}, {"YellowXE", "0.25"}, {"WhiteXE", "0.1"}, {"FogE", "45"}, {"ThickE", "30"}};
         scene.frame = 7;
     }
 };

@@ -44,8 +44,10 @@ struct LightLeakInfo : EffectInfo {
 
     LightLeakInfo() {
         ghost({&WobbleSizeB, &WobbleSpotB}, AddRandB, isOff);
-        scene.inputs = {"coffee-small.png"};
-        scene.settings = {{"LightSpotsB", "5"}, {"PattSizeB", "110"}, {"GroupB", "45"}, {"CorePosB", "0.15,0.7"}};
+        scene.inputs = {"seeding-small.png"};
+        scene.settings = {{"FogB", "50"},        {"LightSpotsB", "9"},   {"GroupB", "70"},
+                          {"PattSizeB", "130"},  {"RedSoftB", "100"},    {"YellowSpreadB", "65"},
+                          {"YellowSoftB", "80"}, {"WhiteSpreadB", "45"}, {"CorePosB", "0.1,0.6"}};
     }
 };
 
