@@ -2,10 +2,13 @@
 
 #include <algorithm>
 
+#include "effects/Burn.h"
 #include "effects/CrashZoom.h"
 #include "effects/Darken.h"
+#include "effects/EdgeLeak.h"
 #include "effects/HeatHaze.h"
 #include "effects/InfraRed.h"
+#include "effects/LightLeak.h"
 #include "effects/Lighten.h"
 #include "effects/NightVision.h"
 #include "effects/PassThrough.h"
@@ -33,7 +36,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"BitsFly">(),
     passThrough<"Brush">(),
     passThrough<"Bubbles">(),
-    passThrough<"Burn">(),
+    defineEffect<Burn>(),
     passThrough<"Candle">(),
     passThrough<"CCTV">(),
     passThrough<"Clean">(),
@@ -42,7 +45,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"Cumulo">(),
     defineEffect<Darken>(),
     passThrough<"Dots">(),
-    passThrough<"EdgeLeak">(),
+    defineEffect<EdgeLeak>(),
     passThrough<"Facet">(),
     passThrough<"Fire">(),
     passThrough<"FireBall">(),
@@ -55,7 +58,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     defineEffect<InfraRed>(),
     passThrough<"Jaws">(),
     defineEffect<Lighten>(),
-    passThrough<"LightLeak">(),
+    defineEffect<LightLeak>(),
     passThrough<"Luna">(),
     passThrough<"NightSky">(),
     defineEffect<NightVision>(),
