@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "effects/Clean.h"
 #include "effects/CrashZoom.h"
 #include "effects/Darken.h"
 #include "effects/Lighten.h"
@@ -32,7 +33,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"Burn">(),
     passThrough<"Candle">(),
     passThrough<"CCTV">(),
-    passThrough<"Clean">(),
+    defineEffect<Clean>(),
     passThrough<"ClipFlow">(),
     passThrough<"ClipTex">(),
     passThrough<"Cumulo">(),

@@ -30,8 +30,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"BackG", "BackGround", "BG"}}},
     {{.name = "CCTV", .menu = "TV Effects", .overlay = true, .description = "Make the input look like it was recorded and displayed on a CCTV (Closed Circuit Television ) system, of the type often used for security surveillance operations. This effect is in Box Number 11"},
      {{"Clip1", "Clip 1", "Clip1", true}, {"Clip2", "Clip 2", "Clip2"}, {"Clip3", "Clip 3", "Clip3"}, {"Clip4", "Clip 4", "Clip4"}}},
-    {{.name = "Clean", .menu = "Adjust", .description = " Cleans up the image using median filtering. This effect is in Box Number 4"},
-     {{"Input", "Clip to Clean", "Input", true}}},
     {{.name = "ClipFlow", .menu = "Fluidz", .overlay = true, .otherFrames = true, .description = "Treats a the whole clip as though it were made of coloured liquid or gas and outputs a result clip showing that fluid flowing over time. The fluid flow is simulated by physically based two dimensional fluid flow calculations resulting in natural flow effects. This effect is in Box Number 5"},
      {{"Input", "Flow Clip", "Input", true, true}, {"BackG", "BackGround", "BG"}, {"Aux", "Force Clip", "Force"}, {"Barrier", "Barrier Clip", "Bar"}}},
     {{.name = "ClipTex", .menu = "Textures", .description = "Clip created using another image as a texture. This effect is in Box Number 10"},
