@@ -7,6 +7,7 @@
 #include "effects/Darken.h"
 #include "effects/Lighten.h"
 #include "effects/PassThrough.h"
+#include "effects/RemGrain.h"
 #include "effects/SpinBlur.h"
 
 namespace {
@@ -66,7 +67,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"Rain">(),
     passThrough<"Rainbow">(),
     passThrough<"RainDrops">(),
-    passThrough<"RemGrain">(),
+    defineEffect<RemGrain>(),
     passThrough<"RomanTile">(),
     passThrough<"Sky">(),
     passThrough<"Smoke">(),

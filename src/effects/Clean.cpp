@@ -87,10 +87,7 @@ bool filter(const std::vector<CleanPlane>& planes, int rows) {
     for_rows_float(rows, [&](int first, int last) {
         if (first > last) return;
         CleanScratch scratch;
-        if (row_bytes) scratch.rows.reset(static_cast<unsigned char*>(k7_aligned_malloc_uncleared(row_bytes, 0, true)));
-        if (histogram_bytes)
-            scratch.histograms.reset(static_cast<unsigned char*>(k7_aligned_malloc(histogram_bytes, 0, true)));
-        if ((row_bytes && !scratch.rows) || (histogram_bytes && !scratch.histograms)) complete = false;
+        if (!scratch.allocate(row_bytes, histogram_bytes)) complete = false;
         for (int task; complete && (task = next.fetch_add(1)) < tasks;) {
             auto plane = planes.begin();
             for (; task >= plane->tasks(); ++plane) task -= plane->tasks();

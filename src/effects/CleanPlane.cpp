@@ -101,6 +101,18 @@ CleanBins clean_bins(float min, float max) {
     return bins;
 }
 
+bool CleanScratch::allocate(Block& block, std::size_t bytes) {
+    if (bytes) block.reset(static_cast<unsigned char*>(k7_aligned_malloc_uncleared(bytes, 0, true)));
+    return bytes == 0 || block;
+}
+
+bool CleanScratch::allocate(std::size_t row_bytes, std::size_t histogram_bytes) {
+    if (!allocate(m_rows, row_bytes) || !allocate(m_histograms, histogram_bytes)) return false;
+    // Not by the allocator: memory that is kept from the last render need not be touched for the first time again.
+    std::fill_n(m_histograms.get(), histogram_bytes, static_cast<unsigned char>(0));
+    return true;
+}
+
 CleanPlane::CleanPlane(const float* source, float* result, int width, int height, int radius_x, int radius_y,
                        const CleanBins& bins)
     : m_source(source),
@@ -151,7 +163,7 @@ void CleanPlane::fill(int first, int last) const { std::fill(resultRow(first), r
 
 // A channel with so little contrast that it is one bin: running sums, which are exact like those of the bins.
 void CleanPlane::mean(int first, int last, const CleanScratch& scratch) const {
-    auto* sums = reinterpret_cast<double*>(scratch.rows.get());
+    auto* sums = reinterpret_cast<double*>(scratch.rows());
     std::fill_n(sums, m_width, 0.0);
     const auto addRow = [&](int y, double sign) {
         if (y < 0 || y >= m_height) return;
@@ -180,7 +192,7 @@ void CleanPlane::mean(int first, int last, const CleanScratch& scratch) const {
 void CleanPlane::small(int first, int last, const CleanScratch& scratch) const {
     const CleanKernels& table = kernels();
     const int slots = 2 * m_radius_y + 1;
-    const RowRing ring(scratch.rows.get(), m_width, slots);
+    const RowRing ring(scratch.rows(), m_width, slots);
     std::fill_n(ring.bins, ring.pitch * slots, CLEAN_OUTSIDE);
     std::fill_n(ring.offsets, ring.pitch * slots, 0.0);
     for (int x = 0; x < ring.pitch; ++x) {
@@ -208,7 +220,7 @@ void CleanPlane::small(int first, int last, const CleanScratch& scratch) const {
 
 void CleanPlane::large(int first_column, int columns, const CleanScratch& scratch) const {
     const CleanKernels& table = kernels();
-    const Strip strip(scratch.histograms.get(), columns + 2 * m_radius_x);
+    const Strip strip(scratch.histograms(), columns + 2 * m_radius_x);
     const int left = std::max(first_column - m_radius_x, 0);
     const int right = std::min(first_column + columns + m_radius_x, m_width);
     CleanColumns inside = strip.columns;  // from the first column that the picture has

@@ -9,15 +9,20 @@
 // Smallest and largest sample of a channel; no sample at all is min above max.
 CleanBins clean_bins(float min, float max);
 
-template <class T>
-struct CleanBlockDeleter {
-    void operator()(T* block) const { k7_aligned_free(block, true); }
-};
-using CleanBlock = std::unique_ptr<unsigned char[], CleanBlockDeleter<unsigned char>>;
+// A thread's memory. Histograms are cleared here, and left cleared by every task.
+class CleanScratch {
+  public:
+    bool allocate(std::size_t row_bytes, std::size_t histogram_bytes);  // false: no memory
+    unsigned char* rows() const { return m_rows.get(); }
+    unsigned char* histograms() const { return m_histograms.get(); }
 
-// A thread's memory, made at the first task that needs it. Histograms are cleared here and left cleared by every task.
-struct CleanScratch {
-    CleanBlock rows, histograms;
+  private:
+    struct Deleter {
+        void operator()(unsigned char* block) const { k7_aligned_free(block, true); }
+    };
+    using Block = std::unique_ptr<unsigned char[], Deleter>;
+    static bool allocate(Block& block, std::size_t bytes);
+    Block m_rows, m_histograms;
 };
 
 class CleanPlane {
@@ -28,7 +33,6 @@ class CleanPlane {
     int tasks() const { return m_tasks; }
     std::size_t rowBytes() const;
     std::size_t histogramBytes() const;
-    // False when the scratch holds no memory of these sizes.
     void run(int task, const CleanScratch& scratch) const;
 
   private:

@@ -90,8 +90,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input", "Background", "BG"}, {"Input2", "Atmosphere", "Atmos"}}},
     {{.name = "RainDrops", .menu = "Natural Phenomena", .overlay = true, .skipsSmallPreview = true, .description = "Water falling onto a window and running down. This effect is in Box Number 1"},
      {{"Input1", "Background Clip", "BG", true}, {"Input2", "Birth"}}},
-    {{.name = "RemGrain", .menu = "Sundries", .overlay = true, .description = " Simple but effective grain removal. This effect is in Box Number 30"},
-     {{"Input", "Input", nullptr, true}}},
     {{.name = "RomanTile", .menu = "Abstract", .overlay = true, .description = "Makes a pattern of coloured tiles that represents the image. This effect is in Box Number 13"},
      {{"Input", "Clip to RomanTile", nullptr, true}}},
     {{.name = "Sky", .menu = "Natural Phenomena", .generator = true, .description = "Q_Sky generates realistically evolving sky backgrounds. Use the presets to get started. This effect is in Box Number 1"},
