@@ -105,20 +105,28 @@ CleanInfo::CleanInfo() {
     const auto ghostRadiiY = [this] {
         int locked = 0, split = 0;
         if (!DoSync.GetValue(-1, &locked) || !DoRGB.GetValue(-1, &split)) return;
-        for (const Radii& pair : pairs) pair.y.SetGhosted(locked || (&pair == pairs) == (split != 0));
+        for (const Radii& pair : pairs) {
+            pair.y.SetGhosted(locked || (&pair == pairs) == (split != 0));
+            if (locked) lockRadius(pair);
+        }
     };
-    rule(DoSync, ghostRadiiY, "Y radii follow their X radii");
-    rule(DoRGB, ghostRadiiY, "one pair of radii, or one for each channel");
+    rule(DoSync, ghostRadiiY, "All Y radii are greyed, and become their X radii, when Lock Radius is on");
+    rule(DoRGB, ghostRadiiY, "Radius Y is greyed when Split RGB is on, the Y radii of the channels when it is off");
     scene.inputs = {"seeding-small.png"};
     scene.settings = {{"XRad", "4"}};
 }
 
 // In the interface a locked Y radius shows what its X radius is.
+void CleanInfo::lockRadius(const Radii& pair) {
+    int x = 0, y = 0;
+    if (pair.x.GetValue(-1, &x) && pair.y.GetValue(-1, &y) && x != y) pair.y.SetValue(x);
+}
+
 void Clean::ControlChanged(ControlK7& control) {
-    int locked = 0, radius = 0;
+    int locked = 0;
+    if (!DoSync.GetValue(-1, &locked) || !locked) return;
     for (const Radii& pair : pairs)
-        if (&pair.x == &control && DoSync.GetValue(-1, &locked) && locked && pair.x.GetValue(-1, &radius))
-            pair.y.SetValue(radius);
+        if (&pair.x == &control) lockRadius(pair);
 }
 
 void Clean::ProcessFrame() {

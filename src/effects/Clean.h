@@ -37,6 +37,7 @@ struct CleanInfo : EffectInfo {
     Radii pairs[5] = {{XRad, YRad}, {XRadR, YRadR}, {XRadG, YRadG}, {XRadB, YRadB}, {XRadA, YRadA}};
 
     CleanInfo();
+    static void lockRadius(const Radii& pair);
 };
 
 class Clean final : public Effect<CleanInfo> {

@@ -83,8 +83,11 @@ RemGrainInfo::RemGrainInfo() {
             colour.sharp.SetGhosted(!used);
         }
     };
-    for (ControlK7* steering : std::initializer_list<ControlK7*>{&Mode, &RonMx, &GonMx, &BonMx, &RGBEx})
-        rule(*steering, ghostUnused, "blur and sharpness of the colours that are not shown");
+    rule(Mode, ghostUnused, "Blur and Sharp are greyed but for the colour shown when See Luminance is on");
+    rule(RonMx, ghostUnused, "Red Blur and Red Sharp are greyed when Red is off");
+    rule(GonMx, ghostUnused, "Green Blur and Green Sharp are greyed when Green is off");
+    rule(BonMx, ghostUnused, "Blue Blur and Blue Sharp are greyed when Blue is off");
+    rule(RGBEx, ghostUnused, "Luminance says which colour's Blur and Sharp stay open when See Luminance is on");
     ghost({&Point1, &Point2}, ROI, isOff);
     scene.inputs = {"seeding-small.png"};
     scene.settings = {{"RBlur", "100"}, {"GBlur", "100"}, {"BBlur", "100"}};
