@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "effects/Burn.h"
+#include "effects/Clean.h"
 #include "effects/CrashZoom.h"
 #include "effects/Darken.h"
 #include "effects/EdgeLeak.h"
@@ -12,6 +13,7 @@
 #include "effects/Lighten.h"
 #include "effects/NightVision.h"
 #include "effects/PassThrough.h"
+#include "effects/RemGrain.h"
 #include "effects/SpinBlur.h"
 #include "effects/Thermo.h"
 
@@ -39,7 +41,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     defineEffect<Burn>(),
     passThrough<"Candle">(),
     passThrough<"CCTV">(),
-    passThrough<"Clean">(),
+    defineEffect<Clean>(),
     passThrough<"ClipFlow">(),
     passThrough<"ClipTex">(),
     passThrough<"Cumulo">(),
@@ -72,7 +74,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"Rain">(),
     passThrough<"Rainbow">(),
     passThrough<"RainDrops">(),
-    passThrough<"RemGrain">(),
+    defineEffect<RemGrain>(),
     passThrough<"RomanTile">(),
     passThrough<"Sky">(),
     passThrough<"Smoke">(),
