@@ -4,6 +4,7 @@
 
 #include "effects/CrashZoom.h"
 #include "effects/Darken.h"
+#include "effects/Facet.h"
 #include "effects/Lighten.h"
 #include "effects/PassThrough.h"
 #include "effects/SpinBlur.h"
@@ -39,7 +40,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     defineEffect<Darken>(),
     passThrough<"Dots">(),
     passThrough<"EdgeLeak">(),
-    passThrough<"Facet">(),
+    defineEffect<Facet>(),
     passThrough<"Fire">(),
     passThrough<"FireBall">(),
     passThrough<"Fireworks">(),

@@ -42,8 +42,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input2", "Background", nullptr, true}, {"Input", "Intensity Levels", "Intense"}, {"Input3", "Matte"}, {"Input4", "Colours", "Cols"}}},
     {{.name = "EdgeLeak", .menu = "Film Kit", .overlay = true, .description = "Light has leaked into the film stock at the edge. This effect is in Box Number 2"},
      {{"Input", "Input", "Film", true}}},
-    {{.name = "Facet", .menu = "Paint FX", .description = "Colour faceting effect. This effect is in Box Number 9"},
-     {{"Input", "Clip to Facet", "Input", true}, {"Input2", "Matte"}}},
     {{.name = "Fire", .menu = "Natural Phenomena", .overlay = true, .otherFrames = true, .description = "Fire effect based on two dimensional fluid flow simulation. This effect is in Box Number 1"},
      {{"BackG", "BackGround", "BG", true}, {"Input", "Fuel", "Input", false, true}, {"Barrier", "Barrier", "Bar"}}},
     {{.name = "FireBall", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "A ball of fire with a tail. This effect is in Box Number 1"},
