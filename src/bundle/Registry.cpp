@@ -8,6 +8,7 @@
 #include "effects/Lighten.h"
 #include "effects/PassThrough.h"
 #include "effects/SpinBlur.h"
+#include "effects/TrailAverage.h"
 
 namespace {
 
@@ -74,7 +75,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     defineEffect<SpinBlur>(),
     passThrough<"StarField">(),
     passThrough<"Thermo">(),
-    passThrough<"TrailAverage">(),
+    defineEffect<TrailAverage>(),
     passThrough<"TrailLive">(),
     passThrough<"TrailParticle">(),
     passThrough<"TrailPath">(),

@@ -104,8 +104,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input", "Background"}}},
     {{.name = "Thermo", .menu = "Night Looks", .overlay = true, .description = "Thermal imaging. This effect is in Box Number 3"},
      {{"Input", "Thermo Clip", "Heat", true}}},
-    {{.name = "TrailAverage", .menu = "Trailz", .otherFrames = true, .description = "Trail generation using an average accumulation. This effect is in Box Number 7"},
-     {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte", nullptr, true}}},
     {{.name = "TrailLive", .menu = "Trailz", .otherFrames = true, .description = "Trail generation relying on flow fields to create the motion lines. This effect is in Box Number 7"},
      {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte"}, {"ObscureClip", "Obscure", "Obs"}}},
     {{.name = "TrailParticle", .menu = "Trailz", .overlay = true, .otherFrames = true, .description = "Particle trail generation. This effect is in Box Number 7"},
