@@ -77,14 +77,14 @@ Levels dots(const Place& p) {
     return lights[hashed(seed + 3) % 4];
 }
 
-// Two balls that cross a dusky sky, one thrown in an arc to the right, one straight to the left; again after 36 frames.
+// Two balls that cross a dusky sky, one thrown in an arc to the right, one straight to the left; again after 60 frames.
 Levels flight(const Place& p) {
-    constexpr int period = 36, half = period / 2;
+    constexpr int period = 60, half = period / 2;
     const int step = (p.frame % period + period) % period;
     const int arc = step * (period - step) * 1000 / (half * half);  // thousandths of its top
-    if (within(p, p.width / 10 + p.width * step / 45, p.height / 6 + p.height * arc / 2000, p.height / 10))
+    if (within(p, p.width / 10 + p.width * step / 75, p.height / 6 + p.height * arc / 2000, p.height / 8))
         return {255, 226, 150};
-    if (within(p, p.width * 9 / 10 - p.width * step / 60, p.height * 4 / 5, p.height / 22)) return {190, 232, 255};
+    if (within(p, p.width * 9 / 10 - p.width * step / 100, p.height * 5 / 6, p.height / 18)) return {190, 232, 255};
     const int dusk = 255 - p.up();
     return {14 + dusk / 5, 20 + dusk / 8, 44 + dusk / 9};
 }

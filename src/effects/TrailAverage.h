@@ -46,9 +46,9 @@ struct TrailAverageInfo : EffectInfo {
         ghost({&Blur}, DoBlur, isOff);
         ghost({&PreMultiply}, DoComp, isOff);
         scene.inputs = {"@flight"};
-        scene.settings = {{"DoStyle", "StaggerRGB"}, {"EnduranceR", "8"}, {"EnduranceG", "16"}, {"EnduranceB", "24"}};
-        scene.lead = 24;
-        scene.frame = 24;
+        scene.settings = {{"DoStyle", "StaggerRGB"}, {"EnduranceR", "12"}, {"EnduranceG", "22"}, {"EnduranceB", "34"}};
+        scene.lead = 34;
+        scene.frame = 44;
     }
 };
 
