@@ -1,5 +1,7 @@
 #include "effects/TrailSums.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 
 namespace {
@@ -17,23 +19,56 @@ void step_together(double* __restrict sums, const float* __restrict oldest, cons
     }
 }
 
-void average_apart(const double* sums, const double (&shares)[3], float* average) {
-    double alpha = 0.0;
-    for (int c = 0; c < 3; ++c) {
-        average[c] = static_cast<float>(std::clamp(sums[c] * shares[c], 0.0, 1.0));
-        alpha += sums[3 + c] * shares[c];
-    }
-    average[3] = static_cast<float>(std::clamp(alpha, 0.0, 1.0));
+__m128 counted(__m128 samples) {
+    return _mm_and_ps(samples, _mm_cmpeq_ps(_mm_sub_ps(samples, samples), _mm_setzero_ps()));
 }
+
+// One pixel apart, as it lies in memory: red and green, blue and red's alpha, green's and blue's alpha.
+struct PixelSums {
+    __m128d red_green, blue_alpha, alphas;
+
+    static PixelSums load(const double* from) {
+        return {_mm_loadu_pd(from), _mm_loadu_pd(from + 2), _mm_loadu_pd(from + 4)};
+    }
+    void store(double* to) const {
+        _mm_storeu_pd(to, red_green);
+        _mm_storeu_pd(to + 2, blue_alpha);
+        _mm_storeu_pd(to + 4, alphas);
+    }
+    // What three frames bring, each in its channel.
+    static PixelSums of(__m128 red, __m128 green, __m128 blue) {
+        const __m128 red_green = _mm_unpacklo_ps(red, _mm_shuffle_ps(green, green, _MM_SHUFFLE(1, 1, 1, 1)));
+        const __m128 blue_alpha = _mm_unpackhi_ps(blue, _mm_shuffle_ps(red, red, _MM_SHUFFLE(3, 3, 3, 3)));
+        const __m128 alphas = _mm_unpackhi_ps(green, blue);  // in the upper half
+        return {_mm_cvtps_pd(red_green), _mm_cvtps_pd(blue_alpha), _mm_cvtps_pd(_mm_movehl_ps(alphas, alphas))};
+    }
+    PixelSums operator-(const PixelSums& o) const {
+        return {_mm_sub_pd(red_green, o.red_green), _mm_sub_pd(blue_alpha, o.blue_alpha), _mm_sub_pd(alphas, o.alphas)};
+    }
+    PixelSums operator+(const PixelSums& o) const {
+        return {_mm_add_pd(red_green, o.red_green), _mm_add_pd(blue_alpha, o.blue_alpha), _mm_add_pd(alphas, o.alphas)};
+    }
+    // The averages within 0 to 1, those of alpha added up.
+    __m128 averages(const double (&shares)[3]) const {
+        const __m128d first = _mm_mul_pd(red_green, _mm_setr_pd(shares[0], shares[1]));
+        const __m128d second = _mm_mul_pd(blue_alpha, _mm_setr_pd(shares[2], shares[0]));
+        const __m128d third = _mm_mul_pd(alphas, _mm_setr_pd(shares[1], shares[2]));
+        const __m128d two = _mm_add_sd(_mm_unpackhi_pd(second, second), third);
+        const __m128d alpha = _mm_add_sd(two, _mm_unpackhi_pd(third, third));
+        const __m128 result = _mm_movelh_ps(_mm_cvtpd_ps(first), _mm_cvtpd_ps(_mm_unpacklo_pd(second, alpha)));
+        return _mm_min_ps(_mm_max_ps(result, _mm_setzero_ps()), _mm_set1_ps(1.0f));
+    }
+};
 
 void step_apart(double* sums, const float* const (&oldest)[3], const float* newest, const double (&shares)[3],
                 float* average, int width) {
-    for (int x = 0; x < width; ++x, sums += APART) {
-        for (int c = 0; c < 3; ++c) {
-            sums[c] = sums[c] - counted(oldest[c][4 * x + c]) + counted(newest[4 * x + c]);
-            sums[3 + c] = sums[3 + c] - counted(oldest[c][4 * x + 3]) + counted(newest[4 * x + 3]);
-        }
-        average_apart(sums, shares, average + 4 * x);
+    for (int i = 0; i < 4 * width; i += 4, sums += APART) {
+        const auto out = PixelSums::of(counted(_mm_loadu_ps(oldest[0] + i)), counted(_mm_loadu_ps(oldest[1] + i)),
+                                       counted(_mm_loadu_ps(oldest[2] + i)));
+        const __m128 pixel = counted(_mm_loadu_ps(newest + i));
+        const PixelSums now = PixelSums::load(sums) - out + PixelSums::of(pixel, pixel, pixel);
+        now.store(sums);
+        _mm_storeu_ps(average + i, now.averages(shares));
     }
 }
 
@@ -72,7 +107,7 @@ void TrailSums::add(const K7Image& frame, const TrailLengths& times) {
             for (int x = 0; x < m_width; ++x, sums += APART, from += 4)
                 for (int c = 0; c < 3; ++c) {
                     sums[c] += counted(from[c]) * factors[c];
-                    sums[3 + c] += counted(from[3]) * factors[c];
+                    sums[3 + c] += counted(from[3]) * factors[c];  // red's alpha, green's, blue's
                 }
         }
     });
@@ -104,7 +139,8 @@ void TrailSums::average(const TrailLengths& lengths, K7Image& average) const {
             if (m_kind == TrailKind::Together)
                 for (int i = 0; i < TOGETHER * m_width; ++i) to[i] = static_cast<float>(sums[i] * shares[0]);
             else
-                for (int x = 0; x < m_width; ++x) average_apart(sums + APART * x, shares, to + 4 * x);
+                for (int x = 0; x < m_width; ++x)
+                    _mm_storeu_ps(to + 4 * x, PixelSums::load(sums + APART * x).averages(shares));
         }
     });
     average.stats_valid = 0;
