@@ -7,6 +7,7 @@
 #include "effects/CrashZoom.h"
 #include "effects/Darken.h"
 #include "effects/EdgeLeak.h"
+#include "effects/Facet.h"
 #include "effects/HeatHaze.h"
 #include "effects/InfraRed.h"
 #include "effects/LightLeak.h"
@@ -16,6 +17,7 @@
 #include "effects/RemGrain.h"
 #include "effects/SpinBlur.h"
 #include "effects/Thermo.h"
+#include "effects/TrailAverage.h"
 
 namespace {
 
@@ -48,7 +50,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     defineEffect<Darken>(),
     passThrough<"Dots">(),
     defineEffect<EdgeLeak>(),
-    passThrough<"Facet">(),
+    defineEffect<Facet>(),
     passThrough<"Fire">(),
     passThrough<"FireBall">(),
     passThrough<"Fireworks">(),
@@ -82,7 +84,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     defineEffect<SpinBlur>(),
     passThrough<"StarField">(),
     defineEffect<Thermo>(),
-    passThrough<"TrailAverage">(),
+    defineEffect<TrailAverage>(),
     passThrough<"TrailLive">(),
     passThrough<"TrailParticle">(),
     passThrough<"TrailPath">(),
