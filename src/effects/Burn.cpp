@@ -39,7 +39,7 @@ constexpr float FINEST = 21.0F;    // octaves below this, of the cells
 constexpr double MORPH = 0.6;      // cells that the noise goes through from start to end
 constexpr double GROWTH = 0.15;  // and how much larger they get; with more of either, film would heal behind the front
 constexpr double WANDER = 0.08;  // of the centre from its corner, in picture sizes
-constexpr double PACE = 1.4;     // exponent: the burn gathers speed
+constexpr double PACE = 0.4;     // speed at the start, of the mean one: the burn gathers it
 constexpr int FRONT_COLUMNS = 960;  // at least, in large pictures
 
 // Picture pixels for one of the front's: what the front shows is smooth at this scale.
@@ -71,9 +71,9 @@ Hole::Hole(const K7Image& picture, const SolidNoise& noise, int corner, double p
     const double top = corner == Burn::TopRight || corner == Burn::TopLeft ? 1.0 : 0.0;
     m_x = (right + WANDER * double(noise.noise(m_moment, 1.5F, 0.5F))) * picture.width;
     m_y = (top + WANDER * double(noise.noise(m_moment, 2.5F, 0.5F))) * picture.height;
-    const double farthest =
-        std::hypot(std::max(m_x, picture.width - m_x), std::max(m_y, picture.height - m_y) * m_tall);
-    m_radius = mix(-HALO * m_rim, farthest + (1.05 + RAGGED) * m_rim, std::pow(progress, PACE));
+    const double dx = std::max(m_x, picture.width - m_x), dy = std::max(m_y, picture.height - m_y) * m_tall;
+    const double farthest = std::sqrt(dx * dx + dy * dy);
+    m_radius = mix(-HALO * m_rim, farthest + (1.05 + RAGGED) * m_rim, progress * (PACE + (1.0 - PACE) * progress));
 }
 
 void Hole::drawRow(const SolidNoise& noise, int y, int step, float* rough, float* depth, int count) const {

@@ -11,8 +11,8 @@ namespace {
 
 constexpr uint32_t SEED = 1234567;
 constexpr double CELLS = 6.0;       // of the noise over the height of the frame
-constexpr double PACE = 6.3;        // radians that the pendulum may go from row to row, over a cell
-constexpr double REACH = 0.63;      // the same in widths of the picture: large bounds do not make the border flatter
+constexpr double PACE = 4.0;        // from row to row, over a cell, in ways from the middle to a bound
+constexpr double REACH = 0.4;       // the same in widths of the picture: large bounds do not make the border flatter
 constexpr double DRIFT = 0.03;      // of the noise in time for each frame
 constexpr double OWN = 0.3;         // share of its way that a band goes by itself: one leak lights all three
 constexpr double FARTHEST = 4.0;    // widths of the picture
@@ -20,9 +20,15 @@ constexpr double SHARPEST = 0.001;  // softness, in widths of the picture
 
 double limited(double v, double low, double high) { return v > low ? std::min(v, high) : low; }
 
-// Where a border lies in each row, from -1 to 1. It walks from row to row by noise and turns back at its bounds;
-// turning like a pendulum it has no corners there. Its mean is taken out, since otherwise the lower end of the frame
-// would hardly move and the upper end would move most.
+// A walk that turns back at -1 and 1, slowing down before it does, so that it leaves no corners there.
+double turnedBack(double position) {
+    const double x = position - 4.0 * std::floor((position + 1.0) * 0.25);
+    const double way = x <= 1.0 ? x : 2.0 - x;
+    return way * (1.5 - 0.5 * way * way);
+}
+
+// Where a border lies in each row, from -1 to 1. It walks from row to row by noise and turns back at its bounds. Its
+// mean is taken out, since otherwise the lower end of the frame would hardly move and the upper end would move most.
 std::vector<float> wander(const SolidNoise& noise, int path, double frame, double speed, int rows) {
     const double step = CELLS / rows;
     const NoiseLine line{.x = 0.5 * step,
@@ -36,7 +42,7 @@ std::vector<float> wander(const SolidNoise& noise, int path, double frame, doubl
     position = -mean;
     for (float& place : places) {
         position += double(place) * speed * step;
-        place = static_cast<float>(std::sin(position));
+        place = static_cast<float>(turnedBack(position));
     }
     return places;
 }
