@@ -136,6 +136,46 @@ static inline Taps window_taps(const CleanRows& rows) {
     return taps;
 }
 
+static inline void order(Bins& a, Bins& b) {
+#if defined(__AVX512F__)
+    const Bins low = (Bins)_mm512_min_epi16((__m512i)a, (__m512i)b);
+    b = (Bins)_mm512_max_epi16((__m512i)a, (__m512i)b);
+#elif defined(__AVX2__)
+    const Bins low = (Bins)_mm256_min_epi16((__m256i)a, (__m256i)b);
+    b = (Bins)_mm256_max_epi16((__m256i)a, (__m256i)b);
+#else
+    const Bins low = (Bins)_mm_min_epi16((__m128i)a, (__m128i)b);
+    b = (Bins)_mm_max_epi16((__m128i)a, (__m128i)b);
+#endif
+    a = low;
+}
+
+// The median of an odd number of samples. Of COUNT / 2 + 2 of them neither the smallest nor the largest can be it: both
+// make way for the next sample, and so on.
+template <int COUNT, int SIZE = COUNT / 2 + 2>
+static inline Bins narrowed(Bins* kept, const Taps& taps, long x) {
+#pragma GCC unroll 16
+    for (int i = 0; i < SIZE / 2; ++i) order(kept[i], kept[SIZE - 1 - i]);
+#pragma GCC unroll 16
+    for (int i = 1; i < (SIZE + 1) / 2; ++i) order(kept[0], kept[i]);
+#pragma GCC unroll 16
+    for (int i = SIZE / 2; i < SIZE - 1; ++i) order(kept[i], kept[SIZE - 1]);
+    if constexpr (SIZE == 3) {
+        return kept[1];
+    } else {
+        kept[0] = load<Bins>(taps.bins[COUNT + 3 - SIZE] + x);
+        return narrowed<COUNT, SIZE - 1>(kept, taps, x);
+    }
+}
+
+template <int COUNT>
+static inline Bins selected_median(const Taps& taps, long x) {
+    Bins kept[COUNT / 2 + 2];
+#pragma GCC unroll 16
+    for (int i = 0; i < COUNT / 2 + 2; ++i) kept[i] = load<Bins>(taps.bins[i] + x);
+    return narrowed<COUNT>(kept, taps, x);
+}
+
 // The largest bin with at most `rank` samples below it.
 static inline Bins median_bin(const Taps& taps, long x, Bins rank) {
     Bins median = {};
@@ -166,8 +206,18 @@ static void small_row(const CleanBins& bins, const CleanRows& rows, int count, f
     const Taps taps = window_taps(rows);
     const Bins height = all(rows.count);
     for (long x = 0; x < count; x += LANES) {
-        const Bins rank = (load<Bins>(rows.inside + x) * height) >> 1;
-        bin_means(bins, taps, x, median_bin(taps, x, rank), out + x);
+        // Whole windows of the usual sizes need no search.
+        const bool whole = x >= rows.radius && x + LANES + rows.radius <= count;
+        Bins median;
+        if (whole && taps.count == 9)
+            median = selected_median<9>(taps, x);
+        else if (whole && taps.count == 15)
+            median = selected_median<15>(taps, x);
+        else if (whole && taps.count == 25)
+            median = selected_median<25>(taps, x);
+        else
+            median = median_bin(taps, x, (load<Bins>(rows.inside + x) * height) >> 1);
+        bin_means(bins, taps, x, median, out + x);
     }
 }
 
