@@ -206,7 +206,7 @@ static inline unsigned char largest_bin(__m128i best) {
 #endif
 }
 
-// The sums stay in registers. Measured on a Zen 4 with AVX-512: 5.6 ns a sample whatever the window.
+// The sums stay in registers. With the upkeep of the columns 4.3 ns a sample at 5x5 and 5.0 at 31x31 on a Zen 4.
 static void slide(const FacetCount* columns, int window, int count, unsigned char* modes) {
     alignas(64) FacetCount low_bits[FACET_BINS];
     for (int bin = 0; bin < FACET_BINS; ++bin) low_bits[bin] = (FacetCount)(15 - bin / GROUP);

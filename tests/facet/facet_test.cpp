@@ -81,8 +81,8 @@ TEST(Facet, TakesTheModeOfEveryWindow) {
         int x, y, half_x, half_y;
     };
     // Radius 1 and 2 are the same window; the last three need counters of 32 bits.
-    const Case cases[] = {{1, 1, 1, 1},     {2, 2, 1, 1},      {3, 4, 2, 2},     {1, 30, 1, 15},
-                          {30, 1, 15, 1},   {9, 6, 5, 3},      {30, 30, 15, 15}, {44, 44, 22, 22},
+    const Case cases[] = {{1, 1, 1, 1},     {2, 2, 1, 1},     {3, 4, 2, 2},     {1, 30, 1, 15},
+                          {30, 1, 15, 1},   {9, 6, 5, 3},     {30, 30, 15, 15}, {44, 44, 22, 22},
                           {45, 44, 23, 22}, {3, 820, 2, 410}, {300, 9, 150, 5}};
     for (const CpuLevel level : {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512}) {
         set_cpu_level_limit(level);
