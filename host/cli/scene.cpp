@@ -70,6 +70,18 @@ std::unique_ptr<ofxhost::EffectDescriptor> describeFor(ofxhost::Plugin& plugin, 
     return inContext;
 }
 
+// A still at all times, or the frames of an input that moves.
+void connectInput(ofxhost::Clip& clip, const DeclaredScene& scene, std::size_t index, const Picture& still, Depth depth,
+                  const ofxhost::ProjectSettings& project) {
+    const std::string& name = scene.inputs[index];
+    if (!testInputMoves(name))
+        return clip.connect(toHostImage(still, {.depth = depth}), project.firstFrame, project.lastFrame);
+    const auto frameAt = [name, width = still.width, height = still.height, depth](double time) {
+        return toHostImage(testInput(name, width, height, static_cast<int>(time)), {.depth = depth});
+    };
+    clip.connect(frameAt, {.depth = depth, .firstFrame = project.firstFrame, .lastFrame = project.lastFrame});
+}
+
 }  // namespace
 
 fs::path findExamples() {
@@ -108,8 +120,7 @@ ImagePtr renderScene(ofxhost::Plugin& plugin, const DeclaredScene& scene, const 
     instance.output().setFormat({.depth = depth, .firstFrame = project.firstFrame, .lastFrame = project.lastFrame});
     const std::vector<ofxhost::Clip*> clips = instance.inputs();
     if (inputs.size() > clips.size()) throw RunError(plugin.name() + " has fewer clips than its scene has inputs");
-    for (std::size_t i = 0; i < inputs.size(); ++i)
-        clips[i]->connect(toHostImage(inputs[i], {.depth = depth}), project.firstFrame, project.lastFrame);
+    for (std::size_t i = 0; i < inputs.size(); ++i) connectInput(*clips[i], scene, i, inputs[i], depth, project);
     instance.setCurrentTime(first);
     if (!answered(instance.create())) throw RunError(plugin.name() + " refuses to make an instance");
     for (const std::string& setting : scene.settings) applyAssignment(instance, setting);

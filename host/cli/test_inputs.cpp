@@ -14,7 +14,7 @@ namespace {
 using Levels = std::array<int, 3>;
 
 struct Place {
-    int x, y, width, height;
+    int x, y, width, height, frame;
     int across() const { return width > 1 ? x * 255 / (width - 1) : 0; }
     int up() const { return height > 1 ? y * 255 / (height - 1) : 0; }
 };
@@ -77,11 +77,31 @@ Levels dots(const Place& p) {
     return lights[hashed(seed + 3) % 4];
 }
 
+// Two balls that cross a dusky sky, one thrown in an arc to the right, one straight to the left; again after 60 frames.
+Levels flight(const Place& p) {
+    constexpr int period = 60, half = period / 2;
+    const int step = (p.frame % period + period) % period;
+    const int arc = step * (period - step) * 1000 / (half * half);  // thousandths of its top
+    if (within(p, p.width / 10 + p.width * step / 75, p.height / 6 + p.height * arc / 2000, p.height / 8))
+        return {255, 226, 150};
+    if (within(p, p.width * 9 / 10 - p.width * step / 100, p.height * 5 / 6, p.height / 18)) return {190, 232, 255};
+    const int dusk = 255 - p.up();
+    return {14 + dusk / 5, 20 + dusk / 8, 44 + dusk / 9};
+}
+
 struct Input {
     const char* name;
     Levels (*levels)(const Place&);
+    bool moves = false;
 };
-constexpr Input inputs[] = {{"@chart", chart}, {"@ramp", ramp}, {"@noise", noise}, {"@dots", dots}};
+constexpr Input inputs[] = {
+    {"@chart", chart}, {"@ramp", ramp}, {"@noise", noise}, {"@dots", dots}, {"@flight", flight, true}};
+
+const Input* find(const std::string& name) {
+    const auto* input =
+        std::find_if(std::begin(inputs), std::end(inputs), [&](const Input& i) { return name == i.name; });
+    return input == std::end(inputs) ? nullptr : input;
+}
 
 }  // namespace
 
@@ -94,16 +114,19 @@ const std::vector<std::string>& testInputNames() {
     return names;
 }
 
-Picture testInput(const std::string& name, int width, int height) {
-    const auto input =
-        std::find_if(std::begin(inputs), std::end(inputs), [&](const Input& i) { return name == i.name; });
-    if (input == std::end(inputs))
-        throw UsageError("there is no test input \"" + name + "\"" + suggestion(name, testInputNames()));
+bool testInputMoves(const std::string& name) {
+    const Input* input = find(name);
+    return input && input->moves;
+}
+
+Picture testInput(const std::string& name, int width, int height, int frame) {
+    const Input* input = find(name);
+    if (!input) throw UsageError("there is no test input \"" + name + "\"" + suggestion(name, testInputNames()));
     Picture picture(width, height);
     for (int y = 0; y < height; ++y) {
         float* to = picture.row(y);
         for (int x = 0; x < width; ++x, to += 4) {
-            const Levels levels = input->levels({x, y, width, height});
+            const Levels levels = input->levels({x, y, width, height, frame});
             for (std::size_t c = 0; c < 3; ++c) to[c] = sampleOf(static_cast<std::uint8_t>(levels[c]));
             to[3] = 1.0f;
         }

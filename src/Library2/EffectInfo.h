@@ -135,7 +135,8 @@ struct Scene {
         const char* parameter;
         const char* value;
     };
-    std::vector<const char*> inputs;  // "seeding-small.png", "@chart", "@ramp", "@noise" or "@dots"; none: a generator
+    std::vector<const char*>
+        inputs;  // "seeding-small.png", "@chart", "@ramp", "@noise", "@dots", "@flight"; none: a generator
     std::vector<Setting> settings;
     int lead = 0;  // frames rendered before it, for effects that go on from their last frame
     int frame = 0;

@@ -2,11 +2,22 @@
 
 #include <algorithm>
 
+#include "effects/Burn.h"
+#include "effects/Clean.h"
 #include "effects/CrashZoom.h"
 #include "effects/Darken.h"
+#include "effects/EdgeLeak.h"
+#include "effects/Facet.h"
+#include "effects/HeatHaze.h"
+#include "effects/InfraRed.h"
+#include "effects/LightLeak.h"
 #include "effects/Lighten.h"
+#include "effects/NightVision.h"
 #include "effects/PassThrough.h"
+#include "effects/RemGrain.h"
 #include "effects/SpinBlur.h"
+#include "effects/Thermo.h"
+#include "effects/TrailAverage.h"
 
 namespace {
 
@@ -29,32 +40,32 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"BitsFly">(),
     passThrough<"Brush">(),
     passThrough<"Bubbles">(),
-    passThrough<"Burn">(),
+    defineEffect<Burn>(),
     passThrough<"Candle">(),
     passThrough<"CCTV">(),
-    passThrough<"Clean">(),
+    defineEffect<Clean>(),
     passThrough<"ClipFlow">(),
     passThrough<"ClipTex">(),
     passThrough<"Cumulo">(),
     defineEffect<Darken>(),
     passThrough<"Dots">(),
-    passThrough<"EdgeLeak">(),
-    passThrough<"Facet">(),
+    defineEffect<EdgeLeak>(),
+    defineEffect<Facet>(),
     passThrough<"Fire">(),
     passThrough<"FireBall">(),
     passThrough<"Fireworks">(),
     passThrough<"Flare">(),
     passThrough<"FlareSpot">(),
     passThrough<"Flock">(),
-    passThrough<"HeatHaze">(),
+    defineEffect<HeatHaze>(),
     passThrough<"ImageFlow">(),
-    passThrough<"InfraRed">(),
+    defineEffect<InfraRed>(),
     passThrough<"Jaws">(),
     defineEffect<Lighten>(),
-    passThrough<"LightLeak">(),
+    defineEffect<LightLeak>(),
     passThrough<"Luna">(),
     passThrough<"NightSky">(),
-    passThrough<"NightVision">(),
+    defineEffect<NightVision>(),
     passThrough<"Numbers">(),
     passThrough<"Particles">(),
     passThrough<"PatchTex">(),
@@ -65,15 +76,15 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"Rain">(),
     passThrough<"Rainbow">(),
     passThrough<"RainDrops">(),
-    passThrough<"RemGrain">(),
+    defineEffect<RemGrain>(),
     passThrough<"RomanTile">(),
     passThrough<"Sky">(),
     passThrough<"Smoke">(),
     passThrough<"Snow">(),
     defineEffect<SpinBlur>(),
     passThrough<"StarField">(),
-    passThrough<"Thermo">(),
-    passThrough<"TrailAverage">(),
+    defineEffect<Thermo>(),
+    defineEffect<TrailAverage>(),
     passThrough<"TrailLive">(),
     passThrough<"TrailParticle">(),
     passThrough<"TrailPath">(),

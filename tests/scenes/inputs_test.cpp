@@ -33,6 +33,15 @@ TEST(TestInputs, AreDifferentLevelsOf8BitsAtAnySize) {
     EXPECT_THROW(testInput("@chard", 4, 4), UsageError);
 }
 
+TEST(TestInputs, OnlyThoseThatMoveDo) {
+    for (const std::string& name : testInputNames()) {
+        const Picture now = testInput(name, 96, 54, 5), later = testInput(name, 96, 54, 6);
+        EXPECT_EQ(now.rgba != later.rgba, testInputMoves(name)) << name;
+        EXPECT_EQ(now.rgba, testInput(name, 96, 54, 5 - 60).rgba) << name;
+    }
+    EXPECT_FALSE(testInputMoves("@chard"));
+}
+
 TEST(TestInputs, RampGrowsToTheRightAndUpwardsAndNoiseIsEvenlySpread) {
     const Picture ramp = testInput("@ramp", 256, 256);
     EXPECT_EQ(ramp.row(0)[0], 0.0f);

@@ -1,0 +1,61 @@
+// Q_Burn: the film sticks in the gate and burns through, and the look of the stock before that.
+//
+// From a frame on a hole eats its way in from a corner of the picture until nothing is left but the lamp, or darkness.
+// Ahead of its ragged rim the emulsion warms, sags towards the heat and chars. The whole clip is graded first: gain,
+// lift and balance of colour, black and white, or tinted stock.
+#pragma once
+
+#include "Library2/PluginK7.h"
+
+struct BurnInfo : EffectInfo {
+    static constexpr EffectTraits traits{
+        .name = "Burn",
+        .menu = "Film Kit",
+        .description = "Add a movie style 'Burn' to the clip. This effect is in Box Number 2"};
+    enum Corner { BottomLeft = 1, BottomRight, TopRight, TopLeft };
+    enum Remains { Black = 1, White = 2 };
+    enum Film { InColour = 1, BlackAndWhite = 2, Tinted = 3 };
+
+    ClipRecord input{this, {.name = "Input", .label = "Input Clip", .shortLabel = "Film", .required = true}};
+
+    Page page{this, "Burn"};
+    CheckboxControlK7 Burn{this, {"Burn", "Burn", true}};
+    IntegerControlK7 Starts{this, {"Starts", "Burn Starts", 10, 2, 2000}};
+    IntegerControlK7 Duration{this, {"Duration", "Burn Duration", 10, 1, 200}};
+    ListControlK7 Direction{this,
+                            {"Direction", "Direction", 0, {"Bottom Left", "Bottom Right", "Top Right", "Top Left"}}};
+    ListControlK7 BurnTo{this, {"BurnTo", "Burn", 1, {"To Black", "To White"}}};
+
+    Page look{this, "Film Look"};
+    FloatControlK7 Contrast{this, {"Contrast", "Lift", 0.0, -100.0, 100.0}};
+    FloatControlK7 Brightness{this, {"Brightness", "Brightness", 100.0, 0.0, 500.0}};
+    ListControlK7 FilmType{this, {"FilmType", "Film", 0, {"Colour", "Black+White", "Tinted"}}};
+    FloatControlK7 Red{this, {"Red", "Red", 100.0, 0.0, 200.0}};
+    FloatControlK7 Green{this, {"Green", "Green", 100.0, 0.0, 200.0}};
+    FloatControlK7 Blue{this, {"Blue", "Blue", 100.0, 0.0, 200.0}};
+    FloatControlK7 Colour{this, {"Colour", "Saturation", 100.0, 0.0, 200.0}};
+    FloatControlK7 Tred{this, {"Tred", "Tint Red", 115.0, 0.0, 200.0}};
+    FloatControlK7 Tgreen{this, {"Tgreen", "Tint Green", 105.0, 0.0, 200.0}};
+    FloatControlK7 Tblue{this, {"Tblue", "Tint Blue", 100.0, 0.0, 200.0}};
+
+    BurnInfo() {
+        ghost({&Starts, &Duration, &Direction, &BurnTo}, Burn, isOff);
+        ghost({&Red, &Green, &Blue, &Colour}, FilmType, isNot(InColour));
+        ghost({&Tred, &Tgreen, &Tblue}, FilmType, isNot(Tinted));
+        scene.inputs = {"seeding-small.png"};
+        scene.settings = {{"Direction", "Top Right"}, {"Duration", "20"}};
+        scene.frame = 22;
+    }
+};
+
+class Burn final : public Effect<BurnInfo> {
+  public:
+    void ProcessFrame() override;
+
+  private:
+    void grade(K7Image& picture);
+    void burnHole(K7Image& picture, double progress);
+    bool drawFront(const K7Image& picture, double progress);
+
+    ImagePtr m_front;  // how far the burn has come, at a fraction of the picture's size; kept from frame to frame
+};

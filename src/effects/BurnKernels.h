@@ -1,0 +1,36 @@
+// The hot loops of Burn. Plain data, see cmake/QuillonSimd.cmake.
+#pragma once
+
+struct FilmGrade {
+    enum Stock { COLOUR, BLACK_AND_WHITE, TINTED };
+    Stock stock;
+    float gain, lift;
+    float factors[3];  // of the channels: balance, or tint
+    float saturation;
+};
+
+// What becomes of the film at a depth behind the rim: a factor for each channel and what is added, in equal steps from
+// the first breath of heat to where nothing is left.
+inline constexpr int SCORCH_ENTRIES = 512;
+struct ScorchTable {
+    alignas(32) float values[SCORCH_ENTRIES + 1][8];  // keep r g b a, add r g b a
+    float first, scale;                               // entry = (depth - first) * scale
+    bool grey;                                        // all channels follow the red one
+};
+
+struct BurnKernels {
+    void (*grade)(const FilmGrade& grade, float* pixels, int count);
+    // In place: the picture gives way to the molten one by the heat (0 to 1), and is scorched by the depth.
+    void (*scorch)(const ScorchTable& table, const float* depth, const float* heat, const float* molten, float* pixels,
+                   int count);
+};
+
+namespace baseline {
+extern const BurnKernels burn_kernels;
+}
+namespace avx2 {
+extern const BurnKernels burn_kernels;
+}
+namespace avx512 {
+extern const BurnKernels burn_kernels;
+}

@@ -1,0 +1,47 @@
+// Q_Clean: specks and grain go, edges stay.
+//
+// Every sample becomes the median of a window around it. The samples between the channel's smallest and largest value
+// fall into 4096 bins, and the answer is the mean of those of the window that lie in the median's bin: an exact sample
+// wherever the bin holds one value. Windows shrink at the edges of the picture.
+#pragma once
+
+#include "Library2/PluginK7.h"
+
+struct CleanInfo : EffectInfo {
+    static constexpr EffectTraits traits{
+        .name = "Clean",
+        .menu = "Adjust",
+        .description = " Cleans up the image using median filtering. This effect is in Box Number 4"};
+
+    ClipRecord input{this, {.name = "Input", .label = "Clip to Clean", .shortLabel = "Input", .required = true}};
+
+    Page page{this, "Clean"};
+    CheckboxControlK7 DoSync{this, {"DoSync", "Lock Radius", true}};
+    IntegerControlK7 XRad{this, {"XRad", "Radius X", 2, 1, 80}};
+    IntegerControlK7 YRad{this, {"YRad", "Radius Y", 2, 1, 80}};
+    CheckboxControlK7 DoRGB{this, {"DoRGB", "Split RGB"}};
+    IntegerControlK7 XRadR{this, {"XRadR", "Red Radius X", 2, 1, 80}};
+    IntegerControlK7 YRadR{this, {"YRadR", "Red Radius Y", 2, 1, 80}};
+    IntegerControlK7 XRadG{this, {"XRadG", "Green Radius X", 2, 1, 80}};
+    IntegerControlK7 YRadG{this, {"YRadG", "Green Radius Y", 2, 1, 80}};
+    IntegerControlK7 XRadB{this, {"XRadB", "Blue Radius X", 2, 1, 80}};
+    IntegerControlK7 YRadB{this, {"YRadB", "Blue Radius Y", 2, 1, 80}};
+    IntegerControlK7 XRadA{this, {"XRadA", "Alpha Radius X", 2, 1, 80}};
+    IntegerControlK7 YRadA{this, {"YRadA", "Alpha Radius Y", 2, 1, 80}};
+
+    // Each X radius with the Y radius that follows it while they are locked: the main pair, then R, G, B and A.
+    struct Radii {
+        IntegerControlK7& x;
+        IntegerControlK7& y;
+    };
+    Radii pairs[5] = {{XRad, YRad}, {XRadR, YRadR}, {XRadG, YRadG}, {XRadB, YRadB}, {XRadA, YRadA}};
+
+    CleanInfo();
+    static void lockRadius(const Radii& pair);
+};
+
+class Clean final : public Effect<CleanInfo> {
+  public:
+    void ProcessFrame() override;
+    void ControlChanged(ControlK7& control) override;
+};

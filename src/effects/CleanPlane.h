@@ -1,0 +1,54 @@
+// The median of one channel, in tasks that any thread may take.
+#pragma once
+
+#include <memory>
+
+#include "effects/CleanKernels.h"
+#include "k7pi_baselib/k7pi_baselib.h"
+
+// Smallest and largest sample of a channel; no sample at all is min above max.
+CleanBins clean_bins(float min, float max);
+
+// A thread's memory. Histograms are cleared here, and left cleared by every task.
+class CleanScratch {
+  public:
+    bool allocate(std::size_t row_bytes, std::size_t histogram_bytes);  // false: no memory
+    unsigned char* rows() const { return m_rows.get(); }
+    unsigned char* histograms() const { return m_histograms.get(); }
+
+  private:
+    struct Deleter {
+        void operator()(unsigned char* block) const { k7_aligned_free(block, true); }
+    };
+    using Block = std::unique_ptr<unsigned char[], Deleter>;
+    static bool allocate(Block& block, std::size_t bytes);
+    Block m_rows, m_histograms;
+};
+
+class CleanPlane {
+  public:
+    CleanPlane(const float* source, float* result, int width, int height, int radius_x, int radius_y,
+               const CleanBins& bins);
+
+    int tasks() const { return m_tasks; }
+    std::size_t rowBytes() const;
+    std::size_t histogramBytes() const;
+    void run(int task, const CleanScratch& scratch) const;
+
+  private:
+    enum class Method { Fill, Mean, Small, Large };
+
+    void fill(int first, int last) const;
+    void mean(int first, int last, const CleanScratch& scratch) const;
+    void small(int first, int last, const CleanScratch& scratch) const;
+    void large(int first_column, int columns, const CleanScratch& scratch) const;
+    const float* row(int y) const { return m_source + std::size_t(y) * std::size_t(m_width); }
+    float* resultRow(int y) const { return m_result + std::size_t(y) * std::size_t(m_width); }
+
+    const float* m_source;
+    float* m_result;
+    int m_width, m_height, m_radius_x, m_radius_y;
+    CleanBins m_bins;
+    Method m_method;
+    int m_tasks;
+};
