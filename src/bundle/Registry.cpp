@@ -6,6 +6,7 @@
 #include "effects/Darken.h"
 #include "effects/Lighten.h"
 #include "effects/PassThrough.h"
+#include "effects/Snow.h"
 #include "effects/SpinBlur.h"
 
 namespace {
@@ -69,7 +70,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"RomanTile">(),
     passThrough<"Sky">(),
     passThrough<"Smoke">(),
-    passThrough<"Snow">(),
+    defineEffect<Snow>(),
     defineEffect<SpinBlur>(),
     passThrough<"StarField">(),
     passThrough<"Thermo">(),

@@ -100,8 +100,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input", "Background Clip", "BG"}}},
     {{.name = "Smoke", .menu = "Natural Phenomena", .generator = true, .overlay = true, .skipsSmallPreview = true, .description = "Particle system simulating Smoke. This effect is in Box Number 1"},
      {{"Input", "Background Clip", "BG"}, {"Input2", "Birth Clip", "Birth"}}},
-    {{.name = "Snow", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = " Particle system simulating Snow. This effect is in Box Number 1"},
-     {{"Input", "Background Clip", "BG"}}},
     {{.name = "StarField", .menu = "Natural Phenomena", .generator = true, .description = "Make a 3D star field and take pictures of it. This effect is in Box Number 1"},
      {{"Input", "Background"}}},
     {{.name = "Thermo", .menu = "Night Looks", .overlay = true, .description = "Thermal imaging. This effect is in Box Number 3"},
