@@ -98,7 +98,7 @@ class WeatherEffect : public Effect<Info>, protected ClockedSimulation {
     virtual const Gravity* setGravity() const { return &m_motion.gravity; }  // null: no force of the set
     virtual float setDrag() const { return m_motion.drag; }
     virtual std::uint32_t seed() const { return SEED; }  // of the frame generator and the noise
-    virtual std::uint64_t inputs() const { return 0; }   // fingerprint of mattes in use
+    virtual std::uint64_t matteState() const { return 0; }  // fingerprint of mattes in use
     virtual void background();
     virtual void paint(K7Image& result) { m_splats.draw(&result); }
 
@@ -166,7 +166,7 @@ void WeatherEffect<Info, ParticleType, MotionBlock, LookBlock>::ProcessFrame() {
     request.target = m_target;
     request.animated = this->WithAnimation.value;
     request.shape = fingerprint(&m_frame, sizeof m_frame);
-    request.inputs = inputs();
+    request.inputs = matteState();
     m_parameters_moved = false;
     if (m_clock.run(*this, request)) {
         const StageTimer timer("Particles drawn");
