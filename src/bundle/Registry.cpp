@@ -6,6 +6,7 @@
 #include "effects/Darken.h"
 #include "effects/Lighten.h"
 #include "effects/PassThrough.h"
+#include "effects/Rain.h"
 #include "effects/Snow.h"
 #include "effects/SpinBlur.h"
 
@@ -63,7 +64,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"PixFly">(),
     passThrough<"Pool3D">(),
     passThrough<"Puddle3D">(),
-    passThrough<"Rain">(),
+    defineEffect<Rain>(),
     passThrough<"Rainbow">(),
     passThrough<"RainDrops">(),
     passThrough<"RemGrain">(),
