@@ -148,7 +148,7 @@ void Splats::fetch(K7Image* image, const Item& item, int first, int last) {
     for (int y = std::max(first, item.first_row); y <= std::min(last, item.last_row); ++y) {
         const float* row = image_row<float>(image, y);
         for (int x = item.first_column; x <= item.last_column + LINE - 1; x += LINE)
-            __builtin_prefetch(row + 4L * std::min(x, item.last_column), 1);
+            __builtin_prefetch(row + 4L * std::min(x, item.last_column), 0, 2);
     }
 }
 
