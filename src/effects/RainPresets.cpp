@@ -30,7 +30,7 @@ constexpr PresetRow<51> PRESETS[] = {
         1,  0.6,  270,  1,  0.01,
         0,  4.4,  1.29,  0,
         0,  0.2, 0.4,  0.8, 0.4,  90,  2,
-        50,  70,  80,  0,  0,  0.9, 0.95, 1,
+        75,  70,  100,  0,  0,  0.9, 0.95, 1,
         0,  0.9, 0.5,  0.1, 0.5,  30,  90,  50,  60,  1, 1, 1,
     }},
     {"Squall", {
@@ -57,7 +57,7 @@ constexpr PresetRow<51> PRESETS[] = {
         1,  1,  270,  1,  0.01,
         0,  4.4,  1.29,  0,
         0,  0.2, 0.4,  0.8, 0.4,  90,  2,
-        60,  70,  100,  0,  0,  0.9, 0.95, 1,
+        80,  70,  100,  0,  0,  0.9, 0.95, 1,
         0,  0.9, 0.5,  0.1, 0.5,  30,  90,  50,  60,  1, 1, 1,
     }},
     {"BounceA", {
@@ -119,6 +119,6 @@ RainInfo::RainInfo() {
     ghost({&WindSource, &WindTarget, &WindSpread, &WindSpeed}, DoWind, isOff);
     ghost({&LightSource, &LightTarget, &GlistenTight, &LightSpread, &LightInten, &MinBright, &LightColour}, DoLight,
           isOff);
-    scene.inputs = {"coffee-small.png"};
+    scene.inputs = {"seeding-small.png", "@ramp", "@dots"};
     scene.settings = {{"Demos", "Squall"}};
 }
