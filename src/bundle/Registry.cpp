@@ -14,7 +14,9 @@
 #include "effects/Lighten.h"
 #include "effects/NightVision.h"
 #include "effects/PassThrough.h"
+#include "effects/Rain.h"
 #include "effects/RemGrain.h"
+#include "effects/Snow.h"
 #include "effects/SpinBlur.h"
 #include "effects/Thermo.h"
 #include "effects/TrailAverage.h"
@@ -73,14 +75,14 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"PixFly">(),
     passThrough<"Pool3D">(),
     passThrough<"Puddle3D">(),
-    passThrough<"Rain">(),
+    defineEffect<Rain>(),
     passThrough<"Rainbow">(),
     passThrough<"RainDrops">(),
     defineEffect<RemGrain>(),
     passThrough<"RomanTile">(),
     passThrough<"Sky">(),
     passThrough<"Smoke">(),
-    passThrough<"Snow">(),
+    defineEffect<Snow>(),
     defineEffect<SpinBlur>(),
     passThrough<"StarField">(),
     defineEffect<Thermo>(),
