@@ -1,0 +1,104 @@
+// Q_Smoke: particles that rise against gravity and drift with turbulence and wind, drawn as a fog of fine points, as
+// streaks or as soft puffs.
+//
+// Points are drawn into a picture of their own, which is softened as a whole and laid over the background.
+#pragma once
+
+#include "Library2/PluginK7.h"
+
+struct SmokeInfo : EffectInfo {
+    static constexpr EffectTraits traits{
+        .name = "Smoke",
+        .menu = "Natural Phenomena",
+        .generator = true,
+        .overlay = true,
+        .skipsSmallPreview = true,
+        .description = "Particle system simulating Smoke. This effect is in Box Number 1"};
+    enum Look { Point = 1, Streak = 2, Puff = 3 };
+
+    // PreRoll | Left | Right | PositionVar | Density, Lifetime | InitialHeat | LookMode, PuffSize | DoGravity, Gravity
+    // | SwirlDens, SwirlAmp | DoWind, WindSpeed | SmokeColour | Opacity
+    static constexpr PresetRow<22> PRESETS[] = {
+        // clang-format off
+        {"Default",      {0,   .49, .5,  .51, .5,  .003, 800,  400, 0,   0, 2,  0, .001, 22, 3.02, 0, 16, 1, 1, 1,          100}},
+        {"Soft Swirl",   {100, .49, .5,  .51, .5,  .003, 40,   400, 0,   2, 6,  0, .001, 12, 2,    0, 16, 1, 1, 1,          15}},
+        {"Puff",         {0,   .49, .5,  .51, .5,  .003, 20,   120, 60,  2, 12, 0, .001, 22, 3.02, 0, 16, 1, 1, 1,          20}},
+        {"Wisp",         {0,   .49, .5,  .51, .5,  .001, 300,  400, 40,  0, 2,  0, .001, 30, 2,    0, 16, 1, 1, 1,          100}},
+        {"Steam",        {0,   .49, .5,  .51, .5,  .003, 60,   60,  120, 2, 5,  0, .001, 22, 3.02, 0, 16, 1, 1, 1,          12}},
+        {"Gentle Smoke", {0,   .49, .5,  .51, .5,  .003, 800,  400, 25,  0, 2,  0, .001, 22, 1,    0, 16, 1, 1, 1,          60}},
+        {"Busy Smoke",   {0,   .49, .5,  .51, .5,  .003, 2000, 400, 0,   0, 2,  0, .001, 22, 8,    0, 16, 1, 1, 1,          100}},
+        {"Dry Ice",      {120, 0,   .1,  1,   .1,  .003, 60,   400, -10, 2, 10, 1, .02,  22, 3.02, 0, 16, 1, 1, 1,          12}},
+        {"Billow",       {0,   .49, .5,  .51, .5,  .003, 40,   400, 80,  2, 14, 0, .001, 6,  5,    0, 16, 1, 1, 1,          18}},
+        {"Smoke Stack",  {100, .48, .1,  .52, .1,  .003, 50,   400, 150, 2, 10, 0, .001, 22, 3.02, 1, 3,  .35, .35, .35,    15}},
+        {"Chimney",      {100, .48, .1,  .52, .1,  .003, 50,   400, 70,  2, 6,  0, .001, 22, 3.02, 1, 3,  .35, .35, .35,    15}},
+        {"Slow Wisp",    {150, .49, .5,  .51, .5,  .003, 150,  400, 12,  0, 2,  0, .001, 22, .6,   0, 16, 1, 1, 1,          100}},
+        {"Swamp",        {200, 0,   .05, 1,   .05, .003, 30,   400, 0,   2, 18, 0, .001, 22, .8,   0, 16, .6, .7, .55,       8}},
+        // clang-format on
+    };
+
+    ClipRecord input{this, {.name = "Input", .label = "Background Clip", .shortLabel = "BG"}};
+    ClipRecord birth{this, {.name = "Input2", .label = "Birth Clip", .shortLabel = "Birth"}};
+
+    Page pageSmoke{this, "Smoke"};
+    ListControlK7 Demos{this, {"Demos", "Type", 0, presetNames(PRESETS)}};
+    CheckboxControlK7 BlackBG{this, {"BlackBG", "Smoke Only"}};
+    IntegerControlK7 StartAt{this, {"StartAt", "Start at Frame", 0, 0, 9999}};
+    IntegerControlK7 PreRoll{this, {"PreRoll", "Pre Roll", 0, 0, 999}};
+    FloatControlK7 ShutterTime{this, {"ShutterTime", "Shutter Time", 0.0, 0.0, 1000.0}};
+    CheckboxControlK7 WithAnimation{this, {"WithAnimation", "With Animation"}};
+    PositionControlK7 Left{this, {"Left", "Left", 0.49, 0.5}};
+    PositionControlK7 Right{this, {"Right", "Right", 0.51, 0.5}};
+    SizeControlK7 PositionVar{this, {"PositionVar", "Position Variance", 0.003, 0.0, 0.5}};
+    FloatControlK7 Density{this, {"Density", "Density", 800.0, 0.0, 5000.0}};
+    FloatControlK7 Lifetime{this, {"Lifetime", "Lifetime", 400.0, 1.0, 800.0}};
+    FloatControlK7 Extinction{this, {"Extinction", "Extinction", 80.0, 1.0, 1000.0, {.displayMax = 20.0}}};
+    CheckboxControlK7 UseBirthMatte{this, {"UseBirthMatte", "Use Birth Matte"}};
+    FloatControlK7 InitialHeat{this, {"InitialHeat", "Initial Heat", 0.0, -200.0, 200.0}};
+    FloatControlK7 VelocityVar{this, {"VelocityVar", "Velocity Variance", 100.0, 0.0, 100.0}};
+    Page pageLook{this, "Look"};
+    ListControlK7 LookMode{this, {"LookMode", "Look", 0, {"Point", "Streak", "Puff"}}};
+    FloatControlK7 PointBlur{this, {"PointBlur", "Point Blur", 1.0, 0.0, 5.0}};
+    FloatControlK7 PuffSize{this, {"PuffSize", "Puff Size", 2.0, 1.0, 20.0}};
+    FloatControlK7 PuffSizeVar{this, {"PuffSizeVar", "Puff Size Variance", 100.0, 0.0, 100.0}};
+    Page pageForces{this, "Forces"};
+    CheckboxControlK7 DoGravity{this, {"DoGravity", "Use Gravity"}};
+    FloatControlK7 Gravity{this, {"Gravity", "Gravity", 0.001, 0.0, 10.0}};
+    FloatControlK7 GravAngle{this, {"GravAngle", "Gravity Angle", 270.0, 0.0, 359.0}};
+    CheckboxControlK7 DoFriction{this, {"DoFriction", "Use Friction", true}};
+    FloatControlK7 Friction{this, {"Friction", "Friction", 0.05, 0.0, 1.0}};
+    CheckboxControlK7 DoTurbulence{this, {"DoTurbulence", "Use Turbulence", true}};
+    FloatControlK7 SwirlDens{this, {"SwirlDens", "Swirl Density", 22.0, 0.0, 100.0}};
+    FloatControlK7 SwirlAmp{this, {"SwirlAmp", "Swirl Magnitude", 3.02, 0.0, 100.0}};
+    FloatControlK7 SwlMaxTim{this, {"SwlMaxTim", "Swirl Time to Max", 0.0, 0.0, 500.0}};
+    CheckboxControlK7 DoWind{this, {"DoWind", "Use Wind"}};
+    PositionControlK7 WindSource{this, {"WindSource", "Wind Source", 0.2, 0.4}};
+    PositionControlK7 WindTarget{this, {"WindTarget", "Wind Target", 0.8, 0.4}};
+    FloatControlK7 WindSpread{this, {"WindSpread", "Wind Spread", 33.0, 0.0, 180.0}};
+    FloatControlK7 WindSpeed{this, {"WindSpeed", "Wind Speed", 16.0, 0.0, 180.0}};
+    Page pageColour{this, "Colour"};
+    FloatControlK7 InitIntensity{this, {"InitIntensity", "Initial Intensity", 50.0, 0.0, 100.0}};
+    FloatControlK7 Condensation{this, {"Condensation", "Condensation", 50.0, 0.0, 100.0}};
+    FloatControlK7 ColourVar{this, {"ColourVar", "Colour Variance", 0.0, 0.0, 100.0}};
+    FloatControlK7 MonoVar{this, {"MonoVar", "Mono Variance", 0.0, 0.0, 100.0}};
+    ColourControlK7 SmokeColour{this, {"SmokeColour", "Smoke Colour", 1.0, 1.0, 1.0}};
+    FloatControlK7 Opacity{this, {"Opacity", "Opacity", 100.0, 0.0, 100.0}};
+    FloatControlK7 FramesPerSecond{this, {"FramesPerSecond", "Frames Per Second", 25.0, 0.1, 1000.0}};
+
+    LineOverlayK7 sourceWidget{this, Left, Right};
+    LineOverlayK7 windWidget{this, WindSource, WindTarget, true};
+
+    SmokeInfo() {
+        Demos.followedByOverlay = DoWind.followedByOverlay = true;
+        presets(Demos,
+                {&PreRoll, &Left, &Right, &PositionVar, &Density, &Lifetime, &InitialHeat, &LookMode, &PuffSize,
+                 &DoGravity, &Gravity, &SwirlDens, &SwirlAmp, &DoWind, &WindSpeed, &SmokeColour, &Opacity},
+                PRESETS, PresetScope::OthersToDefaults);
+        ghost({&PointBlur}, LookMode, isNot(Point));
+        ghost({&PuffSize, &PuffSizeVar}, LookMode, isNot(Puff));
+        ghost({&Gravity}, DoGravity, isOff);  // its angle also turns the rising smoke
+        ghost({&Friction}, DoFriction, isOff);
+        ghost({&SwirlDens, &SwirlAmp, &SwlMaxTim}, DoTurbulence, isOff);
+        ghost({&WindSource, &WindTarget, &WindSpread, &WindSpeed}, DoWind, isOff);
+        scene.inputs = {"seeding-small.png"};
+    }
+};
