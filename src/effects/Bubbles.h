@@ -15,7 +15,7 @@ struct BubblesInfo : EffectInfo {
 
     // PreRoll | Left | Right | PositionVar | Density, Lifetime, TimeMaxSize | InitialVelocity, VelocityVar, VelDir |
     // GrowthMode, BubbleSize, BubbleSizeVar | Gravity, Friction | SwirlDens, SwirlAmp, SwlMaxTim | Congregate | Opacity
-    static constexpr PresetRow<21> PRESETS[] = {
+    static constexpr PresetRow<22> PRESETS[] = {
         // clang-format off
         {"Default",     {0,  .01, .01, .99, .01, .01,  20,  200, 50,  100, 100, 90, 3, 20,   100, .2,  .05,  60, 1,  0,  0, 100}},
         {"Soap",        {60, .01, .01, .99, .01, .01,  6,   200, 50,  40,  100, 90, 3, 30,   100, .2,  .05,  60, 1,  0,  0, 70}},

@@ -18,7 +18,7 @@ struct SmokeInfo : EffectInfo {
 
     // PreRoll | Left | Right | PositionVar | Density, Lifetime | InitialHeat | LookMode, PuffSize | DoGravity, Gravity
     // | SwirlDens, SwirlAmp | DoWind, WindSpeed | SmokeColour | Opacity
-    static constexpr PresetRow<22> PRESETS[] = {
+    static constexpr PresetRow<21> PRESETS[] = {
         // clang-format off
         {"Default",      {0,   .49, .5,  .51, .5,  .003, 800,  400, 0,   0, 2,  0, .001, 22, 3.02, 0, 16, 1, 1, 1,          100}},
         {"Soft Swirl",   {100, .49, .5,  .51, .5,  .003, 40,   400, 0,   2, 6,  0, .001, 12, 2,    0, 16, 1, 1, 1,          15}},
