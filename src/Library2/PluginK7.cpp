@@ -20,6 +20,12 @@ PluginK7::PluginK7() {
 
 PluginK7::~PluginK7() { image_clear_multiprocess_context(this); }
 
+void PluginK7::fetchParametersAt(double frame) {
+    FetchContext context = renderContext;
+    context.time += (frame - currentFrame) * timeOfFrame;
+    info().fetchAll(context);
+}
+
 void PluginK7::InstanceCreated() { info().runRules(nullptr); }
 
 void PluginK7::LibMpSetup(int count) {

@@ -130,7 +130,10 @@ class Render {
         return true;
     }
 
-    void fetchParameters() { m_info.fetchAll({.time = m_time, .xFactor = positionFactor(m_projectAspect)}); }
+    void fetchParameters() {
+        m_effect.renderContext = {.time = m_time, .xFactor = positionFactor(m_projectAspect)};
+        m_info.fetchAll(m_effect.renderContext);
+    }
 
     void setFrames(const FrameSpan& span) {
         m_effect.firstFrame = span.first;
@@ -147,6 +150,7 @@ class Render {
         if (!clip) return false;
         const PropertySet clipSet = clipProperties(clip);
         const bool connected = clipSet.intOr(ofx::prop::ClipConnected, 1) != 0;
+        m_effect.timeOfFrame = connected ? 1.0 : 1.0 / framesPerMillisecond();
         setFrames(connected ? frameSpan(clipSet, m_time, m_duration) : generatorFrames(clipSet));
         for (ClipRecord* input : m_info.inputs()) input->frameCount = 0;
         m_effect.FramePrepare();

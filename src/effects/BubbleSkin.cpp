@@ -148,7 +148,18 @@ const BubbleSprite* BubbleSprites::get(float radius) {
 
 // ---- Painting -------------------------------------------------------------------------------------------------
 
-int Bubble::reach() const { return sprite->reach() + 1 + (bursting ? static_cast<int>(std::ceil(scatter)) : 0); }
+float Bubble::reach() const { return static_cast<float>(sprite->reach() + 1) + (bursting ? std::ceil(scatter) : 0); }
+
+bool Bubble::rows(float height, int* first, int* last) const {
+    constexpr float FARTHEST = 1e6f;
+    const float low = std::min(y, tail_y) - reach(), high = std::max(y, tail_y) + reach();
+    const float left = std::min(x, tail_x), right = std::max(x, tail_x);
+    if (!(left > -FARTHEST && right < FARTHEST && low > -FARTHEST && high < FARTHEST)) return false;
+    if (high < 0 || low > height - 1) return false;
+    *first = std::max(static_cast<int>(std::floor(low)), 0);
+    *last = static_cast<int>(std::min(std::ceil(high), height - 1));
+    return true;
+}
 
 namespace {
 
@@ -157,7 +168,7 @@ void paint_whole(const Bubble& bubble, const Painter& painter, K7Image* image, i
     const float way_x = bubble.x - bubble.tail_x, way_y = bubble.y - bubble.tail_y;
     const float length = way_x * way_x + way_y * way_y;
     const float share = length > 1e-6f ? 1 / length : 0.0f;
-    const float reach = static_cast<float>(bubble.reach());
+    const float reach = bubble.reach();
     const int left = std::max(static_cast<int>(std::floor(std::min(bubble.x, bubble.tail_x) - reach)), 0);
     const int right = std::min(static_cast<int>(std::ceil(std::max(bubble.x, bubble.tail_x) + reach)),
                                static_cast<int>(image->width) - 1);

@@ -57,7 +57,9 @@ struct Bubble {
     float droplets = 0;  // part of the skin's pixels that are seen as droplets
     float scatter = 0;   // pixels
 
-    int reach() const;  // pixels that it can touch around the line from the tail
+    // The rows that it can touch, within a picture of that height. False: none.
+    bool rows(float height, int* first, int* last) const;
+    float reach() const;  // pixels that it can touch around the line from the tail
 };
 
 // Paints into rows first to last of a float RGBA picture. The mirrored picture, float RGBA too, may be null.

@@ -2,7 +2,10 @@
 // in their skin.
 #pragma once
 
-#include "Library2/PluginK7.h"
+#include <vector>
+
+#include "effects/BubbleSkin.h"
+#include "effects/families/weather/WeatherEffect.h"
 
 struct BubblesInfo : EffectInfo {
     static constexpr EffectTraits traits{
@@ -32,7 +35,7 @@ struct BubblesInfo : EffectInfo {
 
     ClipRecord input{this, {.name = "Input", .label = "Background", .shortLabel = "BG"}};
     ClipRecord birth{this, {.name = "Input2", .label = "Birth"}};
-    ClipRecord burst{this, {.name = "Input3", .label = "Burst/Gather", .shortLabel = "BorG"}};
+    ClipRecord burst_clip{this, {.name = "Input3", .label = "Burst/Gather", .shortLabel = "BorG"}};
     ClipRecord reflection{this, {.name = "Input4", .label = "Reflection", .shortLabel = "Rfl"}};
 
     Page pageBubbles{this, "Bubbles"};
@@ -52,7 +55,7 @@ struct BubblesInfo : EffectInfo {
     CheckboxControlK7 UseBirthMatte{this, {"UseBirthMatte", "Use Birth Matte"}};
     FloatControlK7 InitialVelocity{this, {"InitialVelocity", "Initial Velocity", 100.0, -200.0, 200.0}};
     FloatControlK7 VelocityVar{this, {"VelocityVar", "Velocity Variance", 100.0, 0.0, 200.0}};
-    FloatControlK7 VelDir{this, {"VelDir", "Velocity Direction", 90.0, 0.0, 360.0}};
+    AngleControlK7 VelDir{this, {"VelDir", "Velocity Direction", 90.0, 0.0, 360.0}};
     Page pageGrowth{this, "Growth"};
     ListControlK7 GrowthMode{
         this, {"GrowthMode", "Growth Mode", 3, {"Assorted", "Shrinking", "Variable Growth", "Linear Growth"}}};
@@ -61,7 +64,7 @@ struct BubblesInfo : EffectInfo {
     Page pageForces{this, "Forces"};
     CheckboxControlK7 DoGravity{this, {"DoGravity", "Use Gravity", true}};
     FloatControlK7 Gravity{this, {"Gravity", "Gravity", 0.2, 0.0, 10.0}};
-    FloatControlK7 GravAngle{this, {"GravAngle", "Gravity Angle", 90.0, 0.0, 360.0}};
+    AngleControlK7 GravAngle{this, {"GravAngle", "Gravity Angle", 90.0, 0.0, 360.0}};
     CheckboxControlK7 DoFriction{this, {"DoFriction", "Use Friction", true}};
     FloatControlK7 Friction{this, {"Friction", "Friction", 0.05, 0.0, 1.0}};
     CheckboxControlK7 DoTurbulence{this, {"DoTurbulence", "Use Turbulence", true}};
@@ -92,7 +95,8 @@ struct BubblesInfo : EffectInfo {
     ColourControlK7 LightColour{this, {"LightColour", "Light Colour", 1.0, 1.0, 1.0}};
     CheckboxControlK7 DoReflections{this, {"DoReflections", "Use Reflections", true}};
     FloatControlK7 RefIntensity{this, {"RefIntensity", "Reflection Intensity", 100.0, 0.0, 200.0}};
-    FloatControlK7 FramesPerSecond{this, {"FramesPerSecond", "Frames Per Second", 25.0, 0.1, 1000.0}};
+    FloatControlK7 FramesPerSecond{
+        this, {"FramesPerSecond", "Frames Per Second", 25.0, 0.1, 1000.0, {.scriptName = "GeneratorFPS"}}};
 
     LineOverlayK7 sourceWidget{this, Left, Right};
     LineOverlayK7 lightWidget{this, LightSource, LightTarget, true};
@@ -115,4 +119,71 @@ struct BubblesInfo : EffectInfo {
         ghost({&RefIntensity}, DoReflections, isOff);
         scene.inputs = {"seeding-small.png"};
     }
+};
+
+// Everything that steers steps.
+struct BubblesMotion {
+    float density, density_var;  // births a frame
+    float left[2], right[2];     // pixels
+    float position_var;
+    float life, life_low;  // frames
+    float speed, velocity_var, direction[2];
+    float drag;
+    float size, size_spread;
+    float rise;  // how much less big bubbles swirl upwards, for one pixel of size
+    float colour[3];
+    float colour_var, mono_var;
+    float burst_probability, afterlife;
+    std::int32_t bursts, congregates, birth_matte;
+    weather::Gravity gravity;
+    weather::Swirl swirl;
+};
+
+struct BubblesLook {
+    float opacity, shutter;
+    float time_to_full_size;
+    std::int32_t growth;  // GrowthMode
+    std::int32_t light;
+    float light_level, least_level;
+    float light_height;  // pixels
+    float tightness, exponent;
+    float light_colour[3];
+    weather::LightCone beam;
+    float droplets, scatter;
+    float mirror;  // 0: no reflections
+};
+
+struct BubblesParticle : ParticleBase {
+    float size = 0;
+    std::int32_t phase = 0;  // 1: bursting
+    std::int32_t stuck = 0;  // 1: to a matte, 2: released
+    float previous_position[3] = {};
+    float fade = 0;
+};
+
+class Bubbles final : public weather::WeatherEffect<BubblesInfo, BubblesParticle, BubblesMotion, BubblesLook> {
+  protected:
+    void readBlocks(BubblesMotion& motion, BubblesLook& look) override;
+    void births() override;
+    void beforeForces(BubblesParticle* particles, int count) override;
+    void applyForces(BubblesParticle* particles, int count) const override;
+    void show(BubblesParticle& particle) override;
+    void endOfStep(BubblesParticle& particle) const override {
+        std::copy_n(particle.position, 3, particle.previous_position);
+    }
+    const weather::Gravity* setGravity() const override { return nullptr; }  // it depends on the bubble
+    std::uint32_t seed() const override { return static_cast<std::uint32_t>(Seed.value); }
+    std::uint64_t inputs() const override;
+    void PrepareOverlay() override { lightWidget.visible = !LightSource.ghosted(); }
+
+  private:
+    bool fillTemplate(BubblesParticle& particle);
+    void gather(BubblesParticle& particle, bool on_matte) const;
+    void burst(BubblesParticle& particle, bool on_matte);
+    float radiusOf(const BubblesParticle& particle) const;
+    void light(const BubblesParticle& particle, Bubble& bubble) const;
+    static void paintOne(const void* effect, int item, K7Image* image, int first, int last);
+
+    BubbleSprites m_sprites;
+    std::vector<Bubble> m_bubbles;  // of the frame being drawn
 };

@@ -4,7 +4,7 @@
 // Points are drawn into a picture of their own, which is softened as a whole and laid over the background.
 #pragma once
 
-#include "Library2/PluginK7.h"
+#include "effects/families/weather/WeatherEffect.h"
 
 struct SmokeInfo : EffectInfo {
     static constexpr EffectTraits traits{
@@ -63,7 +63,7 @@ struct SmokeInfo : EffectInfo {
     Page pageForces{this, "Forces"};
     CheckboxControlK7 DoGravity{this, {"DoGravity", "Use Gravity"}};
     FloatControlK7 Gravity{this, {"Gravity", "Gravity", 0.001, 0.0, 10.0}};
-    FloatControlK7 GravAngle{this, {"GravAngle", "Gravity Angle", 270.0, 0.0, 359.0}};
+    AngleControlK7 GravAngle{this, {"GravAngle", "Gravity Angle", 270.0, 0.0, 359.0}};
     CheckboxControlK7 DoFriction{this, {"DoFriction", "Use Friction", true}};
     FloatControlK7 Friction{this, {"Friction", "Friction", 0.05, 0.0, 1.0}};
     CheckboxControlK7 DoTurbulence{this, {"DoTurbulence", "Use Turbulence", true}};
@@ -82,7 +82,8 @@ struct SmokeInfo : EffectInfo {
     FloatControlK7 MonoVar{this, {"MonoVar", "Mono Variance", 0.0, 0.0, 100.0}};
     ColourControlK7 SmokeColour{this, {"SmokeColour", "Smoke Colour", 1.0, 1.0, 1.0}};
     FloatControlK7 Opacity{this, {"Opacity", "Opacity", 100.0, 0.0, 100.0}};
-    FloatControlK7 FramesPerSecond{this, {"FramesPerSecond", "Frames Per Second", 25.0, 0.1, 1000.0}};
+    FloatControlK7 FramesPerSecond{
+        this, {"FramesPerSecond", "Frames Per Second", 25.0, 0.1, 1000.0, {.scriptName = "GeneratorFPS"}}};
 
     LineOverlayK7 sourceWidget{this, Left, Right};
     LineOverlayK7 windWidget{this, WindSource, WindTarget, true};
@@ -101,4 +102,57 @@ struct SmokeInfo : EffectInfo {
         ghost({&WindSource, &WindTarget, &WindSpread, &WindSpeed}, DoWind, isOff);
         scene.inputs = {"seeding-small.png"};
     }
+};
+
+// Everything that steers steps.
+struct SmokeMotion {
+    float density;            // births a frame, at most
+    float left[2], right[2];  // pixels
+    float position_var;
+    float life, life_low;  // frames
+    float extinction;
+    float heat, velocity_var;
+    float drag;
+    float size, size_var;
+    float intensity;
+    float colour[3];
+    float colour_var, mono_var;
+    std::int32_t look;  // LookMode
+    std::int32_t birth_matte;
+    weather::Gravity gravity;
+    weather::Wind wind;
+    weather::Swirl swirl;
+};
+
+struct SmokeLook {
+    float opacity, shutter, condensation;
+    float blur;  // of points, pixels
+    std::int32_t points;
+};
+
+struct SmokeParticle : ParticleBase {
+    float size = 0;
+    std::int32_t look = 0;
+    float previous_position[3] = {};
+    float fade = 0;  // frames in which it condenses, and before its death vanishes
+};
+
+class Smoke final : public weather::WeatherEffect<SmokeInfo, SmokeParticle, SmokeMotion, SmokeLook> {
+  protected:
+    void readBlocks(SmokeMotion& motion, SmokeLook& look) override;
+    void births() override;
+    void applyForces(SmokeParticle* particles, int count) const override;
+    void show(SmokeParticle& particle) override;
+    void endOfStep(SmokeParticle& particle) const override {
+        std::copy_n(particle.position, 3, particle.previous_position);
+    }
+    std::uint64_t inputs() const override;
+    void background() override;
+    void paint(K7Image& result) override;
+    void PrepareOverlay() override { windWidget.visible = !WindSource.ghosted(); }
+
+  private:
+    bool fillTemplate(SmokeParticle& particle);
+
+    SpriteTables m_sprites{weather::SEED};
 };
