@@ -2,11 +2,14 @@
 
 #include <algorithm>
 
+#include "effects/Bubbles.h"
 #include "effects/CrashZoom.h"
 #include "effects/Darken.h"
 #include "effects/HeatHaze.h"
 #include "effects/Lighten.h"
 #include "effects/PassThrough.h"
+#include "effects/Smoke.h"
+#include "effects/Snow.h"
 #include "effects/SpinBlur.h"
 
 namespace {
@@ -29,7 +32,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"Aurora">(),
     passThrough<"BitsFly">(),
     passThrough<"Brush">(),
-    passThrough<"Bubbles">(),
+    defineEffect<Bubbles>(),
     passThrough<"Burn">(),
     passThrough<"Candle">(),
     passThrough<"CCTV">(),
@@ -69,8 +72,8 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"RemGrain">(),
     passThrough<"RomanTile">(),
     passThrough<"Sky">(),
-    passThrough<"Smoke">(),
-    passThrough<"Snow">(),
+    defineEffect<Smoke>(),
+    defineEffect<Snow>(),
     defineEffect<SpinBlur>(),
     passThrough<"StarField">(),
     passThrough<"Thermo">(),

@@ -77,7 +77,7 @@ void Bubbles::readBlocks(BubblesMotion& motion, BubblesLook& look) {
     look.mirror = DoReflections.value ? share(RefIntensity) : 0;
 }
 
-std::uint64_t Bubbles::inputs() const {
+std::uint64_t Bubbles::matteState() const {
     const std::uint64_t born = UseBirthMatte.value ? weather::matte_fingerprint(birth.image.get()) : 0;
     const bool steers = BubblesBurst.value || Congregate.value;
     return fingerprint(steers ? weather::matte_fingerprint(burst_clip.image.get()) : 0, born);

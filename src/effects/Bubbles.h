@@ -173,7 +173,7 @@ class Bubbles final : public weather::WeatherEffect<BubblesInfo, BubblesParticle
     }
     const weather::Gravity* setGravity() const override { return nullptr; }  // it depends on the bubble
     std::uint32_t seed() const override { return static_cast<std::uint32_t>(Seed.value); }
-    std::uint64_t inputs() const override;
+    std::uint64_t matteState() const override;
     void PrepareOverlay() override { lightWidget.visible = !LightSource.ghosted(); }
 
   private:

@@ -49,7 +49,7 @@ void Smoke::readBlocks(SmokeMotion& motion, SmokeLook& look) {
     look.points = LookMode.value == Point;
 }
 
-std::uint64_t Smoke::inputs() const { return UseBirthMatte.value ? weather::matte_fingerprint(birth.image.get()) : 0; }
+std::uint64_t Smoke::matteState() const { return UseBirthMatte.value ? weather::matte_fingerprint(birth.image.get()) : 0; }
 
 // ---- Births ---------------------------------------------------------------------------------------------------
 
@@ -164,5 +164,7 @@ void Smoke::paint(K7Image& result) {
     splats().draw(layer.get());
     constexpr int ALL_CHANNELS = 15;
     if (look().blur > 0 && !image_gaussian_blur(layer.get(), look().blur, look().blur, ALL_CHANNELS)) return;
-    image_over_premultiplied(layer.get(), &result, &result);
+    constexpr bool PREMULTIPLIED = true;
+    constexpr int WHOLE = -1;
+    image_composite(&result, layer.get(), COMPOSITE_OVER, &result, PREMULTIPLIED, WHOLE, WHOLE, WHOLE, WHOLE);
 }

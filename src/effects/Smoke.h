@@ -146,7 +146,7 @@ class Smoke final : public weather::WeatherEffect<SmokeInfo, SmokeParticle, Smok
     void endOfStep(SmokeParticle& particle) const override {
         std::copy_n(particle.position, 3, particle.previous_position);
     }
-    std::uint64_t inputs() const override;
+    std::uint64_t matteState() const override;
     void background() override;
     void paint(K7Image& result) override;
     void PrepareOverlay() override { windWidget.visible = !WindSource.ghosted(); }

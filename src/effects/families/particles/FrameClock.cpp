@@ -51,6 +51,7 @@ bool FrameClock::run(ClockedSimulation& simulation, const Request& request) {
 
     std::uint64_t parameters = simulation.readParameters(request.target);
     if (!continues(simulation, request, parameters)) {
+        m_trusted = true;
         if (!readHistory(simulation, request, parameters)) return false;
         goBack(simulation, request);
         m_parameters = parameters;
@@ -72,7 +73,7 @@ bool FrameClock::run(ClockedSimulation& simulation, const Request& request) {
 
 // Whether the state at hand is the wanted frame's, and nobody changed a parameter since it was made.
 bool FrameClock::continues(ClockedSimulation& simulation, const Request& request, std::uint64_t parameters) const {
-    if (!m_live || m_next != request.target || request.target == request.start) return false;
+    if (!m_trusted || !m_live || m_next != request.target || request.target == request.start) return false;
     if (!request.animated && parameters == m_parameters) return true;
     return simulation.readParameters(request.target - 1) == m_parameters;
 }

@@ -55,6 +55,9 @@ class FrameClock {
     bool run(ClockedSimulation& simulation, const Request& request);
     // The next run starts from the beginning.
     void mark_restart();
+    // Somebody changed something, perhaps a parameter's past: the next run goes on only from states whose history shows
+    // that it may.
+    void recheck() { m_trusted = false; }
 
     void set_budget(std::size_t bytes) { m_budget = bytes; }  // for kept states; 0: none are kept
     std::size_t kept_bytes() const;
@@ -84,6 +87,7 @@ class FrameClock {
     std::uint64_t m_parameters = 0;  // of the last drawn step
     std::uint64_t m_history = 0;     // of all steps so far
     bool m_pure = false;             // the history is that of a replay
+    bool m_trusted = true;
 
     Request m_last;
     std::vector<std::uint64_t> m_histories;  // wanted before each frame, from the first one on; one for all frames

@@ -52,6 +52,7 @@ bool Splats::place(Item& item, float x, float y, float reach_x, float reach_y) c
 }
 
 void Splats::add(const Item& item, const float* colour, float opacity) {
+    if (!std::isfinite(opacity)) return;
     m_items.push_back(item);
     std::copy_n(colour, 3, m_items.back().colour);
     m_items.back().opacity = opacity;
