@@ -172,7 +172,7 @@ void Bubbles::applyForces(BubblesParticle* particles, int count) const {
     if (!m.swirl.turns()) return;
     float x[weather::BLOCK], y[weather::BLOCK];
     for (int i = 0; i < count; ++i) x[i] = particles[i].position[0], y[i] = particles[i].position[1];
-    m.swirl.read(noise(), frame(), stepFrame(), x, y, count, x, y);
+    m.swirl.read(noise(), frame(), stepFrame(), x, y, count);
     for (int i = 0; i < count; ++i) {
         const float push = m.swirl.amplitude * m.swirl.strength(particles[i].age);
         particles[i].velocity[0] += x[i] * push / frame().pixel_width;

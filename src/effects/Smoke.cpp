@@ -106,7 +106,7 @@ void Smoke::applyForces(SmokeParticle* particles, int count) const {
     if (m.wind.blows())
         for (int i = 0; i < count; ++i) m.wind.blow(particles[i].position, m.wind.speed);
     if (!m.swirl.turns()) return;
-    m.swirl.read(noise(), frame(), stepFrame(), x, y, count, x, y);
+    m.swirl.read(noise(), frame(), stepFrame(), x, y, count);
     for (int i = 0; i < count; ++i) {
         const float push = m.swirl.amplitude * m.swirl.strength(particles[i].age);
         particles[i].velocity[0] += x[i] * push / frame().pixel_width;
