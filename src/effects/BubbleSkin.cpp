@@ -29,12 +29,15 @@ struct Over {
     }
 };
 
-// What is seen in the skin at a place of the bubble: the whole picture, as in a convex mirror.
-const float* mirrored_at(const K7Image& picture, float nx, float ny) {
+// What is seen in the skin at a place of the bubble, as in a convex mirror: the slope of the skin says how far from the
+// middle of the picture, so that straight lines bend around the bubble.
+const float* mirrored_at(const K7Image& picture, float nx, float ny, float nz) {
+    constexpr float REACH = 0.3f;  // of the picture, for a slope of 1
+    const float slope = REACH / std::max(nz, 0.01f);
     const int width = static_cast<int>(picture.width);
     const int height = static_cast<int>(picture.height);
-    const int x = std::clamp(static_cast<int>((0.5f + 0.5f * nx) * static_cast<float>(width)), 0, width - 1);
-    const int y = std::clamp(static_cast<int>((0.5f + 0.5f * ny) * static_cast<float>(height)), 0, height - 1);
+    const int x = std::clamp(static_cast<int>((0.5f + slope * nx) * static_cast<float>(width)), 0, width - 1);
+    const int y = std::clamp(static_cast<int>((0.5f + slope * ny) * static_cast<float>(height)), 0, height - 1);
     return image_row<float>(&picture, y) + 4L * x;
 }
 
@@ -48,23 +51,21 @@ class Painter {
         const float covered = sample[3];
         if (!(covered > 0)) return;
         const float nx = sample[1] / covered, ny = sample[2] / covered;
+        const float nz = std::sqrt(std::max(1.0f - nx * nx - ny * ny, 0.0f));
         const float coverage = sample[0] * m_bubble.coverage;
         float colour[3] = {m_bubble.colour[0], m_bubble.colour[1], m_bubble.colour[2]};
         if (m_mirrored) {
-            const float* seen = mirrored_at(*m_mirrored, nx, ny);
-            for (int i = 0; i < 3; ++i) colour[i] *= BODY + m_mirror * seen[i];
+            const float* seen = mirrored_at(*m_mirrored, nx, ny, nz);
+            for (int i = 0; i < 3; ++i) colour[i] += m_mirror * seen[i];
         }
         Over{pixel}(colour, coverage);
-        highlight(nx, ny, covered, pixel);
+        highlight(nx, ny, nz, covered, pixel);
     }
 
   private:
-    static constexpr float BODY = 0.4f;  // of the colour, where a picture is mirrored in it
-
-    void highlight(float nx, float ny, float covered, float* pixel) const {
+    void highlight(float nx, float ny, float nz, float covered, float* pixel) const {
         const BubbleGloss& gloss = m_bubble.gloss;
-        const float depth = std::sqrt(std::max(1.0f - nx * nx - ny * ny, 0.0f));
-        const float cosine = nx * gloss.half[0] + ny * gloss.half[1] + depth * gloss.half[2];
+        const float cosine = nx * gloss.half[0] + ny * gloss.half[1] + nz * gloss.half[2];
         if (cosine <= 0) return;
         const float power = static_cast<float>(std::pow(double{cosine}, double{gloss.exponent}));
         const float level = power * covered * m_bubble.coverage;

@@ -97,8 +97,7 @@ void Bubbles::births() {
         ++born;
     }
     if (born < count && motion().birth_matte)
-        Trace(TRACE_WARN,
-              "Tried many times to create a bubble. Probability of success too low - check Birth Matte\n");
+        Trace(TRACE_WARN, "Tried many times to create a bubble. Probability of success too low - check Birth Matte\n");
 }
 
 bool Bubbles::fillTemplate(BubblesParticle& p) {

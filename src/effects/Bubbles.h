@@ -17,19 +17,20 @@ struct BubblesInfo : EffectInfo {
     enum Growth { Assorted = 1, Shrinking = 2, VariableGrowth = 3, LinearGrowth = 4 };
 
     // PreRoll | Left | Right | PositionVar | Density, Lifetime, TimeMaxSize | InitialVelocity, VelocityVar, VelDir |
-    // GrowthMode, BubbleSize, BubbleSizeVar | Gravity, Friction | SwirlDens, SwirlAmp, SwlMaxTim | Congregate | Opacity
-    static constexpr PresetRow<22> PRESETS[] = {
+    // GrowthMode, BubbleSize, BubbleSizeVar | Gravity, Friction | SwirlDens, SwirlAmp, SwlMaxTim | Congregate |
+    // BubbleColour | Opacity | GlistenTight, LightInten, Highlight | RefIntensity
+    static constexpr PresetRow<29> PRESETS[] = {
         // clang-format off
-        {"Default",     {0,  .01, .01, .99, .01, .01,  20,  200, 50,  100, 100, 90, 3, 20,   100, .2,  .05,  60, 1,  0,  0, 100}},
-        {"Soap",        {60, .01, .01, .99, .01, .01,  6,   200, 50,  40,  100, 90, 3, 30,   100, .2,  .05,  60, 1,  0,  0, 70}},
-        {"Champagne",   {74, 0,   .01, 1,   .01, .005, 20,  200, 248, 500, 100, 90, 3, 3.66, 18,  .2,  .038, 73, .3, 25, 0, 100}},
-        {"Under Water", {60, .01, .01, .99, .01, .01,  12,  200, 50,  150, 100, 90, 2, 12,   100, .2,  .05,  60, 2,  0,  0, 100}},
-        {"Floating",    {120,.01, .01, .99, .01, .01,  3,   400, 50,  20,  100, 90, 3, 28,   100, .02, .05,  60, .5, 0,  0, 100}},
-        {"Bubbly",      {60, .01, .01, .99, .01, .01,  60,  200, 50,  100, 100, 90, 3, 10,   100, .2,  .05,  60, 1,  0,  0, 100}},
-        {"Swirly",      {60, .01, .01, .99, .01, .01,  20,  200, 50,  100, 100, 90, 3, 20,   100, .2,  .05,  20, 5,  0,  0, 100}},
-        {"Gathering",   {60, .01, .01, .99, .01, .01,  30,  200, 50,  100, 100, 90, 3, 20,   100, .2,  .05,  60, 1,  0,  1, 100}},
-        {"Flurry",      {60, .01, .01, .99, .01, .01,  100, 200, 50,  200, 100, 90, 3, 6,    100, .2,  .05,  60, 4,  0,  0, 100}},
-        {"Pipe",        {80, .49, .1,  .51, .1,  .01,  8,   200, 50,  100, 60,  80, 3, 24,   100, .2,  .05,  60, 1,  0,  0, 100}},
+        {"Default",     {  0, .01, .01, .99, .01,  .01,  20, 200,  50, 100, 100, 90, 3,   20, 100,   .2,  .05, 60,   1,  0, 0,   1,   1,  1, 100, 5,  50,  5, 100}},
+        {"Soap",        {400, .01, .01, .99, .01,  .01,   2, 500,  50,  40, 100, 90, 2,   40,  80,  .07,  .05,  8, .25,  0, 0, .35, .42, .5,  45, 3, 100, 50,  90}},
+        {"Champagne",   { 74,   0, .01,   1, .01, .005,  20, 200, 248, 500, 100, 90, 3, 3.66,  18,   .2, .038, 73,  .3, 25, 0,   1,   1,  1, 100, 5,  50,  5, 100}},
+        {"Under Water", {120, .01, .01, .99, .01,  .01,  12, 200,  50, 150, 100, 90, 2,   12, 100,   .2,  .05, 30,  .8,  0, 0, .45,  .6, .7,  45, 3, 100, 50,  90}},
+        {"Floating",    {600, .01, .01, .99, .01,  .01,   1, 900,  50,  20, 100, 90, 2,   36, 100, .035,  .04,  6, .15,  0, 0, .35, .42, .5,  45, 3, 100, 50,  90}},
+        {"Bubbly",      {120, .01, .01, .99, .01,  .01,  50, 200,  50, 100, 100, 90, 0,   14, 100,   .2,  .05, 40,  .6,  0, 0, .35, .42, .5,  45, 3, 100, 50,  90}},
+        {"Swirly",      {120, .01, .01, .99, .01,  .01,  10, 200,  50, 100, 100, 90, 2,   20, 100,   .2,  .05, 12, 1.5,  0, 0, .35, .42, .5,  45, 3, 100, 50,  90}},
+        {"Gathering",   {160, .01, .01, .99, .01,  .01,   6, 300,  50, 200, 100, 90, 2,   20, 100,   .2, .008, 14, .08,  0, 1, .35, .42, .5,  45, 3, 100, 50,  90}},
+        {"Flurry",      {120, .01, .01, .99, .01,  .01, 100, 200,  50, 200, 100, 90, 0,    8, 100,   .2,  .05, 18, 2.5,  0, 0, .35, .42, .5,  45, 3, 100, 50,  90}},
+        {"Pipe",        {250, .49,  .1, .51,  .1,  .02,   2, 300,  50, 150,  60, 80, 2,   30,  90,  .05,  .05, 20,  .7,  0, 0, .35, .42, .5,  45, 3, 100, 50,  90}},
         // clang-format on
     };
 
@@ -104,9 +105,10 @@ struct BubblesInfo : EffectInfo {
     BubblesInfo() {
         DoLight.followedByOverlay = true;
         presets(Demos,
-                {&PreRoll,         &Left,        &Right,    &PositionVar, &Density,    &Lifetime,      &TimeMaxSize,
-                 &InitialVelocity, &VelocityVar, &VelDir,   &GrowthMode,  &BubbleSize, &BubbleSizeVar, &Gravity,
-                 &Friction,        &SwirlDens,   &SwirlAmp, &SwlMaxTim,   &Congregate, &Opacity},
+                {&PreRoll,         &Left,        &Right,     &PositionVar, &Density,    &Lifetime,      &TimeMaxSize,
+                 &InitialVelocity, &VelocityVar, &VelDir,    &GrowthMode,  &BubbleSize, &BubbleSizeVar, &Gravity,
+                 &Friction,        &SwirlDens,   &SwirlAmp,  &SwlMaxTim,   &Congregate, &BubbleColour,  &Opacity,
+                 &GlistenTight,    &LightInten,  &Highlight, &RefIntensity},
                 PRESETS, PresetScope::OthersToDefaults);
         ghost({&TimeMaxSize}, GrowthMode, is(Assorted));
         ghost({&Gravity, &GravAngle}, DoGravity, isOff);

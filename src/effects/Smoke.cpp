@@ -49,7 +49,9 @@ void Smoke::readBlocks(SmokeMotion& motion, SmokeLook& look) {
     look.points = LookMode.value == Point;
 }
 
-std::uint64_t Smoke::matteState() const { return UseBirthMatte.value ? weather::matte_fingerprint(birth.image.get()) : 0; }
+std::uint64_t Smoke::matteState() const {
+    return UseBirthMatte.value ? weather::matte_fingerprint(birth.image.get()) : 0;
+}
 
 // ---- Births ---------------------------------------------------------------------------------------------------
 

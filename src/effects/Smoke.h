@@ -16,23 +16,24 @@ struct SmokeInfo : EffectInfo {
         .description = "Particle system simulating Smoke. This effect is in Box Number 1"};
     enum Look { Point = 1, Streak = 2, Puff = 3 };
 
-    // PreRoll | Left | Right | PositionVar | Density, Lifetime | InitialHeat | LookMode, PuffSize | DoGravity, Gravity
-    // | SwirlDens, SwirlAmp | DoWind, WindSpeed | SmokeColour | Opacity
-    static constexpr PresetRow<21> PRESETS[] = {
+    // PreRoll | Left | Right | PositionVar | Density, Lifetime, Extinction | InitialHeat | LookMode, PointBlur,
+    // PuffSize | DoGravity, Gravity, GravAngle | Friction | SwirlDens, SwirlAmp | DoWind, WindSource, WindTarget,
+    // WindSpread, WindSpeed | InitIntensity | SmokeColour | Opacity. Rising air is gravity that points upwards.
+    static constexpr PresetRow<31> PRESETS[] = {
         // clang-format off
-        {"Default",      {0,   .49, .5,  .51, .5,  .003, 800,  400, 0,   0, 2,  0, .001, 22, 3.02, 0, 16, 1, 1, 1,          100}},
-        {"Soft Swirl",   {100, .49, .5,  .51, .5,  .003, 40,   400, 0,   2, 6,  0, .001, 12, 2,    0, 16, 1, 1, 1,          15}},
-        {"Puff",         {0,   .49, .5,  .51, .5,  .003, 20,   120, 60,  2, 12, 0, .001, 22, 3.02, 0, 16, 1, 1, 1,          20}},
-        {"Wisp",         {0,   .49, .5,  .51, .5,  .001, 300,  400, 40,  0, 2,  0, .001, 30, 2,    0, 16, 1, 1, 1,          100}},
-        {"Steam",        {0,   .49, .5,  .51, .5,  .003, 60,   60,  120, 2, 5,  0, .001, 22, 3.02, 0, 16, 1, 1, 1,          12}},
-        {"Gentle Smoke", {0,   .49, .5,  .51, .5,  .003, 800,  400, 25,  0, 2,  0, .001, 22, 1,    0, 16, 1, 1, 1,          60}},
-        {"Busy Smoke",   {0,   .49, .5,  .51, .5,  .003, 2000, 400, 0,   0, 2,  0, .001, 22, 8,    0, 16, 1, 1, 1,          100}},
-        {"Dry Ice",      {120, 0,   .1,  1,   .1,  .003, 60,   400, -10, 2, 10, 1, .02,  22, 3.02, 0, 16, 1, 1, 1,          12}},
-        {"Billow",       {0,   .49, .5,  .51, .5,  .003, 40,   400, 80,  2, 14, 0, .001, 6,  5,    0, 16, 1, 1, 1,          18}},
-        {"Smoke Stack",  {100, .48, .1,  .52, .1,  .003, 50,   400, 150, 2, 10, 0, .001, 22, 3.02, 1, 3,  .35, .35, .35,    15}},
-        {"Chimney",      {100, .48, .1,  .52, .1,  .003, 50,   400, 70,  2, 6,  0, .001, 22, 3.02, 1, 3,  .35, .35, .35,    15}},
-        {"Slow Wisp",    {150, .49, .5,  .51, .5,  .003, 150,  400, 12,  0, 2,  0, .001, 22, .6,   0, 16, 1, 1, 1,          100}},
-        {"Swamp",        {200, 0,   .05, 1,   .05, .003, 30,   400, 0,   2, 18, 0, .001, 22, .8,   0, 16, .6, .7, .55,       8}},
+        {"Default",      {  0,  .49,  .5,  .51,  .5, .003,  800, 400,  80,    0, 0, 1,  2, 0, .001, 270, .05, 22, 3.02, 0,  .2,  .4, .8,  .4,  33, 16, 50,   1,   1,   1, 100}},
+        {"Soft Swirl",   {200, .495, .12, .505, .12, .005,   50, 320, 110,  -50, 2, 1,  8, 1,  .06,  90, .03, 16,   .5, 0,  .2,  .4, .8,  .4,  33, 16, 50,   1,   1,   1,  18}},
+        {"Puff",         {200, .495, .12, .505, .12, .012,   14, 260, 110, -120, 2, 1, 18, 1,  .08,  90, .03, 14,   .4, 0,  .2,  .4, .8,  .4,  33, 16, 50,   1,   1,   1,  16}},
+        {"Wisp",         {200, .495, .12, .505, .12, .001, 2000, 320, 110,  -50, 0, 1,  2, 1,  .08,  90, .03, 14,  .22, 0,  .2,  .4, .8,  .4,  33, 16, 60,   1,   1,   1, 100}},
+        {"Steam",        {110, .495, .12, .505, .12, .008,   70, 110,  50, -260, 2, 1,  7, 1,  .12,  90, .03, 30,   .7, 0,  .2,  .4, .8,  .4,  33, 16, 50,   1,   1,   1,  20}},
+        {"Gentle Smoke", {200, .495, .12, .505, .12, .008, 2500, 320, 110,  -50, 0, 2,  2, 1,  .05,  90, .03, 12,   .3, 0,  .2,  .4, .8,  .4,  33, 16, 60,   1,   1,   1,  45}},
+        {"Busy Smoke",   {200, .495, .12, .505, .12,  .01, 4000, 320, 110,  -50, 0, 2,  2, 1,   .1,  90, .03, 26,   .7, 0,  .2,  .4, .8,  .4,  33, 16, 50,   1,   1,   1, 100}},
+        {"Dry Ice",      {200,    0,  .1,    1,  .1,  .02,  120, 300, 110,  -10, 2, 1, 16, 1, .008, 270, .05, 16,   .4, 0,  .2,  .4, .8,  .4,  33, 16, 50,   1,   1,   1,  12}},
+        {"Billow",       {200, .495, .12, .505, .12, .018,   40, 320, 110,  -80, 2, 1, 20, 1,   .1,  90, .03, 14,   .7, 0,  .2,  .4, .8,  .4,  33, 16, 50,   1,   1,   1,   7}},
+        {"Smoke Stack",  {200,   .2,  .1,  .23,  .1,  .01,   70, 320, 110, -200, 2, 1, 16, 1,  .08,  90, .03, 24,   .7, 1, -.4, .25,  1, .75, 140,  3, 50, .35, .35, .35,  18}},
+        {"Chimney",      {200,   .3, .15, .305, .15, .004,   30, 320, 110, -100, 2, 1,  9, 1,  .08,  90, .03, 24,   .5, 1, -.4, .25,  1, .75, 140,  2, 50,  .6,  .6, .62,  20}},
+        {"Slow Wisp",    {300, .495, .12, .505, .12, .003,  800, 500, 110,  -20, 0, 1,  2, 1, .035,  90, .03, 12,  .14, 0,  .2,  .4, .8,  .4,  33, 16, 60,   1,   1,   1, 100}},
+        {"Swamp",        {250,    0, .05,    1, .05,  .03,   90, 400, 150,    0, 2, 1, 20, 0, .001, 270, .05, 14,  .25, 0,  .2,  .4, .8,  .4,  33, 16, 50,  .6,  .7, .55,  14}},
         // clang-format on
     };
 
@@ -90,9 +91,10 @@ struct SmokeInfo : EffectInfo {
 
     SmokeInfo() {
         Demos.followedByOverlay = DoWind.followedByOverlay = true;
-        presets(Demos,
-                {&PreRoll, &Left, &Right, &PositionVar, &Density, &Lifetime, &InitialHeat, &LookMode, &PuffSize,
-                 &DoGravity, &Gravity, &SwirlDens, &SwirlAmp, &DoWind, &WindSpeed, &SmokeColour, &Opacity},
+        presets(Demos, {&PreRoll,     &Left,          &Right,       &PositionVar, &Density,    &Lifetime,   &Extinction,
+                        &InitialHeat, &LookMode,      &PointBlur,   &PuffSize,    &DoGravity,  &Gravity,    &GravAngle,
+                        &Friction,    &SwirlDens,     &SwirlAmp,    &DoWind,      &WindSource, &WindTarget, &WindSpread,
+                        &WindSpeed,   &InitIntensity, &SmokeColour, &Opacity},
                 PRESETS, PresetScope::OthersToDefaults);
         ghost({&PointBlur}, LookMode, isNot(Point));
         ghost({&PuffSize, &PuffSizeVar}, LookMode, isNot(Puff));
