@@ -8,6 +8,7 @@
 #include "effects/HeatHaze.h"
 #include "effects/Lighten.h"
 #include "effects/PassThrough.h"
+#include "effects/Rain.h"
 #include "effects/Smoke.h"
 #include "effects/Snow.h"
 #include "effects/SpinBlur.h"
@@ -66,7 +67,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"PixFly">(),
     passThrough<"Pool3D">(),
     passThrough<"Puddle3D">(),
-    passThrough<"Rain">(),
+    defineEffect<Rain>(),
     passThrough<"Rainbow">(),
     passThrough<"RainDrops">(),
     passThrough<"RemGrain">(),

@@ -82,8 +82,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input1", "Pool Surface", "BG", true}, {"Input2", "Regional Matte", "Matte"}}},
     {{.name = "Puddle3D", .menu = "Pools", .overlay = true, .description = "Raindrops on water in 3D. This effect is in Box Number 6"},
      {{"Input1", "Clip to Rain on", "BG", true}, {"Input2", "Regional Matte", "Matte"}}},
-    {{.name = "Rain", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Particle system simulating Rain. This effect is in Box Number 1"},
-     {{"Input", "Background Clip", "BG"}, {"Input2", "Birth"}, {"Input3", "Bounce"}}},
     {{.name = "Rainbow", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Simulates rainbows (no gold however). This effect is in Box Number 1"},
      {{"Input", "Background", "BG"}, {"Input2", "Atmosphere", "Atmos"}}},
     {{.name = "RainDrops", .menu = "Natural Phenomena", .overlay = true, .skipsSmallPreview = true, .description = "Water falling onto a window and running down. This effect is in Box Number 1"},

@@ -90,70 +90,73 @@ static void upright(const SplatTarget& target, const SplatSprite& sprite, const 
     }
 }
 
-static inline Floats gather(const float* from, Ints index) {
-#if defined(__AVX512F__)
-    return (Floats)_mm512_i32gather_ps((__m512i)index, from, 4);
-#elif defined(__AVX2__)
-    return (Floats)_mm256_i32gather_ps(from, (__m256i)index, 4);
-#else
-    return Floats{from[index[0]], from[index[1]], from[index[2]], from[index[3]]};
-#endif
-}
-
 static inline Floats counting() {
     Floats value;
     for (int i = 0; i < LANES; ++i) value[i] = float(i);
     return value;
 }
 
-static inline bool any(Ints mask) {
-#if defined(__AVX512F__)
-    return _mm512_movepi32_mask((__m512i)mask) != 0;
-#elif defined(__AVX2__)
-    return _mm256_movemask_ps((__m256)mask) != 0;
-#else
-    return _mm_movemask_ps((__m128)mask) != 0;
-#endif
+// Narrows the columns to those where a linear function of the column can lie within the reach, and one beside each.
+static inline void narrow(float slope, float offset, float reach, int& first, int& last) {
+    if (slope < 0.01f && slope > -0.01f) return;
+    const float a = (-reach - offset) / slope, b = (reach - offset) / slope;
+    first = larger(first, floor_of(a < b ? a : b) - 1);
+    last = smaller(last, floor_of(a < b ? b : a) + 2);
 }
+
+// Pixels of a row mapped back into the sprite: the corner below each, counted from the frame of zeroes, and how far
+// beyond it. Outside the sprite that is the frame's own corner.
+struct Places {
+    alignas(64) int index[CHUNK];
+    alignas(64) float tx[CHUNK], ty[CHUNK];
+};
 
 static void turned(const SplatTarget& target, const SplatSprite& sprite, const SplatPlace& place) {
     const float width = float(sprite.width), height = float(sprite.height);
     const float cx = 0.5f * (width - 1), cy = 0.5f * (height - 1);
+    const float* corner = sprite.samples - sprite.pitch - 1;
     const __m128 colour = _mm_loadu_ps(place.colour);
     const Floats zero = {}, lanes = counting();
     const int bottom_row = larger(place.first_row, target.first_row);
     const int top_row = smaller(place.last_row, target.last_row);
-    alignas(64) float coverage[CHUNK];
+    Places at;
+    alignas(64) float near_left[CHUNK], near_right[CHUNK], far_left[CHUNK], far_right[CHUNK], coverage[CHUNK];
     for (int y = bottom_row; y <= top_row; ++y) {
         const float dy = float(y) - place.y;
-        const float row_u = place.sine * dy + cx, row_v = place.cosine * dy + cy;
+        const float row_u = place.sine * dy, row_v = place.cosine * dy;
+        int first = place.first_column, last = place.last_column;
+        narrow(place.cosine, row_u - place.cosine * place.x, 0.5f * (width + 1), first, last);
+        narrow(-place.sine, row_v + place.sine * place.x, 0.5f * (height + 1), first, last);
         float* out = target.pixels + y * target.pitch;
-        for (int x = place.first_column; x <= place.last_column; x += CHUNK) {
-            const int count = smaller(CHUNK, place.last_column - x + 1);
-            int used = 0;
+        for (int x = first; x <= last; x += CHUNK) {
+            const int count = smaller(CHUNK, last - x + 1);
             for (int i = 0; i < count; i += LANES) {
                 const Floats dx = (float(x + i) + lanes) - place.x;
-                Floats u = place.cosine * dx + row_u, v = row_v - place.sine * dx;
-                const Ints inside = (u > zero - 1) & (u < zero + width) & (v > zero - 1) & (v < zero + height);
-                if (!any(inside)) {
-                    store(coverage + i, zero);
-                    continue;
-                }
-                used = 1;
-                // Counted from the frame of zeroes; outside they stay in its corner.
-                u = inside ? u + 1 : zero;
-                v = inside ? v + 1 : zero;
+                Floats u = place.cosine * dx + (row_u + (cx + 1)), v = (row_v + (cy + 1)) - place.sine * dx;
+                const Ints inside = (u > zero) & (u < zero + (width + 1)) & (v > zero) & (v < zero + (height + 1));
+                u = inside ? u : zero;
+                v = inside ? v : zero;
                 const Ints column = __builtin_convertvector(u, Ints), row = __builtin_convertvector(v, Ints);
-                const Floats tx = u - __builtin_convertvector(column, Floats);
-                const Floats ty = v - __builtin_convertvector(row, Floats);
-                const float* corner = sprite.samples - sprite.pitch - 1;
                 const Ints index = row * sprite.pitch + column;
-                const Floats near = (1 - tx) * gather(corner, index) + tx * gather(corner, index + 1);
-                const Floats far =
-                    (1 - tx) * gather(corner, index + sprite.pitch) + tx * gather(corner, index + (sprite.pitch + 1));
+                __builtin_memcpy(at.index + i, &index, sizeof index);
+                store(at.tx + i, u - __builtin_convertvector(column, Floats));
+                store(at.ty + i, v - __builtin_convertvector(row, Floats));
+            }
+            // One by one: faster than the gather instructions of most processors.
+            for (int i = 0; i < count; ++i) {
+                const float* sample = corner + at.index[i];
+                near_left[i] = sample[0];
+                near_right[i] = sample[1];
+                far_left[i] = sample[sprite.pitch];
+                far_right[i] = sample[sprite.pitch + 1];
+            }
+            for (int i = 0; i < count; i += LANES) {
+                const Floats tx = load(at.tx + i), ty = load(at.ty + i);
+                const Floats near = (1 - tx) * load(near_left + i) + tx * load(near_right + i);
+                const Floats far = (1 - tx) * load(far_left + i) + tx * load(far_right + i);
                 store(coverage + i, ((1 - ty) * near + ty * far) * place.opacity);
             }
-            if (used) blend(out + 4L * x, coverage, count, colour);
+            blend(out + 4L * x, coverage, count, colour);
         }
     }
 }

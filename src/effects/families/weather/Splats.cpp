@@ -10,8 +10,9 @@
 
 namespace {
 
-constexpr int BAND = 16;     // rows: of a 1920 wide picture 480 KB, which stay in a core's cache
-constexpr float FAR = 1e6f;  // pixels
+constexpr int BAND = 16;            // rows: of a 1920 wide picture 480 KB, which stay in a core's cache
+constexpr std::uint32_t AHEAD = 2;  // items whose pixels are on their way
+constexpr float FAR = 1e6f;         // pixels
 constexpr float POINT_COVERAGE = 0.25f;
 
 bool is_picture(const K7Image* image) {
@@ -140,6 +141,17 @@ void Splats::draw(K7Image* image) const {
     image->stats_valid = 0;
 }
 
+// Sprites lie anywhere, so that every row of one is a new place of memory.
+void Splats::fetch(K7Image* image, const Item& item, int first, int last) {
+    constexpr int LINE = 4;  // pixels
+    if (item.last_column - item.first_column > 16 * LINE) return;
+    for (int y = std::max(first, item.first_row); y <= std::min(last, item.last_row); ++y) {
+        const float* row = image_row<float>(image, y);
+        for (int x = item.first_column; x <= item.last_column + LINE - 1; x += LINE)
+            __builtin_prefetch(row + 4L * std::min(x, item.last_column), 1);
+    }
+}
+
 void Splats::drawBand(K7Image* image, const std::vector<std::uint32_t>& order, std::uint32_t begin, std::uint32_t end,
                       int first, int last) const {
     const SplatKernels& table = kernels();
@@ -149,6 +161,7 @@ void Splats::drawBand(K7Image* image, const std::vector<std::uint32_t>& order, s
                              .first_row = first,
                              .last_row = last};
     for (std::uint32_t n = begin; n < end; ++n) {
+        if (n + AHEAD < end) fetch(image, m_items[order[n + AHEAD]], first, last);
         const Item& item = m_items[order[n]];
         if (item.kind == Kind::Point) {
             cover(image_row<float>(image, item.first_row) + 4L * item.first_column, item.colour, item.opacity);

@@ -51,6 +51,7 @@ class Splats {
 
     bool place(Item& item, float x, float y, float reach_x, float reach_y) const;
     void add(const Item& item, const float* colour, float opacity);
+    static void fetch(K7Image* image, const Item& item, int first, int last);
     void drawBand(K7Image* image, const std::vector<std::uint32_t>& order, std::uint32_t begin, std::uint32_t end,
                   int first, int last) const;
 

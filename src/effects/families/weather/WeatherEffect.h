@@ -97,7 +97,7 @@ class WeatherEffect : public Effect<Info>, protected ClockedSimulation {
     virtual void endOfStep(Particle& particle) const = 0;                    // drawn or not
     virtual const Gravity* setGravity() const { return &m_motion.gravity; }  // null: no force of the set
     virtual float setDrag() const { return m_motion.drag; }
-    virtual std::uint32_t seed() const { return SEED; }  // of the frame generator and the noise
+    virtual std::uint32_t seed() const { return SEED; }     // of the frame generator and the noise
     virtual std::uint64_t matteState() const { return 0; }  // fingerprint of mattes in use
     virtual void background();
     virtual void paint(K7Image& result) { m_splats.draw(&result); }
