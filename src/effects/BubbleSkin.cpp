@@ -4,11 +4,12 @@
 #include <cmath>
 #include <new>
 
+#include "effects/BubbleKernels.h"
+#include "k7pi_baselib/cpu.h"
 #include "noiselib/mtrandom.h"
 
 namespace {
 
-constexpr int FRAME = 1;  // zeroes around a sprite
 constexpr float THICKNESS = 1.0f, FULL_RADIUS = 41.0f;
 constexpr float THINNEST = 0.75f;  // half the skin's width, in the smaller pixels that sprites are summed from
 constexpr float MIN_RADIUS = 2.0f;
@@ -21,81 +22,24 @@ float skin_at(float distance, float ring, float half_width, float rim) {
     return std::min(edge + slant, 1.0f);
 }
 
-struct Over {
-    float* pixel;
-    void operator()(const float* colour, float c) const {
-        for (int i = 0; i < 3; ++i) pixel[i] = c * colour[i] + (1 - c) * pixel[i];
-        pixel[3] = c + (1 - c) * pixel[3];
-    }
-};
-
-// What is seen in the skin at a place of the bubble, as in a convex mirror: the slope of the skin says how far from the
-// middle of the picture, so that straight lines bend around the bubble.
-const float* mirrored_at(const K7Image& picture, float nx, float ny, float nz) {
-    constexpr float REACH = 0.3f;  // of the picture, for a slope of 1
-    const float slope = REACH / std::max(nz, 0.01f);
-    const int width = static_cast<int>(picture.width);
-    const int height = static_cast<int>(picture.height);
-    const int x = std::clamp(static_cast<int>((0.5f + slope * nx) * static_cast<float>(width)), 0, width - 1);
-    const int y = std::clamp(static_cast<int>((0.5f + slope * ny) * static_cast<float>(height)), 0, height - 1);
-    return image_row<float>(&picture, y) + 4L * x;
+const ShellKernels& kernels() {
+    return cpu_select(baseline::shell_kernels, avx2::shell_kernels, avx512::shell_kernels);
 }
-
-class Painter {
-  public:
-    Painter(const Bubble& bubble, const K7Image* mirrored, float mirror_strength)
-        : m_bubble(bubble), m_mirrored(mirrored), m_mirror(mirror_strength) {}
-
-    // The skin at a sample of the sprite.
-    void skin(const float* sample, float* pixel) const {
-        const float covered = sample[3];
-        if (!(covered > 0)) return;
-        const float nx = sample[1] / covered, ny = sample[2] / covered;
-        const float nz = std::sqrt(std::max(1.0f - nx * nx - ny * ny, 0.0f));
-        const float coverage = sample[0] * m_bubble.coverage;
-        float colour[3] = {m_bubble.colour[0], m_bubble.colour[1], m_bubble.colour[2]};
-        if (m_mirrored) {
-            const float* seen = mirrored_at(*m_mirrored, nx, ny, nz);
-            for (int i = 0; i < 3; ++i) colour[i] += m_mirror * seen[i];
-        }
-        Over{pixel}(colour, coverage);
-        highlight(nx, ny, nz, covered, pixel);
-    }
-
-  private:
-    void highlight(float nx, float ny, float nz, float covered, float* pixel) const {
-        const BubbleGloss& gloss = m_bubble.gloss;
-        const float cosine = nx * gloss.half[0] + ny * gloss.half[1] + nz * gloss.half[2];
-        if (cosine <= 0) return;
-        const float power = static_cast<float>(std::pow(double{cosine}, double{gloss.exponent}));
-        const float level = power * covered * m_bubble.coverage;
-        for (int i = 0; i < 3; ++i) pixel[i] += level * gloss.strength[i];
-        pixel[3] = std::min(pixel[3] + level * std::max({gloss.strength[0], gloss.strength[1], gloss.strength[2]}),
-                            std::max(pixel[3], 1.0f));
-    }
-
-    const Bubble& m_bubble;
-    const K7Image* m_mirrored;
-    float m_mirror;
-};
 
 }  // namespace
 
 // ---- Sprites --------------------------------------------------------------------------------------------------
 
-BubbleSprite::BubbleSprite(float radius) : m_radius(radius) {
-    const int reach = static_cast<int>(std::ceil(radius)) + 1;
-    m_side = 2 * reach + 1;
-    m_pitch = m_side + 2 * FRAME;
-    m_samples.assign(4 * static_cast<std::size_t>(m_pitch) * static_cast<std::size_t>(m_pitch), 0.0f);
+BubbleSprite::BubbleSprite(float radius) : m_radius(radius), m_reach(static_cast<int>(std::ceil(radius)) + 1) {
+    m_samples.assign(4 * static_cast<std::size_t>(rows()) * static_cast<std::size_t>(pitch()), 0.0f);
 
     const int fine = static_cast<int>(std::clamp(16.0f / radius, 4.0f, 16.0f));  // smaller pixels along a side
     const float rim = static_cast<float>(fine) * radius;
     const float ring = rim - THICKNESS * rim / FULL_RADIUS / 2;
     const float half_width = std::max(rim / FULL_RADIUS / 2, THINNEST);
     const float share = 1.0f / static_cast<float>(fine * fine);
-    for (int y = -reach; y <= reach; ++y) {
-        for (int x = -reach; x <= reach; ++x) {
+    for (int y = -m_reach; y <= m_reach; ++y) {
+        for (int x = -m_reach; x <= m_reach; ++x) {
             float sums[4] = {};
             for (int j = 0; j < fine; ++j) {
                 for (int i = 0; i < fine; ++i) {
@@ -109,33 +53,21 @@ BubbleSprite::BubbleSprite(float radius) : m_radius(radius) {
                     sums[3] += 1;
                 }
             }
-            float* out = &m_samples[4 * static_cast<std::size_t>((y + reach + FRAME) * m_pitch + x + reach + FRAME)];
-            for (int c = 0; c < 4; ++c) out[c] = sums[c] * share;
+            for (int plane = 0; plane < 4; ++plane) m_samples[index(plane, x, y)] = sums[plane] * share;
         }
     }
 }
 
-const float* BubbleSprite::pixel(int dx, int dy) const {
-    return &m_samples[4 * static_cast<std::size_t>((dy + reach() + FRAME) * m_pitch + dx + reach() + FRAME)];
-}
-
-bool BubbleSprite::sample(float dx, float dy, float* out) const {
-    const float limit = static_cast<float>(reach()) + 1;
-    if (!(std::fabs(dx) < limit && std::fabs(dy) < limit)) return false;
-    const float left = std::floor(dx), below = std::floor(dy);
-    const float fx = dx - left, fy = dy - below;
-    const float* a = pixel(static_cast<int>(left), static_cast<int>(below));
-    const float* b = a + 4L * m_pitch;
-    for (int c = 0; c < 4; ++c) {
-        const float low = a[c] + fx * (a[c + 4] - a[c]);
-        const float high = b[c] + fx * (b[c + 4] - b[c]);
-        out[c] = low + fy * (high - low);
-    }
-    return true;
+ShellSprite BubbleSprite::shell() const {
+    return {.middle = &m_samples[index(0, 0, 0)],
+            .plane = static_cast<long>(rows()) * pitch(),
+            .pitch = pitch(),
+            .reach = m_reach,
+            .radius = m_radius};
 }
 
 const BubbleSprite* BubbleSprites::get(float radius) {
-    const int index = static_cast<int>(std::clamp(radius, 0.0f, static_cast<float>(SIZES - 1)));
+    const int index = radius > 0 ? static_cast<int>(std::min(radius, static_cast<float>(SIZES - 1))) : 0;
     BubbleSprite& sprite = m_sprites[static_cast<std::size_t>(index)];
     if (sprite.empty()) {
         try {
@@ -145,6 +77,53 @@ const BubbleSprite* BubbleSprites::get(float radius) {
         }
     }
     return &sprite;
+}
+
+// ---- Light ----------------------------------------------------------------------------------------------------
+
+const float* GlossPowers::of(float exponent) {
+    if (m_powers.empty() || exponent != m_exponent) {
+        m_powers.resize(GLOSS_STEPS + 2);
+        for (int i = 1; i < GLOSS_STEPS; ++i)
+            m_powers[static_cast<std::size_t>(i)] =
+                static_cast<float>(std::pow(static_cast<double>(i) / GLOSS_STEPS, double{exponent}));
+        m_powers[GLOSS_STEPS] = m_powers[GLOSS_STEPS + 1] = 1;
+        m_exponent = exponent;
+    }
+    return m_powers.data();
+}
+
+ImagePtr mirrored_picture(const K7Image* picture) {
+    constexpr int CELLS = 128;
+    if (!picture || picture->channels != 4 || picture->sample_type != SAMPLE_F32 || !picture->width || !picture->height)
+        return nullptr;
+    const int width = picture->width, height = picture->height;
+    const int cell = std::max(width / CELLS, 1);
+    ImagePtr cells = make_image((width + cell - 1) / cell, (height + cell - 1) / cell, 4, SAMPLE_F32);
+    if (!cells) return nullptr;
+    for_rows_float(cells->height, [&](int first, int last) {
+        for (int row = first; row <= last; ++row) {
+            float* out = image_row<float>(cells.get(), row);
+            std::fill_n(out, 4L * cells->width, 0.0f);
+            const int bottom = row * cell, top = std::min(bottom + cell, height);
+            for (int y = bottom; y < top; ++y) {
+                const float* in = image_row<float>(picture, y);
+                for (int column = 0; column < cells->width; ++column) {
+                    const int end = std::min((column + 1) * cell, width);
+                    float sum[4] = {};
+                    for (int x = column * cell; x < end; ++x)
+                        for (int c = 0; c < 4; ++c) sum[c] += in[4L * x + c];
+                    for (int c = 0; c < 4; ++c) out[4L * column + c] += sum[c];
+                }
+            }
+            for (int column = 0; column < cells->width; ++column) {
+                const int across = std::min((column + 1) * cell, width) - column * cell;
+                const float share = 1.0f / static_cast<float>(across * (top - bottom));
+                for (int c = 0; c < 4; ++c) out[4L * column + c] *= share;
+            }
+        }
+    });
+    return cells;
 }
 
 // ---- Painting -------------------------------------------------------------------------------------------------
@@ -164,55 +143,60 @@ bool Bubble::rows(float height, int* first, int* last) const {
 
 namespace {
 
-// Stretched along its way while the shutter was open: every place shows the shell at its nearest point of the way.
-void paint_whole(const Bubble& bubble, const Painter& painter, K7Image* image, int first, int last) {
-    const float way_x = bubble.x - bubble.tail_x, way_y = bubble.y - bubble.tail_y;
-    const float length = way_x * way_x + way_y * way_y;
-    const float share = length > 1e-6f ? 1 / length : 0.0f;
-    const float reach = bubble.reach();
-    const int left = std::max(static_cast<int>(std::floor(std::min(bubble.x, bubble.tail_x) - reach)), 0);
-    const int right = std::min(static_cast<int>(std::ceil(std::max(bubble.x, bubble.tail_x) + reach)),
-                               static_cast<int>(image->width) - 1);
-    for (int y = first; y <= last; ++y) {
-        float* row = image_row<float>(image, y);
-        for (int x = left; x <= right; ++x) {
-            const float from_x = static_cast<float>(x) - bubble.tail_x, from_y = static_cast<float>(y) - bubble.tail_y;
-            const float t = std::clamp((from_x * way_x + from_y * way_y) * share, 0.0f, 1.0f);
-            float sample[4];
-            const float dx = share > 0 ? from_x - t * way_x : static_cast<float>(x) - bubble.x;
-            const float dy = share > 0 ? from_y - t * way_y : static_cast<float>(y) - bubble.y;
-            if (bubble.sprite->sample(dx, dy, sample)) painter.skin(sample, row + 4L * x);
-        }
-    }
-}
-
 // A spray of droplets: pixels of the shell, thrown about.
-void paint_burst(const Bubble& bubble, const Painter& painter, K7Image* image, int first, int last) {
+void paint_burst(const Bubble& bubble, const ShellLook& look, K7Image* image, int first, int last) {
+    constexpr int TOGETHER = 256;
+    const ShellSprite shell = bubble.sprite->shell();
     MTRandom random(bubble.seed);
-    const int reach = bubble.sprite->reach();
+    long samples[TOGETHER];
+    float* pixels[TOGETHER];
+    int count = 0;
     const int centre_x = static_cast<int>(std::floor(bubble.x + 0.5f));
     const int centre_y = static_cast<int>(std::floor(bubble.y + 0.5f));
-    for (int dy = -reach; dy <= reach; ++dy) {
-        for (int dx = -reach; dx <= reach; ++dx) {
-            const float* sample = bubble.sprite->pixel(dx, dy);
-            if (!(sample[3] > 0) || random.next_float() >= bubble.droplets) continue;
+    for (int dy = -shell.reach; dy <= shell.reach; ++dy) {
+        for (int dx = -shell.reach; dx <= shell.reach; ++dx) {
+            if (!(bubble.sprite->at(BubbleSprite::Cover, dx, dy) > 0) || random.next_float() >= bubble.droplets)
+                continue;
             const float away_x = random.next_float_in(-bubble.scatter, bubble.scatter);
             const float away_y = random.next_float_in(-bubble.scatter, bubble.scatter);
             const int x = centre_x + dx + static_cast<int>(std::floor(away_x + 0.5f));
             const int y = centre_y + dy + static_cast<int>(std::floor(away_y + 0.5f));
             if (x < 0 || x >= static_cast<int>(image->width) || y < first || y > last) continue;
-            painter.skin(sample, image_row<float>(image, y) + 4L * x);
+            samples[count] = dy * shell.pitch + dx;
+            pixels[count] = image_row<float>(image, y) + 4L * x;
+            if (++count < TOGETHER) continue;
+            kernels().droplets(shell, look, samples, pixels, count);
+            count = 0;
         }
     }
+    kernels().droplets(shell, look, samples, pixels, count);
 }
 
 }  // namespace
 
 void paint_bubble(const Bubble& bubble, const K7Image* mirrored, float mirror_strength, K7Image* image, int first,
                   int last) {
-    const Painter painter(bubble, mirrored, mirror_strength);
-    if (bubble.bursting)
-        paint_burst(bubble, painter, image, first, last);
+    const BubbleGloss& gloss = bubble.gloss;
+    const float brightest = std::max({gloss.strength[0], gloss.strength[1], gloss.strength[2]});
+    const ShellLook look{.colour = {bubble.colour[0], bubble.colour[1], bubble.colour[2], 1},
+                         .coverage = bubble.coverage,
+                         .half = {gloss.half[0], gloss.half[1], gloss.half[2]},
+                         .strength = {gloss.strength[0], gloss.strength[1], gloss.strength[2], brightest},
+                         .powers = brightest > 0 ? gloss.powers : nullptr,
+                         .mirrored = mirrored ? image_row<float>(mirrored, 0) : nullptr,
+                         .mirrored_width = mirrored ? mirrored->width : 0,
+                         .mirrored_height = mirrored ? mirrored->height : 0,
+                         .mirror = {mirror_strength, mirror_strength, mirror_strength, 0}};
+    if (bubble.bursting) return paint_burst(bubble, look, image, first, last);
+    const ShellTarget target{.pixels = image_row<float>(image, 0),
+                             .pitch = 4L * image->width,
+                             .width = image->width,
+                             .first_row = first,
+                             .last_row = last};
+    constexpr float AT_REST = 1e-3f;  // pixels
+    const float way_x = bubble.x - bubble.tail_x, way_y = bubble.y - bubble.tail_y;
+    if (way_x * way_x + way_y * way_y > AT_REST * AT_REST)
+        kernels().drawn_out(target, bubble.sprite->shell(), look, bubble.x, bubble.y, bubble.tail_x, bubble.tail_y);
     else
-        paint_whole(bubble, painter, image, first, last);
+        kernels().still(target, bubble.sprite->shell(), look, bubble.x, bubble.y);
 }

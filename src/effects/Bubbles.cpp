@@ -9,6 +9,7 @@ namespace {
 
 constexpr float LARGEST = 40, SMALLEST = 2;  // pixels
 constexpr float ON_MATTE = 0.5f;
+constexpr float LONGEST_AFTERLIFE = 10000;  // frames
 
 }  // namespace
 
@@ -51,7 +52,7 @@ void Bubbles::readBlocks(BubblesMotion& motion, BubblesLook& look) {
     motion.colour_var = share(ColourVar);
     motion.mono_var = share(MonoVar);
     motion.burst_probability = share(BurstProbability);
-    motion.afterlife = value(Afterlife);
+    motion.afterlife = Afterlife.value > 0 ? std::min(value(Afterlife), LONGEST_AFTERLIFE) : 0;
     motion.bursts = BubblesBurst.value;
     motion.congregates = Congregate.value;
     motion.birth_matte = UseBirthMatte.value;
@@ -192,7 +193,7 @@ float Bubbles::radiusOf(const BubblesParticle& p) const {
 }
 
 // The skin brightens in the beam; the highlight is where a mirror would show the light.
-void Bubbles::light(const BubblesParticle& p, Bubble& bubble) const {
+void Bubbles::light(const BubblesParticle& p, Bubble& bubble) {
     const BubblesLook& l = look();
     if (!l.light) return;
     const float c = l.beam.cosine_to(p.position);
@@ -201,12 +202,13 @@ void Bubbles::light(const BubblesParticle& p, Bubble& bubble) const {
     for (float& channel : bubble.colour) channel *= level;
     bubble.coverage = std::min(bubble.coverage * level, 1.0f);
     if (!(c > 0)) return;
-    float way[3] = {l.beam.source[0] - p.position[0], l.beam.source[1] - p.position[1], l.light_height};
+    const float way[3] = {l.beam.source[0] - p.position[0], l.beam.source[1] - p.position[1], l.light_height};
     const float length = std::sqrt(way[0] * way[0] + way[1] * way[1] + way[2] * way[2]);
-    float half[3] = {way[0] / length, way[1] / length, way[2] / length + 1};
+    const float half[3] = {way[0] / length, way[1] / length, way[2] / length + 1};
     const float half_length = std::sqrt(half[0] * half[0] + half[1] * half[1] + half[2] * half[2]);
+    if (!(length > 0 && half_length > 0)) return;
     for (int i = 0; i < 3; ++i) bubble.gloss.half[i] = half[i] / half_length;
-    bubble.gloss.exponent = l.exponent;
+    bubble.gloss.powers = m_powers.of(l.exponent);
     const float strength = weather::power(level, l.tightness);
     for (int i = 0; i < 3; ++i) bubble.gloss.strength[i] = strength * l.light_colour[i];
 }
@@ -216,7 +218,7 @@ void Bubbles::show(BubblesParticle& p) {
     float visible = l.opacity * p.color[3];
     const float left = p.life - p.age;
     if (left < p.fade) visible *= left / p.fade;
-    if (left < 0 || !(visible >= 0.0001f)) return;
+    if (left < 0 || !(visible >= 0.0001f && std::isfinite(visible))) return;
 
     Bubble bubble;
     bubble.sprite = m_sprites.get(radiusOf(p));
@@ -240,9 +242,14 @@ void Bubbles::show(BubblesParticle& p) {
     m_bubbles.push_back(bubble);
 }
 
+void Bubbles::paint(K7Image& result) {
+    const bool mirrors = look().mirror > 0 && !m_bubbles.empty();
+    m_mirrored = mirrors ? mirrored_picture(reflection.image.get()) : nullptr;
+    WeatherEffect::paint(result);
+}
+
 void Bubbles::paintOne(const void* effect, int item, K7Image* image, int first, int last) {
     const auto& self = *static_cast<const Bubbles*>(effect);
-    const K7Image* seen = self.look().mirror > 0 ? self.reflection.image.get() : nullptr;
-    if (seen && (seen->channels != 4 || seen->sample_type != SAMPLE_F32)) seen = nullptr;
-    paint_bubble(self.m_bubbles[static_cast<std::size_t>(item)], seen, self.look().mirror, image, first, last);
+    paint_bubble(self.m_bubbles[static_cast<std::size_t>(item)], self.m_mirrored.get(), self.look().mirror, image,
+                 first, last);
 }

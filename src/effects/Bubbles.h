@@ -176,6 +176,7 @@ class Bubbles final : public weather::WeatherEffect<BubblesInfo, BubblesParticle
     const weather::Gravity* setGravity() const override { return nullptr; }  // it depends on the bubble
     std::uint32_t seed() const override { return static_cast<std::uint32_t>(Seed.value); }
     std::uint64_t matteState() const override;
+    void paint(K7Image& result) override;
     void PrepareOverlay() override { lightWidget.visible = !LightSource.ghosted(); }
 
   private:
@@ -183,9 +184,11 @@ class Bubbles final : public weather::WeatherEffect<BubblesInfo, BubblesParticle
     void gather(BubblesParticle& particle, bool on_matte) const;
     void burst(BubblesParticle& particle, bool on_matte);
     float radiusOf(const BubblesParticle& particle) const;
-    void light(const BubblesParticle& particle, Bubble& bubble) const;
+    void light(const BubblesParticle& particle, Bubble& bubble);
     static void paintOne(const void* effect, int item, K7Image* image, int first, int last);
 
     BubbleSprites m_sprites;
+    GlossPowers m_powers;
+    ImagePtr m_mirrored;            // the reflection clip, made small
     std::vector<Bubble> m_bubbles;  // of the frame being drawn
 };
