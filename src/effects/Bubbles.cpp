@@ -97,7 +97,7 @@ void Bubbles::births() {
         set().add_particle(&particle);
         ++born;
     }
-    if (born < count && motion().birth_matte)
+    if (born < count && motion().birth_matte && !silent())
         Trace(TRACE_WARN, "Tried many times to create a bubble. Probability of success too low - check Birth Matte\n");
 }
 

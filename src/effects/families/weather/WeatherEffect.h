@@ -107,6 +107,7 @@ class WeatherEffect : public Effect<Info>, protected ClockedSimulation {
     const Motion& motion() const { return m_motion; }
     const Look& look() const { return m_look; }
     int stepFrame() const { return m_step_frame; }  // the frame being stepped
+    bool silent() const { return m_silent; }        // without drawing
     Set& set() { return *m_set; }
     MTRandom& random() { return m_random; }  // of the frames
     MTRandom& drawRandom() { return m_draw_random; }
