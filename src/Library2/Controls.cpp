@@ -125,7 +125,8 @@ void FloatControlK7::describeValue(const PropertySet& set, const HostQuirks&) co
     if (std::isfinite(m_param.min)) set.setDouble(ofx::prop::ParamMin, m_param.min);
     if (std::isfinite(m_param.max)) set.setDouble(ofx::prop::ParamMax, m_param.max);
     if (std::isfinite(m_param.min)) set.setDouble(ofx::prop::ParamDisplayMin, m_param.min);
-    if (std::isfinite(m_param.max)) set.setDouble(ofx::prop::ParamDisplayMax, m_param.max);
+    const double displayMax = std::min(m_param.max, options().displayMax);
+    if (std::isfinite(displayMax)) set.setDouble(ofx::prop::ParamDisplayMax, displayMax);
     set.setDouble(ofx::prop::ParamIncrement,
                   options().increment > 0.0 ? options().increment : incrementOf(m_param.max - m_param.min));
 }

@@ -26,6 +26,7 @@ struct ParamOptions {
     bool animates = true;
     const char* scriptName = nullptr;  // where the label does not give it
     double increment = 0.0;            // 0: from the range
+    double displayMax = NO_LIMIT;      // of sliders, where the range goes on
 };
 
 struct NumberParam {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "effects/Bubbles.h"
 #include "effects/Burn.h"
 #include "effects/Clean.h"
 #include "effects/CrashZoom.h"
@@ -16,6 +17,7 @@
 #include "effects/PassThrough.h"
 #include "effects/Rain.h"
 #include "effects/RemGrain.h"
+#include "effects/Smoke.h"
 #include "effects/Snow.h"
 #include "effects/SpinBlur.h"
 #include "effects/Thermo.h"
@@ -41,7 +43,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"Aurora">(),
     passThrough<"BitsFly">(),
     passThrough<"Brush">(),
-    passThrough<"Bubbles">(),
+    defineEffect<Bubbles>(),
     defineEffect<Burn>(),
     passThrough<"Candle">(),
     passThrough<"CCTV">(),
@@ -81,7 +83,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     defineEffect<RemGrain>(),
     passThrough<"RomanTile">(),
     passThrough<"Sky">(),
-    passThrough<"Smoke">(),
+    defineEffect<Smoke>(),
     defineEffect<Snow>(),
     defineEffect<SpinBlur>(),
     passThrough<"StarField">(),

@@ -1,6 +1,10 @@
 // A weather effect on a small plate, without a host.
 #pragma once
 
+#include <algorithm>
+#include <string_view>
+
+#include "Library2/EffectInfo.h"
 #include "imagelib/imagelib.h"
 #include "support/images.h"
 
@@ -23,6 +27,15 @@ inline void apply(ControlK7* control, const double* values) {
 template <class EffectClass>
 int presetCount() {
     return static_cast<int>(EffectClass().presetTables().front().rows.size());
+}
+
+// The number of the preset of that name; -1: there is none.
+template <class EffectClass>
+int presetCalled(std::string_view name) {
+    const EffectClass effect;
+    const auto names = effect.Demos.choices();
+    const auto found = std::find(names.begin(), names.end(), name);
+    return found == names.end() ? -1 : static_cast<int>(found - names.begin());
 }
 
 template <class EffectClass>

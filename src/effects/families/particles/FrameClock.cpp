@@ -112,6 +112,7 @@ void FrameClock::goBack(ClockedSimulation& simulation, const Request& request) {
     if (kept && simulation.restoreState(kept->state.get())) {
         m_next = kept->frame;
     } else {
+        if (request.animated) simulation.readParameters(request.start);
         simulation.restart();
         m_next = request.start;
     }

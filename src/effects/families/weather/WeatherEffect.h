@@ -107,6 +107,7 @@ class WeatherEffect : public Effect<Info>, protected ClockedSimulation {
     const Motion& motion() const { return m_motion; }
     const Look& look() const { return m_look; }
     int stepFrame() const { return m_step_frame; }  // the frame being stepped
+    bool silent() const { return m_silent; }        // without drawing
     Set& set() { return *m_set; }
     MTRandom& random() { return m_random; }  // of the frames
     MTRandom& drawRandom() { return m_draw_random; }
@@ -117,15 +118,23 @@ class WeatherEffect : public Effect<Info>, protected ClockedSimulation {
     std::uint64_t readParameters(int frame) final;
     void restart() final;
     bool step(int frame, bool silent) final;
-    std::size_t stateBytes() const final { return sizeof(MTRandom) + m_set->saved_bytes(); }
+    std::size_t stateBytes() const final { return sizeof m_random + sizeof m_noise_seed + m_set->saved_bytes(); }
     void saveState(std::byte* to) const final {
         std::memcpy(to, static_cast<const void*>(&m_random), sizeof m_random);
-        m_set->save(to + sizeof m_random);
+        std::memcpy(to + sizeof m_random, &m_noise_seed, sizeof m_noise_seed);
+        m_set->save(to + sizeof m_random + sizeof m_noise_seed);
     }
     bool restoreState(const std::byte* from) final {
         if (!m_set) restart();
         std::memcpy(static_cast<void*>(&m_random), from, sizeof m_random);
-        return m_set->restore(from + sizeof m_random);
+        std::uint32_t noise_seed;
+        std::memcpy(&noise_seed, from + sizeof m_random, sizeof noise_seed);
+        seedNoise(noise_seed);
+        return m_set->restore(from + sizeof m_random + sizeof noise_seed);
+    }
+    void seedNoise(std::uint32_t seed) {
+        if (m_noise_seed != seed) m_noise = SolidNoise(seed);
+        m_noise_seed = seed;
     }
     bool wantsAbort() const final { return this->abortRequested() != 0; }
     void stepInPhases();
@@ -198,8 +207,7 @@ std::uint64_t WeatherEffect<Info, ParticleType, MotionBlock, LookBlock>::readPar
 template <class Info, class ParticleType, class MotionBlock, class LookBlock>
 void WeatherEffect<Info, ParticleType, MotionBlock, LookBlock>::restart() {
     m_random = MTRandom(seed());
-    if (m_noise_seed != seed()) m_noise = SolidNoise(seed());
-    m_noise_seed = seed();
+    seedNoise(seed());
     m_set = std::make_unique<Set>();
 }
 
