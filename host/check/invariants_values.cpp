@@ -44,16 +44,18 @@ ParamValue randomText(Random& random) {
     return texts[random.below(static_cast<int>(std::size(texts)))];
 }
 
-// Ranges without end are drawn from by order of magnitude.
-double randomNumber(const Param& param, std::size_t i, Random& random) {
+// Ranges without end are drawn from by order of magnitude. Larger numbers than these, which may well take a render all
+// day, are left to the ends of the ranges.
+double randomNumber(const Param& param, std::size_t i, Random& random, Reach reach) {
     const double low = bound(param, prop::ParamMin, i), high = bound(param, prop::ParamMax, i);
     double from = low, to = high;
-    if (random.chance(0.8)) {
+    if (reach == Reach::Displayed || random.chance(0.8)) {
         from = std::max(low, bound(param, prop::ParamDisplayMin, i));
         to = std::min(high, bound(param, prop::ParamDisplayMax, i));
     }
     if (!(to - from < 1e9)) {
-        const double magnitude = std::pow(10.0, random.between(-3.0, 6.0));
+        const double most = reach == Reach::Displayed ? 0.5 : 3.0;
+        const double magnitude = std::pow(10.0, random.between(-3.0, most));
         return std::clamp(random.chance(0.5) ? magnitude : -magnitude, low, high);
     }
     const double value = random.chance(0.1) ? (random.chance(0.5) ? from : to) : random.between(from, to);
@@ -78,7 +80,7 @@ ParamValue extremeValue(const Param& param, Extreme which) {
     return value;
 }
 
-ParamValue randomValue(const Param& param, Random& random) {
+ParamValue randomValue(const Param& param, Random& random, Reach reach) {
     if (param.type().storage == ParamStorage::Text) return randomText(random);
     ParamValue value;
     for (std::size_t i = 0; i < static_cast<std::size_t>(param.type().dimension); ++i) {
@@ -88,7 +90,7 @@ ParamValue randomValue(const Param& param, Random& random) {
         else if (param.type().type == ParamType::Boolean)
             drawn = random.below(2);
         else if (param.type().numeric())
-            drawn = randomNumber(param, i, random);
+            drawn = randomNumber(param, i, random, reach);
         else
             drawn = random.unit();  // colours without a range
         value.numbers[i] = param.type().storage == ParamStorage::Int ? std::floor(drawn) : drawn;
@@ -166,7 +168,7 @@ void randomSets(Trial& trial) {
     const double share = trial.random().chance(0.5) ? 1.0 : 0.3;  // all, or a few
     for (const auto& param : instance.params()) {
         if (!param->type().hasValue() || !trial.random().chance(share)) continue;
-        const ParamValue value = randomValue(*param, trial.random());
+        const ParamValue value = randomValue(*param, trial.random(), Reach::Allowed);
         trial.step("set " + param->name() + " to " + valueText(*param, value));
         if (param->animates() && trial.random().chance(0.2)) {
             param->setKey(0.0, randomValue(*param, trial.random()));

@@ -13,13 +13,14 @@ using ofxhost::ImageLayout;
 using ofxhost::ImagePtr;
 
 const char* contentName(Content content) {
-    constexpr const char* names[] = {"natural",        "black",    "white",    "not a number", "plus infinity",
-                                     "minus infinity", "denormal", "negative", "huge",         "anything"};
+    constexpr const char* names[] = {"natural",        "smooth",   "black",    "white", "not a number", "plus infinity",
+                                     "minus infinity", "denormal", "negative", "huge",  "anything"};
     return names[static_cast<std::size_t>(content)];
 }
 
 bool ordinary(Content content) {
-    return content == Content::Natural || content == Content::Black || content == Content::White;
+    return content == Content::Natural || content == Content::Smooth || content == Content::Black ||
+           content == Content::White;
 }
 
 namespace {
@@ -34,6 +35,12 @@ float natural(int x, int y, int channel, double time, Random& grain) {
     double value = disc ? 0.9 - 0.2 * channel : bar ? 1.0 : wave + noise;
     if (channel == 3) value = disc ? 1.0 : y % 8 < 2 ? 0.0 : std::clamp(0.4 + 0.01 * x, 0.0, 1.0);
     return static_cast<float>(std::floor(std::clamp(value, 0.0, 1.0) * 255.0 + 0.5) / 255.0);
+}
+
+float smooth(const ImageLayout& layout, int x, int y, int channel) {
+    const double u = (x + 0.5) / layout.width(), v = (y + 0.5) / layout.height();
+    if (channel == 3) return static_cast<float>(0.5 + 0.5 * std::sin(3.0 * u) * v);
+    return static_cast<float>(0.5 + 0.4 * std::sin(5.0 * u + channel) * std::cos(4.0 * v - channel));
 }
 
 float oddValue(Content content, Random& random) {
@@ -54,12 +61,17 @@ float oddValue(Content content, Random& random) {
         case Content::Huge:
             return Limits::max();
         case Content::Natural:
+        case Content::Smooth:
         case Content::Black:
         case Content::Anything:
             break;
     }
     return 0.0f;
 }
+
+constexpr Content oddContents[] = {Content::Natural,    Content::Black,        Content::White,
+                                   Content::NotANumber, Content::PlusInfinity, Content::MinusInfinity,
+                                   Content::Denormal,   Content::Negative,     Content::Huge};
 
 }  // namespace
 
@@ -72,8 +84,13 @@ ImagePtr makePicture(const ImageLayout& layout, Content content, double time, st
     for (int y = l.bounds.y1; y < l.bounds.y2; ++y) {
         for (int x = l.bounds.x1; x < l.bounds.x2; ++x) {
             for (int c = 0; c < l.components; ++c) {
+                if (content == Content::Smooth) {
+                    samples.push_back(smooth(l, x, y, l.components == 1 ? 3 : c));
+                    continue;
+                }
                 Content kind = content;
-                if (kind == Content::Anything) kind = allContents[random.below(std::size(allContents) - 1)];
+                if (kind == Content::Anything)
+                    kind = oddContents[random.below(static_cast<int>(std::size(oddContents)))];
                 samples.push_back(kind == Content::Natural ? natural(x, y, l.components == 1 ? 3 : c, time, random)
                                                            : oddValue(kind, random));
             }
@@ -87,6 +104,12 @@ bool allFinite(const ofxhost::Image& image) {
     if (image.layout().depth != Depth::Float) return true;
     const std::vector<float> samples = image.toFloats();
     return std::all_of(samples.begin(), samples.end(), [](float value) { return std::isfinite(value); });
+}
+
+bool allNumbers(const ofxhost::Image& image) {
+    if (image.layout().depth != Depth::Float) return true;
+    const std::vector<float> samples = image.toFloats();
+    return std::none_of(samples.begin(), samples.end(), [](float value) { return std::isnan(value); });
 }
 
 double meanDifference(std::span<const float> a, std::span<const float> b) {

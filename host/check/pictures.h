@@ -10,6 +10,7 @@ namespace bundlecheck {
 
 enum class Content : std::uint8_t {
     Natural,  // gradients, shapes and grain between 0 and 1, with all kinds of alpha
+    Smooth,   // large soft shapes, which any scale shows alike
     Black,    // all zero
     White,
     NotANumber,
@@ -30,6 +31,7 @@ bool ordinary(Content content);  // finite samples that any picture may have
 ofxhost::ImagePtr makePicture(const ofxhost::ImageLayout& layout, Content content, double time, std::uint64_t seed);
 
 bool allFinite(const ofxhost::Image& image);
+bool allNumbers(const ofxhost::Image& image);  // infinities are
 // Mean of the absolute differences of all samples, both limited to 0 to 1. The pictures have the same size.
 double meanDifference(std::span<const float> a, std::span<const float> b);
 // A picture of RGBA rows reduced to a size, each sample the mean of the area that it covers.

@@ -11,8 +11,12 @@ namespace bundlecheck {
 enum class Extreme { Minimum, Maximum, Default };
 
 ofxhost::ParamValue extremeValue(const ofxhost::Param& param, Extreme which);
-// Within the range, mostly within the displayed one; texts of many kinds.
-ofxhost::ParamValue randomValue(const ofxhost::Param& param, Random& random);
+enum class Reach {
+    Displayed,  // what sliders offer
+    Allowed,    // now and then the rest of the range as well
+};
+// Texts are of many kinds in any case.
+ofxhost::ParamValue randomValue(const ofxhost::Param& param, Random& random, Reach reach = Reach::Displayed);
 std::string valueText(const ofxhost::Param& param, const ofxhost::ParamValue& value);
 
 }  // namespace bundlecheck
