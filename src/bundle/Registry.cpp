@@ -4,6 +4,7 @@
 
 #include "effects/CrashZoom.h"
 #include "effects/Darken.h"
+#include "effects/HeatHaze.h"
 #include "effects/Lighten.h"
 #include "effects/PassThrough.h"
 #include "effects/SpinBlur.h"
@@ -46,7 +47,7 @@ constexpr EffectDefinition TABLE[EFFECT_COUNT] = {
     passThrough<"Flare">(),
     passThrough<"FlareSpot">(),
     passThrough<"Flock">(),
-    passThrough<"HeatHaze">(),
+    defineEffect<HeatHaze>(),
     passThrough<"ImageFlow">(),
     passThrough<"InfraRed">(),
     passThrough<"Jaws">(),

@@ -56,8 +56,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input", "Background", "BG"}}},
     {{.name = "Flock", .menu = "Sundries", .generator = true, .overlay = true, .otherFrames = true, .description = "The little flocking characters with attitude. This effect is in Box Number 30"},
      {{"Input", "Background Clip", "BG"}, {"Input2", "Shape Colour", "SCol", false, true}, {"Input3", "Shape Matte", "SMatte", false, true}, {"Input4", "Birth Matte", "BMatte"}, {"Input5", "Avoidance Matte", "AMatte"}}},
-    {{.name = "HeatHaze", .menu = "Natural Phenomena", .description = "Produces the effect of a hot, hazy day, adding heat shimmers to the image. This effect is in Box Number 1"},
-     {{"Back", "Background", "BG", true}, {"Matte", "ROI Matte", "Matte"}}},
     {{.name = "ImageFlow", .menu = "Fluidz", .overlay = true, .otherFrames = true, .description = "Treats a single image as though it were made of coloured liquid or gas and outputs a result clip showing that fluid flowing over time. The fluid flow is simulated by physically based two dimensional fluid flow calculations resulting in natural flow effects. This effect is in Box Number 5"},
      {{"Input", "Flow Clip", "In", true, true}, {"BackG", "BackGround", "BG"}, {"Aux", "Force Clip", "Force"}, {"Sources", "Sources Clip", "Srcs"}, {"Sinks", "Sinks Clip", "Sinks"}, {"Barrier", "Barrier Clip", "Bar"}}},
     {{.name = "InfraRed", .menu = "Night Looks", .overlay = true, .description = "InfraRed cheated imaging. This effect is in Box Number 3"},

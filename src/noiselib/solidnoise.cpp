@@ -79,3 +79,21 @@ float SolidNoise::turbulence(float x, float y, float z, float f_min, float f_max
     for (; f < f_max; f *= 2.17F) sum += noise(f * x, f * y, f * z) / f;
     return sum;
 }
+
+void SolidNoise::noise_row(const float* x, const float* y, const float* z, float* out, int count) const {
+    for (int i = 0; i < count; ++i) out[i] = noise(x[i], y[i], z[i]);
+}
+
+void SolidNoise::turbulence_row(const float* x, const float* y, const float* z, float f_min, float f_max, float* out,
+                                int count) const {
+    for (int i = 0; i < count; ++i) out[i] = turbulence(x[i], y[i], z[i], f_min, f_max);
+}
+
+void SolidNoise::noise_row(const NoiseLine& line, int first, float* out, int count) const {
+    for (int i = 0; i < count; ++i) out[i] = noise(line.x_at(first + i), line.y, line.z);
+}
+
+void SolidNoise::turbulence_row(const NoiseLine& line, int first, float f_min, float f_max, float* out,
+                                int count) const {
+    for (int i = 0; i < count; ++i) out[i] = turbulence(line.x_at(first + i), line.y, line.z, f_min, f_max);
+}

@@ -1,0 +1,58 @@
+// Q_HeatHaze: the picture seen through a sheet of hot, moving air.
+//
+// A noise field that flows with time is the height of the sheet. Each pixel's line of sight is refracted where it
+// passes the sheet's slope, and the picture is read there with the footprint that the shimmer gives the pixel.
+#pragma once
+
+#include "Library2/PluginK7.h"
+
+struct HeatHazeInfo : EffectInfo {
+    static constexpr EffectTraits traits{
+        .name = "HeatHaze",
+        .menu = "Natural Phenomena",
+        .description =
+            "Produces the effect of a hot, hazy day, adding heat shimmers to the image. This effect is in "
+            "Box Number 1"};
+    enum Display { HeatMap = 1, Result = 2 };
+    static constexpr PresetRow<4> PRESETS[] = {
+        {"Default", {80.0, 10.0, 25.0, 5.0}},        {"Warm", {20.0, 6.0, 12.0, 3.0}},
+        {"Getting Warmer", {40.0, 8.0, 18.0, 4.0}},  {"Hot", {80.0, 10.0, 25.0, 5.0}},
+        {"Hotter", {110.0, 12.0, 30.0, 5.0}},        {"Very Hot", {150.0, 16.0, 36.0, 6.0}},
+        {"Extremely Hot", {200.0, 20.0, 45.0, 7.0}},
+    };
+
+    ClipRecord input{this, {.name = "Back", .label = "Background", .shortLabel = "BG", .required = true}};
+    ClipRecord matte{this, {.name = "Matte", .label = "ROI Matte", .shortLabel = "Matte"}};
+
+    Page page{this, "HeatHaze"};
+    ListControlK7 Demos{this, {"Demos", "Demos", 0, presetNames(PRESETS)}};
+    ListControlK7 DispType{this, {"DispType", "Display", 1, {"Heat Map", "Result"}}};
+    FloatControlK7 Temperature{this, {"Temperature", "Temperature", 80.0, 0.0, 200.0}};
+    CheckboxControlK7 ROI{this, {"ROI", "Use Matte"}};
+    FloatControlK7 AtmDetX{this, {"AtmDetX", "Atmos Detail X", 40.0, 0.01, 1000.0}};  // cells across the picture
+    FloatControlK7 AtmDetY{this, {"AtmDetY", "Atmos Detail Y", 80.0, 0.01, 1000.0}};
+    FloatControlK7 AtmX{this, {"AtmX", "Atmos Speed X", 2.0, -100.0, 100.0}};
+    FloatControlK7 AtmY{this, {"AtmY", "Atmos Speed Y", 10.0, -100.0, 100.0}};
+    FloatControlK7 AtmZ{this, {"AtmZ", "Atmos Speed Z", 25.0, -100.0, 100.0}};
+    FloatControlK7 FlutterX{this, {"FlutterX", "Flutter X", 20.0, 0.0, 100.0}};
+    FloatControlK7 AtmCont{this, {"AtmCont", "Atmos Contrast", 0.0, -100.0, 100.0}};
+    FloatControlK7 FlutterY{this, {"FlutterY", "Flutter Y", 10.0, 0.0, 100.0}};
+    FloatControlK7 Detail{this, {"Detail", "Atmos Texture", 5.0, 1.0, 10.0}};
+    IntegerControlK7 AtmSeed{this, {"AtmSeed", "Atmos Seed", 797, 1, 999}};
+
+    HeatHazeInfo() {
+        presets(Demos, {&Temperature, &AtmY, &AtmZ, &Detail}, PRESETS, PresetScope::OthersToDefaults);
+        ghost({&Temperature}, DispType, is(HeatMap));
+        scene.inputs = {"seeding-small.png"};
+        scene.settings = {{"Temperature", "150"}};
+    }
+};
+
+class HeatHaze final : public Effect<HeatHazeInfo> {
+  public:
+    void ProcessFrame() override;
+
+  private:
+    ImagePtr heatMap(const K7Image& frame);
+    void refract(const K7Image& heat, const K7Image& source, K7Image& result);
+};

@@ -1,0 +1,33 @@
+// The refraction of HeatHaze, row by row. Plain data, see cmake/QuillonSimd.cmake.
+#pragma once
+
+inline constexpr int HAZE_REACH = 2;  // pixels from a pixel to the corners that its slope is taken from
+
+struct HazeSheet {
+    int width;
+    float max_x, max_y;                  // width - 1, height - 1; above 0
+    float dx, dy;                        // HAZE_REACH pixels, as fractions of the picture
+    float strength;                      // height of the sheet for one unit of noise
+    float low_x, high_x, low_y, high_y;  // limits of places, in pixels
+};
+
+struct HazeKernels {
+    // Where the lines of sight of row y arrive, in pixels, v one pixel less than its place. Heights are those of the
+    // rows HAZE_REACH above, here, and HAZE_REACH below, with HAZE_REACH more at both ends of the outer rows.
+    void (*refract_row)(const HazeSheet& sheet, const float* above, const float* here, const float* below, int y,
+                        float* u, float* v);
+    // The centre and the area of each pixel's footprint, for pixels 1 to width - 2, from the places of its row and of
+    // the next. Horizontally a cell lies before its pixel, vertically behind it: what makes up for the pixel less.
+    void (*footprints)(const HazeSheet& sheet, const float* u, const float* v, const float* next_u, const float* next_v,
+                       float* x, float* y, float* area);
+};
+
+namespace baseline {
+extern const HazeKernels haze_kernels;
+}
+namespace avx2 {
+extern const HazeKernels haze_kernels;
+}
+namespace avx512 {
+extern const HazeKernels haze_kernels;
+}
