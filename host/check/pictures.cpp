@@ -106,12 +106,6 @@ bool allFinite(const ofxhost::Image& image) {
     return std::all_of(samples.begin(), samples.end(), [](float value) { return std::isfinite(value); });
 }
 
-bool allNumbers(const ofxhost::Image& image) {
-    if (image.layout().depth != Depth::Float) return true;
-    const std::vector<float> samples = image.toFloats();
-    return std::none_of(samples.begin(), samples.end(), [](float value) { return std::isnan(value); });
-}
-
 double meanDifference(std::span<const float> a, std::span<const float> b) {
     double sum = 0.0;
     for (std::size_t i = 0; i < a.size(); ++i)

@@ -25,13 +25,12 @@ inline constexpr Content allContents[] = {
     Content::Natural,       Content::Black,    Content::White,    Content::NotANumber, Content::PlusInfinity,
     Content::MinusInfinity, Content::Denormal, Content::Negative, Content::Huge,       Content::Anything};
 const char* contentName(Content content);
-bool ordinary(Content content);  // finite samples that any picture may have
+bool ordinary(Content content);  // samples that any picture may have
 
 // The integer depths know no odd values: those become the nearest levels.
 ofxhost::ImagePtr makePicture(const ofxhost::ImageLayout& layout, Content content, double time, std::uint64_t seed);
 
 bool allFinite(const ofxhost::Image& image);
-bool allNumbers(const ofxhost::Image& image);  // infinities are
 // Mean of the absolute differences of all samples, both limited to 0 to 1. The pictures have the same size.
 double meanDifference(std::span<const float> a, std::span<const float> b);
 // A picture of RGBA rows reduced to a size, each sample the mean of the area that it covers.

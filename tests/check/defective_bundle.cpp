@@ -271,7 +271,7 @@ OfxStatus render(Defect defect, OfxImageEffectHandle effect, OfxPropertySetHandl
     Instance* instance = instanceOf(effect);
     if (!instance) return Failed;
     if (defect == Defect::IgnoresAbort) {
-        for (int i = 0; i < 300; ++i, ::usleep(2000)) effects->abort(effect);
+        for (int i = 0; i < 150; ++i, ::usleep(500)) effects->abort(effect);
     } else {
         for (int i = 0; i < 3; ++i)
             if (effects->abort(effect)) return OK;

@@ -67,7 +67,7 @@ const Defect defects[] = {
     {"DependsOnCpus", "fewer-threads", "the picture differs"},
     {"IgnoresAbort", "abort", "times more after it has been told to stop at poll 1"},
     {"Hangs", "sizes", "no end after 2 s"},
-    {"DependsOnOrder", "order", "frame 7 differs backwards"},
+    {"DependsOnOrder", "order", "differs backwards"},
     {"SharesState", "at-once", "differs while another instance renders"},
     {"LeavesOutput", "output", "depends on what the output held before"},
     {"IgnoresRows", "rows", "the way that rows lie in memory changes the picture"},
@@ -78,7 +78,7 @@ const Defect defects[] = {
     {"KeepsOldValue", "edits", "depends on the render before"},
     {"NotANumber", "random", "a rendered sample is no finite number"},
     {"CrashesOnName", "changes", "at: instance changed: OfxTypeParameter \"xxx"},
-    {"NeedsProperty", "host-properties", "no description without the host's OfxPropVersionLabel"},
+    {"NeedsProperty", "host-properties", "at: describe in OfxImageEffectContextFilter"},
     {"IgnoresScale", "scales", "differs from the full one"},
     {"FragileInteract", "handles", "at: event"},
 #ifndef QUILLON_SANITIZED
