@@ -118,25 +118,46 @@ void* orThrow(void* block) {
     if (!block) throw std::bad_alloc();
     return block;
 }
-void* hookedNew(std::size_t size) { return orThrow(refuse() ? nullptr : taken(::operator new(size), size)); }
-void* hookedNewAligned(std::size_t size, std::align_val_t alignment) {
-    return orThrow(refuse() ? nullptr : taken(::operator new(size, alignment), size));
+// Arrays keep to their own operators: a sanitizer tells the two apart.
+template <bool array, class... Extra>
+void* makeNew(std::size_t size, Extra... extra) {
+    if constexpr (array)
+        return ::operator new[](size, extra...);
+    else
+        return ::operator new(size, extra...);
 }
-void* hookedNewOrNull(std::size_t size, const std::nothrow_t& tag) noexcept {
-    return refuse() ? nullptr : taken(::operator new(size, tag), size);
-}
-void hookedDelete(void* block) noexcept {
+template <bool array, class... Extra>
+void makeDelete(void* block, Extra... extra) {
     if (block) given(block);
-    ::operator delete(block);
+    if constexpr (array)
+        ::operator delete[](block, extra...);
+    else
+        ::operator delete(block, extra...);
 }
-void hookedDeleteSized(void* block, std::size_t) noexcept { hookedDelete(block); }
-void hookedDeleteAligned(void* block, std::align_val_t alignment) noexcept {
-    if (block) given(block);
-    ::operator delete(block, alignment);
-}
-void hookedDeleteSizedAligned(void* block, std::size_t, std::align_val_t alignment) noexcept {
-    hookedDeleteAligned(block, alignment);
-}
+
+template <bool array>
+struct Operators {
+    static void* plain(std::size_t size) { return orThrow(refuse() ? nullptr : taken(makeNew<array>(size), size)); }
+    static void* aligned(std::size_t size, std::align_val_t alignment) {
+        return orThrow(refuse() ? nullptr : taken(makeNew<array>(size, alignment), size));
+    }
+    static void* orNull(std::size_t size, const std::nothrow_t&) noexcept {
+        return refuse() ? nullptr : taken(makeNew<array>(size, std::nothrow), size);
+    }
+    static void* alignedOrNull(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+        return refuse() ? nullptr : taken(makeNew<array>(size, alignment, std::nothrow), size);
+    }
+    static void release(void* block) noexcept { makeDelete<array>(block); }
+    static void releaseSized(void* block, std::size_t) noexcept { makeDelete<array>(block); }
+    static void releaseAligned(void* block, std::align_val_t alignment) noexcept {
+        makeDelete<array>(block, alignment);
+    }
+    static void releaseSizedAligned(void* block, std::size_t, std::align_val_t alignment) noexcept {
+        makeDelete<array>(block, alignment);
+    }
+};
+using One = Operators<false>;
+using Many = Operators<true>;
 
 struct Redirect {
     std::string_view name;  // as the symbol table has it
@@ -159,20 +180,22 @@ const Redirect redirects[] = {
     {"mmap", address(hookedMmap)},
     {"mmap64", address(hookedMmap)},
     {"munmap", address(hookedMunmap)},
-    {"_Znwm", address(hookedNew)},
-    {"_Znam", address(hookedNew)},
-    {"_ZnwmSt11align_val_t", address(hookedNewAligned)},
-    {"_ZnamSt11align_val_t", address(hookedNewAligned)},
-    {"_ZnwmRKSt9nothrow_t", address(hookedNewOrNull)},
-    {"_ZnamRKSt9nothrow_t", address(hookedNewOrNull)},
-    {"_ZdlPv", address(hookedDelete)},
-    {"_ZdaPv", address(hookedDelete)},
-    {"_ZdlPvm", address(hookedDeleteSized)},
-    {"_ZdaPvm", address(hookedDeleteSized)},
-    {"_ZdlPvSt11align_val_t", address(hookedDeleteAligned)},
-    {"_ZdaPvSt11align_val_t", address(hookedDeleteAligned)},
-    {"_ZdlPvmSt11align_val_t", address(hookedDeleteSizedAligned)},
-    {"_ZdaPvmSt11align_val_t", address(hookedDeleteSizedAligned)},
+    {"_Znwm", address(One::plain)},
+    {"_ZnwmSt11align_val_t", address(One::aligned)},
+    {"_ZnwmRKSt9nothrow_t", address(One::orNull)},
+    {"_ZnwmSt11align_val_tRKSt9nothrow_t", address(One::alignedOrNull)},
+    {"_ZdlPv", address(One::release)},
+    {"_ZdlPvm", address(One::releaseSized)},
+    {"_ZdlPvSt11align_val_t", address(One::releaseAligned)},
+    {"_ZdlPvmSt11align_val_t", address(One::releaseSizedAligned)},
+    {"_Znam", address(Many::plain)},
+    {"_ZnamSt11align_val_t", address(Many::aligned)},
+    {"_ZnamRKSt9nothrow_t", address(Many::orNull)},
+    {"_ZnamSt11align_val_tRKSt9nothrow_t", address(Many::alignedOrNull)},
+    {"_ZdaPv", address(Many::release)},
+    {"_ZdaPvm", address(Many::releaseSized)},
+    {"_ZdaPvSt11align_val_t", address(Many::releaseAligned)},
+    {"_ZdaPvmSt11align_val_t", address(Many::releaseSizedAligned)},
 };
 
 // ---- The slots --------------------------------------------------------------------------------------------------
