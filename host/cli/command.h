@@ -23,5 +23,6 @@ extern const Command renderCommand;
 extern const Command referenceCommand;
 extern const Command galleryCommand;
 extern const Command overlayCommand;
+extern const Command checkCommand;
 
 }  // namespace quillon

@@ -14,8 +14,8 @@ namespace {
 
 using namespace quillon;
 
-const Command* const commands[] = {&listCommand,    &describeCommand, &renderCommand,
-                                   &overlayCommand, &galleryCommand,  &referenceCommand};
+const Command* const commands[] = {&listCommand,    &describeCommand,  &renderCommand, &overlayCommand,
+                                   &galleryCommand, &referenceCommand, &checkCommand};
 
 int run(int argc, char** argv) {
     CLI::App app("quillon runs the effects of an OpenFX bundle on picture files.", "quillon");

@@ -314,7 +314,8 @@ EffectInstance::HeldImage::HeldImage(Clip& fromClip, ImagePtr picture, double ti
     static std::atomic<std::uint64_t> serial{0};
     const ImageLayout& layout = image->layout();
     const HostHooks& hooks = host().hooks();
-    const bool noData = !hooks.nullDataClip.empty() && (hooks.nullDataClip == "*" || hooks.nullDataClip == clip.name());
+    const auto meant = [this](const std::string& name) { return name == "*" || name == clip.name(); };
+    const bool noData = meant(hooks.nullDataClip), empty = meant(hooks.emptyBoundsClip);
     setString(prop::PixelDepth, depthText(layout.depth));
     setString(prop::Components, layout.components == 4   ? ofx::component::RGBA
                                 : layout.components == 3 ? ofx::component::RGB
@@ -324,7 +325,8 @@ EffectInstance::HeldImage::HeldImage(Clip& fromClip, ImagePtr picture, double ti
     setDouble(prop::RenderScale, layout.renderScale.y, 1);
     setDouble(prop::ImagePixelAspectRatio, layout.pixelAspect);
     setPointer(prop::ImageData, noData ? nullptr : image->data());
-    const int bounds[] = {layout.bounds.x1, layout.bounds.y1, layout.bounds.x2, layout.bounds.y2};
+    const int bounds[] = {layout.bounds.x1, layout.bounds.y1, empty ? layout.bounds.x1 : layout.bounds.x2,
+                          empty ? layout.bounds.y1 : layout.bounds.y2};
     for (int i = 0; i < 4; ++i) {
         setInt(prop::ImageBounds, bounds[i], i);
         setInt(prop::ImageRegionOfDefinition, bounds[i], i);

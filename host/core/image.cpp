@@ -1,5 +1,8 @@
 #include "host/core/image.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -75,18 +78,44 @@ Image::Image(const ImageLayout& layout) : m_layout(layout) {
         throw std::length_error("the image is too large");
     }
     m_rowBytes = layout.negativeRows ? -static_cast<std::ptrdiff_t>(m_stride) : static_cast<std::ptrdiff_t>(m_stride);
-    m_storageSize = m_stride * static_cast<std::size_t>(height) + 2 * guardBytes;
-    m_storage = std::make_unique<std::byte[]>(m_storageSize);
-    std::fill_n(m_storage.get(), guardBytes, guardPattern);
-    std::fill_n(m_storage.get() + m_storageSize - guardBytes, guardBytes, guardPattern);
+    m_pixelMemory = m_stride * static_cast<std::size_t>(height);
+    layout.guard == Guard::Pattern ? allocateHeap() : allocatePages();
+    std::fill(m_storage.start, m_pixels, guardPattern);
+    std::fill(m_pixels + m_pixelMemory, m_storage.start + m_storage.size, guardPattern);
     if (m_stride == m_rowSize) return;
     for (std::int64_t row = 0; row < height; ++row) {
-        std::fill_n(firstRow() + static_cast<std::size_t>(row) * m_stride + m_rowSize, m_stride - m_rowSize,
+        std::fill_n(m_pixels + static_cast<std::size_t>(row) * m_stride + m_rowSize, m_stride - m_rowSize,
                     guardPattern);
     }
 }
 
-std::byte* Image::firstRow() { return m_storage.get() + guardBytes; }
+void Image::allocateHeap() {
+    m_storage.size = m_pixelMemory + 2 * guardBytes;
+    m_storage.heap = std::make_unique<std::byte[]>(m_storage.size);
+    m_storage.start = m_storage.heap.get();
+    m_pixels = m_storage.start + guardBytes;
+}
+
+void Image::allocatePages() {
+    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    m_storage.size = (m_pixelMemory + page - 1) / page * page;
+    m_storage.mappingSize = m_storage.size + 2 * page;
+    void* mapping = ::mmap(nullptr, m_storage.mappingSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapping == MAP_FAILED) throw std::bad_alloc();
+    m_storage.mapping = mapping;
+    m_storage.start = static_cast<std::byte*>(mapping) + page;
+    if (::mprotect(m_storage.start, m_storage.size, PROT_READ | PROT_WRITE) != 0) throw std::bad_alloc();
+    const bool behind = m_layout.guard == Guard::PageBehind;
+    m_pixels = behind ? m_storage.start + (m_storage.size - m_pixelMemory) : m_storage.start;
+}
+
+Image::Storage::~Storage() {
+    if (mapping) ::munmap(mapping, mappingSize);
+}
+
+void Image::makeReadOnly() {
+    if (m_storage.mapping) ::mprotect(m_storage.start, m_storage.size, PROT_READ);
+}
 
 const std::byte* Image::pixel(int x, int y) const {
     const OfxRectI& bounds = m_layout.bounds;
@@ -94,7 +123,7 @@ const std::byte* Image::pixel(int x, int y) const {
                                                      : static_cast<std::ptrdiff_t>(y) - bounds.y1;
     const std::ptrdiff_t column =
         (static_cast<std::ptrdiff_t>(x) - bounds.x1) * static_cast<std::ptrdiff_t>(m_layout.pixelBytes());
-    return m_storage.get() + guardBytes + row * static_cast<std::ptrdiff_t>(m_stride) + column;
+    return m_pixels + row * static_cast<std::ptrdiff_t>(m_stride) + column;
 }
 
 std::byte* Image::pixel(int x, int y) { return const_cast<std::byte*>(static_cast<const Image*>(this)->pixel(x, y)); }
@@ -181,9 +210,10 @@ bool Image::guardsIntact() const {
     const auto intact = [](const std::byte* from, std::size_t count) {
         return std::all_of(from, from + count, [](std::byte value) { return value == guardPattern; });
     };
-    if (!intact(m_storage.get(), guardBytes)) return false;
-    if (!intact(m_storage.get() + m_storageSize - guardBytes, guardBytes)) return false;
-    const std::byte* row = m_storage.get() + guardBytes;
+    const std::byte* const end = m_pixels + m_pixelMemory;
+    if (!intact(m_storage.start, static_cast<std::size_t>(m_pixels - m_storage.start))) return false;
+    if (!intact(end, static_cast<std::size_t>(m_storage.start + m_storage.size - end))) return false;
+    const std::byte* row = m_pixels;
     for (int y = 0; y < m_layout.height(); ++y, row += m_stride) {
         if (!intact(row + m_rowSize, m_stride - m_rowSize)) return false;
     }

@@ -17,6 +17,10 @@ enum class Depth : std::uint8_t { Byte = 8, Short = 16, Float = 32 };
 const char* depthText(Depth depth);  // "OfxBitDepthByte"
 double depthWhite(Depth depth);      // 255, 65535, 1
 
+// What lies around an image's memory. Pages that nobody may touch turn an access outside into a fault at that very
+// instruction, on one side: behind the last byte or before the first.
+enum class Guard : std::uint8_t { Pattern, PageBehind, PageBefore };
+
 struct ImageLayout {
     OfxRectI bounds = {0, 0, 0, 0};
     Depth depth = Depth::Float;
@@ -26,6 +30,7 @@ struct ImageLayout {
     double pixelAspect = 1.0;
     OfxPointD renderScale = {1.0, 1.0};
     std::string premultiplication = ofx::premultiplication::UnPremultiplied;
+    Guard guard = Guard::Pattern;
 
     int width() const { return bounds.x2 - bounds.x1; }
     int height() const { return bounds.y2 - bounds.y1; }
@@ -52,15 +57,30 @@ class Image {
 
     // Memory around and between the rows holds a pattern; false when somebody wrote there.
     bool guardsIntact() const;
+    // From now on a write to the pixels is a fault. Only for images between guard pages.
+    void makeReadOnly();
+    const std::byte* firstByte() const { return m_pixels; }  // lowest address of pixels
+    std::size_t pixelMemory() const { return m_pixelMemory; }
     std::uint64_t checksum() const;  // of the pixels alone
 
   private:
-    std::byte* firstRow();  // lowest address of pixels
+    // Bytes of its own, or whole pages of the system's.
+    struct Storage {
+        ~Storage();
+        std::byte* start = nullptr;  // what may be touched
+        std::size_t size = 0;
+        std::unique_ptr<std::byte[]> heap;
+        void* mapping = nullptr;
+        std::size_t mappingSize = 0;
+    };
+    void allocateHeap();
+    void allocatePages();
+
     ImageLayout m_layout;
-    std::size_t m_rowSize = 0, m_stride = 0;
+    std::size_t m_rowSize = 0, m_stride = 0, m_pixelMemory = 0;
     std::ptrdiff_t m_rowBytes = 0;
-    std::unique_ptr<std::byte[]> m_storage;
-    std::size_t m_storageSize = 0;
+    Storage m_storage;
+    std::byte* m_pixels = nullptr;
 };
 
 using ImagePtr = std::shared_ptr<Image>;

@@ -175,6 +175,7 @@ Json effectJson(const EffectDefinition& effect) {
             {"contexts", contexts},
             {"hasOverlay", traits.overlay},
             {"otherFrames", traits.otherFrames},
+            {"history", traits.history},
             {"hasPicture", effect.hasPicture},
             {"clips", clips},
             {"pages", info->pages()},

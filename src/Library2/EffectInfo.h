@@ -32,6 +32,7 @@ struct EffectTraits {
     bool generator = false;          // works without an input
     bool overlay = false;            // draws handles in the host's viewer
     bool otherFrames = false;        // needs frames other than the current one
+    bool history = false;            // a frame may depend on the frames rendered before it
     bool skipsSmallPreview = false;  // shows its input in the thumbnail of hosts that ask for one
     const char* description = "";
 };

@@ -6,6 +6,7 @@
 #include "fixture.h"
 
 using ofxhost::Depth;
+using ofxhost::Guard;
 using ofxhost::Image;
 using ofxhost::ImageLayout;
 
@@ -84,6 +85,31 @@ TEST(TestImages, AreTheSameForEveryLayoutAndSeed) {
     const auto gradient = support::gradientImage(support::layoutOf(3, 2));
     EXPECT_EQ(gradient->sample(1, 1, 0), 0.5f);
     EXPECT_EQ(gradient->sample(1, 1, 1), 1.0f);
+}
+
+// Pixels reach up to the page that nobody may touch, on one side; on the other a pattern fills up the last page.
+TEST(ImageTest, BetweenGuardPagesTheNextByteIsAFault) {
+    for (const Guard guard : {Guard::PageBehind, Guard::PageBefore}) {
+        for (const bool negative : {false, true}) {
+            ImageLayout layout = support::layoutOf(13, 7, Depth::Short);
+            layout.guard = guard;
+            layout.negativeRows = negative;
+            layout.padding = 6;
+            Image image(layout);
+            std::vector<float> samples(13 * 7 * 4, 0.25f);
+            image.fromFloats(samples);
+            EXPECT_TRUE(image.guardsIntact());
+            EXPECT_LE(support::largestDifference(image.toFloats(), samples), 1e-5);
+            auto* first = const_cast<std::byte*>(image.firstByte());
+            std::byte* const outside = guard == Guard::PageBehind ? first + image.pixelMemory() : first - 1;
+            EXPECT_DEATH(*static_cast<volatile std::byte*>(outside) = std::byte{1}, "");
+            std::byte* const padded = guard == Guard::PageBehind ? first - 1 : first + image.pixelMemory();
+            *padded = std::byte{1};
+            EXPECT_FALSE(image.guardsIntact());
+            image.makeReadOnly();
+            EXPECT_DEATH(*static_cast<volatile std::byte*>(first) = std::byte{1}, "");
+        }
+    }
 }
 
 }  // namespace

@@ -1,0 +1,99 @@
+#include "host/check/facts.h"
+
+#include <algorithm>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "host/check/stage.h"
+#include "host/core/bundle.h"
+
+namespace bundlecheck {
+
+namespace fs = std::filesystem;
+namespace prop = ofx::prop;
+using nlohmann::json;
+
+std::vector<std::string> effectNames(const fs::path& path) {
+    ofxhost::Host host;
+    const ofxhost::Bundle bundle(host, path);
+    std::vector<std::string> names;
+    for (const auto& plugin : bundle.plugins()) names.push_back(plugin->name());
+    return names;
+}
+
+namespace {
+
+// Bundles made with Quillon's framework tell in a file what the interface has no word for.
+bool declaredHistory(const fs::path& bundle, const std::string& name) {
+    const fs::path library = ofxhost::Bundle::libraryOf(bundle);
+    std::ifstream file(library.parent_path().parent_path() / "Resources" / "effects.json");
+    const json all = json::parse(file, nullptr, false);
+    if (!all.is_object()) return false;
+    for (const json& effect : all.value("effects", json::array()))
+        if (effect.value("name", "") == name) return effect.value("history", false);
+    return false;
+}
+
+}  // namespace
+
+EffectFacts exploreEffect(const fs::path& path, const std::string& name) {
+    ofxhost::Host host;
+    const ofxhost::Bundle bundle(host, path);
+    EffectFacts facts;
+    facts.name = name;
+    ofxhost::Plugin* plugin = bundle.find(name);
+    if (!plugin) return facts;
+    facts.identifier = plugin->identifier();
+    const auto described = plugin->describe();
+    if (!described) return facts;
+    facts.contexts = inOrderOfUse(described->supportedContexts());
+    facts.overlay = described->hasOverlay();
+    facts.history = described->properties().getInt(prop::InstanceSequentialRender) == 1 || declaredHistory(path, name);
+    if (facts.contexts.empty()) return facts;
+    const auto descriptor = plugin->describeInContext(facts.contexts.front());
+    if (!descriptor) return facts;
+    facts.params = static_cast<int>(descriptor->params().size());
+    for (const auto& param : descriptor->params())
+        if (param->type().type == ofxhost::ParamType::Choice)
+            facts.options += param->properties().count(prop::ParamChoiceOption);
+    for (const auto& clip : descriptor->clips()) {
+        if (clip->name() == ofx::clip::Output) continue;
+        facts.inputs.push_back(clip->name());
+        if (clip->optional()) facts.optionalInputs.push_back(clip->name());
+    }
+    return facts;
+}
+
+std::string toJson(const std::vector<std::string>& names) { return json(names).dump(); }
+
+std::string toJson(const EffectFacts& f) {
+    return json{{"name", f.name},
+                {"identifier", f.identifier},
+                {"contexts", f.contexts},
+                {"params", f.params},
+                {"options", f.options},
+                {"inputs", f.inputs},
+                {"optionalInputs", f.optionalInputs},
+                {"overlay", f.overlay},
+                {"history", f.history}}
+        .dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+std::vector<std::string> namesFromJson(const std::string& text) { return json::parse(text); }
+
+EffectFacts factsFromJson(const std::string& text) {
+    const json all = json::parse(text);
+    EffectFacts f;
+    f.name = all.at("name");
+    f.identifier = all.at("identifier");
+    f.contexts = all.at("contexts");
+    f.params = all.at("params");
+    f.options = all.at("options");
+    f.inputs = all.at("inputs");
+    f.optionalInputs = all.at("optionalInputs");
+    f.overlay = all.at("overlay");
+    f.history = all.at("history");
+    return f;
+}
+
+}  // namespace bundlecheck

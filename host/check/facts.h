@@ -1,0 +1,31 @@
+// What has to be known of an effect to count its cases.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace bundlecheck {
+
+struct EffectFacts {
+    std::string name, identifier;
+    std::vector<std::string> contexts;  // as the effect says; the first is the one that cases use
+    int params = 0;
+    int options = 0;  // of all choices together
+    std::vector<std::string> inputs, optionalInputs;
+    bool overlay = false;
+    // A frame may depend on the frames rendered before: the effect asks for sequential renders, or the bundle's
+    // declaration says so.
+    bool history = false;
+};
+
+// Names of the effects in the order of the bundle. To be called in a process that may die of it.
+std::vector<std::string> effectNames(const std::filesystem::path& bundle);
+EffectFacts exploreEffect(const std::filesystem::path& bundle, const std::string& name);
+
+std::string toJson(const std::vector<std::string>& names);
+std::string toJson(const EffectFacts& facts);
+std::vector<std::string> namesFromJson(const std::string& text);
+EffectFacts factsFromJson(const std::string& text);
+
+}  // namespace bundlecheck

@@ -1,0 +1,40 @@
+// The table of what must hold of any bundle.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+#include "host/check/trial.h"
+
+namespace bundlecheck {
+
+struct Invariant {
+    const char* name;
+    Level level;                       // of what it can find at worst; not run when the strictness is below
+    const char* claim;                 // what holds when it finds nothing
+    int (*count)(const EffectFacts&);  // cases for an effect; 0: does not apply
+    void (*run)(Trial&);
+    bool seeded = false;    // another seed is another case
+    bool ofBundle = false;  // its one effect is the bundle as a whole
+};
+
+inline int once(const EffectFacts&) { return 1; }
+
+std::span<const Invariant> bundleInvariants();
+std::span<const Invariant> describeInvariants();
+std::span<const Invariant> changeInvariants();
+std::span<const Invariant> valueInvariants();
+std::span<const Invariant> pictureInvariants();
+std::span<const Invariant> faultInvariants();
+std::span<const Invariant> threadInvariants();
+std::span<const Invariant> frameInvariants();
+std::span<const Invariant> interactInvariants();
+
+// All of them, in the order of the table that is printed.
+std::span<const Invariant> invariants();
+const Invariant* findInvariant(std::string_view name);
+
+// Runs a case here and now; what goes wrong with an exception is a finding.
+void runCase(const Invariant& invariant, Trial& trial);
+
+}  // namespace bundlecheck

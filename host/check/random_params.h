@@ -1,0 +1,22 @@
+// An instance with random values in all parameters, the same for each instance that gets the same seed.
+#pragma once
+
+#include "host/check/stage.h"
+#include "host/check/values.h"
+
+namespace bundlecheck {
+
+// Seed 0 leaves the defaults.
+inline void randomise(Actor& actor, std::uint64_t seed) {
+    if (seed == 0) return;
+    Random random(seed);
+    for (const auto& param : actor.instance().params()) {
+        if (!param->type().hasValue()) continue;
+        param->setValue(randomValue(*param, random));
+    }
+}
+
+// The first case of an invariant looks at the defaults, the others at random values.
+inline std::uint64_t valuesSeed(Trial& trial) { return trial.index() == 0 ? 0 : trial.random().next() | 1; }
+
+}  // namespace bundlecheck

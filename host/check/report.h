@@ -1,0 +1,22 @@
+// The result of a run as text and as JSON.
+#pragma once
+
+#include <string>
+
+#include "host/check/runner.h"
+
+namespace bundlecheck {
+
+std::string countsText(const RunResult& result);  // tables by invariant and by effect, and the sum
+std::string toJson(const RunResult& result, const RunOptions& options);
+
+// Findings of one effect and invariant that say the same are shown once.
+class FindingFilter {
+  public:
+    bool isNew(const Finding& finding);
+
+  private:
+    std::map<std::pair<std::string, std::string>, std::vector<std::string>> m_told;
+};
+
+}  // namespace bundlecheck

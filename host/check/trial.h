@@ -1,0 +1,74 @@
+// One case while it runs: what it may use, and where it says what it does and what it found.
+#pragma once
+
+#include <atomic>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "host/check/facts.h"
+#include "host/check/random.h"
+#include "host/check/token.h"
+#include "host/core/host.h"
+
+namespace bundlecheck {
+
+// How much a fault matters. A finding above the strictness asked for is not reported.
+enum Level : int {
+    Safety = 1,       // the host dies or hangs, memory is damaged
+    Interface = 2,    // a rule of the interface is broken, something is not given back
+    Determinism = 3,  // the same frame is not always the same picture
+    Robustness = 4,   // doubtful accesses, growth, values that no picture should hold
+    Quality = 5,      // worse than it could be, though any host lives with it
+};
+
+// What a case can do with OpenGL drawing: run a function while a drawing surface of that size is current. Empty where
+// the program has none.
+using WithCanvas = std::function<void(int width, int height, const std::function<void()>& draw)>;
+
+struct TrialSetup {
+    std::filesystem::path bundle;
+    int strictness = Quality;
+    WithCanvas withCanvas;
+};
+
+class Trial {
+  public:
+    struct Listener {
+        std::function<void(const std::string&)> step, finding;
+        std::function<void(const std::string&)> call;  // each suite call; may be empty
+    };
+
+    Trial(const TrialSetup& setup, EffectFacts facts, const CaseId& id, Listener listener);
+
+    const TrialSetup& setup() const { return m_setup; }
+    const EffectFacts& facts() const { return m_facts; }
+    const CaseId& id() const { return m_id; }
+    int index() const { return m_id.index; }
+    Random& random() { return m_random; }
+
+    // What comes next, in words: it stands in the finding when the process dies of it.
+    void step(const std::string& text);
+    void finding(Level level, const std::string& text);
+    bool require(bool holds, Level level, const std::string& text) {
+        if (!holds) finding(level, text);
+        return holds;
+    }
+    int findings() const { return m_findings; }
+
+    // Arms the hooks; with a listener for calls, they are told as well.
+    void arm(ofxhost::Host& host, ofxhost::HostHooks hooks) const;
+
+    void countRender() { ++m_renders; }
+    int renders() const { return m_renders; }
+
+  private:
+    const TrialSetup& m_setup;
+    EffectFacts m_facts;
+    CaseId m_id;
+    Listener m_listener;
+    Random m_random;
+    std::atomic<int> m_findings{0}, m_renders{0};  // some cases render on threads of their own
+};
+
+}  // namespace bundlecheck

@@ -1,0 +1,125 @@
+// The command as it is used: exit codes, tokens, files.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::Not;
+
+struct Result {
+    int code = -1;
+    std::string text;  // of both streams
+};
+
+Result quillon(const std::string& arguments) {
+    Result result;
+    FILE* pipe = popen((std::string(QUILLON_PROGRAM) + " " + arguments + " 2>&1").c_str(), "r");
+    if (!pipe) return result;
+    std::array<char, 4096> bytes;
+    while (const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), pipe))
+        result.text.append(bytes.data(), count);
+    const int status = pclose(pipe);
+    result.code = WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+    return result;
+}
+
+Result check(const std::string& arguments) {
+    return quillon("check --bundle " BUNDLES "/Defective.ofx.bundle " + arguments);
+}
+
+TEST(CheckCommand, EndsWith0WhenNothingIsFound) {
+    const Result result = check("--effects sound --invariants order,threads --jobs 2");
+    EXPECT_EQ(result.code, 0) << result.text;
+    EXPECT_THAT(result.text, HasSubstr("nothing found"));
+    EXPECT_THAT(result.text, HasSubstr("1 effects"));
+}
+
+TEST(CheckCommand, EndsWith1AndALineThatReproducesWhatItFound) {
+    const Result result = check("--effects DependsOnThreads --invariants threads");
+    EXPECT_EQ(result.code, 1) << result.text;
+    EXPECT_THAT(result.text, HasSubstr("finding: DependsOnThreads, threads: "));
+    const std::size_t at = result.text.find("--reproduce ");
+    ASSERT_NE(at, std::string::npos);
+    const std::string token = result.text.substr(at, result.text.find('\n', at) - at);
+    const Result again = check(token);
+    EXPECT_EQ(again.code, 1) << again.text;
+    EXPECT_THAT(again.text, HasSubstr("finding: "));
+    EXPECT_THAT(again.text, HasSubstr("step: 7 threads"));
+    EXPECT_THAT(again.text, HasSubstr("    clipGetImage")) << "suite calls are told";
+    EXPECT_EQ(check("--reproduce Sound:threads:0:1").code, 0);
+}
+
+TEST(CheckCommand, EndsWith2WhenTheCommandLineMakesNoSense) {
+    const struct {
+        const char *arguments, *message;
+    } cases[] = {
+        {"--effects Sond", "did you mean \"Sound\""},
+        {"--invariants thread", "did you mean \"threads\""},
+        {"--reproduce nonsense", "no token"},
+        {"--reproduce Sound:nothing:0:1", "no token"},
+        {"--reproduce Sound:threads:999:1", "does not exist"},
+        {"--reproduce Nobody:threads:0:1", "no effect"},
+        {"--strictness 6", "strictness"},
+        {"--jobs -1", "jobs"},
+        {"--budget x", "budget"},
+    };
+    for (const auto& one : cases) {
+        const Result result = check(one.arguments);
+        EXPECT_EQ(result.code, 2) << one.arguments << "\n" << result.text;
+        EXPECT_THAT(result.text, HasSubstr(one.message));
+    }
+    EXPECT_EQ(quillon("check --bundle /nowhere").code, 1);
+    EXPECT_EQ(quillon("check --bundle /bin").code, 1) << "a folder that is no bundle";
+}
+
+TEST(CheckCommand, WritesCountsAndFindingsAsJson) {
+    const fs::path file = fs::temp_directory_path() / ("check-test-" + std::to_string(::getpid()) + ".json");
+    const Result result = check("--effects LeaksImage,Sound --invariants hosts --json " + file.string());
+    EXPECT_EQ(result.code, 1);
+    std::ifstream stream(file);
+    const auto json = nlohmann::json::parse(stream);
+    fs::remove(file);
+    ASSERT_EQ(json["effects"].size(), 3u) << "the two, and the bundle";
+    EXPECT_EQ(json["effects"][1]["name"], "LeaksImage");
+    EXPECT_GT(json["effects"][1]["invariants"]["hosts"]["findings"], 0);
+    EXPECT_EQ(json["effects"][2]["findings"], 0);
+    EXPECT_EQ(json["total"]["findings"], json["findings"].size());
+    EXPECT_EQ(json["findings"][0]["effect"], "LeaksImage");
+    EXPECT_TRUE(json["complete"]);
+}
+
+TEST(CheckCommand, KeepsToItsBudget) {
+    const Result result = check("--effects Sound --budget 2");
+    EXPECT_EQ(result.code, 0) << result.text;
+    EXPECT_THAT(result.text, HasSubstr("nothing found in 0:0"));
+}
+
+TEST(CheckCommand, LeavesNothingInTheTemporaryFolder) {
+    const fs::path folder = fs::temp_directory_path() / ("check-test-folder-" + std::to_string(::getpid()));
+    fs::create_directories(folder);
+    ::setenv("TMPDIR", folder.c_str(), 1);
+    check("--effects Sound --invariants order");
+    ::unsetenv("TMPDIR");
+    EXPECT_TRUE(fs::is_empty(folder));
+    fs::remove_all(folder);
+}
+
+#ifdef QUILLON_BUNDLE_PATH
+// A few seconds of the real bundle; ./test spends more on it.
+TEST(CheckCommand, FindsNothingInAnEffectOfTheBundle) {
+    const Result result = quillon("check --bundle " QUILLON_BUNDLE_PATH " --effects Darken --budget 5");
+    EXPECT_EQ(result.code, 0) << result.text;
+}
+#endif
+
+}  // namespace

@@ -1,0 +1,130 @@
+// Every defect is found, by the invariant that it breaks; and a sound effect has none.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+
+#include "host/check/runner.h"
+
+namespace bundlecheck {
+namespace {
+
+using testing::HasSubstr;
+
+RunOptions optionsFor(const std::string& bundle, const std::string& effect) {
+    RunOptions options;
+    options.setup.bundle = std::filesystem::path(BUNDLES) / (bundle + ".ofx.bundle");
+    if (!effect.empty()) options.effects = {effect};
+    options.jobs = 2;
+    options.limits.seconds = 30.0;
+    return options;
+}
+
+RunResult runOne(const std::string& bundle, const std::string& effect, const std::string& invariant,
+                 double seconds = 30.0) {
+    RunOptions options = optionsFor(bundle, effect);
+    options.invariants = {findInvariant(invariant)};
+    options.limits.seconds = seconds;
+    return run(options, {});
+}
+
+std::string textsOf(const RunResult& result) {
+    std::string texts;
+    for (const Finding& finding : result.findings)
+        texts += tokenOf(finding.id) + ": " + finding.text + "\n" + finding.output.substr(0, 2000);
+    return texts;
+}
+
+struct Defect {
+    const char* effect;
+    const char* invariant;
+    const char* says;
+};
+
+void PrintTo(const Defect& defect, std::ostream* stream) { *stream << defect.effect << " by " << defect.invariant; }
+
+class Defects : public testing::TestWithParam<Defect> {};
+
+TEST_P(Defects, AreFound) {
+    const Defect& defect = GetParam();
+    const double seconds = std::string(defect.effect) == "Hangs" ? 2.0 : 30.0;
+    const RunResult result = runOne("Defective", defect.effect, defect.invariant, seconds);
+    ASSERT_GT(result.total().findings, 0) << "in " << result.total().cases << " cases";
+    EXPECT_EQ(result.findings.front().id.effect, defect.effect);
+    EXPECT_THAT(textsOf(result), HasSubstr(defect.says));
+}
+
+const Defect defects[] = {
+    {"CrashesOnNull", "null-data", "at: render frame 2"},
+    {"CrashesWithoutClip", "clips", "at: render frame 0"},
+    {"LeaksImage", "hosts", "an image was not released"},
+    {"WritesOutside", "hosts", "memory outside the image's pixels was written"},
+    {"WritesSource", "hosts", "the pixels of a source were written"},
+    {"DependsOnThreads", "threads", "16 threads give another picture than one"},
+    {"DependsOnCpus", "fewer-threads", "the picture differs"},
+    {"IgnoresAbort", "abort", "times more after it has been told to stop at poll 1"},
+    {"Hangs", "sizes", "no end after 2 s"},
+    {"DependsOnOrder", "order", "differs backwards"},
+    {"SharesState", "at-once", "differs while another instance renders"},
+    {"LeavesOutput", "output", "depends on what the output held before"},
+    {"IgnoresRows", "rows", "the way that rows lie in memory changes the picture"},
+    {"TrustsMemory", "allocations", "allocation"},
+    {"LeaksMemory", "instances", "100 blocks of memory"},
+    {"BadDefault", "declaration", "the default is out of range"},
+    {"BadScriptName", "declaration", "script name same again"},
+    {"KeepsOldValue", "edits", "depends on the render before"},
+    {"NotANumber", "random", "a rendered sample is no finite number"},
+    {"CrashesOnName", "changes", "at: instance changed: OfxTypeParameter \"xxx"},
+    {"NeedsProperty", "host-properties", "at: describe in OfxImageEffectContextFilter"},
+    {"IgnoresScale", "scales", "differs from the full one"},
+    {"FragileInteract", "handles", "at: event"},
+#ifndef QUILLON_SANITIZED
+    // A sanitizer tells faults in its own words, and fills fresh memory in its own way.
+    {"WritesOutside", "guards", "0 bytes behind the pixels of Output"},
+    {"WritesSource", "guards", "a write to the pixels of Source"},
+    {"ReadsOutside", "guards", "0 bytes behind the pixels of Source"},
+    {"UsesFreshMemory", "memory", "when fresh memory is not zero"},
+#endif
+};
+
+INSTANTIATE_TEST_SUITE_P(All, Defects, testing::ValuesIn(defects), [](const auto& tested) {
+    std::string name = std::string(tested.param.effect) + "By" + tested.param.invariant;
+    std::erase(name, '-');
+    return name;
+});
+
+// The whole of it finds nothing in an effect without fault, nor in one that says what it depends on.
+TEST(SoundEffects, HaveNoFindings) {
+    for (const char* effect : {"Sound", "SaysSo"}) {
+        RunOptions options = optionsFor("Defective", effect);
+        if (std::string(effect) == "SaysSo") options.invariants = {findInvariant("order"), findInvariant("abort")};
+        const RunResult result = run(options, {});
+        EXPECT_TRUE(result.complete);
+        EXPECT_GT(result.total().renders, 20);
+        std::string texts;
+        for (const Finding& finding : result.findings)
+            if (finding.id.effect == effect) texts += tokenOf(finding.id) + ": " + finding.text + "\n";
+        EXPECT_EQ(texts, "");
+    }
+}
+
+TEST(Libraries, AreFoundOutBeforeTheirEffects) {
+    EXPECT_THAT(textsOf(runOne("Leaky", "", "exports")), HasSubstr("helperOfTheLibrary"));
+    const std::string entries = textsOf(runOne("Leaky", "", "entries"));
+    EXPECT_THAT(entries, HasSubstr("a plug-in at index -1"));
+    EXPECT_THAT(entries, HasSubstr("two plug-ins are called com.brindlemoor.tests.Twin"));
+    EXPECT_THAT(textsOf(runOne("Leaky", "", "load")), HasSubstr("open files grow"));
+}
+
+TEST(Strictness, LeavesOutWhatIsBelowIt) {
+    RunOptions options = optionsFor("Defective", "NotANumber");
+    options.invariants = {findInvariant("random")};
+    options.setup.strictness = Determinism;
+    EXPECT_EQ(run(options, {}).total().findings, 0);
+}
+
+}  // namespace
+}  // namespace bundlecheck
