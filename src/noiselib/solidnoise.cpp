@@ -1,8 +1,15 @@
 #include "noiselib/solidnoise.h"
 
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <array>
 #include <cmath>
 
+#include "k7pi_baselib/cpu.h"
 #include "noiselib/mtrandom.h"
+#include "noiselib/portable_math.h"
+#include "noiselib/solidnoise_simd.h"
 
 namespace {
 
@@ -24,76 +31,138 @@ constexpr uint8_t P[256] = {
 
 float ease(float t) { return (3.0F - 2.0F * t) * t * t; }
 float lerp(float t, float a, float b) { return a + t * (b - a); }
+__m128 lerp(__m128 t, __m128 a, __m128 b) { return a + t * (b - a); }
 
-// The low eight bits of the floor of a coordinate. Floats of 2^31 and more are whole multiples of 256.
-uint32_t cell(float floor_of_coordinate) {
-    return std::fabs(floor_of_coordinate) < 0x1p31F
-               ? static_cast<uint32_t>(static_cast<int32_t>(floor_of_coordinate)) & 255U
-               : 0U;
+// Four gradients times their offsets.
+__m128 four_dots(const float* a, const float* b, const float* c, const float* d, __m128 dx, __m128 dy, __m128 dz) {
+    const __m128 ab_xy = _mm_unpacklo_ps(_mm_load_ps(a), _mm_load_ps(b));
+    const __m128 cd_xy = _mm_unpacklo_ps(_mm_load_ps(c), _mm_load_ps(d));
+    const __m128 ab_z = _mm_unpackhi_ps(_mm_load_ps(a), _mm_load_ps(b));
+    const __m128 cd_z = _mm_unpackhi_ps(_mm_load_ps(c), _mm_load_ps(d));
+    return _mm_movelh_ps(ab_xy, cd_xy) * dx + _mm_movehl_ps(cd_xy, ab_xy) * dy + _mm_movelh_ps(ab_z, cd_z) * dz;
+}
+
+// The permutation of h and, in the next eight bits, of h + 1.
+constexpr auto PAIRS = [] {
+    std::array<uint32_t, 256> pairs{};
+    for (uint32_t h = 0; h < 256; ++h) pairs[h] = P[h] | static_cast<uint32_t>(P[(h + 1) & 255U]) << 8;
+    return pairs;
+}();
+
+constexpr float OCTAVE_STEP = 2.17F;  // not 2: no octave falls on another's lattice
+constexpr float MIN_FREQUENCY = 1e-7F;
+
+// A finite coordinate: the low eight bits of its floor, and what is above it.
+struct Coordinate {
+    uint32_t cell;
+    float fraction;
+
+    explicit Coordinate(float c) : cell(0), fraction(0) {
+        if (std::fabs(c) >= 0x1p31F) return;  // whole multiples of 256
+        const int32_t truncated = static_cast<int32_t>(c);
+        const int32_t whole = truncated - (static_cast<float>(truncated) > c);
+        cell = static_cast<uint32_t>(whole) & 255U;
+        fraction = c == 0 ? 0 : c - static_cast<float>(whole);
+    }
+};
+
+const SolidNoiseKernels& kernels() {
+    return cpu_select(baseline::solid_noise_kernels, avx2::solid_noise_kernels, avx512::solid_noise_kernels);
+}
+
+// Calls work(start, count) for the pieces of a row.
+template <class Work>
+void for_chunks(int count, const Work& work) {
+    for (int start = 0; start < count; start += NOISE_CHUNK) work(start, std::min(NOISE_CHUNK, count - start));
+}
+
+template <class Work>
+void for_octaves(float f_min, float f_max, const Work& work) {
+    for (float f = f_min < MIN_FREQUENCY ? MIN_FREQUENCY : f_min; f < f_max; f *= OCTAVE_STEP) work(f);
 }
 
 }  // namespace
 
 SolidNoise::SolidNoise(uint32_t seed) {
     MTRandom random(seed);
-    for (Gradient& gradient : gradients) {
+    Gradient drawn[256];
+    for (Gradient& gradient : drawn) {
         const float z = 2.0F * random.next_float() - 1.0F;
         const float r = std::sqrt(1.0F - z * z);
-        // In doubles and rounded once: the float forms of the system's library differ between processors.
-        const double angle = 6.2831854820251465F * random.next_float();
-        gradient = {r * static_cast<float>(std::cos(angle)), r * static_cast<float>(std::sin(angle)), z};
+        const SineCosine turn = sine_cosine(6.2831854820251465F * random.next_float());
+        gradient = {r * static_cast<float>(turn.cosine), r * static_cast<float>(turn.sine), z, 0};
     }
+    for (uint32_t h = 0; h < 256; ++h) gradients[h] = {drawn[P[h]], drawn[P[(h + 1) & 255U]]};
 }
 
 float SolidNoise::noise(float x, float y, float z) const {
-    if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z)) return 0;
-    const float floor_x = std::floor(x);
-    const float floor_y = std::floor(y);
-    const float floor_z = std::floor(z);
-    const float fx = x - floor_x;
-    const float fy = y - floor_y;
-    const float fz = z - floor_z;
-    const uint32_t i = cell(floor_x);
-    const uint32_t j = cell(floor_y);
-    const uint32_t k = cell(floor_z);
-    const float u = ease(fx);
-    const float v = ease(fy);
+    if ((x - x) + (y - y) + (z - z) != 0) return 0;
+    const Coordinate across(x);
+    const Coordinate up(y);
+    const Coordinate deep(z);
+    const float fx = across.fraction;
+    const float fy = up.fraction;
+    const float fz = deep.fraction;
 
-    const auto dot = [&](uint32_t hash, float dx, float dy, float dz) {
-        const Gradient& g = gradients[P[hash & 255U]];
-        return g.x * dx + g.y * dy + g.z * dz;
-    };
-    const auto plane = [&](uint32_t layer, float dz) {
-        const uint32_t a = P[layer & 255U] + j;
-        const uint32_t b = P[a & 255U] + i;
-        const uint32_t c = P[(a + 1) & 255U] + i;
-        return lerp(v, lerp(u, dot(b, fx, fy, dz), dot(b + 1, fx - 1, fy, dz)),
-                    lerp(u, dot(c, fx, fy - 1, dz), dot(c + 1, fx - 1, fy - 1, dz)));
-    };
-    return lerp(ease(fz), plane(k, fz), plane(k + 1, fz - 1));
+    // The four edges of the cell along x abreast: at the lower y and z, the upper y, the upper z, both upper.
+    const uint32_t layers = PAIRS[deep.cell];
+    const uint32_t near = PAIRS[(layers + up.cell) & 255U];
+    const uint32_t far = PAIRS[((layers >> 8) + up.cell) & 255U];
+    const auto edge = [&](uint32_t hash) -> const Edge& { return gradients[(hash + across.cell) & 255U]; };
+    const Edge& a = edge(near);
+    const Edge& b = edge(near >> 8);
+    const Edge& c = edge(far);
+    const Edge& d = edge(far >> 8);
+    const __m128 dy = _mm_setr_ps(fy, fy - 1, fy, fy - 1);
+    const __m128 dz = _mm_setr_ps(fz, fz, fz - 1, fz - 1);
+    const __m128 lower = four_dots(&a.lower.x, &b.lower.x, &c.lower.x, &d.lower.x, _mm_set1_ps(fx), dy, dz);
+    const __m128 upper = four_dots(&a.upper.x, &b.upper.x, &c.upper.x, &d.upper.x, _mm_set1_ps(fx - 1), dy, dz);
+    const __m128 along_x = lerp(_mm_set1_ps(ease(fx)), lower, upper);
+    const __m128 along_y = lerp(_mm_set1_ps(ease(fy)), along_x, _mm_shuffle_ps(along_x, along_x, 0xF5));
+    return lerp(ease(fz), _mm_cvtss_f32(along_y), _mm_cvtss_f32(_mm_movehl_ps(along_y, along_y)));
 }
 
 float SolidNoise::turbulence(float x, float y, float z, float f_min, float f_max) const {
-    float f = f_min < 1e-7F ? 1e-7F : f_min;
     float sum = 0;
-    for (; f < f_max; f *= 2.17F) sum += noise(f * x, f * y, f * z) / f;
+    for_octaves(f_min, f_max, [&](float f) { sum += noise(f * x, f * y, f * z) / f; });
     return sum;
 }
 
 void SolidNoise::noise_row(const float* x, const float* y, const float* z, float* out, int count) const {
-    for (int i = 0; i < count; ++i) out[i] = noise(x[i], y[i], z[i]);
+    kernels().points(tables(), x, y, z, out, count);
 }
 
 void SolidNoise::turbulence_row(const float* x, const float* y, const float* z, float f_min, float f_max, float* out,
                                 int count) const {
-    for (int i = 0; i < count; ++i) out[i] = turbulence(x[i], y[i], z[i], f_min, f_max);
+    const SolidNoiseKernels& kernel = kernels();
+    for_chunks(count, [&](int start, int length) {
+        float sum[NOISE_CHUNK] = {};
+        for_octaves(f_min, f_max,
+                    [&](float f) { kernel.add_points(tables(), x + start, y + start, z + start, f, sum, length); });
+        std::copy_n(sum, length, out + start);
+    });
 }
 
 void SolidNoise::noise_row(const NoiseLine& line, int first, float* out, int count) const {
-    for (int i = 0; i < count; ++i) out[i] = noise(line.x_at(first + i), line.y, line.z);
+    const SolidNoiseKernels& kernel = kernels();
+    for_chunks(count, [&](int start, int length) {
+        float x[NOISE_CHUNK];
+        kernel.positions(line.x, line.step, first + start, x, length);
+        kernel.line(tables(), x, line.y, line.z, line.step, out + start, length);
+    });
 }
 
 void SolidNoise::turbulence_row(const NoiseLine& line, int first, float f_min, float f_max, float* out,
                                 int count) const {
-    for (int i = 0; i < count; ++i) out[i] = turbulence(line.x_at(first + i), line.y, line.z, f_min, f_max);
+    const SolidNoiseKernels& kernel = kernels();
+    for_chunks(count, [&](int start, int length) {
+        float x[NOISE_CHUNK];
+        float* const sum = out + start;
+        kernel.positions(line.x, line.step, first + start, x, length);
+        std::fill_n(sum, length, 0.0F);
+        for_octaves(f_min, f_max,
+                    [&](float f) { kernel.add_line(tables(), x, line.y, line.z, line.step, f, sum, length); });
+    });
 }
+
+NoiseTables SolidNoise::tables() const { return {&gradients[0].lower.x, PAIRS.data()}; }

@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+struct NoiseTables;
+
 // Points along the x axis, equal steps apart: point i is (x_at(i), y, z). The position is worked out in doubles and
 // rounded once, so that a row has the same points however it is cut into pieces.
 struct NoiseLine {
@@ -39,7 +41,14 @@ class SolidNoise {
 
   private:
     struct Gradient {
-        float x, y, z;
+        float x, y, z, gap;
     };
-    Gradient gradients[256];
+    // The ends of a cell's edge along x.
+    struct Edge {
+        Gradient lower, upper;
+    };
+
+    NoiseTables tables() const;
+
+    alignas(32) Edge gradients[256];  // in the order of the hash: the permutation is already applied
 };

@@ -181,6 +181,23 @@ TEST(FrameClock, SizeStartModeInputsAndMarksBeginAnew) {
     EXPECT_TRUE(restartsWith(matte));
 }
 
+// A key in the past that moved shows nowhere near the present; who was told of it asks for a check.
+TEST(FrameClock, ARecheckFindsAChangedPast) {
+    Diary diary;
+    diary.curve = [](int f) { return f / 4; };
+    FrameClock clock;
+    for (int i = 0; i < 40; ++i) ASSERT_TRUE(clock.run(diary, frame(i, true)));
+    clock.recheck();  // nothing changed after all
+    ASSERT_TRUE(clock.run(diary, frame(40, true)));
+    EXPECT_EQ(clock.steps_taken(), 1);
+    diary.curve = [](int f) { return f == 30 ? 100 : f / 4; };
+    clock.recheck();
+    ASSERT_TRUE(clock.run(diary, frame(41, true)));
+    EXPECT_GT(clock.steps_taken(), 10);
+    EXPECT_LE(clock.steps_taken(), 16);
+    EXPECT_EQ(diary.shown, alone(diary, frame(41, true)));
+}
+
 TEST(FrameClock, AnEndedRenderGoesOnLater) {
     Diary diary;
     FrameClock clock;

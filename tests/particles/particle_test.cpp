@@ -139,6 +139,22 @@ TEST(ParticleSet, BirthTellsTheCallersRecordAndGrows) {
     EXPECT_EQ(set.live(), 101);
 }
 
+TEST(ParticleSet, ParticlesAreBornIntoTheSetsSpace) {
+    SparkSet set;
+    ASSERT_TRUE(set.translate(10, 20, 30));
+    ASSERT_TRUE(set.rotate(2, 1.57079633f));
+    Spark s;
+    s.position[0] = 1;
+    s.velocity[0] = 5;
+    ASSERT_TRUE(set.add_particle(&s));
+    EXPECT_EQ(s.position[0], 1);
+    EXPECT_NEAR(set.spark(0).position[0], 10, 1e-5);
+    EXPECT_NEAR(std::abs(set.spark(0).position[1] - 20), 1, 1e-5);
+    EXPECT_NEAR(set.spark(0).position[2], 30, 1e-5);
+    EXPECT_NEAR(set.spark(0).velocity[0], 0, 1e-5);
+    EXPECT_NEAR(std::abs(set.spark(0).velocity[1]), 5, 1e-5);
+}
+
 // Drawn where it is, then moved; the velocity whole, drag and then forces with the step's length.
 TEST(ParticleSet, StepsInOrder) {
     SparkSet set;

@@ -8,7 +8,7 @@
 #include <limits>
 #include <vector>
 
-#include "effects/families/weather/WuLine.h"
+#include "graphicslib/line_draw.h"
 #include "k7pi_baselib/cpu.h"
 #include "support/images.h"
 #include "support/row_threads.h"
@@ -171,7 +171,10 @@ TEST(Splats, TheOrderIsThatOfCollection) {
     K7Image* target = one_at_once.get();
     collect([&](int kind, const float* colour, float x, float y, float a, float b) {
         if (kind == 0) draw_point(target, colour, x, y, 0.9f);
-        if (kind == 1) draw_line(target, colour, x, y, a, b, 0.8f);
+        if (kind == 1) {
+            const float rgba[4] = {colour[0], colour[1], colour[2], 0.8f};
+            draw_line(target, rgba, x, y, a, b);
+        }
         if (kind == 2) draw_sprite(target, colour, &blob, x, y, 0.9f);
         if (kind == 3) draw_sprite_rotated(target, colour, &star, x, y, 0.9f, a);
     });
@@ -202,7 +205,6 @@ TEST(Splats, PointsCoverOnePixelByAQuarter) {
     const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
     for (const float bad : {-0.6f, 7.6f, 3e9f, inf, -inf, nan}) {
         EXPECT_FALSE(draw_point(image.get(), BLUE, bad, 3, 1)) << bad;
-        EXPECT_FALSE(draw_line(image.get(), BLUE, bad < 0 || bad > 9 ? inf : nan, 3, 2, 2, 1));
     }
     const Sprite sprite(make_soft_blob(3).get());
     for (const float bad : {inf, nan, -1e30f}) {
@@ -215,40 +217,6 @@ TEST(Splats, PointsCoverOnePixelByAQuarter) {
     EXPECT_FALSE(draw_sprite(nullptr, BLUE, &sprite, 3, 3, 1));
     EXPECT_FALSE(draw_point(make_image(8, 6, 1, SAMPLE_F32).get(), BLUE, 3, 3, 1));
     EXPECT_FLOAT_EQ(at(image.get(), 3, 4, 3), 0.2f);
-}
-
-// Coverage is spread over the two pixels across a line, and sums up to its length.
-TEST(Splats, LinesSumUpToTheirLength) {
-    const auto total = [](float x0, float y0, float x1, float y1) {
-        double sum = 0;
-        WuLine(x0, y0, x1, y1).walk(100, 0, 99, [&](int, int, float coverage) { sum += coverage; });
-        return sum;
-    };
-    EXPECT_NEAR(total(10, 20, 60, 20), 50, 1e-3);
-    EXPECT_NEAR(total(10.3f, 20.7f, 60.6f, 45.1f), 50.3, 1e-3);
-    EXPECT_NEAR(total(30.2f, 90.5f, 35.9f, 10.25f), 80.25, 1e-3);
-    EXPECT_NEAR(total(35.9f, 10.25f, 30.2f, 90.5f), 80.25, 1e-3);
-    EXPECT_EQ(total(10, 20, 10, 20), 0);
-    EXPECT_NEAR(total(-1e5f, 50, 1e5f, 50), 100, 0.1);
-}
-
-// The rows of a line do not depend on which band asks for them.
-TEST(Splats, LinesInBandsAreTheWholeLine) {
-    unsigned r = 7;
-    const auto next = [&] {
-        r = r * 1664525u + 1013904223u;
-        return float(int(r >> 8) % 4000) * 0.05f - 50;
-    };
-    for (int i = 0; i < 200; ++i) {
-        const WuLine line(next(), next(), next(), next());
-        std::vector<float> whole(100 * 100), bands(100 * 100);
-        const auto into = [](std::vector<float>& sums) {
-            return [&sums](int x, int y, float coverage) { sums[std::size_t(y) * 100 + x] += coverage; };
-        };
-        line.walk(100, 0, 99, into(whole));
-        for (int y = 0; y < 100; y += 7) line.walk(100, y, std::min(y + 6, 99), into(bands));
-        ASSERT_EQ(whole, bands) << i;
-    }
 }
 
 }  // namespace

@@ -64,7 +64,13 @@ bool ParticleSetBase::add_particle(ParticleBase* particle) {
     ++last_index;
     particle->age = 0;
     particle->id = last_index;
-    std::memcpy(static_cast<void*>(&at(last_index)), static_cast<const void*>(particle), stride());
+    ParticleBase& added = at(last_index);
+    std::memcpy(static_cast<void*>(&added), static_cast<const void*>(particle), stride());
+    if (model() == Matrix4::identity()) return true;
+    float place[4];
+    transform_homogeneous(model(), added.position, place);
+    std::copy_n(place, 3, added.position);
+    transform_direction(added.velocity, added.velocity);
     return true;
 }
 

@@ -11,15 +11,16 @@
 #include <cstdint>
 
 #include "effects/families/particles/ParticleBase.h"
+#include "graphicslib/geometric_transform.h"
 #include "imagelib/imagelib_resample.h"
 #include "noiselib/mtrandom.h"
 
-class ParticleSetBase {
+class ParticleSetBase : public GeometricTransform {
   public:
     static constexpr std::uint32_t SEED = 1234567;  // of every set
 
     explicit ParticleSetBase(std::uint32_t seed);
-    virtual ~ParticleSetBase();
+    ~ParticleSetBase() override;
     ParticleSetBase(const ParticleSetBase&) = delete;
     ParticleSetBase& operator=(const ParticleSetBase&) = delete;
 
@@ -29,8 +30,8 @@ class ParticleSetBase {
     virtual void advance_particle(ParticleBase& particle);
 
     bool set_particle_size(std::int32_t bytes);
-    // Adds a copy, moved into the set's space; the caller's record gets age 0 and its id. True also for a particle that
-    // the birth mask keeps out.
+    // Adds a copy, brought into the set's space by the model transform, once and for all; the caller's record gets age
+    // 0 and its id. True also for a particle that the birth mask keeps out.
     bool add_particle(ParticleBase* particle);
     int add_force(const float vector[3]);  // its index, or -1
     bool set_force(int index, const float vector[3]);

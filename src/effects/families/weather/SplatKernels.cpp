@@ -14,10 +14,16 @@ constexpr int LANES = 4;
 #endif
 constexpr int CHUNK = 64;  // pixels whose coverage is worked out at once
 typedef float Floats __attribute__((vector_size(4 * LANES)));
+typedef float Quad __attribute__((vector_size(16)));
 typedef int Ints __attribute__((vector_size(4 * LANES)));
 
 static inline Floats load(const float* from) {
     Floats value;
+    __builtin_memcpy(&value, from, sizeof value);
+    return value;
+}
+static inline Quad load4(const float* from) {
+    Quad value;
     __builtin_memcpy(&value, from, sizeof value);
     return value;
 }
@@ -29,13 +35,11 @@ static inline void blend(float* out, const float* coverage, int count, __m128 co
 #if defined(__AVX512F__)
     const __m512 colours = _mm512_broadcast_f32x4(colour), one = _mm512_set1_ps(1.0f);
     const __m512i spread = _mm512_set_epi32(3, 3, 3, 3, 2, 2, 2, 2, 1, 1, 1, 1, 0, 0, 0, 0);
-    for (; i < count; i += 4) {
-        const int left = count - i;
-        const __mmask16 lanes = left >= 4 ? __mmask16(0xffff) : __mmask16((1 << (4 * left)) - 1);
+    for (; i + 3 < count; i += 4) {  // masks for the rest would cost more than single pixels
         const __m512 c = _mm512_permutexvar_ps(spread, _mm512_castps128_ps512(_mm_loadu_ps(coverage + i)));
-        const __m512 below = _mm512_maskz_loadu_ps(lanes, out + 4L * i);
-        const __m512 sum = _mm512_add_ps(_mm512_mul_ps(c, colours), _mm512_mul_ps(_mm512_sub_ps(one, c), below));
-        _mm512_mask_storeu_ps(out + 4L * i, lanes, sum);
+        const __m512 below = _mm512_loadu_ps(out + 4L * i);
+        _mm512_storeu_ps(out + 4L * i,
+                         _mm512_add_ps(_mm512_mul_ps(c, colours), _mm512_mul_ps(_mm512_sub_ps(one, c), below)));
     }
 #elif defined(__AVX2__)
     const __m256 colours = _mm256_broadcast_ps(&colour), one = _mm256_set1_ps(1.0f);
@@ -120,7 +124,8 @@ static void turned(const SplatTarget& target, const SplatSprite& sprite, const S
     const int bottom_row = larger(place.first_row, target.first_row);
     const int top_row = smaller(place.last_row, target.last_row);
     Places at;
-    alignas(64) float near_left[CHUNK], near_right[CHUNK], far_left[CHUNK], far_right[CHUNK], coverage[CHUNK];
+    alignas(64) float coverage[CHUNK];
+    const long above = sprite.pitch;
     for (int y = bottom_row; y <= top_row; ++y) {
         const float dy = float(y) - place.y;
         const float row_u = place.sine * dy, row_v = place.cosine * dy;
@@ -142,19 +147,16 @@ static void turned(const SplatTarget& target, const SplatSprite& sprite, const S
                 store(at.tx + i, u - __builtin_convertvector(column, Floats));
                 store(at.ty + i, v - __builtin_convertvector(row, Floats));
             }
-            // One by one: faster than the gather instructions of most processors.
-            for (int i = 0; i < count; ++i) {
-                const float* sample = corner + at.index[i];
-                near_left[i] = sample[0];
-                near_right[i] = sample[1];
-                far_left[i] = sample[sprite.pitch];
-                far_right[i] = sample[sprite.pitch + 1];
-            }
-            for (int i = 0; i < count; i += LANES) {
-                const Floats tx = load(at.tx + i), ty = load(at.ty + i);
-                const Floats near = (1 - tx) * load(near_left + i) + tx * load(near_right + i);
-                const Floats far = (1 - tx) * load(far_left + i) + tx * load(far_right + i);
-                store(coverage + i, ((1 - ty) * near + ty * far) * place.opacity);
+            // Four at a time, loaded one by one: faster than the gather instructions of most processors.
+            for (int i = 0; i < count; i += 4) {
+                const float *p0 = corner + at.index[i], *p1 = corner + at.index[i + 1];
+                const float *p2 = corner + at.index[i + 2], *p3 = corner + at.index[i + 3];
+                const Quad tx = load4(at.tx + i), ty = load4(at.ty + i);
+                const Quad near = (1 - tx) * Quad{p0[0], p1[0], p2[0], p3[0]} + tx * Quad{p0[1], p1[1], p2[1], p3[1]};
+                const Quad far = (1 - tx) * Quad{p0[above], p1[above], p2[above], p3[above]} +
+                                 tx * Quad{p0[above + 1], p1[above + 1], p2[above + 1], p3[above + 1]};
+                const Quad sum = ((1 - ty) * near + ty * far) * place.opacity;
+                __builtin_memcpy(coverage + i, &sum, sizeof sum);
             }
             blend(out + 4L * x, coverage, count, colour);
         }

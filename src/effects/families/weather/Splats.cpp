@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "effects/families/weather/SplatKernels.h"
-#include "effects/families/weather/WuLine.h"
+#include "graphicslib/line_draw.h"
 #include "k7pi_baselib/cpu.h"
 
 namespace {
@@ -25,6 +25,17 @@ void cover(float* pixel, const float* colour, float coverage) {
     for (int c = 0; c < 3; ++c) pixel[c] = coverage * colour[c] + (1 - coverage) * pixel[c];
     pixel[3] = coverage + (1 - coverage) * pixel[3];
 }
+
+class CoveringLine final : public LineDraw {
+  public:
+    CoveringLine(K7Image* into, const float* colour, float opacity)
+        : LineDraw(into), m_colour(colour), m_opacity(opacity) {}
+    void pixel(int x, int y, float coverage, float) override { cover(pixel_at(x, y), m_colour, coverage * m_opacity); }
+
+  private:
+    const float* m_colour;
+    float m_opacity;
+};
 
 const SplatKernels& kernels() {
     return cpu_select(baseline::splat_kernels, avx2::splat_kernels, avx512::splat_kernels);
@@ -159,7 +170,7 @@ void Splats::fetch(K7Image* image, const Item& item, int first, int last) {
     for (int y = std::max(first, item.first_row); y <= std::min(last, item.last_row); ++y) {
         const float* row = image_row<float>(image, y);
         for (int x = item.first_column; x <= item.last_column + LINE - 1; x += LINE)
-            __builtin_prefetch(row + 4L * std::min(x, item.last_column), 1);
+            __builtin_prefetch(row + 4L * std::min(x, item.last_column), 0, 2);
     }
 }
 
@@ -177,11 +188,9 @@ void Splats::drawBand(K7Image* image, const std::vector<std::uint32_t>& order, s
         if (item.kind == Kind::Point) {
             cover(image_row<float>(image, item.first_row) + 4L * item.first_column, item.colour, item.opacity);
         } else if (item.kind == Kind::Line) {
-            const WuLine line(item.x, item.y, item.a, item.b);
-            line.walk(m_width, std::max(first, item.first_row), std::min(last, item.last_row),
-                      [&](int x, int y, float coverage) {
-                          cover(image_row<float>(image, y) + 4L * x, item.colour, coverage * item.opacity);
-                      });
+            CoveringLine line(image, item.colour, item.opacity);
+            line.set_clip(0, std::max(first, item.first_row), m_width - 1, std::min(last, item.last_row));
+            line.draw(item.x, item.y, item.a, item.b);
         } else if (item.kind == Kind::Painted) {
             item.painter(item.source, item.item, image, std::max(first, item.first_row), std::min(last, item.last_row));
         } else {
@@ -220,10 +229,6 @@ bool draw_one(K7Image* image, Collect collect) {
 
 bool draw_point(K7Image* image, const float* colour, float x, float y, float opacity) {
     return draw_one(image, [&](Splats& splats) { splats.point(colour, x, y, opacity); });
-}
-
-bool draw_line(K7Image* image, const float* colour, float x0, float y0, float x1, float y1, float coverage) {
-    return draw_one(image, [&](Splats& splats) { splats.line(colour, x0, y0, x1, y1, coverage); });
 }
 
 bool draw_sprite(K7Image* image, const float* colour, const Sprite* sprite, float x, float y, float opacity) {

@@ -66,9 +66,9 @@ class Splats {
     std::vector<Item> m_items;
 };
 
-// One at once, on the calling thread. False where the image is not float RGBA, or nothing could be drawn.
+// One at once, on the calling thread; lines: graphicslib/line_draw.h. False where the image is not float RGBA, or
+// nothing could be drawn.
 bool draw_point(K7Image* image, const float* colour, float x, float y, float opacity);
-bool draw_line(K7Image* image, const float* colour, float x0, float y0, float x1, float y1, float coverage);
 bool draw_sprite(K7Image* image, const float* colour, const Sprite* sprite, float x, float y, float opacity);
 bool draw_sprite_rotated(K7Image* image, const float* colour, const Sprite* sprite, float x, float y, float opacity,
                          float radians);

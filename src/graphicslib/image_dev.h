@@ -1,0 +1,126 @@
+// The pixels that raster graphics draw on, and the mapping of normalised coordinates onto them.
+#pragma once
+
+#include <algorithm>
+
+#include "imagelib/imagelib.h"
+
+struct GraphicsColour {
+    float r = 0, g = 0, b = 0, a = 0;
+};
+
+// -1 to 1 in each axis onto a device of width x height pixels.
+class NDC_to_DC {
+  public:
+    NDC_to_DC() { derive(); }
+    virtual ~NDC_to_DC() = default;
+
+    // Modes 1 and 2 keep shapes: 1 fits the square into the device, 2 fills the device; 3 and 4 are the same two for a
+    // device taller than wide, which 1 and 2 turn into by themselves. 5 stretches each axis to its own size.
+    bool set_fit_mode(int mode);
+    bool set_device(float width, float height, float device_aspect, float window_aspect = 1);
+    int fit_mode() const { return m_mode; }
+    float device_width() const { return m_width; }
+    float device_height() const { return m_height; }
+
+    void to_device(const float ndc[2], float device[2]) const {
+        device[0] = ndc[0] * x_scale + x_centre;
+        device[1] = ndc[1] * y_scale + y_centre;
+    }
+    void from_device(const float device[2], float ndc[2]) const {
+        ndc[0] = (device[0] - x_centre) / x_scale;
+        ndc[1] = (device[1] - y_centre) / y_scale;
+    }
+
+  private:
+    void derive();
+
+    float m_width = 100, m_height = 100;
+    float device_pixel_aspect = 1, window_pixel_aspect = 1;
+    int m_mode = 1;
+    float x_scale = 50, y_scale = 50, x_centre = 50, y_centre = 50;
+};
+
+class ImageDev : public NDC_to_DC {
+  public:
+    enum Blend { REPLACE = 1, ADD = 2, OVER = 3 };
+    static constexpr float FARTHEST = 3e38F;  // the depth of an empty picture
+
+    // Sizes 2 to 65535, an aspect above 0 and up to 1000, a sample type as depth code; anything else is refused and
+    // changes nothing. Images that fit are kept as they are. A device that does not own its target draws on the image
+    // of set_target.
+    bool prepare_device(int width, int height, float aspect, int depth_code, bool owns_target = true);
+    bool set_target(K7Image* image);  // 4 channels, of the device's size and depth; false when the device owns its own
+    bool device_ready() const { return ready; }
+    bool device_used() const { return used; }
+
+    void clear_device(const GraphicsColour& colour);  // the target; and clears the buffers
+    void clear_buffers();
+
+    K7Image* target() const { return owns_target ? own_target.get() : other_target; }
+    K7Image* accumulator() const { return accumulator_image.get(); }
+    K7Image* sample() const { return sample_image.get(); }
+    K7Image* depth() const { return depth_image.get(); }
+
+    void set_device_colour(const GraphicsColour& colour) {
+        previous = current;
+        current = colour;
+    }
+    bool set_blend(int mode);
+    // Bands and rows run through this, or on the calling thread.
+    void set_multiprocess(void* context, RowDispatcher launcher) {
+        process_context = context;
+        process_launcher = launcher;
+    }
+
+    // The colour between the previous (coverage 0) and the current one (1), its alpha times t, by the blend that is
+    // set.
+    virtual void pixel(int x, int y, float coverage, float t);
+    virtual void pixel_colour(int x, int y, const GraphicsColour& colour, int blend);
+
+  protected:
+    // What has been written of the buffers since they were cleared, both ends inclusive.
+    struct Rect {
+        int x0 = 0, y0 = 0, x1 = -1, y1 = -1;
+        bool empty() const { return x0 > x1 || y0 > y1; }
+        void add(const Rect& other) {
+            if (other.empty()) return;
+            if (empty()) {
+                *this = other;
+                return;
+            }
+            x0 = std::min(x0, other.x0), y0 = std::min(y0, other.y0);
+            x1 = std::max(x1, other.x1), y1 = std::max(y1, other.y1);
+        }
+    };
+    void mark_buffers(const Rect& rect) { written.add(rect); }
+    void launch(int count, RowWorker worker, void* job) const;
+    template <class Work>
+    void launch(int count, Work&& work) const {
+        launch(
+            count,
+            [](void* job, int first, int last) { (*static_cast<std::remove_reference_t<Work>*>(job))(first, last); },
+            &work);
+    }
+    bool has_launcher() const { return process_launcher != nullptr; }
+    // A level 0 to 1 in the units of the target, limited to what it holds.
+    static double to_units(float level, int depth_code);
+    // One sample of row `out`, at index i.
+    static void store(void* out, int i, float level, int depth_code);
+
+    bool used = false;
+    float device_pen[3] = {0, 0, 0};
+    bool swap_axes = false;
+    GraphicsColour current, previous;
+
+  private:
+    bool ready = false;
+    int blend_mode = OVER;
+    bool owns_target = true;
+    int target_depth = SAMPLE_F32;
+    ImagePtr own_target, accumulator_image, sample_image, depth_image;
+    K7Image* other_target = nullptr;
+    Rect written;
+    void* process_context = nullptr;
+    RowDispatcher process_launcher = nullptr;
+};

@@ -1,0 +1,94 @@
+#include "graphicslib/line_draw.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "graphicslib/wu_line.h"
+
+namespace {
+
+bool is_float_image(const K7Image* image, int channels) {
+    return image && image->pixels && image->sample_type == SAMPLE_F32 && image->channels >= channels;
+}
+
+}  // namespace
+
+bool draw_line(K7Image* image, const float colour[4], float x0, float y0, float x1, float y1, float opacity_start,
+               float opacity_end) {
+    if (!is_float_image(image, 4) || !colour) return false;
+    wu::Line line;
+    if (!wu::prepare(x0, y0, x1, y1, line)) return false;
+    const float start = colour[3] * opacity_start, change = colour[3] * (opacity_end - opacity_start);
+    const int channels = image->channels;
+    wu::walk(line, {0, 0, image->width - 1, image->height - 1}, [&](int x, int y, float coverage, float t) {
+        float* out = image_row<float>(image, y) + x * channels;
+        const float c = coverage * (start + change * t), keep = 1 - c;
+        out[0] = c * colour[0] + keep * out[0];
+        out[1] = c * colour[1] + keep * out[1];
+        out[2] = c * colour[2] + keep * out[2];
+        out[3] = c + keep * out[3];
+    });
+    image->stats_valid = 0;
+    return true;
+}
+
+LineDraw::LineDraw(K7Image* target, void* user)
+    : user_pointer(user), image(is_float_image(target, 3) ? target : nullptr) {
+    if (!image) return;
+    clip_x1 = image->width - 1;
+    clip_y1 = image->height - 1;
+}
+
+bool LineDraw::set_clip(int x0, int y0, int x1, int y1) {
+    if (!image) return false;
+    x0 = std::max(x0, 0), y0 = std::max(y0, 0);
+    x1 = std::min(x1, image->width - 1), y1 = std::min(y1, image->height - 1);
+    if (x0 > x1 || y0 > y1) return false;
+    clip_x0 = x0, clip_y0 = y0, clip_x1 = x1, clip_y1 = y1;
+    return true;
+}
+
+bool LineDraw::draw(float x0, float y0, float x1, float y1) {
+    wu::Line line;
+    if (!image || !wu::prepare(x0, y0, x1, y1, line)) return false;
+    swapped_axes = line.swapped;
+    line_length = static_cast<float>(line.length);
+    wu::walk(line, {clip_x0, clip_y0, clip_x1, clip_y1},
+             [this](int x, int y, float coverage, float t) { pixel(x, y, coverage, t); });
+    image->stats_valid = 0;
+    return true;
+}
+
+StreakLineDraw::StreakLineDraw(K7Image* target, const float* table, int half_width, float fade_from)
+    : LineDraw(target), colours(table), entries(half_width > 0 && table ? 2 * half_width : 0), fade_start(fade_from) {}
+
+void StreakLineDraw::pixel(int x, int y, float coverage, float t) {
+    if (entries == 0) return;
+    float fade = 1;
+    if (t > fade_start) {
+        const float s = std::clamp((t - fade_start) / (1 - fade_start), 0.0F, 1.0F);
+        fade = 1 - (3 - 2 * s) * s * s;
+    }
+    const float position = t * length();
+    const int entry = position < static_cast<float>(entries) ? std::max(static_cast<int>(position), 0) : entries - 1;
+    const float* colour = colours + 3 * static_cast<std::ptrdiff_t>(entry);
+    const float weight = coverage * fade;
+    float* out = pixel_at(x, y);
+    out[0] += weight * red * colour[0];
+    out[1] += weight * green * colour[1];
+    out[2] += weight * blue * colour[2];
+}
+
+MyLineDraw::MyLineDraw(K7Image* target, const Ink* ink)
+    : LineDraw(is_float_image(target, 4) && ink ? target : nullptr, const_cast<Ink*>(ink)) {}
+
+void MyLineDraw::pixel(int x, int y, float coverage, float t) {
+    const auto& ink = *static_cast<const Ink*>(user());
+    const float a = coverage * t * ink.strength;
+    const float keep = ink.keep_background ? 1 : std::max(1 - a, 0.0F);
+    float* out = pixel_at(x, y);
+    out[0] = a * ink.r + keep * out[0];
+    out[1] = a * ink.g + keep * out[1];
+    out[2] = a * ink.b + keep * out[2];
+    out[3] = keep * out[3] + a;
+}

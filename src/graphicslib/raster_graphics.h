@@ -1,0 +1,173 @@
+// A small retained pipeline: strokes and discs in space become a list of polygons, lines and discs in pixels, which
+// render_list draws back to front, many samples a pixel, into the target image.
+//
+// A frame: prepare_device, set_colour, set_line_width, clear_device, enter_pixel_space, clear_list; for each stroke
+// begin_stroke, set_vertex_colour and add_vertex for its vertices, end_stroke; leave_pixel_space, render_list. One
+// object serves many frames and keeps its memory.
+//
+// The picture does not depend on the number of bands or threads: nodes are clipped against the whole device, never
+// against a band, and every pixel's value follows from its nodes and samples alone.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "graphicslib/display_list.h"
+#include "graphicslib/light_def.h"
+#include "graphicslib/line_graphics.h"
+#include "graphicslib/line_rasterizer.h"
+#include "graphicslib/polygon_rasterizer.h"
+#include "graphicslib/sampling_pattern.h"
+#include "graphicslib/thick_line.h"
+
+// What a shader gets, and may change through `sample` (r, g, b, a).
+struct RasterFragment {
+    int x, y;
+    float* sample;
+    float coverage;
+    float position[3];  // as given with the vertex
+    float normal[3];
+    float colour[4];
+    float w;             // 1 when there is no perspective
+    float texture_area;  // of the pixel, in the first two floats of the normal, for the filtering of textures
+    std::uint16_t material, second_id;
+};
+using RasterShader = void (*)(const RasterFragment& fragment, void* data);
+
+class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSamplingPattern {
+  public:
+    static constexpr int vertex_floats = thick::FLOATS;
+    // Places in a vertex: clip position, or pixel x, y and depth and w; position as given; normal; colour; spare.
+    enum { CLIP = 0, POSITION = 4, NORMAL = 7, COLOUR = 10, SPARE = 14 };
+    static constexpr int LIGHTS = 16, MATERIALS = 32768, TEXTURES = 256;
+    using Vertex = thick::Vertex;
+
+    RasterGraphics();
+    ~RasterGraphics() override;
+    RasterGraphics(const RasterGraphics&) = delete;
+    RasterGraphics& operator=(const RasterGraphics&) = delete;
+
+    // ---- State ------------------------------------------------------------------------------------------------
+    void set_colour(const GraphicsColour& colour);  // of the pen, of clear_device and of coming vertices
+    void clear_device() { ImageDev::clear_device(pen_colour()); }
+    // Of the mean of the image's sides; below 0.001 strokes are antialiased lines of one pixel. Refuses negatives.
+    bool set_line_width(float width);
+    bool set_samples_per_side(int samples);  // 1 to 64; a picture takes the square of it
+    // PolygonRasterizer::PLAIN, initially, or EXACT: smooth edges from a single sample, where pixels on the line
+    // between two pieces of a stroke come out a little thinner.
+    bool set_polygon_mode(int mode);
+    bool set_num_bands(int bands);  // 1 to 1024
+    void set_sampling_seed(std::uint32_t seed) { sampling_seed = seed; }
+    void set_material(std::uint16_t material) { current_material = material; }
+    void set_second_id(std::uint16_t id) { current_second_id = id; }
+    void set_name(std::string_view name);  // up to 255 bytes, of which nodes keep eight
+    bool set_shader(int material, RasterShader shader, void* data);
+    bool set_texture(int index, const void* buffer, void* object);
+    // The light at an index below LIGHTS, made when it is not there; 0 is "ambient".
+    LightDef* add_light(int index, std::string_view name);
+    LightDef* light(int index) const;
+    LightDef* find_light(std::string_view name) const;
+
+    // World units become pixels: x 0 to width - 1, y 0 to height - 1, z 0 to -hypotenuse. Entering twice fails.
+    bool enter_pixel_space();
+    bool leave_pixel_space();
+
+    // ---- Drawing into the list ----------------------------------------------------------------------------------
+    // A stroke belongs to one thread from begin to end; others wait in begin_stroke.
+    bool begin_stroke();
+    void set_vertex_colour(float r, float g, float b, float a);  // limited to 0 to 1
+    void set_vertex_normal(float x, float y, float z);
+    bool add_vertex(float x, float y, float z = 0);
+    // False when memory ran out. A stroke of one vertex draws nothing, a closed one of two is open.
+    bool end_stroke(bool closed);
+    // A disc of pixels around a point of the world, fading from its centre. False outside the view.
+    bool add_disc(const float centre[3], float radius, const GraphicsColour& colour);
+    // A polygon of the world's space, clipped to the view.
+    bool add_polygon(int count, const float* points);
+
+    void clear_list();
+    int list_count() const { return list.count(); }
+    const DisplayNode* list_head() const { return list.head(); }
+    const float* bounds_low() const { return low; }
+    const float* bounds_high() const { return high; }
+
+    // ---- Rendering ----------------------------------------------------------------------------------------------
+    // False when the device is not ready or memory runs out. With nothing in the list the target stays as it is, else
+    // it is written whole.
+    bool render_list();
+
+    void device_move(const float* ndc) override;
+    void device_draw(const float* ndc) override;  // at once, into the target
+    void device_set_colour(const GraphicsColour& colour) override { set_device_colour(colour); }
+    void device_set_width(float width) override { set_line_width(width); }
+    void device_set_style(int style) override { line_style = style; }
+
+  private:
+    struct Band;
+    struct Render;
+    friend struct Band;
+    friend class RasterGraphicsPolygonRasterizer;
+    friend class RasterGraphicsLineRasterizer;
+    struct Material {
+        RasterShader shader = nullptr;
+        void* data = nullptr;
+    };
+    struct Texture {
+        const void* buffer = nullptr;
+        void* object = nullptr;
+    };
+
+    Vertex make_vertex(const float position[3]) const;
+    bool to_device(Vertex& vertex) const;
+    bool add_segment(const Vertex& a, const Vertex& b);
+    bool flush_polyline(bool ring);
+    bool add_line_node(const Vertex& a, const Vertex& b);
+    static bool add_polygon_node(int count, const Vertex* vertices, void* graphics);
+    DisplayNode* add_node(DisplayNode::Kind kind, int count, const Vertex* vertices);
+    void widen_bounds(float x, float y, float z);
+    const Material* material_of(const DisplayNode& node) const;
+    bool has_shader(const DisplayNode& node) const { return material_of(node) != nullptr; }
+    void write_fragment(const DisplayNode& node, RasterFragment& fragment, float z);
+
+    bool sort_list();
+    bool prepare_bands();
+    void plan_samples(Render& render);
+    void write_target(const Render& render);
+
+    // The current vertex and stroke
+    Vertex current_vertex{};
+    std::vector<Vertex> stroke, polyline;
+    bool stroke_failed = false;
+    std::mutex stroke_lock;
+    std::atomic<std::thread::id> stroke_owner{};
+
+    float line_width = 0.005F;
+    int samples_per_side = 4;
+    int polygon_mode = PolygonRasterizer::PLAIN;
+    int num_bands = 1;
+    int line_style = 0;
+    std::uint32_t sampling_seed = 1;
+
+    DisplayList list;
+    std::vector<DisplayNode*> sorted;
+    float low[3], high[3];
+
+    std::uint16_t current_material = 0, current_second_id = 0xFFFF;
+    std::string current_name;
+    std::vector<Material> materials;  // empty until the first shader
+    std::array<Texture, TEXTURES> textures;
+    std::array<std::unique_ptr<LightDef>, LIGHTS> lights;
+
+    std::vector<std::unique_ptr<Band>> bands;
+    bool in_pixel_space = false;
+    SavedLevels saved_levels{};
+    int saved_fit_mode = 1;
+    float saved_text_height = 0.01F;
+};

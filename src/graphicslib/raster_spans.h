@@ -1,0 +1,34 @@
+// Private: the inner loops of rendering, one table for each instruction set.
+#pragma once
+
+namespace raster {
+
+// Colour r, g, b, a and depth along a run of pixels: value + t * change, with t the place of a pixel's centre between
+// x_start and x_start + 1 / scale, limited to 0 to 1.
+struct SpanShade {
+    float colour[4], colour_change[4];
+    float z, z_change;
+    float x_start, scale;
+};
+
+struct Kernels {
+    // Source-over with depth test of `count` pixels from pixel x on. Where coverage (null: 1) is 0 nothing happens.
+    void (*shade)(float* sample, float* depth, const float* coverage, int x, int count, const SpanShade& span);
+    void (*fill)(float* values, int count, float value);
+    void (*weigh)(float* sums, const float* values, int count, float weight);  // sums = values * weight
+    void (*add_weighted)(float* sums, const float* values, int count, float weight);
+};
+
+namespace baseline {
+extern const Kernels KERNELS;
+}
+namespace avx2 {
+extern const Kernels KERNELS;
+}
+namespace avx512 {
+extern const Kernels KERNELS;
+}
+
+const Kernels& kernels();
+
+}  // namespace raster

@@ -1,0 +1,79 @@
+#include "graphicslib/sampling_pattern.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr int ATTEMPTS = 1024;
+
+}  // namespace
+
+bool StochasticSamplingPattern::init(std::uint32_t new_seed, int cells_per_side, int number_of_sets, int new_mode) {
+    if (cells_per_side < 1 || cells_per_side > 1024 || number_of_sets < 1) return false;
+    if (number_of_sets > (1 << 26) / (cells_per_side * cells_per_side)) return false;
+    if (new_mode != JITTERED && new_mode != POISSON) return false;
+    cursor = 0;
+    if (new_seed == m_seed && cells_per_side == cells && number_of_sets == sets && new_mode == m_mode) return true;
+    m_seed = new_seed;
+    cells = cells_per_side;
+    sets = number_of_sets;
+    m_mode = new_mode;
+    cells_per_set = cells * cells;
+    total = cells_per_set * sets;
+    random = MTRandom(m_seed);
+    places.clear();
+    return true;
+}
+
+bool StochasticSamplingPattern::keeps_distance(const Place& candidate) const {
+    const float limit = 0.2F / static_cast<float>(cells), limit_squared = limit * limit;
+    return std::all_of(places.begin(), places.end(), [&](const Place& place) {
+        const float dx = place.x - candidate.x, dy = place.y - candidate.y;
+        return dx * dx + dy * dy > limit_squared;
+    });
+}
+
+// Sets come into being when they are first asked for: pictures mostly use the first one only, and the distances of a
+// Poisson pattern are to the places before.
+void StochasticSamplingPattern::add_set() {
+    const float cell = 1 / static_cast<float>(cells);
+    for (int j = 0; j < cells; ++j)
+        for (int i = 0; i < cells; ++i) {
+            Place candidate{};
+            for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
+                candidate.x = static_cast<float>(i) * cell + random.next_float_in(0, cell);
+                candidate.y = static_cast<float>(j) * cell + random.next_float_in(0, cell);
+                if (m_mode == JITTERED || places.empty() || keeps_distance(candidate)) break;
+            }
+            places.push_back(candidate);
+        }
+}
+
+void StochasticSamplingPattern::set_cursor(int index) {
+    if (index >= 0) cursor = index % total;
+}
+
+void StochasticSamplingPattern::next_sample(float place[3]) {
+    while (places.size() <= std::size_t(cursor)) add_set();
+    place[0] = places[std::size_t(cursor)].x;
+    place[1] = places[std::size_t(cursor)].y;
+    place[2] = 0;
+    cursor = (cursor + 1) % total;
+}
+
+void StochasticSamplingPattern::centred_sample(float scale, float offset[3]) {
+    next_sample(offset);
+    offset[0] = (offset[0] - 0.5F) * scale;
+    offset[1] = (offset[1] - 0.5F) * scale;
+}
+
+float StochasticSamplingPattern::gaussian_sample(float radius, float offset[3]) {
+    offset[0] = offset[1] = offset[2] = 0;
+    if (!(radius > 0.01F)) return 1;
+    const double s = radius / std::sqrt(2 * std::log(2.0)), scale = 2 * s;
+    centred_sample(static_cast<float>(scale), offset);
+    for (int i = 0; i < 2; ++i) offset[i] *= static_cast<float>(scale);  // twice the scale: the filter's reach
+    const double squared = double(offset[0]) * offset[0] + double(offset[1]) * offset[1];
+    return static_cast<float>(std::exp(-squared / (s * scale)));
+}

@@ -1,0 +1,157 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <set>
+#include <string>
+
+#include "graphicslib/bit_text.h"
+#include "graphicslib/graphics_path.h"
+#include "graphicslib/hershey_font.h"
+
+namespace {
+
+int pairs(const char* glyph) { return std::atoi(std::string(glyph, 3).c_str()); }
+
+TEST(HersheyFont, HoldsThePublishedGlyphsInTheirSlots) {
+    int set = 0;
+    for (int i = 0; i < HersheyFont::SLOTS; ++i) {
+        const char* glyph = HersheyFont::slot(i);
+        if (!glyph) continue;
+        ++set;
+        ASSERT_EQ(std::strlen(glyph), 3 + 2 * std::size_t(pairs(glyph))) << i;
+        EXPECT_LE(glyph[3], glyph[4]) << i;  // the left margin is left of the right one
+    }
+    EXPECT_EQ(set, 1597);
+    for (const auto& [first, last] :
+         {std::pair{2, 51}, {198, 236}, {502, 577}, {584, 584}, {602, 678}, {2302, 2313}, {3902, 3927}}) {
+        EXPECT_EQ(HersheyFont::slot(first - 1), nullptr);
+        for (int i = first; i <= last; ++i) EXPECT_NE(HersheyFont::slot(i), nullptr) << i;
+        EXPECT_EQ(HersheyFont::slot(last + 1), nullptr);
+    }
+    EXPECT_STREQ(HersheyFont::glyph(1), "  9MWRMNV RRMVV RPSTS");
+    EXPECT_EQ(HersheyFont::slot(-1), nullptr);
+    EXPECT_EQ(HersheyFont::slot(HersheyFont::SLOTS), nullptr);
+}
+
+TEST(HersheyFont, EveryCharacterHasItsOwnGlyphInEveryStyle) {
+    for (int style = 0; style < 4; ++style) {
+        std::set<int> numbers;
+        for (int code = 0x21; code <= 0x7E; ++code) {
+            const int number = HersheyFont::number_for(code, style);
+            EXPECT_NE(HersheyFont::glyph(number), nullptr) << style << " " << char(code) << " " << number;
+            EXPECT_TRUE(numbers.insert(number).second) << style << " " << char(code) << " " << number;
+        }
+        EXPECT_EQ(HersheyFont::number_for(' ', style), 999);
+        EXPECT_EQ(HersheyFont::number_for('\n', style), 999);
+    }
+    EXPECT_EQ(HersheyFont::ascii('A'), 1);
+    EXPECT_EQ(HersheyFont::ascii('z'), 126);
+    EXPECT_EQ(HersheyFont::ascii('7'), 207);
+    EXPECT_EQ(HersheyFont::digit(207), 2207);
+    EXPECT_EQ(HersheyFont::number_for('!', HersheyFont::COMPLEX), 2214);
+    EXPECT_EQ(HersheyFont::number_for('?', HersheyFont::COMPLEX), 2215);
+    EXPECT_EQ(HersheyFont::number_for('!', 4), 999);
+    EXPECT_EQ(HersheyFont::punctuation(0, 34), 999);
+    EXPECT_LT(HersheyFont::ascii(-5), 0);
+}
+
+TEST(HersheyFont, NamesItsSymbols) {
+    std::set<std::string_view> names;
+    for (int i = 0; i < HersheyFont::symbol_count(); ++i) {
+        const auto& symbol = HersheyFont::symbol(i);
+        EXPECT_TRUE(names.insert(symbol.name).second) << symbol.name;
+        EXPECT_NE(HersheyFont::glyph(symbol.number), nullptr) << symbol.name;
+    }
+    EXPECT_EQ(names.size(), 167U);
+    EXPECT_EQ(HersheyFont::symbol_number("SIMPLE_DEL"), 583);
+    EXPECT_EQ(HersheyFont::symbol_number("SIMPLE_SQUIGGLE"), 677);
+    EXPECT_EQ(HersheyFont::symbol_number("ZODIAC_PISCES"), 2312);
+    EXPECT_EQ(HersheyFont::symbol_number("ZODIAC_WHALE"), -1);
+}
+
+// Reads the glyph rows back from a picture drawn at the font's own size.
+TEST(BitText, CellsHoldTheGlyphsWithABlankColumnOnEachSide) {
+    const std::string text = "Ag\x01_";
+    ImagePtr image = make_image(60, 30, 4, SAMPLE_F32);
+    BitText writer;
+    const float colour[4] = {0.5F, 2, -1, 1};
+    ASSERT_TRUE(writer.set_text_colour(colour, 4));
+    EXPECT_EQ(writer.text_colour(1), 1);
+    EXPECT_EQ(writer.text_colour(2), 0);
+    writer.set_transparent(true);
+    EXPECT_EQ(writer.draw(text.c_str(), image.get(), 4, 10.5F, 13, TextAnchor::left), 40);
+    for (int y = 0; y < 30; ++y)
+        for (int x = 0; x < 60; ++x) {
+            const int cell = x >= 4 ? (x - 4) / 10 : 99, column = x - 4 - 10 * cell - 1, row = y - 4;
+            bool set = false;
+            if (cell < 4 && column >= 0 && column < 8 && row >= 0 && row < 13)
+                if (const auto* glyph = BitText::glyph(static_cast<unsigned char>(text[std::size_t(cell)])))
+                    set = (glyph[row] >> (7 - column) & 1) != 0;
+            ASSERT_NEAR(image_get_sample(image.get(), x, y, 0), set ? 0.5F : 0, 1e-6F) << x << ", " << y;
+            ASSERT_NEAR(image_get_sample(image.get(), x, y, 3), set, 1e-6F) << x << ", " << y;
+        }
+}
+
+TEST(BitText, TheBackgroundFillsTheGlyphsUnlessItIsTransparent) {
+    for (const int type : {SAMPLE_U8, SAMPLE_U16, SAMPLE_F32}) {
+        const float full = image_full_value(type);
+        ImagePtr image = make_image(40, 20, 4, type);
+        image_fill_level(image.get(), 0.5F);
+        BitText writer;
+        const float ink[4] = {1, 1, 1, 1}, paper[4] = {0, 0, 1, 1};
+        writer.set_text_colour(ink, 4);
+        writer.set_background_colour(paper, 4);
+        ASSERT_EQ(writer.draw("-", image.get(), 20, 10.5F, 13), 10);  // columns 15 to 24, rows 4 to 16
+        EXPECT_NEAR(image_get_sample(image.get(), 16, 15, 2), full, full / 200);
+        EXPECT_NEAR(image_get_sample(image.get(), 16, 15, 0), 0, full / 200);
+        EXPECT_NEAR(image_get_sample(image.get(), 20, 10, 0), full, full / 200);      // on the dash
+        EXPECT_NEAR(image_get_sample(image.get(), 15, 15, 0), full / 2, full / 200);  // the blank column
+        image_fill_level(image.get(), 0.5F);
+        writer.set_transparent(true);
+        writer.draw("-", image.get(), 20, 10.5F, 13);
+        EXPECT_NEAR(image_get_sample(image.get(), 16, 15, 0), full / 2, full / 200);
+    }
+}
+
+TEST(BitText, ScalesAndRefuses) {
+    ImagePtr image = make_image(200, 60, 4, SAMPLE_F32);
+    BitText writer;
+    EXPECT_EQ(writer.draw("ab", image.get(), 100, 30, 39), 60);
+    EXPECT_EQ(writer.draw("ab", nullptr, 0, 0, 13), 0);
+    EXPECT_EQ(writer.draw(nullptr, image.get(), 0, 0, 13), 0);
+    EXPECT_EQ(writer.draw("", image.get(), 0, 0, 13), 0);
+    EXPECT_EQ(writer.draw("ab", image.get(), NAN, 0, 13), 0);
+    for (const float size : {0.0F, -5.0F, 0.2F, 1e9F, NAN, std::numeric_limits<float>::infinity()})
+        EXPECT_EQ(writer.draw("ab", image.get(), 0, 0, size), 0) << size;
+    EXPECT_GT(writer.draw("ab", image.get(), 1e9F, -1e9F, 13), 0);  // out of sight
+    EXPECT_FALSE(writer.set_text_colour(nullptr, 4));
+    float many[65] = {};
+    EXPECT_FALSE(writer.set_text_colour(many, 65));
+}
+
+TEST(Remap, FollowsItsModes) {
+    const float table[3] = {1, 3, 4};
+    EXPECT_EQ(remap_value(6, 2, 0, 1, nullptr, 0), 3);
+    EXPECT_EQ(remap_value(0.5F, 0, 0, 2, table, 3), 2);
+    EXPECT_EQ(remap_value(1.5F, 0, 0, 2, table, 3), 3.5F);
+    EXPECT_EQ(remap_value(-4, 0, 0, 2, table, 3), 1);
+    EXPECT_EQ(remap_value(1e30F, 0, 0, 2, table, 3), 4);
+    EXPECT_EQ(remap_value(NAN, 0, 0, 2, table, 3), 1);
+    EXPECT_EQ(remap_value(1, 0, 0, 2, nullptr, 3), 0);
+    EXPECT_EQ(remap_value(8, 50, 0, 3, nullptr, 0), 4);
+    EXPECT_EQ(remap_value(8, 100, 0, 4, nullptr, 0), 4);
+    EXPECT_EQ(remap_value(8, 50, 0, 5, nullptr, 0), 16);
+    EXPECT_TRUE(std::isfinite(remap_value(8, 100, 0, 5, nullptr, 0)));
+    EXPECT_EQ(remap_value(8, 100, 0, 5, nullptr, 0), remap_value(8, 5000, 0, 5, nullptr, 0));
+    EXPECT_EQ(remap_value(8, 2, 6, 6, nullptr, 0), 24);
+    EXPECT_EQ(remap_value(8, 2, 6, 7, nullptr, 0), 8);
+    EXPECT_EQ(remap_value(8, 2, 6, 8, nullptr, 0), 16);
+    EXPECT_EQ(remap_value(8, 3, 6, 9, nullptr, 0), 4);
+    EXPECT_EQ(remap_value(8, 3, 6, 10, nullptr, 0), 0);
+}
+
+}  // namespace

@@ -1,0 +1,129 @@
+#include "graphicslib/line_draw.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "noiselib/mtrandom.h"
+
+namespace {
+
+constexpr std::array<float, 4> WHITE = {1, 1, 1, 1};
+
+float sum_of_alpha(const K7Image* image) {
+    float sum = 0;
+    for (int y = 0; y < image->height; ++y)
+        for (int x = 0; x < image->width; ++x) sum += image_get_sample(image, x, y, 3);
+    return sum;
+}
+
+TEST(DrawLine, CoversItsExtentAlongTheLongerAxisWhateverTheDirection) {
+    MTRandom random(3);
+    for (int i = 0; i < 100; ++i) {
+        const float x0 = random.next_float_in(4, 60), y0 = random.next_float_in(4, 60);
+        const float x1 = random.next_float_in(4, 60), y1 = random.next_float_in(4, 60);
+        const float extent = std::max(std::fabs(x1 - x0), std::fabs(y1 - y0));
+        if (extent < 2) continue;
+        ImagePtr there = make_image(64, 64, 4, SAMPLE_F32), back = make_image(64, 64, 4, SAMPLE_F32);
+        ASSERT_TRUE(draw_line(there.get(), WHITE.data(), x0, y0, x1, y1));
+        ASSERT_TRUE(draw_line(back.get(), WHITE.data(), x1, y1, x0, y0));
+        EXPECT_NEAR(sum_of_alpha(there.get()), extent, 1e-4F * extent);
+        for (int y = 0; y < 64; ++y)
+            for (int x = 0; x < 64; ++x)
+                ASSERT_NEAR(image_get_sample(there.get(), x, y, 3), image_get_sample(back.get(), x, y, 3), 1e-5F);
+    }
+}
+
+TEST(DrawLine, BlendsByCoverageOnAllFourChannels) {
+    ImagePtr image = make_image(16, 8, 4, SAMPLE_F32);
+    image_fill(image.get(), 0.5F);
+    const float colour[4] = {1, 0, 0.25F, 0.8F};
+    ASSERT_TRUE(draw_line(image.get(), colour, 2, 3.25F, 12, 3.25F));
+    const float c0 = 0.8F * 0.75F, c1 = 0.8F * 0.25F;
+    for (int channel = 0; channel < 4; ++channel) {
+        const float value = channel == 3 ? 1 : colour[channel];
+        EXPECT_FLOAT_EQ(image_get_sample(image.get(), 7, 3, channel), c0 * value + (1 - c0) * 0.5F);
+        EXPECT_FLOAT_EQ(image_get_sample(image.get(), 7, 4, channel), c1 * value + (1 - c1) * 0.5F);
+        EXPECT_EQ(image_get_sample(image.get(), 7, 2, channel), 0.5F);
+        EXPECT_EQ(image_get_sample(image.get(), 14, 3, channel), 0.5F);
+    }
+}
+
+TEST(DrawLine, OpacityRunsFromTheFirstEndToTheSecond) {
+    for (const bool reversed : {false, true}) {
+        ImagePtr image = make_image(64, 4, 4, SAMPLE_F32);
+        draw_line(image.get(), WHITE.data(), reversed ? 60 : 2, 1, reversed ? 2 : 60, 1, 0.25F, 0.75F);
+        EXPECT_NEAR(image_get_sample(image.get(), 31, 1, 3), 0.5F, 1e-5F);
+        EXPECT_NEAR(image_get_sample(image.get(), reversed ? 59 : 3, 1, 3), 0.25F + 0.5F / 58, 1e-5F);
+    }
+}
+
+// A window into a larger picture holds the larger picture's pixels.
+TEST(DrawLine, ClippingChangesNoPixelThatIsLeft) {
+    MTRandom random(4);
+    for (int i = 0; i < 200; ++i) {
+        const auto at = [&] { return random.next_float_in(-300, 400); };
+        const float x0 = at(), y0 = at(), x1 = at(), y1 = at();
+        ImagePtr small = make_image(40, 30, 4, SAMPLE_F32);
+        ImagePtr whole = make_image(80, 90, 4, SAMPLE_F32);
+        draw_line(small.get(), WHITE.data(), x0, y0, x1, y1);
+        draw_line(whole.get(), WHITE.data(), x0, y0, x1, y1);
+        for (int y = 0; y < 30; ++y)
+            for (int x = 0; x < 40; ++x)
+                ASSERT_EQ(image_get_sample(small.get(), x, y, 0), image_get_sample(whole.get(), x, y, 0));
+    }
+}
+
+TEST(DrawLine, RefusesWhatItCannotDraw) {
+    ImagePtr image = make_image(16, 16, 4, SAMPLE_F32), bytes = make_image(16, 16, 4, SAMPLE_U8);
+    const float infinite = std::numeric_limits<float>::infinity();
+    EXPECT_FALSE(draw_line(nullptr, WHITE.data(), 0, 0, 5, 5));
+    EXPECT_FALSE(draw_line(image.get(), nullptr, 0, 0, 5, 5));
+    EXPECT_FALSE(draw_line(bytes.get(), WHITE.data(), 0, 0, 5, 5));
+    EXPECT_FALSE(draw_line(image.get(), WHITE.data(), NAN, 0, 5, 5));
+    EXPECT_FALSE(draw_line(image.get(), WHITE.data(), 0, 0, infinite, 5));
+    EXPECT_FALSE(draw_line(image.get(), WHITE.data(), 3, 3, 3, 3));
+    EXPECT_EQ(sum_of_alpha(image.get()), 0);
+    EXPECT_TRUE(draw_line(image.get(), WHITE.data(), -3e38F, 8, 3e38F, 8));
+    EXPECT_FLOAT_EQ(sum_of_alpha(image.get()), 16);
+    EXPECT_TRUE(draw_line(image.get(), WHITE.data(), -3e38F, -3e38F, 1e30F, 3e38F));
+}
+
+TEST(StreakLineDraw, AddsItsTableByDistanceAndFadesTheEnd) {
+    ImagePtr image = make_image(64, 8, 3, SAMPLE_F32);
+    image_fill(image.get(), 1);
+    std::vector<float> table;
+    for (int i = 0; i < 40; ++i)
+        for (float value : {float(i), 1.0F, 2.0F}) table.push_back(value);
+    StreakLineDraw streak(image.get(), table.data(), 20, 0.5F);
+    streak.set_multipliers(1, 0.5F, 1);
+    ASSERT_TRUE(streak.draw(0, 2, 60, 2));
+    EXPECT_FLOAT_EQ(image_get_sample(image.get(), 10, 2, 0), 1 + 10);
+    EXPECT_FLOAT_EQ(image_get_sample(image.get(), 10, 2, 1), 1.5F);
+    const float s = 0.5F, fade = 1 - (3 - 2 * s) * s * s;  // three quarters along
+    EXPECT_NEAR(image_get_sample(image.get(), 45, 2, 2), 1 + 2 * fade, 1e-5F);
+    EXPECT_NEAR(image_get_sample(image.get(), 45, 2, 0), 1 + 39 * fade, 1e-4F);  // past the table: its last entry
+    EXPECT_EQ(image_get_sample(image.get(), 10, 3, 0), 1);
+}
+
+TEST(MyLineDraw, GainsStrengthAndKeepsOrCoversTheBackground) {
+    for (const bool keep : {false, true}) {
+        ImagePtr image = make_image(64, 8, 4, SAMPLE_F32);
+        image_fill(image.get(), 0.5F);
+        const MyLineDraw::Ink ink{1, 0, 0, 0.8F, keep};
+        MyLineDraw line(image.get(), &ink);
+        ASSERT_TRUE(line.set_clip(0, 2, 40, 5));
+        ASSERT_TRUE(line.draw(0, 2, 60, 2));
+        const float a = 0.4F, rest = keep ? 1 : 0.6F;
+        EXPECT_NEAR(image_get_sample(image.get(), 30, 2, 0), a + rest * 0.5F, 1e-5F);
+        EXPECT_NEAR(image_get_sample(image.get(), 30, 2, 1), rest * 0.5F, 1e-5F);
+        EXPECT_NEAR(image_get_sample(image.get(), 30, 2, 3), a + rest * 0.5F, 1e-5F);
+        EXPECT_EQ(image_get_sample(image.get(), 41, 2, 0), 0.5F);
+        EXPECT_FALSE(line.set_clip(70, 0, 90, 5));
+    }
+}
+
+}  // namespace

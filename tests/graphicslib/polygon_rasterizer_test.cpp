@@ -1,0 +1,236 @@
+#include "graphicslib/polygon_rasterizer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <vector>
+
+#include "noiselib/mtrandom.h"
+
+namespace {
+
+using Point = std::array<double, 2>;
+
+struct Vertex {
+    float x, y, u, v;
+};
+
+struct Covered {
+    float coverage, u, v;
+    bool operator==(const Covered&) const = default;
+};
+
+// Remembers what was drawn; a pixel that comes twice is a fault.
+class Recorder : public PolygonRasterizer {
+  public:
+    void pixel(void*, int x, int y, float coverage, const float* attributes, int count, void*, const float*,
+               const float*) override {
+        EXPECT_EQ(count, 4);
+        EXPECT_TRUE(pixels.try_emplace({y, x}, Covered{coverage, attributes[2], attributes[3]}).second)
+            << x << ", " << y;
+    }
+    bool draw(const std::vector<Vertex>& shape) { return draw_polygon(int(shape.size()), &shape.data()->x); }
+    std::map<std::pair<int, int>, Covered> pixels;
+};
+
+double area(const std::vector<Point>& shape) {
+    double twice = 0;
+    for (std::size_t i = 0; i < shape.size(); ++i) {
+        const Point &a = shape[i], &b = shape[(i + 1) % shape.size()];
+        twice += a[0] * b[1] - b[0] * a[1];
+    }
+    return std::fabs(twice) / 2;
+}
+
+std::vector<Point> points(const std::vector<Vertex>& shape) {
+    std::vector<Point> result;
+    for (const Vertex& v : shape) result.push_back({v.x, v.y});
+    return result;
+}
+
+// What of a polygon lies on one side of an axis-parallel line: the textbook clipper, one edge after the other.
+std::vector<Point> half(const std::vector<Point>& shape, int axis, double limit, bool keep_above) {
+    std::vector<Point> result;
+    const auto inside = [&](const Point& p) { return keep_above ? p[axis] >= limit : p[axis] <= limit; };
+    for (std::size_t i = 0; i < shape.size(); ++i) {
+        const Point &a = shape[i], &b = shape[(i + 1) % shape.size()];
+        if (inside(a)) result.push_back(a);
+        if (inside(a) == inside(b)) continue;
+        const double t = (limit - a[axis]) / (b[axis] - a[axis]);
+        result.push_back({a[0] + t * (b[0] - a[0]), a[1] + t * (b[1] - a[1])});
+    }
+    return result;
+}
+
+double area_in_pixel(const std::vector<Vertex>& shape, int x, int y) {
+    std::vector<Point> left = points(shape);
+    left = half(half(left, 0, x, true), 0, x + 1, false);
+    left = half(half(left, 1, y, true), 1, y + 1, false);
+    return area(left);
+}
+
+// u and v are planes over the picture, so that attributes have one right value everywhere.
+Vertex at(float x, float y) { return {x, y, 0.25F * x - 0.5F * y + 3, 2 * y - 1}; }
+
+std::vector<Vertex> regular(float cx, float cy, float radius, int corners, float turn) {
+    std::vector<Vertex> shape;
+    for (int i = 0; i < corners; ++i) {
+        const double angle = turn + 2 * M_PI * i / corners;
+        shape.push_back(at(float(cx + radius * std::cos(angle)), float(cy + radius * std::sin(angle))));
+    }
+    return shape;
+}
+
+std::vector<std::vector<Vertex>> shapes() {
+    MTRandom random(11);
+    std::vector<std::vector<Vertex>> list = {
+        {at(3, 4), at(9, 4), at(9, 8), at(3, 8)},                              // on pixel borders
+        {at(3.25F, 4.5F), at(3.25F, 8.75F), at(9.5F, 8.75F), at(9.5F, 4.5F)},  // the other way round
+        {at(5.1F, 5.2F), at(5.4F, 5.3F), at(5.2F, 5.7F)},                      // within one pixel
+        {at(1, 5.4F), at(30, 5.5F), at(30, 5.6F), at(1, 5.5F)},                // a sliver across a row
+        {at(2, 2), at(28, 4), at(2, 6)},
+        {at(2, 2), at(2, 2), at(20, 2), at(20, 2), at(11, 17)},    // repeated corners
+        {at(2, 2), at(20, 3), at(9, 9), at(18, 20), at(4, 16)},    // a dent, still one way up
+        {at(2, 2), at(12, 14), at(22, 2), at(24, 20), at(2, 20)},  // two feet
+    };
+    for (int i = 0; i < 60; ++i)
+        list.push_back(regular(random.next_float_in(8, 24), random.next_float_in(8, 24), random.next_float_in(0.1F, 8),
+                               3 + i % 9, random.next_float_in(0, 7)));
+    return list;
+}
+
+TEST(ExactCoverage, IsTheAreaWithinEachPixel) {
+    int number = 0;
+    for (const auto& shape : shapes()) {
+        SCOPED_TRACE(number++);
+        Recorder recorder;
+        recorder.set_mode(PolygonRasterizer::EXACT);
+        recorder.set_bounds(0, 0, 31, 31);
+        ASSERT_TRUE(recorder.draw(shape));
+        double sum = 0;
+        for (int y = 0; y < 32; ++y)
+            for (int x = 0; x < 32; ++x) {
+                const auto found = recorder.pixels.find({y, x});
+                const double coverage = found == recorder.pixels.end() ? 0 : found->second.coverage;
+                ASSERT_NEAR(coverage, area_in_pixel(shape, x, y), 1e-6) << x << ", " << y;
+                sum += coverage;
+            }
+        EXPECT_NEAR(sum, area(points(shape)), 1e-6 * (1 + sum));
+    }
+}
+
+TEST(ExactCoverage, PiecesOfAShapeAddUpToIt) {
+    MTRandom random(5);
+    for (int i = 0; i < 40; ++i) {
+        const auto fan = regular(16, 16, random.next_float_in(3, 15), 7, random.next_float_in(0, 7));
+        const Vertex centre = at(random.next_float_in(15, 17), random.next_float_in(15, 17));
+        std::map<std::pair<int, int>, double> sums;
+        for (std::size_t k = 0; k < fan.size(); ++k) {
+            Recorder piece;
+            piece.set_mode(PolygonRasterizer::EXACT);
+            piece.set_bounds(0, 0, 31, 31);
+            piece.draw({fan[k], fan[(k + 1) % fan.size()], centre});
+            for (const auto& [where, covered] : piece.pixels) sums[where] += covered.coverage;
+        }
+        Recorder whole;
+        whole.set_mode(PolygonRasterizer::EXACT);
+        whole.set_bounds(0, 0, 31, 31);
+        whole.draw(fan);
+        for (const auto& [where, sum] : sums) ASSERT_NEAR(sum, whole.pixels.at(where).coverage, 1e-6);
+    }
+}
+
+TEST(PlainPolygon, DrawsThePixelsWhoseCentresLieInside) {
+    for (const auto& shape : shapes()) {
+        if (shape[0].x == 2 && shape.size() == 5 && shape[1].x == 12) continue;  // two feet: rows are solid
+        Recorder recorder;
+        recorder.set_bounds(0, 0, 31, 31);
+        ASSERT_TRUE(recorder.draw(shape));
+        for (int y = 0; y < 32; ++y)
+            for (int x = 0; x < 32; ++x) {
+                const double px = x + 0.5, py = y + 0.5;
+                int crossings = 0;
+                double nearest = 1e9;  // a centre on an edge may go either way here
+                for (std::size_t i = 0; i < shape.size(); ++i) {
+                    const Vertex &a = shape[i], &b = shape[(i + 1) % shape.size()];
+                    const double dx = double(b.x) - a.x, dy = double(b.y) - a.y, length = std::hypot(dx, dy);
+                    if (length > 0) nearest = std::min(nearest, std::fabs(dx * (py - a.y) - dy * (px - a.x)) / length);
+                    if ((a.y > py) != (b.y > py) && px < a.x + (py - a.y) / dy * dx) ++crossings;
+                }
+                if (nearest > 1e-4) {
+                    EXPECT_EQ(recorder.pixels.count({y, x}), unsigned(crossings % 2)) << x << ", " << y;
+                }
+            }
+    }
+}
+
+TEST(Polygon, AttributesFollowTheirPlaneAndNeverLeaveTheirRange) {
+    for (const auto& shape : shapes())
+        for (const int mode : {PolygonRasterizer::EXACT, PolygonRasterizer::PLAIN}) {
+            Recorder recorder;
+            recorder.set_mode(mode);
+            recorder.set_bounds(0, 0, 31, 31);
+            recorder.draw(shape);
+            const auto [low, high] =
+                std::minmax_element(shape.begin(), shape.end(), [](auto& a, auto& b) { return a.u < b.u; });
+            for (const auto& [where, covered] : recorder.pixels) {
+                EXPECT_GE(covered.u, low->u - 1e-5F);
+                EXPECT_LE(covered.u, high->u + 1e-5F);
+                if (mode == PolygonRasterizer::EXACT && covered.coverage < 1) continue;
+                const Vertex expected = at(float(where.second) + 0.5F, float(where.first) + 0.5F);
+                EXPECT_NEAR(covered.u, expected.u, 2e-5F);
+                EXPECT_NEAR(covered.v, expected.v, 2e-5F);
+            }
+        }
+}
+
+TEST(Polygon, WindowsSideBySideGiveTheWholeToTheBit) {
+    for (const auto& shape : shapes())
+        for (const int mode : {PolygonRasterizer::EXACT, PolygonRasterizer::PLAIN})
+            for (const bool columns : {false, true}) {
+                Recorder whole, parts;
+                whole.set_mode(mode);
+                parts.set_mode(mode);
+                whole.set_bounds(0, 0, 31, 31);
+                whole.draw(shape);
+                const int edges[] = {0, 1, 5, 6, 11, 23, 32};
+                for (int i = 0; i + 1 < 7; ++i) {
+                    if (columns)
+                        parts.set_bounds(edges[i], 0, edges[i + 1] - 1, 31);
+                    else
+                        parts.set_bounds(0, edges[i], 31, edges[i + 1] - 1);
+                    parts.draw(shape);
+                }
+                EXPECT_TRUE(whole.pixels == parts.pixels);
+            }
+}
+
+TEST(Polygon, RefusesWhatIsNoPolygonAndSurvivesTheRest) {
+    Recorder recorder;
+    const std::vector<Vertex> square = {at(2, 2), at(8, 2), at(8, 8), at(2, 8)};
+    EXPECT_FALSE(recorder.draw(square));  // no bounds yet
+    recorder.set_bounds(31, 31, -5, -5);
+    EXPECT_FALSE(recorder.draw({at(1, 1), at(2, 2)}));
+    EXPECT_FALSE(recorder.draw({at(1, 1), at(2, 2), at(NAN, 4)}));
+    EXPECT_FALSE(recorder.draw({at(1, 1), at(2, 2), at(4, std::numeric_limits<float>::infinity())}));
+    EXPECT_FALSE(recorder.draw_polygon(3, nullptr));
+    EXPECT_FALSE(recorder.set_vertex_floats(1));
+    EXPECT_FALSE(recorder.set_mode(3));
+    for (const int mode : {PolygonRasterizer::EXACT, PolygonRasterizer::PLAIN}) {
+        recorder.set_mode(mode);
+        recorder.pixels.clear();
+        EXPECT_TRUE(recorder.draw({at(4, 4), at(9, 4), at(14, 4)}));  // no height
+        EXPECT_TRUE(recorder.draw({at(4, 40), at(9, 50), at(14, 42)}));
+        EXPECT_TRUE(recorder.pixels.empty());
+        const float huge = 1e37F;
+        EXPECT_TRUE(recorder.draw({at(-huge, -huge), at(huge, -huge), at(huge, huge), at(-huge, huge)}));
+        EXPECT_EQ(recorder.pixels.size(), 32U * 32U);
+        for (const auto& [where, covered] : recorder.pixels) ASSERT_EQ(covered.coverage, 1);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,419 @@
+#include "graphicslib/raster_graphics.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <thread>
+#include <vector>
+
+#include "k7pi_baselib/cpu.h"
+#include "noiselib/mtrandom.h"
+#include "tests/support/row_threads.h"
+
+namespace {
+
+constexpr GraphicsColour RED{1, 0, 0, 1}, BLUE{0, 0, 1, 1};
+
+struct Point {
+    float x, y, z = 0;
+};
+
+void prepare(RasterGraphics& graphics, int width, int height, int type = SAMPLE_F32) {
+    ASSERT_TRUE(graphics.prepare_device(width, height, 1, type));
+    graphics.set_colour({0, 0, 0, 0});
+    graphics.clear_device();
+    ASSERT_TRUE(graphics.enter_pixel_space());
+    graphics.clear_list();
+}
+
+void stroke(RasterGraphics& graphics, const GraphicsColour& colour, const std::vector<Point>& points,
+            bool closed = false) {
+    ASSERT_TRUE(graphics.begin_stroke());
+    graphics.set_vertex_colour(colour.r, colour.g, colour.b, colour.a);
+    for (const Point& p : points) graphics.add_vertex(p.x, p.y, p.z);
+    EXPECT_TRUE(graphics.end_stroke(closed));
+}
+
+// Of a stroke `pixels` wide in a picture of this size.
+float width_of(float pixels, int width, int height) { return pixels * 2 / float(width + height); }
+
+double alpha_sum(const K7Image* image) {
+    double sum = 0;
+    for (int y = 0; y < image->height; ++y)
+        for (int x = 0; x < image->width; ++x) sum += image_get_sample(image, x, y, 3);
+    return sum;
+}
+
+float largest_alpha(const K7Image* image) {
+    float largest = 0;
+    for (int y = 0; y < image->height; ++y)
+        for (int x = 0; x < image->width; ++x) largest = std::max(largest, image_get_sample(image, x, y, 3));
+    return largest;
+}
+
+// Something of everything: thick, hairline, translucent, discs, crossing and leaving the picture.
+void draw_scene(RasterGraphics& graphics, int width, int height) {
+    MTRandom random(8);
+    const auto x = [&] { return random.next_float_in(-0.2F, 1.2F) * float(width); };
+    const auto y = [&] { return random.next_float_in(-0.2F, 1.2F) * float(height); };
+    for (int i = 0; i < 24; ++i) {
+        graphics.set_line_width(i % 4 == 0 ? 0 : random.next_float_in(0.002F, 0.08F));
+        const float z = -random.next_float_in(0, float(width));
+        std::vector<Point> points;
+        for (int k = 0; k < 2 + i % 5; ++k) points.push_back({x(), y(), z});
+        stroke(graphics, {random.next_float(), random.next_float(), random.next_float(), random.next_float()}, points,
+               i % 3 == 0);
+        const float centre[3] = {x(), y(), z};
+        graphics.add_disc(centre, random.next_float_in(1, 20), {random.next_float(), 1, 0, random.next_float()});
+    }
+}
+
+std::vector<float> picture(int width, int height, int bands, int threads, int samples, int mode) {
+    const RowThreads pool(threads);
+    RasterGraphics graphics;
+    prepare(graphics, width, height);
+    if (threads > 1)
+        graphics.set_multiprocess(
+            nullptr, [](void*, RowWorker worker, int rows, void* job) { image_dispatch_rows(worker, rows, job); });
+    graphics.set_samples_per_side(samples);
+    graphics.set_num_bands(bands);
+    graphics.set_polygon_mode(mode);
+    draw_scene(graphics, width, height);
+    graphics.leave_pixel_space();
+    EXPECT_TRUE(graphics.render_list());
+    const float* pixels = image_row<float>(graphics.target(), 0);
+    return {pixels, pixels + 4 * width * height};
+}
+
+TEST(RasterGraphics, OneBandAndSevenBandsGiveTheSameBits) {
+    for (const auto& [width, height] : {std::pair{331, 97}, {64, 301}, {5, 4}})
+        for (const int samples : {1, 3})
+            for (const int mode : {PolygonRasterizer::PLAIN, PolygonRasterizer::EXACT}) {
+                const auto one = picture(width, height, 1, 1, samples, mode);
+                EXPECT_GT(*std::max_element(one.begin(), one.end()), 0.2F);
+                for (const auto& [bands, threads] : {std::pair{7, 1}, {7, 3}, {2, 2}, {64, 7}}) {
+                    const auto many = picture(width, height, bands, threads, samples, mode);
+                    EXPECT_EQ(std::memcmp(one.data(), many.data(), one.size() * sizeof(float)), 0) << bands;
+                }
+            }
+}
+
+TEST(RasterGraphics, EveryInstructionSetGivesTheSameBits) {
+    set_cpu_level_limit(CpuLevel::baseline);
+    const auto plain = picture(131, 77, 2, 1, 2, PolygonRasterizer::EXACT);
+    for (const CpuLevel level : {CpuLevel::avx2, CpuLevel::avx512}) {
+        set_cpu_level_limit(level);
+        const auto fast = picture(131, 77, 2, 1, 2, PolygonRasterizer::EXACT);
+        EXPECT_EQ(std::memcmp(plain.data(), fast.data(), plain.size() * sizeof(float)), 0) << int(level);
+    }
+}
+
+// The same shading, written pixel by pixel, through a shader.
+TEST(RasterGraphics, ShadersSeeTheFragmentsThatTheDefaultBlends) {
+    const auto shade = [](const RasterFragment& fragment, void* calls) {
+        ++*static_cast<int*>(calls);
+        const float a = fragment.colour[3] * fragment.coverage, keep = 1 - a;
+        for (int k = 0; k < 3; ++k) fragment.sample[k] = a * fragment.colour[k] + keep * fragment.sample[k];
+        fragment.sample[3] = keep * fragment.sample[3] + a;
+        EXPECT_EQ(fragment.material, 7);
+        EXPECT_EQ(fragment.w, 1);
+    };
+    std::vector<float> pictures[2];
+    int calls = 0;
+    for (const bool shaded : {false, true}) {
+        RasterGraphics graphics;
+        prepare(graphics, 120, 90);
+        graphics.set_samples_per_side(2);
+        if (shaded) {
+            EXPECT_FALSE(graphics.set_shader(40000, shade, &calls));
+            ASSERT_TRUE(graphics.set_shader(7, shade, &calls));
+        }
+        graphics.set_material(7);
+        draw_scene(graphics, 120, 90);
+        ASSERT_TRUE(graphics.render_list());
+        const float* pixels = image_row<float>(graphics.target(), 0);
+        pictures[shaded].assign(pixels, pixels + 4 * 120 * 90);
+    }
+    EXPECT_GT(calls, 1000);
+    for (std::size_t i = 0; i < pictures[0].size(); ++i) ASSERT_NEAR(pictures[0][i], pictures[1][i], 1e-6F);
+}
+
+// x = 0 to W - 1 becomes 0 to W pixels, so lengths are W / (W - 1) longer.
+TEST(Strokes, CoverTheirLengthTimesTheirWidthAndEndBluntly) {
+    constexpr int W = 200, H = 120;
+    const float sx = W / (W - 1.0F), sy = H / (H - 1.0F);
+    for (const auto& [a, b] : {std::pair{Point{30, 40}, Point{150, 40}},
+                               {Point{40, 20}, Point{140, 95}},
+                               {Point{100, 100}, Point{101, 20}}}) {
+        RasterGraphics graphics;
+        prepare(graphics, W, H);
+        graphics.set_samples_per_side(1);
+        graphics.set_polygon_mode(PolygonRasterizer::EXACT);
+        graphics.set_line_width(width_of(9, W, H));
+        stroke(graphics, RED, {a, b});
+        ASSERT_TRUE(graphics.render_list());
+        const double length = std::hypot((b.x - a.x) * sx, (b.y - a.y) * sy);
+        EXPECT_NEAR(alpha_sum(graphics.target()), 9 * length, 1e-3 * length);
+        EXPECT_LE(largest_alpha(graphics.target()), 1.00001F);
+    }
+}
+
+TEST(Strokes, JoinsAreMitredAndDoNotDarkenTranslucentInk) {
+    constexpr int W = 200, H = 200;
+    const float scale = W / (W - 1.0F);
+    const GraphicsColour half{1, 1, 1, 0.5F};
+    for (const bool left : {false, true}) {
+        const float end = left ? 150 : 30;
+        RasterGraphics graphics;
+        prepare(graphics, W, H);
+        graphics.set_samples_per_side(1);
+        graphics.set_polygon_mode(PolygonRasterizer::EXACT);
+        graphics.set_line_width(width_of(10, W, H));
+        stroke(graphics, half, {{40, 90}, {120, 90}, {120, end}});
+        ASSERT_TRUE(graphics.render_list());
+        // Two arms of 80 and 60, the corner square counted once: its outer half is the mitre.
+        EXPECT_NEAR(alpha_sum(graphics.target()), 0.5 * 10 * scale * (80 + 60), 1);
+        const float corner = 120 * scale, y = 90 * scale;
+        EXPECT_NEAR(image_get_sample(graphics.target(), int(corner + 4), int(y + (left ? -2 : 2)), 3), 0.5F, 1e-4F);
+        EXPECT_EQ(image_get_sample(graphics.target(), int(corner + 7), int(y), 3), 0);
+        for (int py = 0; py < H; ++py)
+            for (int px = 0; px < W; ++px) {
+                // Whole pixels are inked once; those that two pieces share keep within what rounding up may add.
+                ASSERT_LE(image_get_sample(graphics.target(), px, py, 3), 0.5001F) << px << ", " << py;
+            }
+    }
+}
+
+TEST(Strokes, SharpTurnsAreBevelledAndRingsClose) {
+    constexpr int W = 200, H = 200;
+    RasterGraphics graphics;
+    prepare(graphics, W, H);
+    graphics.set_samples_per_side(1);
+    graphics.set_polygon_mode(PolygonRasterizer::EXACT);
+    graphics.set_line_width(width_of(6, W, H));
+    stroke(graphics, RED, {{20, 100}, {120, 100}, {20, 104}});  // a mitre would reach far beyond 120
+    ASSERT_TRUE(graphics.render_list());
+    for (int y = 0; y < H; ++y)
+        for (int x = 126; x < W; ++x) ASSERT_EQ(image_get_sample(graphics.target(), x, y, 3), 0) << x << ", " << y;
+    graphics.clear_device();
+    graphics.clear_list();
+    const float scale = W / (W - 1.0F);
+    stroke(graphics, RED, {{50, 50}, {150, 50}, {150, 150}, {50, 150}}, true);
+    ASSERT_TRUE(graphics.render_list());
+    // All four corners filled, none twice; the pixels on the lines between pieces mix their shares.
+    EXPECT_NEAR(alpha_sum(graphics.target()), 400 * scale * 6, 8);
+    EXPECT_NEAR(image_get_sample(graphics.target(), int(50 * scale - 2), int(50 * scale - 1), 3), 1, 1e-3F);
+}
+
+TEST(Strokes, OneVertexDrawsNothingAndTwoAreAlwaysOpen) {
+    RasterGraphics graphics;
+    prepare(graphics, 50, 40);
+    graphics.set_line_width(0.05F);
+    stroke(graphics, RED, {{10, 10}});
+    stroke(graphics, RED, {});
+    EXPECT_EQ(graphics.list_count(), 0);
+    EXPECT_TRUE(graphics.render_list());
+    EXPECT_EQ(alpha_sum(graphics.target()), 0);
+    stroke(graphics, RED, {{10, 10}, {30, 10}}, true);
+    EXPECT_EQ(graphics.list_count(), 1);
+    EXPECT_FALSE(graphics.add_vertex(1, 1));  // no stroke begun
+    EXPECT_FALSE(graphics.end_stroke(false));
+}
+
+TEST(Strokes, NoWidthGivesLinesOfOnePixel) {
+    RasterGraphics graphics;
+    prepare(graphics, 100, 100);
+    graphics.set_samples_per_side(1);
+    graphics.set_line_width(0);
+    stroke(graphics, RED, {{10, 20}, {80, 20}, {80, 70}});
+    ASSERT_EQ(graphics.list_count(), 2);
+    for (const DisplayNode* node = graphics.list_head(); node; node = node->next)
+        EXPECT_EQ(node->kind, DisplayNode::LINE);
+    ASSERT_TRUE(graphics.render_list());
+    EXPECT_NEAR(alpha_sum(graphics.target()), (70 + 50) * 100 / 99.0, 0.5);  // the pair at the corner meets itself
+    RasterGraphics level;                                                    // exactly level: still seen
+    prepare(level, 100, 100);
+    level.set_line_width(0);
+    level.set_samples_per_side(1);
+    stroke(level, RED, {{10, 0}, {80, 0}});
+    ASSERT_TRUE(level.render_list());
+    EXPECT_GT(alpha_sum(level.target()), 60);
+}
+
+TEST(RasterGraphics, NearThingsHideFarOnesInAnyOrder) {
+    for (const bool near_first : {false, true}) {
+        RasterGraphics graphics;
+        prepare(graphics, 60, 60);
+        graphics.set_line_width(0.3F);
+        const auto near_stroke = [&] { stroke(graphics, RED, {{0, 30, -1}, {59, 30, -1}}); };
+        const auto far_stroke = [&] { stroke(graphics, BLUE, {{30, 0, -40}, {30, 59, -40}}); };
+        near_first ? (near_stroke(), far_stroke()) : (far_stroke(), near_stroke());
+        ASSERT_TRUE(graphics.render_list());
+        EXPECT_NEAR(image_get_sample(graphics.target(), 30, 30, 0), 1, 1e-5F);
+        EXPECT_NEAR(image_get_sample(graphics.target(), 30, 30, 2), 0, 1e-5F);
+        EXPECT_NEAR(image_get_sample(graphics.target(), 30, 5, 2), 1, 1e-5F);
+        float depth = 2;
+        for (const DisplayNode* node = graphics.list_head(); node; node = node->next) {
+            EXPECT_LE(node->depth, depth);
+            depth = node->depth;
+        }
+    }
+}
+
+TEST(RasterGraphics, DiscsFadeFromTheirCentre) {
+    RasterGraphics graphics;
+    prepare(graphics, 80, 80);
+    graphics.set_samples_per_side(1);
+    const float centre[3] = {39.5F * 79 / 80, 39.5F * 79 / 80, -1};
+    ASSERT_TRUE(graphics.add_disc(centre, 20, {1, 1, 0.5F, 1}));
+    ASSERT_TRUE(graphics.render_list());
+    for (const int distance : {0, 5, 10, 15, 19, 20, 25}) {
+        const float t = std::max(1 - float(distance) / 20, 0.0F);
+        EXPECT_NEAR(image_get_sample(graphics.target(), 39 + distance, 39, 3), t, 1e-4F);
+        EXPECT_NEAR(image_get_sample(graphics.target(), 39, 39 - distance, 2), 0.5F * t * t, 1e-4F);
+    }
+    const float outside[3] = {-200, 10, 0}, behind[3] = {10, 10, 50};
+    EXPECT_FALSE(graphics.add_disc(outside, 5, RED));
+    EXPECT_FALSE(graphics.add_disc(behind, 5, RED));
+    EXPECT_FALSE(graphics.add_disc(centre, NAN, RED));
+    EXPECT_FALSE(graphics.add_disc(centre, -1, RED));
+}
+
+TEST(RasterGraphics, SamplesAverageToSmoothEdges) {
+    RasterGraphics graphics;
+    prepare(graphics, 100, 100);
+    graphics.set_samples_per_side(8);
+    graphics.set_line_width(width_of(20, 100, 100));
+    stroke(graphics, RED, {{20, 50}, {80, 50}});
+    ASSERT_TRUE(graphics.render_list());
+    const double expected = 20 * 60 * 100 / 99.0;
+    EXPECT_NEAR(alpha_sum(graphics.target()), expected, 0.02 * expected);
+    const float edge = image_get_sample(graphics.target(), 50, 60, 3);
+    EXPECT_GT(edge, 0.05F);
+    EXPECT_LT(edge, 0.95F);
+    EXPECT_NEAR(image_get_sample(graphics.target(), 50, 50, 0), 1, 1e-5F);
+}
+
+TEST(RasterGraphics, TheTargetIsWrittenAtEveryDepth) {
+    for (const int type : {SAMPLE_U8, SAMPLE_U16, SAMPLE_U32, SAMPLE_F32}) {
+        RasterGraphics graphics;
+        prepare(graphics, 40, 30, type);
+        graphics.set_line_width(0.5F);
+        stroke(graphics, {1, 0.5F, 0, 1}, {{0, 15}, {39, 15}});
+        ASSERT_TRUE(graphics.render_list());
+        const float full = image_full_value(type);
+        EXPECT_NEAR(image_get_sample(graphics.target(), 20, 15, 0), full, full * 1e-5F);
+        EXPECT_NEAR(image_get_sample(graphics.target(), 20, 15, 1), full / 2, full / 200);
+        EXPECT_EQ(image_get_sample(graphics.target(), 20, 29, 3), 0);
+    }
+}
+
+TEST(RasterGraphics, AFrameAfterAFrameStartsAfresh) {
+    RasterGraphics graphics;
+    std::vector<float> first;
+    for (int frame = 0; frame < 120; ++frame) {  // more often than there are levels on a stack
+        prepare(graphics, 40, 30);
+        graphics.set_samples_per_side(2);
+        graphics.set_line_width(0.1F);
+        const float y = frame == 1 ? 25.0F : 5.0F;
+        stroke(graphics, RED, {{5, y}, {35, y}});
+        ASSERT_TRUE(graphics.leave_pixel_space());
+        ASSERT_TRUE(graphics.render_list());
+        const float* pixels = image_row<float>(graphics.target(), 0);
+        if (frame == 0) first.assign(pixels, pixels + 4 * 40 * 30);
+        if (frame > 1) {
+            ASSERT_EQ(std::memcmp(first.data(), pixels, first.size() * sizeof(float)), 0) << frame;
+        }
+    }
+    EXPECT_EQ(graphics.stack_depth(GeometricTransform::VIEW), 0);
+    EXPECT_EQ(graphics.fit_mode(), 1);
+    EXPECT_FALSE(graphics.leave_pixel_space());
+}
+
+TEST(RasterGraphics, StrokesOfManyThreadsAllArrive) {
+    RasterGraphics graphics;
+    prepare(graphics, 64, 64);
+    graphics.set_line_width(0);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&graphics, t] {
+            for (int i = 0; i < 50; ++i) {
+                graphics.begin_stroke();
+                for (int k = 0; k < 4; ++k) graphics.add_vertex(float(10 * t + k), float(i));
+                graphics.end_stroke(false);
+            }
+        });
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(graphics.list_count(), 4 * 50 * 3);
+}
+
+TEST(RasterGraphics, PerspectiveClipsBehindTheEye) {
+    RasterGraphics graphics;
+    ASSERT_TRUE(graphics.prepare_device(100, 100, 1, SAMPLE_F32));
+    graphics.clear_list();
+    // z -1 to -10 in front of the eye.
+    ASSERT_TRUE(graphics.set_projection({{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, -11.0F / 9, -1}, {0, 0, -20.0F / 9, 0}}}));
+    graphics.set_line_width(0);
+    stroke(graphics, RED, {{0, 0, 5}, {0, 0.5F, -3}});
+    ASSERT_EQ(graphics.list_count(), 1);
+    const DisplayNode* node = graphics.list_head();
+    for (int end = 0; end < 2; ++end) {
+        const float* v = node->vertices + 17 * end;
+        EXPECT_NEAR(v[0], 50, 1e-3F);
+        EXPECT_GE(v[1], 50);
+        EXPECT_LE(v[1], 100);
+        EXPECT_GE(v[2], -1.00001F);
+        EXPECT_NEAR(v[RasterGraphics::NORMAL + 2], 1 / v[3], 1e-6F);
+    }
+    EXPECT_NEAR(node->vertices[17 + 1], 50 + 50 * 0.5F / 3, 1e-3F);
+    const float square[12] = {-0.5F, -0.5F, -2, 0.5F, -0.5F, -2, 3.0F, 2.0F, -2, -0.5F, 0.5F, -2};
+    EXPECT_TRUE(graphics.add_polygon(4, square));
+    EXPECT_EQ(graphics.list_count(), 2);
+    EXPECT_FALSE(graphics.add_polygon(2, square));
+}
+
+TEST(RasterGraphics, HostileInputIsRefusedOrDropped) {
+    RasterGraphics graphics;
+    EXPECT_FALSE(graphics.render_list());
+    for (const auto& [width, height] : {std::pair{1, 50}, {50, 1}, {65536, 2}, {-4, 4}, {0, 0}})
+        EXPECT_FALSE(graphics.prepare_device(width, height, 1, SAMPLE_F32));
+    for (const float aspect : {0.0F, -1.0F, 1001.0F, NAN}) EXPECT_FALSE(graphics.prepare_device(4, 4, aspect, 3));
+    EXPECT_FALSE(graphics.prepare_device(4, 4, 1, 4));
+    EXPECT_FALSE(graphics.set_line_width(NAN));
+    EXPECT_FALSE(graphics.set_samples_per_side(0));
+    EXPECT_FALSE(graphics.set_num_bands(0));
+    prepare(graphics, 30, 20);
+    const float infinite = std::numeric_limits<float>::infinity();
+    for (const float width : {0.0F, 0.05F, 50.0F, 1e30F}) {
+        ASSERT_TRUE(graphics.set_line_width(width));
+        for (const float bad : {NAN, infinite, -infinite, 1e30F, -3e38F, 1e9F}) {
+            graphics.begin_stroke();
+            graphics.set_vertex_colour(bad, bad, NAN, 2);
+            for (const Point& p : {Point{5, 5}, {bad, 5}, {10, bad}, {bad, bad}, {10, 10, bad}, {12, 12}})
+                graphics.add_vertex(p.x, p.y, p.z);
+            graphics.end_stroke(true);
+        }
+    }
+    ASSERT_TRUE(graphics.render_list());
+    for (int y = 0; y < 20; ++y)
+        for (int x = 0; x < 30; ++x)
+            for (int k = 0; k < 4; ++k) ASSERT_TRUE(std::isfinite(image_get_sample(graphics.target(), x, y, k)));
+}
+
+TEST(RasterGraphics, KnowsItsLights) {
+    RasterGraphics graphics;
+    ASSERT_NE(graphics.light(0), nullptr);
+    EXPECT_EQ(graphics.find_light("ambient"), graphics.light(0));
+    EXPECT_EQ(graphics.light(0)->green, 1);
+    EXPECT_EQ(graphics.light(0)->cone_half_angle, 90);
+    EXPECT_EQ(graphics.light(1), nullptr);
+    EXPECT_NE(graphics.add_light(1, "key"), nullptr);
+    EXPECT_EQ(graphics.add_light(16, "none"), nullptr);
+    EXPECT_FALSE(graphics.set_texture(256, nullptr, nullptr));
+    EXPECT_TRUE(graphics.set_texture(255, nullptr, nullptr));
+}
+
+}  // namespace
