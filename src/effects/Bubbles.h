@@ -120,6 +120,21 @@ struct BubblesInfo : EffectInfo {
               DoLight, isOff);
         ghost({&RefIntensity}, DoReflections, isOff);
         scene.inputs = {"seeding-small.png"};
+        scene.settings = {{"PreRoll", "200"},
+                          {"Density", "1"},
+                          {"Lifetime", "170"},
+                          {"InitialVelocity", "60"},
+                          {"GrowthMode", "Variable Growth"},
+                          {"BubbleSize", "30"},
+                          {"BubbleSizeVar", "80"},
+                          {"Gravity", "0.07"},
+                          {"SwirlDens", "8"},
+                          {"SwirlAmp", "0.25"},
+                          {"BubbleColour", "0.35,0.42,0.5"},
+                          {"Opacity", "60"},
+                          {"GlistenTight", "3"},
+                          {"LightInten", "100"},
+                          {"Highlight", "50"}};
     }
 };
 

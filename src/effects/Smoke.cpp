@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "imagelib/imagelib_blur.h"
-#include "imagelib/imagelib_composite.h"
 
 using weather::signed_draw;
 
@@ -157,16 +156,50 @@ void Smoke::background() {
     if (BlackBG.value && input.image) image_clear(input.image.get());
 }
 
-// Points go into a picture of their own, so that all of them are softened at once.
+namespace {
+
+// The rectangle around points that their softened picture reaches, within the picture.
+Splats::Bounds softened(Splats::Bounds points, float blur, const K7Image& picture) {
+    const int reach = static_cast<int>(std::min(3 * blur, 65536.0f)) + 4;  // of three boxes, with room to spare
+    return {std::max(points.first_column - reach, 0), std::min(points.last_column + reach, picture.width - 1),
+            std::max(points.first_row - reach, 0), std::min(points.last_row + reach, picture.height - 1)};
+}
+
+// Calls work(row of the rectangle, first pixel in the picture), on all row threads.
+template <class Work>
+void for_rows_within(const Splats::Bounds& area, K7Image* picture, Work work) {
+    for_rows_float(area.last_row - area.first_row + 1, [&](int first, int last) {
+        for (int y = first; y <= last; ++y)
+            work(y, image_row<float>(picture, area.first_row + y) + 4L * area.first_column);
+    });
+}
+
+}  // namespace
+
+// Points go into a picture of their own, so that all of them are softened at once. Only the part that the smoke reaches
+// is ever touched.
 void Smoke::paint(K7Image& result) {
     if (!look().points) return WeatherEffect::paint(result);
-    const ImagePtr layer(image_clone_layout(&result));
-    if (!layer) return;
-    image_clear(layer.get());
-    splats().draw(layer.get());
+    const Splats::Bounds points = splats().bounds();
+    if (points.empty()) return;
+    const Splats::Bounds area = softened(points, look().blur, result);
+    const int width = area.last_column - area.first_column + 1;
+    const int height = area.last_row - area.first_row + 1;
+    const ImagePtr drawn = make_image_uncleared(result.width, result.height, 4, SAMPLE_F32);
+    const ImagePtr layer = make_image_uncleared(width, height, 4, SAMPLE_F32);
+    if (!drawn || !layer) return;
+    for_rows_within(area, drawn.get(), [&](int, float* row) { std::fill_n(row, 4L * width, 0.0f); });
+    splats().draw(drawn.get());
+    for_rows_within(area, drawn.get(),
+                    [&](int y, float* row) { std::copy_n(row, 4L * width, image_row<float>(layer.get(), y)); });
     constexpr int ALL_CHANNELS = 15;
     if (look().blur > 0 && !image_gaussian_blur(layer.get(), look().blur, look().blur, ALL_CHANNELS)) return;
-    constexpr bool PREMULTIPLIED = true;
-    constexpr int WHOLE = -1;
-    image_composite(&result, layer.get(), COMPOSITE_OVER, &result, PREMULTIPLIED, WHOLE, WHOLE, WHOLE, WHOLE);
+    for_rows_within(area, &result, [&](int y, float* row) {
+        const float* over = image_row<float>(layer.get(), y);
+        for (int x = 0; x < width; ++x, row += 4, over += 4) {
+            const float through = 1 - over[3];
+            for (int c = 0; c < 4; ++c) row[c] = over[c] + through * row[c];
+        }
+    });
+    result.stats_valid = 0;
 }

@@ -102,7 +102,12 @@ struct SmokeInfo : EffectInfo {
         ghost({&Friction}, DoFriction, isOff);
         ghost({&SwirlDens, &SwirlAmp, &SwlMaxTim}, DoTurbulence, isOff);
         ghost({&WindSource, &WindTarget, &WindSpread, &WindSpeed}, DoWind, isOff);
-        scene.inputs = {"seeding-small.png"};
+        scene.inputs = {"coffee-small.png"};
+        scene.settings = {{"PreRoll", "200"},   {"Left", "0.43,0.6"}, {"Right", "0.57,0.6"}, {"PositionVar", "0.01"},
+                          {"Density", "40"},    {"Lifetime", "200"},  {"Extinction", "90"},  {"InitialHeat", "-60"},
+                          {"LookMode", "Puff"}, {"PuffSize", "12"},   {"DoGravity", "on"},   {"Gravity", "0.04"},
+                          {"GravAngle", "90"},  {"Friction", "0.03"}, {"SwirlDens", "14"},   {"SwirlAmp", "0.35"},
+                          {"Opacity", "12"}};
     }
 };
 

@@ -127,6 +127,17 @@ void Splats::painted(Painter painter, const void* owner, int index, int first_ro
     m_items.push_back(item);
 }
 
+Splats::Bounds Splats::bounds() const {
+    Bounds all{m_width, -1, m_height, -1};
+    for (const Item& item : m_items) {
+        all.first_column = std::min(all.first_column, item.first_column);
+        all.last_column = std::max(all.last_column, item.last_column);
+        all.first_row = std::min(all.first_row, item.first_row);
+        all.last_row = std::max(all.last_row, item.last_row);
+    }
+    return all;
+}
+
 // ---- Drawing --------------------------------------------------------------------------------------------------
 
 // Each band gets the indices of its items, in order; threads take the bands as they come.

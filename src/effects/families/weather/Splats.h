@@ -34,6 +34,13 @@ class Splats {
     void draw(K7Image* image) const;
     std::size_t count() const { return m_items.size(); }
 
+    // The pixels that it can reach, but for what owners draw themselves; empty: none.
+    struct Bounds {
+        int first_column, last_column, first_row, last_row;
+        bool empty() const { return first_column > last_column || first_row > last_row; }
+    };
+    Bounds bounds() const;
+
   private:
     enum class Kind : std::uint8_t { Point, Line, Upright, Turned, Painted };
     struct Item {
