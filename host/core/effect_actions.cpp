@@ -344,7 +344,9 @@ OfxStatus EffectInstance::getImage(Clip& clip, double time, OfxPropertySetHandle
     }
     if (host().nextImageRequestFails()) return host().hooks().clipGetImageStatus;
     if (!clip.isOutput() && time != m_time && !clip.properties().getInt(prop::TemporalClipAccess)) {
-        host().report(Severity::Warning, "clipGetImage", clip.name(),
+        // Many hosts ask the effect alone. Those that ask each clip answer with a failure.
+        const bool asEffect = descriptor().properties().getInt(prop::TemporalClipAccess) != 0;
+        host().report(asEffect ? Severity::Note : Severity::Warning, "clipGetImage", clip.name(),
                       "another frame of a clip without temporal access");
     }
     std::string error;

@@ -268,15 +268,20 @@ const char* ColourControlK7::paramType() const {
     return m_components == Components::RGBA ? ofx::param_type::RGBA : ofx::param_type::RGB;
 }
 
+// A level within what pixels can hold, so that arithmetic with colours stays finite whatever a host sets.
+static float colourLevel(double value) {
+    constexpr double LARGEST = 65504.0;  // of half floats
+    return std::isnan(value) ? 0.0f : static_cast<float>(std::clamp(value, -LARGEST, LARGEST));
+}
 bool ColourControlK7::GetValue(double time, float* r, float* g, float* b, float* a) const {
     double values[4] = {0.0, 0.0, 0.0, 1.0};
     const bool found = m_components == Components::RGBA ? readAt(time, &values[0], &values[1], &values[2], &values[3])
                                                         : readAt(time, &values[0], &values[1], &values[2]);
     if (!found) return false;
-    *r = static_cast<float>(values[0]);
-    *g = static_cast<float>(values[1]);
-    *b = static_cast<float>(values[2]);
-    *a = static_cast<float>(values[3]);
+    *r = colourLevel(values[0]);
+    *g = colourLevel(values[1]);
+    *b = colourLevel(values[2]);
+    *a = colourLevel(values[3]);
     return true;
 }
 

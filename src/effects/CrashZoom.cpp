@@ -12,7 +12,9 @@ void CrashZoom::ProcessFrame() {
     K7Image* result = output.image.get();
     if (!source || !result) return;
     const float width = result->width, height = result->height;
-    const float cx = width * static_cast<float>(Centre.x), cy = height * static_cast<float>(Centre.y);
+    constexpr double FARTHEST = 1000.0;  // frames; lines are as long as the centre is far
+    const float cx = width * static_cast<float>(std::clamp(Centre.x, -FARTHEST, FARTHEST));
+    const float cy = height * static_cast<float>(std::clamp(Centre.y, -FARTHEST, FARTHEST));
     const float clear = static_cast<float>(Radius.value) * width * 0.5f;
     const float speed = static_cast<float>(Speed.value / 100.0);
     const float soft = std::max(static_cast<float>(SoftRadius.value) / result->unit_scale, 1.0f);
