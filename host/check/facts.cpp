@@ -24,14 +24,14 @@ std::vector<std::string> effectNames(const fs::path& path) {
 namespace {
 
 // Bundles made with Quillon's framework tell in a file what the interface has no word for.
-bool declaredHistory(const fs::path& bundle, const std::string& name) {
+std::string declaredHistory(const fs::path& bundle, const std::string& name) {
     const fs::path library = ofxhost::Bundle::libraryOf(bundle);
     std::ifstream file(library.parent_path().parent_path() / "Resources" / "effects.json");
     const json all = json::parse(file, nullptr, false);
-    if (!all.is_object()) return false;
+    if (!all.is_object()) return "none";
     for (const json& effect : all.value("effects", json::array()))
-        if (effect.value("name", "") == name) return effect.value("history", false);
-    return false;
+        if (effect.value("name", "") == name) return effect.value("history", "none");
+    return "none";
 }
 
 }  // namespace
@@ -48,7 +48,9 @@ EffectFacts exploreEffect(const fs::path& path, const std::string& name) {
     if (!described) return facts;
     facts.contexts = inOrderOfUse(described->supportedContexts());
     facts.overlay = described->hasOverlay();
-    facts.history = described->properties().getInt(prop::InstanceSequentialRender) == 1 || declaredHistory(path, name);
+    const std::string history = declaredHistory(path, name);
+    facts.history = described->properties().getInt(prop::InstanceSequentialRender) == 1 || history == "frames";
+    facts.inputHistory = history == "inputs";
     if (facts.contexts.empty()) return facts;
     const auto descriptor = plugin->describeInContext(facts.contexts.front());
     if (!descriptor) return facts;
@@ -75,7 +77,8 @@ std::string toJson(const EffectFacts& f) {
                 {"inputs", f.inputs},
                 {"optionalInputs", f.optionalInputs},
                 {"overlay", f.overlay},
-                {"history", f.history}}
+                {"history", f.history},
+                {"inputHistory", f.inputHistory}}
         .dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
@@ -93,6 +96,7 @@ EffectFacts factsFromJson(const std::string& text) {
     f.optionalInputs = all.at("optionalInputs");
     f.overlay = all.at("overlay");
     f.history = all.at("history");
+    f.inputHistory = all.at("inputHistory");
     return f;
 }
 

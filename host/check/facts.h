@@ -17,6 +17,8 @@ struct EffectFacts {
     // A frame may depend on the frames rendered before: the effect asks for sequential renders, or the bundle's
     // declaration says so.
     bool history = false;
+    // It may depend on what its inputs showed before.
+    bool inputHistory = false;
 };
 
 // Names of the effects in the order of the bundle. To be called in a process that may die of it.

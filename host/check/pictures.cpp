@@ -13,14 +13,14 @@ using ofxhost::ImageLayout;
 using ofxhost::ImagePtr;
 
 const char* contentName(Content content) {
-    constexpr const char* names[] = {"natural",        "smooth",   "black",    "white", "not a number", "plus infinity",
-                                     "minus infinity", "denormal", "negative", "huge",  "anything"};
+    constexpr const char* names[] = {"natural",       "still",          "smooth",   "black",    "white", "not a number",
+                                     "plus infinity", "minus infinity", "denormal", "negative", "huge",  "anything"};
     return names[static_cast<std::size_t>(content)];
 }
 
 bool ordinary(Content content) {
-    return content == Content::Natural || content == Content::Smooth || content == Content::Black ||
-           content == Content::White;
+    return content == Content::Natural || content == Content::Still || content == Content::Smooth ||
+           content == Content::Black || content == Content::White;
 }
 
 namespace {
@@ -61,6 +61,7 @@ float oddValue(Content content, Random& random) {
         case Content::Huge:
             return Limits::max();
         case Content::Natural:
+        case Content::Still:
         case Content::Smooth:
         case Content::Black:
         case Content::Anything:
@@ -76,6 +77,7 @@ constexpr Content oddContents[] = {Content::Natural,    Content::Black,        C
 }  // namespace
 
 ImagePtr makePicture(const ImageLayout& layout, Content content, double time, std::uint64_t seed) {
+    if (content == Content::Still) return makePicture(layout, Content::Natural, 0.0, seed);
     auto image = std::make_shared<ofxhost::Image>(layout);
     Random random(seed ^ hashOf(std::to_string(time)));
     const ofxhost::ImageLayout& l = image->layout();

@@ -10,6 +10,7 @@ namespace bundlecheck {
 
 enum class Content : std::uint8_t {
     Natural,  // gradients, shapes and grain between 0 and 1, with all kinds of alpha
+    Still,    // the same at all times
     Smooth,   // large soft shapes, which any scale shows alike
     Black,    // all zero
     White,

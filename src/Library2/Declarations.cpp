@@ -160,6 +160,17 @@ Json deviationsJson(const EffectTraits& traits, const EffectInfo& info) {
     return hosts;
 }
 
+const char* historyWord(FrameHistory history) {
+    switch (history) {
+        case FrameHistory::Inputs:
+            return "inputs";
+        case FrameHistory::Frames:
+            return "frames";
+        default:
+            return "none";
+    }
+}
+
 Json effectJson(const EffectDefinition& effect) {
     const EffectTraits& traits = *effect.traits;
     const auto info = effect.declare();
@@ -175,7 +186,7 @@ Json effectJson(const EffectDefinition& effect) {
             {"contexts", contexts},
             {"hasOverlay", traits.overlay},
             {"otherFrames", traits.otherFrames},
-            {"history", traits.history},
+            {"history", historyWord(traits.history)},
             {"hasPicture", effect.hasPicture},
             {"clips", clips},
             {"pages", info->pages()},

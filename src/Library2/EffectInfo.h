@@ -26,13 +26,20 @@
 class OverlayControlK7;
 class PluginK7;
 
+// What a frame can depend on besides its parameters and the clips at its time.
+enum class FrameHistory {
+    None,
+    Inputs,  // what clips that steer it showed at the frames before, where these move
+    Frames,  // the frames rendered before it
+};
+
 struct EffectTraits {
     const char* name;                // without the prefix: "CrashZoom"
     const char* menu;                // the word of the menu grouping; with underscores it is part of the identifier
     bool generator = false;          // works without an input
     bool overlay = false;            // draws handles in the host's viewer
     bool otherFrames = false;        // needs frames other than the current one
-    bool history = false;            // a frame may depend on the frames rendered before it
+    FrameHistory history = FrameHistory::None;
     bool skipsSmallPreview = false;  // shows its input in the thumbnail of hosts that ask for one
     const char* description = "";
 };

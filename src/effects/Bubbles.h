@@ -13,6 +13,7 @@ struct BubblesInfo : EffectInfo {
         .menu = "Natural Phenomena",
         .generator = true,
         .overlay = true,
+        .history = FrameHistory::Inputs,
         .description = "Particle system simulating bubbles. This effect is in Box Number 1"};
     enum Growth { Assorted = 1, Shrinking = 2, VariableGrowth = 3, LinearGrowth = 4 };
 

@@ -14,6 +14,7 @@ struct RainInfo : EffectInfo {
         .menu = "Natural Phenomena",
         .generator = true,
         .overlay = true,
+        .history = FrameHistory::Inputs,
         .description = "Particle system simulating Rain. This effect is in Box Number 1"};
 
     ClipRecord input{this, {.name = "Input", .label = "Background Clip", .shortLabel = "BG"}};

@@ -12,6 +12,7 @@ struct SmokeInfo : EffectInfo {
         .menu = "Natural Phenomena",
         .generator = true,
         .overlay = true,
+        .history = FrameHistory::Inputs,
         .skipsSmallPreview = true,
         .description = "Particle system simulating Smoke. This effect is in Box Number 1"};
     enum Look { Point = 1, Streak = 2, Puff = 3 };

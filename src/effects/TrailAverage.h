@@ -14,6 +14,7 @@ struct TrailAverageInfo : EffectInfo {
         .name = "TrailAverage",
         .menu = "Trailz",
         .otherFrames = true,
+        .history = FrameHistory::Frames,
         .description = "Trail generation using an average accumulation. This effect is in Box Number 7"};
 
     ClipRecord input{
