@@ -8,7 +8,7 @@
 
 inline constexpr int CLEAN_BINS = 4096;
 inline constexpr int CLEAN_MOST_RADIUS = 80;
-inline constexpr int CLEAN_SMALL_WINDOW = 81;          // the most samples that small_row is for
+inline constexpr int CLEAN_SMALL_WINDOW = 121;         // the most samples that small_row is for
 inline constexpr int CLEAN_LANES = 32;                 // what rows of bins and offsets are padded to
 inline constexpr std::int16_t CLEAN_OUTSIDE = 0x7fff;  // instead of a bin, beyond the picture
 
