@@ -156,13 +156,17 @@ void ChildProcess::runChild(const Work& work, const Limits& limits, int pipe, in
     ::dup2(output, STDOUT_FILENO);
     ::dup2(output, STDERR_FILENO);
     setLimits(limits);
-#ifndef QUILLON_SANITIZED
-    catchFaults();
-#endif
     if (!limits.scratch.empty()) {
         for (const char* name : {"HOME", "TMPDIR", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"})
             ::setenv(name, limits.scratch.c_str(), 1);
     }
+    workAsChild(work, pipe);
+}
+
+void workAsChild(const ChildProcess::Work& work, int pipe) {
+#ifndef QUILLON_SANITIZED
+    catchFaults();
+#endif
     const Sender sender(pipe);
     int code = 0;
     try {
@@ -173,6 +177,24 @@ void ChildProcess::runChild(const Work& work, const Limits& limits, int pipe, in
         code = exitOfException;
     }
     ::_exit(code);
+}
+
+ChildProcess::Work becoming(const std::filesystem::path& program, std::vector<std::string> words, std::string input) {
+    return [=](const Sender& sender) {
+        const int file = ::memfd_create("input", 0);
+        writeAll(file, input.data(), input.size());
+        ::lseek(file, 0, SEEK_SET);
+        ::dup2(file, STDIN_FILENO);
+        ::fcntl(sender.descriptor(), F_SETFD, 0);  // the pipe stays open
+        std::vector<std::string> all = {program.string()};
+        all.insert(all.end(), words.begin(), words.end());
+        all.push_back(std::to_string(sender.descriptor()));
+        std::vector<char*> arguments;
+        for (std::string& word : all) arguments.push_back(word.data());
+        arguments.push_back(nullptr);
+        ::execv(program.c_str(), arguments.data());
+        throw std::runtime_error(program.string() + " can't be run: " + std::strerror(errno));
+    };
 }
 
 // ---- The parent -------------------------------------------------------------------------------------------------

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -17,7 +18,7 @@ struct Limits {
     std::string scratch;              // a folder that becomes the child's home and folder for temporary files
 };
 
-enum class MessageKind : char { Step = 'S', Finding = 'F', Renders = 'R', Text = 'T', Done = 'D' };
+enum class MessageKind : char { Step = 'S', Finding = 'F', Renders = 'R', GivenUp = 'G', Text = 'T', Done = 'D' };
 
 struct Message {
     MessageKind kind;
@@ -29,6 +30,7 @@ class Sender {
   public:
     explicit Sender(int descriptor) : m_descriptor(descriptor) {}
     void send(MessageKind kind, const std::string& text) const;
+    int descriptor() const { return m_descriptor; }
 
   private:
     int m_descriptor;
@@ -69,6 +71,11 @@ class ChildProcess {
     End m_end = End::Running;
     int m_status = 0;
 };
+
+// Work that becomes another program, with the words and the pipe's number as its arguments and the text as its input.
+// That program goes on by workAsChild().
+ChildProcess::Work becoming(const std::filesystem::path& program, std::vector<std::string> words, std::string input);
+[[noreturn]] void workAsChild(const ChildProcess::Work& work, int pipe);
 
 // Waits until one of the children has something to say, for at most `seconds`.
 void waitForAny(const std::vector<ChildProcess*>& children, double seconds);

@@ -34,7 +34,7 @@ std::span<const Invariant> interactInvariants();
 std::span<const Invariant> invariants();
 const Invariant* findInvariant(std::string_view name);
 
-// Runs a case here and now; what goes wrong with an exception is a finding.
-void runCase(const Invariant& invariant, Trial& trial);
+// Runs a case here and now; what goes wrong with an exception is a finding. False when it has been given up.
+bool runCase(const Invariant& invariant, Trial& trial);
 
 }  // namespace bundlecheck

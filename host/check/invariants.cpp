@@ -22,12 +22,15 @@ const Invariant* findInvariant(std::string_view name) {
     return nullptr;
 }
 
-void runCase(const Invariant& invariant, Trial& trial) {
+bool runCase(const Invariant& invariant, Trial& trial) {
     try {
         invariant.run(trial);
+    } catch (const GivenUp&) {
+        return false;
     } catch (const std::exception& error) {
         trial.finding(Safety, std::string("the case can't be run: ") + error.what());
     }
+    return true;
 }
 
 }  // namespace bundlecheck

@@ -1,4 +1,5 @@
 // Threads: the host's for the effect, and the host's own that render at once.
+#include <exception>
 #include <thread>
 
 #include "host/check/invariant.h"
@@ -102,12 +103,19 @@ void twoAtOnce(Trial& trial) {
     }
     trial.step("two at once");
     std::vector<std::thread> threads;
+    std::exception_ptr failures[2];
     for (int i = 0; i < 2; ++i) {
         threads.emplace_back([&, i] {
-            for (int frame = 0; frame < frames; ++frame) rendered[i].push_back(actors[i]->render(frame));
+            try {
+                for (int frame = 0; frame < frames; ++frame) rendered[i].push_back(actors[i]->render(frame));
+            } catch (...) {
+                failures[i] = std::current_exception();
+            }
         });
     }
     for (std::thread& thread : threads) thread.join();
+    for (const std::exception_ptr& failure : failures)
+        if (failure) std::rethrow_exception(failure);
     for (int i = 0; i < 2; ++i) {
         for (std::size_t frame = 0; frame < rendered[i].size(); ++frame) {
             if (!trial.require(rendered[i][frame].sameAs(expected[i][frame]), Determinism,

@@ -44,6 +44,19 @@ ParamValue randomText(Random& random) {
     return texts[random.below(static_cast<int>(std::size(texts)))];
 }
 
+// Wide ranges are mostly of counts and lengths that a render's time grows with. Values lie near the default by order of
+// magnitude: half of them within half a hundredth of the range, a tenth beyond a quarter of it.
+constexpr double wide = 100.0;
+
+double nearDefault(double middle, double from, double to, Random& random) {
+    if (random.chance(0.05)) return random.chance(0.5) ? from : to;
+    const double below = middle - from, above = to - middle;
+    const bool down = random.unit() * (to - from) < below;
+    const double share = random.unit();
+    const double distance = (down ? below : above) * std::pow(1e-3, 1.0 - share * share);
+    return down ? middle - distance : middle + distance;
+}
+
 // Ranges without end are drawn from by order of magnitude. Larger numbers than these, which may well take a render all
 // day, are left to the ends of the ranges.
 double randomNumber(const Param& param, std::size_t i, Random& random, Reach reach) {
@@ -58,6 +71,7 @@ double randomNumber(const Param& param, std::size_t i, Random& random, Reach rea
         const double magnitude = std::pow(10.0, random.between(-3.0, most));
         return std::clamp(random.chance(0.5) ? magnitude : -magnitude, low, high);
     }
+    if (to - from > wide) return nearDefault(std::clamp(param.defaultValue().numbers[i], from, to), from, to, random);
     const double value = random.chance(0.1) ? (random.chance(0.5) ? from : to) : random.between(from, to);
     return std::clamp(value, low, high);
 }

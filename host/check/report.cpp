@@ -25,12 +25,13 @@ std::string shapeOf(const std::string& text) {
 
 void addRow(std::ostringstream& text, const std::string& name, const Tally& tally, std::size_t width) {
     text << "  " << std::left << std::setw(static_cast<int>(width)) << name << std::right << std::setw(10)
-         << tally.cases << std::setw(12) << tally.renders << std::setw(11) << tally.findings << '\n';
+         << tally.cases << std::setw(12) << tally.renders << std::setw(10) << tally.givenUp << std::setw(11)
+         << tally.findings << '\n';
 }
 
 void addHead(std::ostringstream& text, const char* what, std::size_t width) {
     text << "  " << std::left << std::setw(static_cast<int>(width)) << what << std::right << std::setw(10) << "cases"
-         << std::setw(12) << "renders" << std::setw(11) << "findings" << '\n';
+         << std::setw(12) << "renders" << std::setw(10) << "given up" << std::setw(11) << "findings" << '\n';
 }
 
 }  // namespace
@@ -68,7 +69,10 @@ std::string countsText(const RunResult& result) {
 std::string toJson(const RunResult& result, const RunOptions& options) {
     using Json = nlohmann::ordered_json;
     const auto tallyJson = [](const Tally& tally) {
-        return Json{{"cases", tally.cases}, {"renders", tally.renders}, {"findings", tally.findings}};
+        return Json{{"cases", tally.cases},
+                    {"renders", tally.renders},
+                    {"givenUp", tally.givenUp},
+                    {"findings", tally.findings}};
     };
     Json all;
     all["bundle"] = options.setup.bundle.string();

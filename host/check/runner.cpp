@@ -5,6 +5,8 @@
 #include <memory>
 #include <stdexcept>
 
+#include "host/check/task.h"
+
 namespace bundlecheck {
 
 namespace {
@@ -35,23 +37,20 @@ struct RunningCase {
     std::unique_ptr<ChildProcess> process;
 };
 
-void runInChild(const TrialSetup& setup, const ScheduledCase& what, const Sender& sender) {
-    Trial trial(setup, *what.facts, what.id,
-                {.step = [&](const std::string& text) { sender.send(MessageKind::Step, text); },
-                 .finding = [&](const std::string& text) { sender.send(MessageKind::Finding, text); },
-                 .call = {}});
-    runCase(*what.invariant, trial);
-    sender.send(MessageKind::Renders, std::to_string(trial.renders()));
+// A render that is still under way when the process is killed has been told to stop long before.
+std::string deathOf(const ChildProcess& process, ChildProcess::End end, double timeout) {
+    const bool renders = process.lastStep().starts_with(renderStep);
+    return end == ChildProcess::End::TimedOut && renders ? unansweredAbort(timeout) : process.deathText();
 }
 
-std::vector<Finding> findingsOf(const RunningCase& ended, ChildProcess::End end) {
+std::vector<Finding> findingsOf(const RunningCase& ended, ChildProcess::End end, double timeout) {
     std::vector<Finding> found;
     const ChildProcess& process = *ended.process;
     for (const Message& message : process.messages())
         if (message.kind == MessageKind::Finding) found.push_back({ended.what.id, message.text, {}});
     const std::string output = process.output(), reason = reasonIn(output);
     if (end != ChildProcess::End::Finished) {
-        std::string text = process.deathText();
+        std::string text = deathOf(process, end, timeout);
         if (!reason.empty() && reason != "calls:") text += ": " + reason;
         found.push_back({ended.what.id, text + "; at: " + process.lastStep(), output});
     } else if (!reason.empty() && output.find("Sanitizer") != std::string::npos) {
@@ -61,8 +60,8 @@ std::vector<Finding> findingsOf(const RunningCase& ended, ChildProcess::End end)
 }
 
 // A question to the bundle that it may die of.
-std::string askInChild(const std::function<std::string()>& question, const Limits& limits) {
-    ChildProcess process([&](const Sender& sender) { sender.send(MessageKind::Text, question()); }, limits);
+std::string askInChild(const TrialSetup& setup, const Task& question, const Limits& limits) {
+    ChildProcess process(workFor(setup, question), limits);
     ChildProcess::End end;
     while ((end = process.advance()) == ChildProcess::End::Running) waitForAny({&process}, 0.2);
     for (const Message& message : process.messages())
@@ -96,7 +95,7 @@ Tally RunResult::ofInvariant(const std::string& invariant) const {
 }
 
 std::vector<std::string> listEffects(const TrialSetup& setup, const Limits& limits) {
-    return namesFromJson(askInChild([&] { return toJson(effectNames(setup.bundle)); }, limits));
+    return namesFromJson(askInChild(setup, {.kind = Task::Kind::Names, .id = {}, .facts = {}}, limits));
 }
 
 Exploration explore(const RunOptions& options) {
@@ -115,8 +114,8 @@ Exploration explore(const RunOptions& options) {
     }
     for (const std::string& name : names) {
         try {
-            found.effects.push_back(factsFromJson(
-                askInChild([&] { return toJson(exploreEffect(options.setup.bundle, name)); }, options.limits)));
+            const Task question{.kind = Task::Kind::Facts, .id = {.effect = name, .invariant = {}}, .facts = {}};
+            found.effects.push_back(factsFromJson(askInChild(options.setup, question, options.limits)));
         } catch (const std::exception& error) {
             report(name, "declaration", std::string("describing: ") + error.what());
         }
@@ -161,7 +160,9 @@ class Runner {
   private:
     void start(const ScheduledCase& what) {
         ++m_started;
-        const auto work = [&](const Sender& sender) { runInChild(m_options.setup, what, sender); };
+        const Task task{
+            .kind = Task::Kind::Case, .id = what.id, .facts = *what.facts, .timeout = m_options.limits.seconds};
+        const auto work = workFor(m_options.setup, task);
         m_running.push_back({what, std::make_unique<ChildProcess>(work, m_options.limits)});
     }
 
@@ -181,9 +182,11 @@ class Runner {
     void take(const RunningCase& ended, ChildProcess::End end) {
         Tally& tally = m_result.tallies[{ended.what.id.effect, ended.what.id.invariant}];
         ++tally.cases;
-        for (const Message& message : ended.process->messages())
+        for (const Message& message : ended.process->messages()) {
             if (message.kind == MessageKind::Renders) tally.renders += std::stol(message.text);
-        for (Finding& finding : findingsOf(ended, end)) add(finding);
+            if (message.kind == MessageKind::GivenUp) ++tally.givenUp;
+        }
+        for (Finding& finding : findingsOf(ended, end, m_options.limits.seconds)) add(finding);
     }
 
     void add(const Finding& finding) {

@@ -31,8 +31,10 @@ struct Finding {
 
 struct Tally {
     long cases = 0, renders = 0, findings = 0;
+    long givenUp = 0;  // of the cases, because a render took too long
     Tally& operator+=(const Tally& other) {
         cases += other.cases, renders += other.renders, findings += other.findings;
+        givenUp += other.givenUp;
         return *this;
     }
 };

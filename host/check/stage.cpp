@@ -139,12 +139,13 @@ Rendering Actor::render(double time, float background) {
     rendering.image = watched(std::make_shared<Image>(layout), ofx::clip::Output, false);
     if (background != 0.0f)
         rendering.image->fromFloats(std::vector<float>(rendering.image->toFloats().size(), background));
-    trial.step("render frame " + ofxhost::toText(ofxhost::PropertyValue(time)));
     ofxhost::RenderRequest request;
     request.time = time;
     request.renderScale = m_instance->project().renderScale;
+    const auto stopAt = trial.beginRender("frame " + ofxhost::toText(ofxhost::PropertyValue(time)));
+    request.stopAt = stopAt;
     rendering.status = m_instance->render(request, rendering.image);
-    trial.countRender();
+    trial.endRender(stopAt, m_instance->toldToStop());
     if (m_stage.settings().judgement == Judgement::Lenient) return rendering;
     trial.require(rendering.status == ofx::status::OK, Interface,
                   "a render answers status " + std::to_string(rendering.status));

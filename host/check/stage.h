@@ -62,6 +62,7 @@ class Actor {
     ofxhost::ImageLayout completed(ofxhost::ImageLayout layout) const;  // with the project's bounds and scale
 
     // Renders, counts it and checks what holds of any render: the status, released images, finite samples.
+    // Throws GivenUp where it takes too long.
     Rendering render(double time, float background = 0.0f);
 
   private:

@@ -1,7 +1,9 @@
 // One case while it runs: what it may use, and where it says what it does and what it found.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -26,10 +28,28 @@ enum Level : int {
 // the program has none.
 using WithCanvas = std::function<void(int width, int height, const std::function<void()>& draw)>;
 
+// Slow is not hung: a render that takes long is told to stop, and only one that then goes on is a finding. Seconds, of
+// the time after which the case would be killed.
+struct Patience {
+    double render;  // one render has, then it is told to stop
+    double all;     // the renders of a case have together
+    double answer;  // from being told to having stopped
+};
+inline Patience patienceOf(double timeout) {
+    return {std::min(timeout / 3.0, 10.0), timeout * 2.0 / 3.0, timeout / 4.0};
+}
+std::string unansweredAbort(double timeout);  // the finding
+
+inline constexpr char renderStep[] = "render ";  // begins the words for the step in which an effect renders
+
+struct GivenUp {};  // thrown out of a case whose render has been told to stop: there is nothing to compare
+
 struct TrialSetup {
     std::filesystem::path bundle;
     int strictness = Quality;
     WithCanvas withCanvas;
+    // Where set, cases run in this program, started anew for each, which answers tasks; else in forked processes.
+    std::filesystem::path program;
 };
 
 class Trial {
@@ -39,7 +59,9 @@ class Trial {
         std::function<void(const std::string&)> call;  // each suite call; may be empty
     };
 
-    Trial(const TrialSetup& setup, EffectFacts facts, const CaseId& id, Listener listener);
+    using Clock = std::chrono::steady_clock;
+
+    Trial(const TrialSetup& setup, EffectFacts facts, const CaseId& id, Listener listener, double timeout);
 
     const TrialSetup& setup() const { return m_setup; }
     const EffectFacts& facts() const { return m_facts; }
@@ -59,7 +81,9 @@ class Trial {
     // Arms the hooks; with a listener for calls, they are told as well.
     void arm(ofxhost::Host& host, ofxhost::HostHooks hooks) const;
 
-    void countRender() { ++m_renders; }
+    // Around each render. Both throw GivenUp; the first answers when the render is to be told to stop.
+    Clock::time_point beginRender(const std::string& what);
+    void endRender(Clock::time_point stopAt, bool told);
     int renders() const { return m_renders; }
 
   private:
@@ -68,6 +92,8 @@ class Trial {
     CaseId m_id;
     Listener m_listener;
     Random m_random;
+    double m_timeout;
+    Clock::time_point m_start = Clock::now();
     std::atomic<int> m_findings{0}, m_renders{0};  // some cases render on threads of their own
 };
 

@@ -7,11 +7,13 @@
 #include <chrono>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <thread>
 
 #include "host/check/report.h"
 #include "host/check/runner.h"
+#include "host/check/task.h"
 #include "host/cli/atomic_file.h"
 #include "host/cli/command.h"
 #include "host/cli/console.h"
@@ -35,12 +37,20 @@ constexpr double slowness = 10.0;  // of a build with a sanitizer
 constexpr double slowness = 1.0;
 #endif
 
+// It can't follow threads that start in a process that has been forked by one with threads, so cases get new programs.
+#ifdef __SANITIZE_THREAD__
+constexpr bool threadSanitizer = true;
+#else
+constexpr bool threadSanitizer = false;
+#endif
+
 struct CheckOptions {
     std::string bundle, effects, invariants, json, token;
     int strictness = Quality, jobs = 0;
     double budget = 0.0, timeout = 20.0;
     std::uint32_t seed = 1;
     bool list = false;
+    int answer = -1;  // the pipe, in a process that answers a task
 };
 
 // A home for the children, in which bundles may leave what they like.
@@ -110,8 +120,8 @@ std::vector<std::string> chosenEffects(const std::string& list, const RunOptions
 }
 
 WithCanvas canvasOfThisProgram() {
-    if (!OffscreenGl::available()) return {};  // loads it here, once for all children
     return [](int width, int height, const std::function<void()>& draw) {
+        if (!OffscreenGl::available()) return;
         const OffscreenGl canvas(width, height, width, height);
         draw();
     };
@@ -141,11 +151,12 @@ void reproduce(const CheckOptions& options, const RunOptions& base) {
                          std::cout << "finding: " << text << std::endl;
                      },
                  .call = [](const std::string& text) { std::cout << "    " + text + "\n"
-                                                                 << std::flush; }});
+                                                                 << std::flush; }},
+                base.limits.seconds);
     std::cout << invariant->name << ": " << invariant->claim << std::endl;
-    runCase(*invariant, trial);
+    const bool ended = runCase(*invariant, trial);
     if (findings > 0) throw RunError(std::to_string(findings) + (findings == 1 ? " finding" : " findings"));
-    std::cout << "nothing found" << std::endl;
+    std::cout << (ended ? "nothing found" : "given up: a render takes too long to compare it") << std::endl;
 }
 
 // ---- All of them ------------------------------------------------------------------------------------------------
@@ -224,6 +235,10 @@ void requireWritable(const std::string& file) {
 
 void check(const CheckOptions& options) {
     if (options.list) return listInvariants();
+    if (options.answer >= 0) {
+        const std::string task{std::istreambuf_iterator<char>(std::cin), {}};
+        answerTask(task, canvasOfThisProgram(), options.answer);
+    }
     requireWritable(options.json);
     RunOptions run;
     const ScratchFolder scratch;
@@ -237,6 +252,10 @@ void check(const CheckOptions& options) {
     }
     run.setup.strictness = options.strictness;
     run.setup.withCanvas = canvasOfThisProgram();
+    if (threadSanitizer)
+        run.setup.program = fs::read_symlink("/proc/self/exe");
+    else
+        OffscreenGl::available();  // loads it here, once for all children
     run.seed = options.seed;
     run.jobs = options.jobs > 0 ? options.jobs : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
     run.budget = options.budget;
@@ -264,12 +283,14 @@ std::function<void()> declare(CLI::App& app) {
                    "Seconds to spend, on a random choice of cases (0: every case once, for as long as it takes)")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
-    app.add_option("--timeout", o->timeout, "Seconds after which a case counts as hung")
+    app.add_option("--timeout", o->timeout,
+                   "Seconds after which a case counts as hung; a third of them for one render, then it is told to stop")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     app.add_option("--json", o->json, "Write all counts and findings into this file")->type_name("FILE");
     app.add_option("--reproduce", o->token, "Run one case in this process, and tell all that happens")
         ->type_name("TOKEN");
+    app.add_option("--answer", o->answer)->group("");  // hidden: for the children of this program
     app.add_flag("--list", o->list, "List the invariants and what they claim");
     return [o] { check(*o); };
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -104,6 +105,8 @@ struct RenderRequest {
     OfxPointD renderScale = {1.0, 1.0};
     std::optional<OfxRectI> window = std::nullopt;
     bool sequential = false, interactive = false, draft = false;
+    // From then on the effect is told to stop when it asks.
+    std::optional<std::chrono::steady_clock::time_point> stopAt = std::nullopt;
 };
 
 class EffectInstance final : public Effect {
@@ -152,6 +155,8 @@ class EffectInstance final : public Effect {
     OfxStatus endSequence(const RenderRequest& request, OfxRangeD frames, double step);
     // Renders into `image`; reports writes outside its pixels.
     OfxStatus render(const RenderRequest& request, const ImagePtr& image);
+    bool toldToStop() const { return m_toldToStop; }  // in the last render, by its stopAt
+    bool pollStop();                                  // from the effect suite
     OfxStatus simpleAction(const char* action);  // one without arguments: purge caches, sync, begin and end edit
 
     // ---- Images held by the plug-in ----
@@ -190,6 +195,8 @@ class EffectInstance final : public Effect {
     std::atomic<int> m_fetched{0}, m_released{0};
     std::atomic<int> m_actionDepth{0}, m_changeDepth{0};
     int m_editDepth = 0;
+    std::optional<std::chrono::steady_clock::time_point> m_stopAt;
+    std::atomic<bool> m_toldToStop{false};
     bool m_created = false, m_creating = false;
 };
 

@@ -293,7 +293,10 @@ OfxStatus EffectInstance::render(const RenderRequest& request, const ImagePtr& i
                       .premultiplication = layout.premultiplication});
     target.setOutputImage(image, request.time);
     m_time = request.time;
+    m_stopAt = request.stopAt;
+    m_toldToStop = false;
     const OfxStatus status = run(action::Render, &in, nullptr);
+    m_stopAt.reset();
     target.clearOutputImage();
     if (status == ofx::status::ReplyDefault) {
         host().report(Severity::Error, action::Render, "", "a render has no default to fall back on");
@@ -303,6 +306,12 @@ OfxStatus EffectInstance::render(const RenderRequest& request, const ImagePtr& i
                       "memory outside the image's pixels was written");
     }
     return status;
+}
+
+bool EffectInstance::pollStop() {
+    if (!m_stopAt || std::chrono::steady_clock::now() < *m_stopAt) return false;
+    m_toldToStop = true;
+    return true;
 }
 
 // ---- Images ---------------------------------------------------------------------------------------------------

@@ -123,6 +123,8 @@ int abortRender(OfxImageEffectHandle handle) {
     int answer = 0;
     const OfxStatus status = onEffect("abort", handle, nullptr, [&answer](Effect& effect) {
         answer = effect.host().pollAbort();
+        EffectInstance* const instance = effect.asInstance();
+        if (instance && instance->pollStop()) answer = 1;
         return ofx::status::OK;
     });
     return status == ofx::status::OK ? answer : status;

@@ -11,6 +11,11 @@ bool is_float_image(const K7Image* image, int channels) {
     return image && image->pixels && image->sample_type == SAMPLE_F32 && image->channels >= channels;
 }
 
+// Bands of one image are drawn into by several threads; where the statistics have been forgotten before, none writes.
+void forget_stats(K7Image* image) {
+    if (image->stats_valid) image->stats_valid = 0;
+}
+
 }  // namespace
 
 bool draw_line(K7Image* image, const float colour[4], float x0, float y0, float x1, float y1, float opacity_start,
@@ -28,7 +33,7 @@ bool draw_line(K7Image* image, const float colour[4], float x0, float y0, float 
         out[2] = c * colour[2] + keep * out[2];
         out[3] = c + keep * out[3];
     });
-    image->stats_valid = 0;
+    forget_stats(image);
     return true;
 }
 
@@ -55,7 +60,7 @@ bool LineDraw::draw(float x0, float y0, float x1, float y1) {
     line_length = static_cast<float>(line.length);
     wu::walk(line, {clip_x0, clip_y0, clip_x1, clip_y1},
              [this](int x, int y, float coverage, float t) { pixel(x, y, coverage, t); });
-    image->stats_valid = 0;
+    forget_stats(image);
     return true;
 }
 

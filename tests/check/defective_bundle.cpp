@@ -52,6 +52,8 @@ enum class Defect {
     NeedsProperty,
     IgnoresScale,
     FragileInteract,
+    Slow,  // no defect: a minute a frame, but it stops when told to
+    Deaf,  // three seconds a frame, and does not ask
     Count
 };
 
@@ -60,7 +62,7 @@ constexpr const char* names[] = {
     "ReadsOutside",  "DependsOnThreads", "DependsOnCpus",      "IgnoresAbort",  "Hangs",         "DependsOnOrder",
     "SaysSo",        "SharesState",      "UsesFreshMemory",    "LeavesOutput",  "IgnoresRows",   "TrustsMemory",
     "LeaksMemory",   "BadDefault",       "BadScriptName",      "KeepsOldValue", "NotANumber",    "CrashesOnName",
-    "NeedsProperty", "IgnoresScale",     "FragileInteract"};
+    "NeedsProperty", "IgnoresScale",     "FragileInteract",    "Slow",          "Deaf"};
 constexpr int effectCount = static_cast<int>(Defect::Count);
 static_assert(std::size(names) == effectCount);
 
@@ -224,6 +226,12 @@ void spoil(Defect defect, Instance& instance, OfxImageEffectHandle effect, const
         case Defect::Hangs:
             while (width % 2 == 1) ::usleep(1000);
             break;
+        case Defect::Slow:
+            for (int i = 0; i < 60000 && !effects->abort(effect); ++i) ::usleep(1000);
+            break;
+        case Defect::Deaf:
+            ::usleep(3000000);
+            break;
         case Defect::DependsOnOrder:
         case Defect::SaysSo:
             brighten(0.01f * static_cast<float>(instance.renders++));
@@ -352,6 +360,15 @@ OfxStatus describeInContext(Defect defect, OfxImageEffectHandle effect) {
         props->propSetDouble(set, prop::ParamDisplayMax, 0, 2.0);
         props->propSetDouble(set, prop::ParamDefault, 0, defect == Defect::BadDefault ? 5.0 : 1.1);
         if (defect == Defect::BadScriptName) props->propSetString(set, prop::ParamScriptName, 0, "same");
+    }
+    if (defect == Defect::Slow) {
+        OfxPropertySetHandle set = nullptr;
+        if (params->paramDefine(all, ofx::param_type::Integer, "Particles", &set) != OK) return Failed;
+        props->propSetInt(set, prop::ParamMin, 0, 0);
+        props->propSetInt(set, prop::ParamMax, 0, 5000);
+        props->propSetInt(set, prop::ParamDisplayMin, 0, 0);
+        props->propSetInt(set, prop::ParamDisplayMax, 0, 5000);
+        props->propSetInt(set, prop::ParamDefault, 0, 200);
     }
     return OK;
 }

@@ -4,10 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <string>
 
+#include "host/check/report.h"
 #include "host/check/runner.h"
+#include "host/check/values.h"
+#include "host/core/bundle.h"
+#include "ofx/ofx_names.h"
 
 namespace bundlecheck {
 namespace {
@@ -18,6 +23,9 @@ RunOptions optionsFor(const std::string& bundle, const std::string& effect) {
     RunOptions options;
     options.setup.bundle = std::filesystem::path(BUNDLES) / (bundle + ".ofx.bundle");
     if (!effect.empty()) options.effects = {effect};
+#ifdef __SANITIZE_THREAD__
+    options.setup.program = QUILLON_PROGRAM;
+#endif
     options.jobs = 2;
     options.limits.seconds = 30.0;
     return options;
@@ -66,7 +74,7 @@ const Defect defects[] = {
     {"DependsOnThreads", "threads", "16 threads give another picture than one"},
     {"DependsOnCpus", "fewer-threads", "the picture differs"},
     {"IgnoresAbort", "abort", "times more after it has been told to stop at poll 1"},
-    {"Hangs", "sizes", "no end after 2 s"},
+    {"Hangs", "sizes", "does not answer an abort within 0.5 s"},
     {"DependsOnOrder", "order", "differs backwards"},
     {"SharesState", "at-once", "differs while another instance renders"},
     {"LeavesOutput", "output", "depends on what the output held before"},
@@ -95,6 +103,75 @@ INSTANTIATE_TEST_SUITE_P(All, Defects, testing::ValuesIn(defects), [](const auto
     std::erase(name, '-');
     return name;
 });
+
+// Slow is not hung.
+TEST(LongRenders, AreGivenUpAndNoFindings) {
+    const RunResult slow = runOne("Defective", "Slow", "suite-memory", 4.0);
+    EXPECT_EQ(textsOf(slow), "");
+    EXPECT_EQ(slow.total().givenUp, 1);
+    EXPECT_EQ(slow.total().renders, 1);
+    EXPECT_THAT(countsText(slow), HasSubstr("given up"));
+    const RunResult together = runOne("Defective", "Slow", "at-once", 4.0);
+    EXPECT_EQ(textsOf(together), "") << "renders on threads of the host are given up as well";
+    EXPECT_EQ(together.total().givenUp, together.total().cases);
+}
+
+TEST(LongRenders, ThatDoNotStopAreFindings) {
+    const RunResult deaf = runOne("Defective", "Deaf", "suite-memory", 4.0);
+    EXPECT_THAT(textsOf(deaf), HasSubstr("does not answer an abort within 1 s"));
+    EXPECT_EQ(deaf.total().givenUp, 0);
+}
+
+// Counts far from the default would take most of the time, and not let the checker see much else.
+TEST(RandomValues, OfWideRangesAreMostlyModerate) {
+    ofxhost::Host host;
+    const ofxhost::Bundle bundle(host, std::filesystem::path(BUNDLES) / "Defective.ofx.bundle");
+    const auto described = bundle.find("Slow")->describeInContext(ofx::context::Filter);
+    ofxhost::EffectInstance instance(*described, {});
+    const ofxhost::Param& param = *instance.findParam("Particles");
+    Random random(1);
+    constexpr int count = 4000;
+    int near = 0, far = 0, below = 0, least = 0, most = 0;
+    for (int i = 0; i < count; ++i) {
+        const double value = randomValue(param, random).numbers[0];
+        ASSERT_EQ(value, std::floor(value));
+        ASSERT_GE(value, 0.0);
+        ASSERT_LE(value, 5000.0);
+        near += std::abs(value - 200.0) <= 50.0;
+        far += value > 2500.0;
+        below += value < 200.0;
+        least += value == 0.0;
+        most += value == 5000.0;
+    }
+    EXPECT_GT(near, count / 2);
+    EXPECT_LT(far, count / 8);
+    EXPECT_GT(far, count / 50);
+    EXPECT_GT(below, count / 50);
+    EXPECT_GT(least, count / 100);
+    EXPECT_GT(most, count / 100);
+}
+
+// Cases that get a new program instead of a forked process say the same.
+TEST(NewPrograms, FindWhatForkedProcessesFind) {
+    for (const Defect& defect : {Defect{"DependsOnThreads", "threads", "16 threads give another picture than one"},
+                                 Defect{"CrashesOnName", "changes", "at: instance changed: OfxTypeParameter \"xxx"},
+                                 Defect{"Sound", "order", ""}}) {
+        RunOptions options = optionsFor("Defective", defect.effect);
+        options.invariants = {findInvariant(defect.invariant)};
+        options.setup.program.clear();
+        const RunResult forked = run(options, {});
+        options.setup.program = QUILLON_PROGRAM;
+        const RunResult anew = run(options, {});
+        EXPECT_EQ(anew.total().cases, forked.total().cases);
+        EXPECT_EQ(anew.total().renders, forked.total().renders);
+        EXPECT_EQ(anew.total().findings, forked.total().findings);
+        EXPECT_EQ(anew.findings.empty(), std::string(defect.says).empty());
+        EXPECT_THAT(textsOf(anew), HasSubstr(defect.says));
+    }
+    RunOptions options = optionsFor("Defective", "Sound");
+    options.setup.program = "/no/such/program";
+    EXPECT_THROW(listEffects(options.setup, options.limits), std::runtime_error);
+}
 
 // The whole of it finds nothing in an effect without fault, nor in one that says what it depends on.
 TEST(SoundEffects, HaveNoFindings) {

@@ -153,6 +153,7 @@ void Splats::draw(K7Image* image) const {
         for (int b = m_items[i].first_row / BAND; b <= m_items[i].last_row / BAND; ++b)
             order[begins[static_cast<std::size_t>(b) + 1]++] = i;
 
+    image->stats_valid = 0;  // before any thread draws
     std::atomic<int> next{0};
     for_rows_float(bands, [&](int first, int last) {
         if (first > last) return;
@@ -160,7 +161,6 @@ void Splats::draw(K7Image* image) const {
             drawBand(image, order, begins[static_cast<std::size_t>(b)], begins[static_cast<std::size_t>(b) + 1],
                      b * BAND, std::min(b * BAND + BAND, m_height) - 1);
     });
-    image->stats_valid = 0;
 }
 
 // Sprites lie anywhere, so that every row of one is a new place of memory.

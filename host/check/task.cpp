@@ -1,0 +1,79 @@
+#include "host/check/task.h"
+
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "host/check/invariant.h"
+
+namespace bundlecheck {
+
+namespace {
+
+using nlohmann::json;
+
+std::string toJson(const TrialSetup& setup, const Task& task) {
+    return json{{"bundle", setup.bundle.string()},
+                {"strictness", setup.strictness},
+                {"kind", static_cast<int>(task.kind)},
+                {"effect", task.id.effect},
+                {"invariant", task.id.invariant},
+                {"index", task.id.index},
+                {"seed", task.id.seed},
+                {"facts", bundlecheck::toJson(task.facts)},
+                {"timeout", task.timeout}}
+        .dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+void fromJson(const std::string& text, TrialSetup& setup, Task& task) {
+    const json all = json::parse(text);
+    setup.bundle = all.at("bundle").get<std::string>();
+    setup.strictness = all.at("strictness");
+    task.kind = static_cast<Task::Kind>(all.at("kind").get<int>());
+    task.id = {all.at("effect"), all.at("invariant"), all.at("index"), all.at("seed")};
+    task.facts = factsFromJson(all.at("facts"));
+    task.timeout = all.at("timeout");
+}
+
+void runTheCase(const TrialSetup& setup, const Task& task, const Sender& sender) {
+    const Invariant* const invariant = findInvariant(task.id.invariant);
+    if (!invariant) throw std::runtime_error("there is no invariant " + task.id.invariant);
+    Trial trial(setup, task.facts, task.id,
+                {.step = [&](const std::string& text) { sender.send(MessageKind::Step, text); },
+                 .finding = [&](const std::string& text) { sender.send(MessageKind::Finding, text); },
+                 .call = {}},
+                task.timeout);
+    if (!runCase(*invariant, trial)) sender.send(MessageKind::GivenUp, "");
+    sender.send(MessageKind::Renders, std::to_string(trial.renders()));
+}
+
+void perform(const TrialSetup& setup, const Task& task, const Sender& sender) {
+    switch (task.kind) {
+        case Task::Kind::Names:
+            return sender.send(MessageKind::Text, bundlecheck::toJson(effectNames(setup.bundle)));
+        case Task::Kind::Facts:
+            return sender.send(MessageKind::Text, bundlecheck::toJson(exploreEffect(setup.bundle, task.id.effect)));
+        case Task::Kind::Case:
+            return runTheCase(setup, task, sender);
+    }
+}
+
+}  // namespace
+
+ChildProcess::Work workFor(const TrialSetup& setup, const Task& task) {
+    if (!setup.program.empty()) return becoming(setup.program, {"check", "--answer"}, toJson(setup, task));
+    return [setup, task](const Sender& sender) { perform(setup, task, sender); };
+}
+
+void answerTask(const std::string& text, const WithCanvas& withCanvas, int pipe) {
+    workAsChild(
+        [&](const Sender& sender) {
+            TrialSetup setup;
+            Task task;
+            fromJson(text, setup, task);
+            setup.withCanvas = withCanvas;
+            perform(setup, task, sender);
+        },
+        pipe);
+}
+
+}  // namespace bundlecheck
