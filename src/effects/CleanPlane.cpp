@@ -17,7 +17,7 @@ const CleanKernels& kernels() {
     return cpu_select(baseline::clean_kernels, avx2::clean_kernels, avx512::clean_kernels);
 }
 
-// Parts of one block of memory, each at a cache line.
+// Cuts one block of memory into pieces, each at a cache line.
 class Carver {
   public:
     explicit Carver(unsigned char* block) : m_block(block) {}

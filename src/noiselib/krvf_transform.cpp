@@ -14,8 +14,8 @@ struct Turn {
     double cosine, sine;
 };
 
-// Parts of a full turn, in 512ths. From extended precision: the double forms of the system's library differ between
-// processors in their last bit.
+// Sines and cosines of a full turn, in 512ths. From extended precision: the double forms of the system's library differ
+// between processors in their last bit.
 const std::array<Turn, MAX_TRANSFORM / 2>& turns() {
     static const auto table = [] {
         std::array<Turn, MAX_TRANSFORM / 2> made;
