@@ -34,14 +34,9 @@ std::string declaredHistory(const fs::path& bundle, const std::string& name) {
     return "none";
 }
 
-}  // namespace
-
-EffectFacts exploreEffect(const fs::path& path, const std::string& name) {
-    ofxhost::Host host;
-    const ofxhost::Bundle bundle(host, path);
+EffectFacts factsOf(ofxhost::Plugin* plugin, const fs::path& path, const std::string& name) {
     EffectFacts facts;
     facts.name = name;
-    ofxhost::Plugin* plugin = bundle.find(name);
     if (!plugin) return facts;
     facts.identifier = plugin->identifier();
     const auto described = plugin->describe();
@@ -64,6 +59,15 @@ EffectFacts exploreEffect(const fs::path& path, const std::string& name) {
         if (clip->optional()) facts.optionalInputs.push_back(clip->name());
     }
     return facts;
+}
+
+}  // namespace
+
+void exploreEffects(const fs::path& path, const std::vector<std::string>& names,
+                    const std::function<void(const EffectFacts&)>& tell) {
+    ofxhost::Host host;
+    const ofxhost::Bundle bundle(host, path);
+    for (const std::string& name : names) tell(factsOf(bundle.find(name), path, name));
 }
 
 std::string toJson(const std::vector<std::string>& names) { return json(names).dump(); }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,9 @@ struct EffectFacts {
 
 // Names of the effects in the order of the bundle. To be called in a process that may die of it.
 std::vector<std::string> effectNames(const std::filesystem::path& bundle);
-EffectFacts exploreEffect(const std::filesystem::path& bundle, const std::string& name);
+// Tells what it finds of each effect, in their order.
+void exploreEffects(const std::filesystem::path& bundle, const std::vector<std::string>& names,
+                    const std::function<void(const EffectFacts&)>& tell);
 
 std::string toJson(const std::vector<std::string>& names);
 std::string toJson(const EffectFacts& facts);

@@ -59,17 +59,29 @@ std::vector<Finding> findingsOf(const RunningCase& ended, ChildProcess::End end,
     return found;
 }
 
+struct Answer {
+    std::vector<std::string> texts;
+    std::string error;  // of a process that died, maybe after some of the texts
+};
+
 // A question to the bundle that it may die of.
-std::string askInChild(const TrialSetup& setup, const Task& question, const Limits& limits) {
+Answer askInChild(const TrialSetup& setup, const Task& question, const Limits& limits) {
     ChildProcess process(workFor(setup, question), limits);
     ChildProcess::End end;
     while ((end = process.advance()) == ChildProcess::End::Running) waitForAny({&process}, 0.2);
+    Answer answer;
     for (const Message& message : process.messages())
-        if (message.kind == MessageKind::Text && end == ChildProcess::End::Finished) return message.text;
-    std::string text = process.deathText();
-    if (const std::string reason = reasonIn(process.output()); !reason.empty()) text += ": " + reason;
-    if (process.lastStep().starts_with("exception: ")) text = process.lastStep().substr(11);
-    throw std::runtime_error(text);
+        if (message.kind == MessageKind::Text) answer.texts.push_back(message.text);
+    if (end == ChildProcess::End::Finished) return answer;
+    answer.error = process.deathText();
+    if (const std::string reason = reasonIn(process.output()); !reason.empty()) answer.error += ": " + reason;
+    if (process.lastStep().starts_with("exception: ")) answer.error = process.lastStep().substr(11);
+    return answer;
+}
+
+Answer askForFacts(const RunOptions& options, const std::vector<std::string>& names) {
+    return askInChild(options.setup, {.kind = Task::Kind::Facts, .effects = names, .id = {}, .facts = {}},
+                      options.limits);
 }
 
 }  // namespace
@@ -95,7 +107,9 @@ Tally RunResult::ofInvariant(const std::string& invariant) const {
 }
 
 std::vector<std::string> listEffects(const TrialSetup& setup, const Limits& limits) {
-    return namesFromJson(askInChild(setup, {.kind = Task::Kind::Names, .id = {}, .facts = {}}, limits));
+    const Answer answer = askInChild(setup, {.kind = Task::Kind::Names, .effects = {}, .id = {}, .facts = {}}, limits);
+    if (answer.texts.empty() || !answer.error.empty()) throw std::runtime_error(answer.error);
+    return namesFromJson(answer.texts.front());
 }
 
 Exploration explore(const RunOptions& options) {
@@ -112,13 +126,20 @@ Exploration explore(const RunOptions& options) {
     } catch (const std::exception& error) {
         report(wholeBundle, "entries", error.what());
     }
-    for (const std::string& name : names) {
-        try {
-            const Task question{.kind = Task::Kind::Facts, .id = {.effect = name, .invariant = {}}, .facts = {}};
-            found.effects.push_back(factsFromJson(askInChild(options.setup, question, options.limits)));
-        } catch (const std::exception& error) {
-            report(name, "declaration", std::string("describing: ") + error.what());
+    if (names.empty()) return found;
+    // One process for all, since starting it is most of the work; those it has left when it dies get one each, so that
+    // the guilty one is known.
+    const std::vector<std::string> together = askForFacts(options, names).texts;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (i < together.size()) {
+            found.effects.push_back(factsFromJson(together[i]));
+            continue;
         }
+        const Answer alone = askForFacts(options, {names[i]});
+        if (alone.error.empty() && !alone.texts.empty())
+            found.effects.push_back(factsFromJson(alone.texts.front()));
+        else
+            report(names[i], "declaration", "describing: " + alone.error);
     }
     return found;
 }
@@ -160,8 +181,11 @@ class Runner {
   private:
     void start(const ScheduledCase& what) {
         ++m_started;
-        const Task task{
-            .kind = Task::Kind::Case, .id = what.id, .facts = *what.facts, .timeout = m_options.limits.seconds};
+        const Task task{.kind = Task::Kind::Case,
+                        .effects = {},
+                        .id = what.id,
+                        .facts = *what.facts,
+                        .timeout = m_options.limits.seconds};
         const auto work = workFor(m_options.setup, task);
         m_running.push_back({what, std::make_unique<ChildProcess>(work, m_options.limits)});
     }

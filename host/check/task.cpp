@@ -12,15 +12,11 @@ namespace {
 using nlohmann::json;
 
 std::string toJson(const TrialSetup& setup, const Task& task) {
-    return json{{"bundle", setup.bundle.string()},
-                {"strictness", setup.strictness},
-                {"kind", static_cast<int>(task.kind)},
-                {"effect", task.id.effect},
-                {"invariant", task.id.invariant},
-                {"index", task.id.index},
-                {"seed", task.id.seed},
-                {"facts", bundlecheck::toJson(task.facts)},
-                {"timeout", task.timeout}}
+    return json{
+        {"bundle", setup.bundle.string()}, {"strictness", setup.strictness}, {"kind", static_cast<int>(task.kind)},
+        {"effects", task.effects},         {"effect", task.id.effect},       {"invariant", task.id.invariant},
+        {"index", task.id.index},          {"seed", task.id.seed},           {"facts", bundlecheck::toJson(task.facts)},
+        {"timeout", task.timeout}}
         .dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
@@ -29,6 +25,7 @@ void fromJson(const std::string& text, TrialSetup& setup, Task& task) {
     setup.bundle = all.at("bundle").get<std::string>();
     setup.strictness = all.at("strictness");
     task.kind = static_cast<Task::Kind>(all.at("kind").get<int>());
+    task.effects = all.at("effects");
     task.id = {all.at("effect"), all.at("invariant"), all.at("index"), all.at("seed")};
     task.facts = factsFromJson(all.at("facts"));
     task.timeout = all.at("timeout");
@@ -51,7 +48,9 @@ void perform(const TrialSetup& setup, const Task& task, const Sender& sender) {
         case Task::Kind::Names:
             return sender.send(MessageKind::Text, bundlecheck::toJson(effectNames(setup.bundle)));
         case Task::Kind::Facts:
-            return sender.send(MessageKind::Text, bundlecheck::toJson(exploreEffect(setup.bundle, task.id.effect)));
+            return exploreEffects(setup.bundle, task.effects, [&](const EffectFacts& facts) {
+                sender.send(MessageKind::Text, bundlecheck::toJson(facts));
+            });
         case Task::Kind::Case:
             return runTheCase(setup, task, sender);
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "host/check/child_process.h"
 #include "host/check/trial.h"
@@ -11,12 +12,13 @@ namespace bundlecheck {
 struct Task {
     enum class Kind : int {
         Names,  // of all effects
-        Facts,  // of one effect
+        Facts,  // of some effects, a text each
         Case,
     };
     Kind kind = Kind::Names;
-    CaseId id;          // of a case; its effect for Facts as well
-    EffectFacts facts;  // of a case's effect
+    std::vector<std::string> effects;  // for Facts
+    CaseId id;                         // of a case
+    EffectFacts facts;                 // of its effect
     double timeout = 20.0;
 };
 

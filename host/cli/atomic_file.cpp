@@ -75,4 +75,9 @@ void writeFileAtomically(const fs::path& path, const void* bytes, std::size_t co
     file.keep();
 }
 
+void requireWritable(const fs::path& path) {
+    if (fs::is_directory(path)) throw RunError("cannot write " + path.string() + ": it is a folder");
+    const TemporaryFile probe(path);
+}
+
 }  // namespace quillon

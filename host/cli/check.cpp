@@ -224,22 +224,13 @@ void checkAll(const CheckOptions& options, RunOptions run) {
               << (result.complete ? "" : "; not every case has been run") << std::endl;
 }
 
-// Told before the work rather than after it.
-void requireWritable(const std::string& file) {
-    if (file.empty()) return;
-    const fs::path folder = fs::absolute(file).parent_path();
-    std::error_code error;
-    if (!fs::is_directory(folder, error)) throw RunError("there is no folder " + folder.string());
-    writeFileAtomically(file, "", 0);
-}
-
 void check(const CheckOptions& options) {
     if (options.list) return listInvariants();
     if (options.answer >= 0) {
         const std::string task{std::istreambuf_iterator<char>(std::cin), {}};
         answerTask(task, canvasOfThisProgram(), options.answer);
     }
-    requireWritable(options.json);
+    if (!options.json.empty()) requireWritable(options.json);
     RunOptions run;
     const ScratchFolder scratch;
     run.setup.bundle = fs::absolute(options.bundle.empty() ? findBundle() : fs::path(options.bundle));

@@ -99,9 +99,9 @@ TEST(CheckCommand, WritesCountsAndFindingsAsJson) {
 }
 
 TEST(CheckCommand, KeepsToItsBudget) {
-    const Result result = check("--effects Sound --budget 2");
+    const Result result = check("--effects Sound --budget 0.5");
     EXPECT_EQ(result.code, 0) << result.text;
-    EXPECT_THAT(result.text, HasSubstr("nothing found in 0:0"));
+    EXPECT_THAT(result.text, HasSubstr("not every case has been run"));
 }
 
 TEST(CheckCommand, LeavesNothingInTheTemporaryFolder) {

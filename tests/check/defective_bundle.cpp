@@ -52,17 +52,18 @@ enum class Defect {
     NeedsProperty,
     IgnoresScale,
     FragileInteract,
+    CrashesDescribing,
     Slow,  // no defect: a minute a frame, but it stops when told to
     Deaf,  // three seconds a frame, and does not ask
     Count
 };
 
 constexpr const char* names[] = {
-    "Sound",         "CrashesOnNull",    "CrashesWithoutClip", "LeaksImage",    "WritesOutside", "WritesSource",
-    "ReadsOutside",  "DependsOnThreads", "DependsOnCpus",      "IgnoresAbort",  "Hangs",         "DependsOnOrder",
-    "SaysSo",        "SharesState",      "UsesFreshMemory",    "LeavesOutput",  "IgnoresRows",   "TrustsMemory",
-    "LeaksMemory",   "BadDefault",       "BadScriptName",      "KeepsOldValue", "NotANumber",    "CrashesOnName",
-    "NeedsProperty", "IgnoresScale",     "FragileInteract",    "Slow",          "Deaf"};
+    "Sound",         "CrashesOnNull",    "CrashesWithoutClip", "LeaksImage",        "WritesOutside", "WritesSource",
+    "ReadsOutside",  "DependsOnThreads", "DependsOnCpus",      "IgnoresAbort",      "Hangs",         "DependsOnOrder",
+    "SaysSo",        "SharesState",      "UsesFreshMemory",    "LeavesOutput",      "IgnoresRows",   "TrustsMemory",
+    "LeaksMemory",   "BadDefault",       "BadScriptName",      "KeepsOldValue",     "NotANumber",    "CrashesOnName",
+    "NeedsProperty", "IgnoresScale",     "FragileInteract",    "CrashesDescribing", "Slow",          "Deaf"};
 constexpr int effectCount = static_cast<int>(Defect::Count);
 static_assert(std::size(names) == effectCount);
 
@@ -342,6 +343,7 @@ OfxStatus describe(Defect defect, OfxImageEffectHandle effect) {
 }
 
 OfxStatus describeInContext(Defect defect, OfxImageEffectHandle effect) {
+    if (defect == Defect::CrashesDescribing) std::abort();
     for (const char* name : {ofx::clip::Output, "Source", "Matte"}) {
         OfxPropertySetHandle set = nullptr;
         if (effects->clipDefine(effect, name, &set) != OK) return Failed;

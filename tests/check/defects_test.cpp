@@ -19,13 +19,18 @@ namespace {
 
 using testing::HasSubstr;
 
+// It can't follow threads in a forked process: cases run in programs started anew, each of which takes its time.
+#ifdef __SANITIZE_THREAD__
+constexpr bool threadSanitizer = true;
+#else
+constexpr bool threadSanitizer = false;
+#endif
+
 RunOptions optionsFor(const std::string& bundle, const std::string& effect) {
     RunOptions options;
     options.setup.bundle = std::filesystem::path(BUNDLES) / (bundle + ".ofx.bundle");
     if (!effect.empty()) options.effects = {effect};
-#ifdef __SANITIZE_THREAD__
-    options.setup.program = QUILLON_PROGRAM;
-#endif
+    if (threadSanitizer) options.setup.program = QUILLON_PROGRAM;
     options.jobs = 2;
     options.limits.seconds = 30.0;
     return options;
@@ -104,6 +109,20 @@ INSTANTIATE_TEST_SUITE_P(All, Defects, testing::ValuesIn(defects), [](const auto
     return name;
 });
 
+TEST(Exploring, OutlivesAnEffectThatDiesOfIt) {
+    RunOptions options = optionsFor("Defective", "");
+    options.effects = {"Sound", "CrashesDescribing", "SaysSo"};
+    const Exploration found = explore(options);
+    ASSERT_EQ(found.effects.size(), 3u);
+    EXPECT_EQ(found.effects[0].name, wholeBundle);
+    EXPECT_EQ(found.effects[1].name, "Sound");
+    EXPECT_EQ(found.effects[2].name, "SaysSo");
+    EXPECT_TRUE(found.effects[2].history);
+    ASSERT_EQ(found.findings.size(), 1u);
+    EXPECT_EQ(found.findings[0].id.effect, "CrashesDescribing");
+    EXPECT_THAT(found.findings[0].text, HasSubstr("describing: killed by signal 6"));
+}
+
 // Slow is not hung.
 TEST(LongRenders, AreGivenUpAndNoFindings) {
     const RunResult slow = runOne("Defective", "Slow", "suite-memory", 4.0);
@@ -153,6 +172,7 @@ TEST(RandomValues, OfWideRangesAreMostlyModerate) {
 
 // Cases that get a new program instead of a forked process say the same.
 TEST(NewPrograms, FindWhatForkedProcessesFind) {
+    if (threadSanitizer) GTEST_SKIP() << "forked processes can't be compared with";
     for (const Defect& defect : {Defect{"DependsOnThreads", "threads", "16 threads give another picture than one"},
                                  Defect{"CrashesOnName", "changes", "at: instance changed: OfxTypeParameter \"xxx"},
                                  Defect{"Sound", "order", ""}}) {
@@ -177,7 +197,8 @@ TEST(NewPrograms, FindWhatForkedProcessesFind) {
 TEST(SoundEffects, HaveNoFindings) {
     for (const char* effect : {"Sound", "SaysSo"}) {
         RunOptions options = optionsFor("Defective", effect);
-        if (std::string(effect) == "SaysSo") options.invariants = {findInvariant("order"), findInvariant("abort")};
+        if (threadSanitizer || std::string(effect) == "SaysSo")
+            options.invariants = {findInvariant("order"), findInvariant("abort")};
         const RunResult result = run(options, {});
         EXPECT_TRUE(result.complete);
         EXPECT_GT(result.total().renders, 20);

@@ -159,6 +159,7 @@ TEST(UnwritablePlaces, AreReported) {
         {{"render", "Sound", "--bundle", bundle, "-i", folder / "in.exr", "-o", folder / "in.exr/out.exr"}, "in.exr"},
         {{"check", "--bundle", bundle, "--effects", "Sound", "--json", "/proc/out.json"}, "/proc"},
         {{"check", "--bundle", bundle, "--effects", "Sound", "--json", folder / "none/out.json"}, "none"},
+        {{"check", "--bundle", bundle, "--effects", "Sound", "--json", folder.path()}, "a folder"},
     };
     for (const auto& one : cases) {
         const auto start = std::chrono::steady_clock::now();
