@@ -106,4 +106,33 @@ std::string toJson(const RunResult& result, const RunOptions& options) {
     return all.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
+std::string toMarkdown(const RunResult& result) {
+    const auto cell = [](long cases, long findings) {
+        if (cases + findings == 0) return std::string(" |");
+        const std::string count = " " + std::to_string(cases);
+        return findings == 0 ? count + " |" : count + " (**" + std::to_string(findings) + " found**) |";
+    };
+    const auto sums = [&](const Tally& tally) {
+        return cell(tally.cases, tally.findings) + " " + std::to_string(tally.renders) + " |";
+    };
+    std::string text = "| Effect | Cases | Renders |", rule = "|---|---|---|", last = "| All |" + sums(result.total());
+    for (const Invariant* invariant : result.invariants) {
+        const Tally tally = result.ofInvariant(invariant->name);
+        text += " `" + std::string(invariant->name) + "` |";
+        rule += "---|";
+        last += cell(tally.cases, tally.findings);
+    }
+    text += "\n" + rule + "\n";
+    for (const std::string& effect : result.effects) {
+        text += "| " + effect + " |" + sums(result.ofEffect(effect));
+        for (const Invariant* invariant : result.invariants) {
+            const auto found = result.tallies.find({effect, invariant->name});
+            const Tally tally = found == result.tallies.end() ? Tally{} : found->second;
+            text += cell(tally.cases, tally.findings);
+        }
+        text += "\n";
+    }
+    return text + last + "\n";
+}
+
 }  // namespace bundlecheck

@@ -10,6 +10,10 @@ namespace bundlecheck {
 std::string countsText(const RunResult& result);  // tables by invariant and by effect, and the sum
 std::string toJson(const RunResult& result, const RunOptions& options);
 
+// A table in Markdown, for a page: a line an effect, a column an invariant, in each cell the cases, with the findings
+// if there are any.
+std::string toMarkdown(const RunResult& result);
+
 // Findings of one effect and invariant that say the same are shown once.
 class FindingFilter {
   public:

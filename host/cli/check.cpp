@@ -45,7 +45,7 @@ constexpr bool threadSanitizer = false;
 #endif
 
 struct CheckOptions {
-    std::string bundle, effects, invariants, json, token;
+    std::string bundle, effects, invariants, json, table, token;
     int strictness = Quality, jobs = 0;
     double budget = 0.0, timeout = 20.0;
     std::uint32_t seed = 1;
@@ -214,10 +214,11 @@ void checkAll(const CheckOptions& options, RunOptions run) {
     live.clear();
     const Tally total = result.total();
     std::cout << '\n' << countsText(result) << '\n';
-    if (!options.json.empty()) {
-        const std::string text = toJson(result, run);
-        writeFileAtomically(options.json, text.data(), text.size());
-    }
+    const auto write = [](const std::string& file, const std::string& text) {
+        if (!file.empty()) writeFileAtomically(file, text.data(), text.size());
+    };
+    write(options.json, toJson(result, run));
+    write(options.table, toMarkdown(result));
     if (interrupted()) throw RunError("interrupted after " + std::to_string(total.cases) + " cases");
     if (total.findings > 0) throw RunError(std::to_string(total.findings) + " findings");
     std::cout << "nothing found in " << durationText(result.seconds)
@@ -230,7 +231,8 @@ void check(const CheckOptions& options) {
         const std::string task{std::istreambuf_iterator<char>(std::cin), {}};
         answerTask(task, canvasOfThisProgram(), options.answer);
     }
-    if (!options.json.empty()) requireWritable(options.json);
+    for (const std::string& file : {options.json, options.table})
+        if (!file.empty()) requireWritable(file);
     RunOptions run;
     const ScratchFolder scratch;
     run.setup.bundle = fs::absolute(options.bundle.empty() ? findBundle() : fs::path(options.bundle));
@@ -279,6 +281,8 @@ std::function<void()> declare(CLI::App& app) {
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     app.add_option("--json", o->json, "Write all counts and findings into this file")->type_name("FILE");
+    app.add_option("--table", o->table, "Write the counts, effects by invariants, into this file as a Markdown table")
+        ->type_name("FILE");
     app.add_option("--reproduce", o->token, "Run one case in this process, and tell all that happens")
         ->type_name("TOKEN");
     app.add_option("--answer", o->answer)->group("");  // hidden: for the children of this program

@@ -4,11 +4,16 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "hostcli/temporary_folder.h"
 
 namespace {
 
@@ -82,13 +87,13 @@ TEST(CheckCommand, EndsWith2WhenTheCommandLineMakesNoSense) {
     EXPECT_EQ(quillon("check --bundle /bin").code, 1) << "a folder that is no bundle";
 }
 
-TEST(CheckCommand, WritesCountsAndFindingsAsJson) {
-    const fs::path file = fs::temp_directory_path() / ("check-test-" + std::to_string(::getpid()) + ".json");
-    const Result result = check("--effects LeaksImage,Sound --invariants hosts --json " + file.string());
+TEST(CheckCommand, WritesCountsAndFindings) {
+    const TemporaryFolder folder;
+    const Result result = check("--effects LeaksImage,Sound --invariants load,hosts --json " +
+                                (folder / "counts.json") + " --table " + (folder / "counts.md"));
     EXPECT_EQ(result.code, 1);
-    std::ifstream stream(file);
+    std::ifstream stream(folder / "counts.json");
     const auto json = nlohmann::json::parse(stream);
-    fs::remove(file);
     ASSERT_EQ(json["effects"].size(), 3u) << "the two, and the bundle";
     EXPECT_EQ(json["effects"][1]["name"], "LeaksImage");
     EXPECT_GT(json["effects"][1]["invariants"]["hosts"]["findings"], 0);
@@ -96,6 +101,17 @@ TEST(CheckCommand, WritesCountsAndFindingsAsJson) {
     EXPECT_EQ(json["total"]["findings"], json["findings"].size());
     EXPECT_EQ(json["findings"][0]["effect"], "LeaksImage");
     EXPECT_TRUE(json["complete"]);
+
+    std::ifstream table(folder / "counts.md");
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(table, line);) lines.push_back(line);
+    ASSERT_EQ(lines.size(), 6u) << "head, rule, bundle, two effects, sum";
+    for (const std::string& line : lines) EXPECT_EQ(std::count(line.begin(), line.end(), '|'), 6) << line;
+    EXPECT_EQ(lines[0], "| Effect | Cases | Renders | `load` | `hosts` |");
+    const std::string cases = std::to_string(json["effects"][1]["cases"].get<int>());
+    const std::string found = cases + " (**" + std::to_string(json["effects"][1]["findings"].get<int>()) + " found**)";
+    EXPECT_THAT(lines[3], HasSubstr("| LeaksImage | " + found + " |"));
+    EXPECT_THAT(lines[3], HasSubstr(" | | " + found + " |")) << "nothing of the bundle's own invariants";
 }
 
 TEST(CheckCommand, KeepsToItsBudget) {

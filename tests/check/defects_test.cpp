@@ -13,23 +13,18 @@
 #include "host/check/values.h"
 #include "host/core/bundle.h"
 #include "ofx/ofx_names.h"
+#include "support/sanitizers.h"
 
 namespace bundlecheck {
 namespace {
 
 using testing::HasSubstr;
 
-// It can't follow threads in a forked process: cases run in programs started anew, each of which takes its time.
-#ifdef __SANITIZE_THREAD__
-constexpr bool threadSanitizer = true;
-#else
-constexpr bool threadSanitizer = false;
-#endif
-
 RunOptions optionsFor(const std::string& bundle, const std::string& effect) {
     RunOptions options;
     options.setup.bundle = std::filesystem::path(BUNDLES) / (bundle + ".ofx.bundle");
     if (!effect.empty()) options.effects = {effect};
+    // It can't follow threads in a forked process: cases run in programs started anew, each of which takes its time.
     if (threadSanitizer) options.setup.program = QUILLON_PROGRAM;
     options.jobs = 2;
     options.limits.seconds = 30.0;

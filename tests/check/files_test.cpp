@@ -18,6 +18,7 @@
 #include "host/cli/failure.h"
 #include "host/cli/picture_file.h"
 #include "hostcli/temporary_folder.h"
+#include "support/sanitizers.h"
 
 namespace {
 
@@ -77,6 +78,7 @@ std::string oneOutcome(const fs::path& path, const std::string& bytes, std::size
 class DamagedFiles : public testing::TestWithParam<const char*> {};
 
 TEST_P(DamagedFiles, AreReadOrRefusedByName) {
+    if (threadSanitizer) GTEST_SKIP() << "it can't follow the threads of a library in forked processes";
     const TemporaryFolder folder;
     const std::string format = GetParam();
     const fs::path whole = folder / ("whole." + format), damaged = folder / ("damaged." + format);

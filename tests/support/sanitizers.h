@@ -1,0 +1,8 @@
+// Which sanitizer a test runs under.
+#pragma once
+
+#ifdef __SANITIZE_THREAD__
+inline constexpr bool threadSanitizer = true;
+#else
+inline constexpr bool threadSanitizer = false;
+#endif
