@@ -105,6 +105,29 @@ Picture readAs(OIIO::ImageInput& input, OIIO::TypeDesc type, const fs::path& pat
     return picture;
 }
 
+// As cameras and phones tell it in their files (EXIF 2.32, tag 274): 1 is upright, 5 to 8 lie on their side.
+int orientationOf(const OIIO::ImageSpec& header) {
+    const int told = header.get_int_attribute("Orientation", 1);
+    return told >= 1 && told <= 8 ? told : 1;
+}
+
+Picture upright(Picture stored, int orientation) {
+    if (orientation == 1) return stored;
+    const bool onItsSide = orientation >= 5;
+    const int right = stored.width - 1, bottom = stored.height - 1;
+    Picture turned(onItsSide ? stored.height : stored.width, onItsSide ? stored.width : stored.height);
+    for (int y = 0; y < turned.height; ++y) {  // from the top
+        float* to = turned.row(turned.height - 1 - y);
+        for (int x = 0; x < turned.width; ++x, to += 4) {
+            int fromX = onItsSide ? y : x, fromY = onItsSide ? x : y;
+            if (orientation == 2 || orientation == 3 || orientation == 7 || orientation == 8) fromX = right - fromX;
+            if (orientation == 3 || orientation == 4 || orientation == 6 || orientation == 7) fromY = bottom - fromY;
+            std::copy_n(stored.row(bottom - fromY) + static_cast<std::size_t>(fromX) * 4, 4, to);
+        }
+    }
+    return turned;
+}
+
 // ---- Writing --------------------------------------------------------------------------------------------------
 
 enum class Store { Byte, Short, Float };
@@ -161,16 +184,20 @@ bool writeSamples(OIIO::ImageOutput& output, const Picture& picture, OIIO::TypeD
 
 PictureSize readPictureSize(const fs::path& path) {
     const auto input = openPicture(path);
-    return {input->spec().full_width, input->spec().full_height};
+    const OIIO::ImageSpec& header = input->spec();
+    if (orientationOf(header) >= 5) return {header.full_height, header.full_width};
+    return {header.full_width, header.full_height};
 }
 
 Picture readPicture(const fs::path& path) {
     const auto input = openPicture(path);
+    const int orientation = orientationOf(input->spec());
     // Levels are divided here and not by the library, which multiplies by a rounded reciprocal.
-    if (input->spec().format == OIIO::TypeDesc::UINT8) return readAs<std::uint8_t>(*input, OIIO::TypeDesc::UINT8, path);
+    if (input->spec().format == OIIO::TypeDesc::UINT8)
+        return upright(readAs<std::uint8_t>(*input, OIIO::TypeDesc::UINT8, path), orientation);
     if (input->spec().format == OIIO::TypeDesc::UINT16)
-        return readAs<std::uint16_t>(*input, OIIO::TypeDesc::UINT16, path);
-    return readAs<float>(*input, OIIO::TypeDesc::FLOAT, path);
+        return upright(readAs<std::uint16_t>(*input, OIIO::TypeDesc::UINT16, path), orientation);
+    return upright(readAs<float>(*input, OIIO::TypeDesc::FLOAT, path), orientation);
 }
 
 void requireWritableFormat(const std::string& fileName) {

@@ -17,6 +17,7 @@ struct PictureSize {
 PictureSize readPictureSize(const std::filesystem::path& path);
 // Grey becomes RGB and a missing alpha 1. Of more channels R, G, B and A are taken by their names. An EXR whose data
 // cover a part of its display window (or more than it) is brought to that window, transparent where it has none.
+// What a camera's file says of its orientation is followed, in the size as well.
 Picture readPicture(const std::filesystem::path& path);
 
 // How samples are to be stored: 8 and 16 ask for levels, 32 for floats, as far as the format has them.

@@ -2,6 +2,7 @@
 
 #include "host/cli/picture_file.h"
 
+#include <OpenImageIO/imagebuf.h>
 #include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -175,6 +176,44 @@ TEST(PictureFiles, BadFilesAreRefusedWithTheirNames) {
         }
     EXPECT_THROW(writePicture(folder / "a.xyz", wild(2, 2), {}), UsageError);
     EXPECT_THROW(requireWritableFormat("noextension"), UsageError);
+}
+
+// The standard tells for each value on which side of the visible picture the file's first row and first column are.
+TEST(PictureFiles, AreTurnedAsTheCameraWasHeld) {
+    constexpr struct {
+        int orientation;
+        char firstRow, firstColumn;
+    } held[] = {{0, 'T', 'L'}, {1, 'T', 'L'}, {2, 'T', 'R'}, {3, 'B', 'R'}, {4, 'B', 'L'},
+                {5, 'L', 'T'}, {6, 'R', 'T'}, {7, 'R', 'B'}, {8, 'L', 'B'}, {9, 'T', 'L'}};
+    const TemporaryFolder folder;
+    const std::string path = folder / "held.tif";
+    const Picture stored = wild(7, 5);
+    for (const auto& [orientation, firstRow, firstColumn] : held) {
+        OIIO::ImageSpec header(7, 5, 4, OIIO::TypeDesc::FLOAT);
+        header.attribute("Orientation", orientation);
+        header.attribute("oiio:UnassociatedAlpha", 1);
+        OIIO::ImageBuf buffer(header);
+        for (int y = 0; y < 5; ++y)
+            for (int x = 0; x < 7; ++x)
+                buffer.setpixel(x, y, OIIO::span<const float>(stored.row(4 - y) + static_cast<std::size_t>(x) * 4, 4));
+        ASSERT_TRUE(buffer.write(path));
+        const Picture read = readPicture(path);
+        ASSERT_EQ(read.width * read.height, 35);
+        ASSERT_EQ(read.height, firstRow == 'T' || firstRow == 'B' ? 5 : 7);
+        EXPECT_EQ(readPictureSize(path).width, read.width);
+        for (int y = 0; y < 5; ++y)
+            for (int x = 0; x < 7; ++x) {
+                int visibleX = 0, visibleY = 0;
+                for (const auto& [side, distance] : {std::pair(firstRow, y), std::pair(firstColumn, x)}) {
+                    if (side == 'T') visibleY = distance;
+                    if (side == 'B') visibleY = read.height - 1 - distance;
+                    if (side == 'L') visibleX = distance;
+                    if (side == 'R') visibleX = read.width - 1 - distance;
+                }
+                ASSERT_EQ(read.row(read.height - 1 - visibleY)[4 * visibleX + 1], stored.row(4 - y)[4 * x + 1])
+                    << orientation << " at " << x << ", " << y;
+            }
+    }
 }
 
 TEST(AtomicFiles, ReplaceWholeOrNotAtAll) {
