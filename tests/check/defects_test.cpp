@@ -120,12 +120,13 @@ TEST(Exploring, OutlivesAnEffectThatDiesOfIt) {
 
 // Slow is not hung.
 TEST(LongRenders, AreGivenUpAndNoFindings) {
-    const RunResult slow = runOne("Defective", "Slow", "suite-memory", 4.0);
+    const double seconds = threadSanitizer ? 12.0 : 4.0;  // unloading takes some of them
+    const RunResult slow = runOne("Defective", "Slow", "suite-memory", seconds);
     EXPECT_EQ(textsOf(slow), "");
     EXPECT_EQ(slow.total().givenUp, 1);
     EXPECT_EQ(slow.total().renders, 1);
     EXPECT_THAT(countsText(slow), HasSubstr("given up"));
-    const RunResult together = runOne("Defective", "Slow", "at-once", 4.0);
+    const RunResult together = runOne("Defective", "Slow", "at-once", seconds);
     EXPECT_EQ(textsOf(together), "") << "renders on threads of the host are given up as well";
     EXPECT_EQ(together.total().givenUp, together.total().cases);
 }
