@@ -20,12 +20,9 @@ constexpr float LONGEST_AFTERLIFE = 10000;  // frames
 
 void Bubbles::readBlocks(BubblesMotion& motion, BubblesLook& look) {
     const weather::Frame& f = frame();
-    motion.emitter.set(f, Left, Right, PositionVar, Density, Lifetime);
     motion.emitter.speed = value(InitialVelocity) / (f.unit_scale * 100) * f.aspect();
-    motion.emitter.velocity_var = share(VelocityVar);
     motion.direction[0] = weather::cosine(value(VelDir) * weather::DEGREE);
     motion.direction[1] = weather::sine(value(VelDir) * weather::DEGREE);
-    motion.drag = DoFriction.value ? value(Friction) : 0;
     const float size = value(BubbleSize);
     const float spread = share(BubbleSizeVar) * size;
     switch (GrowthMode.value) {
@@ -45,8 +42,6 @@ void Bubbles::readBlocks(BubblesMotion& motion, BubblesLook& look) {
     motion.bursts = BubblesBurst.value;
     motion.congregates = Congregate.value;
     motion.birth_matte = UseBirthMatte.value;
-    motion.gravity.set(f, DoGravity.value, Gravity.value, GravAngle.value);
-    motion.swirl.set(f, DoTurbulence.value, SwirlDens.value, SwirlAmp.value, SwlMaxTim.value, StartAt.value);
 
     look.opacity = value(Opacity) * 0.01f;
     look.shutter = std::clamp(share(ShutterTime), 0.0f, 10.0f);

@@ -139,18 +139,12 @@ struct BubblesInfo : EffectInfo {
     }
 };
 
-// Everything that steers steps.
-struct BubblesMotion {
-    weather::Emitter emitter;
-    weather::Tint tint;
+struct BubblesMotion : weather::WeatherMotion {
     float direction[2];  // of births
-    float drag;
     float size, size_spread;
     float rise;  // how much less big bubbles swirl upwards, for one pixel of size
     float burst_probability, afterlife;
     std::int32_t bursts, congregates, birth_matte;
-    weather::Gravity gravity;
-    weather::Swirl swirl;
 };
 
 struct BubblesLook {

@@ -12,21 +12,16 @@ using weather::value;
 
 void Rain::readBlocks(RainMotion& motion, RainLook& look) {
     const weather::Frame& f = frame();
-    motion.emitter.set(f, Left, Right, PositionVar, Density, Lifetime);
     motion.extinction = value(Extinction);
     motion.emitter.speed = value(InitialVelocity) / f.unit_scale;
-    motion.emitter.velocity_var = share(VelocityVar);
-    motion.drag = DoFriction.value ? value(Friction) : 0;
     motion.intensity = share(InitIntensity);
     motion.tint.set(RainColour, ColourVar, MonoVar);
     motion.damping = share(PuddleDamping);
     motion.bounces = Bounces.value;
     motion.birth_matte = UseBirthMatte.value;
     motion.puddles = PuddleBounce.value;
-    motion.gravity.set(f, DoGravity.value, Gravity.value, GravAngle.value);
     motion.wind.set(f, DoWind.value, WindSource.x, WindSource.y, WindTarget.x, WindTarget.y, WindSpread.value,
                     WindSpeed.value, false);
-    motion.swirl.set(f, DoTurbulence.value, SwirlDens.value, SwirlAmp.value, SwlMaxTim.value, StartAt.value);
 
     look.opacity = value(Opacity) * 0.01f;
     look.streak = std::clamp(share(StreakScale), 0.0f, 5.0f);

@@ -83,19 +83,13 @@ struct RainInfo : EffectInfo {
     static std::vector<const char*> presetList();
 };
 
-// Everything that steers steps.
-struct RainMotion {
-    weather::Emitter emitter;
-    weather::Tint tint;
+struct RainMotion : weather::WeatherMotion {
     float extinction;  // frames
-    float drag;
     float intensity;
     float damping;
     std::int32_t bounces;
     std::int32_t birth_matte, puddles;
-    weather::Gravity gravity;
     weather::Wind wind;
-    weather::Swirl swirl;
 };
 
 struct RainLook {

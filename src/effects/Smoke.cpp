@@ -13,22 +13,17 @@ using weather::value;
 
 void Smoke::readBlocks(SmokeMotion& motion, SmokeLook& look) {
     const weather::Frame& f = frame();
-    motion.emitter.set(f, Left, Right, PositionVar, Density, Lifetime);
     motion.extinction = value(Extinction);
     motion.emitter.speed = value(InitialHeat) / (f.unit_scale * 100) * f.aspect();
-    motion.emitter.velocity_var = share(VelocityVar);
-    motion.drag = DoFriction.value ? value(Friction) : 0;
     motion.size = value(PuffSize);
     motion.size_var = share(PuffSizeVar);
     motion.intensity = share(InitIntensity);
     motion.tint.set(SmokeColour, ColourVar, MonoVar);
     motion.look = LookMode.value;
     motion.birth_matte = UseBirthMatte.value;
-    motion.gravity.set(f, DoGravity.value, Gravity.value, GravAngle.value);
     constexpr bool ONE_DIRECTION = false;
     motion.wind.set(f, DoWind.value, WindSource.x, WindSource.y, WindTarget.x, WindTarget.y, WindSpread.value,
                     WindSpeed.value, ONE_DIRECTION);
-    motion.swirl.set(f, DoTurbulence.value, SwirlDens.value, SwirlAmp.value, SwlMaxTim.value, StartAt.value);
 
     look.opacity = value(Opacity) * 0.01f;
     look.shutter = std::clamp(share(ShutterTime), 0.0f, 10.0f);

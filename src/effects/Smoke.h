@@ -112,19 +112,13 @@ struct SmokeInfo : EffectInfo {
     }
 };
 
-// Everything that steers steps.
-struct SmokeMotion {
-    weather::Emitter emitter;
-    weather::Tint tint;
+struct SmokeMotion : weather::WeatherMotion {
     float extinction;  // frames
-    float drag;
     float size, size_var;
     float intensity;
     std::int32_t look;  // LookMode
     std::int32_t birth_matte;
-    weather::Gravity gravity;
     weather::Wind wind;
-    weather::Swirl swirl;
 };
 
 struct SmokeLook {

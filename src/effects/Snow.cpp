@@ -12,10 +12,7 @@ using weather::value;
 
 void Snow::readBlocks(SnowMotion& motion, SnowLook& look) {
     const weather::Frame& f = frame();
-    motion.emitter.set(f, Left, Right, PositionVar, Density, Lifetime);
     motion.emitter.speed = value(InitialVelocity) / (f.unit_scale * 10) * f.aspect();
-    motion.emitter.velocity_var = share(VelocityVar);
-    motion.drag = DoFriction.value ? value(Friction) : 0;
     motion.flake_size = value(FlakeSize);
     motion.flake_size_var = share(FlakeSizeVar);
     motion.size_bias = DoBias.value ? value(SizeBias) : 1;
@@ -23,10 +20,8 @@ void Snow::readBlocks(SnowMotion& motion, SnowLook& look) {
     motion.tint.set(SnowColour, ColourVar, MonoVar);
     motion.look = LookMode.value - 1;
     motion.dry = DrySnow.value - 1;
-    motion.gravity.set(f, DoGravity.value, Gravity.value, GravAngle.value);
     motion.wind.set(f, DoWind.value, WindSource.x, WindSource.y, WindTarget.x, WindTarget.y, WindSpread.value,
                     WindSpeed.value, MultiDirectional.value);
-    motion.swirl.set(f, DoTurbulence.value, SwirlDens.value, SwirlAmp.value, SwlMaxTim.value, StartAt.value);
 
     look.opacity = value(Opacity) * 0.01f;
     look.shutter = std::clamp(share(ShutterTime), 0.0f, 10.0f);

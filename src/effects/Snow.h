@@ -86,19 +86,13 @@ struct SnowInfo : EffectInfo {
     static std::vector<const char*> presetList();
 };
 
-// Everything that steers steps.
-struct SnowMotion {
-    weather::Emitter emitter;
-    weather::Tint tint;
-    float drag;
+struct SnowMotion : weather::WeatherMotion {
     float flake_size, flake_size_var;
     float size_bias;
     float spin;         // radians a frame
     std::int32_t look;  // LookMode from 0
     std::int32_t dry;
-    weather::Gravity gravity;
     weather::Wind wind;
-    weather::Swirl swirl;
 };
 
 struct SnowLook {

@@ -18,12 +18,12 @@ struct Emitter {
     float left[3] = {}, right[3] = {};  // the ends, pixels
     float radii[3] = {};                // of the ellipsoid about a place on the line, pixels
     float density = 0;                  // births a frame
-    float life = 0;                     // of most particles the longest, frames
-    float speed = 0;                    // pixels a frame
+    float life = 0;                     // the longest, frames; the shortest is a tenth
+    float speed = 0;                    // pixels a frame; set by the effect, whose units differ
     float velocity_var = 0;
 
     void set(const Frame& frame, const PositionControlK7& from, const PositionControlK7& to, const SizeControlK7& var,
-             const FloatControlK7& births, const FloatControlK7& lifetime) {
+             const FloatControlK7& births, const FloatControlK7& lifetime, const FloatControlK7& variance) {
         left[0] = static_cast<float>(from.x) * frame.width;
         left[1] = static_cast<float>(from.y) * frame.height;
         right[0] = static_cast<float>(to.x) * frame.width;
@@ -31,6 +31,7 @@ struct Emitter {
         radii[0] = radii[1] = frame.width * value(var) * frame.pixel_width;
         density = value(births);
         life = value(lifetime);
+        velocity_var = share(variance);
     }
 
     // Births of a frame: about the density,

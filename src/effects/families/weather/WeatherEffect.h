@@ -8,9 +8,10 @@
 // Numbers that only the drawing needs come from a generator of their own that is seeded for each frame. Silent frames
 // therefore leave exactly the state that drawn ones leave.
 //
-// An effect declares its Info (with the controls StartAt, PreRoll, WithAnimation and BlackBG), a particle (of
-// WeatherParticle), a Motion block with everything that steers steps (a plain record of 4-byte fields: its bytes are
-// compared; of Emitter, Tint, Gravity, Wind and Swirl what it has) and a Look block with what only drawing reads.
+// An effect declares its Info (with the controls of births, gravity, friction and turbulence, and StartAt, PreRoll,
+// WithAnimation and BlackBG), a particle of WeatherParticle, a Motion block of WeatherMotion with everything that
+// steers steps (a plain record of 4-byte fields: its bytes are compared) and a Look block with what only drawing reads.
+// What all of them have is read here, so that an effect reads what is its own.
 #pragma once
 
 #include <algorithm>
@@ -33,6 +34,15 @@ namespace weather {
 
 inline constexpr std::uint32_t SEED = 1234567;  // of the frame generator, of looks and of noise
 inline constexpr int BLOCK = Swirl::ABREAST;    // particles that a row thread takes at once
+
+// What steers the steps of all of them.
+struct WeatherMotion {
+    Emitter emitter;
+    Tint tint;
+    Gravity gravity;
+    Swirl swirl;
+    float drag = 0;  // velocity lost a frame
+};
 
 template <class Info, class ParticleType, class MotionBlock, class LookBlock>
 class WeatherEffect : public Effect<Info>, protected ClockedSimulation {
@@ -75,7 +85,7 @@ class WeatherEffect : public Effect<Info>, protected ClockedSimulation {
 
   protected:
     // ---- What an effect gives
-    virtual void readBlocks(Motion& motion, Look& look) = 0;             // from the controls
+    virtual void readBlocks(Motion& motion, Look& look) = 0;             // what is its own, from the controls
     virtual void births() = 0;                                           // adds this frame's particles
     virtual bool fillNewborn(Particle& particle) = 0;                    // false: not born after all
     virtual void applyForces(Particle* particles, int count) const = 0;  // on row threads, count at most BLOCK
@@ -83,9 +93,8 @@ class WeatherEffect : public Effect<Info>, protected ClockedSimulation {
     virtual void beforeForces(Particle*, int) {}  // numbers that forces draw, in the array's order
     virtual void afterForces(Particle*, int) {}
     virtual const Gravity* setGravity() const { return &m_motion.gravity; }  // null: no force of the set
-    virtual float setDrag() const { return m_motion.drag; }
-    virtual std::uint32_t seed() const { return SEED; }     // of the frame generator and the noise
-    virtual std::uint64_t matteState() const { return 0; }  // fingerprint of mattes in use
+    virtual std::uint32_t seed() const { return SEED; }                      // of the frame generator and the noise
+    virtual std::uint64_t matteState() const { return 0; }                   // fingerprint of mattes in use
     virtual void background();
     virtual void paint(K7Image& result) { m_splats.draw(&result); }
 
@@ -200,6 +209,12 @@ std::uint64_t WeatherEffect<Info, ParticleType, MotionBlock, LookBlock>::readPar
     }
     m_motion = Motion{};
     m_look = Look{};
+    m_motion.emitter.set(m_frame, this->Left, this->Right, this->PositionVar, this->Density, this->Lifetime,
+                         this->VelocityVar);
+    m_motion.gravity.set(m_frame, this->DoGravity.value, this->Gravity.value, this->GravAngle.value);
+    m_motion.drag = this->DoFriction.value ? value(this->Friction) : 0;
+    m_motion.swirl.set(m_frame, this->DoTurbulence.value, this->SwirlDens.value, this->SwirlAmp.value,
+                       this->SwlMaxTim.value, this->StartAt.value);
     readBlocks(m_motion, m_look);
     return fingerprint(&m_motion, sizeof m_motion, seed());
 }
@@ -218,7 +233,7 @@ bool WeatherEffect<Info, ParticleType, MotionBlock, LookBlock>::step(int frame_n
     m_step_frame = frame_number;
     m_silent = silent;
     m_draw_random = MTRandom(seed() + static_cast<std::uint32_t>(frame_number));
-    m_set->set_drag(setDrag());
+    m_set->set_drag(m_motion.drag);
     float force[3] = {};
     if (const Gravity* gravity = setGravity()) gravity->force(force);
     m_set->set_force(0, force);
