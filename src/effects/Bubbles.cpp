@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
+using weather::read_colour;
+using weather::share;
 using weather::signed_draw;
+using weather::value;
 
 namespace {
 
@@ -17,22 +20,9 @@ constexpr float LONGEST_AFTERLIFE = 10000;  // frames
 
 void Bubbles::readBlocks(BubblesMotion& motion, BubblesLook& look) {
     const weather::Frame& f = frame();
-    const auto value = [](const FloatControlK7& control) { return static_cast<float>(control.value); };
-    const auto share = [](const FloatControlK7& control) { return static_cast<float>(control.value) / 100; };
-    motion.density = value(Density);
-    motion.density_var = motion.density / 10;
-    motion.left[0] = static_cast<float>(Left.x) * f.width;
-    motion.left[1] = static_cast<float>(Left.y) * f.height;
-    motion.right[0] = static_cast<float>(Right.x) * f.width;
-    motion.right[1] = static_cast<float>(Right.y) * f.height;
-    motion.position_var = f.width * value(PositionVar) * f.pixel_width;
-    motion.life = value(Lifetime);
-    motion.life_low = motion.life / 10;
-    motion.speed = value(InitialVelocity) / (f.unit_scale * 100) * f.aspect();
-    motion.velocity_var = share(VelocityVar);
+    motion.emitter.speed = value(InitialVelocity) / (f.unit_scale * 100) * f.aspect();
     motion.direction[0] = weather::cosine(value(VelDir) * weather::DEGREE);
     motion.direction[1] = weather::sine(value(VelDir) * weather::DEGREE);
-    motion.drag = DoFriction.value ? value(Friction) : 0;
     const float size = value(BubbleSize);
     const float spread = share(BubbleSizeVar) * size;
     switch (GrowthMode.value) {
@@ -46,18 +36,12 @@ void Bubbles::readBlocks(BubblesMotion& motion, BubblesLook& look) {
             motion.size = 0.5f * size, motion.size_spread = spread;
     }
     motion.rise = GrowthMode.value == VariableGrowth ? 1.5f * 0.025f : 0;
-    motion.colour[0] = BubbleColour.red;
-    motion.colour[1] = BubbleColour.green;
-    motion.colour[2] = BubbleColour.blue;
-    motion.colour_var = share(ColourVar);
-    motion.mono_var = share(MonoVar);
+    motion.tint.set(BubbleColour, ColourVar, MonoVar);
     motion.burst_probability = share(BurstProbability);
     motion.afterlife = Afterlife.value > 0 ? std::min(value(Afterlife), LONGEST_AFTERLIFE) : 0;
     motion.bursts = BubblesBurst.value;
     motion.congregates = Congregate.value;
     motion.birth_matte = UseBirthMatte.value;
-    motion.gravity.set(f, DoGravity.value, Gravity.value, GravAngle.value);
-    motion.swirl.set(f, DoTurbulence.value, SwirlDens.value, SwirlAmp.value, SwlMaxTim.value, StartAt.value);
 
     look.opacity = value(Opacity) * 0.01f;
     look.shutter = std::clamp(share(ShutterTime), 0.0f, 10.0f);
@@ -69,9 +53,7 @@ void Bubbles::readBlocks(BubblesMotion& motion, BubblesLook& look) {
     look.light_height = value(LightZ) * f.width;
     look.tightness = value(GlistenTight);
     look.exponent = value(Highlight);
-    look.light_colour[0] = LightColour.red;
-    look.light_colour[1] = LightColour.green;
-    look.light_colour[2] = LightColour.blue;
+    read_colour(LightColour, look.light_colour);
     look.beam.set(f, LightSource.x, LightSource.y, LightTarget.x, LightTarget.y, LightSpread.value);
     look.droplets = share(BurstQuantity);
     look.scatter = std::clamp(value(BurstExtent) / f.unit_scale, 0.0f, 1000.0f);
@@ -87,45 +69,22 @@ std::uint64_t Bubbles::matteState() const {
 // ---- Births ---------------------------------------------------------------------------------------------------
 
 void Bubbles::births() {
-    constexpr int TRIES = 10;  // for each birth
     m_bubbles.clear();
-    const int count = weather::birth_count(motion().density + signed_draw(random()) * motion().density_var + 0.5f);
-    BubblesParticle particle;
-    int born = 0;
-    for (int tries = 0; born < count && tries < TRIES * count; ++tries) {
-        if (!fillTemplate(particle)) continue;
-        set().add_particle(&particle);
-        ++born;
-    }
+    const int count = motion().emitter.steady_count(random());
+    const int born = bear(count);
     if (born < count && motion().birth_matte && !silent())
         Trace(TRACE_WARN, "Tried many times to create a bubble. Probability of success too low - check Birth Matte\n");
 }
 
-bool Bubbles::fillTemplate(BubblesParticle& p) {
+bool Bubbles::fillNewborn(BubblesParticle& p) {
     constexpr float FADE_FRAMES = 8;
     const BubblesMotion& m = motion();
-    const float none[3] = {};
-    const float left[3] = {m.left[0], m.left[1], 0};
-    const float right[3] = {m.right[0], m.right[1], 0};
-    const float radii[3] = {m.position_var, m.position_var, 0};
     MTRandom& draw = random();
     MTRandom& own = set().random;
-    p.set_random_life(m.life, m.life_low, own);
-    p.fade = FADE_FRAMES;
-    if (!(p.life > 0)) return false;
-    p.set_position_on_segment(left, right, radii, own);
-    std::copy_n(p.position, 3, p.previous_position);
-    float there = 0;
-    if (m.birth_matte && !(weather::matte_at(birth.image.get(), p.position, &there) && there > 0)) return false;
-
-    const float h = 1 + draw.next_float() * m.velocity_var;
-    const float speed = h * m.speed * (1 + draw.next_float());
-    const float mean[3] = {speed * m.direction[0], speed * m.direction[1], 0};
-    p.set_random_velocity(mean, none, own);
-
-    const float grey = m.mono_var * signed_draw(draw);
-    for (const int channel : {2, 1, 0}) p.color[channel] = grey + m.colour[channel] + signed_draw(draw) * m.colour_var;
-    p.color[3] = 1;
+    if (!m.emitter.place(p, FADE_FRAMES, own)) return false;
+    if (m.birth_matte && !weather::matte_allows(birth.image.get(), p.position)) return false;
+    m.emitter.send(p, m.direction, draw, own);
+    m.tint.give(p, 1, draw);
     p.size = std::clamp(m.size + signed_draw(draw) * m.size_spread, SMALLEST, LARGEST);
     return true;
 }
@@ -169,15 +128,11 @@ void Bubbles::burst(BubblesParticle& p, bool on_matte) {
 
 void Bubbles::applyForces(BubblesParticle* particles, int count) const {
     const BubblesMotion& m = motion();
-    if (!m.swirl.turns()) return;
-    float x[weather::BLOCK], y[weather::BLOCK];
-    for (int i = 0; i < count; ++i) x[i] = particles[i].position[0], y[i] = particles[i].position[1];
-    m.swirl.read(noise(), frame(), stepFrame(), x, y, count);
-    for (int i = 0; i < count; ++i) {
-        const float push = m.swirl.amplitude * m.swirl.strength(particles[i].age);
-        particles[i].velocity[0] += x[i] * push / frame().pixel_width;
-        particles[i].velocity[1] += y[i] * push * (1 - m.rise * particles[i].size);
-    }
+    swirlWith(particles, count, [&](BubblesParticle& p, float x, float y, float grown) {
+        const float push = m.swirl.amplitude * grown;
+        p.velocity[0] += x * push / frame().pixel_width;
+        p.velocity[1] += y * push * (1 - m.rise * p.size);
+    });
 }
 
 // ---- Drawing --------------------------------------------------------------------------------------------------
@@ -215,18 +170,16 @@ void Bubbles::light(const BubblesParticle& p, Bubble& bubble) {
 
 void Bubbles::show(BubblesParticle& p) {
     const BubblesLook& l = look();
-    float visible = l.opacity * p.color[3];
-    const float left = p.life - p.age;
-    if (left < p.fade) visible *= left / p.fade;
-    if (left < 0 || !(visible >= 0.0001f && std::isfinite(visible))) return;
+    const float visible = p.fading(l.opacity * p.color[3]);
+    if (!(visible > 0 && std::isfinite(visible))) return;
 
     Bubble bubble;
     bubble.sprite = m_sprites.get(radiusOf(p));
     if (!bubble.sprite) return;
     bubble.x = p.position[0];
     bubble.y = p.position[1];
-    bubble.tail_x = bubble.x - (bubble.x - p.previous_position[0]) * l.shutter;
-    bubble.tail_y = bubble.y - (bubble.y - p.previous_position[1]) * l.shutter;
+    bubble.tail_x = p.tail(0, l.shutter);
+    bubble.tail_y = p.tail(1, l.shutter);
     std::copy_n(p.color, 3, bubble.colour);
     bubble.coverage = visible;
     light(p, bubble);

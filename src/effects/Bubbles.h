@@ -139,22 +139,12 @@ struct BubblesInfo : EffectInfo {
     }
 };
 
-// Everything that steers steps.
-struct BubblesMotion {
-    float density, density_var;  // births a frame
-    float left[2], right[2];     // pixels
-    float position_var;
-    float life, life_low;  // frames
-    float speed, velocity_var, direction[2];
-    float drag;
+struct BubblesMotion : weather::WeatherMotion {
+    float direction[2];  // of births
     float size, size_spread;
     float rise;  // how much less big bubbles swirl upwards, for one pixel of size
-    float colour[3];
-    float colour_var, mono_var;
     float burst_probability, afterlife;
     std::int32_t bursts, congregates, birth_matte;
-    weather::Gravity gravity;
-    weather::Swirl swirl;
 };
 
 struct BubblesLook {
@@ -171,24 +161,20 @@ struct BubblesLook {
     float mirror;  // 0: no reflections
 };
 
-struct BubblesParticle : ParticleBase {
+struct BubblesParticle : WeatherParticle {
     float size = 0;
     std::int32_t phase = 0;  // 1: bursting
     std::int32_t stuck = 0;  // 1: to a matte, 2: released
-    float previous_position[3] = {};
-    float fade = 0;
 };
 
 class Bubbles final : public weather::WeatherEffect<BubblesInfo, BubblesParticle, BubblesMotion, BubblesLook> {
   protected:
     void readBlocks(BubblesMotion& motion, BubblesLook& look) override;
     void births() override;
+    bool fillNewborn(BubblesParticle& particle) override;
     void beforeForces(BubblesParticle* particles, int count) override;
     void applyForces(BubblesParticle* particles, int count) const override;
     void show(BubblesParticle& particle) override;
-    void endOfStep(BubblesParticle& particle) const override {
-        std::copy_n(particle.position, 3, particle.previous_position);
-    }
     const weather::Gravity* setGravity() const override { return nullptr; }  // it depends on the bubble
     std::uint32_t seed() const override { return static_cast<std::uint32_t>(Seed.value); }
     std::uint64_t matteState() const override;
@@ -196,7 +182,6 @@ class Bubbles final : public weather::WeatherEffect<BubblesInfo, BubblesParticle
     void PrepareOverlay() override { lightWidget.visible = !LightSource.ghosted(); }
 
   private:
-    bool fillTemplate(BubblesParticle& particle);
     void gather(BubblesParticle& particle, bool on_matte) const;
     void burst(BubblesParticle& particle, bool on_matte);
     float radiusOf(const BubblesParticle& particle) const;

@@ -83,24 +83,13 @@ struct RainInfo : EffectInfo {
     static std::vector<const char*> presetList();
 };
 
-// Everything that steers steps.
-struct RainMotion {
-    float density;            // births a frame, at most
-    float left[2], right[2];  // pixels
-    float position_var;
-    float life, life_low;        // frames
-    float extinction, fade_var;  // frames
-    float initial_speed, velocity_var;
-    float drag;
+struct RainMotion : weather::WeatherMotion {
+    float extinction;  // frames
     float intensity;
-    float colour[3];
-    float colour_var, mono_var;
     float damping;
     std::int32_t bounces;
     std::int32_t birth_matte, puddles;
-    weather::Gravity gravity;
     weather::Wind wind;
-    weather::Swirl swirl;
 };
 
 struct RainLook {
@@ -111,9 +100,7 @@ struct RainLook {
     weather::LightCone light;
 };
 
-struct RainParticle : ParticleBase {
-    float previous_position[3] = {};
-    float fade = 0;           // frames in which it condenses, and vanishes before its death
+struct RainParticle : WeatherParticle {
     float bounce_factor = 1;  // of the vertical velocity
     std::int32_t bounce_count = 0;
 };
@@ -122,12 +109,10 @@ class Rain final : public weather::WeatherEffect<RainInfo, RainParticle, RainMot
   protected:
     void readBlocks(RainMotion& motion, RainLook& look) override;
     void births() override;
+    bool fillNewborn(RainParticle& particle) override;
     void applyForces(RainParticle* particles, int count) const override;
     void afterForces(RainParticle* particles, int count) override;
     void show(RainParticle& particle) override;
-    void endOfStep(RainParticle& particle) const override {
-        std::copy_n(particle.position, 3, particle.previous_position);
-    }
     std::uint64_t matteState() const override;
     void PrepareOverlay() override { overlay.prepare(); }
 

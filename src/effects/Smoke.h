@@ -112,24 +112,13 @@ struct SmokeInfo : EffectInfo {
     }
 };
 
-// Everything that steers steps.
-struct SmokeMotion {
-    float density;            // births a frame, at most
-    float left[2], right[2];  // pixels
-    float position_var;
-    float life, life_low;  // frames
-    float extinction;
-    float heat, velocity_var;
-    float drag;
+struct SmokeMotion : weather::WeatherMotion {
+    float extinction;  // frames
     float size, size_var;
     float intensity;
-    float colour[3];
-    float colour_var, mono_var;
     std::int32_t look;  // LookMode
     std::int32_t birth_matte;
-    weather::Gravity gravity;
     weather::Wind wind;
-    weather::Swirl swirl;
 };
 
 struct SmokeLook {
@@ -138,29 +127,23 @@ struct SmokeLook {
     std::int32_t points;
 };
 
-struct SmokeParticle : ParticleBase {
+struct SmokeParticle : WeatherParticle {
     float size = 0;
     std::int32_t look = 0;
-    float previous_position[3] = {};
-    float fade = 0;  // frames in which it condenses, and before its death vanishes
 };
 
 class Smoke final : public weather::WeatherEffect<SmokeInfo, SmokeParticle, SmokeMotion, SmokeLook> {
   protected:
     void readBlocks(SmokeMotion& motion, SmokeLook& look) override;
     void births() override;
+    bool fillNewborn(SmokeParticle& particle) override;
     void applyForces(SmokeParticle* particles, int count) const override;
     void show(SmokeParticle& particle) override;
-    void endOfStep(SmokeParticle& particle) const override {
-        std::copy_n(particle.position, 3, particle.previous_position);
-    }
     std::uint64_t matteState() const override;
     void background() override;
     void paint(K7Image& result) override;
     void PrepareOverlay() override { windWidget.visible = !WindSource.ghosted(); }
 
   private:
-    bool fillTemplate(SmokeParticle& particle);
-
     SpriteTables m_sprites{weather::SEED};
 };

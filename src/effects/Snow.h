@@ -86,25 +86,13 @@ struct SnowInfo : EffectInfo {
     static std::vector<const char*> presetList();
 };
 
-// Everything that steers steps.
-struct SnowMotion {
-    float density, density_var;  // births a frame
-    float left[2], right[2];     // pixels
-    float position_var;
-    float life, life_low;  // frames
-    float fade_frames, fade_var;
-    float initial_speed, velocity_var;
-    float drag;
+struct SnowMotion : weather::WeatherMotion {
     float flake_size, flake_size_var;
     float size_bias;
-    float spin;  // radians a frame
-    float colour[3];
-    float colour_var, mono_var;
+    float spin;         // radians a frame
     std::int32_t look;  // LookMode from 0
     std::int32_t dry;
-    weather::Gravity gravity;
     weather::Wind wind;
-    weather::Swirl swirl;
 };
 
 struct SnowLook {
@@ -115,25 +103,21 @@ struct SnowLook {
     weather::LightCone beam;
 };
 
-struct SnowParticle : ParticleBase {
+struct SnowParticle : WeatherParticle {
     float size = 0;
     std::int32_t look = 0;
     std::int32_t flake_variant = 1;
     float spin = 0;
-    float previous_position[3] = {};
-    float fade = 0;  // frames before its death in which it vanishes
 };
 
 class Snow final : public weather::WeatherEffect<SnowInfo, SnowParticle, SnowMotion, SnowLook> {
   protected:
     void readBlocks(SnowMotion& motion, SnowLook& look) override;
     void births() override;
+    bool fillNewborn(SnowParticle& particle) override;
     void beforeForces(SnowParticle* particles, int count) override;
     void applyForces(SnowParticle* particles, int count) const override;
     void show(SnowParticle& particle) override;
-    void endOfStep(SnowParticle& particle) const override {
-        std::copy_n(particle.position, 3, particle.previous_position);
-    }
     void PrepareOverlay() override { overlay.prepare(); }
 
   private:

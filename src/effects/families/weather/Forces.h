@@ -92,6 +92,11 @@ struct Wind {
     float distance(float dx, float dy) const { return std::sqrt(dx * dx * metric[0] + dy * dy * metric[1]); }
     bool blows() const { return speed > 0.0001f; }
 
+    template <class Particle>
+    void blow(Particle* particles, int count, float strength) const {
+        if (!blows()) return;
+        for (int i = 0; i < count; ++i) blow(particles[i].position, strength);
+    }
     void blow(float position[2], float strength) const {
         float dx = position[0] - source[0];
         float dy = position[1] - source[1];

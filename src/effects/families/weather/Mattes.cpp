@@ -1,6 +1,9 @@
+#include "effects/families/weather/Mattes.h"
+
+#include <cstring>
 #include <vector>
 
-#include "effects/families/weather/WeatherEffect.h"
+#include "effects/families/particles/FrameClock.h"
 
 std::uint64_t weather::matte_fingerprint(const K7Image* matte) {
     if (!matte || matte->sample_type != SAMPLE_F32) return 0;

@@ -8,44 +8,41 @@
 // Numbers that only the drawing needs come from a generator of their own that is seeded for each frame. Silent frames
 // therefore leave exactly the state that drawn ones leave.
 //
-// An effect declares its Info (with the controls StartAt, PreRoll, WithAnimation and BlackBG), a particle, a Motion
-// block with everything that steers steps (a plain record of 4-byte fields: its bytes are compared) and a Look block
-// with what only drawing reads.
+// An effect declares its Info (with the controls of births, gravity, friction and turbulence, and StartAt, PreRoll,
+// WithAnimation and BlackBG), a particle of WeatherParticle, a Motion block of WeatherMotion with everything that
+// steers steps (a plain record of 4-byte fields: its bytes are compared) and a Look block with what only drawing reads.
+// What all of them have is read here, so that an effect reads what is its own.
 #pragma once
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <type_traits>
 
 #include "Library2/PluginK7.h"
 #include "effects/families/particles/FrameClock.h"
 #include "effects/families/particles/ParticleSetBase.h"
+#include "effects/families/weather/Births.h"
 #include "effects/families/weather/Forces.h"
+#include "effects/families/weather/Mattes.h"
 #include "effects/families/weather/Splats.h"
+#include "effects/families/weather/WeatherParticle.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 namespace weather {
 
 inline constexpr std::uint32_t SEED = 1234567;  // of the frame generator, of looks and of noise
 inline constexpr int BLOCK = Swirl::ABREAST;    // particles that a row thread takes at once
-inline constexpr int MOST_BIRTHS = 1000000;     // a frame
 
-// How many particles a number of births is, whatever it was made from.
-inline int birth_count(float births) {
-    return births >= 1 ? static_cast<int>(std::min(births, static_cast<float>(MOST_BIRTHS))) : 0;
-}
-
-// The first channel of a matte at a particle's pixel; false outside.
-inline bool matte_at(const K7Image* matte, const float position[2], float* value) {
-    if (!matte || !(position[0] >= 0 && position[0] < matte->width && position[1] >= 0 && position[1] < matte->height))
-        return false;
-    const auto x = static_cast<std::size_t>(position[0]);
-    *value = image_row<float>(matte, static_cast<int>(position[1]))[x * matte->channels];
-    return true;
-}
-// Of a matte's first channel, for the clock: what steers steps besides parameters.
-std::uint64_t matte_fingerprint(const K7Image* matte);
+// What steers the steps of all of them.
+struct WeatherMotion {
+    Emitter emitter;
+    Tint tint;
+    Gravity gravity;
+    Swirl swirl;
+    float drag = 0;  // velocity lost a frame
+};
 
 template <class Info, class ParticleType, class MotionBlock, class LookBlock>
 class WeatherEffect : public Effect<Info>, protected ClockedSimulation {
@@ -53,7 +50,7 @@ class WeatherEffect : public Effect<Info>, protected ClockedSimulation {
     using Particle = ParticleType;
     using Motion = MotionBlock;
     using Look = LookBlock;
-    static_assert(alignof(Motion) == 4, "fields of 4 bytes leave no gaps");
+    static_assert(alignof(Motion) == 4 && std::is_trivially_copyable_v<Motion>, "fields of 4 bytes leave no gaps");
 
     void ProcessFrame() override;
     void MarkRestart() override { m_clock.mark_restart(); }
@@ -88,19 +85,30 @@ class WeatherEffect : public Effect<Info>, protected ClockedSimulation {
 
   protected:
     // ---- What an effect gives
-    virtual void readBlocks(Motion& motion, Look& look) = 0;             // from the controls
-    virtual void births() = 0;                                           // adds this frame's particles to the set
+    virtual void readBlocks(Motion& motion, Look& look) = 0;             // what is its own, from the controls
+    virtual void births() = 0;                                           // adds this frame's particles
+    virtual bool fillNewborn(Particle& particle) = 0;                    // false: not born after all
     virtual void applyForces(Particle* particles, int count) const = 0;  // on row threads, count at most BLOCK
     virtual void show(Particle& particle) = 0;                           // collects what is drawn
     virtual void beforeForces(Particle*, int) {}  // numbers that forces draw, in the array's order
     virtual void afterForces(Particle*, int) {}
-    virtual void endOfStep(Particle& particle) const = 0;                    // drawn or not
     virtual const Gravity* setGravity() const { return &m_motion.gravity; }  // null: no force of the set
-    virtual float setDrag() const { return m_motion.drag; }
-    virtual std::uint32_t seed() const { return SEED; }     // of the frame generator and the noise
-    virtual std::uint64_t matteState() const { return 0; }  // fingerprint of mattes in use
+    virtual std::uint32_t seed() const { return SEED; }                      // of the frame generator and the noise
+    virtual std::uint64_t matteState() const { return 0; }                   // fingerprint of mattes in use
     virtual void background();
     virtual void paint(K7Image& result) { m_splats.draw(&result); }
+
+    // ---- What it does with it
+    static constexpr int TRIES = 10;  // for a place that a matte allows
+    int bear(int count, int tries = TRIES);
+    template <class Push>
+    void swirlWith(Particle* particles, int count, Push push) const;
+    void swirl(Particle* particles, int count, float amplitude) const {
+        swirlWith(particles, count, [&](Particle& p, float x, float y, float grown) {
+            p.velocity[0] += x * amplitude * grown / m_frame.pixel_width;
+            p.velocity[1] += y * amplitude * grown;
+        });
+    }
 
     // ---- What it finds
     const Frame& frame() const { return m_frame; }
@@ -138,6 +146,7 @@ class WeatherEffect : public Effect<Info>, protected ClockedSimulation {
     }
     bool wantsAbort() const final { return this->abortRequested() != 0; }
     void stepInPhases();
+    static void endOfStep(Particle& particle) { std::copy_n(particle.position, 3, particle.previous_position); }
 
     Frame m_frame{K7Image{}};
     Motion m_motion{};
@@ -200,6 +209,12 @@ std::uint64_t WeatherEffect<Info, ParticleType, MotionBlock, LookBlock>::readPar
     }
     m_motion = Motion{};
     m_look = Look{};
+    m_motion.emitter.set(m_frame, this->Left, this->Right, this->PositionVar, this->Density, this->Lifetime,
+                         this->VelocityVar);
+    m_motion.gravity.set(m_frame, this->DoGravity.value, this->Gravity.value, this->GravAngle.value);
+    m_motion.drag = this->DoFriction.value ? value(this->Friction) : 0;
+    m_motion.swirl.set(m_frame, this->DoTurbulence.value, this->SwirlDens.value, this->SwirlAmp.value,
+                       this->SwlMaxTim.value, this->StartAt.value);
     readBlocks(m_motion, m_look);
     return fingerprint(&m_motion, sizeof m_motion, seed());
 }
@@ -218,7 +233,7 @@ bool WeatherEffect<Info, ParticleType, MotionBlock, LookBlock>::step(int frame_n
     m_step_frame = frame_number;
     m_silent = silent;
     m_draw_random = MTRandom(seed() + static_cast<std::uint32_t>(frame_number));
-    m_set->set_drag(setDrag());
+    m_set->set_drag(m_motion.drag);
     float force[3] = {};
     if (const Gravity* gravity = setGravity()) gravity->force(force);
     m_set->set_force(0, force);
@@ -249,6 +264,34 @@ void WeatherEffect<Info, ParticleType, MotionBlock, LookBlock>::stepInPhases() {
         endOfStep(particles[i]);
     }
     m_set->advance_together();
+}
+
+// Adds newborn particles to the set until there are that many, or that many tries were made for each. How many were
+// born.
+template <class Info, class ParticleType, class MotionBlock, class LookBlock>
+int WeatherEffect<Info, ParticleType, MotionBlock, LookBlock>::bear(int count, int tries) {
+    Particle newborn;
+    int born = 0;
+    for (int made = 0; born < count && made < tries * count; ++made) {
+        if (!fillNewborn(newborn)) continue;
+        m_set->add_particle(&newborn);
+        ++born;
+    }
+    return born;
+}
+
+// Calls push(particle, x, y, grown) with the swirl's noise at the place of each particle and the share of the amplitude
+// that it has at the particle's age.
+template <class Info, class ParticleType, class MotionBlock, class LookBlock>
+template <class Push>
+void WeatherEffect<Info, ParticleType, MotionBlock, LookBlock>::swirlWith(Particle* particles, int count,
+                                                                          Push push) const {
+    const Swirl& swirl = m_motion.swirl;
+    if (!swirl.turns()) return;
+    float x[BLOCK], y[BLOCK];
+    for (int i = 0; i < count; ++i) x[i] = particles[i].position[0], y[i] = particles[i].position[1];
+    swirl.read(m_noise, m_frame, m_step_frame, x, y, count);
+    for (int i = 0; i < count; ++i) push(particles[i], x[i], y[i], swirl.strength(particles[i].age));
 }
 
 }  // namespace weather
