@@ -11,6 +11,13 @@ constexpr int FARTHEST = (1 << 24) - 1;  // where floats stop telling pixels apa
 constexpr int RUN = 256;                 // pixels of partial coverage worked out at a time
 constexpr int SHORT_RUN = 16;            // pixels of a row that are drawn as one run
 
+// Of what is not negative and below 2^31: without a call on processors of any age.
+int floor_of(double value) { return static_cast<int>(value); }
+int ceil_of(double value) {
+    const int below = static_cast<int>(value);
+    return below + (below < value ? 1 : 0);
+}
+
 }  // namespace
 
 // The edges that are not level. A polygon that goes down once and up once has two chains of them, each from bottom to
@@ -241,21 +248,20 @@ void PolygonRasterizer::exact_row(Polygon& polygon, int y, void* argument) {
     Reach reach[2];
     const int count = gather_crossings(polygon, y, reach);
     const double low = std::min(reach[0].low, reach[1].low), high = std::max(reach[0].high, reach[1].high);
-    const double from = std::max(std::floor(low), double(left)), to = std::min(std::ceil(high) - 1, double(right));
-    if (count == 0 || !(from <= to)) return;
+    if (count == 0 || !(low < right + 1.0 && high > left)) return;
+    const int x0 = floor_of(std::max(low, double(left))), x1 = ceil_of(std::min(high, right + 1.0)) - 1;
+    if (x0 > x1) return;
     const double centre = std::clamp(y + 0.5, polygon.y_low, polygon.y_high);
     if (vertex_floats > 2 && !edges_at(polygon, centre)) return;
     Span run = make_span(polygon, centre, argument);
     run.y = y;
-    const int x0 = static_cast<int>(from), x1 = static_cast<int>(to);
     // Between the two chains of a row that the polygon crosses from bottom to top, pixels are covered whole.
-    double solid_from = to + 1, solid_to = to;
+    int s0 = x1 + 1, s1 = x1;
     if (polygon.two_chains && polygon.y_low <= y && polygon.y_high >= y + 1.0) {
         const int near = reach[0].low < reach[1].low ? 0 : 1;
-        solid_from = std::clamp(std::ceil(reach[near].high), from, to + 1);
-        solid_to = std::min(std::floor(reach[1 - near].low) - 1, to);
+        s0 = ceil_of(std::clamp(reach[near].high, double(x0), x1 + 1.0));
+        s1 = floor_of(std::clamp(reach[1 - near].low, double(x0), x1 + 1.0)) - 1;
     }
-    const int s0 = static_cast<int>(solid_from), s1 = solid_from <= solid_to ? static_cast<int>(solid_to) : s0 - 1;
     if (x1 - x0 < SHORT_RUN) return short_run(run, x0, x1, s0, s1, count);
     if (s0 > s1) return covered_run(run, x0, x1, count);
     covered_run(run, x0, s0 - 1, count);

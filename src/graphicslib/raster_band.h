@@ -13,7 +13,7 @@ struct PixelRect {  // both ends inclusive
 // The part of the picture that a band is drawing, in memory of its own that the second-level cache holds.
 class RasterTile {
   public:
-    static constexpr int WIDTH = 256, HEIGHT = 64;
+    static constexpr int WIDTH = 512, HEIGHT = 32;
 
     // For tiles of pictures within `rect`. May throw std::bad_alloc.
     void reserve(const PixelRect& rect, bool with_sums);
