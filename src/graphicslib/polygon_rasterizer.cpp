@@ -205,13 +205,14 @@ void PolygonRasterizer::draw_plain(Polygon& polygon, void* argument) {
     for (double y = first; y <= last; ++y) {
         polygon.advance(y + 0.5);
         if (!edges_at(polygon, y + 0.5)) continue;
-        const double from = std::max(std::ceil(polygon.left_x - 0.5), double(left));
-        const double to = std::min(std::floor(polygon.right_x - 0.5), double(right));
-        if (!(from <= to)) continue;
+        const double low = polygon.left_x - 0.5, high = polygon.right_x - 0.5;
+        if (!(low <= right && high >= left)) continue;
+        const int from = ceil_of(std::max(low, double(left))), to = floor_of(std::min(high, double(right)));
+        if (from > to) continue;
         Span run = make_span(polygon, y + 0.5, argument);
         run.y = static_cast<int>(y);
-        run.x0 = static_cast<int>(from);
-        run.x1 = static_cast<int>(to);
+        run.x0 = from;
+        run.x1 = to;
         span(run);
     }
 }

@@ -1,6 +1,7 @@
-// Private: what one thread renders with. Bands share nothing but the images, of which each writes its own part.
+// Private: what one thread renders with. Bands share nothing but the target, of which each writes its own part.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "graphicslib/raster_graphics.h"
