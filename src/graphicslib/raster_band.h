@@ -34,7 +34,7 @@ class RasterTile {
 
   private:
     // Rows are not a power of two apart, so that those of a tall shape do not meet in the same set of the cache.
-    static constexpr int stride = WIDTH + 2 * raster::ROW_PADDING;  // pixels
+    int stride = 0;  // pixels
     std::vector<float> memory;
     float *samples = nullptr, *sums = nullptr, *depths = nullptr;
     bool deep = true;

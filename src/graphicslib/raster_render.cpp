@@ -155,7 +155,9 @@ const RasterGraphics::Material* RasterGraphics::material_of(const DisplayNode& n
 void RasterTile::reserve(const PixelRect& limits, bool with_sums) {
     constexpr std::size_t LINE = 16;  // floats of a cache line
     const int rows = std::clamp(limits.y1 - limits.y0 + 1, 0, HEIGHT);
-    const std::size_t pixels = std::size_t(rows) * stride;
+    const int columns = std::clamp(limits.x1 - limits.x0 + 1, 0, WIDTH);
+    stride = (columns + 3) / 4 * 4 + 2 * raster::ROW_PADDING;
+    const std::size_t pixels = std::size_t(rows) * std::size_t(stride);
     const std::size_t floats = (with_sums ? 9 : 5) * pixels + LINE;
     if (memory.size() < floats) memory.resize(floats);
     const auto place = reinterpret_cast<std::uintptr_t>(memory.data()) / sizeof(float);
