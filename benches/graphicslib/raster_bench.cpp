@@ -1,6 +1,7 @@
 #include <cmath>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "benches/support/bench.h"
@@ -66,7 +67,21 @@ std::shared_ptr<RasterGraphics> device(int threads, int samples, int mode) {
     return graphics;
 }
 
-void draw_frame(RasterGraphics& graphics, const std::vector<std::vector<Corner>>& shapes, float width) {
+// What differs between the vertices of a stroke.
+enum class Vertices { ALIKE, COLOURED, COLOURED_AND_DEEP };
+
+void add_vertices(RasterGraphics& graphics, const std::vector<Corner>& shape, Vertices vertices, MTRandom& random) {
+    for (const Corner& c : shape) {
+        if (vertices != Vertices::ALIKE)
+            graphics.set_vertex_colour(random.next_float(), random.next_float(), random.next_float(),
+                                       random.next_float());
+        graphics.add_vertex(c.x, c.y, vertices == Vertices::COLOURED_AND_DEEP ? -random.next_float_in(0, 1000) : 0);
+    }
+}
+
+void draw_frame(RasterGraphics& graphics, const std::vector<std::vector<Corner>>& shapes, float width,
+                Vertices vertices = Vertices::ALIKE) {
+    MTRandom random(77);
     graphics.set_colour({0, 0, 0, 0});
     graphics.clear_device();
     graphics.enter_pixel_space();
@@ -77,7 +92,7 @@ void draw_frame(RasterGraphics& graphics, const std::vector<std::vector<Corner>>
     for (const auto& shape : shapes) {
         if (width > 0) {
             graphics.begin_stroke();
-            for (const Corner& c : shape) graphics.add_vertex(c.x, c.y);
+            add_vertices(graphics, shape, vertices, random);
             graphics.end_stroke(false);
             continue;
         }
@@ -141,6 +156,13 @@ std::vector<Bench> rendering() {
         });
 #endif
     }
+    for (const auto& [name, vertices] :
+         {std::pair{"100 coloured curves 8 px wide, exact", Vertices::COLOURED},
+          std::pair{"100 coloured, deep curves 8 px wide, exact", Vertices::COLOURED_AND_DEEP}})
+        list.emplace_back(name, QUILLON, 0, [vertices = vertices](int threads) {
+            auto graphics = device(threads, 1, PolygonRasterizer::EXACT);
+            return [=, drawn = curves()] { draw_frame(*graphics, drawn, 8, vertices); };
+        });
     list.emplace_back("10000 lines of 30 px, straight into the picture", QUILLON, 0, [](int) {
         auto image = blank_frame();
         return [=] {

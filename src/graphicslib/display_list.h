@@ -18,6 +18,8 @@ struct DisplayNode {
     Kind kind;
     std::uint8_t name_length;
     char name[NAME_ROOM];
+    bool level;       // all vertices at one depth
+    bool one_colour;  // and of one colour
     // Polygons and lines.
     int count;
     float* vertices;

@@ -1,6 +1,9 @@
 #include "graphicslib/image_dev.h"
 
+#include <emmintrin.h>
+
 #include <cmath>
+#include <cstdint>
 
 bool NDC_to_DC::set_fit_mode(int new_mode) {
     if (new_mode < 1 || new_mode > 5) return false;
@@ -39,17 +42,12 @@ bool ImageDev::prepare_device(int new_width, int new_height, float aspect, int d
         if (!fits(image, type)) image = make_image(new_width, new_height, channels, type);
         return image != nullptr;
     };
-    if (!fits(accumulator_image, SAMPLE_F32)) written = {};
     if (!owns) own_target.reset();
     other_target = nullptr;
     owns_target = owns;
     target_depth = depth_code;
-    ready = (!owns || prepare(own_target, 4, depth_code)) && prepare(accumulator_image, 4, SAMPLE_F32) &&
-            prepare(sample_image, 4, SAMPLE_F32) && prepare(depth_image, 1, SAMPLE_F32);
-    if (!ready) {
-        for (ImagePtr* image : {&own_target, &accumulator_image, &sample_image, &depth_image}) image->reset();
-        return false;
-    }
+    ready = false;
+    if (owns && !prepare(own_target, 4, depth_code)) return false;
     ready = owns;
     set_device(static_cast<float>(new_width), static_cast<float>(new_height), aspect);
     return true;
@@ -89,7 +87,28 @@ void store_levels(void* out, int count, const float* levels, float divisor, doub
 
 }  // namespace
 
-void ImageDev::store(void* out, int count, const float* levels, float divisor, int depth_code) {
+bool ImageDev::streams(const K7Image* image) {
+    constexpr std::size_t CACHED = std::size_t(8) << 20;
+    return std::size_t(image->row_bytes) * image->height > CACHED;
+}
+
+void ImageDev::finish_streams() { _mm_sfence(); }
+
+namespace {
+
+bool aligned(const void* place) { return reinterpret_cast<std::uintptr_t>(place) % sizeof(__m128) == 0; }
+
+}  // namespace
+
+void ImageDev::clear_bytes(std::byte* out, std::size_t count, bool stream) {
+    std::size_t done = 0;
+    if (stream && aligned(out))
+        for (; done + sizeof(__m128) <= count; done += sizeof(__m128))
+            _mm_stream_ps(reinterpret_cast<float*>(out + done), _mm_setzero_ps());
+    std::fill_n(out + done, count - done, std::byte{0});
+}
+
+void ImageDev::store(void* out, int count, const float* levels, float divisor, int depth_code, bool stream) {
     switch (depth_code) {
         case SAMPLE_U8:
             return store_levels<std::uint8_t>(out, count, levels, divisor, to_units, depth_code);
@@ -98,39 +117,42 @@ void ImageDev::store(void* out, int count, const float* levels, float divisor, i
         case SAMPLE_U32:
             return store_levels<std::uint32_t>(out, count, levels, divisor, to_units, depth_code);
         default:
-            for (int i = 0; i < count; ++i) static_cast<float*>(out)[i] = levels[i] / divisor;
+            break;
     }
+    auto* samples = static_cast<float*>(out);
+    int done = 0;
+    if (stream && aligned(out))
+        for (; done + 4 <= count; done += 4) {
+            const __m128 values = _mm_loadu_ps(levels + done);
+            _mm_stream_ps(samples + done, divisor == 1 ? values : _mm_div_ps(values, _mm_set1_ps(divisor)));
+        }
+    for (; done < count; ++done) samples[done] = levels[done] / divisor;
 }
 
 void ImageDev::clear_device(const GraphicsColour& colour) {
     if (!ready) return;
     K7Image* image = target();
-    std::byte pixel_bytes[16];
     const float levels[4] = {colour.r, colour.g, colour.b, colour.a};
+    alignas(16) std::byte pixel_bytes[16];
     store(pixel_bytes, 4, levels, 1, image->sample_type);
+    const bool stream = streams(image) && image->pixel_bytes == sizeof(__m128) && aligned(image->pixels);
     launch(image->height, [&](int first, int last) {
         if (first > last) return;
         auto* row = image_row<std::byte>(image, first);
         for (int x = 0; x < image->width; ++x)
             std::copy_n(pixel_bytes, image->pixel_bytes, row + std::ptrdiff_t(x) * image->pixel_bytes);
-        for (int y = first + 1; y <= last; ++y) std::copy_n(row, image->row_bytes, image_row<std::byte>(image, y));
+        for (int y = first + 1; y <= last; ++y) {
+            auto* copy = image_row<std::byte>(image, y);
+            if (!stream) {
+                std::copy_n(row, image->row_bytes, copy);
+                continue;
+            }
+            const __m128 pixel = _mm_load_ps(reinterpret_cast<const float*>(pixel_bytes));
+            for (int x = 0; x < image->width; ++x) _mm_stream_ps(reinterpret_cast<float*>(copy) + 4 * x, pixel);
+        }
+        if (stream) finish_streams();
     });
     image->stats_valid = 0;
-    clear_buffers();
-}
-
-void ImageDev::clear_buffers() {
-    if (!ready || written.empty()) return;
-    const Rect rect = written;
-    launch(rect.y1 - rect.y0 + 1, [&](int first, int last) {
-        for (int y = rect.y0 + first; y <= rect.y0 + last; ++y) {
-            const int pixels = rect.x1 - rect.x0 + 1;
-            for (K7Image* image : {accumulator_image.get(), sample_image.get()})
-                std::fill_n(image_row<float>(image, y) + 4 * rect.x0, 4 * pixels, 0.0F);
-            std::fill_n(image_row<float>(depth_image.get(), y) + rect.x0, pixels, FARTHEST);
-        }
-    });
-    written = {};
 }
 
 bool ImageDev::set_blend(int new_mode) {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
+#include <type_traits>
 
 #include "imagelib/imagelib.h"
 
@@ -54,13 +56,9 @@ class ImageDev : public NDC_to_DC {
     bool device_ready() const { return ready; }
     bool device_used() const { return used; }
 
-    void clear_device(const GraphicsColour& colour);  // the target; and clears the buffers
-    void clear_buffers();
+    void clear_device(const GraphicsColour& colour);
 
     K7Image* target() const { return owns_target ? own_target.get() : other_target; }
-    K7Image* accumulator() const { return accumulator_image.get(); }
-    K7Image* sample() const { return sample_image.get(); }
-    K7Image* depth() const { return depth_image.get(); }
 
     void set_device_colour(const GraphicsColour& colour) {
         previous = current;
@@ -79,21 +77,6 @@ class ImageDev : public NDC_to_DC {
     virtual void pixel_colour(int x, int y, const GraphicsColour& colour, int blend);
 
   protected:
-    // What has been written of the buffers since they were cleared, both ends inclusive.
-    struct Rect {
-        int x0 = 0, y0 = 0, x1 = -1, y1 = -1;
-        bool empty() const { return x0 > x1 || y0 > y1; }
-        void add(const Rect& other) {
-            if (other.empty()) return;
-            if (empty()) {
-                *this = other;
-                return;
-            }
-            x0 = std::min(x0, other.x0), y0 = std::min(y0, other.y0);
-            x1 = std::max(x1, other.x1), y1 = std::max(y1, other.y1);
-        }
-    };
-    void mark_buffers(const Rect& rect) { written.add(rect); }
     void launch(int count, RowWorker worker, void* job) const;
     template <class Work>
     void launch(int count, Work&& work) const {
@@ -106,7 +89,11 @@ class ImageDev : public NDC_to_DC {
     // A level 0 to 1 in the units of the target, limited to what it holds.
     static double to_units(float level, int depth_code);
     // Samples of `levels` over a divisor.
-    static void store(void* out, int count, const float* levels, float divisor, int depth_code);
+    // `stream`: past the caches.
+    static void store(void* out, int count, const float* levels, float divisor, int depth_code, bool stream = false);
+    static void clear_bytes(std::byte* out, std::size_t count, bool stream);
+    static bool streams(const K7Image* image);  // it is too large for the caches
+    static void finish_streams();               // before another thread reads what was stored past the caches
 
     bool used = false;
     float device_pen[3] = {0, 0, 0};
@@ -118,9 +105,8 @@ class ImageDev : public NDC_to_DC {
     int blend_mode = OVER;
     bool owns_target = true;
     int target_depth = SAMPLE_F32;
-    ImagePtr own_target, accumulator_image, sample_image, depth_image;
+    ImagePtr own_target;
     K7Image* other_target = nullptr;
-    Rect written;
     void* process_context = nullptr;
     RowDispatcher process_launcher = nullptr;
 };

@@ -9,111 +9,118 @@ namespace {
 
 constexpr int FARTHEST = (1 << 24) - 1;  // where floats stop telling pixels apart
 constexpr int RUN = 256;                 // pixels of partial coverage worked out at a time
+constexpr int SHORT_RUN = 16;            // pixels of a row that are drawn as one run
 
-// The integral of clamp(u, 0, 1).
-double ramp_integral(double u) {
-    const double c = u < 0 ? 0 : (u < 1 ? u : 1);
-    return 0.5 * c * c + (u > 1 ? u - 1 : 0);
-}
-
-// Adds, for pixels first, first + 1, ..., the area right of an edge segment within the pixel's column: the mean of how
-// far the column's far side lies beyond the segment, limited to the column, times the segment's height.
-void add_area(double* areas, int count, double first, double x0, double x1, double height) {
-    const double change = x0 - x1;
-    if (std::fabs(change) < 1e-7) {  // where the quotient below would lose its digits; the middle is off by 1e-8
-        const double middle = 0.5 * (x0 + x1);
-        for (int i = 0; i < count; ++i) {
-            const double u = first + i + 1 - middle;
-            areas[i] += height * (u < 0 ? 0 : (u < 1 ? u : 1));
-        }
-        return;
-    }
-    const double scale = 1 / change, low = std::min(x0, x1), high = std::max(x0, x1);
-    for (int i = 0; i < count; ++i) {
-        const double u = first + i + 1;
-        const double mean = (ramp_integral(u - x1) - ramp_integral(u - x0)) * scale;
-        areas[i] += height * (u - high >= 1 ? 1 : (u - low <= 0 ? 0 : mean));
-    }
+// Of what is not negative and below 2^31: without a call on processors of any age.
+int floor_of(double value) { return static_cast<int>(value); }
+int ceil_of(double value) {
+    const int below = static_cast<int>(value);
+    return below + (below < value ? 1 : 0);
 }
 
 }  // namespace
 
-// The vertices and, for a polygon that goes down once and up once, where both chains from its first vertex have got to.
+// The edges that are not level. A polygon that goes down once and up once has two chains of them, each from bottom to
+// top and with the edge that has been reached; else all are in the first.
 struct PolygonRasterizer::Polygon {
     struct Chain {
-        int at = 0, left = 0;  // vertex that the current edge starts at; edges not passed yet
+        const Edge *at, *end;
     };
+    double x_low, x_high, y_low, y_high;
     const float* vertices;
     int count, floats;
-    double x_low, x_high, y_low, y_high;
     bool two_chains = false;
-    Chain chains[2];  // backwards, forwards
-    struct Edge {
-        const float* p;
-        const float* q;
-        double x;
-    };
-    Edge left_edge{}, right_edge{};
+    std::size_t edge_count = 0;
+    Chain chains[2]{};  // backwards, forwards from the lowest vertex
+    const Edge *left_edge = nullptr, *right_edge = nullptr;
+    double left_x = 0, right_x = 0;
 
     const float* vertex(int i) const { return vertices + std::ptrdiff_t(i) * floats; }
     int next(int i, int chain) const {
         if (chain == 1) return i + 1 == count ? 0 : i + 1;
         return i == 0 ? count - 1 : i - 1;
     }
-    double y(int i) const { return vertex(i)[1]; }
-
-    bool prepare() {
-        x_low = x_high = vertices[0], y_low = y_high = vertices[1];
-        int first = 0, last = 0;
-        for (int i = 0; i < count; ++i) {
-            const float* v = vertex(i);
-            if (!std::isfinite(v[0]) || !std::isfinite(v[1])) return false;
-            x_low = std::min(x_low, double(v[0])), x_high = std::max(x_high, double(v[0]));
-            if (v[1] < y_low) y_low = v[1], first = i;
-            if (v[1] > y_high) y_high = v[1], last = i;
-        }
-        two_chains = true;
-        for (int chain = 0; chain < 2; ++chain) {
-            chains[chain].at = first;
-            for (int i = first; i != last; i = next(i, chain)) {
-                two_chains &= y(i) <= y(next(i, chain));
-                ++chains[chain].left;
-            }
-        }
-        return true;
-    }
+    double y(int i) const { return double(vertex(i)[1]); }
 
     // Drops the edges that end below y_from.
     void advance(double y_from) {
         if (!two_chains) return;
-        for (int c = 0; c < 2; ++c)
-            while (chains[c].left > 0 && y(next(chains[c].at, c)) < y_from) {
-                chains[c].at = next(chains[c].at, c);
-                --chains[c].left;
-            }
+        for (Chain& chain : chains)
+            while (chain.at != chain.end && chain.at->top < y_from) ++chain.at;
     }
 
-    // visit(lower vertex, upper vertex, sign, chain) for the edges that reach into low..high; level edges do not count.
+    // visit(edge, chain) for the edges that reach into low..high.
     template <class Visit>
     void for_edges(double low, double high, Visit&& visit) const {
-        if (two_chains) {
-            for (int c = 0; c < 2; ++c) {
-                int i = chains[c].at;
-                for (int left = chains[c].left; left > 0 && y(i) <= high; --left, i = next(i, c)) {
-                    const int j = next(i, c);
-                    if (y(i) < y(j) && y(j) >= low) visit(vertex(i), vertex(j), c == 1 ? 1 : -1, c);
-                }
+        for (int c = 0; c < 2; ++c)
+            for (const Edge* edge = chains[c].at; edge != chains[c].end; ++edge) {
+                if (edge->y <= high && edge->top >= low)
+                    visit(*edge, c);
+                else if (two_chains && edge->y > high)
+                    break;
             }
-            return;
-        }
-        for (int i = 0; i < count; ++i) {
-            const int j = next(i, 1);
-            const bool up = y(i) < y(j);
-            const int a = up ? i : j, b = up ? j : i;
-            if (y(a) < y(b) && y(a) <= high && y(b) >= low) visit(vertex(a), vertex(b), up ? 1 : -1, 0);
-        }
     }
 };
+
+void PolygonRasterizer::add_edge(Polygon& polygon, int i, int j, double sign) {
+    const float *p = polygon.vertex(i), *q = polygon.vertex(j);
+    if (!(p[1] < q[1])) return;
+    Edge& edge = edges[polygon.edge_count++];
+    edge.p = p, edge.q = q;
+    edge.x = p[0], edge.y = p[1], edge.top = q[1];
+    edge.width = double(q[0]) - p[0];
+    edge.height = double(q[1]) - p[1];
+    edge.slope = edge.width / edge.height;
+    edge.low = std::min(p[0], q[0]), edge.high = std::max(p[0], q[0]);
+    edge.sign = sign;
+}
+
+bool PolygonRasterizer::prepare(Polygon& polygon, int count, const float* vertices) {
+    polygon.vertices = vertices;
+    polygon.count = count;
+    polygon.floats = vertex_floats;
+    float x_low = vertices[0], x_high = x_low, y_low = vertices[1], y_high = y_low;
+    int first = 0, last = 0;
+    for (int i = 0; i < count; ++i) {
+        const float* v = polygon.vertex(i);
+        if (!std::isfinite(v[0]) || !std::isfinite(v[1])) return false;
+        x_low = std::min(x_low, v[0]), x_high = std::max(x_high, v[0]);
+        if (v[1] < y_low) y_low = v[1], first = i;
+        if (v[1] > y_high) y_high = v[1], last = i;
+    }
+    polygon.x_low = x_low, polygon.x_high = x_high, polygon.y_low = y_low, polygon.y_high = y_high;
+    if (x_high < static_cast<float>(left) || double(x_low) > right + 1.0 || y_high < static_cast<float>(bottom) ||
+        double(y_low) > top + 1.0)
+        return true;  // without edges, nothing is drawn
+    try {
+        if (edges.size() < std::size_t(count)) {
+            edges.resize(std::size_t(count));
+            crossings.resize(std::size_t(count));
+        }
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    polygon.two_chains = true;
+    for (int chain = 0; chain < 2; ++chain) {
+        const std::size_t start = polygon.edge_count;
+        for (int i = first, j; i != last; i = j) {
+            j = polygon.next(i, chain);
+            polygon.two_chains &= polygon.y(i) <= polygon.y(j);
+            add_edge(polygon, i, j, chain == 1 ? 1 : -1);
+        }
+        polygon.chains[chain] = {edges.data() + start, edges.data() + polygon.edge_count};
+    }
+    if (polygon.two_chains) return true;
+    polygon.edge_count = 0;
+    for (int i = 0; i < count; ++i) {
+        const int j = polygon.next(i, 1);
+        add_edge(polygon, i, j, 1);
+        add_edge(polygon, j, i, -1);
+    }
+    polygon.chains[0] = {edges.data(), edges.data() + polygon.edge_count};
+    polygon.chains[1] = {};
+    return true;
+}
 
 bool PolygonRasterizer::set_bounds(int x0, int y0, int x1, int y1) {
     if (x0 > x1) std::swap(x0, x1);
@@ -126,9 +133,9 @@ bool PolygonRasterizer::set_bounds(int x0, int y0, int x1, int y1) {
 
 bool PolygonRasterizer::set_vertex_floats(int count) {
     if (count < 2 || count > 1024) return false;
-    if (count == vertex_floats) return true;
+    const std::size_t floats = 7 * std::size_t(count + 4);
     try {
-        work.assign(7 * std::size_t(count + 4), 0.0F);
+        if (work.size() < floats) work.assign(floats, 0.0F);
     } catch (const std::bad_alloc&) {
         work = {};
         vertex_floats = 0;
@@ -147,57 +154,47 @@ bool PolygonRasterizer::set_mode(int mode) {
 bool PolygonRasterizer::draw_polygon(int count, const float* vertices, void* argument) {
     if (count < 3 || count > 1 << 24 || !vertices || !bounds_set || work.empty()) return false;
     Polygon polygon;
-    polygon.vertices = vertices;
-    polygon.count = count;
-    polygon.floats = vertex_floats;
-    if (!polygon.prepare()) return false;
-    if (polygon.x_high < left || polygon.x_low > right + 1.0 || polygon.y_high < bottom || polygon.y_low > top + 1.0)
-        return true;
+    if (!prepare(polygon, count, vertices)) return false;
+    if (polygon.edge_count == 0) return true;
     if (polygon_mode == PLAIN) {
         draw_plain(polygon, argument);
         return true;
     }
-    if (segments.size() < std::size_t(count)) {
-        try {
-            segments.resize(std::size_t(count));
-        } catch (const std::bad_alloc&) {
-            return false;
-        }
-    }
+    kernels = &raster::kernels();
     draw_exact(polygon, argument);
     return true;
 }
 
 // The outermost edges at a height; false when there are none.
-bool PolygonRasterizer::edges_at(Polygon& polygon, double y) {
+bool PolygonRasterizer::edges_at(Polygon& polygon, double y) const {
     bool found = false;
-    polygon.for_edges(y, y, [&](const float* p, const float* q, int, int) {
-        const double x = p[0] + (y - p[1]) / (double(q[1]) - p[1]) * (double(q[0]) - p[0]);
-        if (!found || x < polygon.left_edge.x) polygon.left_edge = {p, q, x};
-        if (!found || x > polygon.right_edge.x) polygon.right_edge = {p, q, x};
+    polygon.for_edges(y, y, [&](const Edge& edge, int) {
+        const double x = edge.x + (y - edge.y) / edge.height * edge.width;
+        if (!found || x < polygon.left_x) polygon.left_edge = &edge, polygon.left_x = x;
+        if (!found || x > polygon.right_x) polygon.right_edge = &edge, polygon.right_x = x;
         found = true;
     });
     return found;
 }
 
-void PolygonRasterizer::set_edge(const float* p, const float* q, double y, float* values, float* step) const {
-    const double height = double(q[1]) - p[1];
-    const auto t = static_cast<float>((y - p[1]) / height), scale = static_cast<float>(1 / height);
+void PolygonRasterizer::set_edge(const Edge& edge, double y, float* values, float* step) const {
+    const auto t = static_cast<float>((y - edge.y) / edge.height), scale = static_cast<float>(1 / edge.height);
     for (int k = 0; k < vertex_floats; ++k) {
-        const float change = q[k] - p[k];
-        values[k] = p[k] + t * change;
+        const float change = edge.q[k] - edge.p[k];
+        values[k] = edge.p[k] + t * change;
         step[k] = scale * change;
     }
 }
 
 PolygonRasterizer::Span PolygonRasterizer::make_span(Polygon& polygon, double y, void* argument) {
+    if (vertex_floats == 2) return {user, argument, 0, 0, -1, 0, 0, nullptr, nullptr, nullptr, nullptr, 0};
     const auto stride = std::ptrdiff_t(vertex_floats) + 4;
     float *start = work.data(), *change = start + stride, *end = change + stride, *left_step = end + stride;
-    set_edge(polygon.left_edge.p, polygon.left_edge.q, y, start, left_step);
-    set_edge(polygon.right_edge.p, polygon.right_edge.q, y, end, left_step + stride);
+    set_edge(*polygon.left_edge, y, start, left_step);
+    set_edge(*polygon.right_edge, y, end, left_step + stride);
     for (int k = 0; k < vertex_floats; ++k) change[k] = end[k] - start[k];
-    const double width = polygon.right_edge.x - polygon.left_edge.x;
-    const auto x_start = static_cast<float>(polygon.left_edge.x);
+    const double width = polygon.right_x - polygon.left_x;
+    const auto x_start = static_cast<float>(polygon.left_x);
     const auto scale = width > 0 ? static_cast<float>(1 / width) : 1;
     return {user, argument, 0, 0, -1, x_start, scale, start, change, left_step, nullptr, vertex_floats};
 }
@@ -208,13 +205,14 @@ void PolygonRasterizer::draw_plain(Polygon& polygon, void* argument) {
     for (double y = first; y <= last; ++y) {
         polygon.advance(y + 0.5);
         if (!edges_at(polygon, y + 0.5)) continue;
-        const double from = std::max(std::ceil(polygon.left_edge.x - 0.5), double(left));
-        const double to = std::min(std::floor(polygon.right_edge.x - 0.5), double(right));
-        if (!(from <= to)) continue;
+        const double low = polygon.left_x - 0.5, high = polygon.right_x - 0.5;
+        if (!(low <= right && high >= left)) continue;
+        const int from = ceil_of(std::max(low, double(left))), to = floor_of(std::min(high, double(right)));
+        if (from > to) continue;
         Span run = make_span(polygon, y + 0.5, argument);
         run.y = static_cast<int>(y);
-        run.x0 = static_cast<int>(from);
-        run.x1 = static_cast<int>(to);
+        run.x0 = from;
+        run.x1 = to;
         span(run);
     }
 }
@@ -230,67 +228,67 @@ void PolygonRasterizer::draw_exact(Polygon& polygon, void* argument) {
 }
 
 // The pieces of edges within a row, and how far each chain reaches there.
-int PolygonRasterizer::gather_segments(Polygon& polygon, int y, Reach reach[2]) {
+int PolygonRasterizer::gather_crossings(Polygon& polygon, int y, Reach reach[2]) {
     const double low = y, high = y + 1.0;
     int count = 0;
     reach[0] = reach[1] = {INFINITY, -INFINITY};
-    polygon.for_edges(low, high, [&](const float* p, const float* q, int sign, int chain) {
-        const double y0 = std::max(low, double(p[1])), y1 = std::min(high, double(q[1]));
-        const double slope = (double(q[0]) - p[0]) / (double(q[1]) - p[1]);
-        const double x_low = std::min(p[0], q[0]), x_high = std::max(p[0], q[0]);
-        const double x0 = std::clamp(p[0] + (y0 - p[1]) * slope, x_low, x_high);
-        const double x1 = std::clamp(p[0] + (y1 - p[1]) * slope, x_low, x_high);
+    polygon.for_edges(low, high, [&](const Edge& edge, int chain) {
+        const double y0 = std::max(low, edge.y), y1 = std::min(high, edge.top);
+        const double x0 = std::clamp(edge.x + (y0 - edge.y) * edge.slope, edge.low, edge.high);
+        const double x1 = std::clamp(edge.x + (y1 - edge.y) * edge.slope, edge.low, edge.high);
         reach[chain].low = std::min({reach[chain].low, x0, x1});
         reach[chain].high = std::max({reach[chain].high, x0, x1});
-        if (y1 > y0) segments[std::size_t(count++)] = {x0, x1, sign * (y1 - y0)};
+        if (!(y1 > y0)) return;
+        const double change = x0 - x1;
+        crossings[std::size_t(count++)] = {x0, x1, edge.sign * (y1 - y0), std::fabs(change) < 1e-7 ? 0 : 1 / change};
     });
     return count;
 }
 
 void PolygonRasterizer::exact_row(Polygon& polygon, int y, void* argument) {
     Reach reach[2];
-    const int count = gather_segments(polygon, y, reach);
+    const int count = gather_crossings(polygon, y, reach);
     const double low = std::min(reach[0].low, reach[1].low), high = std::max(reach[0].high, reach[1].high);
-    const double from = std::max(std::floor(low), double(left)), to = std::min(std::ceil(high) - 1, double(right));
+    if (count == 0 || !(low < right + 1.0 && high > left)) return;
+    const int x0 = floor_of(std::max(low, double(left))), x1 = ceil_of(std::min(high, right + 1.0)) - 1;
+    if (x0 > x1) return;
     const double centre = std::clamp(y + 0.5, polygon.y_low, polygon.y_high);
-    if (count == 0 || !(from <= to) || !edges_at(polygon, centre)) return;
+    if (vertex_floats > 2 && !edges_at(polygon, centre)) return;
     Span run = make_span(polygon, centre, argument);
     run.y = y;
-    const int x0 = static_cast<int>(from), x1 = static_cast<int>(to);
     // Between the two chains of a row that the polygon crosses from bottom to top, pixels are covered whole.
-    double solid_from = to + 1, solid_to = to;
+    int s0 = x1 + 1, s1 = x1;
     if (polygon.two_chains && polygon.y_low <= y && polygon.y_high >= y + 1.0) {
         const int near = reach[0].low < reach[1].low ? 0 : 1;
-        solid_from = std::clamp(std::ceil(reach[near].high), from, to + 1);
-        solid_to = std::min(std::floor(reach[1 - near].low) - 1, to);
+        s0 = ceil_of(std::clamp(reach[near].high, double(x0), x1 + 1.0));
+        s1 = floor_of(std::clamp(reach[1 - near].low, double(x0), x1 + 1.0)) - 1;
     }
-    if (!(solid_from <= solid_to)) {
-        covered_run(run, x0, x1, count);
-        return;
-    }
-    const int s0 = static_cast<int>(solid_from), s1 = static_cast<int>(solid_to);
+    if (x1 - x0 < SHORT_RUN) return short_run(run, x0, x1, s0, s1, count);
+    if (s0 > s1) return covered_run(run, x0, x1, count);
     covered_run(run, x0, s0 - 1, count);
     run.x0 = s0;
     run.x1 = s1;
+    run.coverage = nullptr;
     span(run);
     covered_run(run, s1 + 1, x1, count);
 }
 
-void PolygonRasterizer::covered_run(Span run, int x0, int x1, int count) {
-    double areas[RUN];
-    float coverage[RUN];
+void PolygonRasterizer::short_run(Span run, int x0, int x1, int solid_from, int solid_to, int crossing_count) {
+    float coverage[SHORT_RUN + raster::ROW_PADDING];
+    kernels->cover(coverage, x0, x1 - x0 + 1, crossings.data(), crossing_count);
+    for (int x = solid_from; x <= solid_to; ++x) coverage[x - x0] = 1;
+    run.coverage = coverage;
+    run.x0 = x0;
+    run.x1 = x1;
+    span(run);
+}
+
+void PolygonRasterizer::covered_run(Span run, int x0, int x1, int crossing_count) {
+    float coverage[RUN + raster::ROW_PADDING];
     run.coverage = coverage;
     for (int x = x0; x <= x1; x += RUN) {
         const int pixels = std::min(RUN, x1 - x + 1);
-        std::fill_n(areas, pixels, 0.0);
-        for (int s = 0; s < count; ++s) {
-            const Segment& segment = segments[std::size_t(s)];
-            add_area(areas, pixels, x, segment.x0, segment.x1, segment.height);
-        }
-        for (int i = 0; i < pixels; ++i) {
-            const double area = std::min(std::fabs(areas[i]), 1.0);
-            coverage[i] = area > 1e-12 ? static_cast<float>(area) : 0;  // below: what rounding leaves of nothing
-        }
+        kernels->cover(coverage, x, pixels, crossings.data(), crossing_count);
         run.x0 = x;
         run.x1 = x + pixels - 1;
         span(run);
@@ -300,12 +298,16 @@ void PolygonRasterizer::covered_run(Span run, int x0, int x1, int count) {
 void PolygonRasterizer::span(const Span& run) {
     const auto stride = std::ptrdiff_t(vertex_floats) + 4;
     float *values = work.data() + 5 * stride, *step = values + stride;
-    for (int k = 0; k < vertex_floats; ++k) step[k] = run.change[k] * run.scale;
+    for (int k = 0; k < run.floats; ++k) step[k] = run.change[k] * run.scale;
     for (int x = run.x0; x <= run.x1; ++x) {
         const float coverage = run.coverage ? run.coverage[x - run.x0] : 1;
         if (coverage == 0) continue;
+        if (run.floats == 0) {
+            pixel(run.user, x, run.y, coverage, nullptr, 0, run.argument, nullptr, nullptr);
+            continue;
+        }
         const float t = parameter(run, x);
-        for (int k = 0; k < vertex_floats; ++k) values[k] = run.start[k] + t * run.change[k];
-        pixel(run.user, x, run.y, coverage, values, vertex_floats, run.argument, step, run.left_step);
+        for (int k = 0; k < run.floats; ++k) values[k] = run.start[k] + t * run.change[k];
+        pixel(run.user, x, run.y, coverage, values, run.floats, run.argument, step, run.left_step);
     }
 }

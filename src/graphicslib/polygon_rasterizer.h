@@ -11,6 +11,8 @@
 
 #include <vector>
 
+#include "graphicslib/raster_spans.h"
+
 class PolygonRasterizer {
   public:
     enum Mode { EXACT = 1, PLAIN = 2 };
@@ -25,7 +27,7 @@ class PolygonRasterizer {
         void* argument;
         int y, x0, x1;  // both inclusive
         float x_start, scale;
-        const float* start;
+        const float* start;  // null, as the next two, where a vertex has no attributes
         const float* change;
         const float* left_step;  // change of the left edge a row
         const float* coverage;   // of each pixel from x0 on; null: 1
@@ -43,7 +45,8 @@ class PolygonRasterizer {
 
     // Pixels x0 to x1, y0 to y1; crossed pairs are swapped and negatives count as 0.
     bool set_bounds(int x0, int y0, int x1, int y1);
-    // Floats of a vertex, x and y included: 2 to 1024, initially 4.
+    // Floats of a vertex, x and y included: 2 to 1024, initially 4. With 2 there is only the shape: spans and pixels
+    // carry no attributes, not even their place on the edges, and cost less.
     bool set_vertex_floats(int count);
     bool set_mode(int mode);
     int mode() const { return polygon_mode; }
@@ -54,21 +57,27 @@ class PolygonRasterizer {
 
   private:
     struct Polygon;
-    struct Segment {  // of an edge, within one row
-        double x0, x1;
-        double height;  // signed by the direction of the edge
+    struct Edge {                     // not level
+        const float *p, *q;           // lower and upper vertex
+        double x, y, top;             // of p; height of q
+        double width, height, slope;  // from p to q; width / height
+        double low, high;             // in x
+        double sign;                  // 1 where the polygon goes up along it, else -1
     };
     struct Reach {  // in x
         double low, high;
     };
-    bool edges_at(Polygon& polygon, double y);
-    void set_edge(const float* p, const float* q, double y, float* values, float* step) const;
+    bool prepare(Polygon& polygon, int count, const float* vertices);
+    void add_edge(Polygon& polygon, int i, int j, double sign);
+    bool edges_at(Polygon& polygon, double y) const;
+    void set_edge(const Edge& edge, double y, float* values, float* step) const;
     Span make_span(Polygon& polygon, double y, void* argument);
     void draw_plain(Polygon& polygon, void* argument);
     void draw_exact(Polygon& polygon, void* argument);
     void exact_row(Polygon& polygon, int y, void* argument);
-    int gather_segments(Polygon& polygon, int y, Reach reach[2]);
-    void covered_run(Span span, int x0, int x1, int segments);
+    int gather_crossings(Polygon& polygon, int y, Reach reach[2]);
+    void covered_run(Span run, int x0, int x1, int crossing_count);
+    void short_run(Span run, int x0, int x1, int solid_from, int solid_to, int crossing_count);
 
     int left = -1, right = -1, bottom = -1, top = -1;  // inclusive
     bool bounds_set = false;
@@ -77,5 +86,7 @@ class PolygonRasterizer {
     int vertex_floats = 0;
     // Left edge, change across the span, right edge, left and right steps, one pixel's values and steps.
     std::vector<float> work;
-    std::vector<Segment> segments;
+    std::vector<Edge> edges;
+    std::vector<raster::Crossing> crossings;
+    const raster::Kernels* kernels = nullptr;
 };

@@ -253,6 +253,7 @@ DisplayNode* RasterGraphics::add_node(DisplayNode::Kind kind, int count, const V
     node->kind = kind;
     node->material = current_material;
     node->second_id = current_second_id;
+    node->level = node->one_colour = true;
     node->name_length = static_cast<std::uint8_t>(std::min<std::size_t>(current_name.size(), DisplayNode::NAME_ROOM));
     std::copy_n(current_name.data(), node->name_length, node->name);
     if (count == 0) return node;
@@ -263,6 +264,8 @@ DisplayNode* RasterGraphics::add_node(DisplayNode::Kind kind, int count, const V
         const Vertex& v = vertices[i];
         std::copy(v.begin(), v.end(), node->vertices + i * vertex_floats);
         node->depth = std::max(node->depth, v[2]);
+        node->level &= v[2] == vertices[0][2];
+        node->one_colour &= std::equal(v.begin() + COLOUR, v.begin() + COLOUR + 4, vertices[0].begin() + COLOUR);
         node->x0 = std::min(node->x0, v[0]), node->x1 = std::max(node->x1, v[0]);
         node->y0 = std::min(node->y0, v[1]), node->y1 = std::max(node->y1, v[1]);
     }

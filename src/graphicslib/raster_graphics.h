@@ -41,6 +41,8 @@ struct RasterFragment {
 };
 using RasterShader = void (*)(const RasterFragment& fragment, void* data);
 
+class RasterTile;
+
 class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSamplingPattern {
   public:
     static constexpr int vertex_floats = thick::FLOATS;
@@ -134,12 +136,13 @@ class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSa
     void widen_bounds(float x, float y, float z);
     const Material* material_of(const DisplayNode& node) const;
     bool has_shader(const DisplayNode& node) const { return material_of(node) != nullptr; }
-    void write_fragment(const DisplayNode& node, RasterFragment& fragment, float z);
+    void write_fragment(const DisplayNode& node, RasterFragment& fragment, float z, RasterTile& tile);
 
     bool sort_list();
-    bool prepare_bands();
+    bool prepare_bands(const Render& render);
     void plan_samples(Render& render);
-    void write_target(const Render& render);
+    void plan_nodes(Render& render);
+    void clear_around(const Render& render);
 
     // The current vertex and stroke
     Vertex current_vertex{};

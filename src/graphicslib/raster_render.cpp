@@ -1,9 +1,11 @@
-// render_list: the list, sorted back to front, into the accumulator and from there into the target.
+// render_list: the list, sorted back to front, tile by tile into the target.
 //
-// The picture is cut into tiles that stay in the second-level cache while all of their samples are drawn, weighed and
-// summed; the images are read and written once, whatever the number of samples.
+// A tile's memory stays in the second-level cache while all of its samples are drawn, weighed and summed. The target is
+// written once and never read, whatever the number of samples. With exact coverage, half of the time goes into the
+// rows of polygons (edges, coverage), and most of the rest into blending at the speed of that cache.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <new>
 
 #include "graphicslib/raster_band.h"
@@ -11,7 +13,6 @@
 
 namespace {
 
-constexpr int TILE_WIDTH = 256, TILE_HEIGHT = 64;
 constexpr float FILTER_RADIUS = 0.707F;  // pixels, of the Gaussian at half height
 constexpr int CLIP_MARGIN = 10;          // pixels around the device
 
@@ -42,7 +43,12 @@ bool RasterGraphics::sort_list() {
     } catch (const std::bad_alloc&) {
         return false;
     }
-    for (DisplayNode* node = list.head(); node; node = node->next) sorted.push_back(node);
+    bool in_order = true;
+    for (DisplayNode* node = list.head(); node; node = node->next) {
+        in_order &= !(!sorted.empty() && node->depth > sorted.back()->depth);
+        sorted.push_back(node);
+    }
+    if (in_order) return true;
     std::stable_sort(sorted.begin(), sorted.end(),
                      [](const DisplayNode* a, const DisplayNode* b) { return a->depth > b->depth; });
     list.relink(sorted);
@@ -66,15 +72,32 @@ void RasterGraphics::plan_samples(Render& render) {
     }
 }
 
-bool RasterGraphics::prepare_bands() {
+void RasterGraphics::plan_nodes(Render& render) {
+    render.reaches.reserve(sorted.size());
+    for (const DisplayNode* node : sorted) render.reaches.push_back({node->x0, node->y0, node->x1, node->y1});
+    float reach = 1;
+    for (const auto& sample : render.samples)
+        reach = std::max({reach, std::fabs(sample.dx) + 1, std::fabs(sample.dy) + 1});
+    const int width = target()->width, height = target()->height;
+    render.drawn = {to_pixel(low[0] - reach, width - 1), to_pixel(low[1] - reach, height - 1),
+                    to_pixel(high[0] + reach, width - 1), to_pixel(high[1] + reach, height - 1)};
+    render.band_count = num_bands;
+    render.streamed = streams(target());
+}
+
+bool RasterGraphics::prepare_bands(const Render& render) {
     std::size_t largest = 2;
     for (const DisplayNode* node : sorted) largest = std::max(largest, std::size_t(node->count));
     try {
         while (bands.size() < std::size_t(num_bands)) bands.push_back(std::make_unique<Band>(this));
-        for (const auto& band : bands) {
-            band->row_nodes.reserve(sorted.size());
-            band->tile_nodes.reserve(sorted.size());
-            if (band->moved.size() < largest * vertex_floats) band->moved.resize(largest * vertex_floats);
+        for (int i = 0; i < num_bands; ++i) {
+            Band& band = *bands[std::size_t(i)];
+            band.row_nodes.reserve(sorted.size());
+            band.tile_nodes.reserve(sorted.size());
+            if (band.moved.size() < largest * vertex_floats) band.moved.resize(largest * vertex_floats);
+            band.tile.reserve(render.band(i), render.samples.size() > 1);
+            band.polygons.kernels = &raster::kernels();
+            band.polygons.set_mode(polygon_mode);
         }
     } catch (const std::bad_alloc&) {
         return false;
@@ -85,54 +108,39 @@ bool RasterGraphics::prepare_bands() {
 bool RasterGraphics::render_list() {
     if (!device_ready()) return false;
     if (!(low[0] < high[0]) || !(low[1] < high[1])) return true;
-    if (!sort_list() || !prepare_bands()) return false;
+    if (!sort_list()) return false;
     Render render;
     try {
         plan_samples(render);
+        plan_nodes(render);
     } catch (const std::bad_alloc&) {
         return false;
     }
-    float reach = 1;
-    for (const auto& sample : render.samples)
-        reach = std::max({reach, std::fabs(sample.dx) + 1, std::fabs(sample.dy) + 1});
-    const int width = target()->width, height = target()->height;
-    render.drawn = {to_pixel(low[0] - reach, width - 1), to_pixel(low[1] - reach, height - 1),
-                    to_pixel(high[0] + reach, width - 1), to_pixel(high[1] + reach, height - 1)};
-    render.band_count = num_bands;
-    clear_buffers();
-    mark_buffers({render.drawn.x0, render.drawn.y0, render.drawn.x1, render.drawn.y1});
-    for (const auto& band : bands) {
-        band->polygons.kernels = &raster::kernels();
-        band->polygons.set_mode(polygon_mode);
-    }
+    if (!prepare_bands(render)) return false;
     launch(num_bands, [&](int first, int last) {
         for (int i = first; i <= last; ++i) bands[std::size_t(i)]->render(render, render.band(i));
     });
-    write_target(render);
+    clear_around(render);
+    target()->stats_valid = 0;
     used = true;
     return true;
 }
 
-void RasterGraphics::write_target(const Render& render) {
+// Bands write what is drawn; this writes the rest.
+void RasterGraphics::clear_around(const Render& render) {
     K7Image* image = target();
     const PixelRect& drawn = render.drawn;
-    const int type = image->sample_type;
     launch(image->height, [&](int first, int last) {
         for (int y = first; y <= last; ++y) {
             auto* out = image_row<std::byte>(image, y);
-            if (y < drawn.y0 || y > drawn.y1) {
-                std::fill_n(out, image->row_bytes, std::byte{0});
-                continue;
-            }
-            const std::size_t from = std::size_t(drawn.x0) * image->pixel_bytes;
-            const std::size_t to = std::size_t(drawn.x1 + 1) * image->pixel_bytes;
-            std::fill_n(out, from, std::byte{0});
-            std::fill_n(out + to, image->row_bytes - to, std::byte{0});
-            store(out + from, 4 * (drawn.x1 - drawn.x0 + 1), image_row<float>(accumulator(), y) + 4 * drawn.x0,
-                  render.total_weight, type);
+            const bool beside = y < drawn.y0 || y > drawn.y1;
+            const std::size_t from = beside ? image->row_bytes : std::size_t(drawn.x0) * image->pixel_bytes;
+            const std::size_t to = beside ? image->row_bytes : std::size_t(drawn.x1 + 1) * image->pixel_bytes;
+            clear_bytes(out, from, render.streamed);
+            clear_bytes(out + to, image->row_bytes - to, render.streamed);
         }
+        finish_streams();
     });
-    image->stats_valid = 0;
 }
 
 const RasterGraphics::Material* RasterGraphics::material_of(const DisplayNode& node) const {
@@ -144,46 +152,92 @@ const RasterGraphics::Material* RasterGraphics::material_of(const DisplayNode& n
 // ---- A band
 // -----------------------------------------------------------------------------------------------------------
 
-void RasterGraphics::Band::render(const Render& picture, const PixelRect& rect) {
-    for (int y = rect.y0; y <= rect.y1; y += TILE_HEIGHT) {
-        PixelRect tile{0, y, 0, std::min(y + TILE_HEIGHT - 1, rect.y1)};
-        const auto reaches = [](float low, float high, int first, int last) {
-            constexpr float MARGIN = 4;  // more than any sample moves
-            return high + MARGIN >= static_cast<float>(first) && low - MARGIN <= static_cast<float>(last);
-        };
-        row_nodes.clear();
-        for (const DisplayNode* node : graphics->sorted)
-            if (reaches(node->y0, node->y1, tile.y0, tile.y1)) row_nodes.push_back(node);
-        for (int x = rect.x0; x <= rect.x1 && !row_nodes.empty(); x += TILE_WIDTH) {
-            tile.x0 = x;
-            tile.x1 = std::min(x + TILE_WIDTH - 1, rect.x1);
-            tile_nodes.clear();
-            for (const DisplayNode* node : row_nodes)
-                if (reaches(node->x0, node->x1, tile.x0, tile.x1)) tile_nodes.push_back(node);
-            if (!tile_nodes.empty()) render_tile(picture, tile);
-        }
+void RasterTile::reserve(const PixelRect& limits, bool with_sums) {
+    constexpr std::size_t LINE = 16;  // floats of a cache line
+    const int rows = std::clamp(limits.y1 - limits.y0 + 1, 0, HEIGHT);
+    const int columns = std::clamp(limits.x1 - limits.x0 + 1, 0, WIDTH);
+    stride = (columns + 3) / 4 * 4 + 2 * raster::ROW_PADDING;
+    const std::size_t pixels = std::size_t(rows) * std::size_t(stride);
+    const std::size_t floats = (with_sums ? 9 : 5) * pixels + LINE;
+    if (memory.size() < floats) memory.resize(floats);
+    const auto place = reinterpret_cast<std::uintptr_t>(memory.data()) / sizeof(float);
+    samples = memory.data() + (LINE - place % LINE) % LINE;
+    depths = samples + 4 * pixels;
+    sums = with_sums ? depths + pixels : nullptr;
+}
+
+void RasterTile::begin(const PixelRect& place, bool with_depths) {
+    rect = place;
+    deep = with_depths;
+}
+
+void RasterTile::clear(const raster::Kernels& kernels) {
+    const int pixels = rect.x1 - rect.x0 + 1;
+    for (int y = rect.y0; y <= rect.y1; ++y) {
+        kernels.fill(sample(rect.x0, y), 4 * pixels, 0);
+        if (deep) kernels.fill(depth(rect.x0, y), pixels, ImageDev::FARTHEST);
     }
 }
 
-void RasterGraphics::Band::render_tile(const Render& picture, const PixelRect& tile) {
+void RasterGraphics::Band::render(const Render& picture, const PixelRect& rect) {
+    constexpr float MARGIN = 4;  // more than any sample moves
+    const auto reaches = [](float low, float high, int first, int last) {
+        return high + MARGIN >= static_cast<float>(first) && low - MARGIN <= static_cast<float>(last);
+    };
+    for (int y = rect.y0; y <= rect.y1; y += RasterTile::HEIGHT) {
+        PixelRect place{0, y, 0, std::min(y + RasterTile::HEIGHT - 1, rect.y1)};
+        row_nodes.clear();
+        for (std::size_t i = 0; i < picture.reaches.size(); ++i)
+            if (reaches(picture.reaches[i].y0, picture.reaches[i].y1, place.y0, place.y1))
+                row_nodes.push_back(static_cast<int>(i));
+        for (int x = rect.x0; x <= rect.x1; x += RasterTile::WIDTH) {
+            place.x0 = x;
+            place.x1 = std::min(x + RasterTile::WIDTH - 1, rect.x1);
+            tile_nodes.clear();
+            for (const int i : row_nodes) {
+                const Render::Reach& node = picture.reaches[std::size_t(i)];
+                if (reaches(node.x0, node.x1, place.x0, place.x1))
+                    tile_nodes.push_back(graphics->sorted[std::size_t(i)]);
+            }
+            render_tile(picture, place);
+        }
+    }
+    finish_streams();
+}
+
+// The list is drawn back to front. Where every node lies level, none can be hidden by one before it.
+void RasterGraphics::Band::render_tile(const Render& picture, const PixelRect& rect) {
     const raster::Kernels& kernels = *polygons.kernels;
-    const int pixels = tile.x1 - tile.x0 + 1;
-    polygons.set_bounds(tile.x0, tile.y0, tile.x1, tile.y1);
-    lines.set_bounds(tile.x0, tile.y0, tile.x1 + 1, tile.y1 + 1);
+    tile.begin(rect, !std::all_of(tile_nodes.begin(), tile_nodes.end(), [](const auto* node) { return node->level; }));
+    polygons.set_bounds(rect.x0, rect.y0, rect.x1, rect.y1);
+    lines.set_bounds(rect.x0, rect.y0, rect.x1 + 1, rect.y1 + 1);
+    const int floats = 4 * (rect.x1 - rect.x0 + 1);
     bool first = true;
     for (const Render::Sample& sample : picture.samples) {
-        for (int y = tile.y0; y <= tile.y1; ++y) {
-            kernels.fill(image_row<float>(graphics->sample(), y) + 4 * tile.x0, 4 * pixels, 0);
-            kernels.fill(image_row<float>(graphics->depth(), y) + tile.x0, pixels, FARTHEST);
-        }
+        if (tile_nodes.empty()) break;
+        tile.clear(kernels);
         clip_to_device(sample);
-        for (const DisplayNode* node : tile_nodes) draw(*node, sample, tile);
-        for (int y = tile.y0; y <= tile.y1; ++y) {
-            float* sums = image_row<float>(graphics->accumulator(), y) + 4 * tile.x0;
-            const float* values = image_row<float>(graphics->sample(), y) + 4 * tile.x0;
-            (first ? kernels.weigh : kernels.add_weighted)(sums, values, 4 * pixels, sample.weight);
-        }
+        for (const DisplayNode* node : tile_nodes) draw(*node, sample);
+        if (picture.samples.size() == 1) break;
+        for (int y = rect.y0; y <= rect.y1; ++y)
+            (first ? kernels.weigh : kernels.add_weighted)(tile.sum(rect.x0, y), tile.sample(rect.x0, y), floats,
+                                                           sample.weight);
         first = false;
+    }
+    write_tile(picture);
+}
+
+void RasterGraphics::Band::write_tile(const Render& picture) {
+    K7Image* image = graphics->target();
+    const PixelRect& rect = tile.rect;
+    const int pixels = rect.x1 - rect.x0 + 1;
+    for (int y = rect.y0; y <= rect.y1; ++y) {
+        std::byte* out = image_row<std::byte>(image, y) + std::size_t(rect.x0) * image->pixel_bytes;
+        const float* levels = picture.samples.size() == 1 ? tile.sample(rect.x0, y) : tile.sum(rect.x0, y);
+        if (tile_nodes.empty())
+            clear_bytes(out, std::size_t(pixels) * image->pixel_bytes, picture.streamed);
+        else
+            store(out, 4 * pixels, levels, picture.total_weight, image->sample_type, picture.streamed);
     }
 }
 
@@ -199,27 +253,53 @@ bool RasterGraphics::Band::inside_device(const DisplayNode& node, const Render::
            node.y1 + sample.dy <= graphics->device_height() + CLIP_MARGIN;
 }
 
-void RasterGraphics::Band::draw(const DisplayNode& node, const Render::Sample& sample, const PixelRect& tile) {
+void RasterGraphics::Band::draw(const DisplayNode& node, const Render::Sample& sample) {
+    switch (node.kind) {
+        case DisplayNode::DISC:
+            return draw_disc(node, sample);
+        case DisplayNode::LINE:
+            if (line_clip.offset_and_clip(node.vertices, sample.dx, sample.dy, moved.data(), vertex_floats))
+                lines.draw_line(moved.data(), const_cast<DisplayNode*>(&node));
+            return;
+        default:
+            return draw_polygon(node, sample);
+    }
+}
+
+// The vertices with the sample's offset and as much of them as the shading needs: so many floats each.
+int RasterGraphics::Band::place_polygon(const DisplayNode& node, const Render::Sample& sample) {
+    const bool shaded = graphics->has_shader(node), shape = node.one_colour && !tile.has_depths();
+    const int floats = shaded  ? vertex_floats
+                       : shape ? RasterGraphicsPolygonRasterizer::SHAPE_FLOATS
+                               : RasterGraphicsPolygonRasterizer::INK_FLOATS;
+    float* to = moved.data();
+    const float* from = node.vertices;
+    for (int i = 0; i < node.count; ++i, to += floats, from += vertex_floats) {
+        if (shaded) {
+            std::copy_n(from, vertex_floats, to);
+        } else if (!shape) {
+            to[2] = from[2];
+            std::copy_n(from + COLOUR, 4, to + 3);
+        }
+        to[0] = from[0] + sample.dx;
+        to[1] = from[1] + sample.dy;
+    }
+    return floats;
+}
+
+void RasterGraphics::Band::draw_polygon(const DisplayNode& node, const Render::Sample& sample) {
     auto* argument = const_cast<DisplayNode*>(&node);
-    if (node.kind == DisplayNode::DISC) return draw_disc(node, sample, tile);
-    if (node.kind == DisplayNode::LINE) {
-        if (line_clip.offset_and_clip(node.vertices, sample.dx, sample.dy, moved.data(), vertex_floats))
-            lines.draw_line(moved.data(), argument);
+    const PixelRect& rect = tile.rect;
+    if (node.x1 + sample.dx < static_cast<float>(rect.x0) || node.x0 + sample.dx > static_cast<float>(rect.x1 + 1) ||
+        node.y1 + sample.dy < static_cast<float>(rect.y0) || node.y0 + sample.dy > static_cast<float>(rect.y1 + 1))
         return;
-    }
-    if (node.x1 + sample.dx < static_cast<float>(tile.x0) || node.x0 + sample.dx > static_cast<float>(tile.x1 + 1) ||
-        node.y1 + sample.dy < static_cast<float>(tile.y0) || node.y0 + sample.dy > static_cast<float>(tile.y1 + 1))
-        return;
-    std::copy_n(node.vertices, node.count * vertex_floats, moved.data());
-    for (int i = 0; i < node.count; ++i) {
-        moved[std::size_t(i * vertex_floats)] += sample.dx;
-        moved[std::size_t(i * vertex_floats + 1)] += sample.dy;
-    }
+    const int floats = place_polygon(node, sample);
+    polygons.set_vertex_floats(floats);
     if (inside_device(node, sample)) {
         polygons.draw_polygon(node.count, moved.data(), argument);
         return;
     }
-    polygon_clip.set_extra_floats(vertex_floats - 2);
+    polygon_clip.set_extra_floats(floats - 2);
     if (polygon_clip.clip(node.count, moved.data()) != PolygonClip::outside)
         polygons.draw_polygon(polygon_clip.result_count(), polygon_clip.result(), argument);
 }
@@ -238,17 +318,17 @@ void blend(float* out, const float* colour, float coverage) {
 }  // namespace
 
 // The write that polygons, lines and discs share: depth test, shading, depth.
-void RasterGraphics::write_fragment(const DisplayNode& node, RasterFragment& fragment, float z) {
-    float& stored = image_row<float>(depth(), fragment.y)[fragment.x];
-    if (stored < z || fragment.coverage == 0) return;
-    fragment.sample = image_row<float>(sample(), fragment.y) + 4 * fragment.x;
+void RasterGraphics::write_fragment(const DisplayNode& node, RasterFragment& fragment, float z, RasterTile& tile) {
+    float* stored = tile.depth(fragment.x, fragment.y);
+    if ((stored && *stored < z) || fragment.coverage == 0) return;
+    fragment.sample = tile.sample(fragment.x, fragment.y);
     fragment.material = node.material;
     fragment.second_id = node.second_id;
     if (const Material* material = material_of(node))
         material->shader(fragment, material->data);
     else
         blend(fragment.sample, fragment.colour, fragment.coverage);
-    stored = z;
+    if (stored) *stored = z;
 }
 
 namespace {
@@ -275,38 +355,43 @@ void RasterGraphicsPolygonRasterizer::pixel(void*, int x, int y, float coverage,
     const float square = attributes[RECIPROCAL] * attributes[RECIPROCAL];
     const float area = std::fabs(step[S] * left_step[T] - step[T] * left_step[S]);
     fragment.texture_area = square > 1e-12F ? area / square : area;
-    graphics->write_fragment(*static_cast<const DisplayNode*>(argument), fragment, attributes[2]);
+    graphics->write_fragment(*static_cast<const DisplayNode*>(argument), fragment, attributes[2], *tile);
 }
 
 void RasterGraphicsPolygonRasterizer::span(const Span& run) {
-    if (graphics->has_shader(*static_cast<const DisplayNode*>(run.argument))) {
+    const int count = run.x1 - run.x0 + 1;
+    float* sample = tile->sample(run.x0, run.y);
+    if (run.floats == 0) {
+        const auto& node = *static_cast<const DisplayNode*>(run.argument);
+        kernels->paint(sample, run.coverage, count, node.vertices + RasterGraphics::COLOUR);
+        return;
+    }
+    if (run.floats == RasterGraphics::vertex_floats) {
         PolygonRasterizer::span(run);
         return;
     }
-    constexpr int C = RasterGraphics::COLOUR;
-    const float *from = run.start + C, *change = run.change + C;
+    const float *from = run.start + 3, *change = run.change + 3;
     const raster::SpanShade shade{{from[0], from[1], from[2], from[3]},
                                   {change[0], change[1], change[2], change[3]},
                                   run.start[2],
                                   run.change[2],
                                   run.x_start,
                                   run.scale};
-    kernels->shade(image_row<float>(graphics->sample(), run.y) + 4 * run.x0,
-                   image_row<float>(graphics->depth(), run.y) + run.x0, run.coverage, run.x0, run.x1 - run.x0 + 1,
-                   shade);
+    kernels->shade(sample, tile->depth(run.x0, run.y), run.coverage, run.x0, count, shade);
 }
 
 void RasterGraphicsLineRasterizer::pixel(void*, int x, int y, float coverage, const float* attributes, void* argument) {
     RasterFragment fragment = make_fragment(x, y, coverage, attributes);
-    graphics->write_fragment(*static_cast<const DisplayNode*>(argument), fragment, attributes[2]);
+    graphics->write_fragment(*static_cast<const DisplayNode*>(argument), fragment, attributes[2], *tile);
 }
 
-void RasterGraphics::Band::draw_disc(const DisplayNode& node, const Render::Sample& sample, const PixelRect& tile) {
+void RasterGraphics::Band::draw_disc(const DisplayNode& node, const Render::Sample& sample) {
+    const PixelRect& rect = tile.rect;
     const float cx = node.centre[0] + sample.dx, cy = node.centre[1] + sample.dy;
-    const int x0 = std::max(tile.x0, to_pixel(cx - node.radius, tile.x1 + 1));
-    const int x1 = std::min(tile.x1, to_pixel(cx + node.radius, tile.x1));
-    const int y0 = std::max(tile.y0, to_pixel(cy - node.radius, tile.y1 + 1));
-    const int y1 = std::min(tile.y1, to_pixel(cy + node.radius, tile.y1));
+    const int x0 = std::max(rect.x0, to_pixel(cx - node.radius, rect.x1 + 1));
+    const int x1 = std::min(rect.x1, to_pixel(cx + node.radius, rect.x1));
+    const int y0 = std::max(rect.y0, to_pixel(cy - node.radius, rect.y1 + 1));
+    const int y1 = std::min(rect.y1, to_pixel(cy + node.radius, rect.y1));
     for (int y = y0; y <= y1; ++y)
         for (int x = x0; x <= x1; ++x) {
             const float dx = static_cast<float>(x) + 0.5F - cx, dy = static_cast<float>(y) + 0.5F - cy;
@@ -326,6 +411,6 @@ void RasterGraphics::Band::draw_disc(const DisplayNode& node, const Render::Samp
             fragment.normal[1] = dy / node.radius;
             fragment.normal[2] = up / node.radius;
             for (int k = 0; k < 4; ++k) fragment.colour[k] = node.colour[k] * t;
-            graphics->write_fragment(node, fragment, node.depth);
+            graphics->write_fragment(node, fragment, node.depth, tile);
         }
 }

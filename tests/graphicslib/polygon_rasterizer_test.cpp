@@ -9,6 +9,7 @@
 #include <map>
 #include <vector>
 
+#include "k7pi_baselib/cpu.h"
 #include "noiselib/mtrandom.h"
 
 namespace {
@@ -207,6 +208,60 @@ TEST(Polygon, WindowsSideBySideGiveTheWholeToTheBit) {
                 }
                 EXPECT_TRUE(whole.pixels == parts.pixels);
             }
+}
+
+// Only pixels and their coverage; pixels have no attributes.
+class ShapeRecorder : public PolygonRasterizer {
+  public:
+    ShapeRecorder() { set_vertex_floats(2); }
+    void pixel(void*, int x, int y, float coverage, const float* attributes, int count, void*, const float* step,
+               const float* left_step) override {
+        EXPECT_EQ(count, 0);
+        EXPECT_TRUE(!attributes && !step && !left_step);
+        pixels[{y, x}] = coverage;
+    }
+    std::map<std::pair<int, int>, float> pixels;
+};
+
+TEST(Polygon, ShapesAloneCoverTheSamePixels) {
+    for (const auto& shape : shapes())
+        for (const int mode : {PolygonRasterizer::EXACT, PolygonRasterizer::PLAIN}) {
+            Recorder full;
+            ShapeRecorder bare;
+            full.set_mode(mode);
+            bare.set_mode(mode);
+            full.set_bounds(1, 2, 29, 28);
+            bare.set_bounds(1, 2, 29, 28);
+            ASSERT_TRUE(full.draw(shape));
+            std::vector<float> corners;
+            for (const Vertex& v : shape) corners.insert(corners.end(), {v.x, v.y});
+            ASSERT_TRUE(bare.draw_polygon(int(shape.size()), corners.data()));
+            ASSERT_EQ(full.pixels.size(), bare.pixels.size());
+            for (const auto& [where, covered] : full.pixels) ASSERT_EQ(covered.coverage, bare.pixels.at(where));
+        }
+}
+
+// Also wide ones, whose partly covered pixels come in several runs.
+TEST(ExactCoverage, EveryInstructionSetGivesTheSameBits) {
+    auto list = shapes();
+    list.push_back({at(3.3F, 5), at(1390.2F, 6.2F), at(700, 7.9F)});
+    list.push_back({at(10, 3), at(1200, 4.5F), at(1300.7F, 30), at(20, 28.5F)});
+    list.push_back({at(1300, 3.1F), at(900, 28), at(600, 5.2F), at(300, 27.5F), at(2, 3.3F)});  // several chains
+    for (const auto& shape : list) {
+        Recorder plain;
+        for (const CpuLevel level : {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512}) {
+            set_cpu_level_limit(level);
+            Recorder recorder;
+            recorder.set_mode(PolygonRasterizer::EXACT);
+            recorder.set_bounds(0, 0, 1399, 31);
+            ASSERT_TRUE(recorder.draw(shape));
+            if (level == CpuLevel::baseline) plain.pixels = recorder.pixels;
+            ASSERT_TRUE(plain.pixels == recorder.pixels) << int(level);
+        }
+        double sum = 0;
+        for (const auto& [where, covered] : plain.pixels) sum += double(covered.coverage);
+        EXPECT_NEAR(sum, area(points(shape)), 1e-6 * (1 + sum));
+    }
 }
 
 TEST(Polygon, RefusesWhatIsNoPolygonAndSurvivesTheRest) {

@@ -54,8 +54,9 @@ float largest_alpha(const K7Image* image) {
     return largest;
 }
 
-// Something of everything: thick, hairline, translucent, discs, crossing and leaving the picture.
-void draw_scene(RasterGraphics& graphics, int width, int height) {
+// Something of everything: thick, hairline, translucent, discs, crossing and leaving the picture; unless `level`, also
+// strokes whose depth and colour change along them.
+void draw_scene(RasterGraphics& graphics, int width, int height, bool level = false) {
     MTRandom random(8);
     const auto x = [&] { return random.next_float_in(-0.2F, 1.2F) * float(width); };
     const auto y = [&] { return random.next_float_in(-0.2F, 1.2F) * float(height); };
@@ -64,6 +65,16 @@ void draw_scene(RasterGraphics& graphics, int width, int height) {
         const float z = -random.next_float_in(0, float(width));
         std::vector<Point> points;
         for (int k = 0; k < 2 + i % 5; ++k) points.push_back({x(), y(), z});
+        if (!level && i % 2 == 1) {
+            graphics.begin_stroke();
+            for (const Point& p : points) {
+                const float tilt = i % 4 == 1 ? random.next_float_in(0.5F, 1.5F) : 1;
+                graphics.set_vertex_colour(random.next_float(), random.next_float(), 1, random.next_float());
+                graphics.add_vertex(p.x, p.y, p.z * tilt);
+            }
+            EXPECT_TRUE(graphics.end_stroke(i % 3 == 0));
+            continue;
+        }
         stroke(graphics, {random.next_float(), random.next_float(), random.next_float(), random.next_float()}, points,
                i % 3 == 0);
         const float centre[3] = {x(), y(), z};
@@ -89,7 +100,7 @@ std::vector<float> picture(int width, int height, int bands, int threads, int sa
 }
 
 TEST(RasterGraphics, OneBandAndSevenBandsGiveTheSameBits) {
-    for (const auto& [width, height] : {std::pair{331, 97}, {64, 301}, {5, 4}})
+    for (const auto& [width, height] : {std::pair{331, 97}, {64, 301}, {5, 4}, {1100, 40}})
         for (const int samples : {1, 3})
             for (const int mode : {PolygonRasterizer::PLAIN, PolygonRasterizer::EXACT}) {
                 const auto one = picture(width, height, 1, 1, samples, mode);
@@ -102,13 +113,75 @@ TEST(RasterGraphics, OneBandAndSevenBandsGiveTheSameBits) {
 }
 
 TEST(RasterGraphics, EveryInstructionSetGivesTheSameBits) {
-    set_cpu_level_limit(CpuLevel::baseline);
-    const auto plain = picture(131, 77, 2, 1, 2, PolygonRasterizer::EXACT);
-    for (const CpuLevel level : {CpuLevel::avx2, CpuLevel::avx512}) {
-        set_cpu_level_limit(level);
-        const auto fast = picture(131, 77, 2, 1, 2, PolygonRasterizer::EXACT);
-        EXPECT_EQ(std::memcmp(plain.data(), fast.data(), plain.size() * sizeof(float)), 0) << int(level);
+    for (const int mode : {PolygonRasterizer::PLAIN, PolygonRasterizer::EXACT}) {
+        set_cpu_level_limit(CpuLevel::baseline);
+        const auto plain = picture(131, 77, 2, 1, 2, mode);
+        for (const CpuLevel level : {CpuLevel::avx2, CpuLevel::avx512}) {
+            set_cpu_level_limit(level);
+            const auto fast = picture(131, 77, 2, 1, 2, mode);
+            EXPECT_EQ(std::memcmp(plain.data(), fast.data(), plain.size() * sizeof(float)), 0) << int(level);
+        }
     }
+}
+
+// Level things come without a depth test. Ink that can't be seen, lying across the picture in front of all and tilted,
+// brings the test back and must change nothing.
+TEST(RasterGraphics, LevelScenesNeedNoDepths) {
+    for (const int mode : {PolygonRasterizer::PLAIN, PolygonRasterizer::EXACT}) {
+        std::vector<float> pictures[2];
+        for (const bool tested : {false, true}) {
+            RasterGraphics graphics;
+            prepare(graphics, 120, 90);
+            graphics.set_samples_per_side(mode == PolygonRasterizer::EXACT ? 1 : 3);
+            graphics.set_polygon_mode(mode);
+            draw_scene(graphics, 120, 90, true);
+            if (tested) {
+                graphics.set_line_width(0.1F);
+                stroke(graphics, {1, 1, 1, 0}, {{0, 0, -0.001F}, {119, 89, -0.002F}});
+            }
+            const DisplayNode* node = graphics.list_head();
+            while (node && node->level) node = node->next;
+            ASSERT_EQ(node != nullptr, tested);
+            ASSERT_TRUE(graphics.render_list());
+            const float* pixels = image_row<float>(graphics.target(), 0);
+            pictures[tested].assign(pixels, pixels + 4 * 120 * 90);
+        }
+        EXPECT_TRUE(pictures[0] == pictures[1]);
+        EXPECT_GT(*std::max_element(pictures[0].begin(), pictures[0].end()), 0.2F);
+    }
+}
+
+// Pictures of more than 8 MB are written past the caches.
+TEST(RasterGraphics, LargePicturesAreClearedAndWrittenWhole) {
+    constexpr int W = 1201, H = 500;
+    RasterGraphics graphics;
+    prepare(graphics, W, H);
+    graphics.set_colour({0.25F, 0.5F, 0.75F, 1});
+    graphics.clear_device();
+    K7Image* image = graphics.target();
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x) {
+            const float* pixel = image_row<float>(image, y) + 4 * x;
+            ASSERT_TRUE(pixel[0] == 0.25F && pixel[1] == 0.5F && pixel[2] == 0.75F && pixel[3] == 1) << x << ", " << y;
+        }
+    graphics.set_samples_per_side(1);
+    graphics.set_polygon_mode(PolygonRasterizer::EXACT);
+    graphics.set_num_bands(3);
+    graphics.set_colour({1, 0.5F, 0, 0.5F});
+    const float sx = (W - 1.0F) / W, sy = (H - 1.0F) / H;
+    const auto inside = [](int x, int y) { return x >= 11 && x < 1150 && y >= 7 && y < 401; };
+    const float points[12] = {11 * sx, 7 * sy, 0, 1150 * sx, 7 * sy, 0, 1150 * sx, 401 * sy, 0, 11 * sx, 401 * sy, 0};
+    ASSERT_TRUE(graphics.add_polygon(4, points));
+    ASSERT_TRUE(graphics.render_list());
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x) {
+            const float* pixel = image_row<float>(image, y) + 4 * x;
+            const float alpha = inside(x, y) ? 0.5F : 0;
+            ASSERT_NEAR(pixel[0], alpha, 1e-3F) << x << ", " << y;
+            ASSERT_NEAR(pixel[3], alpha, 1e-3F) << x << ", " << y;
+        }
+    EXPECT_EQ(image_get_sample(image, W - 1, H - 1, 3), 0);
+    EXPECT_EQ(image_get_sample(image, 0, 0, 0), 0);
 }
 
 // The same shading, written pixel by pixel, through a shader.
@@ -121,24 +194,27 @@ TEST(RasterGraphics, ShadersSeeTheFragmentsThatTheDefaultBlends) {
         EXPECT_EQ(fragment.material, 7);
         EXPECT_EQ(fragment.w, 1);
     };
-    std::vector<float> pictures[2];
     int calls = 0;
-    for (const bool shaded : {false, true}) {
-        RasterGraphics graphics;
-        prepare(graphics, 120, 90);
-        graphics.set_samples_per_side(2);
-        if (shaded) {
-            EXPECT_FALSE(graphics.set_shader(40000, shade, &calls));
-            ASSERT_TRUE(graphics.set_shader(7, shade, &calls));
+    for (const int mode : {PolygonRasterizer::PLAIN, PolygonRasterizer::EXACT}) {
+        std::vector<float> pictures[2];
+        for (const bool shaded : {false, true}) {
+            RasterGraphics graphics;
+            prepare(graphics, 120, 90);
+            graphics.set_samples_per_side(mode == PolygonRasterizer::EXACT ? 1 : 2);
+            graphics.set_polygon_mode(mode);
+            if (shaded) {
+                EXPECT_FALSE(graphics.set_shader(40000, shade, &calls));
+                ASSERT_TRUE(graphics.set_shader(7, shade, &calls));
+            }
+            graphics.set_material(7);
+            draw_scene(graphics, 120, 90);
+            ASSERT_TRUE(graphics.render_list());
+            const float* pixels = image_row<float>(graphics.target(), 0);
+            pictures[shaded].assign(pixels, pixels + 4 * 120 * 90);
         }
-        graphics.set_material(7);
-        draw_scene(graphics, 120, 90);
-        ASSERT_TRUE(graphics.render_list());
-        const float* pixels = image_row<float>(graphics.target(), 0);
-        pictures[shaded].assign(pixels, pixels + 4 * 120 * 90);
+        for (std::size_t i = 0; i < pictures[0].size(); ++i) ASSERT_NEAR(pictures[0][i], pictures[1][i], 1e-6F);
     }
     EXPECT_GT(calls, 1000);
-    for (std::size_t i = 0; i < pictures[0].size(); ++i) ASSERT_NEAR(pictures[0][i], pictures[1][i], 1e-6F);
 }
 
 // x = 0 to W - 1 becomes 0 to W pixels, so lengths are W / (W - 1) longer.
