@@ -76,18 +76,17 @@ void Planes::join(K7Image& picture) const {
 // All tasks of all planes, by whoever is free. False when there is no memory for it.
 bool filter(const std::vector<CleanPlane>& planes, int rows) {
     int tasks = 0;
-    std::size_t row_bytes = 0, histogram_bytes = 0;
+    std::size_t bytes = 0;
     for (const CleanPlane& plane : planes) {
         tasks += plane.tasks();
-        row_bytes = std::max(row_bytes, plane.rowBytes());
-        histogram_bytes = std::max(histogram_bytes, plane.histogramBytes());
+        bytes = std::max(bytes, plane.scratchBytes());
     }
     std::atomic<int> next{0};
     std::atomic<bool> complete{true};
     for_rows_float(rows, [&](int first, int last) {
         if (first > last) return;
         CleanScratch scratch;
-        if (!scratch.allocate(row_bytes, histogram_bytes)) complete = false;
+        if (!scratch.allocate(bytes)) complete = false;
         for (int task; complete && (task = next.fetch_add(1)) < tasks;) {
             auto plane = planes.begin();
             for (; task >= plane->tasks(); ++plane) task -= plane->tasks();

@@ -15,7 +15,6 @@ constexpr int DOUBLES = 2;
 constexpr int LANES = 4 * DOUBLES;  // samples abreast: 16-bit bins in one vector, offsets in four
 typedef std::int16_t Bins __attribute__((vector_size(8 * DOUBLES)));
 typedef double Offsets __attribute__((vector_size(8 * DOUBLES)));
-typedef std::int16_t Histogram __attribute__((vector_size(32), may_alias));  // 16 parts, aligned
 static_assert(CLEAN_LANES % LANES == 0);
 
 template <class Vector, class Element>
@@ -221,118 +220,8 @@ static void small_row(const CleanBins& bins, const CleanRows& rows, int count, f
     }
 }
 
-// ---- Large windows --------------------------------------------------------------------------------------------
-
-struct Steps {
-    alignas(32) std::int16_t from[16][16];  // [i]: 1 from part i on
-};
-static constexpr Steps make_steps(int height) {
-    Steps steps{};
-    for (int i = 0; i < 16; ++i)
-        for (int k = i; k < 16; ++k) steps.from[i][k] = static_cast<std::int16_t>(height);
-    return steps;
-}
-constexpr Steps STEPS[2] = {make_steps(-1), make_steps(1)};
-
-static inline Histogram& histogram(std::int16_t* parts) { return *reinterpret_cast<Histogram*>(parts); }
-static inline const Histogram& histogram(const std::int16_t* parts) {
-    return *reinterpret_cast<const Histogram*>(parts);
-}
-
-static void update_columns(const CleanColumns& columns, const std::int16_t* bin, const double* offset, int count,
-                           int sign) {
-    const auto& from = STEPS[sign > 0].from;
-    const double factor = sign;
-    for (long c = 0; c < count; ++c) {
-        const int b = bin[c];
-        histogram(columns.coarse + 16 * c) += histogram(from[b >> 8]);
-        histogram(columns.middle + 16 * ((b >> 8) * columns.columns + c)) += histogram(from[(b >> 4) & 15]);
-        histogram(columns.fine + 16 * ((b >> 4) * columns.columns + c)) += histogram(from[b & 15]);
-        columns.sums[b * columns.columns + c] += offset[c] * factor;
-    }
-}
-
-// The first part whose running count is above `rank`; there is one.
-static inline int find_above(const std::int16_t* parts, int rank) {
-#if defined(__AVX2__)
-    const __m256i above = _mm256_cmpgt_epi16(load<__m256i>(parts), _mm256_set1_epi16(static_cast<short>(rank)));
-    return __builtin_ctz(static_cast<unsigned>(_mm256_movemask_epi8(above))) >> 1;
-#else
-    const __m128i limit = _mm_set1_epi16(static_cast<short>(rank));
-    const __m128i low = _mm_cmpgt_epi16(load<__m128i>(parts), limit);
-    const __m128i high = _mm_cmpgt_epi16(load<__m128i>(parts + 8), limit);
-    return __builtin_ctz(static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(low, high))));
-#endif
-}
-
-static inline void sum_columns(std::int16_t* window, const std::int16_t* columns, int count) {
-    Histogram sum = {};
-    for (long k = 0; k < count; ++k) sum += histogram(columns + 16 * k);
-    histogram(window) = sum;
-}
-
-// Brings a part of the window's histogram from the pixel where it was last needed to pixel i.
-static inline void catch_up(std::int16_t* window, int& reached, const std::int16_t* columns, int wide, int i) {
-    if (reached == i) return;
-    if (2L * (i - reached) >= wide) {
-        sum_columns(window, columns + 16L * i, wide);
-    } else {
-        Histogram sum = histogram(window);
-        for (long k = reached; k < i; ++k) sum += histogram(columns + 16 * (k + wide)) - histogram(columns + 16 * k);
-        histogram(window) = sum;
-    }
-    reached = i;
-}
-
-static inline double sum_of(const double* values, int count) {
-    Offsets sums = {};
-    int k = 0;
-    for (; k + DOUBLES <= count; k += DOUBLES) sums += load<Offsets>(values + k);
-    double sum = 0;
-    for (int lane = 0; lane < DOUBLES; ++lane) sum += sums[lane];
-    for (; k < count; ++k) sum += values[k];
-    return sum;
-}
-
-static void large_row(const CleanBins& bins, const CleanColumns& columns, int radius, int count, float* out) {
-    constexpr int NOWHERE = -1000000;
-    const int wide = 2 * radius + 1;
-    for (int k = 0; k < 16 + 256; ++k) columns.reached[k] = NOWHERE;
-    std::int16_t* coarse = columns.window[0];
-    sum_columns(coarse, columns.coarse, wide);
-
-    int last_bin = -1;
-    double sum = 0;
-    for (int i = 0; i < count; ++i) {
-        if (i) {
-            const std::int16_t* leaving = columns.coarse + 16L * (i - 1);
-            histogram(coarse) += histogram(leaving + 16L * wide) - histogram(leaving);
-        }
-        int rank = coarse[15] >> 1;
-        const int high = find_above(coarse, rank);
-        rank -= high ? coarse[high - 1] : 0;
-
-        std::int16_t* middle = columns.window[1 + high];
-        catch_up(middle, columns.reached[high], columns.middle + 16 * high * columns.columns, wide, i);
-        const int mid = find_above(middle, rank);
-        rank -= mid ? middle[mid - 1] : 0;
-
-        const int part = 16 * high + mid;
-        std::int16_t* fine = columns.window[17 + part];
-        catch_up(fine, columns.reached[16 + part], columns.fine + 16 * part * columns.columns, wide, i);
-        const int low = find_above(fine, rank);
-        const int samples = fine[low] - (low ? fine[low - 1] : 0);
-
-        const int bin = 16 * part + low;
-        const double* offsets = columns.sums + bin * columns.columns;
-        sum = bin == last_bin ? sum + offsets[i - 1 + wide] - offsets[i - 1] : sum_of(offsets + i, wide);
-        last_bin = bin;
-        out[i] = static_cast<float>((bins.base + bin * bins.step) + sum / samples);
-    }
-}
-
 }  // namespace
 
-const CleanKernels clean_kernels = {split, join, sort_into_bins, small_row, update_columns, large_row};
+const CleanKernels clean_kernels = {split, join, sort_into_bins, small_row};
 
 }  // namespace QUILLON_SIMD

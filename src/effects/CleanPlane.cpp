@@ -9,8 +9,10 @@
 namespace {
 
 constexpr float SMALLEST_STEP = 0.00001f;
-constexpr int STRIP = 256;  // columns of a task with column histograms
-constexpr int BAND = 64;    // rows of any other task
+constexpr int BAND = 64;       // rows of a task
+constexpr int LARGE_BAND = 32;  // rows of a task with histograms
+constexpr int TURNED = 16;      // rows that are turned into columns at once, and columns
+constexpr int TURNED_COLUMNS = 64;
 constexpr int PAD = 64;     // columns beside a row of bins
 
 const CleanKernels& kernels() {
@@ -54,30 +56,31 @@ struct RowRing {
     double* offsetRow(int slot) const { return offsets + slot * pitch + PAD; }
 };
 
-// A strip of column histograms, and a row of samples on their way in or out.
-struct Strip {
-    CleanColumns columns;
+}  // namespace
+
+// A band of a large window's rows as columns, histograms, and rows on their way there.
+struct BandMemory {
+    CleanBand band{};
     std::int16_t* bins;
     double* offsets;
+    std::int16_t* row_bins;
+    double* row_offsets;
     std::size_t bytes;
-    Strip(unsigned char* block, int count) {
+    BandMemory(unsigned char* block, int width, int rows, int radius_x, int radius_y) {
         Carver carver(block);
-        // The histograms last: strips of any width leave zeros in them.
-        columns.window = carver.take<std::int16_t[16]>(1 + 16 + 256);
-        columns.reached = carver.take<int>(16 + 256);
-        bins = carver.take<std::int16_t>(STRIP + 2 * CLEAN_MOST_RADIUS);
-        offsets = carver.take<double>(STRIP + 2 * CLEAN_MOST_RADIUS);
-        const std::size_t n = std::size_t(count);
-        columns.columns = count;
-        columns.sums = carver.take<double>(CLEAN_BINS * n);
-        columns.fine = carver.take<std::int16_t>(CLEAN_BINS * n);
-        columns.middle = carver.take<std::int16_t>(256 * n);
-        columns.coarse = carver.take<std::int16_t>(16 * n);
+        band.columns = width;
+        band.pitch = rows + 2 * radius_y;
+        band.radius_x = radius_x, band.radius_y = radius_y;
+        const std::size_t samples = std::size_t(band.columns * band.pitch);
+        band.bins = bins = carver.take<std::int16_t>(samples + std::size_t(band.pitch) + CLEAN_LANES);
+        band.offsets = offsets = carver.take<double>(samples);
+        band.counts = carver.take<std::int16_t>((1 + CLEAN_MOST_ROWS) * CLEAN_HISTOGRAM);
+        band.sums = carver.take<double>((1 + CLEAN_MOST_ROWS) * CLEAN_HISTOGRAM);
+        row_bins = carver.take<std::int16_t>(TURNED * TURNED_COLUMNS);
+        row_offsets = carver.take<double>(TURNED * TURNED_COLUMNS);
         bytes = carver.used();
     }
 };
-
-}  // namespace
 
 CleanBins clean_bins(float min, float max) {
     constexpr float LARGEST = std::numeric_limits<float>::max();
@@ -101,16 +104,9 @@ CleanBins clean_bins(float min, float max) {
     return bins;
 }
 
-bool CleanScratch::allocate(Block& block, std::size_t bytes) {
-    if (bytes) block.reset(static_cast<unsigned char*>(k7_aligned_malloc_uncleared(bytes, 0, true)));
-    return bytes == 0 || block;
-}
-
-bool CleanScratch::allocate(std::size_t row_bytes, std::size_t histogram_bytes) {
-    if (!allocate(m_rows, row_bytes) || !allocate(m_histograms, histogram_bytes)) return false;
-    // Not by the allocator: memory that is kept from the last render need not be touched for the first time again.
-    std::fill_n(m_histograms.get(), histogram_bytes, static_cast<unsigned char>(0));
-    return true;
+bool CleanScratch::allocate(std::size_t bytes) {
+    if (bytes) m_block.reset(static_cast<unsigned char*>(k7_aligned_malloc_uncleared(bytes, 0, true)));
+    return bytes == 0 || m_block;
 }
 
 CleanPlane::CleanPlane(const float* source, float* result, int width, int height, int radius_x, int radius_y,
@@ -130,22 +126,28 @@ CleanPlane::CleanPlane(const float* source, float* result, int width, int height
         m_method = Method::Small;
     else
         m_method = Method::Large;
-    const int length = m_method == Method::Large ? m_width : m_height;
-    const int piece = m_method == Method::Large ? STRIP : BAND;
-    m_tasks = (length + piece - 1) / piece;
+    m_tasks = (m_height + bandRows() - 1) / bandRows();
 }
 
-std::size_t CleanPlane::rowBytes() const {
-    if (m_method == Method::Small) return RowRing(nullptr, m_width, 2 * m_radius_y + 1).bytes;
-    return m_method == Method::Mean ? std::size_t(m_width) * sizeof(double) : 0;
-}
-std::size_t CleanPlane::histogramBytes() const {
-    return m_method == Method::Large ? Strip(nullptr, std::min(STRIP, m_width) + 2 * m_radius_x).bytes : 0;
+int CleanPlane::bandRows() const { return m_method == Method::Large ? LARGE_BAND : BAND; }
+
+std::size_t CleanPlane::scratchBytes() const {
+    switch (m_method) {
+        case Method::Fill:
+            return 0;
+        case Method::Mean:
+            return std::size_t(m_width) * sizeof(double);
+        case Method::Small:
+            return RowRing(nullptr, m_width, 2 * m_radius_y + 1).bytes;
+        case Method::Large:
+            break;
+    }
+    return BandMemory(nullptr, m_width, LARGE_BAND, m_radius_x, m_radius_y).bytes;
 }
 
 void CleanPlane::run(int task, const CleanScratch& scratch) const {
-    const int first = task * (m_method == Method::Large ? STRIP : BAND);
-    const int last = std::min(first + BAND, m_height) - 1;
+    const int first = task * bandRows();
+    const int last = std::min(first + bandRows(), m_height) - 1;
     switch (m_method) {
         case Method::Fill:
             return fill(first, last);
@@ -154,7 +156,7 @@ void CleanPlane::run(int task, const CleanScratch& scratch) const {
         case Method::Small:
             return small(first, last, scratch);
         case Method::Large:
-            return large(first, std::min(STRIP, m_width - first), scratch);
+            return large(first, last, scratch);
     }
 }
 
@@ -163,7 +165,7 @@ void CleanPlane::fill(int first, int last) const { std::fill(resultRow(first), r
 
 // A channel with so little contrast that it is one bin: running sums, which are exact like those of the bins.
 void CleanPlane::mean(int first, int last, const CleanScratch& scratch) const {
-    auto* sums = reinterpret_cast<double*>(scratch.rows());
+    auto* sums = reinterpret_cast<double*>(scratch.block());
     std::fill_n(sums, m_width, 0.0);
     const auto addRow = [&](int y, double sign) {
         if (y < 0 || y >= m_height) return;
@@ -192,7 +194,7 @@ void CleanPlane::mean(int first, int last, const CleanScratch& scratch) const {
 void CleanPlane::small(int first, int last, const CleanScratch& scratch) const {
     const CleanKernels& table = kernels();
     const int slots = 2 * m_radius_y + 1;
-    const RowRing ring(scratch.rows(), m_width, slots);
+    const RowRing ring(scratch.block(), m_width, slots);
     std::fill_n(ring.bins, ring.pitch * slots, CLEAN_OUTSIDE);
     std::fill_n(ring.offsets, ring.pitch * slots, 0.0);
     for (int x = 0; x < ring.pitch; ++x) {
@@ -218,27 +220,52 @@ void CleanPlane::small(int first, int last, const CleanScratch& scratch) const {
     }
 }
 
-void CleanPlane::large(int first_column, int columns, const CleanScratch& scratch) const {
+// The rows of the picture from `first_row` on, as many as a column has, into columns.
+void CleanPlane::turn(int first_row, const BandMemory& memory) const {
     const CleanKernels& table = kernels();
-    const Strip strip(scratch.histograms(), columns + 2 * m_radius_x);
-    const int left = std::max(first_column - m_radius_x, 0);
-    const int right = std::min(first_column + columns + m_radius_x, m_width);
-    CleanColumns inside = strip.columns;  // from the first column that the picture has
-    const int skipped = left - (first_column - m_radius_x);
-    inside.coarse += 16 * skipped;
-    inside.middle += 16 * skipped;
-    inside.fine += 16 * skipped;
-    inside.sums += skipped;
-    const auto update = [&](int y, int sign) {
-        if (y < 0 || y >= m_height) return;
-        table.sort_into_bins(m_bins, row(y) + left, right - left, strip.bins, strip.offsets);
-        table.update_columns(inside, strip.bins, strip.offsets, right - left, sign);
-    };
-    for (int y = 0; y < m_radius_y; ++y) update(y, 1);
-    for (int y = 0; y < m_height; ++y) {
-        update(y + m_radius_y, 1);
-        update(y - m_radius_y - 1, -1);
-        table.large_row(m_bins, strip.columns, m_radius_x, columns, resultRow(y) + first_column);
+    const long pitch = memory.band.pitch;
+    std::fill_n(memory.bins + m_width * pitch, pitch + CLEAN_LANES, CLEAN_NOWHERE);
+    for (long j = 0; j < pitch; j += TURNED) {
+        const long count = std::min<long>(TURNED, pitch - j);
+        for (int x = 0; x < m_width; x += TURNED_COLUMNS) {
+            const int columns = std::min(TURNED_COLUMNS, m_width - x);
+            for (long i = 0; i < count; ++i) {
+                const long y = first_row + j + i;
+                std::int16_t* bins = memory.row_bins + i * TURNED_COLUMNS;
+                double* offsets = memory.row_offsets + i * TURNED_COLUMNS;
+                if (y >= 0 && y < m_height) {
+                    table.sort_into_bins(m_bins, row(int(y)) + x, columns, bins, offsets);
+                } else {
+                    std::fill_n(bins, columns, CLEAN_NOWHERE);
+                    std::fill_n(offsets, columns, 0.0);
+                }
+            }
+            for (int c = 0; c < columns; ++c) {
+                std::int16_t* bins = memory.bins + (x + c) * pitch + j;
+                double* offsets = memory.offsets + (x + c) * pitch + j;
+                for (long i = 0; i < count; ++i) bins[i] = memory.row_bins[i * TURNED_COLUMNS + c];
+                for (long i = 0; i < count; ++i) offsets[i] = memory.row_offsets[i * TURNED_COLUMNS + c];
+            }
+        }
     }
-    for (int y = m_height - 1 - m_radius_y; y < m_height; ++y) update(y, -1);
+}
+
+void CleanPlane::large(int first, int last, const CleanScratch& scratch) const {
+    const auto& table =
+        cpu_select(baseline::clean_band_kernels, avx2::clean_band_kernels, avx512::clean_band_kernels);
+    const int step = m_radius_y < 16 ? 4 : 8;
+    const BandMemory memory(scratch.block(), m_width, LARGE_BAND, m_radius_x, m_radius_y);
+    turn(first - m_radius_y, memory);
+    for (int y = first; y <= last; y += step) {
+        CleanBand band = memory.band;
+        band.bins += y - first;
+        band.offsets += y - first;
+        float* out[CLEAN_MOST_ROWS];
+        band.rows = std::min(step, last - y + 1);
+        for (int k = 0; k < band.rows; ++k) {
+            band.inside[k] = std::min(y + k + m_radius_y, m_height - 1) - std::max(y + k - m_radius_y, 0) + 1;
+            out[k] = resultRow(y + k);
+        }
+        (step == 4 ? table.four : table.eight)(m_bins, band, out);
+    }
 }

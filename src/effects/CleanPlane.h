@@ -9,21 +9,20 @@
 // Smallest and largest sample of a channel; no sample at all is min above max.
 CleanBins clean_bins(float min, float max);
 
-// A thread's memory. Histograms are cleared here, and left cleared by every task.
+// A thread's memory.
 class CleanScratch {
   public:
-    bool allocate(std::size_t row_bytes, std::size_t histogram_bytes);  // false: no memory
-    unsigned char* rows() const { return m_rows.get(); }
-    unsigned char* histograms() const { return m_histograms.get(); }
+    bool allocate(std::size_t bytes);  // false: no memory
+    unsigned char* block() const { return m_block.get(); }
 
   private:
     struct Deleter {
         void operator()(unsigned char* block) const { k7_aligned_free(block, true); }
     };
-    using Block = std::unique_ptr<unsigned char[], Deleter>;
-    static bool allocate(Block& block, std::size_t bytes);
-    Block m_rows, m_histograms;
+    std::unique_ptr<unsigned char[], Deleter> m_block;
 };
+
+struct BandMemory;
 
 class CleanPlane {
   public:
@@ -31,8 +30,7 @@ class CleanPlane {
                const CleanBins& bins);
 
     int tasks() const { return m_tasks; }
-    std::size_t rowBytes() const;
-    std::size_t histogramBytes() const;
+    std::size_t scratchBytes() const;
     void run(int task, const CleanScratch& scratch) const;
 
   private:
@@ -41,7 +39,9 @@ class CleanPlane {
     void fill(int first, int last) const;
     void mean(int first, int last, const CleanScratch& scratch) const;
     void small(int first, int last, const CleanScratch& scratch) const;
-    void large(int first_column, int columns, const CleanScratch& scratch) const;
+    void large(int first, int last, const CleanScratch& scratch) const;
+    void turn(int first_row, const BandMemory& memory) const;
+    int bandRows() const;
     const float* row(int y) const { return m_source + std::size_t(y) * std::size_t(m_width); }
     float* resultRow(int y) const { return m_result + std::size_t(y) * std::size_t(m_width); }
 
