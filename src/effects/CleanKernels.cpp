@@ -2,6 +2,8 @@
 
 #include <immintrin.h>
 
+#include <utility>
+
 namespace QUILLON_SIMD {
 namespace {
 
@@ -135,45 +137,208 @@ static inline Taps window_taps(const CleanRows& rows) {
     return taps;
 }
 
-static inline void order(Bins& a, Bins& b) {
+static inline Bins smaller(Bins a, Bins b) {
 #if defined(__AVX512F__)
-    const Bins low = (Bins)_mm512_min_epi16((__m512i)a, (__m512i)b);
-    b = (Bins)_mm512_max_epi16((__m512i)a, (__m512i)b);
+    return (Bins)_mm512_min_epi16((__m512i)a, (__m512i)b);
 #elif defined(__AVX2__)
-    const Bins low = (Bins)_mm256_min_epi16((__m256i)a, (__m256i)b);
-    b = (Bins)_mm256_max_epi16((__m256i)a, (__m256i)b);
+    return (Bins)_mm256_min_epi16((__m256i)a, (__m256i)b);
 #else
-    const Bins low = (Bins)_mm_min_epi16((__m128i)a, (__m128i)b);
-    b = (Bins)_mm_max_epi16((__m128i)a, (__m128i)b);
+    return (Bins)_mm_min_epi16((__m128i)a, (__m128i)b);
 #endif
+}
+static inline Bins larger(Bins a, Bins b) {
+#if defined(__AVX512F__)
+    return (Bins)_mm512_max_epi16((__m512i)a, (__m512i)b);
+#elif defined(__AVX2__)
+    return (Bins)_mm256_max_epi16((__m256i)a, (__m256i)b);
+#else
+    return (Bins)_mm_max_epi16((__m128i)a, (__m128i)b);
+#endif
+}
+static inline void order(Bins& a, Bins& b) {
+    const Bins low = smaller(a, b);
+    b = larger(a, b);
     a = low;
 }
 
-// The median of an odd number of samples. Of COUNT / 2 + 2 of them neither the smallest nor the largest can be it: both
-// make way for the next sample, and so on.
-template <int COUNT, int SIZE = COUNT / 2 + 2>
-static inline Bins narrowed(Bins* kept, const Taps& taps, long x) {
-#pragma GCC unroll 16
-    for (int i = 0; i < SIZE / 2; ++i) order(kept[i], kept[SIZE - 1 - i]);
-#pragma GCC unroll 16
-    for (int i = 1; i < (SIZE + 1) / 2; ++i) order(kept[0], kept[i]);
-#pragma GCC unroll 16
-    for (int i = SIZE / 2; i < SIZE - 1; ++i) order(kept[i], kept[SIZE - 1]);
-    if constexpr (SIZE == 3) {
-        return kept[1];
-    } else {
-        kept[0] = load<Bins>(taps.bins[COUNT + 3 - SIZE] + x);
-        return narrowed<COUNT, SIZE - 1>(kept, taps, x);
+// ---- Networks -------------------------------------------------------------------------------------------------
+
+// Comparisons that merge or sort, in which the answer's samples end up wherever `order` says (Batcher's odd-even merge,
+// as Knuth has it for lists of any length). What nobody reads of the answer costs nothing: the compiler drops it.
+struct Network {
+    struct List {
+        int count = 0;
+        int at[88] = {};
+    };
+    struct Pair {
+        int low, high;
+    };
+    int count = 0;
+    Pair pairs[512] = {};
+    List order;
+
+    constexpr List merged(const List& a, const List& b) {
+        if (!a.count || !b.count) return a.count ? a : b;
+        List answer;
+        if (a.count == 1 && b.count == 1) {
+            pairs[count++] = {a.at[0], b.at[0]};
+            answer.at[answer.count++] = a.at[0];
+            answer.at[answer.count++] = b.at[0];
+            return answer;
+        }
+        const List v = merged(everySecond(a, 0), everySecond(b, 0));
+        const List w = merged(everySecond(a, 1), everySecond(b, 1));
+        answer.at[answer.count++] = v.at[0];
+        for (int i = 0; i < w.count || i + 1 < v.count; ++i) {
+            if (i < w.count && i + 1 < v.count) pairs[count++] = {w.at[i], v.at[i + 1]};
+            if (i < w.count) answer.at[answer.count++] = w.at[i];
+            if (i + 1 < v.count) answer.at[answer.count++] = v.at[i + 1];
+        }
+        return answer;
+    }
+    constexpr List sorted(int first, int size) {
+        return size < 2 ? range(first, size) : merged(sorted(first, size / 2), sorted(first + size / 2, size - size / 2));
+    }
+    static constexpr List everySecond(const List& list, int from) {
+        List part;
+        for (int i = from; i < list.count; i += 2) part.at[part.count++] = list.at[i];
+        return part;
+    }
+    static constexpr List range(int first, int size) {
+        List list;
+        for (int i = 0; i < size; ++i) list.at[list.count++] = first + i;
+        return list;
+    }
+};
+
+template <int A, int B>
+struct Merging {
+    static constexpr Network network = [] {
+        Network made;
+        made.order = made.merged(Network::range(0, A), Network::range(A, B));
+        return made;
+    }();
+};
+template <int SIZE>
+struct Sorting {
+    static constexpr Network network = [] {
+        Network made;
+        made.order = made.sorted(0, SIZE);
+        return made;
+    }();
+};
+
+template <class Method, int... I>
+static inline void exchange(Bins* samples, std::integer_sequence<int, I...>) {
+    (order(samples[Method::network.pairs[I].low], samples[Method::network.pairs[I].high]), ...);
+}
+template <class Method>
+static inline void exchange(Bins* samples) {
+    exchange<Method>(samples, std::make_integer_sequence<int, Method::network.count>());
+}
+
+// Sorted lists of samples, for each column: rows of bins, the smallest ones first.
+struct Lists {
+    std::int16_t* bins;
+    const std::int16_t* at(int i, long x) const { return bins + i * CLEAN_WORK_PITCH + x; }
+    std::int16_t* at(int i, long x) { return bins + i * CLEAN_WORK_PITCH + x; }
+};
+
+template <int A, int B>
+static void merge_lists(const Lists& a, long shift_a, const Lists& b, long shift_b, Lists answer, long count) {
+    for (long x = 0; x < count; x += LANES) {
+        Bins samples[A + B];
+#pragma GCC unroll 64
+        for (int i = 0; i < A; ++i) samples[i] = load<Bins>(a.at(i, x + shift_a));
+#pragma GCC unroll 64
+        for (int i = 0; i < B; ++i) samples[A + i] = load<Bins>(b.at(i, x + shift_b));
+        exchange<Merging<A, B>>(samples);
+#pragma GCC unroll 64
+        for (int i = 0; i < A + B; ++i) store(answer.at(i, x), samples[Merging<A, B>::network.order.at[i]]);
     }
 }
 
-template <int COUNT>
-static inline Bins selected_median(const Taps& taps, long x) {
-    Bins kept[COUNT / 2 + 2];
-#pragma GCC unroll 16
-    for (int i = 0; i < COUNT / 2 + 2; ++i) kept[i] = load<Bins>(taps.bins[i] + x);
-    return narrowed<COUNT>(kept, taps, x);
+// Sample RANK of two sorted lists, of which the first one begins with its sample FIRST.
+template <int RANK, int FIRST, int B>
+static inline Bins ranked(const Bins* a, const Lists& b, long x) {
+    Bins answer = a[RANK - FIRST];
+#pragma GCC unroll 64
+    for (int i = 0; i < B; ++i) {
+        const Bins other = load<Bins>(b.at(i, x));
+        answer = RANK - 1 - i < 0 ? smaller(answer, other) : smaller(answer, larger(a[RANK - 1 - i - FIRST], other));
+    }
+    return answer;
 }
+
+// Of a window: columns are sorted, pairs of columns merged, pairs of pairs merged. Each such
+// list serves all windows that it is in.
+template <int COLUMNS, int ROWS>
+struct Window {
+    static constexpr int RANK = COLUMNS * ROWS / 2, PAIR = 2 * ROWS, TRIPLE = 3 * ROWS, FOUR = 4 * ROWS;
+    Lists ones, pairs, fours, triples;
+    explicit Window(std::int16_t* work) {
+        ones.bins = work;
+        pairs.bins = ones.at(ROWS, 0);
+        fours.bins = pairs.at(PAIR, 0);
+        triples.bins = fours.at(FOUR, 0);
+    }
+
+    void sortColumns(const CleanRows& rows, long count) {
+        for (long x = 0; x < count; x += LANES) {
+            Bins samples[ROWS];
+#pragma GCC unroll 16
+            for (int i = 0; i < ROWS; ++i) samples[i] = load<Bins>(rows.bins[i] + x - rows.radius);
+            exchange<Sorting<ROWS>>(samples);
+#pragma GCC unroll 16
+            for (int i = 0; i < ROWS; ++i) store(ones.at(i, x), samples[Sorting<ROWS>::network.order.at[i]]);
+        }
+    }
+    // Columns beyond the picture: as many samples below all others as above them, so that the median stays that of the
+    // samples inside, and of an even number the upper one.
+    void fillOutside(long x, int distance) {
+        const int low = ROWS / 2 + (distance % 2 ? 0 : 1);
+        for (int i = 0; i < ROWS; ++i) *ones.at(i, x) = i < low ? -1 : CLEAN_OUTSIDE;
+    }
+    void prepare(const CleanRows& rows, long count) {
+        const int radius = COLUMNS / 2;
+        const long columns = count + 2 * radius;
+        sortColumns(rows, columns);
+        for (int k = 1; k <= radius - rows.left; ++k) fillOutside(radius - rows.left - k, k);
+        for (int k = 1; k <= radius - rows.right; ++k) fillOutside(radius + count + rows.right - 1 + k, k);
+        merge_lists<ROWS, ROWS>(ones, 0, ones, 1, pairs, columns);
+        if constexpr (COLUMNS > 3) merge_lists<PAIR, PAIR>(pairs, 0, pairs, 2, fours, COLUMNS > 7 ? count + 4 : count);
+        if constexpr (COLUMNS % 4 == 3 && COLUMNS > 3) merge_lists<PAIR, ROWS>(pairs, COLUMNS - 3, ones, COLUMNS - 1, triples, count);
+    }
+    Bins median(long x) const {
+        if constexpr (COLUMNS == 3) {
+            Bins a[PAIR];
+            fill<PAIR>(a, pairs, x);
+            return ranked<RANK, 0, ROWS>(a, ones, x + 2);
+        } else if constexpr (COLUMNS < 8) {
+            Bins a[FOUR];
+            fill<FOUR>(a, fours, x);
+            if constexpr (COLUMNS == 5) return ranked<RANK, 0, ROWS>(a, ones, x + 4);
+            if constexpr (COLUMNS == 7) return ranked<RANK, 0, TRIPLE>(a, triples, x);
+        } else {
+            Bins eight[2 * FOUR];
+            fill<FOUR>(eight, fours, x);
+            fill<FOUR>(eight + FOUR, fours, x + 4);
+            exchange<Merging<FOUR, FOUR>>(eight);
+            constexpr int OTHERS = ROWS * (COLUMNS - 8), FIRST = RANK - OTHERS;
+            Bins a[OTHERS + 1];
+#pragma GCC unroll 64
+            for (int i = 0; i <= OTHERS; ++i) a[i] = eight[Merging<FOUR, FOUR>::network.order.at[FIRST + i]];
+            return ranked<RANK, FIRST, OTHERS>(a, COLUMNS == 9 ? ones : triples, COLUMNS == 9 ? x + 8 : x);
+        }
+    }
+    template <int COUNT>
+    static void fill(Bins* samples, const Lists& lists, long x) {
+#pragma GCC unroll 64
+        for (int i = 0; i < COUNT; ++i) samples[i] = load<Bins>(lists.at(i, x));
+    }
+};
+
+// ---- Rows of small windows ------------------------------------------------------------------------------------
 
 // The largest bin with at most `rank` samples below it.
 static inline Bins median_bin(const Taps& taps, long x, Bins rank) {
@@ -201,23 +366,44 @@ static inline void bin_means(const CleanBins& bins, const Taps& taps, long x, Bi
         out[i] = static_cast<float>((bins.base + places[i] * bins.step) + sum[i] / counts[i]);
 }
 
+template <int COLUMNS, int ROWS>
+static void window_row(const CleanBins& bins, const CleanRows& rows, int count, float* out) {
+    const Taps taps = window_taps(rows);
+    Window<COLUMNS, ROWS> window(rows.work);
+    window.prepare(rows, count);
+    for (long x = 0; x < count; x += LANES) bin_means(bins, taps, x, window.median(x), out + x);
+}
+
+using Row = void (*)(const CleanBins& bins, const CleanRows& rows, int count, float* out);
+static inline Row usual_window(int columns, int rows) {
+    switch (16 * columns + rows) {
+        case 0x33:
+            return window_row<3, 3>;
+        case 0x35:
+            return window_row<3, 5>;
+        case 0x53:
+            return window_row<5, 3>;
+        case 0x55:
+            return window_row<5, 5>;
+        case 0x77:
+            return window_row<7, 7>;
+        case 0x99:
+            return window_row<9, 9>;
+        case 0xbb:
+            return window_row<11, 11>;
+    }
+    return nullptr;
+}
+
 static void small_row(const CleanBins& bins, const CleanRows& rows, int count, float* out) {
+    const int columns = 2 * rows.radius + 1;
+    const Row usual = usual_window(columns, rows.count);
+    // A window that sticks out of both sides would not have its median in the middle.
+    if (usual && rows.left + count + rows.right >= columns) return usual(bins, rows, count, out);
     const Taps taps = window_taps(rows);
     const Bins height = all(rows.count);
-    for (long x = 0; x < count; x += LANES) {
-        // Whole windows of the usual sizes need no search.
-        const bool whole = x >= rows.radius && x + LANES + rows.radius <= count;
-        Bins median;
-        if (whole && taps.count == 9)
-            median = selected_median<9>(taps, x);
-        else if (whole && taps.count == 15)
-            median = selected_median<15>(taps, x);
-        else if (whole && taps.count == 25)
-            median = selected_median<25>(taps, x);
-        else
-            median = median_bin(taps, x, (load<Bins>(rows.inside + x) * height) >> 1);
-        bin_means(bins, taps, x, median, out + x);
-    }
+    for (long x = 0; x < count; x += LANES)
+        bin_means(bins, taps, x, median_bin(taps, x, (load<Bins>(rows.inside + x) * height) >> 1), out + x);
 }
 
 }  // namespace

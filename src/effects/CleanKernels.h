@@ -9,6 +9,9 @@
 inline constexpr int CLEAN_BINS = 4096;
 inline constexpr int CLEAN_MOST_RADIUS = 80;
 inline constexpr int CLEAN_SMALL_WINDOW = 121;         // the most samples that small_row is for
+inline constexpr int CLEAN_STRIP = 256;                // columns of a strip, with those that its windows reach
+inline constexpr int CLEAN_WORK_PITCH = CLEAN_STRIP + 64;
+inline constexpr int CLEAN_WORK_LISTS = 10 * 11;       // one, two, four and three columns of the highest window
 inline constexpr int CLEAN_LANES = 32;                 // what rows of bins and offsets are padded to
 inline constexpr std::int16_t CLEAN_OUTSIDE = 0x7fff;  // instead of a bin, beyond the picture
 inline constexpr std::int16_t CLEAN_NOWHERE = CLEAN_BINS;  // the same where bins are counted
@@ -23,14 +26,16 @@ struct CleanBins {
     double step;
 };
 
-// The rows of a window, as bins and as offsets from their lower ends. The pointers are at column 0; 80 columns before
-// it and 80 + CLEAN_LANES behind the last one can be read and hold CLEAN_OUTSIDE and 0.
+// The rows of the windows of a strip, as bins and as offsets from their lower ends. The pointers are at column 0; 60
+// columns before it and behind the last one can be read. Beyond the picture they hold CLEAN_OUTSIDE and 0.
 struct CleanRows {
     const std::int16_t* bins[CLEAN_SMALL_WINDOW];
     const double* offsets[CLEAN_SMALL_WINDOW];
     int count;                   // of rows inside the picture
     int radius;                  // in columns
+    int left, right;             // how many columns of the picture are beside the strip, at most the radius
     const std::int16_t* inside;  // for each column, how many of its window's columns are inside the picture
+    std::int16_t* work;          // CLEAN_WORK_LISTS * CLEAN_WORK_PITCH
 };
 
 // The columns of a band of rows, for windows of many samples. Rows beyond the picture hold CLEAN_NOWHERE and 0. Behind

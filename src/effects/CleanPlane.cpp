@@ -36,24 +36,26 @@ class Carver {
     std::size_t m_used = 0;
 };
 
-// A ring of rows for windows of at most CLEAN_SMALL_WINDOW samples.
+// A ring of a strip's rows, for windows of at most CLEAN_SMALL_WINDOW samples.
 struct RowRing {
+    static constexpr long PITCH = CLEAN_STRIP + 2 * PAD;
     std::int16_t* bins;
     double* offsets;
     std::int16_t* inside;
+    std::int16_t* work;
     float* out;
-    long pitch;
     std::size_t bytes;
-    RowRing(unsigned char* block, int width, int rows) : pitch(width + 2 * PAD) {
+    RowRing(unsigned char* block, int rows) {
         Carver carver(block);
-        bins = carver.take<std::int16_t>(std::size_t(pitch * rows));
-        offsets = carver.take<double>(std::size_t(pitch * rows));
-        inside = carver.take<std::int16_t>(std::size_t(pitch));
-        out = carver.take<float>(std::size_t(pitch));
+        bins = carver.take<std::int16_t>(std::size_t(PITCH * rows));
+        offsets = carver.take<double>(std::size_t(PITCH * rows));
+        inside = carver.take<std::int16_t>(CLEAN_STRIP);
+        work = carver.take<std::int16_t>(CLEAN_WORK_LISTS * CLEAN_WORK_PITCH);
+        out = carver.take<float>(CLEAN_STRIP);
         bytes = carver.used();
     }
-    std::int16_t* binRow(int slot) const { return bins + slot * pitch + PAD; }
-    double* offsetRow(int slot) const { return offsets + slot * pitch + PAD; }
+    std::int16_t* binRow(int slot) const { return bins + slot * PITCH + PAD; }
+    double* offsetRow(int slot) const { return offsets + slot * PITCH + PAD; }
 };
 
 }  // namespace
@@ -138,7 +140,7 @@ std::size_t CleanPlane::scratchBytes() const {
         case Method::Mean:
             return std::size_t(m_width) * sizeof(double);
         case Method::Small:
-            return RowRing(nullptr, m_width, 2 * m_radius_y + 1).bytes;
+            return RowRing(nullptr, 2 * m_radius_y + 1).bytes;
         case Method::Large:
             break;
     }
@@ -192,31 +194,42 @@ void CleanPlane::mean(int first, int last, const CleanScratch& scratch) const {
 }
 
 void CleanPlane::small(int first, int last, const CleanScratch& scratch) const {
+    const int strip = CLEAN_STRIP - 2 * m_radius_x;
+    for (int x = 0; x < m_width; x += strip) smallStrip(first, last, x, std::min(strip, m_width - x), scratch);
+}
+
+void CleanPlane::smallStrip(int first, int last, int first_column, int columns, const CleanScratch& scratch) const {
     const CleanKernels& table = kernels();
     const int slots = 2 * m_radius_y + 1;
-    const RowRing ring(scratch.block(), m_width, slots);
-    std::fill_n(ring.bins, ring.pitch * slots, CLEAN_OUTSIDE);
-    std::fill_n(ring.offsets, ring.pitch * slots, 0.0);
-    for (int x = 0; x < ring.pitch; ++x) {
+    const RowRing ring(scratch.block(), slots);
+    std::fill_n(ring.bins, RowRing::PITCH * slots, CLEAN_OUTSIDE);
+    std::fill_n(ring.offsets, RowRing::PITCH * slots, 0.0);
+    for (int i = 0; i < CLEAN_STRIP; ++i) {
+        const int x = first_column + i;
         const int inside = std::min(x + m_radius_x, m_width - 1) - std::max(x - m_radius_x, 0) + 1;
-        ring.inside[x] = static_cast<std::int16_t>(std::max(inside, 1));
+        ring.inside[i] = static_cast<std::int16_t>(std::max(inside, 1));
     }
+    CleanRows rows{};
+    rows.radius = m_radius_x;
+    rows.left = std::min(first_column, m_radius_x);
+    rows.right = std::min(m_width - first_column - columns, m_radius_x);
+    rows.inside = ring.inside;
+    rows.work = ring.work;
     const auto enter = [&](int y) {
         if (y < m_height)
-            table.sort_into_bins(m_bins, row(y), m_width, ring.binRow(y % slots), ring.offsetRow(y % slots));
+            table.sort_into_bins(m_bins, row(y) + first_column - rows.left, rows.left + columns + rows.right,
+                                 ring.binRow(y % slots) - rows.left, ring.offsetRow(y % slots) - rows.left);
     };
     for (int y = std::max(first - m_radius_y, 0); y < first + m_radius_y; ++y) enter(y);
     for (int y = first; y <= last; ++y) {
         enter(y + m_radius_y);
-        CleanRows rows{};
-        rows.radius = m_radius_x;
-        rows.inside = ring.inside;
+        rows.count = 0;
         for (int k = std::max(y - m_radius_y, 0); k <= std::min(y + m_radius_y, m_height - 1); ++k) {
             rows.bins[rows.count] = ring.binRow(k % slots);
             rows.offsets[rows.count++] = ring.offsetRow(k % slots);
         }
-        table.small_row(m_bins, rows, m_width, ring.out);
-        std::copy_n(ring.out, m_width, resultRow(y));
+        table.small_row(m_bins, rows, columns, ring.out);
+        std::copy_n(ring.out, columns, resultRow(y) + first_column);
     }
 }
 
@@ -253,7 +266,7 @@ void CleanPlane::turn(int first_row, const BandMemory& memory) const {
 void CleanPlane::large(int first, int last, const CleanScratch& scratch) const {
     const auto& table =
         cpu_select(baseline::clean_band_kernels, avx2::clean_band_kernels, avx512::clean_band_kernels);
-    const int step = m_radius_y < 16 ? 4 : 8;
+    const int step = m_radius_y < 8 ? 4 : 8;
     const BandMemory memory(scratch.block(), m_width, LARGE_BAND, m_radius_x, m_radius_y);
     turn(first - m_radius_y, memory);
     for (int y = first; y <= last; y += step) {

@@ -39,6 +39,7 @@ class CleanPlane {
     void fill(int first, int last) const;
     void mean(int first, int last, const CleanScratch& scratch) const;
     void small(int first, int last, const CleanScratch& scratch) const;
+    void smallStrip(int first, int last, int first_column, int columns, const CleanScratch& scratch) const;
     void large(int first, int last, const CleanScratch& scratch) const;
     void turn(int first_row, const BandMemory& memory) const;
     int bandRows() const;
