@@ -206,7 +206,7 @@ static void medians(const CleanBins& bins, const CleanBand& band, float* const* 
             const int bin = places[k].find(shared.counts, own.counts, columns * band.inside[k] >> 1);
             const int samples = shared.counts[bin] + own.counts[bin];
             const double sum = shared.sums[bin] + own.sums[bin];
-            out[k][x] = static_cast<float>((bins.base + bin * bins.step) + sum / samples);
+            out[k][4 * x] = static_cast<float>((bins.base + bin * bins.step) + sum / samples);
         }
     }
 }

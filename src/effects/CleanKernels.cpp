@@ -2,6 +2,7 @@
 
 #include <immintrin.h>
 
+#include <cstddef>
 #include <utility>
 
 namespace QUILLON_SIMD {
@@ -31,54 +32,90 @@ static inline void store(Element* to, const Vector& value) {
 }
 static inline Bins all(int bin) { return Bins{} + static_cast<std::int16_t>(bin); }
 
-// ---- Planes ---------------------------------------------------------------------------------------------------
+// ---- Samples --------------------------------------------------------------------------------------------------
 
-static void split(const float* pixels, long count, float* const* planes, float (*range)[2]) {
-    __m128 low = _mm_setr_ps(range[0][0], range[1][0], range[2][0], range[3][0]);
-    __m128 high = _mm_setr_ps(range[0][1], range[1][1], range[2][1], range[3][1]);
-    long i = 0;
-    for (; i + 4 <= count; i += 4) {
-        __m128 p[4];
-        for (int k = 0; k < 4; ++k) {
-            p[k] = _mm_loadu_ps(pixels + 4 * (i + k));
-            low = _mm_min_ps(p[k], low);  // the second one where the first is not a number
-            high = _mm_max_ps(p[k], high);
-        }
-        _MM_TRANSPOSE4_PS(p[0], p[1], p[2], p[3]);
-        for (int c = 0; c < 4; ++c) _mm_storeu_ps(planes[c] + i, p[c]);
+static void find_range(const float* pixels, long count, float (*range)[2]) {
+    __m128 low[4], high[4];
+    for (int k = 0; k < 4; ++k) {
+        low[k] = _mm_setr_ps(range[0][0], range[1][0], range[2][0], range[3][0]);
+        high[k] = _mm_setr_ps(range[0][1], range[1][1], range[2][1], range[3][1]);
     }
-    for (; i < count; ++i) {
+    const auto take = [&](int k, long i) {
         const __m128 p = _mm_loadu_ps(pixels + 4 * i);
-        low = _mm_min_ps(p, low);
-        high = _mm_max_ps(p, high);
-        for (int c = 0; c < 4; ++c) planes[c][i] = pixels[4 * i + c];
-    }
-    for (int c = 0; c < 4; ++c) range[c][0] = low[c], range[c][1] = high[c];
-}
-
-static void join(const float* const* planes, long count, float* pixels) {
+        low[k] = _mm_min_ps(p, low[k]);  // the second one where the first is not a number
+        high[k] = _mm_max_ps(p, high[k]);
+    };
     long i = 0;
-    for (; i + 4 <= count; i += 4) {
-        __m128 p[4];
-        for (int c = 0; c < 4; ++c) p[c] = _mm_loadu_ps(planes[c] + i);
-        _MM_TRANSPOSE4_PS(p[0], p[1], p[2], p[3]);
-        for (int k = 0; k < 4; ++k) _mm_storeu_ps(pixels + 4 * (i + k), p[k]);
+    for (; i + 4 <= count; i += 4)
+        for (int k = 0; k < 4; ++k) take(k, i + k);
+    for (; i < count; ++i) take(0, i);
+    for (int k = 1; k < 4; ++k) {
+        low[0] = _mm_min_ps(low[0], low[k]);
+        high[0] = _mm_max_ps(high[0], high[k]);
     }
-    for (; i < count; ++i)
-        for (int c = 0; c < 4; ++c) pixels[4 * i + c] = planes[c][i];
+    for (int c = 0; c < 4; ++c) range[c][0] = low[0][c], range[c][1] = high[0][c];
 }
 
-static void sort_into_bins(const CleanBins& bins, const float* samples, int count, std::int16_t* bin, double* offset) {
-    const float min = bins.min, max = bins.max, scale = bins.scale;
-    const double rounding = bins.rounding, base = bins.base, step = bins.step;
-    for (int i = 0; i < count; ++i) {
-        const float above = samples[i] > min ? samples[i] : min;
-        const float sample = above < max ? above : max;
-        const int unlimited = static_cast<int>((sample - min) * scale);
-        const int place = unlimited < CLEAN_BINS - 1 ? unlimited : CLEAN_BINS - 1;
-        bin[i] = static_cast<std::int16_t>(place);
-        offset[i] = ((static_cast<double>(sample) + rounding) - rounding) - (base + static_cast<double>(place) * step);
-    }
+// One channel of as many pixels as a vector has floats.
+constexpr int FLOATS = 2 * DOUBLES;
+typedef float Floats __attribute__((vector_size(8 * DOUBLES)));
+typedef int Ints __attribute__((vector_size(8 * DOUBLES)));
+typedef float HalfFloats __attribute__((vector_size(4 * DOUBLES)));
+typedef int HalfInts __attribute__((vector_size(4 * DOUBLES)));
+typedef std::int16_t HalfBins __attribute__((vector_size(4 * DOUBLES)));
+
+static inline Floats channel_of(const float* pixels, int channel) {
+#if defined(__AVX512F__)
+    const __m512i places = _mm512_add_epi32(_mm512_set1_epi32(channel), _mm512_setr_epi32(0, 4, 8, 12, 16, 20, 24, 28, 0,
+                                                                                          4, 8, 12, 16, 20, 24, 28));
+    const __m512 low = _mm512_permutex2var_ps(_mm512_loadu_ps(pixels), places, _mm512_loadu_ps(pixels + 16));
+    const __m512 high = _mm512_permutex2var_ps(_mm512_loadu_ps(pixels + 32), places, _mm512_loadu_ps(pixels + 48));
+    return (Floats)_mm512_mask_blend_ps(0xff00, low, high);
+#else
+    Floats samples;
+    for (int i = 0; i < FLOATS; ++i) samples[i] = pixels[4 * i + channel];
+    return samples;
+#endif
+}
+
+template <int HALF, class Half, class Whole>
+static inline Half half_of(const Whole& whole) {
+    Half part;
+    __builtin_memcpy(&part, reinterpret_cast<const char*>(&whole) + HALF * sizeof part, sizeof part);
+    return part;
+}
+
+template <int HALF>
+static inline void store_offsets(const CleanBins& bins, const Floats& samples, const Ints& places, double* offset) {
+    const Offsets sample = __builtin_convertvector((half_of<HALF, HalfFloats>(samples)), Offsets);
+    const Offsets place = __builtin_convertvector((half_of<HALF, HalfInts>(places)), Offsets);
+    store(offset + HALF * DOUBLES, ((sample + bins.rounding) - bins.rounding) - (bins.base + place * bins.step));
+}
+
+static inline void sort_vector(const CleanBins& bins, const Floats& samples, std::int16_t* bin, double* offset) {
+    const Floats min = Floats{} + bins.min, max = Floats{} + bins.max;
+    const Floats above = samples > min ? samples : min;
+    const Floats inside = above < max ? above : max;
+    const Ints unlimited = __builtin_convertvector((inside - min) * bins.scale, Ints);
+    const Ints last = Ints{} + (CLEAN_BINS - 1);
+    const Ints places = unlimited < last ? unlimited : last;
+    store(bin, __builtin_convertvector(places, HalfBins));
+    store_offsets<0>(bins, inside, places, offset);
+    store_offsets<1>(bins, inside, places, offset);
+}
+
+static void sort_into_bins(const CleanBins& bins, const float* pixels, int channel, int count, std::int16_t* bin,
+                           double* offset) {
+    int i = 0;
+    for (; i + FLOATS <= count; i += FLOATS) sort_vector(bins, channel_of(pixels + 4 * i, channel), bin + i, offset + i);
+    if (i == count) return;
+    Floats rest = {};
+    std::int16_t rest_bins[FLOATS];
+    double rest_offsets[FLOATS];
+    for (int k = 0; k < count - i; ++k) rest[k] = pixels[4 * (i + k) + channel];
+    sort_vector(bins, rest, rest_bins, rest_offsets);
+    __builtin_memcpy(bin + i, rest_bins, std::size_t(count - i) * sizeof *bin);
+    __builtin_memcpy(offset + i, rest_offsets, std::size_t(count - i) * sizeof *offset);
 }
 
 // ---- Small windows --------------------------------------------------------------------------------------------
@@ -408,6 +445,6 @@ static void small_row(const CleanBins& bins, const CleanRows& rows, int count, f
 
 }  // namespace
 
-const CleanKernels clean_kernels = {split, join, sort_into_bins, small_row};
+const CleanKernels clean_kernels = {find_range, sort_into_bins, small_row};
 
 }  // namespace QUILLON_SIMD

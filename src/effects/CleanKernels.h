@@ -51,7 +51,7 @@ struct CleanBand {
     double* sums;                 // [rows + 1][CLEAN_HISTOGRAM]
 };
 
-// A few rows of medians at once. What their windows have in common is in one histogram, and what each has besides in one
+// A few rows of medians at once, into every fourth float. What their windows have in common is in one histogram, and what each has besides in one
 // of its own: the window of a row is the sum of two.
 struct CleanBandKernels {
     using Rows = void (*)(const CleanBins& bins, const CleanBand& band, float* const* out);
@@ -59,11 +59,11 @@ struct CleanBandKernels {
 };
 
 struct CleanKernels {
-    // RGBA to four planes and back. `range` holds the smallest and the largest sample of each channel so far.
-    void (*split)(const float* pixels, long count, float* const* planes, float (*range)[2]);
-    void (*join)(const float* const* planes, long count, float* pixels);
-    void (*sort_into_bins)(const CleanBins& bins, const float* samples, int count, std::int16_t* bin, double* offset);
-    // One row of medians by trial and error, bit by bit, many pixels abreast. `out` is padded to CLEAN_LANES.
+    // `range` holds the smallest and the largest sample of each channel so far.
+    void (*find_range)(const float* pixels, long count, float (*range)[2]);
+    void (*sort_into_bins)(const CleanBins& bins, const float* pixels, int channel, int count, std::int16_t* bin,
+                           double* offset);
+    // One row of medians, many pixels abreast. `out` is padded to CLEAN_LANES.
     void (*small_row)(const CleanBins& bins, const CleanRows& rows, int count, float* out);
 };
 

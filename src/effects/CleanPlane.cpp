@@ -10,6 +10,7 @@ namespace {
 
 constexpr float SMALLEST_STEP = 0.00001f;
 constexpr int BAND = 64;       // rows of a task
+constexpr int STRIP = CLEAN_STRIP - 10;  // columns, so that those that the usual windows reach are whole vectors
 constexpr int LARGE_BAND = 32;  // rows of a task with histograms
 constexpr int TURNED = 16;      // rows that are turned into columns at once, and columns
 constexpr int TURNED_COLUMNS = 64;
@@ -111,12 +112,13 @@ bool CleanScratch::allocate(std::size_t bytes) {
     return bytes == 0 || m_block;
 }
 
-CleanPlane::CleanPlane(const float* source, float* result, int width, int height, int radius_x, int radius_y,
+CleanPlane::CleanPlane(const K7Image& source, K7Image& result, int channel, int radius_x, int radius_y,
                        const CleanBins& bins)
-    : m_source(source),
-      m_result(result),
-      m_width(width),
-      m_height(height),
+    : m_source(image_row<float>(&source, 0)),
+      m_result(image_row<float>(&result, 0)),
+      m_channel(channel),
+      m_width(source.width),
+      m_height(source.height),
       m_radius_x(std::clamp(radius_x, 1, CLEAN_MOST_RADIUS)),
       m_radius_y(std::clamp(radius_y, 1, CLEAN_MOST_RADIUS)),
       m_bins(bins) {
@@ -128,17 +130,14 @@ CleanPlane::CleanPlane(const float* source, float* result, int width, int height
         m_method = Method::Small;
     else
         m_method = Method::Large;
-    m_tasks = (m_height + bandRows() - 1) / bandRows();
 }
-
-int CleanPlane::bandRows() const { return m_method == Method::Large ? LARGE_BAND : BAND; }
 
 std::size_t CleanPlane::scratchBytes() const {
     switch (m_method) {
         case Method::Fill:
             return 0;
         case Method::Mean:
-            return std::size_t(m_width) * sizeof(double);
+            return std::size_t(STRIP + 2 * CLEAN_MOST_RADIUS) * sizeof(double);
         case Method::Small:
             return RowRing(nullptr, 2 * m_radius_y + 1).bytes;
         case Method::Large:
@@ -147,34 +146,49 @@ std::size_t CleanPlane::scratchBytes() const {
     return BandMemory(nullptr, m_width, LARGE_BAND, m_radius_x, m_radius_y).bytes;
 }
 
-void CleanPlane::run(int task, const CleanScratch& scratch) const {
-    const int first = task * bandRows();
-    const int last = std::min(first + bandRows(), m_height) - 1;
-    switch (m_method) {
-        case Method::Fill:
-            return fill(first, last);
-        case Method::Mean:
-            return mean(first, last, scratch);
-        case Method::Small:
-            return small(first, last, scratch);
-        case Method::Large:
-            return large(first, last, scratch);
+int CleanPlane::bands(int rows, bool large) {
+    const int height = large ? LARGE_BAND : BAND;
+    return (rows + height - 1) / height;
+}
+
+void CleanPlane::runBand(int band, const CleanScratch& scratch) const {
+    large(band * LARGE_BAND, std::min((band + 1) * LARGE_BAND, m_height) - 1, scratch);
+}
+
+void CleanPlane::runBand(const std::vector<const CleanPlane*>& planes, int band, const CleanScratch& scratch) {
+    const int width = planes[0]->m_width, height = planes[0]->m_height;
+    const int first = band * BAND, last = std::min(first + BAND, height) - 1;
+    for (int x = 0; x < width; x += STRIP) {
+        const Columns strip{x, std::min(STRIP, width - x)};
+        for (const CleanPlane* plane : planes) {
+            if (plane->m_method == Method::Fill)
+                plane->fill(first, last, strip);
+            else if (plane->m_method == Method::Mean)
+                plane->mean(first, last, strip, scratch);
+            else
+                plane->small(first, last, strip, scratch);
+        }
     }
 }
 
 // The mean of equal samples is any of them.
-void CleanPlane::fill(int first, int last) const { std::fill(resultRow(first), resultRow(last) + m_width, m_bins.min); }
+void CleanPlane::fill(int first, int last, Columns strip) const {
+    for (int y = first; y <= last; ++y)
+        for (int i = 0; i < strip.count; ++i) result(strip.first, y)[4 * i] = m_bins.min;
+}
 
 // A channel with so little contrast that it is one bin: running sums, which are exact like those of the bins.
-void CleanPlane::mean(int first, int last, const CleanScratch& scratch) const {
-    auto* sums = reinterpret_cast<double*>(scratch.block());
-    std::fill_n(sums, m_width, 0.0);
+void CleanPlane::mean(int first, int last, Columns strip, const CleanScratch& scratch) const {
+    const int left = std::max(strip.first - m_radius_x, 0);
+    const int right = std::min(strip.first + strip.count + m_radius_x, m_width);
+    auto* sums = reinterpret_cast<double*>(scratch.block()) - left;
+    std::fill(sums + left, sums + right, 0.0);
     const auto addRow = [&](int y, double sign) {
         if (y < 0 || y >= m_height) return;
-        for (int x = 0; x < m_width; ++x) {
-            const float above = row(y)[x] > m_bins.min ? row(y)[x] : m_bins.min;
-            const double sample = above < m_bins.max ? above : m_bins.max;
-            sums[x] += sign * (((sample + m_bins.rounding) - m_bins.rounding) - m_bins.base);
+        for (int x = left; x < right; ++x) {
+            const float above = sample(x, y) > m_bins.min ? sample(x, y) : m_bins.min;
+            const double inside = above < m_bins.max ? above : m_bins.max;
+            sums[x] += sign * (((inside + m_bins.rounding) - m_bins.rounding) - m_bins.base);
         }
     };
     for (int y = first - m_radius_y; y < first + m_radius_y; ++y) addRow(y, 1);
@@ -183,42 +197,39 @@ void CleanPlane::mean(int first, int last, const CleanScratch& scratch) const {
         if (y > first) addRow(y - m_radius_y - 1, -1);
         const int rows = std::min(y + m_radius_y, m_height - 1) - std::max(y - m_radius_y, 0) + 1;
         double sum = 0;
-        for (int x = 0; x < std::min(m_radius_x, m_width); ++x) sum += sums[x];
-        for (int x = 0; x < m_width; ++x) {
+        for (int x = left; x < std::min(strip.first + m_radius_x, m_width); ++x) sum += sums[x];
+        for (int i = 0; i < strip.count; ++i) {
+            const int x = strip.first + i;
             if (x + m_radius_x < m_width) sum += sums[x + m_radius_x];
-            if (x > m_radius_x) sum -= sums[x - m_radius_x - 1];
+            if (i > 0 && x > m_radius_x) sum -= sums[x - m_radius_x - 1];
             const int columns = std::min(x + m_radius_x, m_width - 1) - std::max(x - m_radius_x, 0) + 1;
-            resultRow(y)[x] = static_cast<float>(m_bins.base + sum / (double(rows) * columns));
+            result(x, y)[0] = static_cast<float>(m_bins.base + sum / (double(rows) * columns));
         }
     }
 }
 
-void CleanPlane::small(int first, int last, const CleanScratch& scratch) const {
-    const int strip = CLEAN_STRIP - 2 * m_radius_x;
-    for (int x = 0; x < m_width; x += strip) smallStrip(first, last, x, std::min(strip, m_width - x), scratch);
-}
-
-void CleanPlane::smallStrip(int first, int last, int first_column, int columns, const CleanScratch& scratch) const {
+void CleanPlane::small(int first, int last, Columns strip, const CleanScratch& scratch) const {
     const CleanKernels& table = kernels();
     const int slots = 2 * m_radius_y + 1;
     const RowRing ring(scratch.block(), slots);
     std::fill_n(ring.bins, RowRing::PITCH * slots, CLEAN_OUTSIDE);
     std::fill_n(ring.offsets, RowRing::PITCH * slots, 0.0);
     for (int i = 0; i < CLEAN_STRIP; ++i) {
-        const int x = first_column + i;
+        const int x = strip.first + i;
         const int inside = std::min(x + m_radius_x, m_width - 1) - std::max(x - m_radius_x, 0) + 1;
         ring.inside[i] = static_cast<std::int16_t>(std::max(inside, 1));
     }
     CleanRows rows{};
     rows.radius = m_radius_x;
-    rows.left = std::min(first_column, m_radius_x);
-    rows.right = std::min(m_width - first_column - columns, m_radius_x);
+    rows.left = std::min(strip.first, m_radius_x);
+    rows.right = std::min(m_width - strip.first - strip.count, m_radius_x);
     rows.inside = ring.inside;
     rows.work = ring.work;
     const auto enter = [&](int y) {
         if (y < m_height)
-            table.sort_into_bins(m_bins, row(y) + first_column - rows.left, rows.left + columns + rows.right,
-                                 ring.binRow(y % slots) - rows.left, ring.offsetRow(y % slots) - rows.left);
+            table.sort_into_bins(m_bins, pixels(strip.first - rows.left, y), m_channel,
+                                 rows.left + strip.count + rows.right, ring.binRow(y % slots) - rows.left,
+                                 ring.offsetRow(y % slots) - rows.left);
     };
     for (int y = std::max(first - m_radius_y, 0); y < first + m_radius_y; ++y) enter(y);
     for (int y = first; y <= last; ++y) {
@@ -228,8 +239,8 @@ void CleanPlane::smallStrip(int first, int last, int first_column, int columns, 
             rows.bins[rows.count] = ring.binRow(k % slots);
             rows.offsets[rows.count++] = ring.offsetRow(k % slots);
         }
-        table.small_row(m_bins, rows, columns, ring.out);
-        std::copy_n(ring.out, columns, resultRow(y) + first_column);
+        table.small_row(m_bins, rows, strip.count, ring.out);
+        for (int i = 0; i < strip.count; ++i) result(strip.first, y)[4 * i] = ring.out[i];
     }
 }
 
@@ -247,7 +258,7 @@ void CleanPlane::turn(int first_row, const BandMemory& memory) const {
                 std::int16_t* bins = memory.row_bins + i * TURNED_COLUMNS;
                 double* offsets = memory.row_offsets + i * TURNED_COLUMNS;
                 if (y >= 0 && y < m_height) {
-                    table.sort_into_bins(m_bins, row(int(y)) + x, columns, bins, offsets);
+                    table.sort_into_bins(m_bins, pixels(x, int(y)), m_channel, columns, bins, offsets);
                 } else {
                     std::fill_n(bins, columns, CLEAN_NOWHERE);
                     std::fill_n(offsets, columns, 0.0);
@@ -266,7 +277,7 @@ void CleanPlane::turn(int first_row, const BandMemory& memory) const {
 void CleanPlane::large(int first, int last, const CleanScratch& scratch) const {
     const auto& table =
         cpu_select(baseline::clean_band_kernels, avx2::clean_band_kernels, avx512::clean_band_kernels);
-    const int step = m_radius_y < 8 ? 4 : 8;
+    const int step = m_radius_y < 16 ? 4 : 8;
     const BandMemory memory(scratch.block(), m_width, LARGE_BAND, m_radius_x, m_radius_y);
     turn(first - m_radius_y, memory);
     for (int y = first; y <= last; y += step) {
@@ -277,7 +288,7 @@ void CleanPlane::large(int first, int last, const CleanScratch& scratch) const {
         band.rows = std::min(step, last - y + 1);
         for (int k = 0; k < band.rows; ++k) {
             band.inside[k] = std::min(y + k + m_radius_y, m_height - 1) - std::max(y + k - m_radius_y, 0) + 1;
-            out[k] = resultRow(y + k);
+            out[k] = result(0, y + k);
         }
         (step == 4 ? table.four : table.eight)(m_bins, band, out);
     }

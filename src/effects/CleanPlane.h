@@ -1,9 +1,11 @@
-// The median of one channel, in tasks that any thread may take.
+// The median of one channel, in bands that any thread may take.
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "effects/CleanKernels.h"
+#include "imagelib/imagelib.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 // Smallest and largest sample of a channel; no sample at all is min above max.
@@ -26,30 +28,38 @@ struct BandMemory;
 
 class CleanPlane {
   public:
-    CleanPlane(const float* source, float* result, int width, int height, int radius_x, int radius_y,
-               const CleanBins& bins);
+    CleanPlane(const K7Image& source, K7Image& result, int channel, int radius_x, int radius_y, const CleanBins& bins);
 
-    int tasks() const { return m_tasks; }
+    bool isLarge() const { return m_method == Method::Large; }
     std::size_t scratchBytes() const;
-    void run(int task, const CleanScratch& scratch) const;
+
+    // Bands of rows, of channels with large windows one by one and of all others together: while their pixels are near.
+    static int bands(int rows, bool large);
+    void runBand(int band, const CleanScratch& scratch) const;
+    static void runBand(const std::vector<const CleanPlane*>& planes, int band, const CleanScratch& scratch);
 
   private:
     enum class Method { Fill, Mean, Small, Large };
+    struct Columns {
+        int first, count;
+    };
 
-    void fill(int first, int last) const;
-    void mean(int first, int last, const CleanScratch& scratch) const;
-    void small(int first, int last, const CleanScratch& scratch) const;
-    void smallStrip(int first, int last, int first_column, int columns, const CleanScratch& scratch) const;
+    void fill(int first, int last, Columns strip) const;
+    void mean(int first, int last, Columns strip, const CleanScratch& scratch) const;
+    void small(int first, int last, Columns strip, const CleanScratch& scratch) const;
     void large(int first, int last, const CleanScratch& scratch) const;
     void turn(int first_row, const BandMemory& memory) const;
-    int bandRows() const;
-    const float* row(int y) const { return m_source + std::size_t(y) * std::size_t(m_width); }
-    float* resultRow(int y) const { return m_result + std::size_t(y) * std::size_t(m_width); }
+
+    // Every fourth sample is this channel's.
+    const float* pixels(int x, int y) const { return m_source + 4 * (std::size_t(y) * std::size_t(m_width) + std::size_t(x)); }
+    float sample(int x, int y) const { return pixels(x, y)[m_channel]; }
+    float* result(int x, int y) const {
+        return m_result + 4 * (std::size_t(y) * std::size_t(m_width) + std::size_t(x)) + m_channel;
+    }
 
     const float* m_source;
     float* m_result;
-    int m_width, m_height, m_radius_x, m_radius_y;
+    int m_channel, m_width, m_height, m_radius_x, m_radius_y;
     CleanBins m_bins;
     Method m_method;
-    int m_tasks;
 };
