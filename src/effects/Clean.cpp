@@ -46,31 +46,32 @@ Range range_of(const K7Image& picture) {
     return range;
 }
 
-// All tasks, by whoever is free: each a band of one large channel, or of all others. False when there is no memory.
+// All tasks, by whoever is free and has memory: each a band of one large channel, or of all others. False when nobody
+// has memory for them.
 bool filter(const std::vector<CleanPlane>& planes, int rows) {
     std::vector<const CleanPlane*> large, others;
     std::size_t bytes = 0;
     for (const CleanPlane& plane : planes) {
         (plane.isLarge() ? large : others).push_back(&plane);
-        bytes = std::max(bytes, plane.scratchBytes());
+        // The others of a band take their parts of the memory at the same time.
+        bytes = std::max(bytes, plane.isLarge() ? plane.scratchBytes() : 4 * plane.scratchBytes());
     }
     const int large_bands = CleanPlane::bands(rows, true), bands = CleanPlane::bands(rows, false);
     const int large_tasks = int(large.size()) * large_bands;
     const int tasks = large_tasks + (others.empty() ? 0 : bands);
     std::atomic<int> next{0};
-    std::atomic<bool> complete{true};
     for_rows_float(rows, [&](int first, int last) {
         if (first > last) return;
         CleanScratch scratch;
-        if (!scratch.allocate(bytes)) complete = false;
-        for (int task; complete && (task = next.fetch_add(1)) < tasks;) {
+        if (!scratch.allocate(bytes)) return;
+        for (int task; (task = next.fetch_add(1)) < tasks;) {
             if (task < large_tasks)
                 large[std::size_t(task / large_bands)]->runBand(task % large_bands, scratch);
             else
                 CleanPlane::runBand(others, task - large_tasks, scratch);
         }
     });
-    return complete;
+    return next >= tasks;
 }
 
 }  // namespace

@@ -56,66 +56,76 @@ static void find_range(const float* pixels, long count, float (*range)[2]) {
     for (int c = 0; c < 4; ++c) range[c][0] = low[0][c], range[c][1] = high[0][c];
 }
 
-// One channel of as many pixels as a vector has floats.
-constexpr int FLOATS = 2 * DOUBLES;
-typedef float Floats __attribute__((vector_size(8 * DOUBLES)));
-typedef int Ints __attribute__((vector_size(8 * DOUBLES)));
-typedef float HalfFloats __attribute__((vector_size(4 * DOUBLES)));
-typedef int HalfInts __attribute__((vector_size(4 * DOUBLES)));
-typedef std::int16_t HalfBins __attribute__((vector_size(4 * DOUBLES)));
-
-static inline Floats channel_of(const float* pixels, int channel) {
+// 16 samples of one channel.
+static inline void sort_samples(const CleanBins& bins, const float* samples, std::int16_t* bin, double* offset) {
 #if defined(__AVX512F__)
-    const __m512i places = _mm512_add_epi32(_mm512_set1_epi32(channel), _mm512_setr_epi32(0, 4, 8, 12, 16, 20, 24, 28, 0,
-                                                                                          4, 8, 12, 16, 20, 24, 28));
-    const __m512 low = _mm512_permutex2var_ps(_mm512_loadu_ps(pixels), places, _mm512_loadu_ps(pixels + 16));
-    const __m512 high = _mm512_permutex2var_ps(_mm512_loadu_ps(pixels + 32), places, _mm512_loadu_ps(pixels + 48));
-    return (Floats)_mm512_mask_blend_ps(0xff00, low, high);
+    const __m512d rounding = _mm512_set1_pd(bins.rounding), base = _mm512_set1_pd(bins.base);
+    const __m512d step = _mm512_set1_pd(bins.step);
+    const __m512 min = _mm512_set1_ps(bins.min);
+    // Of two operands that don't compare the second one is taken.
+    const __m512 above = _mm512_max_ps(_mm512_loadu_ps(samples), min);
+    const __m512 inside = _mm512_min_ps(above, _mm512_set1_ps(bins.max));
+    const __m512i unlimited =
+        _mm512_cvttps_epi32(_mm512_mul_ps(_mm512_sub_ps(inside, min), _mm512_set1_ps(bins.scale)));
+    const __m512i places = _mm512_min_epi32(unlimited, _mm512_set1_epi32(CLEAN_BINS - 1));
+    const auto offsets = [&](__m256 half, __m256i place) {
+        const __m512d sample = _mm512_sub_pd(_mm512_add_pd(_mm512_cvtps_pd(half), rounding), rounding);
+        return _mm512_sub_pd(sample, _mm512_add_pd(base, _mm512_mul_pd(_mm512_cvtepi32_pd(place), step)));
+    };
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(bin), _mm512_cvtepi32_epi16(places));
+    _mm512_storeu_pd(offset, offsets(_mm512_castps512_ps256(inside), _mm512_castsi512_si256(places)));
+    _mm512_storeu_pd(offset + 8, offsets(_mm512_extractf32x8_ps(inside, 1), _mm512_extracti32x8_epi32(places, 1)));
 #else
-    Floats samples;
-    for (int i = 0; i < FLOATS; ++i) samples[i] = pixels[4 * i + channel];
-    return samples;
+    const float min = bins.min, max = bins.max, scale = bins.scale;
+    const double rounding = bins.rounding, base = bins.base, step = bins.step;
+    for (int i = 0; i < 16; ++i) {
+        const float above = samples[i] > min ? samples[i] : min;
+        const float sample = above < max ? above : max;
+        const int unlimited = static_cast<int>((sample - min) * scale);
+        const int place = unlimited < CLEAN_BINS - 1 ? unlimited : CLEAN_BINS - 1;
+        bin[i] = static_cast<std::int16_t>(place);
+        offset[i] = ((static_cast<double>(sample) + rounding) - rounding) - (base + static_cast<double>(place) * step);
+    }
 #endif
-}
-
-template <int HALF, class Half, class Whole>
-static inline Half half_of(const Whole& whole) {
-    Half part;
-    __builtin_memcpy(&part, reinterpret_cast<const char*>(&whole) + HALF * sizeof part, sizeof part);
-    return part;
-}
-
-template <int HALF>
-static inline void store_offsets(const CleanBins& bins, const Floats& samples, const Ints& places, double* offset) {
-    const Offsets sample = __builtin_convertvector((half_of<HALF, HalfFloats>(samples)), Offsets);
-    const Offsets place = __builtin_convertvector((half_of<HALF, HalfInts>(places)), Offsets);
-    store(offset + HALF * DOUBLES, ((sample + bins.rounding) - bins.rounding) - (bins.base + place * bins.step));
-}
-
-static inline void sort_vector(const CleanBins& bins, const Floats& samples, std::int16_t* bin, double* offset) {
-    const Floats min = Floats{} + bins.min, max = Floats{} + bins.max;
-    const Floats above = samples > min ? samples : min;
-    const Floats inside = above < max ? above : max;
-    const Ints unlimited = __builtin_convertvector((inside - min) * bins.scale, Ints);
-    const Ints last = Ints{} + (CLEAN_BINS - 1);
-    const Ints places = unlimited < last ? unlimited : last;
-    store(bin, __builtin_convertvector(places, HalfBins));
-    store_offsets<0>(bins, inside, places, offset);
-    store_offsets<1>(bins, inside, places, offset);
 }
 
 static void sort_into_bins(const CleanBins& bins, const float* pixels, int channel, int count, std::int16_t* bin,
                            double* offset) {
+    const CleanBins copy = bins;
+    float samples[16] = {};
     int i = 0;
-    for (; i + FLOATS <= count; i += FLOATS) sort_vector(bins, channel_of(pixels + 4 * i, channel), bin + i, offset + i);
+    for (; i + 16 <= count; i += 16) {
+#if defined(__AVX512F__)
+        const __m512i places = _mm512_add_epi32(
+            _mm512_set1_epi32(channel), _mm512_setr_epi32(0, 4, 8, 12, 16, 20, 24, 28, 0, 4, 8, 12, 16, 20, 24, 28));
+        const float* from = pixels + 4 * i;
+        const __m512 low = _mm512_permutex2var_ps(_mm512_loadu_ps(from), places, _mm512_loadu_ps(from + 16));
+        const __m512 high = _mm512_permutex2var_ps(_mm512_loadu_ps(from + 32), places, _mm512_loadu_ps(from + 48));
+        _mm512_storeu_ps(samples, _mm512_mask_blend_ps(0xff00, low, high));
+#else
+        for (int k = 0; k < 16; ++k) samples[k] = pixels[4 * (i + k) + channel];
+#endif
+        sort_samples(copy, samples, bin + i, offset + i);
+    }
     if (i == count) return;
-    Floats rest = {};
-    std::int16_t rest_bins[FLOATS];
-    double rest_offsets[FLOATS];
-    for (int k = 0; k < count - i; ++k) rest[k] = pixels[4 * (i + k) + channel];
-    sort_vector(bins, rest, rest_bins, rest_offsets);
-    __builtin_memcpy(bin + i, rest_bins, std::size_t(count - i) * sizeof *bin);
-    __builtin_memcpy(offset + i, rest_offsets, std::size_t(count - i) * sizeof *offset);
+    std::int16_t rest_bins[16];
+    double rest_offsets[16];
+    for (int k = 0; k < count - i; ++k) samples[k] = pixels[4 * (i + k) + channel];
+    sort_samples(copy, samples, rest_bins, rest_offsets);
+    __builtin_memcpy(bin + i, rest_bins, static_cast<std::size_t>(count - i) * sizeof *bin);
+    __builtin_memcpy(offset + i, rest_offsets, static_cast<std::size_t>(count - i) * sizeof *offset);
+}
+
+static void join(const float* channels, long pitch, int count, float* pixels) {
+    int i = 0;
+    for (; i + 4 <= count; i += 4) {
+        __m128 p[4];
+        for (int c = 0; c < 4; ++c) p[c] = _mm_loadu_ps(channels + c * pitch + i);
+        _MM_TRANSPOSE4_PS(p[0], p[1], p[2], p[3]);
+        for (int k = 0; k < 4; ++k) _mm_storeu_ps(pixels + 4 * (i + k), p[k]);
+    }
+    for (; i < count; ++i)
+        for (int c = 0; c < 4; ++c) pixels[4 * i + c] = channels[c * pitch + i];
 }
 
 // ---- Small windows --------------------------------------------------------------------------------------------
@@ -234,7 +244,8 @@ struct Network {
         return answer;
     }
     constexpr List sorted(int first, int size) {
-        return size < 2 ? range(first, size) : merged(sorted(first, size / 2), sorted(first + size / 2, size - size / 2));
+        return size < 2 ? range(first, size)
+                        : merged(sorted(first, size / 2), sorted(first + size / 2, size - size / 2));
     }
     static constexpr List everySecond(const List& list, int from) {
         List part;
@@ -344,7 +355,8 @@ struct Window {
         for (int k = 1; k <= radius - rows.right; ++k) fillOutside(radius + count + rows.right - 1 + k, k);
         merge_lists<ROWS, ROWS>(ones, 0, ones, 1, pairs, columns);
         if constexpr (COLUMNS > 3) merge_lists<PAIR, PAIR>(pairs, 0, pairs, 2, fours, COLUMNS > 7 ? count + 4 : count);
-        if constexpr (COLUMNS % 4 == 3 && COLUMNS > 3) merge_lists<PAIR, ROWS>(pairs, COLUMNS - 3, ones, COLUMNS - 1, triples, count);
+        if constexpr (COLUMNS % 4 == 3 && COLUMNS > 3)
+            merge_lists<PAIR, ROWS>(pairs, COLUMNS - 3, ones, COLUMNS - 1, triples, count);
     }
     Bins median(long x) const {
         if constexpr (COLUMNS == 3) {
@@ -394,13 +406,30 @@ static inline void bin_means(const CleanBins& bins, const Taps& taps, long x, Bi
     Bins count = {};
     for (int i = 0; i < taps.count; ++i)
         count = add_where_equal(count, load<Bins>(taps.bins[i] + x), bin, taps.offsets[i] + x, sums);
+#if defined(__AVX512F__)
+    // Most bins hold one sample.
+    const bool single = _mm512_cmpneq_epi16_mask((__m512i)count, _mm512_set1_epi16(1)) == 0;
+    const __m512d base = _mm512_set1_pd(bins.base), step = _mm512_set1_pd(bins.step);
+    const auto quarter = [](Bins values, int k) {
+        std::int16_t part[LANES];
+        store(part, values);
+        return _mm512_cvtepi32_pd(_mm256_cvtepi16_epi32(load<__m128i>(part + 8 * k)));
+    };
+    for (int k = 0; k < 4; ++k) {
+        __m512d mean = (__m512d)sums[k];
+        if (!single) mean = _mm512_div_pd(mean, quarter(count, k));
+        const __m512d low = _mm512_add_pd(base, _mm512_mul_pd(quarter(bin, k), step));
+        _mm256_storeu_ps(out + 8 * k, _mm512_cvtpd_ps(_mm512_add_pd(low, mean)));
+    }
+#else
     double sum[LANES];
     for (int k = 0; k < 4; ++k) store(sum + DOUBLES * k, sums[k]);
     std::int16_t places[LANES], counts[LANES];
     store(places, bin);
     store(counts, count);
-    for (int i = 0; i < LANES; ++i)
-        out[i] = static_cast<float>((bins.base + places[i] * bins.step) + sum[i] / counts[i]);
+    const double base = bins.base, step = bins.step;
+    for (int i = 0; i < LANES; ++i) out[i] = static_cast<float>((base + places[i] * step) + sum[i] / counts[i]);
+#endif
 }
 
 template <int COLUMNS, int ROWS>
@@ -445,6 +474,6 @@ static void small_row(const CleanBins& bins, const CleanRows& rows, int count, f
 
 }  // namespace
 
-const CleanKernels clean_kernels = {find_range, sort_into_bins, small_row};
+const CleanKernels clean_kernels = {find_range, sort_into_bins, join, small_row};
 
 }  // namespace QUILLON_SIMD

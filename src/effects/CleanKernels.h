@@ -8,12 +8,12 @@
 
 inline constexpr int CLEAN_BINS = 4096;
 inline constexpr int CLEAN_MOST_RADIUS = 80;
-inline constexpr int CLEAN_SMALL_WINDOW = 121;         // the most samples that small_row is for
-inline constexpr int CLEAN_STRIP = 256;                // columns of a strip, with those that its windows reach
+inline constexpr int CLEAN_SMALL_WINDOW = 121;  // the most samples that small_row is for
+inline constexpr int CLEAN_STRIP = 256;         // columns of a strip, with those that its windows reach
 inline constexpr int CLEAN_WORK_PITCH = CLEAN_STRIP + 64;
-inline constexpr int CLEAN_WORK_LISTS = 10 * 11;       // one, two, four and three columns of the highest window
-inline constexpr int CLEAN_LANES = 32;                 // what rows of bins and offsets are padded to
-inline constexpr std::int16_t CLEAN_OUTSIDE = 0x7fff;  // instead of a bin, beyond the picture
+inline constexpr int CLEAN_WORK_LISTS = 10 * 11;           // one, two, four and three columns of the highest window
+inline constexpr int CLEAN_LANES = 32;                     // what rows of bins and offsets are padded to
+inline constexpr std::int16_t CLEAN_OUTSIDE = 0x7fff;      // instead of a bin, beyond the picture
 inline constexpr std::int16_t CLEAN_NOWHERE = CLEAN_BINS;  // the same where bins are counted
 inline constexpr int CLEAN_HISTOGRAM = CLEAN_BINS + 64;    // with CLEAN_NOWHERE, and padded to a cache line
 inline constexpr int CLEAN_MOST_ROWS = 8;
@@ -51,8 +51,8 @@ struct CleanBand {
     double* sums;                 // [rows + 1][CLEAN_HISTOGRAM]
 };
 
-// A few rows of medians at once, into every fourth float. What their windows have in common is in one histogram, and what each has besides in one
-// of its own: the window of a row is the sum of two.
+// A few rows of medians at once, into every fourth float. What their windows have in common is in one histogram, and
+// what each has besides in one of its own: the window of a row is the sum of two.
 struct CleanBandKernels {
     using Rows = void (*)(const CleanBins& bins, const CleanBand& band, float* const* out);
     Rows four, eight;
@@ -63,6 +63,7 @@ struct CleanKernels {
     void (*find_range)(const float* pixels, long count, float (*range)[2]);
     void (*sort_into_bins)(const CleanBins& bins, const float* pixels, int channel, int count, std::int16_t* bin,
                            double* offset);
+    void (*join)(const float* channels, long pitch, int count, float* pixels);
     // One row of medians, many pixels abreast. `out` is padded to CLEAN_LANES.
     void (*small_row)(const CleanBins& bins, const CleanRows& rows, int count, float* out);
 };
@@ -70,12 +71,12 @@ struct CleanKernels {
 namespace baseline {
 extern const CleanKernels clean_kernels;
 extern const CleanBandKernels clean_band_kernels;
-}
+}  // namespace baseline
 namespace avx2 {
 extern const CleanKernels clean_kernels;
 extern const CleanBandKernels clean_band_kernels;
-}
+}  // namespace avx2
 namespace avx512 {
 extern const CleanKernels clean_kernels;
 extern const CleanBandKernels clean_band_kernels;
-}
+}  // namespace avx512

@@ -9,12 +9,12 @@
 namespace {
 
 constexpr float SMALLEST_STEP = 0.00001f;
-constexpr int BAND = 64;       // rows of a task
+constexpr int BAND = 64;                 // rows of a task
 constexpr int STRIP = CLEAN_STRIP - 10;  // columns, so that those that the usual windows reach are whole vectors
-constexpr int LARGE_BAND = 32;  // rows of a task with histograms
-constexpr int TURNED = 16;      // rows that are turned into columns at once, and columns
+constexpr int LARGE_BAND = 32;           // rows of a task with histograms
+constexpr int TURNED = 16;               // rows that are turned into columns at once, and columns
 constexpr int TURNED_COLUMNS = 64;
-constexpr int PAD = 64;     // columns beside a row of bins
+constexpr int PAD = 64;  // columns beside a row of bins
 
 const CleanKernels& kernels() {
     return cpu_select(baseline::clean_kernels, avx2::clean_kernels, avx512::clean_kernels);
@@ -37,6 +37,8 @@ class Carver {
     std::size_t m_used = 0;
 };
 
+}  // namespace
+
 // A ring of a strip's rows, for windows of at most CLEAN_SMALL_WINDOW samples.
 struct RowRing {
     static constexpr long PITCH = CLEAN_STRIP + 2 * PAD;
@@ -44,7 +46,6 @@ struct RowRing {
     double* offsets;
     std::int16_t* inside;
     std::int16_t* work;
-    float* out;
     std::size_t bytes;
     RowRing(unsigned char* block, int rows) {
         Carver carver(block);
@@ -52,14 +53,11 @@ struct RowRing {
         offsets = carver.take<double>(std::size_t(PITCH * rows));
         inside = carver.take<std::int16_t>(CLEAN_STRIP);
         work = carver.take<std::int16_t>(CLEAN_WORK_LISTS * CLEAN_WORK_PITCH);
-        out = carver.take<float>(CLEAN_STRIP);
         bytes = carver.used();
     }
     std::int16_t* binRow(int slot) const { return bins + slot * PITCH + PAD; }
     double* offsetRow(int slot) const { return offsets + slot * PITCH + PAD; }
 };
-
-}  // namespace
 
 // A band of a large window's rows as columns, histograms, and rows on their way there.
 struct BandMemory {
@@ -108,6 +106,7 @@ CleanBins clean_bins(float min, float max) {
 }
 
 bool CleanScratch::allocate(std::size_t bytes) {
+    m_part = bytes / 4 / 64 * 64;
     if (bytes) m_block.reset(static_cast<unsigned char*>(k7_aligned_malloc_uncleared(bytes, 0, true)));
     return bytes == 0 || m_block;
 }
@@ -158,60 +157,86 @@ void CleanPlane::runBand(int band, const CleanScratch& scratch) const {
 void CleanPlane::runBand(const std::vector<const CleanPlane*>& planes, int band, const CleanScratch& scratch) {
     const int width = planes[0]->m_width, height = planes[0]->m_height;
     const int first = band * BAND, last = std::min(first + BAND, height) - 1;
+    alignas(64) float out[4][CLEAN_STRIP] = {};
     for (int x = 0; x < width; x += STRIP) {
         const Columns strip{x, std::min(STRIP, width - x)};
-        for (const CleanPlane* plane : planes) {
-            if (plane->m_method == Method::Fill)
-                plane->fill(first, last, strip);
-            else if (plane->m_method == Method::Mean)
-                plane->mean(first, last, strip, scratch);
+        for (std::size_t k = 0; k < planes.size(); ++k) planes[k]->begin(first, strip, scratch.part(k));
+        for (int y = first; y <= last; ++y) {
+            for (std::size_t k = 0; k < planes.size(); ++k)
+                planes[k]->next(y, y == first, strip, scratch.part(k), out[k]);
+            float* pixels = planes[0]->result(x, y) - planes[0]->m_channel;
+            if (planes.size() == 4)
+                kernels().join(out[0], CLEAN_STRIP, strip.count, pixels);
             else
-                plane->small(first, last, strip, scratch);
+                for (std::size_t k = 0; k < planes.size(); ++k)
+                    for (int i = 0; i < strip.count; ++i) pixels[4 * i + planes[k]->m_channel] = out[k][i];
         }
     }
+}
+
+void CleanPlane::begin(int first, Columns strip, unsigned char* memory) const {
+    if (m_method == Method::Mean) beginMean(first, strip, memory);
+    if (m_method == Method::Small) beginSmall(first, strip, memory);
 }
 
 // The mean of equal samples is any of them.
-void CleanPlane::fill(int first, int last, Columns strip) const {
-    for (int y = first; y <= last; ++y)
-        for (int i = 0; i < strip.count; ++i) result(strip.first, y)[4 * i] = m_bins.min;
+void CleanPlane::next(int y, bool is_first, Columns strip, unsigned char* memory, float* out) const {
+    if (m_method == Method::Fill) std::fill_n(out, strip.count, m_bins.min);
+    if (m_method == Method::Mean) nextMean(y, is_first, strip, memory, out);
+    if (m_method == Method::Small) nextSmall(y, strip, memory, out);
 }
 
-// A channel with so little contrast that it is one bin: running sums, which are exact like those of the bins.
-void CleanPlane::mean(int first, int last, Columns strip, const CleanScratch& scratch) const {
+// ---- Means: a channel with so little contrast that it is one bin ----------------------------------------------
+
+// Sums of columns, from the first one that a window of the strip reaches; they are exact like those of bins.
+void CleanPlane::addRow(int y, double sign, Columns strip, double* sums) const {
+    if (y < 0 || y >= m_height) return;
     const int left = std::max(strip.first - m_radius_x, 0);
     const int right = std::min(strip.first + strip.count + m_radius_x, m_width);
-    auto* sums = reinterpret_cast<double*>(scratch.block()) - left;
-    std::fill(sums + left, sums + right, 0.0);
-    const auto addRow = [&](int y, double sign) {
-        if (y < 0 || y >= m_height) return;
-        for (int x = left; x < right; ++x) {
-            const float above = sample(x, y) > m_bins.min ? sample(x, y) : m_bins.min;
-            const double inside = above < m_bins.max ? above : m_bins.max;
-            sums[x] += sign * (((inside + m_bins.rounding) - m_bins.rounding) - m_bins.base);
-        }
-    };
-    for (int y = first - m_radius_y; y < first + m_radius_y; ++y) addRow(y, 1);
-    for (int y = first; y <= last; ++y) {
-        addRow(y + m_radius_y, 1);
-        if (y > first) addRow(y - m_radius_y - 1, -1);
-        const int rows = std::min(y + m_radius_y, m_height - 1) - std::max(y - m_radius_y, 0) + 1;
-        double sum = 0;
-        for (int x = left; x < std::min(strip.first + m_radius_x, m_width); ++x) sum += sums[x];
-        for (int i = 0; i < strip.count; ++i) {
-            const int x = strip.first + i;
-            if (x + m_radius_x < m_width) sum += sums[x + m_radius_x];
-            if (i > 0 && x > m_radius_x) sum -= sums[x - m_radius_x - 1];
-            const int columns = std::min(x + m_radius_x, m_width - 1) - std::max(x - m_radius_x, 0) + 1;
-            result(x, y)[0] = static_cast<float>(m_bins.base + sum / (double(rows) * columns));
-        }
+    for (int x = left; x < right; ++x) {
+        const float sample = pixels(x, y)[m_channel];
+        const float above = sample > m_bins.min ? sample : m_bins.min;
+        const double inside = above < m_bins.max ? above : m_bins.max;
+        sums[x - left] += sign * (((inside + m_bins.rounding) - m_bins.rounding) - m_bins.base);
     }
 }
 
-void CleanPlane::small(int first, int last, Columns strip, const CleanScratch& scratch) const {
-    const CleanKernels& table = kernels();
+void CleanPlane::beginMean(int first, Columns strip, unsigned char* memory) const {
+    auto* sums = reinterpret_cast<double*>(memory);
+    std::fill_n(sums, STRIP + 2 * CLEAN_MOST_RADIUS, 0.0);
+    for (int y = first - m_radius_y; y < first + m_radius_y; ++y) addRow(y, 1, strip, sums);
+}
+
+void CleanPlane::nextMean(int y, bool is_first, Columns strip, unsigned char* memory, float* out) const {
+    auto* sums = reinterpret_cast<double*>(memory);
+    addRow(y + m_radius_y, 1, strip, sums);
+    if (!is_first) addRow(y - m_radius_y - 1, -1, strip, sums);
+    const int rows = std::min(y + m_radius_y, m_height - 1) - std::max(y - m_radius_y, 0) + 1;
+    int left = std::max(strip.first - m_radius_x, 0), right = left;
+    double sum = 0;
+    const double *entering = sums, *leaving = sums;
+    for (int i = 0; i < strip.count; ++i) {
+        const int x = strip.first + i;
+        for (; right <= std::min(x + m_radius_x, m_width - 1); ++right) sum += *entering++;
+        for (; left < x - m_radius_x; ++left) sum -= *leaving++;
+        out[i] = static_cast<float>(m_bins.base + sum / (double(rows) * (right - left)));
+    }
+}
+
+// ---- Small windows --------------------------------------------------------------------------------------------
+
+void CleanPlane::enterRow(int y, Columns strip, const RowRing& ring) const {
+    if (y >= m_height) return;
+    const int left = std::min(strip.first, m_radius_x);
+    const int right = std::min(m_width - strip.first - strip.count, m_radius_x);
+    const int slot = y % (2 * m_radius_y + 1);
+    kernels().sort_into_bins(m_bins, pixels(strip.first - left, y), m_channel, left + strip.count + right,
+                             ring.binRow(slot) - left, ring.offsetRow(slot) - left);
+}
+
+void CleanPlane::beginSmall(int first, Columns strip, unsigned char* memory) const {
     const int slots = 2 * m_radius_y + 1;
-    const RowRing ring(scratch.block(), slots);
+    const RowRing ring(memory, slots);
     std::fill_n(ring.bins, RowRing::PITCH * slots, CLEAN_OUTSIDE);
     std::fill_n(ring.offsets, RowRing::PITCH * slots, 0.0);
     for (int i = 0; i < CLEAN_STRIP; ++i) {
@@ -219,30 +244,28 @@ void CleanPlane::small(int first, int last, Columns strip, const CleanScratch& s
         const int inside = std::min(x + m_radius_x, m_width - 1) - std::max(x - m_radius_x, 0) + 1;
         ring.inside[i] = static_cast<std::int16_t>(std::max(inside, 1));
     }
-    CleanRows rows{};
+    for (int y = std::max(first - m_radius_y, 0); y < first + m_radius_y; ++y) enterRow(y, strip, ring);
+}
+
+void CleanPlane::nextSmall(int y, Columns strip, unsigned char* memory, float* out) const {
+    const int slots = 2 * m_radius_y + 1;
+    const RowRing ring(memory, slots);
+    enterRow(y + m_radius_y, strip, ring);
+    CleanRows rows;
+    rows.count = 0;
+    for (int k = std::max(y - m_radius_y, 0); k <= std::min(y + m_radius_y, m_height - 1); ++k) {
+        rows.bins[rows.count] = ring.binRow(k % slots);
+        rows.offsets[rows.count++] = ring.offsetRow(k % slots);
+    }
     rows.radius = m_radius_x;
     rows.left = std::min(strip.first, m_radius_x);
     rows.right = std::min(m_width - strip.first - strip.count, m_radius_x);
     rows.inside = ring.inside;
     rows.work = ring.work;
-    const auto enter = [&](int y) {
-        if (y < m_height)
-            table.sort_into_bins(m_bins, pixels(strip.first - rows.left, y), m_channel,
-                                 rows.left + strip.count + rows.right, ring.binRow(y % slots) - rows.left,
-                                 ring.offsetRow(y % slots) - rows.left);
-    };
-    for (int y = std::max(first - m_radius_y, 0); y < first + m_radius_y; ++y) enter(y);
-    for (int y = first; y <= last; ++y) {
-        enter(y + m_radius_y);
-        rows.count = 0;
-        for (int k = std::max(y - m_radius_y, 0); k <= std::min(y + m_radius_y, m_height - 1); ++k) {
-            rows.bins[rows.count] = ring.binRow(k % slots);
-            rows.offsets[rows.count++] = ring.offsetRow(k % slots);
-        }
-        table.small_row(m_bins, rows, strip.count, ring.out);
-        for (int i = 0; i < strip.count; ++i) result(strip.first, y)[4 * i] = ring.out[i];
-    }
+    kernels().small_row(m_bins, rows, strip.count, out);
 }
+
+// ---- Large windows --------------------------------------------------------------------------------------------
 
 // The rows of the picture from `first_row` on, as many as a column has, into columns.
 void CleanPlane::turn(int first_row, const BandMemory& memory) const {
@@ -275,10 +298,9 @@ void CleanPlane::turn(int first_row, const BandMemory& memory) const {
 }
 
 void CleanPlane::large(int first, int last, const CleanScratch& scratch) const {
-    const auto& table =
-        cpu_select(baseline::clean_band_kernels, avx2::clean_band_kernels, avx512::clean_band_kernels);
+    const auto& table = cpu_select(baseline::clean_band_kernels, avx2::clean_band_kernels, avx512::clean_band_kernels);
     const int step = m_radius_y < 16 ? 4 : 8;
-    const BandMemory memory(scratch.block(), m_width, LARGE_BAND, m_radius_x, m_radius_y);
+    const BandMemory memory(scratch.part(0), m_width, LARGE_BAND, m_radius_x, m_radius_y);
     turn(first - m_radius_y, memory);
     for (int y = first; y <= last; y += step) {
         CleanBand band = memory.band;

@@ -11,19 +11,21 @@
 // Smallest and largest sample of a channel; no sample at all is min above max.
 CleanBins clean_bins(float min, float max);
 
-// A thread's memory.
+// A thread's memory, and a quarter of it for each channel.
 class CleanScratch {
   public:
     bool allocate(std::size_t bytes);  // false: no memory
-    unsigned char* block() const { return m_block.get(); }
+    unsigned char* part(std::size_t k) const { return m_block.get() + k * m_part; }
 
   private:
     struct Deleter {
         void operator()(unsigned char* block) const { k7_aligned_free(block, true); }
     };
     std::unique_ptr<unsigned char[], Deleter> m_block;
+    std::size_t m_part = 0;
 };
 
+struct RowRing;
 struct BandMemory;
 
 class CleanPlane {
@@ -44,15 +46,23 @@ class CleanPlane {
         int first, count;
     };
 
-    void fill(int first, int last, Columns strip) const;
-    void mean(int first, int last, Columns strip, const CleanScratch& scratch) const;
-    void small(int first, int last, Columns strip, const CleanScratch& scratch) const;
+    // The medians of a strip of columns, row after row.
+    void begin(int first, Columns strip, unsigned char* memory) const;
+    void next(int y, bool is_first, Columns strip, unsigned char* memory, float* out) const;
+
+    void beginMean(int first, Columns strip, unsigned char* memory) const;
+    void nextMean(int y, bool is_first, Columns strip, unsigned char* memory, float* out) const;
+    void addRow(int y, double sign, Columns strip, double* sums) const;
+    void beginSmall(int first, Columns strip, unsigned char* memory) const;
+    void nextSmall(int y, Columns strip, unsigned char* memory, float* out) const;
+    void enterRow(int y, Columns strip, const RowRing& ring) const;
     void large(int first, int last, const CleanScratch& scratch) const;
     void turn(int first_row, const BandMemory& memory) const;
 
     // Every fourth sample is this channel's.
-    const float* pixels(int x, int y) const { return m_source + 4 * (std::size_t(y) * std::size_t(m_width) + std::size_t(x)); }
-    float sample(int x, int y) const { return pixels(x, y)[m_channel]; }
+    const float* pixels(int x, int y) const {
+        return m_source + 4 * (std::size_t(y) * std::size_t(m_width) + std::size_t(x));
+    }
     float* result(int x, int y) const {
         return m_result + 4 * (std::size_t(y) * std::size_t(m_width) + std::size_t(x)) + m_channel;
     }
