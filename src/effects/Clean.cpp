@@ -22,79 +22,56 @@ bool is_picture(const K7Image* image) {
     return image && image->pixels && image->channels == 4 && image->sample_type == SAMPLE_F32;
 }
 
-// The channels as pictures of their own, and the range of each.
-struct Planes {
-    ImagePtr source[4], result[4];
-    float range[4][2];
-
-    Planes(int width, int height) {
-        for (int c = 0; c < 4; ++c) {
-            source[c] = make_image_uncleared(width, height, 1, SAMPLE_F32);
-            result[c] = make_image_uncleared(width, height, 1, SAMPLE_F32);
-            range[c][0] = std::numeric_limits<float>::infinity();
-            range[c][1] = -range[c][0];
-        }
+struct Range {
+    float of[4][2];
+    Range() {
+        constexpr float ENDLESS = std::numeric_limits<float>::infinity();
+        for (auto& channel : of) channel[0] = ENDLESS, channel[1] = -ENDLESS;
     }
-    bool valid() const {
-        return std::all_of(std::begin(source), std::end(source), [](auto& p) { return p != nullptr; }) &&
-               std::all_of(std::begin(result), std::end(result), [](auto& p) { return p != nullptr; });
-    }
-    void split(const K7Image& picture);
-    void join(K7Image& picture) const;
 };
 
-void Planes::split(const K7Image& picture) {
+Range range_of(const K7Image& picture) {
     std::mutex mutex;
+    Range range;
     for_rows_float(picture.height, [&](int first, int last) {
         if (first > last) return;
-        float* rows[4];
-        for (int c = 0; c < 4; ++c) rows[c] = image_row<float>(source[c].get(), first);
-        float own[4][2];
-        {
-            const std::lock_guard lock(mutex);
-            std::copy_n(&range[0][0], 8, &own[0][0]);
-        }
-        kernels().split(image_row<float>(&picture, first), long(last - first + 1) * picture.width, rows, own);
+        Range own;
+        kernels().find_range(image_row<float>(&picture, first), long(last - first + 1) * picture.width, own.of);
         const std::lock_guard lock(mutex);
         for (int c = 0; c < 4; ++c) {
-            range[c][0] = std::min(range[c][0], own[c][0]);
-            range[c][1] = std::max(range[c][1], own[c][1]);
+            range.of[c][0] = std::min(range.of[c][0], own.of[c][0]);
+            range.of[c][1] = std::max(range.of[c][1], own.of[c][1]);
         }
     });
+    return range;
 }
 
-void Planes::join(K7Image& picture) const {
-    for_rows_float(picture.height, [&](int first, int last) {
-        if (first > last) return;
-        const float* rows[4];
-        for (int c = 0; c < 4; ++c) rows[c] = image_row<float>(result[c].get(), first);
-        kernels().join(rows, long(last - first + 1) * picture.width, image_row<float>(&picture, first));
-    });
-    picture.stats_valid = 0;
-}
-
-// All tasks of all planes, by whoever is free. False when there is no memory for it.
+// All tasks, by whoever is free and has memory: each a band of one large channel, or of all others. False when nobody
+// has memory for them.
 bool filter(const std::vector<CleanPlane>& planes, int rows) {
-    int tasks = 0;
-    std::size_t row_bytes = 0, histogram_bytes = 0;
+    std::vector<const CleanPlane*> large, others;
+    std::size_t bytes = 0;
     for (const CleanPlane& plane : planes) {
-        tasks += plane.tasks();
-        row_bytes = std::max(row_bytes, plane.rowBytes());
-        histogram_bytes = std::max(histogram_bytes, plane.histogramBytes());
+        (plane.isLarge() ? large : others).push_back(&plane);
+        // The others of a band take their parts of the memory at the same time.
+        bytes = std::max(bytes, plane.isLarge() ? plane.scratchBytes() : 4 * plane.scratchBytes());
     }
+    const int large_bands = CleanPlane::bands(rows, true), bands = CleanPlane::bands(rows, false);
+    const int large_tasks = int(large.size()) * large_bands;
+    const int tasks = large_tasks + (others.empty() ? 0 : bands);
     std::atomic<int> next{0};
-    std::atomic<bool> complete{true};
     for_rows_float(rows, [&](int first, int last) {
         if (first > last) return;
         CleanScratch scratch;
-        if (!scratch.allocate(row_bytes, histogram_bytes)) complete = false;
-        for (int task; complete && (task = next.fetch_add(1)) < tasks;) {
-            auto plane = planes.begin();
-            for (; task >= plane->tasks(); ++plane) task -= plane->tasks();
-            plane->run(task, scratch);
+        if (!scratch.allocate(bytes)) return;
+        for (int task; (task = next.fetch_add(1)) < tasks;) {
+            if (task < large_tasks)
+                large[std::size_t(task / large_bands)]->runBand(task % large_bands, scratch);
+            else
+                CleanPlane::runBand(others, task - large_tasks, scratch);
         }
     });
-    return complete;
+    return next >= tasks;
 }
 
 }  // namespace
@@ -135,18 +112,15 @@ void Clean::ProcessFrame() {
     if (!is_picture(source) || !is_picture(result)) return;
     if (source->width != result->width || source->height != result->height) return;
     const StageTimer timer("Clean (CPU)");
-    Planes planes(source->width, source->height);
-    if (!planes.valid()) return;
-    planes.split(*source);
+    const Range range = range_of(*source);
 
     std::vector<CleanPlane> filters;
     for (int c = RED; c <= ALPHA; ++c) {
         const Radii& radii = pairs[DoRGB.value ? 1 + c : 0];
-        filters.emplace_back(image_row<float>(planes.source[c].get(), 0), image_row<float>(planes.result[c].get(), 0),
-                             source->width, source->height, radii.x.value, DoSync.value ? radii.x.value : radii.y.value,
-                             clean_bins(planes.range[c][0], planes.range[c][1]));
+        filters.emplace_back(*source, *result, c, radii.x.value, DoSync.value ? radii.x.value : radii.y.value,
+                             clean_bins(range.of[c][0], range.of[c][1]));
     }
     if (!filter(filters, source->height)) return;
-    planes.join(*result);
+    result->stats_valid = 0;
     if (!doAlpha) image_copy_channels(source, result, 8);
 }

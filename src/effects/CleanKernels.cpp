@@ -2,6 +2,9 @@
 
 #include <immintrin.h>
 
+#include <cstddef>
+#include <utility>
+
 namespace QUILLON_SIMD {
 namespace {
 
@@ -15,7 +18,6 @@ constexpr int DOUBLES = 2;
 constexpr int LANES = 4 * DOUBLES;  // samples abreast: 16-bit bins in one vector, offsets in four
 typedef std::int16_t Bins __attribute__((vector_size(8 * DOUBLES)));
 typedef double Offsets __attribute__((vector_size(8 * DOUBLES)));
-typedef std::int16_t Histogram __attribute__((vector_size(32), may_alias));  // 16 parts, aligned
 static_assert(CLEAN_LANES % LANES == 0);
 
 template <class Vector, class Element>
@@ -30,47 +32,53 @@ static inline void store(Element* to, const Vector& value) {
 }
 static inline Bins all(int bin) { return Bins{} + static_cast<std::int16_t>(bin); }
 
-// ---- Planes ---------------------------------------------------------------------------------------------------
+// ---- Samples --------------------------------------------------------------------------------------------------
 
-static void split(const float* pixels, long count, float* const* planes, float (*range)[2]) {
-    __m128 low = _mm_setr_ps(range[0][0], range[1][0], range[2][0], range[3][0]);
-    __m128 high = _mm_setr_ps(range[0][1], range[1][1], range[2][1], range[3][1]);
-    long i = 0;
-    for (; i + 4 <= count; i += 4) {
-        __m128 p[4];
-        for (int k = 0; k < 4; ++k) {
-            p[k] = _mm_loadu_ps(pixels + 4 * (i + k));
-            low = _mm_min_ps(p[k], low);  // the second one where the first is not a number
-            high = _mm_max_ps(p[k], high);
-        }
-        _MM_TRANSPOSE4_PS(p[0], p[1], p[2], p[3]);
-        for (int c = 0; c < 4; ++c) _mm_storeu_ps(planes[c] + i, p[c]);
+static void find_range(const float* pixels, long count, float (*range)[2]) {
+    __m128 low[4], high[4];
+    for (int k = 0; k < 4; ++k) {
+        low[k] = _mm_setr_ps(range[0][0], range[1][0], range[2][0], range[3][0]);
+        high[k] = _mm_setr_ps(range[0][1], range[1][1], range[2][1], range[3][1]);
     }
-    for (; i < count; ++i) {
+    const auto take = [&](int k, long i) {
         const __m128 p = _mm_loadu_ps(pixels + 4 * i);
-        low = _mm_min_ps(p, low);
-        high = _mm_max_ps(p, high);
-        for (int c = 0; c < 4; ++c) planes[c][i] = pixels[4 * i + c];
-    }
-    for (int c = 0; c < 4; ++c) range[c][0] = low[c], range[c][1] = high[c];
-}
-
-static void join(const float* const* planes, long count, float* pixels) {
+        low[k] = _mm_min_ps(p, low[k]);  // the second one where the first is not a number
+        high[k] = _mm_max_ps(p, high[k]);
+    };
     long i = 0;
-    for (; i + 4 <= count; i += 4) {
-        __m128 p[4];
-        for (int c = 0; c < 4; ++c) p[c] = _mm_loadu_ps(planes[c] + i);
-        _MM_TRANSPOSE4_PS(p[0], p[1], p[2], p[3]);
-        for (int k = 0; k < 4; ++k) _mm_storeu_ps(pixels + 4 * (i + k), p[k]);
+    for (; i + 4 <= count; i += 4)
+        for (int k = 0; k < 4; ++k) take(k, i + k);
+    for (; i < count; ++i) take(0, i);
+    for (int k = 1; k < 4; ++k) {
+        low[0] = _mm_min_ps(low[0], low[k]);
+        high[0] = _mm_max_ps(high[0], high[k]);
     }
-    for (; i < count; ++i)
-        for (int c = 0; c < 4; ++c) pixels[4 * i + c] = planes[c][i];
+    for (int c = 0; c < 4; ++c) range[c][0] = low[0][c], range[c][1] = high[0][c];
 }
 
-static void sort_into_bins(const CleanBins& bins, const float* samples, int count, std::int16_t* bin, double* offset) {
+// 16 samples of one channel.
+static inline void sort_samples(const CleanBins& bins, const float* samples, std::int16_t* bin, double* offset) {
+#if defined(__AVX512F__)
+    const __m512d rounding = _mm512_set1_pd(bins.rounding), base = _mm512_set1_pd(bins.base);
+    const __m512d step = _mm512_set1_pd(bins.step);
+    const __m512 min = _mm512_set1_ps(bins.min);
+    // Of two operands that don't compare the second one is taken.
+    const __m512 above = _mm512_max_ps(_mm512_loadu_ps(samples), min);
+    const __m512 inside = _mm512_min_ps(above, _mm512_set1_ps(bins.max));
+    const __m512i unlimited =
+        _mm512_cvttps_epi32(_mm512_mul_ps(_mm512_sub_ps(inside, min), _mm512_set1_ps(bins.scale)));
+    const __m512i places = _mm512_min_epi32(unlimited, _mm512_set1_epi32(CLEAN_BINS - 1));
+    const auto offsets = [&](__m256 half, __m256i place) {
+        const __m512d sample = _mm512_sub_pd(_mm512_add_pd(_mm512_cvtps_pd(half), rounding), rounding);
+        return _mm512_sub_pd(sample, _mm512_add_pd(base, _mm512_mul_pd(_mm512_cvtepi32_pd(place), step)));
+    };
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(bin), _mm512_cvtepi32_epi16(places));
+    _mm512_storeu_pd(offset, offsets(_mm512_castps512_ps256(inside), _mm512_castsi512_si256(places)));
+    _mm512_storeu_pd(offset + 8, offsets(_mm512_extractf32x8_ps(inside, 1), _mm512_extracti32x8_epi32(places, 1)));
+#else
     const float min = bins.min, max = bins.max, scale = bins.scale;
     const double rounding = bins.rounding, base = bins.base, step = bins.step;
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < 16; ++i) {
         const float above = samples[i] > min ? samples[i] : min;
         const float sample = above < max ? above : max;
         const int unlimited = static_cast<int>((sample - min) * scale);
@@ -78,6 +86,46 @@ static void sort_into_bins(const CleanBins& bins, const float* samples, int coun
         bin[i] = static_cast<std::int16_t>(place);
         offset[i] = ((static_cast<double>(sample) + rounding) - rounding) - (base + static_cast<double>(place) * step);
     }
+#endif
+}
+
+static void sort_into_bins(const CleanBins& bins, const float* pixels, int channel, int count, std::int16_t* bin,
+                           double* offset) {
+    const CleanBins copy = bins;
+    float samples[16] = {};
+    int i = 0;
+    for (; i + 16 <= count; i += 16) {
+#if defined(__AVX512F__)
+        const __m512i places = _mm512_add_epi32(
+            _mm512_set1_epi32(channel), _mm512_setr_epi32(0, 4, 8, 12, 16, 20, 24, 28, 0, 4, 8, 12, 16, 20, 24, 28));
+        const float* from = pixels + 4 * i;
+        const __m512 low = _mm512_permutex2var_ps(_mm512_loadu_ps(from), places, _mm512_loadu_ps(from + 16));
+        const __m512 high = _mm512_permutex2var_ps(_mm512_loadu_ps(from + 32), places, _mm512_loadu_ps(from + 48));
+        _mm512_storeu_ps(samples, _mm512_mask_blend_ps(0xff00, low, high));
+#else
+        for (int k = 0; k < 16; ++k) samples[k] = pixels[4 * (i + k) + channel];
+#endif
+        sort_samples(copy, samples, bin + i, offset + i);
+    }
+    if (i == count) return;
+    std::int16_t rest_bins[16];
+    double rest_offsets[16];
+    for (int k = 0; k < count - i; ++k) samples[k] = pixels[4 * (i + k) + channel];
+    sort_samples(copy, samples, rest_bins, rest_offsets);
+    __builtin_memcpy(bin + i, rest_bins, static_cast<std::size_t>(count - i) * sizeof *bin);
+    __builtin_memcpy(offset + i, rest_offsets, static_cast<std::size_t>(count - i) * sizeof *offset);
+}
+
+static void join(const float* channels, long pitch, int count, float* pixels) {
+    int i = 0;
+    for (; i + 4 <= count; i += 4) {
+        __m128 p[4];
+        for (int c = 0; c < 4; ++c) p[c] = _mm_loadu_ps(channels + c * pitch + i);
+        _MM_TRANSPOSE4_PS(p[0], p[1], p[2], p[3]);
+        for (int k = 0; k < 4; ++k) _mm_storeu_ps(pixels + 4 * (i + k), p[k]);
+    }
+    for (; i < count; ++i)
+        for (int c = 0; c < 4; ++c) pixels[4 * i + c] = channels[c * pitch + i];
 }
 
 // ---- Small windows --------------------------------------------------------------------------------------------
@@ -136,45 +184,210 @@ static inline Taps window_taps(const CleanRows& rows) {
     return taps;
 }
 
-static inline void order(Bins& a, Bins& b) {
+static inline Bins smaller(Bins a, Bins b) {
 #if defined(__AVX512F__)
-    const Bins low = (Bins)_mm512_min_epi16((__m512i)a, (__m512i)b);
-    b = (Bins)_mm512_max_epi16((__m512i)a, (__m512i)b);
+    return (Bins)_mm512_min_epi16((__m512i)a, (__m512i)b);
 #elif defined(__AVX2__)
-    const Bins low = (Bins)_mm256_min_epi16((__m256i)a, (__m256i)b);
-    b = (Bins)_mm256_max_epi16((__m256i)a, (__m256i)b);
+    return (Bins)_mm256_min_epi16((__m256i)a, (__m256i)b);
 #else
-    const Bins low = (Bins)_mm_min_epi16((__m128i)a, (__m128i)b);
-    b = (Bins)_mm_max_epi16((__m128i)a, (__m128i)b);
+    return (Bins)_mm_min_epi16((__m128i)a, (__m128i)b);
 #endif
+}
+static inline Bins larger(Bins a, Bins b) {
+#if defined(__AVX512F__)
+    return (Bins)_mm512_max_epi16((__m512i)a, (__m512i)b);
+#elif defined(__AVX2__)
+    return (Bins)_mm256_max_epi16((__m256i)a, (__m256i)b);
+#else
+    return (Bins)_mm_max_epi16((__m128i)a, (__m128i)b);
+#endif
+}
+static inline void order(Bins& a, Bins& b) {
+    const Bins low = smaller(a, b);
+    b = larger(a, b);
     a = low;
 }
 
-// The median of an odd number of samples. Of COUNT / 2 + 2 of them neither the smallest nor the largest can be it: both
-// make way for the next sample, and so on.
-template <int COUNT, int SIZE = COUNT / 2 + 2>
-static inline Bins narrowed(Bins* kept, const Taps& taps, long x) {
-#pragma GCC unroll 16
-    for (int i = 0; i < SIZE / 2; ++i) order(kept[i], kept[SIZE - 1 - i]);
-#pragma GCC unroll 16
-    for (int i = 1; i < (SIZE + 1) / 2; ++i) order(kept[0], kept[i]);
-#pragma GCC unroll 16
-    for (int i = SIZE / 2; i < SIZE - 1; ++i) order(kept[i], kept[SIZE - 1]);
-    if constexpr (SIZE == 3) {
-        return kept[1];
-    } else {
-        kept[0] = load<Bins>(taps.bins[COUNT + 3 - SIZE] + x);
-        return narrowed<COUNT, SIZE - 1>(kept, taps, x);
+// ---- Networks -------------------------------------------------------------------------------------------------
+
+// Comparisons that merge or sort, in which the answer's samples end up wherever `order` says (Batcher's odd-even merge,
+// as Knuth has it for lists of any length). What nobody reads of the answer costs nothing: the compiler drops it.
+struct Network {
+    struct List {
+        int count = 0;
+        int at[88] = {};
+    };
+    struct Pair {
+        int low, high;
+    };
+    int count = 0;
+    Pair pairs[512] = {};
+    List order;
+
+    constexpr List merged(const List& a, const List& b) {
+        if (!a.count || !b.count) return a.count ? a : b;
+        List answer;
+        if (a.count == 1 && b.count == 1) {
+            pairs[count++] = {a.at[0], b.at[0]};
+            answer.at[answer.count++] = a.at[0];
+            answer.at[answer.count++] = b.at[0];
+            return answer;
+        }
+        const List v = merged(everySecond(a, 0), everySecond(b, 0));
+        const List w = merged(everySecond(a, 1), everySecond(b, 1));
+        answer.at[answer.count++] = v.at[0];
+        for (int i = 0; i < w.count || i + 1 < v.count; ++i) {
+            if (i < w.count && i + 1 < v.count) pairs[count++] = {w.at[i], v.at[i + 1]};
+            if (i < w.count) answer.at[answer.count++] = w.at[i];
+            if (i + 1 < v.count) answer.at[answer.count++] = v.at[i + 1];
+        }
+        return answer;
+    }
+    constexpr List sorted(int first, int size) {
+        return size < 2 ? range(first, size)
+                        : merged(sorted(first, size / 2), sorted(first + size / 2, size - size / 2));
+    }
+    static constexpr List everySecond(const List& list, int from) {
+        List part;
+        for (int i = from; i < list.count; i += 2) part.at[part.count++] = list.at[i];
+        return part;
+    }
+    static constexpr List range(int first, int size) {
+        List list;
+        for (int i = 0; i < size; ++i) list.at[list.count++] = first + i;
+        return list;
+    }
+};
+
+template <int A, int B>
+struct Merging {
+    static constexpr Network network = [] {
+        Network made;
+        made.order = made.merged(Network::range(0, A), Network::range(A, B));
+        return made;
+    }();
+};
+template <int SIZE>
+struct Sorting {
+    static constexpr Network network = [] {
+        Network made;
+        made.order = made.sorted(0, SIZE);
+        return made;
+    }();
+};
+
+template <class Method, int... I>
+static inline void exchange(Bins* samples, std::integer_sequence<int, I...>) {
+    (order(samples[Method::network.pairs[I].low], samples[Method::network.pairs[I].high]), ...);
+}
+template <class Method>
+static inline void exchange(Bins* samples) {
+    exchange<Method>(samples, std::make_integer_sequence<int, Method::network.count>());
+}
+
+// Sorted lists of samples, for each column: rows of bins, the smallest ones first.
+struct Lists {
+    std::int16_t* bins;
+    const std::int16_t* at(int i, long x) const { return bins + i * CLEAN_WORK_PITCH + x; }
+    std::int16_t* at(int i, long x) { return bins + i * CLEAN_WORK_PITCH + x; }
+};
+
+template <int A, int B>
+static void merge_lists(const Lists& a, long shift_a, const Lists& b, long shift_b, Lists answer, long count) {
+    for (long x = 0; x < count; x += LANES) {
+        Bins samples[A + B];
+#pragma GCC unroll 64
+        for (int i = 0; i < A; ++i) samples[i] = load<Bins>(a.at(i, x + shift_a));
+#pragma GCC unroll 64
+        for (int i = 0; i < B; ++i) samples[A + i] = load<Bins>(b.at(i, x + shift_b));
+        exchange<Merging<A, B>>(samples);
+#pragma GCC unroll 64
+        for (int i = 0; i < A + B; ++i) store(answer.at(i, x), samples[Merging<A, B>::network.order.at[i]]);
     }
 }
 
-template <int COUNT>
-static inline Bins selected_median(const Taps& taps, long x) {
-    Bins kept[COUNT / 2 + 2];
-#pragma GCC unroll 16
-    for (int i = 0; i < COUNT / 2 + 2; ++i) kept[i] = load<Bins>(taps.bins[i] + x);
-    return narrowed<COUNT>(kept, taps, x);
+// Sample RANK of two sorted lists, of which the first one begins with its sample FIRST.
+template <int RANK, int FIRST, int B>
+static inline Bins ranked(const Bins* a, const Lists& b, long x) {
+    Bins answer = a[RANK - FIRST];
+#pragma GCC unroll 64
+    for (int i = 0; i < B; ++i) {
+        const Bins other = load<Bins>(b.at(i, x));
+        answer = RANK - 1 - i < 0 ? smaller(answer, other) : smaller(answer, larger(a[RANK - 1 - i - FIRST], other));
+    }
+    return answer;
 }
+
+// Of a window: columns are sorted, pairs of columns merged, pairs of pairs merged. Each such
+// list serves all windows that it is in.
+template <int COLUMNS, int ROWS>
+struct Window {
+    static constexpr int RANK = COLUMNS * ROWS / 2, PAIR = 2 * ROWS, TRIPLE = 3 * ROWS, FOUR = 4 * ROWS;
+    Lists ones, pairs, fours, triples;
+    explicit Window(std::int16_t* work) {
+        ones.bins = work;
+        pairs.bins = ones.at(ROWS, 0);
+        fours.bins = pairs.at(PAIR, 0);
+        triples.bins = fours.at(FOUR, 0);
+    }
+
+    void sortColumns(const CleanRows& rows, long count) {
+        for (long x = 0; x < count; x += LANES) {
+            Bins samples[ROWS];
+#pragma GCC unroll 16
+            for (int i = 0; i < ROWS; ++i) samples[i] = load<Bins>(rows.bins[i] + x - rows.radius);
+            exchange<Sorting<ROWS>>(samples);
+#pragma GCC unroll 16
+            for (int i = 0; i < ROWS; ++i) store(ones.at(i, x), samples[Sorting<ROWS>::network.order.at[i]]);
+        }
+    }
+    // Columns beyond the picture: as many samples below all others as above them, so that the median stays that of the
+    // samples inside, and of an even number the upper one.
+    void fillOutside(long x, int distance) {
+        const int low = ROWS / 2 + (distance % 2 ? 0 : 1);
+        for (int i = 0; i < ROWS; ++i) *ones.at(i, x) = i < low ? -1 : CLEAN_OUTSIDE;
+    }
+    void prepare(const CleanRows& rows, long count) {
+        const int radius = COLUMNS / 2;
+        const long columns = count + 2 * radius;
+        sortColumns(rows, columns);
+        for (int k = 1; k <= radius - rows.left; ++k) fillOutside(radius - rows.left - k, k);
+        for (int k = 1; k <= radius - rows.right; ++k) fillOutside(radius + count + rows.right - 1 + k, k);
+        merge_lists<ROWS, ROWS>(ones, 0, ones, 1, pairs, columns);
+        if constexpr (COLUMNS > 3) merge_lists<PAIR, PAIR>(pairs, 0, pairs, 2, fours, COLUMNS > 7 ? count + 4 : count);
+        if constexpr (COLUMNS % 4 == 3 && COLUMNS > 3)
+            merge_lists<PAIR, ROWS>(pairs, COLUMNS - 3, ones, COLUMNS - 1, triples, count);
+    }
+    Bins median(long x) const {
+        if constexpr (COLUMNS == 3) {
+            Bins a[PAIR];
+            fill<PAIR>(a, pairs, x);
+            return ranked<RANK, 0, ROWS>(a, ones, x + 2);
+        } else if constexpr (COLUMNS < 8) {
+            Bins a[FOUR];
+            fill<FOUR>(a, fours, x);
+            if constexpr (COLUMNS == 5) return ranked<RANK, 0, ROWS>(a, ones, x + 4);
+            if constexpr (COLUMNS == 7) return ranked<RANK, 0, TRIPLE>(a, triples, x);
+        } else {
+            Bins eight[2 * FOUR];
+            fill<FOUR>(eight, fours, x);
+            fill<FOUR>(eight + FOUR, fours, x + 4);
+            exchange<Merging<FOUR, FOUR>>(eight);
+            constexpr int OTHERS = ROWS * (COLUMNS - 8), FIRST = RANK - OTHERS;
+            Bins a[OTHERS + 1];
+#pragma GCC unroll 64
+            for (int i = 0; i <= OTHERS; ++i) a[i] = eight[Merging<FOUR, FOUR>::network.order.at[FIRST + i]];
+            return ranked<RANK, FIRST, OTHERS>(a, COLUMNS == 9 ? ones : triples, COLUMNS == 9 ? x + 8 : x);
+        }
+    }
+    template <int COUNT>
+    static void fill(Bins* samples, const Lists& lists, long x) {
+#pragma GCC unroll 64
+        for (int i = 0; i < COUNT; ++i) samples[i] = load<Bins>(lists.at(i, x));
+    }
+};
+
+// ---- Rows of small windows ------------------------------------------------------------------------------------
 
 // The largest bin with at most `rank` samples below it.
 static inline Bins median_bin(const Taps& taps, long x, Bins rank) {
@@ -193,146 +406,74 @@ static inline void bin_means(const CleanBins& bins, const Taps& taps, long x, Bi
     Bins count = {};
     for (int i = 0; i < taps.count; ++i)
         count = add_where_equal(count, load<Bins>(taps.bins[i] + x), bin, taps.offsets[i] + x, sums);
+#if defined(__AVX512F__)
+    // Most bins hold one sample.
+    const bool single = _mm512_cmpneq_epi16_mask((__m512i)count, _mm512_set1_epi16(1)) == 0;
+    const __m512d base = _mm512_set1_pd(bins.base), step = _mm512_set1_pd(bins.step);
+    const auto quarter = [](Bins values, int k) {
+        std::int16_t part[LANES];
+        store(part, values);
+        return _mm512_cvtepi32_pd(_mm256_cvtepi16_epi32(load<__m128i>(part + 8 * k)));
+    };
+    for (int k = 0; k < 4; ++k) {
+        __m512d mean = (__m512d)sums[k];
+        if (!single) mean = _mm512_div_pd(mean, quarter(count, k));
+        const __m512d low = _mm512_add_pd(base, _mm512_mul_pd(quarter(bin, k), step));
+        _mm256_storeu_ps(out + 8 * k, _mm512_cvtpd_ps(_mm512_add_pd(low, mean)));
+    }
+#else
     double sum[LANES];
     for (int k = 0; k < 4; ++k) store(sum + DOUBLES * k, sums[k]);
     std::int16_t places[LANES], counts[LANES];
     store(places, bin);
     store(counts, count);
-    for (int i = 0; i < LANES; ++i)
-        out[i] = static_cast<float>((bins.base + places[i] * bins.step) + sum[i] / counts[i]);
-}
-
-static void small_row(const CleanBins& bins, const CleanRows& rows, int count, float* out) {
-    const Taps taps = window_taps(rows);
-    const Bins height = all(rows.count);
-    for (long x = 0; x < count; x += LANES) {
-        // Whole windows of the usual sizes need no search.
-        const bool whole = x >= rows.radius && x + LANES + rows.radius <= count;
-        Bins median;
-        if (whole && taps.count == 9)
-            median = selected_median<9>(taps, x);
-        else if (whole && taps.count == 15)
-            median = selected_median<15>(taps, x);
-        else if (whole && taps.count == 25)
-            median = selected_median<25>(taps, x);
-        else
-            median = median_bin(taps, x, (load<Bins>(rows.inside + x) * height) >> 1);
-        bin_means(bins, taps, x, median, out + x);
-    }
-}
-
-// ---- Large windows --------------------------------------------------------------------------------------------
-
-struct Steps {
-    alignas(32) std::int16_t from[16][16];  // [i]: 1 from part i on
-};
-static constexpr Steps make_steps(int height) {
-    Steps steps{};
-    for (int i = 0; i < 16; ++i)
-        for (int k = i; k < 16; ++k) steps.from[i][k] = static_cast<std::int16_t>(height);
-    return steps;
-}
-constexpr Steps STEPS[2] = {make_steps(-1), make_steps(1)};
-
-static inline Histogram& histogram(std::int16_t* parts) { return *reinterpret_cast<Histogram*>(parts); }
-static inline const Histogram& histogram(const std::int16_t* parts) {
-    return *reinterpret_cast<const Histogram*>(parts);
-}
-
-static void update_columns(const CleanColumns& columns, const std::int16_t* bin, const double* offset, int count,
-                           int sign) {
-    const auto& from = STEPS[sign > 0].from;
-    const double factor = sign;
-    for (long c = 0; c < count; ++c) {
-        const int b = bin[c];
-        histogram(columns.coarse + 16 * c) += histogram(from[b >> 8]);
-        histogram(columns.middle + 16 * ((b >> 8) * columns.columns + c)) += histogram(from[(b >> 4) & 15]);
-        histogram(columns.fine + 16 * ((b >> 4) * columns.columns + c)) += histogram(from[b & 15]);
-        columns.sums[b * columns.columns + c] += offset[c] * factor;
-    }
-}
-
-// The first part whose running count is above `rank`; there is one.
-static inline int find_above(const std::int16_t* parts, int rank) {
-#if defined(__AVX2__)
-    const __m256i above = _mm256_cmpgt_epi16(load<__m256i>(parts), _mm256_set1_epi16(static_cast<short>(rank)));
-    return __builtin_ctz(static_cast<unsigned>(_mm256_movemask_epi8(above))) >> 1;
-#else
-    const __m128i limit = _mm_set1_epi16(static_cast<short>(rank));
-    const __m128i low = _mm_cmpgt_epi16(load<__m128i>(parts), limit);
-    const __m128i high = _mm_cmpgt_epi16(load<__m128i>(parts + 8), limit);
-    return __builtin_ctz(static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(low, high))));
+    const double base = bins.base, step = bins.step;
+    for (int i = 0; i < LANES; ++i) out[i] = static_cast<float>((base + places[i] * step) + sum[i] / counts[i]);
 #endif
 }
 
-static inline void sum_columns(std::int16_t* window, const std::int16_t* columns, int count) {
-    Histogram sum = {};
-    for (long k = 0; k < count; ++k) sum += histogram(columns + 16 * k);
-    histogram(window) = sum;
+template <int COLUMNS, int ROWS>
+static void window_row(const CleanBins& bins, const CleanRows& rows, int count, float* out) {
+    const Taps taps = window_taps(rows);
+    Window<COLUMNS, ROWS> window(rows.work);
+    window.prepare(rows, count);
+    for (long x = 0; x < count; x += LANES) bin_means(bins, taps, x, window.median(x), out + x);
 }
 
-// Brings a part of the window's histogram from the pixel where it was last needed to pixel i.
-static inline void catch_up(std::int16_t* window, int& reached, const std::int16_t* columns, int wide, int i) {
-    if (reached == i) return;
-    if (2L * (i - reached) >= wide) {
-        sum_columns(window, columns + 16L * i, wide);
-    } else {
-        Histogram sum = histogram(window);
-        for (long k = reached; k < i; ++k) sum += histogram(columns + 16 * (k + wide)) - histogram(columns + 16 * k);
-        histogram(window) = sum;
+using Row = void (*)(const CleanBins& bins, const CleanRows& rows, int count, float* out);
+static inline Row usual_window(int columns, int rows) {
+    switch (16 * columns + rows) {
+        case 0x33:
+            return window_row<3, 3>;
+        case 0x35:
+            return window_row<3, 5>;
+        case 0x53:
+            return window_row<5, 3>;
+        case 0x55:
+            return window_row<5, 5>;
+        case 0x77:
+            return window_row<7, 7>;
+        case 0x99:
+            return window_row<9, 9>;
+        case 0xbb:
+            return window_row<11, 11>;
     }
-    reached = i;
+    return nullptr;
 }
 
-static inline double sum_of(const double* values, int count) {
-    Offsets sums = {};
-    int k = 0;
-    for (; k + DOUBLES <= count; k += DOUBLES) sums += load<Offsets>(values + k);
-    double sum = 0;
-    for (int lane = 0; lane < DOUBLES; ++lane) sum += sums[lane];
-    for (; k < count; ++k) sum += values[k];
-    return sum;
-}
-
-static void large_row(const CleanBins& bins, const CleanColumns& columns, int radius, int count, float* out) {
-    constexpr int NOWHERE = -1000000;
-    const int wide = 2 * radius + 1;
-    for (int k = 0; k < 16 + 256; ++k) columns.reached[k] = NOWHERE;
-    std::int16_t* coarse = columns.window[0];
-    sum_columns(coarse, columns.coarse, wide);
-
-    int last_bin = -1;
-    double sum = 0;
-    for (int i = 0; i < count; ++i) {
-        if (i) {
-            const std::int16_t* leaving = columns.coarse + 16L * (i - 1);
-            histogram(coarse) += histogram(leaving + 16L * wide) - histogram(leaving);
-        }
-        int rank = coarse[15] >> 1;
-        const int high = find_above(coarse, rank);
-        rank -= high ? coarse[high - 1] : 0;
-
-        std::int16_t* middle = columns.window[1 + high];
-        catch_up(middle, columns.reached[high], columns.middle + 16 * high * columns.columns, wide, i);
-        const int mid = find_above(middle, rank);
-        rank -= mid ? middle[mid - 1] : 0;
-
-        const int part = 16 * high + mid;
-        std::int16_t* fine = columns.window[17 + part];
-        catch_up(fine, columns.reached[16 + part], columns.fine + 16 * part * columns.columns, wide, i);
-        const int low = find_above(fine, rank);
-        const int samples = fine[low] - (low ? fine[low - 1] : 0);
-
-        const int bin = 16 * part + low;
-        const double* offsets = columns.sums + bin * columns.columns;
-        sum = bin == last_bin ? sum + offsets[i - 1 + wide] - offsets[i - 1] : sum_of(offsets + i, wide);
-        last_bin = bin;
-        out[i] = static_cast<float>((bins.base + bin * bins.step) + sum / samples);
-    }
+static void small_row(const CleanBins& bins, const CleanRows& rows, int count, float* out) {
+    const int columns = 2 * rows.radius + 1;
+    const Row usual = usual_window(columns, rows.count);
+    // A window that sticks out of both sides would not have its median in the middle.
+    if (usual && rows.left + count + rows.right >= columns) return usual(bins, rows, count, out);
+    const Taps taps = window_taps(rows);
+    const Bins height = all(rows.count);
+    for (long x = 0; x < count; x += LANES)
+        bin_means(bins, taps, x, median_bin(taps, x, (load<Bins>(rows.inside + x) * height) >> 1), out + x);
 }
 
 }  // namespace
 
-const CleanKernels clean_kernels = {split, join, sort_into_bins, small_row, update_columns, large_row};
+const CleanKernels clean_kernels = {find_range, sort_into_bins, join, small_row};
 
 }  // namespace QUILLON_SIMD

@@ -8,9 +8,15 @@
 
 inline constexpr int CLEAN_BINS = 4096;
 inline constexpr int CLEAN_MOST_RADIUS = 80;
-inline constexpr int CLEAN_SMALL_WINDOW = 121;         // the most samples that small_row is for
-inline constexpr int CLEAN_LANES = 32;                 // what rows of bins and offsets are padded to
-inline constexpr std::int16_t CLEAN_OUTSIDE = 0x7fff;  // instead of a bin, beyond the picture
+inline constexpr int CLEAN_SMALL_WINDOW = 121;  // the most samples that small_row is for
+inline constexpr int CLEAN_STRIP = 256;         // columns of a strip, with those that its windows reach
+inline constexpr int CLEAN_WORK_PITCH = CLEAN_STRIP + 64;
+inline constexpr int CLEAN_WORK_LISTS = 10 * 11;           // one, two, four and three columns of the highest window
+inline constexpr int CLEAN_LANES = 32;                     // what rows of bins and offsets are padded to
+inline constexpr std::int16_t CLEAN_OUTSIDE = 0x7fff;      // instead of a bin, beyond the picture
+inline constexpr std::int16_t CLEAN_NOWHERE = CLEAN_BINS;  // the same where bins are counted
+inline constexpr int CLEAN_HISTOGRAM = CLEAN_BINS + 64;    // with CLEAN_NOWHERE, and padded to a cache line
+inline constexpr int CLEAN_MOST_ROWS = 8;
 
 // How one channel's samples fall into bins. What is not a number counts as the smallest sample.
 struct CleanBins {
@@ -20,49 +26,57 @@ struct CleanBins {
     double step;
 };
 
-// The rows of a window, as bins and as offsets from their lower ends. The pointers are at column 0; 80 columns before
-// it and 80 + CLEAN_LANES behind the last one can be read and hold CLEAN_OUTSIDE and 0.
+// The rows of the windows of a strip, as bins and as offsets from their lower ends. The pointers are at column 0; 60
+// columns before it and behind the last one can be read. Beyond the picture they hold CLEAN_OUTSIDE and 0.
 struct CleanRows {
     const std::int16_t* bins[CLEAN_SMALL_WINDOW];
     const double* offsets[CLEAN_SMALL_WINDOW];
     int count;                   // of rows inside the picture
     int radius;                  // in columns
+    int left, right;             // how many columns of the picture are beside the strip, at most the radius
     const std::int16_t* inside;  // for each column, how many of its window's columns are inside the picture
+    std::int16_t* work;          // CLEAN_WORK_LISTS * CLEAN_WORK_PITCH
 };
 
-// Histograms of the columns of a strip, over the rows of a window: counts in three levels of 16 parts each, every part
-// with those before it, and the sum of the offsets in each bin. Columns of one part lie beside each other, since rows
-// of the picture are walked along them.
-struct CleanColumns {
-    std::int16_t* coarse;  // [column][16]
-    std::int16_t* middle;  // [16][column][16]
-    std::int16_t* fine;    // [256][column][16]
-    double* sums;          // [4096][column]
-    long columns;
-    std::int16_t (*window)[16];  // 1 + 16 + 256 histograms of the window
-    int* reached;                // 16 + 256: the pixel that they were last valid for
+// The columns of a band of rows, for windows of many samples. Rows beyond the picture hold CLEAN_NOWHERE and 0. Behind
+// the last column is one more such one.
+struct CleanBand {
+    const std::int16_t* bins;  // [columns + 1][pitch]: first the uppermost window's rows, then those of the next ones
+    const double* offsets;     // [columns][pitch]
+    long columns, pitch;
+    int radius_x, radius_y;
+    int rows;                     // of medians that are wanted
+    int inside[CLEAN_MOST_ROWS];  // how many rows of each window are inside the picture
+    std::int16_t* counts;         // [rows + 1][CLEAN_HISTOGRAM]
+    double* sums;                 // [rows + 1][CLEAN_HISTOGRAM]
+};
+
+// A few rows of medians at once, into every fourth float. What their windows have in common is in one histogram, and
+// what each has besides in one of its own: the window of a row is the sum of two.
+struct CleanBandKernels {
+    using Rows = void (*)(const CleanBins& bins, const CleanBand& band, float* const* out);
+    Rows four, eight;
 };
 
 struct CleanKernels {
-    // RGBA to four planes and back. `range` holds the smallest and the largest sample of each channel so far.
-    void (*split)(const float* pixels, long count, float* const* planes, float (*range)[2]);
-    void (*join)(const float* const* planes, long count, float* pixels);
-    void (*sort_into_bins)(const CleanBins& bins, const float* samples, int count, std::int16_t* bin, double* offset);
-    // One row of medians by trial and error, bit by bit, many pixels abreast. `out` is padded to CLEAN_LANES.
+    // `range` holds the smallest and the largest sample of each channel so far.
+    void (*find_range)(const float* pixels, long count, float (*range)[2]);
+    void (*sort_into_bins)(const CleanBins& bins, const float* pixels, int channel, int count, std::int16_t* bin,
+                           double* offset);
+    void (*join)(const float* channels, long pitch, int count, float* pixels);
+    // One row of medians, many pixels abreast. `out` is padded to CLEAN_LANES.
     void (*small_row)(const CleanBins& bins, const CleanRows& rows, int count, float* out);
-    // Adds (sign 1) or removes (-1) one sample a column.
-    void (*update_columns)(const CleanColumns& columns, const std::int16_t* bin, const double* offset, int count,
-                           int sign);
-    // The window of pixel i is columns i to i + 2 * radius.
-    void (*large_row)(const CleanBins& bins, const CleanColumns& columns, int radius, int count, float* out);
 };
 
 namespace baseline {
 extern const CleanKernels clean_kernels;
-}
+extern const CleanBandKernels clean_band_kernels;
+}  // namespace baseline
 namespace avx2 {
 extern const CleanKernels clean_kernels;
-}
+extern const CleanBandKernels clean_band_kernels;
+}  // namespace avx2
 namespace avx512 {
 extern const CleanKernels clean_kernels;
-}
+extern const CleanBandKernels clean_band_kernels;
+}  // namespace avx512

@@ -9,9 +9,12 @@
 namespace {
 
 constexpr float SMALLEST_STEP = 0.00001f;
-constexpr int STRIP = 256;  // columns of a task with column histograms
-constexpr int BAND = 64;    // rows of any other task
-constexpr int PAD = 64;     // columns beside a row of bins
+constexpr int BAND = 64;                 // rows of a task
+constexpr int STRIP = CLEAN_STRIP - 10;  // columns, so that those that the usual windows reach are whole vectors
+constexpr int LARGE_BAND = 32;           // rows of a task with histograms
+constexpr int TURNED = 16;               // rows that are turned into columns at once, and columns
+constexpr int TURNED_COLUMNS = 64;
+constexpr int PAD = 64;  // columns beside a row of bins
 
 const CleanKernels& kernels() {
     return cpu_select(baseline::clean_kernels, avx2::clean_kernels, avx512::clean_kernels);
@@ -34,50 +37,51 @@ class Carver {
     std::size_t m_used = 0;
 };
 
-// A ring of rows for windows of at most CLEAN_SMALL_WINDOW samples.
+}  // namespace
+
+// A ring of a strip's rows, for windows of at most CLEAN_SMALL_WINDOW samples.
 struct RowRing {
+    static constexpr long PITCH = CLEAN_STRIP + 2 * PAD;
     std::int16_t* bins;
     double* offsets;
     std::int16_t* inside;
-    float* out;
-    long pitch;
+    std::int16_t* work;
     std::size_t bytes;
-    RowRing(unsigned char* block, int width, int rows) : pitch(width + 2 * PAD) {
+    RowRing(unsigned char* block, int rows) {
         Carver carver(block);
-        bins = carver.take<std::int16_t>(std::size_t(pitch * rows));
-        offsets = carver.take<double>(std::size_t(pitch * rows));
-        inside = carver.take<std::int16_t>(std::size_t(pitch));
-        out = carver.take<float>(std::size_t(pitch));
+        bins = carver.take<std::int16_t>(std::size_t(PITCH * rows));
+        offsets = carver.take<double>(std::size_t(PITCH * rows));
+        inside = carver.take<std::int16_t>(CLEAN_STRIP);
+        work = carver.take<std::int16_t>(CLEAN_WORK_LISTS * CLEAN_WORK_PITCH);
         bytes = carver.used();
     }
-    std::int16_t* binRow(int slot) const { return bins + slot * pitch + PAD; }
-    double* offsetRow(int slot) const { return offsets + slot * pitch + PAD; }
+    std::int16_t* binRow(int slot) const { return bins + slot * PITCH + PAD; }
+    double* offsetRow(int slot) const { return offsets + slot * PITCH + PAD; }
 };
 
-// A strip of column histograms, and a row of samples on their way in or out.
-struct Strip {
-    CleanColumns columns;
+// A band of a large window's rows as columns, histograms, and rows on their way there.
+struct BandMemory {
+    CleanBand band{};
     std::int16_t* bins;
     double* offsets;
+    std::int16_t* row_bins;
+    double* row_offsets;
     std::size_t bytes;
-    Strip(unsigned char* block, int count) {
+    BandMemory(unsigned char* block, int width, int rows, int radius_x, int radius_y) {
         Carver carver(block);
-        // The histograms last: strips of any width leave zeros in them.
-        columns.window = carver.take<std::int16_t[16]>(1 + 16 + 256);
-        columns.reached = carver.take<int>(16 + 256);
-        bins = carver.take<std::int16_t>(STRIP + 2 * CLEAN_MOST_RADIUS);
-        offsets = carver.take<double>(STRIP + 2 * CLEAN_MOST_RADIUS);
-        const std::size_t n = std::size_t(count);
-        columns.columns = count;
-        columns.sums = carver.take<double>(CLEAN_BINS * n);
-        columns.fine = carver.take<std::int16_t>(CLEAN_BINS * n);
-        columns.middle = carver.take<std::int16_t>(256 * n);
-        columns.coarse = carver.take<std::int16_t>(16 * n);
+        band.columns = width;
+        band.pitch = rows + 2 * radius_y;
+        band.radius_x = radius_x, band.radius_y = radius_y;
+        const std::size_t samples = std::size_t(band.columns * band.pitch);
+        band.bins = bins = carver.take<std::int16_t>(samples + std::size_t(band.pitch) + CLEAN_LANES);
+        band.offsets = offsets = carver.take<double>(samples);
+        band.counts = carver.take<std::int16_t>((1 + CLEAN_MOST_ROWS) * CLEAN_HISTOGRAM);
+        band.sums = carver.take<double>((1 + CLEAN_MOST_ROWS) * CLEAN_HISTOGRAM);
+        row_bins = carver.take<std::int16_t>(TURNED * TURNED_COLUMNS);
+        row_offsets = carver.take<double>(TURNED * TURNED_COLUMNS);
         bytes = carver.used();
     }
 };
-
-}  // namespace
 
 CleanBins clean_bins(float min, float max) {
     constexpr float LARGEST = std::numeric_limits<float>::max();
@@ -101,24 +105,19 @@ CleanBins clean_bins(float min, float max) {
     return bins;
 }
 
-bool CleanScratch::allocate(Block& block, std::size_t bytes) {
-    if (bytes) block.reset(static_cast<unsigned char*>(k7_aligned_malloc_uncleared(bytes, 0, true)));
-    return bytes == 0 || block;
+bool CleanScratch::allocate(std::size_t bytes) {
+    m_part = bytes / 4 / 64 * 64;
+    if (bytes) m_block.reset(static_cast<unsigned char*>(k7_aligned_malloc_uncleared(bytes, 0, true)));
+    return bytes == 0 || m_block;
 }
 
-bool CleanScratch::allocate(std::size_t row_bytes, std::size_t histogram_bytes) {
-    if (!allocate(m_rows, row_bytes) || !allocate(m_histograms, histogram_bytes)) return false;
-    // Not by the allocator: memory that is kept from the last render need not be touched for the first time again.
-    std::fill_n(m_histograms.get(), histogram_bytes, static_cast<unsigned char>(0));
-    return true;
-}
-
-CleanPlane::CleanPlane(const float* source, float* result, int width, int height, int radius_x, int radius_y,
+CleanPlane::CleanPlane(const K7Image& source, K7Image& result, int channel, int radius_x, int radius_y,
                        const CleanBins& bins)
-    : m_source(source),
-      m_result(result),
-      m_width(width),
-      m_height(height),
+    : m_source(image_row<float>(&source, 0)),
+      m_result(image_row<float>(&result, 0)),
+      m_channel(channel),
+      m_width(source.width),
+      m_height(source.height),
       m_radius_x(std::clamp(radius_x, 1, CLEAN_MOST_RADIUS)),
       m_radius_y(std::clamp(radius_y, 1, CLEAN_MOST_RADIUS)),
       m_bins(bins) {
@@ -130,115 +129,189 @@ CleanPlane::CleanPlane(const float* source, float* result, int width, int height
         m_method = Method::Small;
     else
         m_method = Method::Large;
-    const int length = m_method == Method::Large ? m_width : m_height;
-    const int piece = m_method == Method::Large ? STRIP : BAND;
-    m_tasks = (length + piece - 1) / piece;
 }
 
-std::size_t CleanPlane::rowBytes() const {
-    if (m_method == Method::Small) return RowRing(nullptr, m_width, 2 * m_radius_y + 1).bytes;
-    return m_method == Method::Mean ? std::size_t(m_width) * sizeof(double) : 0;
-}
-std::size_t CleanPlane::histogramBytes() const {
-    return m_method == Method::Large ? Strip(nullptr, std::min(STRIP, m_width) + 2 * m_radius_x).bytes : 0;
-}
-
-void CleanPlane::run(int task, const CleanScratch& scratch) const {
-    const int first = task * (m_method == Method::Large ? STRIP : BAND);
-    const int last = std::min(first + BAND, m_height) - 1;
+std::size_t CleanPlane::scratchBytes() const {
     switch (m_method) {
         case Method::Fill:
-            return fill(first, last);
+            return 0;
         case Method::Mean:
-            return mean(first, last, scratch);
+            return std::size_t(STRIP + 2 * CLEAN_MOST_RADIUS) * sizeof(double);
         case Method::Small:
-            return small(first, last, scratch);
+            return RowRing(nullptr, 2 * m_radius_y + 1).bytes;
         case Method::Large:
-            return large(first, std::min(STRIP, m_width - first), scratch);
+            break;
     }
+    return BandMemory(nullptr, m_width, LARGE_BAND, m_radius_x, m_radius_y).bytes;
+}
+
+int CleanPlane::bands(int rows, bool large) {
+    const int height = large ? LARGE_BAND : BAND;
+    return (rows + height - 1) / height;
+}
+
+void CleanPlane::runBand(int band, const CleanScratch& scratch) const {
+    large(band * LARGE_BAND, std::min((band + 1) * LARGE_BAND, m_height) - 1, scratch);
+}
+
+void CleanPlane::runBand(const std::vector<const CleanPlane*>& planes, int band, const CleanScratch& scratch) {
+    const int width = planes[0]->m_width, height = planes[0]->m_height;
+    const int first = band * BAND, last = std::min(first + BAND, height) - 1;
+    alignas(64) float out[4][CLEAN_STRIP] = {};
+    for (int x = 0; x < width; x += STRIP) {
+        const Columns strip{x, std::min(STRIP, width - x)};
+        for (std::size_t k = 0; k < planes.size(); ++k) planes[k]->begin(first, strip, scratch.part(k));
+        for (int y = first; y <= last; ++y) {
+            for (std::size_t k = 0; k < planes.size(); ++k)
+                planes[k]->next(y, y == first, strip, scratch.part(k), out[k]);
+            float* pixels = planes[0]->result(x, y) - planes[0]->m_channel;
+            if (planes.size() == 4)
+                kernels().join(out[0], CLEAN_STRIP, strip.count, pixels);
+            else
+                for (std::size_t k = 0; k < planes.size(); ++k)
+                    for (int i = 0; i < strip.count; ++i) pixels[4 * i + planes[k]->m_channel] = out[k][i];
+        }
+    }
+}
+
+void CleanPlane::begin(int first, Columns strip, unsigned char* memory) const {
+    if (m_method == Method::Mean) beginMean(first, strip, memory);
+    if (m_method == Method::Small) beginSmall(first, strip, memory);
 }
 
 // The mean of equal samples is any of them.
-void CleanPlane::fill(int first, int last) const { std::fill(resultRow(first), resultRow(last) + m_width, m_bins.min); }
+void CleanPlane::next(int y, bool is_first, Columns strip, unsigned char* memory, float* out) const {
+    if (m_method == Method::Fill) std::fill_n(out, strip.count, m_bins.min);
+    if (m_method == Method::Mean) nextMean(y, is_first, strip, memory, out);
+    if (m_method == Method::Small) nextSmall(y, strip, memory, out);
+}
 
-// A channel with so little contrast that it is one bin: running sums, which are exact like those of the bins.
-void CleanPlane::mean(int first, int last, const CleanScratch& scratch) const {
-    auto* sums = reinterpret_cast<double*>(scratch.rows());
-    std::fill_n(sums, m_width, 0.0);
-    const auto addRow = [&](int y, double sign) {
-        if (y < 0 || y >= m_height) return;
-        for (int x = 0; x < m_width; ++x) {
-            const float above = row(y)[x] > m_bins.min ? row(y)[x] : m_bins.min;
-            const double sample = above < m_bins.max ? above : m_bins.max;
-            sums[x] += sign * (((sample + m_bins.rounding) - m_bins.rounding) - m_bins.base);
-        }
-    };
-    for (int y = first - m_radius_y; y < first + m_radius_y; ++y) addRow(y, 1);
-    for (int y = first; y <= last; ++y) {
-        addRow(y + m_radius_y, 1);
-        if (y > first) addRow(y - m_radius_y - 1, -1);
-        const int rows = std::min(y + m_radius_y, m_height - 1) - std::max(y - m_radius_y, 0) + 1;
-        double sum = 0;
-        for (int x = 0; x < std::min(m_radius_x, m_width); ++x) sum += sums[x];
-        for (int x = 0; x < m_width; ++x) {
-            if (x + m_radius_x < m_width) sum += sums[x + m_radius_x];
-            if (x > m_radius_x) sum -= sums[x - m_radius_x - 1];
-            const int columns = std::min(x + m_radius_x, m_width - 1) - std::max(x - m_radius_x, 0) + 1;
-            resultRow(y)[x] = static_cast<float>(m_bins.base + sum / (double(rows) * columns));
-        }
+// ---- Means: a channel with so little contrast that it is one bin ----------------------------------------------
+
+// Sums of columns, from the first one that a window of the strip reaches; they are exact like those of bins.
+void CleanPlane::addRow(int y, double sign, Columns strip, double* sums) const {
+    if (y < 0 || y >= m_height) return;
+    const int left = std::max(strip.first - m_radius_x, 0);
+    const int right = std::min(strip.first + strip.count + m_radius_x, m_width);
+    for (int x = left; x < right; ++x) {
+        const float sample = pixels(x, y)[m_channel];
+        const float above = sample > m_bins.min ? sample : m_bins.min;
+        const double inside = above < m_bins.max ? above : m_bins.max;
+        sums[x - left] += sign * (((inside + m_bins.rounding) - m_bins.rounding) - m_bins.base);
     }
 }
 
-void CleanPlane::small(int first, int last, const CleanScratch& scratch) const {
-    const CleanKernels& table = kernels();
+void CleanPlane::beginMean(int first, Columns strip, unsigned char* memory) const {
+    auto* sums = reinterpret_cast<double*>(memory);
+    std::fill_n(sums, STRIP + 2 * CLEAN_MOST_RADIUS, 0.0);
+    for (int y = first - m_radius_y; y < first + m_radius_y; ++y) addRow(y, 1, strip, sums);
+}
+
+void CleanPlane::nextMean(int y, bool is_first, Columns strip, unsigned char* memory, float* out) const {
+    auto* sums = reinterpret_cast<double*>(memory);
+    addRow(y + m_radius_y, 1, strip, sums);
+    if (!is_first) addRow(y - m_radius_y - 1, -1, strip, sums);
+    const int rows = std::min(y + m_radius_y, m_height - 1) - std::max(y - m_radius_y, 0) + 1;
+    int left = std::max(strip.first - m_radius_x, 0), right = left;
+    double sum = 0;
+    const double *entering = sums, *leaving = sums;
+    for (int i = 0; i < strip.count; ++i) {
+        const int x = strip.first + i;
+        for (; right <= std::min(x + m_radius_x, m_width - 1); ++right) sum += *entering++;
+        for (; left < x - m_radius_x; ++left) sum -= *leaving++;
+        out[i] = static_cast<float>(m_bins.base + sum / (double(rows) * (right - left)));
+    }
+}
+
+// ---- Small windows --------------------------------------------------------------------------------------------
+
+void CleanPlane::enterRow(int y, Columns strip, const RowRing& ring) const {
+    if (y >= m_height) return;
+    const int left = std::min(strip.first, m_radius_x);
+    const int right = std::min(m_width - strip.first - strip.count, m_radius_x);
+    const int slot = y % (2 * m_radius_y + 1);
+    kernels().sort_into_bins(m_bins, pixels(strip.first - left, y), m_channel, left + strip.count + right,
+                             ring.binRow(slot) - left, ring.offsetRow(slot) - left);
+}
+
+void CleanPlane::beginSmall(int first, Columns strip, unsigned char* memory) const {
     const int slots = 2 * m_radius_y + 1;
-    const RowRing ring(scratch.rows(), m_width, slots);
-    std::fill_n(ring.bins, ring.pitch * slots, CLEAN_OUTSIDE);
-    std::fill_n(ring.offsets, ring.pitch * slots, 0.0);
-    for (int x = 0; x < ring.pitch; ++x) {
+    const RowRing ring(memory, slots);
+    std::fill_n(ring.bins, RowRing::PITCH * slots, CLEAN_OUTSIDE);
+    std::fill_n(ring.offsets, RowRing::PITCH * slots, 0.0);
+    for (int i = 0; i < CLEAN_STRIP; ++i) {
+        const int x = strip.first + i;
         const int inside = std::min(x + m_radius_x, m_width - 1) - std::max(x - m_radius_x, 0) + 1;
-        ring.inside[x] = static_cast<std::int16_t>(std::max(inside, 1));
+        ring.inside[i] = static_cast<std::int16_t>(std::max(inside, 1));
     }
-    const auto enter = [&](int y) {
-        if (y < m_height)
-            table.sort_into_bins(m_bins, row(y), m_width, ring.binRow(y % slots), ring.offsetRow(y % slots));
-    };
-    for (int y = std::max(first - m_radius_y, 0); y < first + m_radius_y; ++y) enter(y);
-    for (int y = first; y <= last; ++y) {
-        enter(y + m_radius_y);
-        CleanRows rows{};
-        rows.radius = m_radius_x;
-        rows.inside = ring.inside;
-        for (int k = std::max(y - m_radius_y, 0); k <= std::min(y + m_radius_y, m_height - 1); ++k) {
-            rows.bins[rows.count] = ring.binRow(k % slots);
-            rows.offsets[rows.count++] = ring.offsetRow(k % slots);
+    for (int y = std::max(first - m_radius_y, 0); y < first + m_radius_y; ++y) enterRow(y, strip, ring);
+}
+
+void CleanPlane::nextSmall(int y, Columns strip, unsigned char* memory, float* out) const {
+    const int slots = 2 * m_radius_y + 1;
+    const RowRing ring(memory, slots);
+    enterRow(y + m_radius_y, strip, ring);
+    CleanRows rows;
+    rows.count = 0;
+    for (int k = std::max(y - m_radius_y, 0); k <= std::min(y + m_radius_y, m_height - 1); ++k) {
+        rows.bins[rows.count] = ring.binRow(k % slots);
+        rows.offsets[rows.count++] = ring.offsetRow(k % slots);
+    }
+    rows.radius = m_radius_x;
+    rows.left = std::min(strip.first, m_radius_x);
+    rows.right = std::min(m_width - strip.first - strip.count, m_radius_x);
+    rows.inside = ring.inside;
+    rows.work = ring.work;
+    kernels().small_row(m_bins, rows, strip.count, out);
+}
+
+// ---- Large windows --------------------------------------------------------------------------------------------
+
+// The rows of the picture from `first_row` on, as many as a column has, into columns.
+void CleanPlane::turn(int first_row, const BandMemory& memory) const {
+    const CleanKernels& table = kernels();
+    const long pitch = memory.band.pitch;
+    std::fill_n(memory.bins + m_width * pitch, pitch + CLEAN_LANES, CLEAN_NOWHERE);
+    for (long j = 0; j < pitch; j += TURNED) {
+        const long count = std::min<long>(TURNED, pitch - j);
+        for (int x = 0; x < m_width; x += TURNED_COLUMNS) {
+            const int columns = std::min(TURNED_COLUMNS, m_width - x);
+            for (long i = 0; i < count; ++i) {
+                const long y = first_row + j + i;
+                std::int16_t* bins = memory.row_bins + i * TURNED_COLUMNS;
+                double* offsets = memory.row_offsets + i * TURNED_COLUMNS;
+                if (y >= 0 && y < m_height) {
+                    table.sort_into_bins(m_bins, pixels(x, int(y)), m_channel, columns, bins, offsets);
+                } else {
+                    std::fill_n(bins, columns, CLEAN_NOWHERE);
+                    std::fill_n(offsets, columns, 0.0);
+                }
+            }
+            for (int c = 0; c < columns; ++c) {
+                std::int16_t* bins = memory.bins + (x + c) * pitch + j;
+                double* offsets = memory.offsets + (x + c) * pitch + j;
+                for (long i = 0; i < count; ++i) bins[i] = memory.row_bins[i * TURNED_COLUMNS + c];
+                for (long i = 0; i < count; ++i) offsets[i] = memory.row_offsets[i * TURNED_COLUMNS + c];
+            }
         }
-        table.small_row(m_bins, rows, m_width, ring.out);
-        std::copy_n(ring.out, m_width, resultRow(y));
     }
 }
 
-void CleanPlane::large(int first_column, int columns, const CleanScratch& scratch) const {
-    const CleanKernels& table = kernels();
-    const Strip strip(scratch.histograms(), columns + 2 * m_radius_x);
-    const int left = std::max(first_column - m_radius_x, 0);
-    const int right = std::min(first_column + columns + m_radius_x, m_width);
-    CleanColumns inside = strip.columns;  // from the first column that the picture has
-    const int skipped = left - (first_column - m_radius_x);
-    inside.coarse += 16 * skipped;
-    inside.middle += 16 * skipped;
-    inside.fine += 16 * skipped;
-    inside.sums += skipped;
-    const auto update = [&](int y, int sign) {
-        if (y < 0 || y >= m_height) return;
-        table.sort_into_bins(m_bins, row(y) + left, right - left, strip.bins, strip.offsets);
-        table.update_columns(inside, strip.bins, strip.offsets, right - left, sign);
-    };
-    for (int y = 0; y < m_radius_y; ++y) update(y, 1);
-    for (int y = 0; y < m_height; ++y) {
-        update(y + m_radius_y, 1);
-        update(y - m_radius_y - 1, -1);
-        table.large_row(m_bins, strip.columns, m_radius_x, columns, resultRow(y) + first_column);
+void CleanPlane::large(int first, int last, const CleanScratch& scratch) const {
+    const auto& table = cpu_select(baseline::clean_band_kernels, avx2::clean_band_kernels, avx512::clean_band_kernels);
+    const int step = m_radius_y < 16 ? 4 : 8;
+    const BandMemory memory(scratch.part(0), m_width, LARGE_BAND, m_radius_x, m_radius_y);
+    turn(first - m_radius_y, memory);
+    for (int y = first; y <= last; y += step) {
+        CleanBand band = memory.band;
+        band.bins += y - first;
+        band.offsets += y - first;
+        float* out[CLEAN_MOST_ROWS];
+        band.rows = std::min(step, last - y + 1);
+        for (int k = 0; k < band.rows; ++k) {
+            band.inside[k] = std::min(y + k + m_radius_y, m_height - 1) - std::max(y + k - m_radius_y, 0) + 1;
+            out[k] = result(0, y + k);
+        }
+        (step == 4 ? table.four : table.eight)(m_bins, band, out);
     }
-    for (int y = m_height - 1 - m_radius_y; y < m_height; ++y) update(y, -1);
 }
