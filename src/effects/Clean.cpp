@@ -47,8 +47,8 @@ Range range_of(const K7Image& picture) {
 }
 
 // All tasks, by whoever is free and has memory: each a band of one large channel, or of all others. False when nobody
-// has memory for them.
-bool filter(const std::vector<CleanPlane>& planes, int rows) {
+// has memory for them, or the host wants an end.
+bool filter(const std::vector<CleanPlane>& planes, int rows, const PluginK7* effect) {
     std::vector<const CleanPlane*> large, others;
     std::size_t bytes = 0;
     for (const CleanPlane& plane : planes) {
@@ -64,7 +64,7 @@ bool filter(const std::vector<CleanPlane>& planes, int rows) {
         if (first > last) return;
         CleanScratch scratch;
         if (!scratch.allocate(bytes)) return;
-        for (int task; (task = next.fetch_add(1)) < tasks;) {
+        for (int task; !host_wants_abort(effect) && (task = next.fetch_add(1)) < tasks;) {
             if (task < large_tasks)
                 large[std::size_t(task / large_bands)]->runBand(task % large_bands, scratch);
             else
@@ -120,7 +120,7 @@ void Clean::ProcessFrame() {
         filters.emplace_back(*source, *result, c, radii.x.value, DoSync.value ? radii.x.value : radii.y.value,
                              clean_bins(range.of[c][0], range.of[c][1]));
     }
-    if (!filter(filters, source->height)) return;
+    if (!filter(filters, source->height, this)) return;
     result->stats_valid = 0;
     if (!doAlpha) image_copy_channels(source, result, 8);
 }

@@ -155,6 +155,29 @@ TEST(Clean, ChannelsHaveWindowsOfTheirOwn) {
     }
 }
 
+// Each channel its own way: by histograms, as a mean, filled, and by sorted columns.
+TEST(Clean, ChannelsThatNeedDifferentMethods) {
+    const ImagePtr noise = grainy(300, 80);
+    const ImagePtr source = picture(300, 80, [&](int x, int y, int c) {
+        const float sample = at(noise.get(), x, y, c);
+        return c == 1 ? 0.5f + 0.03f * sample : c == 2 ? 0.25f : sample;
+    });
+    ImagePtr first;
+    for (const int count : {1, 5}) {
+        const RowThreads threads(count);
+        Cleaner cleaner(source);
+        const K7Image* result = cleaner.split({{12, 9}, {7, 4}, {3, 3}, {2, 2}}).result();
+        if (first) {
+            EXPECT_TRUE(same_pixels(first.get(), result));
+        }
+        first.reset(image_duplicate(result));
+        expectMedians(source.get(), result, 0, 12, 9, 31);
+        expectMedians(source.get(), result, 1, 7, 4, 31);
+        expectMedians(source.get(), result, 2, 3, 3, 31);
+        expectMedians(source.get(), result, 3, 2, 2, 31);
+    }
+}
+
 TEST(Clean, PicturesOfEverySizeAndAcrossStrips) {
     for (const auto& [width, height] :
          {std::pair{1, 1}, {1, 40}, {40, 1}, {2, 3}, {15, 4}, {31, 5}, {33, 7}, {65, 2}}) {
