@@ -89,8 +89,9 @@ class PolarPicture {
     bool valid() const { return m_sums != nullptr; }
     float maxDistance() const { return m_max_distance; }
 
-    // Circles of these radii and those beside them.
-    bool unwrap(const K7Image& source, const float* sine, const float* cosine, float smallest, float largest);
+    // Circles of these radii and those beside them. False when there is no memory, or the effect's host wants an end.
+    bool unwrap(const K7Image& source, const float* sine, const float* cosine, float smallest, float largest,
+                const PluginK7* effect);
     void average(const SpinArcs& arcs, const K7Image& source, const K7Image* matte, K7Image& result) const;
 
   private:
@@ -121,8 +122,8 @@ PolarPicture::PolarPicture(const K7Image& image, float cx, float cy)
     m_table.means = m_means.data();
 }
 
-bool PolarPicture::unwrap(const K7Image& source, const float* sine, const float* cosine, float smallest,
-                          float largest) {
+bool PolarPicture::unwrap(const K7Image& source, const float* sine, const float* cosine, float smallest, float largest,
+                          const PluginK7* effect) {
     const ImagelibKernel kernel(KERNEL_BSPLINE, EDGE_BLACK);
     if (!kernel.valid) return false;
     const StageTimer timer("Un-wrap image.");
@@ -150,9 +151,11 @@ bool PolarPicture::unwrap(const K7Image& source, const float* sine, const float*
         if (first > last) return;
         const auto scratch = make_block<double, false>(4 * std::size_t(m_table.columns + 2));
         if (!scratch) complete = false;
-        for (int row; complete && (row = next.fetch_add(ROWS_AT_ONCE)) < end;)
+        for (int row; complete && (row = next.fetch_add(ROWS_AT_ONCE)) < end;) {
+            if (host_wants_abort(effect)) complete = false;
             for (int i = row; i < std::min(row + ROWS_AT_ONCE, end); ++i)
                 table.unwrap_row(view, m_table, i, scratch.get());
+        }
     });
     return complete;
 }
@@ -235,7 +238,8 @@ bool SpinBlur::blur(const K7Image& source, K7Image& result) const {
     if (!DoMatte.value || !is_picture(amount) || !same_size(*amount, result)) amount = nullptr;
     // A fading ring leaves the circles inside and outside as they are.
     const bool ring = arcs.style == Fade && inner <= outer;
-    if (!polar.unwrap(source, m_sine.get(), m_cosine.get(), ring ? inner : 0.0f, ring ? outer : polar.maxDistance()))
+    if (!polar.unwrap(source, m_sine.get(), m_cosine.get(), ring ? inner : 0.0f, ring ? outer : polar.maxDistance(),
+                      this))
         return false;
     polar.average(arcs, source, amount, result);
     return true;
