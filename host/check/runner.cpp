@@ -29,7 +29,9 @@ std::string reasonIn(const std::string& output) {
     std::string fault = lineWith(output, "FAULT ");
     if (fault.empty()) return {};
     fault.erase(0, std::string("FAULT ").size());
-    return fault.ends_with("calls:") ? fault.substr(0, fault.find("; calls:")) : fault;
+    for (const std::string_view end : {"calls:", "; "})
+        if (fault.ends_with(end)) fault.resize(fault.size() - end.size());
+    return fault;
 }
 
 struct RunningCase {
@@ -51,7 +53,7 @@ std::vector<Finding> findingsOf(const RunningCase& ended, ChildProcess::End end,
     const std::string output = process.output(), reason = reasonIn(output);
     if (end != ChildProcess::End::Finished) {
         std::string text = deathOf(process, end, timeout);
-        if (!reason.empty() && reason != "calls:") text += ": " + reason;
+        if (!reason.empty()) text += ": " + reason;
         found.push_back({ended.what.id, text + "; at: " + process.lastStep(), output});
     } else if (!reason.empty() && output.find("Sanitizer") != std::string::npos) {
         found.push_back({ended.what.id, reason, output});

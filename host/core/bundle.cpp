@@ -1,6 +1,10 @@
 #include "host/core/bundle.h"
 
 #include <dlfcn.h>
+#include <elf.h>
+
+#include <cstring>
+#include <fstream>
 
 #include "ofx/ofx_names.h"
 
@@ -100,6 +104,27 @@ std::string bundleOf(const fs::path& library) {
     return (folder.extension() == ".bundle" ? folder : library).string();
 }
 
+// A library cut short by a copy that failed is mapped like a whole one, and kills the process where it ends. What is no
+// library at all is left to the loader, which says so.
+void requireWhole(const fs::path& library) {
+    std::ifstream file(library, std::ios::binary);
+    const auto read = [&](auto& record, std::uint64_t offset) {
+        file.seekg(static_cast<std::streamoff>(offset));
+        return static_cast<bool>(file.read(reinterpret_cast<char*>(&record), sizeof record));
+    };
+    Elf64_Ehdr header;
+    if (!read(header, 0) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0) return;
+    if (header.e_ident[EI_CLASS] != ELFCLASS64) return;
+    std::error_code ignored;
+    const std::uintmax_t size = fs::file_size(library, ignored);
+    for (std::uint64_t i = 0; i < header.e_phnum; ++i) {
+        Elf64_Phdr part;
+        const bool there = read(part, header.e_phoff + i * header.e_phentsize);
+        if (!there || (part.p_type == PT_LOAD && (part.p_offset > size || size - part.p_offset < part.p_filesz)))
+            throw Error("the bundle's library is cut short: " + library.string());
+    }
+}
+
 template <class Function>
 Function* symbol(void* library, const char* name) {
     return reinterpret_cast<Function*>(dlsym(library, name));
@@ -109,6 +134,7 @@ Function* symbol(void* library, const char* name) {
 
 Bundle::Bundle(Host& host, const fs::path& path) : m_host(host) {
     const fs::path library = fs::absolute(libraryOf(path));
+    requireWhole(library);
     m_library = dlopen(library.c_str(), RTLD_LAZY | RTLD_LOCAL);
     if (!m_library) throw Error(std::string("the bundle does not load: ") + dlerror());
     try {

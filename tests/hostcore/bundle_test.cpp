@@ -1,4 +1,5 @@
 // Loading: plug-ins of the process, files that are no bundles, and the real bundle where the build has one.
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -24,6 +25,22 @@ TEST(BundleTest, RefusesWhatIsNoBundle) {
     EXPECT_EQ(Bundle::libraryOf(folder.string() + "/"), library);
     EXPECT_THROW(Bundle(host, folder), ofxhost::Error);
     fs::remove_all(folder);
+}
+
+TEST(BundleTest, RefusesALibraryThatIsCutShort) {
+    ofxhost::Host host;
+    Dl_info whole;
+    ASSERT_TRUE(dladdr(reinterpret_cast<const void*>(&std::terminate), &whole));
+    const fs::path cut = fs::temp_directory_path() / ("hostcore-cut-" + std::to_string(::getpid()));
+    fs::copy_file(whole.dli_fname, cut);
+    const auto size = fs::file_size(cut);
+    EXPECT_GT(size, 100000u);
+    for (const auto rest :
+         {size / 2, std::uintmax_t{5000}, std::uintmax_t{300}, std::uintmax_t{40}, std::uintmax_t{0}}) {
+        fs::resize_file(cut, rest);
+        EXPECT_THROW(Bundle(host, cut), ofxhost::Error) << rest;
+    }
+    fs::remove(cut);
 }
 
 TEST(BundleTest, PassesOverBrokenRecords) {
