@@ -106,8 +106,14 @@ void nullData(Trial& trial) {
 
 // ---- Abort ------------------------------------------------------------------------------------------------------
 
-constexpr int abortPolls = 16;
-int abortCases(const EffectFacts&) { return abortPolls; }
+constexpr int abortCasesAll = 16, abortPollsInTurn = 12;
+int abortCases(const EffectFacts&) { return abortCasesAll; }
+
+// The first polls in turn, and then any of the others.
+int pollToAbortAt(Trial& trial, int polls) {
+    if (trial.index() < abortPollsInTurn || polls <= abortPollsInTurn) return trial.index() + 1;
+    return abortPollsInTurn + 1 + trial.random().below(polls - abortPollsInTurn);
+}
 
 double secondsOf(const std::function<void()>& work) {
     const auto start = std::chrono::steady_clock::now();
@@ -127,7 +133,7 @@ void aborted(Trial& trial) {
     Rendering expected;
     const double full = secondsOf([&] { expected = actor->render(3.0); });
     const int polls = stage.host().abortPolls();
-    const int poll = trial.index() + 1;
+    const int poll = pollToAbortAt(trial, polls);
     if (poll > polls) {
         const std::string never = "a render of " + std::to_string(full) + " s never asks whether it shall stop";
         trial.require(polls > 0 || full < 4.0 * patience, Robustness, never);
@@ -277,7 +283,7 @@ constexpr Invariant table[] = {
     {"fetches", Safety, "clipGetImage may fail at each call in turn", fetchCases, failingFetches},
     {"null-data", Safety, "images may come without data", clipsAndAll, nullData},
     {"abort", Safety, "a render that is told to stop at any poll stops soon, gives all back, and the next is whole",
-     abortCases, aborted},
+     abortCases, aborted, true},
     {"allocations", Safety, "each allocation of the bundle may fail, alone or with all later ones", allocationCases,
      refusedAllocations},
     {"suite-memory", Safety, "the host's memory suites may give nothing", suiteMemoryCases, refusedSuiteMemory},
