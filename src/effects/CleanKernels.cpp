@@ -442,20 +442,20 @@ static void window_row(const CleanBins& bins, const CleanRows& rows, int count, 
 
 using Row = void (*)(const CleanBins& bins, const CleanRows& rows, int count, float* out);
 static inline Row usual_window(int columns, int rows) {
-    switch (16 * columns + rows) {
-        case 0x33:
+    switch (columns << 8 | rows) {
+        case 0x0303:
             return window_row<3, 3>;
-        case 0x35:
+        case 0x0305:
             return window_row<3, 5>;
-        case 0x53:
+        case 0x0503:
             return window_row<5, 3>;
-        case 0x55:
+        case 0x0505:
             return window_row<5, 5>;
-        case 0x77:
+        case 0x0707:
             return window_row<7, 7>;
-        case 0x99:
+        case 0x0909:
             return window_row<9, 9>;
-        case 0xbb:
+        case 0x0b0b:
             return window_row<11, 11>;
     }
     return nullptr;

@@ -155,6 +155,24 @@ TEST(Clean, ChannelsHaveWindowsOfTheirOwn) {
     }
 }
 
+// Few columns of many rows, many of few, and windows that the picture cuts: a method for one shape must not take another.
+TEST(Clean, WindowsOfEveryShape) {
+    const RowThreads threads(2);
+    std::vector<std::pair<int, int>> shapes;
+    for (int rx = 1; rx <= 80; ++rx)
+        for (int ry = 1; ry <= 80; ++ry)
+            if ((2 * rx + 1) * (2 * ry + 1) < 140 || (rx * 31 + ry * 17) % 97 == 0) shapes.emplace_back(rx, ry);
+    while (shapes.size() % 4) shapes.emplace_back(1, 19);
+    const ImagePtr source = grainy(61, 74);
+    for (std::size_t i = 0; i < shapes.size(); i += 4) {
+        const std::vector<std::pair<int, int>> radii(shapes.begin() + long(i), shapes.begin() + long(i) + 4);
+        Cleaner cleaner(source);
+        const K7Image* result = cleaner.split(radii).result();
+        for (std::size_t c = 0; c < 4; ++c)
+            expectMedians(source.get(), result, int(c), radii[c].first, radii[c].second, 23);
+    }
+}
+
 // Each channel its own way: by histograms, as a mean, filled, and by sorted columns.
 TEST(Clean, ChannelsThatNeedDifferentMethods) {
     const ImagePtr noise = grainy(300, 80);
