@@ -12,7 +12,9 @@ inline void randomise(Actor& actor, std::uint64_t seed) {
     Random random(seed);
     for (const auto& param : actor.instance().params()) {
         if (!param->type().hasValue()) continue;
-        param->setValue(randomValue(*param, random));
+        const ofxhost::ParamValue value = randomValue(*param, random);
+        actor.stage().trial().step("set " + param->name() + " to " + valueText(*param, value));
+        param->setValue(value);
     }
 }
 

@@ -52,6 +52,7 @@ class Actor {
     Actor& operator=(const Actor&) = delete;
 
     bool created() const { return m_created; }
+    Stage& stage() { return m_stage; }
     ofxhost::EffectInstance& instance() { return *m_instance; }
 
     // All inputs, or without those that may be missing. `layout` gives depth, rows and guards; empty bounds become the
