@@ -239,7 +239,7 @@ void spoil(Defect defect, Instance& instance, OfxImageEffectHandle effect, const
             break;
         case Defect::SharesState:
             sharedLevel = static_cast<float>(instanceOf(effect)->firstGain);
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
             brighten(sharedLevel);
             break;
         case Defect::UsesFreshMemory: {
