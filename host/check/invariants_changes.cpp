@@ -54,7 +54,7 @@ void moveBetweenRenders(Trial& trial) {
     const ofxhost::ParamValue value = randomValue(param, trial.random());
     const double time = trial.random().below(6);
     actor->render(time);
-    trial.step("set " + param.name() + " to " + valueText(param, value));
+    trial.step(settingText(param, value));
     actor->instance().setParam(param, value);
     const Rendering after = actor->render(time);
     fresh->instance().setParam(*fresh->instance().findParam(param.name()), value);

@@ -120,6 +120,10 @@ std::string valueText(const Param& param, const ParamValue& value) {
     return text;
 }
 
+std::string settingText(const Param& param, const ParamValue& value) {
+    return "set " + param.name() + " to " + valueText(param, value);
+}
+
 namespace {
 
 int extremesOfParams(const EffectFacts& facts) { return facts.params * 3; }
@@ -133,7 +137,7 @@ void extremes(Trial& trial) {
     if (!param.type().hasValue()) return;
     const auto which = static_cast<Extreme>(trial.index() % 3);
     const ParamValue value = extremeValue(param, which);
-    trial.step("set " + param.name() + " to " + valueText(param, value));
+    trial.step(settingText(param, value));
     actor->instance().setParam(param, value);
     actor->render(2.0);
 }
@@ -183,7 +187,7 @@ void randomSets(Trial& trial) {
     for (const auto& param : instance.params()) {
         if (!param->type().hasValue() || !trial.random().chance(share)) continue;
         const ParamValue value = randomValue(*param, trial.random(), Reach::Allowed);
-        trial.step("set " + param->name() + " to " + valueText(*param, value));
+        trial.step(settingText(*param, value));
         if (param->animates() && trial.random().chance(0.2)) {
             param->setKey(0.0, randomValue(*param, trial.random()));
             param->setKey(7.5, value);

@@ -13,7 +13,7 @@ inline void randomise(Actor& actor, std::uint64_t seed) {
     for (const auto& param : actor.instance().params()) {
         if (!param->type().hasValue()) continue;
         const ofxhost::ParamValue value = randomValue(*param, random);
-        actor.stage().trial().step("set " + param->name() + " to " + valueText(*param, value));
+        actor.stage().trial().step(settingText(*param, value));
         param->setValue(value);
     }
 }

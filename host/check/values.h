@@ -18,5 +18,6 @@ enum class Reach {
 // Texts are of many kinds in any case.
 ofxhost::ParamValue randomValue(const ofxhost::Param& param, Random& random, Reach reach = Reach::Displayed);
 std::string valueText(const ofxhost::Param& param, const ofxhost::ParamValue& value);
+std::string settingText(const ofxhost::Param& param, const ofxhost::ParamValue& value);  // "set Rad to 3"
 
 }  // namespace bundlecheck

@@ -155,7 +155,7 @@ TEST(Clean, ChannelsHaveWindowsOfTheirOwn) {
     }
 }
 
-// Few columns of many rows, many of few, and windows that the picture cuts: a method for one shape must not take another.
+// Few columns of many rows, many of few, windows that the picture cuts: no method may take a shape that is not its own.
 TEST(Clean, WindowsOfEveryShape) {
     const RowThreads threads(2);
     std::vector<std::pair<int, int>> shapes;
