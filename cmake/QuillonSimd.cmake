@@ -15,7 +15,8 @@ function(quillon_simd_sources target)
   set(flags_avx512 -mavx2 -mf16c -mavx512f -mavx512bw -mavx512dq -mavx512vl -mprefer-vector-width=512
                    -Wno-uninitialized -Wno-maybe-uninitialized)  # GCC 12 sees its own intrinsics read undefined vectors (bug 105593)
   foreach(file IN LISTS ARGN)
-    get_filename_component(stem ${file} NAME_WE)
+    string(REGEX REPLACE "\\.cpp$" "" stem ${file})
+    string(MAKE_C_IDENTIFIER ${stem} stem)  # the folder too: stems may be equal
     foreach(level baseline avx2 avx512)
       set(object ${target}_${stem}_${level})
       add_library(${object} OBJECT ${file})

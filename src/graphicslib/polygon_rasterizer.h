@@ -11,7 +11,7 @@
 
 #include <vector>
 
-#include "graphicslib/raster_spans.h"
+#include "graphicslib/raster_spans_simd.h"
 
 class PolygonRasterizer {
   public:

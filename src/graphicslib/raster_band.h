@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "graphicslib/raster_graphics.h"
-#include "graphicslib/raster_spans.h"
+#include "graphicslib/raster_spans_simd.h"
 
 struct PixelRect {  // both ends inclusive
     int x0, y0, x1, y1;

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "imagelib/blur_lines.h"
+#include "imagelib/blur_simd.h"
 #include "imagelib/samples.h"
 #include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/k7pi_baselib.h"

@@ -10,7 +10,7 @@
 
 #include "imagelib/imagelib.h"
 #include "imagelib/imagelib_resample.h"
-#include "imagelib/pyramid_kernels.h"
+#include "imagelib/pyramid_simd.h"
 
 class ImagelibPyramid {
   public:

@@ -1,7 +1,7 @@
 #include <cmath>
 
 #include "imagelib/imagelib_lic.h"
-#include "imagelib/lic_kernels.h"
+#include "imagelib/lic_simd.h"
 #include "k7pi_baselib/cpu.h"
 
 namespace {

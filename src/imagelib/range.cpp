@@ -1,95 +1,75 @@
-// Single samples and the range of all samples.
+// Samples brought into a range.
 #include <algorithm>
 #include <cmath>
-#include <mutex>
+#include <limits>
 
+#include "imagelib/imagelib_range.h"
 #include "imagelib/samples.h"
 
 namespace {
 
-// NaN samples take no part.
+// Doubles hold the top of 32-bit samples, floats do not.
 template <class T>
-void extend_range(const T* samples, std::size_t count, T& low, T& high) {
-    for (std::size_t i = 0; i < count; ++i) {
-        low = samples[i] < low ? samples[i] : low;
-        high = samples[i] > high ? samples[i] : high;
-    }
-}
+using Exact = std::conditional_t<is_integer_sample<T>, double, float>;
 
 template <class T>
-T lowest_of() {
-    return is_integer_sample<T> ? T(0) : T(-std::numeric_limits<float>::infinity());
-}
-template <class T>
-T highest_of() {
-    return is_integer_sample<T> ? std::numeric_limits<T>::max() : T(std::numeric_limits<float>::infinity());
+constexpr Exact<T> exact_full() {
+    return is_integer_sample<T> ? static_cast<Exact<T>>(std::numeric_limits<T>::max()) : Exact<T>(1);
 }
 
-template <class T>
-void compute_range(K7Image* image) {
-    std::mutex merge;
-    T low = highest_of<T>(), high = lowest_of<T>();
-    const std::size_t row_samples = std::size_t(image->width) * image->channels;
-    for_rows(image->height, [&](int first, int last) {
-        if (first > last) return;
-        T part_low = highest_of<T>(), part_high = lowest_of<T>();
-        for (int y = first; y <= last; ++y) extend_range(image_row<T>(image, y), row_samples, part_low, part_high);
-        std::lock_guard lock(merge);
-        low = std::min(low, part_low);
-        high = std::max(high, part_high);
-    });
-    if (low > high) low = high = T(0);  // nothing but NaN
-    // The sum turns a negative zero, which compares equal to zero, into the positive one.
-    image->min_value = static_cast<float>(low) + 0.0f;
-    image->max_value = static_cast<float>(high) + 0.0f;
-    image->stats_valid = 1;
-}
-
-// Float is the type of the arithmetic: integer samples need double for their top value to come out exactly.
-template <class T, class Float>
-void map_range(K7Image* image, Float from, Float from_span, Float to, Float to_span) {
+// Replaces every sample by change(sample), for samples of type T.
+template <class T, class Change>
+void change_samples(K7Image* image, Change change) {
     const std::size_t row_samples = std::size_t(image->width) * image->channels;
     for_rows(image->height, [&](int first, int last) {
         for (int y = first; y <= last; ++y) {
-            T* samples = image_row<T>(image, y);
-            for (std::size_t i = 0; i < row_samples; ++i) {
-                const Float value = (static_cast<Float>(samples[i]) - from) * to_span / from_span + to;
-                samples[i] = truncate_sample<T>(value);
-            }
+            T* const samples = image_row<T>(image, y);
+            for (std::size_t i = 0; i < row_samples; ++i) samples[i] = change(samples[i]);
         }
     });
+    image->stats_valid = 0;
 }
 
 }  // namespace
 
-float image_get_sample(const K7Image* image, int x, int y, int channel) {
-    if (!is_valid(image) || x < 0 || y < 0 || x >= image->width || y >= image->height) return 0.0f;
-    if (channel < 0 || channel >= image->channels) return 0.0f;
-    float value = 0.0f;
-    visit_sample_type(image->sample_type, [&](auto sample) {
-        value = static_cast<float>(image_row<decltype(sample)>(image, y)[std::size_t(x) * image->channels + channel]);
-    });
-    return value;
-}
-
-bool image_compute_minmax(K7Image* image) {
-    if (!is_valid(image)) return false;
-    return visit_sample_type(image->sample_type, [&](auto sample) { compute_range<decltype(sample)>(image); });
-}
-
-bool image_normalize_range(K7Image* image, float low, float high) {
-    if (std::isnan(low) || std::isnan(high) || !image_compute_minmax(image)) return false;
-    const float full = image_full_value(image->sample_type);
-    low = std::clamp(low, 0.0f, full);
-    high = std::clamp(high, 0.0f, full);
-    if (low > high) std::swap(low, high);
-    const float from = image->min_value, from_span = image->max_value - from, to_span = high - low;
-    if (from_span < 0.000001f || to_span < 0.000001f || !std::isfinite(from_span)) return true;
-    visit_sample_type(image->sample_type, [&](auto sample) {
+bool image_threshold(K7Image* image, float level, bool invert) {
+    if (!is_valid(image) || std::isnan(level)) return false;
+    level = std::clamp(level, 0.0f, 1.0f);
+    return visit_sample_type(image->sample_type, [&](auto sample) {
         using T = decltype(sample);
-        using Float = std::conditional_t<is_integer_sample<T>, double, float>;
-        map_range<T, Float>(image, from, from_span, low, to_span);
+        const T full = static_cast<T>(exact_full<T>());
+        const T limit = is_integer_sample<T> ? truncate_sample<T>(level * exact_full<T>() + Exact<T>(0.5)) : T(level);
+        const T above = invert ? T(0) : full, below = invert ? full : T(0);
+        change_samples<T>(image, [=](T value) { return value >= limit ? above : below; });
     });
-    image->stats_valid = 0;
-    return true;
+}
+
+bool image_clamp_range(K7Image* image, float low, float high) {
+    if (!is_valid(image) || std::isnan(low) || std::isnan(high)) return false;
+    if (low > high) std::swap(low, high);
+    return visit_sample_type(image->sample_type, [&](auto sample) {
+        using T = decltype(sample);
+        const T least = truncate_sample<T>(std::clamp<Exact<T>>(low, 0, exact_full<T>()));
+        const T most = truncate_sample<T>(std::clamp<Exact<T>>(high, 0, exact_full<T>()));
+        // In this order a NaN becomes the lower limit.
+        change_samples<T>(image, [=](T value) {
+            const T raised = value > least ? value : least;
+            return raised < most ? raised : most;
+        });
+    });
+}
+
+bool image_normalize_full(K7Image* image, bool keep_zero) {
+    if (!is_valid(image)) return false;
+    if (!keep_zero) return image_normalize_range(image, 0.0f, image_full_value(image->sample_type));
+    if (!image_compute_minmax(image)) return false;
+    const float most = image->max_value;
+    if (!(most >= 0.000001f) || !std::isfinite(most)) return true;
+    return visit_sample_type(image->sample_type, [&](auto sample) {
+        using T = decltype(sample);
+        Exact<T> span = most;
+        if (is_integer_sample<T>) span = std::min(span, exact_full<T>());  // white of 32 bits is not a float
+        change_samples<T>(
+            image, [=](T value) { return truncate_sample<T>(static_cast<Exact<T>>(value) * exact_full<T>() / span); });
+    });
 }

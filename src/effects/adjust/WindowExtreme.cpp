@@ -1,0 +1,25 @@
+#include "effects/adjust/WindowExtreme.h"
+
+#include <algorithm>
+
+WindowSize extremeWindow(int size, const K7Image& output) {
+    const float radius = static_cast<float>(size) / output.unit_scale;
+    const int rows = std::clamp(static_cast<int>(std::min(2.0f * radius - 1.0f, 65535.0f)), 1, 65535);
+    const float aspect = output.pixel_height / output.pixel_width;
+    const int columns = std::clamp(static_cast<int>(std::min(static_cast<float>(rows) * aspect, 65535.0f)), 1, 65535);
+    return {rows, columns, std::max(1, rows / 2)};
+}
+
+void spreadExtreme(Extreme extreme, const ExtremeControls& controls, const K7Image* input, K7Image* output) {
+    if (!input || !output) return;
+    WindowSize windows[4];
+    if (controls.split.value) {
+        const IntegerControlK7* sizes[] = {&controls.red, &controls.green, &controls.blue, &controls.alpha};
+        for (int channel = 0; channel < 4; ++channel) windows[channel] = extremeWindow(sizes[channel]->value, *output);
+    } else {
+        std::fill_n(windows, 4, extremeWindow(controls.size.value, *output));
+    }
+    // Pixels at the threshold itself are filtered by both effects.
+    const ExtremeGate gate{static_cast<float>(controls.cutOff.value * 0.01), extreme == Extreme::Darkest};
+    image_window_extreme(input, output, extreme == Extreme::Lightest, windows, &gate);
+}

@@ -1,0 +1,50 @@
+#include "effects/engines/curves/CurveOverlay.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr int STROKES = 12;  // of each span
+
+ControlCurve curveOf(const CurveOverlayK7::Controls& points, double PositionControlK7::*x,
+                     double PositionControlK7::*y) {
+    std::array<CurvePoint, ControlCurve::CONTROLS> values{};
+    for (std::size_t i = 0; i < points.size(); ++i) values[i] = {points[i]->*x, points[i]->*y};
+    return ControlCurve(values);
+}
+
+}  // namespace
+
+ControlCurve fetchedCurve(const CurveOverlayK7::Controls& points) {
+    return curveOf(points, &PositionControlK7::x, &PositionControlK7::y);
+}
+
+CurveOverlayK7::CurveOverlayK7(EffectInfo* owner, const Controls& points, OverlayColour curveColour)
+    : OverlayControlK7(owner, {points[0], points[1], points[2], points[3], points[4], points[5]}),
+      m_points(points),
+      m_curveColour(curveColour) {}
+
+int CurveOverlayK7::partAt(float x, float y) const {
+    for (int part = 1; part <= ControlCurve::CONTROLS; ++part)
+        if (near(view().place(point(part).overlayX, point(part).overlayY), x, y)) return part;
+    return 0;
+}
+
+void CurveOverlayK7::moveTo(int part, Point pen) {
+    point(part).overlayX = std::clamp(static_cast<double>(pen.x) / view().width, 0.0, 1.0);
+    point(part).overlayY = std::clamp(static_cast<double>(pen.y) / view().height, 0.0, 1.0);
+}
+
+void CurveOverlayK7::write(int part) { point(part).SetValue(point(part).overlayX, point(part).overlayY); }
+
+void CurveOverlayK7::draw(const OverlayPen& pen) const {
+    pen.colour(m_curveColour);
+    const ControlCurve curve = curveOf(m_points, &PositionControlK7::overlayX, &PositionControlK7::overlayY);
+    const auto place = [&](int stroke) {
+        const CurvePoint at = curve.at(double(stroke) / STROKES);
+        return view().place(at.x, std::clamp(at.y, 0.0, 1.0));
+    };
+    for (int i = 0; i < STROKES * ControlCurve::SPANS; ++i) pen.line(place(i), place(i + 1));
+    for (int part = 1; part <= ControlCurve::CONTROLS; ++part)
+        pen.handle(view().place(point(part).overlayX, point(part).overlayY), hovered == part);
+}

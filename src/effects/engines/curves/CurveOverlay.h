@@ -1,0 +1,28 @@
+// The overlay of a control curve: drawn over the whole picture, its six points dragged with the pen.
+#pragma once
+
+#include <array>
+
+#include "Library2/Overlay.h"
+#include "effects/engines/curves/ControlCurve.h"
+
+class CurveOverlayK7 : public OverlayControlK7 {  // 1 to 6: the points
+  public:
+    using Controls = std::array<CurvePointControlK7*, ControlCurve::CONTROLS>;
+    CurveOverlayK7(EffectInfo* owner, const Controls& points, OverlayColour curveColour);
+    const char* kind() const override { return "curve"; }
+
+  protected:
+    int partAt(float x, float y) const override;
+    void moveTo(int part, Point pen) override;
+    void write(int part) override;
+    void draw(const OverlayPen& pen) const override;
+
+  private:
+    CurvePointControlK7& point(int part) const { return *m_points[static_cast<std::size_t>(part - 1)]; }
+    Controls m_points;
+    OverlayColour m_curveColour;  // whatever colour the host side gives its widgets: curves tell channels apart by it
+};
+
+// The values fetched for a render.
+ControlCurve fetchedCurve(const CurveOverlayK7::Controls& points);

@@ -1,0 +1,29 @@
+#include "effects/engines/curves/PowerTable.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "imagelib/imagelib.h"
+
+namespace {
+constexpr double MOST = 1e30;
+constexpr int ROW = 256;  // entries that a thread takes at least
+}  // namespace
+
+float PowerTable::power(double base, double exponent) {
+    const double value = std::pow(base, exponent);
+    return static_cast<float>(value > 0.0 ? std::min(value, MOST) : 0.0);
+}
+
+bool PowerTable::prepare(int entries, double steps, double exponent) {
+    if (m_entries && m_count == entries && m_steps == steps && m_exponent == exponent) return true;
+    m_entries.reset(new (std::nothrow) float[static_cast<std::size_t>(entries)]);
+    if (!m_entries) return false;
+    m_count = entries, m_steps = steps, m_exponent = exponent;
+    for_rows_float((entries + ROW - 1) / ROW, [&](int first, int last) {
+        for (int i = first * ROW; i < std::min((last + 1) * ROW, entries); ++i)
+            m_entries[static_cast<std::size_t>(i)] = power(i / steps, exponent);
+    });
+    return true;
+}

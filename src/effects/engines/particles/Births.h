@@ -1,0 +1,103 @@
+// How the particles of the weather effects are born: how many, for how long, where, how fast and in what colour. Plain
+// records of 4-byte fields for Motion blocks, like those of Forces.h.
+//
+// `draw` is the generator of the frames and `own` that of the particle set. The order of draws from each is part of the
+// picture.
+#pragma once
+
+#include <algorithm>
+
+#include "effects/engines/particles/Forces.h"
+#include "effects/engines/particles/Readings.h"
+#include "effects/engines/particles/WeatherParticle.h"
+
+namespace weather {
+
+// A line between two places, with births about it.
+struct Emitter {
+    float left[3] = {}, right[3] = {};  // the ends, pixels
+    float radii[3] = {};                // of the ellipsoid about a place on the line, pixels
+    float density = 0;                  // births a frame
+    float life = 0;                     // the longest, frames; the shortest is a tenth
+    float speed = 0;                    // pixels a frame; set by the effect, whose units differ
+    float velocity_var = 0;
+
+    void set(const Frame& frame, const PositionControlK7& from, const PositionControlK7& to, const SizeControlK7& var,
+             const FloatControlK7& births, const FloatControlK7& lifetime, const FloatControlK7& variance) {
+        left[0] = static_cast<float>(from.x) * frame.width;
+        left[1] = static_cast<float>(from.y) * frame.height;
+        right[0] = static_cast<float>(to.x) * frame.width;
+        right[1] = static_cast<float>(to.y) * frame.height;
+        radii[0] = radii[1] = frame.width * value(var) * frame.pixel_width;
+        density = value(births);
+        life = value(lifetime);
+        velocity_var = share(variance);
+    }
+
+    // Births of a frame: about the density,
+    int steady_count(MTRandom& draw) const { return birth_count(density + signed_draw(draw) * (density / 10) + 0.5f); }
+    // or in gusts, between about none and the density.
+    int gusty_count(MTRandom& draw) const {
+        const float fewer = draw.next_float() * density / 10;
+        const float more = draw.next_float() * density;
+        return birth_count(0.5f - fewer + more);
+    }
+
+    // Gives a particle its life and its place. False where it would not live, or not be seen.
+    bool place(WeatherParticle& p, float fade, MTRandom& own) const {
+        p.set_random_life(life, life / 10, own);
+        p.fade = fade;
+        if (!(p.life > 0) || !(fade > 0)) return false;
+        p.set_position_on_segment(left, right, radii, own);
+        std::copy_n(p.position, 3, p.previous_position);
+        return true;
+    }
+
+    // Gives a particle its velocity: up, or down where the speed is negative, and hardly leaning
+    void drop(WeatherParticle& p, MTRandom& draw, MTRandom& own) const {
+        constexpr float LEAN = 0.01745f;  // of the mean velocity, times its length
+        const float a = signed_draw(draw) * LEAN;
+        const float b = velocity_var * draw.next_float() + speed;
+        const float c = 1 + draw.next_float() * velocity_var;
+        setVelocity(p, a * c, b * c, own);
+    }
+    // or along a direction, at the speed or more.
+    void send(WeatherParticle& p, const float direction[2], MTRandom& draw, MTRandom& own) const {
+        const float h = 1 + draw.next_float() * velocity_var;
+        const float fast = h * speed * (1 + draw.next_float());
+        setVelocity(p, fast * direction[0], fast * direction[1], own);
+    }
+
+  private:
+    static constexpr int MOST_BIRTHS = 1000000;  // a frame
+
+    // How many particles a number of births is, whatever it was made from.
+    static int birth_count(float births) {
+        return births >= 1 ? static_cast<int>(std::min(births, static_cast<float>(MOST_BIRTHS))) : 0;
+    }
+    static void setVelocity(WeatherParticle& p, float x, float y, MTRandom& own) {
+        const float mean[3] = {x, y, 0};
+        constexpr float NO_SPREAD[3] = {};
+        p.set_random_velocity(mean, NO_SPREAD, own);
+    }
+};
+
+// A colour, and how far particles differ from it.
+struct Tint {
+    float colour[3] = {};
+    float variance = 0;  // of each channel
+    float mono = 0;      // of all three together
+
+    void set(const ColourControlK7& of, const FloatControlK7& colour_var, const FloatControlK7& mono_var) {
+        read_colour(of, colour);
+        variance = share(colour_var);
+        mono = share(mono_var);
+    }
+    void give(WeatherParticle& p, float alpha, MTRandom& draw) const {
+        const float grey = mono * signed_draw(draw);
+        for (const int channel : {2, 1, 0}) p.color[channel] = grey + colour[channel] + signed_draw(draw) * variance;
+        p.color[3] = alpha;
+    }
+};
+
+}  // namespace weather

@@ -1,0 +1,241 @@
+#include "effects/engines/sprites/Splats.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+
+#include "effects/engines/sprites/Splats_simd.h"
+#include "graphicslib/line_draw.h"
+#include "k7pi_baselib/cpu.h"
+
+namespace {
+
+constexpr int BAND = 16;            // rows: of a 1920 wide picture 480 KB, which stay in a core's cache
+constexpr std::uint32_t AHEAD = 2;  // items whose pixels are on their way
+constexpr float FAR = 1e6f;         // pixels
+constexpr float POINT_COVERAGE = 0.25f;
+
+bool is_picture(const K7Image* image) {
+    return image && image->pixels && image->channels == 4 && image->sample_type == SAMPLE_F32;
+}
+
+bool near(float x, float y) { return std::fabs(x) < FAR && std::fabs(y) < FAR; }
+
+void cover(float* pixel, const float* colour, float coverage) {
+    for (int c = 0; c < 3; ++c) pixel[c] = coverage * colour[c] + (1 - coverage) * pixel[c];
+    pixel[3] = coverage + (1 - coverage) * pixel[3];
+}
+
+class CoveringLine final : public LineDraw {
+  public:
+    CoveringLine(K7Image* into, const float* colour, float opacity)
+        : LineDraw(into), m_colour(colour), m_opacity(opacity) {}
+    void pixel(int x, int y, float coverage, float) override { cover(pixel_at(x, y), m_colour, coverage * m_opacity); }
+
+  private:
+    const float* m_colour;
+    float m_opacity;
+};
+
+const SplatKernels& kernels() {
+    return cpu_select(baseline::splat_kernels, avx2::splat_kernels, avx512::splat_kernels);
+}
+
+}  // namespace
+
+// ---- Collecting -----------------------------------------------------------------------------------------------
+
+void Splats::begin(int width, int height) {
+    m_width = width;
+    m_height = height;
+    m_items.clear();
+}
+
+// Clips what lies within the reach of a place. False when nothing is left.
+bool Splats::place(Item& item, float x, float y, float reach_x, float reach_y) const {
+    if (!near(x, y) || !near(reach_x, reach_y)) return false;
+    item.x = x;
+    item.y = y;
+    item.first_column = std::max(static_cast<int>(std::ceil(x - reach_x)), 0);
+    item.last_column = std::min(static_cast<int>(std::floor(x + reach_x)), m_width - 1);
+    item.first_row = std::max(static_cast<int>(std::ceil(y - reach_y)), 0);
+    item.last_row = std::min(static_cast<int>(std::floor(y + reach_y)), m_height - 1);
+    return item.first_column <= item.last_column && item.first_row <= item.last_row;
+}
+
+void Splats::add(const Item& item, const float* colour, float opacity) {
+    if (!std::isfinite(opacity)) return;
+    m_items.push_back(item);
+    std::copy_n(colour, 3, m_items.back().colour);
+    m_items.back().opacity = opacity;
+}
+
+bool Splats::point(const float* colour, float x, float y, float opacity) {
+    Item item;
+    item.kind = Kind::Point;
+    if (!near(x, y) || !place(item, std::floor(x + 0.5f), std::floor(y + 0.5f), 0, 0)) return false;
+    add(item, colour, opacity * POINT_COVERAGE);
+    return true;
+}
+
+void Splats::line(const float* colour, float x0, float y0, float x1, float y1, float coverage) {
+    if (!near(x0, y0) || !near(x1, y1)) return;
+    Item item;
+    item.kind = Kind::Line;
+    const float cx = 0.5f * (x0 + x1);
+    const float cy = 0.5f * (y0 + y1);
+    if (!place(item, cx, cy, 0.5f * std::fabs(x1 - x0) + 2, 0.5f * std::fabs(y1 - y0) + 2)) return;
+    item.x = x0, item.y = y0, item.a = x1, item.b = y1;
+    add(item, colour, coverage);
+}
+
+void Splats::sprite(const float* colour, const Sprite* sprite, float x, float y, float opacity) {
+    if (!sprite) return;
+    Item item;
+    item.kind = Kind::Upright;
+    item.source = sprite;
+    if (place(item, x, y, 0.5f * static_cast<float>(sprite->width() + 1),
+              0.5f * static_cast<float>(sprite->height() + 1)))
+        add(item, colour, opacity);
+}
+
+void Splats::sprite_rotated(const float* colour, const Sprite* sprite, float x, float y, float opacity, float radians) {
+    if (radians == 0) return this->sprite(colour, sprite, x, y, opacity);
+    if (!sprite || !std::isfinite(radians)) return;
+    Item item;
+    item.kind = Kind::Turned;
+    item.source = sprite;
+    item.a = static_cast<float>(std::cos(static_cast<double>(radians)));
+    item.b = static_cast<float>(std::sin(static_cast<double>(radians)));
+    const float half_width = 0.5f * static_cast<float>(sprite->width() + 1);
+    const float half_height = 0.5f * static_cast<float>(sprite->height() + 1);
+    const float cosine = std::fabs(item.a);
+    const float sine = std::fabs(item.b);
+    if (place(item, x, y, cosine * half_width + sine * half_height, sine * half_width + cosine * half_height))
+        add(item, colour, opacity);
+}
+
+void Splats::painted(Painter painter, const void* owner, int index, int first_row, int last_row) {
+    Item item;
+    item.kind = Kind::Painted;
+    item.first_row = std::max(first_row, 0);
+    item.last_row = std::min(last_row, m_height - 1);
+    if (item.first_row > item.last_row) return;
+    item.source = owner;
+    item.painter = painter;
+    item.item = index;
+    m_items.push_back(item);
+}
+
+Splats::Bounds Splats::bounds() const {
+    Bounds all{m_width, -1, m_height, -1};
+    for (const Item& item : m_items) {
+        all.first_column = std::min(all.first_column, item.first_column);
+        all.last_column = std::max(all.last_column, item.last_column);
+        all.first_row = std::min(all.first_row, item.first_row);
+        all.last_row = std::max(all.last_row, item.last_row);
+    }
+    return all;
+}
+
+// ---- Drawing --------------------------------------------------------------------------------------------------
+
+// Each band gets the indices of its items, in order; threads take the bands as they come.
+void Splats::draw(K7Image* image) const {
+    if (!is_picture(image) || image->width != m_width || image->height != m_height || m_items.empty()) return;
+    const int bands = (m_height + BAND - 1) / BAND;
+    std::vector<std::uint32_t> begins(static_cast<std::size_t>(bands) + 2);
+    for (const Item& item : m_items)
+        for (int b = item.first_row / BAND; b <= item.last_row / BAND; ++b) ++begins[static_cast<std::size_t>(b) + 2];
+    for (std::size_t b = 2; b < begins.size(); ++b) begins[b] += begins[b - 1];
+    std::vector<std::uint32_t> order(begins.back());
+    for (std::uint32_t i = 0; i < m_items.size(); ++i)
+        for (int b = m_items[i].first_row / BAND; b <= m_items[i].last_row / BAND; ++b)
+            order[begins[static_cast<std::size_t>(b) + 1]++] = i;
+
+    image->stats_valid = 0;  // before any thread draws
+    std::atomic<int> next{0};
+    for_rows_float(bands, [&](int first, int last) {
+        if (first > last) return;
+        for (int b; (b = next.fetch_add(1)) < bands;)
+            drawBand(image, order, begins[static_cast<std::size_t>(b)], begins[static_cast<std::size_t>(b) + 1],
+                     b * BAND, std::min(b * BAND + BAND, m_height) - 1);
+    });
+}
+
+// Sprites lie anywhere, so that every row of one is a new place of memory.
+void Splats::fetch(K7Image* image, const Item& item, int first, int last) {
+    constexpr int LINE = 4;  // pixels
+    if (item.last_column - item.first_column > 16 * LINE) return;
+    for (int y = std::max(first, item.first_row); y <= std::min(last, item.last_row); ++y) {
+        const float* row = image_row<float>(image, y);
+        for (int x = item.first_column; x <= item.last_column + LINE - 1; x += LINE)
+            __builtin_prefetch(row + 4L * std::min(x, item.last_column), 0, 2);
+    }
+}
+
+void Splats::drawBand(K7Image* image, const std::vector<std::uint32_t>& order, std::uint32_t begin, std::uint32_t end,
+                      int first, int last) const {
+    const SplatKernels& table = kernels();
+    const SplatTarget target{.pixels = image_row<float>(image, 0),
+                             .pitch = 4L * m_width,
+                             .width = m_width,
+                             .first_row = first,
+                             .last_row = last};
+    for (std::uint32_t n = begin; n < end; ++n) {
+        if (n + AHEAD < end) fetch(image, m_items[order[n + AHEAD]], first, last);
+        const Item& item = m_items[order[n]];
+        if (item.kind == Kind::Point) {
+            cover(image_row<float>(image, item.first_row) + 4L * item.first_column, item.colour, item.opacity);
+        } else if (item.kind == Kind::Line) {
+            CoveringLine line(image, item.colour, item.opacity);
+            line.set_clip(0, std::max(first, item.first_row), m_width - 1, std::min(last, item.last_row));
+            line.draw(item.x, item.y, item.a, item.b);
+        } else if (item.kind == Kind::Painted) {
+            item.painter(item.source, item.item, image, std::max(first, item.first_row), std::min(last, item.last_row));
+        } else {
+            const auto* picture = static_cast<const Sprite*>(item.source);
+            const SplatSprite sprite{picture->samples(), picture->width(), picture->height(), picture->pitch()};
+            const SplatPlace place{.colour = {item.colour[0], item.colour[1], item.colour[2], 1},
+                                   .opacity = item.opacity,
+                                   .x = item.x,
+                                   .y = item.y,
+                                   .cosine = item.a,
+                                   .sine = item.b,
+                                   .first_column = item.first_column,
+                                   .last_column = item.last_column,
+                                   .first_row = item.first_row,
+                                   .last_row = item.last_row};
+            (item.kind == Kind::Upright ? table.upright : table.turned)(target, sprite, place);
+        }
+    }
+}
+
+// ---- One at once ----------------------------------------------------------------------------------------------
+
+namespace {
+
+template <class Collect>
+bool draw_one(K7Image* image, Collect collect) {
+    if (!is_picture(image)) return false;
+    Splats splats;
+    splats.begin(image->width, image->height);
+    collect(splats);
+    splats.draw(image);
+    return splats.count() > 0;
+}
+
+}  // namespace
+
+bool draw_point(K7Image* image, const float* colour, float x, float y, float opacity) {
+    return draw_one(image, [&](Splats& splats) { splats.point(colour, x, y, opacity); });
+}
+
+bool draw_sprite(K7Image* image, const float* colour, const Sprite* sprite, float x, float y, float opacity) {
+    return draw_one(image, [&](Splats& splats) { splats.sprite(colour, sprite, x, y, opacity); });
+}
+
+bool draw_sprite_rotated(K7Image* image, const float* colour, const Sprite* sprite, float x, float y, float opacity,
+                         float radians) {
+    return draw_one(image, [&](Splats& splats) { splats.sprite_rotated(colour, sprite, x, y, opacity, radians); });
+}

@@ -1,0 +1,64 @@
+#include "effects/night/InfraRed.h"
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+#include "effects/night/NightLook.h"
+#include "imagelib/imagelib_colour.h"
+#include "imagelib/imagelib_composite.h"
+#include "k7pi_baselib/k7pi_baselib.h"
+
+namespace {
+
+constexpr int LUMINANCE = 4;
+
+// The three curves side by side; null when there is no memory.
+std::unique_ptr<float[]> film_table(const InfraRedInfo& info) {
+    std::unique_ptr<float[]> table(new (std::nothrow) float[4 * (FILM_ENTRIES + 1)]());
+    if (!table) return nullptr;
+    const CurveOverlayK7::Controls* curves[] = {&info.redPoints, &info.greenPoints, &info.bluePoints};
+    for (int c = 0; c < 3; ++c)
+        fetchedCurve(*curves[c]).tabulate(FILM_ENTRIES, [&](int i, float y) { table[4 * i + c] = y; });
+    std::copy_n(&table[4 * (FILM_ENTRIES - 1)], 4, &table[4 * FILM_ENTRIES]);
+    return table;
+}
+
+}  // namespace
+
+void InfraRed::ProcessFrame() {
+    const StageTimer timer("InfraRed (CPU)");
+    const K7Image* back = background.image.get();
+    const K7Image* source = infraRed.image ? infraRed.image.get() : back;
+    K7Image* result = output.image.get();
+    if (!is_night_picture(back) || !is_night_picture(source) || !is_night_picture(result)) return;
+    if (!same_night_size(*back, *result) || abortRequested()) return;
+
+    const float mix = std::clamp(narrowed(Blend.value) * 0.01f, 0.0f, 1.0f);
+    if (mix == 1.0f) {
+        image_copy(back, result);
+    } else {
+        if (!expose(*source, *result)) return;
+        if (BW.value) image_select_channel(result, result, LUMINANCE);
+        if (mix > 0.0f) image_cross_dissolve(result, back, mix);
+    }
+    if (!doAlpha) image_copy_channels(back, result, 8);
+}
+
+// False when the host wants an end, or there is no memory.
+bool InfraRed::expose(const K7Image& clip, K7Image& result) const {
+    const ImagePtr resized = same_night_size(clip, result) ? nullptr : fitted(clip, result);
+    const K7Image& source = resized ? *resized : clip;
+    const ImagePtr working = softened(source, Soften.value, Softening.value);
+    const auto table = film_table(*this);
+    if (!same_night_size(source, result) || !working || !table) {
+        report_no_memory(traits.name);
+        return false;
+    }
+    const NightLookRows& rows = night_look_kernels();
+    result.stats_valid = 0;
+    return night_rows(*this, result.height, [&](int y) {
+        rows.film(table.get(), image_row<float>(&source, y), image_row<float>(working.get(), y),
+                  image_row<float>(&result, y), result.width);
+    });
+}

@@ -1,0 +1,118 @@
+// Q_NightVision: the picture through a night-vision tube.
+//
+// Luminance goes through a steep response and gets the tint of the phosphor; highlights bloom, the tube adds grain, and
+// one or two round eyepieces darken the border. A reticle can be laid on top.
+#pragma once
+
+#include "Library2/PluginK7.h"
+#include "effects/engines/curves/PowerTable.h"
+
+// Contrast, lift, brightness; tint; defocus; grain: on, biased, amount, size, its defocus; highlight softness; border:
+// on, clear radius, softness, type, separation; reticle type and colour.
+inline constexpr PresetRow<25> NIGHT_VISION_PRESETS[] = {
+    // clang-format off
+    {"Type A",
+     {52, 10, 185, .261723, .781262, .347662, 0, 5, 0, 0, 3, 1, 0, 10, 50,
+      1, .805, 62, 0, .256, 0, .499992, .499992, .499992, 1}},
+    {"Type B",
+     {60, 10, 160, .35, .85, .45, 0, 5, 1, 0, 6, 1, 0, 10, 50,
+      1, .56, 62, 1, .6, 0, .499992, .499992, .499992, 1}},
+    {"Type C",
+     {52, 10, 185, .2, .95, .55, 0, 5, 1, 0, 5, 2, 0, 10, 20,
+      1, .805, 40, 0, .256, 0, .499992, .499992, .499992, 1}},
+    {"Type D",
+     {70, 10, 150, .75, .85, 1, 0, 5, 1, 0, 4, 1, 0, 10, 50,
+      1, .805, 62, 0, .256, 0, .499992, .499992, .499992, 1}},
+    {"Type E",
+     {55, 10, 170, 1, .65, .15, 1, 2, 0, 0, 3, 1, 0, 10, 50,
+      1, .805, 62, 0, .256, 0, .499992, .499992, .499992, 1}},
+    {"Type F",
+     {52, 10, 185, .261723, .781262, .347662, 0, 5, 0, 0, 3, 1, 0, 10, 50,
+      1, .805, 62, 0, .256, 1, .9, .12, .05, 1}},
+    {"Type G",
+     {52, 10, 185, .261723, .781262, .347662, 0, 5, 1, 1, 12, 1, 1, 1.5, 50,
+      0, .805, 62, 0, .256, 0, .499992, .499992, .499992, 1}},
+    {"Type H",
+     {110, 0, 320, .15, .7, .25, 0, 5, 1, 1, 6, 2, 0, 10, 50,
+      1, .56, 62, 1, .6, 3, .02, .02, .02, 1}},
+    // clang-format on
+};
+
+struct NightVisionInfo : EffectInfo {
+    static constexpr EffectTraits traits{
+        .name = "NightVision",
+        .menu = "Night Looks",
+        .overlay = true,
+        .description = "Night Vision Camera simulation. This effect is in Box Number 3"};
+    enum Border { Monocular = 1, Binocular = 2 };
+    static constexpr int NoReticle = 1;  // of RetType; reticles follow
+
+    ClipRecord input{this, {.name = "Input", .label = "Input", .required = true}};
+
+    Page page{this, "NightVision"};
+    ListControlK7 Demos{this, {"Demos", "Type", 0, presetNames(NIGHT_VISION_PRESETS)}};
+    FloatControlK7 Contrast{this, {"Contrast", "Contrast", 52.0, 0.0, 500.0}};
+    FloatControlK7 Lift{this, {"Lift", "Lift", 10.0, -100.0, 100.0}};
+    FloatControlK7 Brightness{this, {"Brightness", "Brightness", 185.0, 0.0, 500.0}};
+    ColourControlK7 Tint{this, {"Tint", "Tint", 0.261723f, 0.781262f, 0.347662f}};
+    CheckboxControlK7 DoDefocus{this, {"DoDefocus", "Do Defocus"}};
+    FloatControlK7 Defocus{this, {"Defocus", "Defocus", 5.0, 0.0, 100.0}};
+
+    Page grainPage{this, "Grain"};
+    CheckboxControlK7 DoGrain{this, {"DoGrain", "Add Grain"}};
+    CheckboxControlK7 LumBias{this, {"LumBias", "Luminance Bias"}};
+    FloatControlK7 Grain{this, {"Grain", "Grain Amt", 3.0, 0.0, 100.0}};
+    IntegerControlK7 GrainSize{this, {"GrainSize", "Grain Size", 1, 1, 10}};
+    CheckboxControlK7 DoBlurGrain{this, {"DoBlurGrain", "Do Grain Defocus"}};
+    FloatControlK7 BlurGrain{this, {"BlurGrain", "Grain Defocus", 10.0, 0.0, 20.0}};
+
+    Page highlightPage{this, "Highlights"};
+    CheckboxControlK7 DoHi{this, {"DoHi", "Do Highlight", true}};
+    FloatControlK7 Range{this, {"Range", "Range", 90.0, 0.0, 100.0}};
+    FloatControlK7 HiSoft{this, {"HiSoft", "Softness", 50.0, 0.0, 100.0}};
+    FloatControlK7 HiBoost{this, {"HiBoost", "Highlight Boost", 500.0, 0.0, 1000.0}};
+
+    Page borderPage{this, "Border"};
+    CheckboxControlK7 DoBorder{this, {"DoBorder", "Do Border", true}};
+    SizeControlK7 ClearRad{this, {"ClearRad", "Clear Radius", 0.805, 0.01, 2.0}};
+    FloatControlK7 Softness{this, {"Softness", "Edge Softness", 62.0, 0.1, 100.0}};
+    ListControlK7 BorderType{this, {"BorderType", "Border Type", 0, {"Monocular", "Binocular"}}};
+    SizeControlK7 Separation{this, {"Separation", "Separation", 0.256, 0.1, 2.0}};
+
+    Page reticlePage{this, "Reticle"};
+    PositionControlK7 RetPos{this, {"RetPos", "Position", 0.5, 0.5}};
+    ListControlK7 RetType{this,
+                          {"RetType", "Reticle Type", 0, {"None", "Type 1", "Type 2", "Type 3", "Type 4", "Type 5"}}};
+    SizeControlK7 RetSize{this, {"RetSize", "Size", 0.6, 0.01, 2.0}};
+    ColourControlK7 RetColour{
+        this, {"RetColour", "Colour", 0.499992f, 0.499992f, 0.499992f, 1.0f}, ColourControlK7::Components::RGBA};
+    CheckboxControlK7 UseDef{this, {"UseDef", "Use Default Thickness", true}};
+    FloatControlK7 RetThick1{this, {"RetThick1", "Thickness 1", 2.0, 0.1, 100.0}};
+    FloatControlK7 RetThick2{this, {"RetThick2", "Thickness 2", 6.0, 0.1, 100.0}};
+    FloatControlK7 RetThick3{this, {"RetThick3", "Thickness 3", 8.0, 0.1, 100.0}};
+
+    CrosshairOverlayK7 reticleWidget{this, RetPos};
+    CircleOverlayK7 reticleSizeWidget{this, RetPos, RetSize};
+
+    NightVisionInfo();
+
+  private:
+    void ghostSeparation();
+    void ghostThickness();
+};
+
+class NightVision final : public Effect<NightVisionInfo> {
+  public:
+    void ProcessFrame() override;
+
+  protected:
+    void PrepareOverlay() override;
+
+  private:
+    // Each false when the host wants an end, or there is no memory.
+    bool develop(const K7Image& source, K7Image& result);
+    bool addGrain(K7Image& result);
+    bool frame(K7Image& result);
+
+    PowerTable m_powers;
+};

@@ -1,0 +1,83 @@
+#include "effects/night/Thermo.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+#include <new>
+
+#include "effects/night/NightLook.h"
+#include "imagelib/imagelib_composite.h"
+#include "k7pi_baselib/k7pi_baselib.h"
+
+namespace {
+
+constexpr int COLDNESS_ENTRIES = 3201, INTENSITY_ENTRIES = 4096;
+constexpr double COLDEST_HUE = 240.0;  // degrees: blue
+constexpr double LEAST_GAMMA = 0.01;
+
+// A fully saturated colour; hue 0 to 240 degrees, from red over green to blue.
+void put_colour(double hue, double value, float* rgb) {
+    const double sector = hue / 60.0;
+    const double red = std::clamp(2.0 - sector, 0.0, 1.0);
+    const double green = std::clamp(std::min(sector, 4.0 - sector), 0.0, 1.0);
+    const double blue = std::clamp(sector - 2.0, 0.0, 1.0);
+    rgb[0] = static_cast<float>(red * value);
+    rgb[1] = static_cast<float>(green * value);
+    rgb[2] = static_cast<float>(blue * value);
+}
+
+}  // namespace
+
+void Thermo::ProcessFrame() {
+    const StageTimer timer("Thermo (CPU)");
+    const K7Image* source = input.image.get();
+    K7Image* result = output.image.get();
+    if (!is_night_picture(source) || !is_night_picture(result) || !same_night_size(*source, *result)) return;
+    if (abortRequested()) return;
+
+    const float mix = std::clamp(narrowed(Blend.value / 100.0), 0.0f, 1.0f);
+    if (mix == 1.0f) {
+        image_copy(source, result);
+    } else {
+        if (!image_heat(*source, *result)) return;
+        if (mix > 0.0f) image_cross_dissolve(result, source, mix);
+    }
+    if (!doAlpha) image_copy_channels(source, result, 8);
+}
+
+// The colour of each brightness: gamma, both curves and the turn around the colour circle in one look-up.
+std::unique_ptr<float[]> Thermo::palette() const {
+    std::unique_ptr<float[]> table(new (std::nothrow) float[4 * PALETTE_ENTRIES]());
+    if (!table) return nullptr;
+    std::array<float, COLDNESS_ENTRIES> coldness;
+    std::array<float, INTENSITY_ENTRIES> intensity;
+    fetchedCurve(temperaturePoints).tabulate(COLDNESS_ENTRIES, [&](std::size_t i, float y) { coldness[i] = 1.0f - y; });
+    fetchedCurve(intensityPoints).tabulate(INTENSITY_ENTRIES, [&](std::size_t i, float y) { intensity[i] = y; });
+    for (int i = 0; i < PALETTE_ENTRIES; ++i) {
+        const float g = m_gamma.entries()[i];
+        const double cold = double(coldness[static_cast<std::size_t>(g * (COLDNESS_ENTRIES - 1))]);
+        const double value = double(intensity[static_cast<std::size_t>(g * (INTENSITY_ENTRIES - 1))]);
+        put_colour(COLDEST_HUE * cold, value, &table[4 * i]);
+    }
+    return table;
+}
+
+// False when the host wants an end, or there is no memory.
+bool Thermo::image_heat(const K7Image& source, K7Image& result) {
+    const double gamma = Gamma.value > LEAST_GAMMA ? Gamma.value : LEAST_GAMMA;
+    const ImagePtr working = softened(source, Soften.value, Softening.value);
+    const bool powers = m_gamma.prepare(PALETTE_ENTRIES, PALETTE_ENTRIES - 1, 1.0 / gamma);
+    const auto table = powers ? palette() : nullptr;
+    if (!working || !table) {
+        report_no_memory(traits.name);
+        return false;
+    }
+    const float boost = narrowed(LuminanceBoost.value / 100.0);
+    const NightLookRows& rows = night_look_kernels();
+    result.stats_valid = 0;
+    return night_rows(*this, result.height, [&](int y) {
+        rows.palette(table.get(), boost, image_row<float>(&source, y), image_row<float>(working.get(), y),
+                     image_row<float>(&result, y), result.width);
+    });
+}

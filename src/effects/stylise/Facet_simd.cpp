@@ -1,0 +1,252 @@
+#include "effects/stylise/Facet_simd.h"
+
+#include <immintrin.h>
+
+namespace QUILLON_SIMD {
+namespace {
+
+// ---- Samples and bins -----------------------------------------------------------------------------------------
+
+static void quantise(const float* samples, unsigned char* bins, long count) {
+    for (long i = 0; i < count; ++i) {
+        float level = samples[i] * 127.99f;
+        level = level > 0.0f ? level : 0.0f;
+        level = level < 127.0f ? level : 127.0f;
+        bins[i] = (unsigned char)(int)level;
+    }
+}
+
+constexpr float LEVEL = 1.0f / 127.0f;
+constexpr int BATCH = 16;  // bins
+
+typedef unsigned char Batch __attribute__((vector_size(BATCH)));
+
+static inline void restore_batch(Batch bins, float* samples, bool streamed) {
+    const Batch zero = {};
+    const __m128i low = _mm_unpacklo_epi8((__m128i)bins, (__m128i)zero);
+    const __m128i high = _mm_unpackhi_epi8((__m128i)bins, (__m128i)zero);
+    const __m128i parts[4] = {_mm_unpacklo_epi16(low, (__m128i)zero), _mm_unpackhi_epi16(low, (__m128i)zero),
+                              _mm_unpacklo_epi16(high, (__m128i)zero), _mm_unpackhi_epi16(high, (__m128i)zero)};
+    for (int i = 0; i < 4; ++i) {
+        const __m128 level = _mm_mul_ps(_mm_cvtepi32_ps(parts[i]), _mm_set1_ps(LEVEL));
+        if (streamed)
+            _mm_stream_ps(samples + 4 * i, level);
+        else
+            _mm_storeu_ps(samples + 4 * i, level);
+    }
+}
+
+static inline bool can_stream(const float* place) { return ((unsigned long)place & 15) == 0; }
+
+static void restore(const unsigned char* bins, float* samples, long count, bool streamed) {
+    const bool past_caches = streamed && can_stream(samples);
+    long i = 0;
+    for (; i + BATCH <= count; i += BATCH) {
+        Batch batch;
+        __builtin_memcpy(&batch, bins + i, BATCH);
+        restore_batch(batch, samples + i, past_caches);
+    }
+    for (; i < count; ++i) samples[i] = float(bins[i]) * LEVEL;
+    if (past_caches) _mm_sfence();
+}
+
+// ---- Windows of 3x3 -------------------------------------------------------------------------------------------
+
+#if defined(__AVX2__)
+typedef __m256i Bins;
+static inline Bins load(const unsigned char* from) { return _mm256_loadu_si256((const __m256i_u*)from); }
+static inline void store(unsigned char* to, Bins v) { _mm256_storeu_si256((__m256i_u*)to, v); }
+static inline Bins smaller(Bins a, Bins b) { return _mm256_min_epu8(a, b); }
+static inline Bins larger(Bins a, Bins b) { return _mm256_max_epu8(a, b); }
+static inline Bins equal(Bins a, Bins b) { return _mm256_cmpeq_epi8(a, b); }
+static inline Bins above(Bins a, Bins b) { return _mm256_cmpgt_epi8(a, b); }
+static inline Bins both(Bins a, Bins b) { return _mm256_and_si256(a, b); }
+static inline Bins minus(Bins a, Bins b) { return _mm256_sub_epi8(a, b); }
+static inline Bins choose(Bins mask, Bins yes, Bins no) { return _mm256_blendv_epi8(no, yes, mask); }
+static inline Bins nothing() { return _mm256_setzero_si256(); }
+#else
+typedef __m128i Bins;
+static inline Bins load(const unsigned char* from) { return _mm_loadu_si128((const __m128i_u*)from); }
+static inline void store(unsigned char* to, Bins v) { _mm_storeu_si128((__m128i_u*)to, v); }
+static inline Bins smaller(Bins a, Bins b) { return _mm_min_epu8(a, b); }
+static inline Bins larger(Bins a, Bins b) { return _mm_max_epu8(a, b); }
+static inline Bins equal(Bins a, Bins b) { return _mm_cmpeq_epi8(a, b); }
+static inline Bins above(Bins a, Bins b) { return _mm_cmpgt_epi8(a, b); }
+static inline Bins both(Bins a, Bins b) { return _mm_and_si128(a, b); }
+static inline Bins minus(Bins a, Bins b) { return _mm_sub_epi8(a, b); }
+static inline Bins choose(Bins mask, Bins yes, Bins no) {
+    return _mm_or_si128(_mm_and_si128(mask, yes), _mm_andnot_si128(mask, no));
+}
+static inline Bins nothing() { return _mm_setzero_si128(); }
+#endif
+constexpr int STEP = sizeof(Bins);
+static_assert(STEP <= FACET_SLACK);
+
+static inline void order(Bins& a, Bins& b) {
+    const Bins low = smaller(a, b);
+    b = larger(a, b);
+    a = low;
+}
+static inline void order(Bins& a, Bins& b, Bins& c) {
+    order(a, b);
+    order(b, c);
+    order(a, b);
+}
+
+// The value of the longest run of a sorted list, the first of equally long ones.
+static inline Bins longest_run(const Bins (&sorted)[9]) {
+    Bins value = sorted[0], longest = nothing(), run = nothing();
+    for (int i = 1; i < 9; ++i) {
+        const Bins same = equal(sorted[i], sorted[i - 1]);
+        run = both(minus(run, same), same);
+        value = choose(above(run, longest), sorted[i], value);
+        longest = larger(longest, run);
+    }
+    return value;
+}
+
+// Nine bins are sorted: the columns of three once for the three windows that each is part of; then the rows of the
+// resulting square, and with the seven comparisons that a square sorted both ways still needs, all of it.
+static inline Bins mode_of_columns(const unsigned char* low, const unsigned char* middle, const unsigned char* high) {
+    Bins v[9];
+    for (int i = 0; i < 3; ++i) {
+        v[i] = load(low + 4 * i);
+        v[3 + i] = load(middle + 4 * i);
+        v[6 + i] = load(high + 4 * i);
+    }
+    order(v[0], v[1], v[2]);
+    order(v[3], v[4], v[5]);
+    order(v[6], v[7], v[8]);
+    order(v[1], v[3]);
+    order(v[2], v[4]);
+    order(v[2], v[6]);
+    order(v[2], v[3]);
+    order(v[4], v[6]);
+    order(v[5], v[7]);
+    order(v[5], v[6]);
+    return longest_run(v);
+}
+
+static void mode_3x3(const unsigned char* above_row, const unsigned char* row, const unsigned char* below_row,
+                     unsigned char* scratch, float* samples, long count, bool streamed) {
+    const long length = count + 8 + FACET_SLACK;
+    unsigned char* const low = scratch;
+    unsigned char* const middle = low + length;
+    unsigned char* const high = middle + length;
+    for (long i = 0; i < count + 8; i += STEP) {
+        Bins a = load(above_row + i), b = load(row + i), c = load(below_row + i);
+        order(a, b, c);
+        store(low + i, a);
+        store(middle + i, b);
+        store(high + i, c);
+    }
+    const bool past_caches = streamed && can_stream(samples);
+    for (long i = 0; i < count; i += STEP) {
+        const Bins modes = mode_of_columns(low + i, middle + i, high + i);
+        unsigned char buffer[STEP];
+        store(buffer, modes);
+        if (count - i < STEP) {
+            restore(buffer, samples + i, count - i, false);
+            break;
+        }
+        for (int part = 0; part < STEP; part += BATCH) {
+            Batch batch;
+            __builtin_memcpy(&batch, buffer + part, BATCH);
+            restore_batch(batch, samples + i + part, past_caches);
+        }
+    }
+    if (past_caches) _mm_sfence();
+}
+
+// ---- Sliding windows ------------------------------------------------------------------------------------------
+
+#if defined(__AVX512BW__)
+typedef __m512i Counts;
+static inline Counts load_counts(const FacetCount* from) { return _mm512_load_si512((const __m512i*)from); }
+static inline Counts plus(Counts a, Counts b) { return _mm512_add_epi16(a, b); }
+static inline Counts less(Counts a, Counts b) { return _mm512_sub_epi16(a, b); }
+static inline Counts most(Counts a, Counts b) { return _mm512_max_epi16(a, b); }
+static inline __m128i fold(Counts v) {
+    const __m256i half = _mm256_max_epi16(_mm512_castsi512_si256(v), _mm512_extracti64x4_epi64(v, 1));
+    return _mm_max_epi16(_mm256_castsi256_si128(half), _mm256_extracti128_si256(half, 1));
+}
+#elif defined(__AVX2__)
+typedef __m256i Counts;
+static inline Counts load_counts(const FacetCount* from) { return _mm256_load_si256((const __m256i*)from); }
+static inline Counts plus(Counts a, Counts b) { return _mm256_add_epi16(a, b); }
+static inline Counts less(Counts a, Counts b) { return _mm256_sub_epi16(a, b); }
+static inline Counts most(Counts a, Counts b) { return _mm256_max_epi16(a, b); }
+static inline __m128i fold(Counts v) {
+    return _mm_max_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+}
+#else
+typedef __m128i Counts;
+static inline Counts load_counts(const FacetCount* from) { return _mm_load_si128((const __m128i*)from); }
+static inline Counts plus(Counts a, Counts b) { return _mm_add_epi16(a, b); }
+static inline Counts less(Counts a, Counts b) { return _mm_sub_epi16(a, b); }
+static inline Counts most(Counts a, Counts b) { return _mm_max_epi16(a, b); }
+static inline __m128i fold(Counts v) { return v; }
+#endif
+constexpr int LANES = sizeof(Counts) / sizeof(FacetCount);
+constexpr int PARTS = FACET_BINS / LANES;
+constexpr int GROUP = 8;  // bins that share their low bits
+
+// The bin of the largest of eight entries, each the largest of its bins modulo 8.
+static inline unsigned char largest_bin(__m128i best) {
+#if defined(__AVX2__)
+    const unsigned int found =
+        (unsigned int)_mm_cvtsi128_si32(_mm_minpos_epu16(_mm_xor_si128(best, _mm_set1_epi16(0x7fff))));
+    return (unsigned char)((found & 15) * GROUP + (found >> 16));
+#else
+    __m128i top = _mm_max_epi16(best, _mm_shuffle_epi32(best, 0x4e));
+    top = _mm_max_epi16(top, _mm_shuffle_epi32(top, 0xb1));
+    top = _mm_max_epi16(top, _mm_shufflehi_epi16(_mm_shufflelo_epi16(top, 0xb1), 0xb1));
+    const int places = _mm_movemask_epi8(_mm_cmpeq_epi16(best, top));
+    return (unsigned char)((15 - (_mm_cvtsi128_si32(top) & 15)) * GROUP + __builtin_ctz((unsigned int)places) / 2);
+#endif
+}
+
+// The sums stay in registers. With the upkeep of the columns 4.3 ns a sample at 5x5 and 5.0 at 31x31 on a Zen 4.
+static void slide(const FacetCount* columns, int window, int count, unsigned char* modes) {
+    alignas(64) FacetCount low_bits[FACET_BINS];
+    for (int bin = 0; bin < FACET_BINS; ++bin) low_bits[bin] = (FacetCount)(15 - bin / GROUP);
+    Counts sums[PARTS];
+    for (int i = 0; i < PARTS; ++i) sums[i] = load_counts(low_bits + i * LANES);
+    const FacetCount* head = columns;
+    for (int c = 1; c < window; ++c, head += FACET_BINS)
+        for (int i = 0; i < PARTS; ++i) sums[i] = plus(sums[i], load_counts(head + i * LANES));
+
+    const FacetCount* tail = columns;
+    for (int x = 0; x < count; ++x, head += FACET_BINS, tail += FACET_BINS) {
+        for (int i = 0; i < PARTS; ++i) sums[i] = plus(sums[i], load_counts(head + i * LANES));
+        Counts best = sums[0];
+        for (int i = 1; i < PARTS; ++i) best = most(best, sums[i]);
+        modes[4L * x] = largest_bin(fold(best));
+        for (int i = 0; i < PARTS; ++i) sums[i] = less(sums[i], load_counts(tail + i * LANES));
+    }
+}
+
+static void slide_wide(const FacetWideCount* columns, int window, int count, unsigned char* modes) {
+    alignas(64) FacetWideCount sums[FACET_BINS];
+    for (int bin = 0; bin < FACET_BINS; ++bin) sums[bin] = FACET_BINS - 1 - bin;
+    const FacetWideCount* head = columns;
+    for (int c = 1; c < window; ++c, head += FACET_BINS)
+        for (int bin = 0; bin < FACET_BINS; ++bin) sums[bin] += head[bin];
+
+    const FacetWideCount* tail = columns;
+    for (int x = 0; x < count; ++x, head += FACET_BINS, tail += FACET_BINS) {
+        FacetWideCount best = 0;
+        for (int bin = 0; bin < FACET_BINS; ++bin) {
+            const FacetWideCount sum = sums[bin] + head[bin];
+            best = sum > best ? sum : best;
+            sums[bin] = sum - tail[bin];
+        }
+        modes[4L * x] = (unsigned char)(FACET_BINS - 1 - (best & (FACET_BINS - 1)));
+    }
+}
+
+}  // namespace
+
+const FacetKernels facet_kernels = {quantise, restore, mode_3x3, slide, slide_wide};
+
+}  // namespace QUILLON_SIMD

@@ -1,0 +1,222 @@
+#include "effects/trails/TrailAverage.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "imagelib/imagelib_blur.h"
+#include "imagelib/imagelib_colour.h"
+#include "imagelib/imagelib_composite.h"
+#include "imagelib/imagelib_range.h"
+
+namespace {
+
+constexpr double SECRET_END = 10000.0;  // where the counter behind the restart button begins again
+constexpr double MOST_FRAMES = 1e9;
+
+bool is_picture(const K7Image* image) {
+    return image && image->pixels && image->channels == 4 && image->sample_type == SAMPLE_F32;
+}
+
+void premultiply(K7Image& image) {
+    for_rows_float(image.height, [&](int first, int last) {
+        for (int y = first; y <= last; ++y) {
+            float* pixel = image_row<float>(&image, y);
+            for (int x = 0; x < image.width; ++x, pixel += 4)
+                for (int c = 0; c < 3; ++c) pixel[c] *= pixel[3];
+        }
+    });
+    image.stats_valid = 0;
+}
+
+int limited(const IntegerControlK7& control) { return std::clamp(control.value, control.min(), control.max()); }
+
+// The frame that leaves the window of so many frames when this one enters it.
+int oldest_frame(int frame, int length, int first) { return std::max(frame - length, first); }
+
+// How often a frame of the run is in the window that ends with the newest one.
+int times_in_window(int frame, int newest, int length, int first) {
+    if (frame > first) return newest - frame < length;
+    return std::max(length - (newest - first), 0);
+}
+
+}  // namespace
+
+// ---- Frames ---------------------------------------------------------------------------------------------------
+
+int TrailAverage::frameNumber() const {
+    return std::isnan(currentFrame) ? 0 : static_cast<int>(std::clamp(currentFrame, -MOST_FRAMES, MOST_FRAMES));
+}
+
+TrailAverage::Settings TrailAverage::settings() const {
+    Settings now;
+    now.style = std::clamp<int>(DoStyle.value, Straight, BoostBright);
+    if (now.style == StaggerRGB)
+        now.lengths = {limited(EnduranceR), limited(EnduranceG), limited(EnduranceB)};
+    else
+        now.lengths = {limited(Endurance), limited(Endurance), limited(Endurance)};
+    if (now.style == BoostBright) now.boost = LumBoost.value;
+    now.usesMatte = MatteShuffle.value || MattePreMultiply.value;
+    now.premultiplies = MattePreMultiply.value;
+    return now;
+}
+
+// The frame itself, then those that leave the sums, the oldest last: hosts are told of the range between the two ends.
+void TrailAverage::FramePrepare() {
+    const int frame = frameNumber();
+    const TrailLengths lengths = settings().lengths;
+    int oldest[] = {oldest_frame(frame, lengths.red, m_run.first), oldest_frame(frame, lengths.green, m_run.first),
+                    oldest_frame(frame, lengths.blue, m_run.first)};
+    std::sort(std::begin(oldest), std::end(oldest), std::greater<>());
+    for (ClipRecord* clip : {&input, &matte}) {
+        clip->addFrame(frame);
+        int before = frame;
+        for (const int wanted : oldest) {
+            if (wanted < before) clip->addFrame(wanted);
+            before = std::min(wanted, before);
+        }
+    }
+}
+
+// A frame as the sums take it: with the matte as its alpha, and in brightness and colour for BoostBright. Null where
+// that is the frame as it is, or without memory.
+ImagePtr TrailAverage::prepared(const K7Image& frame, const K7Image& matteImage, const Settings& now) const {
+    if (!now.usesMatte && now.style != BoostBright) return {};
+    ImagePtr image(image_duplicate(&frame));
+    if (!image) return {};
+    if (now.usesMatte) {
+        constexpr int ALPHA_FROM_FIRST[] = {-1, -1, -1, 1};
+        image_copy_mapped(&matteImage, image.get(), ALPHA_FROM_FIRST, 4);
+        if (now.premultiplies) premultiply(*image);
+    }
+    if (now.style == BoostBright) image_rgb_to_yuv_curve(image.get(), image.get(), static_cast<float>(now.boost));
+    return image;
+}
+
+// A frame of the run, prepared. Where the host gives no other frame of the matte its present one serves; without a
+// matte the frame is its own, as everywhere.
+ImagePtr TrailAverage::pastFrame(int frame, const K7Image& layout, const Settings& now) {
+    const auto blank = [&] { return make_image_uncleared(layout.width, layout.height, 4, SAMPLE_F32); };
+    ImagePtr image = blank();
+    if (!image || !input.GetFrame(frame, image.get())) return {};
+    ImagePtr pastMatte;
+    const K7Image* matteImage = image.get();
+    if (now.usesMatte && clipProperties(matte.handle()).intOr(ofx::prop::ClipConnected, 0)) {
+        pastMatte = blank();
+        const bool given = pastMatte && matte.GetFrame(frame, pastMatte.get());
+        matteImage = given ? pastMatte.get() : matte.image.get();
+    }
+    ImagePtr result = prepared(*image, *matteImage, now);
+    return result ? std::move(result) : std::move(image);
+}
+
+// ---- The run --------------------------------------------------------------------------------------------------
+
+bool TrailAverage::mustRestart(int frame, const K7Image& source) const {
+    return m_restart || frame < m_run.last || frame == m_run.first || source.width != m_run.width ||
+           source.height != m_run.height || ReStartSecret.value != m_run.secret;
+}
+
+// The sums begin full of the first frame, so that a still picture stays as it is.
+bool TrailAverage::beginRun(const K7Image& newest, const Settings& now, K7Image& result) {
+    if (!m_sums.begin(result, now.style == StaggerRGB ? TrailKind::Apart : TrailKind::Together)) return false;
+    m_sums.add(newest, now.lengths);
+    return now.style == BoostBright ? (m_sums.average(now.lengths, result), true) : image_copy(&newest, &result);
+}
+
+bool TrailAverage::continueRun(const K7Image& newest, int frame, K7Image& result) {
+    const Settings& now = m_run.settings;
+    const int lengths[] = {now.lengths.red, now.lengths.green, now.lengths.blue};
+    ImagePtr fetched[3];
+    const K7Image* oldest[3] = {};
+    for (int c = 0; c < 3; ++c) {
+        const auto leaving = [&](int channel) { return oldest_frame(frame, lengths[channel], m_run.first); };
+        if (frame == m_run.last) {  // once more: it takes the place of what it was
+            oldest[c] = m_newest.get();
+            continue;
+        }
+        for (int other = 0; other < c; ++other)
+            if (leaving(other) == leaving(c)) oldest[c] = oldest[other];
+        if (oldest[c]) continue;
+        fetched[c] = pastFrame(leaving(c), newest, now);
+        oldest[c] = fetched[c].get();
+        if (!oldest[c]) return false;
+    }
+    if (!oldest[0]) return false;
+    m_sums.step(oldest, newest, now.lengths, result);
+    return true;
+}
+
+// The sums as they would be had the run been rendered with these settings from its first frame on.
+bool TrailAverage::sumAgain(const K7Image& newest, int frame, const Settings& now, K7Image& result) {
+    if (!m_sums.begin(result, now.style == StaggerRGB ? TrailKind::Apart : TrailKind::Together)) return false;
+    const int longest = std::max({now.lengths.red, now.lengths.green, now.lengths.blue});
+    for (int past = std::max(frame - longest + 1, m_run.first); past <= frame; ++past) {
+        if (abortRequested()) return false;
+        const ImagePtr image = past < frame ? pastFrame(past, newest, now) : nullptr;
+        if (past < frame && !image) return false;
+        const auto times = [&](int length) { return times_in_window(past, frame, length, m_run.first); };
+        m_sums.add(image ? *image : newest,
+                   {times(now.lengths.red), times(now.lengths.green), times(now.lengths.blue)});
+    }
+    m_sums.average(now.lengths, result);
+    return true;
+}
+
+void TrailAverage::ProcessFrame() {
+    K7Image *source = input.image.get(), *result = output.image.get();
+    if (!is_picture(source) || !is_picture(result) || source->width != result->width ||
+        source->height != result->height || abortRequested())
+        return;
+    const StageTimer timer("TrailAverage (CPU)");
+    const int frame = frameNumber();
+    const Settings now = settings();
+    const bool ownMatte = !is_picture(matte.image.get()) || !image_same_layout(matte.image.get(), source);
+    ImagePtr changed = prepared(*source, ownMatte ? *source : *matte.image, now);
+    const K7Image& newest = changed ? *changed : *source;
+
+    bool restart = mustRestart(frame, *source);
+    if (!restart && now == m_run.settings) {
+        restart = !continueRun(newest, frame, *result);
+    } else if (!restart) {
+        m_run.settings = {};  // until the sums are complete again
+        restart = !sumAgain(newest, frame, now, *result);
+    }
+    if (restart) {
+        if (abortRequested()) return;  // perhaps that is why a frame was missing: the run stays
+        m_restart = true;
+        if (!beginRun(newest, now, *result)) return;
+        m_run = {frame, frame, source->width, source->height, ReStartSecret.value, now};
+    }
+    m_restart = false;
+    m_run.last = frame;
+    m_run.settings = now;
+    if (now.style == BoostBright) image_yuv_curve_to_rgb(result, result, static_cast<float>(now.boost));
+    finish(*source, *result);
+    // The frame is ours from here on.
+    m_newest = changed ? std::move(changed) : std::move(input.image);
+}
+
+void TrailAverage::finish(const K7Image& source, K7Image& result) {
+    if (DoBlur.value && Blur.value > 0.0) {
+        const float radius = static_cast<float>(Blur.value) / (source.unit_scale > 0.0f ? source.unit_scale : 1.0f);
+        if (!image_gaussian_blur(&result, radius, radius, 15))
+            return Trace(TRACE_ERROR, "image_gaussian_blur() failed!\n");
+    }
+    if (DoComp.value) {
+        const K7Image* under = background.image.get();
+        if (!is_picture(under) || !image_same_layout(under, &result)) under = &source;
+        image_composite(&result, &result, COMPOSITE_OVER, under, PreMultiply.value, -1, -1, -1, -1);
+    }
+    if (!doAlpha) image_copy_channels(&source, &result, 8);
+}
+
+// ---- The button -----------------------------------------------------------------------------------------------
+
+// The counter reaches instances that the host renders with elsewhere.
+void TrailAverage::ButtonPressed(ButtonControlK7& button) {
+    if (&button != &Restart) return;
+    double count = 0.0;
+    ReStartSecret.GetValue(0.0, &count);
+    ReStartSecret.SetValue(count + 1.0 < SECRET_END ? count + 1.0 : 0.0);
+    MarkRestart();
+}

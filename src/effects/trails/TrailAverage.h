@@ -1,0 +1,96 @@
+// Q_TrailAverage: what moves leaves a trail.
+//
+// Each frame shows the average of the last frames of a run; before the run's first frame counts that frame itself.
+// Running sums are kept from render to render, so that the next frame costs one frame fetched from the host (three in
+// StaggerRGB), however long the trail is. A run begins anew at a frame before the last one rendered, at another size
+// and with the button Restart. When a setting that the sums depend on has changed they are summed up again.
+#pragma once
+
+#include "Library2/PluginK7.h"
+#include "effects/trails/TrailSums.h"
+
+struct TrailAverageInfo : EffectInfo {
+    static constexpr EffectTraits traits{
+        .name = "TrailAverage",
+        .menu = "Trailz",
+        .otherFrames = true,
+        .history = FrameHistory::Frames,
+        .description = "Trail generation using an average accumulation. This effect is in Box Number 7"};
+
+    ClipRecord input{
+        this, {.name = "Input", .label = "Input Clip", .shortLabel = "Trail", .required = true, .temporal = true}};
+    ClipRecord background{this, {.name = "Bck", .label = "Background", .shortLabel = "BG"}};
+    ClipRecord matte{this, {.name = "Matte", .label = "Matte", .required = true}};
+
+    enum Style : int { Straight = 1, StaggerRGB, BoostBright };
+
+    Page page{this, "TrailAverage"};
+    FloatControlK7 ReStartSecret{this, {"ReStartSecret", "ReStartSecret", 0.0, 0.0, 10000.0, {.secret = true}}};
+    CheckboxControlK7 MatteShuffle{this, {"MatteShuffle", "Use Matte Clip"}};
+    CheckboxControlK7 MattePreMultiply{this, {"MattePreMultiply", "Matte PreMultiply"}};
+    ListControlK7 DoStyle{this, {"DoStyle", "Style", 0, {"Straight", "StaggerRGB", "BoostBright"}}};
+    IntegerControlK7 Endurance{this, {"Endurance", "Endurance", 10, 2, 100}};
+    IntegerControlK7 EnduranceR{this, {"EnduranceR", "EnduranceRed", 10, 2, 100}};
+    IntegerControlK7 EnduranceG{this, {"EnduranceG", "EnduranceGreen", 30, 2, 100}};
+    IntegerControlK7 EnduranceB{this, {"EnduranceB", "EnduranceBlue", 50, 2, 100}};
+    FloatControlK7 LumBoost{this, {"LumBoost", "Bright Emphasis", 50.0, 1.0, 100.0}};
+    CheckboxControlK7 DoBlur{this, {"DoBlur", "Do Blur"}};
+    FloatControlK7 Blur{this, {"Blur", "Blurring", 1.0, 0.0, 10.0}};
+    CheckboxControlK7 DoComp{this, {"DoComp", "Composite"}};
+    CheckboxControlK7 PreMultiply{this, {"PreMultiply", "Pre Multiplied"}};
+    ButtonControlK7 Restart{this, {"Restart", "Restart"}};
+
+    TrailAverageInfo() {
+        ghost({&Endurance}, DoStyle, is(StaggerRGB));
+        ghost({&EnduranceR, &EnduranceG, &EnduranceB}, DoStyle, isNot(StaggerRGB));
+        ghost({&LumBoost}, DoStyle, isNot(BoostBright));
+        ghost({&Blur}, DoBlur, isOff);
+        ghost({&PreMultiply}, DoComp, isOff);
+        scene.inputs = {"@flight"};
+        scene.settings = {{"DoStyle", "StaggerRGB"}, {"EnduranceR", "12"}, {"EnduranceG", "22"}, {"EnduranceB", "34"}};
+        scene.lead = 34;
+        scene.frame = 44;
+    }
+};
+
+class TrailAverage final : public Effect<TrailAverageInfo> {
+  public:
+    void FramePrepare() override;
+    void ProcessFrame() override;
+    void ButtonPressed(ButtonControlK7& button) override;
+    void MarkRestart() override { m_restart = true; }
+
+  private:
+    // What the sums depend on besides the frames.
+    struct Settings {
+        int style = 0;
+        TrailLengths lengths{};
+        double boost = 0.0;
+        bool usesMatte = false, premultiplies = false;
+        bool operator==(const Settings&) const = default;
+    };
+    struct Run {
+        int first = 0, last = 0;
+        int width = 0, height = 0;
+        double secret = 0.0;
+        Settings settings;
+    };
+
+    int frameNumber() const;
+    Settings settings() const;
+    bool mustRestart(int frame, const K7Image& source) const;
+
+    // Each leaves the sums with the newest frame in them and gives the picture. False: a frame or memory is missing.
+    bool beginRun(const K7Image& newest, const Settings& now, K7Image& result);
+    bool continueRun(const K7Image& newest, int frame, K7Image& result);
+    bool sumAgain(const K7Image& newest, int frame, const Settings& now, K7Image& result);
+
+    ImagePtr prepared(const K7Image& frame, const K7Image& matteImage, const Settings& now) const;
+    ImagePtr pastFrame(int frame, const K7Image& layout, const Settings& now);
+    void finish(const K7Image& source, K7Image& result);
+
+    bool m_restart = true;
+    Run m_run;
+    TrailSums m_sums;
+    ImagePtr m_newest;  // as the last render put it into the sums
+};

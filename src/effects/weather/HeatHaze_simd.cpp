@@ -1,0 +1,54 @@
+#include "effects/weather/HeatHaze_simd.h"
+
+namespace QUILLON_SIMD {
+
+static inline float smaller(float a, float b) { return a < b ? a : b; }
+static inline float larger(float a, float b) { return a > b ? a : b; }
+// What is not a number becomes the lower limit.
+static inline float limited(float value, float low, float high) { return smaller(larger(value, low), high); }
+
+// Snell's law in the vector form: air of index 1.02 over the picture, seen straight from above.
+static void refract_row(const HazeSheet& sheet, const float* above, const float* here, const float* below, int y,
+                        float* __restrict u, float* __restrict v) {
+    constexpr float RATIO = 0.98039216f;  // 1 / 1.02
+    constexpr float INDEX_SQUARED_LESS_1 = 0.04039991f;
+    constexpr float SHORTEST = 1e-10f;
+    const float dx = sheet.dx, dy = sheet.dy, strength = sheet.strength;
+    const float flat = dx * dy + dx * dy;
+    const float row = float(y);
+    for (int x = 0; x < sheet.width; ++x) {
+        const float a = (below[x + 2 * HAZE_REACH] - above[x]) * strength;
+        const float b = (below[x] - above[x + 2 * HAZE_REACH]) * strength;
+        float nx = b * dy - a * dy;
+        float ny = -dx * a - b * dx;
+        const float length = __builtin_sqrtf(nx * nx + ny * ny + flat * flat);
+        const float scale = length > SHORTEST ? 1.0f / length : 1.0f;
+        nx *= scale;
+        ny *= scale;
+        const float nz = flat * scale;
+        const float s = nz - __builtin_sqrtf(nz * nz + INDEX_SQUARED_LESS_1);
+        const float t = (nz * s - 1.0f) * RATIO;
+        const float offset = here[x] * strength * s * RATIO / t;
+        u[x] = limited(float(x) + sheet.max_x * (offset * nx), sheet.low_x, sheet.high_x);
+        v[x] = limited(row + sheet.max_y * (offset * ny), sheet.low_y, sheet.high_y) - 1.0f;
+    }
+}
+
+static void footprints(const HazeSheet& sheet, const float* u, const float* v, const float* next_u, const float* next_v,
+                       float* __restrict x, float* __restrict y, float* __restrict area) {
+    for (int i = 1; i < sheet.width - 1; ++i) {
+        const float u_low = smaller(smaller(u[i], u[i - 1]), smaller(next_u[i], next_u[i - 1]));
+        const float u_high = larger(larger(u[i], u[i - 1]), larger(next_u[i], next_u[i - 1]));
+        const float v_low = smaller(smaller(v[i], v[i + 1]), smaller(next_v[i], next_v[i + 1]));
+        const float v_high = larger(larger(v[i], v[i + 1]), larger(next_v[i], next_v[i + 1]));
+        x[i] = smaller((u_low + u_high) * 0.5f + 0.5f, sheet.max_x);
+        y[i] = smaller((v_low + v_high) * 0.5f + 0.5f, sheet.max_y);
+        y[i] = larger(y[i], 0.0f);
+        area[i] = (u_high - u_low) * (v_high - v_low);
+    }
+}
+
+extern const HazeKernels haze_kernels;
+const HazeKernels haze_kernels = {refract_row, footprints};
+
+}  // namespace QUILLON_SIMD

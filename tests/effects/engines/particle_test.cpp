@@ -1,0 +1,260 @@
+// Particles and their sets: what a step does, in which order, and that the fast step is the same to the bit.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include "effects/engines/particles/ParticleSetBase.h"
+#include "support/images.h"
+#include "support/row_threads.h"
+
+namespace {
+
+struct Spark : ParticleBase {
+    float heat = 0;
+    std::int32_t tag = 0;
+};
+
+class SparkSet : public ParticleSetBase {
+  public:
+    explicit SparkSet(std::uint32_t seed = SEED) : ParticleSetBase(seed) { set_particle_size(sizeof(Spark)); }
+    void render_particle(ParticleBase& particle) override {
+        auto& spark = static_cast<Spark&>(particle);
+        rendered.push_back(spark.tag);
+        places.push_back(spark.position[0]);
+        spark.heat += 1;
+    }
+    Spark& spark(int index) { return static_cast<Spark&>(at(index)); }
+    void add(float life, int tag) {
+        Spark s;
+        s.life = life;
+        s.tag = tag;
+        s.position[0] = static_cast<float>(tag);
+        s.velocity[0] = 0.5f;
+        EXPECT_TRUE(add_particle(&s));
+    }
+    std::vector<int> rendered;
+    std::vector<float> places;
+};
+
+TEST(ParticleBase, EllipsoidsAndSegmentsAreFilledEvenly) {
+    MTRandom random(5);
+    Spark p;
+    const float centre[3] = {10, 20, 30}, radii[3] = {3, 2, 0};
+    double x = 0, xx = 0;
+    for (int i = 0; i < 4000; ++i) {
+        p.set_position_in_ellipsoid(centre, radii, random);
+        const double dx = (p.position[0] - 10) / 3.0, dy = (p.position[1] - 20) / 2.0;
+        EXPECT_LE(dx * dx + dy * dy, 1 + 1e-5);
+        EXPECT_EQ(p.position[2], 30);
+        x += dx, xx += dx * dx;
+    }
+    EXPECT_NEAR(x / 4000, 0, 0.03);
+    EXPECT_NEAR(xx / 4000, 0.25, 0.02);  // of a uniform disc of radius 1
+
+    const float a[3] = {0, 0, 0}, b[3] = {8, 4, 0}, none[3] = {};
+    for (int i = 0; i < 100; ++i) {
+        p.set_position_on_segment(a, b, none, random);
+        EXPECT_NEAR(p.position[0], 2 * p.position[1], 1e-5);
+        EXPECT_GE(p.position[0], 0);
+        EXPECT_LE(p.position[0], 8);
+    }
+}
+
+// Equal numbers of draws keep later particles where they are.
+TEST(ParticleBase, DrawsDoNotDependOnSpreads) {
+    const float mean[3] = {0, -4, 0}, zero[3] = {}, wide[3] = {0.5f, 0.4f, 0.3f};
+    MTRandom narrow_random(9), wide_random(9), by_hand(9);
+    Spark p, q;
+    p.set_random_velocity(zero, zero, narrow_random);
+    EXPECT_EQ(std::hypot(p.velocity[0], p.velocity[1], p.velocity[2]), 0);
+    q.set_random_velocity(mean, wide, wide_random);
+    const double length = std::hypot(double(q.velocity[0]), double(q.velocity[1]), double(q.velocity[2]));
+    EXPECT_GE(length, 2 - 1e-5);
+    EXPECT_LE(length, 6 + 1e-5);
+    for (int i = 0; i < 3; ++i) by_hand.next_float();
+    const auto next = by_hand.next_uint32();
+    EXPECT_EQ(narrow_random.next_uint32(), next);
+    EXPECT_EQ(wide_random.next_uint32(), next);
+
+    p.set_random_velocity(mean, zero, narrow_random);
+    EXPECT_NEAR(p.velocity[0], 0, 1e-6);
+    EXPECT_NEAR(p.velocity[1], -4, 1e-6);
+    EXPECT_NEAR(p.velocity[2], 0, 1e-6);
+
+    p.set_random_life(10, 1, narrow_random);
+    EXPECT_GE(p.life, 1);
+    EXPECT_LE(p.life, 10);
+}
+
+TEST(ParticleSet, RefusesWhatItCannotHold) {
+    SparkSet set;
+    EXPECT_FALSE(set.set_particle_size(0));
+    EXPECT_EQ(set.particle_size, int(sizeof(Spark)));
+    EXPECT_FALSE(set.add_particle(nullptr));
+    const float force[3] = {1, 2, 3};
+    EXPECT_FALSE(set.set_force(0, force));
+    EXPECT_EQ(set.add_force(force), 0);
+    EXPECT_EQ(set.add_force(force), 1);
+    EXPECT_EQ(set.add_force(force), 2);
+    EXPECT_TRUE(set.set_force(2, force));
+    EXPECT_FALSE(set.set_force(3, force));
+    EXPECT_FALSE(set.set_force(-1, force));
+    EXPECT_FALSE(set.set_drag(-0.1f));
+    EXPECT_FALSE(set.set_drag(std::numeric_limits<float>::quiet_NaN()));
+    EXPECT_EQ(set.drag, 0);
+    set.advance_all();  // empty
+    EXPECT_EQ(set.live(), 0);
+}
+
+TEST(ParticleSet, BirthTellsTheCallersRecordAndGrows) {
+    SparkSet set;
+    set.initial_capacity = 2;
+    for (int i = 0; i < 100; ++i) {
+        Spark s;
+        s.age = 7;
+        s.tag = i;
+        ASSERT_TRUE(set.add_particle(&s));
+        EXPECT_EQ(s.age, 0);
+        EXPECT_EQ(s.id, i);
+    }
+    EXPECT_EQ(set.live(), 100);
+    EXPECT_EQ(set.capacity, 128);
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(set.spark(i).tag, i);
+
+    // A mask that is white on its right half.
+    const ImagePtr mask = make_image(8, 8, 4, SAMPLE_F32);
+    for (int y = 0; y < 8; ++y)
+        for (int x = 4; x < 8; ++x) std::fill_n(image_row<float>(mask.get(), y) + 4 * x, 4, 1.0f);
+    set.birth_mask = mask.get();
+    set.mask_scale[0] = set.mask_scale[1] = 0.01f;
+    Spark left, right;
+    left.position[0] = 10, right.position[0] = 90;
+    left.position[1] = right.position[1] = 50;
+    EXPECT_TRUE(set.add_particle(&left));
+    EXPECT_EQ(set.live(), 100);
+    EXPECT_TRUE(set.add_particle(&right));
+    EXPECT_EQ(set.live(), 101);
+}
+
+TEST(ParticleSet, ParticlesAreBornIntoTheSetsSpace) {
+    SparkSet set;
+    ASSERT_TRUE(set.translate(10, 20, 30));
+    ASSERT_TRUE(set.rotate(2, 1.57079633f));
+    Spark s;
+    s.position[0] = 1;
+    s.velocity[0] = 5;
+    ASSERT_TRUE(set.add_particle(&s));
+    EXPECT_EQ(s.position[0], 1);
+    EXPECT_NEAR(set.spark(0).position[0], 10, 1e-5);
+    EXPECT_NEAR(std::abs(set.spark(0).position[1] - 20), 1, 1e-5);
+    EXPECT_NEAR(set.spark(0).position[2], 30, 1e-5);
+    EXPECT_NEAR(set.spark(0).velocity[0], 0, 1e-5);
+    EXPECT_NEAR(std::abs(set.spark(0).velocity[1]), 5, 1e-5);
+}
+
+// Drawn where it is, then moved; the velocity whole, drag and then forces with the step's length.
+TEST(ParticleSet, StepsInOrder) {
+    SparkSet set;
+    const float force[3] = {0, -1, 0}, more[3] = {0, -1, 2};
+    set.add_force(force), set.add_force(more);
+    set.set_drag(0.5f);
+    set.add(100, 1);
+    MTRandom expected(ParticleSetBase::SEED);
+    const float dt = expected.next_float();
+    set.advance_all();
+    EXPECT_EQ(set.places, std::vector<float>{1});
+    EXPECT_EQ(set.spark(0).position[0], 1.5f);
+    EXPECT_EQ(set.spark(0).age, dt);
+    EXPECT_EQ(set.spark(0).velocity[0], 0.5f - 0.5f * (0.5f * dt));
+    EXPECT_EQ(set.spark(0).velocity[1], -2 * dt);
+    EXPECT_EQ(set.spark(0).velocity[2], 2 * dt);
+    set.advance_all();
+    EXPECT_EQ(set.spark(0).age, dt + 1);
+    EXPECT_EQ(expected.next_uint32(), set.random.next_uint32());
+}
+
+TEST(ParticleSet, TheDeadGiveTheirPlaceToTheLast) {
+    SparkSet set;
+    set.add(0, 1);  // lives for the frame of its birth
+    set.add(50, 2);
+    set.add(0, 3);
+    set.add(50, 4);
+    set.add(0, 5);
+    set.advance_all();
+    EXPECT_EQ(set.rendered, (std::vector<int>{1, 2, 3, 4, 5}));
+    set.rendered.clear();
+    set.advance_all();
+    EXPECT_EQ(set.rendered, (std::vector<int>{4, 2}));
+    EXPECT_EQ(set.live(), 2);
+    set.spark(1).life = 0;  // the last one
+    set.rendered.clear();
+    set.advance_all();
+    EXPECT_EQ(set.rendered, std::vector<int>{4});
+    set.spark(0).life = 0;
+    int count = -1;
+    set.get_particles(&count, false);
+    EXPECT_EQ(count, 1);
+    set.get_particles(&count, true);
+    EXPECT_EQ(count, 0);
+}
+
+TEST(ParticleSet, SortsByDepth) {
+    SparkSet set;
+    set.sort_by_depth();
+    for (int i = 0; i < 50; ++i) {
+        set.add(10, i);
+        set.spark(i).position[2] = static_cast<float>((i * 37) % 50);
+    }
+    set.sort_by_depth();
+    for (int i = 0; i < 50; ++i) EXPECT_EQ(set.spark(i).position[2], i);
+}
+
+// Pruning, rendering and moving one after another is what advance_all does in one walk, on any number of threads.
+TEST(ParticleSet, TheStepInPhasesIsTheSameToTheBit) {
+    for (const int threads : {1, 3}) {
+        const RowThreads rows(threads);
+        SparkSet walked, phased;
+        const float force[3] = {0.1f, -0.3f, 0};
+        for (SparkSet* set : {&walked, &phased}) set->add_force(force), set->set_drag(0.1f);
+        for (int frame = 0; frame < 12; ++frame) {
+            for (int i = 0; i < 700; ++i)
+                for (SparkSet* set : {&walked, &phased}) set->add(static_cast<float>((i * 7 + frame) % 9), i);
+            walked.advance_all();
+            phased.prune();
+            for (int i = 0; i < phased.live(); ++i) phased.render_particle(phased.at(i));
+            phased.advance_together();
+        }
+        walked.prune(), phased.prune();
+        ASSERT_EQ(walked.live(), phased.live());
+        EXPECT_EQ(walked.rendered, phased.rendered);
+        for (int i = 0; i < walked.live(); ++i) {
+            const Spark &a = walked.spark(i), &b = phased.spark(i);
+            ASSERT_EQ(std::memcmp(a.position, b.position, sizeof a.position), 0) << i;
+            ASSERT_EQ(std::memcmp(a.velocity, b.velocity, sizeof a.velocity), 0) << i;
+            ASSERT_EQ(a.age, b.age) << i;
+        }
+        EXPECT_EQ(walked.random.next_uint32(), phased.random.next_uint32());
+    }
+}
+
+TEST(ParticleSet, SavedStatesGoOnAlike) {
+    SparkSet set, other(99);
+    for (int i = 0; i < 40; ++i) set.add(static_cast<float>(i), i);
+    set.advance_all();
+    std::vector<std::byte> saved(set.saved_bytes());
+    set.save(saved.data());
+    ASSERT_TRUE(other.restore(saved.data()));
+    for (int frame = 0; frame < 5; ++frame) {
+        for (SparkSet* s : {&set, &other}) s->add(9, 1000 + frame), s->advance_all();
+        ASSERT_EQ(set.live(), other.live());
+        for (int i = 0; i < set.live(); ++i) {
+            EXPECT_EQ(set.spark(i).tag, other.spark(i).tag);
+            EXPECT_EQ(set.spark(i).age, other.spark(i).age);
+        }
+    }
+}
+
+}  // namespace

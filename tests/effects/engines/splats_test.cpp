@@ -1,0 +1,222 @@
+// Sprites and their drawing against slow references in double precision, on every vector unit and number of threads.
+#include "effects/engines/sprites/Splats.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "graphicslib/line_draw.h"
+#include "k7pi_baselib/cpu.h"
+#include "support/images.h"
+#include "support/row_threads.h"
+
+namespace {
+
+constexpr float BLUE[3] = {0.1f, 0.4f, 2.0f};
+
+float at(const K7Image* image, int x, int y, int c = 0) { return image_row<float>(image, y)[image->channels * x + c]; }
+
+// A sample of a sprite between its pixels; 0 outside.
+double bilinear(const K7Image* sprite, double u, double v) {
+    const auto sample = [&](int x, int y) {
+        return x >= 0 && y >= 0 && x < sprite->width && y < sprite->height ? double(at(sprite, x, y)) : 0.0;
+    };
+    const int x = int(std::floor(u)), y = int(std::floor(v));
+    const double fx = u - x, fy = v - y;
+    return (1 - fy) * ((1 - fx) * sample(x, y) + fx * sample(x + 1, y)) +
+           fy * ((1 - fx) * sample(x, y + 1) + fx * sample(x + 1, y + 1));
+}
+
+// Every pixel of the picture, whether it can be reached or not.
+void slow_sprite(std::vector<double>& picture, int width, int height, const K7Image* sprite, double x, double y,
+                 double opacity, double angle) {
+    for (int j = 0; j < height; ++j)
+        for (int i = 0; i < width; ++i) {
+            const double dx = i - x, dy = j - y;
+            const double u = std::cos(angle) * dx + std::sin(angle) * dy + 0.5 * (sprite->width - 1);
+            const double v = std::cos(angle) * dy - std::sin(angle) * dx + 0.5 * (sprite->height - 1);
+            const double c = bilinear(sprite, u, v) * opacity;
+            for (int k = 0; k < 4; ++k) {
+                double& out = picture[4 * (std::size_t(j) * width + i) + k];
+                out = c * (k < 3 ? BLUE[k] : 1) + (1 - c) * out;
+            }
+        }
+}
+
+TEST(Sprites, BlobsAreGaussiansOfAThirdOfTheRadius) {
+    for (const float r : {0.5f, 3.5f, 12.0f}) {
+        const ImagePtr blob = make_soft_blob(r);
+        ASSERT_TRUE(blob);
+        ASSERT_EQ(blob->width, 2 * int(std::ceil(r)) + 3);
+        const int c = blob->width / 2;
+        EXPECT_EQ(at(blob.get(), c, c), 1);
+        for (int x = 0; x < blob->width; ++x)
+            EXPECT_NEAR(at(blob.get(), x, c + 1), std::exp(-((x - c) * (x - c) + 1) / (2 * r * r / 9)), 1e-6);
+    }
+    EXPECT_EQ(make_soft_blob(-5)->width, 5);
+    const ImagePtr soft = make_soft_blob(9), grainy = make_textured_blob(9), again = make_textured_blob(9);
+    EXPECT_TRUE(same_pixels(grainy.get(), again.get()));
+    EXPECT_FALSE(same_pixels(grainy.get(), soft.get()));
+    for (int y = 0; y < soft->height; ++y)
+        for (int x = 0; x < soft->width; ++x) EXPECT_LE(at(grainy.get(), x, y), at(soft.get(), x, y));
+}
+
+TEST(Sprites, StarsHaveFourRays) {
+    const ImagePtr star = make_star(10, 0);
+    ASSERT_EQ(star->width, 21);
+    EXPECT_EQ(at(star.get(), 10, 10), 1);
+    EXPECT_NEAR(at(star.get(), 15, 10), 0.5 + 1.5 * std::pow(0.5, 7.5), 1e-6);
+    EXPECT_NEAR(at(star.get(), 10, 5), at(star.get(), 15, 10), 1e-6);
+    EXPECT_NEAR(at(star.get(), 13, 13), 1.5 * std::pow(0.49, 7.5), 1e-6);
+    EXPECT_EQ(at(star.get(), 0, 0), 0);
+    const ImagePtr turned = make_star(10, 45);
+    ASSERT_GT(turned->width, 21);
+    const int c = turned->width / 2;
+    EXPECT_GT(at(turned.get(), c + 4, c + 4), 0.3f);
+    EXPECT_LT(at(turned.get(), c + 6, c), 0.1f);
+}
+
+TEST(Sprites, FlakesAreTenSixfoldCrystals) {
+    const int heights[] = {20, 20, 18, 22, 21, 18, 21, 19, 18, 22};
+    for (int v = 1; v <= 10; ++v) {
+        const ImagePtr stamp = make_flake_stamp(v);
+        ASSERT_EQ(stamp->width, 20);
+        ASSERT_EQ(stamp->height, heights[v - 1]);
+        int lit = 0;
+        for (int y = 0; y < stamp->height; ++y)
+            for (int x = 0; x < 20; ++x) {
+                const int value = image_row<std::uint8_t>(stamp.get(), y)[x];
+                EXPECT_TRUE(value == 0 || value == 255);
+                EXPECT_EQ(value, image_row<std::uint8_t>(stamp.get(), stamp->height - 1 - y)[x]) << v;
+                lit += value == 255;
+            }
+        EXPECT_GT(lit, 40) << v;
+        EXPECT_LT(lit, 260) << v;
+        for (int w = 1; w < v; ++w) EXPECT_FALSE(same_pixels(stamp.get(), make_flake_stamp(w).get())) << v << w;
+    }
+    EXPECT_EQ(make_flake(3, 7)->width, 15);
+}
+
+TEST(Sprites, TablesClampSizesAndVariants) {
+    SpriteTables tables(1);
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_EQ(tables.soft_blob(-3), tables.soft_blob(0.9f));
+    EXPECT_EQ(tables.soft_blob(nan), tables.soft_blob(0));
+    EXPECT_EQ(tables.soft_blob(1e30f), tables.soft_blob(80));
+    EXPECT_NE(tables.soft_blob(79.9f), tables.soft_blob(80));
+    EXPECT_EQ(tables.soft_blob(4)->width(), 2 * 5 + 3);
+    EXPECT_EQ(tables.flake(11, 3), tables.flake(10, 3));
+    EXPECT_EQ(tables.flake(0, 2.1f), tables.flake(1, 3));
+    EXPECT_EQ(tables.flake(1, 0), tables.flake(1, 1));
+    EXPECT_EQ(tables.flake(1, 500)->width(), 199);
+}
+
+TEST(Splats, SpritesAreBilinearOnEveryVectorUnit) {
+    constexpr int W = 70, H = 45;
+    const ImagePtr sprites[] = {make_soft_blob(6), make_textured_blob(9.5f), make_star(12, 30), make_soft_blob(40)};
+    struct Place {
+        float x, y, angle;
+    };
+    const Place places[] = {{20, 20, 0},       {20.25f, 19.75f, 0},  {-3.5f, 2.2f, 0},   {69.9f, 44.1f, 0},
+                            {30, 17, 0.3f},    {55.3f, 21.7f, 2.5f}, {-2, 40.5f, -1.2f}, {66, -4.25f, 100.1f},
+                            {35.5f, 20.5f, 0}, {1e9f, 3, 0}};
+    for (const ImagePtr& picture : sprites) {
+        const Sprite sprite(picture.get());
+        const ImagePtr begin = noise_image(W, H, 4, SAMPLE_F32, 3);
+        std::vector<double> expected(image_row<float>(begin.get(), 0), image_row<float>(begin.get(), 0) + 4 * W * H);
+        for (const Place& p : places)
+            if (p.x < 1e6f) slow_sprite(expected, W, H, picture.get(), p.x, p.y, 0.7, p.angle);
+        ImagePtr first;
+        for (const CpuLevel level : {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512}) {
+            set_cpu_level_limit(level);
+            for (const int threads : {1, 2, 5}) {
+                const RowThreads rows(threads);
+                ImagePtr image(image_duplicate(begin.get()));
+                Splats splats;
+                splats.begin(W, H);
+                for (const Place& p : places) splats.sprite_rotated(BLUE, &sprite, p.x, p.y, 0.7f, p.angle);
+                splats.draw(image.get());
+                if (!first) {
+                    first = std::move(image);
+                    const float* pixels = image_row<float>(first.get(), 0);
+                    for (int i = 0; i < 4 * W * H; ++i) ASSERT_NEAR(pixels[i], expected[std::size_t(i)], 3e-5) << i;
+                } else {
+                    ASSERT_TRUE(same_pixels(image.get(), first.get())) << int(level) << " " << threads;
+                }
+            }
+        }
+    }
+    set_cpu_level_limit(CpuLevel::avx512);
+}
+
+// Kinds mixed and overlapping: what is drawn later lies on top, whatever the bands.
+TEST(Splats, TheOrderIsThatOfCollection) {
+    constexpr int W = 90, H = 100;
+    const Sprite blob(make_soft_blob(14).get()), star(make_star(20, 0).get());
+    const auto collect = [&](auto&& draw) {
+        unsigned r = 1;
+        const auto next = [&](float range) {
+            r = r * 1664525u + 1013904223u;
+            return float(r >> 8) / 16777216.0f * range;
+        };
+        for (int i = 0; i < 120; ++i) {
+            const float colour[3] = {next(1), next(1), next(1)};
+            draw(i % 4, colour, next(W + 20) - 10, next(H + 20) - 10, next(W), next(H));
+        }
+    };
+    ImagePtr one_at_once = noise_image(W, H, 4, SAMPLE_F32, 8);
+    K7Image* target = one_at_once.get();
+    collect([&](int kind, const float* colour, float x, float y, float a, float b) {
+        if (kind == 0) draw_point(target, colour, x, y, 0.9f);
+        if (kind == 1) {
+            const float rgba[4] = {colour[0], colour[1], colour[2], 0.8f};
+            draw_line(target, rgba, x, y, a, b);
+        }
+        if (kind == 2) draw_sprite(target, colour, &blob, x, y, 0.9f);
+        if (kind == 3) draw_sprite_rotated(target, colour, &star, x, y, 0.9f, a);
+    });
+    for (const int threads : {1, 3}) {
+        const RowThreads rows(threads);
+        const ImagePtr together = noise_image(W, H, 4, SAMPLE_F32, 8);
+        Splats splats;
+        splats.begin(W, H);
+        collect([&](int kind, const float* colour, float x, float y, float a, float b) {
+            if (kind == 0) splats.point(colour, x, y, 0.9f);
+            if (kind == 1) splats.line(colour, x, y, a, b, 0.8f);
+            if (kind == 2) splats.sprite(colour, &blob, x, y, 0.9f);
+            if (kind == 3) splats.sprite_rotated(colour, &star, x, y, 0.9f, a);
+        });
+        splats.draw(together.get());
+        EXPECT_TRUE(same_pixels(together.get(), one_at_once.get())) << threads;
+    }
+}
+
+TEST(Splats, PointsCoverOnePixelByAQuarter) {
+    const ImagePtr image = make_image(8, 6, 4, SAMPLE_F32);
+    EXPECT_TRUE(draw_point(image.get(), BLUE, 2.6f, 4.4f, 0.8f));
+    EXPECT_FLOAT_EQ(at(image.get(), 3, 4, 2), 0.2f * 2);
+    EXPECT_FLOAT_EQ(at(image.get(), 3, 4, 3), 0.2f);
+    float sum = 0;
+    for (int i = 0; i < 8 * 6; ++i) sum += image_row<float>(image.get(), 0)[4 * i + 3];
+    EXPECT_FLOAT_EQ(sum, 0.2f);
+    const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
+    for (const float bad : {-0.6f, 7.6f, 3e9f, inf, -inf, nan}) {
+        EXPECT_FALSE(draw_point(image.get(), BLUE, bad, 3, 1)) << bad;
+    }
+    const Sprite sprite(make_soft_blob(3).get());
+    for (const float bad : {inf, nan, -1e30f}) {
+        EXPECT_FALSE(draw_sprite(image.get(), BLUE, &sprite, bad, 3, 1));
+        EXPECT_FALSE(draw_sprite_rotated(image.get(), BLUE, &sprite, 3, bad, 1, 1));
+    }
+    EXPECT_FALSE(draw_sprite_rotated(image.get(), BLUE, &sprite, 3, 3, 1, nan));
+    EXPECT_FALSE(draw_sprite(image.get(), BLUE, &sprite, 3, 3, nan));
+    EXPECT_FALSE(draw_sprite(image.get(), BLUE, nullptr, 3, 3, 1));
+    EXPECT_FALSE(draw_sprite(nullptr, BLUE, &sprite, 3, 3, 1));
+    EXPECT_FALSE(draw_point(make_image(8, 6, 1, SAMPLE_F32).get(), BLUE, 3, 3, 1));
+    EXPECT_FLOAT_EQ(at(image.get(), 3, 4, 3), 0.2f);
+}
+
+}  // namespace

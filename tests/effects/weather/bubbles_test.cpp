@@ -1,0 +1,232 @@
+// Bubbles: growth, gathering on a matte and bursting.
+#include "effects/weather/Bubbles.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "effects/weather/weather_checks.h"
+#include "k7pi_baselib/cpu.h"
+#include "support/row_threads.h"
+
+namespace {
+
+using weather_test::Shot;
+
+float alpha(const K7Image* image, int x, int y) { return image_row<float>(image, y)[4 * x + 3]; }
+
+// Left half 1, right half 0.
+ImagePtr halves(int width, int height) {
+    ImagePtr image = make_image(width, height, 4, SAMPLE_F32);
+    for (int y = 0; y < height; ++y)
+        for (int i = 0; i < 4 * width; ++i) image_row<float>(image.get(), y)[i] = i < 2 * width ? 1.0f : 0.0f;
+    return image;
+}
+
+// Nothing moves by itself.
+void calm(Bubbles& bubbles) {
+    bubbles.DoTurbulence.value = bubbles.DoFriction.value = bubbles.DoGravity.value = false;
+    bubbles.InitialVelocity.value = 0;
+}
+
+TEST(Bubbles, EveryPresetIsTheSameAloneAndInSequence) {
+    weather_test::expectSameAloneAndInSequence<Bubbles>([](Bubbles& bubbles) {
+        bubbles.Density.value = std::min(bubbles.Density.value, 20.0);
+        bubbles.PreRoll.value = std::min(bubbles.PreRoll.value, 200);
+        bubbles.BubblesBurst.value = true, bubbles.burst_clip.image = halves(96, 64);
+    });
+}
+
+TEST(Bubbles, PhasesAreTheWalkToTheBit) {
+    for (const double shutter : {0.0, 80.0}) {
+        const auto render = [&](bool one_by_one, int threads, CpuLevel level) {
+            set_cpu_level_limit(level);
+            const RowThreads rows(threads);
+            Shot<Bubbles> shot(weather_test::presetCalled<Bubbles>("Swirly"));
+            shot.effect.ShutterTime.value = shutter;
+            shot.effect.BubblesBurst.value = true, shot.effect.burst_clip.image = halves(96, 64);
+            shot.effect.walksOneByOne = one_by_one;
+            shot.render(0);
+            return shot.render(1);
+        };
+        const ImagePtr expected = render(true, 1, CpuLevel::baseline);
+        EXPECT_TRUE(same_pixels(render(false, 1, CpuLevel::avx512).get(), expected.get())) << shutter;
+        EXPECT_TRUE(same_pixels(render(false, 3, CpuLevel::avx2).get(), expected.get())) << shutter;
+        EXPECT_TRUE(same_pixels(render(false, 2, CpuLevel::baseline).get(), expected.get())) << shutter;
+    }
+    set_cpu_level_limit(CpuLevel::avx512);
+}
+
+// Kept states belong to the seed they were made with, with their noise.
+TEST(Bubbles, ASeedComesBack) {
+    const auto alone = [](int seed, int frame) {
+        Shot<Bubbles> shot(0);
+        shot.effect.Seed.value = seed;
+        return shot.render(frame);
+    };
+    Shot<Bubbles> shot(0);
+    const ImagePtr first = shot.render(30);
+    shot.effect.Seed.value = 5;
+    EXPECT_TRUE(same_pixels(shot.render(6).get(), alone(5, 6).get()));
+    shot.effect.Seed.value = 831;
+    EXPECT_TRUE(same_pixels(shot.render(34).get(), alone(831, 34).get())) << "from a state that was kept";
+    EXPECT_FALSE(same_pixels(alone(5, 30).get(), first.get()));
+}
+
+// All in one place: the largest of them shows.
+TEST(Bubbles, GrowOrShrinkOverTheirTime) {
+    const auto radius = [](int mode, int frame) {
+        Shot<Bubbles> shot(0, 101, 101);
+        Bubbles& bubbles = shot.effect;
+        calm(bubbles);
+        bubbles.BlackBG.value = true, bubbles.DoReflections.value = bubbles.DoLight.value = false;
+        bubbles.Left.x = bubbles.Left.y = bubbles.Right.x = bubbles.Right.y = 50.0 / 101;
+        bubbles.PositionVar.value = 0, bubbles.BubbleSizeVar.value = 0;
+        bubbles.Lifetime.value = 1000, bubbles.GrowthMode.value = mode, bubbles.TimeMaxSize.value = 20;
+        const ImagePtr image = shot.render(frame);
+        int reach = 50;
+        while (reach > 0 && !(alpha(image.get(), 50 + reach, 50) > 0.1f)) --reach;
+        return reach;
+    };
+    // Sizes are truncated, and half of them and a half is the radius
+    EXPECT_NEAR(radius(Bubbles::Assorted, 30), 5.5, 0.6);
+    EXPECT_NEAR(radius(Bubbles::Shrinking, 0), 20.5, 0.6);
+    EXPECT_NEAR(radius(Bubbles::VariableGrowth, 1), 5.5, 0.6);
+    EXPECT_NEAR(radius(Bubbles::VariableGrowth, 30), 15.5, 0.6);
+    EXPECT_NEAR(radius(Bubbles::LinearGrowth, 0), 2, 0.6);
+    EXPECT_NEAR(radius(Bubbles::LinearGrowth, 30), 6.5, 0.6);
+}
+
+TEST(Bubbles, RiseAlongTheirDirectionAndGravity) {
+    Shot<Bubbles> shot(0);
+    Bubbles& bubbles = shot.effect;
+    calm(bubbles);
+    shot.render(0);
+    const auto pushed = [&](bool gravity, double degrees) {
+        bubbles.DoGravity.value = gravity, bubbles.GravAngle.value = degrees;
+        shot.render(0);
+        BubblesParticle p;
+        p.position[0] = 40, p.position[1] = 30, p.life = 100, p.age = 10;
+        bubbles.renderParticle(p);
+        EXPECT_EQ(p.previous_position[1], 30);
+        return std::pair(p.velocity[0], p.velocity[1]);
+    };
+    EXPECT_EQ(pushed(false, 90).second, 0);
+    EXPECT_NEAR(pushed(true, 90).second, 0.2, 1e-6);
+    EXPECT_NEAR(pushed(true, 180).first, -0.2, 1e-6);
+    bubbles.Congregate.value = true;
+    EXPECT_EQ(pushed(true, 90).second, 0) << "gathering bubbles float";
+}
+
+TEST(Bubbles, GatherOnTheMatteAndDieSoonAfterLeavingIt) {
+    Shot<Bubbles> shot(0);
+    Bubbles& bubbles = shot.effect;
+    calm(bubbles);
+    bubbles.Congregate.value = true, bubbles.Afterlife.value = 7;
+    bubbles.burst_clip.image = halves(96, 64);
+    shot.render(0);
+    BubblesParticle p;
+    p.life = 100, p.age = 10, p.fade = 8, p.size = 5;
+    p.position[0] = 70, p.position[1] = 30, p.velocity[0] = 2;
+    bubbles.renderParticle(p);
+    EXPECT_EQ(p.stuck, 0);
+    EXPECT_EQ(p.velocity[0], 2);
+    p.position[0] = 20;
+    bubbles.renderParticle(p);
+    EXPECT_EQ(p.stuck, 1);
+    EXPECT_FLOAT_EQ(p.velocity[0], 0.02f);
+    p.position[0] = -20;  // outside the picture there is no matte
+    bubbles.renderParticle(p);
+    EXPECT_EQ(p.stuck, 1);
+    EXPECT_EQ(p.age, 10);
+    p.position[0] = 70;
+    bubbles.renderParticle(p);
+    EXPECT_EQ(p.stuck, 2);
+    EXPECT_EQ(p.age, 93);
+    p.age = 95;
+    bubbles.renderParticle(p);
+    EXPECT_EQ(p.age, 95) << "released once";
+}
+
+TEST(Bubbles, BurstOnceOnTheMatteOrAtTheirEnd) {
+    Shot<Bubbles> shot(0);
+    Bubbles& bubbles = shot.effect;
+    calm(bubbles);
+    bubbles.BubblesBurst.value = true, bubbles.BurstProbability.value = 100, bubbles.Afterlife.value = 20;
+    bubbles.burst_clip.image = halves(96, 64);
+    const auto at = [](float x, float age) {
+        BubblesParticle p;
+        p.life = 100, p.age = age, p.fade = 8, p.size = 5;
+        p.position[0] = x, p.position[1] = 30;
+        return p;
+    };
+    const auto after = [&](BubblesParticle p) {
+        shot.render(0);
+        bubbles.renderParticle(p);
+        return p;
+    };
+    EXPECT_EQ(after(at(70, 10)).phase, 0);
+    EXPECT_EQ(after(at(-1, 10)).phase, 0);
+    EXPECT_EQ(after(at(70, 99)).phase, 1);
+    EXPECT_EQ(after(at(70, 98.5f)).phase, 0);
+    BubblesParticle p = after(at(20, 10));
+    EXPECT_EQ(p.phase, 1);
+    EXPECT_GE(p.age, 80);
+    EXPECT_LE(p.age, 99);
+    EXPECT_EQ(p.age, std::floor(p.age));
+    p.age = 85.25f;
+    EXPECT_EQ(after(p).age, 85.25f) << "bursting bubbles do not burst again";
+    bubbles.BurstProbability.value = 0;
+    EXPECT_EQ(after(at(20, 10)).phase, 0);
+    bubbles.BurstProbability.value = 100, bubbles.Congregate.value = true;
+    EXPECT_EQ(after(at(20, 10)).phase, 1);
+    EXPECT_EQ(after(at(-1, 99)).phase, 0) << "gathering, only those on the matte burst";
+}
+
+TEST(Bubbles, AreBornWhereTheMatteAllows) {
+    Shot<Bubbles> shot(0);
+    Bubbles& bubbles = shot.effect;
+    calm(bubbles);
+    bubbles.BlackBG.value = true, bubbles.UseBirthMatte.value = true;
+    bubbles.birth.image = halves(96, 64);
+    const ImagePtr image = shot.render(20);
+    EXPECT_NEAR(bubbles.liveParticles(), 21 * 20, 60) << "what misses the matte is tried again";
+    for (int y = 0; y < 64; ++y)
+        for (int x = 48 + 8; x < 96; ++x) EXPECT_EQ(alpha(image.get(), x, y), 0);
+    image_clear(bubbles.birth.image.get());
+    shot.render(20);
+    EXPECT_EQ(bubbles.liveParticles(), 0);
+}
+
+TEST(Bubbles, ShineTowardsTheLight) {
+    const auto render = [](double x, double least) {
+        Shot<Bubbles> shot(weather_test::presetCalled<Bubbles>("Soap"), 200, 200);
+        Bubbles& bubbles = shot.effect;
+        bubbles.BlackBG.value = true, bubbles.DoReflections.value = false;
+        bubbles.LightSource.x = x, bubbles.LightSource.y = 0.5, bubbles.LightTarget.x = 0.5;
+        bubbles.LightTarget.y = 0.5, bubbles.LightSpread.value = 180, bubbles.MinBright.value = least;
+        return shot.render(0);
+    };
+    const auto sum = [](const K7Image* image) {
+        double total = 0;
+        for (int i = 0; i < 4 * 200 * 200; ++i) total += image_row<float>(image, 0)[i];
+        return total;
+    };
+    const ImagePtr from_left = render(-1, 0), from_right = render(2, 0), brighter = render(2, 80);
+    EXPECT_FALSE(same_pixels(from_left.get(), from_right.get()));
+    EXPECT_GT(sum(brighter.get()), 1.3 * sum(from_right.get()));
+}
+
+TEST(Bubbles, SurviveHostileParameters) {
+    weather_test::renderHostile<Bubbles>(24, 17);
+    weather_test::renderHostile<Bubbles>(1, 1);
+    Shot<Bubbles> shot(0);
+    shot.effect.BubblesBurst.value = shot.effect.UseBirthMatte.value = true;
+    shot.effect.Seed.value = -2147483647;
+    shot.effect.output.image.reset(image_duplicate(shot.plate.get()));
+    shot.effect.ProcessFrame();  // no clip at all
+    shot.effect.currentFrame = std::numeric_limits<double>::quiet_NaN();
+    shot.effect.ProcessFrame();
+}
+
+}  // namespace

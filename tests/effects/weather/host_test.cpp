@@ -1,0 +1,76 @@
+// Snow and Rain in a host: animated parameters, presets and changes by hand reach the clock.
+#include <gtest/gtest.h>
+
+#include "support/recording_host.h"
+
+namespace {
+
+using namespace support;
+
+class WeatherInAHost : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (!RecordingHost::bundleAvailable()) GTEST_SKIP();
+    }
+    TestEffect& effect(const char* name) {
+        TestEffect& made = m_host.effect(name);
+        made.connect("Input", gradientImage(layoutOf(64, 48)));
+        return made;
+    }
+    static std::vector<float> last(TestEffect& effect, int frames) {
+        std::vector<float> picture;
+        for (int frame = 0; frame <= frames; ++frame) picture = effect.render(frame);
+        return picture;
+    }
+    RecordingHost m_host;
+};
+
+TEST_F(WeatherInAHost, AnimationIsReplayed) {
+    for (const int pre_roll : {0, 4}) {
+        const auto animated = [&](bool replayed) -> TestEffect& {
+            TestEffect& snow = effect("Q_Snow");
+            snow.setKeys("Density", {{0.0, 20.0}, {12.0, 300.0}});
+            snow.setKeys("GravAngle", {{0.0, 270.0}, {12.0, 200.0}});
+            snow.set("PreRoll", pre_roll);
+            snow.set("WithAnimation", replayed ? 1.0 : 0.0);
+            return snow;
+        };
+        const std::vector<float> in_order = last(animated(true), 12);
+        EXPECT_EQ(animated(true).render(12), in_order);
+        EXPECT_NE(animated(false).render(12), in_order) << "without, all frames are those of the current parameters";
+        // In order the parameters are those of each frame, replayed or not.
+        if (pre_roll == 0) {
+            EXPECT_EQ(last(animated(false), 12), in_order);
+        }
+    }
+    EXPECT_EQ(m_host.faults(), "");
+}
+
+// A render leaves the controls as they are at its own time.
+TEST_F(WeatherInAHost, DrawingReadsTheCurrentFrame) {
+    TestEffect& faded = effect("Q_Rain");
+    faded.setKeys("Opacity", {{0.0, 100.0}, {10.0, 0.0}});
+    faded.set("WithAnimation", 1.0);
+    TestEffect& plain = effect("Q_Rain");
+    plain.set("Opacity", 0.0);
+    EXPECT_EQ(faded.render(10), plain.render(10));
+    EXPECT_NE(faded.render(5), plain.render(5));
+}
+
+TEST_F(WeatherInAHost, PresetsAndChangesBeginAnew) {
+    TestEffect& snow = effect("Q_Snow");
+    last(snow, 6);
+    snow.choose("Demos", "Blizzard");
+    const std::vector<float> chosen = snow.render(7);
+    TestEffect& alone = effect("Q_Snow");
+    alone.choose("Demos", "Blizzard");
+    EXPECT_EQ(alone.render(7), chosen);
+
+    snow.set("SwirlAmp", 3.0);
+    alone.set("SwirlAmp", 3.0);
+    alone.render(0);
+    EXPECT_EQ(snow.render(8), alone.render(8));
+    EXPECT_EQ(m_host.faults(), "");
+}
+
+}  // namespace

@@ -1,0 +1,145 @@
+// Rain: the same picture in every order of frames, births and puddles by their mattes, and the light.
+#include "effects/weather/Rain.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "effects/weather/weather_support.h"
+#include "support/images.h"
+#include "support/row_threads.h"
+
+namespace {
+
+using namespace weather_test;
+
+// White in a rectangle of fractions.
+ImagePtr matte(int width, int height, double x0, double y0, double x1, double y1) {
+    ImagePtr image = make_image(width, height, 4, SAMPLE_F32);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            if (x >= x0 * width && x < x1 * width && y >= y0 * height && y < y1 * height)
+                std::fill_n(image_row<float>(image.get(), y) + 4 * x, 4, 1.0f);
+    return image;
+}
+
+double light_in(const K7Image* image, double x0, double y0, double x1, double y1) {
+    double sum = 0;
+    for (int y = int(y0 * image->height); y < int(y1 * image->height); ++y)
+        for (int x = int(x0 * image->width); x < int(x1 * image->width); ++x)
+            sum += image_row<float>(image, y)[4 * x + 3];
+    return sum;
+}
+
+TEST(Rain, EveryPresetIsTheSameAloneAndInSequence) {
+    for (int preset = 0; preset < presetCount<Rain>(); ++preset) {
+        struct PuddleShot : Shot<Rain> {
+            explicit PuddleShot(int which) : Shot<Rain>(which) {
+                effect.bounce.image = matte(96, 64, 0.2, 0.1, 0.8, 0.4);
+            }
+        };
+        PuddleShot sequence(preset);
+        ImagePtr last;
+        for (int frame = 0; frame <= 12; ++frame) last = sequence.render(frame);
+        EXPECT_TRUE(same_pixels(last.get(), PuddleShot(preset).render(12).get())) << preset;
+        EXPECT_FALSE(same_pixels(last.get(), sequence.plate.get())) << preset;
+        const ImagePtr seventh = PuddleShot(preset).render(7);
+        EXPECT_TRUE(same_pixels(sequence.render(7).get(), seventh.get())) << preset;
+        EXPECT_TRUE(same_pixels(sequence.render(7).get(), seventh.get())) << preset;
+        EXPECT_TRUE(same_pixels(sequence.render(31).get(), PuddleShot(preset).render(31).get())) << preset;
+
+        PuddleShot walked(preset);
+        walked.effect.walksOneByOne = true;
+        const RowThreads rows(3);
+        EXPECT_TRUE(same_pixels(walked.render(12).get(), last.get())) << preset;
+    }
+}
+
+TEST(Rain, IsBornWhereTheMatteIsWhite) {
+    Shot<Rain> shot(0, 200, 120);
+    Rain& rain = shot.effect;
+    rain.BlackBG.value = true, rain.UseBirthMatte.value = true, rain.PositionVar.value = 0.1;
+    rain.birth.image = matte(200, 120, 0.6, 0, 1, 1);
+    const ImagePtr image = shot.render(6);
+    EXPECT_EQ(light_in(image.get(), 0, 0, 0.57, 1), 0);
+    EXPECT_GT(light_in(image.get(), 0.6, 0, 1, 1), 10);
+    rain.birth.image = matte(200, 120, 0, 0, 0, 0);  // nowhere: the tries end
+    EXPECT_EQ(light_in(shot.render(7).get(), 0, 0, 1, 1) > 0, true) << "drops that fall already go on";
+    EXPECT_EQ(light_in(shot.render(6).get(), 0, 0, 1, 1), 0);
+}
+
+TEST(Rain, BouncesOnPuddles) {
+    const auto upward = [](bool puddles, double damping, int bounces) {
+        Shot<Rain> shot(0, 160, 160);
+        Rain& rain = shot.effect;
+        rain.BlackBG.value = true, rain.PuddleBounce.value = puddles, rain.PuddleDamping.value = damping;
+        rain.Bounces.value = bounces, rain.InitialVelocity.value = -5, rain.Density.value = 200;
+        rain.bounce.image = matte(160, 160, 0, 0, 1, 0.3);
+        return light_in(shot.render(60).get(), 0, 0, 1, 0.29);
+    };
+    const double through = upward(false, 80, 3);
+    EXPECT_GT(through, 50);
+    // A drop that bounces away is not in the puddle; with more bounces it stays above it.
+    EXPECT_LT(upward(true, 200, 200), 0.8 * through);
+    EXPECT_NE(upward(true, 80, 1), upward(true, 80, 20));
+}
+
+TEST(Rain, CondensesAndFades) {
+    const auto shown = [](double condensation, int frame) {
+        Shot<Rain> shot(0, 160, 160);
+        Rain& rain = shot.effect;
+        rain.BlackBG.value = true, rain.Condensation.value = condensation;
+        rain.Extinction.value = 100, rain.Lifetime.value = 1000, rain.DoGravity.value = false;
+        return light_in(shot.render(frame).get(), 0, 0, 1, 1);
+    };
+    EXPECT_GT(shown(100, 5), 1.3 * shown(25, 5));
+    EXPECT_GT(shown(25, 5), 1.3 * shown(0, 5));
+}
+
+TEST(Rain, GlistensInTheBeam) {
+    const auto bright = [](bool lit, double x) {
+        Shot<Rain> shot(0, 200, 120);
+        Rain& rain = shot.effect;
+        rain.BlackBG.value = true, rain.DoLight.value = lit, rain.Density.value = 400, rain.InitIntensity.value = 20;
+        rain.LightSource.x = 0.5, rain.LightSource.y = 0.7, rain.LightTarget.x = 1, rain.LightTarget.y = 0.7;
+        rain.LightInten.value = 200;
+        return light_in(shot.render(20).get(), x, 0.5, x + 0.2, 0.75);
+    };
+    EXPECT_GT(bright(true, 0.6), bright(false, 0.6));
+    EXPECT_GT(bright(true, 0.6), 1.2 * bright(true, 0.2)) << "behind the source there is only the least brightness";
+}
+
+TEST(Rain, SurvivesHostileParameters) {
+    const double bad[] = {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(), -1e300,
+                          1e300, 0};
+    for (int part = 0; part < 4; ++part)
+        for (const double value : bad) {
+            Shot<Rain> shot(part * 2 + 1, 24, 17);
+            int n = 0;
+            for (ControlK7* control : shot.effect.controls()) {
+                if (control == &shot.effect.Density || control == &shot.effect.FramesPerSecond) continue;
+                if (++n % 4 != part) continue;
+                if (auto* number = dynamic_cast<FloatControlK7*>(control)) number->value = value;
+                if (auto* point = dynamic_cast<PositionControlK7*>(control)) point->x = value, point->y = -value;
+                if (auto* colour = dynamic_cast<ColourControlK7*>(control)) colour->red = float(value);
+            }
+            shot.effect.PreRoll.value = std::min(shot.effect.PreRoll.value, 20);
+            shot.render(3);
+            shot.render(2);
+        }
+}
+
+// A matte that differs is other rain, so that states made with the first one are not used.
+TEST(Rain, MattesTellTheClock) {
+    const auto first = matte(64, 40, 0, 0, 0.5, 0.5), second = matte(64, 40, 0, 0, 0.5, 0.5);
+    EXPECT_EQ(weather::matte_fingerprint(first.get()), weather::matte_fingerprint(second.get()));
+    image_row<float>(second.get(), 39)[4 * 63] = 0.001f;
+    EXPECT_NE(weather::matte_fingerprint(first.get()), weather::matte_fingerprint(second.get()));
+    image_row<float>(first.get(), 3)[4 * 20 + 1] = 0.7f;  // another channel
+    const auto third = matte(64, 40, 0, 0, 0.5, 0.5);
+    EXPECT_EQ(weather::matte_fingerprint(first.get()), weather::matte_fingerprint(third.get()));
+    EXPECT_EQ(weather::matte_fingerprint(nullptr), 0u);
+}
+
+}  // namespace

@@ -1,0 +1,198 @@
+// Smoke: where it rises to, how it comes and goes, and the layer of its points.
+#include "effects/weather/Smoke.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "effects/weather/weather_checks.h"
+#include "imagelib/imagelib_blur.h"
+#include "k7pi_baselib/cpu.h"
+#include "support/row_threads.h"
+
+namespace {
+
+using weather_test::Shot;
+
+float alpha(const K7Image* image, int x, int y) { return image_row<float>(image, y)[4 * x + 3]; }
+
+ImagePtr flat(int width, int height, float value) {
+    ImagePtr image = make_image(width, height, 4, SAMPLE_F32);
+    std::fill_n(image_row<float>(image.get(), 0), 4L * width * height, value);
+    return image;
+}
+
+// Points at rest on a line, alone in the picture.
+struct Calm : Shot<Smoke> {
+    explicit Calm(int width = 400, int height = 40) : Shot(0, width, height) {
+        effect.BlackBG.value = true;
+        effect.DoTurbulence.value = effect.DoFriction.value = false;
+        effect.PositionVar.value = 0, effect.PointBlur.value = 0;
+        effect.Left.x = 0.02, effect.Right.x = 0.98;
+        effect.Lifetime.value = 800;
+    }
+};
+
+TEST(Smoke, EveryPresetIsTheSameAloneAndInSequence) {
+    weather_test::expectSameAloneAndInSequence<Smoke>([](Smoke& smoke) {
+        smoke.Density.value = std::min(smoke.Density.value, 60.0);
+        smoke.PreRoll.value = std::min(smoke.PreRoll.value, 40);
+    });
+}
+
+TEST(Smoke, PhasesAreTheWalkToTheBit) {
+    for (const int look : {Smoke::Point, Smoke::Streak, Smoke::Puff}) {
+        const auto render = [&](bool one_by_one, int threads, CpuLevel level) {
+            set_cpu_level_limit(level);
+            const RowThreads rows(threads);
+            Shot<Smoke> shot(weather_test::presetCalled<Smoke>("Smoke Stack"));
+            shot.effect.LookMode.value = look, shot.effect.Density.value = 200;
+            shot.effect.PreRoll.value = 20, shot.effect.ShutterTime.value = 150;
+            shot.effect.walksOneByOne = one_by_one;
+            shot.render(0);
+            return shot.render(1);
+        };
+        const ImagePtr expected = render(true, 1, CpuLevel::baseline);
+        EXPECT_TRUE(same_pixels(render(false, 1, CpuLevel::avx512).get(), expected.get())) << look;
+        EXPECT_TRUE(same_pixels(render(false, 3, CpuLevel::avx2).get(), expected.get())) << look;
+        EXPECT_TRUE(same_pixels(render(false, 2, CpuLevel::baseline).get(), expected.get())) << look;
+    }
+    set_cpu_level_limit(CpuLevel::avx512);
+}
+
+// On black and without blur a frame is the layer itself; softened and laid over the plate it is the other frame.
+TEST(Smoke, PointsAreALayerSoftenedAndLaidOver) {
+    for (const double scale : {1.0, 2.0}) {
+        const auto render = [&](double blur, bool black, const K7Image* plate) {
+            Shot<Smoke> shot(0);
+            shot.plate->unit_scale = static_cast<float>(scale);
+            if (plate) shot.plate.reset(image_duplicate(plate));
+            shot.effect.PreRoll.value = 30;
+            shot.effect.PointBlur.value = blur, shot.effect.BlackBG.value = black;
+            return shot.render(2);
+        };
+        const ImagePtr plate = std::move(Shot<Smoke>(0).plate);
+        plate->unit_scale = static_cast<float>(scale);
+        const ImagePtr layer = render(0, true, nullptr);
+        constexpr int ALL = 15;
+        ASSERT_TRUE(image_gaussian_blur(layer.get(), float(3 / scale), float(3 / scale), ALL));
+        const ImagePtr result = render(3, false, plate.get());
+        double changed = 0;
+        for (int y = 0; y < plate->height; ++y)
+            for (int i = 0; i < 4 * plate->width; ++i) {
+                const float below = image_row<float>(plate.get(), y)[i];
+                const float over = image_row<float>(layer.get(), y)[i] + (1 - alpha(layer.get(), i / 4, y)) * below;
+                ASSERT_NEAR(image_row<float>(result.get(), y)[i], over, 1e-5) << i << ' ' << y;
+                changed = std::max(changed, std::fabs(double(over) - below));
+            }
+        EXPECT_GT(changed, 0.05);
+    }
+}
+
+TEST(Smoke, HeatRisesAgainstGravitysArrow) {
+    const auto centre = [](double degrees, double heat, bool gravity) {
+        Calm shot(200, 200);
+        Smoke& smoke = shot.effect;
+        smoke.Left.x = smoke.Right.x = 0.5;
+        smoke.GravAngle.value = degrees, smoke.InitialHeat.value = heat;
+        smoke.DoGravity.value = gravity, smoke.Gravity.value = 0;
+        const ImagePtr image = shot.render(20);
+        double sum = 0, x = 0, y = 0;
+        for (int j = 0; j < 200; ++j)
+            for (int i = 0; i < 200; ++i) {
+                sum += alpha(image.get(), i, j);
+                x += i * alpha(image.get(), i, j), y += j * alpha(image.get(), i, j);
+            }
+        return std::pair(x / sum - 100, y / sum - 100);
+    };
+    for (const bool gravity : {false, true}) {
+        EXPECT_GT(centre(270, 100, gravity).second, 15);
+        EXPECT_NEAR(centre(270, 100, gravity).first, 0, 1);
+        EXPECT_LT(centre(90, 100, gravity).second, -15);
+        EXPECT_LT(centre(0, 100, gravity).first, -15);
+        EXPECT_LT(centre(270, -100, gravity).second, -15);
+        EXPECT_NEAR(centre(270, 0, gravity).second, 0, 1);
+    }
+}
+
+// One generation of points, of which each shows how far it has condensed.
+TEST(Smoke, CondensesAlongAQuarterSine) {
+    for (const double condensation : {0.0, 30.0}) {
+        Calm shot;
+        Smoke& smoke = shot.effect;
+        smoke.UseBirthMatte.value = true, smoke.Density.value = 20, smoke.Extinction.value = 20;
+        smoke.Condensation.value = condensation, smoke.InitIntensity.value = 80;
+        smoke.birth.image = flat(400, 40, 1);
+        shot.render(0);
+        ASSERT_GT(smoke.liveParticles(), 1);
+        smoke.birth.image = flat(400, 40, 0);
+        for (int frame = 1; frame <= 30; ++frame) {
+            const ImagePtr image = shot.render(frame);
+            float least = 1;
+            for (int x = 0; x < 400; ++x)
+                if (alpha(image.get(), x, 20) > 0) least = std::min(least, alpha(image.get(), x, 20));
+            const auto level = [&](double age, double fade) {
+                return 0.25 * 0.8 * std::sin(std::min(age / fade + condensation / 100, 1.0) * 1.5707963);
+            };
+            EXPECT_GE(least, level(frame - 1, 22) - 1e-5) << frame;
+            EXPECT_LE(least, level(frame, 18) + 1e-5) << frame;
+        }
+    }
+}
+
+// Nothing appears or vanishes at once: from frame to frame a point changes by its share of the fade at most.
+TEST(Smoke, ComesAndGoesWithoutJumps) {
+    Calm shot;
+    Smoke& smoke = shot.effect;
+    smoke.Density.value = 2, smoke.Extinction.value = 10, smoke.Condensation.value = 0;
+    smoke.Lifetime.value = 60, smoke.InitIntensity.value = 100;
+    ImagePtr before = shot.render(100);
+    constexpr float FASTEST = 0.25f * 1.6f / 9;  // the steepest sine of a point, over the shortest fade
+    for (int frame = 101; frame < 160; ++frame) {
+        ImagePtr now = shot.render(frame);
+        for (int x = 0; x < 400; ++x)
+            ASSERT_LT(std::fabs(alpha(now.get(), x, 20) - alpha(before.get(), x, 20)), 3 * FASTEST) << frame;
+        before = std::move(now);
+    }
+}
+
+TEST(Smoke, IsBornWhereTheMatteAllows) {
+    Calm shot;
+    Smoke& smoke = shot.effect;
+    smoke.Density.value = 100;
+    for (int frame = 0; frame < 40; ++frame) shot.render(frame);
+    // Evenly from none to all of the density, less up to a tenth of it
+    EXPECT_NEAR(smoke.liveParticles(), 40 * 45, 600);
+
+    smoke.UseBirthMatte.value = true;
+    smoke.birth.image = flat(400, 40, 0);
+    shot.render(10);
+    EXPECT_EQ(smoke.liveParticles(), 0);
+    for (int y = 0; y < 40; ++y)
+        for (int x = 250; x < 400; ++x) image_row<float>(smoke.birth.image.get(), y)[4 * x] = 0.2f;
+    const ImagePtr right = shot.render(10);
+    for (int x = 0; x < 400; ++x) EXPECT_TRUE(alpha(right.get(), x, 20) == 0 || x >= 249) << x;
+    EXPECT_GT(smoke.liveParticles(), 200) << "what misses the matte is tried again";
+
+    Calm elsewhere;
+    elsewhere.effect.UseBirthMatte.value = true, elsewhere.effect.Left.y = elsewhere.effect.Right.y = 1.5;
+    elsewhere.render(3);
+    EXPECT_EQ(elsewhere.effect.liveParticles(), 0);
+}
+
+TEST(Smoke, AloneOnBlackTheSourceIsClearedToo) {
+    Shot<Smoke> shot(0);
+    shot.effect.BlackBG.value = true, shot.effect.StartAt.value = 9;
+    const ImagePtr image = shot.render(3);
+    for (const K7Image* cleared : {image.get(), shot.effect.input.image.get()})
+        for (int y = 0; y < cleared->height; ++y)
+            for (int i = 0; i < 4 * cleared->width; ++i) ASSERT_EQ(image_row<float>(cleared, y)[i], 0);
+}
+
+TEST(Smoke, SurvivesHostileParameters) {
+    weather_test::renderHostile<Smoke>(24, 17);
+    weather_test::renderHostile<Smoke>(1, 1);
+}
+
+}  // namespace

@@ -1,0 +1,185 @@
+// Snow: every frame is the same picture whatever was rendered before it, and the steps follow their rules.
+#include "effects/weather/Snow.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "effects/weather/weather_support.h"
+#include "k7pi_baselib/cpu.h"
+#include "support/images.h"
+#include "support/row_threads.h"
+
+namespace {
+
+using namespace weather_test;
+
+TEST(Snow, EveryPresetIsTheSameAloneAndInSequence) {
+    for (int preset = 0; preset < presetCount<Snow>(); ++preset) {
+        Shot<Snow> sequence(preset);
+        ImagePtr last;
+        for (int frame = 0; frame <= 12; ++frame) last = sequence.render(frame);
+        EXPECT_TRUE(same_pixels(last.get(), Shot<Snow>(preset).render(12).get())) << preset;
+        EXPECT_FALSE(same_pixels(last.get(), sequence.plate.get())) << preset;
+        // Back, the same again, on, and far on
+        const ImagePtr seventh = Shot<Snow>(preset).render(7);
+        EXPECT_TRUE(same_pixels(sequence.render(7).get(), seventh.get())) << preset;
+        EXPECT_TRUE(same_pixels(sequence.render(7).get(), seventh.get())) << preset;
+        EXPECT_TRUE(same_pixels(sequence.render(8).get(), Shot<Snow>(preset).render(8).get())) << preset;
+        EXPECT_TRUE(same_pixels(sequence.render(31).get(), Shot<Snow>(preset).render(31).get())) << preset;
+    }
+}
+
+// Phases over all particles, on threads and vector units, against the set's own walk one particle at a time.
+TEST(Snow, PhasesAreTheWalkToTheBit) {
+    for (const int look : {1, 2, 3, 4, 5, 6}) {
+        const auto render = [&](bool one_by_one, int threads, CpuLevel level) {
+            set_cpu_level_limit(level);
+            const RowThreads rows(threads);
+            Shot<Snow> scene(1);  // Blizzard
+            Snow& snow = scene.effect;
+            snow.LookMode.value = look;
+            snow.Density.value = 400, snow.PreRoll.value = 20, snow.ShutterTime.value = 150;
+            snow.DoGlint.value = true, snow.GlintZone.value = 180, snow.ColourMode.value = Snow::RandomColour;
+            snow.DrySnow.value = 1 + look % 2;
+            snow.walksOneByOne = one_by_one;
+            scene.render(0);
+            return scene.render(1);
+        };
+        const ImagePtr expected = render(true, 1, CpuLevel::baseline);
+        EXPECT_TRUE(same_pixels(render(false, 1, CpuLevel::avx512).get(), expected.get())) << look;
+        EXPECT_TRUE(same_pixels(render(false, 3, CpuLevel::avx2).get(), expected.get())) << look;
+        EXPECT_TRUE(same_pixels(render(false, 2, CpuLevel::baseline).get(), expected.get())) << look;
+    }
+    set_cpu_level_limit(CpuLevel::avx512);
+}
+
+TEST(Snow, NothingFallsBeforeTheStart) {
+    Shot<Snow> scene(0);
+    scene.effect.StartAt.value = 5;
+    EXPECT_TRUE(same_pixels(scene.render(4).get(), scene.plate.get()));
+    const ImagePtr fifth = scene.render(5);
+    EXPECT_FALSE(same_pixels(fifth.get(), scene.plate.get()));
+    scene.render(6);
+    EXPECT_TRUE(same_pixels(scene.render(2).get(), scene.plate.get()));
+    scene.render(7);
+    EXPECT_EQ(scene.effect.clock().steps_taken(), 1) << "a frame before the start leaves the simulation alone";
+    // The pre-roll is life before the start.
+    Shot<Snow> rolled(0);
+    rolled.effect.StartAt.value = 5, rolled.effect.PreRoll.value = 3;
+    rolled.render(5);
+    EXPECT_EQ(rolled.effect.clock().steps_taken(), 4);
+
+    scene.effect.BlackBG.value = true;
+    const ImagePtr black = scene.render(1);
+    for (std::size_t i = 0; i < std::size_t(black->width) * black->height * 4; ++i)
+        ASSERT_EQ(image_row<float>(black.get(), 0)[i], 0);
+}
+
+TEST(Snow, WhatOnlyDrawsCostsNoReplay) {
+    Shot<Snow> scene(0);
+    scene.render(40);
+    scene.effect.Opacity.value = 50, scene.effect.DoGlint.value = true, scene.effect.ShutterTime.value = 80;
+    const ImagePtr changed = scene.render(40);
+    EXPECT_LE(scene.effect.clock().steps_taken(), 1);
+    Shot<Snow> alone(0);
+    alone.effect.Opacity.value = 50, alone.effect.DoGlint.value = true, alone.effect.ShutterTime.value = 80;
+    EXPECT_TRUE(same_pixels(changed.get(), alone.render(40).get()));
+    scene.effect.Density.value = 30;
+    scene.render(41);
+    EXPECT_EQ(scene.effect.clock().steps_taken(), 42);
+}
+
+// Still air: births on the line at the mean speed, and gravity and drag as the integrator has them.
+TEST(Snow, FallsAsGravityAndFrictionSay) {
+    const auto height = [](int frames, double gravity, double friction) {
+        Shot<Snow> scene(0, 200, 400);
+        Snow& snow = scene.effect;
+        snow.DoTurbulence.value = false, snow.PositionVar.value = 0, snow.VelocityVar.value = 0;
+        snow.Density.value = 40, snow.Lifetime.value = 1000, snow.InitialVelocity.value = -20;
+        snow.Gravity.value = gravity, snow.Friction.value = friction, snow.FlakeSizeVar.value = 0;
+        snow.BlackBG.value = true;
+        const ImagePtr image = scene.render(frames);
+        for (int y = 0; y < image->height; ++y)  // the lowest flake, from the bottom
+            for (int x = 0; x < image->width; ++x)
+                if (image_row<float>(image.get(), y)[4 * x + 3] > 0.3f) return y;
+        return -1;
+    };
+    constexpr int REACH = 2;  // of a flake below its centre, as bright as that
+    EXPECT_NEAR(height(40, 0, 0), 320 - 2 * 40 - REACH, 2);
+    double y = 320, v = -2;
+    for (int i = 0; i < 40; ++i) y += v, v -= v * 0.1 + 0.2;
+    EXPECT_NEAR(height(40, 0.2, 0.1), y - REACH, 2);
+}
+
+TEST(Snow, SurvivesHostileParameters) {
+    const double bad[] = {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(), -1e300,
+                          1e300, 0};
+    for (int preset = 0; preset < presetCount<Snow>(); preset += 1)
+        for (const double value : bad) {
+            Shot<Snow> scene(preset, 24, 17);
+            int n = 0;
+            for (ControlK7* control : scene.effect.controls()) {
+                if (control == &scene.effect.Density || control == &scene.effect.FramesPerSecond) continue;
+                if (++n % 3 != preset % 3) continue;
+                if (auto* number = dynamic_cast<FloatControlK7*>(control)) number->value = value;
+                if (auto* point = dynamic_cast<PositionControlK7*>(control)) point->x = value, point->y = -value;
+                if (auto* colour = dynamic_cast<ColourControlK7*>(control)) colour->red = float(value);
+            }
+            scene.effect.PreRoll.value = std::min(scene.effect.PreRoll.value, 20);
+            scene.render(3);
+            scene.render(2);
+        }
+    Shot<Snow> frames(0, 16, 16);
+    frames.effect.currentFrame = std::numeric_limits<double>::quiet_NaN();
+    frames.effect.ProcessFrame();
+    frames.effect.output.image = make_image(4, 4, 1, SAMPLE_F32);
+    frames.effect.ProcessFrame();
+    frames.effect.output.image.reset();
+    frames.effect.ProcessFrame();
+}
+
+TEST(Snow, WindIsAConeOrABlast) {
+    K7Image like{};
+    like.width = 100, like.height = 100, like.pixel_width = like.pixel_height = like.unit_scale = 1;
+    const weather::Frame frame(like);
+    weather::Wind wind;
+    wind.set(frame, true, 0.2, 0.5, 0.8, 0.5, 90, 10, false);
+    float ahead[2] = {60, 50}, beside[2] = {60, 95}, behind[2] = {5, 50};
+    wind.blow(ahead, 10), wind.blow(beside, 10), wind.blow(behind, 10);
+    EXPECT_FLOAT_EQ(ahead[0], 70);
+    EXPECT_FLOAT_EQ(ahead[1], 50);
+    EXPECT_EQ(beside[1], 95);
+    EXPECT_EQ(beside[0], 60);
+    EXPECT_EQ(behind[0], 5);
+    wind.set(frame, true, 0.5, 0.5, 0.9, 0.5, 90, 10, true);
+    float near[2] = {50, 60}, far[2] = {50, 95}, middle[2] = {50, 50};
+    wind.blow(near, 10), wind.blow(far, 10), wind.blow(middle, 10);
+    EXPECT_FLOAT_EQ(near[1], 60 + 10 * 0.75f);
+    EXPECT_FLOAT_EQ(far[1], 95);
+    EXPECT_EQ(middle[0], 50);
+    EXPECT_EQ(middle[1], 50);
+    wind.set(frame, true, 0.5, 0.5, 0.5, 0.5, 90, 10, false);
+    EXPECT_FLOAT_EQ(wind.length, 0.0001f);
+}
+
+TEST(Snow, LightFallsOffInsideItsZone) {
+    K7Image like{};
+    like.width = 100, like.height = 100, like.pixel_width = like.pixel_height = like.unit_scale = 1;
+    weather::LightCone light;
+    light.set(weather::Frame(like), 0, 0.5, 1, 0.5, 90);
+    EXPECT_FLOAT_EQ(light.inside(std::cos(0.1f)), 1);
+    EXPECT_NEAR(light.inside(std::cos(0.85f * 0.785398f)), 0.5, 1e-4);
+    EXPECT_NEAR(light.inside(std::cos(0.79f)), 0, 1e-4);
+    const float right[2] = {50, 50}, up[2] = {0, 90}, source[2] = {0, 50};
+    EXPECT_FLOAT_EQ(light.cosine_to(right), 1);
+    EXPECT_NEAR(light.cosine_to(up), 0, 1e-6);
+    EXPECT_EQ(light.cosine_to(source), 0);
+    light.set(weather::Frame(like), 0, 0.5, 1, 0.5, 0);
+    EXPECT_EQ(light.inside(1), 1);
+    EXPECT_EQ(light.inside(0.5f), 0);
+}
+
+}  // namespace
