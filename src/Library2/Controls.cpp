@@ -57,8 +57,9 @@ void setBothAxes(const PropertySet& set, const char* property, double value) {
 
 // ---- Base -----------------------------------------------------------------------------------------------------
 
-ControlK7::ControlK7(EffectInfo* owner, const char* name, const char* label, const ParamOptions& options)
-    : m_name(name), m_label(trimmed(label)), m_options(options), m_page(-1) {
+ControlK7::ControlK7(EffectInfo* owner, const char* name, const char* label, const char* sentence,
+                     const ParamOptions& options)
+    : m_name(name), m_label(trimmed(label)), m_sentence(sentence), m_options(options), m_page(-1) {
     if (m_label.empty()) m_label = name;
     if (owner) m_page = owner->addControl(this);
 }
@@ -113,8 +114,8 @@ void ControlK7::SetGhosted(bool ghosted) {
 
 // ---- Numbers --------------------------------------------------------------------------------------------------
 
-FloatControlK7::FloatControlK7(EffectInfo* owner, const NumberParam& param)
-    : ControlK7(owner, param.name, param.label, param.options),
+FloatControlK7::FloatControlK7(EffectInfo* owner, const NumberParam& param, const char* sentence)
+    : ControlK7(owner, param.name, param.label, sentence, param.options),
       value(param.value),
       overlayValue(param.value),
       m_param(param) {}
@@ -149,8 +150,8 @@ bool AngleControlK7::GetValue(double time, double* out) const {
     return true;
 }
 
-IntegerControlK7::IntegerControlK7(EffectInfo* owner, const IntegerParam& param)
-    : ControlK7(owner, param.name, param.label, param.options), value(param.value), m_param(param) {}
+IntegerControlK7::IntegerControlK7(EffectInfo* owner, const IntegerParam& param, const char* sentence)
+    : ControlK7(owner, param.name, param.label, sentence, param.options), value(param.value), m_param(param) {}
 
 // A seed that moves would be a new simulation every frame.
 bool IntegerControlK7::animates() const { return ControlK7::animates() && std::strcmp(name(), "Seed") != 0; }
@@ -167,8 +168,8 @@ std::string IntegerControlK7::rangeText() const { return rangeOf(m_param.min, m_
 
 // ---- Switches and choices -------------------------------------------------------------------------------------
 
-CheckboxControlK7::CheckboxControlK7(EffectInfo* owner, const CheckboxParam& param)
-    : ControlK7(owner, param.name, param.label, param.options), value(param.value), m_default(param.value) {}
+CheckboxControlK7::CheckboxControlK7(EffectInfo* owner, const CheckboxParam& param, const char* sentence)
+    : ControlK7(owner, param.name, param.label, sentence, param.options), value(param.value), m_default(param.value) {}
 
 std::string CheckboxControlK7::scriptName() const {
     return secret() || options().scriptName ? ControlK7::scriptName() : ControlK7::scriptName() + "_CheckBox";
@@ -183,8 +184,8 @@ void CheckboxControlK7::describeValue(const PropertySet& set, const HostQuirks&)
     set.setInt(ofx::prop::ParamDefault, m_default ? 1 : 0);
 }
 
-ListControlK7::ListControlK7(EffectInfo* owner, const ListParam& param)
-    : ControlK7(owner, param.name, param.label, param.options),
+ListControlK7::ListControlK7(EffectInfo* owner, const ListParam& param, const char* sentence)
+    : ControlK7(owner, param.name, param.label, sentence, param.options),
       value(param.index + 1),
       overlayValue(param.index + 1),
       m_param(param) {}
@@ -213,8 +214,8 @@ std::string ListControlK7::defaultText() const {
 
 // ---- Points and colours ---------------------------------------------------------------------------------------
 
-PositionControlK7::PositionControlK7(EffectInfo* owner, const PointParam& param)
-    : ControlK7(owner, param.name, param.label, param.options),
+PositionControlK7::PositionControlK7(EffectInfo* owner, const PointParam& param, const char* sentence)
+    : ControlK7(owner, param.name, param.label, sentence, param.options),
       x(param.x),
       y(param.y),
       overlayX(param.x),
@@ -255,8 +256,9 @@ void CurvePointControlK7::describeValue(const PropertySet& set, const HostQuirks
     set.setDouble(ofx::prop::ParamIncrement, incrementOf(1.0));
 }
 
-ColourControlK7::ColourControlK7(EffectInfo* owner, const ColourParam& param, Components components)
-    : ControlK7(owner, param.name, param.label, param.options),
+ColourControlK7::ColourControlK7(EffectInfo* owner, const ColourParam& param, const char* sentence,
+                                 Components components)
+    : ControlK7(owner, param.name, param.label, sentence, param.options),
       red(param.red),
       green(param.green),
       blue(param.blue),
@@ -315,8 +317,8 @@ std::string ColourControlK7::defaultText() const {
 
 // ---- Texts ----------------------------------------------------------------------------------------------------
 
-TextControlK7::TextControlK7(EffectInfo* owner, const TextParam& param)
-    : ControlK7(owner, param.name, param.label, param.options), text(param.text), m_param(param) {}
+TextControlK7::TextControlK7(EffectInfo* owner, const TextParam& param, const char* sentence)
+    : ControlK7(owner, param.name, param.label, sentence, param.options), text(param.text), m_param(param) {}
 
 void TextControlK7::describeValue(const PropertySet& set, const HostQuirks&) const {
     if (std::strcmp(m_param.mode, ofx::string_mode::SingleLine) != 0)
@@ -348,5 +350,6 @@ void TextControlK7::endOfChange(const HostQuirks& quirks) {
     write(text.c_str());
 }
 
-FileControlK7::FileControlK7(EffectInfo* owner, const TextParam& param)
-    : TextControlK7(owner, {param.name, param.label, param.text, ofx::string_mode::FilePath, param.options}) {}
+FileControlK7::FileControlK7(EffectInfo* owner, const TextParam& param, const char* sentence)
+    : TextControlK7(owner, {param.name, param.label, param.text, ofx::string_mode::FilePath, param.options}, sentence) {
+}

@@ -1,7 +1,10 @@
 // Controls: an effect's handles on its OFX parameters.
 //
-// A control is a member of the effect's info record and declares its parameter there in one line: name, label, type,
-// default, range, options; the page is the one declared above it. Describing, wiring to the host, fetching at render,
+// A control is a member of the effect's info record and declares its parameter there: name, label, default, range,
+// options, and a sentence that tells an artist what it does, with its unit; the page is the one declared above it:
+//     FloatControlK7 CutOff{this, {"CutOff", "Threshold", 80.0, 0.0, 100.0},
+//                           "The luminance up to which dark parts grow, in percent of white."};
+// Describing, wiring to the host, fetching at render,
 // preset writes and the documentation all walk the declared controls.
 //
 // Effect code reads the value fields, which hold what the last fetch found; it never calls the parameter suite.
@@ -109,7 +112,8 @@ struct DescribeContext {
 
 class ControlK7 {
   public:
-    ControlK7(EffectInfo* owner, const char* name, const char* label, const ParamOptions& options);
+    ControlK7(EffectInfo* owner, const char* name, const char* label, const char* sentence,
+              const ParamOptions& options);
     virtual ~ControlK7() = default;
     ControlK7(const ControlK7&) = delete;
     ControlK7& operator=(const ControlK7&) = delete;
@@ -117,6 +121,7 @@ class ControlK7 {
     // The declaration
     const char* name() const { return m_name; }
     const std::string& label() const { return m_label; }
+    const char* sentence() const { return m_sentence; }  // what it does, with its unit
     virtual std::string scriptName() const;
     virtual const char* paramType() const = 0;
     virtual bool animates() const;
@@ -177,6 +182,7 @@ class ControlK7 {
   private:
     const char* m_name;
     std::string m_label;
+    const char* m_sentence;
     ParamOptions m_options;
     int m_page;
     OfxParamHandle* m_slot = nullptr;  // inside the InstanceRecord
@@ -190,7 +196,7 @@ class ControlK7 {
 
 class FloatControlK7 : public ControlK7 {
   public:
-    FloatControlK7(EffectInfo* owner, const NumberParam& param);
+    FloatControlK7(EffectInfo* owner, const NumberParam& param, const char* sentence = "");
 
     double value;
     double overlayValue;
@@ -234,7 +240,7 @@ class AngleControlK7 : public FloatControlK7 {  // degrees
 
 class IntegerControlK7 : public ControlK7 {
   public:
-    IntegerControlK7(EffectInfo* owner, const IntegerParam& param);
+    IntegerControlK7(EffectInfo* owner, const IntegerParam& param, const char* sentence = "");
 
     int value;
 
@@ -261,7 +267,7 @@ class IntegerControlK7 : public ControlK7 {
 
 class CheckboxControlK7 : public ControlK7 {
   public:
-    CheckboxControlK7(EffectInfo* owner, const CheckboxParam& param);
+    CheckboxControlK7(EffectInfo* owner, const CheckboxParam& param, const char* sentence = "");
 
     bool value;
 
@@ -283,7 +289,7 @@ class CheckboxControlK7 : public ControlK7 {
 
 class ListControlK7 : public ControlK7 {
   public:
-    ListControlK7(EffectInfo* owner, const ListParam& param);
+    ListControlK7(EffectInfo* owner, const ListParam& param, const char* sentence = "");
 
     int value;  // from 1
     int overlayValue;
@@ -313,7 +319,7 @@ class ListControlK7 : public ControlK7 {
 // A place in the picture, 0 to 1 from the lower left corner to the upper right one.
 class PositionControlK7 : public ControlK7 {
   public:
-    PositionControlK7(EffectInfo* owner, const PointParam& param);
+    PositionControlK7(EffectInfo* owner, const PointParam& param, const char* sentence = "");
 
     double x, y;
     double overlayX, overlayY;
@@ -350,7 +356,8 @@ class CurvePointControlK7 : public PositionControlK7 {
 class ColourControlK7 : public ControlK7 {
   public:
     enum class Components { RGB, RGBA };
-    ColourControlK7(EffectInfo* owner, const ColourParam& param, Components components = Components::RGB);
+    ColourControlK7(EffectInfo* owner, const ColourParam& param, const char* sentence = "",
+                    Components components = Components::RGB);
 
     float red, green, blue, alpha;  // alpha stays 1 with three components
 
@@ -376,7 +383,7 @@ class ColourControlK7 : public ControlK7 {
 
 class TextControlK7 : public ControlK7 {
   public:
-    TextControlK7(EffectInfo* owner, const TextParam& param);
+    TextControlK7(EffectInfo* owner, const TextParam& param, const char* sentence = "");
 
     std::string text;
 
@@ -398,12 +405,13 @@ class TextControlK7 : public ControlK7 {
 
 class FileControlK7 : public TextControlK7 {
   public:
-    FileControlK7(EffectInfo* owner, const TextParam& param);
+    FileControlK7(EffectInfo* owner, const TextParam& param, const char* sentence = "");
 };
 
 class ButtonControlK7 : public ControlK7 {
   public:
-    ButtonControlK7(EffectInfo* owner, const ButtonParam& param) : ControlK7(owner, param.name, param.label, {}) {}
+    ButtonControlK7(EffectInfo* owner, const ButtonParam& param, const char* sentence = "")
+        : ControlK7(owner, param.name, param.label, sentence, {}) {}
     std::string scriptName() const override { return name(); }
     const char* paramType() const override { return ofx::param_type::PushButton; }
     bool animates() const override { return false; }

@@ -47,6 +47,7 @@ const char* kindOf(const ControlK7& control) {
 Json controlJson(const EffectInfo& info, const ControlK7& control) {
     Json json{{"name", control.name()},
               {"label", control.label()},
+              {"sentence", control.sentence()},
               {"scriptName", control.scriptName()},
               {"type", control.paramType()},
               {"kind", kindOf(control)},

@@ -85,7 +85,7 @@ struct NightVisionInfo : EffectInfo {
                           {"RetType", "Reticle Type", 0, {"None", "Type 1", "Type 2", "Type 3", "Type 4", "Type 5"}}};
     SizeControlK7 RetSize{this, {"RetSize", "Size", 0.6, 0.01, 2.0}};
     ColourControlK7 RetColour{
-        this, {"RetColour", "Colour", 0.499992f, 0.499992f, 0.499992f, 1.0f}, ColourControlK7::Components::RGBA};
+        this, {"RetColour", "Colour", 0.499992f, 0.499992f, 0.499992f, 1.0f}, "", ColourControlK7::Components::RGBA};
     CheckboxControlK7 UseDef{this, {"UseDef", "Use Default Thickness", true}};
     FloatControlK7 RetThick1{this, {"RetThick1", "Thickness 1", 2.0, 0.1, 100.0}};
     FloatControlK7 RetThick2{this, {"RetThick2", "Thickness 2", 6.0, 0.1, 100.0}};
