@@ -44,7 +44,7 @@ struct ProbeInfo : EffectInfo {
     ListControlK7 Shape{this, {"Shape", " Shape ", 1, {" Circle", "Square ", "Star", "Star"}}};
     PositionControlK7 Centre{this, {"Centre", "Centre", 0.25, 0.75}};
     ColourControlK7 Tint{this, {"Tint", "Tint", 1.0f, 0.5f, 0.25f}};
-    ColourControlK7 Paint{this, {"Paint", "Paint", 0.5f, 0.25f, 1.0f, 0.75f}, ColourControlK7::Components::RGBA};
+    ColourControlK7 Paint{this, {"Paint", "Paint", 0.5f, 0.25f, 1.0f, 0.75f}, "", ColourControlK7::Components::RGBA};
     CurvePointControlK7 Curve{this, {"Curve", "Curve", 0.25, 0.75}};
 
     Page clock{this, "Clock"};
