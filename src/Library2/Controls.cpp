@@ -1,10 +1,12 @@
 #include "Library2/Controls.h"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "Library2/EffectInfo.h"
 
@@ -60,23 +62,30 @@ void setBothAxes(const PropertySet& set, const char* property, double value) {
 ControlK7::ControlK7(EffectInfo* owner, const char* name, const char* label, const char* sentence,
                      const ParamOptions& options)
     : m_name(name), m_label(trimmed(label)), m_sentence(sentence), m_options(options), m_page(-1) {
-    if (m_label.empty()) m_label = name;
+    if (m_label.empty()) m_label = m_name;
     if (owner) m_page = owner->addControl(this);
 }
 
 std::string ControlK7::scriptName() const {
     if (m_options.scriptName) return m_options.scriptName;
     if (m_options.secret) return m_name;
-    if (std::strcmp(m_name, "FramesPerSecond") == 0) return "GeneratorFPS";
+    if (m_name == "FramesPerSecond") return "GeneratorFPS";
     return scriptNameOf(m_label);
 }
 
 bool ControlK7::animates() const { return m_options.animates && !m_options.secret; }
 
+bool ControlK7::keptByPresets() const {
+    // TODO: by options only, once all effects declare them.
+    static constexpr std::string_view KEPT[] = {"Demos",   "DemosA",        "StartAt",        "BlackBG",
+                                                "OnBlack", "WithAnimation", "FramesPerSecond"};
+    return m_options.keptByPresets || m_options.secret || std::ranges::find(KEPT, m_name) != std::end(KEPT);
+}
+
 void ControlK7::define(const DescribeContext& context) const {
     OfxPropertySetHandle handle = nullptr;
     callSuite(bundleState().suites.parameter, &OfxParameterSuiteV1::paramDefine, context.parameters, paramType(),
-              m_name, &handle);
+              m_name.c_str(), &handle);
     const PropertySet set(handle);
     if (!set) return;
     describeValue(set, *context.quirks);
@@ -150,6 +159,18 @@ bool AngleControlK7::GetValue(double time, double* out) const {
     return true;
 }
 
+FrameRateControlK7::FrameRateControlK7(EffectInfo* owner)
+    : FloatControlK7(owner,
+                     {"FramesPerSecond",
+                      "Frames Per Second",
+                      25.0,
+                      0.1,
+                      1000.0,
+                      {.keptByPresets = true, .scriptName = "GeneratorFPS"}},
+                     "Frames of the shot a second, for hosts that count time in milliseconds; others do not need it.") {
+    if (owner) owner->setFrameRate(this);
+}
+
 IntegerControlK7::IntegerControlK7(EffectInfo* owner, const IntegerParam& param, const char* sentence)
     : ControlK7(owner, param.name, param.label, sentence, param.options), value(param.value), m_param(param) {}
 
@@ -211,6 +232,9 @@ std::string ListControlK7::defaultText() const {
     const auto index = static_cast<std::size_t>(m_param.index);
     return index < m_param.choices.size() ? trimmed(m_param.choices[index]) : std::string();
 }
+
+PresetChoiceK7::PresetChoiceK7(EffectInfo* owner, const Param& param, const char* sentence)
+    : ListControlK7(owner, {param.name, param.label, 0, {}, {.animates = false, .keptByPresets = true}}, sentence) {}
 
 // ---- Points and colours ---------------------------------------------------------------------------------------
 

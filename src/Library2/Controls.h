@@ -4,8 +4,12 @@
 // options, and a sentence that tells an artist what it does, with its unit; the page is the one declared above it:
 //     FloatControlK7 CutOff{this, {"CutOff", "Threshold", 80.0, 0.0, 100.0},
 //                           "The luminance up to which dark parts grow, in percent of white."};
-// Describing, wiring to the host, fetching at render,
-// preset writes and the documentation all walk the declared controls.
+// Describing, wiring to the host, fetching at render, preset writes and the documentation all walk the declared
+// controls. What makes one parameter different from others of its type is an option of its declaration, never its name:
+//     IntegerControlK7 Seed{this, {"Seed", "Seed", 831, 1, 9999, {.animates = false}}, "..."};
+//     CheckboxControlK7 BlackBG{this, {"BlackBG", "Snow Only", false, {.keptByPresets = true}}, "..."};
+//     PresetChoiceK7 Demos{this, {"Demos", "Type"}, "..."};  // its presets: Presets.h
+//     FrameRateControlK7 FramesPerSecond{this};
 //
 // Effect code reads the value fields, which hold what the last fetch found; it never calls the parameter suite.
 // Choice values count from 1 in controls and from 0 at the host. A control without a parameter at the host (not
@@ -25,8 +29,10 @@ class EffectInfo;
 inline constexpr double NO_LIMIT = std::numeric_limits<double>::infinity();
 
 struct ParamOptions {
-    bool secret = false;  // kept from the user; label and script name are the name
-    bool animates = true;
+    bool secret = false;               // kept from the user; label and script name are the name
+    bool animates = true;              // false where a value that moves makes no sense: a seed, a choice of presets
+    bool keptByPresets = false;        // presets that put other parameters to their defaults leave it as the user has
+                                       // it: how the shot runs, not how it looks
     const char* scriptName = nullptr;  // where the label does not give it
     double increment = 0.0;            // 0: from the range
     double displayMax = NO_LIMIT;      // of sliders, where the range goes on
@@ -119,14 +125,15 @@ class ControlK7 {
     ControlK7& operator=(const ControlK7&) = delete;
 
     // The declaration
-    const char* name() const { return m_name; }
+    const char* name() const { return m_name.c_str(); }
     const std::string& label() const { return m_label; }
-    const char* sentence() const { return m_sentence; }  // what it does, with its unit
+    const std::string& sentence() const { return m_sentence; }  // what it does, with its unit
     virtual std::string scriptName() const;
     virtual const char* paramType() const = 0;
     virtual bool animates() const;
     virtual bool hasValue() const { return true; }
     bool secret() const { return m_options.secret; }
+    virtual bool keptByPresets() const;
     int page() const { return m_page; }
     void define(const DescribeContext& context) const;
     // For the documentation: "80", "0 .. 100", "Circle, Object Image".
@@ -180,9 +187,9 @@ class ControlK7 {
     bool m_ghosted = false;
 
   private:
-    const char* m_name;
+    std::string m_name;
     std::string m_label;
-    const char* m_sentence;
+    std::string m_sentence;
     ParamOptions m_options;
     int m_page;
     OfxParamHandle* m_slot = nullptr;  // inside the InstanceRecord
@@ -236,6 +243,12 @@ class AngleControlK7 : public FloatControlK7 {  // degrees
   public:
     using FloatControlK7::FloatControlK7;
     bool GetValue(double time, double* out) const;  // rounded through single precision
+};
+
+// The rate that turns times into frames where a host counts in milliseconds. Only RenderFlow reads it.
+class FrameRateControlK7 : public FloatControlK7 {
+  public:
+    explicit FrameRateControlK7(EffectInfo* owner);
 };
 
 class IntegerControlK7 : public ControlK7 {
@@ -307,11 +320,22 @@ class ListControlK7 : public ControlK7 {
     void writeDefault() override { write(m_param.index); }
     std::string defaultText() const override;
     std::vector<const char*> choices() const override { return m_param.choices; }
+    void setChoices(std::vector<const char*> choices) { m_param.choices = std::move(choices); }
 
   protected:
     void describeValue(const PropertySet&, const HostQuirks&) const override {}
     void describeAfter(const PropertySet& set) const override;
     ListParam m_param;
+};
+
+// A choice of presets (Presets.h), whose names become its options; the first one is the default.
+class PresetChoiceK7 : public ListControlK7 {
+  public:
+    struct Param {
+        const char* name;
+        const char* label;
+    };
+    PresetChoiceK7(EffectInfo* owner, const Param& param, const char* sentence = "");
 };
 
 // ---- Points and colours ---------------------------------------------------------------------------------------
@@ -328,6 +352,7 @@ class PositionControlK7 : public ControlK7 {
     void SetValue(double newX, double newY) const { write(newX, newY); }
 
     const char* paramType() const override { return ofx::param_type::Double2D; }
+    bool keptByPresets() const override { return true; }
     void fetch(const FetchContext& context) override;
     void fetchOverlay(const FetchContext& context) override;
     void SetHidden(bool hidden) override { setEnabled(!hidden); }
@@ -345,6 +370,7 @@ class PositionControlK7 : public ControlK7 {
 class CurvePointControlK7 : public PositionControlK7 {
   public:
     using PositionControlK7::PositionControlK7;
+    bool keptByPresets() const override { return ControlK7::keptByPresets(); }
     void fetch(const FetchContext& context) override { GetValue(context.time, &x, &y); }
     void fetchOverlay(const FetchContext& context) override { GetValue(context.time, &overlayX, &overlayY); }
     std::string rangeText() const override { return "0 .. 1"; }

@@ -98,15 +98,17 @@ Json rulesJson(const EffectInfo& info) {
     return rules;
 }
 
-// One column's value in a preset as its user would write it: "0.5", "on", "Blue", "0.2, 0.7".
-std::string presetText(const ControlK7& column, const double* values) {
+// One value of a preset as its user would write it: "0.5", "on", "Blue", "0.2, 0.7"; empty where it lists none.
+std::string presetText(const ControlK7& column, const PresetCell& cell) {
+    if (!cell.listed()) return {};
+    const double* values = cell.numbers();
     if (isA<CheckboxControlK7>(column)) return values[0] != 0.0 ? "on" : "off";
     if (const auto choices = column.choices(); !choices.empty()) {
         const bool known = values[0] >= 0.0 && values[0] < static_cast<double>(choices.size());
         return known ? choices[static_cast<std::size_t>(values[0])] : "?";
     }
     std::string text;
-    for (int i = 0; i < column.presetComponents(); ++i) {
+    for (int i = 0; i < cell.count(); ++i) {
         char number[32];
         *std::to_chars(number, number + sizeof number - 1, values[i]).ptr = '\0';
         text += (i ? ", " : "") + std::string(number);
@@ -118,18 +120,15 @@ Json presetsJson(const EffectInfo& info) {
     Json tables = Json::array();
     for (const PresetTable& table : info.presetTables()) {
         Json columns = Json::array(), rows = Json::array();
-        for (const ControlK7* column : table.columns) columns.push_back(column->name());
-        for (const double* values : table.rows) {
+        for (const PresetLine& line : table.lines) columns.push_back(line.control->name());
+        for (std::size_t preset = 0; preset < table.names.size(); ++preset) {
             Json row = Json::array();
-            for (const ControlK7* column : table.columns) {
-                row.push_back(presetText(*column, values));
-                values += column->presetComponents();
-            }
+            for (const PresetLine& line : table.lines) row.push_back(presetText(*line.control, line.cells[preset]));
             rows.push_back(row);
         }
         tables.push_back({{"choice", table.choice->name()},
                           {"columns", columns},
-                          {"names", table.choice->choices()},
+                          {"names", table.names},
                           {"rows", rows},
                           {"othersToDefaults", table.scope == PresetScope::OthersToDefaults}});
     }

@@ -1,9 +1,9 @@
 #include "Library2/EffectInfo.h"
 
 #include <algorithm>
-#include <cassert>
 #include <cstring>
-#include <string_view>
+#include <set>
+#include <stdexcept>
 
 #include "Library2/PluginK7.h"
 
@@ -116,41 +116,61 @@ void EffectInfo::rule(ControlK7& steering, std::function<void()> custom, const c
 
 // ---- Presets --------------------------------------------------------------------------------------------------
 
-void EffectInfo::addPresets(PresetTable table, std::size_t numbers) {
-    std::size_t components = 0;
-    for (const ControlK7* column : table.columns) components += static_cast<std::size_t>(column->presetComponents());
-    assert(components == numbers && "a preset row holds one number for each component of its columns");
-    (void)components, (void)numbers;
+const PresetCell* PresetTable::cell(const ControlK7* control, std::size_t preset) const {
+    for (const PresetLine& line : lines)
+        if (line.control == control) return line.cells[preset].listed() ? &line.cells[preset] : nullptr;
+    return nullptr;
+}
+
+void PresetTable::check() const {
+    std::set<const ControlK7*> seen;
+    for (const PresetLine& line : lines) {
+        const auto demand = [&](bool met, const char* what) {
+            if (!met) throw std::logic_error(std::string("preset table, ") + line.control->name() + ": " + what);
+        };
+        demand(line.cells.size() == names.size(), "one cell for each preset");
+        demand(seen.insert(line.control).second, "one line for each control");
+        for (const PresetCell& cell : line.cells)
+            demand(!cell.listed() || cell.count() == line.control->presetComponents(),
+                   "one number for each component of the control");
+    }
+}
+
+void EffectInfo::presets(ListControlK7& choice, std::vector<const char*> names, std::vector<PresetLine> lines,
+                         PresetScope scope) {
+    PresetTable table{&choice, std::move(names), std::move(lines), scope};
+    table.check();
+    choice.setChoices(table.names);
     m_presets.push_back(std::move(table));
 }
 
-namespace {
-
-// What a preset leaves as the user has it: where things are and how the shot runs, not how it looks.
-bool keptByPresets(const ControlK7* control) {
-    static constexpr std::string_view KEPT[] = {"Demos",   "DemosA",        "StartAt",        "BlackBG",
-                                                "OnBlack", "WithAnimation", "FramesPerSecond"};
-    return std::find(std::begin(KEPT), std::end(KEPT), control->name()) != std::end(KEPT) ||
-           (dynamic_cast<const PositionControlK7*>(control) && !dynamic_cast<const CurvePointControlK7*>(control));
+void EffectInfo::addRows(ListControlK7& choice, std::vector<const char*> names, const std::vector<ControlK7*>& columns,
+                         const std::vector<const double*>& rows, PresetScope scope) {
+    std::vector<PresetLine> lines;
+    std::size_t first = 0;
+    for (ControlK7* column : columns) {
+        std::vector<PresetCell> cells;
+        const int count = column->presetComponents();
+        for (const double* row : rows) {
+            const double* v = row + first;
+            cells.push_back(count == 1   ? PresetCell(v[0])
+                            : count == 2 ? PresetCell(v[0], v[1])
+                            : count == 3 ? PresetCell(v[0], v[1], v[2])
+                                         : PresetCell(v[0], v[1], v[2], v[3]));
+        }
+        lines.emplace_back(*column, std::move(cells));
+        first += static_cast<std::size_t>(count);
+    }
+    presets(choice, std::move(names), std::move(lines), scope);
 }
-
-}  // namespace
 
 // Values are written in parameter order, so that a host's undo list reads like the dialog.
 void EffectInfo::applyPreset(const PresetTable& table, int index) {
-    if (index < 0 || static_cast<std::size_t>(index) >= table.rows.size()) return;
-    const double* row = table.rows[static_cast<std::size_t>(index)];
+    if (index < 0 || static_cast<std::size_t>(index) >= table.names.size()) return;
     for (ControlK7* control : m_controls) {
-        const double* values = row;
-        bool listed = false;
-        for (const ControlK7* column : table.columns) {
-            if ((listed = column == control)) break;
-            values += column->presetComponents();
-        }
-        if (listed)
-            control->writePreset(values);
-        else if (table.scope == PresetScope::OthersToDefaults && control != table.choice && !control->secret() &&
-                 !keptByPresets(control))
+        if (const PresetCell* cell = table.cell(control, static_cast<std::size_t>(index)))
+            control->writePreset(cell->numbers());
+        else if (table.scope == PresetScope::OthersToDefaults && control != table.choice && !control->keptByPresets())
             control->writeDefault();
     }
 }

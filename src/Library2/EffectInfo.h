@@ -11,6 +11,23 @@
 //
 // Members register themselves in the order of declaration; that order is the order of clips and parameters at the
 // host. One info record describes the effect to a host, another lives in every instance.
+//
+// Controls that several effects share are a group: a plain struct whose controls register themselves with the effect's
+// record, in the place where the group stands among its members and on the page above it. A group may bring its enable
+// rules, and takes what differs between effects (a default, a label, a suffix of the names) as arguments; texts are
+// copied, so that they may be put together on the spot:
+//
+//     struct GravityControls {
+//         struct Defaults { double gravity = 1.0; };
+//         explicit GravityControls(EffectInfo* owner, const Defaults& given = {})
+//             : DoGravity(owner, {"DoGravity", "Use Gravity", true}, "..."),
+//               Gravity(owner, {"Gravity", "Gravity", given.gravity, 0.0, 10.0}, "...") {
+//             owner->ghost({&Gravity}, DoGravity, isOff);
+//         }
+//         CheckboxControlK7 DoGravity;  // members are made in the order in which they stand here
+//         FloatControlK7 Gravity;
+//     };
+//     struct RainInfo : EffectInfo { ... GravityControls gravity{this, {.gravity = 0.2}}; ... };
 #pragma once
 
 #include <array>
@@ -21,6 +38,7 @@
 
 #include "Library2/BundleState.h"
 #include "Library2/Controls.h"
+#include "Library2/Presets.h"
 #include "imagelib/imagelib.h"
 
 class OverlayControlK7;
@@ -34,11 +52,11 @@ enum class FrameHistory {
 };
 
 struct EffectTraits {
-    const char* name;                // without the prefix: "CrashZoom"
-    const char* menu;                // the word of the menu grouping; with underscores it is part of the identifier
-    bool generator = false;          // works without an input
-    bool overlay = false;            // draws handles in the host's viewer
-    bool otherFrames = false;        // needs frames other than the current one
+    const char* name;          // without the prefix: "CrashZoom"
+    const char* menu;          // the word of the menu grouping; with underscores it is part of the identifier
+    bool generator = false;    // works without an input
+    bool overlay = false;      // draws handles in the host's viewer
+    bool otherFrames = false;  // needs frames other than the current one
     FrameHistory history = FrameHistory::None;
     bool skipsSmallPreview = false;  // shows its input in the thumbnail of hosts that ask for one
     const char* description = "";
@@ -104,10 +122,9 @@ struct EnableRule {
     std::string customText;        // what it does, for the documentation
 };
 
-// ---- Presets --------------------------------------------------------------------------------------------------
+// ---- Presets, in rows of numbers without names -----------------------------------------------------------------
+// The older form of Presets.h, for tables that have not been rewritten yet.
 
-// One row of a preset table: the name shown in the choice, and the values in the order of the table's columns, one
-// number for each component (a choice counts from 0).
 template <std::size_t Columns>
 struct PresetRow {
     const char* name;
@@ -120,18 +137,6 @@ std::vector<const char*> presetNames(const PresetRow<Columns> (&table)[Rows]) {
     for (const auto& row : table) names.push_back(row.name);
     return names;
 }
-
-enum class PresetScope {
-    ListedOnly,        // writes the listed values and nothing else
-    OthersToDefaults,  // and puts all other parameters back to their defaults, positions and clocks aside
-};
-
-struct PresetTable {
-    ListControlK7* choice = nullptr;
-    std::vector<ControlK7*> columns;
-    std::vector<const double*> rows;
-    PresetScope scope = PresetScope::ListedOnly;
-};
 
 // ---- Scenes ---------------------------------------------------------------------------------------------------
 
@@ -171,6 +176,7 @@ class EffectInfo {
     const std::vector<EnableRule>& rules() const { return m_rules; }
     const std::vector<PresetTable>& presetTables() const { return m_presets; }
     const std::vector<OverlayControlK7*>& widgets() const { return m_widgets; }
+    const FrameRateControlK7* frameRate() const { return m_frameRate; }  // null: the effect has none
     ClipRecord* primary() { return m_inputs.empty() ? nullptr : m_inputs.front(); }
     ControlK7* findControl(const char* name) const;  // null when there is none
 
@@ -188,21 +194,26 @@ class EffectInfo {
     void addInput(ClipRecord* clip) { m_inputs.push_back(clip); }
     void addPage(const char* title) { m_pages.push_back(title); }
     void addWidget(OverlayControlK7* widget) { m_widgets.push_back(widget); }
+    void setFrameRate(const FrameRateControlK7* control) { m_frameRate = control; }
 
-  protected:
+    // Greys the dependents while the condition holds for the steering control.
     void ghost(std::initializer_list<ControlK7*> dependents, ControlK7& steering, SteeringCondition when);
     void rule(ControlK7& steering, std::function<void()> custom, const char* text);
 
+    // A choice whose options are presets: see Presets.h.
+    void presets(ListControlK7& choice, std::vector<const char*> names, std::vector<PresetLine> lines,
+                 PresetScope scope);
     template <std::size_t Columns, std::size_t Rows>
     void presets(ListControlK7& choice, std::initializer_list<ControlK7*> columns,
                  const PresetRow<Columns> (&table)[Rows], PresetScope scope) {
-        PresetTable entry{&choice, columns, {}, scope};
-        for (const auto& row : table) entry.rows.push_back(row.values);
-        addPresets(std::move(entry), Columns);
+        std::vector<const double*> rows;
+        for (const auto& row : table) rows.push_back(row.values);
+        addRows(choice, presetNames(table), columns, rows, scope);
     }
 
   private:
-    void addPresets(PresetTable table, std::size_t numbers);
+    void addRows(ListControlK7& choice, std::vector<const char*> names, const std::vector<ControlK7*>& columns,
+                 const std::vector<const double*>& rows, PresetScope scope);
 
     std::vector<ClipRecord*> m_inputs;
     std::vector<const char*> m_pages;
@@ -210,6 +221,7 @@ class EffectInfo {
     std::vector<EnableRule> m_rules;
     std::vector<PresetTable> m_presets;
     std::vector<OverlayControlK7*> m_widgets;
+    const FrameRateControlK7* m_frameRate = nullptr;
 };
 
 // A page of the effect's dialog: the controls declared after it are on it.

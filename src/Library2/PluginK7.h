@@ -53,8 +53,8 @@ class PluginK7 {
     double frameRate = 25.0;
     bool doColour = true;
     bool doAlpha = true;  // set at each render; where clear, the source's alpha would go to the output
-    // Fetches every parameter as it stands at another frame, numbered like currentFrame. Only while a frame is rendered;
-    // who fetches another frame's parameters fetches the current ones again.
+    // Fetches every parameter as it stands at another frame, numbered like currentFrame. Only while a frame is
+    // rendered; who fetches another frame's parameters fetches the current ones again.
     void fetchParametersAt(double frame);
     FetchContext renderContext;  // of this render's parameters
     double timeOfFrame = 1.0;    // the host's time units a frame

@@ -173,7 +173,8 @@ class Render {
 
     double framesPerMillisecond() const {
         if (!m_quirks.millisecondTimes) return 1.0;
-        const auto* rate = dynamic_cast<const FloatControlK7*>(m_info.findControl("FramesPerSecond"));
+        const FloatControlK7* rate = m_info.frameRate();
+        if (!rate) rate = dynamic_cast<const FloatControlK7*>(m_info.findControl("FramesPerSecond"));  // TODO
         return rate ? rate->value / 1000.0 : 1.0;
     }
 

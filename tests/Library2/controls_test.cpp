@@ -5,6 +5,8 @@
 namespace {
 
 using support::TestEffect;
+using testing::ElementsAre;
+using testing::HasSubstr;
 
 class Controls : public probe::ProbeTest {
   protected:
@@ -119,6 +121,34 @@ TEST_F(Controls, GhostingAndHidingDisable) {
     object.Amount.SetGhosted(true);
     EXPECT_TRUE(object.Amount.ghosted());
     EXPECT_EQ(enabled("Amount"), 1);
+}
+
+// A slip in a table of hundreds of numbers is told when the record is made, in every build.
+TEST(PresetTables, AreCheckedWhenTheRecordIsMade) {
+    struct Info : EffectInfo {
+        PresetChoiceK7 choice{this, {"Demos", "Type"}};
+        FloatControlK7 gain{this, {"Gain", "Gain", 1.0}};
+        PositionControlK7 centre{this, {"Centre", "Centre", 0.5, 0.5}};
+    };
+    const auto refused = [](auto... lines) {
+        Info info;
+        try {
+            info.presets(info.choice, {"One", "Two"}, {lines(info)...}, PresetScope::ListedOnly);
+        } catch (const std::logic_error& error) {
+            return std::string(error.what());
+        }
+        EXPECT_THAT(info.choice.choices(), ElementsAre(testing::StrEq("One"), testing::StrEq("Two")));
+        return std::string();
+    };
+    const auto gain = [](std::vector<PresetCell> cells) { return [=](Info& i) { return PresetLine(i.gain, cells); }; };
+    const auto centre = [](std::vector<PresetCell> cells) {
+        return [=](Info& i) { return PresetLine(i.centre, cells); };
+    };
+    EXPECT_EQ(refused(gain({1, 2}), centre({{0.1, 0.2}, {}})), "");
+    EXPECT_THAT(refused(gain({1})), HasSubstr("Gain"));
+    EXPECT_THAT(refused(gain({1, 2, 3})), HasSubstr("Gain"));
+    EXPECT_THAT(refused(gain({1, 2}), centre({{0.1, 0.2}, 0.5})), HasSubstr("Centre"));
+    EXPECT_THAT(refused(gain({1, 2}), gain({1, 2})), HasSubstr("Gain"));
 }
 
 }  // namespace

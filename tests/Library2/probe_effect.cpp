@@ -6,26 +6,6 @@ namespace probe {
 
 namespace {
 
-using Row = PresetRow<PRESET_NUMBERS>;
-
-struct PresetRows {
-    std::array<std::string, PRESETS> names;
-    Row rows[PRESETS];
-    PresetRows() {
-        for (std::size_t r = 0; r < PRESETS; ++r) {
-            names[r] = "Preset " + std::to_string(r);
-            rows[r].name = names[r].c_str();
-            for (std::size_t c = 0; c < PRESET_NUMBERS; ++c) rows[r].values[c] = presetNumber(r, c);
-        }
-    }
-};
-const PresetRows& presetRows() {
-    static const PresetRows rows;
-    return rows;
-}
-
-constexpr PresetRow<2> CLOCK_PRESETS[] = {{"One", {10.0, 11.0}}, {"Two", {20.0, 22.0}}};
-
 std::string manyName(int i) { return "Many" + std::to_string(i); }
 
 // Texts of parameters have to outlive every record, as literals do.
@@ -33,6 +13,14 @@ const char* keptText(std::string text) {
     static std::vector<std::unique_ptr<std::string>> kept;
     kept.push_back(std::make_unique<std::string>(std::move(text)));
     return kept.back()->c_str();
+}
+const std::vector<const char*>& presetNames() {
+    static const std::vector<const char*> names = [] {
+        std::vector<const char*> made;
+        for (std::size_t r = 0; r < PRESETS; ++r) made.push_back(keptText("Preset " + std::to_string(r)));
+        return made;
+    }();
+    return names;
 }
 const std::vector<const char*>& manyNames() {
     static const std::vector<const char*> names = [] {
@@ -45,32 +33,12 @@ const std::vector<const char*>& manyNames() {
 
 }  // namespace
 
-// Columns: 0 Amount 1 Radius 2 Turn 3 Count 4 Invert 5 Shape 6, 7 Centre 8 to 10 Tint 11 to 14 Paint 15, 16 Curve
-// 17 Seed 18 Fifth 19 StartAt
-double presetNumber(std::size_t row, std::size_t column) {
-    const auto r = static_cast<double>(row);
-    switch (column) {
-        case 3:
-            return 1.0 + r;
-        case 4:
-            return static_cast<double>(row % 2);
-        case 5:
-            return static_cast<double>(row % 3);
-        case 17:
-            return 100.0 + r;
-        default:
-            return (r + 1.0) / 64.0;
-    }
-}
-
 std::vector<std::unique_ptr<FloatControlK7>> ProbeInfo::makeMany(ProbeInfo* owner) {
     std::vector<std::unique_ptr<FloatControlK7>> made;
     for (const char* name : manyNames())
         made.push_back(std::make_unique<FloatControlK7>(owner, NumberParam{name, name, 0.0, -1.0, 1.0}));
     return made;
 }
-
-std::vector<const char*> ProbeInfo::demoNames() { return presetNames(presetRows().rows); }
 
 ProbeInfo::ProbeInfo() {
     ghost({&Radius}, Shape, is(2));
@@ -83,10 +51,32 @@ ProbeInfo::ProbeInfo() {
             if (script().rule) script().rule();
         },
         "tells the test");
-    presets(Demos,
-            {&Amount, &Radius, &Turn, &Count, &Invert, &Shape, &Centre, &Tint, &Paint, &Curve, &Seed, &Fifth, &StartAt},
-            presetRows().rows, PresetScope::ListedOnly);
-    presets(DemosA, {&Amount, &Count}, CLOCK_PRESETS, PresetScope::OthersToDefaults);
+    const auto each = [](auto value) {
+        std::vector<PresetCell> cells;
+        for (std::size_t preset = 0; preset < PRESETS; ++preset) cells.push_back(value(preset));
+        return cells;
+    };
+    const auto one = each([](std::size_t p) { return presetNumber(p); });
+    const auto two = each([](std::size_t p) { return PresetCell(presetNumber(p), presetNumber(p)); });
+    presets(Demos, presetNames(),
+            {{Amount, one},
+             {Radius, one},
+             {Turn, one},
+             {Count, each([](std::size_t p) { return 1.0 + static_cast<double>(p); })},
+             {Invert, each([](std::size_t p) { return static_cast<double>(p % 2); })},
+             {Shape, each([](std::size_t p) { return static_cast<double>(p % 3); })},
+             {Centre, two},
+             {Tint, each([](std::size_t p) { return PresetCell(presetNumber(p), presetNumber(p), presetNumber(p)); })},
+             {Paint, each([](std::size_t p) {
+                  const double v = presetNumber(p);
+                  return PresetCell(v, v, v, v);
+              })},
+             {Curve, two},
+             {Seed, each([](std::size_t p) { return 100.0 + static_cast<double>(p); })},
+             {Fifth, one},
+             {StartAt, one}},
+            PresetScope::ListedOnly);
+    presets(DemosA, {"One", "Two"}, {{Amount, {10, 20}}, {Count, {11, {}}}}, PresetScope::OthersToDefaults);
 }
 
 namespace {

@@ -16,11 +16,11 @@
 namespace probe {
 
 inline constexpr std::size_t PRESETS = 45;
-inline constexpr std::size_t PRESET_NUMBERS = 20;  // of the 13 columns
 inline constexpr int MANY = 100;
 
-// Entry r, c of the preset table: another number everywhere, inside every parameter's range.
-double presetNumber(std::size_t row, std::size_t column);
+// What a preset writes: 1 + preset, preset % 2, preset % 3 and 100 + preset to Count, Invert, Shape and Seed, and this
+// to every component of the others.
+constexpr double presetNumber(std::size_t preset) { return static_cast<double>(preset + 1) / 64.0; }
 
 struct ProbeInfo : EffectInfo {
     static constexpr EffectTraits traits{.name = "Probe",
@@ -35,7 +35,7 @@ struct ProbeInfo : EffectInfo {
     ClipRecord third{this, {.name = "Third", .label = "Third Picture", .shortLabel = "3rd"}};
 
     Page look{this, "Look"};
-    ListControlK7 Demos{this, {"Demos", "Presets", 0, demoNames()}};
+    PresetChoiceK7 Demos{this, {"Demos", "Presets"}};
     FloatControlK7 Amount{this, {"Amount", "Amount (of it), please!", 80.0, 0.0, 100.0}};
     SizeControlK7 Radius{this, {"Radius", "Clear Radius", 0.2, 0.0, 2.0}};
     AngleControlK7 Turn{this, {"Turn", "Turn", 0.0, -360.0, 360.0}};
@@ -48,11 +48,11 @@ struct ProbeInfo : EffectInfo {
     CurvePointControlK7 Curve{this, {"Curve", "Curve", 0.25, 0.75}};
 
     Page clock{this, "Clock"};
-    ListControlK7 DemosA{this, {"DemosA", "Clock Preset", 0, {"One", "Two"}}};
-    FloatControlK7 FramesPerSecond{this, {"FramesPerSecond", "Frame Rate", 25.0, 1.0, 1000.0}};
-    FloatControlK7 StartAt{this, {"StartAt", "Start At", 0.0}};
-    IntegerControlK7 Seed{this, {"Seed", "Seed", 7, 0, 100000}};
-    CheckboxControlK7 WithAnimation{this, {"WithAnimation", "Animate"}};
+    PresetChoiceK7 DemosA{this, {"DemosA", "Clock Preset"}};
+    FrameRateControlK7 FramesPerSecond{this};
+    FloatControlK7 StartAt{this, {.name = "StartAt", .label = "Start At", .value = 0.0, .options = KEPT}};
+    IntegerControlK7 Seed{this, {"Seed", "Seed", 7, 0, 100000, {.animates = false}}};
+    CheckboxControlK7 WithAnimation{this, {"WithAnimation", "Animate", false, KEPT}};
     TextControlK7 Note{this, {"Note", "Note", "hello"}};
     FileControlK7 File{this, {"File", "File", "/dev/null"}};
     ButtonControlK7 Again{this, {"Again", "Once More"}};
@@ -65,8 +65,8 @@ struct ProbeInfo : EffectInfo {
     Page five{this, "Five"};
     FloatControlK7 Fifth{this, {"Fifth", "Fifth", 1.0, 0.0, 1.0, {.increment = 0.125}}};
 
+    static constexpr ParamOptions KEPT{.keptByPresets = true};
     ProbeInfo();
-    static std::vector<const char*> demoNames();
     static std::vector<std::unique_ptr<FloatControlK7>> makeMany(ProbeInfo* owner);
 };
 

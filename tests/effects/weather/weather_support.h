@@ -26,7 +26,7 @@ inline void apply(ControlK7* control, const double* values) {
 
 template <class EffectClass>
 int presetCount() {
-    return static_cast<int>(EffectClass().presetTables().front().rows.size());
+    return static_cast<int>(EffectClass().presetTables().front().names.size());
 }
 
 // The number of the preset of that name; -1: there is none.
@@ -46,11 +46,9 @@ struct Shot {
     explicit Shot(int preset, int width = 96, int height = 64)
         : plate(noise_image(width, height, 4, SAMPLE_F32, 5, 0.1f, 0.4f)) {
         const PresetTable& table = effect.presetTables().front();
-        const double* values = table.rows[static_cast<std::size_t>(preset)];
-        for (ControlK7* column : table.columns) {
-            apply(column, values);
-            values += column->presetComponents();
-        }
+        for (const PresetLine& line : table.lines)
+            if (const PresetCell& cell = line.cells[static_cast<std::size_t>(preset)]; cell.listed())
+                apply(line.control, cell.numbers());
     }
 
     ImagePtr render(double frame) {
