@@ -94,6 +94,7 @@ class PolygonCoverage {
     template <class Visit>
     void partial_run(int y, int x0, int x1, Visit&& visit);
 
+    const coverage::Kernels* m_kernels = nullptr;
     PixelWindow m_window{0, 0, -1, -1};
     double m_x_low = 0, m_x_high = 0, m_y_low = 0, m_y_high = 0;
     // The edges from bottom to top. A polygon that goes down once and up once has two chains of them, with the edge
@@ -111,7 +112,7 @@ void PolygonCoverage::partial_run(int y, int x0, int x1, Visit&& visit) {
     float values[RUN + coverage::PADDING];
     for (int x = x0; x <= x1; x += RUN) {
         const int pixels = x1 - x + 1 < RUN ? x1 - x + 1 : RUN;
-        coverage::kernels().cover(values, x, pixels, m_crossings.data(), m_crossing_count);
+        m_kernels->cover(values, x, pixels, m_crossings.data(), m_crossing_count);
         visit(CoverageRun{y, x, x + pixels - 1, values});
     }
 }
@@ -120,13 +121,14 @@ template <class BeginRow, class Visit>
 void PolygonCoverage::for_runs(BeginRow&& begin_row, Visit&& visit) {
     if (empty() || m_y_low == m_y_high) return;
     sort_edges();
+    m_kernels = &coverage::kernels();
     const int first = m_y_low > m_window.y0 ? pixel_below(m_y_low) : m_window.y0;
     for (int y = first; y <= m_window.y1 && y < m_y_high; ++y) {
         advance(y);
         if (!plan_row(y) || !begin_row(y)) continue;
         if (m_x1 - m_x0 < SHORT_RUN) {
             float values[SHORT_RUN + coverage::PADDING];
-            coverage::kernels().cover(values, m_x0, m_x1 - m_x0 + 1, m_crossings.data(), m_crossing_count);
+            m_kernels->cover(values, m_x0, m_x1 - m_x0 + 1, m_crossings.data(), m_crossing_count);
             for (int x = m_solid0; x <= m_solid1; ++x) values[x - m_x0] = 1;
             visit(CoverageRun{y, m_x0, m_x1, values});
             continue;
