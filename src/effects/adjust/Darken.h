@@ -15,13 +15,28 @@ struct DarkenInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Clip to Darken", .required = true}};
 
     Page page{this, "Darken"};
-    FloatControlK7 CutOff{this, {"CutOff", "Threshold", 80.0, 0.0, 100.0}};
-    IntegerControlK7 Rad{this, {"Rad", "Size", 3, 1, 30}};
-    CheckboxControlK7 DoRGB{this, {"DoRGB", "Split RGB"}};
-    IntegerControlK7 RadR{this, {"RadR", "Red Size", 3, 1, 30}};
-    IntegerControlK7 RadG{this, {"RadG", "Green Size", 3, 1, 30}};
-    IntegerControlK7 RadB{this, {"RadB", "Blue Size", 3, 1, 30}};
-    IntegerControlK7 RadA{this, {"RadA", "Alpha Size", 3, 1, 30}};
+    FloatControlK7 CutOff{
+        this,
+        {"CutOff", "Threshold", 80.0, 0.0, 100.0},
+        "Luminance up to which pixels are darkened, in percent of white; brighter ones stay as they are."};
+    IntegerControlK7 Rad{this,
+                         {"Rad", "Size", 3, 1, 30},
+                         "Size of the window whose darkest value each channel takes, in pixels at full size: 3 looks "
+                         "two pixels to every side."};
+    CheckboxControlK7 DoRGB{
+        this, {"DoRGB", "Split RGB"}, "Gives each channel a window of its own instead of one for all."};
+    IntegerControlK7 RadR{this,
+                          {"RadR", "Red Size", 3, 1, 30},
+                          "Size of the window of red, in pixels at full size: 3 looks two pixels to every side."};
+    IntegerControlK7 RadG{this,
+                          {"RadG", "Green Size", 3, 1, 30},
+                          "Size of the window of green, in pixels at full size: 3 looks two pixels to every side."};
+    IntegerControlK7 RadB{this,
+                          {"RadB", "Blue Size", 3, 1, 30},
+                          "Size of the window of blue, in pixels at full size: 3 looks two pixels to every side."};
+    IntegerControlK7 RadA{this,
+                          {"RadA", "Alpha Size", 3, 1, 30},
+                          "Size of the window of alpha, in pixels at full size: 3 looks two pixels to every side."};
 
     DarkenInfo() {
         ghost({&Rad}, DoRGB, isOn);

@@ -49,11 +49,19 @@ struct InfraRedInfo : EffectInfo {
     ClipRecord infraRed{this, {.name = "Input", .label = "InfraRed Clip"}};
 
     Page page{this, "InfraRed"};
-    ListControlK7 Demos{this, {"Demos", "Type", 0, presetNames(INFRA_RED_PRESETS)}};
-    CheckboxControlK7 Soften{this, {"Soften", "Soften", true}};
-    FloatControlK7 Softening{this, {"Softening", "Softening", 8.0, 0.0, 100.0}};
-    CheckboxControlK7 BW{this, {"BW", "BW"}};
-    FloatControlK7 Blend{this, {"Blend", "Mix with Source", 0.0, 0.0, 100.0}};
+    ListControlK7 Demos{this,
+                        {"Demos", "Type", 0, presetNames(INFRA_RED_PRESETS)},
+                        "Film stock: sets the softening, black and white, and all three curves."};
+    CheckboxControlK7 Soften{this,
+                             {"Soften", "Soften", true},
+                             "Blurs the picture that the exposure is read from, as the halo of infra-red film does."};
+    FloatControlK7 Softening{this,
+                             {"Softening", "Softening", 8.0, 0.0, 100.0},
+                             "Radius of that blur, in tenths of a pixel at full size; 0 is none."};
+    CheckboxControlK7 BW{this, {"BW", "BW"}, "Shows the luminance of the result as grey."};
+    FloatControlK7 Blend{this,
+                         {"Blend", "Mix with Source", 0.0, 0.0, 100.0},
+                         "How much of the background is mixed back in, in percent: 100 shows the background alone."};
 
     Page redPage{this, "Red Curve"};
     CurvePointControlK7 Red1{this, {"Red1", "Red1", 0.0, 0.28}};

@@ -40,12 +40,27 @@ struct ThermoInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Thermo Clip", .shortLabel = "Heat", .required = true}};
 
     Page page{this, "Thermo"};
-    ListControlK7 Demos{this, {"Demos", "Type", 0, presetNames(THERMO_PRESETS)}};
-    CheckboxControlK7 Soften{this, {"Soften", "Soften", true}};
-    FloatControlK7 Softening{this, {"Softening", "Softening", 20.0, 0.0, 100.0}};
-    FloatControlK7 LuminanceBoost{this, {"LuminanceBoost", "Luminance Boost", 100.0, 0.0, 200.0}};
-    FloatControlK7 Gamma{this, {"Gamma", "Gamma", 1.0, 0.0, 10.0}};
-    FloatControlK7 Blend{this, {"Blend", "Mix with Source", 0.0, 0.0, 100.0}};
+    ListControlK7 Demos{this,
+                        {"Demos", "Type", 0, presetNames(THERMO_PRESETS)},
+                        "Camera setting: sets softening, gamma and both curves."};
+    CheckboxControlK7 Soften{
+        this,
+        {"Soften", "Soften", true},
+        "Blurs the picture that the heat is read from, as the coarse sensor of a thermal camera does."};
+    FloatControlK7 Softening{this,
+                             {"Softening", "Softening", 20.0, 0.0, 100.0},
+                             "Radius of that blur, in tenths of a pixel at full size; 0 is none."};
+    FloatControlK7 LuminanceBoost{
+        this,
+        {"LuminanceBoost", "Luminance Boost", 100.0, 0.0, 200.0},
+        "Scales the luminance that is taken for heat, in percent: 100 takes it as it is, 0 takes all of it for cold."};
+    FloatControlK7 Gamma{
+        this,
+        {"Gamma", "Gamma", 1.0, 0.0, 10.0},
+        "Gamma of the heat: above 1 warms the mid-tones, below 1 cools them; less than 0.01 counts as 0.01."};
+    FloatControlK7 Blend{this,
+                         {"Blend", "Mix with Source", 0.0, 0.0, 100.0},
+                         "How much of the source is mixed back in, in percent: 100 shows the source alone."};
 
     Page temperaturePage{this, "Temperature"};
     CurvePointControlK7 Temperature1{this, {"Temperature1", "Temperature1", 0.02, 0.02}};
