@@ -4,16 +4,17 @@
 // number generator", ACM TOMACS 8 (1998), with the seeding of 2002. Gaussian numbers: G. Marsaglia's polar method.
 //
 // A seed gives the same stream on every machine; frames are repeatable because of it. Not for several threads at once.
+// A generator is copied byte by byte with the state of a simulation.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 class MTRandom {
   public:
     explicit MTRandom(uint32_t seed);
-    virtual ~MTRandom() = default;
 
     // The next word, 0 to 2^32 - 1.
     uint32_t next_uint32() {
@@ -53,3 +54,5 @@ class MTRandom {
     double spare_double = 0;
     bool has_spare_double = false;
 };
+
+static_assert(std::is_trivially_copyable_v<MTRandom>);

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
-using weather::read_colour;
-using weather::share;
-using weather::signed_draw;
-using weather::value;
+using particles::read_colour;
+using particles::share;
+using particles::signed_draw;
+using particles::value;
 
 namespace {
 
@@ -18,11 +18,11 @@ constexpr float LONGEST_AFTERLIFE = 10000;  // frames
 
 // ---- Parameters -----------------------------------------------------------------------------------------------
 
-void Bubbles::readBlocks(BubblesMotion& motion, BubblesLook& look) {
-    const weather::Frame& f = frame();
+void Bubbles::readOwn(BubblesMotion& motion, BubblesLook& look) {
+    const FrameShape& f = frame();
     motion.emitter.speed = value(InitialVelocity) / (f.unit_scale * 100) * f.aspect();
-    motion.direction[0] = weather::cosine(value(VelDir) * weather::DEGREE);
-    motion.direction[1] = weather::sine(value(VelDir) * weather::DEGREE);
+    motion.direction[0] = particles::cosine(value(VelDir) * particles::DEGREE);
+    motion.direction[1] = particles::sine(value(VelDir) * particles::DEGREE);
     const float size = value(BubbleSize);
     const float spread = share(BubbleSizeVar) * size;
     switch (GrowthMode.value) {
@@ -60,10 +60,10 @@ void Bubbles::readBlocks(BubblesMotion& motion, BubblesLook& look) {
     look.mirror = DoReflections.value ? share(RefIntensity) : 0;
 }
 
-std::uint64_t Bubbles::matteState() const {
-    const std::uint64_t born = UseBirthMatte.value ? weather::matte_fingerprint(birth.image.get()) : 0;
+std::uint64_t Bubbles::steeringPictures() const {
+    const std::uint64_t born = UseBirthMatte.value ? particles::matte_fingerprint(birth.image.get()) : 0;
     const bool steers = BubblesBurst.value || Congregate.value;
-    return fingerprint(steers ? weather::matte_fingerprint(burst_clip.image.get()) : 0, born);
+    return fingerprint(steers ? particles::matte_fingerprint(burst_clip.image.get()) : 0, born);
 }
 
 // ---- Births ---------------------------------------------------------------------------------------------------
@@ -71,7 +71,7 @@ std::uint64_t Bubbles::matteState() const {
 void Bubbles::births() {
     m_bubbles.clear();
     const int count = motion().emitter.steady_count(random());
-    const int born = bear(count);
+    const int born = emit(count);
     if (born < count && motion().birth_matte && !silent())
         Trace(TRACE_WARN, "Tried many times to create a bubble. Probability of success too low - check Birth Matte\n");
 }
@@ -82,7 +82,7 @@ bool Bubbles::fillNewborn(BubblesParticle& p) {
     MTRandom& draw = random();
     MTRandom& own = set().random;
     if (!m.emitter.place(p, FADE_FRAMES, own)) return false;
-    if (m.birth_matte && !weather::matte_allows(birth.image.get(), p.position)) return false;
+    if (m.birth_matte && !particles::matte_allows(birth.image.get(), p.position)) return false;
     m.emitter.send(p, m.direction, draw, own);
     m.tint.give(p, 1, draw);
     p.size = std::clamp(m.size + signed_draw(draw) * m.size_spread, SMALLEST, LARGEST);
@@ -97,7 +97,7 @@ void Bubbles::beforeForces(BubblesParticle* particles, int count) {
     for (int i = 0; i < count; ++i) {
         BubblesParticle& p = particles[i];
         float there = 0;
-        const bool inside = (m.congregates || m.bursts) && weather::matte_at(matte, p.position, &there);
+        const bool inside = (m.congregates || m.bursts) && particles::matte_at(matte, p.position, &there);
         if (!m.congregates) {
             p.velocity[0] += m.gravity.strength * m.gravity.direction[0];
             p.velocity[1] += m.gravity.strength * m.gravity.direction[1];
@@ -128,7 +128,7 @@ void Bubbles::burst(BubblesParticle& p, bool on_matte) {
 
 void Bubbles::applyForces(BubblesParticle* particles, int count) const {
     const BubblesMotion& m = motion();
-    swirlWith(particles, count, [&](BubblesParticle& p, float x, float y, float grown) {
+    swirlWith(m.swirl, particles, count, [&](BubblesParticle& p, float x, float y, float grown) {
         const float push = m.swirl.amplitude * grown;
         p.velocity[0] += x * push / frame().pixel_width;
         p.velocity[1] += y * push * (1 - m.rise * p.size);
@@ -164,7 +164,7 @@ void Bubbles::light(const BubblesParticle& p, Bubble& bubble) {
     if (!(length > 0 && half_length > 0)) return;
     for (int i = 0; i < 3; ++i) bubble.gloss.half[i] = half[i] / half_length;
     bubble.gloss.powers = m_powers.of(l.exponent);
-    const float strength = weather::power(level, l.tightness);
+    const float strength = particles::power(level, l.tightness);
     for (int i = 0; i < 3; ++i) bubble.gloss.strength[i] = strength * l.light_colour[i];
 }
 

@@ -4,8 +4,8 @@
 
 #include <vector>
 
-#include "effects/engines/particles/WeatherEffect.h"
 #include "effects/weather/BubbleSkin.h"
+#include "effects/weather/WeatherEffect.h"
 
 struct BubblesInfo : EffectInfo {
     static constexpr EffectTraits traits{
@@ -156,12 +156,12 @@ struct BubblesLook {
     float light_height;  // pixels
     float tightness, exponent;
     float light_colour[3];
-    weather::LightCone beam;
+    particles::LightCone beam;
     float droplets, scatter;
     float mirror;  // 0: no reflections
 };
 
-struct BubblesParticle : WeatherParticle {
+struct BubblesParticle : FadingParticle {
     float size = 0;
     std::int32_t phase = 0;  // 1: bursting
     std::int32_t stuck = 0;  // 1: to a matte, 2: released
@@ -169,15 +169,15 @@ struct BubblesParticle : WeatherParticle {
 
 class Bubbles final : public weather::WeatherEffect<BubblesInfo, BubblesParticle, BubblesMotion, BubblesLook> {
   protected:
-    void readBlocks(BubblesMotion& motion, BubblesLook& look) override;
+    void readOwn(BubblesMotion& motion, BubblesLook& look) override;
     void births() override;
     bool fillNewborn(BubblesParticle& particle) override;
     void beforeForces(BubblesParticle* particles, int count) override;
     void applyForces(BubblesParticle* particles, int count) const override;
     void show(BubblesParticle& particle) override;
-    const weather::Gravity* setGravity() const override { return nullptr; }  // it depends on the bubble
+    bool hasSetGravity() const override { return false; }  // it depends on the bubble
     std::uint32_t seed() const override { return static_cast<std::uint32_t>(Seed.value); }
-    std::uint64_t matteState() const override;
+    std::uint64_t steeringPictures() const override;
     void paint(K7Image& result) override;
     void PrepareOverlay() override { lightWidget.visible = !LightSource.ghosted(); }
 

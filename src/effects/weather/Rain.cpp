@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <cmath>
 
-using weather::read_colour;
-using weather::share;
-using weather::signed_draw;
-using weather::value;
+using particles::read_colour;
+using particles::share;
+using particles::signed_draw;
+using particles::value;
 
 // ---- Parameters -----------------------------------------------------------------------------------------------
 
-void Rain::readBlocks(RainMotion& motion, RainLook& look) {
-    const weather::Frame& f = frame();
+void Rain::readOwn(RainMotion& motion, RainLook& look) {
+    const FrameShape& f = frame();
     motion.extinction = value(Extinction);
     motion.emitter.speed = value(InitialVelocity) / f.unit_scale;
     motion.intensity = share(InitIntensity);
@@ -33,24 +33,24 @@ void Rain::readBlocks(RainMotion& motion, RainLook& look) {
     look.light.set(f, LightSource.x, LightSource.y, LightTarget.x, LightTarget.y, LightSpread.value);
 }
 
-std::uint64_t Rain::matteState() const {
+std::uint64_t Rain::steeringPictures() const {
     std::uint64_t sum = 0;
-    if (UseBirthMatte.value) sum = fingerprint(weather::matte_fingerprint(birth.image.get()), sum);
-    if (PuddleBounce.value) sum = fingerprint(weather::matte_fingerprint(bounce.image.get()), sum);
+    if (UseBirthMatte.value) sum = fingerprint(particles::matte_fingerprint(birth.image.get()), sum);
+    if (PuddleBounce.value) sum = fingerprint(particles::matte_fingerprint(bounce.image.get()), sum);
     return sum;
 }
 
 // ---- Births ---------------------------------------------------------------------------------------------------
 
 // Between about none and the density from frame to frame: rain comes in gusts.
-void Rain::births() { bear(motion().emitter.gusty_count(random())); }
+void Rain::births() { emit(motion().emitter.gusty_count(random())); }
 
 bool Rain::fillNewborn(RainParticle& drop) {
     const RainMotion& m = motion();
     MTRandom& draw = random();
     MTRandom& own = set().random;
     if (!m.emitter.place(drop, m.extinction + signed_draw(draw) * (m.extinction / 10), own)) return false;
-    if (m.birth_matte && birth.image && !weather::matte_allows(birth.image.get(), drop.position)) return false;
+    if (m.birth_matte && birth.image && !particles::matte_allows(birth.image.get(), drop.position)) return false;
     m.emitter.drop(drop, draw, own);
     m.tint.give(drop, m.intensity, draw);
     return true;
@@ -74,7 +74,7 @@ void Rain::bounceOffPuddles(RainParticle& p) {
     const RainMotion& m = motion();
     float sideways = 0;
     float puddle = 0;
-    if (weather::matte_at(bounce.image.get(), p.position, &puddle)) {
+    if (particles::matte_at(bounce.image.get(), p.position, &puddle)) {
         if (!(puddle > 0) || p.bounce_factor <= 0) {
             p.bounce_factor = 1;
         } else if (p.bounce_count == 0) {
@@ -104,5 +104,5 @@ void Rain::show(RainParticle& p) {
         colour[3] = bright * (colour[3] + 1);
     }
     const float visible = p.fading(std::min(p.condensed(l.condensation) * colour[3] * l.opacity, 1.0f));
-    if (visible > 0) weather::draw_streak(splats(), p, colour, l.streak, visible);
+    if (visible > 0) particles::draw_streak(splats(), p, colour, l.streak, visible);
 }

@@ -1,11 +1,11 @@
 // Q_Rain: drops that fall from a line as streaks, with gusts, puddles to bounce on and light to glisten in.
 //
-// The particle system of Snow (engines/particles/WeatherEffect.h). A drop condenses from a start level over its first
+// The particle system of Snow (engines/replay/FrameClock.h). A drop condenses from a start level over its first
 // frames and fades before its death. Births can be kept to the white parts of a matte, and white parts of another send
 // drops up again.
 #pragma once
 
-#include "effects/engines/particles/WeatherEffect.h"
+#include "effects/weather/WeatherEffect.h"
 #include "effects/weather/WeatherOverlay.h"
 
 struct RainInfo : EffectInfo {
@@ -89,7 +89,7 @@ struct RainMotion : weather::WeatherMotion {
     float damping;
     std::int32_t bounces;
     std::int32_t birth_matte, puddles;
-    weather::Wind wind;
+    particles::Wind wind;
 };
 
 struct RainLook {
@@ -97,23 +97,23 @@ struct RainLook {
     std::int32_t lit;
     float light_intensity, least_brightness;
     float light_colour[3];
-    weather::LightCone light;
+    particles::LightCone light;
 };
 
-struct RainParticle : WeatherParticle {
+struct RainParticle : FadingParticle {
     float bounce_factor = 1;  // of the vertical velocity
     std::int32_t bounce_count = 0;
 };
 
 class Rain final : public weather::WeatherEffect<RainInfo, RainParticle, RainMotion, RainLook> {
   protected:
-    void readBlocks(RainMotion& motion, RainLook& look) override;
+    void readOwn(RainMotion& motion, RainLook& look) override;
     void births() override;
     bool fillNewborn(RainParticle& particle) override;
     void applyForces(RainParticle* particles, int count) const override;
     void afterForces(RainParticle* particles, int count) override;
     void show(RainParticle& particle) override;
-    std::uint64_t matteState() const override;
+    std::uint64_t steeringPictures() const override;
     void PrepareOverlay() override { overlay.prepare(); }
 
   private:

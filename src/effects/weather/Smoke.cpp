@@ -5,14 +5,14 @@
 
 #include "imagelib/imagelib_blur.h"
 
-using weather::share;
-using weather::signed_draw;
-using weather::value;
+using particles::share;
+using particles::signed_draw;
+using particles::value;
 
 // ---- Parameters -----------------------------------------------------------------------------------------------
 
-void Smoke::readBlocks(SmokeMotion& motion, SmokeLook& look) {
-    const weather::Frame& f = frame();
+void Smoke::readOwn(SmokeMotion& motion, SmokeLook& look) {
+    const FrameShape& f = frame();
     motion.extinction = value(Extinction);
     motion.emitter.speed = value(InitialHeat) / (f.unit_scale * 100) * f.aspect();
     motion.size = value(PuffSize);
@@ -32,20 +32,20 @@ void Smoke::readBlocks(SmokeMotion& motion, SmokeLook& look) {
     look.points = LookMode.value == Point;
 }
 
-std::uint64_t Smoke::matteState() const {
-    return UseBirthMatte.value ? weather::matte_fingerprint(birth.image.get()) : 0;
+std::uint64_t Smoke::steeringPictures() const {
+    return UseBirthMatte.value ? particles::matte_fingerprint(birth.image.get()) : 0;
 }
 
 // ---- Births ---------------------------------------------------------------------------------------------------
 
-void Smoke::births() { bear(motion().emitter.gusty_count(random())); }
+void Smoke::births() { emit(motion().emitter.gusty_count(random())); }
 
 bool Smoke::fillNewborn(SmokeParticle& p) {
     const SmokeMotion& m = motion();
     MTRandom& draw = random();
     MTRandom& own = set().random;
     if (!m.emitter.place(p, m.extinction + signed_draw(draw) * m.extinction / 10, own)) return false;
-    if (m.birth_matte && !weather::matte_allows(birth.image.get(), p.position)) return false;
+    if (m.birth_matte && !particles::matte_allows(birth.image.get(), p.position)) return false;
     // Hot smoke rises against gravity's arrow, whether there is gravity or not.
     const float up[2] = {-m.gravity.direction[0], -m.gravity.direction[1]};
     m.emitter.send(p, up, draw, own);
@@ -60,7 +60,7 @@ bool Smoke::fillNewborn(SmokeParticle& p) {
 // The air swirls where the wind has not yet carried the smoke.
 void Smoke::applyForces(SmokeParticle* particles, int count) const {
     const SmokeMotion& m = motion();
-    swirlWith(particles, count, [&](SmokeParticle& p, float x, float y, float grown) {
+    swirlWith(m.swirl, particles, count, [&](SmokeParticle& p, float x, float y, float grown) {
         const float push = m.swirl.amplitude * grown;
         p.velocity[0] += x * push / frame().pixel_width;
         p.velocity[1] += y * push;
@@ -75,13 +75,13 @@ void Smoke::show(SmokeParticle& p) {
     const float visible = p.fading(p.condensed(l.condensation) * p.color[3] * l.opacity);
     if (!(visible > 0)) return;
     if (p.look == Point) {
-        weather::stamp_with_tail(p, l.shutter, 20, visible / frame().unit_scale,
-                                 [&](float x, float y, float coverage) { splats().point(p.color, x, y, coverage); });
+        particles::stamp_with_tail(p, l.shutter, 20, visible / frame().unit_scale,
+                                   [&](float x, float y, float coverage) { splats().point(p.color, x, y, coverage); });
     } else if (p.look == Streak) {
-        weather::draw_streak(splats(), p, p.color, l.shutter, visible);
+        particles::draw_streak(splats(), p, p.color, l.shutter, visible);
     } else {
         const Sprite* puff = m_sprites.soft_blob(p.size / frame().unit_scale);
-        weather::stamp_with_tail(p, l.shutter, 10, visible, [&](float x, float y, float coverage) {
+        particles::stamp_with_tail(p, l.shutter, 10, visible, [&](float x, float y, float coverage) {
             splats().sprite(p.color, puff, x, y, coverage);
         });
     }

@@ -4,7 +4,7 @@
 // Points are drawn into a picture of their own, which is softened as a whole and laid over the background.
 #pragma once
 
-#include "effects/engines/particles/WeatherEffect.h"
+#include "effects/weather/WeatherEffect.h"
 
 struct SmokeInfo : EffectInfo {
     static constexpr EffectTraits traits{
@@ -118,7 +118,7 @@ struct SmokeMotion : weather::WeatherMotion {
     float intensity;
     std::int32_t look;  // LookMode
     std::int32_t birth_matte;
-    weather::Wind wind;
+    particles::Wind wind;
 };
 
 struct SmokeLook {
@@ -127,23 +127,23 @@ struct SmokeLook {
     std::int32_t points;
 };
 
-struct SmokeParticle : WeatherParticle {
+struct SmokeParticle : FadingParticle {
     float size = 0;
     std::int32_t look = 0;
 };
 
 class Smoke final : public weather::WeatherEffect<SmokeInfo, SmokeParticle, SmokeMotion, SmokeLook> {
   protected:
-    void readBlocks(SmokeMotion& motion, SmokeLook& look) override;
+    void readOwn(SmokeMotion& motion, SmokeLook& look) override;
     void births() override;
     bool fillNewborn(SmokeParticle& particle) override;
     void applyForces(SmokeParticle* particles, int count) const override;
     void show(SmokeParticle& particle) override;
-    std::uint64_t matteState() const override;
+    std::uint64_t steeringPictures() const override;
     void background() override;
     void paint(K7Image& result) override;
     void PrepareOverlay() override { windWidget.visible = !WindSource.ghosted(); }
 
   private:
-    SpriteTables m_sprites{weather::SEED};
+    SpriteTables m_sprites{weather::LOOK_SEED};
 };

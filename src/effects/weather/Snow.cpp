@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <cmath>
 
-using weather::read_colour;
-using weather::share;
-using weather::signed_draw;
-using weather::value;
+using particles::read_colour;
+using particles::share;
+using particles::signed_draw;
+using particles::value;
 
 // ---- Parameters -----------------------------------------------------------------------------------------------
 
-void Snow::readBlocks(SnowMotion& motion, SnowLook& look) {
-    const weather::Frame& f = frame();
+void Snow::readOwn(SnowMotion& motion, SnowLook& look) {
+    const FrameShape& f = frame();
     motion.emitter.speed = value(InitialVelocity) / (f.unit_scale * 10) * f.aspect();
     motion.flake_size = value(FlakeSize);
     motion.flake_size_var = share(FlakeSizeVar);
@@ -35,7 +35,7 @@ void Snow::readBlocks(SnowMotion& motion, SnowLook& look) {
 
 // ---- Births ---------------------------------------------------------------------------------------------------
 
-void Snow::births() { bear(motion().emitter.steady_count(random()), 1); }
+void Snow::births() { emit(motion().emitter.steady_count(random()), 1); }
 
 bool Snow::fillNewborn(SnowParticle& flake) {
     constexpr float FADE_FRAMES = 8, FADE_VARIATION = 0;  // the number is drawn all the same
@@ -87,12 +87,12 @@ void Snow::show(SnowParticle& p) {
     const float angle = static_cast<float>(stepFrame()) * p.spin;
     switch (p.look + 1) {
         case Point:
-            weather::stamp_with_tail(p, l.shutter, 20, visible, [&](float x, float y, float coverage) {
+            particles::stamp_with_tail(p, l.shutter, 20, visible, [&](float x, float y, float coverage) {
                 splats().point(p.color, x, y, coverage);
             });
             break;
         case Streak:
-            weather::draw_streak(splats(), p, p.color, l.shutter, visible);
+            particles::draw_streak(splats(), p, p.color, l.shutter, visible);
             break;
         case TexturedBlob:
             showSprite(p, m_sprites.textured_blob(size), visible, 0);
@@ -110,7 +110,7 @@ void Snow::show(SnowParticle& p) {
 
 // The sprite, and fainter ones on the way back to where the particle was.
 void Snow::showSprite(const SnowParticle& p, const Sprite* sprite, float coverage, float angle) {
-    weather::stamp_with_tail(p, look().shutter, 10, coverage, [&](float x, float y, float faded) {
+    particles::stamp_with_tail(p, look().shutter, 10, coverage, [&](float x, float y, float faded) {
         splats().sprite_rotated(p.color, sprite, x, y, faded, angle);
     });
 }
@@ -120,7 +120,7 @@ void Snow::showGlint(const SnowParticle& p) {
     if (!l.glint || !(l.glint_probability > 0) || !(drawRandom().next_float() < l.glint_probability)) return;
     const float c = l.beam.cosine_to(p.position);
     if (!(c > 0)) return;
-    const float bright = std::min(weather::power(c, l.glint_tight) * (l.glint_probability * l.beam.inside(c)), 1.0f);
+    const float bright = std::min(particles::power(c, l.glint_tight) * (l.glint_probability * l.beam.inside(c)), 1.0f);
     if (!(bright > 0)) return;
     float colour[3] = {p.color[0], p.color[1], p.color[2]};
     if (l.glint_colour_mode == BoxColour) std::copy_n(l.glint_colour, 3, colour);

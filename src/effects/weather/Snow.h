@@ -1,11 +1,11 @@
 // Q_Snow: flakes that fall from a line, carried by wind and turned by swirling air.
 //
-// A particle system that is replayed where frames do not come in order (engines/particles/WeatherEffect.h): births
+// A particle system that is replayed where frames do not come in order (engines/replay/FrameClock.h): births
 // along the line Left to Right, gravity and friction on velocities, wind on places, noise on velocities. Flakes are
 // drawn as points, streaks, blobs, crystals or stars, and may glint in a beam of light.
 #pragma once
 
-#include "effects/engines/particles/WeatherEffect.h"
+#include "effects/weather/WeatherEffect.h"
 #include "effects/weather/WeatherOverlay.h"
 
 struct SnowInfo : EffectInfo {
@@ -92,7 +92,7 @@ struct SnowMotion : weather::WeatherMotion {
     float spin;         // radians a frame
     std::int32_t look;  // LookMode from 0
     std::int32_t dry;
-    weather::Wind wind;
+    particles::Wind wind;
 };
 
 struct SnowLook {
@@ -100,10 +100,10 @@ struct SnowLook {
     std::int32_t glint, glint_colour_mode;  // the mode from 1
     float glint_probability, glint_tight;
     float glint_colour[3];
-    weather::LightCone beam;
+    particles::LightCone beam;
 };
 
-struct SnowParticle : WeatherParticle {
+struct SnowParticle : FadingParticle {
     float size = 0;
     std::int32_t look = 0;
     std::int32_t flake_variant = 1;
@@ -112,7 +112,7 @@ struct SnowParticle : WeatherParticle {
 
 class Snow final : public weather::WeatherEffect<SnowInfo, SnowParticle, SnowMotion, SnowLook> {
   protected:
-    void readBlocks(SnowMotion& motion, SnowLook& look) override;
+    void readOwn(SnowMotion& motion, SnowLook& look) override;
     void births() override;
     bool fillNewborn(SnowParticle& particle) override;
     void beforeForces(SnowParticle* particles, int count) override;
@@ -124,5 +124,5 @@ class Snow final : public weather::WeatherEffect<SnowInfo, SnowParticle, SnowMot
     void showSprite(const SnowParticle& particle, const Sprite* sprite, float coverage, float angle);
     void showGlint(const SnowParticle& particle);
 
-    SpriteTables m_sprites{weather::SEED};
+    SpriteTables m_sprites{weather::LOOK_SEED};
 };

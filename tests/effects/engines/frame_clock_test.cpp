@@ -28,16 +28,19 @@ class Diary : public ClockedSimulation {
         ++(silent ? silentSteps : drawnSteps);
         return true;
     }
-    std::size_t stateBytes() const override { return bytes; }
-    void saveState(std::byte* to) const override { std::memcpy(to, &m_state, sizeof m_state); }
-    bool restoreState(const std::byte* from) override { return std::memcpy(&m_state, from, sizeof m_state) != nullptr; }
+    void walkState(StateWalk& walk) override {
+        walk.value(m_state);
+        ballast.resize(bytes - 2 * sizeof m_state);
+        walk.array(ballast);
+    }
     bool wantsAbort() const override { return abortAfter >= 0 && silentSteps >= abortAfter; }
 
     std::uint64_t shown = 0;
     int restarts = 0, silentSteps = 0, drawnSteps = 0;
     int abortAfter = -1;
     int failAt = -1;
-    std::size_t bytes = 100;
+    std::size_t bytes = 100;  // of a state
+    std::vector<char> ballast;
 
   private:
     std::uint64_t m_state = 0;
@@ -47,7 +50,7 @@ class Diary : public ClockedSimulation {
 FrameClock::Request frame(int target, bool animated = false, int start = 0) {
     FrameClock::Request request;
     request.start = start;
-    request.target = target;
+    request.target = request.shown = target;
     request.animated = animated;
     return request;
 }
@@ -171,13 +174,13 @@ TEST(FrameClock, SizeStartModeInputsAndMarksBeginAnew) {
     larger.shape = 5;
     EXPECT_TRUE(restartsWith(larger));
     clock.mark_restart();
-    larger.target = 25;
+    larger.target = larger.shown = 25;
     EXPECT_TRUE(restartsWith(larger));
     // Other pictures: in order they are steered by as they come; back there is nothing made with them.
     FrameClock::Request matte = larger;
-    matte.target = 26, matte.inputs = 77;
+    matte.target = matte.shown = 26, matte.inputs = 77;
     EXPECT_FALSE(restartsWith(matte));
-    matte.target = 25;
+    matte.target = matte.shown = 25;
     EXPECT_TRUE(restartsWith(matte));
 }
 

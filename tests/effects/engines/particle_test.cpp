@@ -6,7 +6,7 @@
 #include <limits>
 #include <vector>
 
-#include "effects/engines/particles/ParticleSetBase.h"
+#include "effects/engines/particles/ParticleSet.h"
 #include "support/images.h"
 #include "support/row_threads.h"
 
@@ -17,16 +17,17 @@ struct Spark : ParticleBase {
     std::int32_t tag = 0;
 };
 
-class SparkSet : public ParticleSetBase {
+class SparkSet : public ParticleSet<Spark> {
   public:
-    explicit SparkSet(std::uint32_t seed = SEED) : ParticleSetBase(seed) { set_particle_size(sizeof(Spark)); }
-    void render_particle(ParticleBase& particle) override {
-        auto& spark = static_cast<Spark&>(particle);
+    using ParticleSet::ParticleSet;
+    void render(Spark& spark) {
         rendered.push_back(spark.tag);
         places.push_back(spark.position[0]);
         spark.heat += 1;
     }
-    Spark& spark(int index) { return static_cast<Spark&>(at(index)); }
+    void advance() {
+        advance_all([this](Spark& spark) { render(spark); });
+    }
     void add(float life, int tag) {
         Spark s;
         s.life = life;
@@ -91,8 +92,6 @@ TEST(ParticleBase, DrawsDoNotDependOnSpreads) {
 
 TEST(ParticleSet, RefusesWhatItCannotHold) {
     SparkSet set;
-    EXPECT_FALSE(set.set_particle_size(0));
-    EXPECT_EQ(set.particle_size, int(sizeof(Spark)));
     EXPECT_FALSE(set.add_particle(nullptr));
     const float force[3] = {1, 2, 3};
     EXPECT_FALSE(set.set_force(0, force));
@@ -105,7 +104,7 @@ TEST(ParticleSet, RefusesWhatItCannotHold) {
     EXPECT_FALSE(set.set_drag(-0.1f));
     EXPECT_FALSE(set.set_drag(std::numeric_limits<float>::quiet_NaN()));
     EXPECT_EQ(set.drag, 0);
-    set.advance_all();  // empty
+    set.advance();  // empty
     EXPECT_EQ(set.live(), 0);
 }
 
@@ -122,7 +121,7 @@ TEST(ParticleSet, BirthTellsTheCallersRecordAndGrows) {
     }
     EXPECT_EQ(set.live(), 100);
     EXPECT_EQ(set.capacity, 128);
-    for (int i = 0; i < 100; ++i) EXPECT_EQ(set.spark(i).tag, i);
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(set[i].tag, i);
 
     // A mask that is white on its right half.
     const ImagePtr mask = make_image(8, 8, 4, SAMPLE_F32);
@@ -139,22 +138,6 @@ TEST(ParticleSet, BirthTellsTheCallersRecordAndGrows) {
     EXPECT_EQ(set.live(), 101);
 }
 
-TEST(ParticleSet, ParticlesAreBornIntoTheSetsSpace) {
-    SparkSet set;
-    ASSERT_TRUE(set.translate(10, 20, 30));
-    ASSERT_TRUE(set.rotate(2, 1.57079633f));
-    Spark s;
-    s.position[0] = 1;
-    s.velocity[0] = 5;
-    ASSERT_TRUE(set.add_particle(&s));
-    EXPECT_EQ(s.position[0], 1);
-    EXPECT_NEAR(set.spark(0).position[0], 10, 1e-5);
-    EXPECT_NEAR(std::abs(set.spark(0).position[1] - 20), 1, 1e-5);
-    EXPECT_NEAR(set.spark(0).position[2], 30, 1e-5);
-    EXPECT_NEAR(set.spark(0).velocity[0], 0, 1e-5);
-    EXPECT_NEAR(std::abs(set.spark(0).velocity[1]), 5, 1e-5);
-}
-
 // Drawn where it is, then moved; the velocity whole, drag and then forces with the step's length.
 TEST(ParticleSet, StepsInOrder) {
     SparkSet set;
@@ -164,15 +147,15 @@ TEST(ParticleSet, StepsInOrder) {
     set.add(100, 1);
     MTRandom expected(ParticleSetBase::SEED);
     const float dt = expected.next_float();
-    set.advance_all();
+    set.advance();
     EXPECT_EQ(set.places, std::vector<float>{1});
-    EXPECT_EQ(set.spark(0).position[0], 1.5f);
-    EXPECT_EQ(set.spark(0).age, dt);
-    EXPECT_EQ(set.spark(0).velocity[0], 0.5f - 0.5f * (0.5f * dt));
-    EXPECT_EQ(set.spark(0).velocity[1], -2 * dt);
-    EXPECT_EQ(set.spark(0).velocity[2], 2 * dt);
-    set.advance_all();
-    EXPECT_EQ(set.spark(0).age, dt + 1);
+    EXPECT_EQ(set[0].position[0], 1.5f);
+    EXPECT_EQ(set[0].age, dt);
+    EXPECT_EQ(set[0].velocity[0], 0.5f - 0.5f * (0.5f * dt));
+    EXPECT_EQ(set[0].velocity[1], -2 * dt);
+    EXPECT_EQ(set[0].velocity[2], 2 * dt);
+    set.advance();
+    EXPECT_EQ(set[0].age, dt + 1);
     EXPECT_EQ(expected.next_uint32(), set.random.next_uint32());
 }
 
@@ -183,17 +166,17 @@ TEST(ParticleSet, TheDeadGiveTheirPlaceToTheLast) {
     set.add(0, 3);
     set.add(50, 4);
     set.add(0, 5);
-    set.advance_all();
+    set.advance();
     EXPECT_EQ(set.rendered, (std::vector<int>{1, 2, 3, 4, 5}));
     set.rendered.clear();
-    set.advance_all();
+    set.advance();
     EXPECT_EQ(set.rendered, (std::vector<int>{4, 2}));
     EXPECT_EQ(set.live(), 2);
-    set.spark(1).life = 0;  // the last one
+    set[1].life = 0;  // the last one
     set.rendered.clear();
-    set.advance_all();
+    set.advance();
     EXPECT_EQ(set.rendered, std::vector<int>{4});
-    set.spark(0).life = 0;
+    set[0].life = 0;
     int count = -1;
     set.get_particles(&count, false);
     EXPECT_EQ(count, 1);
@@ -201,15 +184,22 @@ TEST(ParticleSet, TheDeadGiveTheirPlaceToTheLast) {
     EXPECT_EQ(count, 0);
 }
 
-TEST(ParticleSet, SortsByDepth) {
+TEST(ParticleSet, DepthIsAnOrderOrASort) {
     SparkSet set;
     set.sort_by_depth();
-    for (int i = 0; i < 50; ++i) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float depths[] = {3, -2, 0, nan, -0.0f, 7, -2, 1e30f};
+    const std::vector<std::int32_t> farthest_first = {1, 6, 2, 4, 0, 5, 7, 3};
+    for (int i = 0; i < 8; ++i) {
         set.add(10, i);
-        set.spark(i).position[2] = static_cast<float>((i * 37) % 50);
+        set[i].position[2] = depths[i];
     }
+    std::vector<std::int32_t> order;
+    ASSERT_TRUE(set.depth_order(order));
+    EXPECT_EQ(order, farthest_first);
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(set[i].tag, i) << "the state is left alone";
     set.sort_by_depth();
-    for (int i = 0; i < 50; ++i) EXPECT_EQ(set.spark(i).position[2], i);
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(set[i].tag, farthest_first[std::size_t(i)]);
 }
 
 // Pruning, rendering and moving one after another is what advance_all does in one walk, on any number of threads.
@@ -222,16 +212,16 @@ TEST(ParticleSet, TheStepInPhasesIsTheSameToTheBit) {
         for (int frame = 0; frame < 12; ++frame) {
             for (int i = 0; i < 700; ++i)
                 for (SparkSet* set : {&walked, &phased}) set->add(static_cast<float>((i * 7 + frame) % 9), i);
-            walked.advance_all();
+            walked.advance();
             phased.prune();
-            for (int i = 0; i < phased.live(); ++i) phased.render_particle(phased.at(i));
-            phased.advance_together();
+            for (int i = 0; i < phased.live(); ++i) phased.render(phased[i]);
+            phased.move_all();
         }
         walked.prune(), phased.prune();
         ASSERT_EQ(walked.live(), phased.live());
         EXPECT_EQ(walked.rendered, phased.rendered);
         for (int i = 0; i < walked.live(); ++i) {
-            const Spark &a = walked.spark(i), &b = phased.spark(i);
+            const Spark &a = walked[i], &b = phased[i];
             ASSERT_EQ(std::memcmp(a.position, b.position, sizeof a.position), 0) << i;
             ASSERT_EQ(std::memcmp(a.velocity, b.velocity, sizeof a.velocity), 0) << i;
             ASSERT_EQ(a.age, b.age) << i;
@@ -243,16 +233,20 @@ TEST(ParticleSet, TheStepInPhasesIsTheSameToTheBit) {
 TEST(ParticleSet, SavedStatesGoOnAlike) {
     SparkSet set, other(99);
     for (int i = 0; i < 40; ++i) set.add(static_cast<float>(i), i);
-    set.advance_all();
-    std::vector<std::byte> saved(set.saved_bytes());
-    set.save(saved.data());
-    ASSERT_TRUE(other.restore(saved.data()));
+    set.advance();
+    StateWalk measure = StateWalk::measuring();
+    set.walkState(measure);
+    std::vector<std::byte> saved(measure.size());
+    StateWalk save = StateWalk::saving(saved.data()), restore = StateWalk::restoring(saved.data());
+    set.walkState(save);
+    other.walkState(restore);
+    ASSERT_FALSE(restore.failed());
     for (int frame = 0; frame < 5; ++frame) {
-        for (SparkSet* s : {&set, &other}) s->add(9, 1000 + frame), s->advance_all();
+        for (SparkSet* s : {&set, &other}) s->add(9, 1000 + frame), s->advance();
         ASSERT_EQ(set.live(), other.live());
         for (int i = 0; i < set.live(); ++i) {
-            EXPECT_EQ(set.spark(i).tag, other.spark(i).tag);
-            EXPECT_EQ(set.spark(i).age, other.spark(i).age);
+            EXPECT_EQ(set[i].tag, other[i].tag);
+            EXPECT_EQ(set[i].age, other[i].age);
         }
     }
 }

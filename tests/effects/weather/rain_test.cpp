@@ -133,13 +133,13 @@ TEST(Rain, SurvivesHostileParameters) {
 // A matte that differs is other rain, so that states made with the first one are not used.
 TEST(Rain, MattesTellTheClock) {
     const auto first = matte(64, 40, 0, 0, 0.5, 0.5), second = matte(64, 40, 0, 0, 0.5, 0.5);
-    EXPECT_EQ(weather::matte_fingerprint(first.get()), weather::matte_fingerprint(second.get()));
+    EXPECT_EQ(particles::matte_fingerprint(first.get()), particles::matte_fingerprint(second.get()));
     image_row<float>(second.get(), 39)[4 * 63] = 0.001f;
-    EXPECT_NE(weather::matte_fingerprint(first.get()), weather::matte_fingerprint(second.get()));
+    EXPECT_NE(particles::matte_fingerprint(first.get()), particles::matte_fingerprint(second.get()));
     image_row<float>(first.get(), 3)[4 * 20 + 1] = 0.7f;  // another channel
     const auto third = matte(64, 40, 0, 0, 0.5, 0.5);
-    EXPECT_EQ(weather::matte_fingerprint(first.get()), weather::matte_fingerprint(third.get()));
-    EXPECT_EQ(weather::matte_fingerprint(nullptr), 0u);
+    EXPECT_EQ(particles::matte_fingerprint(first.get()), particles::matte_fingerprint(third.get()));
+    EXPECT_EQ(particles::matte_fingerprint(nullptr), 0u);
 }
 
 }  // namespace

@@ -144,8 +144,8 @@ TEST(Snow, SurvivesHostileParameters) {
 TEST(Snow, WindIsAConeOrABlast) {
     K7Image like{};
     like.width = 100, like.height = 100, like.pixel_width = like.pixel_height = like.unit_scale = 1;
-    const weather::Frame frame(like);
-    weather::Wind wind;
+    const FrameShape frame(like);
+    particles::Wind wind;
     wind.set(frame, true, 0.2, 0.5, 0.8, 0.5, 90, 10, false);
     float ahead[2] = {60, 50}, beside[2] = {60, 95}, behind[2] = {5, 50};
     wind.blow(ahead, 10), wind.blow(beside, 10), wind.blow(behind, 10);
@@ -168,8 +168,8 @@ TEST(Snow, WindIsAConeOrABlast) {
 TEST(Snow, LightFallsOffInsideItsZone) {
     K7Image like{};
     like.width = 100, like.height = 100, like.pixel_width = like.pixel_height = like.unit_scale = 1;
-    weather::LightCone light;
-    light.set(weather::Frame(like), 0, 0.5, 1, 0.5, 90);
+    particles::LightCone light;
+    light.set(FrameShape(like), 0, 0.5, 1, 0.5, 90);
     EXPECT_FLOAT_EQ(light.inside(std::cos(0.1f)), 1);
     EXPECT_NEAR(light.inside(std::cos(0.85f * 0.785398f)), 0.5, 1e-4);
     EXPECT_NEAR(light.inside(std::cos(0.79f)), 0, 1e-4);
@@ -177,7 +177,7 @@ TEST(Snow, LightFallsOffInsideItsZone) {
     EXPECT_FLOAT_EQ(light.cosine_to(right), 1);
     EXPECT_NEAR(light.cosine_to(up), 0, 1e-6);
     EXPECT_EQ(light.cosine_to(source), 0);
-    light.set(weather::Frame(like), 0, 0.5, 1, 0.5, 0);
+    light.set(FrameShape(like), 0, 0.5, 1, 0.5, 0);
     EXPECT_EQ(light.inside(1), 1);
     EXPECT_EQ(light.inside(0.5f), 0);
 }

@@ -1,5 +1,5 @@
-// How the particles of the weather effects are born: how many, for how long, where, how fast and in what colour. Plain
-// records of 4-byte fields for Motion blocks, like those of Forces.h.
+// How particles are born: how many, for how long, where, how fast and in what colour. Plain records of 4-byte fields
+// for Motion blocks, like those of Forces.h.
 //
 // `draw` is the generator of the frames and `own` that of the particle set. The order of draws from each is part of the
 // picture.
@@ -7,11 +7,11 @@
 
 #include <algorithm>
 
+#include "effects/engines/particles/FadingParticle.h"
 #include "effects/engines/particles/Forces.h"
 #include "effects/engines/particles/Readings.h"
-#include "effects/engines/particles/WeatherParticle.h"
 
-namespace weather {
+namespace particles {
 
 // A line between two places, with births about it.
 struct Emitter {
@@ -22,8 +22,9 @@ struct Emitter {
     float speed = 0;                    // pixels a frame; set by the effect, whose units differ
     float velocity_var = 0;
 
-    void set(const Frame& frame, const PositionControlK7& from, const PositionControlK7& to, const SizeControlK7& var,
-             const FloatControlK7& births, const FloatControlK7& lifetime, const FloatControlK7& variance) {
+    void set(const FrameShape& frame, const PositionControlK7& from, const PositionControlK7& to,
+             const SizeControlK7& var, const FloatControlK7& births, const FloatControlK7& lifetime,
+             const FloatControlK7& variance) {
         left[0] = static_cast<float>(from.x) * frame.width;
         left[1] = static_cast<float>(from.y) * frame.height;
         right[0] = static_cast<float>(to.x) * frame.width;
@@ -44,7 +45,7 @@ struct Emitter {
     }
 
     // Gives a particle its life and its place. False where it would not live, or not be seen.
-    bool place(WeatherParticle& p, float fade, MTRandom& own) const {
+    bool place(FadingParticle& p, float fade, MTRandom& own) const {
         p.set_random_life(life, life / 10, own);
         p.fade = fade;
         if (!(p.life > 0) || !(fade > 0)) return false;
@@ -54,7 +55,7 @@ struct Emitter {
     }
 
     // Gives a particle its velocity: up, or down where the speed is negative, and hardly leaning
-    void drop(WeatherParticle& p, MTRandom& draw, MTRandom& own) const {
+    void drop(FadingParticle& p, MTRandom& draw, MTRandom& own) const {
         constexpr float LEAN = 0.01745f;  // of the mean velocity, times its length
         const float a = signed_draw(draw) * LEAN;
         const float b = velocity_var * draw.next_float() + speed;
@@ -62,7 +63,7 @@ struct Emitter {
         setVelocity(p, a * c, b * c, own);
     }
     // or along a direction, at the speed or more.
-    void send(WeatherParticle& p, const float direction[2], MTRandom& draw, MTRandom& own) const {
+    void send(FadingParticle& p, const float direction[2], MTRandom& draw, MTRandom& own) const {
         const float h = 1 + draw.next_float() * velocity_var;
         const float fast = h * speed * (1 + draw.next_float());
         setVelocity(p, fast * direction[0], fast * direction[1], own);
@@ -75,7 +76,7 @@ struct Emitter {
     static int birth_count(float births) {
         return births >= 1 ? static_cast<int>(std::min(births, static_cast<float>(MOST_BIRTHS))) : 0;
     }
-    static void setVelocity(WeatherParticle& p, float x, float y, MTRandom& own) {
+    static void setVelocity(FadingParticle& p, float x, float y, MTRandom& own) {
         const float mean[3] = {x, y, 0};
         constexpr float NO_SPREAD[3] = {};
         p.set_random_velocity(mean, NO_SPREAD, own);
@@ -93,11 +94,11 @@ struct Tint {
         variance = share(colour_var);
         mono = share(mono_var);
     }
-    void give(WeatherParticle& p, float alpha, MTRandom& draw) const {
+    void give(FadingParticle& p, float alpha, MTRandom& draw) const {
         const float grey = mono * signed_draw(draw);
         for (const int channel : {2, 1, 0}) p.color[channel] = grey + colour[channel] + signed_draw(draw) * variance;
         p.color[3] = alpha;
     }
 };
 
-}  // namespace weather
+}  // namespace particles

@@ -1,6 +1,7 @@
 #include "effects/engines/particles/Forces.h"
 
-void weather::Swirl::read(const SolidNoise& noise, const Frame& frame, int time, float* x, float* y, int count) const {
+void particles::Swirl::read(const SolidNoise& noise, const FrameShape& frame, int time, float* x, float* y,
+                            int count) const {
     if (count <= 0) return;
     float u[ABREAST], v[ABREAST], w[ABREAST];
     const float z = density * static_cast<float>(time) / 25;

@@ -1,16 +1,17 @@
-// What moves the particles of the weather effects, and the light that falls on them. Parameter blocks are plain records
-// of 4-byte fields, so that they can be compared and fingerprinted as bytes.
+// What moves particles, and the light that falls on them. Plain records of 4-byte fields, so that the records of an
+// effect's parameters can be compared and fingerprinted as bytes.
 #pragma once
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 
-#include "effects/engines/particles/ParticleBase.h"
+#include "effects/engines/replay/FrameShape.h"
 #include "imagelib/imagelib.h"
+#include "noiselib/mtrandom.h"
 #include "noiselib/solidnoise.h"
 
-namespace weather {
+namespace particles {
 
 // In doubles and rounded once: the float forms of the system's library differ between processors.
 inline float sine(float x) { return static_cast<float>(std::sin(static_cast<double>(x))); }
@@ -24,21 +25,6 @@ inline float power(float base, float exponent) {
 inline constexpr float DEGREE = 0.017453292519943295f;
 inline constexpr float HALF_DEGREE = 0.008726646192371845f;
 
-// The picture that a block is for.
-struct Frame {
-    float width, height;              // pixels
-    float pixel_width, pixel_height;  // of one pixel
-    float unit_scale;                 // above 1 in proxies
-
-    explicit Frame(const K7Image& image)
-        : width(image.width),
-          height(image.height),
-          pixel_width(image.pixel_width > 0 ? image.pixel_width : 1),
-          pixel_height(image.pixel_height > 0 ? image.pixel_height : 1),
-          unit_scale(image.unit_scale > 0 ? image.unit_scale : 1) {}
-    float aspect() const { return pixel_height / pixel_width; }
-};
-
 // A number drawn from a generator as -1 to 1.
 inline float signed_draw(MTRandom& random) { return 2 * random.next_float() - 1; }
 
@@ -48,7 +34,7 @@ struct Gravity {
     float strength = 0;  // pixels a frame and frame
     float direction[2] = {0, -1};
 
-    void set(const Frame& frame, bool on, double value, double degrees) {
+    void set(const FrameShape& frame, bool on, double value, double degrees) {
         const float angle = static_cast<float>(degrees) * DEGREE;
         strength = on ? static_cast<float>(value) / frame.unit_scale * frame.aspect() : 0;
         direction[0] = cosine(angle);
@@ -74,7 +60,7 @@ struct Wind {
     std::int32_t all_sides = 0;
     float metric[2] = {1, 1};  // of squared distances
 
-    void set(const Frame& frame, bool on, double source_x, double source_y, double target_x, double target_y,
+    void set(const FrameShape& frame, bool on, double source_x, double source_y, double target_x, double target_y,
              double spread, double value, bool multi_directional) {
         all_sides = multi_directional ? 1 : 0;
         metric[0] = all_sides ? 1 / (frame.pixel_height * frame.pixel_height) : 1;
@@ -124,7 +110,7 @@ struct Swirl {
     float amplitude = 0;
     float ramp = 1;  // frames
 
-    void set(const Frame& frame, bool on, double dens, double amp, double time_to_max, int start) {
+    void set(const FrameShape& frame, bool on, double dens, double amp, double time_to_max, int start) {
         density = on ? static_cast<float>(dens) : 0;
         amplitude = on ? static_cast<float>(amp) / frame.unit_scale : 0;
         ramp = on ? std::max(static_cast<float>(time_to_max) + static_cast<float>(start), 1.0f) : 1;
@@ -135,7 +121,7 @@ struct Swirl {
     static constexpr int ABREAST = 256;
     // Reads the noise at places in the picture: x and y become the pushes along them, before amplitudes. At most
     // ABREAST places at once; the same bits whatever their number.
-    void read(const SolidNoise& noise, const Frame& frame, int time, float* x, float* y, int count) const;
+    void read(const SolidNoise& noise, const FrameShape& frame, int time, float* x, float* y, int count) const;
 };
 
 // ---- Light ----------------------------------------------------------------------------------------------------
@@ -146,7 +132,8 @@ struct LightCone {
     float direction[2] = {};
     float zone = 0;  // half its opening, radians
 
-    void set(const Frame& frame, double source_x, double source_y, double target_x, double target_y, double degrees) {
+    void set(const FrameShape& frame, double source_x, double source_y, double target_x, double target_y,
+             double degrees) {
         source[0] = frame.width * static_cast<float>(source_x);
         source[1] = frame.height * static_cast<float>(source_y);
         direction[0] = frame.width * static_cast<float>(target_x) - source[0];
@@ -176,4 +163,4 @@ struct LightCone {
     }
 };
 
-}  // namespace weather
+}  // namespace particles

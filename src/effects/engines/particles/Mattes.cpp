@@ -5,7 +5,7 @@
 
 #include "effects/engines/replay/FrameClock.h"
 
-std::uint64_t weather::matte_fingerprint(const K7Image* matte) {
+std::uint64_t particles::matte_fingerprint(const K7Image* matte) {
     if (!matte || matte->sample_type != SAMPLE_F32) return 0;
     std::vector<std::uint64_t> rows(matte->height);
     for_rows_float(matte->height, [&](int first, int last) {

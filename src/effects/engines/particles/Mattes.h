@@ -1,11 +1,11 @@
-// Mattes of the weather effects: pictures whose first channel says where particles are born, bounce or burst.
+// Mattes of particle effects: pictures whose first channel says where particles are born, bounce or burst.
 #pragma once
 
 #include <cstdint>
 
 #include "imagelib/imagelib.h"
 
-namespace weather {
+namespace particles {
 
 // The first channel of a matte at a particle's pixel; false outside.
 inline bool matte_at(const K7Image* matte, const float position[2], float* value) {
@@ -20,7 +20,7 @@ inline bool matte_allows(const K7Image* matte, const float position[2]) {
     float there = 0;
     return matte_at(matte, position, &there) && there > 0;
 }
-// Of a matte's first channel, for the clock: what steers steps besides parameters.
+// Of a matte's first channel, for the clock: mattes steer steps as parameters do.
 std::uint64_t matte_fingerprint(const K7Image* matte);
 
-}  // namespace weather
+}  // namespace particles

@@ -1,7 +1,8 @@
 // One particle of a set, as all particle effects know it. An effect derives its own and appends fields.
 //
-// Records are copied byte by byte, so that derived particles own nothing. Each operation takes the generator to draw
-// from; how many numbers it draws never depends on the values, the ellipsoid's rejections aside.
+// Records are copied byte by byte, so that particles are plain: no virtual members, and nothing owned. Each operation
+// takes the generator to draw from; how many numbers it draws never depends on the values, the ellipsoid's rejections
+// aside.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +10,6 @@
 #include "noiselib/mtrandom.h"
 
 struct ParticleBase {
-    virtual ~ParticleBase() = default;
-
     void set_random_position(const float min[3], const float max[3], MTRandom& random);
     // Uniform in the ellipsoid; a radius of 0 leaves its axis out.
     void set_position_in_ellipsoid(const float centre[3], const float radii[3], MTRandom& random);

@@ -3,7 +3,7 @@
 
 #include "Library2/Controls.h"
 
-namespace weather {
+namespace particles {
 
 inline float value(const FloatControlK7& control) { return static_cast<float>(control.value); }
 inline float share(const FloatControlK7& percent) { return static_cast<float>(percent.value) / 100; }
@@ -13,4 +13,4 @@ inline void read_colour(const ColourControlK7& control, float colour[3]) {
     colour[2] = control.blue;
 }
 
-}  // namespace weather
+}  // namespace particles

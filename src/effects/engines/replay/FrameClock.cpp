@@ -30,126 +30,194 @@ std::uint64_t fingerprint(const void* data, std::size_t bytes, std::uint64_t bef
     return sum;
 }
 
-void FrameClock::mark_restart() {
-    m_live = false;
-    m_kept.clear();
-    m_spare.reset();
-    m_spare_bytes = 0;
-}
-
 std::size_t FrameClock::kept_bytes() const {
     std::size_t sum = 0;
     for (const Kept& kept : m_kept) sum += kept.bytes;
     return sum;
 }
 
+// ---- A run ----------------------------------------------------------------------------------------------------
+
 bool FrameClock::run(ClockedSimulation& simulation, const Request& request) {
-    m_steps = 0;
-    if (request.shape != m_last.shape || request.start != m_last.start || request.animated != m_last.animated)
-        mark_restart();
-    m_last = request;
-
-    std::uint64_t parameters = simulation.readParameters(request.target);
-    if (!continues(simulation, request, parameters)) {
+    takeRequests(request);
+    const std::uint64_t parameters = simulation.readParameters(request.target);
+    if (!readTargetInputs(simulation)) return false;
+    if (continues(simulation, parameters)) {
+        if (!request.animated) m_pure = m_pure && m_base == fingerprint(request.inputs, parameters);
+    } else {
         m_trusted = true;
-        if (!readHistory(simulation, request, parameters)) return false;
-        goBack(simulation, request);
+        m_drawn = false;
+        if (!readHistory(simulation, parameters)) return false;
+        goBack(simulation);
+        m_base = fingerprint(request.inputs, parameters);
         m_parameters = parameters;
-        if (!stepSilently(simulation, request)) return false;
-    } else if (!request.animated) {
-        m_pure = m_pure && m_history == fingerprint(request.inputs, parameters);
+        if (!stepSilently(simulation)) return false;
     }
-    parameters = simulation.readParameters(request.target);
-    if (m_pure) keep(simulation, request.target);
-    if (simulation.wantsAbort()) return false;
+    return drawTarget(simulation);
+}
 
-    m_live = simulation.step(request.target, false);
-    ++m_steps;
-    m_next = request.target + 1;
-    m_parameters = parameters;
-    if (request.animated) m_history = fingerprint(fingerprint(request.inputs, parameters), m_history);
-    return m_live;
+void FrameClock::takeRequests(const Request& request) {
+    const unsigned asked = m_requests.exchange(0);
+    if ((asked & REFETCH) != 0) m_inputs.clear();
+    if ((asked & (RECHECK | REFETCH)) != 0) m_trusted = false;
+    if ((asked & RESTART) != 0 || request.shape != m_request.shape || request.start != m_request.start ||
+        request.animated != m_request.animated || request.moving_inputs != m_request.moving_inputs)
+        forgetStates();
+    m_request = request;
+    m_holds_inputs = false;
+    m_steps = 0;
+}
+
+void FrameClock::forgetStates() {
+    m_live = false;
+    m_kept.clear();
+    m_spare.reset();
+    m_spare_bytes = 0;
+    m_inputs.clear();
 }
 
 // Whether the state at hand is the wanted frame's, and nobody changed a parameter since it was made.
-bool FrameClock::continues(ClockedSimulation& simulation, const Request& request, std::uint64_t parameters) const {
-    if (!m_trusted || !m_live || m_next != request.target || request.target == request.start) return false;
-    if (!request.animated && parameters == m_parameters) return true;
-    return simulation.readParameters(request.target - 1) == m_parameters;
+bool FrameClock::continues(ClockedSimulation& simulation, std::uint64_t parameters) const {
+    if (!m_trusted || !m_live || !m_drawn || m_request.shown != m_shown + 1 || m_next != m_request.target ||
+        m_request.target == m_request.start)
+        return false;
+    if (!m_request.animated && parameters == m_parameters) return true;
+    return simulation.readParameters(m_request.target - 1) == m_parameters;
 }
 
-std::uint64_t FrameClock::historyAt(int frame) const {
-    return m_last.animated ? m_histories[static_cast<std::size_t>(frame - m_last.start)] : m_histories.front();
+bool FrameClock::drawTarget(ClockedSimulation& simulation) {
+    const std::uint64_t parameters = simulation.readParameters(m_request.target);
+    if (!readInputsOf(simulation, m_request.target)) return false;
+    if (m_pure) keep(simulation);
+    if (simulation.wantsAbort()) return false;
+
+    m_live = m_drawn = simulation.step(m_request.target, false);
+    ++m_steps;
+    m_next = m_request.target + 1;
+    m_shown = m_request.shown;
+    m_parameters = parameters;
+    m_history = historyAfter(m_request.target, parameters, m_history);
+    return m_live;
 }
 
-// The fingerprints that states need to have to be of use.
-bool FrameClock::readHistory(ClockedSimulation& simulation, const Request& request, std::uint64_t parameters) {
-    if (!request.animated) {
-        m_histories.assign(1, fingerprint(request.inputs, parameters));
-        return true;
-    }
-    m_histories.assign(1, FINGERPRINT_SEED);
-    for (int frame = request.start; frame < request.target; ++frame) {
+bool FrameClock::stepSilently(ClockedSimulation& simulation) {
+    if (!m_request.animated) simulation.readParameters(m_request.target);
+    for (; m_next < m_request.target; ++m_next) {
+        if (worthKeeping(m_next)) keep(simulation);
         if (simulation.wantsAbort()) return false;
-        m_histories.push_back(
-            fingerprint(fingerprint(request.inputs, simulation.readParameters(frame)), m_histories.back()));
-    }
-    return true;
-}
-
-// To the latest state at or before the target: the one at hand, one that was kept, or the beginning.
-void FrameClock::goBack(ClockedSimulation& simulation, const Request& request) {
-    std::erase_if(m_kept, [&](const Kept& kept) {
-        return kept.frame <= request.target && kept.history != historyAt(kept.frame);
-    });
-    const auto later =
-        std::find_if(m_kept.begin(), m_kept.end(), [&](const Kept& kept) { return kept.frame > request.target; });
-    const Kept* kept = later == m_kept.begin() ? nullptr : &*(later - 1);
-    const bool ahead = m_live && m_pure && m_next <= request.target && m_history == historyAt(m_next);
-    if (ahead && (!kept || m_next >= kept->frame)) return;
-
-    m_live = false;
-    if (kept && simulation.restoreState(kept->state.get())) {
-        m_next = kept->frame;
-    } else {
-        if (request.animated) simulation.readParameters(request.start);
-        simulation.restart();
-        m_next = request.start;
-    }
-    m_history = historyAt(m_next);
-    m_pure = m_live = true;
-}
-
-bool FrameClock::stepSilently(ClockedSimulation& simulation, const Request& request) {
-    if (!request.animated) simulation.readParameters(request.target);
-    for (; m_next < request.target; ++m_next) {
-        if (worthKeeping(m_next, request.target)) keep(simulation, request.target);
-        if (simulation.wantsAbort()) return false;
-        if (request.animated) m_parameters = simulation.readParameters(m_next);
+        if (m_request.animated) m_parameters = simulation.readParameters(m_next);
+        if (!readInputsOf(simulation, m_next)) return false;
         m_live = simulation.step(m_next, true);
         ++m_steps;
         if (!m_live) return false;
-        m_history = historyAt(std::min(m_next + 1, request.target));
+        m_history = historyAfter(m_next, m_parameters, m_history);
     }
     return true;
+}
+
+// ---- Moving pictures ------------------------------------------------------------------------------------------
+
+// Fetches the inputs of a frame unless the simulation has them already.
+bool FrameClock::readInputsOf(ClockedSimulation& simulation, int frame) {
+    if (!m_request.moving_inputs || (m_holds_inputs && m_inputs_read == frame)) return true;
+    m_holds_inputs = false;
+    std::uint64_t sum = 0;
+    if (!simulation.readInputs(frame, &sum)) return false;
+    m_inputs[hostFrame(frame)] = sum;
+    m_inputs_read = frame;
+    m_holds_inputs = true;
+    return true;
+}
+
+// The drawn frame's pictures come with the render. If they are not what they were, none can be relied on.
+bool FrameClock::readTargetInputs(ClockedSimulation& simulation) {
+    const auto known = m_inputs.find(hostFrame(m_request.target));
+    if (!m_request.moving_inputs || known == m_inputs.end()) return readInputsOf(simulation, m_request.target);
+    const std::uint64_t before = known->second;
+    if (!readInputsOf(simulation, m_request.target)) return false;
+    const std::uint64_t now = m_inputs[hostFrame(m_request.target)];
+    if (now == before) return true;
+    m_inputs = {{hostFrame(m_request.target), now}};
+    m_trusted = false;
+    return true;
+}
+
+// ---- History --------------------------------------------------------------------------------------------------
+
+std::uint64_t FrameClock::historyAfter(int frame, std::uint64_t parameters, std::uint64_t before) const {
+    std::uint64_t history = before;
+    if (m_request.animated) history = fingerprint(fingerprint(m_request.inputs, parameters), history);
+    if (m_request.moving_inputs) history = fingerprint(m_inputs.at(hostFrame(frame)), history);
+    return history;
+}
+
+// The fingerprints that states need to have to be of use, up to the first frame whose pictures are not known.
+bool FrameClock::readHistory(ClockedSimulation& simulation, std::uint64_t parameters) {
+    const Request& r = m_request;
+    m_histories.assign(1, r.animated ? FINGERPRINT_SEED : fingerprint(r.inputs, parameters));
+    if (!historyGrows()) return true;
+    for (int frame = r.start; frame < r.target; ++frame) {
+        if (simulation.wantsAbort()) return false;
+        if (r.moving_inputs && !m_inputs.contains(hostFrame(frame))) break;
+        const std::uint64_t then = r.animated ? simulation.readParameters(frame) : parameters;
+        m_histories.push_back(historyAfter(frame, then, m_histories.back()));
+    }
+    return true;
+}
+
+// Whether a state of a frame, with that history, is the one that stepping from the beginning gives.
+bool FrameClock::fits(int frame, std::uint64_t history) const {
+    const auto index = historyGrows() ? static_cast<std::size_t>(frame - m_request.start) : 0;
+    return index < m_histories.size() && m_histories[index] == history;
+}
+
+// To the latest state at or before the target: the one at hand, one that was kept, or the beginning.
+void FrameClock::goBack(ClockedSimulation& simulation) {
+    const int target = m_request.target;
+    std::erase_if(m_kept, [&](const Kept& kept) { return kept.frame <= target && !fits(kept.frame, kept.history); });
+    const auto later =
+        std::find_if(m_kept.begin(), m_kept.end(), [&](const Kept& kept) { return kept.frame > target; });
+    const Kept* kept = later == m_kept.begin() ? nullptr : &*(later - 1);
+    const bool ahead = m_live && m_pure && m_next <= target && fits(m_next, m_history);
+    if (ahead && (!kept || m_next >= kept->frame)) return;
+
+    m_live = false;
+    if (kept && restore(simulation, *kept)) {
+        m_next = kept->frame;
+        m_history = kept->history;
+    } else {
+        simulation.readParameters(m_request.animated ? m_request.start : target);  // a seed, say
+        simulation.restart();
+        m_next = m_request.start;
+        m_history = m_histories.front();
+    }
+    m_pure = m_live = true;
+}
+
+bool FrameClock::restore(ClockedSimulation& simulation, const Kept& kept) {
+    StateWalk walk = StateWalk::restoring(kept.state.get());
+    simulation.walkState(walk);
+    return !walk.failed();
 }
 
 // ---- Kept states ----------------------------------------------------------------------------------------------
 
 // Copies are not free: on a long way only those frames are kept that thinning out would leave.
-bool FrameClock::worthKeeping(int frame, int target) const {
+bool FrameClock::worthKeeping(int frame) const {
     int spacing = SPACING;
-    while (target - frame > 8 * spacing) spacing *= 2;
-    return frame > m_last.start && frame % spacing == 0;
+    while (m_request.target - frame > 8 * spacing) spacing *= 2;
+    return frame > m_request.start && frame % spacing == 0;
 }
 
-void FrameClock::keep(const ClockedSimulation& simulation, int target) {
+void FrameClock::keep(ClockedSimulation& simulation) {
     const auto at = std::find_if(m_kept.begin(), m_kept.end(), [&](const Kept& kept) { return kept.frame >= m_next; });
     if (at != m_kept.end() && at->frame == m_next && at->history == m_history) return;
     if (at != m_kept.end() && at->frame == m_next) m_kept.erase(at);
-    const std::size_t bytes = simulation.stateBytes();
-    if (m_next == m_last.start || bytes > m_budget) return;
-    thinOut(bytes, target);
+    StateWalk measure = StateWalk::measuring();
+    simulation.walkState(measure);
+    const std::size_t bytes = measure.size();
+    if (m_next == m_request.start || bytes > m_budget) return;
+    thinOut(bytes);
 
     Kept kept{m_next, m_history, bytes, m_spare_bytes, std::move(m_spare)};
     m_spare_bytes = 0;
@@ -158,19 +226,21 @@ void FrameClock::keep(const ClockedSimulation& simulation, int target) {
         kept.state.reset(new (std::nothrow) std::byte[kept.capacity]);
         if (!kept.state) return;
     }
-    simulation.saveState(kept.state.get());
+    StateWalk save = StateWalk::saving(kept.state.get());
+    simulation.walkState(save);
     m_kept.insert(std::find_if(m_kept.begin(), m_kept.end(), [&](const Kept& k) { return k.frame > m_next; }),
                   std::move(kept));
 }
 
 // Makes room: of all states the one goes whose absence widens a gap least, measured against its distance from the
 // present. What stays is spaced about geometrically.
-void FrameClock::thinOut(std::size_t bytes, int target) {
+void FrameClock::thinOut(std::size_t bytes) {
+    const int target = m_request.target;
     while (!m_kept.empty() && (m_kept.size() >= MOST_STATES || kept_bytes() + bytes > m_budget)) {
         std::size_t least = 0;
         double least_loss = 0;
         for (std::size_t i = 0; i < m_kept.size(); ++i) {
-            const int before = i == 0 ? m_last.start : m_kept[i - 1].frame;
+            const int before = i == 0 ? m_request.start : m_kept[i - 1].frame;
             const int after = i + 1 < m_kept.size() ? m_kept[i + 1].frame : std::max(target, m_kept[i].frame);
             const double gap = static_cast<double>(after) - before;
             const double loss = gap / (std::abs(static_cast<double>(target) - m_kept[i].frame) + SPACING);

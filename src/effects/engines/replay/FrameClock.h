@@ -1,24 +1,33 @@
 // The clock of all simulations that are replayed: frame n is the same picture whatever was rendered before it.
 //
-// A frame's state is what the silent steps of all frames from the first one leave; the frame is then stepped once more
+// A frame's state is what the silent steps of all frames from the first one leave. The frame is then stepped once more
 // while it is drawn, which leaves the state of the next one. So the clock
-// - continues, when the wanted frame follows the last one;
+// - continues, when the wanted frame follows the last one, in the simulation and on the host's screen;
 // - otherwise goes back to the latest earlier state that it kept, or to the beginning, and steps silently from there.
 // States are kept at a few earlier frames, close together near the present and ever farther apart before it, as long
 // as they fit the memory budget. Each carries a fingerprint of everything that steered its steps, so that it is only
-// ever used where stepping from the beginning would give the same bits.
+// used where stepping from the beginning would give the same bits.
 //
 // What restarts: another size, first frame or animation mode (the request's `shape`), mark_restart() (a preset, a
-// button), and a parameter that was changed by hand. A parameter that merely moves along its curve does not, as long as
-// frames come in order: the parameters of the last frame are read again to tell the two apart.
+// button), and a parameter that was changed by hand. A parameter that moves along its curve does not, as long as frames
+// come in order: the parameters of the last frame are read again to tell the two apart. Unless the request is animated,
+// such a sequence shows what a frame alone can't show, whose steps all have the parameters of that frame.
+//
+// Pictures that steer steps and move are fetched for every step. Their fingerprints are remembered by frame, so that a
+// kept state can be used without fetching all frames before it once more. Where a frame's picture turns out to have
+// changed, all of them are forgotten.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
-// What a clock drives: an effect's particles, generators and parameters.
+#include "effects/engines/replay/StateWalk.h"
+
+// What a clock drives: an effect's particles or grids, generators and parameters.
 class ClockedSimulation {
   public:
     virtual ~ClockedSimulation() = default;
@@ -26,11 +35,12 @@ class ClockedSimulation {
     // Makes the parameters those of a frame, and answers a fingerprint of the ones that steer steps. Drawing ones are
     // left out, so that they change without a replay.
     virtual std::uint64_t readParameters(int frame) = 0;
+    // Makes the moving pictures those of a frame, and gives their fingerprint; asked before each step of a request with
+    // moving inputs. False: the host does not give them, and the run ends.
+    virtual bool readInputs(int /*frame*/, std::uint64_t* /*fingerprint*/) { return true; }
     virtual void restart() = 0;                     // the state before the first frame
     virtual bool step(int frame, bool silent) = 0;  // false: ended early, and the state is no frame's
-    virtual std::size_t stateBytes() const = 0;
-    virtual void saveState(std::byte* to) const = 0;
-    virtual bool restoreState(const std::byte* from) = 0;
+    virtual void walkState(StateWalk& walk) = 0;    // names the parts of the state
     virtual bool wantsAbort() const = 0;
 };
 
@@ -44,20 +54,26 @@ inline std::uint64_t fingerprint(std::uint64_t value, std::uint64_t before) {
 class FrameClock {
   public:
     struct Request {
-        int start = 0;             // the first frame of the simulation
-        int target = 0;            // the frame to draw, start or later
-        bool animated = false;     // parameters are read at each replayed frame, not once
-        std::uint64_t shape = 0;   // fingerprint of what every state depends on, such as the picture's size
-        std::uint64_t inputs = 0;  // fingerprint of the pictures that steer steps, as far as they are known
+        int start = 0;               // the first frame of the simulation
+        int target = 0;              // the frame to draw, start or later
+        int shown = 0;               // the host's number of that frame; a pre-roll lies between the two
+        bool animated = false;       // parameters are read at each replayed frame, not once
+        bool moving_inputs = false;  // readInputs is asked before each step
+        std::uint64_t shape = 0;     // fingerprint of what every state depends on, such as the picture's size
+        std::uint64_t inputs = 0;    // fingerprint of pictures that steer steps as they are at the drawn frame
     };
 
-    // Steps to the target and draws it. False: the host wanted the render to end, or there was no memory.
+    // Steps to the target and draws it. False: the host wanted the render to end or refused an input, or there was no
+    // memory.
     bool run(ClockedSimulation& simulation, const Request& request);
-    // The next run starts from the beginning.
-    void mark_restart();
-    // Somebody changed something, perhaps a parameter's past: the next run goes on only from states whose history shows
-    // that it may.
-    void recheck() { m_trusted = false; }
+
+    // From any thread, also while a run goes on; the next run does what was asked for.
+    void mark_restart() { m_requests |= RESTART; }  // start from the beginning
+    void recheck() {
+        m_requests |= RECHECK;
+    }                                                 // somebody changed something, perhaps a parameter's past: go on
+                                                      // only from states whose history shows that it may
+    void refetch_inputs() { m_requests |= REFETCH; }  // a clip was changed: what was known of its frames is void
 
     void set_budget(std::size_t bytes) { m_budget = bytes; }  // for kept states; 0: none are kept
     std::size_t kept_bytes() const;
@@ -65,6 +81,7 @@ class FrameClock {
     int steps_taken() const { return m_steps; }  // by the last run, the drawn one included
 
   private:
+    enum Asked : unsigned { RESTART = 1, RECHECK = 2, REFETCH = 4 };
     struct Kept {
         int frame;
         std::uint64_t history;
@@ -72,28 +89,45 @@ class FrameClock {
         std::unique_ptr<std::byte[]> state;
     };
 
-    bool continues(ClockedSimulation& simulation, const Request& request, std::uint64_t parameters) const;
-    std::uint64_t historyAt(int frame) const;
-    bool readHistory(ClockedSimulation& simulation, const Request& request, std::uint64_t parameters);
-    void goBack(ClockedSimulation& simulation, const Request& request);
-    bool stepSilently(ClockedSimulation& simulation, const Request& request);
-    void keep(const ClockedSimulation& simulation, int target);
-    bool worthKeeping(int frame, int target) const;
-    void thinOut(std::size_t bytes, int target);
+    void takeRequests(const Request& request);
+    void forgetStates();
+    bool continues(ClockedSimulation& simulation, std::uint64_t parameters) const;
+    bool readTargetInputs(ClockedSimulation& simulation);
+    bool readInputsOf(ClockedSimulation& simulation, int frame);
+    bool readHistory(ClockedSimulation& simulation, std::uint64_t parameters);
+    std::uint64_t historyAfter(int frame, std::uint64_t parameters, std::uint64_t before) const;
+    bool fits(int frame, std::uint64_t history) const;
+    void goBack(ClockedSimulation& simulation);
+    static bool restore(ClockedSimulation& simulation, const Kept& kept);
+    bool stepSilently(ClockedSimulation& simulation);
+    bool drawTarget(ClockedSimulation& simulation);
+    void keep(ClockedSimulation& simulation);
+    bool worthKeeping(int frame) const;
+    void thinOut(std::size_t bytes);
+    int hostFrame(int frame) const { return frame - m_request.target + m_request.shown; }
+    bool historyGrows() const { return m_request.animated || m_request.moving_inputs; }
+
+    std::atomic<unsigned> m_requests = 0;
 
     // The state that the simulation object is in
     bool m_live = false;
     int m_next = 0;                  // the frame it is the state of
-    std::uint64_t m_parameters = 0;  // of the last drawn step
+    std::uint64_t m_parameters = 0;  // of the latest step
+    std::uint64_t m_base = 0;        // of parameters and still pictures, where they are read once
     std::uint64_t m_history = 0;     // of all steps so far
     bool m_pure = false;             // the history is that of a replay
     bool m_trusted = true;
+    bool m_drawn = false;  // the latest step was drawn,
+    int m_shown = 0;       // as the host's frame of this number
 
-    Request m_last;
-    std::vector<std::uint64_t> m_histories;  // wanted before each frame, from the first one on; one for all frames
-                                             // where parameters are read once
-    std::vector<Kept> m_kept;                // by frame
-    std::unique_ptr<std::byte[]> m_spare;    // memory of a state that was dropped
+    Request m_request;
+    std::vector<std::uint64_t> m_histories;           // wanted before each frame, from the first one on, as far as the
+                                                      // inputs are known; one for all frames where it does not grow
+    std::unordered_map<int, std::uint64_t> m_inputs;  // fingerprints of moving inputs, by frame
+    int m_inputs_read = 0;                            // the frame whose inputs the simulation holds,
+    bool m_holds_inputs = false;                      // if it holds any
+    std::vector<Kept> m_kept;                         // by frame
+    std::unique_ptr<std::byte[]> m_spare;             // memory of a state that was dropped
     std::size_t m_spare_bytes = 0;
     std::size_t m_budget = std::size_t(96) << 20;
     int m_steps = 0;

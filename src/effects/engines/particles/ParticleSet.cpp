@@ -1,7 +1,7 @@
-#include "effects/engines/particles/ParticleSetBase.h"
+#include "effects/engines/particles/ParticleSet.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <bit>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -14,30 +14,19 @@ namespace {
 
 constexpr int BLOCK = 512;  // particles that a row thread takes at once
 
-int compare_depth(const void* a, const void* b) {
-    const float first = static_cast<const ParticleBase*>(a)->position[2];
-    const float second = static_cast<const ParticleBase*>(b)->position[2];
-    return first < second ? -1 : first > second ? 1 : 0;
+// Floats in their order as whole numbers, NaN at the ends; -0 and 0 are the same.
+std::uint32_t ordered(float value) {
+    const auto bits = std::bit_cast<std::uint32_t>(value + 0.0f);
+    return (bits >> 31) != 0 ? ~bits : bits | 0x80000000U;
 }
 
 }  // namespace
 
-ParticleSetBase::ParticleSetBase(std::uint32_t seed) : random(seed) {}
+ParticleSetBase::ParticleSetBase(std::size_t bytes, std::uint32_t seed) : random(seed), particle_bytes(bytes) {}
 
 ParticleSetBase::~ParticleSetBase() {
     if (particles) k7_free(particles);
     if (forces) k7_free(forces);
-}
-
-void ParticleSetBase::sort_by_depth() {
-    if (particles && particle_size != 0 && last_index >= 0)
-        std::qsort(particles, static_cast<std::size_t>(live()), stride(), compare_depth);
-}
-
-bool ParticleSetBase::set_particle_size(std::int32_t bytes) {
-    if (bytes < 1) return false;
-    particle_size = bytes;
-    return true;
 }
 
 bool ParticleSetBase::reserve(std::int32_t count) {
@@ -45,15 +34,15 @@ bool ParticleSetBase::reserve(std::int32_t count) {
     std::int64_t larger = capacity > 0 ? capacity : std::max(initial_capacity, 1);
     while (larger < count) larger *= 2;
     if (larger > std::numeric_limits<std::int32_t>::max()) return false;
-    void* grown = k7_realloc(particles, static_cast<std::size_t>(larger) * stride(), __FILE__, __LINE__);
+    void* grown = k7_realloc(particles, static_cast<std::size_t>(larger) * particle_bytes, __FILE__, __LINE__);
     if (!grown) return false;
     particles = static_cast<std::byte*>(grown);
     capacity = static_cast<std::int32_t>(larger);
     return true;
 }
 
-bool ParticleSetBase::add_particle(ParticleBase* particle) {
-    if (!particle || particle_size == 0) return false;
+bool ParticleSetBase::add(ParticleBase* particle) {
+    if (!particle) return false;
     if (birth_mask) {
         float sample[3] = {};
         image_sample_unit(birth_mask, (particle->position[0] - mask_origin[0]) * mask_scale[0],
@@ -64,13 +53,7 @@ bool ParticleSetBase::add_particle(ParticleBase* particle) {
     ++last_index;
     particle->age = 0;
     particle->id = last_index;
-    ParticleBase& added = at(last_index);
-    std::memcpy(static_cast<void*>(&added), static_cast<const void*>(particle), stride());
-    if (model() == Matrix4::identity()) return true;
-    float place[4];
-    transform_homogeneous(model(), added.position, place);
-    std::copy_n(place, 3, added.position);
-    transform_direction(added.velocity, added.velocity);
+    std::memcpy(record(last_index), static_cast<const void*>(particle), particle_bytes);
     return true;
 }
 
@@ -102,33 +85,6 @@ bool ParticleSetBase::set_drag(float value) {
 
 // ---- Steps ----------------------------------------------------------------------------------------------------
 
-void ParticleSetBase::advance_all() {
-    for (std::int32_t i = 0; i <= last_index; ++i) {
-        while (i <= last_index && is_dead(at(i))) {
-            if (i < last_index) std::memcpy(static_cast<void*>(&at(i)), static_cast<void*>(&at(last_index)), stride());
-            --last_index;
-        }
-        if (last_index < i) break;
-        render_particle(at(i));
-        advance_particle(at(i));
-    }
-}
-
-void ParticleSetBase::prune() {
-    for (std::int32_t i = 0; i <= last_index; ++i) {
-        while (i <= last_index && is_dead(at(i))) {
-            if (i < last_index) std::memcpy(static_cast<void*>(&at(i)), static_cast<void*>(&at(last_index)), stride());
-            --last_index;
-        }
-    }
-}
-
-ParticleBase* ParticleSetBase::get_particles(int* count, bool prune_first) {
-    if (prune_first) prune();
-    if (count) *count = std::max(live(), 0);
-    return reinterpret_cast<ParticleBase*>(particles);
-}
-
 void ParticleSetBase::total_force(float sum[3]) const {
     std::fill_n(sum, 3, 0.0f);
     for (std::int32_t f = 0; f <= last_force; ++f)
@@ -156,7 +112,7 @@ void ParticleSetBase::advance_particle(ParticleBase& particle) {
     integrate(particle, dt, force);
 }
 
-void ParticleSetBase::advance_together() {
+void ParticleSetBase::move_all() {
     const int count = live();
     if (count <= 0) return;
     float force[3];
@@ -176,34 +132,43 @@ void ParticleSetBase::advance_together() {
     });
 }
 
+// ---- Depth ----------------------------------------------------------------------------------------------------
+
+bool ParticleSetBase::depth_order(std::vector<std::int32_t>& order) const {
+    try {
+        std::vector<std::uint64_t> keys(static_cast<std::size_t>(live()));
+        for (std::size_t i = 0; i < keys.size(); ++i)
+            keys[i] = std::uint64_t{ordered(at(static_cast<int>(i)).position[2])} << 32 | i;
+        std::sort(keys.begin(), keys.end());
+        order.resize(keys.size());
+        std::transform(keys.begin(), keys.end(), order.begin(),
+                       [](std::uint64_t key) { return static_cast<std::int32_t>(key & 0xFFFFFFFFU); });
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
+void ParticleSetBase::sort_by_depth() {
+    std::vector<std::int32_t> order;
+    if (live() <= 0 || !depth_order(order)) return;
+    const std::size_t bytes = static_cast<std::size_t>(live()) * particle_bytes;
+    const std::unique_ptr<std::byte[]> sorted(new (std::nothrow) std::byte[bytes]);
+    if (!sorted) return;
+    for (std::size_t i = 0; i < order.size(); ++i)
+        std::memcpy(sorted.get() + i * particle_bytes, record(order[i]), particle_bytes);
+    std::memcpy(particles, sorted.get(), bytes);
+}
+
 // ---- Copies ---------------------------------------------------------------------------------------------------
 
-namespace {
-
-struct SavedHead {
-    MTRandom random;
-    std::int32_t live, particle_size;
-};
-
-}  // namespace
-
-std::size_t ParticleSetBase::saved_bytes() const {
-    return sizeof(SavedHead) + static_cast<std::size_t>(live()) * stride();
-}
-
-void ParticleSetBase::save(std::byte* to) const {
-    const SavedHead head{random, live(), particle_size};
-    std::memcpy(to, static_cast<const void*>(&head), sizeof head);
-    if (live() > 0) std::memcpy(to + sizeof head, particles, static_cast<std::size_t>(live()) * stride());
-}
-
-bool ParticleSetBase::restore(const std::byte* from) {
-    SavedHead head{MTRandom(0), 0, 0};
-    std::memcpy(static_cast<void*>(&head), from, sizeof head);
-    particle_size = head.particle_size;
-    if (!reserve(head.live)) return false;
-    last_index = head.live - 1;
-    random = head.random;
-    if (head.live > 0) std::memcpy(particles, from + sizeof head, static_cast<std::size_t>(head.live) * stride());
-    return true;
+void ParticleSetBase::walkState(StateWalk& walk) {
+    walk.value(random);
+    std::int32_t count = live();
+    walk.value(count);
+    if (walk.isRestoring()) {
+        if (!reserve(count)) return walk.fail();
+        last_index = count - 1;
+    }
+    if (count > 0) walk.bytes(particles, static_cast<std::size_t>(count) * particle_bytes);
 }

@@ -1,0 +1,32 @@
+#include "effects/engines/particles/NeighbourGrid.h"
+
+#include <cmath>
+
+// By counting: how many are in each cell, where each cell begins, then everyone to its place.
+void NeighbourGrid::sort(float reach, const FrameShape& frame) {
+    constexpr float MOST_CELLS = 65536;
+    m_first.clear();
+    m_sorted.clear();
+    if (!(reach > 0) || m_places.empty()) return;
+    m_reach = reach;
+    // Half a picture around the picture has cells of its own.
+    m_left = -0.5f * frame.width;
+    m_bottom = -0.5f * frame.height;
+    const float width = 2 * frame.width, height = 2 * frame.height;
+    const float side = std::max(reach, std::sqrt(width * height / MOST_CELLS));
+    m_per_pixel = 1 / side;
+    m_columns = static_cast<int>(width / side) + 1;
+    m_rows = static_cast<int>(height / side) + 1;
+
+    m_first.assign(static_cast<std::size_t>(m_columns) * static_cast<std::size_t>(m_rows) + 1, 0);
+    const auto cell = [&](const Place& place) {
+        return static_cast<std::size_t>(row(place.y) * m_columns + column(place.x));
+    };
+    for (const Place& place : m_places)
+        if (finite(place)) ++m_first[cell(place) + 1];
+    for (std::size_t i = 1; i < m_first.size(); ++i) m_first[i] += m_first[i - 1];
+    m_sorted.resize(m_places.size());
+    std::vector<std::uint32_t> next(m_first.begin(), m_first.end() - 1);
+    for (std::size_t i = 0; i < m_places.size(); ++i)
+        if (finite(m_places[i])) m_sorted[next[cell(m_places[i])]++] = static_cast<std::int32_t>(i);
+}

@@ -1,0 +1,62 @@
+// What Snow, Rain, Smoke and Bubbles share: births along a line, gravity, friction and swirling air, and the controls
+// of these, which have the same names in all of them. An effect reads what is its own in readOwn().
+#pragma once
+
+#include "effects/engines/particles/ParticleEffect.h"
+
+namespace weather {
+
+inline constexpr std::uint32_t LOOK_SEED = 1234567;  // of star rotations
+
+// What steers the steps of all of them.
+struct WeatherMotion {
+    particles::Emitter emitter;
+    particles::Tint tint;
+    particles::Gravity gravity;
+    particles::Swirl swirl;
+    float drag = 0;  // velocity lost a frame
+};
+
+template <class Info, class ParticleType, class MotionRecord, class LookRecord>
+class WeatherEffect : public particles::ParticleEffect<Info, ParticleType, MotionRecord, LookRecord> {
+  protected:
+    using Particle = ParticleType;
+    using Set = ParticleSet<Particle>;
+
+    virtual void readOwn(MotionRecord& motion, LookRecord& look) = 0;
+    virtual bool hasSetGravity() const { return true; }  // false: it depends on the particle
+
+    SimulationTiming timing() const override {
+        return {.start = this->StartAt.value, .pre_roll = this->PreRoll.value, .animated = this->WithAnimation.value};
+    }
+    // The output begins as a copy of the source.
+    void background() override {
+        if (this->BlackBG.value) image_clear(this->output.image.get());
+    }
+    void readBlocks(MotionRecord& motion, LookRecord& look) final {
+        using particles::value;
+        const FrameShape& frame = this->frame();
+        motion.emitter.set(frame, this->Left, this->Right, this->PositionVar, this->Density, this->Lifetime,
+                           this->VelocityVar);
+        motion.gravity.set(frame, this->DoGravity.value, this->Gravity.value, this->GravAngle.value);
+        motion.drag = this->DoFriction.value ? value(this->Friction) : 0;
+        motion.swirl.set(frame, this->DoTurbulence.value, this->SwirlDens.value, this->SwirlAmp.value,
+                         this->SwlMaxTim.value, this->StartAt.value);
+        readOwn(motion, look);
+    }
+    void prepareSet(Set& set) override {
+        set.set_drag(this->motion().drag);
+        float force[3] = {};
+        if (hasSetGravity()) this->motion().gravity.force(force);
+        set.set_force(0, force);
+    }
+    // Turns velocities.
+    void swirl(Particle* particles, int count, float amplitude) const {
+        this->swirlWith(this->motion().swirl, particles, count, [&](Particle& p, float x, float y, float grown) {
+            p.velocity[0] += x * amplitude * grown / this->frame().pixel_width;
+            p.velocity[1] += y * amplitude * grown;
+        });
+    }
+};
+
+}  // namespace weather
