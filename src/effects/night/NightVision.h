@@ -7,37 +7,6 @@
 #include "Library2/PluginK7.h"
 #include "effects/engines/curves/PowerTable.h"
 
-// Contrast, lift, brightness; tint; defocus; grain: on, biased, amount, size, its defocus; highlight softness; border:
-// on, clear radius, softness, type, separation; reticle type and colour.
-inline constexpr PresetRow<25> NIGHT_VISION_PRESETS[] = {
-    // clang-format off
-    {"Type A",
-     {52, 10, 185, .261723, .781262, .347662, 0, 5, 0, 0, 3, 1, 0, 10, 50,
-      1, .805, 62, 0, .256, 0, .499992, .499992, .499992, 1}},
-    {"Type B",
-     {60, 10, 160, .35, .85, .45, 0, 5, 1, 0, 6, 1, 0, 10, 50,
-      1, .56, 62, 1, .6, 0, .499992, .499992, .499992, 1}},
-    {"Type C",
-     {52, 10, 185, .2, .95, .55, 0, 5, 1, 0, 5, 2, 0, 10, 20,
-      1, .805, 40, 0, .256, 0, .499992, .499992, .499992, 1}},
-    {"Type D",
-     {70, 10, 150, .75, .85, 1, 0, 5, 1, 0, 4, 1, 0, 10, 50,
-      1, .805, 62, 0, .256, 0, .499992, .499992, .499992, 1}},
-    {"Type E",
-     {55, 10, 170, 1, .65, .15, 1, 2, 0, 0, 3, 1, 0, 10, 50,
-      1, .805, 62, 0, .256, 0, .499992, .499992, .499992, 1}},
-    {"Type F",
-     {52, 10, 185, .261723, .781262, .347662, 0, 5, 0, 0, 3, 1, 0, 10, 50,
-      1, .805, 62, 0, .256, 1, .9, .12, .05, 1}},
-    {"Type G",
-     {52, 10, 185, .261723, .781262, .347662, 0, 5, 1, 1, 12, 1, 1, 1.5, 50,
-      0, .805, 62, 0, .256, 0, .499992, .499992, .499992, 1}},
-    {"Type H",
-     {110, 0, 320, .15, .7, .25, 0, 5, 1, 1, 6, 2, 0, 10, 50,
-      1, .56, 62, 1, .6, 3, .02, .02, .02, 1}},
-    // clang-format on
-};
-
 struct NightVisionInfo : EffectInfo {
     static constexpr EffectTraits traits{
         .name = "NightVision",
@@ -50,9 +19,9 @@ struct NightVisionInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Input", .required = true}};
 
     Page page{this, "NightVision"};
-    ListControlK7 Demos{this,
-                        {"Demos", "Type", 0, presetNames(NIGHT_VISION_PRESETS)},
-                        "Model of the tube: sets its response, tint, defocus, grain, border and reticle."};
+    PresetChoiceK7 Demos{this,
+                         {"Demos", "Type"},
+                         "Model of the tube: sets its response, tint, defocus, grain, highlights, border and reticle."};
     FloatControlK7 Contrast{
         this,
         {"Contrast", "Contrast", 52.0, 0.0, 500.0},
@@ -151,6 +120,7 @@ struct NightVisionInfo : EffectInfo {
     NightVisionInfo();
 
   private:
+    void declarePresets();
     void ghostSeparation();
     void ghostThickness();
 };

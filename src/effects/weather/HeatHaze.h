@@ -14,20 +14,14 @@ struct HeatHazeInfo : EffectInfo {
             "Produces the effect of a hot, hazy day, adding heat shimmers to the image. This effect is in "
             "Box Number 1"};
     enum Display { HeatMap = 1, Result = 2 };
-    static constexpr PresetRow<4> PRESETS[] = {
-        {"Default", {80.0, 10.0, 25.0, 5.0}},        {"Warm", {20.0, 6.0, 12.0, 3.0}},
-        {"Getting Warmer", {40.0, 8.0, 18.0, 4.0}},  {"Hot", {80.0, 10.0, 25.0, 5.0}},
-        {"Hotter", {110.0, 12.0, 30.0, 5.0}},        {"Very Hot", {150.0, 16.0, 36.0, 6.0}},
-        {"Extremely Hot", {200.0, 20.0, 45.0, 7.0}},
-    };
 
     ClipRecord input{this, {.name = "Back", .label = "Background", .shortLabel = "BG", .required = true}};
     ClipRecord matte{this, {.name = "Matte", .label = "ROI Matte", .shortLabel = "Matte"}};
 
     Page page{this, "HeatHaze"};
-    ListControlK7 Demos{this,
-                        {"Demos", "Demos", 0, presetNames(PRESETS)},
-                        "How hot it is: sets the temperature, how fast the air rises and changes, and its texture."};
+    PresetChoiceK7 Demos{this,
+                         {"Demos", "Demos"},
+                         "How hot it is: sets the temperature, how fast the air rises and changes, and its texture."};
     ListControlK7 DispType{this,
                            {"DispType", "Display", 1, {"Heat Map", "Result"}},
                            "Shows the heat of the air as a grey picture, or the picture seen through it."};
@@ -74,11 +68,14 @@ struct HeatHazeInfo : EffectInfo {
         this, {"AtmSeed", "Atmos Seed", 797, 1, 999}, "Seed of the noise: each number makes other air."};
 
     HeatHazeInfo() {
-        presets(Demos, {&Temperature, &AtmY, &AtmZ, &Detail}, PRESETS, PresetScope::OthersToDefaults);
+        declarePresets();
         ghost({&Temperature}, DispType, is(HeatMap));
         scene.inputs = {"seeding-small.png"};
         scene.settings = {{"Temperature", "150"}};
     }
+
+  private:
+    void declarePresets();
 };
 
 class HeatHaze final : public Effect<HeatHazeInfo> {
