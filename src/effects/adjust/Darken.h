@@ -5,6 +5,7 @@
 #pragma once
 
 #include "Library2/PluginK7.h"
+#include "effects/adjust/WindowExtreme.h"
 
 struct DarkenInfo : EffectInfo {
     static constexpr EffectTraits traits{
@@ -23,24 +24,10 @@ struct DarkenInfo : EffectInfo {
                          {"Rad", "Size", 3, 1, 30},
                          "Size of the window whose darkest value each channel takes, in pixels at full size: 3 looks "
                          "two pixels to every side."};
-    CheckboxControlK7 DoRGB{
-        this, {"DoRGB", "Split RGB"}, "Gives each channel a window of its own instead of one for all."};
-    IntegerControlK7 RadR{this,
-                          {"RadR", "Red Size", 3, 1, 30},
-                          "Size of the window of red, in pixels at full size: 3 looks two pixels to every side."};
-    IntegerControlK7 RadG{this,
-                          {"RadG", "Green Size", 3, 1, 30},
-                          "Size of the window of green, in pixels at full size: 3 looks two pixels to every side."};
-    IntegerControlK7 RadB{this,
-                          {"RadB", "Blue Size", 3, 1, 30},
-                          "Size of the window of blue, in pixels at full size: 3 looks two pixels to every side."};
-    IntegerControlK7 RadA{this,
-                          {"RadA", "Alpha Size", 3, 1, 30},
-                          "Size of the window of alpha, in pixels at full size: 3 looks two pixels to every side."};
+    ChannelSizeControls channels{this};
 
     DarkenInfo() {
-        ghost({&Rad}, DoRGB, isOn);
-        ghost({&RadR, &RadG, &RadB, &RadA}, DoRGB, isOff);
+        ghost({&Rad}, channels.split, isOn);
         scene.inputs = {"seeding-small.png"};
         scene.settings = {{"Rad", "4"}, {"CutOff", "55"}};
     }

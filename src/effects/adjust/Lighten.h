@@ -5,6 +5,7 @@
 #pragma once
 
 #include "Library2/PluginK7.h"
+#include "effects/adjust/WindowExtreme.h"
 
 struct LightenInfo : EffectInfo {
     static constexpr EffectTraits traits{
@@ -27,24 +28,10 @@ struct LightenInfo : EffectInfo {
                          {"Gamma", "Boost Highlights", 1.0, 0.1, 10.0},
                          "Gamma of the picture before its light parts grow: above 1 lifts the mid-tones, 1 leaves "
                          "them, below 1 darkens them."};
-    CheckboxControlK7 DoRGB{
-        this, {"DoRGB", "Split RGB"}, "Gives each channel a window of its own instead of one for all."};
-    IntegerControlK7 RadR{this,
-                          {"RadR", "Red Size", 3, 1, 30},
-                          "Size of the window of red, in pixels at full size: 3 looks two pixels to every side."};
-    IntegerControlK7 RadG{this,
-                          {"RadG", "Green Size", 3, 1, 30},
-                          "Size of the window of green, in pixels at full size: 3 looks two pixels to every side."};
-    IntegerControlK7 RadB{this,
-                          {"RadB", "Blue Size", 3, 1, 30},
-                          "Size of the window of blue, in pixels at full size: 3 looks two pixels to every side."};
-    IntegerControlK7 RadA{this,
-                          {"RadA", "Alpha Size", 3, 1, 30},
-                          "Size of the window of alpha, in pixels at full size: 3 looks two pixels to every side."};
+    ChannelSizeControls channels{this};
 
     LightenInfo() {
-        ghost({&Rad}, DoRGB, isOn);
-        ghost({&RadR, &RadG, &RadB, &RadA}, DoRGB, isOff);
+        ghost({&Rad}, channels.split, isOn);
         scene.inputs = {"coffee-small.png"};
         scene.settings = {{"Rad", "5"}, {"CutOff", "45"}};
     }

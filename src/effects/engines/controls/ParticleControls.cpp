@@ -10,12 +10,6 @@ const char* densitySentence(EmitterControls::Births births) {
                : "Births in a frame, 10 percent more or less.";
 }
 
-template <class Control, class Param>
-std::optional<Control> onlyIf(bool wanted, EffectInfo* owner, const Param& param, const char* sentence) {
-    if (!wanted) return std::nullopt;
-    return std::optional<Control>(std::in_place, owner, param, sentence);
-}
-
 }  // namespace
 
 StartControls::StartControls(EffectInfo* owner, const Shutter& given)
@@ -71,8 +65,8 @@ WindControls::WindControls(EffectInfo* owner, const Given& given)
                    "with Multi Directional it blows this far."
                  : "Point that the wind blows towards, as fractions of the width and height of the picture."),
       multiDirectional(
-          onlyIf<CheckboxControlK7>(given.everywhere, owner, CheckboxParam{"MultiDirectional", "Multi Directional"},
-                                    "Blows to all sides from the source instead of in a cone towards the target.")),
+          controlIf<CheckboxControlK7>(given.everywhere, owner, CheckboxParam{"MultiDirectional", "Multi Directional"},
+                                       "Blows to all sides from the source instead of in a cone towards the target.")),
       spread(owner, {"WindSpread", "Wind Spread", given.spread, 0.0, 180.0},
              "Opening angle of the cone of wind, in degrees; the wind is strongest in its middle."),
       speed(owner, {"WindSpeed", "Wind Speed", given.speed, 0.0, 180.0},
@@ -125,8 +119,8 @@ LightControls::LightControls(EffectInfo* owner, const Given& given)
                    .source = given.source,
                    .target = given.target,
                    .sentence = "Lights the particles with a beam; otherwise they show their own colour."}),
-      height(onlyIf<FloatControlK7>(given.raised, owner, NumberParam{"LightZ", "Light Z", 0.2, 0.01, 1.0},
-                                    "Height of the light above the picture, in widths of the picture.")),
+      height(controlIf<FloatControlK7>(given.raised, owner, NumberParam{"LightZ", "Light Z", 0.2, 0.01, 1.0},
+                                       "Height of the light above the picture, in widths of the picture.")),
       tightness(owner, {"GlistenTight", "Glisten Tightness", given.tightness, 0.0, given.tightest},
                 given.tightnessSentence),
       spread(owner, {"LightSpread", "Light Spread", 90.0, 0.0, 180.0},
@@ -135,8 +129,8 @@ LightControls::LightControls(EffectInfo* owner, const Given& given)
                 "Brightness that the beam adds, in percent; 0 switches the light off."),
       least(owner, {"MinBright", "Minimum Brightness", 60.0, 0.0, 100.0},
             "Brightness that is left outside the beam, in percent."),
-      highlight(onlyIf<FloatControlK7>(given.raised, owner, NumberParam{"Highlight", "Highlight", 5.0, 1.0, 50.0},
-                                       "How small and sharp the highlights are, as the exponent of a power.")),
+      highlight(controlIf<FloatControlK7>(given.raised, owner, NumberParam{"Highlight", "Highlight", 5.0, 1.0, 50.0},
+                                          "How small and sharp the highlights are, as the exponent of a power.")),
       colour(owner, {"LightColour", "Light Colour", 1.0f, 1.0f, 1.0f},
              given.raised ? "Colour of the highlights." : "Colour of the light, added to that of the particles.") {
     owner->ghost({&tightness, &spread, &intensity, &least, &colour}, beam.on, isOff);

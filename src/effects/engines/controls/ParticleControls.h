@@ -8,11 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "Library2/EffectInfo.h"
-
-struct Place {
-    double x, y;
-};
+#include "effects/engines/controls/GroupParts.h"
 
 // When the simulation runs, and how long the shutter is open.
 struct StartControls {
