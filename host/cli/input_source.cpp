@@ -1,8 +1,11 @@
 #include "host/cli/input_source.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstring>
+#include <set>
+#include <utility>
 
 #include "host/cli/failure.h"
 #include "host/cli/frame_list.h"
@@ -88,6 +91,8 @@ InputSource::InputSource(const std::string& file) : m_pattern(patternOf(file)) {
     if (m_frames.empty()) throw RunError("cannot read " + file + ": there is no file of this sequence");
 }
 
+InputSource::~InputSource() { m_recent.clear(); }
+
 int InputSource::frameAt(double time) const {
     if (!isSequence()) return 0;
     // Compared as doubles first: a plug-in may ask for any time at all.
@@ -112,31 +117,80 @@ PictureSize InputSource::size(double time) const {
     return readPictureSize(fileAt(time));
 }
 
-ofxhost::ImagePtr InputSource::load(int frame) const {
+ofxhost::ImagePtr InputSource::load(int frame) {
     requirePresent(frame);
+    const auto start = std::chrono::steady_clock::now();
     const Picture picture = readPicture(m_pattern.path(frame));
-    return toHostImage(m_form.renderScale == 1.0 ? picture : boxScaled(picture, m_form.renderScale), m_form);
+    const auto image =
+        toHostImage(m_form.renderScale == 1.0 ? picture : boxScaled(picture, m_form.renderScale), m_form);
+    const std::lock_guard lock(m_mutex);
+    m_pictureBytes =
+        static_cast<std::size_t>(std::abs(image->rowBytes())) * static_cast<std::size_t>(image->layout().height());
+    m_times.reading += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    ++m_times.files;
+    return image;
+}
+
+std::shared_future<ofxhost::ImagePtr> InputSource::known(int frame) {
+    const auto found = std::find_if(m_recent.begin(), m_recent.end(), [&](const auto& e) { return e.frame == frame; });
+    if (found == m_recent.end()) return {};
+    m_recent.splice(m_recent.begin(), m_recent, found);
+    return found->picture;
+}
+
+void InputSource::keep(int frame, std::shared_future<ofxhost::ImagePtr> picture, Recents& dropped) {
+    m_recent.push_front({frame, std::move(picture)});
+    // What an effect may hold at once, and what has been read ahead, is never dropped.
+    while (m_recent.size() > 2 + m_ahead && m_recent.size() * m_pictureBytes > RecentBytes)
+        dropped.splice(dropped.end(), m_recent, std::prev(m_recent.end()));
+}
+
+void InputSource::forget(int frame, Recents& dropped) {
+    const auto found = std::find_if(m_recent.begin(), m_recent.end(), [&](const auto& e) { return e.frame == frame; });
+    if (found != m_recent.end()) dropped.splice(dropped.end(), m_recent, found);
+}
+
+void InputSource::readAhead(const std::vector<double>& times) {
+    std::set<int> wanted;
+    for (const double time : times) wanted.insert(frameAt(time));
+    Recents dropped;
+    const std::lock_guard lock(m_mutex);
+    m_ahead = wanted.size();
+    for (const int frame : wanted)
+        if (!known(frame).valid())
+            keep(frame, std::async(std::launch::async, [this, frame] { return load(frame); }), dropped);
 }
 
 ofxhost::ImagePtr InputSource::imageAt(double time) {
-    const std::lock_guard lock(m_mutex);
     const int frame = frameAt(time);
-    const auto known = std::find_if(m_recent.begin(), m_recent.end(), [&](const auto& e) { return e.first == frame; });
-    if (known != m_recent.end()) {
-        m_recent.splice(m_recent.begin(), m_recent, known);
-        return known->second;
+    std::promise<ofxhost::ImagePtr> mine;
+    std::shared_future<ofxhost::ImagePtr> picture;
+    bool toBeRead = false;
+    Recents dropped;
+    {
+        const std::lock_guard lock(m_mutex);
+        picture = known(frame);
+        toBeRead = !picture.valid();
+        if (toBeRead) keep(frame, picture = mine.get_future().share(), dropped);
     }
     try {
-        m_recent.emplace_front(frame, load(frame));
+        if (toBeRead) mine.set_value(load(frame));
+    } catch (...) {
+        mine.set_exception(std::current_exception());
+    }
+    try {
+        return picture.get();
     } catch (const std::exception& failure) {
+        const std::lock_guard lock(m_mutex);
+        forget(frame, dropped);
         if (m_failure.empty()) m_failure = failure.what();
         throw;
     }
-    const ofxhost::ImagePtr image = m_recent.front().second;
-    const auto bytes =
-        static_cast<std::size_t>(std::abs(image->rowBytes())) * static_cast<std::size_t>(image->layout().height());
-    while (m_recent.size() > 2 && m_recent.size() * bytes > RecentBytes) m_recent.pop_back();
-    return image;
+}
+
+InputSource::Times InputSource::times() const {
+    const std::lock_guard lock(m_mutex);
+    return m_times;
 }
 
 std::string InputSource::takeFailure() {

@@ -207,7 +207,7 @@ void requireWritableFormat(const std::string& fileName) {
     throw UsageError("cannot write \"" + fileName + "\": its extension names none of the formats " + known);
 }
 
-void writePicture(const fs::path& path, const Picture& picture, const WriteOptions& options) {
+std::vector<unsigned char> encodePicture(const fs::path& path, const Picture& picture, const WriteOptions& options) {
     requireWritableFormat(path.filename().string());
     const Format& format = *formatOf(path.filename().string());
     const Store store = options.depth == 8 ? format.at8 : options.depth == 16 ? format.at16 : format.at32;
@@ -242,7 +242,11 @@ void writePicture(const fs::path& path, const Picture& picture, const WriteOptio
     if (store == Store::Short) written = writeSamples<std::uint16_t>(*output, picture, type);
     if (store == Store::Float) written = writeSamples<float>(*output, picture, type);
     if (!written || !output->close()) fail(output->geterror());
-    output.reset();
+    return bytes;
+}
+
+void writePicture(const fs::path& path, const Picture& picture, const WriteOptions& options) {
+    const std::vector<unsigned char> bytes = encodePicture(path, picture, options);
     writeFileAtomically(path, bytes.data(), bytes.size());
 }
 

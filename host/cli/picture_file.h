@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "host/cli/picture.h"
 
@@ -28,6 +29,9 @@ struct WriteOptions {
 
 // Throws UsageError when the file's extension names no format that can be written.
 void requireWritableFormat(const std::string& fileName);
+// The bytes of the file that writePicture() would write to `path`. Throws RunError.
+std::vector<unsigned char> encodePicture(const std::filesystem::path& path, const Picture& picture,
+                                         const WriteOptions& options);
 // Appears whole or not at all. Throws RunError.
 void writePicture(const std::filesystem::path& path, const Picture& picture, const WriteOptions& options);
 

@@ -2,15 +2,18 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <atomic>
 #include <chrono>
-#include <future>
+#include <exception>
 #include <iomanip>
 #include <memory>
 #include <sstream>
+#include <thread>
 
 #include "host/cli/command.h"
 #include "host/cli/failure.h"
 #include "host/cli/frame.h"
+#include "host/cli/frame_writer.h"
 #include "host/cli/interrupt.h"
 #include "host/cli/picture_file.h"
 #include "host/cli/render_plan.h"
@@ -23,11 +26,30 @@ namespace {
 using ofxhost::EffectInstance;
 using ofxhost::ImagePtr;
 
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+// As many as there are threads to read or write them, within what memory they may take.
+std::size_t framesInHand(const ofxhost::ImageLayout& layout, unsigned threads) {
+    constexpr std::size_t Bytes = std::size_t{2} << 30;
+    constexpr std::size_t Copies = 3;  // of a frame: the host's image, floats, and those in the file's order
+    const std::size_t frame = static_cast<std::size_t>(layout.width()) * static_cast<std::size_t>(layout.height()) * 16;
+    return std::clamp<std::size_t>(Bytes / (Copies * std::max<std::size_t>(frame, 1)), 1, threads);
+}
+
 // One instance at work on the frames of a plan.
 class FrameRenderer {
   public:
     FrameRenderer(Session& session, EffectInstance& instance, const RenderPlan& plan)
-        : m_session(session), m_instance(instance), m_plan(plan), m_layout(outputLayout(plan)) {}
+        : m_session(session),
+          m_instance(instance),
+          m_plan(plan),
+          m_layout(outputLayout(plan)),
+          m_ahead(framesInHand(m_layout, m_threads)),
+          m_writer(
+              std::min<unsigned>(m_threads, static_cast<unsigned>(std::min<std::size_t>(plan.frames.size(), 1024))),
+              m_ahead + 1) {}
 
     // Throws RunError when any frame fails; those before it have been written.
     void renderAll() {
@@ -51,6 +73,22 @@ class FrameRenderer {
                        " frames rendered)");
     }
 
+    // "  reading      100 x   12.345 ms   1234.500 ms"
+    std::vector<StageTotal> times() const {
+        InputSource::Times read;
+        for (const auto& [clip, input] : m_plan.inputs) {
+            read.files += input->times().files;
+            read.reading += input->times().reading;
+        }
+        const FrameWriter::Times written = m_writer.times();
+        return {{"reading files", read.files, read.reading * 1000.0},
+                {"rendering", m_done, m_rendering * 1000.0},
+                {"encoding files", written.frames, written.encoding * 1000.0},
+                {"writing files", written.frames, written.writing * 1000.0}};
+    }
+
+    double seconds() const { return secondsSince(m_start); }
+
   private:
     ofxhost::RenderRequest requestFor(int frame) const {
         ofxhost::RenderRequest request;
@@ -59,37 +97,58 @@ class FrameRenderer {
         return request;
     }
 
-    // A frame is written while the next one is rendered.
+    // Files of the next frames are read, and those of the last ones written, while the effect works on a frame.
     void renderFrames() {
-        for (const int frame : m_plan.frames) {
-            const auto start = std::chrono::steady_clock::now();
+        for (std::size_t i = 0; i < m_plan.frames.size(); ++i) {
+            readAhead(i);
+            const int frame = m_plan.frames[i];
+            const auto start = Clock::now();
             ImagePtr image;
             try {
                 image = renderFrame(m_instance, requestFor(frame), m_layout, [this](OfxStatus s) { requireGood(s); });
             } catch (const std::exception& error) {
-                finishWriting();
-                throw RunError("frame " + std::to_string(frame) + ": " + error.what());
+                m_writer.finish();
+                throw ofFrame(frame, error);
             }
-            finishWriting();
-            m_writing = {frame, start, std::async(std::launch::async, [this, frame, image] {
-                             writePicture(m_plan.output.path(frame), fromHostImage(*image),
-                                          {static_cast<int>(m_plan.form.depth), m_plan.form.pixelAspect});
-                         })};
+            m_rendering += secondsSince(start);
+            m_writer.put(fileOf(frame, image, start));
         }
-        finishWriting();
+        m_writer.finish();
     }
 
-    // Waits until the frame before is on disk, and only then reports it.
-    void finishWriting() {
-        if (!m_writing.result.valid()) return;
-        try {
-            m_writing.result.get();
-        } catch (const std::exception& error) {
-            throw RunError("frame " + std::to_string(m_writing.frame) + ": " + error.what());
-        }
-        ++m_done;
-        const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - m_writing.start;
-        m_session.console().frameDone(m_writing.frame, m_plan.output.path(m_writing.frame).string(), seconds.count());
+    void readAhead(std::size_t from) {
+        const std::size_t to = std::min(from + 1 + m_ahead, m_plan.frames.size());
+        const std::vector<double> times(m_plan.frames.begin() + static_cast<std::ptrdiff_t>(from),
+                                        m_plan.frames.begin() + static_cast<std::ptrdiff_t>(to));
+        for (const auto& [clip, input] : m_plan.inputs)
+            if (input->isSequence()) input->readAhead(times);
+    }
+
+    FrameWriter::Frame fileOf(int frame, const ImagePtr& image, Clock::time_point start) {
+        const std::filesystem::path path = m_plan.output.path(frame);
+        return {.path = path,
+                .encode =
+                    [this, path, image] {
+                        return encodePicture(path, fromHostImage(*image),
+                                             {static_cast<int>(m_plan.form.depth), m_plan.form.pixelAspect});
+                    },
+                .written =
+                    [this, frame, path, start] {
+                        ++m_done;
+                        m_session.console().frameDone(frame, path.string(), secondsSince(start));
+                    },
+                .failed =
+                    [frame](const std::exception_ptr& failure) {
+                        try {
+                            std::rethrow_exception(failure);
+                        } catch (const std::exception& error) {
+                            return std::make_exception_ptr(ofFrame(frame, error));
+                        }
+                    }};
+    }
+
+    static RunError ofFrame(int frame, const std::exception& error) {
+        return RunError("frame " + std::to_string(frame) + ": " + error.what());
     }
 
     // Throws RunError for all that spoils a frame.
@@ -105,25 +164,37 @@ class FrameRenderer {
     EffectInstance& m_instance;
     const RenderPlan& m_plan;
     ofxhost::ImageLayout m_layout;
-    struct Writing {
-        int frame = 0;
-        std::chrono::steady_clock::time_point start;
-        std::future<void> result;
-    } m_writing;
-    int m_done = 0;
+    unsigned m_threads = std::max(1u, std::thread::hardware_concurrency());  // for files
+    std::size_t m_ahead;  // frames in hand on either side of the one being rendered
+    std::atomic<int> m_done{0};
+    double m_rendering = 0.0;  // seconds
+    Clock::time_point m_start = Clock::now();
+    FrameWriter m_writer;  // last: its threads use the others
 };
 
-// "  Radial LIC     4 x   12.345 ms     49.380 ms"
+// A line for each: "  Radial LIC     4 x   12.345 ms     49.380 ms"
 std::string timesText(const std::vector<StageTotal>& stages) {
-    if (stages.empty()) return "The effect has told nothing of its times.\n";
     std::size_t width = 0;
     for (const StageTotal& stage : stages) width = std::max(width, stage.stage.size());
     std::ostringstream text;
-    text << "Time in the effect, by stage (times, mean, sum in ms):\n" << std::fixed << std::setprecision(3);
+    text << std::fixed << std::setprecision(3);
     for (const StageTotal& stage : stages)
         text << "  " << std::left << std::setw(static_cast<int>(width)) << stage.stage << std::right << std::setw(6)
-             << stage.times << std::setw(12) << stage.milliseconds / stage.times << std::setw(13) << stage.milliseconds
-             << '\n';
+             << stage.times << std::setw(12) << stage.milliseconds / std::max(stage.times, 1) << std::setw(13)
+             << stage.milliseconds << '\n';
+    return text.str();
+}
+
+std::string allTimes(Session& session, const FrameRenderer& renderer) {
+    const std::vector<StageTotal> stages = session.pluginOutput().stages();
+    std::ostringstream text;
+    text << "Time of the program (times, mean, sum over all threads in ms; files are read and written meanwhile):\n"
+         << timesText(renderer.times()) << std::fixed << std::setprecision(3) << "  in all, by the clock "
+         << renderer.seconds() * 1000.0 << "\n";
+    if (stages.empty())
+        text << "The effect has told nothing of its times.\n";
+    else
+        text << "Time in the effect, by stage (times, mean, sum in ms):\n" << timesText(stages);
     return text.str();
 }
 
@@ -134,8 +205,9 @@ void render(const RenderOptions& options) {
         const auto instance = makeInstance(plan, options);
         const AbortOnInterrupt abort(session.host());
         if (options.session.timing) session.pluginOutput().takeOverLog();
-        FrameRenderer(session, *instance, plan).renderAll();
-        if (options.session.timing) session.console().report(timesText(session.pluginOutput().stages()));
+        FrameRenderer renderer(session, *instance, plan);
+        renderer.renderAll();
+        if (options.session.timing) session.console().report(allTimes(session, renderer));
     }
     session.finish();
 }
@@ -177,7 +249,8 @@ void addOptions(CLI::App& app, RenderOptions& options) {
         ->type_name("N");
     app.add_option("--context", options.context, "general, filter or generator")
         ->check(CLI::IsMember({"general", "filter", "generator"}));
-    app.add_flag("--time", options.session.timing, "Tell at the end what time the effect took, by stage");
+    app.add_flag("--time", options.session.timing,
+                 "Tell at the end what time the effect took, by stage, and the files");
     app.add_flag("-q,--quiet", options.session.quiet, "Print nothing but errors");
     options.session.addTo(app);
 }

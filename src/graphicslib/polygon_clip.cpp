@@ -4,6 +4,8 @@
 #include <cmath>
 #include <new>
 
+#include "imagelib/polygon_clip.h"
+
 namespace {
 
 constexpr std::size_t FIRST_CAPACITY = 32;  // vertices
@@ -51,62 +53,31 @@ bool PolygonClipper::finite(int count, const float* vertices) const {
     return true;
 }
 
-// From the inner to the outer vertex, so that two polygons that share an edge are cut at the same point.
-void PolygonClipper::add_crossing(const Side& side, const float* inside, const float* outside, float* crossing) const {
-    const double d0 = distance(side, inside), d1 = distance(side, outside);
-    const auto t = static_cast<float>(d0 / (d0 - d1));
-    for (int k = 0; k < vertex_floats; ++k) crossing[k] = inside[k] + t * (outside[k] - inside[k]);
-    crossing[side.axis] = side.limit * side.sign;
-}
-
-bool PolygonClipper::cut(const Side& side, const std::vector<float>& from, int& count, std::vector<float>& to) const {
-    // Each run of vertices inside gains two crossings at most, and there are no more runs than vertices outside.
-    if (!grow(to, (std::size_t(count) * 2 + 2) * std::size_t(vertex_floats))) return false;
-    float* out = to.data();
-    const float* previous = from.data() + std::ptrdiff_t(count - 1) * vertex_floats;
-    bool previous_inside = distance(side, previous) <= 0;
-    for (int i = 0; i < count; ++i) {
-        const float* current = from.data() + std::ptrdiff_t(i) * vertex_floats;
-        const bool current_inside = distance(side, current) <= 0;
-        if (current_inside != previous_inside) {
-            add_crossing(side, current_inside ? current : previous, current_inside ? previous : current, out);
-            out += vertex_floats;
-        }
-        if (current_inside) out = std::copy_n(current, vertex_floats, out);
-        previous = current;
-        previous_inside = current_inside;
-    }
-    count = static_cast<int>((out - to.data()) / vertex_floats);
-    return true;
-}
-
 PolygonClip PolygonClipper::clip(int count, const float* vertices) {
     left = nullptr;
     count_left = 0;
     if (!valid || count < 3 || count > 1 << 24 || !vertices || !finite(count, vertices)) return PolygonClip::outside;
-    Side crossed[6];
-    int crossings = 0;
-    for (int axis = 0; axis < std::min(axes, vertex_floats); ++axis)
-        for (const Side side : {Side{axis, -1, -minimum[axis]}, Side{axis, 1, maximum[axis]}}) {
-            int beyond = 0;
-            for (int i = 0; i < count; ++i) beyond += distance(side, vertices + std::ptrdiff_t(i) * vertex_floats) > 0;
-            if (beyond == count) return PolygonClip::outside;
-            if (beyond > 0) crossed[crossings++] = side;
-        }
-    if (crossings == 0) {
+    polygon_clip::Side sides[6];
+    const int crossed = polygon_clip::crossed_sides(vertices, count, vertex_floats, std::min(axes, vertex_floats),
+                                                    minimum, maximum, sides);
+    if (crossed == polygon_clip::ALL_OUTSIDE) return PolygonClip::outside;
+    if (crossed == 0) {
         left = vertices;
         count_left = count;
         return PolygonClip::inside;
     }
-    const std::size_t floats = std::size_t(count) * std::size_t(vertex_floats);
-    if (!grow(buffers[0], std::max(3 * floats, FIRST_CAPACITY * std::size_t(vertex_floats))))
-        return PolygonClip::outside;
-    std::copy_n(vertices, floats, buffers[0].data());
-    int current = 0;
-    for (int i = 0; i < crossings && count > 0; ++i, current = 1 - current)
-        if (!cut(crossed[i], buffers[current], count, buffers[1 - current])) return PolygonClip::outside;
+    const float* from = vertices;
+    for (int i = 0; i < crossed && count > 0; ++i) {
+        // Each run of vertices inside gains two crossings at most, and there are no more runs than vertices outside.
+        const int room = 2 * count + 2;
+        std::vector<float>& to = buffers[i % 2];
+        if (!grow(to, std::max(std::size_t(room), FIRST_CAPACITY) * std::size_t(vertex_floats)))
+            return PolygonClip::outside;
+        count = polygon_clip::cut(sides[i], from, count, vertex_floats, to.data(), room);
+        from = to.data();
+    }
     if (count < 3) return PolygonClip::outside;
-    left = buffers[current].data();
+    left = from;
     count_left = count;
     return PolygonClip::clipped;
 }

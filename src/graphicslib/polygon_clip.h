@@ -1,7 +1,7 @@
 // Polygons with attributes, clipped to a box or a rectangle.
 //
 // A vertex is x, y and further floats (a box reads the third as z); all of them are interpolated where an edge is cut.
-// I. Sutherland, G. Hodgman, "Reentrant polygon clipping", CACM 17 (1974). A vertex on a side counts as inside.
+// The method is that of imagelib/polygon_clip.h; a vertex on a side counts as inside.
 #pragma once
 
 #include <vector>
@@ -32,14 +32,7 @@ class PolygonClipper {
     bool set_limits(const float* low, const float* high);
 
   private:
-    struct Side {
-        int axis;
-        float sign, limit;  // inside where coordinate * sign <= limit
-    };
-    static float distance(const Side& side, const float* vertex) { return vertex[side.axis] * side.sign - side.limit; }
     bool finite(int count, const float* vertices) const;
-    bool cut(const Side& side, const std::vector<float>& from, int& count, std::vector<float>& to) const;
-    void add_crossing(const Side& side, const float* inside, const float* outside, float* crossing) const;
 
     int axes;
     int vertex_floats;

@@ -11,7 +11,7 @@
 
 #include <vector>
 
-#include "graphicslib/raster_spans_simd.h"
+#include "imagelib/imagelib_coverage.h"
 
 class PolygonRasterizer {
   public:
@@ -56,28 +56,10 @@ class PolygonRasterizer {
     bool draw_polygon(int count, const float* vertices, void* argument = nullptr);
 
   private:
-    struct Polygon;
-    struct Edge {                     // not level
-        const float *p, *q;           // lower and upper vertex
-        double x, y, top;             // of p; height of q
-        double width, height, slope;  // from p to q; width / height
-        double low, high;             // in x
-        double sign;                  // 1 where the polygon goes up along it, else -1
-    };
-    struct Reach {  // in x
-        double low, high;
-    };
-    bool prepare(Polygon& polygon, int count, const float* vertices);
-    void add_edge(Polygon& polygon, int i, int j, double sign);
-    bool edges_at(Polygon& polygon, double y) const;
-    void set_edge(const Edge& edge, double y, float* values, float* step) const;
-    Span make_span(Polygon& polygon, double y, void* argument);
-    void draw_plain(Polygon& polygon, void* argument);
-    void draw_exact(Polygon& polygon, void* argument);
-    void exact_row(Polygon& polygon, int y, void* argument);
-    int gather_crossings(Polygon& polygon, int y, Reach reach[2]);
-    void covered_run(Span run, int x0, int x1, int crossing_count);
-    void short_run(Span run, int x0, int x1, int solid_from, int solid_to, int crossing_count);
+    void set_edge(const PolygonCoverage::Edge& edge, double y, float* values, float* step) const;
+    Span make_span(const PolygonCoverage::Outermost& sides, double y, void* argument);
+    void draw_plain(void* argument);
+    void draw_exact(void* argument);
 
     int left = -1, right = -1, bottom = -1, top = -1;  // inclusive
     bool bounds_set = false;
@@ -86,7 +68,5 @@ class PolygonRasterizer {
     int vertex_floats = 0;
     // Left edge, change across the span, right edge, left and right steps, one pixel's values and steps.
     std::vector<float> work;
-    std::vector<Edge> edges;
-    std::vector<raster::Crossing> crossings;
-    const raster::Kernels* kernels = nullptr;
+    PolygonCoverage m_polygon;
 };

@@ -159,58 +159,6 @@ void paint(float* sample, const float* coverage, int count, const float* colour)
 #endif
 }
 
-// ---- Coverage -----------------------------------------------------------------------------------------------------
-
-#if defined(__AVX512F__)
-constexpr int PIXELS = 8;
-#elif defined(__AVX2__)
-constexpr int PIXELS = 4;
-#else
-constexpr int PIXELS = 2;
-#endif
-using Doubles = double __attribute__((vector_size(8 * PIXELS)));
-using Floats = float __attribute__((vector_size(4 * PIXELS)));
-
-inline Doubles clamp(Doubles u) {
-    u = u < 0.0 ? Doubles{} : u;
-    return u < 1.0 ? u : Doubles{} + 1.0;
-}
-
-// The integral of clamp(u).
-inline Doubles ramp_integral(Doubles u) {
-    const Doubles c = clamp(u);
-    return 0.5 * c * c + (u > 1.0 ? u - 1.0 : Doubles{});
-}
-
-// The area right of an edge's piece within the columns that end at `sides`: the mean of how far a column's far side
-// lies beyond the piece, limited to the column, times the piece's height.
-inline Doubles area(const Crossing& edge, double low, double high, Doubles sides) {
-    if (edge.scale == 0) return edge.height * clamp(sides - 0.5 * (edge.x0 + edge.x1));  // the middle is off by 1e-8
-    const Doubles mean = (ramp_integral(sides - edge.x1) - ramp_integral(sides - edge.x0)) * edge.scale;
-    const Doubles near = sides - low <= 0.0 ? Doubles{} : mean;
-    return edge.height * (sides - high >= 1.0 ? Doubles{} + 1.0 : near);
-}
-
-void cover(float* coverage, int x, int count, const Crossing* crossings, int crossing_count) {
-    Doubles lanes;
-    for (int k = 0; k < PIXELS; ++k) lanes[k] = k;
-    for (int i = 0; i < count; i += PIXELS) {
-        const double first = x + i + 1.0, last = first + (PIXELS - 1);
-        const Doubles sides = first + lanes;
-        Doubles areas{};
-        for (const Crossing* edge = crossings; edge != crossings + crossing_count; ++edge) {
-            const double low = edge->x0 < edge->x1 ? edge->x0 : edge->x1;
-            const double high = edge->x0 < edge->x1 ? edge->x1 : edge->x0;
-            if (last <= low) continue;
-            areas += first - high >= 1 ? Doubles{} + edge->height : area(*edge, low, high, sides);
-        }
-        areas = areas < 0.0 ? -areas : areas;
-        areas = areas > 1.0 ? Doubles{} + 1.0 : areas;
-        areas = areas > 1e-12 ? areas : Doubles{};  // below: what rounding leaves of nothing
-        store(coverage + i, __builtin_convertvector(areas, Floats));
-    }
-}
-
 void fill(float* values, int count, float value) {
     for (int i = 0; i < count; ++i) values[i] = value;
 }
@@ -225,6 +173,6 @@ void add_weighted(float* __restrict sums, const float* __restrict values, int co
 
 }  // namespace
 
-extern const Kernels KERNELS = {shade, paint, cover, fill, weigh, add_weighted};
+extern const Kernels KERNELS = {shade, paint, fill, weigh, add_weighted};
 
 }  // namespace raster::QUILLON_SIMD

@@ -11,13 +11,6 @@ struct SpanShade {
     float x_start, scale;
 };
 
-// A piece of a polygon's edge within one row of pixels.
-struct Crossing {
-    double x0, x1;
-    double height;  // signed by the direction of the edge
-    double scale;   // 1 / (x0 - x1); 0 for an upright piece, where the quotient would lose its digits
-};
-
 // Sample and depth rows may be read, and rewritten with what they hold, up to ROW_PADDING pixels beyond the run;
 // coverage may be read and written as far beyond it.
 constexpr int ROW_PADDING = 8;
@@ -28,8 +21,6 @@ struct Kernels {
     void (*shade)(float* sample, float* depth, const float* coverage, int x, int count, const SpanShade& span);
     // The same with one colour and without depths.
     void (*paint)(float* sample, const float* coverage, int count, const float* colour);
-    // The area between the crossings within each of `count` pixels from pixel x on.
-    void (*cover)(float* coverage, int x, int count, const Crossing* crossings, int crossing_count);
     void (*fill)(float* values, int count, float value);
     void (*weigh)(float* sums, const float* values, int count, float weight);  // sums = values * weight
     void (*add_weighted)(float* sums, const float* values, int count, float weight);

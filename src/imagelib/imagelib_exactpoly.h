@@ -3,6 +3,8 @@
 // Pixel (x, y) is the square from (x, y) to (x + 1, y + 1).
 #pragma once
 
+#include "imagelib/imagelib_coverage.h"
+
 // Vertices in order, either way round. Clipping adds at most one vertex a side to a convex polygon.
 struct ClipPolygon {
     static constexpr int CAPACITY = 256;
@@ -40,7 +42,11 @@ class ExactPoly {
     virtual void shade(int x, int y, float area);
 
     // Walks the pixels x_first to x_last, y_first to y_last (inclusive): rows upwards, columns within a row. Bands of
-    // rows may be walked apart, each by an object of its own: the areas do not depend on the band. False (and no call)
-    // for a polygon of fewer than 3 vertices, more than CAPACITY, or with a vertex that is not finite.
+    // rows may be walked apart, each by an object of its own: the areas do not depend on the band. A polygon that is
+    // not convex keeps its area, unless it overlaps itself. False (and no call) for fewer than 3 vertices, more than
+    // CAPACITY, a vertex that is not finite, and when memory runs out.
     bool draw(const ClipPolygon& polygon, int x_first, int x_last, int y_first, int y_last);
+
+  private:
+    PolygonCoverage m_coverage;
 };

@@ -194,6 +194,136 @@ TEST(Splats, TheOrderIsThatOfCollection) {
     }
 }
 
+// A sprite with something to see in each channel, and no two sides alike.
+ImagePtr feather() {
+    ImagePtr image = make_image(37, 24, 4, SAMPLE_F32);
+    for (int y = 0; y < 24; ++y)
+        for (int x = 0; x < 37; ++x) {
+            float* p = image_row<float>(image.get(), y) + 4 * x;
+            p[3] = 0.2f + 0.8f * float(x) / 36 * float((x / 6 + y / 5) % 2);
+            p[0] = p[3] * float(x) / 36, p[1] = p[3] * float(y) / 23, p[2] = 0.5f * p[3];
+        }
+    return image;
+}
+
+// The mean of the sprite under a square of the picture of this size, by brute force.
+std::vector<double> slow_mean(const K7Image* sprite, double x, double y, double size, double cx, double cy,
+                              const Splats::Look& look) {
+    constexpr int FINE = 24;
+    std::vector<double> sum(4);
+    for (int j = 0; j < FINE; ++j)
+        for (int i = 0; i < FINE; ++i) {
+            const double dx = x + ((i + 0.5) / FINE - 0.5) * size - cx, dy = y + ((j + 0.5) / FINE - 0.5) * size - cy;
+            const double cosine = std::cos(double(look.radians)), sine = std::sin(double(look.radians));
+            const double u = (0.5 + 0.5 * (cosine * dx + sine * dy) / look.half_width) * sprite->width;
+            const double v = (0.5 + 0.5 * (cosine * dy - sine * dx) / look.half_height) * sprite->height;
+            if (!(u >= 0 && v >= 0 && u < sprite->width && v < sprite->height)) continue;
+            for (int c = 0; c < 4; ++c) sum[std::size_t(c)] += double(at(sprite, int(u), int(v), c)) / (FINE * FINE);
+        }
+    return sum;
+}
+
+TEST(Splats, StampsAreTheSpriteAtAnySizeTurnAndStretch) {
+    constexpr int W = 120, H = 100;
+    const ImagePtr picture = feather();
+    const ColourSprite sprite(picture.get());
+    double total[4] = {};
+    for (int y = 0; y < 24; ++y)
+        for (int x = 0; x < 37; ++x)
+            for (int c = 0; c < 4; ++c) total[c] += double(at(picture.get(), x, y, c)) / (37 * 24);
+    for (const Splats::Look& look : {Splats::Look{37, 24},
+                                     {18.5f, 12},
+                                     {45, 9, 0.7f},
+                                     {12, 8, -2},
+                                     {6, 4, 1},
+                                     {40, 1.5f, 0.4f},
+                                     {1, 30, 0.2f},
+                                     {0.7f, 0.5f},
+                                     {0.3f, 0.1f},
+                                     {3, 0.01f, 3}}) {
+        SCOPED_TRACE(testing::Message() << look.half_width << " x " << look.half_height << ", " << look.radians);
+        const ImagePtr image = make_image(W, H, 4, SAMPLE_F32);
+        Splats splats;
+        splats.begin(W, H);
+        splats.stamp(&sprite, 58.3f, 49.6f, look);
+        splats.draw(image.get());
+        double sums[4] = {};
+        for (int y = 0; y < H; ++y)
+            for (int x = 0; x < W; ++x)
+                for (int c = 0; c < 4; ++c) sums[c] += double(at(image.get(), x, y, c));
+        const double area = 4.0 * look.half_width * look.half_height;
+        for (int c = 0; c < 4; ++c)
+            EXPECT_NEAR(sums[c], total[c] * area, (area < 4 ? 0.08 : 0.03) * total[c] * area) << c;
+        // Filters differ within a few pixels, so blocks of them are compared.
+        for (int y = 12; y < H - 12; y += 5)
+            for (int x = 12; x < W - 12; x += 5) {
+                double mean[4] = {};
+                for (int j = -2; j <= 2; ++j)
+                    for (int i = -2; i <= 2; ++i)
+                        for (int c = 0; c < 4; ++c) mean[c] += double(at(image.get(), x + i, y + j, c)) / 25;
+                const auto expected = slow_mean(picture.get(), x, y, 5, double(58.3f), double(49.6f), look);
+                for (int c = 0; c < 4; ++c) ASSERT_NEAR(mean[c], expected[std::size_t(c)], 0.06) << x << ", " << y;
+            }
+    }
+}
+
+TEST(Splats, StampsCoverAddOrScreen) {
+    const ImagePtr white = make_image(8, 8, 1, SAMPLE_F32);
+    image_fill(white.get(), 1);
+    const ColourSprite sprite(white.get());
+    Splats::Look look{.half_width = 4, .half_height = 4, .colour = {0.5f, 1, 2}, .opacity = 0.5f};
+    for (const DrawBlend blend : {DrawBlend::over, DrawBlend::add, DrawBlend::screen}) {
+        const ImagePtr image = make_image(9, 9, 4, SAMPLE_F32);
+        image_fill(image.get(), 0.6f);
+        Splats splats;
+        splats.begin(9, 9);
+        look.blend = blend;
+        splats.stamp(&sprite, 4, 4, look);
+        splats.draw(image.get());
+        for (int c = 0; c < 3; ++c) {
+            const float ink = 0.5f * look.colour[c], there = 0.6f;
+            const float expected = blend == DrawBlend::over  ? ink + 0.5f * there
+                                   : blend == DrawBlend::add ? there + ink
+                                                             : std::max({there + ink - there * ink, there, ink});
+            EXPECT_FLOAT_EQ(at(image.get(), 4, 4, c), expected) << int(blend) << " " << c;
+        }
+        EXPECT_FLOAT_EQ(at(image.get(), 4, 4, 3), 0.8f);
+    }
+}
+
+TEST(Splats, StampsAndTheirNeighboursHaveTheSameBitsEverywhere) {
+    constexpr int W = 150, H = 70;
+    const ColourSprite sprite(feather().get());
+    const Sprite blob(make_soft_blob(9).get());
+    ImagePtr first;
+    for (const CpuLevel level : {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512})
+        for (const int threads : {1, 4}) {
+            set_cpu_level_limit(level);
+            const RowThreads rows(threads);
+            ImagePtr image = noise_image(W, H, 4, SAMPLE_F32, 4);
+            Splats splats;
+            splats.begin(W, H);
+            for (int i = 0; i < 90; ++i) {
+                const float x = float(i * 37 % 170) - 10, y = float(i * 53 % 90) - 10, size = 0.2f + float(i % 30);
+                splats.stamp(&sprite, x, y,
+                             {size, 31 - size, 0.1f * float(i), {1, 0.5f, 0.2f}, 0.7f, DrawBlend(i % 3)});
+                splats.sprite(BLUE, &blob, y, x, 0.5f);
+            }
+            const std::size_t drawn = splats.count();
+            const float inf = std::numeric_limits<float>::infinity();
+            for (const float bad : {inf, -inf, std::numeric_limits<float>::quiet_NaN(), -1.0f, 0.0f})
+                splats.stamp(&sprite, 20, 20, {bad, 5});
+            splats.stamp(nullptr, 20, 20, {5, 5});
+            EXPECT_EQ(splats.count(), drawn);
+            splats.draw(image.get());
+            if (!first)
+                first = std::move(image);
+            else
+                ASSERT_TRUE(same_pixels(image.get(), first.get())) << int(level) << " " << threads;
+        }
+    set_cpu_level_limit(CpuLevel::avx512);
+}
+
 TEST(Splats, PointsCoverOnePixelByAQuarter) {
     const ImagePtr image = make_image(8, 6, 4, SAMPLE_F32);
     EXPECT_TRUE(draw_point(image.get(), BLUE, 2.6f, 4.4f, 0.8f));

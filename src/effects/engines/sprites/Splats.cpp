@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "effects/engines/sprites/Splats_simd.h"
+#include "effects/engines/sprites/Stamps_simd.h"
 #include "graphicslib/line_draw.h"
 #include "k7pi_baselib/cpu.h"
 
@@ -26,6 +27,11 @@ void cover(float* pixel, const float* colour, float coverage) {
     pixel[3] = coverage + (1 - coverage) * pixel[3];
 }
 
+void turn(float radians, float& cosine, float& sine) {
+    cosine = static_cast<float>(std::cos(static_cast<double>(radians)));
+    sine = static_cast<float>(std::sin(static_cast<double>(radians)));
+}
+
 class CoveringLine final : public LineDraw {
   public:
     CoveringLine(K7Image* into, const float* colour, float opacity)
@@ -41,6 +47,34 @@ const SplatKernels& kernels() {
     return cpu_select(baseline::splat_kernels, avx2::splat_kernels, avx512::splat_kernels);
 }
 
+// How a stamp reads its sprite: which two of the halved copies, and how many places of them for a pixel.
+struct Filter {
+    static constexpr int MOST_TAPS = 8;
+
+    float squeeze_u, squeeze_v;  // pixels of the sprite in one of the picture, along each axis
+    float reach_u, reach_v;      // from the sprite's middle, in its pixels
+    int level = 0, taps = 1;
+    float mix = 0;
+
+    Filter(const ColourSprite& sprite, float half_width, float half_height)
+        : squeeze_u(0.5f * static_cast<float>(sprite.width()) / half_width),
+          squeeze_v(0.5f * static_cast<float>(sprite.height()) / half_height) {
+        // The copy follows the axis that is squeezed less, as long as the other can be covered by taps.
+        const float most = std::max(squeeze_u, squeeze_v), least = std::min(squeeze_u, squeeze_v);
+        float width = std::max({least, most / MOST_TAPS, 1.0f});
+        taps = std::clamp(static_cast<int>(std::ceil(std::min(most / width, 100.0f))), 1, MOST_TAPS);
+        const int last = sprite.levels() - 1;
+        float scale = 1;  // of the level
+        for (; width >= 2 && level < last; ++level) width *= 0.5f, scale *= 2;
+        if (level < last) mix = std::min(width - 1, 1.0f);
+        // A sample of a copy, and of the next one where it is mixed in, reaches this far beyond it.
+        const float beyond = mix > 0 ? 2 * scale : scale;
+        reach_u = 0.5f * static_cast<float>(sprite.width()) + beyond + tap_reach(squeeze_u);
+        reach_v = 0.5f * static_cast<float>(sprite.height()) + beyond + tap_reach(squeeze_v);
+    }
+    float tap_reach(float squeeze) const { return taps > 1 ? 0.5f * squeeze : 0; }
+};
+
 }  // namespace
 
 // ---- Collecting -----------------------------------------------------------------------------------------------
@@ -49,6 +83,7 @@ void Splats::begin(int width, int height) {
     m_width = width;
     m_height = height;
     m_items.clear();
+    m_painters.clear();
 }
 
 // Clips what lies within the reach of a place. False when nothing is left.
@@ -105,8 +140,7 @@ void Splats::sprite_rotated(const float* colour, const Sprite* sprite, float x, 
     Item item;
     item.kind = Kind::Turned;
     item.source = sprite;
-    item.a = static_cast<float>(std::cos(static_cast<double>(radians)));
-    item.b = static_cast<float>(std::sin(static_cast<double>(radians)));
+    turn(radians, item.a, item.b);
     const float half_width = 0.5f * static_cast<float>(sprite->width() + 1);
     const float half_height = 0.5f * static_cast<float>(sprite->height() + 1);
     const float cosine = std::fabs(item.a);
@@ -115,14 +149,36 @@ void Splats::sprite_rotated(const float* colour, const Sprite* sprite, float x, 
         add(item, colour, opacity);
 }
 
+void Splats::stamp(const ColourSprite* sprite, float x, float y, const Look& look) {
+    const auto drawable = [](float size) { return size > 0 && size < FAR; };
+    if (!sprite || !*sprite || !drawable(look.half_width) || !drawable(look.half_height)) return;
+    if (!std::isfinite(look.radians)) return;
+    Item item;
+    item.kind = Kind::Stamp;
+    item.blend = look.blend;
+    item.source = sprite;
+    // What is smaller than a pixel is drawn as large as one, and fainter: it can't fall between pixels.
+    item.half_width = std::max(look.half_width, 0.5f);
+    item.half_height = std::max(look.half_height, 0.5f);
+    const float fainter = look.half_width / item.half_width * (look.half_height / item.half_height);
+    item.a = 1;
+    if (look.radians != 0) turn(look.radians, item.a, item.b);
+    const Filter filter(*sprite, item.half_width, item.half_height);
+    const float cosine = std::fabs(item.a), sine = std::fabs(item.b);
+    const float reach_x = filter.reach_u / filter.squeeze_u, reach_y = filter.reach_v / filter.squeeze_v;
+    if (place(item, x, y, cosine * reach_x + sine * reach_y, sine * reach_x + cosine * reach_y))
+        add(item, look.colour, look.opacity * fainter);
+}
+
 void Splats::painted(Painter painter, const void* owner, int index, int first_row, int last_row) {
     Item item;
     item.kind = Kind::Painted;
     item.first_row = std::max(first_row, 0);
     item.last_row = std::min(last_row, m_height - 1);
     if (item.first_row > item.last_row) return;
+    if (m_painters.empty() || m_painters.back() != painter) m_painters.push_back(painter);
     item.source = owner;
-    item.painter = painter;
+    item.painter = static_cast<std::uint32_t>(m_painters.size() - 1);
     item.item = index;
     m_items.push_back(item);
 }
@@ -174,6 +230,39 @@ void Splats::fetch(K7Image* image, const Item& item, int first, int last) {
     }
 }
 
+void Splats::drawStamp(const SplatTarget& target, const Item& item) {
+    const auto& sprite = *static_cast<const ColourSprite*>(item.source);
+    const Filter filter(sprite, item.half_width, item.half_height);
+    const auto level = [&](int index) {
+        const ColourSprite::Level& from = sprite.level(std::min(index, sprite.levels() - 1));
+        return StampLevel{from.samples, from.width, from.height, from.pitch, 1.0f / static_cast<float>(1 << index)};
+    };
+    const float opacity = std::max(item.opacity, 0.0f), cover = std::min(opacity, 1.0f);
+    const float strength = item.blend == DrawBlend::add ? opacity : cover;
+    StampPlace place{};
+    place.fine = level(filter.level);
+    place.coarse = level(filter.level + 1);
+    place.mix = filter.mix;
+    for (int c = 0; c < 3; ++c) place.tint[c] = item.colour[c] * strength;
+    place.tint[3] = cover;
+    place.x = item.x, place.y = item.y;
+    place.u0 = 0.5f * static_cast<float>(sprite.width()), place.v0 = 0.5f * static_cast<float>(sprite.height());
+    place.ux = item.a * filter.squeeze_u, place.uy = item.b * filter.squeeze_u;
+    place.vx = -item.b * filter.squeeze_v, place.vy = item.a * filter.squeeze_v;
+    place.reach_u = filter.reach_u, place.reach_v = filter.reach_v;
+    place.taps = filter.taps;
+    const float step = 1.0f / static_cast<float>(filter.taps);
+    (filter.squeeze_u > filter.squeeze_v ? place.tap_u : place.tap_v) =
+        std::max(filter.squeeze_u, filter.squeeze_v) * step;
+    place.first_column = item.first_column, place.last_column = item.last_column;
+    place.first_row = item.first_row, place.last_row = item.last_row;
+    const StampKernels& table = cpu_select(baseline::stamp_kernels, avx2::stamp_kernels, avx512::stamp_kernels);
+    const auto draw = item.blend == DrawBlend::over  ? table.over
+                      : item.blend == DrawBlend::add ? table.add
+                                                     : table.screen;
+    draw(target, place);
+}
+
 void Splats::drawBand(K7Image* image, const std::vector<std::uint32_t>& order, std::uint32_t begin, std::uint32_t end,
                       int first, int last) const {
     const SplatKernels& table = kernels();
@@ -192,7 +281,10 @@ void Splats::drawBand(K7Image* image, const std::vector<std::uint32_t>& order, s
             line.set_clip(0, std::max(first, item.first_row), m_width - 1, std::min(last, item.last_row));
             line.draw(item.x, item.y, item.a, item.b);
         } else if (item.kind == Kind::Painted) {
-            item.painter(item.source, item.item, image, std::max(first, item.first_row), std::min(last, item.last_row));
+            m_painters[item.painter](item.source, item.item, image, std::max(first, item.first_row),
+                                     std::min(last, item.last_row));
+        } else if (item.kind == Kind::Stamp) {
+            drawStamp(target, item);
         } else {
             const auto* picture = static_cast<const Sprite*>(item.source);
             const SplatSprite sprite{picture->samples(), picture->width(), picture->height(), picture->pitch()};
