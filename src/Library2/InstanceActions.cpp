@@ -163,7 +163,8 @@ void parameterChanged(InstanceRecord& record, std::string_view name) {
         ControlK7& control = *info.controls()[i];
         if (name != control.name()) continue;
         if (auto* button = dynamic_cast<ButtonControlK7*>(&control)) return effect.ButtonPressed(*button);
-        if (!info.steers(&control)) return effect.ControlChanged(control);
+        effect.ControlChanged(control);
+        if (!info.steers(&control)) return;
         if (auto* choice = dynamic_cast<ListControlK7*>(&control))
             return choiceChanged(record, record.parameters[i], *choice);
         if (control.ignoreNextChange)

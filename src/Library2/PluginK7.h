@@ -43,8 +43,9 @@ class PluginK7 {
     virtual void FramePrepare() {}   // fills the clips' frame lists, before any image is fetched
     virtual void ClipChanged() {}
     virtual void ButtonPressed(ButtonControlK7&) {}
-    virtual void ControlChanged(ControlK7&) {}  // any other parameter without an enable rule has changed
-    virtual void MarkRestart() {}               // a simulation begins anew at the next render
+    // Of simulations these two can come while a render of the instance runs: they only raise requests for the next one.
+    virtual void ControlChanged(ControlK7&) {}  // any other parameter has changed, at some time
+    virtual void MarkRestart() {}               // a preset was written: a simulation begins anew
 
     // ---- Frames
     double currentFrame = 0.0;  // relative to firstFrame

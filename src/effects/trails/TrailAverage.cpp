@@ -64,8 +64,9 @@ TrailAverage::Settings TrailAverage::settings() const {
 void TrailAverage::FramePrepare() {
     const int frame = frameNumber();
     const TrailLengths lengths = settings().lengths;
-    int oldest[] = {oldest_frame(frame, lengths.red, m_run.first), oldest_frame(frame, lengths.green, m_run.first),
-                    oldest_frame(frame, lengths.blue, m_run.first)};
+    const int first = m_first_of_run;
+    int oldest[] = {oldest_frame(frame, lengths.red, first), oldest_frame(frame, lengths.green, first),
+                    oldest_frame(frame, lengths.blue, first)};
     std::sort(std::begin(oldest), std::end(oldest), std::greater<>());
     for (ClipRecord* clip : {&input, &matte}) {
         clip->addFrame(frame);
@@ -112,7 +113,7 @@ ImagePtr TrailAverage::pastFrame(int frame, const K7Image& layout, const Setting
 // ---- The run --------------------------------------------------------------------------------------------------
 
 bool TrailAverage::mustRestart(int frame, const K7Image& source) const {
-    return m_restart || frame < m_run.last || frame == m_run.first || source.width != m_run.width ||
+    return !m_begun || frame < m_run.last || frame == m_run.first || source.width != m_run.width ||
            source.height != m_run.height || ReStartSecret.value != m_run.secret;
 }
 
@@ -174,6 +175,7 @@ void TrailAverage::ProcessFrame() {
     ImagePtr changed = prepared(*source, ownMatte ? *source : *matte.image, now);
     const K7Image& newest = changed ? *changed : *source;
 
+    if (m_restart_asked.exchange(false)) m_begun = false;
     bool restart = mustRestart(frame, *source);
     if (!restart && now == m_run.settings) {
         restart = !continueRun(newest, frame, *result);
@@ -183,11 +185,12 @@ void TrailAverage::ProcessFrame() {
     }
     if (restart) {
         if (abortRequested()) return;  // perhaps that is why a frame was missing: the run stays
-        m_restart = true;
+        m_begun = false;
         if (!beginRun(newest, now, *result)) return;
+        m_first_of_run = frame;
         m_run = {frame, frame, source->width, source->height, ReStartSecret.value, now};
     }
-    m_restart = false;
+    m_begun = true;
     m_run.last = frame;
     m_run.settings = now;
     if (now.style == BoostBright) image_yuv_curve_to_rgb(result, result, static_cast<float>(now.boost));

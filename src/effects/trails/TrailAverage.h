@@ -6,6 +6,8 @@
 // and with the button Restart. When a setting that the sums depend on has changed they are summed up again.
 #pragma once
 
+#include <atomic>
+
 #include "Library2/PluginK7.h"
 #include "effects/trails/TrailSums.h"
 
@@ -82,7 +84,7 @@ class TrailAverage final : public Effect<TrailAverageInfo> {
     void FramePrepare() override;
     void ProcessFrame() override;
     void ButtonPressed(ButtonControlK7& button) override;
-    void MarkRestart() override { m_restart = true; }
+    void MarkRestart() override { m_restart_asked = true; }  // at any time: the next render takes it
 
   private:
     // What the sums depend on besides the frames.
@@ -113,7 +115,9 @@ class TrailAverage final : public Effect<TrailAverageInfo> {
     ImagePtr pastFrame(int frame, const K7Image& layout, const Settings& now);
     void finish(const K7Image& source, K7Image& result);
 
-    bool m_restart = true;
+    std::atomic<bool> m_restart_asked = false;
+    std::atomic<int> m_first_of_run = 0;  // for FramePrepare, which can be asked while a render runs
+    bool m_begun = false;                 // there is a run to go on with
     Run m_run;
     TrailSums m_sums;
     ImagePtr m_newest;  // as the last render put it into the sums

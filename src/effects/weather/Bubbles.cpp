@@ -76,11 +76,11 @@ void Bubbles::births() {
 }
 
 bool Bubbles::fillNewborn(BubblesParticle& p) {
-    constexpr float FADE_FRAMES = 8;
+    constexpr float FADE_FRAMES = 8, FADE_VARIATION = 0;  // the number is drawn all the same
     const BubblesMotion& m = motion();
     MTRandom& draw = random();
     MTRandom& own = set().random;
-    if (!m.emitter.place(p, FADE_FRAMES, own)) return false;
+    if (!m.emitter.place(p, signed_draw(draw) * FADE_VARIATION + FADE_FRAMES, own)) return false;
     if (m.birth_matte && !particles::matte_allows(birth.image.get(), p.position)) return false;
     m.emitter.send(p, m.direction, draw, own);
     m.tint.give(p, 1, draw);
@@ -123,6 +123,7 @@ void Bubbles::burst(BubblesParticle& p, bool on_matte) {
     if (!(random().next_float() < motion().burst_probability)) return;
     if (!motion().congregates || p.stuck == 1) p.phase = 1;
     p.age = p.life - static_cast<float>(static_cast<int>(random().next_float() * motion().afterlife + 1));
+    p.burst_seed = random().next_uint32();
 }
 
 void Bubbles::applyForces(BubblesParticle* particles, int count) const {
@@ -184,7 +185,7 @@ void Bubbles::show(BubblesParticle& p) {
     lightUp(p, bubble);
     if (p.phase) {
         bubble.bursting = true;
-        bubble.seed = drawRandom().next_uint32();
+        bubble.seed = p.burst_seed;
         bubble.droplets = l.droplets;
         bubble.scatter = l.scatter;
     }

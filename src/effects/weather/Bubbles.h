@@ -168,8 +168,9 @@ struct BubblesLook {
 
 struct BubblesParticle : FadingParticle {
     float size = 0;
-    std::int32_t phase = 0;  // 1: bursting
-    std::int32_t stuck = 0;  // 1: to a matte, 2: released
+    std::int32_t phase = 0;        // 1: bursting
+    std::int32_t stuck = 0;        // 1: to a matte, 2: released
+    std::uint32_t burst_seed = 0;  // of its droplets, which stay where they are from frame to frame
 };
 
 class Bubbles final : public weather::WeatherEffect<BubblesInfo, BubblesParticle, BubblesMotion, BubblesLook> {

@@ -20,9 +20,17 @@ class Diary : public ClockedSimulation {
         return fingerprint(&m_parameter, sizeof m_parameter);
     }
     void restart() override { m_state = 17, ++restarts; }
+    bool readInputs(int frame, std::uint64_t* sum) override {
+        if (refusedAt == frame) return false;
+        m_picture = film(frame);
+        ++fetches;
+        *sum = fingerprint(&m_picture, sizeof m_picture);
+        return true;
+    }
     bool step(int frame, bool silent) override {
         if (failAt == frame) return false;
-        const int entry[2] = {frame, m_parameter};
+        if (atStep) atStep(frame);
+        const int entry[3] = {frame, m_parameter, m_picture};
         m_state = fingerprint(entry, sizeof entry, m_state);
         if (!silent) shown = m_state;
         ++(silent ? silentSteps : drawnSteps);
@@ -35,7 +43,11 @@ class Diary : public ClockedSimulation {
     }
     bool wantsAbort() const override { return abortAfter >= 0 && silentSteps >= abortAfter; }
 
+    std::function<int(int frame)> film = [](int f) { return f; };  // the pictures of a clip that steers
+    std::function<void(int frame)> atStep;
     std::uint64_t shown = 0;
+    int fetches = 0;
+    int refusedAt = -1;
     int restarts = 0, silentSteps = 0, drawnSteps = 0;
     int abortAfter = -1;
     int failAt = -1;
@@ -44,7 +56,7 @@ class Diary : public ClockedSimulation {
 
   private:
     std::uint64_t m_state = 0;
-    int m_parameter = 0;
+    int m_parameter = 0, m_picture = 0;
 };
 
 FrameClock::Request frame(int target, bool animated = false, int start = 0) {
@@ -182,6 +194,103 @@ TEST(FrameClock, SizeStartModeInputsAndMarksBeginAnew) {
     EXPECT_FALSE(restartsWith(matte));
     matte.target = matte.shown = 25;
     EXPECT_TRUE(restartsWith(matte));
+}
+
+// As when the user presses a button or chooses a preset while a frame is rendered: that frame is not disturbed, and the
+// next one does what was asked for.
+TEST(FrameClock, RequestsDuringARunAreTakenByTheNext) {
+    Diary diary;
+    FrameClock clock;
+    diary.atStep = [&](int f) {
+        if (f == 20) clock.mark_restart();
+    };
+    ASSERT_TRUE(clock.run(diary, frame(30)));
+    EXPECT_EQ(clock.steps_taken(), 31);
+    diary.atStep = nullptr;
+    EXPECT_EQ(diary.shown, alone(diary, frame(30)));
+    ASSERT_TRUE(clock.run(diary, frame(31)));
+    EXPECT_EQ(clock.steps_taken(), 32);
+    ASSERT_TRUE(clock.run(diary, frame(32)));
+    EXPECT_EQ(clock.steps_taken(), 1);
+    // The same of a check, asked for in the drawn step
+    diary.curve = [](int f) { return f / 4; };
+    diary.atStep = [&](int f) {
+        if (f == 40) clock.recheck(), diary.curve = [](int g) { return g == 33 ? 100 : g / 4; };
+    };
+    for (int i = 0; i <= 40; ++i) ASSERT_TRUE(clock.run(diary, frame(i, true)));
+    diary.atStep = nullptr;
+    ASSERT_TRUE(clock.run(diary, frame(41, true)));
+    EXPECT_EQ(diary.shown, alone(diary, frame(41, true)));
+}
+
+// Only the frame that the host shows tells a jump from the next frame: a pre-roll moves.
+TEST(FrameClock, AnotherFrameShownGoesBack) {
+    Diary diary;
+    FrameClock clock;
+    ASSERT_TRUE(clock.run(diary, frame(30)));
+    FrameClock::Request jump = frame(31);
+    jump.shown = 35;
+    ASSERT_TRUE(clock.run(diary, jump));
+    EXPECT_EQ(diary.shown, alone(diary, jump));
+    jump.animated = true;
+    diary.curve = [](int f) { return f < 10 ? f : 10; };
+    for (jump.target = 3; jump.target < 30; ++jump.target) {
+        jump.shown = jump.target - 3;
+        ASSERT_TRUE(clock.run(diary, jump));
+    }
+    EXPECT_EQ(clock.steps_taken(), 1);
+    jump.shown += 3;
+    diary.curve = [](int f) { return f < 12 ? f + 2 : 10; };  // as frame numbers have moved against the curve
+    ASSERT_TRUE(clock.run(diary, jump));
+    EXPECT_EQ(diary.shown, alone(diary, jump));
+}
+
+FrameClock::Request film(int target, bool animated = false) {
+    FrameClock::Request request = frame(target, animated);
+    request.moving_inputs = true;
+    return request;
+}
+
+TEST(FrameClock, MovingPicturesAreReadForEachStep) {
+    for (const bool animated : {false, true}) {
+        Diary diary;
+        FrameClock clock;
+        if (animated) diary.curve = [](int f) { return f / 3; };
+        diary.film = [](int f) { return 7 * f; };
+        for (int i = 0; i < 60; ++i) {
+            ASSERT_TRUE(clock.run(diary, film(i, animated)));
+            ASSERT_EQ(diary.shown, alone(diary, film(i, animated))) << i;
+        }
+        EXPECT_EQ(diary.fetches, 60) << "one a frame";
+        for (const int target : {40, 57, 12, 13, 90}) {
+            ASSERT_TRUE(clock.run(diary, film(target, animated)));
+            ASSERT_EQ(diary.shown, alone(diary, film(target, animated))) << target;
+            EXPECT_LE(clock.steps_taken(), target == 90 ? 78 : 20) << "kept states are of use";
+        }
+        // The clip is another one from some frame on: seen at the first frame that shows it
+        diary.film = [](int f) { return f < 80 ? 7 * f : 1; };
+        ASSERT_TRUE(clock.run(diary, film(90, animated)));
+        EXPECT_EQ(diary.shown, alone(diary, film(90, animated)));
+        // or when the host tells of it.
+        diary.film = [](int f) { return f == 5 ? 1 : 7 * f; };
+        clock.refetch_inputs();
+        ASSERT_TRUE(clock.run(diary, film(10, animated)));
+        EXPECT_EQ(diary.shown, alone(diary, film(10, animated)));
+    }
+}
+
+TEST(FrameClock, ARefusedPictureEndsTheRun) {
+    Diary diary;
+    FrameClock clock;
+    diary.refusedAt = 25;
+    EXPECT_FALSE(clock.run(diary, film(40)));
+    EXPECT_EQ(diary.drawnSteps, 0);
+    diary.refusedAt = -1;
+    ASSERT_TRUE(clock.run(diary, film(40)));
+    EXPECT_EQ(clock.steps_taken(), 16) << "from where it had to end";
+    EXPECT_EQ(diary.shown, alone(diary, film(40)));
+    diary.refusedAt = 41;
+    EXPECT_FALSE(clock.run(diary, film(41)));
 }
 
 // A key in the past that moved shows nowhere near the present; who was told of it asks for a check.

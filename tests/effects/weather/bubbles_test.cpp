@@ -183,6 +183,29 @@ TEST(Bubbles, BurstOnceOnTheMatteOrAtTheirEnd) {
     EXPECT_EQ(after(at(-1, 99)).phase, 0) << "gathering, only those on the matte burst";
 }
 
+// One bubble at rest that bursts at its birth: a spray that fades and does not jump about.
+TEST(Bubbles, DropletsStayWhereTheyAre) {
+    Shot<Bubbles> shot(0);
+    Bubbles& bubbles = shot.effect;
+    calm(bubbles);
+    bubbles.BlackBG.value = bubbles.UseBirthMatte.value = bubbles.BubblesBurst.value = true;
+    bubbles.GrowthMode.value = Bubbles::Assorted, bubbles.emitter.density.value = 1;
+    bubbles.emitter.left.x = bubbles.emitter.right.x = 0.3, bubbles.emitter.left.y = bubbles.emitter.right.y = 0.5;
+    bubbles.BurstProbability.value = 100, bubbles.BurstExtent.value = 10, bubbles.Afterlife.value = 60;
+    bubbles.birth.image = halves(96, 64), bubbles.burst_clip.image = halves(96, 64);
+    const ImagePtr first = shot.render(0);
+    image_clear(bubbles.birth.image.get());
+    const ImagePtr second = shot.render(1), third = shot.render(2);
+    int droplets = 0;
+    for (int y = 0; y < 64; ++y)
+        for (int x = 0; x < 96; ++x) {
+            droplets += alpha(first.get(), x, y) > 0;
+            EXPECT_EQ(alpha(second.get(), x, y) > 0, alpha(first.get(), x, y) > 0) << x << ' ' << y;
+            EXPECT_EQ(alpha(third.get(), x, y) > 0, alpha(first.get(), x, y) > 0) << x << ' ' << y;
+        }
+    EXPECT_GT(droplets, 20);
+}
+
 TEST(Bubbles, AreBornWhereTheMatteAllows) {
     Shot<Bubbles> shot(0);
     Bubbles& bubbles = shot.effect;

@@ -57,6 +57,35 @@ TEST_F(WeatherInAHost, DrawingReadsTheCurrentFrame) {
     EXPECT_NE(faded.render(5), plain.render(5));
 }
 
+// An edit in the past of a switch, of which the frames near the present show nothing.
+TEST_F(WeatherInAHost, AnEarlierKeyOfASwitchIsSeen) {
+    const auto snow = [&](double early) -> TestEffect& {
+        TestEffect& made = effect("Q_Snow");
+        made.setKeys("DoTurbulence", {{0.0, early}, {4.0, 1.0}});
+        made.set("WithAnimation", 1.0);
+        return made;
+    };
+    TestEffect& edited = snow(1.0);
+    last(edited, 10);
+    edited.setKeys("DoTurbulence", {{0.0, 0.0}});
+    edited.instance().instanceChanged(ofx::type::Parameter, "DoTurbulence", ofx::change::UserEdited);
+    EXPECT_EQ(edited.render(11), snow(0.0).render(11));
+}
+
+// While the pre-roll shrinks by half a frame a frame, every second frame follows the last one in the simulation.
+TEST_F(WeatherInAHost, AJumpOverAMovingPreRollIsTheFrameAlone) {
+    const auto snow = [&]() -> TestEffect& {
+        TestEffect& made = effect("Q_Snow");
+        made.setKeys("PreRoll", {{0.0, 30}, {20.0, 20}});
+        made.setKeys("Density", {{-30.0, 300.0}, {0.0, 20.0}});
+        made.set("WithAnimation", 1.0);
+        return made;
+    };
+    TestEffect& jumping = snow();
+    jumping.render(2);
+    EXPECT_EQ(jumping.render(4), snow().render(4));
+}
+
 TEST_F(WeatherInAHost, PresetsAndChangesBeginAnew) {
     TestEffect& snow = effect("Q_Snow");
     last(snow, 6);
