@@ -1,7 +1,7 @@
 // A stack of viewing transforms, a stack of modelling transforms and a projection.
 //
-// A point goes through the top of the model stack, then the top of the view stack, then the projection. Operations on
-// "the stack" mean the one that set_mode m_selected.
+// A point goes through the top of the model stack, then the top of the view stack, then the projection. push, pop and
+// all that changes a matrix work on the stack that set_mode has selected.
 #pragma once
 
 #include <array>

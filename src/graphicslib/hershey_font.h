@@ -1,4 +1,4 @@
-// The table of Hershey stroke glyphs. Nothing draws with it yet.
+// The table of Hershey stroke glyphs; stroke_text.h draws with it.
 //
 // The Hershey Fonts were originally created by Dr. A. V. Hershey while working at the U. S. National Bureau of
 // Standards; the format of the font data was originally created by James Hurt, Cognition, Inc.

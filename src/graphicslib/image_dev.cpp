@@ -26,7 +26,7 @@ bool NDC_to_DC::set_device(float new_width, float new_height, float device_aspec
 void NDC_to_DC::derive() {
     x_centre = x_scale = m_width / 2;
     y_centre = y_scale = m_height / 2;
-    const float wide = m_width * device_pixel_aspect / window_pixel_aspect;  // in the m_height of a pixel
+    const float wide = m_width * device_pixel_aspect / window_pixel_aspect;  // in heights of a pixel
     const int effective = m_mode < 5 && m_height > wide ? m_mode + 2 : m_mode;
     if (effective == 1 || effective == 4) x_scale *= m_height / wide;
     if (effective == 2 || effective == 3) y_scale *= wide / m_height;
@@ -86,6 +86,42 @@ void store_levels(void* out, int count, const float* levels, float divisor, doub
 }
 
 }  // namespace
+
+namespace {
+
+constexpr double LEVELS[] = {1 / 255.0, 1 / 65535.0, 1 / 4294967296.0, 1};  // of one unit, by depth code
+
+template <class Sample>
+void store_over_levels(void* out, int pixels, const float* levels, float divisor, double (*units)(float, int),
+                       int type) {
+    auto* samples = static_cast<Sample*>(out);
+    for (int i = 0; i < 4 * pixels; i += 4) {
+        const float keep = 1 - levels[i + 3] / divisor;
+        for (int k = i; k < i + 4; ++k) {
+            const auto there = static_cast<float>(samples[k] * LEVELS[type]);
+            const float level = levels[k] / divisor + keep * there;
+            if constexpr (std::is_same_v<Sample, float>)
+                samples[k] = level;
+            else
+                samples[k] = static_cast<Sample>(units(level, type));
+        }
+    }
+}
+
+}  // namespace
+
+void ImageDev::store_over(void* out, int pixels, const float* levels, float divisor, int depth_code) {
+    switch (depth_code) {
+        case SAMPLE_U8:
+            return store_over_levels<std::uint8_t>(out, pixels, levels, divisor, to_units, depth_code);
+        case SAMPLE_U16:
+            return store_over_levels<std::uint16_t>(out, pixels, levels, divisor, to_units, depth_code);
+        case SAMPLE_U32:
+            return store_over_levels<std::uint32_t>(out, pixels, levels, divisor, to_units, depth_code);
+        default:
+            return store_over_levels<float>(out, pixels, levels, divisor, to_units, depth_code);
+    }
+}
 
 bool ImageDev::streams(const K7Image* image) {
     constexpr std::size_t CACHED = std::size_t(8) << 20;
@@ -176,10 +212,9 @@ void ImageDev::pixel_colour(int x, int y, const GraphicsColour& colour, int blen
     float values[4] = {colour.r * colour.a, colour.g * colour.a, colour.b * colour.a, colour.a};
     const int type = image->sample_type;
     if (blend != REPLACE) {
-        static constexpr double SCALES[] = {1 / 255.0, 1 / 65535.0, 1 / 4294967296.0, 1};
         const float keep = blend == ADD ? 1 : 1 - colour.a;
         for (int k = 0; k < 4; ++k)
-            values[k] += keep * static_cast<float>(image_get_sample(image, x, y, k) * SCALES[type]);
+            values[k] += keep * static_cast<float>(image_get_sample(image, x, y, k) * LEVELS[type]);
     }
     store(image_row<std::byte>(image, y) + std::ptrdiff_t(x) * image->pixel_bytes, 4, values, 1, type);
     image->stats_valid = 0;

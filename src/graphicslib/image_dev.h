@@ -88,9 +88,10 @@ class ImageDev : public NDC_to_DC {
     bool has_launcher() const { return process_launcher != nullptr; }
     // A level 0 to 1 in the units of the target, limited to what it holds.
     static double to_units(float level, int depth_code);
-    // Samples of `levels` over a divisor.
-    // `stream`: past the caches.
+    // Samples of `levels` over a divisor. `stream`: past the caches.
     static void store(void* out, int count, const float* levels, float divisor, int depth_code, bool stream = false);
+    // Pixels of four samples, laid over what is there: level + (1 - its alpha) * there.
+    static void store_over(void* out, int pixels, const float* levels, float divisor, int depth_code);
     static void clear_bytes(std::byte* out, std::size_t count, bool stream);
     static bool streams(const K7Image* image);  // it is too large for the caches
     static void finish_streams();               // before another thread reads what was stored past the caches

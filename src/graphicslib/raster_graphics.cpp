@@ -196,15 +196,22 @@ bool RasterGraphics::end_stroke(bool closed) {
     return done;
 }
 
-// Clip space to pixels. False where there is nothing to see.
-bool RasterGraphics::to_device(Vertex& vertex) const {
+// From clip space to normalised coordinates; what is interpolated in perspective is divided too. False behind the eye.
+bool RasterGraphics::divide_by_w(Vertex& vertex) {
     const float w = vertex[3];
     if (!(w > 1e-10F)) return false;
     const float reciprocal = 1 / w;
-    for (int i = 0; i < 3; ++i) vertex[std::size_t(i)] *= reciprocal;
+    for (std::size_t i = 0; i < 3; ++i) vertex[i] *= reciprocal;
     vertex[NORMAL] *= reciprocal;
     vertex[NORMAL + 1] *= reciprocal;
     vertex[NORMAL + 2] = reciprocal;
+    for (std::size_t i = SPARE; i < SPARE + 3; ++i) vertex[i] *= reciprocal;
+    return true;
+}
+
+// Clip space to pixels. False where there is nothing to see.
+bool RasterGraphics::to_device(Vertex& vertex) const {
+    if (!divide_by_w(vertex)) return false;
     NDC_to_DC::to_device(vertex.data(), vertex.data());
     return std::isfinite(vertex[0]) && std::isfinite(vertex[1]) && std::isfinite(vertex[2]);
 }
@@ -229,7 +236,7 @@ bool RasterGraphics::add_segment(const Vertex& a, const Vertex& b) {
 
 bool RasterGraphics::flush_polyline(bool ring) {
     const float half_width = (device_width() + device_height()) * line_width * 0.25F;
-    const bool done = thick::thicken(polyline, ring, half_width, add_polygon_node, this);
+    const bool done = thick::thicken(polyline, ring, half_width, stroke_style, add_polygon_node, this);
     polyline.clear();
     return done;
 }
@@ -315,25 +322,47 @@ bool RasterGraphics::add_disc(const float centre[3], float radius, const Graphic
     return true;
 }
 
+// The polygon in normalised coordinates, where all that is interpolated runs evenly: clipped, then placed.
+bool RasterGraphics::add_projected() {
+    set_extra_floats(vertex_floats - 2);
+    if (clip(static_cast<int>(polygon.size()), polygon.data()->data()) == PolygonClip::outside) return true;
+    const auto count = static_cast<std::size_t>(result_count());
+    if (result() != polygon.data()->data()) {
+        polygon.resize(count);
+        std::copy_n(result(), count * vertex_floats, polygon.data()->data());
+    }
+    for (Vertex& vertex : polygon) NDC_to_DC::to_device(vertex.data(), vertex.data());
+    return add_polygon_node(static_cast<int>(count), polygon.data(), this);
+}
+
 bool RasterGraphics::add_polygon(int count, const float* points) {
     if (count < 3 || !points) return false;
     try {
-        std::vector<Vertex> vertices(static_cast<std::size_t>(count));
-        for (int i = 0; i < count; ++i) {
-            Vertex& vertex = vertices[std::size_t(i)] = make_vertex(points + 3 * std::ptrdiff_t(i));
-            const float w = vertex[3];
-            if (!(w > 1e-10F)) return false;  // reaches behind the eye
-            for (std::size_t k = 0; k < 3; ++k) vertex[k] /= w;
+        polygon.resize(static_cast<std::size_t>(count));
+        for (Vertex& vertex : polygon) {
+            vertex = make_vertex(points);
+            points += 3;
+            if (!divide_by_w(vertex)) return false;
         }
-        set_extra_floats(vertex_floats - 2);
-        if (clip(count, vertices.data()->data()) == PolygonClip::outside) return true;
-        std::vector<Vertex> placed(static_cast<std::size_t>(result_count()));
-        for (std::size_t i = 0; i < placed.size(); ++i) {
-            std::copy_n(result() + i * vertex_floats, vertex_floats, placed[i].begin());
-            for (std::size_t k = 0; k < 3; ++k) placed[i][k] *= placed[i][3];
-            if (!to_device(placed[i])) return false;
+        return add_projected();
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+bool RasterGraphics::add_polygon(int count, const RasterVertex* vertices) {
+    if (count < 3 || !vertices) return false;
+    try {
+        polygon.resize(static_cast<std::size_t>(count));
+        for (Vertex& vertex : polygon) {
+            const RasterVertex& from = *vertices++;
+            vertex = make_vertex(from.position);
+            std::copy_n(from.texture, 2, vertex.begin() + NORMAL);
+            std::copy_n(from.normal, 3, vertex.begin() + SPARE);
+            std::transform(from.colour, from.colour + 4, vertex.begin() + COLOUR, unit);
+            if (!divide_by_w(vertex)) return false;
         }
-        return add_polygon_node(static_cast<int>(placed.size()), placed.data(), this);
+        return add_projected();
     } catch (const std::bad_alloc&) {
         return false;
     }
@@ -345,8 +374,7 @@ void RasterGraphics::clear_list() {
     std::fill_n(high, 3, -1.0F);
 }
 
-// ---- The device_pen, at once
-// -------------------------------------------------------------------------------------------------
+// ---- The pen, at once ---------------------------------------------------------------------------------------------
 
 void RasterGraphics::device_move(const float* ndc) {
     NDC_to_DC::to_device(ndc, device_pen);

@@ -33,20 +33,31 @@ struct RasterFragment {
     float* sample;
     float coverage;
     float position[3];  // as given with the vertex
-    float normal[3];
+    float normal[3];    // of strokes, as given, the first two over w, the third 1 / w; of discs, of a ball's surface
     float colour[4];
-    float w;             // 1 when there is no perspective
-    float texture_area;  // of the pixel, in the first two floats of the normal, for the filtering of textures
+    float w;                  // 1 when there is no perspective
+    float texture[2];         // of polygons with texture places
+    float surface_normal[3];  // of polygons with normals, as given, not of unit length between vertices
+    float texture_area;       // of the pixel, in units of the texture places, for the filtering of textures
     std::uint16_t material, second_id;
 };
 using RasterShader = void (*)(const RasterFragment& fragment, void* data);
+
+// A vertex of a polygon in space. Normals are the shader's to use; texture places and normals are right in perspective.
+struct RasterVertex {
+    float position[3];  // in the world's space
+    float normal[3] = {0, 0, 1};
+    float texture[2] = {0, 0};
+    float colour[4] = {1, 1, 1, 1};  // limited to 0 to 1
+};
 
 class RasterTile;
 
 class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSamplingPattern {
   public:
     static constexpr int vertex_floats = thick::FLOATS;
-    // Places in a vertex: clip position, or pixel x, y and depth and w; position as given; normal; colour; spare.
+    // Places in a vertex: clip position, or pixel x, y and depth and w; position as given; normal, or texture place and
+    // 1 / w; colour; spare, or surface normal.
     enum { CLIP = 0, POSITION = 4, NORMAL = 7, COLOUR = 10, SPARE = 14 };
     static constexpr int LIGHTS = 16, MATERIALS = 32768, TEXTURES = 256;
     using Vertex = thick::Vertex;
@@ -61,11 +72,14 @@ class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSa
     void clear_device() { ImageDev::clear_device(pen_colour()); }
     // Of the mean of the image's sides; below 0.001 strokes are antialiased lines of one pixel. Refuses negatives.
     bool set_line_width(float width);
-    bool set_samples_per_side(int samples);  // 1 to 64; a picture takes the square of it
+    void set_stroke_style(StrokeStyle style) { stroke_style = style; }  // initially mitred and blunt
+    bool set_samples_per_side(int samples);                             // 1 to 64; a picture takes the square of it
     // PolygonRasterizer::PLAIN, initially, or EXACT: smooth edges from a single sample, where pixels on the line
     // between two pieces of a stroke come out a little thinner.
     bool set_polygon_mode(int mode);
     bool set_num_bands(int bands);  // 1 to 1024
+    // On: render_list draws over what the target holds, pre-multiplied. Off, initially: it replaces it.
+    void set_keep_target(bool keep) { keep_target = keep; }
     void set_sampling_seed(std::uint32_t seed) { sampling_seed = seed; }
     void set_material(std::uint16_t material) { current_material = material; }
     void set_second_id(std::uint16_t id) { current_second_id = id; }
@@ -91,8 +105,10 @@ class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSa
     bool end_stroke(bool closed);
     // A disc of pixels around a point of the world, fading from its centre. False outside the view.
     bool add_disc(const float centre[3], float radius, const GraphicsColour& colour);
-    // A polygon of the world's space, clipped to the view.
+    // A polygon of the world's space (x, y, z a point) in the colour of the last set_vertex_colour, clipped to the
+    // view. Convex, or at least without overlaps. False where it reaches behind the eye, and when memory runs out.
     bool add_polygon(int count, const float* points);
+    bool add_polygon(int count, const RasterVertex* vertices);
 
     void clear_list();
     int list_count() const { return list.count(); }
@@ -102,7 +118,7 @@ class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSa
 
     // ---- Rendering ----------------------------------------------------------------------------------------------
     // False when the device is not ready or memory runs out. With nothing in the list the target stays as it is, else
-    // it is written whole.
+    // it is written whole, unless it is kept.
     bool render_list();
 
     void device_move(const float* ndc) override;
@@ -127,7 +143,9 @@ class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSa
     };
 
     Vertex make_vertex(const float position[3]) const;
+    static bool divide_by_w(Vertex& vertex);
     bool to_device(Vertex& vertex) const;
+    bool add_projected();
     bool add_segment(const Vertex& a, const Vertex& b);
     bool flush_polyline(bool ring);
     bool add_line_node(const Vertex& a, const Vertex& b);
@@ -146,16 +164,18 @@ class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSa
 
     // The current vertex and stroke
     Vertex current_vertex{};
-    std::vector<Vertex> stroke, polyline;
+    std::vector<Vertex> stroke, polyline, polygon;
     bool stroke_failed = false;
     std::mutex stroke_lock;
     std::atomic<std::thread::id> stroke_owner{};
 
     float line_width = 0.005F;
+    StrokeStyle stroke_style;
     int samples_per_side = 4;
     int polygon_mode = PolygonRasterizer::PLAIN;
     int num_bands = 1;
     int line_style = 0;
+    bool keep_target = false;
     std::uint32_t sampling_seed = 1;
 
     DisplayList list;

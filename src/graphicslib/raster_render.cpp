@@ -120,7 +120,7 @@ bool RasterGraphics::render_list() {
     launch(num_bands, [&](int first, int last) {
         for (int i = first; i <= last; ++i) bands[std::size_t(i)]->render(render, render.band(i));
     });
-    clear_around(render);
+    if (!keep_target) clear_around(render);
     target()->stats_valid = 0;
     used = true;
     return true;
@@ -149,8 +149,7 @@ const RasterGraphics::Material* RasterGraphics::material_of(const DisplayNode& n
     return material.shader ? &material : nullptr;
 }
 
-// ---- A band
-// -----------------------------------------------------------------------------------------------------------
+// ---- A band -------------------------------------------------------------------------------------------------------
 
 void RasterTile::reserve(const PixelRect& limits, bool with_sums) {
     constexpr std::size_t LINE = 16;  // floats of a cache line
@@ -234,7 +233,9 @@ void RasterGraphics::Band::write_tile(const Render& picture) {
     for (int y = rect.y0; y <= rect.y1; ++y) {
         std::byte* out = image_row<std::byte>(image, y) + std::size_t(rect.x0) * image->pixel_bytes;
         const float* levels = picture.samples.size() == 1 ? tile.sample(rect.x0, y) : tile.sum(rect.x0, y);
-        if (tile_nodes.empty())
+        if (graphics->keep_target)
+            store_over(out, tile_nodes.empty() ? 0 : pixels, levels, picture.total_weight, image->sample_type);
+        else if (tile_nodes.empty())
             clear_bytes(out, std::size_t(pixels) * image->pixel_bytes, picture.streamed);
         else
             store(out, 4 * pixels, levels, picture.total_weight, image->sample_type, picture.streamed);
@@ -304,8 +305,7 @@ void RasterGraphics::Band::draw_polygon(const DisplayNode& node, const Render::S
         polygons.draw_polygon(polygon_clip.result_count(), polygon_clip.result(), argument);
 }
 
-// ---- Pixels
-// ----------------------------------------------------------------------------------------------------------
+// ---- Pixels -------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -343,6 +343,8 @@ RasterFragment make_fragment(int x, int y, float coverage, const float* attribut
     std::copy_n(attributes + RasterGraphics::COLOUR, 4, fragment.colour);
     const float reciprocal = attributes[RasterGraphics::NORMAL + 2];
     fragment.w = reciprocal > 1e-6F ? 1 / reciprocal : reciprocal;
+    for (int k = 0; k < 2; ++k) fragment.texture[k] = fragment.normal[k] * fragment.w;
+    for (int k = 0; k < 3; ++k) fragment.surface_normal[k] = attributes[RasterGraphics::SPARE + k] * fragment.w;
     return fragment;
 }
 

@@ -14,10 +14,6 @@ namespace {
 
 constexpr int GAMMA_STEPS = 65536, GAMMA_ROW = 1024;  // the table is filled in rows of this many entries
 
-bool is_float_rgba(const K7Image* image) {
-    return is_valid(image) && image->channels == 4 && image->sample_type == SAMPLE_F32;
-}
-
 float luminance(const float* pixel) { return 0.3f * pixel[0] + 0.5f * pixel[1] + 0.2f * pixel[2]; }
 
 float inverted(float value) { return std::max(1.0f - value, 0.0f); }

@@ -29,10 +29,6 @@ void run_rows(const RowRunner& runner, int rows, Work&& work) {
         work(0, rows - 1);
 }
 
-bool is_float_rgba(const K7Image* image) {
-    return is_valid(image) && image->channels == CHANNELS && image->sample_type == SAMPLE_F32;
-}
-
 // The part of the frame that the host picture covers, in frame coordinates; empty when it lies outside.
 HostRect covered_part(HostRect bounds, int width, int height) {
     const HostRect part{std::max(bounds.x1, 0), std::max(bounds.y1, 0), std::min(bounds.x2, width),

@@ -46,10 +46,13 @@ void PolygonCoverage::add_edge(const float* p, const float* q, double sign) {
     m_edges.push_back(edge);
 }
 
+// Without the edges that end below the window or begin above it, which change nothing within it.
 void PolygonCoverage::add_ring(int count, const float* vertices, int stride) {
+    const auto low = static_cast<float>(m_window.y0), high = static_cast<float>(m_window.y1) + 1;
     for (int i = 0; i < count; ++i) {
         const float* p = vertices + std::ptrdiff_t(i) * stride;
         const float* q = vertices + std::ptrdiff_t(i + 1 == count ? 0 : i + 1) * stride;
+        if ((p[1] < low && q[1] < low) || (p[1] > high && q[1] > high)) continue;
         add_edge(p, q, 1);
         add_edge(q, p, -1);
     }

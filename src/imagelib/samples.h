@@ -48,6 +48,9 @@ T truncate_sample(Float value) {
 }
 
 inline bool is_valid(const K7Image* image) { return image && image->pixels; }
+inline bool is_float_rgba(const K7Image* image) {
+    return is_valid(image) && image->channels == 4 && image->sample_type == SAMPLE_F32;
+}
 
 // Below this many bytes whole-buffer copies and fills are not worth waking a thread.
 inline constexpr std::size_t WHOLE_BUFFER_BYTES = std::size_t(1) << 20;

@@ -25,18 +25,36 @@ struct Covered {
     bool operator==(const Covered&) const = default;
 };
 
+constexpr int EXACT = PolygonRasterizer::EXACT, PLAIN = PolygonRasterizer::PLAIN;
+
+using Pixels = std::map<std::pair<int, int>, Covered>;
+
 // Remembers what was drawn; a pixel that comes twice is a fault.
 class Recorder : public PolygonRasterizer {
   public:
     void pixel(void*, int x, int y, float coverage, const float* attributes, int count, void*, const float*,
                const float*) override {
-        EXPECT_EQ(count, 4);
-        EXPECT_TRUE(pixels.try_emplace({y, x}, Covered{coverage, attributes[2], attributes[3]}).second)
-            << x << ", " << y;
+        const Covered covered = count == 4 ? Covered{coverage, attributes[2], attributes[3]} : Covered{coverage, 0, 0};
+        EXPECT_EQ(count == 0, attributes == nullptr);
+        EXPECT_TRUE(pixels.try_emplace({y, x}, covered).second) << x << ", " << y;
     }
     bool draw(const std::vector<Vertex>& shape) { return draw_polygon(int(shape.size()), &shape.data()->x); }
-    std::map<std::pair<int, int>, Covered> pixels;
+    Pixels pixels;
 };
+
+struct Window {
+    int x0 = 0, y0 = 0, x1 = 31, y1 = 31;
+};
+
+Pixels drawn(const std::vector<Vertex>& shape, int mode, const std::vector<Window>& windows = {{}}) {
+    Recorder recorder;
+    recorder.set_mode(mode);
+    for (const Window& window : windows) {
+        recorder.set_bounds(window.x0, window.y0, window.x1, window.y1);
+        EXPECT_TRUE(recorder.draw(shape));
+    }
+    return recorder.pixels;
+}
 
 double area(const std::vector<Point>& shape) {
     double twice = 0;
@@ -108,49 +126,20 @@ TEST(ExactCoverage, IsTheAreaWithinEachPixel) {
     int number = 0;
     for (const auto& shape : shapes()) {
         SCOPED_TRACE(number++);
-        Recorder recorder;
-        recorder.set_mode(PolygonRasterizer::EXACT);
-        recorder.set_bounds(0, 0, 31, 31);
-        ASSERT_TRUE(recorder.draw(shape));
-        double sum = 0;
+        const Pixels pixels = drawn(shape, EXACT);
         for (int y = 0; y < 32; ++y)
             for (int x = 0; x < 32; ++x) {
-                const auto found = recorder.pixels.find({y, x});
-                const double coverage = found == recorder.pixels.end() ? 0 : found->second.coverage;
+                const auto found = pixels.find({y, x});
+                const double coverage = found == pixels.end() ? 0 : double(found->second.coverage);
                 ASSERT_NEAR(coverage, area_in_pixel(shape, x, y), 1e-6) << x << ", " << y;
-                sum += coverage;
             }
-        EXPECT_NEAR(sum, area(points(shape)), 1e-6 * (1 + sum));
-    }
-}
-
-TEST(ExactCoverage, PiecesOfAShapeAddUpToIt) {
-    MTRandom random(5);
-    for (int i = 0; i < 40; ++i) {
-        const auto fan = regular(16, 16, random.next_float_in(3, 15), 7, random.next_float_in(0, 7));
-        const Vertex centre = at(random.next_float_in(15, 17), random.next_float_in(15, 17));
-        std::map<std::pair<int, int>, double> sums;
-        for (std::size_t k = 0; k < fan.size(); ++k) {
-            Recorder piece;
-            piece.set_mode(PolygonRasterizer::EXACT);
-            piece.set_bounds(0, 0, 31, 31);
-            piece.draw({fan[k], fan[(k + 1) % fan.size()], centre});
-            for (const auto& [where, covered] : piece.pixels) sums[where] += covered.coverage;
-        }
-        Recorder whole;
-        whole.set_mode(PolygonRasterizer::EXACT);
-        whole.set_bounds(0, 0, 31, 31);
-        whole.draw(fan);
-        for (const auto& [where, sum] : sums) ASSERT_NEAR(sum, whole.pixels.at(where).coverage, 1e-6);
     }
 }
 
 TEST(PlainPolygon, DrawsThePixelsWhoseCentresLieInside) {
     for (const auto& shape : shapes()) {
         if (shape[0].x == 2 && shape.size() == 5 && shape[1].x == 12) continue;  // two feet: rows are solid
-        Recorder recorder;
-        recorder.set_bounds(0, 0, 31, 31);
-        ASSERT_TRUE(recorder.draw(shape));
+        const Pixels pixels = drawn(shape, PLAIN);
         for (int y = 0; y < 32; ++y)
             for (int x = 0; x < 32; ++x) {
                 const double px = x + 0.5, py = y + 0.5;
@@ -163,7 +152,7 @@ TEST(PlainPolygon, DrawsThePixelsWhoseCentresLieInside) {
                     if ((a.y > py) != (b.y > py) && px < a.x + (py - a.y) / dy * dx) ++crossings;
                 }
                 if (nearest > 1e-4) {
-                    EXPECT_EQ(recorder.pixels.count({y, x}), unsigned(crossings % 2)) << x << ", " << y;
+                    EXPECT_EQ(pixels.count({y, x}), unsigned(crossings % 2)) << x << ", " << y;
                 }
             }
     }
@@ -171,17 +160,13 @@ TEST(PlainPolygon, DrawsThePixelsWhoseCentresLieInside) {
 
 TEST(Polygon, AttributesFollowTheirPlaneAndNeverLeaveTheirRange) {
     for (const auto& shape : shapes())
-        for (const int mode : {PolygonRasterizer::EXACT, PolygonRasterizer::PLAIN}) {
-            Recorder recorder;
-            recorder.set_mode(mode);
-            recorder.set_bounds(0, 0, 31, 31);
-            recorder.draw(shape);
+        for (const int mode : {EXACT, PLAIN}) {
             const auto [low, high] =
                 std::minmax_element(shape.begin(), shape.end(), [](auto& a, auto& b) { return a.u < b.u; });
-            for (const auto& [where, covered] : recorder.pixels) {
+            for (const auto& [where, covered] : drawn(shape, mode)) {
                 EXPECT_GE(covered.u, low->u - 1e-5F);
                 EXPECT_LE(covered.u, high->u + 1e-5F);
-                if (mode == PolygonRasterizer::EXACT && covered.coverage < 1) continue;
+                if (mode == EXACT && covered.coverage < 1) continue;
                 const Vertex expected = at(float(where.second) + 0.5F, float(where.first) + 0.5F);
                 EXPECT_NEAR(covered.u, expected.u, 2e-5F);
                 EXPECT_NEAR(covered.v, expected.v, 2e-5F);
@@ -189,85 +174,47 @@ TEST(Polygon, AttributesFollowTheirPlaneAndNeverLeaveTheirRange) {
         }
 }
 
+// Also without attributes, which is a way of its own.
 TEST(Polygon, WindowsSideBySideGiveTheWholeToTheBit) {
     for (const auto& shape : shapes())
-        for (const int mode : {PolygonRasterizer::EXACT, PolygonRasterizer::PLAIN})
-            for (const bool columns : {false, true}) {
-                Recorder whole, parts;
-                whole.set_mode(mode);
-                parts.set_mode(mode);
-                whole.set_bounds(0, 0, 31, 31);
-                whole.draw(shape);
-                const int edges[] = {0, 1, 5, 6, 11, 23, 32};
-                for (int i = 0; i + 1 < 7; ++i) {
-                    if (columns)
-                        parts.set_bounds(edges[i], 0, edges[i + 1] - 1, 31);
-                    else
-                        parts.set_bounds(0, edges[i], 31, edges[i + 1] - 1);
-                    parts.draw(shape);
-                }
-                EXPECT_TRUE(whole.pixels == parts.pixels);
-            }
-}
-
-// Only pixels and their coverage; pixels have no attributes.
-class ShapeRecorder : public PolygonRasterizer {
-  public:
-    ShapeRecorder() { set_vertex_floats(2); }
-    void pixel(void*, int x, int y, float coverage, const float* attributes, int count, void*, const float* step,
-               const float* left_step) override {
-        EXPECT_EQ(count, 0);
-        EXPECT_TRUE(!attributes && !step && !left_step);
-        pixels[{y, x}] = coverage;
-    }
-    std::map<std::pair<int, int>, float> pixels;
-};
-
-TEST(Polygon, ShapesAloneCoverTheSamePixels) {
-    for (const auto& shape : shapes())
-        for (const int mode : {PolygonRasterizer::EXACT, PolygonRasterizer::PLAIN}) {
-            Recorder full;
-            ShapeRecorder bare;
-            full.set_mode(mode);
+        for (const int mode : {EXACT, PLAIN}) {
+            const Pixels whole = drawn(shape, mode);
+            EXPECT_TRUE(whole == drawn(shape, mode, {{0, 0, 31, 0}, {0, 1, 31, 5}, {0, 6, 31, 22}, {0, 23, 31, 31}}));
+            EXPECT_TRUE(whole == drawn(shape, mode, {{0, 0, 0, 31}, {1, 0, 4, 31}, {5, 0, 11, 31}, {12, 0, 31, 31}}));
+            Recorder bare;
+            bare.set_vertex_floats(2);
             bare.set_mode(mode);
-            full.set_bounds(1, 2, 29, 28);
-            bare.set_bounds(1, 2, 29, 28);
-            ASSERT_TRUE(full.draw(shape));
+            bare.set_bounds(0, 0, 31, 31);
             std::vector<float> corners;
             for (const Vertex& v : shape) corners.insert(corners.end(), {v.x, v.y});
             ASSERT_TRUE(bare.draw_polygon(int(shape.size()), corners.data()));
-            ASSERT_EQ(full.pixels.size(), bare.pixels.size());
-            for (const auto& [where, covered] : full.pixels) ASSERT_EQ(covered.coverage, bare.pixels.at(where));
+            ASSERT_EQ(whole.size(), bare.pixels.size());
+            for (const auto& [where, covered] : whole) ASSERT_EQ(covered.coverage, bare.pixels.at(where).coverage);
         }
 }
 
-// Also wide ones, whose partly covered pixels come in several runs.
+// Wide ones, whose partly covered pixels come in several runs.
 TEST(ExactCoverage, EveryInstructionSetGivesTheSameBits) {
-    auto list = shapes();
-    list.push_back({at(3.3F, 5), at(1390.2F, 6.2F), at(700, 7.9F)});
-    list.push_back({at(10, 3), at(1200, 4.5F), at(1300.7F, 30), at(20, 28.5F)});
-    list.push_back({at(1300, 3.1F), at(900, 28), at(600, 5.2F), at(300, 27.5F), at(2, 3.3F)});  // several chains
-    for (const auto& shape : list) {
-        Recorder plain;
+    for (const std::vector<Vertex>& shape :
+         {std::vector{at(3.3F, 5), at(1390.2F, 6.2F), at(700, 7.9F)},
+          std::vector{at(10, 3), at(1200, 4.5F), at(1300.7F, 30), at(20, 28.5F)},
+          std::vector{at(1300, 3.1F), at(900, 28), at(600, 5.2F), at(300, 27.5F), at(2, 3.3F)}}) {
+        Pixels plain;
         for (const CpuLevel level : {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512}) {
             set_cpu_level_limit(level);
-            Recorder recorder;
-            recorder.set_mode(PolygonRasterizer::EXACT);
-            recorder.set_bounds(0, 0, 1399, 31);
-            ASSERT_TRUE(recorder.draw(shape));
-            if (level == CpuLevel::baseline) plain.pixels = recorder.pixels;
-            ASSERT_TRUE(plain.pixels == recorder.pixels) << int(level);
+            const Pixels pixels = drawn(shape, EXACT, {{0, 0, 1399, 31}});
+            if (level == CpuLevel::baseline) plain = pixels;
+            ASSERT_TRUE(plain == pixels) << int(level);
         }
         double sum = 0;
-        for (const auto& [where, covered] : plain.pixels) sum += double(covered.coverage);
+        for (const auto& [where, covered] : plain) sum += double(covered.coverage);
         EXPECT_NEAR(sum, area(points(shape)), 1e-6 * (1 + sum));
     }
 }
 
 TEST(Polygon, RefusesWhatIsNoPolygonAndSurvivesTheRest) {
     Recorder recorder;
-    const std::vector<Vertex> square = {at(2, 2), at(8, 2), at(8, 8), at(2, 8)};
-    EXPECT_FALSE(recorder.draw(square));  // no bounds yet
+    EXPECT_FALSE(recorder.draw({at(2, 2), at(8, 2), at(8, 8), at(2, 8)}));  // no bounds yet
     recorder.set_bounds(31, 31, -5, -5);
     EXPECT_FALSE(recorder.draw({at(1, 1), at(2, 2)}));
     EXPECT_FALSE(recorder.draw({at(1, 1), at(2, 2), at(NAN, 4)}));
@@ -275,16 +222,13 @@ TEST(Polygon, RefusesWhatIsNoPolygonAndSurvivesTheRest) {
     EXPECT_FALSE(recorder.draw_polygon(3, nullptr));
     EXPECT_FALSE(recorder.set_vertex_floats(1));
     EXPECT_FALSE(recorder.set_mode(3));
-    for (const int mode : {PolygonRasterizer::EXACT, PolygonRasterizer::PLAIN}) {
-        recorder.set_mode(mode);
-        recorder.pixels.clear();
-        EXPECT_TRUE(recorder.draw({at(4, 4), at(9, 4), at(14, 4)}));  // no height
-        EXPECT_TRUE(recorder.draw({at(4, 40), at(9, 50), at(14, 42)}));
-        EXPECT_TRUE(recorder.pixels.empty());
+    for (const int mode : {EXACT, PLAIN}) {
+        EXPECT_TRUE(drawn({at(4, 4), at(9, 4), at(14, 4)}, mode).empty());  // no height
+        EXPECT_TRUE(drawn({at(4, 40), at(9, 50), at(14, 42)}, mode).empty());
         const float huge = 1e37F;
-        EXPECT_TRUE(recorder.draw({at(-huge, -huge), at(huge, -huge), at(huge, huge), at(-huge, huge)}));
-        EXPECT_EQ(recorder.pixels.size(), 32U * 32U);
-        for (const auto& [where, covered] : recorder.pixels) ASSERT_EQ(covered.coverage, 1);
+        const Pixels all = drawn({at(-huge, -huge), at(huge, -huge), at(huge, huge), at(-huge, huge)}, mode);
+        EXPECT_EQ(all.size(), 32U * 32U);
+        for (const auto& [where, covered] : all) ASSERT_EQ(covered.coverage, 1);
     }
 }
 

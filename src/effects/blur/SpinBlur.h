@@ -5,9 +5,8 @@
 // once and summed along them, so that an arc of any length costs the same few reads.
 #pragma once
 
-#include <memory>
-
 #include "Library2/PluginK7.h"
+#include "imagelib/imagelib_arcs.h"
 
 struct SpinBlurInfo : EffectInfo {
     static constexpr EffectTraits traits{
@@ -73,7 +72,6 @@ struct SpinBlurInfo : EffectInfo {
 
 class SpinBlur final : public Effect<SpinBlurInfo> {
   public:
-    SpinBlur();
     void ProcessFrame() override;
 
   protected:
@@ -82,6 +80,7 @@ class SpinBlur final : public Effect<SpinBlurInfo> {
 
   private:
     bool blur(const K7Image& source, K7Image& result) const;
+    bool unwrap(const K7Image& source, const ArcLengths& arcs, ImagelibCircles& circles) const;
 
-    std::unique_ptr<float[]> m_sine, m_cosine;  // of one turn, beginning at half a turn back
+    TurnTable m_turn;
 };

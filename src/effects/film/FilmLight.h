@@ -40,7 +40,8 @@ struct EdgeRow {
 };
 
 struct FilmLightKernels {
-    // In place; the pixels from `first` to `last` of a row whose pixel 0 is at `row`.
+    // In place; the pixels from `first` to `last` of a row whose pixel 0 is at `row`. The bands of spots fall on the
+    // picture together; those of edges one after the other, each on the picture as lit so far.
     void (*light_spots)(const FilmLight& light, const SpotRow& spots, int first, int last, float* row);
     void (*light_edges)(const FilmLight& light, const EdgeRow& edges, int first, int last, float* row);
 };

@@ -21,34 +21,61 @@ static inline Floats smooth_step(Floats t) {
     return (3.0F - 2.0F * t) * t * t;
 }
 
-// The light of some pixels: a strength for each band, and all together.
+// The light of some pixels: the strength of each band, and of all together.
 struct Light {
     Floats red, yellow, white, sum;
 };
 
-static inline Planes exposed(const FilmLight& how, const Planes& film, Light light) {
+// What a light adds to the picture's colours.
+struct Added {
+    Floats r, g, b;
+};
+
+static inline Added operator+(const Added& a, const Added& b) { return {a.r + b.r, a.g + b.g, a.b + b.b}; }
+
+static inline Added red_light(const FilmLight& how, Floats strength, Floats gain) {
+    const Floats tint = strength * gain;  // the red band takes from green and blue what it gives to red
+    return {strength * how.fog + tint, -tint, -tint};
+}
+static inline Added yellow_light(const FilmLight& how, Floats strength, Floats gain) {
+    const Floats both = strength * how.fog + strength * gain;
+    return {both, both, Floats{}};
+}
+static inline Added white_light(const FilmLight& how, Floats strength, Floats gain) {
+    const Floats all = strength * how.fog + strength * gain;
+    return {all, all, all};
+}
+
+static inline Floats luminance_of(const Planes& film) { return 0.3F * film.r + 0.5F * film.g + 0.2F * film.b; }
+
+// The picture with a light on it, `strength` being that of all its bands.
+static inline Planes exposed(const FilmLight& how, const Planes& film, Added light, Floats strength) {
     const Floats zero = {}, one = zero + 1.0F;
+    if (how.negative) light = {-light.r, -light.g, -light.b};
+    Planes result = {larger(film.r + light.r, zero), larger(film.g + light.g, zero), larger(film.b + light.b, zero),
+                     film.a};
+    const Floats dark = larger(one - luminance_of(film), zero);
+    const Floats alpha = film.a + strength * (how.fog + how.thickness) * dark;
+    if (how.do_alpha) result.a = larger(smaller(alpha, one), film.a);
+    return result;
+}
+
+// What no light falls on keeps its bits, whatever they are.
+static inline Planes where_lit(Floats strength, const Planes& result, const Planes& film) {
+    const Ints lit = strength > Floats{};
+    return {lit ? result.r : film.r, lit ? result.g : film.g, lit ? result.b : film.b, lit ? result.a : film.a};
+}
+
+// All bands at once, each weighted by the picture before any of them.
+static inline Planes exposed_together(const FilmLight& how, const Planes& film, Light light) {
     if (how.use_alpha) {
         const Floats alpha = to_unit(film.a);
         light = {light.red * alpha, light.yellow * alpha, light.white * alpha, light.sum * alpha};
     }
-    const Floats luminance = 0.3F * film.r + 0.5F * film.g + 0.2F * film.b;
-    const Floats gain = luminance * how.thickness;
-    const Floats tint = light.red * gain;  // the red band takes from green and blue what it gives to red
-    const Floats yellow = light.yellow * how.fog + light.yellow * gain;
-    const Floats white = light.white * how.fog + light.white * gain;
-    Floats r = light.red * how.fog + tint + yellow + white;
-    Floats g = yellow - tint + white;
-    Floats b = white - tint;
-    if (how.negative) r = -r, g = -g, b = -b;
-
-    Planes result = {larger(film.r + r, zero), larger(film.g + g, zero), larger(film.b + b, zero), film.a};
-    const Floats dark = larger(one - luminance, zero);
-    const Floats alpha = film.a + light.sum * (how.fog + how.thickness) * dark;
-    if (how.do_alpha) result.a = larger(smaller(alpha, one), film.a);
-    // What no light falls on keeps its bits, whatever they are.
-    const Ints lit = light.sum > zero;
-    return {lit ? result.r : film.r, lit ? result.g : film.g, lit ? result.b : film.b, lit ? result.a : film.a};
+    const Floats gain = luminance_of(film) * how.thickness;
+    const Added added =
+        red_light(how, light.red, gain) + yellow_light(how, light.yellow, gain) + white_light(how, light.white, gain);
+    return where_lit(light.sum, exposed(how, film, added, light.sum), film);
 }
 
 static void light_spots(const FilmLight& how, const SpotRow& row, int first, int last, float* pixels) {
@@ -78,20 +105,25 @@ static void light_spots(const FilmLight& how, const SpotRow& row, int first, int
         }
         light = {smaller(light.red, one), smaller(light.yellow, one), smaller(light.white, one),
                  smaller(light.sum, one)};
-        return exposed(how, film, light);
+        return exposed_together(how, film, light);
     });
 }
 
+// One band after the other, each on the picture as lit so far.
 static void light_edges(const FilmLight& how, const EdgeRow& row, int first, int last, float* pixels) {
     const Floats lanes = lane_pixels();
     for_planes(pixels + 4L * first, last - first + 1, [&](const Planes& film, int i) {
         const Floats x = static_cast<float>(first + i) + lanes;
-        Light light;
-        light.red = smooth_step((row.positions[0] - x) * row.inverse_widths[0]);
-        light.yellow = smooth_step((row.positions[1] - x) * row.inverse_widths[1]);
-        light.white = smooth_step((row.positions[2] - x) * row.inverse_widths[2]);
-        light.sum = light.red + light.yellow + light.white;
-        return exposed(how, film, light);
+        const auto strength = [&](int band) {
+            const Floats value = smooth_step((row.positions[band] - x) * row.inverse_widths[band]);
+            return how.use_alpha ? value * to_unit(film.a) : value;
+        };
+        const auto gain = [&](const Planes& lit) { return luminance_of(lit) * how.thickness; };
+        const Floats red = strength(0), yellow = strength(1), white = strength(2);
+        Planes lit = exposed(how, film, red_light(how, red, gain(film)), red);
+        lit = exposed(how, lit, yellow_light(how, yellow, gain(lit)), yellow);
+        lit = exposed(how, lit, white_light(how, white, gain(lit)), white);
+        return where_lit(red + yellow + white, lit, film);
     });
 }
 

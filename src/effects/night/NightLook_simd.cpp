@@ -28,7 +28,6 @@ static inline Floats load(const float* from) {
 }
 static inline Pixel load_pixel(const float* from) { return (Pixel)_mm_loadu_ps(from); }
 static inline void store(float* to, Floats value) { __builtin_memcpy(to, &value, sizeof value); }
-static inline Floats smaller(Floats a, Floats b) { return a < b ? a : b; }
 static inline Ints to_ints(Floats v) { return __builtin_convertvector(v, Ints); }  // truncates
 static inline Floats to_floats(Ints v) { return __builtin_convertvector(v, Floats); }
 
@@ -37,16 +36,6 @@ static inline Vector limited(Vector v) {
     const Vector zero = {};
     const Vector positive = v > zero ? v : zero;
     return positive < zero + 1 ? positive : zero + 1;
-}
-
-static inline Floats square_root(Floats v) {
-#if defined(__AVX512F__)
-    return (Floats)_mm512_sqrt_ps((__m512)v);
-#elif defined(__AVX2__)
-    return (Floats)_mm256_sqrt_ps((__m256)v);
-#else
-    return (Floats)_mm_sqrt_ps((__m128)v);
-#endif
 }
 
 static inline bool all_set(Ints mask) {
@@ -78,7 +67,6 @@ struct Planes {
 };
 
 static inline int element_of(int pixel) { return 4 * (pixel % PART) + pixel / PART; }
-static inline int pixel_of(int element) { return element % 4 * PART + element / 4; }
 
 static inline Planes transposed(Planes v) {
 #if defined(__AVX512F__)
@@ -248,29 +236,9 @@ static void grain(const float* grain, float* row, int count) {
     }
 }
 
-// ---- Border ---------------------------------------------------------------------------------------------------
-
-static void vignette(const Vignette& v, int y, float* row, int count) {
-    const Floats zero = {}, one = zero + 1;
-    Floats order;
-    for (int i = 0; i < LANES; ++i) order[i] = float(pixel_of(i)) + 0.5f - v.centre_x;
-    const float dy = (float(y) + 0.5f - v.centre_y) * v.row_height;
-    for (int x = 0; x < count; x += LANES) {
-        const Floats away = order + float(x);
-        const Floats dx = (away < zero ? -away : away) - v.offset;
-        const Floats distance = square_root(dx * dx + dy * dy);
-        const Floats share = v.radius > 0.0f ? smaller(distance / v.radius, one) : one;
-        const Floats factor = smaller((one - share) * v.slope, one);
-        const int left = count - x;
-        Planes p = read(row + 4 * x, left);
-        for (int c = 0; c < 3; ++c) p.c[c] = limited(p.c[c] * factor);
-        write(p, row + 4 * x, left);
-    }
-}
-
 }  // namespace
 
-const NightLookRows night_look_rows = {film,  palette,       develop,    tint,  highlights,
-                                       bloom, grain_amounts, grain_sums, grain, vignette};
+const NightLookRows night_look_rows = {film,  palette,       develop,    tint, highlights,
+                                       bloom, grain_amounts, grain_sums, grain};
 
 }  // namespace QUILLON_SIMD

@@ -18,15 +18,6 @@ struct TubeResponse {
     float gain, lift;
 };
 
-// Darkness around one circle, or around two that lie beside each other.
-struct Vignette {
-    float centre_x, centre_y;  // pixels
-    float offset;              // of the circles from the centre, to either side; 0: one circle
-    float radius;              // pixels; 0 and less: dark everywhere
-    float slope;               // brightness gained from the rim inwards, for one radius
-    float row_height;          // of a row of pixels, in pixels along a row
-};
-
 struct NightLookRows {
     // The channel of `working` in which `source` is largest (red before green before blue) indexes the film, linearly
     // between entries. Alpha is the source's.
@@ -48,7 +39,6 @@ struct NightLookRows {
     void (*grain_sums)(const float* amounts, float* sums, int count);
     // Adds what the grain, one channel, differs from a half, twice over.
     void (*grain)(const float* grain, float* row, int count);
-    void (*vignette)(const Vignette& vignette, int y, float* row, int count);
 };
 
 namespace baseline {

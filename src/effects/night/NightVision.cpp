@@ -10,6 +10,7 @@
 #include "effects/night/NightVisionGrain.h"
 #include "effects/night/NightVisionReticle.h"
 #include "imagelib/imagelib_blur.h"
+#include "imagelib/imagelib_vignette.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 namespace {
@@ -202,19 +203,17 @@ bool NightVision::addGrain(K7Image& result) {
 
 // Border and reticle.
 bool NightVision::frame(K7Image& result) {
+    if (DoBorder.value &&
+        !image_vignette(&result, vignette_of(*this, result), [this] { return abortRequested() != 0; }))
+        return false;
     const Reticle reticle(*this, result);
-    if (!DoBorder.value && !reticle.visible()) return true;
-    const Vignette vignette = vignette_of(*this, result);
-    const NightLookRows& rows = night_look_kernels();
+    if (!reticle.visible()) return true;
     std::atomic<bool> complete{true};
     for_rows_float(result.height, [&](int first, int last) {
         const std::unique_ptr<float[]> coverage(new (std::nothrow) float[result.width]());
         if (!coverage) complete = false;
-        for (int y = first; y <= last && coverage && !abortRequested(); ++y) {
-            float* row = image_row<float>(&result, y);
-            if (DoBorder.value) rows.vignette(vignette, y, row, result.width);
-            if (reticle.visible()) reticle.draw(y, row, result.width, coverage.get());
-        }
+        for (int y = first; y <= last && coverage && !abortRequested(); ++y)
+            reticle.draw(y, image_row<float>(&result, y), result.width, coverage.get());
     });
     if (!complete) report_no_memory(traits.name);
     return complete && !abortRequested();

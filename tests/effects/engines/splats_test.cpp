@@ -226,7 +226,7 @@ std::vector<double> slow_mean(const K7Image* sprite, double x, double y, double 
 TEST(Splats, StampsAreTheSpriteAtAnySizeTurnAndStretch) {
     constexpr int W = 120, H = 100;
     const ImagePtr picture = feather();
-    const ColourSprite sprite(picture.get());
+    const MipPicture sprite(picture.get());
     double total[4] = {};
     for (int y = 0; y < 24; ++y)
         for (int x = 0; x < 37; ++x)
@@ -270,7 +270,7 @@ TEST(Splats, StampsAreTheSpriteAtAnySizeTurnAndStretch) {
 TEST(Splats, StampsCoverAddOrScreen) {
     const ImagePtr white = make_image(8, 8, 1, SAMPLE_F32);
     image_fill(white.get(), 1);
-    const ColourSprite sprite(white.get());
+    const MipPicture sprite(white.get());
     Splats::Look look{.half_width = 4, .half_height = 4, .colour = {0.5f, 1, 2}, .opacity = 0.5f};
     for (const DrawBlend blend : {DrawBlend::over, DrawBlend::add, DrawBlend::screen}) {
         const ImagePtr image = make_image(9, 9, 4, SAMPLE_F32);
@@ -293,7 +293,7 @@ TEST(Splats, StampsCoverAddOrScreen) {
 
 TEST(Splats, StampsAndTheirNeighboursHaveTheSameBitsEverywhere) {
     constexpr int W = 150, H = 70;
-    const ColourSprite sprite(feather().get());
+    const MipPicture sprite(feather().get());
     const Sprite blob(make_soft_blob(9).get());
     ImagePtr first;
     for (const CpuLevel level : {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512})

@@ -1,19 +1,19 @@
 #include "effects/engines/sprites/Splats.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
+#include <utility>
 
 #include "effects/engines/sprites/Splats_simd.h"
 #include "effects/engines/sprites/Stamps_simd.h"
 #include "graphicslib/line_draw.h"
+#include "graphicslib/row_bands.h"
 #include "k7pi_baselib/cpu.h"
 
 namespace {
 
-constexpr int BAND = 16;            // rows: of a 1920 wide picture 480 KB, which stay in a core's cache
-constexpr std::uint32_t AHEAD = 2;  // items whose pixels are on their way
-constexpr float FAR = 1e6f;         // pixels
+constexpr int AHEAD = 2;     // items whose pixels are on their way
+constexpr float FAR = 1e6f;  // pixels
 constexpr float POINT_COVERAGE = 0.25f;
 
 bool is_picture(const K7Image* image) {
@@ -56,7 +56,7 @@ struct Filter {
     int level = 0, taps = 1;
     float mix = 0;
 
-    Filter(const ColourSprite& sprite, float half_width, float half_height)
+    Filter(const MipPicture& sprite, float half_width, float half_height)
         : squeeze_u(0.5f * static_cast<float>(sprite.width()) / half_width),
           squeeze_v(0.5f * static_cast<float>(sprite.height()) / half_height) {
         // The copy follows the axis that is squeezed less, as long as the other can be covered by taps.
@@ -149,7 +149,7 @@ void Splats::sprite_rotated(const float* colour, const Sprite* sprite, float x, 
         add(item, colour, opacity);
 }
 
-void Splats::stamp(const ColourSprite* sprite, float x, float y, const Look& look) {
+void Splats::stamp(const MipPicture* sprite, float x, float y, const Look& look) {
     const auto drawable = [](float size) { return size > 0 && size < FAR; };
     if (!sprite || !*sprite || !drawable(look.half_width) || !drawable(look.half_height)) return;
     if (!std::isfinite(look.radians)) return;
@@ -196,27 +196,17 @@ Splats::Bounds Splats::bounds() const {
 
 // ---- Drawing --------------------------------------------------------------------------------------------------
 
-// Each band gets the indices of its items, in order; threads take the bands as they come.
 void Splats::draw(K7Image* image) const {
     if (!is_picture(image) || image->width != m_width || image->height != m_height || m_items.empty()) return;
-    const int bands = (m_height + BAND - 1) / BAND;
-    std::vector<std::uint32_t> begins(static_cast<std::size_t>(bands) + 2);
-    for (const Item& item : m_items)
-        for (int b = item.first_row / BAND; b <= item.last_row / BAND; ++b) ++begins[static_cast<std::size_t>(b) + 2];
-    for (std::size_t b = 2; b < begins.size(); ++b) begins[b] += begins[b - 1];
-    std::vector<std::uint32_t> order(begins.back());
-    for (std::uint32_t i = 0; i < m_items.size(); ++i)
-        for (int b = m_items[i].first_row / BAND; b <= m_items[i].last_row / BAND; ++b)
-            order[begins[static_cast<std::size_t>(b) + 1]++] = i;
-
     image->stats_valid = 0;  // before any thread draws
-    std::atomic<int> next{0};
-    for_rows_float(bands, [&](int first, int last) {
-        if (first > last) return;
-        for (int b; (b = next.fetch_add(1)) < bands;)
-            drawBand(image, order, begins[static_cast<std::size_t>(b)], begins[static_cast<std::size_t>(b) + 1],
-                     b * BAND, std::min(b * BAND + BAND, m_height) - 1);
-    });
+    row_bands::draw(
+        m_items.size(), m_height,
+        [this](std::size_t i) {
+            return std::pair{m_items[i].first_row, m_items[i].last_row};
+        },
+        [&](int first, int last, const std::uint32_t* begin, const std::uint32_t* end) {
+            drawBand(image, begin, end, first, last);
+        });
 }
 
 // Sprites lie anywhere, so that every row of one is a new place of memory.
@@ -231,10 +221,10 @@ void Splats::fetch(K7Image* image, const Item& item, int first, int last) {
 }
 
 void Splats::drawStamp(const SplatTarget& target, const Item& item) {
-    const auto& sprite = *static_cast<const ColourSprite*>(item.source);
+    const auto& sprite = *static_cast<const MipPicture*>(item.source);
     const Filter filter(sprite, item.half_width, item.half_height);
     const auto level = [&](int index) {
-        const ColourSprite::Level& from = sprite.level(std::min(index, sprite.levels() - 1));
+        const MipPicture::Level& from = sprite.level(std::min(index, sprite.levels() - 1));
         return StampLevel{from.samples, from.width, from.height, from.pitch, 1.0f / static_cast<float>(1 << index)};
     };
     const float opacity = std::max(item.opacity, 0.0f), cover = std::min(opacity, 1.0f);
@@ -263,17 +253,16 @@ void Splats::drawStamp(const SplatTarget& target, const Item& item) {
     draw(target, place);
 }
 
-void Splats::drawBand(K7Image* image, const std::vector<std::uint32_t>& order, std::uint32_t begin, std::uint32_t end,
-                      int first, int last) const {
+void Splats::drawBand(K7Image* image, const std::uint32_t* begin, const std::uint32_t* end, int first, int last) const {
     const SplatKernels& table = kernels();
     const SplatTarget target{.pixels = image_row<float>(image, 0),
                              .pitch = 4L * m_width,
                              .width = m_width,
                              .first_row = first,
                              .last_row = last};
-    for (std::uint32_t n = begin; n < end; ++n) {
-        if (n + AHEAD < end) fetch(image, m_items[order[n + AHEAD]], first, last);
-        const Item& item = m_items[order[n]];
+    for (const std::uint32_t* n = begin; n != end; ++n) {
+        if (end - n > AHEAD) fetch(image, m_items[n[AHEAD]], first, last);
+        const Item& item = m_items[*n];
         if (item.kind == Kind::Point) {
             cover(image_row<float>(image, item.first_row) + 4L * item.first_column, item.colour, item.opacity);
         } else if (item.kind == Kind::Line) {

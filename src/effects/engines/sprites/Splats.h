@@ -11,9 +11,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "effects/engines/sprites/ColourSprite.h"
 #include "effects/engines/sprites/Sprites.h"
 #include "graphicslib/draw_blend.h"
+#include "graphicslib/mip_picture.h"
 #include "imagelib/imagelib.h"
 
 struct SplatTarget;
@@ -42,7 +42,7 @@ class Splats {
         float opacity = 1;              // 0 to 1; with add also more
         DrawBlend blend = DrawBlend::over;
     };
-    void stamp(const ColourSprite* sprite, float x, float y, const Look& look);
+    void stamp(const MipPicture* sprite, float x, float y, const Look& look);
     // Drawing that the effect does itself, into the rows that it names.
     void painted(Painter painter, const void* owner, int item, int first_row, int last_row);
 
@@ -77,8 +77,7 @@ class Splats {
     void add(const Item& item, const float* colour, float opacity);
     static void fetch(K7Image* image, const Item& item, int first, int last);
     static void drawStamp(const SplatTarget& target, const Item& item);
-    void drawBand(K7Image* image, const std::vector<std::uint32_t>& order, std::uint32_t begin, std::uint32_t end,
-                  int first, int last) const;
+    void drawBand(K7Image* image, const std::uint32_t* begin, const std::uint32_t* end, int first, int last) const;
 
     int m_width = 0, m_height = 0;
     std::vector<Item> m_items;

@@ -1,4 +1,4 @@
-#include "effects/adjust/Clean_simd.h"
+#include "imagelib/median_simd.h"
 
 #include <immintrin.h>
 
@@ -18,7 +18,7 @@ constexpr int DOUBLES = 2;
 constexpr int LANES = 4 * DOUBLES;  // samples abreast: 16-bit bins in one vector, offsets in four
 typedef std::int16_t Bins __attribute__((vector_size(8 * DOUBLES)));
 typedef double Offsets __attribute__((vector_size(8 * DOUBLES)));
-static_assert(CLEAN_LANES % LANES == 0);
+static_assert(MEDIAN_LANES % LANES == 0);
 
 template <class Vector, class Element>
 static inline Vector load(const Element* from) {
@@ -57,7 +57,7 @@ static void find_range(const float* pixels, long count, float (*range)[2]) {
 }
 
 // 16 samples of one channel.
-static inline void sort_samples(const CleanBins& bins, const float* samples, std::int16_t* bin, double* offset) {
+static inline void sort_samples(const MedianBins& bins, const float* samples, std::int16_t* bin, double* offset) {
 #if defined(__AVX512F__)
     const __m512d rounding = _mm512_set1_pd(bins.rounding), base = _mm512_set1_pd(bins.base);
     const __m512d step = _mm512_set1_pd(bins.step);
@@ -67,7 +67,7 @@ static inline void sort_samples(const CleanBins& bins, const float* samples, std
     const __m512 inside = _mm512_min_ps(above, _mm512_set1_ps(bins.max));
     const __m512i unlimited =
         _mm512_cvttps_epi32(_mm512_mul_ps(_mm512_sub_ps(inside, min), _mm512_set1_ps(bins.scale)));
-    const __m512i places = _mm512_min_epi32(unlimited, _mm512_set1_epi32(CLEAN_BINS - 1));
+    const __m512i places = _mm512_min_epi32(unlimited, _mm512_set1_epi32(MEDIAN_BINS - 1));
     const auto offsets = [&](__m256 half, __m256i place) {
         const __m512d sample = _mm512_sub_pd(_mm512_add_pd(_mm512_cvtps_pd(half), rounding), rounding);
         return _mm512_sub_pd(sample, _mm512_add_pd(base, _mm512_mul_pd(_mm512_cvtepi32_pd(place), step)));
@@ -82,16 +82,16 @@ static inline void sort_samples(const CleanBins& bins, const float* samples, std
         const float above = samples[i] > min ? samples[i] : min;
         const float sample = above < max ? above : max;
         const int unlimited = static_cast<int>((sample - min) * scale);
-        const int place = unlimited < CLEAN_BINS - 1 ? unlimited : CLEAN_BINS - 1;
+        const int place = unlimited < MEDIAN_BINS - 1 ? unlimited : MEDIAN_BINS - 1;
         bin[i] = static_cast<std::int16_t>(place);
         offset[i] = ((static_cast<double>(sample) + rounding) - rounding) - (base + static_cast<double>(place) * step);
     }
 #endif
 }
 
-static void sort_into_bins(const CleanBins& bins, const float* pixels, int channel, int count, std::int16_t* bin,
+static void sort_into_bins(const MedianBins& bins, const float* pixels, int channel, int count, std::int16_t* bin,
                            double* offset) {
-    const CleanBins copy = bins;
+    const MedianBins copy = bins;
     float samples[16] = {};
     int i = 0;
     for (; i + 16 <= count; i += 16) {
@@ -167,12 +167,12 @@ static inline Bins add_where_equal(Bins count, Bins value, Bins bin, const doubl
 
 // The samples of a window, seen from its first pixel.
 struct Taps {
-    const std::int16_t* bins[CLEAN_SMALL_WINDOW];
-    const double* offsets[CLEAN_SMALL_WINDOW];
+    const std::int16_t* bins[MEDIAN_SMALL_WINDOW];
+    const double* offsets[MEDIAN_SMALL_WINDOW];
     int count;
 };
 
-static inline Taps window_taps(const CleanRows& rows) {
+static inline Taps window_taps(const MedianRows& rows) {
     Taps taps;
     taps.count = 0;
     for (int row = 0; row < rows.count; ++row) {
@@ -288,8 +288,8 @@ static inline void exchange(Bins* samples) {
 // Sorted lists of samples, for each column: rows of bins, the smallest ones first.
 struct Lists {
     std::int16_t* bins;
-    const std::int16_t* at(int i, long x) const { return bins + i * CLEAN_WORK_PITCH + x; }
-    std::int16_t* at(int i, long x) { return bins + i * CLEAN_WORK_PITCH + x; }
+    const std::int16_t* at(int i, long x) const { return bins + i * MEDIAN_WORK_PITCH + x; }
+    std::int16_t* at(int i, long x) { return bins + i * MEDIAN_WORK_PITCH + x; }
 };
 
 template <int A, int B>
@@ -331,7 +331,7 @@ struct Window {
         triples.bins = fours.at(FOUR, 0);
     }
 
-    void sortColumns(const CleanRows& rows, long count) {
+    void sortColumns(const MedianRows& rows, long count) {
         for (long x = 0; x < count; x += LANES) {
             Bins samples[ROWS];
 #pragma GCC unroll 16
@@ -345,9 +345,9 @@ struct Window {
     // samples inside, and of an even number the upper one.
     void fillOutside(long x, int distance) {
         const int low = ROWS / 2 + (distance % 2 ? 0 : 1);
-        for (int i = 0; i < ROWS; ++i) *ones.at(i, x) = i < low ? -1 : CLEAN_OUTSIDE;
+        for (int i = 0; i < ROWS; ++i) *ones.at(i, x) = i < low ? -1 : MEDIAN_OUTSIDE;
     }
-    void prepare(const CleanRows& rows, long count) {
+    void prepare(const MedianRows& rows, long count) {
         const int radius = COLUMNS / 2;
         const long columns = count + 2 * radius;
         sortColumns(rows, columns);
@@ -392,7 +392,7 @@ struct Window {
 // The largest bin with at most `rank` samples below it.
 static inline Bins median_bin(const Taps& taps, long x, Bins rank) {
     Bins median = {};
-    for (int bit = CLEAN_BINS / 2; bit; bit >>= 1) {
+    for (int bit = MEDIAN_BINS / 2; bit; bit >>= 1) {
         const Bins trial = median + all(bit);
         Bins below = {};
         for (int i = 0; i < taps.count; ++i) below = add_where_below(below, load<Bins>(taps.bins[i] + x), trial);
@@ -401,7 +401,7 @@ static inline Bins median_bin(const Taps& taps, long x, Bins rank) {
     return median;
 }
 
-static inline void bin_means(const CleanBins& bins, const Taps& taps, long x, Bins bin, float* out) {
+static inline void bin_means(const MedianBins& bins, const Taps& taps, long x, Bins bin, float* out) {
     Offsets sums[4] = {};
     Bins count = {};
     for (int i = 0; i < taps.count; ++i)
@@ -433,14 +433,14 @@ static inline void bin_means(const CleanBins& bins, const Taps& taps, long x, Bi
 }
 
 template <int COLUMNS, int ROWS>
-static void window_row(const CleanBins& bins, const CleanRows& rows, int count, float* out) {
+static void window_row(const MedianBins& bins, const MedianRows& rows, int count, float* out) {
     const Taps taps = window_taps(rows);
     Window<COLUMNS, ROWS> window(rows.work);
     window.prepare(rows, count);
     for (long x = 0; x < count; x += LANES) bin_means(bins, taps, x, window.median(x), out + x);
 }
 
-using Row = void (*)(const CleanBins& bins, const CleanRows& rows, int count, float* out);
+using Row = void (*)(const MedianBins& bins, const MedianRows& rows, int count, float* out);
 static inline Row usual_window(int columns, int rows) {
     switch (columns << 8 | rows) {
         case 0x0303:
@@ -461,7 +461,7 @@ static inline Row usual_window(int columns, int rows) {
     return nullptr;
 }
 
-static void small_row(const CleanBins& bins, const CleanRows& rows, int count, float* out) {
+static void small_row(const MedianBins& bins, const MedianRows& rows, int count, float* out) {
     const int columns = 2 * rows.radius + 1;
     const Row usual = usual_window(columns, rows.count);
     // A window that sticks out of both sides would not have its median in the middle.
@@ -474,6 +474,6 @@ static void small_row(const CleanBins& bins, const CleanRows& rows, int count, f
 
 }  // namespace
 
-const CleanKernels clean_kernels = {find_range, sort_into_bins, join, small_row};
+const MedianKernels median_kernels = {find_range, sort_into_bins, join, small_row};
 
 }  // namespace QUILLON_SIMD

@@ -1,6 +1,6 @@
 #include <immintrin.h>
 
-#include "effects/adjust/Clean_simd.h"
+#include "imagelib/median_simd.h"
 
 namespace QUILLON_SIMD {
 namespace {
@@ -13,7 +13,7 @@ constexpr int LANES = 16;
 constexpr int LANES = 8;
 #endif
 typedef std::int16_t Bins __attribute__((vector_size(2 * LANES)));
-static_assert(CLEAN_BINS % LANES == 0 && CLEAN_LANES % LANES == 0);
+static_assert(MEDIAN_BINS % LANES == 0 && MEDIAN_LANES % LANES == 0);
 
 static inline Bins load(const std::int16_t* from) {
     Bins value;
@@ -154,9 +154,9 @@ struct Place {
 template <int ROWS>
 struct Windows {
     Histogram shared, own[ROWS];
-    explicit Windows(const CleanBand& band) : shared{band.counts, band.sums} {
+    explicit Windows(const MedianBand& band) : shared{band.counts, band.sums} {
         for (int k = 0; k < ROWS; ++k)
-            own[k] = {band.counts + (k + 1) * CLEAN_HISTOGRAM, band.sums + (k + 1) * CLEAN_HISTOGRAM};
+            own[k] = {band.counts + (k + 1) * MEDIAN_HISTOGRAM, band.sums + (k + 1) * MEDIAN_HISTOGRAM};
     }
     void add(const std::int16_t* bins, const double* offsets, int height) const {
         shared.add(bins, offsets, ROWS - 1, height);
@@ -177,12 +177,12 @@ struct Windows {
 };
 
 template <int ROWS>
-static void medians(const CleanBins& bins, const CleanBand& band, float* const* out) {
+static void medians(const MedianBins& bins, const MedianBand& band, float* const* out) {
     const int height = 2 * band.radius_y + 1, width = 2 * band.radius_x + 1;
     const Run run(height);
     const Windows<ROWS> windows(band);
-    __builtin_memset(band.counts, 0, (ROWS + 1) * CLEAN_HISTOGRAM * sizeof *band.counts);
-    __builtin_memset(band.sums, 0, (ROWS + 1) * CLEAN_HISTOGRAM * sizeof *band.sums);
+    __builtin_memset(band.counts, 0, (ROWS + 1) * MEDIAN_HISTOGRAM * sizeof *band.counts);
+    __builtin_memset(band.sums, 0, (ROWS + 1) * MEDIAN_HISTOGRAM * sizeof *band.sums);
 
     Place places[ROWS];
     const std::int16_t* nothing = band.bins + band.columns * band.pitch;
@@ -213,6 +213,6 @@ static void medians(const CleanBins& bins, const CleanBand& band, float* const* 
 
 }  // namespace
 
-const CleanBandKernels clean_band_kernels = {medians<4>, medians<8>};
+const MedianHistogramKernels median_histogram_kernels = {medians<4>, medians<8>};
 
 }  // namespace QUILLON_SIMD

@@ -1,4 +1,4 @@
-#include "effects/blur/SpinBlur_simd.h"
+#include "imagelib/arc_average_simd.h"
 
 #include <immintrin.h>
 
@@ -119,12 +119,12 @@ struct Places {
 
 // The filter table's entry for a fraction of a pixel.
 static inline Ints filter_entry(Floats fraction) {
-    const Floats step = fraction * float(SPIN_FILTER_STEPS);
+    const Floats step = fraction * float(ARC_FILTER_STEPS);
     const Ints below = to_ints(step);
     return 2 * below - (to_floats(below) < step);
 }
 
-static inline void find_places(const SpinSource& source, float radius, int column, Places& places) {
+static inline void find_places(const ArcSource& source, float radius, int column, Places& places) {
     const float width = float(source.width), height = float(source.height);
     const Floats zero = {};
     for (int i = 0; i < CHUNK; i += LANES) {
@@ -185,7 +185,7 @@ static inline Pixel filtered(const float* corner, long stride, const float* acro
 }
 #endif
 
-static inline void add_sample(const SpinSource& source, const Places& places, int i, DoublePixel& total) {
+static inline void add_sample(const ArcSource& source, const Places& places, int i, DoublePixel& total) {
     Pixel value;
     if (places.reach[i] == INSIDE) {
         value = filtered(source.pixels + 4L * places.pixel[i], 4L * source.width, source.filter + places.filter_x[i],
@@ -200,7 +200,7 @@ static inline void add_sample(const SpinSource& source, const Places& places, in
     total += __builtin_convertvector((Quad)value, DoublePixel);
 }
 
-static void unwrap_row(const SpinSource& source, const SpinTable& table, int row, double* scratch) {
+static void unwrap_row(const ArcSource& source, const CircleSums& table, int row, double* scratch) {
     auto* sums = reinterpret_cast<DoublePixel*>(scratch);
     DoublePixel total = {};
     Places places;
@@ -236,24 +236,25 @@ struct Ends {
 };
 
 // The share of the angle at a distance from the centre.
-static inline Floats strength(const SpinArcs& arcs, Floats distance) {
+static inline Floats strength(const ArcShape& arcs, Floats distance) {
     const Floats zero = {}, one = zero + 1;
-    switch (arcs.style) {
-        case SPIN_FADE: {
+    switch (arcs.profile) {
+        case ArcProfile::Ring: {
             const Floats ramp = smaller(distance - arcs.inner, arcs.outer - distance) / arcs.soft;
             const Ints between = (distance > zero + arcs.inner) & (distance < zero + arcs.outer);
             return between ? smaller(one, ramp) : zero;
         }
-        case SPIN_TWIRL_IN:
-            return power(smaller(distance / arcs.max_distance, one), arcs.twirl);
-        case SPIN_TWIRL_OUT:
-            return power(larger(one - distance / arcs.max_distance, zero), arcs.twirl);
-        default:
-            return one;
+        case ArcProfile::Outward:
+            return power(smaller(distance / arcs.max_distance, one), arcs.exponent);
+        case ArcProfile::Inward:
+            return power(larger(one - distance / arcs.max_distance, zero), arcs.exponent);
+        case ArcProfile::Constant:
+            break;
     }
+    return one;
 }
 
-static inline void find_ends(const SpinTable& table, const SpinArcs& arcs, int x, int y, const float* matte,
+static inline void find_ends(const CircleSums& table, const ArcShape& arcs, int x, int y, const float* matte,
                              Ends& ends) {
     const Floats zero = {};
     Floats index;
@@ -308,7 +309,7 @@ static inline Pixel between(const float* from, const float* to, Pixel from_part,
     return (b - a) + (to_part * (_mm_load_ps(to + 4) - b) - from_part * (_mm_load_ps(from + 4) - a));
 }
 
-static inline Pixel averaged(const SpinTable& table, const Ends& ends, int i) {
+static inline Pixel averaged(const CircleSums& table, const Ends& ends, int i) {
     const float *from = table.sums + ends.from[i], *to = table.sums + ends.to[i], *mean = table.means + ends.row[i];
     const Pixel from_part = _mm_set1_ps(ends.from_part[i]), to_part = _mm_set1_ps(ends.to_part[i]);
     const Pixel row_part = _mm_set1_ps(ends.row_part[i]);
@@ -320,7 +321,7 @@ static inline Pixel averaged(const SpinTable& table, const Ends& ends, int i) {
 }
 
 // Neighbours in a row of the picture lie on different circles, so nearly every read is a new line of memory.
-static inline void fetch_ahead(const SpinTable& table, const Ends& ends, int i) {
+static inline void fetch_ahead(const CircleSums& table, const Ends& ends, int i) {
     const float *from = table.sums + (ends.from[i] & ~(ends.from[i] >> 31)), *to = table.sums + ends.to[i];
     _mm_prefetch(reinterpret_cast<const char*>(from), _MM_HINT_T0);
     _mm_prefetch(reinterpret_cast<const char*>(to), _MM_HINT_T0);
@@ -328,7 +329,7 @@ static inline void fetch_ahead(const SpinTable& table, const Ends& ends, int i) 
     _mm_prefetch(reinterpret_cast<const char*>(to + table.pitch), _MM_HINT_T0);
 }
 
-static inline void matte_factors(const SpinArcs& arcs, const float* matte, int count, float* factors) {
+static inline void matte_factors(const ArcShape& arcs, const float* matte, int count, float* factors) {
     for (int i = 0; i < CHUNK; ++i) factors[i] = 1.0f;
     if (!matte) return;
     for (int i = 0; i < count; ++i, matte += 4) {
@@ -338,7 +339,7 @@ static inline void matte_factors(const SpinArcs& arcs, const float* matte, int c
     }
 }
 
-static void average_pixels(const SpinTable& table, const SpinArcs& arcs, int x, int y, int count, const float* source,
+static void average_pixels(const CircleSums& table, const ArcShape& arcs, int x, int y, int count, const float* source,
                            const float* matte, float* out) {
     Ends ends;
     alignas(64) float factors[CHUNK];
@@ -358,6 +359,6 @@ static void average_pixels(const SpinTable& table, const SpinArcs& arcs, int x, 
 
 }  // namespace
 
-const SpinBlurKernels spin_blur_kernels = {unwrap_row, average_pixels};
+const ArcKernels arc_kernels = {unwrap_row, average_pixels};
 
 }  // namespace QUILLON_SIMD

@@ -1,4 +1,4 @@
-#include "effects/stylise/Facet_simd.h"
+#include "imagelib/mode_filter_simd.h"
 
 #include <immintrin.h>
 
@@ -80,7 +80,7 @@ static inline Bins choose(Bins mask, Bins yes, Bins no) {
 static inline Bins nothing() { return _mm_setzero_si128(); }
 #endif
 constexpr int STEP = sizeof(Bins);
-static_assert(STEP <= FACET_SLACK);
+static_assert(STEP <= MODE_SLACK);
 
 static inline void order(Bins& a, Bins& b) {
     const Bins low = smaller(a, b);
@@ -129,7 +129,7 @@ static inline Bins mode_of_columns(const unsigned char* low, const unsigned char
 
 static void mode_3x3(const unsigned char* above_row, const unsigned char* row, const unsigned char* below_row,
                      unsigned char* scratch, float* samples, long count, bool streamed) {
-    const long length = count + 8 + FACET_SLACK;
+    const long length = count + 8 + MODE_SLACK;
     unsigned char* const low = scratch;
     unsigned char* const middle = low + length;
     unsigned char* const high = middle + length;
@@ -162,7 +162,7 @@ static void mode_3x3(const unsigned char* above_row, const unsigned char* row, c
 
 #if defined(__AVX512BW__)
 typedef __m512i Counts;
-static inline Counts load_counts(const FacetCount* from) { return _mm512_load_si512((const __m512i*)from); }
+static inline Counts load_counts(const ModeCount* from) { return _mm512_load_si512((const __m512i*)from); }
 static inline Counts plus(Counts a, Counts b) { return _mm512_add_epi16(a, b); }
 static inline Counts less(Counts a, Counts b) { return _mm512_sub_epi16(a, b); }
 static inline Counts most(Counts a, Counts b) { return _mm512_max_epi16(a, b); }
@@ -172,7 +172,7 @@ static inline __m128i fold(Counts v) {
 }
 #elif defined(__AVX2__)
 typedef __m256i Counts;
-static inline Counts load_counts(const FacetCount* from) { return _mm256_load_si256((const __m256i*)from); }
+static inline Counts load_counts(const ModeCount* from) { return _mm256_load_si256((const __m256i*)from); }
 static inline Counts plus(Counts a, Counts b) { return _mm256_add_epi16(a, b); }
 static inline Counts less(Counts a, Counts b) { return _mm256_sub_epi16(a, b); }
 static inline Counts most(Counts a, Counts b) { return _mm256_max_epi16(a, b); }
@@ -181,14 +181,14 @@ static inline __m128i fold(Counts v) {
 }
 #else
 typedef __m128i Counts;
-static inline Counts load_counts(const FacetCount* from) { return _mm_load_si128((const __m128i*)from); }
+static inline Counts load_counts(const ModeCount* from) { return _mm_load_si128((const __m128i*)from); }
 static inline Counts plus(Counts a, Counts b) { return _mm_add_epi16(a, b); }
 static inline Counts less(Counts a, Counts b) { return _mm_sub_epi16(a, b); }
 static inline Counts most(Counts a, Counts b) { return _mm_max_epi16(a, b); }
 static inline __m128i fold(Counts v) { return v; }
 #endif
-constexpr int LANES = sizeof(Counts) / sizeof(FacetCount);
-constexpr int PARTS = FACET_BINS / LANES;
+constexpr int LANES = sizeof(Counts) / sizeof(ModeCount);
+constexpr int PARTS = MODE_BINS / LANES;
 constexpr int GROUP = 8;  // bins that share their low bits
 
 // The bin of the largest of eight entries, each the largest of its bins modulo 8.
@@ -207,17 +207,17 @@ static inline unsigned char largest_bin(__m128i best) {
 }
 
 // The sums stay in registers. With the upkeep of the columns 4.3 ns a sample at 5x5 and 5.0 at 31x31 on a Zen 4.
-static void slide(const FacetCount* columns, int window, int count, unsigned char* modes) {
-    alignas(64) FacetCount low_bits[FACET_BINS];
-    for (int bin = 0; bin < FACET_BINS; ++bin) low_bits[bin] = (FacetCount)(15 - bin / GROUP);
+static void slide(const ModeCount* columns, int window, int count, unsigned char* modes) {
+    alignas(64) ModeCount low_bits[MODE_BINS];
+    for (int bin = 0; bin < MODE_BINS; ++bin) low_bits[bin] = (ModeCount)(15 - bin / GROUP);
     Counts sums[PARTS];
     for (int i = 0; i < PARTS; ++i) sums[i] = load_counts(low_bits + i * LANES);
-    const FacetCount* head = columns;
-    for (int c = 1; c < window; ++c, head += FACET_BINS)
+    const ModeCount* head = columns;
+    for (int c = 1; c < window; ++c, head += MODE_BINS)
         for (int i = 0; i < PARTS; ++i) sums[i] = plus(sums[i], load_counts(head + i * LANES));
 
-    const FacetCount* tail = columns;
-    for (int x = 0; x < count; ++x, head += FACET_BINS, tail += FACET_BINS) {
+    const ModeCount* tail = columns;
+    for (int x = 0; x < count; ++x, head += MODE_BINS, tail += MODE_BINS) {
         for (int i = 0; i < PARTS; ++i) sums[i] = plus(sums[i], load_counts(head + i * LANES));
         Counts best = sums[0];
         for (int i = 1; i < PARTS; ++i) best = most(best, sums[i]);
@@ -226,27 +226,27 @@ static void slide(const FacetCount* columns, int window, int count, unsigned cha
     }
 }
 
-static void slide_wide(const FacetWideCount* columns, int window, int count, unsigned char* modes) {
-    alignas(64) FacetWideCount sums[FACET_BINS];
-    for (int bin = 0; bin < FACET_BINS; ++bin) sums[bin] = FACET_BINS - 1 - bin;
-    const FacetWideCount* head = columns;
-    for (int c = 1; c < window; ++c, head += FACET_BINS)
-        for (int bin = 0; bin < FACET_BINS; ++bin) sums[bin] += head[bin];
+static void slide_wide(const ModeWideCount* columns, int window, int count, unsigned char* modes) {
+    alignas(64) ModeWideCount sums[MODE_BINS];
+    for (int bin = 0; bin < MODE_BINS; ++bin) sums[bin] = MODE_BINS - 1 - bin;
+    const ModeWideCount* head = columns;
+    for (int c = 1; c < window; ++c, head += MODE_BINS)
+        for (int bin = 0; bin < MODE_BINS; ++bin) sums[bin] += head[bin];
 
-    const FacetWideCount* tail = columns;
-    for (int x = 0; x < count; ++x, head += FACET_BINS, tail += FACET_BINS) {
-        FacetWideCount best = 0;
-        for (int bin = 0; bin < FACET_BINS; ++bin) {
-            const FacetWideCount sum = sums[bin] + head[bin];
+    const ModeWideCount* tail = columns;
+    for (int x = 0; x < count; ++x, head += MODE_BINS, tail += MODE_BINS) {
+        ModeWideCount best = 0;
+        for (int bin = 0; bin < MODE_BINS; ++bin) {
+            const ModeWideCount sum = sums[bin] + head[bin];
             best = sum > best ? sum : best;
             sums[bin] = sum - tail[bin];
         }
-        modes[4L * x] = (unsigned char)(FACET_BINS - 1 - (best & (FACET_BINS - 1)));
+        modes[4L * x] = (unsigned char)(MODE_BINS - 1 - (best & (MODE_BINS - 1)));
     }
 }
 
 }  // namespace
 
-const FacetKernels facet_kernels = {quantise, restore, mode_3x3, slide, slide_wide};
+const ModeKernels mode_kernels = {quantise, restore, mode_3x3, slide, slide_wide};
 
 }  // namespace QUILLON_SIMD

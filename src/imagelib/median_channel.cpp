@@ -1,4 +1,4 @@
-#include "effects/adjust/CleanPlane.h"
+#include "imagelib/median_channel.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,15 +9,15 @@
 namespace {
 
 constexpr float SMALLEST_STEP = 0.00001f;
-constexpr int BAND = 64;                 // rows of a task
-constexpr int STRIP = CLEAN_STRIP - 10;  // columns, so that those that the usual windows reach are whole vectors
-constexpr int LARGE_BAND = 32;           // rows of a task with histograms
-constexpr int TURNED = 16;               // rows that are turned into columns at once, and columns
+constexpr int BAND = 64;                  // rows of a task
+constexpr int STRIP = MEDIAN_STRIP - 10;  // columns, so that those that the usual windows reach are whole vectors
+constexpr int LARGE_BAND = 32;            // rows of a task with histograms
+constexpr int TURNED = 16;                // rows that are turned into columns at once, and columns
 constexpr int TURNED_COLUMNS = 64;
 constexpr int PAD = 64;  // columns beside a row of bins
 
-const CleanKernels& kernels() {
-    return cpu_select(baseline::clean_kernels, avx2::clean_kernels, avx512::clean_kernels);
+const MedianKernels& kernels() {
+    return cpu_select(baseline::median_kernels, avx2::median_kernels, avx512::median_kernels);
 }
 
 // Cuts one block of memory into pieces, each at a cache line.
@@ -39,9 +39,9 @@ class Carver {
 
 }  // namespace
 
-// A ring of a strip's rows, for windows of at most CLEAN_SMALL_WINDOW samples.
-struct RowRing {
-    static constexpr long PITCH = CLEAN_STRIP + 2 * PAD;
+// A ring of a strip's rows, for windows of at most MEDIAN_SMALL_WINDOW samples.
+struct MedianChannel::RowRing {
+    static constexpr long PITCH = MEDIAN_STRIP + 2 * PAD;
     std::int16_t* bins;
     double* offsets;
     std::int16_t* inside;
@@ -51,17 +51,17 @@ struct RowRing {
         Carver carver(block);
         bins = carver.take<std::int16_t>(std::size_t(PITCH * rows));
         offsets = carver.take<double>(std::size_t(PITCH * rows));
-        inside = carver.take<std::int16_t>(CLEAN_STRIP);
-        work = carver.take<std::int16_t>(CLEAN_WORK_LISTS * CLEAN_WORK_PITCH);
+        inside = carver.take<std::int16_t>(MEDIAN_STRIP);
+        work = carver.take<std::int16_t>(MEDIAN_WORK_LISTS * MEDIAN_WORK_PITCH);
         bytes = carver.used();
     }
-    std::int16_t* binRow(int slot) const { return bins + slot * PITCH + PAD; }
-    double* offsetRow(int slot) const { return offsets + slot * PITCH + PAD; }
+    std::int16_t* bin_row(int slot) const { return bins + slot * PITCH + PAD; }
+    double* offset_row(int slot) const { return offsets + slot * PITCH + PAD; }
 };
 
 // A band of a large window's rows as columns, histograms, and rows on their way there.
-struct BandMemory {
-    CleanBand band{};
+struct MedianChannel::BandMemory {
+    MedianBand band{};
     std::int16_t* bins;
     double* offsets;
     std::int16_t* row_bins;
@@ -73,28 +73,28 @@ struct BandMemory {
         band.pitch = rows + 2 * radius_y;
         band.radius_x = radius_x, band.radius_y = radius_y;
         const std::size_t samples = std::size_t(band.columns * band.pitch);
-        band.bins = bins = carver.take<std::int16_t>(samples + std::size_t(band.pitch) + CLEAN_LANES);
+        band.bins = bins = carver.take<std::int16_t>(samples + std::size_t(band.pitch) + MEDIAN_LANES);
         band.offsets = offsets = carver.take<double>(samples);
-        band.counts = carver.take<std::int16_t>((1 + CLEAN_MOST_ROWS) * CLEAN_HISTOGRAM);
-        band.sums = carver.take<double>((1 + CLEAN_MOST_ROWS) * CLEAN_HISTOGRAM);
+        band.counts = carver.take<std::int16_t>((1 + MEDIAN_ROWS_AT_ONCE) * MEDIAN_HISTOGRAM);
+        band.sums = carver.take<double>((1 + MEDIAN_ROWS_AT_ONCE) * MEDIAN_HISTOGRAM);
         row_bins = carver.take<std::int16_t>(TURNED * TURNED_COLUMNS);
         row_offsets = carver.take<double>(TURNED * TURNED_COLUMNS);
         bytes = carver.used();
     }
 };
 
-CleanBins clean_bins(float min, float max) {
+MedianBins median_bins(float min, float max) {
     constexpr float LARGEST = std::numeric_limits<float>::max();
     if (min > max) min = max = 0;
     // Adding 0 makes one zero of both, whichever a thread met first.
-    CleanBins bins{};
+    MedianBins bins{};
     bins.min = std::clamp(min, -LARGEST, LARGEST) + 0.0f;
     bins.max = std::clamp(max, -LARGEST, LARGEST) + 0.0f;
-    const float step = (bins.max - bins.min) / (CLEAN_BINS - 1);
+    const float step = (bins.max - bins.min) / (MEDIAN_BINS - 1);
     bins.scale = step > SMALLEST_STEP ? 1 / step : 0;
 
     const double range = double(bins.max) - double(bins.min);
-    const double width = bins.scale > 0 ? range / (CLEAN_BINS - 1) : range;
+    const double width = bins.scale > 0 ? range / (MEDIAN_BINS - 1) : range;
     const double largest = std::max(std::fabs(double(bins.min)), std::fabs(double(bins.max)));
     if (!(range > 0)) return bins;
     // 161 x 161 offsets of at most 1.0004 bins stay below 2^53 quanta, and any sample below 2^51, as rounding asks.
@@ -105,38 +105,38 @@ CleanBins clean_bins(float min, float max) {
     return bins;
 }
 
-bool CleanScratch::allocate(std::size_t bytes) {
+bool MedianScratch::allocate(std::size_t bytes) {
     m_part = bytes / 4 / 64 * 64;
-    if (bytes) m_block.reset(static_cast<unsigned char*>(k7_aligned_malloc_uncleared(bytes, 0, true)));
+    if (bytes) m_block = make_aligned_block<unsigned char, true>(bytes);
     return bytes == 0 || m_block;
 }
 
-CleanPlane::CleanPlane(const K7Image& source, K7Image& result, int channel, int radius_x, int radius_y,
-                       const CleanBins& bins)
+MedianChannel::MedianChannel(const K7Image& source, K7Image& result, int channel, MedianRadii radii,
+                             const MedianBins& bins)
     : m_source(image_row<float>(&source, 0)),
       m_result(image_row<float>(&result, 0)),
       m_channel(channel),
       m_width(source.width),
       m_height(source.height),
-      m_radius_x(std::clamp(radius_x, 1, CLEAN_MOST_RADIUS)),
-      m_radius_y(std::clamp(radius_y, 1, CLEAN_MOST_RADIUS)),
+      m_radius_x(std::clamp(radii.x, 1, MEDIAN_MOST_RADIUS)),
+      m_radius_y(std::clamp(radii.y, 1, MEDIAN_MOST_RADIUS)),
       m_bins(bins) {
     if (!(bins.max > bins.min))
         m_method = Method::Fill;
     else if (!(bins.scale > 0))
         m_method = Method::Mean;
-    else if ((2 * m_radius_x + 1) * (2 * m_radius_y + 1) <= CLEAN_SMALL_WINDOW)
+    else if ((2 * m_radius_x + 1) * (2 * m_radius_y + 1) <= MEDIAN_SMALL_WINDOW)
         m_method = Method::Small;
     else
         m_method = Method::Large;
 }
 
-std::size_t CleanPlane::scratchBytes() const {
+std::size_t MedianChannel::scratch_bytes() const {
     switch (m_method) {
         case Method::Fill:
             return 0;
         case Method::Mean:
-            return std::size_t(STRIP + 2 * CLEAN_MOST_RADIUS) * sizeof(double);
+            return std::size_t(STRIP + 2 * MEDIAN_MOST_RADIUS) * sizeof(double);
         case Method::Small:
             return RowRing(nullptr, 2 * m_radius_y + 1).bytes;
         case Method::Large:
@@ -145,51 +145,52 @@ std::size_t CleanPlane::scratchBytes() const {
     return BandMemory(nullptr, m_width, LARGE_BAND, m_radius_x, m_radius_y).bytes;
 }
 
-int CleanPlane::bands(int rows, bool large) {
+int MedianChannel::bands(int rows, bool large) {
     const int height = large ? LARGE_BAND : BAND;
     return (rows + height - 1) / height;
 }
 
-void CleanPlane::runBand(int band, const CleanScratch& scratch) const {
+void MedianChannel::run_band(int band, const MedianScratch& scratch) const {
     large(band * LARGE_BAND, std::min((band + 1) * LARGE_BAND, m_height) - 1, scratch);
 }
 
-void CleanPlane::runBand(const std::vector<const CleanPlane*>& planes, int band, const CleanScratch& scratch) {
-    const int width = planes[0]->m_width, height = planes[0]->m_height;
+void MedianChannel::run_band(const std::vector<const MedianChannel*>& channels, int band,
+                             const MedianScratch& scratch) {
+    const int width = channels[0]->m_width, height = channels[0]->m_height;
     const int first = band * BAND, last = std::min(first + BAND, height) - 1;
-    alignas(64) float out[4][CLEAN_STRIP] = {};
+    alignas(64) float out[4][MEDIAN_STRIP] = {};
     for (int x = 0; x < width; x += STRIP) {
         const Columns strip{x, std::min(STRIP, width - x)};
-        for (std::size_t k = 0; k < planes.size(); ++k) planes[k]->begin(first, strip, scratch.part(k));
+        for (std::size_t k = 0; k < channels.size(); ++k) channels[k]->begin(first, strip, scratch.part(k));
         for (int y = first; y <= last; ++y) {
-            for (std::size_t k = 0; k < planes.size(); ++k)
-                planes[k]->next(y, y == first, strip, scratch.part(k), out[k]);
-            float* pixels = planes[0]->result(x, y) - planes[0]->m_channel;
-            if (planes.size() == 4)
-                kernels().join(out[0], CLEAN_STRIP, strip.count, pixels);
+            for (std::size_t k = 0; k < channels.size(); ++k)
+                channels[k]->next(y, y == first, strip, scratch.part(k), out[k]);
+            float* pixels = channels[0]->result(x, y) - channels[0]->m_channel;
+            if (channels.size() == 4)
+                kernels().join(out[0], MEDIAN_STRIP, strip.count, pixels);
             else
-                for (std::size_t k = 0; k < planes.size(); ++k)
-                    for (int i = 0; i < strip.count; ++i) pixels[4 * i + planes[k]->m_channel] = out[k][i];
+                for (std::size_t k = 0; k < channels.size(); ++k)
+                    for (int i = 0; i < strip.count; ++i) pixels[4 * i + channels[k]->m_channel] = out[k][i];
         }
     }
 }
 
-void CleanPlane::begin(int first, Columns strip, unsigned char* memory) const {
-    if (m_method == Method::Mean) beginMean(first, strip, memory);
-    if (m_method == Method::Small) beginSmall(first, strip, memory);
+void MedianChannel::begin(int first, Columns strip, unsigned char* memory) const {
+    if (m_method == Method::Mean) begin_mean(first, strip, memory);
+    if (m_method == Method::Small) begin_small(first, strip, memory);
 }
 
 // The mean of equal samples is any of them.
-void CleanPlane::next(int y, bool is_first, Columns strip, unsigned char* memory, float* out) const {
+void MedianChannel::next(int y, bool is_first, Columns strip, unsigned char* memory, float* out) const {
     if (m_method == Method::Fill) std::fill_n(out, strip.count, m_bins.min);
-    if (m_method == Method::Mean) nextMean(y, is_first, strip, memory, out);
-    if (m_method == Method::Small) nextSmall(y, strip, memory, out);
+    if (m_method == Method::Mean) next_mean(y, is_first, strip, memory, out);
+    if (m_method == Method::Small) next_small(y, strip, memory, out);
 }
 
 // ---- Means: a channel with so little contrast that it is one bin ----------------------------------------------
 
 // Sums of columns, from the first one that a window of the strip reaches; they are exact like those of bins.
-void CleanPlane::addRow(int y, double sign, Columns strip, double* sums) const {
+void MedianChannel::add_row(int y, double sign, Columns strip, double* sums) const {
     if (y < 0 || y >= m_height) return;
     const int left = std::max(strip.first - m_radius_x, 0);
     const int right = std::min(strip.first + strip.count + m_radius_x, m_width);
@@ -201,16 +202,16 @@ void CleanPlane::addRow(int y, double sign, Columns strip, double* sums) const {
     }
 }
 
-void CleanPlane::beginMean(int first, Columns strip, unsigned char* memory) const {
+void MedianChannel::begin_mean(int first, Columns strip, unsigned char* memory) const {
     auto* sums = reinterpret_cast<double*>(memory);
-    std::fill_n(sums, STRIP + 2 * CLEAN_MOST_RADIUS, 0.0);
-    for (int y = first - m_radius_y; y < first + m_radius_y; ++y) addRow(y, 1, strip, sums);
+    std::fill_n(sums, STRIP + 2 * MEDIAN_MOST_RADIUS, 0.0);
+    for (int y = first - m_radius_y; y < first + m_radius_y; ++y) add_row(y, 1, strip, sums);
 }
 
-void CleanPlane::nextMean(int y, bool is_first, Columns strip, unsigned char* memory, float* out) const {
+void MedianChannel::next_mean(int y, bool is_first, Columns strip, unsigned char* memory, float* out) const {
     auto* sums = reinterpret_cast<double*>(memory);
-    addRow(y + m_radius_y, 1, strip, sums);
-    if (!is_first) addRow(y - m_radius_y - 1, -1, strip, sums);
+    add_row(y + m_radius_y, 1, strip, sums);
+    if (!is_first) add_row(y - m_radius_y - 1, -1, strip, sums);
     const int rows = std::min(y + m_radius_y, m_height - 1) - std::max(y - m_radius_y, 0) + 1;
     int left = std::max(strip.first - m_radius_x, 0), right = left;
     double sum = 0;
@@ -225,37 +226,37 @@ void CleanPlane::nextMean(int y, bool is_first, Columns strip, unsigned char* me
 
 // ---- Small windows --------------------------------------------------------------------------------------------
 
-void CleanPlane::enterRow(int y, Columns strip, const RowRing& ring) const {
+void MedianChannel::enter_row(int y, Columns strip, const RowRing& ring) const {
     if (y >= m_height) return;
     const int left = std::min(strip.first, m_radius_x);
     const int right = std::min(m_width - strip.first - strip.count, m_radius_x);
     const int slot = y % (2 * m_radius_y + 1);
     kernels().sort_into_bins(m_bins, pixels(strip.first - left, y), m_channel, left + strip.count + right,
-                             ring.binRow(slot) - left, ring.offsetRow(slot) - left);
+                             ring.bin_row(slot) - left, ring.offset_row(slot) - left);
 }
 
-void CleanPlane::beginSmall(int first, Columns strip, unsigned char* memory) const {
+void MedianChannel::begin_small(int first, Columns strip, unsigned char* memory) const {
     const int slots = 2 * m_radius_y + 1;
     const RowRing ring(memory, slots);
-    std::fill_n(ring.bins, RowRing::PITCH * slots, CLEAN_OUTSIDE);
+    std::fill_n(ring.bins, RowRing::PITCH * slots, MEDIAN_OUTSIDE);
     std::fill_n(ring.offsets, RowRing::PITCH * slots, 0.0);
-    for (int i = 0; i < CLEAN_STRIP; ++i) {
+    for (int i = 0; i < MEDIAN_STRIP; ++i) {
         const int x = strip.first + i;
         const int inside = std::min(x + m_radius_x, m_width - 1) - std::max(x - m_radius_x, 0) + 1;
         ring.inside[i] = static_cast<std::int16_t>(std::max(inside, 1));
     }
-    for (int y = std::max(first - m_radius_y, 0); y < first + m_radius_y; ++y) enterRow(y, strip, ring);
+    for (int y = std::max(first - m_radius_y, 0); y < first + m_radius_y; ++y) enter_row(y, strip, ring);
 }
 
-void CleanPlane::nextSmall(int y, Columns strip, unsigned char* memory, float* out) const {
+void MedianChannel::next_small(int y, Columns strip, unsigned char* memory, float* out) const {
     const int slots = 2 * m_radius_y + 1;
     const RowRing ring(memory, slots);
-    enterRow(y + m_radius_y, strip, ring);
-    CleanRows rows;
+    enter_row(y + m_radius_y, strip, ring);
+    MedianRows rows;
     rows.count = 0;
     for (int k = std::max(y - m_radius_y, 0); k <= std::min(y + m_radius_y, m_height - 1); ++k) {
-        rows.bins[rows.count] = ring.binRow(k % slots);
-        rows.offsets[rows.count++] = ring.offsetRow(k % slots);
+        rows.bins[rows.count] = ring.bin_row(k % slots);
+        rows.offsets[rows.count++] = ring.offset_row(k % slots);
     }
     rows.radius = m_radius_x;
     rows.left = std::min(strip.first, m_radius_x);
@@ -268,10 +269,10 @@ void CleanPlane::nextSmall(int y, Columns strip, unsigned char* memory, float* o
 // ---- Large windows --------------------------------------------------------------------------------------------
 
 // The rows of the picture from `first_row` on, as many as a column has, into columns.
-void CleanPlane::turn(int first_row, const BandMemory& memory) const {
-    const CleanKernels& table = kernels();
+void MedianChannel::turn(int first_row, const BandMemory& memory) const {
+    const MedianKernels& table = kernels();
     const long pitch = memory.band.pitch;
-    std::fill_n(memory.bins + m_width * pitch, pitch + CLEAN_LANES, CLEAN_NOWHERE);
+    std::fill_n(memory.bins + m_width * pitch, pitch + MEDIAN_LANES, MEDIAN_NOWHERE);
     for (long j = 0; j < pitch; j += TURNED) {
         const long count = std::min<long>(TURNED, pitch - j);
         for (int x = 0; x < m_width; x += TURNED_COLUMNS) {
@@ -283,7 +284,7 @@ void CleanPlane::turn(int first_row, const BandMemory& memory) const {
                 if (y >= 0 && y < m_height) {
                     table.sort_into_bins(m_bins, pixels(x, int(y)), m_channel, columns, bins, offsets);
                 } else {
-                    std::fill_n(bins, columns, CLEAN_NOWHERE);
+                    std::fill_n(bins, columns, MEDIAN_NOWHERE);
                     std::fill_n(offsets, columns, 0.0);
                 }
             }
@@ -297,16 +298,17 @@ void CleanPlane::turn(int first_row, const BandMemory& memory) const {
     }
 }
 
-void CleanPlane::large(int first, int last, const CleanScratch& scratch) const {
-    const auto& table = cpu_select(baseline::clean_band_kernels, avx2::clean_band_kernels, avx512::clean_band_kernels);
+void MedianChannel::large(int first, int last, const MedianScratch& scratch) const {
+    const auto& table = cpu_select(baseline::median_histogram_kernels, avx2::median_histogram_kernels,
+                                   avx512::median_histogram_kernels);
     const int step = m_radius_y < 16 ? 4 : 8;
     const BandMemory memory(scratch.part(0), m_width, LARGE_BAND, m_radius_x, m_radius_y);
     turn(first - m_radius_y, memory);
     for (int y = first; y <= last; y += step) {
-        CleanBand band = memory.band;
+        MedianBand band = memory.band;
         band.bins += y - first;
         band.offsets += y - first;
-        float* out[CLEAN_MOST_ROWS];
+        float* out[MEDIAN_ROWS_AT_ONCE];
         band.rows = std::min(step, last - y + 1);
         for (int k = 0; k < band.rows; ++k) {
             band.inside[k] = std::min(y + k + m_radius_y, m_height - 1) - std::max(y + k - m_radius_y, 0) + 1;

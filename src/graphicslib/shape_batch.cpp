@@ -1,0 +1,341 @@
+#include "graphicslib/shape_batch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <type_traits>
+#include <utility>
+
+#include "graphicslib/ink.h"
+#include "graphicslib/polygon_rasterizer.h"
+#include "graphicslib/row_bands.h"
+
+namespace {
+
+using ink::Quad;
+
+constexpr int MESH_FLOATS = 9;  // x, y; colour times alpha, alpha; u / w, v / w, 1 / w
+
+// x0, y0, x1, y1 around points; false when one is not finite.
+template <class Bounds>
+bool bounds_of(std::size_t count, const float* xy, std::size_t stride, Bounds& bounds) {
+    bounds = {INFINITY, INFINITY, -INFINITY, -INFINITY};
+    for (std::size_t i = 0; i < count; ++i, xy += stride) {
+        if (!std::isfinite(xy[0]) || !std::isfinite(xy[1])) return false;
+        bounds.x0 = std::min(bounds.x0, xy[0]), bounds.x1 = std::max(bounds.x1, xy[0]);
+        bounds.y0 = std::min(bounds.y0, xy[1]), bounds.y1 = std::max(bounds.y1, xy[1]);
+    }
+    return count > 0;
+}
+
+// Twice the area, above 0 when counter-clockwise.
+template <class X, class Y>
+double shoelace(int count, X x, Y y) {
+    double twice = 0;
+    for (int i = 1; i + 1 < count; ++i) twice += (x(i) - x(0)) * (y(i + 1) - y(0)) - (x(i + 1) - x(0)) * (y(i) - y(0));
+    return twice;
+}
+
+// Values of a run, null: all 1.
+void paint(float* out, const float* coverage, int count, const float* colour, DrawBlend blend) {
+    const Quad full = ink::load(colour);
+    ink::with_blend(blend, [&](auto mode) {
+        for (int i = 0; i < count; ++i, out += 4) {
+            const Quad here = coverage ? coverage[i] * full : full;
+            ink::store(out, ink::blended<mode()>(here, ink::load(out)));
+        }
+    });
+}
+
+struct TextureLevel {
+    MipPicture::Level pixels;
+    float scale;
+
+    TextureLevel(const MipPicture& texture, int index)
+        : pixels(texture.level(std::min(index, texture.levels() - 1))), scale(1 / static_cast<float>(1 << index)) {}
+
+    Quad sample(float u, float v) const {
+        const auto limited = [](float place, int size) {
+            return place > -1 ? std::min(place, static_cast<float>(size)) : -1;
+        };
+        u = limited(u * scale - 0.5F, pixels.width) + 1;
+        v = limited(v * scale - 0.5F, pixels.height) + 1;
+        const int column = static_cast<int>(u), row = static_cast<int>(v);
+        const float tx = u - static_cast<float>(column), ty = v - static_cast<float>(row);
+        const float* here = pixels.samples + 4 * (std::ptrdiff_t(row - 1) * pixels.pitch + column - 1);
+        const float* above = here + 4 * std::ptrdiff_t(pixels.pitch);
+        return (1 - ty) * ((1 - tx) * ink::load(here) + tx * ink::load(here + 4)) +
+               ty * ((1 - tx) * ink::load(above) + tx * ink::load(above + 4));
+    }
+};
+
+}  // namespace
+
+class ShapeBatch::MeshRasterizer final : public PolygonRasterizer {
+  public:
+    explicit MeshRasterizer(K7Image* into) : image(into) {
+        set_vertex_floats(MESH_FLOATS);
+        set_mode(EXACT);
+    }
+    void draw(const Item& item, const float* vertices) {
+        draw_polygon(static_cast<int>(item.end - item.begin) / MESH_FLOATS, vertices, const_cast<Item*>(&item));
+    }
+    void pixel(void*, int, int, float, const float*, int, void*, const float*, const float*) override {}
+    void span(const Span& run) override {
+        const auto& item = *static_cast<const Item*>(run.argument);
+        ink::with_blend(item.blend,
+                        [&](auto mode) { item.source ? textured<mode()>(run, item) : coloured<mode()>(run); });
+    }
+
+  private:
+    template <DrawBlend BLEND>
+    void coloured(const Span& run) {
+        const Quad start = ink::load(run.start + 2), change = ink::load(run.change + 2);
+        float* out = image_row<float>(image, run.y) + 4 * std::ptrdiff_t(run.x0);
+        for (int x = run.x0; x <= run.x1; ++x, out += 4) {
+            const float covered = run.coverage ? run.coverage[x - run.x0] : 1;
+            const Quad here = covered * (start + parameter(run, x) * change);
+            ink::store(out, ink::blended<BLEND>(here, ink::load(out)));
+        }
+    }
+    template <DrawBlend BLEND>
+    void textured(const Span& run, const Item& item) {
+        const auto& texture = *static_cast<const MipPicture*>(item.source);
+        const TextureLevel fine(texture, item.level), coarse(texture, item.level + 1);
+        const Quad start = ink::load(run.start + 2), change = ink::load(run.change + 2);
+        const float *at = run.start + 6, *step = run.change + 6;
+        float* out = image_row<float>(image, run.y) + 4 * std::ptrdiff_t(run.x0);
+        for (int x = run.x0; x <= run.x1; ++x, out += 4) {
+            const float covered = run.coverage ? run.coverage[x - run.x0] : 1, t = parameter(run, x);
+            const float w = 1 / (at[2] + t * step[2]);
+            const float u = (at[0] + t * step[0]) * w, v = (at[1] + t * step[1]) * w;
+            Quad texel = fine.sample(u, v);
+            if (item.mix > 0) texel += item.mix * (coarse.sample(u, v) - texel);
+            const Quad here = covered * texel * (start + t * change);
+            ink::store(out, ink::blended<BLEND>(here, ink::load(out)));
+        }
+    }
+
+    K7Image* image;
+};
+
+// ---- Collecting -----------------------------------------------------------------------------------------------------
+
+void ShapeBatch::begin(int new_width, int new_height) {
+    width = new_width;
+    height = new_height;
+    current_depth = 0;
+    current_blend = DrawBlend::over;
+    items.clear();
+    floats.clear();
+    contour_ends.clear();
+    order.clear();
+}
+
+// The rows within bounds in pixels. False when the picture has none of them.
+bool ShapeBatch::reach(Item& item, const Bounds& bounds) const {
+    if (!(bounds.x1 > 0 && bounds.x0 < static_cast<float>(width))) return false;
+    if (!(bounds.y1 > 0 && bounds.y0 < static_cast<float>(height))) return false;
+    item.first_row = bounds.y0 > 0 ? static_cast<int>(bounds.y0) : 0;
+    item.last_row = bounds.y1 < static_cast<float>(height) ? static_cast<int>(std::ceil(bounds.y1)) - 1 : height - 1;
+    return item.first_row <= item.last_row;
+}
+
+ShapeBatch::Item ShapeBatch::make_item(Kind kind, const GraphicsColour& colour) const {
+    Item item;
+    item.kind = kind;
+    item.blend = current_blend;
+    item.depth = current_depth;
+    const float ink[4] = {colour.r * colour.a, colour.g * colour.a, colour.b * colour.a, colour.a};
+    std::copy_n(ink, 4, item.ink);
+    return item;
+}
+
+bool ShapeBatch::polygon(int count, const float* xy, const GraphicsColour& colour) {
+    Bounds bounds;
+    if (count < 3 || !xy || !bounds_of(static_cast<std::size_t>(count), xy, 2, bounds)) return false;
+    Item item = make_item(Kind::POLYGON, colour);
+    if (!reach(item, bounds)) return false;
+    item.begin = static_cast<std::uint32_t>(floats.size());
+    floats.insert(floats.end(), xy, xy + 2 * std::ptrdiff_t(count));
+    item.end = static_cast<std::uint32_t>(floats.size());
+    items.push_back(item);
+    return true;
+}
+
+// What was appended to `floats` and `contour_ends` from these places on; taken back when nothing of it is seen.
+bool ShapeBatch::add_contours(std::size_t first_float, std::size_t first_end, const GraphicsColour& colour) {
+    Item item = make_item(Kind::CONTOURS, colour);
+    item.begin = static_cast<std::uint32_t>(first_end);
+    item.end = static_cast<std::uint32_t>(contour_ends.size());
+    item.points = static_cast<std::uint32_t>(first_float);
+    Bounds bounds;
+    if (bounds_of((floats.size() - first_float) / 2, floats.data() + first_float, 2, bounds) && reach(item, bounds)) {
+        items.push_back(item);
+        return true;
+    }
+    floats.resize(first_float);
+    contour_ends.resize(first_end);
+    return false;
+}
+
+bool ShapeBatch::fill(const FlatPath& path, const GraphicsColour& colour) {
+    const std::size_t first_float = floats.size(), first_end = contour_ends.size();
+    for (int i = 0; i < path.contours(); ++i) {
+        floats.insert(floats.end(), path.xy(i), path.xy(i) + 2 * std::ptrdiff_t(path.points(i)));
+        contour_ends.push_back(static_cast<std::uint32_t>((floats.size() - first_float) / 2));
+    }
+    return add_contours(first_float, first_end, colour);
+}
+
+namespace {
+
+struct Outline {
+    std::vector<float>& xy;
+    std::vector<std::uint32_t>& ends;
+    std::size_t begin;  // floats of the first polygon of the stroke
+};
+
+bool add_piece(int count, const thick::Vertex* vertices, void* context) {
+    const auto& outline = *static_cast<const Outline*>(context);
+    const double twice = shoelace(
+        count, [=](int i) { return double(vertices[i][0]); }, [=](int i) { return double(vertices[i][1]); });
+    if (twice == 0) return true;
+    for (int i = 0; i < count; ++i) {
+        const thick::Vertex& vertex = vertices[twice > 0 ? i : count - 1 - i];
+        outline.xy.insert(outline.xy.end(), {vertex[0], vertex[1]});
+    }
+    outline.ends.push_back(static_cast<std::uint32_t>((outline.xy.size() - outline.begin) / 2));
+    return true;
+}
+
+}  // namespace
+
+void ShapeBatch::outline(const FlatPath& path, float pen, StrokeStyle style, std::vector<float>& xy,
+                         std::vector<std::uint32_t>& ends) {
+    if (!(pen > 0) || !std::isfinite(pen)) return;
+    Outline outline{xy, ends, xy.size()};
+    std::vector<thick::Vertex> line;
+    for (int i = 0; i < path.contours(); ++i) {
+        line.clear();
+        const float* points = path.xy(i);
+        for (int k = 0; k < path.points(i); ++k, points += 2)
+            if (line.empty() || line.back()[0] != points[0] || line.back()[1] != points[1])
+                line.push_back({points[0], points[1]});
+        if (line.size() == 1 && style.cap != StrokeStyle::BUTT)
+            line.push_back({line[0][0] + 1e-3F, line[0][1]});  // a dot
+        thick::thicken(line, path.closed(i), 0.5F * pen, style, add_piece, &outline);
+    }
+}
+
+bool ShapeBatch::stroke(const FlatPath& path, float pen, StrokeStyle style, const GraphicsColour& colour) {
+    const std::size_t first_float = floats.size(), first_end = contour_ends.size();
+    outline(path, pen, style, floats, contour_ends);
+    return add_contours(first_float, first_end, colour);
+}
+
+// The copies whose pixels are as large as the picture's, in the mean over the shape.
+void ShapeBatch::choose_level(Item& item, const MipPicture& texture, int count, const ShapeVertex* vertices) {
+    const double drawn = shoelace(
+        count, [=](int i) { return double(vertices[i].x); }, [=](int i) { return double(vertices[i].y); });
+    const double read = shoelace(
+        count, [=](int i) { return double(vertices[i].u); }, [=](int i) { return double(vertices[i].v); });
+    double squeeze = drawn != 0 ? std::sqrt(std::fabs(read / drawn)) : 1;
+    const int last = texture.levels() - 1;
+    for (; squeeze >= 2 && item.level < last; ++item.level) squeeze *= 0.5;
+    if (item.level < last) item.mix = static_cast<float>(std::clamp(squeeze - 1, 0.0, 1.0));
+}
+
+bool ShapeBatch::mesh(int count, const ShapeVertex* vertices, const MipPicture* texture) {
+    constexpr std::size_t STRIDE = sizeof(ShapeVertex) / sizeof(float);
+    Bounds bounds;
+    if (count < 3 || !vertices || (texture && !*texture)) return false;
+    if (!bounds_of(static_cast<std::size_t>(count), &vertices->x, STRIDE, bounds)) return false;
+    for (int i = 0; i < count; ++i)
+        if (!(vertices[i].w > 0) || !std::isfinite(vertices[i].u) || !std::isfinite(vertices[i].v)) return false;
+    Item item = make_item(Kind::MESH, {});
+    if (!reach(item, bounds)) return false;
+    item.source = texture;
+    if (texture) choose_level(item, *texture, count, vertices);
+    item.begin = static_cast<std::uint32_t>(floats.size());
+    for (const ShapeVertex* v = vertices; v != vertices + count; ++v) {
+        const GraphicsColour& c = v->colour;
+        floats.insert(floats.end(),
+                      {v->x, v->y, c.r * c.a, c.g * c.a, c.b * c.a, c.a, v->u / v->w, v->v / v->w, 1 / v->w});
+    }
+    item.end = static_cast<std::uint32_t>(floats.size());
+    items.push_back(item);
+    return true;
+}
+
+bool ShapeBatch::mask(const CoverageMask& mask, int x, int y, const GraphicsColour& colour) {
+    Item item = make_item(Kind::MASK, colour);
+    item.x = x + mask.x, item.y = y + mask.y;
+    const auto place = [](int value) { return static_cast<float>(value); };
+    if (mask.width < 1 || mask.height < 1 ||
+        !reach(item, {place(item.x), place(item.y), place(item.x + mask.width), place(item.y + mask.height)}))
+        return false;
+    item.source = &mask;
+    items.push_back(item);
+    return true;
+}
+
+void ShapeBatch::sort_by_depth() {
+    order.resize(items.size());
+    std::iota(order.begin(), order.end(), 0U);
+    std::stable_sort(order.begin(), order.end(),
+                     [this](std::uint32_t a, std::uint32_t b) { return items[a].depth > items[b].depth; });
+}
+
+// ---- Drawing --------------------------------------------------------------------------------------------------------
+
+void ShapeBatch::draw_item(const Item& item, K7Image* image, int first, int last, PolygonCoverage& coverage,
+                           MeshRasterizer& meshes) const {
+    const auto painted = [&](const CoverageRun& run) {
+        paint(image_row<float>(image, run.y) + 4 * std::ptrdiff_t(run.x0), run.coverage, run.x1 - run.x0 + 1, item.ink,
+              item.blend);
+    };
+    const PixelWindow window{0, std::max(first, item.first_row), width - 1, std::min(last, item.last_row)};
+    switch (item.kind) {
+        case Kind::POLYGON:
+            coverage.set_polygon(static_cast<int>(item.end - item.begin) / 2, floats.data() + item.begin, 2, window);
+            return coverage.for_runs(painted);
+        case Kind::CONTOURS: {
+            coverage.begin(window);
+            std::uint32_t from = 0;
+            for (std::uint32_t i = item.begin; i < item.end; from = contour_ends[i++])
+                coverage.add_contour(static_cast<int>(contour_ends[i] - from),
+                                     floats.data() + item.points + 2 * std::size_t(from), 2);
+            return coverage.for_runs(painted);
+        }
+        case Kind::MESH:
+            return meshes.draw(item, floats.data() + item.begin);
+        case Kind::MASK: {
+            const auto& mask = *static_cast<const CoverageMask*>(item.source);
+            const int x0 = std::max(item.x, 0), x1 = std::min(item.x + mask.width, width) - 1;
+            for (int y = window.y0; y <= window.y1; ++y)
+                painted({y, x0, x1, mask.values.data() + std::ptrdiff_t(y - item.y) * mask.width + (x0 - item.x)});
+            return;
+        }
+    }
+}
+
+bool ShapeBatch::draw(K7Image* image) const {
+    if (!image || !image->pixels || image->channels != 4 || image->sample_type != SAMPLE_F32) return false;
+    if (image->width != width || image->height != height) return false;
+    if (items.empty()) return true;
+    image->stats_valid = 0;  // before any thread draws
+    row_bands::draw(
+        items.size(), height,
+        [this](std::size_t i) {
+            return std::pair{items[i].first_row, items[i].last_row};
+        },
+        [&](int first, int last, const std::uint32_t* begin, const std::uint32_t* end) {
+            PolygonCoverage coverage;
+            MeshRasterizer meshes(image);
+            meshes.set_bounds(0, first, width - 1, last);
+            for (; begin != end; ++begin) draw_item(items[*begin], image, first, last, coverage, meshes);
+        },
+        order.size() == items.size() ? order.data() : nullptr);
+    return true;
+}

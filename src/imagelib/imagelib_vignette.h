@@ -1,0 +1,10 @@
+// Darkness towards the edge of a round field of view, as behind an eyepiece.
+#pragma once
+
+#include "imagelib/imagelib.h"
+#include "imagelib/imagelib_stop.h"
+#include "imagelib/vignette_simd.h"
+
+// In place, float RGBA; alpha stays. Colours come out limited to 0 to 1. False also when an end was asked for; some
+// rows are done then.
+bool image_vignette(K7Image* image, const Vignette& vignette, const StopRequested& stop = {});
