@@ -15,6 +15,7 @@ struct SnowInfo : EffectInfo {
         .menu = "Natural Phenomena",
         .generator = true,
         .overlay = true,
+        .history = FrameHistory::Curves,
         .description = " Particle system simulating Snow. This effect is in Box Number 1"};
     enum LookOf { Point = 1, Streak, SoftBlob, TexturedBlob, Flake, Star };
     enum GlintColourOf { BoxColour = 1, OwnColour, RandomColour };
