@@ -46,6 +46,7 @@ EffectFacts factsOf(ofxhost::Plugin* plugin, const fs::path& path, const std::st
     const std::string history = declaredHistory(path, name);
     facts.history = described->properties().getInt(prop::InstanceSequentialRender) == 1 || history == "frames";
     facts.inputHistory = history == "inputs";
+    facts.curveHistory = history == "curves" || facts.inputHistory;
     if (facts.contexts.empty()) return facts;
     const auto descriptor = plugin->describeInContext(facts.contexts.front());
     if (!descriptor) return facts;
@@ -82,6 +83,7 @@ std::string toJson(const EffectFacts& f) {
                 {"optionalInputs", f.optionalInputs},
                 {"overlay", f.overlay},
                 {"history", f.history},
+                {"curveHistory", f.curveHistory},
                 {"inputHistory", f.inputHistory}}
         .dump(-1, ' ', false, json::error_handler_t::replace);
 }
@@ -100,6 +102,7 @@ EffectFacts factsFromJson(const std::string& text) {
     f.optionalInputs = all.at("optionalInputs");
     f.overlay = all.at("overlay");
     f.history = all.at("history");
+    f.curveHistory = all.at("curveHistory");
     f.inputHistory = all.at("inputHistory");
     return f;
 }

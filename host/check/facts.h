@@ -18,6 +18,8 @@ struct EffectFacts {
     // A frame may depend on the frames rendered before: the effect asks for sequential renders, or the bundle's
     // declaration says so.
     bool history = false;
+    // Where parameters move, it may depend on those of the frames rendered before.
+    bool curveHistory = false;
     // It may depend on what its inputs showed before.
     bool inputHistory = false;
 };

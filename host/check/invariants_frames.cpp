@@ -14,13 +14,18 @@ namespace {
 
 int defaultsAndFour(const EffectFacts& facts) { return facts.params > 0 ? 5 : 1; }
 
+int defaultsFourAndMoving(const EffectFacts& facts) { return facts.params > 0 ? 7 : 1; }
+
 std::map<int, Rendering> renderInOrder(Stage& stage, const std::vector<int>& frames, std::uint64_t seed,
-                                       Content content = Content::Natural) {
+                                       Content content = Content::Natural, bool moving = false) {
     std::map<int, Rendering> renderings;
     const auto actor = stage.actor();
     if (!actor->created()) return renderings;
     if (content != Content::Natural) actor->connect({}, content);
-    randomise(*actor, seed);
+    if (moving)
+        animate(*actor, seed, 0, 7);
+    else
+        randomise(*actor, seed);
     for (const int frame : frames) renderings[frame] = actor->render(frame);
     return renderings;
 }
@@ -41,17 +46,22 @@ void anyOrder(Trial& trial) {
     Stage stage(trial);
     if (!stage.ready()) return;
     const std::uint64_t seed = valuesSeed(trial);
+    const bool moving = trial.index() >= defaultsAndFour(trial.facts());
     const std::vector<int> forwards = {0, 1, 2, 3, 4, 5, 6, 7};
     std::vector<int> random = {0, 1, 2, 3, 4, 5, 6, 7, 3, 5};
     trial.random().shuffle(random);
-    if (trial.facts().history || trial.facts().inputHistory) {
+    const bool sameOrderOnly = trial.facts().history || (moving && trial.facts().curveHistory);
+    if (sameOrderOnly || trial.facts().inputHistory) {
         trial.step("the same random order twice");
-        const auto first = renderInOrder(stage, random, seed);
-        compare(trial, first, renderInOrder(stage, random, seed), "in the same order again");
-        if (trial.facts().history) return;
+        const auto render = [&] { return renderInOrder(stage, random, seed, Content::Natural, moving); };
+        const auto first = render();
+        compare(trial, first, render(), "in the same order again");
+        if (sameOrderOnly) return;
     }
     const Content content = trial.facts().inputHistory ? Content::Still : Content::Natural;
-    const auto render = [&](const std::vector<int>& frames) { return renderInOrder(stage, frames, seed, content); };
+    const auto render = [&](const std::vector<int>& frames) {
+        return renderInOrder(stage, frames, seed, content, moving);
+    };
     trial.step("forwards");
     const auto expected = render(forwards);
     trial.step("backwards");
@@ -118,9 +128,9 @@ void anyProcessor(Trial& trial) {
 
 constexpr Invariant table[] = {
     {"order", Safety,
-     "frames forwards, backwards, repeated, at random and alone are the same; of an effect that says it depends on the "
-     "frames before, the same order gives the same frames",
-     defaultsAndFour, anyOrder, true},
+     "frames forwards, backwards, repeated, at random and alone are the same, also while parameters move; of an effect "
+     "that says it depends on the frames before, the same order gives the same frames",
+     defaultsFourAndMoving, anyOrder, true},
     {"memory", Safety, "memory that nobody has set is not seen, and a library loaded anew renders the same",
      defaultsAndFour, untouchedByMemory, true},
     {"output", Safety, "the picture does not depend on what the output image held before", defaultsAndFour,

@@ -162,6 +162,8 @@ Json deviationsJson(const EffectTraits& traits, const EffectInfo& info) {
 
 const char* historyWord(FrameHistory history) {
     switch (history) {
+        case FrameHistory::Curves:
+            return "curves";
         case FrameHistory::Inputs:
             return "inputs";
         case FrameHistory::Frames:

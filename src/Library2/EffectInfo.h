@@ -44,11 +44,12 @@
 class OverlayControlK7;
 class PluginK7;
 
-// What a frame can depend on besides its parameters and the clips at its time.
+// What a frame can depend on besides its parameters and the clips at its time:
 enum class FrameHistory {
     None,
-    Inputs,  // what clips that steer it showed at the frames before, where these move
-    Frames,  // the frames rendered before it
+    Curves,  // on the frames rendered before it, where parameters move and are not read at each replayed frame
+    Inputs,  // so, and on what clips that steer it showed at those frames, where they move
+    Frames,  // on the frames rendered before it
 };
 
 struct EffectTraits {

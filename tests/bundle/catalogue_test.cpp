@@ -158,4 +158,14 @@ TEST(Catalogue, AsksTheHostForFactsOnceAndForSuitesAtEveryDescribe) {
     EXPECT_THAT(std::vector<std::string>(host.callTexts("fetchSuite")).size(), 21u);
 }
 
+TEST(Catalogue, EveryControlOfAPictureTellsWhatItDoes) {
+    for (const EffectDefinition& effect : registry()) {
+        if (!effect.hasPicture) continue;
+        const auto info = effect.declare();
+        for (const ControlK7* control : info->controls())
+            EXPECT_THAT(std::string(control->sentence()), testing::MatchesRegex("[A-Z].*[.]"))
+                << effect.traits->name << " " << control->name();
+    }
+}
+
 }  // namespace

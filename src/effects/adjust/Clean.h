@@ -16,18 +16,37 @@ struct CleanInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Clip to Clean", .shortLabel = "Input", .required = true}};
 
     Page page{this, "Clean"};
-    CheckboxControlK7 DoSync{this, {"DoSync", "Lock Radius", true}};
-    IntegerControlK7 XRad{this, {"XRad", "Radius X", 2, 1, 80}};
-    IntegerControlK7 YRad{this, {"YRad", "Radius Y", 2, 1, 80}};
-    CheckboxControlK7 DoRGB{this, {"DoRGB", "Split RGB"}};
-    IntegerControlK7 XRadR{this, {"XRadR", "Red Radius X", 2, 1, 80}};
-    IntegerControlK7 YRadR{this, {"YRadR", "Red Radius Y", 2, 1, 80}};
-    IntegerControlK7 XRadG{this, {"XRadG", "Green Radius X", 2, 1, 80}};
-    IntegerControlK7 YRadG{this, {"YRadG", "Green Radius Y", 2, 1, 80}};
-    IntegerControlK7 XRadB{this, {"XRadB", "Blue Radius X", 2, 1, 80}};
-    IntegerControlK7 YRadB{this, {"YRadB", "Blue Radius Y", 2, 1, 80}};
-    IntegerControlK7 XRadA{this, {"XRadA", "Alpha Radius X", 2, 1, 80}};
-    IntegerControlK7 YRadA{this, {"YRadA", "Alpha Radius Y", 2, 1, 80}};
+    CheckboxControlK7 DoSync{this,
+                             {"DoSync", "Lock Radius", true},
+                             "Makes every window as high as it is wide: the Y radii follow their X radii."};
+    IntegerControlK7 XRad{
+        this,
+        {"XRad", "Radius X", 2, 1, 80},
+        "How far the window whose median is taken reaches to the left and right, in pixels: 2 spans five columns."};
+    IntegerControlK7 YRad{
+        this, {"YRad", "Radius Y", 2, 1, 80}, "How far the window reaches up and down, in pixels: 2 spans five rows."};
+    CheckboxControlK7 DoRGB{
+        this, {"DoRGB", "Split RGB"}, "Gives each channel a window of its own instead of one for all."};
+    IntegerControlK7 XRadR{this,
+                           {"XRadR", "Red Radius X", 2, 1, 80},
+                           "How far the window of red reaches to the left and right, in pixels."};
+    IntegerControlK7 YRadR{
+        this, {"YRadR", "Red Radius Y", 2, 1, 80}, "How far the window of red reaches up and down, in pixels."};
+    IntegerControlK7 XRadG{this,
+                           {"XRadG", "Green Radius X", 2, 1, 80},
+                           "How far the window of green reaches to the left and right, in pixels."};
+    IntegerControlK7 YRadG{
+        this, {"YRadG", "Green Radius Y", 2, 1, 80}, "How far the window of green reaches up and down, in pixels."};
+    IntegerControlK7 XRadB{this,
+                           {"XRadB", "Blue Radius X", 2, 1, 80},
+                           "How far the window of blue reaches to the left and right, in pixels."};
+    IntegerControlK7 YRadB{
+        this, {"YRadB", "Blue Radius Y", 2, 1, 80}, "How far the window of blue reaches up and down, in pixels."};
+    IntegerControlK7 XRadA{this,
+                           {"XRadA", "Alpha Radius X", 2, 1, 80},
+                           "How far the window of alpha reaches to the left and right, in pixels."};
+    IntegerControlK7 YRadA{
+        this, {"YRadA", "Alpha Radius Y", 2, 1, 80}, "How far the window of alpha reaches up and down, in pixels."};
 
     // Each X radius with the Y radius that follows it while they are locked: the main pair, then R, G, B and A.
     struct Radii {

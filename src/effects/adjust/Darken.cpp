@@ -1,10 +1,8 @@
 #include "effects/adjust/Darken.h"
 
-#include "effects/adjust/WindowExtreme.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 void Darken::ProcessFrame() {
     const StageTimer timer("Darken (CPU)");
-    spreadExtreme(Extreme::Darkest, {CutOff, Rad, DoRGB, RadR, RadG, RadB, RadA}, input.image.get(),
-                  output.image.get());
+    spreadExtreme(Extreme::Darkest, {CutOff, Rad, channels}, input.image.get(), output.image.get());
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "Library2/PluginK7.h"
+#include "effects/adjust/WindowExtreme.h"
 
 struct DarkenInfo : EffectInfo {
     static constexpr EffectTraits traits{
@@ -15,17 +16,18 @@ struct DarkenInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Clip to Darken", .required = true}};
 
     Page page{this, "Darken"};
-    FloatControlK7 CutOff{this, {"CutOff", "Threshold", 80.0, 0.0, 100.0}};
-    IntegerControlK7 Rad{this, {"Rad", "Size", 3, 1, 30}};
-    CheckboxControlK7 DoRGB{this, {"DoRGB", "Split RGB"}};
-    IntegerControlK7 RadR{this, {"RadR", "Red Size", 3, 1, 30}};
-    IntegerControlK7 RadG{this, {"RadG", "Green Size", 3, 1, 30}};
-    IntegerControlK7 RadB{this, {"RadB", "Blue Size", 3, 1, 30}};
-    IntegerControlK7 RadA{this, {"RadA", "Alpha Size", 3, 1, 30}};
+    FloatControlK7 CutOff{
+        this,
+        {"CutOff", "Threshold", 80.0, 0.0, 100.0},
+        "Luminance up to which pixels are darkened, in percent of white; brighter ones stay as they are."};
+    IntegerControlK7 Rad{this,
+                         {"Rad", "Size", 3, 1, 30},
+                         "Size of the window whose darkest value each channel takes, in pixels at full size: 3 looks "
+                         "two pixels to every side."};
+    ChannelSizeControls channels{this};
 
     DarkenInfo() {
-        ghost({&Rad}, DoRGB, isOn);
-        ghost({&RadR, &RadG, &RadB, &RadA}, DoRGB, isOff);
+        ghost({&Rad}, channels.split, isOn);
         scene.inputs = {"seeding-small.png"};
         scene.settings = {{"Rad", "4"}, {"CutOff", "55"}};
     }

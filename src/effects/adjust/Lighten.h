@@ -5,6 +5,7 @@
 #pragma once
 
 #include "Library2/PluginK7.h"
+#include "effects/adjust/WindowExtreme.h"
 
 struct LightenInfo : EffectInfo {
     static constexpr EffectTraits traits{
@@ -15,18 +16,22 @@ struct LightenInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Clip to Lighten", .shortLabel = "Input", .required = true}};
 
     Page page{this, "Lighten"};
-    FloatControlK7 CutOff{this, {"CutOff", "Threshold", 20.0, 0.0, 100.0}};
-    IntegerControlK7 Rad{this, {"Rad", "Size", 3, 1, 30}};
-    FloatControlK7 Gamma{this, {"Gamma", "Boost Highlights", 1.0, 0.1, 10.0}};
-    CheckboxControlK7 DoRGB{this, {"DoRGB", "Split RGB"}};
-    IntegerControlK7 RadR{this, {"RadR", "Red Size", 3, 1, 30}};
-    IntegerControlK7 RadG{this, {"RadG", "Green Size", 3, 1, 30}};
-    IntegerControlK7 RadB{this, {"RadB", "Blue Size", 3, 1, 30}};
-    IntegerControlK7 RadA{this, {"RadA", "Alpha Size", 3, 1, 30}};
+    FloatControlK7 CutOff{
+        this,
+        {"CutOff", "Threshold", 20.0, 0.0, 100.0},
+        "Luminance from which on pixels are lightened, in percent of white; darker ones stay as they are."};
+    IntegerControlK7 Rad{this,
+                         {"Rad", "Size", 3, 1, 30},
+                         "Size of the window whose lightest value each channel takes, in pixels at full size: 3 looks "
+                         "two pixels to every side."};
+    FloatControlK7 Gamma{this,
+                         {"Gamma", "Boost Highlights", 1.0, 0.1, 10.0},
+                         "Gamma of the picture before its light parts grow: above 1 lifts the mid-tones, 1 leaves "
+                         "them, below 1 darkens them."};
+    ChannelSizeControls channels{this};
 
     LightenInfo() {
-        ghost({&Rad}, DoRGB, isOn);
-        ghost({&RadR, &RadG, &RadB, &RadA}, DoRGB, isOff);
+        ghost({&Rad}, channels.split, isOn);
         scene.inputs = {"coffee-small.png"};
         scene.settings = {{"Rad", "5"}, {"CutOff", "45"}};
     }

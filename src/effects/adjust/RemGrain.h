@@ -16,20 +16,48 @@ struct RemGrainInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Input", .required = true}};
 
     Page page{this, "RemGrain"};
-    CheckboxControlK7 Mode{this, {"Mode", "See Luminance"}};
-    CheckboxControlK7 RonMx{this, {"RonMx", "Red", true}};
-    CheckboxControlK7 GonMx{this, {"GonMx", "Green", true}};
-    CheckboxControlK7 BonMx{this, {"BonMx", "Blue", true}};
-    ListControlK7 RGBEx{this, {"RGBEx", "Luminance", 0, {"Red", "Green", "Blue"}}};
-    FloatControlK7 RBlur{this, {"RBlur", "Red Blur", 5.0, 0.0, 100.0}};
-    FloatControlK7 RSharpStr{this, {"RSharpStr", "Red Sharp", 1.0, 0.0, 100.0}};
-    FloatControlK7 GBlur{this, {"GBlur", "Green Blur", 5.0, 0.0, 100.0}};
-    FloatControlK7 GSharpStr{this, {"GSharpStr", "Green Sharp", 1.0, 0.0, 100.0}};
-    FloatControlK7 BBlur{this, {"BBlur", "Blue Blur", 5.0, 0.0, 100.0}};
-    FloatControlK7 BSharpStr{this, {"BSharpStr", "Blue Sharp", 1.0, 0.0, 100.0}};
-    CheckboxControlK7 ROI{this, {"ROI", "ROI box"}};
-    PositionControlK7 Point1{this, {"Point1", "Position 1", 0.4, 0.4}};
-    PositionControlK7 Point2{this, {"Point2", "Position 2", 0.6, 0.6}};
+    CheckboxControlK7 Mode{this, {"Mode", "See Luminance"}, "Shows what becomes of one colour, as a grey picture."};
+    CheckboxControlK7 RonMx{this, {"RonMx", "Red", true}, "Shows red, cleaned; switched off, the result has no red."};
+    CheckboxControlK7 GonMx{
+        this, {"GonMx", "Green", true}, "Shows green, cleaned; switched off, the result has no green."};
+    CheckboxControlK7 BonMx{
+        this, {"BonMx", "Blue", true}, "Shows blue, cleaned; switched off, the result has no blue."};
+    ListControlK7 RGBEx{this,
+                        {"RGBEx", "Luminance", 0, {"Red", "Green", "Blue"}},
+                        "The colour that See Luminance shows, cleaned by its own Blur and Sharp."};
+    FloatControlK7 RBlur{
+        this,
+        {"RBlur", "Red Blur", 5.0, 0.0, 100.0},
+        "Radius of the blur of red, in fortieths of a pixel at full size: 100 is 2.5 pixels, 0 leaves red as it is."};
+    FloatControlK7 RSharpStr{this,
+                             {"RSharpStr", "Red Sharp", 1.0, 0.0, 100.0},
+                             "How much of the source comes back to red at the edges of the picture, in percent of "
+                             "their strength; 0 leaves red blurred."};
+    FloatControlK7 GBlur{this,
+                         {"GBlur", "Green Blur", 5.0, 0.0, 100.0},
+                         "Radius of the blur of green, in fortieths of a pixel at full size: 100 is 2.5 pixels, 0 "
+                         "leaves green as it is."};
+    FloatControlK7 GSharpStr{this,
+                             {"GSharpStr", "Green Sharp", 1.0, 0.0, 100.0},
+                             "How much of the source comes back to green at the edges of the picture, in percent of "
+                             "their strength; 0 leaves green blurred."};
+    FloatControlK7 BBlur{
+        this,
+        {"BBlur", "Blue Blur", 5.0, 0.0, 100.0},
+        "Radius of the blur of blue, in fortieths of a pixel at full size: 100 is 2.5 pixels, 0 leaves blue as it is."};
+    FloatControlK7 BSharpStr{this,
+                             {"BSharpStr", "Blue Sharp", 1.0, 0.0, 100.0},
+                             "How much of the source comes back to blue at the edges of the picture, in percent of "
+                             "their strength; 0 leaves blue blurred."};
+    CheckboxControlK7 ROI{this,
+                          {"ROI", "ROI box"},
+                          "Cleans only the box between the two positions and leaves the picture around it as it is."};
+    PositionControlK7 Point1{this,
+                             {"Point1", "Position 1", 0.4, 0.4},
+                             "One corner of the box, as fractions of the width and height of the picture."};
+    PositionControlK7 Point2{this,
+                             {"Point2", "Position 2", 0.6, 0.6},
+                             "The corner opposite to Position 1, as fractions of the width and height of the picture."};
 
     CrosshairOverlayK7 point1Widget{this, Point1};
     CrosshairOverlayK7 point2Widget{this, Point2};

@@ -1,22 +1,26 @@
 // What Darken and Lighten share: a box minimum or maximum that is gated by the pixel's own luminance.
 #pragma once
 
-#include "Library2/Controls.h"
+#include "Library2/EffectInfo.h"
 #include "imagelib/imagelib_morphology.h"
 
 enum class Extreme { Darkest, Lightest };
 
-struct ExtremeControls {
-    const FloatControlK7& cutOff;    // percent
-    const IntegerControlK7& size;    // of all channels together
-    const CheckboxControlK7& split;  // instead: of each channel
-    const IntegerControlK7& red;
-    const IntegerControlK7& green;
-    const IntegerControlK7& blue;
-    const IntegerControlK7& alpha;
+// A window of its own for each channel, instead of one for all.
+struct ChannelSizeControls {
+    explicit ChannelSizeControls(EffectInfo* owner);
+
+    CheckboxControlK7 split;
+    IntegerControlK7 red, green, blue, alpha;
 };
 
 // The window of a size parameter: 2 * size - 1 rows at full scale, and as many columns as look square.
 WindowSize extremeWindow(int size, const K7Image& output);
 
+// The threshold in percent; `size` counts where the channels are not split.
+struct ExtremeControls {
+    const FloatControlK7& cutOff;
+    const IntegerControlK7& size;
+    const ChannelSizeControls& channels;
+};
 void spreadExtreme(Extreme extreme, const ExtremeControls& controls, const K7Image* input, K7Image* output);

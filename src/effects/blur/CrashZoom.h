@@ -17,20 +17,43 @@ struct CrashZoomInfo : EffectInfo {
     ClipRecord object{this, {.name = "Object", .label = "Objects Clip"}};
 
     Page page{this, "CrashZoom"};
-    FloatControlK7 Speed{this, {"Speed", "Speed", 10.0, -200.0, 100.0}};
-    PositionControlK7 Centre{this, {"Centre", "Centre", 0.5, 0.5}};
-    ListControlK7 UseObject{this,
-                            {"UseObject",
-                             "Shape",
-                             0,
-                             {"Circle", "Object Image", "3 sides", "4 sides", "5 sides", "6 sides", "7 sides",
-                              "8 sides", "9 sides", "10 sides"}}};
-    SizeControlK7 Radius{this, {"Radius", "Clear Radius", 0.2, 0.0, 3.0}};
-    AngleControlK7 Rotation{this, {"Rotation", "Rotate Shape", 0.0, -360.0, 360.0}};
-    FloatControlK7 SoftRadius{this, {"SoftRadius", "Soft Radius", 3.0, 0.0, 20.0}};
-    FloatControlK7 Threshold{this, {"Threshold", "Object Threshold", 0.5, 0.0, 1.0}};
-    CheckboxControlK7 InvertMask{this, {"InvertMask", "Invert Image"}};
-    ListControlK7 Samp{this, {"Samp", "Sample", 0, {"1 Sample", "4 Samples", "16 Samples", "64 Samples"}}};
+    FloatControlK7 Speed{this,
+                         {"Speed", "Speed", 10.0, -200.0, 100.0},
+                         "Length of the streaks, in percent of the distance from the clear shape: 0 leaves the picture "
+                         "as it is, below 0 they run outwards."};
+    PositionControlK7 Centre{
+        this,
+        {"Centre", "Centre", 0.5, 0.5},
+        "Point that the streaks run towards, as fractions of the width and height of the picture."};
+    ListControlK7 UseObject{
+        this,
+        {"UseObject",
+         "Shape",
+         0,
+         {"Circle", "Object Image", "3 sides", "4 sides", "5 sides", "6 sides", "7 sides", "8 sides", "9 sides",
+          "10 sides"}},
+        "What stays clear around the centre: a circle, a polygon, or the bright parts of the object clip."};
+    SizeControlK7 Radius{this,
+                         {"Radius", "Clear Radius", 0.2, 0.0, 3.0},
+                         "Radius of the clear shape, in half widths of the picture; 0 streaks right up to the centre."};
+    AngleControlK7 Rotation{this,
+                            {"Rotation", "Rotate Shape", 0.0, -360.0, 360.0},
+                            "How far the polygon is turned clockwise about the centre, in degrees."};
+    FloatControlK7 SoftRadius{this,
+                              {"SoftRadius", "Soft Radius", 3.0, 0.0, 20.0},
+                              "Distance from the clear shape over which the blur comes to full strength, in pixels at "
+                              "full size; less than 1 counts as 1."};
+    FloatControlK7 Threshold{this,
+                             {"Threshold", "Object Threshold", 0.5, 0.0, 1.0},
+                             "Luminance of the object clip above which it shortens the streaks and below which it "
+                             "lengthens them; 1 is white."};
+    CheckboxControlK7 InvertMask{this,
+                                 {"InvertMask", "Invert Image"},
+                                 "Inverts the colours of the object clip, so that its dark parts stay clear."};
+    ListControlK7 Samp{this,
+                       {"Samp", "Sample", 0, {"1 Sample", "4 Samples", "16 Samples", "64 Samples"}},
+                       "How finely streaks are sampled, from one step for each pixel of their length to four: finer is "
+                       "smoother and slower."};
 
     CrosshairOverlayK7 centreWidget{this, Centre};
     CircleOverlayK7 radiusWidget{this, Centre, Radius};

@@ -20,16 +20,39 @@ struct SpinBlurInfo : EffectInfo {
     ClipRecord matte{this, {.name = "Input2", .label = "Matte"}};
 
     Page page{this, "SpinBlur"};
-    PositionControlK7 Centre{this, {"Centre", "Centre", 0.5, 0.5}};
-    AngleControlK7 Speed{this, {"Speed", "Speed", 10.0, -360.0, 360.0}};
-    ListControlK7 BStyle{this, {"BStyle", "Blur Style", 0, {"Overall", "Fade", "Twirl In", "Twirl Out"}}};
-    SizeControlK7 IRadius{this, {"IRadius", "Inner Radius", 0.1, 0.0, 10.0}};
-    SizeControlK7 ORadius{this, {"ORadius", "Outer Radius", 0.4, 0.0, 10.0}};
-    SizeControlK7 SRadius{this, {"SRadius", "Soft Radius", 0.1, 0.0, 0.5}};
-    FloatControlK7 Twirl{this, {"Twirl", "Twirl", 2.0, 0.0, 100.0}};
-    FloatControlK7 Blend{this, {"Blend", "Mix with Source", 0.0, 0.0, 100.0}};
-    CheckboxControlK7 DoMatte{this, {"DoMatte", "Use Matte"}};
-    CheckboxControlK7 InvertMatte{this, {"InvertMatte", "Invert Matte"}};
+    PositionControlK7 Centre{this,
+                             {"Centre", "Centre", 0.5, 0.5},
+                             "Centre that the picture turns about, as fractions of its width and height."};
+    AngleControlK7 Speed{this,
+                         {"Speed", "Speed", 10.0, -360.0, 360.0},
+                         "Angle that the picture turns through while the shutter is open, in degrees from -270 to 359: "
+                         "above 0 it smears anticlockwise."};
+    ListControlK7 BStyle{this,
+                         {"BStyle", "Blur Style", 0, {"Overall", "Fade", "Twirl In", "Twirl Out"}},
+                         "Where the picture turns: all of it alike, a ring, more with the distance from the centre "
+                         "(Twirl In) or less with it (Twirl Out)."};
+    SizeControlK7 IRadius{
+        this, {"IRadius", "Inner Radius", 0.1, 0.0, 10.0}, "Inner radius of the ring, in half widths of the picture."};
+    SizeControlK7 ORadius{
+        this, {"ORadius", "Outer Radius", 0.4, 0.0, 10.0}, "Outer radius of the ring, in half widths of the picture."};
+    SizeControlK7 SRadius{this,
+                          {"SRadius", "Soft Radius", 0.1, 0.0, 0.5},
+                          "Breadth of the soft edges of the ring, as a fraction of the breadth of the ring: at 0.5 "
+                          "they meet in its middle."};
+    FloatControlK7 Twirl{this,
+                         {"Twirl", "Twirl", 2.0, 0.0, 100.0},
+                         "How steeply the blur changes with the distance from the centre, as the exponent of a power; "
+                         "0 is the same everywhere."};
+    FloatControlK7 Blend{this,
+                         {"Blend", "Mix with Source", 0.0, 0.0, 100.0},
+                         "How much of the source is mixed back in, in percent: 100 shows the source alone."};
+    CheckboxControlK7 DoMatte{this,
+                              {"DoMatte", "Use Matte"},
+                              "Scales the angle by the luminance of the matte: black stays clear, white turns fully."};
+    CheckboxControlK7 InvertMatte{
+        this,
+        {"InvertMatte", "Invert Matte"},
+        "Takes the matte the other way round, so that white stays clear and black turns fully."};
 
     CrosshairOverlayK7 centreWidget{this, Centre};
     CircleOverlayK7 innerWidget{this, Centre, IRadius};

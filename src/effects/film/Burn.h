@@ -19,24 +19,50 @@ struct BurnInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Input Clip", .shortLabel = "Film", .required = true}};
 
     Page page{this, "Burn"};
-    CheckboxControlK7 Burn{this, {"Burn", "Burn", true}};
-    IntegerControlK7 Starts{this, {"Starts", "Burn Starts", 10, 2, 2000}};
-    IntegerControlK7 Duration{this, {"Duration", "Burn Duration", 10, 1, 200}};
+    CheckboxControlK7 Burn{
+        this, {"Burn", "Burn", true}, "Lets the film burn; switched off, only the film look is applied."};
+    IntegerControlK7 Starts{this, {"Starts", "Burn Starts", 10, 2, 2000}, "Frame at which the hole begins to open."};
+    IntegerControlK7 Duration{this,
+                              {"Duration", "Burn Duration", 10, 1, 200},
+                              "How long the burn takes until nothing of the picture is left, in frames."};
     ListControlK7 Direction{this,
-                            {"Direction", "Direction", 0, {"Bottom Left", "Bottom Right", "Top Right", "Top Left"}}};
-    ListControlK7 BurnTo{this, {"BurnTo", "Burn", 1, {"To Black", "To White"}}};
+                            {"Direction", "Direction", 0, {"Bottom Left", "Bottom Right", "Top Right", "Top Left"}},
+                            "Corner of the picture where the burn starts."};
+    ListControlK7 BurnTo{this,
+                         {"BurnTo", "Burn", 1, {"To Black", "To White"}},
+                         "What shows where the film is gone: darkness, or the white light of the lamp."};
 
     Page look{this, "Film Look"};
-    FloatControlK7 Contrast{this, {"Contrast", "Lift", 0.0, -100.0, 100.0}};
-    FloatControlK7 Brightness{this, {"Brightness", "Brightness", 100.0, 0.0, 500.0}};
-    ListControlK7 FilmType{this, {"FilmType", "Film", 0, {"Colour", "Black+White", "Tinted"}}};
-    FloatControlK7 Red{this, {"Red", "Red", 100.0, 0.0, 200.0}};
-    FloatControlK7 Green{this, {"Green", "Green", 100.0, 0.0, 200.0}};
-    FloatControlK7 Blue{this, {"Blue", "Blue", 100.0, 0.0, 200.0}};
-    FloatControlK7 Colour{this, {"Colour", "Saturation", 100.0, 0.0, 200.0}};
-    FloatControlK7 Tred{this, {"Tred", "Tint Red", 115.0, 0.0, 200.0}};
-    FloatControlK7 Tgreen{this, {"Tgreen", "Tint Green", 105.0, 0.0, 200.0}};
-    FloatControlK7 Tblue{this, {"Tblue", "Tint Blue", 100.0, 0.0, 200.0}};
+    FloatControlK7 Contrast{
+        this,
+        {"Contrast", "Lift", 0.0, -100.0, 100.0},
+        "Added to the channels after Brightness, in percent of white: below 0 darkens, 0 changes nothing."};
+    FloatControlK7 Brightness{this,
+                              {"Brightness", "Brightness", 100.0, 0.0, 500.0},
+                              "Gain of the channels, in percent: 100 changes nothing, 0 is black."};
+    ListControlK7 FilmType{
+        this,
+        {"FilmType", "Film", 0, {"Colour", "Black+White", "Tinted"}},
+        "Stock that the clip is graded as: colour, black and white made from the red channel, or tinted grey."};
+    FloatControlK7 Red{
+        this, {"Red", "Red", 100.0, 0.0, 200.0}, "Strength of red on colour film, in percent: 100 changes nothing."};
+    FloatControlK7 Green{this,
+                         {"Green", "Green", 100.0, 0.0, 200.0},
+                         "Strength of green on colour film, in percent: 100 changes nothing."};
+    FloatControlK7 Blue{
+        this, {"Blue", "Blue", 100.0, 0.0, 200.0}, "Strength of blue on colour film, in percent: 100 changes nothing."};
+    FloatControlK7 Colour{this,
+                          {"Colour", "Saturation", 100.0, 0.0, 200.0},
+                          "Saturation of colour film, in percent: 0 is grey, 100 changes nothing."};
+    FloatControlK7 Tred{this,
+                        {"Tred", "Tint Red", 115.0, 0.0, 200.0},
+                        "Strength of red in the tint of tinted film, in percent of the grey picture."};
+    FloatControlK7 Tgreen{this,
+                          {"Tgreen", "Tint Green", 105.0, 0.0, 200.0},
+                          "Strength of green in the tint of tinted film, in percent of the grey picture."};
+    FloatControlK7 Tblue{this,
+                         {"Tblue", "Tint Blue", 100.0, 0.0, 200.0},
+                         "Strength of blue in the tint of tinted film, in percent of the grey picture."};
 
     BurnInfo() {
         ghost({&Starts, &Duration, &Direction, &BurnTo}, Burn, isOff);

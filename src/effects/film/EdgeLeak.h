@@ -39,18 +39,48 @@ struct EdgeLeakInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Input", .shortLabel = "Film", .required = true}};
 
     Page page{this, "EdgeLeak"};
-    CheckboxControlK7 Modulate{this, {"Modulate", "Use Alpha"}};
-    FloatControlK7 RedSoftE{this, {"RedSoftE", "Red Soft", 20.0, 0.0, 100.0}};
-    FloatControlK7 YellowSoftE{this, {"YellowSoftE", "Yellow Soft", 20.0, 0.0, 100.0}};
-    FloatControlK7 WhiteSoftE{this, {"WhiteSoftE", "White Soft", 20.0, 0.0, 100.0}};
-    FloatControlK7 FogE{this, {"FogE", "Fog", 20.0, 0.0, 100.0}};
-    CheckboxControlK7 NegEdgeON{this, {"NegEdgeON", "Negative"}};
-    FloatControlK7 RedXE{this, {"RedXE", "Red X", 0.5, -1.0, 2.0}};
-    FloatControlK7 YellowXE{this, {"YellowXE", "Yellow X", 0.4, -1.0, 2.0}};
-    FloatControlK7 WhiteXE{this, {"WhiteXE", "White X", 0.3, -1.0, 2.0}};
-    FloatControlK7 ThickE{this, {"ThickE", "Thickness", 10.0, 0.0, 100.0}};
-    FloatControlK7 WobbleE{this, {"WobbleE", "Wobbliness", 100.0, 0.0, 200.0}};
-    ListControlK7 DirE{this, {"DirE", "Dir", 0, {"Left->Right", "Right->Left"}}};
+    CheckboxControlK7 Modulate{
+        this, {"Modulate", "Use Alpha"}, "Lets light fall only where the picture has alpha, and in proportion to it."};
+    FloatControlK7 RedSoftE{this,
+                            {"RedSoftE", "Red Soft", 20.0, 0.0, 100.0},
+                            "Distance from its border over which the red light comes to full strength, in percent of "
+                            "the width of the picture."};
+    FloatControlK7 YellowSoftE{this,
+                               {"YellowSoftE", "Yellow Soft", 20.0, 0.0, 100.0},
+                               "Distance from its border over which the yellow light comes to full strength, in "
+                               "percent of the width of the picture."};
+    FloatControlK7 WhiteSoftE{this,
+                              {"WhiteSoftE", "White Soft", 20.0, 0.0, 100.0},
+                              "Distance from its border over which the white light comes to full strength, in percent "
+                              "of the width of the picture."};
+    FloatControlK7 FogE{this,
+                        {"FogE", "Fog", 20.0, 0.0, 100.0},
+                        "Strength of the light as a veil that does not depend on what is below it, in percent."};
+    CheckboxControlK7 NegEdgeON{
+        this, {"NegEdgeON", "Negative"}, "Darkens where the light would brighten, as on a negative."};
+    FloatControlK7 RedXE{
+        this,
+        {"RedXE", "Red X", 0.5, -1.0, 2.0},
+        "How far across the picture the border of the red light lies: 0 is the left edge, 1 the right one."};
+    FloatControlK7 YellowXE{
+        this,
+        {"YellowXE", "Yellow X", 0.4, -1.0, 2.0},
+        "How far across the picture the border of the yellow light lies: 0 is the left edge, 1 the right one."};
+    FloatControlK7 WhiteXE{
+        this,
+        {"WhiteXE", "White X", 0.3, -1.0, 2.0},
+        "How far across the picture the border of the white light lies: 0 is the left edge, 1 the right one."};
+    FloatControlK7 ThickE{this,
+                          {"ThickE", "Thickness", 10.0, 0.0, 100.0},
+                          "Strength of the light as further exposure, in percent: it grows with the luminance of the "
+                          "picture, so that black stays black; the borders wander farther with it."};
+    FloatControlK7 WobbleE{this,
+                           {"WobbleE", "Wobbliness", 100.0, 0.0, 200.0},
+                           "How far the borders wander from their places, in percent of Thickness percent of the width "
+                           "of the picture; 0 keeps them straight."};
+    ListControlK7 DirE{this,
+                       {"DirE", "Dir", 0, {"Left->Right", "Right->Left"}},
+                       "Side that the light comes from: it lies left of the borders, or right of them."};
 
     EdgeOverlayK7 redWidget{this, RedXE, {FULL_COLOUR, 0.0F, 0.0F, FULL_COLOUR}, 0.25};
     EdgeOverlayK7 yellowWidget{this, YellowXE, OVERLAY_YELLOW, 0.5};

@@ -18,27 +18,72 @@ struct LightLeakInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Input", .shortLabel = "Film", .required = true}};
 
     Page page{this, "LightLeak"};
-    CheckboxControlK7 Modulate{this, {"Modulate", "Use Alpha"}};
-    FloatControlK7 RedSpreadB{this, {"RedSpreadB", "Red Spread", 100.0, 0.0, 100.0}};
-    FloatControlK7 YellowSpreadB{this, {"YellowSpreadB", "Yellow Spread", 50.0, 0.0, 100.0}};
-    FloatControlK7 WhiteSpreadB{this, {"WhiteSpreadB", "White Spread", 20.0, 0.0, 100.0}};
-    FloatControlK7 FogB{this, {"FogB", "Fog", 20.0, 0.0, 100.0}};
-    CheckboxControlK7 NegBlobON{this, {"NegBlobON", "Negative"}};
-    FloatControlK7 RedSoftB{this, {"RedSoftB", "Red Soft", 40.0, 0.0, 100.0}};
-    FloatControlK7 YellowSoftB{this, {"YellowSoftB", "Yellow Soft", 60.0, 0.0, 100.0}};
-    FloatControlK7 WhiteSoftB{this, {"WhiteSoftB", "White Soft", 80.0, 0.0, 100.0}};
-    FloatControlK7 ThickB{this, {"ThickB", "Thickness", 10.0, 0.0, 1000.0}};
+    CheckboxControlK7 Modulate{
+        this, {"Modulate", "Use Alpha"}, "Lets light fall only where the picture has alpha, and in proportion to it."};
+    FloatControlK7 RedSpreadB{
+        this,
+        {"RedSpreadB", "Red Spread", 100.0, 0.0, 100.0},
+        "How far from the heart of a spot the red light begins, in percent of the radius of the spot; 0 leaves none."};
+    FloatControlK7 YellowSpreadB{this,
+                                 {"YellowSpreadB", "Yellow Spread", 50.0, 0.0, 100.0},
+                                 "How far from the heart of a spot the yellow light begins, in percent of the radius "
+                                 "of the spot; 0 leaves none."};
+    FloatControlK7 WhiteSpreadB{this,
+                                {"WhiteSpreadB", "White Spread", 20.0, 0.0, 100.0},
+                                "How far from the heart of a spot the white light begins, in percent of the radius of "
+                                "the spot; 0 leaves none."};
+    FloatControlK7 FogB{this,
+                        {"FogB", "Fog", 20.0, 0.0, 100.0},
+                        "Strength of the light as a veil that does not depend on what is below it, in percent."};
+    CheckboxControlK7 NegBlobON{
+        this, {"NegBlobON", "Negative"}, "Darkens where the light would brighten, as on a negative."};
+    FloatControlK7 RedSoftB{this,
+                            {"RedSoftB", "Red Soft", 40.0, 0.0, 100.0},
+                            "Distance over which the red light comes to full strength towards the heart of a spot, in "
+                            "percent of its radius."};
+    FloatControlK7 YellowSoftB{this,
+                               {"YellowSoftB", "Yellow Soft", 60.0, 0.0, 100.0},
+                               "Distance over which the yellow light comes to full strength towards the heart of a "
+                               "spot, in percent of its radius."};
+    FloatControlK7 WhiteSoftB{this,
+                              {"WhiteSoftB", "White Soft", 80.0, 0.0, 100.0},
+                              "Distance over which the white light comes to full strength towards the heart of a spot, "
+                              "in percent of its radius."};
+    FloatControlK7 ThickB{this,
+                          {"ThickB", "Thickness", 10.0, 0.0, 1000.0},
+                          "Strength of the light as further exposure, in percent: it grows with the luminance of the "
+                          "picture, so that black stays black."};
 
     Page pattern{this, "Light Pattern"};
-    IntegerControlK7 LightPattB{this, {"LightPattB", "Light Pattern", 650, 1, 99999}};
-    FloatControlK7 PattSizeB{this, {"PattSizeB", "Pattern Size", 50.0, 0.0, 200.0}};
-    FloatControlK7 PattVarB{this, {"PattVarB", "Pat Size Var", 100.0, 0.0, 200.0}};
-    FloatControlK7 GroupB{this, {"GroupB", "Grouping", 10.0, 0.0, 200.0}};
-    IntegerControlK7 LightSpotsB{this, {"LightSpotsB", "Light Spots", 3, 1, MOST_SPOTS}};
-    PositionControlK7 CorePosB{this, {"CorePosB", "Core Pos", 0.4, 0.4}};
-    CheckboxControlK7 AddRandB{this, {"AddRandB", "Add Randomness"}};
-    FloatControlK7 WobbleSizeB{this, {"WobbleSizeB", "Size Wobble", 10.0, 0.0, 100.0}};
-    FloatControlK7 WobbleSpotB{this, {"WobbleSpotB", "Spot Wobble", 10.0, 0.0, 100.0}};
+    IntegerControlK7 LightPattB{this,
+                                {"LightPattB", "Light Pattern", 650, 1, 99999},
+                                "Seed of the pattern: each number scatters the spots differently."};
+    FloatControlK7 PattSizeB{this,
+                             {"PattSizeB", "Pattern Size", 50.0, 0.0, 200.0},
+                             "Size of the spots, in percent: 100 makes radii of up to a quarter of the width of the "
+                             "picture, twice that with full variance."};
+    FloatControlK7 PattVarB{
+        this,
+        {"PattVarB", "Pat Size Var", 100.0, 0.0, 200.0},
+        "How much the spots differ in size, in percent: 100 lets them shrink to nothing or double."};
+    FloatControlK7 GroupB{this,
+                          {"GroupB", "Grouping", 10.0, 0.0, 200.0},
+                          "How far the spots are scattered about the core, in percent of the width and height of the "
+                          "picture; 0 puts all of them there."};
+    IntegerControlK7 LightSpotsB{this, {"LightSpotsB", "Light Spots", 3, 1, MOST_SPOTS}, "Number of spots."};
+    PositionControlK7 CorePosB{
+        this,
+        {"CorePosB", "Core Pos", 0.4, 0.4},
+        "Place that the spots are scattered about, as fractions of the width and height of the picture."};
+    CheckboxControlK7 AddRandB{
+        this, {"AddRandB", "Add Randomness"}, "Lets the spots breathe and wander from frame to frame."};
+    FloatControlK7 WobbleSizeB{this,
+                               {"WobbleSizeB", "Size Wobble", 10.0, 0.0, 100.0},
+                               "How much the radius of a spot changes with time, in percent of it."};
+    FloatControlK7 WobbleSpotB{
+        this,
+        {"WobbleSpotB", "Spot Wobble", 10.0, 0.0, 100.0},
+        "How far a spot wanders with time, in tenths of a percent of the width and height of the picture."};
 
     CrosshairOverlayK7 coreWidget{this, CorePosB};
 

@@ -17,9 +17,9 @@ constexpr int LUMINANCE = 4;
 std::unique_ptr<float[]> film_table(const InfraRedInfo& info) {
     std::unique_ptr<float[]> table(new (std::nothrow) float[4 * (FILM_ENTRIES + 1)]());
     if (!table) return nullptr;
-    const CurveOverlayK7::Controls* curves[] = {&info.redPoints, &info.greenPoints, &info.bluePoints};
+    const CurveControls* curves[] = {&info.red, &info.green, &info.blue};
     for (int c = 0; c < 3; ++c)
-        fetchedCurve(*curves[c]).tabulate(FILM_ENTRIES, [&](int i, float y) { table[4 * i + c] = y; });
+        curves[c]->curve().tabulate(FILM_ENTRIES, [&](int i, float y) { table[4 * i + c] = y; });
     std::copy_n(&table[4 * (FILM_ENTRIES - 1)], 4, &table[4 * FILM_ENTRIES]);
     return table;
 }

@@ -101,11 +101,7 @@ NightVisionInfo::NightVisionInfo() {
         RetType, [this] { ghostThickness(); }, thickness);
     rule(
         UseDef, [this] { ghostThickness(); }, thickness);
-
-    presets(Demos, {&Contrast, &Lift,     &Brightness, &Tint,        &DoDefocus, &Defocus,  &DoGrain,
-                    &LumBias,  &Grain,    &GrainSize,  &DoBlurGrain, &BlurGrain, &HiSoft,   &DoBorder,
-                    &ClearRad, &Softness, &BorderType, &Separation,  &RetType,   &RetColour},
-            NIGHT_VISION_PRESETS, PresetScope::OthersToDefaults);
+    declarePresets();
     scene.inputs = {"seeding-small.png"};
     scene.settings = {
         {"HiSoft", "12"},     {"DoGrain", "on"},     {"Grain", "5"},        {"BorderType", "Binocular"},

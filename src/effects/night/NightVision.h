@@ -7,37 +7,6 @@
 #include "Library2/PluginK7.h"
 #include "effects/engines/curves/PowerTable.h"
 
-// Contrast, lift, brightness; tint; defocus; grain: on, biased, amount, size, its defocus; highlight softness; border:
-// on, clear radius, softness, type, separation; reticle type and colour.
-inline constexpr PresetRow<25> NIGHT_VISION_PRESETS[] = {
-    // clang-format off
-    {"Type A",
-     {52, 10, 185, .261723, .781262, .347662, 0, 5, 0, 0, 3, 1, 0, 10, 50,
-      1, .805, 62, 0, .256, 0, .499992, .499992, .499992, 1}},
-    {"Type B",
-     {60, 10, 160, .35, .85, .45, 0, 5, 1, 0, 6, 1, 0, 10, 50,
-      1, .56, 62, 1, .6, 0, .499992, .499992, .499992, 1}},
-    {"Type C",
-     {52, 10, 185, .2, .95, .55, 0, 5, 1, 0, 5, 2, 0, 10, 20,
-      1, .805, 40, 0, .256, 0, .499992, .499992, .499992, 1}},
-    {"Type D",
-     {70, 10, 150, .75, .85, 1, 0, 5, 1, 0, 4, 1, 0, 10, 50,
-      1, .805, 62, 0, .256, 0, .499992, .499992, .499992, 1}},
-    {"Type E",
-     {55, 10, 170, 1, .65, .15, 1, 2, 0, 0, 3, 1, 0, 10, 50,
-      1, .805, 62, 0, .256, 0, .499992, .499992, .499992, 1}},
-    {"Type F",
-     {52, 10, 185, .261723, .781262, .347662, 0, 5, 0, 0, 3, 1, 0, 10, 50,
-      1, .805, 62, 0, .256, 1, .9, .12, .05, 1}},
-    {"Type G",
-     {52, 10, 185, .261723, .781262, .347662, 0, 5, 1, 1, 12, 1, 1, 1.5, 50,
-      0, .805, 62, 0, .256, 0, .499992, .499992, .499992, 1}},
-    {"Type H",
-     {110, 0, 320, .15, .7, .25, 0, 5, 1, 1, 6, 2, 0, 10, 50,
-      1, .56, 62, 1, .6, 3, .02, .02, .02, 1}},
-    // clang-format on
-};
-
 struct NightVisionInfo : EffectInfo {
     static constexpr EffectTraits traits{
         .name = "NightVision",
@@ -50,46 +19,100 @@ struct NightVisionInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Input", .required = true}};
 
     Page page{this, "NightVision"};
-    ListControlK7 Demos{this, {"Demos", "Type", 0, presetNames(NIGHT_VISION_PRESETS)}};
-    FloatControlK7 Contrast{this, {"Contrast", "Contrast", 52.0, 0.0, 500.0}};
-    FloatControlK7 Lift{this, {"Lift", "Lift", 10.0, -100.0, 100.0}};
-    FloatControlK7 Brightness{this, {"Brightness", "Brightness", 185.0, 0.0, 500.0}};
-    ColourControlK7 Tint{this, {"Tint", "Tint", 0.261723f, 0.781262f, 0.347662f}};
-    CheckboxControlK7 DoDefocus{this, {"DoDefocus", "Do Defocus"}};
-    FloatControlK7 Defocus{this, {"Defocus", "Defocus", 5.0, 0.0, 100.0}};
+    PresetChoiceK7 Demos{this,
+                         {"Demos", "Type"},
+                         "Model of the tube: sets its response, tint, defocus, grain, highlights, border and reticle."};
+    FloatControlK7 Contrast{
+        this,
+        {"Contrast", "Contrast", 52.0, 0.0, 500.0},
+        "Gamma of the response of the tube, in percent: 100 is linear, less darkens the mid-tones, more lifts them."};
+    FloatControlK7 Lift{this,
+                        {"Lift", "Lift", 10.0, -100.0, 100.0},
+                        "Added to the picture after Brightness, in percent of white: below 0 darkens."};
+    FloatControlK7 Brightness{this,
+                              {"Brightness", "Brightness", 185.0, 0.0, 500.0},
+                              "Gain of the tube after its response, in percent: 100 changes nothing."};
+    ColourControlK7 Tint{this,
+                         {"Tint", "Tint", 0.261723f, 0.781262f, 0.347662f},
+                         "Colour of the phosphor: what is white becomes this colour."};
+    CheckboxControlK7 DoDefocus{this, {"DoDefocus", "Do Defocus"}, "Puts the whole picture out of focus."};
+    FloatControlK7 Defocus{
+        this, {"Defocus", "Defocus", 5.0, 0.0, 100.0}, "Radius of the defocus, in pixels at full size."};
 
     Page grainPage{this, "Grain"};
-    CheckboxControlK7 DoGrain{this, {"DoGrain", "Add Grain"}};
-    CheckboxControlK7 LumBias{this, {"LumBias", "Luminance Bias"}};
-    FloatControlK7 Grain{this, {"Grain", "Grain Amt", 3.0, 0.0, 100.0}};
-    IntegerControlK7 GrainSize{this, {"GrainSize", "Grain Size", 1, 1, 10}};
-    CheckboxControlK7 DoBlurGrain{this, {"DoBlurGrain", "Do Grain Defocus"}};
-    FloatControlK7 BlurGrain{this, {"BlurGrain", "Grain Defocus", 10.0, 0.0, 20.0}};
+    CheckboxControlK7 DoGrain{this, {"DoGrain", "Add Grain"}, "Adds grain that changes with every frame."};
+    CheckboxControlK7 LumBias{this,
+                              {"LumBias", "Luminance Bias"},
+                              "Lets the grain show most where the picture is dark and not at all where it is white."};
+    FloatControlK7 Grain{
+        this,
+        {"Grain", "Grain Amt", 3.0, 0.0, 100.0},
+        "Strength of the grain: a grain changes the picture by at most twice this many percent of white."};
+    IntegerControlK7 GrainSize{this, {"GrainSize", "Grain Size", 1, 1, 10}, "Width and height of a grain, in pixels."};
+    CheckboxControlK7 DoBlurGrain{this, {"DoBlurGrain", "Do Grain Defocus"}, "Puts the grain out of focus."};
+    FloatControlK7 BlurGrain{this,
+                             {"BlurGrain", "Grain Defocus", 10.0, 0.0, 20.0},
+                             "Radius of the defocus of the grain, in pixels at full size."};
 
     Page highlightPage{this, "Highlights"};
-    CheckboxControlK7 DoHi{this, {"DoHi", "Do Highlight", true}};
-    FloatControlK7 Range{this, {"Range", "Range", 90.0, 0.0, 100.0}};
-    FloatControlK7 HiSoft{this, {"HiSoft", "Softness", 50.0, 0.0, 100.0}};
-    FloatControlK7 HiBoost{this, {"HiBoost", "Highlight Boost", 500.0, 0.0, 1000.0}};
+    CheckboxControlK7 DoHi{this, {"DoHi", "Do Highlight", true}, "Lets highlights bloom over their surroundings."};
+    FloatControlK7 Range{this,
+                         {"Range", "Range", 90.0, 0.0, 100.0},
+                         "Luminance of the source above which a pixel is a highlight, in percent of white."};
+    FloatControlK7 HiSoft{
+        this, {"HiSoft", "Softness", 50.0, 0.0, 100.0}, "Radius of the bloom, in pixels at full size."};
+    FloatControlK7 HiBoost{this,
+                           {"HiBoost", "Highlight Boost", 500.0, 0.0, 1000.0},
+                           "Strength of the bloom, in percent of the blurred highlights; 0 adds none."};
 
     Page borderPage{this, "Border"};
-    CheckboxControlK7 DoBorder{this, {"DoBorder", "Do Border", true}};
-    SizeControlK7 ClearRad{this, {"ClearRad", "Clear Radius", 0.805, 0.01, 2.0}};
-    FloatControlK7 Softness{this, {"Softness", "Edge Softness", 62.0, 0.1, 100.0}};
-    ListControlK7 BorderType{this, {"BorderType", "Border Type", 0, {"Monocular", "Binocular"}}};
-    SizeControlK7 Separation{this, {"Separation", "Separation", 0.256, 0.1, 2.0}};
+    CheckboxControlK7 DoBorder{
+        this, {"DoBorder", "Do Border", true}, "Darkens the picture towards the rim of one or two round eyepieces."};
+    SizeControlK7 ClearRad{this,
+                           {"ClearRad", "Clear Radius", 0.805, 0.01, 2.0},
+                           "Radius of an eyepiece, beyond which all is black, in half widths of the picture."};
+    FloatControlK7 Softness{this,
+                            {"Softness", "Edge Softness", 62.0, 0.1, 100.0},
+                            "How gradually the picture darkens towards the rim: near 0 just before it, at 98 from the "
+                            "centre on; 100 is all black."};
+    ListControlK7 BorderType{this,
+                             {"BorderType", "Border Type", 0, {"Monocular", "Binocular"}},
+                             "One eyepiece in the middle, or two side by side."};
+    SizeControlK7 Separation{this,
+                             {"Separation", "Separation", 0.256, 0.1, 2.0},
+                             "Distance between the centres of the two eyepieces, in half widths of the picture."};
 
     Page reticlePage{this, "Reticle"};
-    PositionControlK7 RetPos{this, {"RetPos", "Position", 0.5, 0.5}};
+    PositionControlK7 RetPos{
+        this,
+        {"RetPos", "Position", 0.5, 0.5},
+        "Place of the middle of the reticle, as fractions of the width and height of the picture."};
     ListControlK7 RetType{this,
-                          {"RetType", "Reticle Type", 0, {"None", "Type 1", "Type 2", "Type 3", "Type 4", "Type 5"}}};
-    SizeControlK7 RetSize{this, {"RetSize", "Size", 0.6, 0.01, 2.0}};
-    ColourControlK7 RetColour{
-        this, {"RetColour", "Colour", 0.499992f, 0.499992f, 0.499992f, 1.0f}, "", ColourControlK7::Components::RGBA};
-    CheckboxControlK7 UseDef{this, {"UseDef", "Use Default Thickness", true}};
-    FloatControlK7 RetThick1{this, {"RetThick1", "Thickness 1", 2.0, 0.1, 100.0}};
-    FloatControlK7 RetThick2{this, {"RetThick2", "Thickness 2", 6.0, 0.1, 100.0}};
-    FloatControlK7 RetThick3{this, {"RetThick3", "Thickness 3", 8.0, 0.1, 100.0}};
+                          {"RetType", "Reticle Type", 0, {"None", "Type 1", "Type 2", "Type 3", "Type 4", "Type 5"}},
+                          "Drawing laid over the picture: cross with a gap, circle with posts, graduated cross, "
+                          "chevron over a post, or corners with a dot."};
+    SizeControlK7 RetSize{this,
+                          {"RetSize", "Size", 0.6, 0.01, 2.0},
+                          "How far the reticle reaches from its middle, in half widths of the picture."};
+    ColourControlK7 RetColour{this,
+                              {"RetColour", "Colour", 0.499992f, 0.499992f, 0.499992f, 1.0f},
+                              "Colour of the reticle; its alpha is the opacity.",
+                              ColourControlK7::Components::RGBA};
+    CheckboxControlK7 UseDef{this,
+                             {"UseDef", "Use Default Thickness", true},
+                             "Draws lines of 2, 6 and 8 pixels in a picture 1920 pixels wide, and in proportion in "
+                             "others, instead of the three thicknesses."};
+    FloatControlK7 RetThick1{this,
+                             {"RetThick1", "Thickness 1", 2.0, 0.1, 100.0},
+                             "Thickness of the thin lines of reticles 1, 2 and 3, in pixels at full size."};
+    FloatControlK7 RetThick2{
+        this,
+        {"RetThick2", "Thickness 2", 6.0, 0.1, 100.0},
+        "Thickness of the posts of reticle 2, the chevron of 4 and the corners of 5, in pixels at full size."};
+    FloatControlK7 RetThick3{
+        this,
+        {"RetThick3", "Thickness 3", 8.0, 0.1, 100.0},
+        "Thickness of the marks of reticle 3 and the post of 4, and radius of the dot of 5, in pixels at full size."};
 
     CrosshairOverlayK7 reticleWidget{this, RetPos};
     CircleOverlayK7 reticleSizeWidget{this, RetPos, RetSize};
@@ -97,6 +120,7 @@ struct NightVisionInfo : EffectInfo {
     NightVisionInfo();
 
   private:
+    void declarePresets();
     void ghostSeparation();
     void ghostThickness();
 };

@@ -51,13 +51,13 @@ std::unique_ptr<float[]> Thermo::palette() const {
     std::unique_ptr<float[]> table(new (std::nothrow) float[4 * PALETTE_ENTRIES]());
     if (!table) return nullptr;
     std::array<float, COLDNESS_ENTRIES> coldness;
-    std::array<float, INTENSITY_ENTRIES> intensity;
-    fetchedCurve(temperaturePoints).tabulate(COLDNESS_ENTRIES, [&](std::size_t i, float y) { coldness[i] = 1.0f - y; });
-    fetchedCurve(intensityPoints).tabulate(INTENSITY_ENTRIES, [&](std::size_t i, float y) { intensity[i] = y; });
+    std::array<float, INTENSITY_ENTRIES> brightness;
+    temperature.curve().tabulate(COLDNESS_ENTRIES, [&](std::size_t i, float y) { coldness[i] = 1.0f - y; });
+    intensity.curve().tabulate(INTENSITY_ENTRIES, [&](std::size_t i, float y) { brightness[i] = y; });
     for (int i = 0; i < PALETTE_ENTRIES; ++i) {
         const float g = m_gamma.entries()[i];
         const double cold = double(coldness[static_cast<std::size_t>(g * (COLDNESS_ENTRIES - 1))]);
-        const double value = double(intensity[static_cast<std::size_t>(g * (INTENSITY_ENTRIES - 1))]);
+        const double value = double(brightness[static_cast<std::size_t>(g * (INTENSITY_ENTRIES - 1))]);
         put_colour(COLDEST_HUE * cold, value, &table[4 * i]);
     }
     return table;

@@ -14,12 +14,23 @@ struct FacetInfo : EffectInfo {
     ClipRecord matte{this, {.name = "Input2", .label = "Matte"}};
 
     Page page{this, "Facet"};
-    CheckboxControlK7 DoSync{this, {"DoSync", "Lock Radius", true}};
-    IntegerControlK7 XRad{this, {"XRad", "Radius X", 1, 1, 30}};
-    IntegerControlK7 YRad{this, {"YRad", "Radius Y", 1, 1, 30}};
-    CheckboxControlK7 DoMask{this, {"DoMask", "Use Mask"}};
-    CheckboxControlK7 InvertMask{this, {"InvertMask", "Invert Mask"}};
-    CheckboxControlK7 DoComp{this, {"DoComp", "Composite"}};
+    CheckboxControlK7 DoSync{this,
+                             {"DoSync", "Lock Radius", true},
+                             "Makes the window as high as it is wide, allowing for the shape of the pixels."};
+    IntegerControlK7 XRad{this,
+                          {"XRad", "Radius X", 1, 1, 30},
+                          "Width of the window whose most frequent value each channel takes, in pixels at full size; "
+                          "windows are odd and at least 3 wide."};
+    IntegerControlK7 YRad{this,
+                          {"YRad", "Radius Y", 1, 1, 30},
+                          "Height of the window, in pixels at full size; windows are odd and at least 3 high."};
+    CheckboxControlK7 DoMask{this,
+                             {"DoMask", "Use Mask"},
+                             "Mixes the facets into the source by the luminance of the matte: black keeps the source."};
+    CheckboxControlK7 InvertMask{
+        this, {"InvertMask", "Invert Mask"}, "Takes the matte the other way round, so that white keeps the source."};
+    CheckboxControlK7 DoComp{
+        this, {"DoComp", "Composite"}, "Lays the result over the source with the luminance of the matte as its alpha."};
 
     FacetInfo() {
         ghost({&YRad}, DoSync, isOn);

@@ -27,20 +27,44 @@ struct TrailAverageInfo : EffectInfo {
     enum Style : int { Straight = 1, StaggerRGB, BoostBright };
 
     Page page{this, "TrailAverage"};
-    FloatControlK7 ReStartSecret{this, {"ReStartSecret", "ReStartSecret", 0.0, 0.0, 10000.0, {.secret = true}}};
-    CheckboxControlK7 MatteShuffle{this, {"MatteShuffle", "Use Matte Clip"}};
-    CheckboxControlK7 MattePreMultiply{this, {"MattePreMultiply", "Matte PreMultiply"}};
-    ListControlK7 DoStyle{this, {"DoStyle", "Style", 0, {"Straight", "StaggerRGB", "BoostBright"}}};
-    IntegerControlK7 Endurance{this, {"Endurance", "Endurance", 10, 2, 100}};
-    IntegerControlK7 EnduranceR{this, {"EnduranceR", "EnduranceRed", 10, 2, 100}};
-    IntegerControlK7 EnduranceG{this, {"EnduranceG", "EnduranceGreen", 30, 2, 100}};
-    IntegerControlK7 EnduranceB{this, {"EnduranceB", "EnduranceBlue", 50, 2, 100}};
-    FloatControlK7 LumBoost{this, {"LumBoost", "Bright Emphasis", 50.0, 1.0, 100.0}};
-    CheckboxControlK7 DoBlur{this, {"DoBlur", "Do Blur"}};
-    FloatControlK7 Blur{this, {"Blur", "Blurring", 1.0, 0.0, 10.0}};
-    CheckboxControlK7 DoComp{this, {"DoComp", "Composite"}};
-    CheckboxControlK7 PreMultiply{this, {"PreMultiply", "Pre Multiplied"}};
-    ButtonControlK7 Restart{this, {"Restart", "Restart"}};
+    FloatControlK7 ReStartSecret{
+        this,
+        {"ReStartSecret", "ReStartSecret", 0.0, 0.0, 10000.0, {.secret = true}},
+        "Counts how often Restart was pressed, so that the trail begins anew wherever the host renders; hidden."};
+    CheckboxControlK7 MatteShuffle{this,
+                                   {"MatteShuffle", "Use Matte Clip"},
+                                   "Takes the alpha of every frame from the red channel of the matte clip."};
+    CheckboxControlK7 MattePreMultiply{this,
+                                       {"MattePreMultiply", "Matte PreMultiply"},
+                                       "Takes the alpha from the matte clip as well, and multiplies the colours of "
+                                       "every frame by it before they are averaged."};
+    ListControlK7 DoStyle{this,
+                          {"DoStyle", "Style", 0, {"Straight", "StaggerRGB", "BoostBright"}},
+                          "How frames are averaged: as they are, red, green and blue over different numbers of frames, "
+                          "or bright ones above all."};
+    IntegerControlK7 Endurance{this, {"Endurance", "Endurance", 10, 2, 100}, "How many frames are averaged."};
+    IntegerControlK7 EnduranceR{
+        this, {"EnduranceR", "EnduranceRed", 10, 2, 100}, "How many frames of red StaggerRGB averages."};
+    IntegerControlK7 EnduranceG{
+        this, {"EnduranceG", "EnduranceGreen", 30, 2, 100}, "How many frames of green StaggerRGB averages."};
+    IntegerControlK7 EnduranceB{
+        this, {"EnduranceB", "EnduranceBlue", 50, 2, 100}, "How many frames of blue StaggerRGB averages."};
+    FloatControlK7 LumBoost{this,
+                            {"LumBoost", "Bright Emphasis", 50.0, 1.0, 100.0},
+                            "How far bright frames outweigh dark ones in BoostBright; 1 weighs them alike."};
+    CheckboxControlK7 DoBlur{this, {"DoBlur", "Do Blur"}, "Blurs the trail."};
+    FloatControlK7 Blur{
+        this, {"Blur", "Blurring", 1.0, 0.0, 10.0}, "Radius of that blur, in pixels at full size; 0 is none."};
+    CheckboxControlK7 DoComp{
+        this,
+        {"DoComp", "Composite"},
+        "Lays the trail over the background clip, or over the input where no background is connected."};
+    CheckboxControlK7 PreMultiply{
+        this,
+        {"PreMultiply", "Pre Multiplied"},
+        "Says that the colours of the trail are already multiplied by its alpha when it is laid over the background."};
+    ButtonControlK7 Restart{
+        this, {"Restart", "Restart"}, "Begins the trail anew with the next frame that is rendered."};
 
     TrailAverageInfo() {
         ghost({&Endurance}, DoStyle, is(StaggerRGB));

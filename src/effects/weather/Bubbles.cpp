@@ -36,7 +36,6 @@ void Bubbles::readOwn(BubblesMotion& motion, BubblesLook& look) {
             motion.size = 0.5f * size, motion.size_spread = spread;
     }
     motion.rise = GrowthMode.value == VariableGrowth ? 1.5f * 0.025f : 0;
-    motion.tint.set(BubbleColour, ColourVar, MonoVar);
     motion.burst_probability = share(BurstProbability);
     motion.afterlife = Afterlife.value > 0 ? std::min(value(Afterlife), LONGEST_AFTERLIFE) : 0;
     motion.bursts = BubblesBurst.value;
@@ -44,17 +43,17 @@ void Bubbles::readOwn(BubblesMotion& motion, BubblesLook& look) {
     motion.birth_matte = UseBirthMatte.value;
 
     look.opacity = value(Opacity) * 0.01f;
-    look.shutter = std::clamp(share(ShutterTime), 0.0f, 10.0f);
+    look.shutter = particles::read_shutter(start);
     look.time_to_full_size = std::max(value(TimeMaxSize), 1.0f);
     look.growth = GrowthMode.value;
-    look.light = DoLight.value && LightInten.value > 0;
-    look.light_level = share(LightInten);
-    look.least_level = share(MinBright);
-    look.light_height = value(LightZ) * f.width;
-    look.tightness = value(GlistenTight);
-    look.exponent = value(Highlight);
-    read_colour(LightColour, look.light_colour);
-    look.beam.set(f, LightSource.x, LightSource.y, LightTarget.x, LightTarget.y, LightSpread.value);
+    look.light = light.beam.on.value && light.intensity.value > 0;
+    look.light_level = share(light.intensity);
+    look.least_level = share(light.least);
+    look.light_height = value(*light.height) * f.width;
+    look.tightness = value(light.tightness);
+    look.exponent = value(*light.highlight);
+    read_colour(light.colour, look.light_colour);
+    look.beam = particles::read_beam(f, light.beam, light.spread);
     look.droplets = share(BurstQuantity);
     look.scatter = std::clamp(value(BurstExtent) / f.unit_scale, 0.0f, 1000.0f);
     look.mirror = DoReflections.value ? share(RefIntensity) : 0;
@@ -149,7 +148,7 @@ float Bubbles::radiusOf(const BubblesParticle& p) const {
 }
 
 // The skin brightens in the beam; the highlight is where a mirror would show the light.
-void Bubbles::light(const BubblesParticle& p, Bubble& bubble) {
+void Bubbles::lightUp(const BubblesParticle& p, Bubble& bubble) {
     const BubblesLook& l = look();
     if (!l.light) return;
     const float c = l.beam.cosine_to(p.position);
@@ -183,7 +182,7 @@ void Bubbles::show(BubblesParticle& p) {
     bubble.tail_y = p.tail(1, l.shutter);
     std::copy_n(p.color, 3, bubble.colour);
     bubble.coverage = visible;
-    light(p, bubble);
+    lightUp(p, bubble);
     if (p.phase) {
         bubble.bursting = true;
         bubble.seed = p.burst_seed;

@@ -14,38 +14,68 @@ struct HeatHazeInfo : EffectInfo {
             "Produces the effect of a hot, hazy day, adding heat shimmers to the image. This effect is in "
             "Box Number 1"};
     enum Display { HeatMap = 1, Result = 2 };
-    static constexpr PresetRow<4> PRESETS[] = {
-        {"Default", {80.0, 10.0, 25.0, 5.0}},        {"Warm", {20.0, 6.0, 12.0, 3.0}},
-        {"Getting Warmer", {40.0, 8.0, 18.0, 4.0}},  {"Hot", {80.0, 10.0, 25.0, 5.0}},
-        {"Hotter", {110.0, 12.0, 30.0, 5.0}},        {"Very Hot", {150.0, 16.0, 36.0, 6.0}},
-        {"Extremely Hot", {200.0, 20.0, 45.0, 7.0}},
-    };
 
     ClipRecord input{this, {.name = "Back", .label = "Background", .shortLabel = "BG", .required = true}};
     ClipRecord matte{this, {.name = "Matte", .label = "ROI Matte", .shortLabel = "Matte"}};
 
     Page page{this, "HeatHaze"};
-    ListControlK7 Demos{this, {"Demos", "Demos", 0, presetNames(PRESETS)}};
-    ListControlK7 DispType{this, {"DispType", "Display", 1, {"Heat Map", "Result"}}};
-    FloatControlK7 Temperature{this, {"Temperature", "Temperature", 80.0, 0.0, 200.0}};
-    CheckboxControlK7 ROI{this, {"ROI", "Use Matte"}};
-    FloatControlK7 AtmDetX{this, {"AtmDetX", "Atmos Detail X", 40.0, 0.01, 1000.0}};  // cells across the picture
-    FloatControlK7 AtmDetY{this, {"AtmDetY", "Atmos Detail Y", 80.0, 0.01, 1000.0}};
-    FloatControlK7 AtmX{this, {"AtmX", "Atmos Speed X", 2.0, -100.0, 100.0}};
-    FloatControlK7 AtmY{this, {"AtmY", "Atmos Speed Y", 10.0, -100.0, 100.0}};
-    FloatControlK7 AtmZ{this, {"AtmZ", "Atmos Speed Z", 25.0, -100.0, 100.0}};
-    FloatControlK7 FlutterX{this, {"FlutterX", "Flutter X", 20.0, 0.0, 100.0}};
-    FloatControlK7 AtmCont{this, {"AtmCont", "Atmos Contrast", 0.0, -100.0, 100.0}};
-    FloatControlK7 FlutterY{this, {"FlutterY", "Flutter Y", 10.0, 0.0, 100.0}};
-    FloatControlK7 Detail{this, {"Detail", "Atmos Texture", 5.0, 1.0, 10.0}};
-    IntegerControlK7 AtmSeed{this, {"AtmSeed", "Atmos Seed", 797, 1, 999}};
+    PresetChoiceK7 Demos{this,
+                         {"Demos", "Demos"},
+                         "How hot it is: sets the temperature, how fast the air rises and changes, and its texture."};
+    ListControlK7 DispType{this,
+                           {"DispType", "Display", 1, {"Heat Map", "Result"}},
+                           "Shows the heat of the air as a grey picture, or the picture seen through it."};
+    FloatControlK7 Temperature{this,
+                               {"Temperature", "Temperature", 80.0, 0.0, 200.0},
+                               "How strongly the air bends the light: 0 leaves the picture straight, 200 bends most."};
+    CheckboxControlK7 ROI{
+        this,
+        {"ROI", "Use Matte"},
+        "Scales the heat by the luminance of the matte, so that the picture stays straight where it is black."};
+    FloatControlK7 AtmDetX{
+        this,
+        {"AtmDetX", "Atmos Detail X", 40.0, 0.01, 1000.0},
+        "Number of cells of hot air across the width of the picture: more make a finer shimmer."};  // cells across the
+                                                                                                    // picture
+    FloatControlK7 AtmDetY{this,
+                           {"AtmDetY", "Atmos Detail Y", 80.0, 0.01, 1000.0},
+                           "Number of cells of hot air over the height of the picture: more make a finer shimmer."};
+    FloatControlK7 AtmX{this,
+                        {"AtmX", "Atmos Speed X", 2.0, -100.0, 100.0},
+                        "Speed at which the air drifts to the right, in units of 1/20000 pixel a frame of a picture "
+                        "720 wide; below 0 to the left."};
+    FloatControlK7 AtmY{
+        this,
+        {"AtmY", "Atmos Speed Y", 10.0, -100.0, 100.0},
+        "Speed at which the air rises, in units of 1/2000 pixel a frame of a picture 576 high; below 0 it sinks."};
+    FloatControlK7 AtmZ{this,
+                        {"AtmZ", "Atmos Speed Z", 25.0, -100.0, 100.0},
+                        "Speed at which the air changes its shape, in 200ths of a cell a frame; 0 lets it only drift."};
+    FloatControlK7 FlutterX{this,
+                            {"FlutterX", "Flutter X", 20.0, 0.0, 100.0},
+                            "How far the air trembles sideways, at most, in tenths of a pixel of a picture 720 wide."};
+    FloatControlK7 AtmCont{
+        this,
+        {"AtmCont", "Atmos Contrast", 0.0, -100.0, 100.0},
+        "Added to the heat everywhere, in percent: below 0 leaves only the hottest parts to shimmer."};
+    FloatControlK7 FlutterY{
+        this,
+        {"FlutterY", "Flutter Y", 10.0, 0.0, 100.0},
+        "How far the air trembles up and down, at most, in tenths of a pixel of a picture 576 high."};
+    FloatControlK7 Detail{
+        this, {"Detail", "Atmos Texture", 5.0, 1.0, 10.0}, "How many octaves of ever finer swirls the air has."};
+    IntegerControlK7 AtmSeed{
+        this, {"AtmSeed", "Atmos Seed", 797, 1, 999}, "Seed of the noise: each number makes other air."};
 
     HeatHazeInfo() {
-        presets(Demos, {&Temperature, &AtmY, &AtmZ, &Detail}, PRESETS, PresetScope::OthersToDefaults);
+        declarePresets();
         ghost({&Temperature}, DispType, is(HeatMap));
         scene.inputs = {"seeding-small.png"};
         scene.settings = {{"Temperature", "150"}};
     }
+
+  private:
+    void declarePresets();
 };
 
 class HeatHaze final : public Effect<HeatHazeInfo> {

@@ -15,22 +15,20 @@ void Rain::readOwn(RainMotion& motion, RainLook& look) {
     motion.extinction = value(Extinction);
     motion.emitter.speed = value(InitialVelocity) / f.unit_scale;
     motion.intensity = share(InitIntensity);
-    motion.tint.set(RainColour, ColourVar, MonoVar);
     motion.damping = share(PuddleDamping);
     motion.bounces = Bounces.value;
     motion.birth_matte = UseBirthMatte.value;
     motion.puddles = PuddleBounce.value;
-    motion.wind.set(f, DoWind.value, WindSource.x, WindSource.y, WindTarget.x, WindTarget.y, WindSpread.value,
-                    WindSpeed.value, false);
+    motion.wind = particles::read_wind(f, wind);
 
     look.opacity = value(Opacity) * 0.01f;
-    look.streak = std::clamp(share(StreakScale), 0.0f, 5.0f);
+    look.streak = particles::read_shutter(start);
     look.condensation = share(Condensation);
-    look.lit = DoLight.value && LightInten.value > 0;
-    look.light_intensity = share(LightInten);
-    look.least_brightness = value(MinBright) * 0.01f;
-    read_colour(LightColour, look.light_colour);
-    look.light.set(f, LightSource.x, LightSource.y, LightTarget.x, LightTarget.y, LightSpread.value);
+    look.lit = light.beam.on.value && light.intensity.value > 0;
+    look.light_intensity = share(light.intensity);
+    look.least_brightness = value(light.least) * 0.01f;
+    read_colour(light.colour, look.light_colour);
+    look.light = particles::read_beam(f, light.beam, light.spread);
 }
 
 std::uint64_t Rain::steeringPictures() const {

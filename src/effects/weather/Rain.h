@@ -5,6 +5,7 @@
 // drops up again.
 #pragma once
 
+#include "effects/engines/controls/ParticleControls.h"
 #include "effects/weather/WeatherEffect.h"
 #include "effects/weather/WeatherOverlay.h"
 
@@ -22,65 +23,84 @@ struct RainInfo : EffectInfo {
     ClipRecord bounce{this, {.name = "Input3", .label = "Bounce"}};
 
     Page page{this, "Rain"};
-    ListControlK7 Demos{this, {"Demos", "Type", 0, presetList()}};
-    CheckboxControlK7 BlackBG{this, {"BlackBG", "Rain Only"}};
-    IntegerControlK7 StartAt{this, {"StartAt", "Start at Frame", 0, 0, 9999}};
-    IntegerControlK7 PreRoll{this, {"PreRoll", "Pre Roll", 0, 0, 999}};
-    FloatControlK7 StreakScale{this, {"StreakScale", "Streak Scale", 100.0, 0.0, 500.0}};
-    CheckboxControlK7 WithAnimation{this, {"WithAnimation", "With Animation"}};
-    PositionControlK7 Left{this, {"Left", "Left", 0.2, 0.8}};
-    PositionControlK7 Right{this, {"Right", "Right", 0.8, 0.8}};
-    SizeControlK7 PositionVar{this, {"PositionVar", "Position Variance", 0.003, 0.0, 0.5}};
-    FloatControlK7 Density{this, {"Density", "Density", 40.0, 0.0, 2000.0}};
-    FloatControlK7 Lifetime{this, {"Lifetime", "Lifetime", 80.0, 1.0, 1000.0}};
-    FloatControlK7 Extinction{this, {"Extinction", "Extinction", 20.0, 1.0, 1000.0}};
-    FloatControlK7 InitialVelocity{this, {"InitialVelocity", "Initial Velocity", -5.0, -80.0, 80.0}};
-    FloatControlK7 VelocityVar{this, {"VelocityVar", "Velocity Variance", 100.0, 0.0, 100.0}};
-    CheckboxControlK7 UseBirthMatte{this, {"UseBirthMatte", "Use Birth Matte"}};
-    CheckboxControlK7 PuddleBounce{this, {"PuddleBounce", "Puddle Bounce"}};
-    FloatControlK7 PuddleDamping{this, {"PuddleDamping", "Puddle Damping", 10.0, -200.0, 200.0}};
-    IntegerControlK7 Bounces{this, {"Bounces", "Bounces", 26, 1, 200}};
+    PresetChoiceK7 Demos{
+        this, {"Demos", "Type"}, "Kind of rain: sets the births, the bounces, the forces and the look."};
+    CheckboxControlK7 BlackBG{this,
+                              {"BlackBG", "Rain Only", false, {.keptByPresets = true}},
+                              "Shows the rain over black instead of over the background."};
+    StartControls start{this,
+                        {.name = "StreakScale",
+                         .label = "Streak Scale",
+                         .value = 100.0,
+                         .longest = 500.0,
+                         .sentence = "Length of the streaks, in percent of the way of their last frame."}};
+    EmitterControls emitter{this,
+                            {.left = {0.2, 0.8},
+                             .right = {0.8, 0.8},
+                             .density = 40.0,
+                             .densest = 2000.0,
+                             .lifetime = 80.0,
+                             .births = EmitterControls::Births::Gusty}};
+    FloatControlK7 Extinction{
+        this,
+        {"Extinction", "Extinction", 20.0, 1.0, 1000.0},
+        "Frames in which a drop condenses after its birth and vanishes before its death, 10 percent more or less."};
+    FloatControlK7 InitialVelocity{
+        this,
+        {"InitialVelocity", "Initial Velocity", -5.0, -80.0, 80.0},
+        "Upward velocity at birth, in pixels a frame at full size; below 0 drops start downwards."};
+    FloatControlK7 VelocityVar{this,
+                               {"VelocityVar", "Velocity Variance", 100.0, 0.0, 100.0},
+                               "How much the velocities of drops at birth differ, in percent."};
+    CheckboxControlK7 UseBirthMatte{this,
+                                    {"UseBirthMatte", "Use Birth Matte"},
+                                    "Keeps births to where the red channel of the birth clip is not black."};
+    CheckboxControlK7 PuddleBounce{this,
+                                   {"PuddleBounce", "Puddle Bounce"},
+                                   "Lets drops bounce where the red channel of the bounce clip is not black."};
+    FloatControlK7 PuddleDamping{
+        this,
+        {"PuddleDamping", "Puddle Damping", 10.0, -200.0, 200.0},
+        "Most that a drop keeps of its falling speed when it bounces up, in percent; further bounces keep less."};
+    IntegerControlK7 Bounces{
+        this, {"Bounces", "Bounces", 26, 1, 200}, "How often a drop may bounce again after its first bounce."};
 
     Page forcesPage{this, "Forces"};
-    CheckboxControlK7 DoGravity{this, {"DoGravity", "Use Gravity", true}};
-    FloatControlK7 Gravity{this, {"Gravity", "Gravity", 1.0, 0.0, 10.0}};
-    AngleControlK7 GravAngle{this, {"GravAngle", "Gravity Angle", 270.0, 0.0, 359.0}};
-    CheckboxControlK7 DoFriction{this, {"DoFriction", "Use Friction", true}};
-    FloatControlK7 Friction{this, {"Friction", "Friction", 0.01, 0.0, 1.0}};
-    CheckboxControlK7 DoTurbulence{this, {"DoTurbulence", "Use Turbulence"}};
-    FloatControlK7 SwirlDens{this, {"SwirlDens", "Swirl Density", 4.4, 0.0, 100.0}};
-    FloatControlK7 SwirlAmp{this, {"SwirlAmp", "Swirl Magnitude", 1.29, 0.0, 100.0}};
-    FloatControlK7 SwlMaxTim{this, {"SwlMaxTim", "Swirl Time to Max", 0.0, 0.0, 500.0}};
-    CheckboxControlK7 DoWind{this, {"DoWind", "Use Wind"}};
-    PositionControlK7 WindSource{this, {"WindSource", "Wind Source", 0.2, 0.4}};
-    PositionControlK7 WindTarget{this, {"WindTarget", "Wind Target", 0.8, 0.4}};
-    FloatControlK7 WindSpread{this, {"WindSpread", "Wind Spread", 90.0, 0.0, 180.0}};
-    FloatControlK7 WindSpeed{this, {"WindSpeed", "Wind Speed", 2.0, 0.0, 180.0}};
+    GravityControls gravity{this, {.strength = 1.0}};
+    FrictionControls friction{this, 0.01};
+    TurbulenceControls turbulence{this, {.on = false, .density = 4.4, .magnitude = 1.29, .latest = 500.0}};
+    WindControls wind{this, {.spread = 90.0, .speed = 2.0}};
 
     Page lookPage{this, "Look"};
-    FloatControlK7 InitIntensity{this, {"InitIntensity", "Initial Intensity", 100.0, 0.0, 100.0}};
-    FloatControlK7 Condensation{this, {"Condensation", "Condensation", 25.0, 0.0, 100.0}};
-    FloatControlK7 Opacity{this, {"Opacity", "Opacity", 100.0, 0.0, 100.0}};
-    FloatControlK7 ColourVar{this, {"ColourVar", "Colour Variance", 0.0, 0.0, 100.0}};
-    FloatControlK7 MonoVar{this, {"MonoVar", "Mono Variance", 0.0, 0.0, 100.0}};
-    ColourControlK7 RainColour{this, {"RainColour", "Rain Colour", 1.0f, 1.0f, 1.0f}};
-    CheckboxControlK7 DoLight{this, {"DoLight", "Use Light"}};
-    PositionControlK7 LightSource{this, {"LightSource", "Light Source", 0.9, 0.5}};
-    PositionControlK7 LightTarget{this, {"LightTarget", "Light Target", 0.1, 0.5}};
-    FloatControlK7 GlistenTight{this, {"GlistenTight", "Glisten Tightness", 30.0, 0.0, 1000.0}};
-    FloatControlK7 LightSpread{this, {"LightSpread", "Light Spread", 90.0, 0.0, 180.0}};
-    FloatControlK7 LightInten{this, {"LightInten", "Light Intensity", 50.0, 0.0, 200.0}};
-    FloatControlK7 MinBright{this, {"MinBright", "Minimum Brightness", 60.0, 0.0, 100.0}};
-    ColourControlK7 LightColour{this, {"LightColour", "Light Colour", 1.0f, 1.0f, 1.0f}};
-    FloatControlK7 FramesPerSecond{
-        this, {"FramesPerSecond", "Frames Per Second", 25.0, 0.1, 1000.0, {.scriptName = "GeneratorFPS"}}};
+    FloatControlK7 InitIntensity{this,
+                                 {"InitIntensity", "Initial Intensity", 100.0, 0.0, 100.0},
+                                 "Opacity of a drop that has condensed, in percent."};
+    FloatControlK7 Condensation{this,
+                                {"Condensation", "Condensation", 25.0, 0.0, 100.0},
+                                "How far a drop has condensed at its birth, in percent: 0 is still invisible."};
+    FloatControlK7 Opacity{
+        this, {"Opacity", "Opacity", 100.0, 0.0, 100.0}, "Opacity of the rain as a whole, in percent."};
+    TintControls tint{this, "Rain"};
+    LightControls light{
+        this,
+        {.source = {0.9, 0.5},
+         .target = {0.1, 0.5},
+         .tightness = 30.0,
+         .tightest = 1000.0,
+         .tightnessSentence = "Kept for projects that hold it; the picture of the rain does not depend on it."}};
+    FrameRateControlK7 FramesPerSecond{this};
 
-    WeatherOverlay overlay{this, Left, Right, WindSource, WindTarget, LightSource, LightTarget};
+    WeatherOverlay overlay{this, emitter, wind, light.beam};
 
-    RainInfo();
+    RainInfo() {
+        declarePresets();
+        ghost({&PuddleDamping, &Bounces}, PuddleBounce, isOff);
+        scene.inputs = {"seeding-small.png", "@ramp", "@dots"};
+        scene.settings = {{"Demos", "Squall"}};
+    }
 
   private:
-    static std::vector<const char*> presetList();
+    void declarePresets();
 };
 
 struct RainMotion : weather::WeatherMotion {

@@ -18,15 +18,12 @@ void Smoke::readOwn(SmokeMotion& motion, SmokeLook& look) {
     motion.size = value(PuffSize);
     motion.size_var = share(PuffSizeVar);
     motion.intensity = share(InitIntensity);
-    motion.tint.set(SmokeColour, ColourVar, MonoVar);
     motion.look = LookMode.value;
     motion.birth_matte = UseBirthMatte.value;
-    constexpr bool ONE_DIRECTION = false;
-    motion.wind.set(f, DoWind.value, WindSource.x, WindSource.y, WindTarget.x, WindTarget.y, WindSpread.value,
-                    WindSpeed.value, ONE_DIRECTION);
+    motion.wind = particles::read_wind(f, wind);
 
     look.opacity = value(Opacity) * 0.01f;
-    look.shutter = std::clamp(share(ShutterTime), 0.0f, 10.0f);
+    look.shutter = particles::read_shutter(start);
     look.condensation = share(Condensation);
     look.blur = value(PointBlur) > 0.01f ? value(PointBlur) / f.unit_scale : 0;
     look.points = LookMode.value == Point;

@@ -17,20 +17,18 @@ void Snow::readOwn(SnowMotion& motion, SnowLook& look) {
     motion.flake_size_var = share(FlakeSizeVar);
     motion.size_bias = DoBias.value ? value(SizeBias) : 1;
     motion.spin = value(Flakerot);
-    motion.tint.set(SnowColour, ColourVar, MonoVar);
     motion.look = LookMode.value - 1;
     motion.dry = DrySnow.value - 1;
-    motion.wind.set(f, DoWind.value, WindSource.x, WindSource.y, WindTarget.x, WindTarget.y, WindSpread.value,
-                    WindSpeed.value, MultiDirectional.value);
+    motion.wind = particles::read_wind(f, wind);
 
     look.opacity = value(Opacity) * 0.01f;
-    look.shutter = std::clamp(share(ShutterTime), 0.0f, 10.0f);
-    look.glint = DoGlint.value;
+    look.shutter = particles::read_shutter(start);
+    look.glint = glint.on.value;
     look.glint_colour_mode = ColourMode.value;
     look.glint_probability = share(GlintProbability);
     look.glint_tight = value(GlintTight);
     read_colour(GlintColour, look.glint_colour);
-    look.beam.set(f, GlintSource.x, GlintSource.y, GlintTarget.x, GlintTarget.y, GlintZone.value);
+    look.beam = particles::read_beam(f, glint, GlintZone);
 }
 
 // ---- Births ---------------------------------------------------------------------------------------------------

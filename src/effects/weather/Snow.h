@@ -5,6 +5,7 @@
 // drawn as points, streaks, blobs, crystals or stars, and may glint in a beam of light.
 #pragma once
 
+#include "effects/engines/controls/ParticleControls.h"
 #include "effects/weather/WeatherEffect.h"
 #include "effects/weather/WeatherOverlay.h"
 
@@ -14,6 +15,7 @@ struct SnowInfo : EffectInfo {
         .menu = "Natural Phenomena",
         .generator = true,
         .overlay = true,
+        .history = FrameHistory::Curves,
         .description = " Particle system simulating Snow. This effect is in Box Number 1"};
     enum LookOf { Point = 1, Streak, SoftBlob, TexturedBlob, Flake, Star };
     enum GlintColourOf { BoxColour = 1, OwnColour, RandomColour };
@@ -21,69 +23,101 @@ struct SnowInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Background Clip", .shortLabel = "BG"}};
 
     Page page{this, "Snow"};
-    ListControlK7 Demos{this, {"Demos", "Type", 0, presetList()}};
-    CheckboxControlK7 BlackBG{this, {"BlackBG", "Snow Only"}};
-    IntegerControlK7 StartAt{this, {"StartAt", "Start at Frame", 0, 0, 9999}};
-    IntegerControlK7 PreRoll{this, {"PreRoll", "Pre Roll", 0, 0, 999}};
-    FloatControlK7 ShutterTime{this, {"ShutterTime", "Shutter Time", 0.0, 0.0, 1000.0}};
-    CheckboxControlK7 WithAnimation{this, {"WithAnimation", "With Animation"}};
-    PositionControlK7 Left{this, {"Left", "Left", 0.2, 0.8}};
-    PositionControlK7 Right{this, {"Right", "Right", 0.8, 0.8}};
-    SizeControlK7 PositionVar{this, {"PositionVar", "Position Variance", 0.02, 0.0, 0.5}};
-    FloatControlK7 Density{this, {"Density", "Density", 20.0, 0.0, 1000.0}};
-    FloatControlK7 Lifetime{this, {"Lifetime", "Lifetime", 200.0, 1.0, 1000.0}};
-    FloatControlK7 InitialVelocity{this, {"InitialVelocity", "Initial Velocity", -30.0, -200.0, 200.0}};
-    FloatControlK7 VelocityVar{this, {"VelocityVar", "Velocity Variance", 50.0, 0.0, 100.0}};
+    PresetChoiceK7 Demos{
+        this, {"Demos", "Type"}, "Kind of snowfall: sets the births, the look, the forces and the colours."};
+    CheckboxControlK7 BlackBG{this,
+                              {"BlackBG", "Snow Only", false, {.keptByPresets = true}},
+                              "Shows the snow over black instead of over the background."};
+    StartControls start{this};
+    EmitterControls emitter{this,
+                            {.left = {0.2, 0.8},
+                             .right = {0.8, 0.8},
+                             .spread = 0.02,
+                             .density = 20.0,
+                             .densest = 1000.0,
+                             .lifetime = 200.0}};
+    FloatControlK7 InitialVelocity{
+        this,
+        {"InitialVelocity", "Initial Velocity", -30.0, -200.0, 200.0},
+        "Upward velocity at birth, in tenths of a pixel a frame at full size; below 0 flakes start downwards."};
+    FloatControlK7 VelocityVar{this,
+                               {"VelocityVar", "Velocity Variance", 50.0, 0.0, 100.0},
+                               "How much the velocities of flakes at birth differ, in percent."};
 
     Page lookPage{this, "Look"};
     ListControlK7 LookMode{this,
-                           {"LookMode", "Look", 2, {"Point", "Streak", "Soft Blob", "Textured Blob", "Flake", "Star"}}};
-    FloatControlK7 FlakeSize{this, {"FlakeSize", "Flake Size", 4.0, 1.0, 20.0}};
-    FloatControlK7 FlakeSizeVar{this, {"FlakeSizeVar", "Flake Size Variance", 100.0, 0.0, 100.0}};
-    FloatControlK7 Flakerot{this, {"Flakerot", "Flake Rotation", 1.0, 0.0, 20.0}};
-    CheckboxControlK7 DoBias{this, {"DoBias", "Use Size Bias"}};
-    ListControlK7 DrySnow{this, {"DrySnow", "Snow Type", 0, {"Wet", "Dry"}}};
-    FloatControlK7 SizeBias{this, {"SizeBias", "Size Bias", 1.0, 1.0, 20.0}};
+                           {"LookMode", "Look", 2, {"Point", "Streak", "Soft Blob", "Textured Blob", "Flake", "Star"}},
+                           "How flakes are drawn: points, lines along their way, round blobs, snow crystals or stars."};
+    FloatControlK7 FlakeSize{
+        this, {"FlakeSize", "Flake Size", 4.0, 1.0, 20.0}, "Radius of the flakes, in pixels at full size."};
+    FloatControlK7 FlakeSizeVar{this,
+                                {"FlakeSizeVar", "Flake Size Variance", 100.0, 0.0, 100.0},
+                                "How far flakes differ from Flake Size, in percent of it."};
+    FloatControlK7 Flakerot{this,
+                            {"Flakerot", "Flake Rotation", 1.0, 0.0, 20.0},
+                            "How far a flake or star turns each frame, at most, in radians."};
+    CheckboxControlK7 DoBias{
+        this, {"DoBias", "Use Size Bias"}, "Lets the fall, the wind and the swirls depend on the size of a flake."};
+    ListControlK7 DrySnow{this,
+                          {"DrySnow", "Snow Type", 0, {"Wet", "Dry"}},
+                          "Of wet snow the big flakes sink fastest, of dry snow the small ones."};
+    FloatControlK7 SizeBias{
+        this, {"SizeBias", "Size Bias", 1.0, 1.0, 20.0}, "How strongly the size counts; 1 is not at all."};
 
     Page forcesPage{this, "Forces"};
-    CheckboxControlK7 DoGravity{this, {"DoGravity", "Use Gravity", true}};
-    FloatControlK7 Gravity{this, {"Gravity", "Gravity", 0.2, 0.0, 10.0}};
-    AngleControlK7 GravAngle{this, {"GravAngle", "Gravity Angle", 270.0, 0.0, 359.0}};
-    CheckboxControlK7 DoFriction{this, {"DoFriction", "Use Friction", true}};
-    FloatControlK7 Friction{this, {"Friction", "Friction", 0.05, 0.0, 1.0}};
-    CheckboxControlK7 DoWind{this, {"DoWind", "Use Wind"}};
-    PositionControlK7 WindSource{this, {"WindSource", "Wind Source", 0.2, 0.4}};
-    PositionControlK7 WindTarget{this, {"WindTarget", "Wind Target", 0.8, 0.4}};
-    CheckboxControlK7 MultiDirectional{this, {"MultiDirectional", "Multi Directional"}};
-    FloatControlK7 WindSpread{this, {"WindSpread", "Wind Spread", 10.0, 0.0, 180.0}};
-    FloatControlK7 WindSpeed{this, {"WindSpeed", "Wind Speed", 5.0, 0.0, 180.0}};
-    CheckboxControlK7 DoTurbulence{this, {"DoTurbulence", "Use Turbulence", true}};
-    FloatControlK7 SwirlDens{this, {"SwirlDens", "Swirl Density", 60.0, 0.0, 100.0}};
-    FloatControlK7 SwirlAmp{this, {"SwirlAmp", "Swirl Magnitude", 1.0, 0.0, 100.0}};
-    FloatControlK7 SwlMaxTim{this, {"SwlMaxTim", "Swirl Time to Max", 0.0, 0.0, 100.0}};
+    GravityControls gravity{this, {.strength = 0.2}};
+    FrictionControls friction{this, 0.05};
+    WindControls wind{this, {.spread = 10.0, .speed = 5.0, .everywhere = true}};
+    TurbulenceControls turbulence{this, {.density = 60.0, .magnitude = 1.0}};
 
     Page colourPage{this, "Colour"};
-    FloatControlK7 ColourVar{this, {"ColourVar", "Colour Variance", 0.0, 0.0, 100.0}};
-    FloatControlK7 MonoVar{this, {"MonoVar", "Mono Variance", 0.0, 0.0, 100.0}};
-    ColourControlK7 SnowColour{this, {"SnowColour", "Snow Colour", 1.0f, 1.0f, 1.0f}};
-    FloatControlK7 Opacity{this, {"Opacity", "Opacity", 100.0, 0.0, 100.0}};
-    CheckboxControlK7 DoGlint{this, {"DoGlint", "Use Glint"}};
-    PositionControlK7 GlintSource{this, {"GlintSource", "Glint Source", 0.9, 0.5}};
-    PositionControlK7 GlintTarget{this, {"GlintTarget", "Glint Target", 0.1, 0.5}};
-    FloatControlK7 GlintTight{this, {"GlintTight", "Glint Tightness", 30.0, 0.0, 1000.0}};
-    FloatControlK7 GlintZone{this, {"GlintZone", "Glint Zone", 90.0, 0.0, 180.0}};
-    FloatControlK7 GlintProbability{this, {"GlintProbability", "Glint Probability", 50.0, 0.0, 100.0}};
-    ColourControlK7 GlintColour{this, {"GlintColour", "Glint Colour", 1.0f, 1.0f, 1.0f}};
-    ListControlK7 ColourMode{this, {"ColourMode", "Colour Mode", 0, {"Box Colour", "Snow Colour", "Random Colour"}}};
-    FloatControlK7 FramesPerSecond{
-        this, {"FramesPerSecond", "Frames Per Second", 25.0, 0.1, 1000.0, {.scriptName = "GeneratorFPS"}}};
+    TintControls tint{this, "Snow"};
+    FloatControlK7 Opacity{this, {"Opacity", "Opacity", 100.0, 0.0, 100.0}, "Opacity of the flakes, in percent."};
+    BeamControls glint{this,
+                       {.what = "Glint",
+                        .source = {0.9, 0.5},
+                        .target = {0.1, 0.5},
+                        .sentence = "Lets blobs and flakes glint where a beam of light falls on them."}};
+    FloatControlK7 GlintTight{this,
+                              {"GlintTight", "Glint Tightness", 30.0, 0.0, 1000.0},
+                              "How close to the middle of the beam flakes must be to glint, as the exponent of a "
+                              "power: 0 is anywhere in it."};
+    FloatControlK7 GlintZone{this,
+                             {"GlintZone", "Glint Zone", 90.0, 0.0, 180.0},
+                             "Opening angle of the beam, in degrees; it fades over the outer 30 percent."};
+    FloatControlK7 GlintProbability{this,
+                                    {"GlintProbability", "Glint Probability", 50.0, 0.0, 100.0},
+                                    "How likely a flake glints in a frame, and how brightly, in percent."};
+    ColourControlK7 GlintColour{this,
+                                {"GlintColour", "Glint Colour", 1.0f, 1.0f, 1.0f},
+                                "Colour of the glints, or what random colours are made from."};
+    ListControlK7 ColourMode{
+        this,
+        {"ColourMode", "Colour Mode", 0, {"Box Colour", "Snow Colour", "Random Colour"}},
+        "Colour that glints take: Glint Colour, that of the flake, or Glint Colour changed at random."};
+    FrameRateControlK7 FramesPerSecond{this};
 
-    WeatherOverlay overlay{this, Left, Right, WindSource, WindTarget, GlintSource, GlintTarget};
+    WeatherOverlay overlay{this, emitter, wind, glint};
 
-    SnowInfo();
+    SnowInfo() {
+        declarePresets();
+        ghost({&DrySnow, &SizeBias}, DoBias, isOff);
+        ghost({&FlakeSize, &FlakeSizeVar}, LookMode, below(SoftBlob));
+        ghost({&Flakerot}, LookMode, below(Flake));
+        ghost({&GlintTight, &GlintZone, &GlintProbability, &ColourMode}, glint.on, isOff);
+        const auto ghostColour = [this] {
+            int glints = 0, mode = 0;
+            if (glint.on.GetValue(-1, &glints) && ColourMode.GetValue(-1, &mode))
+                GlintColour.SetGhosted(!glints || mode == OwnColour);
+        };
+        rule(glint.on, ghostColour, "Glint Colour is used with the colour modes Box Colour and Random Colour");
+        rule(ColourMode, ghostColour, "Glint Colour is used with the colour modes Box Colour and Random Colour");
+        scene.inputs = {"seeding-small.png"};
+        scene.settings = {{"Demos", "Fine"}};
+    }
 
   private:
-    static std::vector<const char*> presetList();
+    void declarePresets();
 };
 
 struct SnowMotion : weather::WeatherMotion {

@@ -27,21 +27,21 @@ class WeatherEffect : public particles::ParticleEffect<Info, ParticleType, Motio
     virtual bool hasSetGravity() const { return true; }  // false: it depends on the particle
 
     SimulationTiming timing() const override {
-        return {.start = this->StartAt.value, .pre_roll = this->PreRoll.value, .animated = this->WithAnimation.value};
+        return {.start = this->start.at.value,
+                .pre_roll = this->start.preRoll.value,
+                .animated = this->start.withAnimation.value};
     }
     // The output begins as a copy of the source.
     void background() override {
         if (this->BlackBG.value) image_clear(this->output.image.get());
     }
     void readBlocks(MotionRecord& motion, LookRecord& look) final {
-        using particles::value;
         const FrameShape& frame = this->frame();
-        motion.emitter.set(frame, this->Left, this->Right, this->PositionVar, this->Density, this->Lifetime,
-                           this->VelocityVar);
-        motion.gravity.set(frame, this->DoGravity.value, this->Gravity.value, this->GravAngle.value);
-        motion.drag = this->DoFriction.value ? value(this->Friction) : 0;
-        motion.swirl.set(frame, this->DoTurbulence.value, this->SwirlDens.value, this->SwirlAmp.value,
-                         this->SwlMaxTim.value, this->StartAt.value);
+        motion.emitter.set(frame, this->emitter, this->VelocityVar);
+        motion.tint.set(this->tint);
+        motion.gravity = particles::read_gravity(frame, this->gravity);
+        motion.drag = particles::read_drag(this->friction);
+        motion.swirl = particles::read_swirl(frame, this->turbulence, this->start);
         readOwn(motion, look);
     }
     void prepareSet(Set& set) override {

@@ -2,15 +2,15 @@
 #pragma once
 
 #include "Library2/Overlay.h"
+#include "effects/engines/controls/ParticleControls.h"
 
 struct WeatherOverlay {
-    WeatherOverlay(EffectInfo* owner, PositionControlK7& left, PositionControlK7& right, PositionControlK7& wind_source,
-                   PositionControlK7& wind_target, PositionControlK7& light_source, PositionControlK7& light_target)
-        : births(owner, left, right),
-          wind(owner, wind_source, wind_target, true),
-          light(owner, light_source, light_target, true),
-          windSource(wind_source),
-          lightSource(light_source) {}
+    WeatherOverlay(EffectInfo* owner, EmitterControls& emitter, WindControls& blowing, BeamControls& shining)
+        : births(owner, emitter.left, emitter.right),
+          wind(owner, blowing.source, blowing.target, true),
+          light(owner, shining.source, shining.target, true),
+          windSource(blowing.source),
+          lightSource(shining.source) {}
 
     // What is switched off has no handles.
     void prepare() {

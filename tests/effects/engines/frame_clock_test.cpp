@@ -1,6 +1,7 @@
 // The clock against a simulation whose state is the list of everything that ever happened to it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -19,7 +20,10 @@ class Diary : public ClockedSimulation {
         m_parameter = curve(frame);
         return fingerprint(&m_parameter, sizeof m_parameter);
     }
-    void restart() override { m_state = 17, ++restarts; }
+    void restart() override {
+        m_state = 17, ++restarts;
+        m_grid.clear();
+    }
     bool readInputs(int frame, std::uint64_t* sum) override {
         if (refusedAt == frame) return false;
         m_picture = film(frame);
@@ -31,15 +35,16 @@ class Diary : public ClockedSimulation {
         if (failAt == frame) return false;
         if (atStep) atStep(frame);
         const int entry[3] = {frame, m_parameter, m_picture};
-        m_state = fingerprint(entry, sizeof entry, m_state);
+        m_state = fingerprint(entry, sizeof entry,
+                              fingerprint(m_grid.data(), std::min<std::size_t>(m_grid.size(), 50), m_state));
+        m_grid.assign(bytes - 2 * sizeof m_state - static_cast<std::size_t>(frame % 3), static_cast<char>(m_state));
         if (!silent) shown = m_state;
         ++(silent ? silentSteps : drawnSteps);
         return true;
     }
     void walkState(StateWalk& walk) override {
         walk.value(m_state);
-        ballast.resize(bytes - 2 * sizeof m_state);
-        walk.array(ballast);
+        walk.array(m_grid);
     }
     bool wantsAbort() const override { return abortAfter >= 0 && silentSteps >= abortAfter; }
 
@@ -52,10 +57,10 @@ class Diary : public ClockedSimulation {
     int abortAfter = -1;
     int failAt = -1;
     std::size_t bytes = 100;  // of a state
-    std::vector<char> ballast;
 
   private:
     std::uint64_t m_state = 0;
+    std::vector<char> m_grid;  // of another length in each frame
     int m_parameter = 0, m_picture = 0;
 };
 

@@ -53,6 +53,19 @@ TEST_F(NightLooksInAHost, HiddenParametersKeepTheNumberOfThePreset) {
     EXPECT_EQ(infraRed.param("DemoJSecret").value(), ofxhost::ParamValue(0.0));
     infraRed.choose("Demos", "MoonLight");
     EXPECT_EQ(infraRed.param("DemoJSecret").value(), ofxhost::ParamValue(4.0));
+    infraRed.choose("Demos", "Default");
+    EXPECT_EQ(infraRed.param("DemoJSecret").value(), ofxhost::ParamValue(0.0));
+}
+
+TEST_F(NightLooksInAHost, PresetsOfCurvesPutAllElseToDefaults) {
+    for (const auto& [name, preset] : {std::pair("Q_InfraRed", "Landscape1"), std::pair("Q_Thermo", "Cold")}) {
+        TestEffect& effect = connected(name);
+        effect.set("Blend", 40.0);
+        effect.set("Soften", 0.0);
+        effect.choose("Demos", preset);
+        EXPECT_EQ(effect.param("Blend").value(), ofxhost::ParamValue(0.0)) << name;
+        EXPECT_TRUE(effect.param("Soften").value() == effect.param("Soften").defaultValue()) << name;
+    }
 }
 
 TEST_F(NightLooksInAHost, GreysOutWhatIsNotRead) {

@@ -39,9 +39,9 @@ struct Rendered {
     const K7Image* source;
 };
 
-std::vector<float> tabulated(const CurveOverlayK7::Controls& points, int entries) {
+std::vector<float> tabulated(const CurveControls& controls, int entries) {
     std::vector<float> table;
-    fetchedCurve(points).tabulate(entries, [&](int, float y) { table.push_back(y); });
+    controls.curve().tabulate(entries, [&](int, float y) { table.push_back(y); });
     return table;
 }
 
@@ -57,8 +57,8 @@ class FilmModel {
   public:
     FilmModel(const InfraRed& effect, const K7Image& source, const K7Image& working)
         : m_source(source), m_working(working) {
-        for (const auto* points : {&effect.redPoints, &effect.greenPoints, &effect.bluePoints})
-            m_tables.push_back(tabulated(*points, 4096));
+        for (const CurveControls* curve : {&effect.red, &effect.green, &effect.blue})
+            m_tables.push_back(tabulated(*curve, 4096));
     }
     void operator()(int x, int y, float* rgb) const {
         const float r = at(m_source, x, y, 0), g = at(m_source, x, y, 1), b = at(m_source, x, y, 2);
@@ -98,7 +98,7 @@ TEST(InfraRed, RedWinsATieWithGreenAndGreenWithBlue) {
     Rendered<InfraRed> look(std::move(picture));
     const ImagePtr working = blurred(*look.source, 0.8f);
     look.effect.ProcessFrame();
-    const std::vector<float> red = tabulated(look.effect.redPoints, 4096);
+    const std::vector<float> red = tabulated(look.effect.red, 4096);
     for (int x = 0; x < 3; ++x) {
         const float v = at(*working, x, 0, x) * 4095;
         EXPECT_NEAR(at(look.result(), x, 0, 0), red[std::size_t(v)], 1e-3) << x;
@@ -131,8 +131,7 @@ TEST(InfraRed, AClipOfAnotherSizeIsFitted) {
     look.effect.infraRed.image = make_image(13, 7, 4, SAMPLE_F32);
     image_fill(look.effect.infraRed.image.get(), 0.5f);
     look.effect.ProcessFrame();
-    const double wanted =
-        (tabulated(look.effect.redPoints, 4096)[2047] + tabulated(look.effect.redPoints, 4096)[2048]) / 2;
+    const double wanted = (tabulated(look.effect.red, 4096)[2047] + tabulated(look.effect.red, 4096)[2048]) / 2;
     for (const int x : {0, 20, 39}) EXPECT_NEAR(at(look.result(), x, 6, 0), wanted, 0.005);
 }
 
@@ -150,8 +149,8 @@ class HeatModel {
     HeatModel(const Thermo& effect, const K7Image& working)
         : m_effect(effect),
           m_working(working),
-          m_temperature(tabulated(effect.temperaturePoints, 3201)),
-          m_intensity(tabulated(effect.intensityPoints, 4096)) {}
+          m_temperature(tabulated(effect.temperature, 3201)),
+          m_intensity(tabulated(effect.intensity, 4096)) {}
     void operator()(int x, int y, float* rgb) const {
         const float boost = float(m_effect.LuminanceBoost.value / 100);
         const float light = limited(float(luminance(m_working, x, y)) * boost);
@@ -175,7 +174,7 @@ TEST(Thermo, ColoursLuminanceThroughGammaAndBothCurves) {
         sharp.effect.LuminanceBoost.value = 120;
         for (const double gamma : {1.0, 0.45, 2.2, 0.0}) {
             sharp.effect.Gamma.value = gamma;
-            sharp.effect.Intensity2.y = gamma / 4;
+            sharp.effect.intensity.points[1].y = gamma / 4;
             sharp.check(2e-6, HeatModel(sharp.effect, *sharp.source));
         }
         Rendered<Thermo> soft(noise_image(width, 21, 4, SAMPLE_F32, 8));

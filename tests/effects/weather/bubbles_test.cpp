@@ -25,14 +25,14 @@ ImagePtr halves(int width, int height) {
 
 // Nothing moves by itself.
 void calm(Bubbles& bubbles) {
-    bubbles.DoTurbulence.value = bubbles.DoFriction.value = bubbles.DoGravity.value = false;
+    bubbles.turbulence.on.value = bubbles.friction.on.value = bubbles.gravity.on.value = false;
     bubbles.InitialVelocity.value = 0;
 }
 
 TEST(Bubbles, EveryPresetIsTheSameAloneAndInSequence) {
     weather_test::expectSameAloneAndInSequence<Bubbles>([](Bubbles& bubbles) {
-        bubbles.Density.value = std::min(bubbles.Density.value, 20.0);
-        bubbles.PreRoll.value = std::min(bubbles.PreRoll.value, 200);
+        bubbles.emitter.density.value = std::min(bubbles.emitter.density.value, 20.0);
+        bubbles.start.preRoll.value = std::min(bubbles.start.preRoll.value, 200);
         bubbles.BubblesBurst.value = true, bubbles.burst_clip.image = halves(96, 64);
     });
 }
@@ -43,7 +43,7 @@ TEST(Bubbles, PhasesAreTheWalkToTheBit) {
             set_cpu_level_limit(level);
             const RowThreads rows(threads);
             Shot<Bubbles> shot(weather_test::presetCalled<Bubbles>("Swirly"));
-            shot.effect.ShutterTime.value = shutter;
+            shot.effect.start.shutter.value = shutter;
             shot.effect.BubblesBurst.value = true, shot.effect.burst_clip.image = halves(96, 64);
             shot.effect.walksOneByOne = one_by_one;
             shot.render(0);
@@ -79,10 +79,10 @@ TEST(Bubbles, GrowOrShrinkOverTheirTime) {
         Shot<Bubbles> shot(0, 101, 101);
         Bubbles& bubbles = shot.effect;
         calm(bubbles);
-        bubbles.BlackBG.value = true, bubbles.DoReflections.value = bubbles.DoLight.value = false;
-        bubbles.Left.x = bubbles.Left.y = bubbles.Right.x = bubbles.Right.y = 50.0 / 101;
-        bubbles.PositionVar.value = 0, bubbles.BubbleSizeVar.value = 0;
-        bubbles.Lifetime.value = 1000, bubbles.GrowthMode.value = mode, bubbles.TimeMaxSize.value = 20;
+        bubbles.BlackBG.value = true, bubbles.DoReflections.value = bubbles.light.beam.on.value = false;
+        bubbles.emitter.left.x = bubbles.emitter.left.y = bubbles.emitter.right.x = bubbles.emitter.right.y = 50.0 / 101;
+        bubbles.emitter.spread.value = 0, bubbles.BubbleSizeVar.value = 0;
+        bubbles.emitter.lifetime.value = 1000, bubbles.GrowthMode.value = mode, bubbles.TimeMaxSize.value = 20;
         const ImagePtr image = shot.render(frame);
         int reach = 50;
         while (reach > 0 && !(alpha(image.get(), 50 + reach, 50) > 0.1f)) --reach;
@@ -103,7 +103,7 @@ TEST(Bubbles, RiseAlongTheirDirectionAndGravity) {
     calm(bubbles);
     shot.render(0);
     const auto pushed = [&](bool gravity, double degrees) {
-        bubbles.DoGravity.value = gravity, bubbles.GravAngle.value = degrees;
+        bubbles.gravity.on.value = gravity, bubbles.gravity.angle.value = degrees;
         shot.render(0);
         BubblesParticle p;
         p.position[0] = 40, p.position[1] = 30, p.life = 100, p.age = 10;
@@ -189,8 +189,8 @@ TEST(Bubbles, DropletsStayWhereTheyAre) {
     Bubbles& bubbles = shot.effect;
     calm(bubbles);
     bubbles.BlackBG.value = bubbles.UseBirthMatte.value = bubbles.BubblesBurst.value = true;
-    bubbles.GrowthMode.value = Bubbles::Assorted, bubbles.Density.value = 1;
-    bubbles.Left.x = bubbles.Right.x = 0.3, bubbles.Left.y = bubbles.Right.y = 0.5;
+    bubbles.GrowthMode.value = Bubbles::Assorted, bubbles.emitter.density.value = 1;
+    bubbles.emitter.left.x = bubbles.emitter.right.x = 0.3, bubbles.emitter.left.y = bubbles.emitter.right.y = 0.5;
     bubbles.BurstProbability.value = 100, bubbles.BurstExtent.value = 10, bubbles.Afterlife.value = 60;
     bubbles.birth.image = halves(96, 64), bubbles.burst_clip.image = halves(96, 64);
     const ImagePtr first = shot.render(0);
@@ -226,8 +226,8 @@ TEST(Bubbles, ShineTowardsTheLight) {
         Shot<Bubbles> shot(weather_test::presetCalled<Bubbles>("Soap"), 200, 200);
         Bubbles& bubbles = shot.effect;
         bubbles.BlackBG.value = true, bubbles.DoReflections.value = false;
-        bubbles.LightSource.x = x, bubbles.LightSource.y = 0.5, bubbles.LightTarget.x = 0.5;
-        bubbles.LightTarget.y = 0.5, bubbles.LightSpread.value = 180, bubbles.MinBright.value = least;
+        bubbles.light.beam.source.x = x, bubbles.light.beam.source.y = 0.5, bubbles.light.beam.target.x = 0.5;
+        bubbles.light.beam.target.y = 0.5, bubbles.light.spread.value = 180, bubbles.light.least.value = least;
         return shot.render(0);
     };
     const auto sum = [](const K7Image* image) {

@@ -102,4 +102,19 @@ TEST_F(WeatherInAHost, PresetsAndChangesBeginAnew) {
     EXPECT_EQ(m_host.faults(), "");
 }
 
+TEST_F(WeatherInAHost, SnowPresetsWriteWhatTheyListAndNothingElse) {
+    TestEffect& snow = effect("Q_Snow");
+    const std::pair<const char*, ofxhost::ParamValue> unlisted[] = {
+        {"ShutterTime", 40.0}, {"Flakerot", 3.0}, {"WindSource", {0.3, 0.7}}, {"GlintSource", {0.1, 0.2}}};
+    for (const auto& [name, value] : unlisted) snow.set(name, value);
+    snow.choose("Demos", "Fine");
+    EXPECT_EQ(snow.param("Density").value(), ofxhost::ParamValue(80.0));
+    for (const auto& [name, value] : unlisted) EXPECT_EQ(snow.param(name).value(), value) << name;
+    snow.choose("Demos", "Glitter");
+    EXPECT_EQ(snow.param("GlintSource").value(), ofxhost::ParamValue(1.4, 0.5));
+    EXPECT_EQ(snow.param("ShutterTime").value(), ofxhost::ParamValue(40.0));
+    snow.choose("Demos", "Default");
+    for (const auto& [name, value] : unlisted) EXPECT_EQ(snow.param(name).value(), snow.param(name).defaultValue());
+}
+
 }  // namespace

@@ -59,7 +59,7 @@ TEST(Rain, EveryPresetIsTheSameAloneAndInSequence) {
 TEST(Rain, IsBornWhereTheMatteIsWhite) {
     Shot<Rain> shot(0, 200, 120);
     Rain& rain = shot.effect;
-    rain.BlackBG.value = true, rain.UseBirthMatte.value = true, rain.PositionVar.value = 0.1;
+    rain.BlackBG.value = true, rain.UseBirthMatte.value = true, rain.emitter.spread.value = 0.1;
     rain.birth.image = matte(200, 120, 0.6, 0, 1, 1);
     const ImagePtr image = shot.render(6);
     EXPECT_EQ(light_in(image.get(), 0, 0, 0.57, 1), 0);
@@ -74,7 +74,7 @@ TEST(Rain, BouncesOnPuddles) {
         Shot<Rain> shot(0, 160, 160);
         Rain& rain = shot.effect;
         rain.BlackBG.value = true, rain.PuddleBounce.value = puddles, rain.PuddleDamping.value = damping;
-        rain.Bounces.value = bounces, rain.InitialVelocity.value = -5, rain.Density.value = 200;
+        rain.Bounces.value = bounces, rain.InitialVelocity.value = -5, rain.emitter.density.value = 200;
         rain.bounce.image = matte(160, 160, 0, 0, 1, 0.3);
         return light_in(shot.render(60).get(), 0, 0, 1, 0.29);
     };
@@ -90,7 +90,7 @@ TEST(Rain, CondensesAndFades) {
         Shot<Rain> shot(0, 160, 160);
         Rain& rain = shot.effect;
         rain.BlackBG.value = true, rain.Condensation.value = condensation;
-        rain.Extinction.value = 100, rain.Lifetime.value = 1000, rain.DoGravity.value = false;
+        rain.Extinction.value = 100, rain.emitter.lifetime.value = 1000, rain.gravity.on.value = false;
         return light_in(shot.render(frame).get(), 0, 0, 1, 1);
     };
     EXPECT_GT(shown(100, 5), 1.3 * shown(25, 5));
@@ -101,9 +101,9 @@ TEST(Rain, GlistensInTheBeam) {
     const auto bright = [](bool lit, double x) {
         Shot<Rain> shot(0, 200, 120);
         Rain& rain = shot.effect;
-        rain.BlackBG.value = true, rain.DoLight.value = lit, rain.Density.value = 400, rain.InitIntensity.value = 20;
-        rain.LightSource.x = 0.5, rain.LightSource.y = 0.7, rain.LightTarget.x = 1, rain.LightTarget.y = 0.7;
-        rain.LightInten.value = 200;
+        rain.BlackBG.value = true, rain.light.beam.on.value = lit, rain.emitter.density.value = 400, rain.InitIntensity.value = 20;
+        rain.light.beam.source.x = 0.5, rain.light.beam.source.y = 0.7, rain.light.beam.target.x = 1, rain.light.beam.target.y = 0.7;
+        rain.light.intensity.value = 200;
         return light_in(shot.render(20).get(), x, 0.5, x + 0.2, 0.75);
     };
     EXPECT_GT(bright(true, 0.6), bright(false, 0.6));
@@ -118,13 +118,13 @@ TEST(Rain, SurvivesHostileParameters) {
             Shot<Rain> shot(part * 2 + 1, 24, 17);
             int n = 0;
             for (ControlK7* control : shot.effect.controls()) {
-                if (control == &shot.effect.Density || control == &shot.effect.FramesPerSecond) continue;
+                if (control == &shot.effect.emitter.density || control == &shot.effect.FramesPerSecond) continue;
                 if (++n % 4 != part) continue;
                 if (auto* number = dynamic_cast<FloatControlK7*>(control)) number->value = value;
                 if (auto* point = dynamic_cast<PositionControlK7*>(control)) point->x = value, point->y = -value;
                 if (auto* colour = dynamic_cast<ColourControlK7*>(control)) colour->red = float(value);
             }
-            shot.effect.PreRoll.value = std::min(shot.effect.PreRoll.value, 20);
+            shot.effect.start.preRoll.value = std::min(shot.effect.start.preRoll.value, 20);
             shot.render(3);
             shot.render(2);
         }

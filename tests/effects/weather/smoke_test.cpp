@@ -27,17 +27,17 @@ ImagePtr flat(int width, int height, float value) {
 struct Calm : Shot<Smoke> {
     explicit Calm(int width = 400, int height = 40) : Shot(0, width, height) {
         effect.BlackBG.value = true;
-        effect.DoTurbulence.value = effect.DoFriction.value = false;
-        effect.PositionVar.value = 0, effect.PointBlur.value = 0;
-        effect.Left.x = 0.02, effect.Right.x = 0.98;
-        effect.Lifetime.value = 800;
+        effect.turbulence.on.value = effect.friction.on.value = false;
+        effect.emitter.spread.value = 0, effect.PointBlur.value = 0;
+        effect.emitter.left.x = 0.02, effect.emitter.right.x = 0.98;
+        effect.emitter.lifetime.value = 800;
     }
 };
 
 TEST(Smoke, EveryPresetIsTheSameAloneAndInSequence) {
     weather_test::expectSameAloneAndInSequence<Smoke>([](Smoke& smoke) {
-        smoke.Density.value = std::min(smoke.Density.value, 60.0);
-        smoke.PreRoll.value = std::min(smoke.PreRoll.value, 40);
+        smoke.emitter.density.value = std::min(smoke.emitter.density.value, 60.0);
+        smoke.start.preRoll.value = std::min(smoke.start.preRoll.value, 40);
     });
 }
 
@@ -47,8 +47,8 @@ TEST(Smoke, PhasesAreTheWalkToTheBit) {
             set_cpu_level_limit(level);
             const RowThreads rows(threads);
             Shot<Smoke> shot(weather_test::presetCalled<Smoke>("Smoke Stack"));
-            shot.effect.LookMode.value = look, shot.effect.Density.value = 200;
-            shot.effect.PreRoll.value = 20, shot.effect.ShutterTime.value = 150;
+            shot.effect.LookMode.value = look, shot.effect.emitter.density.value = 200;
+            shot.effect.start.preRoll.value = 20, shot.effect.start.shutter.value = 150;
             shot.effect.walksOneByOne = one_by_one;
             shot.render(0);
             return shot.render(1);
@@ -68,7 +68,7 @@ TEST(Smoke, PointsAreALayerSoftenedAndLaidOver) {
             Shot<Smoke> shot(0);
             shot.plate->unit_scale = static_cast<float>(scale);
             if (plate) shot.plate.reset(image_duplicate(plate));
-            shot.effect.PreRoll.value = 30;
+            shot.effect.start.preRoll.value = 30;
             shot.effect.PointBlur.value = blur, shot.effect.BlackBG.value = black;
             return shot.render(2);
         };
@@ -94,9 +94,9 @@ TEST(Smoke, HeatRisesAgainstGravitysArrow) {
     const auto centre = [](double degrees, double heat, bool gravity) {
         Calm shot(200, 200);
         Smoke& smoke = shot.effect;
-        smoke.Left.x = smoke.Right.x = 0.5;
-        smoke.GravAngle.value = degrees, smoke.InitialHeat.value = heat;
-        smoke.DoGravity.value = gravity, smoke.Gravity.value = 0;
+        smoke.emitter.left.x = smoke.emitter.right.x = 0.5;
+        smoke.gravity.angle.value = degrees, smoke.InitialHeat.value = heat;
+        smoke.gravity.on.value = gravity, smoke.gravity.strength.value = 0;
         const ImagePtr image = shot.render(20);
         double sum = 0, x = 0, y = 0;
         for (int j = 0; j < 200; ++j)
@@ -121,7 +121,7 @@ TEST(Smoke, CondensesAlongAQuarterSine) {
     for (const double condensation : {0.0, 30.0}) {
         Calm shot;
         Smoke& smoke = shot.effect;
-        smoke.UseBirthMatte.value = true, smoke.Density.value = 20, smoke.Extinction.value = 20;
+        smoke.UseBirthMatte.value = true, smoke.emitter.density.value = 20, smoke.Extinction.value = 20;
         smoke.Condensation.value = condensation, smoke.InitIntensity.value = 80;
         smoke.birth.image = flat(400, 40, 1);
         shot.render(0);
@@ -145,8 +145,8 @@ TEST(Smoke, CondensesAlongAQuarterSine) {
 TEST(Smoke, ComesAndGoesWithoutJumps) {
     Calm shot;
     Smoke& smoke = shot.effect;
-    smoke.Density.value = 2, smoke.Extinction.value = 10, smoke.Condensation.value = 0;
-    smoke.Lifetime.value = 60, smoke.InitIntensity.value = 100;
+    smoke.emitter.density.value = 2, smoke.Extinction.value = 10, smoke.Condensation.value = 0;
+    smoke.emitter.lifetime.value = 60, smoke.InitIntensity.value = 100;
     ImagePtr before = shot.render(100);
     constexpr float FASTEST = 0.25f * 1.6f / 9;  // the steepest sine of a point, over the shortest fade
     for (int frame = 101; frame < 160; ++frame) {
@@ -160,7 +160,7 @@ TEST(Smoke, ComesAndGoesWithoutJumps) {
 TEST(Smoke, IsBornWhereTheMatteAllows) {
     Calm shot;
     Smoke& smoke = shot.effect;
-    smoke.Density.value = 100;
+    smoke.emitter.density.value = 100;
     for (int frame = 0; frame < 40; ++frame) shot.render(frame);
     // Evenly from none to all of the density, less up to a tenth of it
     EXPECT_NEAR(smoke.liveParticles(), 40 * 45, 600);
@@ -176,14 +176,14 @@ TEST(Smoke, IsBornWhereTheMatteAllows) {
     EXPECT_GT(smoke.liveParticles(), 200) << "what misses the matte is tried again";
 
     Calm elsewhere;
-    elsewhere.effect.UseBirthMatte.value = true, elsewhere.effect.Left.y = elsewhere.effect.Right.y = 1.5;
+    elsewhere.effect.UseBirthMatte.value = true, elsewhere.effect.emitter.left.y = elsewhere.effect.emitter.right.y = 1.5;
     elsewhere.render(3);
     EXPECT_EQ(elsewhere.effect.liveParticles(), 0);
 }
 
 TEST(Smoke, AloneOnBlackTheSourceIsClearedToo) {
     Shot<Smoke> shot(0);
-    shot.effect.BlackBG.value = true, shot.effect.StartAt.value = 9;
+    shot.effect.BlackBG.value = true, shot.effect.start.at.value = 9;
     const ImagePtr image = shot.render(3);
     for (const K7Image* cleared : {image.get(), shot.effect.input.image.get()})
         for (int y = 0; y < cleared->height; ++y)

@@ -41,8 +41,8 @@ TEST(Snow, PhasesAreTheWalkToTheBit) {
             Shot<Snow> scene(1);  // Blizzard
             Snow& snow = scene.effect;
             snow.LookMode.value = look;
-            snow.Density.value = 400, snow.PreRoll.value = 20, snow.ShutterTime.value = 150;
-            snow.DoGlint.value = true, snow.GlintZone.value = 180, snow.ColourMode.value = Snow::RandomColour;
+            snow.emitter.density.value = 400, snow.start.preRoll.value = 20, snow.start.shutter.value = 150;
+            snow.glint.on.value = true, snow.GlintZone.value = 180, snow.ColourMode.value = Snow::RandomColour;
             snow.DrySnow.value = 1 + look % 2;
             snow.walksOneByOne = one_by_one;
             scene.render(0);
@@ -58,7 +58,7 @@ TEST(Snow, PhasesAreTheWalkToTheBit) {
 
 TEST(Snow, NothingFallsBeforeTheStart) {
     Shot<Snow> scene(0);
-    scene.effect.StartAt.value = 5;
+    scene.effect.start.at.value = 5;
     EXPECT_TRUE(same_pixels(scene.render(4).get(), scene.plate.get()));
     const ImagePtr fifth = scene.render(5);
     EXPECT_FALSE(same_pixels(fifth.get(), scene.plate.get()));
@@ -68,7 +68,7 @@ TEST(Snow, NothingFallsBeforeTheStart) {
     EXPECT_EQ(scene.effect.clock().steps_taken(), 1) << "a frame before the start leaves the simulation alone";
     // The pre-roll is life before the start.
     Shot<Snow> rolled(0);
-    rolled.effect.StartAt.value = 5, rolled.effect.PreRoll.value = 3;
+    rolled.effect.start.at.value = 5, rolled.effect.start.preRoll.value = 3;
     rolled.render(5);
     EXPECT_EQ(rolled.effect.clock().steps_taken(), 4);
 
@@ -81,13 +81,13 @@ TEST(Snow, NothingFallsBeforeTheStart) {
 TEST(Snow, WhatOnlyDrawsCostsNoReplay) {
     Shot<Snow> scene(0);
     scene.render(40);
-    scene.effect.Opacity.value = 50, scene.effect.DoGlint.value = true, scene.effect.ShutterTime.value = 80;
+    scene.effect.Opacity.value = 50, scene.effect.glint.on.value = true, scene.effect.start.shutter.value = 80;
     const ImagePtr changed = scene.render(40);
     EXPECT_LE(scene.effect.clock().steps_taken(), 1);
     Shot<Snow> alone(0);
-    alone.effect.Opacity.value = 50, alone.effect.DoGlint.value = true, alone.effect.ShutterTime.value = 80;
+    alone.effect.Opacity.value = 50, alone.effect.glint.on.value = true, alone.effect.start.shutter.value = 80;
     EXPECT_TRUE(same_pixels(changed.get(), alone.render(40).get()));
-    scene.effect.Density.value = 30;
+    scene.effect.emitter.density.value = 30;
     scene.render(41);
     EXPECT_EQ(scene.effect.clock().steps_taken(), 42);
 }
@@ -97,9 +97,9 @@ TEST(Snow, FallsAsGravityAndFrictionSay) {
     const auto height = [](int frames, double gravity, double friction) {
         Shot<Snow> scene(0, 200, 400);
         Snow& snow = scene.effect;
-        snow.DoTurbulence.value = false, snow.PositionVar.value = 0, snow.VelocityVar.value = 0;
-        snow.Density.value = 40, snow.Lifetime.value = 1000, snow.InitialVelocity.value = -20;
-        snow.Gravity.value = gravity, snow.Friction.value = friction, snow.FlakeSizeVar.value = 0;
+        snow.turbulence.on.value = false, snow.emitter.spread.value = 0, snow.VelocityVar.value = 0;
+        snow.emitter.density.value = 40, snow.emitter.lifetime.value = 1000, snow.InitialVelocity.value = -20;
+        snow.gravity.strength.value = gravity, snow.friction.amount.value = friction, snow.FlakeSizeVar.value = 0;
         snow.BlackBG.value = true;
         const ImagePtr image = scene.render(frames);
         for (int y = 0; y < image->height; ++y)  // the lowest flake, from the bottom
@@ -122,13 +122,13 @@ TEST(Snow, SurvivesHostileParameters) {
             Shot<Snow> scene(preset, 24, 17);
             int n = 0;
             for (ControlK7* control : scene.effect.controls()) {
-                if (control == &scene.effect.Density || control == &scene.effect.FramesPerSecond) continue;
+                if (control == &scene.effect.emitter.density || control == &scene.effect.FramesPerSecond) continue;
                 if (++n % 3 != preset % 3) continue;
                 if (auto* number = dynamic_cast<FloatControlK7*>(control)) number->value = value;
                 if (auto* point = dynamic_cast<PositionControlK7*>(control)) point->x = value, point->y = -value;
                 if (auto* colour = dynamic_cast<ColourControlK7*>(control)) colour->red = float(value);
             }
-            scene.effect.PreRoll.value = std::min(scene.effect.PreRoll.value, 20);
+            scene.effect.start.preRoll.value = std::min(scene.effect.start.preRoll.value, 20);
             scene.render(3);
             scene.render(2);
         }

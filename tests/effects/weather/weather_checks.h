@@ -39,13 +39,13 @@ void renderHostile(int width, int height) {
         for (const double value : bad) {
             Shot<EffectClass> shot(static_cast<int>(n) % presetCount<EffectClass>(), width, height);
             EffectClass& effect = shot.effect;
-            effect.PreRoll.value = 5;
-            effect.Density.value = 30;
+            effect.start.preRoll.value = 5;
+            effect.emitter.density.value = 30;
             ControlK7* control = effect.controls()[n];
             if (auto* number = dynamic_cast<FloatControlK7*>(control)) number->value = value;
             if (auto* point = dynamic_cast<PositionControlK7*>(control)) point->x = value, point->y = -value;
             if (auto* colour = dynamic_cast<ColourControlK7*>(control)) colour->red = static_cast<float>(value);
-            effect.Density.value = std::clamp(effect.Density.value, 0.0, 100.0);  // a million births take their time
+            effect.emitter.density.value = std::clamp(effect.emitter.density.value, 0.0, 100.0);  // a million births take their time
             shot.render(3);
             shot.render(4);
         }

@@ -6,18 +6,13 @@ namespace {
 
 constexpr int STROKES = 12;  // of each span
 
-ControlCurve curveOf(const CurveOverlayK7::Controls& points, double PositionControlK7::*x,
-                     double PositionControlK7::*y) {
+ControlCurve shownCurve(const CurveOverlayK7::Controls& points) {
     std::array<CurvePoint, ControlCurve::CONTROLS> values{};
-    for (std::size_t i = 0; i < points.size(); ++i) values[i] = {points[i]->*x, points[i]->*y};
+    for (std::size_t i = 0; i < points.size(); ++i) values[i] = {points[i]->overlayX, points[i]->overlayY};
     return ControlCurve(values);
 }
 
 }  // namespace
-
-ControlCurve fetchedCurve(const CurveOverlayK7::Controls& points) {
-    return curveOf(points, &PositionControlK7::x, &PositionControlK7::y);
-}
 
 CurveOverlayK7::CurveOverlayK7(EffectInfo* owner, const Controls& points, OverlayColour curveColour)
     : OverlayControlK7(owner, {points[0], points[1], points[2], points[3], points[4], points[5]}),
@@ -39,7 +34,7 @@ void CurveOverlayK7::write(int part) { point(part).SetValue(point(part).overlayX
 
 void CurveOverlayK7::draw(const OverlayPen& pen) const {
     pen.colour(m_curveColour);
-    const ControlCurve curve = curveOf(m_points, &PositionControlK7::overlayX, &PositionControlK7::overlayY);
+    const ControlCurve curve = shownCurve(m_points);
     const auto place = [&](int stroke) {
         const CurvePoint at = curve.at(double(stroke) / STROKES);
         return view().place(at.x, std::clamp(at.y, 0.0, 1.0));

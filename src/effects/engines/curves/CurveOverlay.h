@@ -23,6 +23,3 @@ class CurveOverlayK7 : public OverlayControlK7 {  // 1 to 6: the points
     Controls m_points;
     OverlayColour m_curveColour;  // whatever colour the host side gives its widgets: curves tell channels apart by it
 };
-
-// The values fetched for a render.
-ControlCurve fetchedCurve(const CurveOverlayK7::Controls& points);

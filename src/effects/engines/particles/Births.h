@@ -22,16 +22,14 @@ struct Emitter {
     float speed = 0;                    // pixels a frame; set by the effect, whose units differ
     float velocity_var = 0;
 
-    void set(const FrameShape& frame, const PositionControlK7& from, const PositionControlK7& to,
-             const SizeControlK7& var, const FloatControlK7& births, const FloatControlK7& lifetime,
-             const FloatControlK7& variance) {
-        left[0] = static_cast<float>(from.x) * frame.width;
-        left[1] = static_cast<float>(from.y) * frame.height;
-        right[0] = static_cast<float>(to.x) * frame.width;
-        right[1] = static_cast<float>(to.y) * frame.height;
-        radii[0] = radii[1] = frame.width * value(var) * frame.pixel_width;
-        density = value(births);
-        life = value(lifetime);
+    void set(const FrameShape& frame, const EmitterControls& controls, const FloatControlK7& variance) {
+        left[0] = static_cast<float>(controls.left.x) * frame.width;
+        left[1] = static_cast<float>(controls.left.y) * frame.height;
+        right[0] = static_cast<float>(controls.right.x) * frame.width;
+        right[1] = static_cast<float>(controls.right.y) * frame.height;
+        radii[0] = radii[1] = frame.width * value(controls.spread) * frame.pixel_width;
+        density = value(controls.density);
+        life = value(controls.lifetime);
         velocity_var = share(variance);
     }
 
@@ -89,10 +87,10 @@ struct Tint {
     float variance = 0;  // of each channel
     float mono = 0;      // of all three together
 
-    void set(const ColourControlK7& of, const FloatControlK7& colour_var, const FloatControlK7& mono_var) {
-        read_colour(of, colour);
-        variance = share(colour_var);
-        mono = share(mono_var);
+    void set(const TintControls& controls) {
+        read_colour(controls.colour, colour);
+        variance = share(controls.variance);
+        mono = share(controls.mono);
     }
     void give(FadingParticle& p, float alpha, MTRandom& draw) const {
         const float grey = mono * signed_draw(draw);
