@@ -52,5 +52,5 @@ target_link_libraries(quillon_options INTERFACE Threads::Threads)
 
 # Implicit conversions are errors in code that handles indices, handles and texts rather than pixels.
 function(quillon_strict_conversions target)
-  target_compile_options(${target} PRIVATE -Wconversion)
+  target_compile_options(${target} PRIVATE -Wconversion $<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>)
 endfunction()
