@@ -68,6 +68,7 @@ bool OpenLog(const char* run_name, bool append);  // Logs/<run name>.log, rotate
 void CloseLog();                                  // back to the standard error stream
 void SetConsole(bool on, bool repeat_all);  // copies of all lines to the terminal; without repeat_all not of those
                                             // that reach it as the standard error stream already
+bool TraceIsKept();  // lines go to a log or to the console, not merely into the host's standard error stream
 [[gnu::format(printf, 2, 3)]] void Trace(int level, const char* format, ...);
 [[gnu::format(printf, 1, 2)]] void TraceMore(const char* format,
                                              ...);  // continues the thread's last line, at its level
