@@ -61,7 +61,7 @@ class PolygonCoverage {
         const Edge *left, *right;
         double left_x, right_x;
     };
-    bool empty() const { return m_edges.empty(); }  // nothing of the shape lies in the window
+    bool empty() const { return m_count == 0; }  // nothing of the shape lies in the window
     double lowest() const { return m_y_low; }
     double highest() const { return m_y_high; }
     // Drops the edges that end below y: heights are asked for in rising order.
@@ -115,7 +115,8 @@ class PolygonCoverage {
     double m_x_low = 0, m_x_high = 0, m_y_low = 0, m_y_high = 0;
     // The edges from bottom to top. A polygon that goes down once and up once has two chains of them, with the edge
     // that has been reached in each; else all are in the first, sorted by where they begin.
-    std::vector<Edge> m_edges;
+    std::vector<Edge> m_edges;  // of which m_count are in use
+    std::size_t m_count = 0;
     std::vector<coverage::Crossing> m_crossings;
     Chain m_chains[2]{};
     bool m_two_chains = false, m_sorted = false;

@@ -12,7 +12,7 @@ void PolygonCoverage::begin(const PixelWindow& window) {
     m_window = {within(window.x0), within(window.y0), within(window.x1), within(window.y1)};
     m_x_low = m_y_low = INFINITY;
     m_x_high = m_y_high = -INFINITY;
-    m_edges.clear();
+    m_count = 0;
     m_chains[0] = m_chains[1] = {};
     m_two_chains = m_sorted = false;
 }
@@ -35,7 +35,8 @@ bool PolygonCoverage::widen(int count, const float* vertices, int stride, int& l
 
 void PolygonCoverage::add_edge(const float* p, const float* q, double sign) {
     if (!(p[1] < q[1])) return;
-    Edge edge;
+    if (m_count == m_edges.size()) m_edges.resize(std::max<std::size_t>(2 * m_count, 16));
+    Edge& edge = m_edges[m_count++];
     edge.p = p, edge.q = q;
     edge.x = p[0], edge.y = p[1], edge.top = q[1];
     edge.width = double(q[0]) - p[0];
@@ -43,7 +44,6 @@ void PolygonCoverage::add_edge(const float* p, const float* q, double sign) {
     edge.slope = edge.width / edge.height;
     edge.low = std::min(p[0], q[0]), edge.high = std::max(p[0], q[0]);
     edge.sign = sign;
-    m_edges.push_back(edge);
 }
 
 // Without the edges that end below the window or begin above it, which change nothing within it.
@@ -65,7 +65,7 @@ bool PolygonCoverage::set_polygon(int count, const float* vertices, int stride, 
     if (m_x_high < m_window.x0 || m_x_low > m_window.x1 + 1.0 || m_y_high < m_window.y0 || m_y_low > m_window.y1 + 1.0)
         return true;
     try {
-        m_edges.reserve(std::size_t(count));
+        if (m_edges.size() < std::size_t(count)) m_edges.resize(std::size_t(count));
         if (m_crossings.size() < std::size_t(count)) m_crossings.resize(std::size_t(count));
     } catch (const std::bad_alloc&) {
         return false;
@@ -73,16 +73,16 @@ bool PolygonCoverage::set_polygon(int count, const float* vertices, int stride, 
     const auto vertex = [&](int i) { return vertices + std::ptrdiff_t(i) * stride; };
     m_two_chains = true;
     for (int chain = 0; chain < 2; ++chain) {  // backwards, then forwards
-        const std::size_t start = m_edges.size();
+        const std::size_t start = m_count;
         for (int i = lowest, j; i != highest; i = j) {
             j = chain == 1 ? (i + 1 == count ? 0 : i + 1) : (i == 0 ? count - 1 : i - 1);
             m_two_chains &= vertex(i)[1] <= vertex(j)[1];
             add_edge(vertex(i), vertex(j), chain == 1 ? 1 : -1);
         }
-        m_chains[chain] = {start, m_edges.size()};
+        m_chains[chain] = {start, m_count};
     }
     if (m_two_chains) return true;
-    m_edges.clear();
+    m_count = 0;
     add_ring(count, vertices, stride);
     return true;
 }
@@ -91,7 +91,7 @@ bool PolygonCoverage::add_contour(int count, const float* vertices, int stride) 
     int lowest, highest;
     if (count < 3 || !vertices) return false;
     const double bounds[4] = {m_x_low, m_x_high, m_y_low, m_y_high};
-    const std::size_t before = m_edges.size();
+    const std::size_t before = m_count;
     try {
         if (widen(count, vertices, stride, lowest, highest)) {
             add_ring(count, vertices, stride);
@@ -99,7 +99,7 @@ bool PolygonCoverage::add_contour(int count, const float* vertices, int stride) 
         }
     } catch (const std::bad_alloc&) {
     }
-    m_edges.resize(before);
+    m_count = before;
     m_x_low = bounds[0], m_x_high = bounds[1], m_y_low = bounds[2], m_y_high = bounds[3];
     return false;
 }
@@ -107,8 +107,9 @@ bool PolygonCoverage::add_contour(int count, const float* vertices, int stride) 
 // Edges that are no chains: by where they begin; those that begin level keep their order.
 void PolygonCoverage::sort_edges() {
     if (m_two_chains || m_sorted) return;
-    std::stable_sort(m_edges.begin(), m_edges.end(), [](const Edge& a, const Edge& b) { return a.y < b.y; });
-    m_chains[0] = {0, m_edges.size()};
+    std::stable_sort(m_edges.begin(), m_edges.begin() + static_cast<std::ptrdiff_t>(m_count),
+                     [](const Edge& a, const Edge& b) { return a.y < b.y; });
+    m_chains[0] = {0, m_count};
     m_chains[1] = {};
     m_sorted = true;
 }
@@ -158,7 +159,7 @@ int PolygonCoverage::gather_crossings(int y, Reach reach[2]) {
 
 bool PolygonCoverage::plan_row(int y) {
     Reach reach[2];
-    if (m_crossings.size() < m_edges.size()) m_crossings.resize(m_edges.size());
+    if (m_crossings.size() < m_count) m_crossings.resize(m_count);
     m_crossing_count = gather_crossings(y, reach);
     const double low = std::min(reach[0].low, reach[1].low), high = std::max(reach[0].high, reach[1].high);
     const double right = m_window.x1 + 1.0;

@@ -127,21 +127,4 @@ TEST(LineGraphics, ThePenIsScaledMovedTransformedAndClipped) {
     EXPECT_EQ(pen.view_extent()[0], 1);
 }
 
-TEST(LineGraphics, TextStepsAndSavedColours) {
-    LineGraphics graphics;
-    EXPECT_FALSE(graphics.set_text_height(-1));
-    EXPECT_FLOAT_EQ(graphics.text_step()[0], 0.01F);
-    ASSERT_TRUE(graphics.set_text_height(2));
-    const float expected[7] = {2, -4, -4, 0, 4, 4, 0};
-    for (std::size_t i = 0; i < 7; ++i) EXPECT_EQ(graphics.text_step()[i], expected[i]);
-    graphics.set_pen_colour({0.1F, 0.2F, 0.3F, 1});
-    EXPECT_TRUE(graphics.save_pen_colour(2));
-    graphics.set_pen_colour({});
-    EXPECT_TRUE(graphics.restore_pen_colour(2));
-    EXPECT_FLOAT_EQ(graphics.pen_colour().b, 0.3F);
-    EXPECT_FALSE(graphics.save_pen_colour(3));
-    EXPECT_FLOAT_EQ(graphics.path().tolerance, 0.05F);
-    EXPECT_EQ(graphics.path().segments, 12);
-}
-
 }  // namespace

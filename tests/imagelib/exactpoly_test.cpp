@@ -131,13 +131,26 @@ TEST(ExactPolyWalk, AreasOfRandomPolygons) {
     }
 }
 
+// Also of a comb, in whose rows many edges lie beside each other.
 TEST(ExactPolyWalk, WindowAndBandsCutTheSamePixels) {
-    const ClipPolygon shape = ellipse(7, 15, 12, 14, 30, 0.3);
-    Recorder whole, bands;
-    ASSERT_TRUE(whole.draw(shape, 3, 20, 2, 25));
-    for (const auto& [first, last] : {std::pair{2, 2}, {3, 11}, {12, 25}}) bands.draw(shape, 3, 20, first, last);
-    EXPECT_EQ(whole.covers, bands.covers);
-    for (const Cover& c : whole.covers) EXPECT_TRUE(c.x >= 3 && c.x <= 20 && c.y >= 2 && c.y <= 25);
+    ClipPolygon comb = polygon_of({{60, 30}, {-20, 29}});
+    for (int i = 0; i < 40; ++i) {
+        comb.add(-20 + 2 * float(i) + 0.1f * float(i % 7), 2 + 0.3f * float(i % 5));
+        comb.add(-19 + 2 * float(i), 25.5f);
+    }
+    for (const ClipPolygon& shape : {ellipse(7, 15, 12, 14, 30, 0.3), comb}) {
+        Recorder whole, bands;
+        ASSERT_TRUE(whole.draw(shape, -90, 90, 2, 25));
+        for (const auto& [first, last] : {std::pair{2, 2}, {3, 11}, {12, 25}}) bands.draw(shape, -90, 90, first, last);
+        EXPECT_EQ(whole.covers, bands.covers);
+        std::erase_if(whole.covers, [](const Cover& c) { return c.x < 3 || c.x > 20; });
+        Recorder window;
+        ASSERT_TRUE(window.draw(shape, 3, 20, 2, 25));
+        EXPECT_EQ(whole.covers, window.covers);
+    }
+    Recorder all;
+    ASSERT_TRUE(all.draw(comb, -90, 90, 0, 40));
+    EXPECT_NEAR(all.sum, shoelace(comb), 1e-6 * all.sum);
 }
 
 TEST(ExactPolyWalk, HostilePolygons) {
