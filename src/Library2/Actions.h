@@ -42,9 +42,6 @@ OfxStatus actionFramesNeeded(OfxImageEffectHandle instance, const PropertySet& i
 OfxStatus actionRender(OfxImageEffectHandle instance, const PropertySet& inArgs);
 
 // The frame numbers of a clip at a host time, where the host's way of counting lets it be known.
-struct FrameSpan {
-    double first, last, current;
-};
 FrameSpan frameSpan(const PropertySet& clip, double time, double duration);
 // The factor of horizontal values read for rendering.
 double positionFactor(double projectAspect);

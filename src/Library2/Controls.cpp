@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "Library2/EffectInfo.h"
 
@@ -50,6 +51,8 @@ double incrementOf(double range) {
     return 1.0;
 }
 
+double finiteOr(double value, double fallback) { return std::isfinite(value) ? value : fallback; }
+
 void setBothAxes(const PropertySet& set, const char* property, double value) {
     set.setDouble(property, value, 0);
     set.setDouble(property, value, 1);
@@ -69,18 +72,12 @@ ControlK7::ControlK7(EffectInfo* owner, const char* name, const char* label, con
 std::string ControlK7::scriptName() const {
     if (m_options.scriptName) return m_options.scriptName;
     if (m_options.secret) return m_name;
-    if (m_name == "FramesPerSecond") return "GeneratorFPS";
     return scriptNameOf(m_label);
 }
 
 bool ControlK7::animates() const { return m_options.animates && !m_options.secret; }
 
-bool ControlK7::keptByPresets() const {
-    // TODO: by options only, once all effects declare them.
-    static constexpr std::string_view KEPT[] = {"Demos",   "DemosA",        "StartAt",        "BlackBG",
-                                                "OnBlack", "WithAnimation", "FramesPerSecond"};
-    return m_options.keptByPresets || m_options.secret || std::ranges::find(KEPT, m_name) != std::end(KEPT);
-}
+bool ControlK7::keptByPresets() const { return m_options.keptByPresets || m_options.secret; }
 
 void ControlK7::define(const DescribeContext& context) const {
     OfxPropertySetHandle handle = nullptr;
@@ -144,17 +141,24 @@ void FloatControlK7::describeValue(const PropertySet& set, const HostQuirks&) co
 std::string FloatControlK7::defaultText() const { return numberText(m_param.value); }
 std::string FloatControlK7::rangeText() const { return rangeOf(m_param.min, m_param.max); }
 
+bool FloatControlK7::GetValue(double time, double* out) const {
+    double found = 0.0;
+    if (!readAt(time, &found)) return false;
+    *out = finiteOr(found, m_param.value);
+    return true;
+}
+
 void SizeControlK7::fetch(const FetchContext& context) {
-    if (readAt(context.time, &value) && followedByOverlay) value *= context.xFactor;
+    if (GetValue(context.time, &value) && followedByOverlay) value *= context.xFactor;
 }
 
 void SizeControlK7::fetchOverlay(const FetchContext& context) {
-    if (readAt(context.time, &overlayValue)) overlayValue *= context.xFactor;
+    if (GetValue(context.time, &overlayValue)) overlayValue *= context.xFactor;
 }
 
 bool AngleControlK7::GetValue(double time, double* out) const {
     double angle = 0.0;
-    if (!readAt(time, &angle)) return false;
+    if (!FloatControlK7::GetValue(time, &angle)) return false;
     *out = static_cast<double>(static_cast<float>(angle));
     return true;
 }
@@ -173,9 +177,6 @@ FrameRateControlK7::FrameRateControlK7(EffectInfo* owner)
 
 IntegerControlK7::IntegerControlK7(EffectInfo* owner, const IntegerParam& param, const char* sentence)
     : ControlK7(owner, param.name, param.label, sentence, param.options), value(param.value), m_param(param) {}
-
-// A seed that moves would be a new simulation every frame.
-bool IntegerControlK7::animates() const { return ControlK7::animates() && std::strcmp(name(), "Seed") != 0; }
 
 void IntegerControlK7::describeValue(const PropertySet& set, const HostQuirks&) const {
     set.setInt(ofx::prop::ParamDefault, m_param.value);
@@ -211,10 +212,6 @@ ListControlK7::ListControlK7(EffectInfo* owner, const ListParam& param, const ch
       overlayValue(param.index + 1),
       m_param(param) {}
 
-bool ListControlK7::animates() const {
-    return ControlK7::animates() && std::strcmp(name(), "Demos") != 0 && std::strcmp(name(), "DemosA") != 0;
-}
-
 bool ListControlK7::GetValue(double time, int* out) const {
     int index = 0;
     if (!readAt(time, &index)) return false;
@@ -245,6 +242,14 @@ PositionControlK7::PositionControlK7(EffectInfo* owner, const PointParam& param,
       overlayX(param.x),
       overlayY(param.y),
       m_param(param) {}
+
+bool PositionControlK7::GetValue(double time, double* outX, double* outY) const {
+    double foundX = 0.0, foundY = 0.0;
+    if (!readAt(time, &foundX, &foundY)) return false;
+    *outX = finiteOr(foundX, m_param.x);
+    *outY = finiteOr(foundY, m_param.y);
+    return true;
+}
 
 void PositionControlK7::fetch(const FetchContext& context) {
     if (GetValue(context.time, &x, &y)) x *= context.xFactor;
@@ -295,19 +300,20 @@ const char* ColourControlK7::paramType() const {
 }
 
 // A level within what pixels can hold, so that arithmetic with colours stays finite whatever a host sets.
-static float colourLevel(double value) {
+static float colourLevel(double value, float fallback) {
     constexpr double LARGEST = 65504.0;  // of half floats
-    return std::isnan(value) ? 0.0f : static_cast<float>(std::clamp(value, -LARGEST, LARGEST));
+    return static_cast<float>(std::clamp(finiteOr(value, fallback), -LARGEST, LARGEST));
 }
+
 bool ColourControlK7::GetValue(double time, float* r, float* g, float* b, float* a) const {
     double values[4] = {0.0, 0.0, 0.0, 1.0};
     const bool found = m_components == Components::RGBA ? readAt(time, &values[0], &values[1], &values[2], &values[3])
                                                         : readAt(time, &values[0], &values[1], &values[2]);
     if (!found) return false;
-    *r = colourLevel(values[0]);
-    *g = colourLevel(values[1]);
-    *b = colourLevel(values[2]);
-    *a = colourLevel(values[3]);
+    *r = colourLevel(values[0], m_param.red);
+    *g = colourLevel(values[1], m_param.green);
+    *b = colourLevel(values[2], m_param.blue);
+    *a = colourLevel(values[3], m_param.alpha);
     return true;
 }
 
@@ -352,26 +358,39 @@ void TextControlK7::describeValue(const PropertySet& set, const HostQuirks&) con
 
 // A text on its way to the host is newer than the host's.
 void TextControlK7::fetch(const FetchContext& context) {
-    if (m_dirty && bundleState().quirks->writesTextBack) return;
+    {
+        const std::lock_guard lock(m_lock);
+        if (m_dirty && bundleState().quirks->writesTextBack) {
+            text = m_written;
+            return;
+        }
+    }
     char* hostText = nullptr;
     if (readAt(context.time, &hostText) && hostText) text = hostText;
 }
 
 void TextControlK7::SetText(double, const char* newText) {
     if (!live()) return;
-    text = newText;
+    const std::lock_guard lock(m_lock);
+    m_written = newText;
     m_dirty = true;
 }
 
 void TextControlK7::SetTextNow(double time, const char* newText) {
     SetText(time, newText);
-    write(text.c_str());
+    write(newText);
 }
 
+// The host is called without the lock: it may come back with a notification.
 void TextControlK7::endOfChange(const HostQuirks& quirks) {
-    if (!m_dirty || !quirks.writesTextBack) return;
-    m_dirty = false;
-    write(text.c_str());
+    if (!quirks.writesTextBack) return;
+    std::string written;
+    {
+        const std::lock_guard lock(m_lock);
+        if (!std::exchange(m_dirty, false)) return;
+        written = m_written;
+    }
+    write(written.c_str());
 }
 
 FileControlK7::FileControlK7(EffectInfo* owner, const TextParam& param, const char* sentence)

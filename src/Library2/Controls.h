@@ -11,12 +11,15 @@
 //     PresetChoiceK7 Demos{this, {"Demos", "Type"}, "..."};  // its presets: Presets.h
 //     FrameRateControlK7 FramesPerSecond{this};
 //
-// Effect code reads the value fields, which hold what the last fetch found; it never calls the parameter suite.
+// Effect code reads the value fields, which hold what the last fetch found; it never calls the parameter suite. Numbers
+// are always finite: one that is not, from whatever the host does, counts as the declared default.
 // Choice values count from 1 in controls and from 0 at the host. A control without a parameter at the host (not
 // wired, or the host has none of that name) does nothing and keeps the value it was declared with.
 #pragma once
 
+#include <atomic>
 #include <limits>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -158,9 +161,8 @@ class ControlK7 {
     virtual void writePreset(const double*) {}
     virtual void writeDefault() {}
 
-    bool ignoreNextChange = false;  // one shot: the next change notification is answered with nothing
-    bool active = true;
-    bool followedByOverlay = false;  // an overlay widget shows the value
+    std::atomic<bool> ignoreNextChange{false};  // one shot: the next change notification is answered with nothing
+    bool followedByOverlay = false;             // an overlay widget shows the value
 
   protected:
     virtual void describeValue(const PropertySet& set, const HostQuirks& quirks) const = 0;
@@ -208,12 +210,12 @@ class FloatControlK7 : public ControlK7 {
     double value;
     double overlayValue;
 
-    bool GetValue(double time, double* out) const { return readAt(time, out); }
+    bool GetValue(double time, double* out) const;
     void SetValue(double v) const { write(v); }
 
     const char* paramType() const override { return ofx::param_type::Double; }
-    void fetch(const FetchContext& context) override { readAt(context.time, &value); }
-    void fetchOverlay(const FetchContext& context) override { readAt(context.time, &overlayValue); }
+    void fetch(const FetchContext& context) override { GetValue(context.time, &value); }
+    void fetchOverlay(const FetchContext& context) override { GetValue(context.time, &overlayValue); }
     int presetComponents() const override { return 1; }
     void writePreset(const double* values) override { SetValue(values[0]); }
     void writeDefault() override { SetValue(m_param.value); }
@@ -261,7 +263,6 @@ class IntegerControlK7 : public ControlK7 {
     void SetValue(int v) const { write(v); }
 
     const char* paramType() const override { return ofx::param_type::Integer; }
-    bool animates() const override;
     void fetch(const FetchContext& context) override { readAt(context.time, &value); }
     int presetComponents() const override { return 1; }
     void writePreset(const double* values) override { SetValue(static_cast<int>(values[0])); }
@@ -312,7 +313,6 @@ class ListControlK7 : public ControlK7 {
     void SetValue(int v) const { write(v - 1); }             // from 1
 
     const char* paramType() const override { return ofx::param_type::Choice; }
-    bool animates() const override;
     void fetch(const FetchContext& context) override { GetValue(context.time, &value); }
     void fetchOverlay(const FetchContext& context) override { GetValue(context.time, &overlayValue); }
     int presetComponents() const override { return 1; }
@@ -320,7 +320,6 @@ class ListControlK7 : public ControlK7 {
     void writeDefault() override { write(m_param.index); }
     std::string defaultText() const override;
     std::vector<const char*> choices() const override { return m_param.choices; }
-    void setChoices(std::vector<const char*> choices) { m_param.choices = std::move(choices); }
 
   protected:
     void describeValue(const PropertySet&, const HostQuirks&) const override {}
@@ -336,6 +335,7 @@ class PresetChoiceK7 : public ListControlK7 {
         const char* label;
     };
     PresetChoiceK7(EffectInfo* owner, const Param& param, const char* sentence = "");
+    void setNames(std::vector<const char*> names) { m_param.choices = std::move(names); }
 };
 
 // ---- Points and colours ---------------------------------------------------------------------------------------
@@ -348,7 +348,7 @@ class PositionControlK7 : public ControlK7 {
     double x, y;
     double overlayX, overlayY;
 
-    bool GetValue(double time, double* outX, double* outY) const { return readAt(time, outX, outY); }
+    bool GetValue(double time, double* outX, double* outY) const;
     void SetValue(double newX, double newY) const { write(newX, newY); }
 
     const char* paramType() const override { return ofx::param_type::Double2D; }
@@ -413,8 +413,9 @@ class TextControlK7 : public ControlK7 {
 
     std::string text;
 
-    void SetText(double time, const char* newText);     // reaches the host at the end of the user's change
-    void SetTextNow(double time, const char* newText);  // and at once
+    // From any thread. The text reaches the host at the end of the user's change, and `text` at the next fetch.
+    void SetText(double time, const char* newText);
+    void SetTextNow(double time, const char* newText);  // and the host at once
 
     const char* paramType() const override { return ofx::param_type::String; }
     bool animates() const override { return false; }
@@ -426,7 +427,11 @@ class TextControlK7 : public ControlK7 {
   protected:
     void describeValue(const PropertySet& set, const HostQuirks& quirks) const override;
     TextParam m_param;
-    bool m_dirty = false;
+
+  private:
+    std::mutex m_lock;  // of the two below
+    std::string m_written;
+    bool m_dirty = false;  // m_written is on its way to the host
 };
 
 class FileControlK7 : public TextControlK7 {

@@ -1,7 +1,6 @@
 #include "Library2/EffectInfo.h"
 
 #include <algorithm>
-#include <cstring>
 #include <set>
 #include <stdexcept>
 
@@ -17,7 +16,7 @@ void ClipRecord::addFrame(int frame) {
     if (frameCount < MAX_FRAMES) frames[static_cast<std::size_t>(++frameCount)] = frame;
 }
 
-void ClipRecord::wire(OfxImageClipHandle* slot, PluginK7* effect) {
+void ClipRecord::wire(const std::atomic<OfxImageClipHandle>* slot, PluginK7* effect) {
     m_slot = slot;
     m_effect = effect;
 }
@@ -70,13 +69,6 @@ EffectInfo::~EffectInfo() = default;
 int EffectInfo::addControl(ControlK7* control) {
     m_controls.push_back(control);
     return static_cast<int>(m_pages.size()) - 1;
-}
-
-ControlK7* EffectInfo::findControl(const char* name) const {
-    const auto found = std::find_if(m_controls.begin(), m_controls.end(), [name](const ControlK7* control) {
-        return std::strcmp(control->name(), name) == 0;
-    });
-    return found == m_controls.end() ? nullptr : *found;
 }
 
 void EffectInfo::fetchAll(const FetchContext& context) {
@@ -136,32 +128,12 @@ void PresetTable::check() const {
     }
 }
 
-void EffectInfo::presets(ListControlK7& choice, std::vector<const char*> names, std::vector<PresetLine> lines,
+void EffectInfo::presets(PresetChoiceK7& choice, std::vector<const char*> names, std::vector<PresetLine> lines,
                          PresetScope scope) {
     PresetTable table{&choice, std::move(names), std::move(lines), scope};
     table.check();
-    choice.setChoices(table.names);
+    choice.setNames(table.names);
     m_presets.push_back(std::move(table));
-}
-
-void EffectInfo::addRows(ListControlK7& choice, std::vector<const char*> names, const std::vector<ControlK7*>& columns,
-                         const std::vector<const double*>& rows, PresetScope scope) {
-    std::vector<PresetLine> lines;
-    std::size_t first = 0;
-    for (ControlK7* column : columns) {
-        std::vector<PresetCell> cells;
-        const int count = column->presetComponents();
-        for (const double* row : rows) {
-            const double* v = row + first;
-            cells.push_back(count == 1   ? PresetCell(v[0])
-                            : count == 2 ? PresetCell(v[0], v[1])
-                            : count == 3 ? PresetCell(v[0], v[1], v[2])
-                                         : PresetCell(v[0], v[1], v[2], v[3]));
-        }
-        lines.emplace_back(*column, std::move(cells));
-        first += static_cast<std::size_t>(count);
-    }
-    presets(choice, std::move(names), std::move(lines), scope);
 }
 
 // Values are written in parameter order, so that a host's undo list reads like the dialog.

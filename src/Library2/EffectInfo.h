@@ -31,6 +31,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <functional>
 #include <initializer_list>
 #include <string>
@@ -73,6 +74,11 @@ struct ClipParam {
     bool temporal = false;  // other frames of it may be fetched
 };
 
+// The frames of a clip as an effect numbers them: relative to the first one.
+struct FrameSpan {
+    double first, last, current;
+};
+
 class ClipRecord {
   public:
     ClipRecord(EffectInfo* owner, const ClipParam& param);
@@ -90,13 +96,14 @@ class ClipRecord {
     // Fetches another frame of this clip into `image` (its size decides). False when there is none.
     bool GetFrame(double time, K7Image* image);
 
-    void wire(OfxImageClipHandle* slot, PluginK7* effect);
-    OfxImageClipHandle handle() const { return m_slot ? *m_slot : nullptr; }
+    // The slot is the instance's, and changes when the user connects another clip, also while a render runs.
+    void wire(const std::atomic<OfxImageClipHandle>* slot, PluginK7* effect);
+    OfxImageClipHandle handle() const { return m_slot ? m_slot->load() : nullptr; }
     double firstFrame() const;  // what a frame number is offset by to get the host's time
 
   private:
     ClipParam m_param;
-    OfxImageClipHandle* m_slot = nullptr;  // inside the InstanceRecord
+    const std::atomic<OfxImageClipHandle>* m_slot = nullptr;  // inside the InstanceRecord
     PluginK7* m_effect = nullptr;
 };
 
@@ -122,22 +129,6 @@ struct EnableRule {
     std::function<void()> custom;  // instead of the three above, where a rule looks at more than one control
     std::string customText;        // what it does, for the documentation
 };
-
-// ---- Presets, in rows of numbers without names -----------------------------------------------------------------
-// The older form of Presets.h, for tables that have not been rewritten yet.
-
-template <std::size_t Columns>
-struct PresetRow {
-    const char* name;
-    double values[Columns];
-};
-
-template <std::size_t Columns, std::size_t Rows>
-std::vector<const char*> presetNames(const PresetRow<Columns> (&table)[Rows]) {
-    std::vector<const char*> names;
-    for (const auto& row : table) names.push_back(row.name);
-    return names;
-}
 
 // ---- Scenes ---------------------------------------------------------------------------------------------------
 
@@ -179,7 +170,6 @@ class EffectInfo {
     const std::vector<OverlayControlK7*>& widgets() const { return m_widgets; }
     const FrameRateControlK7* frameRate() const { return m_frameRate; }  // null: the effect has none
     ClipRecord* primary() { return m_inputs.empty() ? nullptr : m_inputs.front(); }
-    ControlK7* findControl(const char* name) const;  // null when there is none
 
     // Fetches every parameter at the time into its control.
     void fetchAll(const FetchContext& context);
@@ -202,20 +192,10 @@ class EffectInfo {
     void rule(ControlK7& steering, std::function<void()> custom, const char* text);
 
     // A choice whose options are presets: see Presets.h.
-    void presets(ListControlK7& choice, std::vector<const char*> names, std::vector<PresetLine> lines,
+    void presets(PresetChoiceK7& choice, std::vector<const char*> names, std::vector<PresetLine> lines,
                  PresetScope scope);
-    template <std::size_t Columns, std::size_t Rows>
-    void presets(ListControlK7& choice, std::initializer_list<ControlK7*> columns,
-                 const PresetRow<Columns> (&table)[Rows], PresetScope scope) {
-        std::vector<const double*> rows;
-        for (const auto& row : table) rows.push_back(row.values);
-        addRows(choice, presetNames(table), columns, rows, scope);
-    }
 
   private:
-    void addRows(ListControlK7& choice, std::vector<const char*> names, const std::vector<ControlK7*>& columns,
-                 const std::vector<const double*>& rows, PresetScope scope);
-
     std::vector<ClipRecord*> m_inputs;
     std::vector<const char*> m_pages;
     std::vector<ControlK7*> m_controls;

@@ -11,11 +11,15 @@ InstanceRecord* instanceRecord(OfxImageEffectHandle instance) {
     return static_cast<InstanceRecord*>(effectProperties(instance).pointerOr(ofx::prop::InstanceData, nullptr));
 }
 
-void wireClip(OfxImageEffectHandle instance, InstanceRecord& record, std::size_t index) {
-    ClipRecord& clip = *record.effect->info().inputs()[index];
-    ClipBlock& block = record.inputs[index];
-    block.handle = clipHandle(instance, bundleState().quirks->primaryClipName(clip.param().name));
-    clip.wire(block.handle ? &block.handle : nullptr, record.effect.get());
+void wireControls(EffectInfo& info, InstanceRecord& record) {
+    for (std::size_t i = 0; i < record.parameters.size(); ++i)
+        info.controls()[i]->wire(&record.parameters[i].handle, &bundleState().suites);
+}
+
+void wireClips(EffectInfo& info, InstanceRecord& record) {
+    info.output.wire(&record.outputClip.handle, record.effect.get());
+    for (std::size_t i = 0; i < record.inputs.size(); ++i)
+        info.inputs()[i]->wire(&record.inputs[i].handle, record.effect.get());
 }
 
 namespace {
@@ -26,6 +30,17 @@ std::atomic<int> s_instances{0};
 
 namespace {
 
+// What choices are now is what the next change is compared with: at creation (a project may have been loaded), and
+// after a preset, whether or not the host told of its writes.
+void rememberChoices(InstanceRecord& record) {
+    const auto& controls = record.effect->info().controls();
+    for (std::size_t i = 0; i < controls.size(); ++i) {
+        int value = 0;
+        const auto* choice = dynamic_cast<const ListControlK7*>(controls[i]);
+        if (choice && choice->currentIndex(&value)) record.parameters[i].lastValue = value;
+    }
+}
+
 OfxParamHandle parameterHandle(OfxParamSetHandle parameters, const char* name) {
     OfxParamHandle handle = nullptr;
     const auto status = callSuite(bundleState().suites.parameter, &OfxParameterSuiteV1::paramGetHandle, parameters,
@@ -33,17 +48,28 @@ OfxParamHandle parameterHandle(OfxParamSetHandle parameters, const char* name) {
     return status == ofx::status::OK ? handle : nullptr;
 }
 
-void wireParameters(InstanceRecord& record, OfxParamSetHandle parameters) {
+void findParameters(InstanceRecord& record, OfxParamSetHandle parameters) {
     EffectInfo& info = record.effect->info();
     record.parameters.resize(info.controls().size());
-    for (std::size_t i = 0; i < record.parameters.size(); ++i) {
-        ControlK7& control = *info.controls()[i];
-        ParameterBlock& block = record.parameters[i];
-        if (parameters) block.handle = parameterHandle(parameters, control.name());
+    for (std::size_t i = 0; parameters && i < record.parameters.size(); ++i)
+        record.parameters[i].handle = parameterHandle(parameters, info.controls()[i]->name());
+    wireControls(info, record);
+    for (ParameterBlock& block : record.parameters)
         block.skipFirstChange = bundleState().quirks->swallowsFirstChoiceChange;
-        control.wire(&block.handle, &bundleState().suites);
-    }
-    if (parameters) record.helpButton = parameterHandle(parameters, "HelpButton");
+    rememberChoices(record);
+}
+
+void findClip(OfxImageEffectHandle instance, InstanceRecord& record, std::size_t index) {
+    const char* name = record.effect->info().inputs()[index]->param().name;
+    record.inputs[index].handle = clipHandle(instance, bundleState().quirks->primaryClipName(name));
+}
+
+void findClips(OfxImageEffectHandle instance, InstanceRecord& record) {
+    EffectInfo& info = record.effect->info();
+    record.outputClip.handle = clipHandle(instance, ofx::clip::Output);
+    record.inputs.resize(info.inputs().size());
+    for (std::size_t i = 0; i < record.inputs.size(); ++i) findClip(instance, record, i);
+    wireClips(info, record);
 }
 
 void tellSimulatedWay() {
@@ -65,6 +91,7 @@ OfxStatus actionCreateInstance(const EffectEntry& entry, OfxImageEffectHandle in
     tellSimulatedWay();
 
     auto record = std::make_unique<InstanceRecord>();
+    record->definition = entry.definition;
     record->effect = entry.definition->create();
     PluginK7& effect = *record->effect;
     effect.adoptHost();
@@ -72,11 +99,9 @@ OfxStatus actionCreateInstance(const EffectEntry& entry, OfxImageEffectHandle in
         record->ownThreads = std::make_unique<K7PTMultiProcess>();
         effect.setSlot(SLOT_OWN_THREADS, record->ownThreads.get());
     }
-    wireParameters(*record, parameters);
-    record->outputClip = clipHandle(instance, ofx::clip::Output);
-    effect.info().output.wire(&record->outputClip, &effect);
-    record->inputs.resize(effect.info().inputs().size());
-    for (std::size_t i = 0; i < record->inputs.size(); ++i) wireClip(instance, *record, i);
+    findParameters(*record, parameters);
+    findClips(instance, *record);
+    if (parameters) record->helpButton = parameterHandle(parameters, "HelpButton");
     if (!set.setPointer(ofx::prop::InstanceData, record.get())) return ofx::status::Failed;
     try {
         effect.InstanceCreated();
@@ -114,15 +139,7 @@ void clipChanged(OfxImageEffectHandle instance, InstanceRecord& record, std::str
     record.effect->ClipChanged();
     const auto& clips = record.effect->info().inputs();
     for (std::size_t i = 0; i < clips.size(); ++i)
-        if (name == clips[i]->param().name) wireClip(instance, record, i);
-}
-
-// What a preset wrote is what the user changes next, whether or not the host told of the writes.
-void rememberChoices(InstanceRecord& record) {
-    const auto& controls = record.effect->info().controls();
-    for (std::size_t i = 0; i < controls.size(); ++i)
-        if (const auto* choice = dynamic_cast<const ListControlK7*>(controls[i]))
-            choice->currentIndex(&record.parameters[i].lastValue);
+        if (name == clips[i]->param().name) findClip(instance, record, i);
 }
 
 // A preset writes other parameters; the host answers each write with a change notification of its own, while this
@@ -141,21 +158,17 @@ void steeringChanged(InstanceRecord& record, ControlK7& control) {
     }
 }
 
-void choiceChanged(InstanceRecord& record, ParameterBlock& block, ListControlK7& choice) {
-    if (block.skipFirstChange) {
-        block.skipFirstChange = false;
-        return;
-    }
-    if (choice.ignoreNextChange) {
-        choice.ignoreNextChange = false;
-        return;
-    }
-    int value = block.lastValue;
-    if (!choice.currentIndex(&value) || value == block.lastValue) return;
-    block.lastValue = value;
-    steeringChanged(record, choice);
+// Whether a notification tells of a value other than the last one. Switches are heard always.
+bool isChange(ParameterBlock& block, ControlK7& control) {
+    const auto* choice = dynamic_cast<const ListControlK7*>(&control);
+    if (choice && block.skipFirstChange.exchange(false)) return false;
+    if (control.ignoreNextChange.exchange(false)) return false;
+    if (!choice) return true;
+    int value = 0;
+    return choice->currentIndex(&value) && block.lastValue.exchange(value) != value;
 }
 
+// The effect hears of every notification, since a choice that is what it was now may have other keys elsewhere.
 void parameterChanged(InstanceRecord& record, std::string_view name) {
     PluginK7& effect = *record.effect;
     EffectInfo& info = effect.info();
@@ -164,13 +177,7 @@ void parameterChanged(InstanceRecord& record, std::string_view name) {
         if (name != control.name()) continue;
         if (auto* button = dynamic_cast<ButtonControlK7*>(&control)) return effect.ButtonPressed(*button);
         effect.ControlChanged(control);
-        if (!info.steers(&control)) return;
-        if (auto* choice = dynamic_cast<ListControlK7*>(&control))
-            return choiceChanged(record, record.parameters[i], *choice);
-        if (control.ignoreNextChange)
-            control.ignoreNextChange = false;
-        else
-            steeringChanged(record, control);
+        if (info.steers(&control) && isChange(record.parameters[i], control)) steeringChanged(record, control);
         return;
     }
     if (name == "HelpButton") showHelp(effect.effectTraits());

@@ -1,36 +1,37 @@
 // What a host's effect instance points at: the effect object and the host's handles that its controls and clips use.
 #pragma once
 
-#include <array>
+#include <atomic>
+#include <deque>
 #include <memory>
-#include <vector>
 
 #include "Library2/MultiProcess.h"
 #include "Library2/PluginK7.h"
 
 struct ClipBlock {
-    OfxImageClipHandle handle = nullptr;
-    std::array<double, 4> frameRange{};  // answer buffer of frames needed: two pairs first, last
+    std::atomic<OfxImageClipHandle> handle{nullptr};  // null: not connected
 };
 
 struct ParameterBlock {
     OfxParamHandle handle = nullptr;
     // Of choices that steer other controls
-    bool skipFirstChange = false;  // some hosts send a notification that is no change
-    int lastValue = 0;             // from 0, as at the host
+    std::atomic<bool> skipFirstChange{false};  // some hosts send a notification that is no change
+    std::atomic<int> lastValue{0};             // from 0, as at the host
 };
 
 struct InstanceRecord {
+    const EffectDefinition* definition = nullptr;
     std::unique_ptr<PluginK7> effect;
     std::unique_ptr<K7PTMultiProcess> ownThreads;
-    OfxImageClipHandle outputClip = nullptr;
-    std::vector<ClipBlock> inputs;           // in the order of the declared clips
-    std::vector<ParameterBlock> parameters;  // in the order of the declared controls
+    ClipBlock outputClip;
+    std::deque<ClipBlock> inputs;           // in the order of the declared clips
+    std::deque<ParameterBlock> parameters;  // in the order of the declared controls
     OfxParamHandle helpButton = nullptr;
 };
 
 // The record of an effect instance; null when it has none (yet, or any more).
 InstanceRecord* instanceRecord(OfxImageEffectHandle instance);
 
-// Gets the clip's handle from the host and wires the clip record, or leaves it unconnected.
-void wireClip(OfxImageEffectHandle instance, InstanceRecord& record, std::size_t index);
+// Wires the controls and clips of a record of the same declaration to the instance's handles.
+void wireControls(EffectInfo& info, InstanceRecord& record);
+void wireClips(EffectInfo& info, InstanceRecord& record);

@@ -50,12 +50,12 @@ OfxStatus effectMain(const EffectEntry& entry, const char* action, const void* h
     try {
         return dispatch(entry, action, effectHandle(handle), PropertySet(inArgs), PropertySet(outArgs));
     } catch (const std::bad_alloc&) {
-        Trace(TRACE_ERROR, "OFXPlugin ERROR: %s\n", "out of memory");
+        reportError("out of memory");
         return std::strcmp(action, ofx::action::Render) == 0 ? ofx::status::OK : ofx::status::ErrMemory;
     } catch (const std::exception& error) {
-        Trace(TRACE_ERROR, "OFXPlugin ERROR: %s\n", error.what());
+        reportError(error.what());
     } catch (...) {
-        Trace(TRACE_ERROR, "OFXPlugin ERROR: %s\n", "unknown exception");
+        reportError("unknown exception");
     }
     return std::strcmp(action, ofx::action::Render) == 0 ? ofx::status::OK : ofx::status::Failed;
 }

@@ -2,9 +2,37 @@
 
 #include "Library2/HostImage.h"
 #include "Library2/MultiProcess.h"
+#include "imagelib/imagelib_resample.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 namespace {
+
+// The render lock left for a while. Another effect may work meanwhile and leave the libraries to itself: their row
+// loops and settings are the first effect's again afterwards.
+class LeftRenderLock {
+  public:
+    explicit LeftRenderLock(PluginK7& effect) : m_effect(effect), m_left(effect.holdsRenderLock) {
+        if (!m_left) return;
+        m_rows = image_row_settings();
+        m_clampNegative = image_clamps_negative();
+        renderLock().unlock();
+    }
+    ~LeftRenderLock() {
+        if (!m_left) return;
+        renderLock().lock();
+        m_effect.LibMpSetup(-1);
+        image_set_row_settings(m_rows);
+        image_set_clamp_negative(m_clampNegative);
+    }
+    LeftRenderLock(const LeftRenderLock&) = delete;
+    LeftRenderLock& operator=(const LeftRenderLock&) = delete;
+
+  private:
+    PluginK7& m_effect;
+    bool m_left;
+    RowSettings m_rows{};
+    bool m_clampNegative = true;
+};
 
 void libraryDispatcher(void* context, RowWorker worker, int rows, void* job) {
     static_cast<PluginK7*>(context)->dispatchRows(worker, rows, job);
@@ -57,7 +85,7 @@ int PluginK7::abortRequested() const {
 
 int host_wants_abort(const PluginK7* effect) { return effect ? effect->abortRequested() : 0; }
 
-void PluginK7::reportError(const char* text) const { Trace(TRACE_ERROR, "OFXPlugin ERROR: %s\n", text); }
+void reportError(const char* text) { Trace(TRACE_ERROR, "OFXPlugin ERROR: %s\n", text); }
 
 void PluginK7::adoptHost() {
     const BundleState& state = bundleState();
@@ -73,13 +101,10 @@ void PluginK7::adoptHost() {
 
 bool PluginK7::fetchFrame(OfxImageClipHandle clip, double time, K7Image* image) {
     if (!image) return false;
-    const bool left = holdsRenderLock;
-    if (left) renderLock().unlock();
-    HostImage frame(clip, time);
-    if (left) {
-        renderLock().lock();
-        LibMpSetup(-1);  // another effect may have worked meanwhile and left the libraries' row loops to itself
-    }
+    const HostImage frame = [&] {
+        const LeftRenderLock left(*this);
+        return HostImage(clip, time);
+    }();
     const HostPixels pixels = frame.pixels();
     if (!pixels.data) return false;
     const double scale = frame.renderScale();

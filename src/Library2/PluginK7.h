@@ -38,22 +38,27 @@ class PluginK7 {
     virtual const EffectTraits& effectTraits() const = 0;
 
     // ---- What an effect overrides
-    virtual void ProcessFrame() {}   // reads clips and controls, writes output.image; under the render lock
+    // Makes the picture: reads clips and controls, writes output.image; under the render lock. What it may count on:
+    // every clip and the output have an image of four float channels, all of one size, with pixels, the output a copy
+    // of the primary clip; controls hold finite numbers; frame numbers are finite and fit an integer; the host has not
+    // asked to abort. An output alpha that is not wanted is replaced afterwards.
+    virtual void ProcessFrame() {}
     virtual void InstanceCreated();  // last step of creation; runs the enable rules
-    virtual void FramePrepare() {}   // fills the clips' frame lists, before any image is fetched
+    // Of the interface's thread, while a render of this instance may run on another: what they have to say to it they
+    // leave as atomic requests, which the next render takes at its start. They read parameters with GetValue.
     virtual void ClipChanged() {}
     virtual void ButtonPressed(ButtonControlK7&) {}
-    // Of simulations these two can come while a render of the instance runs: they only raise requests for the next one.
-    virtual void ControlChanged(ControlK7&) {}  // any other parameter has changed, at some time
-    virtual void MarkRestart() {}               // a preset was written: a simulation begins anew
+    virtual void ControlChanged(ControlK7&) {}  // a parameter has changed, perhaps at another frame only
+    virtual void MarkRestart() {}               // a simulation begins anew at the next render
+    // Fills the frame lists of the plan's clips from the plan's controls: Effect<Info>::FramePrepare.
+    virtual void prepareFrames(EffectInfo&, const FrameSpan&) const {}
 
     // ---- Frames
+    // Finite, within a thousand million.
     double currentFrame = 0.0;  // relative to firstFrame
     double firstFrame = 0.0;
     double lastFrame = 0.0;
-    double frameRate = 25.0;
-    bool doColour = true;
-    bool doAlpha = true;  // set at each render; where clear, the source's alpha would go to the output
+    bool doAlpha = true;  // set at each render; where clear, the output gets the primary clip's alpha in the end
     // Fetches every parameter as it stands at another frame, numbered like currentFrame. Only while a frame is
     // rendered; who fetches another frame's parameters fetches the current ones again.
     void fetchParametersAt(double frame);
@@ -96,7 +101,6 @@ class PluginK7 {
     // ---- Host
     // Whether the host wants this render to end; non-zero is yes. Libraries ask through host_wants_abort.
     virtual int abortRequested() const;
-    void reportError(const char* text) const;  // one line in the log, nothing else happens
 
     void adoptHost();  // copies host and suites into m_Private
     template <class T>
@@ -113,6 +117,9 @@ class PluginK7 {
 
 int host_wants_abort(const PluginK7* effect);
 
+// What every failure is told with: one line in the log. The host is answered as if nothing had happened.
+void reportError(const char* text);
+
 // An effect class: the plug-in, its overlay side and its declaration in one object.
 //     class Darken final : public Effect<DarkenInfo> { void ProcessFrame() override; };
 template <class Info>
@@ -123,7 +130,15 @@ class Effect : public PluginK7, public OverlayK7, public Info {
     OverlayK7& overlaySide() final { return *this; }
     const EffectTraits& effectTraits() const override { return Info::traits; }
 
+    void prepareFrames(EffectInfo& plan, const FrameSpan& frames) const final {
+        FramePrepare(static_cast<Info&>(plan), frames);
+    }
+
   protected:
+    // Which other frames of its clips a frame needs. The plan is the effect itself before a render fetches its images;
+    // it is a record of its own when the host asks, perhaps while a render runs. So nothing else is read that a render
+    // writes.
+    virtual void FramePrepare(Info&, const FrameSpan&) const {}
     EffectInfo& overlayInfo() final { return *this; }
 };
 

@@ -75,29 +75,23 @@ std::array<double, 4> frameRangeOf(const ClipRecord& clip, double time) {
 
 }  // namespace
 
+// A render of the instance may be running: the answer is worked out on a record of its own, wired to the same handles.
 OfxStatus actionFramesNeeded(OfxImageEffectHandle instance, const PropertySet& inArgs, const PropertySet& outArgs) {
     InstanceRecord* record = instanceRecord(instance);
     if (!record) return ofx::status::ReplyDefault;
-    PluginK7& effect = *record->effect;
-    EffectInfo& info = effect.info();
+    const std::unique_ptr<EffectInfo> plan = record->definition->declare();
+    wireControls(*plan, *record);
+    wireClips(*plan, *record);
     const double time = inArgs.doubleOr(ofx::prop::Time, 0.0);
-    info.fetchAll({.time = time, .xFactor = positionFactor(projectAspect(effectProperties(instance)))});
+    plan->fetchAll({.time = time, .xFactor = positionFactor(projectAspect(effectProperties(instance)))});
 
     const bool fromClip = bundleState().quirks->frameNumbers == FrameNumbers::FromClip;
-    const PropertySet clip = fromClip && info.primary() ? clipProperties(info.primary()->handle()) : PropertySet();
-    const FrameSpan span = fromClip ? frameSpan(clip, time, 0.0) : FrameSpan{0.0, 999999.0, time};
-    effect.firstFrame = span.first;
-    effect.lastFrame = span.last;
-    effect.currentFrame = span.current;
-
-    for (ClipRecord* input : info.inputs()) input->frameCount = 0;
-    effect.FramePrepare();
-    for (std::size_t i = 0; i < info.inputs().size(); ++i) {
-        const ClipRecord& input = *info.inputs()[i];
-        if (!input.param().temporal) continue;
-        record->inputs[i].frameRange = frameRangeOf(input, time);
-        const std::string property = std::string(ofx::prop::ClipFrameRangePrefix) + input.param().name;
-        outArgs.setDoubles(property.c_str(), 4, record->inputs[i].frameRange.data());
+    const PropertySet clip = fromClip && plan->primary() ? clipProperties(plan->primary()->handle()) : PropertySet();
+    record->effect->prepareFrames(*plan, fromClip ? frameSpan(clip, time, 0.0) : FrameSpan{0.0, 999999.0, time});
+    for (const ClipRecord* input : plan->inputs()) {
+        if (!input->param().temporal) continue;
+        const std::string property = std::string(ofx::prop::ClipFrameRangePrefix) + input->param().name;
+        outArgs.setDoubles(property.c_str(), 4, frameRangeOf(*input, time).data());
     }
     return ofx::status::OK;
 }

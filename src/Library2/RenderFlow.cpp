@@ -2,8 +2,10 @@
 // render lock, and the picture goes back to the host. It always answers OK: a render that can't be done leaves the
 // host's output as it stands. Every image fetched or made here is released on every path.
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 
 #include "Library2/Actions.h"
 #include "Library2/HostImage.h"
@@ -73,6 +75,17 @@ class HostThreads {
     MultiThreadRecord m_record;
 };
 
+constexpr int ALPHA = 8;  // of image_copy_channels
+
+// Memory that can't be had ends the render: the action's entry tells it in the log and answers the host.
+K7Image* made(K7Image* image) { return image ? image : throw std::bad_alloc(); }
+
+// Frame numbers are finite and fit an integer, whatever time the host gives.
+double frameWithin(double frame) {
+    constexpr double LAST = 1e9;
+    return std::isfinite(frame) ? std::clamp(frame, -LAST, LAST) : 0.0;
+}
+
 class Render {
   public:
     Render(OfxImageEffectHandle instance, InstanceRecord& record, const PropertySet& inArgs)
@@ -85,7 +98,7 @@ class Render {
 
     void run() {
         m_effect.setSlot(SLOT_INSTANCE, m_instance);
-        m_effect.doColour = m_effect.doAlpha = true;
+        m_effect.doAlpha = true;
         ClipImages images(m_info);
         const HostThreads threads(m_effect);
         if (!readProject()) return;
@@ -107,6 +120,7 @@ class Render {
 
     bool readProject() {
         m_time = m_inArgs.doubleOr(ofx::prop::Time, 0.0);
+        if (!std::isfinite(m_time)) m_time = 0.0;
         m_duration = m_properties.doubleOr(ofx::prop::InstanceEffectDuration, 0.0);
         double width = m_properties.doubleOr(ofx::prop::ProjectExtent, 0.0, 0);
         double height = m_properties.doubleOr(ofx::prop::ProjectExtent, 0.0, 1);
@@ -136,9 +150,9 @@ class Render {
     }
 
     void setFrames(const FrameSpan& span) {
-        m_effect.firstFrame = span.first;
-        m_effect.lastFrame = span.last;
-        m_effect.currentFrame = span.current;
+        m_effect.firstFrame = frameWithin(span.first);
+        m_effect.lastFrame = frameWithin(span.last);
+        m_effect.currentFrame = frameWithin(span.current);
     }
 
     // ---- The images
@@ -153,7 +167,7 @@ class Render {
         m_effect.timeOfFrame = connected ? 1.0 : 1.0 / framesPerMillisecond();
         setFrames(connected ? frameSpan(clipSet, m_time, m_duration) : generatorFrames(clipSet));
         for (ClipRecord* input : m_info.inputs()) input->frameCount = 0;
-        m_effect.FramePrepare();
+        m_effect.prepareFrames(m_info, {m_effect.firstFrame, m_effect.lastFrame, m_effect.currentFrame});
         if (!(connected ? convertPrimary(*primary, clip) : blackPrimary(*primary))) return false;
         if (m_quirks.abortAfterPrimary && aborted()) return false;
         return furtherClips();
@@ -173,34 +187,30 @@ class Render {
 
     double framesPerMillisecond() const {
         if (!m_quirks.millisecondTimes) return 1.0;
-        const FloatControlK7* rate = m_info.frameRate();
-        if (!rate) rate = dynamic_cast<const FloatControlK7*>(m_info.findControl("FramesPerSecond"));  // TODO
+        const FrameRateControlK7* rate = m_info.frameRate();
         return rate ? rate->value / 1000.0 : 1.0;
     }
 
     bool blackPrimary(ClipRecord& primary) {
-        primary.image.reset(
-            make_float_image({}, nullptr, m_width, m_height, m_projectAspect, false, m_scaleX, runner()));
-        m_info.output.image.reset(
-            make_float_image({}, nullptr, m_width, m_height, m_projectAspect, false, m_scaleX, runner()));
-        return primary.image && m_info.output.image;
+        for (ClipRecord* clip : {&primary, &m_info.output})
+            clip->image.reset(
+                made(make_float_image({}, nullptr, m_width, m_height, m_projectAspect, false, m_scaleX, runner())));
+        return true;
     }
 
     // The output begins as a copy of the input, from the same host pixels.
     bool convertPrimary(ClipRecord& primary, OfxImageClipHandle clip) {
-        {
-            const HostImage host(clip, m_time);
-            const HostPixels pixels = host.pixels();
-            if (!pixels.data) return false;
-            m_bounds = pixels.bounds;
-            if (m_quirks.sizeFromBounds && !setSizeFromBounds()) return false;
-            K7Image* input = nullptr;
-            K7Image* output = nullptr;
-            make_float_image_pair(pixels, m_width, m_height, host.aspect(), m_scaleX, &input, &output, runner());
-            primary.image.reset(input);
-            m_info.output.image.reset(output);
-        }
-        return primary.image && m_info.output.image;
+        const HostImage host(clip, m_time);
+        const HostPixels pixels = host.pixels();
+        if (!pixels.data) return false;
+        m_bounds = pixels.bounds;
+        if (m_quirks.sizeFromBounds && !setSizeFromBounds()) return false;
+        K7Image* input = nullptr;
+        K7Image* output = nullptr;
+        make_float_image_pair(pixels, m_width, m_height, host.aspect(), m_scaleX, &input, &output, runner());
+        primary.image.reset(made(input));
+        m_info.output.image.reset(made(output));
+        return true;
     }
 
     bool setSizeFromBounds() {
@@ -219,15 +229,14 @@ class Render {
                     ? HostImage(clipHandle(m_instance, m_quirks.primaryClipName(clip.param().name)), m_time)
                     : HostImage();
             if (!host) {
-                clip.image.reset(make_float_image({}, m_info.primary()->image.get(), m_width, m_height, 1.0, false,
-                                                  m_scaleX, runner()));
+                clip.image.reset(made(make_float_image({}, m_info.primary()->image.get(), m_width, m_height, 1.0, false,
+                                                       m_scaleX, runner())));
             } else {
                 const HostPixels pixels = host.pixels();
                 if (!pixels.data) return false;
-                clip.image.reset(make_float_image(pixels, nullptr, m_width, m_height, host.aspectAsGiven(), false,
-                                                  m_scaleX, runner()));
+                clip.image.reset(made(make_float_image(pixels, nullptr, m_width, m_height, host.aspectAsGiven(), false,
+                                                       m_scaleX, runner())));
             }
-            if (!clip.image) return false;
         }
         return true;
     }
@@ -242,11 +251,16 @@ class Render {
 
     void process(const HostThreads& threads) {
         const RenderLockGuard lock(m_effect);
+        if (aborted()) return;  // the lock may have been long in coming
         m_effect.LibMpSetup(threads.count());
         if (m_quirks.ownThreads) Trace(TRACE_TRACE, "LibMpSetup() completed ... \n");
         const bool smallPreview = m_quirks.skipsSmallPreview && m_bounds.y1 < 300 && m_height == 600;
         if (smallPreview && m_effect.effectTraits().skipsSmallPreview) return;
+        // The effect may take its input over.
+        const ImagePtr source(m_effect.doAlpha ? nullptr : made(image_duplicate(m_info.primary()->image.get())));
         m_effect.ProcessFrame();
+        K7Image* result = m_info.output.image.get();
+        if (source && result) image_copy_channels(source.get(), result, ALPHA);
     }
 
     void storeOutput() {

@@ -56,6 +56,17 @@ void image_set_multiprocess_threshold_float(int rows) { set_row_unit(s_float, ro
 
 void image_suppress_multiprocess(bool suppress) { s_suppressed.store(suppress, std::memory_order_relaxed); }
 
+RowSettings image_row_settings() {
+    std::lock_guard lock(s_mutex);
+    return {s_general.row_unit, s_float.row_unit, s_suppressed.load(std::memory_order_relaxed)};
+}
+
+void image_set_row_settings(const RowSettings& settings) {
+    image_set_multiprocess_threshold(settings.row_unit);
+    image_set_multiprocess_threshold_float(settings.row_unit_float);
+    image_suppress_multiprocess(settings.suppressed);
+}
+
 void image_clear_multiprocess_context(void* context) {
     std::lock_guard lock(s_mutex);
     for (Dispatcher* dispatcher : {&s_general, &s_float}) {

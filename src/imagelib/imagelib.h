@@ -163,6 +163,13 @@ void image_set_multiprocess_threshold(int rows);  // positive; initially 32
 void image_set_multiprocess_float(void* context, RowDispatcher dispatcher);
 void image_set_multiprocess_threshold_float(int rows);  // positive; initially 16
 void image_suppress_multiprocess(bool suppress);        // all dispatch on the calling thread while set
+// The row units of both dispatchers and whether work is suppressed, to put back what other code has changed meanwhile.
+struct RowSettings {
+    int row_unit, row_unit_float;
+    bool suppressed;
+};
+RowSettings image_row_settings();
+void image_set_row_settings(const RowSettings& settings);
 void image_clear_multiprocess_context(void* context);   // forgets both dispatchers if they belong to this context
 
 void image_dispatch_rows(RowWorker worker, int rows, void* job);

@@ -1,5 +1,6 @@
 // The life of an instance: wiring, changes, enable rules, presets, texts, regions, frames needed.
 #include <stdexcept>
+#include <thread>
 
 #include "Library2/InstanceRecord.h"
 #include "probe_effect.h"
@@ -124,30 +125,6 @@ TEST_F(Instance, AParameterThatTheHostLacksKeepsItsDeclaredValue) {
     EXPECT_EQ(host->faults(), "");
 }
 
-TEST_F(Instance, SurvivesAHostThatRefusesAnyOneCallAtCreation) {
-    on("generic");
-    const auto callsOfCreation = [&] {
-        host->clearRecord();
-        TestEffect effect(host->describe("Q_Probe"), host->project);
-        std::set<std::string> names;
-        for (const auto& call : host->calls()) names.insert(call.name);
-        return names;
-    }();
-    for (const std::string& name : callsOfCreation) {
-        for (const int nth : {1, 2, 5}) {
-            auto descriptor = host->describe("Q_Probe");
-            host->failCall(name, nth, ofx::status::Failed);
-            TestEffect effect(std::move(descriptor), host->project);
-            host->clearHooks();
-            if (effect.createStatus() == OK) {
-                effect.connect("Input", support::gradientImage(support::layoutOf(64, 48)));
-                EXPECT_EQ(effect.renderStatus(), OK) << name << nth;
-                EXPECT_TRUE(effect.imagesBalanced()) << name << nth;
-            }
-        }
-    }
-}
-
 TEST_F(Instance, OneThatThrowsWhileItIsMadeIsGone) {
     on("fusion");
     const int before = K7PTMultiProcess::instanceCount();
@@ -232,6 +209,33 @@ TEST_F(Instance, TheFirstNotificationOfAChoiceIsSwallowedOnThreeHosts) {
     }
 }
 
+// A project is loaded with values of its own.
+TEST_F(Instance, ChangesAreComparedWithWhatTheProjectWasLoadedWith) {
+    on("generic");
+    const auto descriptor = host->describe("Q_Probe");
+    ofxhost::EffectInstance effect(*descriptor, host->project);
+    ofxhost::Param &demos = *effect.findParam("Demos"), &shape = *effect.findParam("Shape");
+    demos.setValue(3.0);
+    shape.setValue(2.0);
+    ASSERT_EQ(effect.create(), OK);
+    forget();
+    effect.setParam(demos, 3.0);
+    EXPECT_EQ(host->count("paramSetValue"), 0) << "nothing has changed";
+    effect.setParam(shape, 0.0);
+    EXPECT_EQ(effect.findParam("Turn")->properties().getInt(prop::ParamEnabled), 0);
+    effect.setParam(demos, 0.0);
+    EXPECT_EQ(effect.findParam("Amount")->value().numbers[0], probe::presetNumber(0));
+}
+
+TEST_F(Instance, TheHelpButtonsHandleIsFetchedLast) {
+    on("generic");
+    create();
+    std::string last;
+    for (const auto& call : host->calls())
+        if (call.name == "paramGetHandle" || call.name == "clipGetHandle") last = call.arguments;
+    EXPECT_THAT(last, testing::HasSubstr("HelpButton"));
+}
+
 TEST_F(Instance, TheOneShotFlagSilencesOneNotification) {
     TestEffect& effect = instanceOn("generic");
     probe::Probe& object = probeOf(effect);
@@ -253,7 +257,9 @@ TEST_F(Instance, ButtonsAndOtherParametersReachTheEffect) {
     EXPECT_EQ(effect.set("Note", "text"), OK);
     EXPECT_EQ(effect.set("ResetSecret", 3.0), OK);
     EXPECT_EQ(effect.set("Amount", 3.0), OK);
-    EXPECT_THAT(script().events, ElementsAre("button Again", "control Note", "control ResetSecret", "control Amount"));
+    EXPECT_EQ(effect.set("Shape", 1.0), OK) << "what it was; it may have changed at another frame";
+    EXPECT_THAT(script().events,
+                ElementsAre("button Again", "control Note", "control ResetSecret", "control Amount", "control Shape"));
     EXPECT_EQ(effect.instance().instanceChanged(ofx::type::Parameter, "NoSuchParameter", ofx::change::UserEdited), OK);
 }
 
@@ -434,13 +440,15 @@ class FramesNeeded : public Instance {
   protected:
     // The ranges of the temporal clip for a frame list.
     std::vector<OfxRangeD> ask(TestEffect& effect, double time, std::vector<int> list) {
-        script().framePrepare = [list](probe::Probe& object) {
-            for (const int frame : list) object.other.addFrame(frame);
+        script().framePrepare = [list, this](probe::ProbeInfo& plan, const FrameSpan& frames) {
+            for (const int frame : list) plan.other.addFrame(frame);
+            asked = frames;
         };
         std::map<std::string, ofxhost::FrameRanges> frames;
         EXPECT_EQ(effect.instance().framesNeeded(time, frames), OK);
         return frames["Other"];
     }
+    FrameSpan asked{};
     static void expectRanges(const std::vector<OfxRangeD>& ranges, std::array<double, 4> expected) {
         ASSERT_EQ(ranges.size(), 2u);
         EXPECT_EQ(ranges[0].min, expected[0]);
@@ -467,9 +475,9 @@ TEST_F(FramesNeeded, AreHostTimesInAscendingOrder) {
         expectRanges(ask(effect, 20.0, {4}), {20.0, 20.0, 4.0 + test.offset, 4.0 + test.offset});
         expectRanges(ask(effect, 20.0, {}), {20.0, 20.0, 20.0, 20.0});
         const bool absolute = test.offset != 10.0;
-        EXPECT_EQ(probeOf(effect).currentFrame, absolute ? 20.0 : 10.0);
-        EXPECT_EQ(probeOf(effect).firstFrame, absolute ? 0.0 : 10.0);
-        EXPECT_EQ(probeOf(effect).lastFrame, absolute ? 999999.0 : 60.0);
+        EXPECT_EQ(asked.current, absolute ? 20.0 : 10.0);
+        EXPECT_EQ(asked.first, absolute ? 0.0 : 10.0);
+        EXPECT_EQ(asked.last, absolute ? 999999.0 : 60.0);
     }
 }
 
@@ -477,10 +485,10 @@ TEST_F(FramesNeeded, FetchesTheParametersFirstAndHoldsAnyNumberOfFrames) {
     TestEffect& effect = instanceOn("generic");
     effect.setKeys("StartAt", {{0.0, 0.0}, {10.0, 100.0}});
     double seen = -1.0;
-    script().framePrepare = [&](probe::Probe& object) {
-        seen = object.StartAt.value;
-        for (int i = 0; i < 5000; ++i) object.other.addFrame(i);
-        EXPECT_EQ(object.other.frameCount, 999);
+    script().framePrepare = [&](probe::ProbeInfo& plan, const FrameSpan&) {
+        seen = plan.StartAt.value;
+        for (int i = 0; i < 5000; ++i) plan.other.addFrame(i);
+        EXPECT_EQ(plan.other.frameCount, 999);
     };
     std::map<std::string, ofxhost::FrameRanges> frames;
     EXPECT_EQ(effect.instance().framesNeeded(5.0, frames), OK);
@@ -497,8 +505,34 @@ TEST_F(FramesNeeded, WithoutAFrameRangeCountFromTheHostsZero) {
     };
     host->setHooks(hooks);
     expectRanges(ask(effect, 20.0, {8, 3}), {20.0, 20.0, 3.0, 8.0});
-    EXPECT_EQ(probeOf(effect).currentFrame, 20.0);
-    EXPECT_EQ(probeOf(effect).lastFrame, 999999.0);
+    EXPECT_EQ(asked.current, 20.0);
+    EXPECT_EQ(asked.last, 999999.0);
+}
+
+// What the interface does while a render of the same instance runs. The hook stands for any moment of it.
+TEST_F(FramesNeeded, AndChangesLeaveARenderInProgressAlone) {
+    TestEffect& effect = instanceOn("generic");
+    effect.connect("Input", support::gradientImage(support::layoutOf(64, 48)));
+    effect.setKeys("StartAt", {{0.0, 0.0}, {10.0, 100.0}});
+    script().process = [&](probe::Probe& object) {
+        std::thread interface([&] {
+            EXPECT_EQ(ask(effect, 9.0, {3}).back().max, 3.0);
+            object.Note.SetText(-1.0, "Ready.");
+            effect.choose("Demos", "Preset 9");
+        });
+        interface.join();
+        EXPECT_EQ(object.StartAt.value, 50.0);
+        EXPECT_EQ(object.Amount.value, 80.0);
+        EXPECT_EQ(object.currentFrame, 5.0);
+        EXPECT_EQ(object.other.frameCount, 0);
+        EXPECT_EQ(object.Note.text, "hello");
+    };
+    effect.render(5.0);
+    script().process = [](probe::Probe& object) {
+        EXPECT_EQ(object.Amount.value, probe::presetNumber(9));
+        EXPECT_EQ(object.Note.text, "Ready.");
+    };
+    effect.render(5.0);
 }
 
 }  // namespace

@@ -86,8 +86,8 @@ void tell(std::string event) { script().events.push_back(std::move(event)); }
 void Probe::ProcessFrame() {
     if (script().process) script().process(*this);
 }
-void Probe::FramePrepare() {
-    if (script().framePrepare) script().framePrepare(*this);
+void Probe::FramePrepare(ProbeInfo& plan, const FrameSpan& frames) const {
+    if (script().framePrepare) script().framePrepare(plan, frames);
 }
 void Probe::ClipChanged() { tell("clip changed"); }
 void Probe::ButtonPressed(ButtonControlK7& button) { tell(std::string("button ") + button.name()); }

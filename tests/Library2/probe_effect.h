@@ -73,7 +73,7 @@ struct ProbeInfo : EffectInfo {
 class Probe final : public Effect<ProbeInfo> {
   public:
     void ProcessFrame() override;
-    void FramePrepare() override;
+    void FramePrepare(ProbeInfo& plan, const FrameSpan& frames) const override;
     void ClipChanged() override;
     void ButtonPressed(ButtonControlK7& button) override;
     void ControlChanged(ControlK7& control) override;
@@ -82,7 +82,8 @@ class Probe final : public Effect<ProbeInfo> {
 
 // What the probe does, and what happened to it. Cleared by the fixture.
 struct Script {
-    std::function<void(Probe&)> process, framePrepare;
+    std::function<void(Probe&)> process;
+    std::function<void(ProbeInfo&, const FrameSpan&)> framePrepare;
     std::function<void()> rule;
     std::vector<std::string> events;  // "clip changed", "button Again", "control Note", "restart", "rule"
 };

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "Library2/InstanceRecord.h"
+#include "imagelib/imagelib_resample.h"
 #include "probe_effect.h"
 
 namespace {
@@ -83,44 +84,6 @@ TEST_F(Render, PassesEveryDepthThroughUnchangedAtAnySize) {
     }
 }
 
-TEST_F(Render, KeepsAll16BitCodes) {
-    TestEffect& effect = effectOn("generic", 128, 128);
-    const ImagePtr input = support::imageOf(layoutOf(128, 128, Depth::Short), [](int x, int y, int c) {
-        return float(double((y * 128 + x) * 4 + c) / 65535.0);
-    });
-    feed(effect, input);
-    effect.render();
-    EXPECT_EQ(effect.lastImage()->checksum(), input->checksum());
-}
-
-TEST_F(Render, CleansWhatComesInAndLimitsWhatGoesOut) {
-    TestEffect& effect = effectOn("generic", 8, 1);
-    const float nan = std::numeric_limits<float>::quiet_NaN(), infinity = std::numeric_limits<float>::infinity();
-    const float values[] = {-0.5f, 1.5f, nan, infinity, -infinity, 1e30f, 0.0f, 0.25f};
-    feed(effect, support::imageOf(layoutOf(8, 1), [&](int x, int, int) { return values[x]; }));
-    std::vector<float> seen;
-    script().process = [&](probe::Probe& object) {
-        for (int x = 0; x < 8; ++x) seen.push_back(image_get_sample(object.input.image.get(), x, 0, 0));
-        for (int x = 0; x < 8; ++x) image_row<float>(object.output.image.get(), 0)[x * 4] = values[x];
-    };
-    effect.render();
-    EXPECT_THAT(seen, testing::ElementsAre(0.0f, 1.5f, 0.0f, 65504.0f, 0.0f, 1e30f, 0.0f, 0.25f));
-    EXPECT_EQ(effect.lastImage()->sample(0, 0, 0), -0.5f) << "negative values stay in a float output";
-    EXPECT_EQ(effect.lastImage()->sample(1, 0, 0), 1.5f);
-    // The same values into bytes, by truncation.
-    TestEffect& bytes = effectOn("generic", 8, 1);
-    feed(bytes, support::constantImage(layoutOf(8, 1, Depth::Byte), 0.0f, 0.0f, 0.0f));
-    script().process = [&](probe::Probe& object) {
-        for (int x = 0; x < 8; ++x) image_row<float>(object.output.image.get(), 0)[x * 4] = x == 7 ? 0.5f : values[x];
-    };
-    bytes.render();
-    const auto level = [&](int x) { return int(std::to_integer<int>(*bytes.lastImage()->pixel(x, 0))); };
-    EXPECT_EQ(level(0), 0);
-    EXPECT_EQ(level(1), 255);
-    EXPECT_EQ(level(5), 255);
-    EXPECT_EQ(level(7), 127) << "truncated";
-}
-
 // The output is written where the input's bounds, the output's and the frame meet; CDV DX fills the whole output.
 TEST_F(Render, WritesTheInputsRegionAndLeavesTheRestOfTheOutputAlone) {
     constexpr int W = 20, H = 12;
@@ -158,19 +121,6 @@ TEST_F(Render, WritesTheInputsRegionAndLeavesTheRestOfTheOutputAlone) {
             }
         }
     }
-}
-
-TEST_F(Render, APictureSmallerThanTheFrameStandsOnTransparentBlack) {
-    TestEffect& effect = effectOn("generic", 10, 8);
-    feed(effect, support::constantImage(at({2, 3, 6, 5}), 1.0f, 1.0f, 1.0f, 1.0f));
-    std::vector<int> covered;
-    script().process = [&](probe::Probe& object) {
-        for (int y = 0; y < 8; ++y)
-            for (int x = 0; x < 10; ++x)
-                if (image_get_sample(object.input.image.get(), x, y, 3) == 1.0f) covered.push_back(y * 10 + x);
-    };
-    effect.render();
-    EXPECT_THAT(covered, testing::ElementsAre(32, 33, 34, 35, 42, 43, 44, 45));
 }
 
 // ---- Sizes and frames -----------------------------------------------------------------------------------------
@@ -247,22 +197,6 @@ TEST_F(Render, FramesAreCountedTheHostsWay) {
     }
 }
 
-TEST_F(Render, AClipWithoutFrameRangeCountsFromZero) {
-    TestEffect& effect = effectOn("generic", 64, 48);
-    feed(effect, support::gradientImage(layoutOf(64, 48)));
-    ofxhost::HostHooks hooks;
-    hooks.beforeCall = [](const ofxhost::SuiteCall& call) -> std::optional<OfxStatus> {
-        return call.subject == prop::FrameRange ? std::optional<OfxStatus>(ofx::status::ErrUnknown) : std::nullopt;
-    };
-    host->setHooks(hooks);
-    Seen seen;
-    script().process = [&](probe::Probe& object) { seen = Seen::of(object, object.input.image.get()); };
-    effect.render(7.0);
-    EXPECT_EQ(seen.first, 0.0);
-    EXPECT_EQ(seen.last, 999999.0);
-    EXPECT_EQ(seen.current, 7.0);
-}
-
 TEST_F(Render, WithoutAnInputAGeneratorBeginsWithBlack) {
     on("generic").project.renderScale = {0.5, 0.5};
     host->project.pixelAspect = 2.0;
@@ -332,6 +266,52 @@ TEST_F(Render, OddPixelAspectsCountAsSquare) {
             effect.render();
             expectClean(effect);
         }
+    }
+}
+
+// ---- What an effect may count on ------------------------------------------------------------------------------
+
+TEST_F(Render, NumbersOfTheHostAreFiniteForTheEffect) {
+    const double infinite = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();
+    TestEffect& effect = effectOn("toxik", 64, 48);
+    feed(effect, support::gradientImage(layoutOf(64, 48)));
+    for (const double bad : {infinite, -infinite, nan}) {
+        for (const char* name : {"Amount", "Radius", "Turn"}) effect.setSilently(name, bad);
+        effect.setSilently("Centre", {bad, 0.5});
+        effect.setSilently("Tint", {0.125, bad, bad});
+        bool called = false;
+        script().process = [&](probe::Probe& object) {
+            called = true;
+            EXPECT_EQ(object.Amount.value, 80.0) << "the declared default";
+            EXPECT_EQ(object.Radius.value, 0.2);
+            EXPECT_EQ(object.Turn.value, 0.0);
+            EXPECT_EQ(object.Centre.x, 0.25);
+            EXPECT_EQ(object.Centre.y, 0.5);
+            EXPECT_EQ(object.Tint.red, 0.125f);
+            EXPECT_EQ(object.Tint.green, 0.5f);
+            EXPECT_EQ(object.currentFrame, 0.0);
+        };
+        effect.renderStatus(bad);
+        EXPECT_TRUE(called);
+    }
+    script().process = [&](probe::Probe& object) { EXPECT_EQ(object.currentFrame, 1e9); };
+    effect.renderStatus(1e300);
+}
+
+TEST_F(Render, AnAlphaThatIsNotWantedIsTheSources) {
+    TestEffect& effect = effectOn("generic", 64, 48);
+    feed(effect, support::constantImage(layoutOf(64, 48), 0.5f, 0.5f, 0.5f, 0.75f));
+    bool wanted = false;
+    script().framePrepare = [&](probe::ProbeInfo&, const FrameSpan&) { probeOf(effect).doAlpha = wanted; };
+    script().process = [](probe::Probe& object) {
+        image_fill(object.output.image.get(), 0.25f);
+        object.input.image.reset();
+    };
+    for (const bool alpha : {true, false}) {
+        wanted = alpha;
+        const auto picture = effect.render();
+        EXPECT_EQ(picture[0], 0.25f);
+        EXPECT_EQ(picture[3], alpha ? 0.25f : 0.75f);
     }
 }
 
@@ -420,6 +400,7 @@ TEST_F(Render, TheHostMayRenderOtherEffectsInsideGetFrame) {
         feed(downstream, support::gradientImage(layoutOf(64, 48)));
         feed(upstream, support::constantImage(layoutOf(64, 48), 0.5f, 0.5f, 0.5f));
         int upstreamRenders = 0;
+        RowSettings settings{};
         const auto renderUpstream = [&](double time) {
             if (sameThread)
                 upstream.renderStatus(time);
@@ -431,15 +412,28 @@ TEST_F(Render, TheHostMayRenderOtherEffectsInsideGetFrame) {
         downstream.connect("Other", renderUpstream, 0, 99);
         std::atomic<int> parts{0};
         script().process = [&](probe::Probe& object) {
-            if (&object != &probeOf(downstream)) return;
+            if (&object != &probeOf(downstream)) {
+                image_set_row_settings({999, 998, true});
+                image_set_clamp_negative(true);
+                return;
+            }
+            image_set_row_settings({7, 9, false});
+            image_set_clamp_negative(false);
             const auto frame = make_image(64, 48, 4, SAMPLE_F32);
             EXPECT_TRUE(object.other.GetFrame(5.0, frame.get()));
             EXPECT_EQ(image_get_sample(frame.get(), 9, 9, 0), 0.5f);
+            settings = image_row_settings();
+            EXPECT_FALSE(image_clamps_negative());
             image_dispatch_rows([](void* count, int, int) { ++*static_cast<std::atomic<int>*>(count); }, 1000, &parts);
         };
         downstream.render(20.0);
         EXPECT_EQ(upstreamRenders, 2) << "as a clip, and as another frame of it";
         EXPECT_EQ(parts, 2) << "on both threads of the host";
+        EXPECT_EQ(settings.row_unit, 7);
+        EXPECT_EQ(settings.row_unit_float, 9);
+        EXPECT_FALSE(settings.suppressed);
+        image_set_row_settings({32, 16, false});
+        image_set_clamp_negative(true);
         expectClean(downstream);
         expectClean(upstream);
     }
@@ -453,11 +447,11 @@ TEST_F(Render, ParametersAreFetchedAtTheFramesTimeBeforeFramePrepare) {
     effect.setKeys("StartAt", {{0.0, 0.0}, {10.0, 100.0}});
     effect.instance().setCurrentTime(9.0);
     double prepared = -1, processed = -1;
-    script().framePrepare = [&](probe::Probe& object) {
-        prepared = object.StartAt.value;
-        EXPECT_EQ(object.input.image, nullptr);
-        EXPECT_EQ(object.other.frameCount, 0) << "lists begin empty";
-        object.other.addFrame(1);
+    script().framePrepare = [&](probe::ProbeInfo& plan, const FrameSpan&) {
+        prepared = plan.StartAt.value;
+        EXPECT_EQ(plan.input.image, nullptr);
+        EXPECT_EQ(plan.other.frameCount, 0) << "lists begin empty";
+        plan.other.addFrame(1);
     };
     script().process = [&](probe::Probe& object) { processed = object.StartAt.value; };
     effect.render(5.0);
@@ -597,18 +591,6 @@ TEST_F(Failing, TheEffectMayAskForAbortAndWithoutAHandleTheAnswerIsNo) {
     expectClean(effect);
 }
 
-TEST_F(Failing, PicturesWithoutPixels) {
-    for (const char* clip : {"Input", "Other", "Third", "Output", "*"}) {
-        TestEffect& effect = readyEffect();
-        ofxhost::HostHooks hooks;
-        hooks.nullDataClip = clip;
-        host->setHooks(hooks);
-        EXPECT_EQ(effect.renderStatus(), OK);
-        EXPECT_THAT(effect.lastImage()->toFloats(), Each(0.5f)) << clip;
-        expectClean(effect, clip);
-    }
-}
-
 TEST_F(Failing, PicturesOfOtherComponents) {
     for (const int components : {1, 3}) {
         for (const char* clip : {"Input", "Other"}) {
@@ -628,24 +610,6 @@ TEST_F(Failing, PicturesOfOtherComponents) {
     }
 }
 
-TEST_F(Failing, AnUnknownDepthShowsBlackAndIsNotWritten) {
-    TestEffect& effect = readyEffect();
-    bool zero = false;
-    script().process = [&](probe::Probe& object) {
-        const float* samples = image_row<float>(object.input.image.get(), 0);
-        zero = std::all_of(samples, samples + 64 * 48 * 4, [](float s) { return s == 0.0f; });
-    };
-    ofxhost::HostHooks hooks;
-    hooks.beforeCall = [&](const ofxhost::SuiteCall& call) -> std::optional<OfxStatus> {
-        return call.subject == prop::PixelDepth ? std::optional<OfxStatus>(ofx::status::ErrUnknown) : std::nullopt;
-    };
-    host->setHooks(hooks);
-    EXPECT_EQ(effect.renderStatus(), OK);
-    EXPECT_TRUE(zero);
-    EXPECT_THAT(effect.lastImage()->toFloats(), Each(0.5f));
-    expectClean(effect);
-}
-
 TEST_F(Failing, AnExceptionFromTheEffectEndsTheRenderQuietly) {
     for (const char* word : {"generic", "fusion"}) {
         TestEffect& effect = readyEffect(word);
@@ -657,7 +621,7 @@ TEST_F(Failing, AnExceptionFromTheEffectEndsTheRenderQuietly) {
             EXPECT_THAT(effect.lastImage()->toFloats(), Each(0.5f));
             expectClean(effect, word);
             script().process = {};
-            script().framePrepare = [&](probe::Probe&) { thrown(); };
+            script().framePrepare = [&](probe::ProbeInfo&, const FrameSpan&) { thrown(); };
             EXPECT_EQ(effect.renderStatus(), OK);
             expectClean(effect, word);
             script().framePrepare = {};

@@ -111,18 +111,6 @@ TEST_F(Rows, AHostMayGiveFewerThreadsOrNoneOrRefuse) {
     }
 }
 
-TEST_F(Rows, AHostThatCountsNoCpusIsAskedForNoThreads) {
-    TestEffect& effect = effectOn("generic", 2);
-    ofxhost::HostHooks hooks;
-    hooks.reportedCpus = 0;
-    host->setHooks(hooks);
-    script().process = [](probe::Probe& object) {
-        paintRows(object);
-        EXPECT_EQ(object.slot<MultiThreadRecord>(SLOT_MULTI_THREAD)->threads, 1u);
-    };
-    EXPECT_EQ(effect.render(), pattern());
-}
-
 TEST_F(Rows, WorkInsideWorkRunsOnItsThread) {
     for (const char* word : {"generic", "fusion"}) {
         TestEffect& effect = effectOn(word, 3);

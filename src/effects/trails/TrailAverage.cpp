@@ -43,32 +43,31 @@ int times_in_window(int frame, int newest, int length, int first) {
 
 // ---- Frames ---------------------------------------------------------------------------------------------------
 
-int TrailAverage::frameNumber() const {
-    return std::isnan(currentFrame) ? 0 : static_cast<int>(std::clamp(currentFrame, -MOST_FRAMES, MOST_FRAMES));
+int TrailAverage::frameNumber(double frame) {
+    return std::isnan(frame) ? 0 : static_cast<int>(std::clamp(frame, -MOST_FRAMES, MOST_FRAMES));
 }
 
-TrailAverage::Settings TrailAverage::settings() const {
+TrailAverage::Settings TrailAverage::settings(const TrailAverageInfo& from) {
     Settings now;
-    now.style = std::clamp<int>(DoStyle.value, Straight, BoostBright);
+    now.style = std::clamp<int>(from.DoStyle.value, Straight, BoostBright);
     if (now.style == StaggerRGB)
-        now.lengths = {limited(EnduranceR), limited(EnduranceG), limited(EnduranceB)};
+        now.lengths = {limited(from.EnduranceR), limited(from.EnduranceG), limited(from.EnduranceB)};
     else
-        now.lengths = {limited(Endurance), limited(Endurance), limited(Endurance)};
-    if (now.style == BoostBright) now.boost = LumBoost.value;
-    now.usesMatte = MatteShuffle.value || MattePreMultiply.value;
-    now.premultiplies = MattePreMultiply.value;
+        now.lengths = {limited(from.Endurance), limited(from.Endurance), limited(from.Endurance)};
+    if (now.style == BoostBright) now.boost = from.LumBoost.value;
+    now.usesMatte = from.MatteShuffle.value || from.MattePreMultiply.value;
+    now.premultiplies = from.MattePreMultiply.value;
     return now;
 }
 
 // The frame itself, then those that leave the sums, the oldest last: hosts are told of the range between the two ends.
-void TrailAverage::FramePrepare() {
-    const int frame = frameNumber();
-    const TrailLengths lengths = settings().lengths;
-    const int first = m_first_of_run;
-    int oldest[] = {oldest_frame(frame, lengths.red, first), oldest_frame(frame, lengths.green, first),
-                    oldest_frame(frame, lengths.blue, first)};
+void TrailAverage::FramePrepare(TrailAverageInfo& plan, const FrameSpan& frames) const {
+    const int frame = frameNumber(frames.current), begins = m_first_of_run;
+    const TrailLengths lengths = settings(plan).lengths;
+    int oldest[] = {oldest_frame(frame, lengths.red, begins), oldest_frame(frame, lengths.green, begins),
+                    oldest_frame(frame, lengths.blue, begins)};
     std::sort(std::begin(oldest), std::end(oldest), std::greater<>());
-    for (ClipRecord* clip : {&input, &matte}) {
+    for (ClipRecord* clip : {&plan.input, &plan.matte}) {
         clip->addFrame(frame);
         int before = frame;
         for (const int wanted : oldest) {
@@ -169,8 +168,8 @@ void TrailAverage::ProcessFrame() {
         source->height != result->height || abortRequested())
         return;
     const StageTimer timer("TrailAverage (CPU)");
-    const int frame = frameNumber();
-    const Settings now = settings();
+    const int frame = frameNumber(currentFrame);
+    const Settings now = settings(*this);
     const bool ownMatte = !is_picture(matte.image.get()) || !image_same_layout(matte.image.get(), source);
     ImagePtr changed = prepared(*source, ownMatte ? *source : *matte.image, now);
     const K7Image& newest = changed ? *changed : *source;

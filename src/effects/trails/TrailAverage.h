@@ -81,10 +81,12 @@ struct TrailAverageInfo : EffectInfo {
 
 class TrailAverage final : public Effect<TrailAverageInfo> {
   public:
-    void FramePrepare() override;
     void ProcessFrame() override;
     void ButtonPressed(ButtonControlK7& button) override;
     void MarkRestart() override { m_restart_asked = true; }  // at any time: the next render takes it
+
+  protected:
+    void FramePrepare(TrailAverageInfo& plan, const FrameSpan& frames) const override;
 
   private:
     // What the sums depend on besides the frames.
@@ -102,8 +104,8 @@ class TrailAverage final : public Effect<TrailAverageInfo> {
         Settings settings;
     };
 
-    int frameNumber() const;
-    Settings settings() const;
+    static int frameNumber(double frame);
+    static Settings settings(const TrailAverageInfo& from);
     bool mustRestart(int frame, const K7Image& source) const;
 
     // Each leaves the sums with the newest frame in them and gives the picture. False: a frame or memory is missing.
