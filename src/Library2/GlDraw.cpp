@@ -110,12 +110,13 @@ void OverlayPen::ellipse(Point centre, float radiusX, float radiusY, float rotat
     for (int i = 0; i < steps; i += dashed ? 2 : 1) line(at(i), at(i + 1));
 }
 
-void OverlayPen::rectangle(Point centre, float halfWidth, float halfHeight, float rotation, bool dashed) const {
+void OverlayPen::rectangle(Point centre, float halfWidth, float halfHeight, float rotation, bool dashed,
+                           float aspect) const {
     Point corners[4] = {
         {-halfWidth, -halfHeight}, {halfWidth, -halfHeight}, {halfWidth, halfHeight}, {-halfWidth, halfHeight}};
     for (Point& corner : corners) {
         corner = rotated(corner, rotation);
-        corner = {corner.x + centre.x, corner.y + centre.y};
+        corner = {corner.x + centre.x, corner.y * (dashed ? aspect : 1.0f) + centre.y};
     }
     for (int i = 0; i < 4; ++i)
         dashed ? dashedLine(corners[i], corners[(i + 1) % 4]) : line(corners[i], corners[(i + 1) % 4]);

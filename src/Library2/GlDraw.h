@@ -46,7 +46,9 @@ class OverlayPen {
     void handle(Point centre, bool highlighted) const;
     void crosshair(Point centre, bool smallCross) const;
     void ellipse(Point centre, float radiusX, float radiusY, float rotationDegrees, bool dashed) const;
-    void rectangle(Point centre, float halfWidth, float halfHeight, float rotationDegrees, bool dashed) const;
+    // A dashed one has the y of its corners multiplied by the aspect.
+    void rectangle(Point centre, float halfWidth, float halfHeight, float rotationDegrees, bool dashed,
+                   float aspect = 1.0f) const;
     void arrow(Point from, Point to) const;
     float pixels(float count) const { return count * m_unit; }  // screen pixels in image units
 

@@ -69,6 +69,12 @@ class Interact {
         return false;
     }
 
+    std::vector<int> hoveredParts() const {  // of each widget
+        std::vector<int> parts;
+        for (const OverlayControlK7* widget : effect()->info().widgets()) parts.push_back(widget->hovered);
+        return parts;
+    }
+
   private:
     static int pixels(double size) { return size >= 0.0 && size < 1e9 ? static_cast<int>(size) : 0; }
 
@@ -94,13 +100,18 @@ OfxStatus drawInteract(const Interact& interact) {
     return ofx::status::OK;
 }
 
-OfxStatus penInteract(const Interact& interact, PenEventCode event) {
+// A pen that moves while it holds nothing hovers: handles light up under it.
+OfxStatus penInteract(const Interact& interact, OfxInteractHandle handle, PenEventCode event) {
     if (!interact.effect()) return ofx::status::ErrBadHandle;
     interact.readView();
     const auto x = static_cast<float>(interact.argument(ofx::prop::InteractPenPosition, 0.0, 0));
     const auto y = static_cast<float>(interact.argument(ofx::prop::InteractPenPosition, 0.0, 1));
     const bool before = interact.anythingGrabbed();
+    if (event == PenEventCode::Motion && !before) event = PenEventCode::Hover;
+    const auto lit = interact.hoveredParts();
     interact.effect()->overlaySide().PenEvent(event, x, y);
+    if (interact.hoveredParts() != lit)
+        callSuite(bundleState().suites.interact, &OfxInteractSuiteV1::interactRedraw, handle);
     const bool taken = event == PenEventCode::Up ? before : interact.anythingGrabbed();
     return taken ? ofx::status::OK : ofx::status::ReplyDefault;
 }
@@ -112,9 +123,9 @@ OfxStatus dispatch(std::string_view action, OfxInteractHandle handle, const Prop
     const Interact interact(set, inArgs);
     if (action == act::CreateInstance) return createInteract(interact);
     if (action == act::InteractDraw) return drawInteract(interact);
-    if (action == act::InteractPenMotion) return penInteract(interact, PenEventCode::Motion);
-    if (action == act::InteractPenDown) return penInteract(interact, PenEventCode::Down);
-    if (action == act::InteractPenUp) return penInteract(interact, PenEventCode::Up);
+    if (action == act::InteractPenMotion) return penInteract(interact, handle, PenEventCode::Motion);
+    if (action == act::InteractPenDown) return penInteract(interact, handle, PenEventCode::Down);
+    if (action == act::InteractPenUp) return penInteract(interact, handle, PenEventCode::Up);
     return ofx::status::ReplyDefault;
 }
 
@@ -125,9 +136,9 @@ OfxStatus overlayMain(const char* action, const void* handle, OfxPropertySetHand
     try {
         return dispatch(action, static_cast<OfxInteractHandle>(const_cast<void*>(handle)), PropertySet(inArgs));
     } catch (const std::exception& error) {
-        Trace(TRACE_ERROR, "OFXPlugin ERROR: %s\n", error.what());
+        reportError(error.what());
     } catch (...) {
-        Trace(TRACE_ERROR, "OFXPlugin ERROR: %s\n", "unknown exception");
+        reportError("unknown exception");
     }
     return ofx::status::Failed;
 }

@@ -37,7 +37,7 @@ void OverlayControlK7::OnPen(PenEventCode event, float x, float y) {
     if (!overlay) return;
     switch (event) {
         case PenEventCode::Hover:
-            hovered = partAt(x, y);
+            hovered = visible ? partAt(x, y) : 0;
             break;
         case PenEventCode::Down:
             hovered = grabbed = partAt(x, y);
@@ -151,15 +151,17 @@ CircleOverlayK7::CircleOverlayK7(EffectInfo* owner, PositionControlK7& centre, S
 
 Point CircleOverlayK7::partPlace(int part) const {
     const float rx = view().length(m_radiusX.overlayValue);
-    const float ry = round() ? rx : view().length(m_radiusY->overlayValue);
+    const float ry = view().length(m_radiusY->overlayValue);
     const Point local = part == 1 ? Point{rx * DIAGONAL, ry * DIAGONAL} : part == 2 ? Point{rx, 0.0f} : Point{0.0f, ry};
     const Point centre = placeOf(m_centre, view()), turned = rotated(local, degrees());
     return {centre.x + turned.x, centre.y + turned.y};
 }
 int CircleOverlayK7::partAt(float x, float y) const {
-    if (round())
-        return onCircle(placeOf(m_centre, view()), view().length(m_radiusX.overlayValue), x, y, view().hitRadius()) ? 2
-                                                                                                                    : 0;
+    if (round()) {
+        const Point centre = placeOf(m_centre, view());
+        const float level = centre.y + (y - centre.y) / view().aspect;
+        return onCircle(centre, view().length(m_radiusX.overlayValue), x, level, view().hitRadius()) ? 2 : 0;
+    }
     for (int part = 1; part <= 3; ++part)
         if (near(partPlace(part), x, y)) return part;
     return 0;
@@ -167,11 +169,11 @@ int CircleOverlayK7::partAt(float x, float y) const {
 void CircleOverlayK7::moveTo(int part, Point pen) {
     const Point local = fromCentre(pen, placeOf(m_centre, view()), degrees());
     if (round()) {
-        m_radiusX.overlayValue = asRadius(std::hypot(local.x, local.y), view());
+        m_radiusX.overlayValue = asRadius(std::hypot(local.x, local.y / view().aspect), view());
     } else if (part == 2) {
-        m_radiusX.overlayValue = asRadius(std::fabs(local.x), view());
+        m_radiusX.overlayValue = asRadius(std::hypot(local.x, local.y), view());
     } else if (part == 3) {
-        m_radiusY->overlayValue = asRadius(std::fabs(local.y), view());
+        m_radiusY->overlayValue = asRadius(std::hypot(local.x, local.y), view());
     } else {  // both radii keep their ratio
         const Point held = fromCentre(partPlace(1), placeOf(m_centre, view()), degrees());
         const float before = std::hypot(held.x, held.y);
@@ -187,7 +189,7 @@ void CircleOverlayK7::write(int part) {
 }
 void CircleOverlayK7::draw(const OverlayPen& pen) const {
     const float rx = view().length(m_radiusX.overlayValue);
-    const float ry = round() ? rx : view().length(m_radiusY->overlayValue);
+    const float ry = round() ? rx * view().aspect : view().length(m_radiusY->overlayValue);
     pen.ellipse(placeOf(m_centre, view()), rx, ry, degrees(), dashed);
     if (round()) return;
     for (int part = 1; part <= 3; ++part) pen.handle(partPlace(part), hovered == part);
@@ -242,6 +244,6 @@ void RectangleOverlayK7::write(int part) {
 }
 void RectangleOverlayK7::draw(const OverlayPen& pen) const {
     pen.rectangle(placeOf(m_centre, view()), view().length(m_width.overlayValue), view().length(m_height.overlayValue),
-                  degrees(), dashed);
+                  degrees(), dashed, view().aspect);
     for (int part = 1; part <= 3; ++part) pen.handle(partPlace(part), hovered == part);
 }

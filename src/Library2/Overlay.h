@@ -126,7 +126,8 @@ class AngleOverlayK7 : public OverlayControlK7 {  // 1: the handle at the end of
     float m_radius;
 };
 
-// An ellipse with two radii (1: both, 2: horizontal, 3: vertical), or a circle with one (2: anywhere on it).
+// An ellipse with two radii (1: both, 2: horizontal, 3: vertical), or with one radius a circle of the picture (2:
+// anywhere on it): where the viewer's pixels are not square, its vertical radius is the other one times their aspect.
 class CircleOverlayK7 : public OverlayControlK7 {
   public:
     CircleOverlayK7(EffectInfo* owner, PositionControlK7& centre, SizeControlK7& radius)

@@ -47,7 +47,7 @@ void CrashZoom::DrawMore(const OverlayPen& pen) {
         const float degrees =
             360.0f * static_cast<float>(i) / static_cast<float>(sides) - static_cast<float>(Rotation.overlayValue);
         const Point arm = rotated({radius, 0.0f}, degrees);
-        return Point{centre.x + arm.x, centre.y + arm.y};
+        return Point{centre.x + arm.x, centre.y + arm.y * view.aspect};
     };
     pen.colour(OVERLAY_WHITE);
     for (int i = 0; i < sides; ++i) pen.line(corner(i), corner(i + 1));

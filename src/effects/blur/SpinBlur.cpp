@@ -99,7 +99,8 @@ void SpinBlur::DrawMore(const OverlayPen& pen) {
                     (static_cast<float>(dash) + 0.5f * static_cast<float>(chord) / CHORDS) * 360.0f / DASHES;
                 const Point a = rotated({radius, 0.0f}, from);
                 const Point b = rotated({radius, 0.0f}, from + 180.0f / DASHES / CHORDS);
-                pen.line({centre.x + a.x, centre.y + a.y}, {centre.x + b.x, centre.y + b.y});
+                pen.line({centre.x + a.x, centre.y + a.y * view.aspect},
+                         {centre.x + b.x, centre.y + b.y * view.aspect});
             }
         }
     }
