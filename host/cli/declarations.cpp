@@ -40,6 +40,7 @@ DeclaredParam paramOf(const Json& json) {
     if (json.contains("choices")) param.choices = texts(json["choices"]);
     param.animates = json.at("animates");
     param.secret = json.at("secret");
+    param.sentence = json.value("sentence", "");
     return param;
 }
 
@@ -113,8 +114,9 @@ std::string DeclaredEffect::labelOf(const std::string& param) const {
     return found && !found->label.empty() ? found->label : param;
 }
 
-Declarations readDeclarations(const fs::path& path) {
-    const fs::path file = declarationsFile(path);
+Declarations readDeclarations(const fs::path& path) { return readDeclarationsFile(declarationsFile(path)); }
+
+Declarations readDeclarationsFile(const fs::path& file) {
     std::ifstream stream(file, std::ios::binary);
     if (!stream) throw RunError("the bundle does not tell of its effects: there is no " + file.string());
     try {

@@ -17,6 +17,7 @@ struct DeclaredParam {
     std::string name, label, scriptName, type, kind, page, defaultText, range;
     std::vector<std::string> choices;
     bool animates = false, secret = false;
+    std::string sentence;  // what it does; may be empty
 };
 
 struct DeclaredPresets {
@@ -75,6 +76,8 @@ struct Declarations {
     std::vector<DeclaredEffect> effects;
 };
 
+// Of a file like effects.json. Throws RunError when it is missing or damaged.
+Declarations readDeclarationsFile(const std::filesystem::path& file);
 // Of the bundle at `path` (a .ofx.bundle folder or the .ofx file in it). Throws RunError when it has none.
 Declarations readDeclarations(const std::filesystem::path& path);
 

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/cli/command.h"
+#include "host/cli/declarations.h"
 #include "host/cli/failure.h"
 #include "host/cli/session.h"
 #include "host/cli/text.h"
@@ -47,8 +48,22 @@ std::string textOr(const ofxhost::PropertySet& set, const char* name) {
     return set.count(name) > 0 ? set.getString(name) : std::string();
 }
 
-Json paramJson(const ofxhost::ParamDescriptor& param) {
-    return {{"name", param.name()}, {"type", param.type().text}, {"properties", propertiesJson(param.properties())}};
+// What the bundle says besides of its effects, which no host is told; empty where it says nothing.
+DeclaredEffect declaredEffect(const std::filesystem::path& bundle, const std::string& identifier) {
+    try {
+        for (const DeclaredEffect& effect : readDeclarations(bundle.empty() ? findBundle() : bundle).effects)
+            if (effect.identifier == identifier) return effect;
+    } catch (const RunError&) {
+    }
+    return {};
+}
+
+Json paramJson(const ofxhost::ParamDescriptor& param, const DeclaredEffect& declared) {
+    Json json{{"name", param.name()}, {"type", param.type().text}};
+    const DeclaredParam* known = declared.findParam(param.name());
+    if (known && !known->sentence.empty()) json["sentence"] = known->sentence;
+    json["properties"] = propertiesJson(param.properties());
+    return json;
 }
 
 Json pageJson(const ofxhost::ParamDescriptor& page) {
@@ -64,7 +79,8 @@ Json groupJson(const ofxhost::EffectDescriptor& effect, const ofxhost::ParamDesc
     return {{"name", group.name()}, {"label", textOr(group.properties(), ofx::prop::Label)}, {"children", children}};
 }
 
-Json effectJson(const ofxhost::Host& host, const ofxhost::Plugin& plugin, const ofxhost::EffectDescriptor& effect) {
+Json effectJson(const ofxhost::Host& host, const ofxhost::Plugin& plugin, const ofxhost::EffectDescriptor& effect,
+                const DeclaredEffect& declared) {
     Json json;
     json["identifier"] = plugin.identifier();
     json["version"] = {plugin.record().pluginVersionMajor, plugin.record().pluginVersionMinor};
@@ -78,7 +94,7 @@ Json effectJson(const ofxhost::Host& host, const ofxhost::Plugin& plugin, const 
     for (const auto& param : effect.params()) {
         if (param->type().type == ofxhost::ParamType::Page) json["pages"].push_back(pageJson(*param));
         if (param->type().type == ofxhost::ParamType::Group) json["groups"].push_back(groupJson(effect, *param));
-        json["parameters"].push_back(paramJson(*param));
+        json["parameters"].push_back(paramJson(*param, declared));
     }
     return json;
 }
@@ -112,6 +128,7 @@ void printText(const Json& effect) {
     std::cout << "\nParameters\n";
     for (const Json& param : effect["parameters"]) {
         std::cout << "  " << param["name"].get<std::string>() << "  " << param["type"].get<std::string>() << '\n';
+        if (param.contains("sentence")) std::cout << "    " << param["sentence"].get<std::string>() << '\n';
         printProperties(param["properties"], "    ");
     }
 }
@@ -129,7 +146,8 @@ void describe(const DescribeOptions& options) {
     }
     {
         const auto descriptor = session.describeInContext(plugin, context);
-        const Json json = effectJson(session.host(), plugin, *descriptor);
+        const Json json = effectJson(session.host(), plugin, *descriptor,
+                                     declaredEffect(options.session.bundle, plugin.identifier()));
         if (options.json)
             std::cout << dump(json, 2) << '\n';
         else

@@ -103,27 +103,34 @@ std::string rangeText(const DeclaredParam& param) {
     return joined(options, " · ");
 }
 
-std::string paramRow(const DeclaredParam& param) {
+std::string paramRow(const DeclaredParam& param, bool sentences) {
     std::vector<std::string> notes;
     if (param.secret) notes.emplace_back("hidden");
     if (!param.animates && param.kind != "Button") notes.emplace_back("not animated");
-    return tableRow({plain(param.label), code(param.name), code(param.scriptName),
-                     param.kind + (notes.empty() ? "" : " (" + joined(notes, ", ") + ")"), plain(param.defaultText),
-                     rangeText(param)});
+    std::vector<std::string> cells{
+        plain(param.label),       code(param.name),
+        code(param.scriptName),   param.kind + (notes.empty() ? "" : " (" + joined(notes, ", ") + ")"),
+        plain(param.defaultText), rangeText(param)};
+    if (sentences) cells.push_back(plain(param.sentence));
+    return tableRow(cells);
 }
 
 std::string paramSection(const DeclaredEffect& effect) {
     if (effect.params.empty()) return {};
     std::vector<std::string> pages{""};
     pages.insert(pages.end(), effect.pages.begin(), effect.pages.end());
+    const bool sentences = std::any_of(effect.params.begin(), effect.params.end(),
+                                       [](const DeclaredParam& param) { return !param.sentence.empty(); });
+    std::vector<std::string> head{"Label", "Name", "Script name", "Type", "Default", "Range or options"};
+    if (sentences) head.emplace_back("What it does");
     std::string text = "## Parameters\n\n";
     for (const std::string& page : pages) {
         std::string rows;
         for (const DeclaredParam& param : effect.params)
-            if (param.page == page) rows += paramRow(param);
+            if (param.page == page) rows += paramRow(param, sentences);
         if (rows.empty()) continue;
         if (!page.empty()) text += "### Page " + plain(page) + "\n\n";
-        text += tableHead({"Label", "Name", "Script name", "Type", "Default", "Range or options"}) + rows + "\n";
+        text += tableHead(head) + rows + "\n";
     }
     return text;
 }

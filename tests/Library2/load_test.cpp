@@ -57,19 +57,25 @@ TEST_F(Load, EveryEffectLoadsIntoTheSameLog) {
     EXPECT_THAT(log(), testing::AllOf(testing::HasSubstr("first"), testing::HasSubstr("second")));
 }
 
-// Without a desktop the help button tells what it can.
+// Nothing is opened that is not there, and without a desktop the help button tells what it can.
 TEST_F(Load, TheHelpButtonNamesTheEffectAndItsManual) {
     const ScopedEnvironment noX("DISPLAY", nullptr), noWayland("WAYLAND_DISPLAY", nullptr);
     variable("TRACELEVEL", "3");
-    variable("QuillonHelpPath", "/somewhere/manual.pdf");
+    const std::string manual = home + "/manual.pdf";
+    variable("QuillonHelpPath", manual);
     support::RecordingHost host(ofxhost::hostConfig("generic"), {probe::probePlugin()});
     support::TestEffect& effect = host.effect("Q_Probe");
     testing::internal::CaptureStderr();
     EXPECT_EQ(effect.press("HelpButton"), 0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Q_Probe Version 7.00\n");
     EXPECT_THAT(log(), testing::HasSubstr("Quillon Plug-Ins for OFX: v7.00 of 02-Feb-2012"));
-    EXPECT_THAT(log(), testing::HasSubstr("More help on Q_Probe: file:///somewhere/manual.pdf"));
+    EXPECT_THAT(log(), testing::HasSubstr("More help on Q_Probe: file://" + manual));
     EXPECT_THAT(log(), testing::HasSubstr("for tests"));
+    EXPECT_THAT(log(), testing::HasSubstr("Error Loading File: The file " + manual + " was not found."));
+    write(manual, "a manual");
+    effect.press("HelpButton");
+    EXPECT_THAT(log(),
+                testing::HasSubstr("There is no application associated with the file name extension for " + manual));
 }
 
 TEST_F(Load, AWholeLifeLeavesNoBlockBehind) {
