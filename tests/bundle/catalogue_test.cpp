@@ -159,12 +159,12 @@ TEST(Catalogue, AsksTheHostForFactsOnceAndForSuitesAtEveryDescribe) {
 }
 
 TEST(Catalogue, EveryControlOfAPictureTellsWhatItDoes) {
-    for (const EffectDefinition& effect : registry()) {
-        if (!effect.hasPicture) continue;
-        const auto info = effect.declare();
-        for (const ControlK7* control : info->controls())
-            EXPECT_THAT(std::string(control->sentence()), testing::MatchesRegex("[A-Z].*[.]"))
-                << effect.traits->name << " " << control->name();
+    const auto declared = nlohmann::json::parse(std::ifstream(QUILLON_DECLARATIONS));
+    for (const auto& effect : declared.at("effects")) {
+        if (!effect.at("hasPicture").get<bool>()) continue;
+        for (const auto& control : effect.at("parameters"))
+            EXPECT_THAT(control.at("sentence").get<std::string>(), testing::MatchesRegex("[A-Z].*[.]"))
+                << effect.at("name") << " " << control.at("name");
     }
 }
 
