@@ -1,8 +1,7 @@
-// Rain: the same picture in every order of frames, births and puddles by their mattes, and the light.
+// Rain: births and puddles by their mattes, condensing, and the light.
 #include "effects/weather/Rain.h"
 
 #include <gtest/gtest.h>
-
 
 #include "effects/weather/weather_support.h"
 #include "support/images.h"
