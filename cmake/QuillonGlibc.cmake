@@ -62,6 +62,7 @@ function(quillon_oldest_glibc target)
   target_link_libraries(${target} PRIVATE newer_glibc)
   list(GET QUILLON_GLIBC_STUBS -1 loader)
   # The compiler's own -lm and -lc at the end of the line find the stubs too: folders named here are searched first.
+  # The loader comes last: older ones have an allocator for themselves under the names of libc's.
   target_link_options(${target} PRIVATE -L${CMAKE_BINARY_DIR}/glibc-${QUILLON_GLIBC}
-    -Wl,--push-state,--no-as-needed,-lpthread,-ldl,${loader},--pop-state)
+    -Wl,--push-state,--no-as-needed,-lpthread,-ldl,-lm,-lc,${loader},--pop-state)
 endfunction()

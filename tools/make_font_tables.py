@@ -7,7 +7,7 @@ import pathlib
 
 DATA = pathlib.Path("data/fonts")
 CODE = pathlib.Path("src/graphicslib")
-HEAD = "// Made by tools/make_font_tables.py from data/fonts/{}; origin and licence in data/fonts/CREDITS.md.\n// clang-format off\n"
+HEAD = "// Made by tools/make_font_tables.py from data/fonts/{}; origin and licence in data/CREDITS.md.\n// clang-format off\n"
 
 
 def quoted(text):

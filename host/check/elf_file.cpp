@@ -120,9 +120,10 @@ std::vector<int> numbersOf(std::string_view text) {
     return numbers;
 }
 
-// Debian 12: glibc 2.36 and the runtime libraries of GCC 12.
-constexpr const char* baseline[] = {"GLIBC_2.36", "GLIBCXX_3.4.30", "CXXABI_1.3.13", "CXXABI_TM_1",
-                                    "GCC_12.0.0", "OMP_5.0.1",      "GOMP_5.0.1"};
+// The oldest systems that commercial hosts run on, RHEL 8 and its relatives: glibc 2.28, as the VFX Reference Platform
+// asks for, and the runtime libraries of GCC 8.
+constexpr const char* baseline[] = {"GLIBC_2.28", "GLIBCXX_3.4.25", "CXXABI_1.3.11", "CXXABI_TM_1",
+                                    "GCC_7.0.0",  "OMP_4.5",        "GOMP_4.5"};
 
 }  // namespace
 

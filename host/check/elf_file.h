@@ -21,7 +21,7 @@ struct ElfFacts {
 // Throws std::runtime_error for a file that is no shared library of this machine's kind.
 ElfFacts readElf(const std::filesystem::path& library);
 
-// True when the version is older than or as old as the baseline's of the same name: GLIBC_2.34 in GLIBC_2.36.
+// True when the version is older than or as old as the baseline's of the same name: GLIBC_2.17 in GLIBC_2.28.
 // Versions whose name the baseline does not know are newer than it.
 bool withinBaseline(const std::string& version);
 

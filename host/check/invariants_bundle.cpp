@@ -61,7 +61,7 @@ void needsNothingNewer(Trial& trial) {
     std::vector<std::string> newer;
     for (const NeededVersion& need : readElf(libraryOf(trial)).versions)
         if (!withinBaseline(need.version)) newer.push_back(need.version + " of " + need.library);
-    trial.require(newer.empty(), Safety, "newer than Debian 12 has: " + joined(newer));
+    trial.require(newer.empty(), Safety, "newer than glibc 2.28 and GCC 8 have: " + joined(newer));
 }
 
 void entryPoints(Trial& trial) {

@@ -31,8 +31,8 @@ const char* const texts[] = {"",
                              "A longer text, with commas; and \"quotes\"",
                              "%s%n%x",
                              "line\nbreak\ttab",
-                             "Gr\xC3\xBC\xC3\x9F"
-                             "e \xE6\x97\xA5\xE6\x9C\xAC",
+                             ("Gr\xC3\xBC\xC3\x9F"
+                              "e \xE6\x97\xA5\xE6\x9C\xAC"),
                              "\xFF\xFE\x80",
                              "/no/such/file.txt",
                              "../..",

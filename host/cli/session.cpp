@@ -58,15 +58,16 @@ void SessionOptions::addTo(CLI::App& app) {
 
 fs::path findBundle() {
     std::error_code error;
-    std::vector<fs::path> folders = {fs::read_symlink("/proc/self/exe", error).parent_path()};
-    if (!error && fs::is_directory(folders.front() / BundleName, error)) return folders.front() / BundleName;
-    folders.clear();
+    const fs::path beside = fs::read_symlink("/proc/self/exe", error).parent_path();
+    if (!error && fs::is_directory(beside / BundleName, error)) return beside / BundleName;
+    std::vector<fs::path> folders;
     if (const char* path = std::getenv("OFX_PLUGIN_PATH")) {
         std::string list = path;
         std::replace(list.begin(), list.end(), ';', ':');
         for (const std::string& folder : split(list, ':'))
             if (!folder.empty()) folders.emplace_back(folder);
     }
+    folders.push_back(beside.parent_path() / "OFX/Plugins");  // where one prefix holds both
     folders.emplace_back(StandardFolder);
     for (const fs::path& folder : folders)
         if (fs::path found = bundleBelow(folder); !found.empty()) return found;

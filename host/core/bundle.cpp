@@ -86,12 +86,19 @@ std::unique_ptr<EffectDescriptor> Plugin::describeInContext(const std::string& c
 
 // ---- Bundle ---------------------------------------------------------------------------------------------------
 
+// Where the library is inside a bundle, for the system that this is built for.
+#ifdef __aarch64__
+constexpr char Architecture[] = "Linux-aarch64";
+#else
+constexpr char Architecture[] = "Linux-x86-64";
+#endif
+
 fs::path Bundle::libraryOf(const fs::path& path) {
     std::error_code ignored;
     if (!fs::exists(path, ignored)) throw Error("no such bundle: " + path.string());
     if (!fs::is_directory(path, ignored)) return path;
-    const fs::path folder = path.filename().empty() ? path.parent_path() : path;         // without a slash at the end
-    fs::path library = folder / "Contents" / "Linux-x86-64" / folder.filename().stem();  // "X.ofx.bundle": X.ofx
+    const fs::path folder = path.filename().empty() ? path.parent_path() : path;       // without a slash at the end
+    fs::path library = folder / "Contents" / Architecture / folder.filename().stem();  // "X.ofx.bundle": X.ofx
     if (!fs::exists(library, ignored)) throw Error("no library in the bundle: " + library.string());
     return library;
 }

@@ -159,7 +159,8 @@ OfxStatus mutexTryLock(OfxMutexHandle handle) {
     return text;
 }
 
-OfxStatus message(void* handle, const char* type, const char* id, const char* format, ...) {
+[[gnu::format(printf, 4, 5)]] OfxStatus message(void* handle, const char* type, const char* id, const char* format,
+                                                ...) {
     struct {
         va_list list;
     } arguments;

@@ -52,6 +52,7 @@ OfxStatus actionDescribe(const EffectEntry& entry, OfxImageEffectHandle descript
     set.setString(ofx::prop::SupportedPixelDepths, ofx::depth::Short, 1);
     set.setString(ofx::prop::SupportedPixelDepths, ofx::depth::Float, 2);
     set.setString(ofx::prop::Label, effectLabel(traits).c_str());
+    set.setString(ofx::prop::PluginDescription, traits.description);
     std::string grouping = state.quirks->groupingFormat;
     grouping.replace(grouping.find("%s"), 2, traits.menu);
     set.setString(ofx::prop::PluginGrouping, grouping.c_str());

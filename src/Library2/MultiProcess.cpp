@@ -180,7 +180,9 @@ void SetSimulatedWay(int count) {
     static std::atomic<int> way{0};
     int unset = 0;
     if (count <= 0) return;
-    if (way.compare_exchange_strong(unset, count))
+    const bool first = way.compare_exchange_strong(unset, count);
+    if (!TraceIsKept()) return;  // every instance would write a line between the host's own
+    if (first)
         TraceInfo("Simulating %d-way multi-processing", count);
     else
         Trace(TRACE_WARN, "%d-way Multi-processing already setup. (Can't change it)\n", unset);

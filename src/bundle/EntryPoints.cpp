@@ -28,12 +28,13 @@ OfxStatus mainEntry(const char* action, const void* handle, OfxPropertySetHandle
 // Plain storage: it is still there when a host unloads effects while the process ends.
 struct PluginTable {
     using Identifier = std::array<char, 96>;
-    std::array<Identifier, EFFECT_COUNT> identifiers{};
+    std::array<Identifier, EFFECT_COUNT> identifiers;
     std::array<OfxPlugin, EFFECT_COUNT> records;
 
     template <std::size_t... Index>
     explicit PluginTable(std::index_sequence<Index...>)
-        : records{OfxPlugin{ofx::ImageEffectPluginApi, ofx::ImageEffectPluginApiVersion, identifiers[Index].data(), 1,
+        : identifiers{},
+          records{OfxPlugin{ofx::ImageEffectPluginApi, ofx::ImageEffectPluginApiVersion, identifiers[Index].data(), 1,
                             0, &setHost, &mainEntry<Index>}...} {
         (writeIdentifier(identifiers[Index], *registry()[Index].traits), ...);
     }

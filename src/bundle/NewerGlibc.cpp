@@ -16,7 +16,8 @@ char __libc_single_threaded = 0;
 // glibc 2.36: std::random_device, which the runtime holds though nobody draws from it.
 std::uint32_t arc4random() noexcept {
     std::uint32_t bits = 0;
-    while (getrandom(&bits, sizeof bits, 0) != static_cast<ssize_t>(sizeof bits)) {}
+    while (getrandom(&bits, sizeof bits, 0) != static_cast<ssize_t>(sizeof bits)) {
+    }
     return bits;
 }
 
@@ -33,18 +34,35 @@ static constexpr int STAT_VERSION = 0;
 int stat(const char* path, struct stat* result) noexcept { return __xstat(STAT_VERSION, path, result); }
 int lstat(const char* path, struct stat* result) noexcept { return __lxstat(STAT_VERSION, path, result); }
 int fstat(int file, struct stat* result) noexcept { return __fxstat(STAT_VERSION, file, result); }
+int stat64(const char* path, struct stat64* result) noexcept {
+    return stat(path, reinterpret_cast<struct stat*>(result));
+}
+int lstat64(const char* path, struct stat64* result) noexcept {
+    return lstat(path, reinterpret_cast<struct stat*>(result));
+}
+int fstat64(int file, struct stat64* result) noexcept { return fstat(file, reinterpret_cast<struct stat*>(result)); }
+static_assert(sizeof(struct stat) == sizeof(struct stat64));
 
 // glibc 2.38: C23 reads binary literals too, nothing else differs. Under names of our own, as <cstdlib> gives those of
 // its functions the newer ones.
 long olderStrtol(const char* text, char** end, int base) noexcept __asm__("strtol");
 unsigned long olderStrtoul(const char* text, char** end, int base) noexcept __asm__("strtoul");
 long __isoc23_strtol(const char* text, char** end, int base) noexcept { return olderStrtol(text, end, base); }
-unsigned long __isoc23_strtoul(const char* text, char** end, int base) noexcept { return olderStrtoul(text, end, base); }
+unsigned long __isoc23_strtoul(const char* text, char** end, int base) noexcept {
+    return olderStrtoul(text, end, base);
+}
 long __isoc23_strtoll(const char* text, char** end, int base) noexcept { return olderStrtol(text, end, base); }
 unsigned long __isoc23_strtoull(const char* text, char** end, int base) noexcept {
     return olderStrtoul(text, end, base);
 }
 static_assert(sizeof(long) == sizeof(long long));
+
+// Of no age: a library's own copy, which glibc hands out in an archive beside it.
+extern void* __dso_handle;
+int __cxa_atexit(void (*function)(void*), void* argument, void* library) noexcept;
+int atexit(void (*function)()) {
+    return __cxa_atexit(reinterpret_cast<void (*)(void*)>(function), nullptr, &__dso_handle);
+}
 
 #ifdef DLFO_STRUCT_HAS_EH_DBASE
 // glibc 2.35: the unwinder of GCC 12 and later asks which library an address is in. The loaded libraries are walked, as

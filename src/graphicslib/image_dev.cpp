@@ -1,6 +1,5 @@
 #include "graphicslib/image_dev.h"
-
-#include <emmintrin.h>
+#include "k7pi_baselib/sse2.h"
 
 #include <cmath>
 #include <cstdint>

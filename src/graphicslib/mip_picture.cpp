@@ -67,3 +67,11 @@ MipPicture::MipPicture(const K7Image* picture, bool straight, Frame frame) {
         if (frame == Frame::repeat) repeat_edges(copies.back());
     }
 }
+
+MipPicture::Reading MipPicture::reading(float squeeze) const {
+    Reading result;
+    const int last = levels() - 1;
+    for (; squeeze >= 2 && result.level < last; ++result.level) squeeze *= 0.5F;
+    if (result.level < last) result.mix = std::clamp(squeeze - 1, 0.0F, 1.0F);
+    return result;
+}

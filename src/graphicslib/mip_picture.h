@@ -32,6 +32,13 @@ class MipPicture {
     // 0 is the picture itself; the last has one pixel.
     int levels() const { return static_cast<int>(copies.size()); }
     const Level& level(int i) const { return copies[static_cast<std::size_t>(i)]; }
+    // The copy to read when so many of the picture's pixels lie within one that is drawn, and how much of the next one
+    // to mix in, 0 to 1, so that nothing jumps as the size changes.
+    struct Reading {
+        int level = 0;
+        float mix = 0;
+    };
+    Reading reading(float squeeze) const;
 
   private:
     bool add_level(int width, int height);

@@ -180,8 +180,8 @@ void RasterTile::clear(const raster::Kernels& kernels) {
 
 void RasterGraphics::Band::render(const Render& picture, const PixelRect& rect) {
     constexpr float MARGIN = 4;  // more than any sample moves
-    const auto reaches = [](float low, float high, int first, int last) {
-        return high + MARGIN >= static_cast<float>(first) && low - MARGIN <= static_cast<float>(last);
+    const auto reaches = [](float lowest, float highest, int first, int last) {
+        return highest + MARGIN >= static_cast<float>(first) && lowest - MARGIN <= static_cast<float>(last);
     };
     for (int y = rect.y0; y <= rect.y1; y += RasterTile::HEIGHT) {
         PixelRect place{0, y, 0, std::min(y + RasterTile::HEIGHT - 1, rect.y1)};

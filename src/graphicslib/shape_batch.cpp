@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "graphicslib/ink.h"
+#include "graphicslib/mip_reader.h"
 #include "graphicslib/polygon_rasterizer.h"
 #include "graphicslib/row_bands.h"
 
@@ -47,28 +48,6 @@ void paint(float* out, const float* coverage, int count, const float* colour, Dr
     });
 }
 
-struct TextureLevel {
-    MipPicture::Level pixels;
-    float scale;
-
-    TextureLevel(const MipPicture& texture, int index)
-        : pixels(texture.level(std::min(index, texture.levels() - 1))), scale(1 / static_cast<float>(1 << index)) {}
-
-    Quad sample(float u, float v) const {
-        const auto limited = [](float place, int size) {
-            return place > -1 ? std::min(place, static_cast<float>(size)) : -1;
-        };
-        u = limited(u * scale - 0.5F, pixels.width) + 1;
-        v = limited(v * scale - 0.5F, pixels.height) + 1;
-        const int column = static_cast<int>(u), row = static_cast<int>(v);
-        const float tx = u - static_cast<float>(column), ty = v - static_cast<float>(row);
-        const float* here = pixels.samples + 4 * (std::ptrdiff_t(row - 1) * pixels.pitch + column - 1);
-        const float* above = here + 4 * std::ptrdiff_t(pixels.pitch);
-        return (1 - ty) * ((1 - tx) * ink::load(here) + tx * ink::load(here + 4)) +
-               ty * ((1 - tx) * ink::load(above) + tx * ink::load(above + 4));
-    }
-};
-
 }  // namespace
 
 class ShapeBatch::MeshRasterizer final : public PolygonRasterizer {
@@ -101,7 +80,7 @@ class ShapeBatch::MeshRasterizer final : public PolygonRasterizer {
     template <DrawBlend BLEND>
     void textured(const Span& run, const Item& item) {
         const auto& texture = *static_cast<const MipPicture*>(item.source);
-        const TextureLevel fine(texture, item.level), coarse(texture, item.level + 1);
+        const MipReader reader(texture, item.reading);
         const Quad start = ink::load(run.start + 2), change = ink::load(run.change + 2);
         const float *at = run.start + 6, *step = run.change + 6;
         float* out = image_row<float>(image, run.y) + 4 * std::ptrdiff_t(run.x0);
@@ -109,9 +88,7 @@ class ShapeBatch::MeshRasterizer final : public PolygonRasterizer {
             const float covered = run.coverage ? run.coverage[x - run.x0] : 1, t = parameter(run, x);
             const float w = 1 / (at[2] + t * step[2]);
             const float u = (at[0] + t * step[0]) * w, v = (at[1] + t * step[1]) * w;
-            Quad texel = fine.sample(u, v);
-            if (item.mix > 0) texel += item.mix * (coarse.sample(u, v) - texel);
-            const Quad here = covered * texel * (start + t * change);
+            const Quad here = covered * reader.sample(Quad{u, v, u, v}) * (start + t * change);
             ink::store(out, ink::blended<BLEND>(here, ink::load(out)));
         }
     }
@@ -128,7 +105,7 @@ void ShapeBatch::begin(int new_width, int new_height) {
     current_blend = DrawBlend::over;
     items.clear();
     floats.clear();
-    contour_ends.clear();
+    contours.clear();
     order.clear();
 }
 
@@ -163,29 +140,36 @@ bool ShapeBatch::polygon(int count, const float* xy, const GraphicsColour& colou
     return true;
 }
 
-// What was appended to `floats` and `contour_ends` from these places on; taken back when nothing of it is seen.
-bool ShapeBatch::add_contours(std::size_t first_float, std::size_t first_end, const GraphicsColour& colour) {
+// What was appended to `floats` from this place on, up to `ends`; taken back when nothing of it is seen.
+bool ShapeBatch::add_contours(std::size_t first_float, const GraphicsColour& colour) {
     Item item = make_item(Kind::CONTOURS, colour);
-    item.begin = static_cast<std::uint32_t>(first_end);
-    item.end = static_cast<std::uint32_t>(contour_ends.size());
     item.points = static_cast<std::uint32_t>(first_float);
+    const float* xy = floats.data() + first_float;
     Bounds bounds;
-    if (bounds_of((floats.size() - first_float) / 2, floats.data() + first_float, 2, bounds) && reach(item, bounds)) {
-        items.push_back(item);
-        return true;
+    if (!bounds_of((floats.size() - first_float) / 2, xy, 2, bounds) || !reach(item, bounds)) {
+        floats.resize(first_float);
+        return false;
     }
-    floats.resize(first_float);
-    contour_ends.resize(first_end);
-    return false;
+    item.begin = static_cast<std::uint32_t>(contours.size());
+    std::uint32_t from = 0;
+    for (const std::uint32_t end : ends) {
+        bounds_of(end - from, xy + 2 * std::size_t(from), 2, bounds);
+        contours.push_back({end, bounds.y0, bounds.y1});
+        from = end;
+    }
+    item.end = static_cast<std::uint32_t>(contours.size());
+    items.push_back(item);
+    return true;
 }
 
 bool ShapeBatch::fill(const FlatPath& path, const GraphicsColour& colour) {
-    const std::size_t first_float = floats.size(), first_end = contour_ends.size();
+    const std::size_t first_float = floats.size();
+    ends.clear();
     for (int i = 0; i < path.contours(); ++i) {
         floats.insert(floats.end(), path.xy(i), path.xy(i) + 2 * std::ptrdiff_t(path.points(i)));
-        contour_ends.push_back(static_cast<std::uint32_t>((floats.size() - first_float) / 2));
+        ends.push_back(static_cast<std::uint32_t>((floats.size() - first_float) / 2));
     }
-    return add_contours(first_float, first_end, colour);
+    return add_contours(first_float, colour);
 }
 
 namespace {
@@ -229,9 +213,10 @@ void ShapeBatch::outline(const FlatPath& path, float pen, StrokeStyle style, std
 }
 
 bool ShapeBatch::stroke(const FlatPath& path, float pen, StrokeStyle style, const GraphicsColour& colour) {
-    const std::size_t first_float = floats.size(), first_end = contour_ends.size();
-    outline(path, pen, style, floats, contour_ends);
-    return add_contours(first_float, first_end, colour);
+    const std::size_t first_float = floats.size();
+    ends.clear();
+    outline(path, pen, style, floats, ends);
+    return add_contours(first_float, colour);
 }
 
 // The copies whose pixels are as large as the picture's, in the mean over the shape.
@@ -240,10 +225,7 @@ void ShapeBatch::choose_level(Item& item, const MipPicture& texture, int count, 
         count, [=](int i) { return double(vertices[i].x); }, [=](int i) { return double(vertices[i].y); });
     const double read = shoelace(
         count, [=](int i) { return double(vertices[i].u); }, [=](int i) { return double(vertices[i].v); });
-    double squeeze = drawn != 0 ? std::sqrt(std::fabs(read / drawn)) : 1;
-    const int last = texture.levels() - 1;
-    for (; squeeze >= 2 && item.level < last; ++item.level) squeeze *= 0.5;
-    if (item.level < last) item.mix = static_cast<float>(std::clamp(squeeze - 1, 0.0, 1.0));
+    item.reading = texture.reading(drawn != 0 ? static_cast<float>(std::sqrt(std::fabs(read / drawn))) : 1);
 }
 
 bool ShapeBatch::mesh(int count, const ShapeVertex* vertices, const MipPicture* texture) {
@@ -303,9 +285,12 @@ void ShapeBatch::draw_item(const Item& item, K7Image* image, int first, int last
         case Kind::CONTOURS: {
             coverage.begin(window);
             std::uint32_t from = 0;
-            for (std::uint32_t i = item.begin; i < item.end; from = contour_ends[i++])
-                coverage.add_contour(static_cast<int>(contour_ends[i] - from),
-                                     floats.data() + item.points + 2 * std::size_t(from), 2);
+            for (std::uint32_t i = item.begin; i < item.end; from = contours[i++].end) {
+                const Contour& contour = contours[i];
+                if (contour.high > static_cast<float>(window.y0) && contour.low < static_cast<float>(window.y1 + 1))
+                    coverage.add_contour(static_cast<int>(contour.end - from),
+                                         floats.data() + item.points + 2 * std::size_t(from), 2);
+            }
             return coverage.for_runs(painted);
         }
         case Kind::MESH:

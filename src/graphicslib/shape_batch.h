@@ -74,21 +74,24 @@ class ShapeBatch {
         float ink[4] = {};  // colour times alpha, alpha
         float depth = 0;
         int first_row = 0, last_row = 0;   // that it can reach, inside the picture
-        std::uint32_t begin = 0, end = 0;  // of its floats; of contours: of their ends
+        std::uint32_t begin = 0, end = 0;  // of its floats; or of its contours
         std::uint32_t points = 0;          // of contours: their first float
         int x = 0, y = 0;                  // of a mask
-        float mix = 0;                     // of a texture: how much of the smaller copy
-        int level = 0;
-        const void* source = nullptr;  // the texture, or the mask
+        MipPicture::Reading reading;       // of a texture
+        const void* source = nullptr;      // the texture, or the mask
     };
     struct Bounds {
         float x0, y0, x1, y1;
+    };
+    struct Contour {
+        std::uint32_t end;  // points of the shape up to it
+        float low, high;    // in y
     };
     class MeshRasterizer;
 
     bool reach(Item& item, const Bounds& bounds) const;
     Item make_item(Kind kind, const GraphicsColour& colour) const;
-    bool add_contours(std::size_t first_float, std::size_t first_end, const GraphicsColour& colour);
+    bool add_contours(std::size_t first_float, const GraphicsColour& colour);
     static void choose_level(Item& item, const MipPicture& texture, int count, const ShapeVertex* vertices);
     void draw_item(const Item& item, K7Image* image, int first, int last, PolygonCoverage& coverage,
                    MeshRasterizer& meshes) const;
@@ -98,6 +101,7 @@ class ShapeBatch {
     DrawBlend current_blend = DrawBlend::over;
     std::vector<Item> items;
     std::vector<float> floats;
-    std::vector<std::uint32_t> contour_ends;
+    std::vector<Contour> contours;
+    std::vector<std::uint32_t> ends;   // of the contours of a shape that is being added
     std::vector<std::uint32_t> order;  // empty: that of the items
 };

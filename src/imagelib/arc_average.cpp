@@ -106,7 +106,7 @@ bool ImagelibCircles::unwrap(const K7Image& source, const TurnTable& turn, float
                          .sample_border = BorderSampler::sample,
                          .owner = &border};
     const ArcKernels& table = kernels();
-    // Outer circles, mostly outside the picture, cost less than inner ones: whoever is free takes the next few.
+    // Outer circles, mostly outside the picture, cost less than inner ones: threads take rows from a shared counter.
     const float outermost = static_cast<float>(m_table.rows - 1);
     const int end = static_cast<int>(std::clamp(largest + 1, 0.0f, outermost)) + 1;
     std::atomic<int> next{static_cast<int>(std::clamp(smallest, 0.0f, outermost))};

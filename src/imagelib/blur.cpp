@@ -1,4 +1,4 @@
-// Blurs: which lines of which samples go through the box passes. The passes themselves are in blur_lines.cpp.
+// Blurs: which lines of which samples go through the box passes. The passes themselves are in blur_simd.cpp.
 //
 // Float columns, and float rows of four channels, are blurred where they lie, several lines abreast. All other lines
 // are packed into floats side by side, blurred there and written back.
@@ -36,7 +36,7 @@ struct Job {
 bool is_selected(int mask, int channel) { return mask >> std::min(channel, 31) & 1; }
 
 BoxRadius box_radius(float radius, int length) {
-    const double limited = std::min(static_cast<double>(radius), length * 0.5);
+    const double limited = std::min(static_cast<double>(radius), static_cast<double>(length / 2));
     const int whole = static_cast<int>(limited);
     const double fraction = limited - whole;
     return {whole, fraction > SMALLEST_FRACTION ? fraction : 0.0};

@@ -228,7 +228,7 @@ inline void take(Stretch& s, Sums& sum, const Sums& enters) {
 
 template <bool PASS1, bool PASS2, bool PASS3, class Layout, Output OUTPUT>
 void sweep(const Stretch& stretch, State& state, Target& where) {
-    // Copies whose address nobody has stay in registers.
+    // Copies whose address is never taken stay in registers.
     Stretch s = stretch;
     Target target = where;
     Sums sum1 = state.sum1, sum2 = state.sum2, sum3 = state.sum3;

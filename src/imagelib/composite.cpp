@@ -1,12 +1,11 @@
 // The algebra of Porter and Duff (Compositing Digital Images, SIGGRAPH 1984) for any sample type.
 #include "imagelib/imagelib_composite.h"
 
-#include <xmmintrin.h>
-
 #include <algorithm>
 #include <limits>
 
 #include "imagelib/samples.h"
+#include "k7pi_baselib/sse2.h"
 
 namespace {
 
@@ -136,11 +135,12 @@ constexpr std::size_t STREAM_ABOVE_BYTES = std::size_t(8) << 20;
 template <int mode, bool premultiplied, bool streamed>
 void blend_float_rgba(float* dest, const float* a, const float* b, int width) {
     constexpr float top = std::numeric_limits<float>::max();
-    constexpr PixelMask spread_alpha{3, 3, 3, 3}, is_alpha{0, 0, 0, -1};
+    constexpr PixelMask is_alpha{0, 0, 0, -1};
     for (int i = 0; i < width * 4; i += 4) {
         const Pixel in_a = *reinterpret_cast<const LoosePixel*>(a + i),
                     in_b = *reinterpret_cast<const LoosePixel*>(b + i);
-        const Pixel raw_a = __builtin_shuffle(in_a, spread_alpha), raw_b = __builtin_shuffle(in_b, spread_alpha);
+        const Pixel raw_a = _mm_shuffle_ps(in_a, in_a, _MM_SHUFFLE(3, 3, 3, 3)),
+                    raw_b = _mm_shuffle_ps(in_b, in_b, _MM_SHUFFLE(3, 3, 3, 3));
         const Pixel alpha_a = limit_to_unit(raw_a), alpha_b = limit_to_unit(raw_b);
         Pixel result;
         if constexpr (premultiplied) {

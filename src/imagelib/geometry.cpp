@@ -1,14 +1,13 @@
 // Moving whole pixels about. A pixel is a block of bytes here; the sizes that occur have loops of their own.
 #include "imagelib/imagelib_geometry.h"
 
-#include <immintrin.h>
-
 #include <algorithm>
 #include <cstring>
 #include <type_traits>
 #include <utility>
 
 #include "imagelib/samples.h"
+#include "k7pi_baselib/sse2.h"
 
 namespace {
 

@@ -2,7 +2,8 @@
 //
 // A radius is the half-width of the box in pixels: r means a box of 2r + 1 pixels, three of which come close to a
 // Gaussian with a variance of r (r + 1). Between whole radii the results of the two neighbouring boxes are mixed
-// (fractions up to 0.01 count as none). A radius is limited to half the line; 0, less, or not a number is no blur.
+// (fractions up to 0.01 count as none). A radius is limited to half the line's pixels, rounded down; 0, less, or not a
+// number is no blur.
 //
 // `mask`: channel i is blurred where bit i is set, other channels stay. Mask 0 is true at once. The cost does not
 // depend on the radius; a fractional radius costs about twice a whole one.

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "imagelib/polygon_coverage_simd.h"
@@ -93,6 +94,21 @@ class PolygonCoverage {
     void for_edges(double low, double high, Visit&& visit) const;
     template <class Visit>
     void partial_run(int y, int x0, int x1, Visit&& visit);
+    // Rows of many edges: from one group of edges that lie close together to the next, without what lies between.
+    struct Piece {
+        int first, last;  // pixels that the crossing runs through
+        coverage::Crossing crossing;
+    };
+    struct Group {
+        int x0, x1;    // pixels, inside the window; empty when crossed
+        int next;      // where the next group begins, or the window ends
+        float beyond;  // the coverage of the pixels between x1 and it
+    };
+    static constexpr int MANY_CROSSINGS = 6;
+    void begin_groups();
+    bool next_group(Group& group);
+    template <class Visit>
+    void sparse_row(int y, Visit&& visit);
 
     const coverage::Kernels* m_kernels = nullptr;
     PixelWindow m_window{0, 0, -1, -1};
@@ -104,6 +120,11 @@ class PolygonCoverage {
     Chain m_chains[2]{};
     bool m_two_chains = false, m_sorted = false;
     // The row that is planned: from x0 to x1, and within it the pixels that are covered whole
+    std::vector<Piece> m_pieces;
+    std::vector<std::int64_t> m_changes;
+    std::vector<float> m_values;
+    std::size_t m_next_piece = 0;
+    std::int64_t m_sum = 0;
     int m_crossing_count = 0, m_x0 = 0, m_x1 = -1, m_solid0 = 0, m_solid1 = -1;
 };
 
@@ -117,6 +138,23 @@ void PolygonCoverage::partial_run(int y, int x0, int x1, Visit&& visit) {
     }
 }
 
+template <class Visit>
+void PolygonCoverage::sparse_row(int y, Visit&& visit) {
+    begin_groups();
+    Group group;
+    while (next_group(group)) {
+        if (group.x0 <= group.x1) visit(CoverageRun{y, group.x0, group.x1, m_values.data()});
+        const int from = group.x1 + 1, to = group.next - 1;
+        if (from > to || group.beyond == 0) continue;
+        if (group.beyond == 1) {
+            visit(CoverageRun{y, from, to, nullptr});
+            continue;
+        }
+        m_values.assign(static_cast<std::size_t>(to - from + 1 + coverage::PADDING), group.beyond);
+        visit(CoverageRun{y, from, to, m_values.data()});
+    }
+}
+
 template <class BeginRow, class Visit>
 void PolygonCoverage::for_runs(BeginRow&& begin_row, Visit&& visit) {
     if (empty() || m_y_low == m_y_high) return;
@@ -126,6 +164,10 @@ void PolygonCoverage::for_runs(BeginRow&& begin_row, Visit&& visit) {
     for (int y = first; y <= m_window.y1 && y < m_y_high; ++y) {
         advance(y);
         if (!plan_row(y) || !begin_row(y)) continue;
+        if (m_crossing_count > MANY_CROSSINGS && !m_two_chains) {
+            sparse_row(y, visit);
+            continue;
+        }
         if (m_x1 - m_x0 < SHORT_RUN) {
             float values[SHORT_RUN + coverage::PADDING];
             m_kernels->cover(values, m_x0, m_x1 - m_x0 + 1, m_crossings.data(), m_crossing_count);

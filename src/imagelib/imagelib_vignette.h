@@ -7,4 +7,4 @@
 
 // In place, float RGBA; alpha stays. Colours come out limited to 0 to 1. False also when an end was asked for; some
 // rows are done then.
-bool image_vignette(K7Image* image, const Vignette& vignette, const StopRequested& stop = {});
+bool image_vignette(K7Image* image, const VignetteShape& vignette, const StopRequested& stop = {});

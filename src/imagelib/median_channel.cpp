@@ -12,8 +12,8 @@ constexpr float SMALLEST_STEP = 0.00001f;
 constexpr int BAND = 64;                  // rows of a task
 constexpr int STRIP = MEDIAN_STRIP - 10;  // columns, so that those that the usual windows reach are whole vectors
 constexpr int LARGE_BAND = 32;            // rows of a task with histograms
-constexpr int TURNED = 16;                // rows that are turned into columns at once, and columns
-constexpr int TURNED_COLUMNS = 64;
+constexpr int TRANSPOSED = 16;            // rows and columns that are transposed at once
+constexpr int TRANSPOSED_COLUMNS = 64;
 constexpr int PAD = 64;  // columns beside a row of bins
 
 const MedianKernels& kernels() {
@@ -59,7 +59,7 @@ struct MedianChannel::RowRing {
     double* offset_row(int slot) const { return offsets + slot * PITCH + PAD; }
 };
 
-// A band of a large window's rows as columns, histograms, and rows on their way there.
+// A band of rows, transposed, with the histograms of its windows and a buffer for the transposition.
 struct MedianChannel::BandMemory {
     MedianBand band{};
     std::int16_t* bins;
@@ -77,8 +77,8 @@ struct MedianChannel::BandMemory {
         band.offsets = offsets = carver.take<double>(samples);
         band.counts = carver.take<std::int16_t>((1 + MEDIAN_ROWS_AT_ONCE) * MEDIAN_HISTOGRAM);
         band.sums = carver.take<double>((1 + MEDIAN_ROWS_AT_ONCE) * MEDIAN_HISTOGRAM);
-        row_bins = carver.take<std::int16_t>(TURNED * TURNED_COLUMNS);
-        row_offsets = carver.take<double>(TURNED * TURNED_COLUMNS);
+        row_bins = carver.take<std::int16_t>(TRANSPOSED * TRANSPOSED_COLUMNS);
+        row_offsets = carver.take<double>(TRANSPOSED * TRANSPOSED_COLUMNS);
         bytes = carver.used();
     }
 };
@@ -268,19 +268,19 @@ void MedianChannel::next_small(int y, Columns strip, unsigned char* memory, floa
 
 // ---- Large windows --------------------------------------------------------------------------------------------
 
-// The rows of the picture from `first_row` on, as many as a column has, into columns.
-void MedianChannel::turn(int first_row, const BandMemory& memory) const {
+// Transposes the rows of the picture from `first_row` on, as many as a column of the band has.
+void MedianChannel::transpose(int first_row, const BandMemory& memory) const {
     const MedianKernels& table = kernels();
     const long pitch = memory.band.pitch;
     std::fill_n(memory.bins + m_width * pitch, pitch + MEDIAN_LANES, MEDIAN_NOWHERE);
-    for (long j = 0; j < pitch; j += TURNED) {
-        const long count = std::min<long>(TURNED, pitch - j);
-        for (int x = 0; x < m_width; x += TURNED_COLUMNS) {
-            const int columns = std::min(TURNED_COLUMNS, m_width - x);
+    for (long j = 0; j < pitch; j += TRANSPOSED) {
+        const long count = std::min<long>(TRANSPOSED, pitch - j);
+        for (int x = 0; x < m_width; x += TRANSPOSED_COLUMNS) {
+            const int columns = std::min(TRANSPOSED_COLUMNS, m_width - x);
             for (long i = 0; i < count; ++i) {
                 const long y = first_row + j + i;
-                std::int16_t* bins = memory.row_bins + i * TURNED_COLUMNS;
-                double* offsets = memory.row_offsets + i * TURNED_COLUMNS;
+                std::int16_t* bins = memory.row_bins + i * TRANSPOSED_COLUMNS;
+                double* offsets = memory.row_offsets + i * TRANSPOSED_COLUMNS;
                 if (y >= 0 && y < m_height) {
                     table.sort_into_bins(m_bins, pixels(x, int(y)), m_channel, columns, bins, offsets);
                 } else {
@@ -291,8 +291,8 @@ void MedianChannel::turn(int first_row, const BandMemory& memory) const {
             for (int c = 0; c < columns; ++c) {
                 std::int16_t* bins = memory.bins + (x + c) * pitch + j;
                 double* offsets = memory.offsets + (x + c) * pitch + j;
-                for (long i = 0; i < count; ++i) bins[i] = memory.row_bins[i * TURNED_COLUMNS + c];
-                for (long i = 0; i < count; ++i) offsets[i] = memory.row_offsets[i * TURNED_COLUMNS + c];
+                for (long i = 0; i < count; ++i) bins[i] = memory.row_bins[i * TRANSPOSED_COLUMNS + c];
+                for (long i = 0; i < count; ++i) offsets[i] = memory.row_offsets[i * TRANSPOSED_COLUMNS + c];
             }
         }
     }
@@ -303,7 +303,7 @@ void MedianChannel::large(int first, int last, const MedianScratch& scratch) con
                                    avx512::median_histogram_kernels);
     const int step = m_radius_y < 16 ? 4 : 8;
     const BandMemory memory(scratch.part(0), m_width, LARGE_BAND, m_radius_x, m_radius_y);
-    turn(first - m_radius_y, memory);
+    transpose(first - m_radius_y, memory);
     for (int y = first; y <= last; y += step) {
         MedianBand band = memory.band;
         band.bins += y - first;

@@ -52,7 +52,7 @@ class MedianChannel {
     void next_small(int y, Columns strip, unsigned char* memory, float* out) const;
     void enter_row(int y, Columns strip, const RowRing& ring) const;
     void large(int first, int last, const MedianScratch& scratch) const;
-    void turn(int first_row, const BandMemory& memory) const;
+    void transpose(int first_row, const BandMemory& memory) const;
 
     // Every fourth sample is this channel's.
     const float* pixels(int x, int y) const {

@@ -211,7 +211,8 @@ static inline void order(Bins& a, Bins& b) {
 // ---- Networks -------------------------------------------------------------------------------------------------
 
 // Comparisons that merge or sort, in which the answer's samples end up wherever `order` says (Batcher's odd-even merge,
-// as Knuth has it for lists of any length). What nobody reads of the answer costs nothing: the compiler drops it.
+// as Knuth has it for lists of any length). Outputs that are not read cost nothing: the compiler removes their
+// comparisons.
 struct Network {
     struct List {
         int count = 0;

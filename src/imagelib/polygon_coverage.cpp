@@ -176,3 +176,91 @@ bool PolygonCoverage::plan_row(int y) {
     }
     return true;
 }
+
+// ---- Rows of many edges ---------------------------------------------------------------------------------------------
+
+namespace {
+
+// Areas are summed in fixed point, where the order does not matter: a window that leaves out the edges beside it gets
+// the same sums. What rounding leaves of nothing, or takes from a whole pixel, is far below NEARLY.
+constexpr double ONE = 17592186044416.0;  // 2 to the 44
+constexpr std::int64_t NEARLY = 64;
+
+std::int64_t fixed(double area) { return static_cast<std::int64_t>(area * ONE); }
+
+float value_of(std::int64_t sum) {
+    const std::int64_t size = sum < 0 ? -sum : sum;
+    if (size <= NEARLY) return 0;
+    if (size >= fixed(1) - NEARLY) return 1;
+    return static_cast<float>(static_cast<double>(size) / ONE);
+}
+
+double limited(double u) { return u > 0 ? (u < 1 ? u : 1) : 0; }
+double ramp_integral(double u) {
+    const double c = limited(u);
+    return 0.5 * c * c + (u > 1 ? u - 1 : 0);
+}
+
+// The area right of an edge's piece within the pixel whose far side is given, as in polygon_coverage_simd.cpp.
+std::int64_t area_beside(const coverage::Crossing& edge, double side) {
+    if (edge.scale == 0) return fixed(edge.height * limited(side - 0.5 * (edge.x0 + edge.x1)));
+    return fixed(edge.height * ((ramp_integral(side - edge.x1) - ramp_integral(side - edge.x0)) * edge.scale));
+}
+
+}  // namespace
+
+void PolygonCoverage::begin_groups() {
+    const auto pixel = [this](double x) {
+        return pixel_below(std::clamp(x, m_window.x0 - 1.0, m_window.x1 + 1.0));  // all beyond the window is alike
+    };
+    m_pieces.clear();
+    for (int i = 0; i < m_crossing_count; ++i) {
+        const coverage::Crossing& crossing = m_crossings[static_cast<std::size_t>(i)];
+        m_pieces.push_back(
+            {pixel(std::min(crossing.x0, crossing.x1)), pixel(std::max(crossing.x0, crossing.x1)), crossing});
+    }
+    std::sort(m_pieces.begin(), m_pieces.end(), [](const Piece& a, const Piece& b) { return a.first < b.first; });
+    m_next_piece = 0;
+    m_sum = 0;
+}
+
+bool PolygonCoverage::next_group(Group& group) {
+    if (m_next_piece == m_pieces.size()) return false;
+    const std::size_t begin = m_next_piece;
+    int last = m_pieces[begin].last;
+    while (m_next_piece < m_pieces.size() && m_pieces[m_next_piece].first <= last + 1)
+        last = std::max(last, m_pieces[m_next_piece++].last);
+    group.x0 = std::max(m_pieces[begin].first, m_window.x0);
+    group.x1 = std::min(last, m_window.x1);
+    const bool seen = group.x0 <= group.x1;
+    if (seen) m_changes.assign(static_cast<std::size_t>(group.x1 - group.x0 + 1), 0);
+    // Each crossing changes the coverage of the pixels that it runs through, and of all that follow by its height.
+    const std::int64_t before = m_sum;
+    for (std::size_t i = begin; i < m_next_piece; ++i) {
+        const Piece& piece = m_pieces[i];
+        const std::int64_t whole = fixed(piece.crossing.height);
+        m_sum += whole;
+        if (!seen) continue;
+        std::int64_t done = 0;
+        for (int x = std::max(piece.first, group.x0); x <= std::min(piece.last, group.x1); ++x) {
+            const std::int64_t area = area_beside(piece.crossing, x + 1.0);
+            m_changes[static_cast<std::size_t>(x - group.x0)] += area - done;
+            done = area;
+        }
+        const int after = std::max(piece.last + 1, group.x0);
+        if (after <= group.x1) m_changes[static_cast<std::size_t>(after - group.x0)] += whole - done;
+    }
+    if (seen) {
+        m_values.resize(m_changes.size() + coverage::PADDING);
+        std::int64_t sum = before;
+        for (std::size_t i = 0; i < m_changes.size(); ++i) m_values[i] = value_of(sum += m_changes[i]);
+    }
+    const int next = m_next_piece < m_pieces.size() ? m_pieces[m_next_piece].first : m_window.x1 + 1;
+    if (!seen) {  // beside the window: what follows begins there
+        group.x1 = std::max(last, m_window.x0 - 1);
+        group.x0 = group.x1 + 1;
+    }
+    group.next = std::clamp(next, m_window.x0, m_window.x1 + 1);
+    group.beyond = value_of(m_sum);
+    return true;
+}

@@ -4,7 +4,7 @@
 #include "imagelib/samples.h"
 #include "k7pi_baselib/cpu.h"
 
-bool image_vignette(K7Image* image, const Vignette& vignette, const StopRequested& stop) {
+bool image_vignette(K7Image* image, const VignetteShape& vignette, const StopRequested& stop) {
     if (!is_float_rgba(image)) return false;
     const VignetteRow darken = cpu_select(baseline::vignette_row, avx2::vignette_row, avx512::vignette_row);
     image->stats_valid = 0;

@@ -36,7 +36,7 @@ static inline Pixel darkened(Pixel pixel, float factor) {
     return COLOUR ? limited : pixel;
 }
 
-static void darken(const Vignette& v, int y, float* row, int count) {
+static void darken(const VignetteShape& v, int y, float* row, int count) {
     const Floats zero = {}, one = zero + 1;
     Floats order;
     for (int i = 0; i < LANES; ++i) order[i] = float(i) + 0.5f - v.centre_x;

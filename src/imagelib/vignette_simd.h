@@ -3,7 +3,7 @@
 
 // One circle, or two side by side of which each pixel takes the nearer one. At distance d from a circle's centre the
 // picture is multiplied by (1 - d / radius) * slope, limited to 0 to 1.
-struct Vignette {
+struct VignetteShape {
     float centre_x, centre_y;  // between the circles; pixels from the lower left corner of the picture
     float offset;              // of each circle from there, in pixels; 0: one circle
     float radius;              // pixels along a row; 0 or less: black everywhere
@@ -12,7 +12,7 @@ struct Vignette {
 };
 
 // R, G and B of row y, limited to 0 to 1; a NaN becomes 0.
-using VignetteRow = void (*)(const Vignette& vignette, int y, float* row, int count);
+using VignetteRow = void (*)(const VignetteShape& vignette, int y, float* row, int count);
 
 namespace baseline {
 extern const VignetteRow vignette_row;

@@ -68,6 +68,7 @@ bool OpenLog(const char* run_name, bool append);  // Logs/<run name>.log, rotate
 void CloseLog();                                  // back to the standard error stream
 void SetConsole(bool on, bool repeat_all);  // copies of all lines to the terminal; without repeat_all not of those
                                             // that reach it as the standard error stream already
+bool TraceIsKept();  // lines go to a log or to the console, not merely into the host's standard error stream
 [[gnu::format(printf, 2, 3)]] void Trace(int level, const char* format, ...);
 [[gnu::format(printf, 1, 2)]] void TraceMore(const char* format,
                                              ...);  // continues the thread's last line, at its level
@@ -178,7 +179,9 @@ bool create_directories(const char* path);                 // all missing compon
 std::string path_directory(std::string_view path);         // what stands before the last separator; "/" for "/a"
 std::string path_component(std::string_view path, int n);  // counted from 0; empty past the end
 std::string path_join(std::string_view directory, std::string_view name);
-std::string frame_file_name(std::string_view directory, const char* pattern, int frame);  // at most one %d, %4d or %04d
+// `pattern` is a user's: at most one integer conversion as for printf ("%d", "%04d", "%-4.4d", "%x"; widths and
+// precisions of up to two digits), at most one "%s" for `base`, and "%%". Empty for anything else.
+std::string frame_file_name(std::string_view directory, const char* pattern, int frame, std::string_view base = {});
 void swap_bytes_32(void* words, std::size_t count);
 void swap_bytes_16(void* words, std::size_t count);
 void strip_line_end(char* text);  // drops trailing carriage returns and line feeds

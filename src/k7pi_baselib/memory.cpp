@@ -146,14 +146,16 @@ void* tracked_realloc(void* pointer, std::size_t size, Caller caller) {
             size, pointer, known(caller.file), caller.line);
         return nullptr;
     }
+    char former[24];  // as text: after realloc() the pointer itself may not even be printed
+    std::snprintf(former, sizeof former, "%p", pointer);
     void* moved = std::realloc(pointer, size);
     if (moved) {
         if (before) s_normal.remove(before);
         s_normal.insert(address_of(moved), size, 0, caller.file, caller.line);
     }
     if (caller.traced())
-        say(TRACE_INFO, "K7-HM-TRACE: k7_realloc(%p,%zu) ret (%p) at [%s(%d)]\n", reinterpret_cast<void*>(before), size,
-            moved, known(caller.file), caller.line);
+        say(TRACE_INFO, "K7-HM-TRACE: k7_realloc(%s,%zu) ret (%p) at [%s(%d)]\n", former, size, moved,
+            known(caller.file), caller.line);
     return moved;
 }
 

@@ -1,7 +1,8 @@
 // Path texts and the small services that need nothing of the operating system.
 #include <algorithm>
-#include <charconv>
+#include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "k7pi_baselib/k7pi_baselib.h"
 
@@ -34,49 +35,61 @@ std::string path_join(std::string_view directory, std::string_view name) {
 
 namespace {
 
-// The pattern is a user's text, so it never reaches printf itself. Appends the number for the conversion that `text`
-// starts with ("%d", "%4d", "%04d") and answers its length, 0 for any other conversion.
-std::size_t append_frame(std::string& name, std::string_view text, int frame) {
-    std::size_t at = 1;
-    const bool zeros = at < text.size() && text[at] == '0';
-    if (zeros) ++at;
-    std::size_t width = 0;
-    for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
-        width = width * 10 + static_cast<std::size_t>(text[at] - '0');
-        if (width > 99) return 0;
-    }
-    if (at >= text.size() || text[at] != 'd') return 0;
+// The pattern is a user's text: only conversions that are checked character by character reach printf.
+constexpr std::size_t MOST_DIGITS = 2;  // of a width or a precision
 
-    char digits[16];
-    const auto end = std::to_chars(digits, digits + sizeof digits, frame).ptr;
-    std::string_view number(digits, static_cast<std::size_t>(end - digits));
-    const std::size_t padding = width > number.size() ? width - number.size() : 0;
-    if (zeros && frame < 0) {
-        name += '-';
-        number.remove_prefix(1);
-    }
-    name.append(padding, zeros ? '0' : ' ');
-    name += number;
-    return at + 1;
+// The length of the integer conversion that `text` starts with, flags, width and precision included; 0 for any other.
+std::size_t integer_conversion(std::string_view text) {
+    const auto at = [&](std::size_t i) { return i < text.size() ? text[i] : '\0'; };
+    const auto skip_digits = [&](std::size_t& i) {
+        const std::size_t first = i;
+        while (at(i) >= '0' && at(i) <= '9') ++i;
+        return i - first <= MOST_DIGITS;
+    };
+    std::size_t i = std::min(text.find_first_not_of("-+ #0", 1), text.size());
+    const bool is_alternative = text.substr(0, i).find('#') != std::string_view::npos;
+    if (!skip_digits(i)) return 0;
+    if (at(i) == '.' && !skip_digits(++i)) return 0;
+    const std::string_view conversions = is_alternative ? "oxX" : "diuoxX";  // others have no alternative form
+    return at(i) != '\0' && conversions.find(at(i)) != std::string_view::npos ? i + 1 : 0;
+}
+
+std::string print_integer(std::string_view conversion, int frame) {
+    char text[256];
+    const bool is_signed = conversion.back() == 'd' || conversion.back() == 'i';
+    const std::string format(conversion);
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    if (is_signed)
+        std::snprintf(text, sizeof text, format.c_str(), frame);
+    else
+        std::snprintf(text, sizeof text, format.c_str(), static_cast<unsigned>(frame));
+#pragma GCC diagnostic pop
+    return text;
 }
 
 }  // namespace
 
-std::string frame_file_name(std::string_view directory, const char* pattern, int frame) {
+std::string frame_file_name(std::string_view directory, const char* pattern, int frame, std::string_view base) {
     if (!pattern) return {};
     const std::string_view text = pattern;
     std::string name;
-    bool numbered = false;
+    bool has_number = false, has_base = false;
     for (std::size_t i = 0; i < text.size();) {
+        const std::string_view rest = text.substr(i);
         if (text[i] != '%') {
             name += text[i++];
-        } else if (text.substr(i, 2) == "%%") {
+        } else if (rest.starts_with("%%")) {
             name += '%';
             i += 2;
+        } else if (rest.starts_with("%s")) {
+            if (std::exchange(has_base, true)) return {};
+            name += base;
+            i += 2;
         } else {
-            const std::size_t length = numbered ? 0 : append_frame(name, text.substr(i), frame);
-            if (length == 0) return {};
-            numbered = true;
+            const std::size_t length = integer_conversion(rest);
+            if (length == 0 || std::exchange(has_number, true)) return {};
+            name += print_integer(rest.substr(0, length), frame);
             i += length;
         }
     }

@@ -201,6 +201,11 @@ void SetConsole(bool on, bool repeat_all) {
     s_console_tried = false;
 }
 
+bool TraceIsKept() {
+    const std::lock_guard lock(s_mutex);
+    return s_log || s_console_on;
+}
+
 void Trace(int level, const char* format, ...) {
     t_last = {level, s_epoch.load(std::memory_order_relaxed)};
     if (!is_written(std::min<int>(level, TRACE_TRACE))) return;

@@ -3,8 +3,8 @@
 
 #include "k7pi_baselib/platform.h"
 
-// Counts with the monotonic clock from the local time of the first line, so that lines stay in order while somebody
-// sets the machine's clock. It is tied to local time anew at midnight and when the counter runs back.
+// Counts with the monotonic clock from the local time of the first line, so that lines stay in order when the
+// machine's clock is set. It is tied to local time anew at midnight and when the counter runs back.
 class TraceClock {
   public:
     // `counter` in seconds; `now` gives the local time when it is needed.

@@ -1,12 +1,11 @@
 #include "noiselib/solidnoise.h"
 
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
 
 #include "k7pi_baselib/cpu.h"
+#include "k7pi_baselib/sse2.h"
 #include "noiselib/mtrandom.h"
 #include "noiselib/portable_math.h"
 #include "noiselib/solidnoise_simd.h"

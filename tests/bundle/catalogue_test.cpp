@@ -127,7 +127,8 @@ INSTANTIATE_TEST_SUITE_P(Hosts, CatalogueOnHost,
 TEST(Catalogue, IsAsLargeAsTheReadmeSays) {
     std::ifstream file(QUILLON_SOURCE "/README.md");
     const std::string readme(std::istreambuf_iterator<char>(file), {});
-    EXPECT_THAT(readme, testing::HasSubstr("a bundle of " + std::to_string(catalogue().size()) + " OpenFX"));
+    const std::string told = "a bundle of " + std::to_string(catalogue().size()) + " OpenFX";
+    EXPECT_NE(readme.find(told), std::string::npos) << told;
 }
 
 TEST(Catalogue, HasNoOverlayInAHostWithoutThem) {

@@ -33,10 +33,10 @@ TEST(Elf, RefusesDamagedFiles) {
 }
 
 TEST(Baseline, ComparesVersionsNumberByNumber) {
-    for (const char* old : {"GLIBC_2.2.5", "GLIBC_2.36", "GLIBC_2.4", "GLIBCXX_3.4", "GLIBCXX_3.4.30", "CXXABI_1.3.9",
-                            "GCC_3.0", "GCC_12.0.0"})
+    for (const char* old : {"GLIBC_2.2.5", "GLIBC_2.28", "GLIBC_2.4", "GLIBCXX_3.4", "GLIBCXX_3.4.25", "CXXABI_1.3.9",
+                            "GCC_3.0", "GCC_7.0.0"})
         EXPECT_TRUE(withinBaseline(old)) << old;
-    for (const char* newer : {"GLIBC_2.37", "GLIBC_2.100", "GLIBC_3.0", "GLIBCXX_3.4.31", "CXXABI_1.3.14", "GCC_13.0.0",
+    for (const char* newer : {"GLIBC_2.29", "GLIBC_2.100", "GLIBC_3.0", "GLIBCXX_3.4.26", "CXXABI_1.3.12", "GCC_12.0.0",
                               "LIBFOO_1.0", "GLIBC_PRIVATE", "unversioned"})
         EXPECT_FALSE(withinBaseline(newer)) << newer;
 }

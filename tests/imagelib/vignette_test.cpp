@@ -13,7 +13,7 @@
 
 namespace {
 
-double factor(const Vignette& v, int x, int y) {
+double factor(const VignetteShape& v, int x, int y) {
     const double dx = std::fabs(x + 0.5 - double(v.centre_x)) - double(v.offset);
     const double d = std::hypot(dx, (y + 0.5 - double(v.centre_y)) * double(v.row_height));
     const double part = v.radius > 0 ? std::fmin(d / double(v.radius), 1) : 1;
@@ -21,9 +21,9 @@ double factor(const Vignette& v, int x, int y) {
 }
 
 TEST(Vignette, DarkensByTheDistanceFromTheNearerCircle) {
-    const Vignette cases[] = {
+    const VignetteShape cases[] = {
         {20, 15, 0, 14, 4, 1}, {13, 4, 6, 9, 1, 0.5f}, {-3, 40, 2, 60, 19, 2}, {20, 15, 0, 0, 4, 1}};
-    for (const Vignette& v : cases)
+    for (const VignetteShape& v : cases)
         for (const int width : {1, 3, 4, 16, 17, 45}) {
             const ImagePtr source = noise_image(width, 31, 4, SAMPLE_F32, 3, -0.2f, 1.5f);
             image_row<float>(source.get(), 9)[0] = std::numeric_limits<float>::quiet_NaN();

@@ -34,11 +34,15 @@ TEST(Paths, FrameFileNamesAgreeWithPrintf) {
 #pragma GCC diagnostic pop
         return std::string("/d/") + text;
     };
-    for (const char* pattern : {"f%d.tif", "f%4d.tif", "f%04d.tif", "%010d", "100%%_%02d", "still.tif"})
+    for (const char* pattern : {"f%d.tif", "f%4d.tif", "f%04d.tif", "%010d", "100%%_%02d", "still.tif", "f%4.4d.tif",
+                                "%-6i|", "%+.3d", "% d", "%#06x", "%X", "%o", "%u", "%99.99d", "%.d"})
         for (int frame : {0, 7, -7, 12345, INT_MIN, INT_MAX})
             EXPECT_EQ(frame_file_name("/d", pattern, frame), printed(pattern, frame)) << pattern;
-    for (const char* hostile : {"%s", "%n", "%d%d", "%", "%999999999999d", "%*d", "%ld", "f%04"})
-        EXPECT_EQ(frame_file_name("/d", hostile, 1), "") << hostile;
+    EXPECT_EQ(frame_file_name("/d", "%s.%4.4d.tif", 17, "plate"), "/d/plate.0017.tif");
+    EXPECT_EQ(frame_file_name("/d", "%d_%s", 17, "100%d"), "/d/17_100%d");
+    for (const char* hostile : {"%n", "%d%d", "%s%s", "%", "%999999999999d", "%100d", "%.100d", "%*d", "%.*d", "%ld",
+                                "f%04", "%f", "%c", "%p", "%5s", "%1$d", "%#d", "%'d", "%hhd"})
+        EXPECT_EQ(frame_file_name("/d", hostile, 1, "base"), "") << hostile;
     EXPECT_EQ(frame_file_name("/d", nullptr, 1), "");
 }
 

@@ -6,7 +6,7 @@ inline constexpr int GRAIN_PAD = 4 * GRAIN_REACH;  // floats beside a row of scr
 
 // What a pixel of the result is made of. Patterns repeat after four floats and are given for 16.
 struct GrainMix {
-    float sharp[16];      // share of the source for an edge of 1
+    float sharp[16];      // weight of the source where the edge is 1
     int mixed[16];        // all bits where the mix is wanted
     int from_source[16];  // all bits where the source is; neither: 0
 };

@@ -26,20 +26,20 @@ double smoothStep(double low, double high, double v) {
 
 // ---- The front ------------------------------------------------------------------------------------------------
 //
-// Everything about the burn hangs on one number for each pixel: how deep it lies behind the rim of the hole, in widths
-// of the rim. Heat is felt from -HALO on, the film chars from 0 on, at 1 nothing is left of it.
+// The whole burn follows from one number for each pixel: its depth behind the rim of the hole, in widths of the rim.
+// The film warms from -HALO on, chars from 0 on, and is gone at 1.
 
 constexpr uint32_t SEED = 1234567;
-constexpr double RIM = 0.10;       // width of the rim, in widths of the picture
-constexpr double HALO = 0.7;       // reach of the heat ahead of it, in rims
-constexpr double RAGGED = 1.6;     // how far the rim departs from a circle, in rims
-constexpr double RAGGED_AT = 0.3;  // progress at which it does so fully
-constexpr double CELLS = 12.0;     // of the noise over the width of the picture
-constexpr float FINEST = 21.0F;    // octaves below this, of the cells
-constexpr double MORPH = 0.6;      // cells that the noise goes through from start to end
-constexpr double GROWTH = 0.15;  // and how much larger they get; with more of either, film would heal behind the front
-constexpr double WANDER = 0.08;  // of the centre from its corner, in picture sizes
-constexpr double PACE = 0.4;     // speed at the start, of the mean one: the burn gathers it
+constexpr double RIM = 0.10;        // width of the rim, in widths of the picture
+constexpr double HALO = 0.7;        // reach of the heat ahead of it, in rims
+constexpr double RAGGED = 1.6;      // how far the rim departs from a circle, in rims
+constexpr double RAGGED_AT = 0.3;   // progress from which on it does so fully
+constexpr double CELLS = 12.0;      // of the noise over the width of the picture
+constexpr float FINEST = 21.0F;     // frequencies of the noise below this, in cells
+constexpr double MORPH = 0.6;       // cells that the noise goes through from start to end
+constexpr double GROWTH = 0.15;     // and how much larger they get; with more of either, burnt film would come back
+constexpr double WANDER = 0.08;     // of the centre from its corner, in picture sizes
+constexpr double PACE = 0.4;        // speed at the start over the mean speed: the burn accelerates
 constexpr int FRONT_COLUMNS = 960;  // at least, in large pictures
 
 // Picture pixels for one of the front's: what the front shows is smooth at this scale.
@@ -94,7 +94,7 @@ void Hole::drawRow(const SolidNoise& noise, int y, int step, float* rough, float
         depth[i] += static_cast<float>(m_ragged) * std::clamp(rough[i - begin], -1.0F, 1.0F);
 }
 
-// Places of a row of the picture between those of the front, STEP of them for each; 0: as many as `step` says.
+// Interpolates linearly between the samples of the front, `step` pixels for each. STEP is `step` as a constant, or 0.
 template <int STEP>
 void spread(const float* between, float* depth, int count, int step) {
     const int each = STEP > 0 ? STEP : step;
@@ -104,13 +104,13 @@ void spread(const float* between, float* depth, int count, int step) {
             depth[i * each + k] = between[i] + static_cast<float>(k) * ((between[i + 1] - between[i]) * share);
 }
 
-// Columns of the picture, from a whole column of the front on.
+// The columns [begin, end) of the picture; `begin` is also a column of the front.
 struct Columns {
     int begin, end;
 };
 
-// A row of the picture read from the front, straight lines between its places: `depth` of the columns where there is
-// any heat, which are given back. It holds a step more than the row.
+// A row of the picture, interpolated from the front: `depth` of the columns that are warm, which are returned. `depth`
+// has room for one step more than the row.
 Columns magnifyRow(const K7Image& front, int y, int step, float* between, float* depth, int width) {
     const int row = y / step;
     const float part = static_cast<float>(y % step) / static_cast<float>(step);

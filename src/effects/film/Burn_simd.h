@@ -9,8 +9,8 @@ struct FilmGrade {
     float saturation;
 };
 
-// What becomes of the film at a depth behind the rim: a factor for each channel and what is added, in equal steps from
-// the first breath of heat to where nothing is left.
+// How the film looks at a depth behind the rim: a factor and an offset for each channel, in equal steps from where it
+// begins to warm to where it is gone.
 inline constexpr int SCORCH_ENTRIES = 512;
 struct ScorchTable {
     alignas(32) float values[SCORCH_ENTRIES + 1][8];  // keep r g b a, add r g b a

@@ -10,17 +10,17 @@
 namespace {
 
 constexpr uint32_t SEED = 1234567;
-constexpr double CELLS = 6.0;       // of the noise over the height of the frame
-constexpr double PACE = 4.0;        // from row to row, over a cell, in ways from the middle to a bound
-constexpr double REACH = 0.4;       // the same in widths of the picture: large bounds do not make the border flatter
-constexpr double DRIFT = 0.03;      // of the noise in time for each frame
-constexpr double OWN = 0.3;         // share of its way that a band goes by itself: one leak lights all three
+constexpr double CELLS = 6.0;   // of the noise over the height of the frame
+constexpr double PACE = 4.0;    // largest change of the position over one cell; 1 is from the middle to a bound
+constexpr double REACH = 0.4;   // the same in widths of the picture, where the bounds are far apart
+constexpr double DRIFT = 0.03;  // of the noise in time for each frame
+constexpr double OWN = 0.3;     // weight of a band's own path; the rest is common to all three, as one leak lights them
 constexpr double FARTHEST = 4.0;    // widths of the picture
 constexpr double SHARPEST = 0.001;  // softness, in widths of the picture
 
 double limited(double v, double low, double high) { return v > low ? std::min(v, high) : low; }
 
-// A walk that turns back at -1 and 1, slowing down before it does, so that it leaves no corners there.
+// Reflects a position at -1 and 1, and eases it there so that the border has no corners.
 double turnedBack(double position) {
     const double x = position - 4.0 * std::floor((position + 1.0) * 0.25);
     const double way = x <= 1.0 ? x : 2.0 - x;

@@ -3,7 +3,7 @@
 #pragma once
 
 // How light goes onto the picture. `thickness` of it is weighted with the picture's own luminance, as exposure that
-// adds to what is there; `fog` is a veil that does not ask what is below it.
+// adds to what is there; `fog` of it is added whatever is there.
 struct FilmLight {
     float thickness, fog;
     bool negative;   // the light darkens, as on a negative
@@ -40,8 +40,8 @@ struct EdgeRow {
 };
 
 struct FilmLightKernels {
-    // In place; the pixels from `first` to `last` of a row whose pixel 0 is at `row`. The bands of spots fall on the
-    // picture together; those of edges one after the other, each on the picture as lit so far.
+    // In place; the pixels `first` to `last`, inclusive, of a row whose pixel 0 is at `row`. The bands of spots fall on
+    // the picture together; those of edges one after the other, each on the picture as lit so far.
     void (*light_spots)(const FilmLight& light, const SpotRow& spots, int first, int last, float* row);
     void (*light_edges)(const FilmLight& light, const EdgeRow& edges, int first, int last, float* row);
 };

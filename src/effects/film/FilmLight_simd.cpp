@@ -60,7 +60,7 @@ static inline Planes exposed(const FilmLight& how, const Planes& film, Added lig
     return result;
 }
 
-// What no light falls on keeps its bits, whatever they are.
+// Unlit pixels keep their bits.
 static inline Planes where_lit(Floats strength, const Planes& result, const Planes& film) {
     const Ints lit = strength > Floats{};
     return {lit ? result.r : film.r, lit ? result.g : film.g, lit ? result.b : film.b, lit ? result.a : film.a};

@@ -22,7 +22,7 @@ LightBand bandOf(double spreadPercent, double softPercent) {
 
 }  // namespace
 
-// Everything about a spot hangs on the seed and its number alone, so that one more spot leaves the others as they are.
+// A spot follows from the seed and its number alone, so that one more spot does not change the others.
 std::vector<LightSpot> LightLeak::drawSpots(const K7Image& picture) const {
     const SolidNoise random(static_cast<uint32_t>(LightPattB.value));
     const double width = picture.width, height = picture.height;

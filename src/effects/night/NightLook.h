@@ -10,7 +10,7 @@
 // Picked anew for each pass, since it costs nothing and tests change the level.
 const NightLookRows& night_look_kernels();
 
-// What a float can hold comfortably; what is not a number stays so.
+// Limited to what a float can hold; a NaN stays one.
 inline float narrowed(double value) { return static_cast<float>(std::clamp(value, -1e30, 1e30)); }
 
 bool is_night_picture(const K7Image* image);  // float RGBA

@@ -12,7 +12,7 @@ inline constexpr int TUBE_STEPS = 65536;
 
 // How a night-vision tube turns light into brightness.
 struct TubeResponse {
-    const float* powers;  // TUBE_STEPS of the numbers from 0 up to but without 1
+    const float* powers;  // of TUBE_STEPS numbers in [0, 1)
     double exponent;
     float (*power)(double base, double exponent);  // of any other number
     float gain, lift;
@@ -33,11 +33,11 @@ struct NightLookRows {
     void (*highlights)(float threshold, const float* source, const float* developed, float* out, int count);
     // Adds highlights times `boost`, in all four channels.
     void (*bloom)(float boost, const float* highlights, float* row, int count);
-    // Amplitudes, less where the picture is light; no picture: as they are.
+    // Amplitudes, smaller where the picture is light; without a picture as they are.
     void (*grain_amounts)(const float* amplitudes, const float* picture, float* out, int count);
     // One channel: sum + amount, limited to 0 to 1.
     void (*grain_sums)(const float* amounts, float* sums, int count);
-    // Adds what the grain, one channel, differs from a half, twice over.
+    // Adds twice the difference between the grain, one channel, and a half.
     void (*grain)(const float* grain, float* row, int count);
 };
 

@@ -26,7 +26,7 @@ float percent(const FloatControlK7& control) { return narrowed(control.value / 1
 // A radius given for the full size.
 float scaled(const FloatControlK7& radius, const K7Image& image) { return narrowed(radius.value) / image.unit_scale; }
 
-Vignette vignette_of(const NightVisionInfo& info, const K7Image& image) {
+VignetteShape vignette_of(const NightVisionInfo& info, const K7Image& image) {
     const float width = image.width;
     const bool binocular = info.BorderType.value == NightVisionInfo::Binocular;
     return {.centre_x = width * 0.5f,
@@ -203,9 +203,11 @@ bool NightVision::addGrain(K7Image& result) {
 
 // Border and reticle.
 bool NightVision::frame(K7Image& result) {
-    if (DoBorder.value &&
-        !image_vignette(&result, vignette_of(*this, result), [this] { return abortRequested() != 0; }))
-        return false;
+    if (DoBorder.value) {
+        Trace(TRACE_DEBUG, "Q_NightVision: image aspect %f\n", double(result.pixel_aspect));
+        const VignetteShape vignette = vignette_of(*this, result);
+        if (!image_vignette(&result, vignette, [this] { return abortRequested() != 0; })) return false;
+    }
     const Reticle reticle(*this, result);
     if (!reticle.visible()) return true;
     std::atomic<bool> complete{true};

@@ -23,8 +23,8 @@ struct ReticlePlace {
     double pixel_aspect;  // width of a pixel over its height
 };
 
-// How much of each pixel of row `y` is covered, 0 to 1, into `coverage` (zeros before). Gives the columns from `first`
-// up to but without `last` that were touched.
+// How much of each pixel of row `y` is covered, 0 to 1, into `coverage` (zeros before). Returns the columns
+// [first, last) that were touched.
 struct ReticleSpan {
     int first, last;
 };

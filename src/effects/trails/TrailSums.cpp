@@ -1,6 +1,5 @@
 #include "effects/trails/TrailSums.h"
-
-#include <emmintrin.h>
+#include "k7pi_baselib/sse2.h"
 
 #include <algorithm>
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "imagelib/imagelib_blur.h"
+#include "k7pi_baselib/k7pi_baselib.h"
 #include "night_support.h"
 #include "noiselib/mtrandom.h"
 
@@ -222,6 +223,22 @@ TEST(NightVision, TheBorderIsOneCircleOrTheNearerOfTwo) {
     Tube tube(noise_image(30, 20, 4, SAMPLE_F32));
     tube.effect.ClearRad.value = 0;
     for_all(const_cast<K7Image&>(tube.render()), [](int, int, float* p) { ASSERT_EQ(p[0] + p[1] + p[2], 0); });
+}
+
+TEST(NightVision, TracesTheAspectThatTheBorderIsCorrectedFor) {
+    const auto traced = [](bool border, int level) {
+        Tube tube(noise_image(8, 6, 4, SAMPLE_F32));
+        tube.effect.output.image->pixel_aspect = 1.5f;
+        tube.effect.DoBorder.value = border;
+        SetTraceLevel(level);
+        testing::internal::CaptureStderr();
+        tube.render();
+        SetTraceLevel(TRACE_INFO);
+        return testing::internal::GetCapturedStderr().find("image aspect 1.5") != std::string::npos;
+    };
+    EXPECT_TRUE(traced(true, TRACE_DEBUG));
+    EXPECT_FALSE(traced(true, TRACE_INFO));
+    EXPECT_FALSE(traced(false, TRACE_DEBUG));
 }
 
 TEST(NightVision, TheReticleLiesOverTheBorder) {

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "effects/engines/sprites/Splats_simd.h"
-#include "effects/engines/sprites/Stamps_simd.h"
 #include "graphicslib/line_draw.h"
+#include "graphicslib/mip_reader.h"
 #include "graphicslib/row_bands.h"
 #include "k7pi_baselib/cpu.h"
 
@@ -53,22 +53,19 @@ struct Filter {
 
     float squeeze_u, squeeze_v;  // pixels of the sprite in one of the picture, along each axis
     float reach_u, reach_v;      // from the sprite's middle, in its pixels
-    int level = 0, taps = 1;
-    float mix = 0;
+    int taps = 1;
+    MipPicture::Reading reading;
 
     Filter(const MipPicture& sprite, float half_width, float half_height)
         : squeeze_u(0.5f * static_cast<float>(sprite.width()) / half_width),
           squeeze_v(0.5f * static_cast<float>(sprite.height()) / half_height) {
         // The copy follows the axis that is squeezed less, as long as the other can be covered by taps.
         const float most = std::max(squeeze_u, squeeze_v), least = std::min(squeeze_u, squeeze_v);
-        float width = std::max({least, most / MOST_TAPS, 1.0f});
+        const float width = std::max({least, most / MOST_TAPS, 1.0f});
         taps = std::clamp(static_cast<int>(std::ceil(std::min(most / width, 100.0f))), 1, MOST_TAPS);
-        const int last = sprite.levels() - 1;
-        float scale = 1;  // of the level
-        for (; width >= 2 && level < last; ++level) width *= 0.5f, scale *= 2;
-        if (level < last) mix = std::min(width - 1, 1.0f);
+        reading = sprite.reading(width);
         // A sample of a copy, and of the next one where it is mixed in, reaches this far beyond it.
-        const float beyond = mix > 0 ? 2 * scale : scale;
+        const auto beyond = static_cast<float>(1 << (reading.mix > 0 ? reading.level + 1 : reading.level));
         reach_u = 0.5f * static_cast<float>(sprite.width()) + beyond + tap_reach(squeeze_u);
         reach_v = 0.5f * static_cast<float>(sprite.height()) + beyond + tap_reach(squeeze_v);
     }
@@ -220,37 +217,55 @@ void Splats::fetch(K7Image* image, const Item& item, int first, int last) {
     }
 }
 
+namespace {
+
+// Narrows the columns to those where a linear function of the column can lie within the reach, and one beside each.
+void narrow(float slope, float offset, float reach, int& first, int& last) {
+    if (std::fabs(slope) < 1e-4f) return;
+    const float a = (-reach - offset) / slope, b = (reach - offset) / slope;
+    const float low = std::min(a, b), high = std::max(a, b);
+    if (low > static_cast<float>(first)) first = static_cast<int>(std::min(low, FAR));
+    if (high < static_cast<float>(last)) last = static_cast<int>(std::max(high, -1.0f)) + 1;
+}
+
+}  // namespace
+
 void Splats::drawStamp(const SplatTarget& target, const Item& item) {
+    using ink::Quad;
     const auto& sprite = *static_cast<const MipPicture*>(item.source);
     const Filter filter(sprite, item.half_width, item.half_height);
-    const auto level = [&](int index) {
-        const MipPicture::Level& from = sprite.level(std::min(index, sprite.levels() - 1));
-        return StampLevel{from.samples, from.width, from.height, from.pitch, 1.0f / static_cast<float>(1 << index)};
-    };
+    const MipReader reader(sprite, filter.reading);
     const float opacity = std::max(item.opacity, 0.0f), cover = std::min(opacity, 1.0f);
-    const float strength = item.blend == DrawBlend::add ? opacity : cover;
-    StampPlace place{};
-    place.fine = level(filter.level);
-    place.coarse = level(filter.level + 1);
-    place.mix = filter.mix;
-    for (int c = 0; c < 3; ++c) place.tint[c] = item.colour[c] * strength;
-    place.tint[3] = cover;
-    place.x = item.x, place.y = item.y;
-    place.u0 = 0.5f * static_cast<float>(sprite.width()), place.v0 = 0.5f * static_cast<float>(sprite.height());
-    place.ux = item.a * filter.squeeze_u, place.uy = item.b * filter.squeeze_u;
-    place.vx = -item.b * filter.squeeze_v, place.vy = item.a * filter.squeeze_v;
-    place.reach_u = filter.reach_u, place.reach_v = filter.reach_v;
-    place.taps = filter.taps;
-    const float step = 1.0f / static_cast<float>(filter.taps);
-    (filter.squeeze_u > filter.squeeze_v ? place.tap_u : place.tap_v) =
-        std::max(filter.squeeze_u, filter.squeeze_v) * step;
-    place.first_column = item.first_column, place.last_column = item.last_column;
-    place.first_row = item.first_row, place.last_row = item.last_row;
-    const StampKernels& table = cpu_select(baseline::stamp_kernels, avx2::stamp_kernels, avx512::stamp_kernels);
-    const auto draw = item.blend == DrawBlend::over  ? table.over
-                      : item.blend == DrawBlend::add ? table.add
-                                                     : table.screen;
-    draw(target, place);
+    const float strength = (item.blend == DrawBlend::add ? opacity : cover) / static_cast<float>(filter.taps);
+    const Quad tint = {item.colour[0] * strength, item.colour[1] * strength, item.colour[2] * strength,
+                       cover / static_cast<float>(filter.taps)};
+    // The place in the sprite: its middle, and so much for each pixel of the picture to the right and upwards.
+    const float mu = 0.5f * static_cast<float>(sprite.width()), mv = 0.5f * static_cast<float>(sprite.height());
+    const float ux = item.a * filter.squeeze_u, uy = item.b * filter.squeeze_u;
+    const float vx = -item.b * filter.squeeze_v, vy = item.a * filter.squeeze_v;
+    const Quad middle = {mu, mv, mu, mv}, right = {ux, vx, ux, vx}, up = {uy, vy, uy, vy};
+    // Places read for a pixel lie along the axis that is squeezed more, balanced about its centre.
+    const float step = std::max(filter.squeeze_u, filter.squeeze_v) / static_cast<float>(filter.taps);
+    const bool along_u = filter.squeeze_u > filter.squeeze_v;
+    const Quad tap = along_u ? Quad{step, 0, step, 0} : Quad{0, step, 0, step};
+    const Quad first_tap = tap * (-0.5f * static_cast<float>(filter.taps - 1));
+    ink::with_blend(item.blend, [&](auto blend) {
+        const int top = std::min(item.last_row, target.last_row);
+        for (int y = std::max(item.first_row, target.first_row); y <= top; ++y) {
+            const float dy = static_cast<float>(y) - item.y;
+            int first = item.first_column, last = item.last_column;
+            narrow(ux, uy * dy - ux * item.x, filter.reach_u, first, last);
+            narrow(vx, vy * dy - vx * item.x, filter.reach_v, first, last);
+            const Quad row = (middle + up * dy) + first_tap;
+            float* out = target.pixels + y * target.pitch + 4L * first;
+            for (int x = first; x <= last; ++x, out += 4) {
+                Quad place = row + right * (static_cast<float>(x) - item.x);
+                Quad sum = reader.sample(place);
+                for (int i = 1; i < filter.taps; ++i) sum += reader.sample(place += tap);
+                ink::store(out, ink::blended<blend()>(tint * sum, ink::load(out)));
+            }
+        }
+    });
 }
 
 void Splats::drawBand(K7Image* image, const std::uint32_t* begin, const std::uint32_t* end, int first, int last) const {

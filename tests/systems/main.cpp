@@ -1,0 +1,3 @@
+extern "C" int renderAll(int count, char** arguments);
+
+int main(int count, char** arguments) { return renderAll(count, arguments); }
