@@ -5,9 +5,7 @@
 
 #include <cmath>
 
-#include "effects/weather/weather_checks.h"
-#include "k7pi_baselib/cpu.h"
-#include "support/row_threads.h"
+#include "effects/weather/weather_support.h"
 
 namespace {
 
@@ -27,34 +25,6 @@ ImagePtr halves(int width, int height) {
 void calm(Bubbles& bubbles) {
     bubbles.turbulence.on.value = bubbles.friction.on.value = bubbles.gravity.on.value = false;
     bubbles.InitialVelocity.value = 0;
-}
-
-TEST(Bubbles, EveryPresetIsTheSameAloneAndInSequence) {
-    weather_test::expectSameAloneAndInSequence<Bubbles>([](Bubbles& bubbles) {
-        bubbles.emitter.density.value = std::min(bubbles.emitter.density.value, 20.0);
-        bubbles.start.preRoll.value = std::min(bubbles.start.preRoll.value, 200);
-        bubbles.BubblesBurst.value = true, bubbles.burst_clip.image = halves(96, 64);
-    });
-}
-
-TEST(Bubbles, PhasesAreTheWalkToTheBit) {
-    for (const double shutter : {0.0, 80.0}) {
-        const auto render = [&](bool one_by_one, int threads, CpuLevel level) {
-            set_cpu_level_limit(level);
-            const RowThreads rows(threads);
-            Shot<Bubbles> shot(weather_test::presetCalled<Bubbles>("Swirly"));
-            shot.effect.start.shutter.value = shutter;
-            shot.effect.BubblesBurst.value = true, shot.effect.burst_clip.image = halves(96, 64);
-            shot.effect.walksOneByOne = one_by_one;
-            shot.render(0);
-            return shot.render(1);
-        };
-        const ImagePtr expected = render(true, 1, CpuLevel::baseline);
-        EXPECT_TRUE(same_pixels(render(false, 1, CpuLevel::avx512).get(), expected.get())) << shutter;
-        EXPECT_TRUE(same_pixels(render(false, 3, CpuLevel::avx2).get(), expected.get())) << shutter;
-        EXPECT_TRUE(same_pixels(render(false, 2, CpuLevel::baseline).get(), expected.get())) << shutter;
-    }
-    set_cpu_level_limit(CpuLevel::avx512);
 }
 
 // Kept states belong to the seed they were made with, with their noise.
@@ -80,7 +50,8 @@ TEST(Bubbles, GrowOrShrinkOverTheirTime) {
         Bubbles& bubbles = shot.effect;
         calm(bubbles);
         bubbles.BlackBG.value = true, bubbles.DoReflections.value = bubbles.light.beam.on.value = false;
-        bubbles.emitter.left.x = bubbles.emitter.left.y = bubbles.emitter.right.x = bubbles.emitter.right.y = 50.0 / 101;
+        bubbles.emitter.left.x = bubbles.emitter.left.y = bubbles.emitter.right.x = bubbles.emitter.right.y =
+            50.0 / 101;
         bubbles.emitter.spread.value = 0, bubbles.BubbleSizeVar.value = 0;
         bubbles.emitter.lifetime.value = 1000, bubbles.GrowthMode.value = mode, bubbles.TimeMaxSize.value = 20;
         const ImagePtr image = shot.render(frame);
@@ -238,18 +209,6 @@ TEST(Bubbles, ShineTowardsTheLight) {
     const ImagePtr from_left = render(-1, 0), from_right = render(2, 0), brighter = render(2, 80);
     EXPECT_FALSE(same_pixels(from_left.get(), from_right.get()));
     EXPECT_GT(sum(brighter.get()), 1.3 * sum(from_right.get()));
-}
-
-TEST(Bubbles, SurviveHostileParameters) {
-    weather_test::renderHostile<Bubbles>(24, 17);
-    weather_test::renderHostile<Bubbles>(1, 1);
-    Shot<Bubbles> shot(0);
-    shot.effect.BubblesBurst.value = shot.effect.UseBirthMatte.value = true;
-    shot.effect.Seed.value = -2147483647;
-    shot.effect.output.image.reset(image_duplicate(shot.plate.get()));
-    shot.effect.ProcessFrame();  // no clip at all
-    shot.effect.currentFrame = std::numeric_limits<double>::quiet_NaN();
-    shot.effect.ProcessFrame();
 }
 
 }  // namespace

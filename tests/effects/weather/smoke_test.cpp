@@ -4,12 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <vector>
 
-#include "effects/weather/weather_checks.h"
+#include "effects/weather/weather_support.h"
 #include "imagelib/imagelib_blur.h"
-#include "k7pi_baselib/cpu.h"
-#include "support/row_threads.h"
 
 namespace {
 
@@ -33,33 +30,6 @@ struct Calm : Shot<Smoke> {
         effect.emitter.lifetime.value = 800;
     }
 };
-
-TEST(Smoke, EveryPresetIsTheSameAloneAndInSequence) {
-    weather_test::expectSameAloneAndInSequence<Smoke>([](Smoke& smoke) {
-        smoke.emitter.density.value = std::min(smoke.emitter.density.value, 60.0);
-        smoke.start.preRoll.value = std::min(smoke.start.preRoll.value, 40);
-    });
-}
-
-TEST(Smoke, PhasesAreTheWalkToTheBit) {
-    for (const int look : {Smoke::Point, Smoke::Streak, Smoke::Puff}) {
-        const auto render = [&](bool one_by_one, int threads, CpuLevel level) {
-            set_cpu_level_limit(level);
-            const RowThreads rows(threads);
-            Shot<Smoke> shot(weather_test::presetCalled<Smoke>("Smoke Stack"));
-            shot.effect.LookMode.value = look, shot.effect.emitter.density.value = 200;
-            shot.effect.start.preRoll.value = 20, shot.effect.start.shutter.value = 150;
-            shot.effect.walksOneByOne = one_by_one;
-            shot.render(0);
-            return shot.render(1);
-        };
-        const ImagePtr expected = render(true, 1, CpuLevel::baseline);
-        EXPECT_TRUE(same_pixels(render(false, 1, CpuLevel::avx512).get(), expected.get())) << look;
-        EXPECT_TRUE(same_pixels(render(false, 3, CpuLevel::avx2).get(), expected.get())) << look;
-        EXPECT_TRUE(same_pixels(render(false, 2, CpuLevel::baseline).get(), expected.get())) << look;
-    }
-    set_cpu_level_limit(CpuLevel::avx512);
-}
 
 // On black and without blur a frame is the layer itself; softened and laid over the plate it is the other frame.
 TEST(Smoke, PointsAreALayerSoftenedAndLaidOver) {
@@ -176,7 +146,8 @@ TEST(Smoke, IsBornWhereTheMatteAllows) {
     EXPECT_GT(smoke.liveParticles(), 200) << "what misses the matte is tried again";
 
     Calm elsewhere;
-    elsewhere.effect.UseBirthMatte.value = true, elsewhere.effect.emitter.left.y = elsewhere.effect.emitter.right.y = 1.5;
+    elsewhere.effect.UseBirthMatte.value = true,
+    elsewhere.effect.emitter.left.y = elsewhere.effect.emitter.right.y = 1.5;
     elsewhere.render(3);
     EXPECT_EQ(elsewhere.effect.liveParticles(), 0);
 }
@@ -188,11 +159,6 @@ TEST(Smoke, AloneOnBlackTheSourceIsClearedToo) {
     for (const K7Image* cleared : {image.get(), shot.effect.input.image.get()})
         for (int y = 0; y < cleared->height; ++y)
             for (int i = 0; i < 4 * cleared->width; ++i) ASSERT_EQ(image_row<float>(cleared, y)[i], 0);
-}
-
-TEST(Smoke, SurvivesHostileParameters) {
-    weather_test::renderHostile<Smoke>(24, 17);
-    weather_test::renderHostile<Smoke>(1, 1);
 }
 
 }  // namespace
