@@ -155,7 +155,7 @@ TEST(ForeignBundles, AreListedDescribedRenderedAndChecked) {
         const std::string check = "check" + bundle + "--invariants entries,exports,declaration,hosts,host-properties";
         result = quillon(check + " --strictness 4");
         EXPECT_EQ(result.code, 0) << result.text;
-        EXPECT_THAT(result.text, HasSubstr("note: Halver: propGetString(OfxPropAPIVersion): "));
+        EXPECT_THAT(result.text, HasSubstr("note: Halver: propGetString(OfxParamHostPropSupportsStrChoice): "));
         EXPECT_THAT(quillon(check + " --strictness 3").text, Not(HasSubstr("note: ")));
         EXPECT_THAT(quillon(check).text, HasSubstr("exported beside the entry points: foreignHelper"));
     }

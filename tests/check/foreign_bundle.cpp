@@ -30,7 +30,7 @@ void require(OfxStatus status) {
     if (status != ofx::status::OK) throw StatusError{status};
 }
 
-constexpr const char* newerProperties[] = {"OfxPropAPIVersion", "OfxImageEffectPropOpenCLSupported",
+constexpr const char* newerProperties[] = {"OfxImageEffectPropColourManagementStyle",
                                            "OfxParamHostPropSupportsStrChoice", "com.example.PropViews"};
 
 void probe(OfxPropertySetHandle set) {

@@ -201,7 +201,8 @@ TEST_F(Program, GivesTheDepthThatWasAskedFor) {
 
 TEST_F(Program, RendersFramesInOrderByOneInstance) {
     for (const int frame : {5, 6, 7}) picture("in." + std::to_string(frame) + ".exr", static_cast<float>(frame));
-    const Result result = render({"-i", folder / "in.%d.exr", "-o", folder / "out.###.exr", "-f", "7,5-6,9"});
+    const Result result =
+        render({"-i", folder / "in.%d.exr", "-o", folder / "out.###.exr", "-f", "7,5-6,9", "--missing", "hold"});
     ASSERT_EQ(result.code, 0) << result.err;
     EXPECT_LT(result.out.find("out.007.exr"), result.out.find("out.005.exr"));
     EXPECT_EQ(pixel("out.005.exr")[0], 5.0f);
@@ -232,11 +233,14 @@ TEST_F(Program, TellsTheEffectAboutProjectAndChanges) {
               0);
     EXPECT_EQ(pixel("a.exr"), (std::vector<float>{20.0f, 0.0f, 20.0f, 2.0f})) << "a still, and keys as one change";
     ASSERT_EQ(render({"-q", "-o", folder / "a.exr", "--size", "30x20", "-p", "Mode=2", "-p", "Push=press", "-p",
-                      "push=PRESS", "--pixel-aspect", "2", "--host", "nuke"})
+                      "push=PRESS", "--pixel-aspect", "2", "--host", "nuke", "--colour-out", "srgb"})
                   .code,
               0);
     EXPECT_EQ(pixel("a.exr"), (std::vector<float>{2.0f, 0.0f, 60.0f, 20.0f})) << "a generator, in square pixels";
-    ASSERT_EQ(render({"-q", "-o", folder / "a.exr", "--size", "30x20", "-p", "Mode=2", "--pixel-aspect", "2"}).code, 0);
+    ASSERT_EQ(render({"-q", "-o", folder / "a.exr", "--size", "30x20", "-p", "Mode=2", "--pixel-aspect", "2",
+                      "--colour-out", "srgb"})
+                  .code,
+              0);
     EXPECT_EQ(pixel("a.exr")[2], 30.0f) << "in pixels";
 }
 
@@ -422,7 +426,7 @@ TEST_F(Program, NeverReportsAFailedFrame) {
     EXPECT_EQ(pixel("b.4.exr")[0], 1.0f);
 
     for (const char* fault : {"Fails", "NoPicture"}) {
-        result = render({"-i", in, "-o", folder / "bad.exr", "-p", std::string("Fault=") + fault});
+        result = render({"-i", in, "-o", folder / "bad.exr", "-f", "2", "-p", std::string("Fault=") + fault});
         EXPECT_EQ(result.code, 1) << fault;
         EXPECT_THAT(result.out, Not(HasSubstr("frame "))) << fault;
     }
