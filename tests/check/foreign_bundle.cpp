@@ -30,8 +30,7 @@ void require(OfxStatus status) {
     if (status != ofx::status::OK) throw StatusError{status};
 }
 
-constexpr const char* newerProperties[] = {"OfxImageEffectPropColourManagementStyle",
-                                           "OfxParamHostPropSupportsStrChoice", "com.example.PropViews"};
+constexpr const char* newerProperties[] = {"OfxParamHostPropSupportsStrChoice", "com.example.PropViews"};
 
 void probe(OfxPropertySetHandle set) {
     for (const char* name : newerProperties) {

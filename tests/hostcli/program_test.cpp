@@ -232,13 +232,14 @@ TEST_F(Program, TellsTheEffectAboutProjectAndChanges) {
                   .code,
               0);
     EXPECT_EQ(pixel("a.exr"), (std::vector<float>{20.0f, 0.0f, 20.0f, 2.0f})) << "a still, and keys as one change";
-    ASSERT_EQ(render({"-q", "-o", folder / "a.exr", "--size", "30x20", "-p", "Mode=2", "-p", "Push=press", "-p",
-                      "push=PRESS", "--pixel-aspect", "2", "--host", "nuke", "--colour-out", "srgb"})
-                  .code,
-              0);
+    ASSERT_EQ(
+        render({"-q", "-o", folder / "a.exr", "--size", "30x20", "-p", "Mode=2", "-p", "Push=press", "-p", "push=PRESS",
+                "--pixel-aspect", "2", "--host", "nuke", "--colour-out", "srgb", "-p", "Multiplied=on"})
+            .code,
+        0);
     EXPECT_EQ(pixel("a.exr"), (std::vector<float>{2.0f, 0.0f, 60.0f, 20.0f})) << "a generator, in square pixels";
     ASSERT_EQ(render({"-q", "-o", folder / "a.exr", "--size", "30x20", "-p", "Mode=2", "--pixel-aspect", "2",
-                      "--colour-out", "srgb"})
+                      "--colour-out", "srgb", "-p", "Multiplied=on"})
                   .code,
               0);
     EXPECT_EQ(pixel("a.exr")[2], 30.0f) << "in pixels";
