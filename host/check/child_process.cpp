@@ -19,6 +19,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "host/core/bundle.h"
+
 namespace bundlecheck {
 
 namespace {
@@ -89,6 +91,11 @@ void onFault(int signal, siginfo_t* info, void*) {
     FaultText text;
     text.add("FAULT ");
     if (signal == SIGSEGV || signal == SIGBUS) tellPlace(text, static_cast<const std::byte*>(info->si_addr));
+    if (const ofxhost::PlaceInBundle place = ofxhost::placeInBundle(); place.action) {
+        text.add("in ").add(place.action);
+        if (place.effect) text.add(" of ").add(place.effect);
+        text.add("; ");
+    }
     text.add("calls:\n");
     writeAll(STDERR_FILENO, text.text, text.length);
     void* frames[24];

@@ -18,7 +18,15 @@ struct Limits {
     std::string scratch;              // a folder that becomes the child's home and folder for temporary files
 };
 
-enum class MessageKind : char { Step = 'S', Finding = 'F', Renders = 'R', GivenUp = 'G', Text = 'T', Done = 'D' };
+enum class MessageKind : char {
+    Step = 'S',
+    Finding = 'F',
+    Note = 'N',
+    Renders = 'R',
+    GivenUp = 'G',
+    Text = 'T',
+    Done = 'D'
+};
 
 struct Message {
     MessageKind kind;

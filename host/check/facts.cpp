@@ -23,11 +23,16 @@ std::vector<std::string> effectNames(const fs::path& path) {
 
 namespace {
 
-// Bundles made with Quillon's framework tell in a file what the interface has no word for.
-std::string declaredHistory(const fs::path& bundle, const std::string& name) {
+// Bundles made with Quillon's framework tell in a file what the interface has no word for. Not an object where there is
+// none.
+json declarations(const fs::path& bundle) {
     const fs::path library = ofxhost::Bundle::libraryOf(bundle);
     std::ifstream file(library.parent_path().parent_path() / "Resources" / "effects.json");
-    const json all = json::parse(file, nullptr, false);
+    return json::parse(file, nullptr, false);
+}
+
+std::string declaredHistory(const fs::path& bundle, const std::string& name) {
+    const json all = declarations(bundle);
     if (!all.is_object()) return "none";
     for (const json& effect : all.value("effects", json::array()))
         if (effect.value("name", "") == name) return effect.value("history", "none");
@@ -63,6 +68,11 @@ EffectFacts factsOf(ofxhost::Plugin* plugin, const fs::path& path, const std::st
 }
 
 }  // namespace
+
+bool declaresAnyIndex(const fs::path& bundle) {
+    const json all = declarations(bundle);
+    return all.is_object() && all.value("anyIndex", false);
+}
 
 void exploreEffects(const fs::path& path, const std::vector<std::string>& names,
                     const std::function<void(const EffectFacts&)>& tell) {

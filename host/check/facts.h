@@ -30,6 +30,10 @@ std::vector<std::string> effectNames(const std::filesystem::path& bundle);
 void exploreEffects(const std::filesystem::path& bundle, const std::vector<std::string>& names,
                     const std::function<void(const EffectFacts&)>& tell);
 
+// The bundle says of itself ("anyIndex" in Contents/Resources/effects.json) that it may be asked for plug-ins outside
+// its count.
+bool declaresAnyIndex(const std::filesystem::path& bundle);
+
 std::string toJson(const std::vector<std::string>& names);
 std::string toJson(const EffectFacts& facts);
 std::vector<std::string> namesFromJson(const std::string& text);

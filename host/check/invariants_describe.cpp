@@ -72,6 +72,36 @@ void askAll(Stage& stage, ofxhost::EffectInstance& instance) {
     instance.isIdentity({}, {0, 0, 64, 48}, clip, time);
 }
 
+// An effect with one input that it needs shows the same on a host that knows nothing but the clip "Source".
+bool comparesWithGeneral(const EffectFacts& facts, const StageSettings& settings) {
+    const auto has = [&](const char* context) {
+        return std::find(facts.contexts.begin(), facts.contexts.end(), context) != facts.contexts.end();
+    };
+    return settings.host.onlySource && settings.context == ofx::context::Filter && has(ofx::context::General) &&
+           facts.inputs.size() == facts.optionalInputs.size() + 1;
+}
+
+Rendering inGeneralContext(Trial& trial) {
+    StageSettings settings;
+    settings.context = ofx::context::General;
+    Stage stage(trial, settings);
+    if (!stage.ready()) return {};
+    const auto actor = stage.bareActor();
+    if (!actor->created()) return {};
+    actor->connect({}, Content::Natural, false);
+    return actor->render(1.0);
+}
+
+void requireSameFromSource(Trial& trial, Stage& stage, const Rendering& general) {
+    if (!general.image || !stage.descriptor().findClip(ofx::clip::Source)) return;
+    const auto actor = stage.actor();
+    if (!actor->created()) return;
+    const Rendering rendering = actor->render(1.0);
+    trial.require(rendering.sameAs(general), Interface,
+                  "the picture from the clip Source alone is not that of the general context: " +
+                      rendering.differenceFrom(general));
+}
+
 void describedAnywhere(Trial& trial) {
     const int contexts = static_cast<int>(trial.facts().contexts.size());
     StageSettings settings;
@@ -79,6 +109,8 @@ void describedAnywhere(Trial& trial) {
     const ofxhost::HostConfig standard = settings.host;
     settings.host = hostOfCase(trial.index() / contexts, trial.random());
     settings.host.threads = standard.threads, settings.host.checkSources = true;
+    Rendering general;
+    if (comparesWithGeneral(trial.facts(), settings)) general = inGeneralContext(trial);
     trial.step("host " + settings.host.name);
     Stage stage(trial, settings);
     if (!stage.ready()) return;
@@ -96,6 +128,7 @@ void describedAnywhere(Trial& trial) {
     const OfxStatus unknown = actor->instance().simpleAction("OfxActionOfAnotherDecade");
     trial.require(unknown != ofx::status::OK, Robustness, "an action that does not exist is said to be done");
     actor->render(1.0);
+    requireSameFromSource(trial, stage, general);
 }
 
 // ---- Legal descriptors ------------------------------------------------------------------------------------------

@@ -1,5 +1,10 @@
-// Handles in the viewer, dragged about at random.
+// Handles in the viewer, dragged about at random; and all that a host's interface does while a render runs.
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <exception>
+#include <map>
+#include <thread>
 
 #include "host/check/invariant.h"
 #include "host/check/random_params.h"
@@ -102,9 +107,106 @@ void handles(Trial& trial) {
     requireSamePicture(trial, stage, *actor);
 }
 
+// ---- The interface while a render runs --------------------------------------------------------------------------
+
+int six(const EffectFacts&) { return 6; }
+
+// Renders frames in order on a thread of its own until it is to end; finish() throws what went wrong there.
+class RenderThread {
+  public:
+    explicit RenderThread(Actor& actor)
+        : m_thread([this, &actor] {
+              try {
+                  for (int frame = 0; !m_stop; ++frame) actor.render(frame % 8);
+              } catch (...) {
+                  m_failure = std::current_exception();
+              }
+          }) {}
+    ~RenderThread() { stop(); }
+    RenderThread(const RenderThread&) = delete;
+    RenderThread& operator=(const RenderThread&) = delete;
+
+    void finish() {
+        stop();
+        if (m_failure) std::rethrow_exception(m_failure);
+    }
+
+  private:
+    void stop() {
+        m_stop = true;
+        if (m_thread.joinable()) m_thread.join();
+    }
+
+    std::atomic<bool> m_stop{false};
+    std::exception_ptr m_failure;
+    std::thread m_thread;
+};
+
+void changeAnyParam(Trial& trial, ofxhost::EffectInstance& instance) {
+    const auto& params = instance.params();
+    if (params.empty()) return;
+    ofxhost::Param& param = *params[static_cast<std::size_t>(trial.random().below(static_cast<int>(params.size())))];
+    if (!param.type().hasValue()) {
+        trial.step("while a render runs: press " + param.name());
+        instance.pressButton(param);
+        return;
+    }
+    const ofxhost::ParamValue value = randomValue(param, trial.random());
+    trial.step("while a render runs: " + settingText(param, value));
+    instance.setParam(param, value);
+}
+
+void interfaceEvent(Trial& trial, Actor& actor, std::unique_ptr<ofxhost::Interact>& interact) {
+    ofxhost::EffectInstance& instance = actor.instance();
+    std::map<std::string, ofxhost::FrameRanges> frames;
+    switch (trial.random().below(6)) {
+        case 0:
+            trial.step("while a render runs: frames needed");
+            instance.framesNeeded(trial.random().below(8), frames);
+            break;
+        case 1:
+            trial.step("while a render runs: an overlay comes or goes");
+            if (interact)
+                interact.reset();
+            else if (trial.facts().overlay)
+                interact = ofxhost::Interact::create(instance, randomView(trial.random()));
+            break;
+        case 2:
+            if (!interact) break;
+            trial.step("while a render runs: an event of the overlay");
+            anyEvent(trial, *interact);
+            break;
+        default:
+            changeAnyParam(trial, instance);
+    }
+}
+
+// The frame after all that is what an instance shows that had these values from the start.
+void whileRendering(Trial& trial) {
+    constexpr int events = 60;
+    Stage stage(trial);
+    if (!stage.ready()) return;
+    const auto actor = stage.actor();
+    if (!actor->created()) return;
+    {
+        std::unique_ptr<ofxhost::Interact> interact;
+        RenderThread render(*actor);
+        for (int i = 0; i < events; ++i) {
+            interfaceEvent(trial, *actor, interact);
+            std::this_thread::sleep_for(std::chrono::microseconds(trial.random().below(2000)));
+        }
+        render.finish();
+    }
+    requireSamePicture(trial, stage, *actor);
+}
+
 constexpr Invariant table[] = {
     {"handles", Safety, "handles dragged at random between renders set legal values, and nothing else remains",
      eightIfOverlay, handles, true},
+    {"while-rendering", Safety,
+     "parameters change, frames needed are asked for and overlays come and go while a render runs, and the next frame "
+     "has the new values",
+     six, whileRendering, true},
 };
 
 }  // namespace

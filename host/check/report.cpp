@@ -62,7 +62,7 @@ std::string countsText(const RunResult& result) {
     text << '\n';
     const auto effects = std::count_if(result.effects.begin(), result.effects.end(),
                                        [](const std::string& name) { return name != wholeBundle; });
-    addRow(text, std::to_string(effects) + " effects", result.total(), width);
+    addRow(text, std::to_string(effects) + (effects == 1 ? " effect" : " effects"), result.total(), width);
     return text.str();
 }
 

@@ -211,6 +211,9 @@ class Runner {
         for (const Message& message : ended.process->messages()) {
             if (message.kind == MessageKind::Renders) tally.renders += std::stol(message.text);
             if (message.kind == MessageKind::GivenUp) ++tally.givenUp;
+            if (message.kind == MessageKind::Note &&
+                m_result.notes.emplace(message.text, ended.what.id.effect).second && m_events.note)
+                m_events.note(ended.what.id.effect, message.text);
         }
         for (Finding& finding : findingsOf(ended, end, m_options.limits.seconds)) add(finding);
     }

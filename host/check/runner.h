@@ -44,6 +44,7 @@ struct RunResult {
     std::vector<const Invariant*> invariants;
     std::map<std::pair<std::string, std::string>, Tally> tallies;  // by effect and invariant
     std::vector<Finding> findings;
+    std::map<std::string, std::string> notes;  // each once: text, and the effect that it was first told of
     double seconds = 0.0;
     bool complete = false;  // every case ran at least once
 
@@ -54,6 +55,7 @@ struct RunResult {
 
 struct RunEvents {
     std::function<void(const Finding&)> finding;
+    std::function<void(const std::string& effect, const std::string& text)> note;  // each text once; may be empty
     std::function<void(const RunResult& soFar, std::size_t planned)> progress;
     std::function<bool()> stop;
 };

@@ -94,6 +94,10 @@ ImageLayout Actor::completed(ImageLayout layout) const {
     }
     layout.pixelAspect = project.pixelAspect;
     layout.renderScale = project.renderScale;
+    using ofxhost::Depth;
+    const ofxhost::EffectDescriptor& effect = m_stage.descriptor();
+    for (const Depth depth : {Depth::Float, Depth::Short, Depth::Byte})
+        if (!effect.supports(layout.depth) && effect.supports(depth)) layout.depth = depth;
     return layout;
 }
 
@@ -116,7 +120,8 @@ void Actor::connectAlone(ofxhost::Clip& clip, const ImageLayout& layout, Content
     const auto made = std::make_shared<Made>();
     const ImageLayout whole = completed(layout);
     const std::string name = clip.name();
-    const std::uint64_t seed = hashOf(name);
+    // The first clip's picture is the same whatever it is called, since that depends on host and context.
+    const std::uint64_t seed = hashOf(&clip == m_instance->inputs().front() ? ofx::clip::Source : name);
     const auto source = [=](double time) -> ImagePtr {
         if (!std::isfinite(time)) return nullptr;
         const std::lock_guard lock(made->mutex);
@@ -124,8 +129,8 @@ void Actor::connectAlone(ofxhost::Clip& clip, const ImageLayout& layout, Content
         if (!picture) picture = watched(makePicture(whole, content, time, seed), name, true);
         return picture;
     };
-    clip.connect(source, {.depth = layout.depth,
-                          .components = layout.components,
+    clip.connect(source, {.depth = whole.depth,
+                          .components = whole.components,
                           .pixelAspect = project.pixelAspect,
                           .frameRate = project.frameRate,
                           .firstFrame = project.firstFrame,
@@ -205,7 +210,12 @@ bool neverExcused(const ofxhost::Diagnostic& diagnostic) {
 
 void Stage::reportDiagnostics() {
     std::set<std::string> told;  // each text once
-    for (const ofxhost::Diagnostic& diagnostic : m_host->diagnostics().atLeast(Severity::Warning)) {
+    for (const ofxhost::Diagnostic& diagnostic : m_host->diagnostics().atLeast(Severity::Probe)) {
+        if (diagnostic.severity == Severity::Probe) {
+            const std::string text = diagnostic.call + "(" + diagnostic.subject + "): a property that hosts may lack";
+            if (told.insert(text).second) m_trial.note(text);
+            continue;
+        }
         const bool error = diagnostic.severity == Severity::Error;
         if (m_settings.judgement == Judgement::Lenient && !(error && neverExcused(diagnostic))) continue;
         const std::string text = ofxhost::toText(diagnostic);

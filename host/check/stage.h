@@ -60,7 +60,8 @@ class Actor {
     void connect(const ofxhost::ImageLayout& layout, Content content = Content::Natural, bool optionalOnes = true);
     void connectAlone(ofxhost::Clip& clip, const ofxhost::ImageLayout& layout, Content content);
     void setOutputLayout(const ofxhost::ImageLayout& layout) { m_output = layout; }
-    ofxhost::ImageLayout completed(ofxhost::ImageLayout layout) const;  // with the project's bounds and scale
+    // With the project's bounds and scale, and a depth that the effect works at.
+    ofxhost::ImageLayout completed(ofxhost::ImageLayout layout) const;
 
     // Renders, counts it and checks what holds of any render: the status, released images, finite samples.
     // Throws GivenUp where it takes too long.

@@ -37,6 +37,7 @@ void runTheCase(const TrialSetup& setup, const Task& task, const Sender& sender)
     Trial trial(setup, task.facts, task.id,
                 {.step = [&](const std::string& text) { sender.send(MessageKind::Step, text); },
                  .finding = [&](const std::string& text) { sender.send(MessageKind::Finding, text); },
+                 .note = [&](const std::string& text) { sender.send(MessageKind::Note, text); },
                  .call = {}},
                 task.timeout);
     if (!runCase(*invariant, trial)) sender.send(MessageKind::GivenUp, "");

@@ -28,6 +28,10 @@ void Trial::finding(Level level, const std::string& text) {
     m_listener.finding(text);
 }
 
+void Trial::note(const std::string& text) {
+    if (m_setup.strictness >= Robustness && m_listener.note) m_listener.note(text);
+}
+
 Trial::Clock::time_point Trial::beginRender(const std::string& what) {
     const auto after = [](Clock::time_point start, double seconds) {
         return start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));

@@ -56,6 +56,7 @@ class Trial {
   public:
     struct Listener {
         std::function<void(const std::string&)> step, finding;
+        std::function<void(const std::string&)> note;  // may be empty
         std::function<void(const std::string&)> call;  // each suite call; may be empty
     };
 
@@ -72,6 +73,8 @@ class Trial {
     // What comes next, in words: it stands in the finding when the process dies of it.
     void step(const std::string& text);
     void finding(Level level, const std::string& text);
+    // What is worth a line from the strictness of Robustness on, and no finding.
+    void note(const std::string& text);
     bool require(bool holds, Level level, const std::string& text) {
         if (!holds) finding(level, text);
         return holds;

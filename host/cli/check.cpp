@@ -150,6 +150,7 @@ void reproduce(const CheckOptions& options, const RunOptions& base) {
                          ++findings;
                          std::cout << "finding: " << text << std::endl;
                      },
+                 .note = [](const std::string& text) { std::cout << "note: " << text << std::endl; },
                  .call = [](const std::string& text) { std::cout << "    " + text + "\n"
                                                                  << std::flush; }},
                 base.limits.seconds);
@@ -173,6 +174,10 @@ class LiveSummary {
         std::cout << "finding: " << finding.id.effect << ", " << finding.id.invariant << ": " << finding.text
                   << "\n    quillon check --bundle " << m_bundle.string() << " --reproduce " << tokenOf(finding.id)
                   << std::endl;
+    }
+    void note(const std::string& effect, const std::string& text) {
+        clear();
+        std::cout << "note: " << effect << ": " << text << std::endl;
     }
     void progress(const RunResult& soFar, std::size_t planned) {
         const auto now = std::chrono::steady_clock::now();
@@ -207,10 +212,11 @@ void checkAll(const CheckOptions& options, RunOptions run) {
     run.effects = chosenEffects(options.effects, run);
     run.invariants = chosenInvariants(options.invariants);
     LiveSummary live(options, run.setup.bundle);
-    const RunResult result =
-        bundlecheck::run(run, {.finding = [&](const Finding& finding) { live.finding(finding); },
-                               .progress = [&](const RunResult& r, std::size_t planned) { live.progress(r, planned); },
-                               .stop = interrupted});
+    const RunResult result = bundlecheck::run(
+        run, {.finding = [&](const Finding& finding) { live.finding(finding); },
+              .note = [&](const std::string& effect, const std::string& text) { live.note(effect, text); },
+              .progress = [&](const RunResult& r, std::size_t planned) { live.progress(r, planned); },
+              .stop = interrupted});
     live.clear();
     const Tally total = result.total();
     std::cout << '\n' << countsText(result) << '\n';
@@ -220,7 +226,8 @@ void checkAll(const CheckOptions& options, RunOptions run) {
     write(options.json, toJson(result, run));
     write(options.table, toMarkdown(result));
     if (interrupted()) throw RunError("interrupted after " + std::to_string(total.cases) + " cases");
-    if (total.findings > 0) throw RunError(std::to_string(total.findings) + " findings");
+    if (total.findings > 0)
+        throw RunError(std::to_string(total.findings) + (total.findings == 1 ? " finding" : " findings"));
     std::cout << "nothing found in " << durationText(result.seconds)
               << (result.complete ? "" : "; not every case has been run") << std::endl;
 }
@@ -265,7 +272,7 @@ std::function<void()> declare(CLI::App& app) {
     app.add_option("--invariants", o->invariants, "Only these invariants, separated by commas")->type_name("LIST");
     app.add_option("--strictness", o->strictness,
                    "How much is asked: 1 that hosts live, 2 that the interface is kept, 3 that frames are always the "
-                   "same, 4 and 5 more")
+                   "same, 4 and 5 more (and notes: what a plug-in asks its host for in vain)")
         ->check(CLI::Range(1, 5))
         ->capture_default_str();
     app.add_option("--seed", o->seed, "Of everything that is random")->capture_default_str();

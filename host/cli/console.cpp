@@ -65,7 +65,7 @@ void Console::diagnostic(const ofxhost::Diagnostic& diagnostic) {
     const std::lock_guard lock(m_mutex);
     const std::string text = toText(diagnostic);
     if (m_log) m_log << text << std::endl;
-    if (diagnostic.severity == ofxhost::Severity::Note) return;
+    if (diagnostic.severity <= ofxhost::Severity::Probe) return;
     ++m_problems;
     if (++m_seen[text] == 1) print("quillon: plug-in: " + text);
 }
@@ -73,6 +73,21 @@ void Console::diagnostic(const ofxhost::Diagnostic& diagnostic) {
 void Console::log(const std::string& line) {
     const std::lock_guard lock(m_mutex);
     if (m_log) m_log << line << std::endl;
+}
+
+void Console::warn(const std::string& line) {
+    const std::lock_guard lock(m_mutex);
+    if (m_log) m_log << line << std::endl;
+    print("quillon: " + line);
+}
+
+void Console::tell(const std::string& line) {
+    const std::lock_guard lock(m_mutex);
+    if (m_log) m_log << line << std::endl;
+    if (m_quiet) return;
+    clearBar();
+    std::cout << line << std::endl;
+    drawBar();
 }
 
 void Console::pluginLine(const std::string& line, bool show) {

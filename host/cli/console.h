@@ -25,10 +25,12 @@ class Console {
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
-    // A rule of the interface that the plug-in broke: into the log, and unless it is a mere note, once for each text
-    // to the user.
+    // A rule of the interface that the plug-in broke: into the log, and unless it is a mere note or probe, once for
+    // each text to the user.
     void diagnostic(const ofxhost::Diagnostic& diagnostic);
     void log(const std::string& line);
+    void warn(const std::string& line);  // to the standard error, unless quiet, and into the log
+    void tell(const std::string& line);  // to the standard output, likewise
     // A line that the plug-in wrote to the standard error stream: into the log, and shown if it is to be.
     void pluginLine(const std::string& line, bool show);
     // Throws RunError when the command is strict and the plug-in has broken a rule.

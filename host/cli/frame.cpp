@@ -18,15 +18,16 @@ void connectInputs(EffectInstance& instance, const RenderPlan& plan) {
         instance.host().config().units == ofxhost::ProjectUnits::SquarePixels ? plan.form.pixelAspect : 1.0;
     for (const auto& [name, input] : plan.inputs) {
         const OfxRangeD range = plan.frameRange(*input);
+        const PictureInfo info = input->infoAt(plan.frames.front());
         Clip& clip = *instance.findClip(name);
         clip.connect([input = input](double time) { return input->imageAt(time); },
                      {.depth = plan.form.depth,
                       .pixelAspect = plan.form.pixelAspect,
                       .frameRate = plan.project.frameRate,
                       .firstFrame = range.min,
-                      .lastFrame = range.max});
-        const PictureSize size = input->size(plan.frames.front());
-        clip.setRegionOfDefinition(OfxRectD{0.0, 0.0, size.width * unit, static_cast<double>(size.height)});
+                      .lastFrame = range.max,
+                      .premultiplication = premultiplicationText(info.alpha)});
+        clip.setRegionOfDefinition(OfxRectD{0.0, 0.0, info.width * unit, static_cast<double>(info.height)});
     }
     instance.output().setFormat({.depth = plan.form.depth,
                                  .pixelAspect = plan.form.pixelAspect,
@@ -52,20 +53,26 @@ std::unique_ptr<EffectInstance> makeInstance(const RenderPlan& plan, const Rende
     instance->setCurrentTime(plan.frames.front());
     if (const OfxStatus status = instance->create(); !answered(status))
         throw RunError("the effect refuses to make an instance (status " + std::to_string(status) + ")");
-    ofxhost::ClipPreferences preferences;
-    instance->clipPreferences(preferences);
     if (!options.preset.empty()) applyPreset(*instance, options.preset);
     for (const std::string& assignment : options.params) applyAssignment(*instance, assignment);
     return instance;
 }
 
-ofxhost::ImageLayout outputLayout(const RenderPlan& plan) {
+Alpha outputAlpha(EffectInstance& instance) {
+    ofxhost::ClipPreferences preferences;
+    instance.clipPreferences(preferences);
+    return preferences.premultiplication == ofx::premultiplication::Premultiplied ? Alpha::Premultiplied
+                                                                                  : Alpha::Straight;
+}
+
+ofxhost::ImageLayout outputLayout(const RenderPlan& plan, Alpha alpha) {
     ofxhost::ImageLayout layout;
     layout.bounds = {0, 0, scaledSize(plan.project.width, plan.form.renderScale),
                      scaledSize(plan.project.height, plan.form.renderScale)};
     layout.depth = plan.form.depth;
     layout.pixelAspect = plan.form.pixelAspect;
     layout.renderScale = plan.project.renderScale;
+    layout.premultiplication = premultiplicationText(alpha);
     return layout;
 }
 

@@ -15,7 +15,10 @@ inline bool answered(OfxStatus status) { return status == ofx::status::OK || sta
 // UsageError.
 std::unique_ptr<ofxhost::EffectInstance> makeInstance(const RenderPlan& plan, const RenderOptions& options);
 
-ofxhost::ImageLayout outputLayout(const RenderPlan& plan);
+// `alpha` as outputAlpha() says.
+ofxhost::ImageLayout outputLayout(const RenderPlan& plan, Alpha alpha);
+// What the effect, with its values of now, says of its output.
+Alpha outputAlpha(ofxhost::EffectInstance& instance);
 
 // Looks at what happened so far and at the plug-in's last answer; throws when the frame is spoilt.
 using FrameCheck = std::function<void(OfxStatus status)>;

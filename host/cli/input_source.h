@@ -20,14 +20,24 @@ struct PictureForm {
     ofxhost::Depth depth = ofxhost::Depth::Float;
     double pixelAspect = 1.0;
     double renderScale = 1.0;
+    Alpha alpha = Alpha::Straight;
 };
+const char* premultiplicationText(Alpha alpha);  // the interface's word
 
 // Samples rounded to the form's depth; bounds begin at 0, 0.
 ofxhost::ImagePtr toHostImage(const Picture& picture, const PictureForm& form);
 // Levels of an integer depth become level / 255 or level / 65535.
 Picture fromHostImage(const ofxhost::Image& image);
 
-// Thread safe. Keeps the pictures it has read lately.
+// What a frame is for which a sequence has no file.
+enum class Missing {
+    Error,  // between its files; before the first and after the last one they are held
+    Hold,   // the one before it; before the first, the first
+    Black   // transparent black
+};
+
+// A file name may end in ":LAYER", where the part before the colon ends in .exr or .tif. Thread safe. Keeps the
+// pictures it has read lately.
 class InputSource {
   public:
     // Throws UsageError or RunError when there is no such file, or no file of the sequence.
@@ -40,11 +50,14 @@ class InputSource {
     bool isSequence() const { return m_pattern.numbered(); }
     const std::vector<int>& frames() const { return m_frames; }  // of a sequence, ascending
     std::filesystem::path fileAt(double time) const;
-    PictureSize size(double time) const;  // in the file; throws as imageAt does
+    bool has(int frame) const;        // a file for this very frame; a still has all
+    PictureInfo infoAt(double time);  // of the file; throws as imageAt does
+    std::vector<int> gaps() const;    // frames between the first and the last without a file
 
+    void setMissing(Missing missing) { m_missing = missing; }
     void setForm(const PictureForm& form) { m_form = form; }
-    // A still at any time; of a sequence the frame, held at its first and last. Throws RunError (also from a frame
-    // that is missing in between); the text stays in failure().
+    // A still at any time; of a sequence the frame, or what stands for a missing one. Throws RunError; the text stays
+    // for takeFailure().
     ofxhost::ImagePtr imageAt(double time);
     // Begins to read, on threads of its own, what imageAt() will be asked for soon; a failure is told then. No more
     // than a few at a time: what is read ahead is kept beside the pictures read lately.
@@ -60,19 +73,26 @@ class InputSource {
   private:
     int frameAt(double time) const;
     void requirePresent(int frame) const;
-    ofxhost::ImagePtr load(int frame);
-    std::shared_future<ofxhost::ImagePtr> known(int frame);  // and now the latest; invalid when it is not
+    struct Loaded {
+        ofxhost::ImagePtr image;
+        PictureInfo info;
+    };
+    Loaded load(int frame);
+    Loaded loadedAt(double time);
+    std::shared_future<Loaded> known(int frame);  // and now the latest; invalid when it is not
 
     FilePattern m_pattern;
+    std::string m_layer;
     std::vector<int> m_frames;
+    Missing m_missing = Missing::Error;
     PictureForm m_form;
     struct Recent {
         int frame;
-        std::shared_future<ofxhost::ImagePtr> picture;  // there, or being read
+        std::shared_future<Loaded> picture;  // there, or being read
     };
     using Recents = std::list<Recent>;
     // Both move what they drop into a list to be destroyed without the lock, since that may wait for a file.
-    void keep(int frame, std::shared_future<ofxhost::ImagePtr> picture, Recents& dropped);
+    void keep(int frame, std::shared_future<Loaded> picture, Recents& dropped);
     void forget(int frame, Recents& dropped);
 
     mutable std::mutex m_mutex;

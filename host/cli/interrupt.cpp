@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cstring>
 
-#include "host/cli/failure.h"
 #include "host/core/host.h"
 
 namespace quillon {
@@ -14,15 +13,17 @@ namespace quillon {
 namespace {
 
 // What the signal handler touches: lock-free, and text in plain storage.
-std::atomic<bool> stopAsked{false};
+std::atomic<int> stopSignal{0};  // that asked to stop
 std::atomic<ofxhost::Host*> runningHost{nullptr};
 std::atomic<bool> pathSet{false};
 char pathToRemove[4096];
 
-void onSignal(int) {
-    if (stopAsked.exchange(true)) {
+void onSignal(int signal) {
+    if (stopSignal.exchange(signal) != 0) {
         if (pathSet) ::unlink(pathToRemove);
-        ::_exit(ExitFailed);
+        ::signal(signal, SIG_DFL);
+        ::raise(signal);  // comes through when this handler returns
+        return;
     }
     if (ofxhost::Host* host = runningHost) host->requestAbort(true);
 }
@@ -37,11 +38,17 @@ void catchInterrupts() {
     for (const int signal : {SIGXFSZ, SIGPIPE}) sigaction(signal, &action, nullptr);
 }
 
-bool interrupted() { return stopAsked; }
+bool interrupted() { return stopSignal != 0; }
+
+void endByTheSignal() {
+    if (stopSignal == 0) return;
+    ::signal(stopSignal, SIG_DFL);
+    ::raise(stopSignal);
+}
 
 AbortOnInterrupt::AbortOnInterrupt(ofxhost::Host& host) {
     runningHost = &host;
-    if (stopAsked) host.requestAbort(true);
+    if (interrupted()) host.requestAbort(true);
 }
 
 AbortOnInterrupt::~AbortOnInterrupt() { runningHost = nullptr; }

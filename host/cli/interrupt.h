@@ -1,5 +1,5 @@
 // Ctrl-C and its like: the first asks the render to stop, the second ends the program at once. Neither leaves a
-// temporary file behind.
+// temporary file behind, and both end it by the signal, so that a shell's loop stops as well.
 #pragma once
 
 #include <string>
@@ -12,6 +12,7 @@ namespace quillon {
 
 void catchInterrupts();  // SIGINT, SIGTERM and SIGHUP; SIGXFSZ and SIGPIPE become errors of write()
 bool interrupted();
+void endByTheSignal();  // where there has been one; else returns
 
 // While it lives, an interruption makes the host answer its plug-in's abort test with yes.
 class AbortOnInterrupt {

@@ -30,8 +30,14 @@ struct Entry {
 std::vector<Entry> collect(Session& session) {
     std::vector<Entry> entries;
     for (const auto& plugin : session.bundle().plugins()) {
-        const auto descriptor = session.describe(*plugin);
+        OfxStatus status = ofx::status::OK;
+        const auto descriptor = plugin->describe(&status);
+        if (!descriptor) {  // the others are still worth telling
+            session.console().warn(plugin->name() + " refuses to be described (status " + std::to_string(status) + ")");
+            continue;
+        }
         Entry entry{plugin->identifier(), plugin->name(), descriptor->label(), {}, 0, 0, {}, descriptor->hasOverlay()};
+        if (entry.label.empty()) entry.label = entry.name;
         if (descriptor->properties().count(ofx::prop::PluginGrouping) > 0)
             entry.grouping = descriptor->properties().getString(ofx::prop::PluginGrouping);
         entry.major = plugin->record().pluginVersionMajor;

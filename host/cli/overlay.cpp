@@ -19,7 +19,8 @@ namespace quillon {
 // one pixel of the picture.
 Picture overlayDrawing(ofxhost::EffectInstance& instance, double time, int width, int height, int samples) {
     const auto extent = [&](int axis, double renderScale) {
-        return instance.properties().getDouble(ofx::prop::ProjectSize, axis) * renderScale;
+        const OfxPointD whole = instance.projectExtent();
+        return (axis == 0 ? whole.x : whole.y) * renderScale;
     };
     const OfxPointD scale = instance.project().renderScale;
     const double right = extent(0, scale.x), top = extent(1, scale.y);
@@ -56,9 +57,10 @@ void renderWithOverlay(const RenderOptions& options) {
         ofxhost::RenderRequest request;
         request.time = frame;
         request.renderScale = plan.project.renderScale;
-        Picture picture = fromHostImage(*renderFrame(*instance, request, outputLayout(plan), check));
+        const Alpha alpha = outputAlpha(*instance);
+        Picture picture = fromHostImage(*renderFrame(*instance, request, outputLayout(plan, alpha), check));
         drawOver(picture, overlayDrawing(*instance, frame, picture.width, picture.height, Samples));
-        writePicture(plan.output.path(frame), picture, {options.depth, options.pixelAspect});
+        writePicture(plan.output.path(frame), picture, plan.writeOptions(frame, alpha));
     }
     session.finish();
 }

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <iostream>
@@ -16,6 +17,7 @@
 #include "host/cli/console.h"
 #include "host/cli/failure.h"
 #include "host/cli/trace_line.h"
+#include "host/core/bundle.h"
 
 namespace quillon {
 
@@ -62,6 +64,16 @@ constexpr int DeadlySignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 std::atomic<int> realStream{-1}, stopPipe{-1};
 std::atomic<bool> readerDone{true};
 
+void tellDeath(int stream, int signal) {
+    const ofxhost::PlaceInBundle place = ofxhost::placeInBundle();
+    if (!place.action) return;
+    const char digits[] = {static_cast<char>('0' + signal / 10), static_cast<char>('0' + signal % 10), '\0'};
+    for (const char* part : {"quillon: the bundle died by signal ", signal < 10 ? digits + 1 : digits, " in ",
+                             place.action, place.effect ? " of " : "", place.effect ? place.effect : "", "\n"}) {
+        [[maybe_unused]] const ssize_t written = ::write(stream, part, std::strlen(part));
+    }
+}
+
 // The other thread still runs: it is given a moment to pass on what is in the pipe. Async-signal-safe calls only.
 void dieAfterReading(int signal) {
     const int stream = realStream.load();
@@ -74,6 +86,7 @@ void dieAfterReading(int signal) {
             ::nanosleep(&pause, nullptr);
         }
     }
+    tellDeath(stream >= 0 ? stream : STDERR_FILENO, signal);
     ::raise(signal);  // the handler was for one time: now the usual end
 }
 

@@ -7,6 +7,7 @@
 #include <exception>
 #include <iomanip>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <thread>
 
@@ -45,7 +46,8 @@ class FrameRenderer {
         : m_session(session),
           m_instance(instance),
           m_plan(plan),
-          m_layout(outputLayout(plan)),
+          m_alpha(outputAlpha(instance)),
+          m_layout(outputLayout(plan, m_alpha)),
           m_ahead(framesInHand(m_layout, m_threads)),
           m_writer(
               std::min<unsigned>(m_threads, static_cast<unsigned>(std::min<std::size_t>(plan.frames.size(), 1024))),
@@ -58,6 +60,8 @@ class FrameRenderer {
         const ofxhost::RenderRequest request = requestFor(*first);
         if (!answered(m_instance.beginSequence(request, range, 1.0)))
             throw RunError("the effect refuses to begin the render");
+        for (const std::string& line : m_plan.warnings()) m_session.console().warn(line);
+        for (const std::string& line : m_plan.summary(m_alpha)) m_session.console().tell(line);
         m_session.console().beginFrames(static_cast<int>(m_plan.frames.size()));
         std::string failure;
         try {
@@ -128,9 +132,8 @@ class FrameRenderer {
         const std::filesystem::path path = m_plan.output.path(frame);
         return {.path = path,
                 .encode =
-                    [this, path, image] {
-                        return encodePicture(path, fromHostImage(*image),
-                                             {static_cast<int>(m_plan.form.depth), m_plan.form.pixelAspect});
+                    [this, frame, path, image] {
+                        return encodePicture(path, fromHostImage(*image), m_plan.writeOptions(frame, m_alpha));
                     },
                 .written =
                     [this, frame, path, start] {
@@ -148,7 +151,9 @@ class FrameRenderer {
     }
 
     static RunError ofFrame(int frame, const std::exception& error) {
-        return RunError("frame " + std::to_string(frame) + ": " + error.what());
+        const bool memory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+        return RunError("frame " + std::to_string(frame) + ": " +
+                        (memory ? "there is not enough memory" : error.what()));
     }
 
     // Throws RunError for all that spoils a frame.
@@ -163,6 +168,7 @@ class FrameRenderer {
     Session& m_session;
     EffectInstance& m_instance;
     const RenderPlan& m_plan;
+    Alpha m_alpha;
     ofxhost::ImageLayout m_layout;
     unsigned m_threads = std::max(1u, std::thread::hardware_concurrency());  // for files
     std::size_t m_ahead;  // frames in hand on either side of the one being rendered
@@ -212,11 +218,34 @@ void render(const RenderOptions& options) {
     session.finish();
 }
 
+void addFileOptions(CLI::App& app, RenderOptions& options) {
+    app.add_option("--colour-in", options.colourIn,
+                   "What the numbers of the first input mean: srgb, linear or rec709 (default: as its file says); the "
+                   "effect gets them as they are")
+        ->check(CLI::IsMember({"srgb", "linear", "rec709"}));
+    app.add_option("--colour-out", options.colourOut,
+                   "What those of the output are to mean; they are converted (default: linear in .exr and .hdr, srgb "
+                   "in others)")
+        ->check(CLI::IsMember({"srgb", "linear", "rec709"}));
+    app.add_option("--file-depth", options.fileDepth,
+                   "How the output stores samples: 8, 16, half or float, as its format can (default: as the effect "
+                   "gives them; half in .exr where the first input is half)")
+        ->check(CLI::IsMember({"8", "16", "half", "float"}));
+    app.add_option(
+           "--compression", options.compression,
+           "Of the output: zip, none, rle, zips, piz, pxr24, b44, b44a, dwaa or dwab in .exr; zip, none, lzw or "
+           "packbits in .tif; 0 to 9 in .png")
+        ->type_name("NAME");
+    app.add_option("--quality", options.quality,
+                   "Of .jpg, 1 to 100 (default: 95); of dwaa and dwab in .exr their level")
+        ->check(CLI::Range(1, 1000));
+}
+
 void addOptions(CLI::App& app, RenderOptions& options) {
     app.add_option("EFFECT", options.effect, "Q_Darken, Darken, darken or the full identifier")->required();
     app.add_option("-i,--input", options.inputs,
                    "A picture, or a sequence such as plate.%04d.exr or plate.####.exr; without CLIP= the inputs fill "
-                   "the effect's clips in order")
+                   "the effect's clips in order; a layer or part of an .exr is FILE:LAYER")
         ->type_name("[CLIP=]FILE")
         ->allow_extra_args(false);
     app.add_option("-o,--output", options.output, "The picture or sequence to write")->type_name("FILE")->required();
@@ -230,20 +259,26 @@ void addOptions(CLI::App& app, RenderOptions& options) {
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
     app.add_option("--preset", options.preset, "Choose a preset by text or index, before -p")->type_name("TEXT");
-    app.add_option("--depth", options.depth, "Bits of a sample that the effect gets and gives: 8, 16 or 32 (float)")
-        ->check(CLI::IsMember({8, 16, 32}))
-        ->capture_default_str();
+    app.add_option("--depth", options.depth,
+                   "Bits of a sample that the effect gets and gives: 8, 16 or 32 (float; default: the most that the "
+                   "effect can)")
+        ->check(CLI::IsMember({8, 16, 32}));
     app.add_option("--size", options.size, "Size of the project (default: that of the first input, else 1920x1080)")
         ->type_name("WxH");
-    app.add_option("--pixel-aspect", options.pixelAspect, "Width of a pixel, its height being 1")
-        ->check(CLI::Range(0.01, 100.0))
-        ->capture_default_str();
+    app.add_option("--pixel-aspect", options.pixelAspect,
+                   "Width of a pixel, its height being 1 (default: as the first input says, else 1)")
+        ->check(CLI::Range(0.01, 100.0));
     app.add_option("--render-scale", options.renderScale, "Render at this part of the size")
         ->check(CLI::Range(0.001, 1.0))
         ->capture_default_str();
-    app.add_option("--fps", options.frameRate, "Frames in a second of the project")
-        ->check(CLI::Range(0.001, 100000.0))
-        ->capture_default_str();
+    app.add_option("--fps", options.frameRate,
+                   "Frames in a second of the project (default: as the first input says, else 25)")
+        ->check(CLI::Range(0.001, 100000.0));
+    app.add_option("--missing", options.missing,
+                   "What stands for frames that a sequence has no file for: hold (the frame before) or black; without "
+                   "it they are an error")
+        ->check(CLI::IsMember({"hold", "black"}));
+    addFileOptions(app, options);
     app.add_option("--threads", options.session.threads, "Threads for the effect (default: as many as there are)")
         ->check(CLI::Range(1u, 1024u))
         ->type_name("N");

@@ -18,15 +18,22 @@ struct RenderOptions {
     SessionOptions session;
     std::string effect, output, frames, size, context, preset;
     std::vector<std::string> inputs, params;
-    int depth = 32;
-    double pixelAspect = 1.0, renderScale = 1.0, frameRate = 25.0;
+    int depth = 0;  // 0: the deepest that the effect works at
+    double renderScale = 1.0;
+    double pixelAspect = 0.0, frameRate = 0.0;  // 0: as the first input's file says, else 1 and 25
+    std::string missing;                        // empty, "hold" or "black"
+    std::string colourIn, colourOut;            // empty: as the files say
+    std::string fileDepth, compression;         // empty: what suits
+    int quality = 0;
 };
 
 struct RenderPlan {
     std::unique_ptr<ofxhost::EffectDescriptor> descriptor;
     std::map<std::string, std::shared_ptr<InputSource>> inputs;  // by clip
     std::vector<int> frames;                                     // host times, in the order of rendering
+    std::shared_ptr<InputSource> primary;  // of the first clip that has an input; null when none has
     FilePattern output{""};
+    WriteOptions files;  // of all frames; what differs from frame to frame is in writeOptions()
     PictureForm form;
     ofxhost::ProjectSettings project;
 
@@ -34,6 +41,11 @@ struct RenderPlan {
     // for, if that is earlier) to the last frame asked for, so that frame 20 is the same whether it is rendered alone
     // or not.
     OfxRangeD frameRange(const InputSource& input) const;
+    // For the file of a frame of which the effect says what its alpha is. May read a file's header; throws RunError.
+    WriteOptions writeOptions(int frame, Alpha alpha) const;
+    // A line for each file that is read or written: what it holds and what it is taken for; and what is worth a
+    // warning.
+    std::vector<std::string> summary(Alpha alpha) const, warnings() const;
 };
 
 // Throws UsageError and RunError.

@@ -37,8 +37,10 @@ fs::path bundleBelow(const fs::path& folder) {
     return {};
 }
 
-// "Q_Darken" gives "Darken"; a name without such a prefix stays.
-std::string withoutPrefix(const std::string& name) { return name.starts_with("Q_") ? name.substr(2) : name; }
+// "Q_Darken" and "q_darken" lose their beginning; a name without it stays.
+std::string withoutPrefix(const std::string& name) {
+    return equalIgnoringCase(name.substr(0, 2), "Q_") ? name.substr(2) : name;
+}
 
 }  // namespace
 
@@ -47,7 +49,7 @@ void SessionOptions::addTo(CLI::App& app) {
         ->type_name("PATH");
     app.add_option("--host", host,
                    "The host to be: generic, nuke, toxik, scratch, fusion, filmmaster, baselight, avid, mistika, "
-                   "vegas, cdv, or any host name")
+                   "vegas, cdv, mlt, or any host name")
         ->type_name("WORD")
         ->capture_default_str();
     app.add_option("--log", log,
@@ -98,15 +100,16 @@ ofxhost::Plugin& Session::effect(std::string_view text) {
         const std::string name = plugin->name();
         for (const std::string& known : {plugin->identifier(), name, withoutPrefix(name)})
             if (equalIgnoringCase(known, text)) return *plugin;
-        names.push_back(name);
+        names.push_back(withoutPrefix(name));
     }
     // Measured without the prefix, which a user may have left out.
-    const std::string bare = withoutPrefix(std::string(text));
-    std::sort(names.begin(), names.end(), [&](const auto& a, const auto& b) {
-        return editDistance(bare, withoutPrefix(a)) < editDistance(bare, withoutPrefix(b));
-    });
+    const std::string near = nearest(withoutPrefix(std::string(text)), names);
+    const auto found = std::find(names.begin(), names.end(), near);
     throw UsageError("there is no effect \"" + std::string(text) + "\"" +
-                     (names.empty() ? "" : "; did you mean \"" + names.front() + "\"?"));
+                     (near.empty()
+                          ? "; quillon list tells them all"
+                          : "; did you mean \"" +
+                                m_bundle->plugins()[static_cast<std::size_t>(found - names.begin())]->name() + "\"?"));
 }
 
 std::unique_ptr<ofxhost::EffectDescriptor> Session::describe(ofxhost::Plugin& plugin) {

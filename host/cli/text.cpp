@@ -78,17 +78,23 @@ int editDistance(std::string_view a, std::string_view b) {
 }
 
 std::string nearest(std::string_view text, const std::vector<std::string>& names) {
-    const auto best = std::min_element(names.begin(), names.end(), [&](const auto& a, const auto& b) {
-        return editDistance(text, a) < editDistance(text, b);
-    });
-    return best == names.end() ? std::string() : *best;
+    const std::string* best = nullptr;
+    int least = 0;
+    for (const std::string& name : names) {
+        const bool begins = text.size() >= 2 && equalIgnoringCase(text, std::string_view(name).substr(0, text.size()));
+        const int distance = begins ? 0 : editDistance(text, name);
+        // Beyond two slips, two letters of five may be wrong; a name of which every letter would change is no help.
+        const int longer = static_cast<int>(std::max(text.size(), name.size()));
+        if (distance > std::max(2, longer * 2 / 5) || distance >= longer || (best && distance >= least)) continue;
+        best = &name;
+        least = distance;
+    }
+    return best ? *best : std::string();
 }
 
 std::string suggestion(std::string_view text, const std::vector<std::string>& names) {
     const std::string name = nearest(text, names);
-    // A name of which every letter would have to change is no help.
-    if (name.empty() || editDistance(text, name) >= static_cast<int>(std::max(text.size(), name.size()))) return {};
-    return "; did you mean \"" + name + "\"?";
+    return name.empty() ? name : "; did you mean \"" + name + "\"?";
 }
 
 }  // namespace quillon

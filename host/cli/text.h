@@ -24,7 +24,7 @@ std::string numberText(double value);
 
 // Levenshtein distance of two names, ignoring case.
 int editDistance(std::string_view a, std::string_view b);
-// The name closest to `text`; empty when there are none.
+// The name closest to `text`, one that begins with it before all others; empty when none is anywhere near.
 std::string nearest(std::string_view text, const std::vector<std::string>& names);
 // `; did you mean "Radius"?`, or nothing when no name is anywhere near.
 std::string suggestion(std::string_view text, const std::vector<std::string>& names);

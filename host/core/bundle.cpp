@@ -3,7 +3,9 @@
 #include <dlfcn.h>
 #include <elf.h>
 
+#include <atomic>
 #include <cstring>
+#include <exception>
 #include <fstream>
 
 #include "ofx/ofx_names.h"
@@ -12,6 +14,32 @@ namespace ofxhost {
 
 namespace action = ofx::action;
 namespace fs = std::filesystem;
+
+namespace {
+
+bool accepted(OfxStatus status) { return status == ofx::status::OK || status == ofx::status::ReplyDefault; }
+
+std::atomic<const char*> currentAction{nullptr}, currentEffect{nullptr};
+
+// While it lives, this is where the process is.
+class InBundle {
+  public:
+    InBundle(const char* actionText, const char* effect)
+        : m_action(currentAction.exchange(actionText)), m_effect(currentEffect.exchange(effect)) {}
+    ~InBundle() {
+        currentAction = m_action;
+        currentEffect = m_effect;
+    }
+    InBundle(const InBundle&) = delete;
+    InBundle& operator=(const InBundle&) = delete;
+
+  private:
+    const char *m_action, *m_effect;
+};
+
+}  // namespace
+
+PlaceInBundle placeInBundle() { return {currentAction.load(), currentEffect.load()}; }
 
 Plugin::Plugin(Host& host, OfxPlugin* record, std::string bundlePath)
     : m_host(host), m_record(record), m_bundlePath(std::move(bundlePath)) {}
@@ -32,6 +60,7 @@ OfxStatus Plugin::callEntry(OfxPluginEntryPoint* entry, const char* actionText, 
     const std::string arguments = std::string(actionText) + ", " + object;
     const std::size_t place = recording ? m_host.beginRecord("action", arguments) : 0;
     OfxStatus status = ofx::status::ErrFatal;
+    const InBundle here(actionText, m_record->pluginIdentifier);
     try {
         status = entry(actionText, handle, inArgs ? inArgs->handle() : nullptr, outArgs ? outArgs->handle() : nullptr);
     } catch (...) {
@@ -48,10 +77,11 @@ OfxStatus Plugin::load() {
     if (m_loaded) return ofx::status::OK;
     {
         const Host::Scope scope(m_host);
+        const InBundle here("setHost", m_record->pluginIdentifier);
         m_record->setHost(m_host.record());
     }
     const OfxStatus status = callEntry(m_record->mainEntry, action::Load, nullptr, identifier(), nullptr, nullptr);
-    m_loaded = status == ofx::status::OK || status == ofx::status::ReplyDefault;
+    m_loaded = accepted(status);
     return status;
 }
 
@@ -69,7 +99,7 @@ std::unique_ptr<EffectDescriptor> Plugin::describe(OfxStatus* status) {
         answer = descriptor->runDescribe();
     }
     if (status) *status = answer;
-    return answer == ofx::status::OK ? std::move(descriptor) : nullptr;
+    return accepted(answer) ? std::move(descriptor) : nullptr;
 }
 
 std::unique_ptr<EffectDescriptor> Plugin::describeInContext(const std::string& context, OfxStatus* status) {
@@ -78,10 +108,10 @@ std::unique_ptr<EffectDescriptor> Plugin::describeInContext(const std::string& c
     if (m_loaded) {
         descriptor = std::make_unique<EffectDescriptor>(*this, context);
         answer = descriptor->runDescribe();
-        if (answer == ofx::status::OK) answer = descriptor->runDescribeInContext();
+        if (accepted(answer)) answer = descriptor->runDescribeInContext();
     }
     if (status) *status = answer;
-    return answer == ofx::status::OK ? std::move(descriptor) : nullptr;
+    return accepted(answer) ? std::move(descriptor) : nullptr;
 }
 
 // ---- Bundle ---------------------------------------------------------------------------------------------------
@@ -142,14 +172,24 @@ Function* symbol(void* library, const char* name) {
 Bundle::Bundle(Host& host, const fs::path& path) : m_host(host) {
     const fs::path library = fs::absolute(libraryOf(path));
     requireWhole(library);
-    m_library = dlopen(library.c_str(), RTLD_LAZY | RTLD_LOCAL);
+    {
+        const InBundle here("its own start", nullptr);
+        m_library = dlopen(library.c_str(), RTLD_LAZY | RTLD_LOCAL);
+    }
     if (!m_library) throw Error(std::string("the bundle does not load: ") + dlerror());
+    std::string failure;
     try {
         openPlugins(library);
+        return;
+    } catch (const std::exception& error) {
+        failure = error.what();
     } catch (...) {
-        dlclose(m_library);
-        throw;
+        failure = "an exception left the bundle's entry points";
     }
+    // Thrown anew: what the bundle throws goes with its library.
+    m_plugins.clear();
+    dlclose(m_library);
+    throw Error(failure);
 }
 
 void Bundle::openPlugins(const fs::path& library) {
@@ -157,6 +197,7 @@ void Bundle::openPlugins(const fs::path& library) {
     auto* get = symbol<OfxPlugin*(int)>(m_library, "OfxGetPlugin");
     if (!count || !get) throw Error("not an OFX plug-in: " + library.string());
     const Host::Scope scope(m_host);
+    const InBundle here("its entry points", nullptr);
     if (auto* setHost = symbol<OfxStatus(const OfxHost*)>(m_library, "OfxSetHost")) {
         const OfxStatus status = setHost(m_host.record());
         if (status == ofx::status::Failed) return;  // it asks to be passed over in silence
@@ -164,10 +205,8 @@ void Bundle::openPlugins(const fs::path& library) {
     }
     const std::string bundlePath = bundleOf(library);
     const int plugins = count();
+    // No other index: many bundles end the process for one.
     for (int i = 0; i < plugins; ++i) addPlugin(get(i), i, bundlePath);
-    if (get(plugins) || get(-1)) {
-        m_host.report(Severity::Error, "OfxGetPlugin", "", "a plug-in at an index outside the range");
-    }
 }
 
 Bundle::Bundle(Host& host, const std::vector<OfxPlugin*>& plugins) : m_host(host) {
@@ -177,6 +216,7 @@ Bundle::Bundle(Host& host, const std::vector<OfxPlugin*>& plugins) : m_host(host
 
 Bundle::~Bundle() {
     m_plugins.clear();
+    const InBundle here("its own end", nullptr);
     if (m_library) dlclose(m_library);
 }
 
@@ -192,7 +232,9 @@ void Bundle::addPlugin(OfxPlugin* record, int index, const std::string& bundlePa
         return refuse("a plug-in of another interface");
     }
     for (const auto& plugin : m_plugins) {
-        if (plugin->identifier() == record->pluginIdentifier) refuse("two plug-ins of one identifier");
+        if (plugin->identifier() == record->pluginIdentifier &&
+            plugin->record().pluginVersionMajor == record->pluginVersionMajor)
+            refuse("two plug-ins of one identifier and version");
     }
     m_plugins.push_back(std::make_unique<Plugin>(m_host, record, bundlePath));
 }

@@ -18,6 +18,15 @@ class Error : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Where in a bundle this process is, for those that tell of its death: the action or entry point entered last, and the
+// effect's identifier or null. Both are null outside of bundles. Texts live as long as the bundle is loaded; safe to
+// read in a signal's handler.
+struct PlaceInBundle {
+    const char* action;
+    const char* effect;
+};
+PlaceInBundle placeInBundle();
+
 class Plugin {
   public:
     Plugin(Host& host, OfxPlugin* record, std::string bundlePath);

@@ -43,8 +43,9 @@ void Clip::setFormat(const ClipFormat& format) {
         m_properties.setString(property, components);
     }
     for (const char* property : {prop::FrameRange, prop::UnmappedFrameRange}) {
-        m_properties.setDouble(property, format.firstFrame, 0);
-        m_properties.setDouble(property, format.lastFrame, 1);
+        const bool told = !m_effect.host().config().onlySource;
+        m_properties.setDouble(property, told ? format.firstFrame : 0.0, 0);
+        m_properties.setDouble(property, told ? format.lastFrame : 0.0, 1);
     }
     for (const char* property : {prop::FrameRate, prop::UnmappedFrameRate}) {
         m_properties.setDouble(property, format.frameRate);
@@ -54,6 +55,8 @@ void Clip::setFormat(const ClipFormat& format) {
 }
 
 void Clip::connect(Source source, const ClipFormat& format) {
+    const bool onlySource = m_effect.host().config().onlySource;
+    if (onlySource && !isOutput() && m_name != ofx::clip::Source) return;
     m_source = std::move(source);
     setFormat(format);
     m_properties.setInt(prop::ClipConnected, 1);
@@ -81,8 +84,8 @@ void Clip::setRegionOfDefinition(std::optional<OfxRectD> region) { m_region = re
 
 OfxRectD Clip::regionOfDefinition(double) const {
     if (m_region) return *m_region;
-    const PropertySet& effect = m_effect.properties();
-    return {0.0, 0.0, effect.getDouble(prop::ProjectSize, 0), effect.getDouble(prop::ProjectSize, 1)};
+    const OfxPointD extent = m_effect.projectExtent();
+    return {0.0, 0.0, extent.x, extent.y};
 }
 
 ImagePtr Clip::fetch(double time, std::string* error) const {

@@ -8,6 +8,8 @@ std::string_view severityName(Severity severity) {
     switch (severity) {
         case Severity::Note:
             return "note";
+        case Severity::Probe:
+            return "probe";
         case Severity::Warning:
             return "warning";
         case Severity::Error:

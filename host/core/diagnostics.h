@@ -12,11 +12,12 @@ namespace ofxhost {
 
 enum class Severity {
     Note,     // outside the letter of the standard, but known and harmless (see toleranceOf in property_tables.h)
+    Probe,    // asks for or sets a property that this host does not have, as plug-ins do to find out what a host can
     Warning,  // doubtful: works here, may not elsewhere
     Error     // breaks the interface
 };
 
-std::string_view severityName(Severity severity);  // "note", "warning", "error"
+std::string_view severityName(Severity severity);  // "note", "probe", "warning", "error"
 
 struct Diagnostic {
     Severity severity = Severity::Error;

@@ -25,12 +25,30 @@ Effect::~Effect() = default;
 
 Host& Effect::host() const { return m_plugin.host(); }
 
+namespace {
+
+// The actions under way on this thread, of any effect.
+struct RunningAction {
+    const Effect* effect;
+    const char* action;
+    const RunningAction* outer;
+};
+thread_local const RunningAction* runningActions = nullptr;
+
+}  // namespace
+
+const char* Effect::currentAction() const {
+    for (const RunningAction* running = runningActions; running; running = running->outer)
+        if (running->effect == this) return running->action;
+    return nullptr;
+}
+
 OfxStatus Effect::send(const char* action, PropertySet* inArgs, PropertySet* outArgs) {
-    const char* const before = m_action;
-    m_action = action;
+    const RunningAction running{this, action, runningActions};
+    runningActions = &running;
     const OfxStatus status =
         m_plugin.callEntry(m_plugin.record().mainEntry, action, handle(), m_properties.owner(), inArgs, outArgs);
-    m_action = before;
+    runningActions = running.outer;
     return status;
 }
 
@@ -115,7 +133,7 @@ ParamDescriptor* EffectDescriptor::defineParam(const char* type, const char* nam
 
 OfxStatus EffectDescriptor::runDescribe() {
     const OfxStatus status = send(ofx::action::Describe, nullptr, nullptr);
-    if (status == ofx::status::OK) checkDescription();
+    if (status == ofx::status::OK || status == ofx::status::ReplyDefault) checkDescription();
     return status;
 }
 
@@ -124,7 +142,7 @@ OfxStatus EffectDescriptor::runDescribeInContext() {
     addArgumentProperties(arguments, ofx::action::DescribeInContext);
     arguments.setString(prop::Context, m_context);
     const OfxStatus status = send(ofx::action::DescribeInContext, &arguments, nullptr);
-    if (status == ofx::status::OK) {
+    if (status == ofx::status::OK || status == ofx::status::ReplyDefault) {
         checkClips();
         checkParameters();
     }
@@ -234,10 +252,10 @@ EffectInstance::~EffectInstance() {
 void EffectInstance::setProject(const ProjectSettings& project) {
     m_project = project;
     PropertySet& set = properties();
-    const bool square = host().config().units == ProjectUnits::SquarePixels;
+    const OfxPointD size = host().config().onlySource ? OfxPointD{0.0, 0.0} : projectExtent();
     for (const char* name : {prop::ProjectSize, prop::ProjectExtent}) {
-        set.setDouble(name, project.width * (square ? project.pixelAspect : 1.0), 0);
-        set.setDouble(name, project.height, 1);
+        set.setDouble(name, size.x, 0);
+        set.setDouble(name, size.y, 1);
     }
     set.setDouble(prop::ProjectPixelAspectRatio, project.pixelAspect);
     set.setDouble(prop::InstanceEffectDuration, project.duration());
@@ -252,6 +270,11 @@ void EffectInstance::setProject(const ProjectSettings& project) {
         clip->properties().setDouble(prop::UnmappedFrameRate, project.frameRate);
         clip->properties().setDouble(prop::ImagePixelAspectRatio, project.pixelAspect);
     }
+}
+
+OfxPointD EffectInstance::projectExtent() const {
+    const bool square = host().config().units == ProjectUnits::SquarePixels;
+    return {m_project.width * (square ? m_project.pixelAspect : 1.0), static_cast<double>(m_project.height)};
 }
 
 Clip* EffectInstance::findClip(std::string_view name) const { return findByName(m_clips, name); }

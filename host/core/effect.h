@@ -40,8 +40,9 @@ class Effect {
     // One of the two is this object, the other null.
     virtual EffectDescriptor* asDescriptor() { return nullptr; }
     virtual EffectInstance* asInstance() { return nullptr; }
-    // The action that the plug-in is working on for this effect, outermost first; empty when none is.
-    const char* currentAction() const { return m_action; }
+    // The action that the plug-in is working on for this effect on the calling thread, the innermost one; null when
+    // none is.
+    const char* currentAction() const;
 
   protected:
     Effect(Plugin& plugin, ObjectKind kind);
@@ -52,7 +53,6 @@ class Effect {
     Plugin& m_plugin;
     PropertySet m_properties, m_paramSetProperties;
     HandleTicket m_ticket, m_paramSetTicket;
-    const char* m_action = nullptr;
 };
 
 // Made by Plugin::describe (no context: no clips or parameters yet) and Plugin::describeInContext.
@@ -109,6 +109,8 @@ struct RenderRequest {
     std::optional<std::chrono::steady_clock::time_point> stopAt = std::nullopt;
 };
 
+// While one thread renders, another may send the other actions, as the interface of a host does; set-up (connect,
+// formats, regions, project) may not happen meanwhile.
 class EffectInstance final : public Effect {
   public:
     // The descriptor must have a context and outlive the instance. Sends nothing: call create().
@@ -119,6 +121,7 @@ class EffectInstance final : public Effect {
     EffectDescriptor& descriptor() const { return m_descriptor; }
     const ProjectSettings& project() const { return m_project; }
     void setProject(const ProjectSettings& project);
+    OfxPointD projectExtent() const;  // in the host's units; what the plug-in is told unless the host tells nothing
     double currentTime() const { return m_time; }
     void setCurrentTime(double time) { m_time = time; }  // where paramGetValue reads
 
@@ -157,7 +160,7 @@ class EffectInstance final : public Effect {
     OfxStatus render(const RenderRequest& request, const ImagePtr& image);
     bool toldToStop() const { return m_toldToStop; }  // in the last render, by its stopAt
     bool pollStop();                                  // from the effect suite
-    OfxStatus simpleAction(const char* action);  // one without arguments: purge caches, sync, begin and end edit
+    OfxStatus simpleAction(const char* action);       // one without arguments: purge caches, sync, begin and end edit
 
     // ---- Images held by the plug-in ----
     int heldImages() const;
@@ -175,7 +178,7 @@ class EffectInstance final : public Effect {
   private:
     // One image in the plug-in's hands. All property sets of kind Image are such.
     struct HeldImage : PropertySet {
-        HeldImage(Clip& clip, ImagePtr image, double time);
+        HeldImage(Clip& clip, ImagePtr image, double time, bool empty);
         Clip& clip;
         ImagePtr image;
         std::uint64_t checksum = 0;  // of a source, when the host checks those
@@ -187,7 +190,7 @@ class EffectInstance final : public Effect {
 
     EffectDescriptor& m_descriptor;
     ProjectSettings m_project;
-    double m_time = 0.0;
+    std::atomic<double> m_time{0.0};
     std::vector<std::unique_ptr<Clip>> m_clips;
     std::vector<std::unique_ptr<Param>> m_params;
     mutable std::mutex m_imagesMutex;
@@ -195,7 +198,7 @@ class EffectInstance final : public Effect {
     std::atomic<int> m_fetched{0}, m_released{0};
     std::atomic<int> m_actionDepth{0}, m_changeDepth{0};
     int m_editDepth = 0;
-    std::optional<std::chrono::steady_clock::time_point> m_stopAt;
+    std::atomic<std::chrono::steady_clock::time_point> m_stopAt{std::chrono::steady_clock::time_point::max()};
     std::atomic<bool> m_toldToStop{false};
     bool m_created = false, m_creating = false;
 };

@@ -151,6 +151,12 @@ OfxStatus EffectInstance::clipPreferences(ClipPreferences& preferences) {
         out.define(prop::ClipPARPrefix + clip->name(), PropertyType::Double, 1, true);
         out.setDouble(prop::ClipPARPrefix + clip->name(), set.getDouble(prop::ImagePixelAspectRatio));
     }
+    // What an effect says nothing of is as its first input has it.
+    for (const Clip* clip : inputs()) {
+        if (!clip->connected()) continue;
+        out.setString(prop::PreMultiplication, clip->properties().getString(prop::PreMultiplication));
+        break;
+    }
     const OfxStatus status = run(action::GetClipPreferences, nullptr, &out);
     const auto written = out.writtenProperties();
     if (!host().config().setableFrameRate &&
@@ -176,8 +182,8 @@ OfxStatus EffectInstance::regionOfDefinition(double time, OfxPointD renderScale,
     in.setDouble(prop::Time, time);
     in.setPair(prop::RenderScale, renderScale.x, renderScale.y);
     OutArguments out(host(), action::GetRegionOfDefinition);
-    out.setDouble(prop::RegionOfDefinition, properties().getDouble(prop::ProjectSize, 0), 2);
-    out.setDouble(prop::RegionOfDefinition, properties().getDouble(prop::ProjectSize, 1), 3);
+    out.setDouble(prop::RegionOfDefinition, projectExtent().x, 2);
+    out.setDouble(prop::RegionOfDefinition, projectExtent().y, 3);
     const OfxStatus status = run(action::GetRegionOfDefinition, &in, &out);
     region = out.region(prop::RegionOfDefinition);
     return status;
@@ -293,10 +299,10 @@ OfxStatus EffectInstance::render(const RenderRequest& request, const ImagePtr& i
                       .premultiplication = layout.premultiplication});
     target.setOutputImage(image, request.time);
     m_time = request.time;
-    m_stopAt = request.stopAt;
+    m_stopAt = request.stopAt.value_or(std::chrono::steady_clock::time_point::max());
     m_toldToStop = false;
     const OfxStatus status = run(action::Render, &in, nullptr);
-    m_stopAt.reset();
+    m_stopAt = std::chrono::steady_clock::time_point::max();
     target.clearOutputImage();
     if (status == ofx::status::ReplyDefault) {
         host().report(Severity::Error, action::Render, "", "a render has no default to fall back on");
@@ -309,14 +315,14 @@ OfxStatus EffectInstance::render(const RenderRequest& request, const ImagePtr& i
 }
 
 bool EffectInstance::pollStop() {
-    if (!m_stopAt || std::chrono::steady_clock::now() < *m_stopAt) return false;
+    if (std::chrono::steady_clock::now() < m_stopAt.load()) return false;
     m_toldToStop = true;
     return true;
 }
 
 // ---- Images ---------------------------------------------------------------------------------------------------
 
-EffectInstance::HeldImage::HeldImage(Clip& fromClip, ImagePtr picture, double time)
+EffectInstance::HeldImage::HeldImage(Clip& fromClip, ImagePtr picture, double time, bool empty)
     : PropertySet(fromClip.effect().host(), ObjectKind::Image, "image of " + fromClip.name()),
       clip(fromClip),
       image(std::move(picture)) {
@@ -324,7 +330,8 @@ EffectInstance::HeldImage::HeldImage(Clip& fromClip, ImagePtr picture, double ti
     const ImageLayout& layout = image->layout();
     const HostHooks& hooks = host().hooks();
     const auto meant = [this](const std::string& name) { return name == "*" || name == clip.name(); };
-    const bool noData = meant(hooks.nullDataClip), empty = meant(hooks.emptyBoundsClip);
+    const bool noData = empty || meant(hooks.nullDataClip);
+    empty = empty || meant(hooks.emptyBoundsClip);
     setString(prop::PixelDepth, depthText(layout.depth));
     setString(prop::Components, layout.components == 4   ? ofx::component::RGBA
                                 : layout.components == 3 ? ofx::component::RGB
@@ -361,8 +368,10 @@ OfxStatus EffectInstance::getImage(Clip& clip, double time, OfxPropertySetHandle
     std::string error;
     ImagePtr image = clip.fetch(time, &error);
     if (!error.empty()) host().report(Severity::Warning, "clipGetImage", clip.name(), error);
+    const bool empty = !image && host().config().onlySource && !clip.isOutput();
+    if (empty) image = std::make_shared<Image>(ImageLayout{.bounds = {0, 0, 1, 1}});
     if (!image) return ofx::status::Failed;
-    auto held = std::make_unique<HeldImage>(clip, std::move(image), time);
+    auto held = std::make_unique<HeldImage>(clip, std::move(image), time, empty);
     *result = held->handle();
     clip.countFetch();
     ++m_fetched;

@@ -25,7 +25,7 @@ struct HostHooks {
     int abortAtPoll = 0;         // this and all later answers of abort() since armed are 1
     int failClipGetImageAt = 0;  // that call since armed answers `clipGetImageStatus` with no image
     OfxStatus clipGetImageStatus = ofx::status::Failed;
-    std::string nullDataClip;  // images of this clip have no pixels; "*": of all clips
+    std::string nullDataClip;     // images of this clip have no pixels; "*": of all clips
     std::string emptyBoundsClip;  // images of this clip say that they have no width and no height; "*": of all clips
     std::set<std::string> withheldSuites;
     std::set<std::string> withheldHostProperties;

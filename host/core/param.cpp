@@ -170,8 +170,9 @@ void Param::copyFrom(const Param& other, double offset, const OfxRangeD* range) 
 
 char* Param::holdText(std::string text) const {
     std::lock_guard lock(m_mutex);
-    m_heldText = std::move(text);
-    return m_heldText.data();
+    std::string& held = m_heldTexts[std::this_thread::get_id()];
+    held = std::move(text);
+    return held.data();
 }
 
 }  // namespace ofxhost

@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "host/core/param_type.h"
@@ -74,7 +75,7 @@ class Param {
     double integral(double from, double to, int index) const;
     void copyFrom(const Param& other, double offset, const OfxRangeD* range);
 
-    // For the interface: text that stays valid until the next call on this parameter.
+    // For the interface: text that stays valid until the next call on this parameter by the same thread.
     char* holdText(std::string text) const;
 
   private:
@@ -87,7 +88,7 @@ class Param {
     mutable std::recursive_mutex m_mutex;
     ParamValue m_value;
     std::map<double, ParamValue> m_keys;
-    mutable std::string m_heldText;
+    mutable std::map<std::thread::id, std::string> m_heldTexts;
     HandleTicket m_ticket;
 };
 

@@ -158,7 +158,7 @@ void PropertySet::store(Property& property, int index, PropertyValue value) {
     const auto at = static_cast<std::size_t>(index);
     if (at >= property.values.size()) {
         property.values.push_back(std::move(value));
-    } else {
+    } else if (property.values[at] != value) {  // another thread may be reading what stays the same
         property.values[at] = std::move(value);
     }
 }
@@ -237,10 +237,17 @@ OfxStatus PropertySet::refuse(const char* call, const char* name, OfxStatus stat
     return status;
 }
 
+// The standard's way of finding out what a host can do is to ask: no fault.
+OfxStatus PropertySet::refuseUnknown(const char* call, const char* name) const {
+    const bool tolerated = toleranceOf(m_kind, name) != nullptr;
+    m_host.report(tolerated ? Severity::Note : Severity::Probe, call, name, m_owner + ": no such property");
+    return ofx::status::ErrUnknown;
+}
+
 OfxStatus PropertySet::checkWrite(const char* call, const char* name, int index, const PropertyValue& value) const {
     using namespace ofx::status;
     const Property* property = find(name);
-    if (!property) return refuse(call, name, ErrUnknown, "no such property");
+    if (!property) return refuseUnknown(call, name);
     if (property->type != typeOf(value)) {
         return refuse(call, name, ErrUnknown,
                       "the property holds " + std::string(propertyTypeName(property->type)) + ", not " +
@@ -298,7 +305,7 @@ OfxStatus PropertySet::read(const char* call, const char* name, int index, Prope
                 return ErrUnknown;
             }
         }
-        return refuse(call, name, ErrUnknown, "no such property");
+        return refuseUnknown(call, name);
     }
     if (property->type != type) {
         return refuse(call, name, ErrUnknown,
@@ -319,7 +326,7 @@ OfxStatus PropertySet::reset(const char* call, const char* name) {
     std::lock_guard lock(m_mutex);
     if (!name) return refuse(call, "", ErrUnknown, "null property name");
     Property* property = find(name);
-    if (!property) return refuse(call, name, ErrUnknown, "no such property");
+    if (!property) return refuseUnknown(call, name);
     if (!property->mayWrite) return refuse(call, name, ErrValue, "the property is read-only");
     property->values.assign(property->initial.begin(), property->initial.end());
     return OK;
@@ -330,7 +337,7 @@ OfxStatus PropertySet::dimension(const char* call, const char* name, int* count)
     std::lock_guard lock(m_mutex);
     if (!name) return refuse(call, "", ErrUnknown, "null property name");
     const Property* property = visible(name);
-    if (!property) return refuse(call, name, ErrUnknown, "no such property");
+    if (!property) return refuseUnknown(call, name);
     if (!count) return refuse(call, name, ErrValue, "null result pointer");
     *count = static_cast<int>(property->values.size());
     return OK;

@@ -107,6 +107,7 @@ class PropertySet {
     Property& require(std::string_view name) const;
     void addTable(const PropertyRow* rows, std::size_t count);
     OfxStatus refuse(const char* call, const char* name, OfxStatus status, const std::string& message) const;
+    OfxStatus refuseUnknown(const char* call, const char* name) const;
     OfxStatus checkWrite(const char* call, const char* name, int index, const PropertyValue& value) const;
     void store(Property& property, int index, PropertyValue value);
     void updateFollowers(const std::string& name);

@@ -6,7 +6,7 @@ namespace {
 constexpr auto Pixels = ProjectUnits::Pixels;
 constexpr auto SquarePixels = ProjectUnits::SquarePixels;
 
-// word, name, label, pages, units
+// word, name, label, pages, units, only the source
 constexpr HostIdentity identities[] = {
     {"generic", "com.brindlemoor.QuillonHost", "Quillon host", 0, Pixels},
     {"nuke", "uk.co.thefoundry.nuke", "Nuke", 0, SquarePixels},
@@ -19,6 +19,7 @@ constexpr HostIdentity identities[] = {
     {"mistika", "Mistika", "Mistika", 0, Pixels},
     {"vegas", "com.sonycreativesoftware.vegas", "Vegas", 0, SquarePixels},
     {"cdv", "com.chinadigitalvideo.dx", "CDV DX", 10, Pixels},
+    {"mlt", "MLT", "MLT", 0, Pixels, true},
 };
 
 }  // namespace
@@ -33,6 +34,7 @@ HostConfig hostConfig(std::string_view wordOrName) {
         config.label = identity.label;
         config.maxPages = identity.maxPages;
         config.units = identity.units;
+        config.onlySource = identity.onlySource;
         return config;
     }
     config.name = wordOrName;

@@ -31,6 +31,9 @@ struct HostConfig {
     bool setableFrameRate = false;
     bool background = false;
     ProjectUnits units = ProjectUnits::Pixels;
+    // A host of plain filters: an instance is told no size of a project, only the clip "Source" is ever connected,
+    // clips know no frames, and an image asked of any other clip is there and has no data.
+    bool onlySource = false;
     unsigned threads = 0;  // of the multi-thread suite; 0: as many as the machine runs at once
     // Compares every source image before and after the plug-in had it. Costs a pass over the pixels for each fetch.
     bool checkSources = false;
@@ -43,6 +46,7 @@ struct HostIdentity {
     std::string_view label;
     int maxPages;
     ProjectUnits units;
+    bool onlySource = false;
 };
 
 std::span<const HostIdentity> knownHosts();

@@ -205,6 +205,7 @@ Json effectJson(const EffectDefinition& effect) {
 std::string declarationsAsJson(std::span<const EffectDefinition> effects) {
     Json list = Json::array();
     for (const EffectDefinition& effect : effects) list.push_back(effectJson(effect));
-    return Json{{"version", PRODUCT_VERSION}, {"effects", list}}.dump(1, ' ', false, Json::error_handler_t::replace) +
+    return Json{{"version", PRODUCT_VERSION}, {"anyIndex", true}, {"effects", list}}.dump(
+               1, ' ', false, Json::error_handler_t::replace) +
            "\n";
 }

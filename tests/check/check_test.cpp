@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -13,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "host/cli/picture_file.h"
 #include "hostcli/temporary_folder.h"
 
 namespace {
@@ -46,7 +48,7 @@ TEST(CheckCommand, EndsWith0WhenNothingIsFound) {
     const Result result = check("--effects sound --invariants order,threads --jobs 2");
     EXPECT_EQ(result.code, 0) << result.text;
     EXPECT_THAT(result.text, HasSubstr("nothing found"));
-    EXPECT_THAT(result.text, HasSubstr("1 effects"));
+    EXPECT_THAT(result.text, HasSubstr("1 effect "));
 }
 
 TEST(CheckCommand, EndsWith1AndALineThatReproducesWhatItFound) {
@@ -128,6 +130,35 @@ TEST(CheckCommand, LeavesNothingInTheTemporaryFolder) {
     ::unsetenv("TMPDIR");
     EXPECT_TRUE(fs::is_empty(folder));
     fs::remove_all(folder);
+}
+
+// Bundles in the manner of others: no index is asked that they do not have, and what they ask in vain is no finding.
+TEST(ForeignBundles, AreListedDescribedRenderedAndChecked) {
+    const TemporaryFolder folder;
+    quillon::writePicture(folder / "in.png", quillon::Picture(8, 8), {.depth = 8});
+    for (const std::string name : {"Asserting", "Throwing"}) {
+        const std::string bundle = " --bundle " BUNDLES "/" + name + ".ofx.bundle ";
+        Result result = quillon("list" + bundle);
+        EXPECT_EQ(result.code, 0) << result.text;
+        EXPECT_THAT(result.text, HasSubstr("Half as bright"));
+        EXPECT_THAT(quillon("describe Halver" + bundle).text, HasSubstr("Die  OfxParamTypeBoolean"));
+        const std::string render = "render Halver" + bundle + "-i " + (folder / "in.png") + " -o " + (folder / "o.png");
+        result = quillon(render + " --strict");
+        EXPECT_EQ(result.code, 0) << result.text;
+        EXPECT_THAT(result.text, HasSubstr("frame 0"));
+        result = quillon(render + " -p Die=on");
+        EXPECT_TRUE(result.code == 128 + SIGABRT || result.code == 1000 + SIGABRT) << "with or without the shell";
+#ifndef QUILLON_SANITIZED
+        EXPECT_THAT(result.text,
+                    HasSubstr("died by signal 6 in OfxImageEffectActionRender of com.example.foreign.Halver"));
+#endif
+        const std::string check = "check" + bundle + "--invariants entries,exports,declaration,hosts,host-properties";
+        result = quillon(check + " --strictness 4");
+        EXPECT_EQ(result.code, 0) << result.text;
+        EXPECT_THAT(result.text, HasSubstr("note: Halver: propGetString(OfxParamHostPropSupportsStrChoice): "));
+        EXPECT_THAT(quillon(check + " --strictness 3").text, Not(HasSubstr("note: ")));
+        EXPECT_THAT(quillon(check).text, HasSubstr("exported beside the entry points: foreignHelper"));
+    }
 }
 
 #ifdef QUILLON_BUNDLE_PATH

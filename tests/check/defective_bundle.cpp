@@ -1,6 +1,7 @@
 // A bundle with one effect that does all that it should, and one for each way of going wrong. All of them copy their
 // source, a tenth brighter; what else they do is their defect.
 
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -53,17 +54,43 @@ enum class Defect {
     IgnoresScale,
     FragileInteract,
     CrashesDescribing,
-    Slow,  // no defect: a minute a frame, but it stops when told to
-    Deaf,  // three seconds a frame, and does not ask
+    FreesUnderRender,  // a change takes away what a render reads
+    Slow,              // no defect: a minute a frame, but it stops when told to
+    Deaf,              // three seconds a frame, and does not ask
     Count
 };
 
-constexpr const char* names[] = {
-    "Sound",         "CrashesOnNull",    "CrashesWithoutClip", "LeaksImage",        "WritesOutside", "WritesSource",
-    "ReadsOutside",  "DependsOnThreads", "DependsOnCpus",      "IgnoresAbort",      "Hangs",         "DependsOnOrder",
-    "SaysSo",        "SharesState",      "UsesFreshMemory",    "LeavesOutput",      "IgnoresRows",   "TrustsMemory",
-    "LeaksMemory",   "BadDefault",       "BadScriptName",      "KeepsOldValue",     "NotANumber",    "CrashesOnName",
-    "NeedsProperty", "IgnoresScale",     "FragileInteract",    "CrashesDescribing", "Slow",          "Deaf"};
+constexpr const char* names[] = {"Sound",
+                                 "CrashesOnNull",
+                                 "CrashesWithoutClip",
+                                 "LeaksImage",
+                                 "WritesOutside",
+                                 "WritesSource",
+                                 "ReadsOutside",
+                                 "DependsOnThreads",
+                                 "DependsOnCpus",
+                                 "IgnoresAbort",
+                                 "Hangs",
+                                 "DependsOnOrder",
+                                 "SaysSo",
+                                 "SharesState",
+                                 "UsesFreshMemory",
+                                 "LeavesOutput",
+                                 "IgnoresRows",
+                                 "TrustsMemory",
+                                 "LeaksMemory",
+                                 "BadDefault",
+                                 "BadScriptName",
+                                 "KeepsOldValue",
+                                 "NotANumber",
+                                 "CrashesOnName",
+                                 "NeedsProperty",
+                                 "IgnoresScale",
+                                 "FragileInteract",
+                                 "CrashesDescribing",
+                                 "FreesUnderRender",
+                                 "Slow",
+                                 "Deaf"};
 constexpr int effectCount = static_cast<int>(Defect::Count);
 static_assert(std::size(names) == effectCount);
 
@@ -83,7 +110,14 @@ void fetch(const Suite*& suite, const char* name) {
 struct Instance {
     int renders = 0;
     double firstGain = -1.0;
+    std::atomic<volatile char*> table{nullptr};  // a page that a render reads
 };
+
+constexpr std::size_t pageSize = 4096;
+volatile char* newPage() {
+    return static_cast<volatile char*>(
+        ::mmap(nullptr, pageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+}
 
 OfxPropertySetHandle propertiesOf(OfxImageEffectHandle effect) {
     OfxPropertySetHandle set = nullptr;
@@ -291,6 +325,11 @@ OfxStatus render(Defect defect, OfxImageEffectHandle effect, OfxPropertySetHandl
     const HostImage output(effect, ofx::clip::Output, time);
     if (defect == Defect::CrashesOnNull && output) *const_cast<volatile std::byte*>(output.data);
     if (!output.data || output.bounds[2] <= output.bounds[0] || output.bounds[3] <= output.bounds[1]) return OK;
+    if (defect == Defect::FreesUnderRender) {
+        volatile char* const table = newPage();
+        instance->table = table;
+        for (int i = 0; i < 20; ++i, ::usleep(200)) [[maybe_unused]] const char read = table[i];
+    }
     double gain = gainAt(effect, time);
     if (instance->firstGain < 0.0) instance->firstGain = gain;
     if (defect == Defect::KeepsOldValue) gain = instance->firstGain;
@@ -388,7 +427,12 @@ OfxStatus createInstance(Defect defect, OfxImageEffectHandle effect) {
     return OK;
 }
 
-OfxStatus changed(Defect defect, OfxPropertySetHandle in) {
+OfxStatus changed(Defect defect, OfxImageEffectHandle effect, OfxPropertySetHandle in) {
+    Instance* instance = instanceOf(effect);
+    if (defect == Defect::FreesUnderRender && instance) {
+        volatile char* const old = instance->table.exchange(nullptr);
+        if (old) ::munmap(const_cast<char*>(old), pageSize);
+    }
     char* name = nullptr;
     props->propGetString(in, prop::Name, 0, &name);
     if (defect == Defect::CrashesOnName && name && std::strlen(name) > 1000) {
@@ -408,7 +452,7 @@ OfxStatus mainEntry(Defect defect, const char* action, const void* handle, OfxPr
         delete instanceOf(effect);
         return OK;
     }
-    if (is(action, ofx::action::InstanceChanged)) return changed(defect, in);
+    if (is(action, ofx::action::InstanceChanged)) return changed(defect, effect, in);
     if (is(action, ofx::action::Render)) return render(defect, effect, in);
     return ofx::status::ReplyDefault;
 }

@@ -88,7 +88,8 @@ const Defect defects[] = {
     {"CrashesOnName", "changes", "at: instance changed: OfxTypeParameter \"xxx"},
     {"NeedsProperty", "host-properties", "at: describe in OfxImageEffectContextFilter"},
     {"IgnoresScale", "scales", "differs from the full one"},
-    {"FragileInteract", "handles", "at: event"},
+    {"FragileInteract", "handles", "in OfxInteractActionPenDown of com.brindlemoor.tests.FragileInteract"},
+    {"FreesUnderRender", "while-rendering", "while a render runs"},
 #ifndef QUILLON_SANITIZED
     // A sanitizer tells faults in its own words, and fills fresh memory in its own way.
     {"WritesOutside", "guards", "0 bytes behind the pixels of Output"},

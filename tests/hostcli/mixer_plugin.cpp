@@ -93,6 +93,7 @@ OfxStatus describeInContext(OfxImageEffectHandle effect, const char* context) {
     define(all, type::Double2D, "Centre");
     define(all, type::String, "Caption");
     define(all, type::PushButton, "Push");
+    define(all, type::Boolean, "Multiplied");  // what the effect says of its alpha
     return OK;
 }
 
@@ -229,7 +230,7 @@ OfxStatus render(OfxImageEffectHandle effect, OfxPropertySetHandle in) {
     return OK;
 }
 
-OfxStatus mainEntry(const char* action, const void* handle, OfxPropertySetHandle in, OfxPropertySetHandle) {
+OfxStatus mainEntry(const char* action, const void* handle, OfxPropertySetHandle in, OfxPropertySetHandle out) {
     const auto effect = static_cast<OfxImageEffectHandle>(const_cast<void*>(handle));
     if (is(action, ofx::action::Load) || is(action, ofx::action::Unload)) return OK;
     if (is(action, ofx::action::Describe)) return describe(effect);
@@ -243,6 +244,8 @@ OfxStatus mainEntry(const char* action, const void* handle, OfxPropertySetHandle
     if (is(action, ofx::action::EndInstanceChanged)) return --openBrackets, OK;
     if (is(action, ofx::action::InstanceChanged)) return changed(effect, in);
     if (is(action, ofx::action::Render)) return render(effect, in);
+    if (is(action, ofx::action::GetClipPreferences) && intAt(effect, "Multiplied", 0.0))
+        return props->propSetString(out, prop::PreMultiplication, 0, ofx::premultiplication::Premultiplied);
     return ofx::status::ReplyDefault;
 }
 

@@ -151,7 +151,7 @@ TEST(PictureFiles, ADataWindowIsPutIntoItsDisplayWindow) {
     const Picture picture = readPicture(folder / "window.exr");
     ASSERT_EQ(picture.width, 4);
     ASSERT_EQ(picture.height, 3);
-    EXPECT_EQ(readPictureSize(folder / "window.exr").height, 3);
+    EXPECT_EQ(readPictureInfo(folder / "window.exr").height, 3);
     const auto red = [&](int x, int yFromTop) { return picture.row(2 - yFromTop)[static_cast<std::size_t>(x) * 4]; };
     EXPECT_EQ(red(0, 0), 0.0f);
     EXPECT_EQ(red(0, 1), 2.0f);
@@ -200,7 +200,7 @@ TEST(PictureFiles, AreTurnedAsTheCameraWasHeld) {
         const Picture read = readPicture(path);
         ASSERT_EQ(read.width * read.height, 35);
         ASSERT_EQ(read.height, firstRow == 'T' || firstRow == 'B' ? 5 : 7);
-        EXPECT_EQ(readPictureSize(path).width, read.width);
+        EXPECT_EQ(readPictureInfo(path).width, read.width);
         for (int y = 0; y < 5; ++y)
             for (int x = 0; x < 7; ++x) {
                 int visibleX = 0, visibleY = 0;

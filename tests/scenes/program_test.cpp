@@ -75,10 +75,10 @@ TEST_F(Commands, GalleryLeavesPicturesASheetAndAPage) {
     for (const char* name : {"CrashZoom", "Darken"}) {
         const std::string file = std::string("pictures/") + name + ".jpg";
         EXPECT_THAT(page, HasSubstr("src=\"" + file + "\""));
-        EXPECT_EQ(readPictureSize(folder / "shown" / file).width, 480);
+        EXPECT_EQ(readPictureInfo(folder / "shown" / file).width, 480);
     }
     EXPECT_THAT(page, Not(HasSubstr("Lighten")));
-    EXPECT_GT(readPictureSize(folder / "shown/contact.jpg").width, 480);
+    EXPECT_GT(readPictureInfo(folder / "shown/contact.jpg").width, 480);
     EXPECT_EQ(run("gallery -o shown crashzom" + examples), 2);
     EXPECT_THAT(err, HasSubstr("CrashZoom"));
     EXPECT_EQ(run("gallery -o shown Darken --examples nowhere"), 1);

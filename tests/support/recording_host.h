@@ -113,7 +113,7 @@ class RecordingHost {
     void clearRecord() { m_host->clearRecord(); }
 
     // Everything at or above a severity, one line each; empty when there is none.
-    std::string faults(Severity least = Severity::Warning) const;
+    std::string faults(Severity least = Severity::Probe) const;  // our own bundle asks for nothing in vain
 
   private:
     void loadPrivateCopy();
