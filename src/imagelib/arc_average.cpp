@@ -9,6 +9,7 @@
 
 #include "imagelib/imagelib_resample.h"
 #include "k7pi_baselib/cpu.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -62,8 +63,8 @@ TurnTable::TurnTable() : m_sine(new (std::nothrow) float[ENTRIES]), m_cosine(new
     if (!valid()) return;
     for (int i = 0; i < ENTRIES; ++i) {
         const double angle = 2 * std::numbers::pi * i / ENTRIES - std::numbers::pi;
-        m_sine[i] = static_cast<float>(std::sin(angle));
-        m_cosine[i] = static_cast<float>(std::cos(angle));
+        m_sine[i] = static_cast<float>(k7_sin(angle));
+        m_cosine[i] = static_cast<float>(k7_cos(angle));
     }
 }
 

@@ -7,8 +7,8 @@
 #include <cmath>
 
 #include "k7pi_baselib/cpu.h"
+#include "k7pi_baselib/portable_math.h"
 #include "noiselib/mtrandom.h"
-#include "noiselib/portable_math.h"
 #include "noiselib/solidnoise_simd.h"
 
 namespace {
@@ -89,7 +89,7 @@ SolidNoise::SolidNoise(uint32_t seed) {
     for (Gradient& gradient : drawn) {
         const float z = 2.0F * random.next_float() - 1.0F;
         const float r = std::sqrt(1.0F - z * z);
-        const SineCosine turn = sine_cosine(6.2831854820251465F * random.next_float());
+        const K7SineCosine turn = k7_sine_cosine(6.2831854820251465F * random.next_float());
         gradient = {r * static_cast<float>(turn.cosine), r * static_cast<float>(turn.sine), z, 0};
     }
     for (uint32_t h = 0; h < 256; ++h) gradients[h] = {drawn[P[h]], drawn[P[(h + 1) & 255U]]};

@@ -6,6 +6,7 @@
 
 #include "effects/weather/Bubbles_simd.h"
 #include "k7pi_baselib/cpu.h"
+#include "k7pi_baselib/portable_math.h"
 #include "noiselib/mtrandom.h"
 
 namespace {
@@ -18,7 +19,7 @@ constexpr float MIN_RADIUS = 2.0f;
 // middle, which grows thicker in the line of sight.
 float skin_at(float distance, float ring, float half_width, float rim) {
     const float edge = std::max(1.0f - std::fabs(distance - ring) / half_width, 0.0f);
-    const float slant = static_cast<float>(2.0 * std::pow(double{distance / rim}, 2.3));
+    const float slant = 2.0f * k7_pow_float(double{distance / rim}, 2.3);
     return std::min(edge + slant, 1.0f);
 }
 
@@ -86,7 +87,7 @@ const float* GlossPowers::of(float exponent) {
         m_powers.resize(GLOSS_STEPS + 2);
         for (int i = 1; i < GLOSS_STEPS; ++i)
             m_powers[static_cast<std::size_t>(i)] =
-                static_cast<float>(std::pow(static_cast<double>(i) / GLOSS_STEPS, double{exponent}));
+                k7_pow_float(static_cast<double>(i) / GLOSS_STEPS, double{exponent});
         m_powers[GLOSS_STEPS] = m_powers[GLOSS_STEPS + 1] = 1;
         m_exponent = exponent;
     }

@@ -9,6 +9,7 @@
 #include "graphicslib/line_draw.h"
 #include "graphicslib/row_bands.h"
 #include "k7pi_baselib/cpu.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -28,8 +29,8 @@ void cover(float* pixel, const float* colour, float coverage) {
 }
 
 void turn(float radians, float& cosine, float& sine) {
-    cosine = static_cast<float>(std::cos(static_cast<double>(radians)));
-    sine = static_cast<float>(std::sin(static_cast<double>(radians)));
+    cosine = k7_cos(radians);
+    sine = k7_sin(radians);
 }
 
 class CoveringLine final : public LineDraw {
