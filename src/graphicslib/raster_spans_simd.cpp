@@ -173,6 +173,6 @@ void add_weighted(float* __restrict sums, const float* __restrict values, int co
 
 }  // namespace
 
-extern const Kernels KERNELS = {shade, paint, fill, weigh, add_weighted};
+const Kernels kernels = {shade, paint, fill, weigh, add_weighted};
 
 }  // namespace raster::QUILLON_SIMD

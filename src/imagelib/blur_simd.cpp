@@ -503,6 +503,6 @@ std::size_t scratch_doubles(int length, BoxRadius box) {
 
 }  // namespace
 
-extern const BlurKernels blur_kernels = {LANES, clamped, wrapped, scratch_doubles};
+const BlurKernels blur_kernels = {LANES, clamped, wrapped, scratch_doubles};
 
 }  // namespace QUILLON_SIMD

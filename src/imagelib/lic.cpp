@@ -53,7 +53,7 @@ void polygon_normals(int sides, double rotation, float* normals) {
 }
 
 void render(const LicFrame& frame, K7Image* destination) {
-    const LicRows rows = cpu_select(baseline::lic_rows, avx2::lic_rows, avx512::lic_rows);
+    const LicRows rows = lic_rows();
     for_rows_float(frame.height, [&](int first, int last) { rows(frame, first, last); });
     destination->stats_valid = 0;
 }

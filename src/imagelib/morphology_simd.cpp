@@ -264,6 +264,6 @@ void run_strip(const ExtremeStrip& job) { job.maximum ? run_way<true>(job) : run
 
 }  // namespace
 
-extern const ExtremeStripFunction extreme_strip = run_strip;
+const ExtremeStripFunction extreme_strip = run_strip;
 
 }  // namespace QUILLON_SIMD

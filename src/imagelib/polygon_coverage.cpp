@@ -5,7 +5,7 @@
 #include "imagelib/imagelib_coverage.h"
 #include "k7pi_baselib/cpu.h"
 
-const coverage::Kernels& coverage::kernels() { return cpu_select(baseline::KERNELS, avx2::KERNELS, avx512::KERNELS); }
+const coverage::Kernels& coverage::kernels() { return KERNELS(); }
 
 void PolygonCoverage::begin(const PixelWindow& window) {
     const auto within = [](int place) { return std::clamp(place, -FARTHEST, FARTHEST); };

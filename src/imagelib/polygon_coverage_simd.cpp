@@ -61,6 +61,6 @@ void cover(float* values, int x, int count, const Crossing* crossings, int cross
 
 }  // namespace
 
-extern const Kernels KERNELS = {cover};
+const Kernels kernels = {cover};
 
 }  // namespace coverage::QUILLON_SIMD

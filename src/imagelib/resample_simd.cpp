@@ -312,8 +312,7 @@ static void sum_slanted_rgba(float* out, std::size_t out_stride, const float* in
 
 }  // namespace
 
-extern const ResampleKernels resample_table;
-const ResampleKernels resample_table{sum_rows,           scale_rgba,       filter_row,
-                                     shear_columns_rgba, scatter_row_rgba, sum_slanted_rgba};
+const ResampleKernels resample_kernels{sum_rows,           scale_rgba,       filter_row,
+                                       shear_columns_rgba, scatter_row_rgba, sum_slanted_rgba};
 
 }  // namespace QUILLON_SIMD

@@ -30,18 +30,16 @@ void reverse_bits(double* values, std::size_t size, std::size_t stride) {
     }
 }
 
-const TransformKernels& kernels() {
-    return cpu_select(baseline::transform_kernels, avx2::transform_kernels, avx512::transform_kernels);
-}
-
 }  // namespace
 
-void from_polar(double* amplitude, double* phase, std::size_t count) { kernels().from_polar(amplitude, phase, count); }
+void from_polar(double* amplitude, double* phase, std::size_t count) {
+    transform_kernels().from_polar(amplitude, phase, count);
+}
 
 bool fft_radix2(double* real, double* imag, std::size_t total, std::size_t size, std::size_t span, int sign) {
     if (!real || !imag || size > MAX_TRANSFORM || !std::has_single_bit(size)) return false;
     if (span == 0 || span % size != 0 || total % span != 0) return false;
-    const auto butterflies = kernels().butterflies;
+    const auto butterflies = transform_kernels().butterflies;
     const std::size_t stride = span / size;
     for (std::size_t block = 0; block < total; block += span) {
         reverse_bits(real + block, size, stride);

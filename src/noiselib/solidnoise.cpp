@@ -66,10 +66,6 @@ struct Coordinate {
     }
 };
 
-const SolidNoiseKernels& kernels() {
-    return cpu_select(baseline::solid_noise_kernels, avx2::solid_noise_kernels, avx512::solid_noise_kernels);
-}
-
 // Calls work(start, count) for the pieces of a row.
 template <class Work>
 void for_chunks(int count, const Work& work) {
@@ -129,12 +125,12 @@ float SolidNoise::turbulence(float x, float y, float z, float f_min, float f_max
 }
 
 void SolidNoise::noise_row(const float* x, const float* y, const float* z, float* out, int count) const {
-    kernels().points(tables(), x, y, z, out, count);
+    solid_noise_kernels().points(tables(), x, y, z, out, count);
 }
 
 void SolidNoise::turbulence_row(const float* x, const float* y, const float* z, float f_min, float f_max, float* out,
                                 int count) const {
-    const SolidNoiseKernels& kernel = kernels();
+    const SolidNoiseKernels& kernel = solid_noise_kernels();
     for_chunks(count, [&](int start, int length) {
         float sum[NOISE_CHUNK] = {};
         for_octaves(f_min, f_max,
@@ -144,7 +140,7 @@ void SolidNoise::turbulence_row(const float* x, const float* y, const float* z, 
 }
 
 void SolidNoise::noise_row(const NoiseLine& line, int first, float* out, int count) const {
-    const SolidNoiseKernels& kernel = kernels();
+    const SolidNoiseKernels& kernel = solid_noise_kernels();
     for_chunks(count, [&](int start, int length) {
         float x[NOISE_CHUNK];
         kernel.positions(line.x, line.step, first + start, x, length);
@@ -154,7 +150,7 @@ void SolidNoise::noise_row(const NoiseLine& line, int first, float* out, int cou
 
 void SolidNoise::turbulence_row(const NoiseLine& line, int first, float f_min, float f_max, float* out,
                                 int count) const {
-    const SolidNoiseKernels& kernel = kernels();
+    const SolidNoiseKernels& kernel = solid_noise_kernels();
     for_chunks(count, [&](int start, int length) {
         float x[NOISE_CHUNK];
         float* const sum = out + start;

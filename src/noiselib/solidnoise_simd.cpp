@@ -505,7 +505,6 @@ static void positions(double start, double step, int first, float* x, int count)
 
 }  // namespace
 
-extern const SolidNoiseKernels solid_noise_kernels;
 const SolidNoiseKernels solid_noise_kernels = {points, add_points, line, add_line, positions};
 
 }  // namespace QUILLON_SIMD

@@ -1,6 +1,8 @@
 // The vector forms of the elementary functions, for the test.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 struct ElementaryTable {
     // One argument each, `count` of them, which is a multiple of 8.
     void (*exp)(const double* x, double* out, int count);
@@ -15,12 +17,4 @@ struct ElementaryTable {
     void (*hypot)(const double* x, const double* y, double* out, int count);
 };
 
-namespace baseline {
-extern const ElementaryTable elementary_table;
-}
-namespace avx2 {
-extern const ElementaryTable elementary_table;
-}
-namespace avx512 {
-extern const ElementaryTable elementary_table;
-}
+QUILLON_SIMD_TABLE(ElementaryTable, elementary_table);

@@ -124,8 +124,7 @@ TEST(Elementary, VectorsHaveTheBitsOfSingleNumbers) {
     const int count = static_cast<int>(std::min(xs.size(), ys.size()));
     for (const CpuLevel level : {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512}) {
         set_cpu_level_limit(level);
-        const ElementaryTable& table =
-            cpu_select(baseline::elementary_table, avx2::elementary_table, avx512::elementary_table);
+        const ElementaryTable& table = elementary_table();
         std::vector<double> got(static_cast<std::size_t>(count));
         const auto compare = [&](const char* name, auto expected) {
             for (std::size_t i = 0; i < got.size(); ++i) {

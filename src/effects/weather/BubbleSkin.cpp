@@ -23,10 +23,6 @@ float skin_at(float distance, float ring, float half_width, float rim) {
     return std::min(edge + slant, 1.0f);
 }
 
-const ShellKernels& kernels() {
-    return cpu_select(baseline::shell_kernels, avx2::shell_kernels, avx512::shell_kernels);
-}
-
 }  // namespace
 
 // ---- Sprites --------------------------------------------------------------------------------------------------
@@ -166,11 +162,11 @@ void paint_burst(const Bubble& bubble, const ShellLook& look, K7Image* image, in
             samples[count] = dy * shell.pitch + dx;
             pixels[count] = image_row<float>(image, y) + 4L * x;
             if (++count < TOGETHER) continue;
-            kernels().droplets(shell, look, samples, pixels, count);
+            shell_kernels().droplets(shell, look, samples, pixels, count);
             count = 0;
         }
     }
-    kernels().droplets(shell, look, samples, pixels, count);
+    shell_kernels().droplets(shell, look, samples, pixels, count);
 }
 
 }  // namespace
@@ -197,7 +193,8 @@ void paint_bubble(const Bubble& bubble, const K7Image* mirrored, float mirror_st
     constexpr float AT_REST = 1e-3f;  // pixels
     const float way_x = bubble.x - bubble.tail_x, way_y = bubble.y - bubble.tail_y;
     if (way_x * way_x + way_y * way_y > AT_REST * AT_REST)
-        kernels().drawn_out(target, bubble.sprite->shell(), look, bubble.x, bubble.y, bubble.tail_x, bubble.tail_y);
+        shell_kernels().drawn_out(target, bubble.sprite->shell(), look, bubble.x, bubble.y, bubble.tail_x,
+                                  bubble.tail_y);
     else
-        kernels().still(target, bubble.sprite->shell(), look, bubble.x, bubble.y);
+        shell_kernels().still(target, bubble.sprite->shell(), look, bubble.x, bubble.y);
 }

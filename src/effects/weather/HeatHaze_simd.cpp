@@ -48,7 +48,6 @@ static void footprints(const HazeSheet& sheet, const float* u, const float* v, c
     }
 }
 
-extern const HazeKernels haze_kernels;
 const HazeKernels haze_kernels = {refract_row, footprints};
 
 }  // namespace QUILLON_SIMD

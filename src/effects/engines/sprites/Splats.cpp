@@ -44,10 +44,6 @@ class CoveringLine final : public LineDraw {
     float m_opacity;
 };
 
-const SplatKernels& kernels() {
-    return cpu_select(baseline::splat_kernels, avx2::splat_kernels, avx512::splat_kernels);
-}
-
 // How a stamp reads its sprite: which two of the halved copies, and how many places of them for a pixel.
 struct Filter {
     static constexpr int MOST_TAPS = 8;
@@ -247,7 +243,7 @@ void Splats::drawStamp(const SplatTarget& target, const Item& item) {
         std::max(filter.squeeze_u, filter.squeeze_v) * step;
     place.first_column = item.first_column, place.last_column = item.last_column;
     place.first_row = item.first_row, place.last_row = item.last_row;
-    const StampKernels& table = cpu_select(baseline::stamp_kernels, avx2::stamp_kernels, avx512::stamp_kernels);
+    const StampKernels& table = stamp_kernels();
     const auto draw = item.blend == DrawBlend::over  ? table.over
                       : item.blend == DrawBlend::add ? table.add
                                                      : table.screen;
@@ -255,7 +251,7 @@ void Splats::drawStamp(const SplatTarget& target, const Item& item) {
 }
 
 void Splats::drawBand(K7Image* image, const std::uint32_t* begin, const std::uint32_t* end, int first, int last) const {
-    const SplatKernels& table = kernels();
+    const SplatKernels& table = splat_kernels();
     const SplatTarget target{.pixels = image_row<float>(image, 0),
                              .pitch = 4L * m_width,
                              .width = m_width,

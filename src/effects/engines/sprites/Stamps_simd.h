@@ -2,6 +2,7 @@
 #pragma once
 
 #include "effects/engines/sprites/Splats_simd.h"
+#include "simdlib/cpu.h"
 
 struct StampLevel {
     const float* samples;  // r, g, b, a times alpha, in a frame of clear pixels: one before, two after
@@ -31,12 +32,4 @@ struct StampKernels {
     void (*screen)(const SplatTarget& target, const StampPlace& place);
 };
 
-namespace baseline {
-extern const StampKernels stamp_kernels;
-}
-namespace avx2 {
-extern const StampKernels stamp_kernels;
-}
-namespace avx512 {
-extern const StampKernels stamp_kernels;
-}
+QUILLON_SIMD_TABLE(StampKernels, stamp_kernels);

@@ -1,0 +1,73 @@
+// Float RGBA pixels as planes of one channel, many pixels abreast. For the same files as simdlib/vectors.h.
+//
+// Pixels are turned into planes inside groups of four floats only, which every vector unit does in one step a pair. So
+// the lanes of a plane hold the pixels in an order of their own: `lane_of` and `pixel_of` give it.
+#pragma once
+
+#include "simdlib/vectors.h"
+
+namespace QUILLON_SIMD {
+namespace {
+
+struct Planes {
+    Floats r, g, b, a;
+};
+
+// Which of LANES pixels is in which lane.
+QUILLON_VECTOR int pixel_of(int lane) { return lane % 4 * (LANES / 4) + lane / 4; }
+QUILLON_VECTOR int lane_of(int pixel) { return pixel % (LANES / 4) * 4 + pixel / (LANES / 4); }
+QUILLON_VECTOR Floats lane_pixels() {
+    Floats pixels = {};
+    for (int i = 0; i < LANES; ++i) pixels[i] = static_cast<float>(pixel_of(i));
+    return pixels;
+}
+
+// Transposes each group of four by four: pixels to planes, and planes to pixels.
+QUILLON_VECTOR Planes turned(const Planes& v) {
+    const Floats rg_low = mixed_groups<0, 4, 1, 5>(v.r, v.g), rg_high = mixed_groups<2, 6, 3, 7>(v.r, v.g);
+    const Floats ba_low = mixed_groups<0, 4, 1, 5>(v.b, v.a), ba_high = mixed_groups<2, 6, 3, 7>(v.b, v.a);
+    return {mixed_groups<0, 1, 4, 5>(rg_low, ba_low), mixed_groups<2, 3, 6, 7>(rg_low, ba_low),
+            mixed_groups<0, 1, 4, 5>(rg_high, ba_high), mixed_groups<2, 3, 6, 7>(rg_high, ba_high)};
+}
+
+// LANES pixels.
+QUILLON_VECTOR Planes load_planes(const float* pixels) {
+    Planes v;
+    __builtin_memcpy(&v, pixels, sizeof v);
+    return turned(v);
+}
+QUILLON_VECTOR void store_planes(float* pixels, const Planes& planes) {
+    const Planes v = turned(planes);
+    __builtin_memcpy(pixels, &v, sizeof v);
+}
+
+// The first `count` of LANES pixels; the others are zeros, and are not written.
+QUILLON_VECTOR Planes load_planes(const float* pixels, int count) {
+    if (count >= LANES) return load_planes(pixels);
+    alignas(64) float some[4 * LANES] = {};
+    __builtin_memcpy(some, pixels, 16 * static_cast<std::size_t>(count));
+    return load_planes(some);
+}
+QUILLON_VECTOR void store_planes(float* pixels, const Planes& planes, int count) {
+    if (count >= LANES) return store_planes(pixels, planes);
+    alignas(64) float some[4 * LANES];
+    store_planes(some, planes);
+    __builtin_memcpy(pixels, some, 16 * static_cast<std::size_t>(count));
+}
+
+// Runs `work` (Planes in, Planes out, first pixel) over `count` pixels in place, the last few through a block of their
+// own.
+template <class Work>
+[[maybe_unused]] static inline void for_planes(float* pixels, int count, const Work& work) {
+    int i = 0;
+    for (; i + LANES <= count; i += LANES) store_planes(pixels + 4L * i, work(load_planes(pixels + 4L * i), i));
+    if (i == count) return;
+    alignas(64) float rest[4 * LANES] = {};
+    const std::size_t bytes = 16 * static_cast<std::size_t>(count - i);
+    __builtin_memcpy(rest, pixels + 4L * i, bytes);
+    store_planes(rest, work(load_planes(rest), i));
+    __builtin_memcpy(pixels + 4L * i, rest, bytes);
+}
+
+}  // namespace
+}  // namespace QUILLON_SIMD
