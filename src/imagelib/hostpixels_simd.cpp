@@ -1,6 +1,6 @@
 #include "imagelib/hostpixels_simd.h"
 
-#include <immintrin.h>
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {

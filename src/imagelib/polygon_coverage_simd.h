@@ -21,5 +21,4 @@ struct Kernels {
 
 QUILLON_SIMD_TABLE(Kernels, kernels);
 
-
 }  // namespace coverage

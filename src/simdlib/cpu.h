@@ -26,18 +26,18 @@ void set_cpu_level_limit(CpuLevel limit);
     namespace avx512 {                                                \
     extern const Table name;                                          \
     }                                                                 \
-    [[maybe_unused]] static inline const Table& name() {              \
+    inline const Table& name() {                                      \
         const CpuLevel level = cpu_level();                           \
         if (level == CpuLevel::avx512) return avx512::name;           \
         return level == CpuLevel::avx2 ? avx2::name : baseline::name; \
     }                                                                 \
     static_assert(true)
 #else
-#define QUILLON_SIMD_TABLE(Table, name)                                           \
-    namespace baseline {                                                          \
-    extern const Table name;                                                      \
-    }                                                                             \
-    [[maybe_unused]] static inline const Table& name() { return baseline::name; } \
+#define QUILLON_SIMD_TABLE(Table, name)                   \
+    namespace baseline {                                  \
+    extern const Table name;                              \
+    }                                                     \
+    inline const Table& name() { return baseline::name; } \
     static_assert(true)
 #endif
 

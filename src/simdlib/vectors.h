@@ -119,6 +119,18 @@ QUILLON_VECTOR V all(ElementOf<V> value) {
     return value - V{};
 }
 
+// Two floats as the first half of four, and back.
+QUILLON_VECTOR Vec<float, 4> doubled(Vec<float, 2> v) { return __builtin_shufflevector(v, v, 0, 1, 0, 1); }
+QUILLON_VECTOR Vec<float, 2> lower_half(Vec<float, 4> v) { return __builtin_shufflevector(v, v, 0, 1); }
+// Two pixels as one vector of eight.
+template <class Eight>
+QUILLON_VECTOR Eight joined(Pixel first, Pixel second) {
+    if constexpr (COUNT_OF<Eight> == 8)
+        return __builtin_shufflevector(first, second, 0, 1, 2, 3, 4, 5, 6, 7);
+    else
+        return Eight{};
+}
+
 // `b` where the two do not compare, or are equal.
 template <class V>
 QUILLON_VECTOR V smaller(V a, V b) {
@@ -132,6 +144,7 @@ QUILLON_VECTOR V smaller(V a, V b) {
     if constexpr (is_register<V, std::uint8_t, 32>()) return (V)_mm256_min_epu8((__m256i)a, (__m256i)b);
 #endif
 #if defined(__SSE2__)
+    if constexpr (is_register<V, float, 8>()) return lower_half(smaller(doubled(a), doubled(b)));
     if constexpr (is_register<V, float, 16>()) return (V)_mm_min_ps((__m128)a, (__m128)b);
     if constexpr (is_register<V, std::int16_t, 16>()) return (V)_mm_min_epi16((__m128i)a, (__m128i)b);
     if constexpr (is_register<V, std::uint8_t, 16>()) return (V)_mm_min_epu8((__m128i)a, (__m128i)b);
@@ -150,6 +163,7 @@ QUILLON_VECTOR V larger(V a, V b) {
     if constexpr (is_register<V, std::uint8_t, 32>()) return (V)_mm256_max_epu8((__m256i)a, (__m256i)b);
 #endif
 #if defined(__SSE2__)
+    if constexpr (is_register<V, float, 8>()) return lower_half(larger(doubled(a), doubled(b)));
     if constexpr (is_register<V, float, 16>()) return (V)_mm_max_ps((__m128)a, (__m128)b);
     if constexpr (is_register<V, std::int16_t, 16>()) return (V)_mm_max_epi16((__m128i)a, (__m128i)b);
     if constexpr (is_register<V, std::uint8_t, 16>()) return (V)_mm_max_epu8((__m128i)a, (__m128i)b);
