@@ -228,7 +228,7 @@ void MedianChannel::enter_row(int y, Columns strip, const RowRing& ring) const {
     const int right = std::min(m_width - strip.first - strip.count, m_radius_x);
     const int slot = y % (2 * m_radius_y + 1);
     median_kernels().sort_into_bins(m_bins, pixels(strip.first - left, y), m_channel, left + strip.count + right,
-                             ring.bin_row(slot) - left, ring.offset_row(slot) - left);
+                                    ring.bin_row(slot) - left, ring.offset_row(slot) - left);
 }
 
 void MedianChannel::begin_small(int first, Columns strip, unsigned char* memory) const {
@@ -259,7 +259,7 @@ void MedianChannel::next_small(int y, Columns strip, unsigned char* memory, floa
     rows.right = std::min(m_width - strip.first - strip.count, m_radius_x);
     rows.inside = ring.inside;
     rows.work = ring.work;
-    clean_kernels().small_row(m_bins, rows, strip.count, out);
+    median_kernels().small_row(m_bins, rows, strip.count, out);
 }
 
 // ---- Large windows --------------------------------------------------------------------------------------------

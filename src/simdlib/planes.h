@@ -23,11 +23,16 @@ QUILLON_VECTOR Floats lane_pixels() {
 }
 
 // Transposes each group of four by four: pixels to planes, and planes to pixels.
-QUILLON_VECTOR Planes turned(const Planes& v) {
-    const Floats rg_low = mixed_groups<0, 4, 1, 5>(v.r, v.g), rg_high = mixed_groups<2, 6, 3, 7>(v.r, v.g);
-    const Floats ba_low = mixed_groups<0, 4, 1, 5>(v.b, v.a), ba_high = mixed_groups<2, 6, 3, 7>(v.b, v.a);
-    return {mixed_groups<0, 1, 4, 5>(rg_low, ba_low), mixed_groups<2, 3, 6, 7>(rg_low, ba_low),
-            mixed_groups<0, 1, 4, 5>(rg_high, ba_high), mixed_groups<2, 3, 6, 7>(rg_high, ba_high)};
+template <class V>
+QUILLON_VECTOR void transpose(V& a, V& b, V& c, V& d) {
+    const V ab_low = mixed_groups<0, 4, 1, 5>(a, b), ab_high = mixed_groups<2, 6, 3, 7>(a, b);
+    const V cd_low = mixed_groups<0, 4, 1, 5>(c, d), cd_high = mixed_groups<2, 6, 3, 7>(c, d);
+    a = mixed_groups<0, 1, 4, 5>(ab_low, cd_low), b = mixed_groups<2, 3, 6, 7>(ab_low, cd_low);
+    c = mixed_groups<0, 1, 4, 5>(ab_high, cd_high), d = mixed_groups<2, 3, 6, 7>(ab_high, cd_high);
+}
+QUILLON_VECTOR Planes turned(Planes v) {
+    transpose(v.r, v.g, v.b, v.a);
+    return v;
 }
 
 // LANES pixels.

@@ -1,49 +1,31 @@
 // The four channels of a pixel side by side. Compiled once for each instruction set; all give the same bits.
 #include "effects/engines/sprites/Stamps_simd.h"
 
+#include "simdlib/vectors.h"
+
 namespace QUILLON_SIMD {
 namespace {
 
-typedef float Quad __attribute__((vector_size(16)));
-typedef int Mask __attribute__((vector_size(16)));
-
-constexpr Mask IS_ALPHA = {0, 0, 0, -1};
-
-static inline Quad load(const float* from) {
-    Quad value;
-    __builtin_memcpy(&value, from, sizeof value);
-    return value;
-}
-
-static inline int floor_of(float value) {
-    const int cut = int(value);
-    return cut - (float(cut) > value);
-}
-
-static inline int larger(int a, int b) { return a > b ? a : b; }
-static inline int smaller(int a, int b) { return a < b ? a : b; }
-static inline float limited(float value, float low, float high) {
-    return value > low ? (value < high ? value : high) : low;
-}
+constexpr PixelMask IS_ALPHA = {0, 0, 0, -1};
 
 // Bilinear; clear outside.
-static inline Quad sample(const StampLevel& level, float u, float v) {
-    u = limited(u * level.scale - 0.5f, -1, float(level.width));
-    v = limited(v * level.scale - 0.5f, -1, float(level.height));
+static inline Pixel sample(const StampLevel& level, float u, float v) {
+    u = limited(u * level.scale - 0.5f, -1.0f, float(level.width));
+    v = limited(v * level.scale - 0.5f, -1.0f, float(level.height));
     const int column = floor_of(u), row = floor_of(v);
     const float tx = u - float(column), ty = v - float(row);
     const float* here = level.samples + 4 * (long(row) * level.pitch + column);
     const float* above = here + 4L * level.pitch;
-    return (1 - ty) * ((1 - tx) * load(here) + tx * load(here + 4)) +
-           ty * ((1 - tx) * load(above) + tx * load(above + 4));
+    return (1 - ty) * ((1 - tx) * load<Pixel>(here) + tx * load<Pixel>(here + 4)) +
+           ty * ((1 - tx) * load<Pixel>(above) + tx * load<Pixel>(above + 4));
 }
 
-static inline Quad filtered(const StampPlace& place, float u, float v) {
-    Quad sum = {};
+static inline Pixel filtered(const StampPlace& place, float u, float v) {
+    Pixel sum = {};
     const float begin = -0.5f * float(place.taps - 1);
     for (int i = 0; i < place.taps; ++i) {
         const float step = begin + float(i), at_u = u + step * place.tap_u, at_v = v + step * place.tap_v;
-        const Quad fine = sample(place.fine, at_u, at_v);
+        const Pixel fine = sample(place.fine, at_u, at_v);
         sum += place.mix == 0 ? fine : fine + place.mix * (sample(place.coarse, at_u, at_v) - fine);
     }
     return place.taps == 1 ? sum : sum * (1 / float(place.taps));
@@ -61,22 +43,21 @@ static inline void narrow(float slope, float offset, float reach, int& first, in
 enum Blend { OVER, ADD, SCREEN };
 
 template <Blend BLEND>
-static inline Quad blended(Quad ink, Quad there) {
+static inline Pixel blended(Pixel ink, Pixel there) {
     const float alpha = ink[3];
-    const Quad over = ink + (1 - alpha) * there;
+    const Pixel over = ink + (1 - alpha) * there;
     if (BLEND == OVER) return over;
-    Quad light = there + ink;
+    Pixel light = there + ink;
     if (BLEND == SCREEN) {
         light = light - there * ink;
-        const Quad brighter = there > ink ? there : ink;
-        light = light > brighter ? light : brighter;
+        light = larger(light, larger(there, ink));
     }
     return IS_ALPHA ? over : light;
 }
 
 template <Blend BLEND>
 static void draw(const SplatTarget& target, const StampPlace& place) {
-    const Quad tint = load(place.tint);
+    const Pixel tint = load<Pixel>(place.tint);
     const int bottom = larger(place.first_row, target.first_row), top = smaller(place.last_row, target.last_row);
     const float middle_u = place.u0, middle_v = place.v0;
     for (int y = bottom; y <= top; ++y) {
@@ -87,9 +68,9 @@ static void draw(const SplatTarget& target, const StampPlace& place) {
         float* out = target.pixels + y * target.pitch;
         for (int x = first; x <= last; ++x) {
             const float dx = float(x) - place.x;
-            const Quad ink = tint * filtered(place, row_u + place.ux * dx, row_v + place.vx * dx);
-            const Quad result = blended<BLEND>(ink, load(out + 4L * x));
-            __builtin_memcpy(out + 4L * x, &result, sizeof result);
+            const Pixel ink = tint * filtered(place, row_u + place.ux * dx, row_v + place.vx * dx);
+            const Pixel result = blended<BLEND>(ink, load<Pixel>(out + 4L * x));
+            store(out + 4L * x, result);
         }
     }
 }
