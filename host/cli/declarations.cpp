@@ -63,7 +63,6 @@ DeclaredScene sceneOf(const Json& json) {
     scene.frame = json.at("frame");
     scene.width = json.at("width");
     scene.height = json.at("height");
-    scene.tolerance = json.at("tolerance");
     return scene;
 }
 

@@ -49,7 +49,6 @@ struct DeclaredScene {
     std::vector<std::string> inputs;    // a picture's name, or "@chart" and its like
     std::vector<std::string> settings;  // "NAME=VALUE"
     int lead = 0, frame = 0, width = 480, height = 270;
-    double tolerance = 0.0;
 };
 
 struct DeclaredEffect {

@@ -148,8 +148,8 @@ Json widgetsJson(const EffectInfo& info) {
 Json sceneJson(const Scene& scene) {
     Json settings = Json::array();
     for (const Scene::Setting& setting : scene.settings) settings.push_back({setting.parameter, setting.value});
-    return {{"inputs", scene.inputs}, {"settings", settings},   {"lead", scene.lead},          {"frame", scene.frame},
-            {"width", scene.width},   {"height", scene.height}, {"tolerance", scene.tolerance}};
+    return {{"inputs", scene.inputs}, {"settings", settings}, {"lead", scene.lead},
+            {"frame", scene.frame},   {"width", scene.width}, {"height", scene.height}};
 }
 
 Json deviationsJson(const EffectTraits& traits, const EffectInfo& info) {

@@ -147,7 +147,6 @@ struct Scene {
     int frame = 0;
     int width = 480;  // pictures are scaled to this size
     int height = 270;
-    double tolerance = 0.0;  // largest difference from the stored expectation, of 1
 };
 
 // ---- The record -----------------------------------------------------------------------------------------------

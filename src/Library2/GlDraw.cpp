@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "k7pi_baselib/k7pi_baselib.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -36,7 +37,7 @@ const GlFunctions* glFunctions() {
 void setGlFunctions(const GlFunctions* functions) { s_replacement.store(functions); }
 
 Point rotated(Point point, float degrees) {
-    const float c = std::cos(degrees * DEGREE), s = std::sin(degrees * DEGREE);
+    const float c = k7_cos(degrees * DEGREE), s = k7_sin(degrees * DEGREE);
     return {point.x * c - point.y * s, point.x * s + point.y * c};
 }
 
@@ -62,7 +63,7 @@ void OverlayPen::line(Point from, Point to) const {
 // Every other stretch of a dash's length is drawn; the last ends at the line's end.
 void OverlayPen::dashedLine(Point from, Point to) const {
     const float dx = to.x - from.x, dy = to.y - from.y;
-    const float length = std::hypot(dx, dy);
+    const float length = k7_hypot(dx, dy);
     const float dash = pixels(DASH_PIXELS);
     if (!(length > 0.0f) || !std::isfinite(length)) return;
     constexpr float MOST_DASHES = 4096.0f;
@@ -104,7 +105,7 @@ void OverlayPen::ellipse(Point centre, float radiusX, float radiusY, float rotat
     const int steps = static_cast<int>(std::ceil(360.0f / std::clamp(wanted, SHORTEST_STEP, LONGEST_STEP)));
     const auto at = [&](int i) {
         const float angle = 360.0f * static_cast<float>(i % steps) / static_cast<float>(steps) * DEGREE;
-        const Point p = rotated({radiusX * std::cos(angle), radiusY * std::sin(angle)}, rotation);
+        const Point p = rotated({radiusX * k7_cos(angle), radiusY * k7_sin(angle)}, rotation);
         return Point{centre.x + p.x, centre.y + p.y};
     };
     for (int i = 0; i < steps; i += dashed ? 2 : 1) line(at(i), at(i + 1));
@@ -124,8 +125,8 @@ void OverlayPen::rectangle(Point centre, float halfWidth, float halfHeight, floa
 
 void OverlayPen::arrow(Point from, Point to) const {
     line(from, to);
-    const float angle = std::atan2(to.y - from.y, to.x - from.x);
+    const float angle = k7_atan2(to.y - from.y, to.x - from.x);
     constexpr float HEAD_ANGLE = 150.0f * DEGREE;
     for (const float turn : {HEAD_ANGLE, -HEAD_ANGLE})
-        line(to, {to.x + pixels(40.0f) * std::cos(angle + turn), to.y + pixels(40.0f) * std::sin(angle + turn)});
+        line(to, {to.x + pixels(40.0f) * k7_cos(angle + turn), to.y + pixels(40.0f) * k7_sin(angle + turn)});
 }

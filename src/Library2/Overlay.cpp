@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "k7pi_baselib/portable_math.h"
+
 // ---- The overlay of an effect ---------------------------------------------------------------------------------
 
 void OverlayK7::Draw() {
@@ -86,7 +88,7 @@ Point fromCentre(Point pen, Point centre, float degrees) {
 double asRadius(float distance, const OverlayView& view) { return 2.0 * static_cast<double>(distance) / view.width; }
 
 bool onCircle(Point centre, float radius, float x, float y, float hitRadius) {
-    return std::fabs(std::hypot(x - centre.x, y - centre.y) - radius) < hitRadius;
+    return std::fabs(k7_hypot(x - centre.x, y - centre.y) - radius) < hitRadius;
 }
 
 constexpr float DEGREES_PER_RADIAN = 57.295776f;
@@ -129,7 +131,7 @@ Point AngleOverlayK7::handlePlace() const {
 int AngleOverlayK7::partAt(float x, float y) const { return near(handlePlace(), x, y) ? 1 : 0; }
 void AngleOverlayK7::moveTo(int, Point pen) {
     const Point centre = placeOf(m_centre, view());
-    const float degrees = std::atan2(pen.y - centre.y, pen.x - centre.x) * DEGREES_PER_RADIAN;
+    const float degrees = k7_atan2(pen.y - centre.y, pen.x - centre.x) * DEGREES_PER_RADIAN;
     m_angle.overlayValue = static_cast<double>(degrees < 0.0f ? degrees + 360.0f : degrees);
 }
 void AngleOverlayK7::write(int) { m_angle.SetValue(m_angle.overlayValue); }
@@ -169,16 +171,16 @@ int CircleOverlayK7::partAt(float x, float y) const {
 void CircleOverlayK7::moveTo(int part, Point pen) {
     const Point local = fromCentre(pen, placeOf(m_centre, view()), degrees());
     if (round()) {
-        m_radiusX.overlayValue = asRadius(std::hypot(local.x, local.y / view().aspect), view());
+        m_radiusX.overlayValue = asRadius(k7_hypot(local.x, local.y / view().aspect), view());
     } else if (part == 2) {
-        m_radiusX.overlayValue = asRadius(std::hypot(local.x, local.y), view());
+        m_radiusX.overlayValue = asRadius(k7_hypot(local.x, local.y), view());
     } else if (part == 3) {
-        m_radiusY->overlayValue = asRadius(std::hypot(local.x, local.y), view());
+        m_radiusY->overlayValue = asRadius(k7_hypot(local.x, local.y), view());
     } else {  // both radii keep their ratio
         const Point held = fromCentre(partPlace(1), placeOf(m_centre, view()), degrees());
-        const float before = std::hypot(held.x, held.y);
+        const float before = k7_hypot(held.x, held.y);
         if (!(before > 0.0f)) return;
-        const double ratio = static_cast<double>(std::hypot(local.x, local.y) / before);
+        const double ratio = static_cast<double>(k7_hypot(local.x, local.y) / before);
         m_radiusX.overlayValue *= ratio;
         m_radiusY->overlayValue *= ratio;
     }
@@ -203,7 +205,7 @@ int DeltaCircleOverlayK7::partAt(float x, float y) const {
 }
 void DeltaCircleOverlayK7::moveTo(int, Point pen) {
     const Point local = fromCentre(pen, placeOf(m_centre, view()), 0.0f);
-    m_delta.overlayValue = std::max(asRadius(std::hypot(local.x, local.y), view()) - m_radius.overlayValue, 0.0);
+    m_delta.overlayValue = std::max(asRadius(k7_hypot(local.x, local.y), view()) - m_radius.overlayValue, 0.0);
 }
 void DeltaCircleOverlayK7::write(int) { m_delta.SetValue(m_delta.overlayValue); }
 void DeltaCircleOverlayK7::draw(const OverlayPen& pen) const {

@@ -1,9 +1,10 @@
 #include "graphicslib/camera.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <numbers>
+
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -30,7 +31,7 @@ bool Camera::update_camera() {
     next.half_width = width / 2;
     next.half_height = height / 2;
     next.inverse_aspect = 1 / (pixel_aspect * width / height);
-    next.inverse_tangent = static_cast<float>(1 / std::tan(double(field_of_view) / 2));
+    next.inverse_tangent = static_cast<float>(1 / k7_tan(double(field_of_view) / 2));
     next.view_matrix = translation_matrix * rotation_matrix;
     next.projection_matrix =
         perspective(next.inverse_tangent * next.inverse_aspect, next.inverse_tangent, near_depth, far_depth);

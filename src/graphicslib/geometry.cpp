@@ -4,20 +4,22 @@
 #include <cmath>
 #include <numbers>
 
+#include "k7pi_baselib/portable_math.h"
+
 Spherical to_spherical(const float point[3]) {
     const double x = point[0], y = point[1], z = point[2], radius = std::sqrt(x * x + y * y + z * z);
     if (!(radius >= 1e-10)) return {static_cast<float>(radius), 0, 0};
-    double azimuth = std::atan2(y, x);
+    double azimuth = k7_atan2(y, x);
     if (azimuth < 0) azimuth += 2 * std::numbers::pi;
-    const double inclination = std::acos(std::clamp(z / radius, -1.0, 1.0));
+    const double inclination = k7_acos(std::clamp(z / radius, -1.0, 1.0));
     return {static_cast<float>(radius), static_cast<float>(azimuth), static_cast<float>(inclination)};
 }
 
 void from_spherical(const Spherical& spherical, float point[3]) {
-    const double flat = spherical.radius * std::sin(double(spherical.inclination));
-    point[0] = static_cast<float>(flat * std::cos(double(spherical.azimuth)));
-    point[1] = static_cast<float>(flat * std::sin(double(spherical.azimuth)));
-    point[2] = static_cast<float>(spherical.radius * std::cos(double(spherical.inclination)));
+    const double flat = spherical.radius * k7_sin(double(spherical.inclination));
+    point[0] = static_cast<float>(flat * k7_cos(double(spherical.azimuth)));
+    point[1] = static_cast<float>(flat * k7_sin(double(spherical.azimuth)));
+    point[2] = static_cast<float>(spherical.radius * k7_cos(double(spherical.inclination)));
 }
 
 float distance(const float a[3], const float b[3]) {

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "k7pi_baselib/portable_math.h"
+
 Matrix4 Matrix4::identity() { return scaling(1, 1, 1); }
 
 Matrix4 Matrix4::translation(float x, float y, float z) {
@@ -18,8 +20,8 @@ Matrix4 Matrix4::rotation(int axis, float radians) {
     Matrix4 result = identity();
     if (axis < 0 || axis > 2) return result;
     const int a = (axis + 1) % 3, b = (axis + 2) % 3;
-    const auto sine = static_cast<float>(std::sin(double(radians)));
-    const auto cosine = static_cast<float>(std::cos(double(radians)));
+    const auto sine = k7_sin(radians);
+    const auto cosine = k7_cos(radians);
     result.m[a][a] = result.m[b][b] = cosine;
     result.m[a][b] = sine;
     result.m[b][a] = -sine;

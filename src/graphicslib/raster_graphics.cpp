@@ -6,6 +6,7 @@
 
 #include "graphicslib/raster_band.h"
 #include "graphicslib/wu_line.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -114,7 +115,7 @@ bool RasterGraphics::enter_pixel_space() {
     }
     set_mode(stack_before);
     const float width = device_width(), height = device_height();
-    if (!pushed || !set_window(0, width - 1, 0, height - 1, 0, std::hypot(width, height))) {
+    if (!pushed || !set_window(0, width - 1, 0, height - 1, 0, k7_hypot(width, height))) {
         restore_levels(saved_levels);
         return false;
     }

@@ -22,8 +22,6 @@ int to_pixel(float value, int limit) {  // NaN: 0
 
 }  // namespace
 
-const raster::Kernels& raster::kernels() { return cpu_select(baseline::KERNELS, avx2::KERNELS, avx512::KERNELS); }
-
 // Equal parts of the longer side, disjoint.
 PixelRect RasterGraphics::Render::band(int index) const {
     PixelRect rect = drawn;

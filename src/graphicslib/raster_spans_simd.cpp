@@ -1,46 +1,29 @@
 // Four pixels abreast. Compiled once for each instruction set; no product and sum are fused, so all give the same bits.
 #include "graphicslib/raster_spans_simd.h"
 
-#include <immintrin.h>
-
-#include <cstring>
+#include "simdlib/vectors.h"
 
 namespace raster::QUILLON_SIMD {
-
 namespace {
 
-using V4 = float __attribute__((vector_size(16)));
-using I4 = int __attribute__((vector_size(16)));
+using namespace ::QUILLON_SIMD;
 
-constexpr V4 STEPS = {0.5F, 1.5F, 2.5F, 3.5F};
-constexpr V4 ONES = {1, 1, 1, 1};
-constexpr I4 LANES = {0, 1, 2, 3};
-
-template <class Vector>
-inline Vector load(const float* from) {
-    Vector value;
-    std::memcpy(&value, from, sizeof value);
-    return value;
-}
-
-template <class Vector>
-inline void store(float* to, Vector value) {
-    std::memcpy(to, &value, sizeof value);
-}
+constexpr Pixel STEPS = {0.5F, 1.5F, 2.5F, 3.5F};
+constexpr Pixel ONES = {1, 1, 1, 1};
+constexpr PixelMask PLACES = {0, 1, 2, 3};
 
 // What four pixels share: where they are along the span, their depth test, their coverage. Pixels from `count` on are
 // beyond the run.
 struct Four {
-    V4 t, coverage;
-    I4 hidden;
+    Pixel t, coverage;
+    PixelMask hidden;
 
-    inline Four(const SpanShade& span, float* depth, V4 covered, float x, int count) : coverage(covered) {
+    inline Four(const SpanShade& span, float* depth, Pixel covered, float x, int count) : coverage(covered) {
         t = (x + STEPS - span.x_start) * span.scale;
-        t = t > 0.0F ? t : V4{};
-        t = t < 1.0F ? t : ONES;
-        hidden = (coverage == 0.0F) | (LANES >= count);
+        t = to_unit(t);
+        hidden = (coverage == 0.0F) | (PLACES >= count);
         if (!depth) return;
-        const V4 here = span.z + t * span.z_change, there = load<V4>(depth);
+        const Pixel here = span.z + t * span.z_change, there = load<Pixel>(depth);
         hidden |= there < here;
         store(depth, hidden ? there : here);
     }
@@ -55,19 +38,19 @@ struct Shader {
           colour(_mm512_broadcast_f32x4(_mm_loadu_ps(shade.colour))),
           change(_mm512_broadcast_f32x4(_mm_loadu_ps(shade.colour_change))) {}
 
-    static inline __m512 spread(V4 values) {
+    static inline __m512 four_times(Pixel values) {
         return _mm512_permutexvar_ps(_mm512_set_epi32(3, 3, 3, 3, 2, 2, 2, 2, 1, 1, 1, 1, 0, 0, 0, 0),
-                                     _mm512_castps128_ps512(values));
+                                     _mm512_castps128_ps512((__m128)values));
     }
 
-    inline void four(float* sample, float* depth, V4 coverage, float x, int count) const {
+    inline void four(float* sample, float* depth, Pixel coverage, float x, int count) const {
         const Four pixels(span, depth, coverage, x, count);
-        const __m512 ink = _mm512_add_ps(colour, _mm512_mul_ps(spread(pixels.t), change));
-        const __m512 a = _mm512_mul_ps(_mm512_permute_ps(ink, 0xFF), spread(coverage));
+        const __m512 ink = _mm512_add_ps(colour, _mm512_mul_ps(four_times(pixels.t), change));
+        const __m512 a = _mm512_mul_ps(_mm512_permute_ps(ink, 0xFF), four_times(coverage));
         const __m512 one = _mm512_set1_ps(1), there = _mm512_loadu_ps(sample);
         const __m512 opaque = _mm512_mask_blend_ps(0x8888, ink, one);
         const __m512 kept = _mm512_mul_ps(_mm512_sub_ps(one, a), there);
-        const __m512 hidden = spread(V4(pixels.hidden));
+        const __m512 hidden = four_times((Pixel)pixels.hidden);
         const __mmask16 shown = _mm512_testn_epi32_mask(_mm512_castps_si512(hidden), _mm512_castps_si512(hidden));
         _mm512_mask_storeu_ps(sample, shown, _mm512_add_ps(_mm512_mul_ps(a, opaque), kept));
     }
@@ -81,21 +64,19 @@ struct Shader {
 // One pixel after the other, its channels abreast.
 struct Shader {
     explicit Shader(const SpanShade& shade)
-        : span(shade), colour(load<V4>(shade.colour)), change(load<V4>(shade.colour_change)) {}
+        : span(shade), colour(load<Pixel>(shade.colour)), change(load<Pixel>(shade.colour_change)) {}
 
     template <int LANE>
     inline void one(float* sample, const Four& pixels) const {
-        constexpr int SELECT = LANE * 0x55;
-        constexpr I4 IS_ALPHA = {0, 0, 0, -1};
-        const V4 t = _mm_shuffle_ps(pixels.t, pixels.t, SELECT);
-        const V4 coverage = _mm_shuffle_ps(pixels.coverage, pixels.coverage, SELECT);
-        const I4 hidden = I4(_mm_shuffle_ps(V4(pixels.hidden), V4(pixels.hidden), SELECT));
-        const V4 ink = colour + t * change, there = load<V4>(sample + 4 * LANE);
-        const V4 a = V4(_mm_shuffle_ps(ink, ink, 0xFF)) * coverage, opaque = IS_ALPHA ? ONES : ink;
+        constexpr PixelMask IS_ALPHA = {0, 0, 0, -1};
+        const Pixel t = spread<LANE>(pixels.t), coverage = spread<LANE>(pixels.coverage);
+        const PixelMask hidden = spread<LANE>(pixels.hidden);
+        const Pixel ink = colour + t * change, there = load<Pixel>(sample + 4 * LANE);
+        const Pixel a = spread<3>(ink) * coverage, opaque = IS_ALPHA ? ONES : ink;
         store(sample + 4 * LANE, hidden ? there : a * opaque + (ONES - a) * there);
     }
 
-    inline void four(float* sample, float* depth, V4 coverage, float x, int count) const {
+    inline void four(float* sample, float* depth, Pixel coverage, float x, int count) const {
         const Four pixels(span, depth, coverage, x, count);
         one<0>(sample, pixels);
         one<1>(sample, pixels);
@@ -104,7 +85,7 @@ struct Shader {
     }
 
     const SpanShade& span;
-    V4 colour, change;
+    Pixel colour, change;
 };
 
 #endif
@@ -112,7 +93,7 @@ struct Shader {
 void shade(float* sample, float* depth, const float* coverage, int x, int count, const SpanShade& span) {
     const Shader shader(span);
     for (int i = 0; i < count; i += 4) {
-        const V4 covered = coverage ? load<V4>(coverage + i) : ONES;
+        const Pixel covered = coverage ? load<Pixel>(coverage + i) : ONES;
         shader.four(sample + 4 * i, depth ? depth + i : nullptr, covered, static_cast<float>(x + i), count - i);
     }
 }
@@ -121,9 +102,9 @@ void shade(float* sample, float* depth, const float* coverage, int x, int count,
 void paint_solid(float* sample, int count, const float* colour) {
     const float a = colour[3];
     float added[4] = {a * colour[0], a * colour[1], a * colour[2], a};
-    const V4 add = load<V4>(added);
+    const Pixel add = load<Pixel>(added);
 #if defined(__AVX512F__)
-    const __m512 add4 = _mm512_broadcast_f32x4(add), keep = _mm512_set1_ps(1 - a);
+    const __m512 add4 = _mm512_broadcast_f32x4((__m128)add), keep = _mm512_set1_ps(1 - a);
     int i = 0;
     for (; i + 4 <= count; i += 4) {
         const __m512 there = _mm512_loadu_ps(sample + 4 * i);
@@ -134,19 +115,19 @@ void paint_solid(float* sample, int count, const float* colour) {
     const __m512 there = _mm512_maskz_loadu_ps(rest, sample + 4 * i);
     _mm512_mask_storeu_ps(sample + 4 * i, rest, _mm512_add_ps(add4, _mm512_mul_ps(keep, there)));
 #else
-    for (int i = 0; i < count; ++i) store(sample + 4 * i, add + (1 - a) * load<V4>(sample + 4 * i));
+    for (int i = 0; i < count; ++i) store(sample + 4 * i, add + (1 - a) * load<Pixel>(sample + 4 * i));
 #endif
 }
 
 void paint(float* sample, const float* coverage, int count, const float* colour) {
     if (!coverage) return paint_solid(sample, count, colour);
     const float channels[4] = {colour[0], colour[1], colour[2], 1};
-    const V4 opaque = load<V4>(channels);
+    const Pixel opaque = load<Pixel>(channels);
 #if defined(__AVX512F__)
-    const __m512 opaque4 = _mm512_broadcast_f32x4(opaque), one = _mm512_set1_ps(1);
+    const __m512 opaque4 = _mm512_broadcast_f32x4((__m128)opaque), one = _mm512_set1_ps(1);
     for (int i = 0; i < count; i += 4) {
         const auto shown = static_cast<__mmask16>(count - i >= 4 ? 0xFFFFU : (1U << (4 * (count - i))) - 1);
-        const __m512 a = Shader::spread(colour[3] * load<V4>(coverage + i));
+        const __m512 a = Shader::four_times(colour[3] * load<Pixel>(coverage + i));
         const __m512 there = _mm512_maskz_loadu_ps(shown, sample + 4 * i);
         const __m512 kept = _mm512_mul_ps(_mm512_sub_ps(one, a), there);
         _mm512_mask_storeu_ps(sample + 4 * i, shown, _mm512_add_ps(_mm512_mul_ps(a, opaque4), kept));
@@ -154,7 +135,7 @@ void paint(float* sample, const float* coverage, int count, const float* colour)
 #else
     for (int i = 0; i < count; ++i) {
         const float a = colour[3] * coverage[i];
-        store(sample + 4 * i, a * opaque + (1 - a) * load<V4>(sample + 4 * i));
+        store(sample + 4 * i, a * opaque + (1 - a) * load<Pixel>(sample + 4 * i));
     }
 #endif
 }
@@ -173,6 +154,6 @@ void add_weighted(float* __restrict sums, const float* __restrict values, int co
 
 }  // namespace
 
-extern const Kernels KERNELS = {shade, paint, fill, weigh, add_weighted};
+const Kernels kernels = {shade, paint, fill, weigh, add_weighted};
 
 }  // namespace raster::QUILLON_SIMD

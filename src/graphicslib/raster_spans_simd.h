@@ -1,6 +1,8 @@
 // Private: the inner loops of rendering, one table for each instruction set.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 namespace raster {
 
 // Colour r, g, b, a and depth along a run of pixels: value + t * change, with t the place of a pixel's centre between
@@ -26,16 +28,6 @@ struct Kernels {
     void (*add_weighted)(float* sums, const float* values, int count, float weight);
 };
 
-namespace baseline {
-extern const Kernels KERNELS;
-}
-namespace avx2 {
-extern const Kernels KERNELS;
-}
-namespace avx512 {
-extern const Kernels KERNELS;
-}
-
-const Kernels& kernels();
+QUILLON_SIMD_TABLE(Kernels, kernels);
 
 }  // namespace raster

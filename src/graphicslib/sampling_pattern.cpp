@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "k7pi_baselib/portable_math.h"
+
 namespace {
 
 constexpr int ATTEMPTS = 1024;
@@ -71,9 +73,9 @@ void StochasticSamplingPattern::centred_sample(float scale, float offset[3]) {
 float StochasticSamplingPattern::gaussian_sample(float radius, float offset[3]) {
     offset[0] = offset[1] = offset[2] = 0;
     if (!(radius > 0.01F)) return 1;
-    const double s = radius / std::sqrt(2 * std::log(2.0)), scale = 2 * s;
+    const double s = radius / std::sqrt(2 * k7_log(2.0)), scale = 2 * s;
     centred_sample(static_cast<float>(scale), offset);
     for (int i = 0; i < 2; ++i) offset[i] *= static_cast<float>(scale);  // twice the scale: the filter's reach
     const double squared = double(offset[0]) * offset[0] + double(offset[1]) * offset[1];
-    return static_cast<float>(std::exp(-squared / (s * scale)));
+    return static_cast<float>(k7_exp(-squared / (s * scale)));
 }

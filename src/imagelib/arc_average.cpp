@@ -9,6 +9,7 @@
 
 #include "imagelib/imagelib_resample.h"
 #include "k7pi_baselib/cpu.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -17,8 +18,6 @@ constexpr float MOST_DISTANCE = 1e5f;
 constexpr int COLUMNS_AT_ONCE = 64;  // that the kernels read positions of
 constexpr int ROWS_AT_ONCE = 4;
 constexpr int TILE_WIDTH = 64, TILE_HEIGHT = 16;
-
-const ArcKernels& kernels() { return cpu_select(baseline::arc_kernels, avx2::arc_kernels, avx512::arc_kernels); }
 
 // Where each column lies on a circle of radius 1, in pixels. Whole chunks, since the kernels read them so.
 std::vector<float> circle_positions(const float* table, const CircleSums& polar, float pixel) {
@@ -62,8 +61,8 @@ TurnTable::TurnTable() : m_sine(new (std::nothrow) float[ENTRIES]), m_cosine(new
     if (!valid()) return;
     for (int i = 0; i < ENTRIES; ++i) {
         const double angle = 2 * std::numbers::pi * i / ENTRIES - std::numbers::pi;
-        m_sine[i] = static_cast<float>(std::sin(angle));
-        m_cosine[i] = static_cast<float>(std::cos(angle));
+        m_sine[i] = static_cast<float>(k7_sin(angle));
+        m_cosine[i] = static_cast<float>(k7_cos(angle));
     }
 }
 
@@ -105,7 +104,7 @@ bool ImagelibCircles::unwrap(const K7Image& source, const TurnTable& turn, float
                          .sines = sines.data(),
                          .sample_border = BorderSampler::sample,
                          .owner = &border};
-    const ArcKernels& table = kernels();
+    const ArcKernels& table = arc_kernels();
     // Outer circles, mostly outside the picture, cost less than inner ones: threads take rows from a shared counter.
     const float outermost = static_cast<float>(m_table.rows - 1);
     const int end = static_cast<int>(std::clamp(largest + 1, 0.0f, outermost)) + 1;
@@ -129,7 +128,7 @@ bool ImagelibCircles::average(const K7Image& source, const K7Image* matte, const
     if (!valid() || !image_same_layout(&source, &destination) || (matte && !image_same_layout(matte, &destination)))
         return false;
     const ArcShape arcs{lengths, m_cx, m_cy, m_pixel_width, m_pixel_height, m_max_distance};
-    const ArcKernels& table = kernels();
+    const ArcKernels& table = arc_kernels();
     const int width = destination.width;
     // In tiles, whose arcs end in the same part of the table.
     const auto tile = [&](int x, int first, int last) {

@@ -1,53 +1,18 @@
 #include "imagelib/arc_average_simd.h"
 
-#include <immintrin.h>
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
 
-using Pixel = __m128;
-
-#if defined(__AVX512F__)
-constexpr int LANES = 16;
-#elif defined(__AVX2__)
-constexpr int LANES = 8;
-#else
-constexpr int LANES = 4;
-#endif
-typedef float Floats __attribute__((vector_size(4 * LANES)));
-typedef int Ints __attribute__((vector_size(4 * LANES)));
-typedef double Doubles __attribute__((vector_size(8 * LANES)));
-typedef unsigned long Longs __attribute__((vector_size(8 * LANES)));
-typedef float Quad __attribute__((vector_size(16)));
-typedef double DoublePixel __attribute__((vector_size(32)));
+using WideDoubles = Vec<double, LANES>;
+using Longs = Vec<unsigned long, LANES>;
+using DoublePixel = Vec<double, 4>;
 
 constexpr int CHUNK = 64;  // places prepared at once
 constexpr int AHEAD = 12;  // pixels whose reads are under way
 constexpr float PI = 3.14159265f;
 constexpr float STILL = 0.00005f;  // radians: shorter arcs show the source
-
-static inline Floats load(const float* from) {
-    Floats value;
-    __builtin_memcpy(&value, from, sizeof value);
-    return value;
-}
-static inline void store(float* to, Floats value) { __builtin_memcpy(to, &value, sizeof value); }
-static inline void store(int* to, Ints value) { __builtin_memcpy(to, &value, sizeof value); }
-static inline Floats to_floats(Ints v) { return __builtin_convertvector(v, Floats); }
-static inline Ints to_ints(Floats v) { return __builtin_convertvector(v, Ints); }  // truncates
-static inline Floats absolute(Floats v) { return (Floats)((Ints)v & 0x7fffffff); }
-static inline Floats smaller(Floats a, Floats b) { return a < b ? a : b; }
-static inline Floats larger(Floats a, Floats b) { return a > b ? a : b; }
-
-static inline Floats square_root(Floats v) {
-#if defined(__AVX512F__)
-    return (Floats)_mm512_sqrt_ps((__m512)v);
-#elif defined(__AVX2__)
-    return (Floats)_mm256_sqrt_ps((__m256)v);
-#else
-    return (Floats)_mm_sqrt_ps((__m128)v);
-#endif
-}
 
 // atan2 through a Chebyshev fit of atan(z) / z in z^2, which is within 4e-8; after rounding the angle is within 5e-7
 // radians, where the columns of a 1920 x 1080 picture are 9e-4 apart. The C library's differs between processors.
@@ -72,29 +37,29 @@ static inline Floats arc_tangent(Floats y, Floats x) {
 // good as the C library's, whose bits differ between processors.
 static inline Floats power(Floats base, float exponent) {
     const Floats zero = {};
-    const Longs bits = (Longs) __builtin_convertvector(larger(base, zero + 1e-30f), Doubles);
+    const Longs bits = (Longs) __builtin_convertvector(larger(base, zero + 1e-30f), WideDoubles);
     constexpr double shift = 4503599627370496.0;  // 2^52: the low bits of a double from here on count whole numbers
 
     // The logarithm of a mantissa between sqrt(1/2) and sqrt(2), through the series of the inverse hyperbolic tangent
     const Longs offset = bits - 0x3fe6a09e667f3bcdul, raised = offset + (1024ul << 52);
-    Doubles whole = (Doubles)((raised >> 52) | 0x4330000000000000ul);
+    WideDoubles whole = (WideDoubles)((raised >> 52) | 0x4330000000000000ul);
     whole = whole - (shift + 1024);
-    const Doubles mantissa = (Doubles)(bits - (offset & 0xfff0000000000000ul));
-    const Doubles s = (mantissa - 1) / (mantissa + 1), s2 = s * s;
-    Doubles series = s2 * (1.0 / 13) + 1.0 / 11;
+    const WideDoubles mantissa = (WideDoubles)(bits - (offset & 0xfff0000000000000ul));
+    const WideDoubles s = (mantissa - 1) / (mantissa + 1), s2 = s * s;
+    WideDoubles series = s2 * (1.0 / 13) + 1.0 / 11;
     series = series * s2 + 1.0 / 9;
     series = series * s2 + 1.0 / 7;
     series = series * s2 + 1.0 / 5;
     series = series * s2 + 1.0 / 3;
     series = series * s2 + 1.0;
-    Doubles y = double(exponent) * (whole + 2.8853900817779268 * s * series);
+    WideDoubles y = double(exponent) * (whole + 2.8853900817779268 * s * series);
 
     // Two to that: the nearest whole number goes into the exponent
-    const Doubles least = Doubles{} - 140.0;
+    const WideDoubles least = WideDoubles{} - 140.0;
     y = y > least ? y : least;
-    const Doubles nearest = y + 1.5 * shift;
-    const Doubles rest = 0.69314718055994531 * (y - (nearest - 1.5 * shift));
-    Doubles result = rest * (1.0 / 40320) + 1.0 / 5040;
+    const WideDoubles nearest = y + 1.5 * shift;
+    const WideDoubles rest = 0.69314718055994531 * (y - (nearest - 1.5 * shift));
+    WideDoubles result = rest * (1.0 / 40320) + 1.0 / 5040;
     result = result * rest + 1.0 / 720;
     result = result * rest + 1.0 / 120;
     result = result * rest + 1.0 / 24;
@@ -102,7 +67,7 @@ static inline Floats power(Floats base, float exponent) {
     result = result * rest + 0.5;
     result = result * rest + 1.0;
     result = result * rest + 1.0;
-    result = (Doubles)((Longs)result + ((Longs)nearest << 52));
+    result = (WideDoubles)((Longs)result + ((Longs)nearest << 52));
     const Floats value = __builtin_convertvector(result, Floats);
     return exponent > 0 ? (base > zero ? value : zero) : zero + 1.0f;
 }
@@ -168,7 +133,7 @@ static inline Pixel filtered(const float* corner, long stride, const float* acro
     const Pair rows01 = _mm256_max_ps(low_halves(row[0], row[1]) + high_halves(row[0], row[1]), zero);
     const Pair rows23 = _mm256_max_ps(low_halves(row[2], row[3]) + high_halves(row[2], row[3]), zero);
     const Pair sum = _mm256_permutevar_ps(rows, left) * rows01 + _mm256_permutevar_ps(rows, right) * rows23;
-    return _mm256_castps256_ps128(sum) + _mm256_extractf128_ps(sum, 1);
+    return (Pixel)(_mm256_castps256_ps128(sum) + _mm256_extractf128_ps(sum, 1));
 }
 #else
 static inline Pixel filtered(const float* corner, long stride, const float* across, const float* down) {
@@ -176,10 +141,9 @@ static inline Pixel filtered(const float* corner, long stride, const float* acro
     Pixel row[4];
     for (int i = 0; i < 4; ++i) {
         const float* at = first + i * stride;
-        const Pixel even = _mm_set1_ps(across[0]) * _mm_loadu_ps(at) + _mm_set1_ps(across[2]) * _mm_loadu_ps(at + 8);
-        const Pixel odd =
-            _mm_set1_ps(across[1]) * _mm_loadu_ps(at + 4) + _mm_set1_ps(across[3]) * _mm_loadu_ps(at + 12);
-        row[i] = _mm_set1_ps(down[i]) * _mm_max_ps(even + odd, _mm_setzero_ps());
+        const Pixel even = across[0] * load<Pixel>(at) + across[2] * load<Pixel>(at + 8);
+        const Pixel odd = across[1] * load<Pixel>(at + 4) + across[3] * load<Pixel>(at + 12);
+        row[i] = down[i] * larger(even + odd, Pixel{});
     }
     return (row[0] + row[2]) + (row[1] + row[3]);
 }
@@ -193,11 +157,11 @@ static inline void add_sample(const ArcSource& source, const Places& places, int
     } else {
         alignas(16) float border[4];
         source.sample_border(source.owner, places.x[i], places.y[i], border);
-        value = _mm_load_ps(border);
+        value = load<Pixel>(border);
     }
     // What is not a number counts as 0, and infinite light as a lot: neither may spoil its whole circle.
-    value = _mm_min_ps(_mm_max_ps(value, _mm_setzero_ps()), _mm_set1_ps(1e30f));
-    total += __builtin_convertvector((Quad)value, DoublePixel);
+    value = limited(value, Pixel{}, all<Pixel>(1e30f));
+    total += __builtin_convertvector(value, DoublePixel);
 }
 
 static void unwrap_row(const ArcSource& source, const CircleSums& table, int row, double* scratch) {
@@ -217,11 +181,11 @@ static void unwrap_row(const ArcSource& source, const CircleSums& table, int row
     sums[table.columns + 1] = total + first;
 
     const DoublePixel mean = (total + (table.period - table.columns) * first) / table.period;
-    _mm_storeu_ps(table.means + 4L * row, (Pixel) __builtin_convertvector(mean, Quad));
+    store(table.means + 4L * row, __builtin_convertvector(mean, Pixel));
     float* out = table.sums + row * table.pitch;
     for (int i = 0; i < table.columns + 2; ++i)
-        _mm_stream_ps(out + 4L * i, (Pixel) __builtin_convertvector(sums[i] - double(i) * mean, Quad));
-    _mm_sfence();
+        stream(out + 4L * i, __builtin_convertvector(sums[i] - double(i) * mean, Pixel));
+    finish_streams();
 }
 
 // ---- Averaging ------------------------------------------------------------------------------------------------
@@ -304,29 +268,29 @@ static inline void find_ends(const CircleSums& table, const ArcShape& arcs, int 
 }
 
 // The sum between two places of a row less its mean: whole columns first, so that what both ends share cancels exactly.
-static inline Pixel between(const float* from, const float* to, Pixel from_part, Pixel to_part) {
-    const Pixel a = _mm_load_ps(from), b = _mm_load_ps(to);
-    return (b - a) + (to_part * (_mm_load_ps(to + 4) - b) - from_part * (_mm_load_ps(from + 4) - a));
+static inline Pixel between(const float* from, const float* to, float from_part, float to_part) {
+    const Pixel a = load<Pixel>(from), b = load<Pixel>(to);
+    return (b - a) + (to_part * (load<Pixel>(to + 4) - b) - from_part * (load<Pixel>(from + 4) - a));
 }
 
 static inline Pixel averaged(const CircleSums& table, const Ends& ends, int i) {
     const float *from = table.sums + ends.from[i], *to = table.sums + ends.to[i], *mean = table.means + ends.row[i];
-    const Pixel from_part = _mm_set1_ps(ends.from_part[i]), to_part = _mm_set1_ps(ends.to_part[i]);
-    const Pixel row_part = _mm_set1_ps(ends.row_part[i]);
+    const float from_part = ends.from_part[i], to_part = ends.to_part[i];
+    const float row_part = ends.row_part[i];
     const Pixel lower = between(from, to, from_part, to_part);
     const Pixel upper = between(from + table.pitch, to + table.pitch, from_part, to_part);
     const Pixel sum = lower + row_part * (upper - lower);
-    const Pixel lower_mean = _mm_loadu_ps(mean), upper_mean = _mm_loadu_ps(mean + 4);
-    return sum * _mm_set1_ps(ends.inverse[i]) + (lower_mean + row_part * (upper_mean - lower_mean));
+    const Pixel lower_mean = load<Pixel>(mean), upper_mean = load<Pixel>(mean + 4);
+    return sum * ends.inverse[i] + (lower_mean + row_part * (upper_mean - lower_mean));
 }
 
 // Neighbours in a row of the picture lie on different circles, so nearly every read is a new line of memory.
 static inline void fetch_ahead(const CircleSums& table, const Ends& ends, int i) {
     const float *from = table.sums + (ends.from[i] & ~(ends.from[i] >> 31)), *to = table.sums + ends.to[i];
-    _mm_prefetch(reinterpret_cast<const char*>(from), _MM_HINT_T0);
-    _mm_prefetch(reinterpret_cast<const char*>(to), _MM_HINT_T0);
-    _mm_prefetch(reinterpret_cast<const char*>(from + table.pitch), _MM_HINT_T0);
-    _mm_prefetch(reinterpret_cast<const char*>(to + table.pitch), _MM_HINT_T0);
+    __builtin_prefetch(from);
+    __builtin_prefetch(to);
+    __builtin_prefetch(from + table.pitch);
+    __builtin_prefetch(to + table.pitch);
 }
 
 static inline void matte_factors(const ArcShape& arcs, const float* matte, int count, float* factors) {
@@ -350,9 +314,8 @@ static void average_pixels(const CircleSums& table, const ArcShape& arcs, int x,
         for (int i = 0; i < n; ++i) {
             if (i + AHEAD < n) fetch_ahead(table, ends, i + AHEAD);
             const long at = 4L * (done + i);
-            const Pixel value =
-                ends.from[i] < 0 ? _mm_loadu_ps(source + at) : _mm_max_ps(averaged(table, ends, i), _mm_setzero_ps());
-            _mm_storeu_ps(out + at, value);
+            const Pixel value = ends.from[i] < 0 ? load<Pixel>(source + at) : larger(averaged(table, ends, i), Pixel{});
+            store(out + at, value);
         }
     }
 }

@@ -1,6 +1,8 @@
 // Private: the hot loops of the averages along arcs. Plain data, see cmake/QuillonSimd.cmake.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 // Entries of the filter table: one for each 512th of a pixel, and between two of them one for the fractions inside.
 inline constexpr int ARC_FILTER_STEPS = 512;
 inline constexpr int ARC_FILTER_ENTRIES = 2 * ARC_FILTER_STEPS + 1;
@@ -57,12 +59,4 @@ struct ArcKernels {
                            const float* matte, float* out);
 };
 
-namespace baseline {
-extern const ArcKernels arc_kernels;
-}
-namespace avx2 {
-extern const ArcKernels arc_kernels;
-}
-namespace avx512 {
-extern const ArcKernels arc_kernels;
-}
+QUILLON_SIMD_TABLE(ArcKernels, arc_kernels);

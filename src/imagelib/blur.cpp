@@ -195,7 +195,7 @@ void blur_columns(const Job& job, int first, int last) {
 void blur_axis(K7Image* image, bool columns, float radius, int mask, Ends ends) {
     if (!(radius > 0.0f)) return;
     const int length = columns ? image->height : image->width;
-    const BlurKernels& kernels = cpu_select(baseline::blur_kernels, avx2::blur_kernels, avx512::blur_kernels);
+    const BlurKernels& kernels = blur_kernels();
     const Job job = {image, &kernels, box_radius(radius, length), mask, ends, length, columns};
     if (job.box.radius == 0 && job.box.fraction == 0.0) return;
     for_rows(columns ? image->width : image->height, [&job](int first, int last) {

@@ -12,73 +12,35 @@
 //
 // Measured on one thread of a Zen 4 at 1920x1080 RGBA: see docs/performance.md. Bound by the vector adders and the
 // store port in the sweep, not by memory.
-#include <immintrin.h>
-
 #include <type_traits>
 
 #include "imagelib/blur_simd.h"
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
 
 // ---- Vectors: two registers of doubles are the lanes ------------------------------------------------------------
 
-#if defined(__AVX512F__)
-constexpr int HALF = 8;
-using Doubles = __m512d;
-using Floats = __m256;
-inline Doubles widen(Floats x) { return _mm512_maskz_cvtps_pd(0xff, x); }
-inline Floats narrow(Doubles x) { return _mm512_maskz_cvtpd_ps(0xff, x); }
-inline Doubles splat(double x) { return _mm512_set1_pd(x); }
-inline Doubles load_doubles(const double* p) { return _mm512_load_pd(p); }
-inline void store_doubles(double* p, Doubles x) { _mm512_store_pd(p, x); }
-inline Floats load_side_by_side(const float* p) { return _mm256_loadu_ps(p); }
-inline void store_side_by_side(float* p, Floats x) { _mm256_storeu_ps(p, x); }
-#elif defined(__AVX2__)
-constexpr int HALF = 4;
-using Doubles = __m256d;
-using Floats = __m128;
-inline Doubles widen(Floats x) { return _mm256_cvtps_pd(x); }
-inline Floats narrow(Doubles x) { return _mm256_cvtpd_ps(x); }
-inline Doubles splat(double x) { return _mm256_set1_pd(x); }
-inline Doubles load_doubles(const double* p) { return _mm256_load_pd(p); }
-inline void store_doubles(double* p, Doubles x) { _mm256_store_pd(p, x); }
-#else
-constexpr int HALF = 2;
-using Doubles = __m128d;
-using Floats = __m128;  // the lower two
-inline Doubles widen(Floats x) { return _mm_cvtps_pd(x); }
-inline Floats narrow(Doubles x) { return _mm_cvtpd_ps(x); }
-inline Doubles splat(double x) { return _mm_set1_pd(x); }
-inline Doubles load_doubles(const double* p) { return _mm_load_pd(p); }
-inline void store_doubles(double* p, Doubles x) { _mm_store_pd(p, x); }
-#endif
-constexpr int LANES = 2 * HALF;
+constexpr int HALF = COUNT_OF<Doubles>;
+using Half = Vec<float, HALF>;
 
 // Zen has separate pipes for additions (which also convert) and for multiplications. Conversions fill the one, so that
 // some sums go through the other, multiplied by 1, which changes no bit.
 #if defined(__AVX512F__)
-inline Doubles plus(Doubles a, Doubles b) { return _mm512_fmadd_pd(a, splat(1.0), b); }
-inline Doubles minus(Doubles a, Doubles b) { return _mm512_fmsub_pd(a, splat(1.0), b); }
+inline Doubles plus(Doubles a, Doubles b) {
+    return (Doubles)_mm512_fmadd_pd((__m512d)a, _mm512_set1_pd(1.0), (__m512d)b);
+}
+inline Doubles minus(Doubles a, Doubles b) {
+    return (Doubles)_mm512_fmsub_pd((__m512d)a, _mm512_set1_pd(1.0), (__m512d)b);
+}
 #else
 inline Doubles plus(Doubles a, Doubles b) { return a + b; }
 inline Doubles minus(Doubles a, Doubles b) { return a - b; }
 #endif
 
-#if defined(__AVX512F__)
-inline Floats smaller(Floats a, Floats b) { return _mm256_min_ps(a, b); }
-inline Floats larger(Floats a, Floats b) { return _mm256_max_ps(a, b); }
-inline Floats choose(Floats keep, Floats old, Floats fresh) { return _mm256_blendv_ps(fresh, old, keep); }
-#else
-inline Floats smaller(Floats a, Floats b) { return _mm_min_ps(a, b); }
-inline Floats larger(Floats a, Floats b) { return _mm_max_ps(a, b); }
-inline Floats choose(Floats keep, Floats old, Floats fresh) {
-    return _mm_or_ps(_mm_and_ps(keep, old), _mm_andnot_ps(keep, fresh));
-}
-#endif
-
 struct Pixels {
-    Floats half[2];
+    Half half[2];
 };
 struct Sums {
     Doubles half[2];
@@ -93,25 +55,11 @@ inline void prefetch(const float* p, std::ptrdiff_t ahead) {
 struct SideBySide {
     static void fetch(const float* p, std::ptrdiff_t, std::ptrdiff_t ahead) { prefetch(p, ahead); }
     static Pixels load(const float* p, std::ptrdiff_t) {
-#if defined(__AVX512F__)
-        return {{load_side_by_side(p), load_side_by_side(p + 8)}};
-#elif defined(__AVX2__)
-        return {{_mm_loadu_ps(p), _mm_loadu_ps(p + 4)}};
-#else
-        const __m128 x = _mm_loadu_ps(p);
-        return {{x, _mm_movehl_ps(x, x)}};
-#endif
+        return {{QUILLON_SIMD::load<Half>(p), QUILLON_SIMD::load<Half>(p + HALF)}};
     }
     static void store(float* p, std::ptrdiff_t, const Pixels& x) {
-#if defined(__AVX512F__)
-        store_side_by_side(p, x.half[0]);
-        store_side_by_side(p + 8, x.half[1]);
-#elif defined(__AVX2__)
-        _mm_storeu_ps(p, x.half[0]);
-        _mm_storeu_ps(p + 4, x.half[1]);
-#else
-        _mm_storeu_ps(p, _mm_movelh_ps(x.half[0], x.half[1]));
-#endif
+        QUILLON_SIMD::store(p, x.half[0]);
+        QUILLON_SIMD::store(p + HALF, x.half[1]);
     }
 };
 
@@ -121,36 +69,40 @@ struct Groups {
         for (int row = 0; row < LANES / 4; ++row) prefetch(p + row * group, ahead);
     }
     static Pixels load(const float* p, std::ptrdiff_t group) {
-#if defined(__AVX512F__)
-        const auto two = [](const float* a, const float* b) {
-            return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(a)), _mm_loadu_ps(b), 1);
-        };
-        return {{two(p, p + group), two(p + 2 * group, p + 3 * group)}};
-#elif defined(__AVX2__)
-        return {{_mm_loadu_ps(p), _mm_loadu_ps(p + group)}};
-#else
-        return SideBySide::load(p, group);
-#endif
+        if constexpr (HALF == 8)
+            return {{two(p, group), two(p + 2 * group, group)}};
+        else if constexpr (HALF == 4)
+            return {{QUILLON_SIMD::load<Half>(p), QUILLON_SIMD::load<Half>(p + group)}};
+        else
+            return SideBySide::load(p, group);
     }
     static void store(float* p, std::ptrdiff_t group, const Pixels& x) {
-#if defined(__AVX512F__)
-        _mm_storeu_ps(p, _mm256_castps256_ps128(x.half[0]));
-        _mm_storeu_ps(p + group, _mm256_extractf128_ps(x.half[0], 1));
-        _mm_storeu_ps(p + 2 * group, _mm256_castps256_ps128(x.half[1]));
-        _mm_storeu_ps(p + 3 * group, _mm256_extractf128_ps(x.half[1], 1));
-#elif defined(__AVX2__)
-        _mm_storeu_ps(p, x.half[0]);
-        _mm_storeu_ps(p + group, x.half[1]);
-#else
-        SideBySide::store(p, group, x);
-#endif
+        if constexpr (HALF == 8) {
+            store_two(p, group, x.half[0]);
+            store_two(p + 2 * group, group, x.half[1]);
+        } else if constexpr (HALF == 4) {
+            QUILLON_SIMD::store(p, x.half[0]);
+            QUILLON_SIMD::store(p + group, x.half[1]);
+        } else {
+            SideBySide::store(p, group, x);
+        }
+    }
+
+  private:
+    template <class Eight>
+    static void store_two(float* p, std::ptrdiff_t group, Eight x) {
+        QUILLON_SIMD::store(p, __builtin_shufflevector(x, x, 0, 1, 2, 3));
+        QUILLON_SIMD::store(p + group, __builtin_shufflevector(x, x, 4, 5, 6, 7));
+    }
+    static Half two(const float* p, std::ptrdiff_t group) {
+        return joined<Half>(QUILLON_SIMD::load<Pixel>(p), QUILLON_SIMD::load<Pixel>(p + group));
     }
 };
 
-inline Sums load_sums(const double* p) { return {{load_doubles(p), load_doubles(p + HALF)}}; }
+inline Sums load_sums(const double* p) { return {{load_aligned(p), load_aligned(p + HALF)}}; }
 inline void store_sums(double* p, const Sums& x) {
-    store_doubles(p, x.half[0]);
-    store_doubles(p + HALF, x.half[1]);
+    store_aligned(p, x.half[0]);
+    store_aligned(p + HALF, x.half[1]);
 }
 
 // ---- One sweep ----------------------------------------------------------------------------------------------------
@@ -191,25 +143,25 @@ enum Output {
     PACKED,  // side by side, into scratch memory
 };
 
-inline Sums widen(const Pixels& x) { return {{widen(x.half[0]), widen(x.half[1])}}; }
+inline Sums widen(const Pixels& x) { return {{to_doubles(x.half[0]), to_doubles(x.half[1])}}; }
 
 // Weights the sums of pass 3, mixes them with the smaller box and stores them.
 template <class Layout, Output OUTPUT>
 inline void store_result(const Target& target, float* to, const float* mix, const Sums& sum, const Pixels& low) {
     using OutLayout = std::conditional_t<OUTPUT == PACKED, SideBySide, Layout>;
-    const Doubles scale = splat(target.scale);
+    const Doubles scale = all<Doubles>(target.scale);
     Sums value = {{sum.half[0] * scale, sum.half[1] * scale}};
     if (OUTPUT == MIXED && mix) {
-        const Doubles mix_scale = splat(target.mix_scale);
+        const Doubles mix_scale = all<Doubles>(target.mix_scale);
         const Sums other = widen(target.mix_packed ? SideBySide::load(mix, 0) : Layout::load(mix, target.group));
         for (int i = 0; i < 2; ++i) value.half[i] = value.half[i] + other.half[i] * mix_scale;
     }
     Pixels result;
-    for (int i = 0; i < 2; ++i) result.half[i] = larger(narrow(value.half[i]), low.half[i]);
+    for (int i = 0; i < 2; ++i) result.half[i] = larger(to_floats(value.half[i]), low.half[i]);
     if (OUTPUT == MIXED && target.keep) {
         const Pixels keep = SideBySide::load(reinterpret_cast<const float*>(target.keep), 0);
         const Pixels old = OutLayout::load(to, target.group);
-        for (int i = 0; i < 2; ++i) result.half[i] = choose(keep.half[i], old.half[i], result.half[i]);
+        for (int i = 0; i < 2; ++i) result.half[i] = (Vec<int, HALF>)keep.half[i] != 0 ? old.half[i] : result.half[i];
     }
     OutLayout::store(to, target.group, result);
 }
@@ -385,7 +337,7 @@ Stretch make_stretch(const BlurLines& lines, const Schedule& s, const FirstSums&
 // The sum of a window that holds nothing but `value`, which goes into the ring.
 Sums begin_pass(const Schedule& s, const Sums& value, const double* slot) {
     store_sums(const_cast<double*>(slot), value);
-    const Doubles window = splat(s.window);
+    const Doubles window = all<Doubles>(s.window);
     return {{value.half[0] * window, value.half[1] * window}};
 }
 
@@ -426,7 +378,7 @@ void sweep_wrapped(const BlurLines& lines, int radius, int margin, double* rings
     s.ring = ring_slots(s.window);
     State state;
     state.low = SideBySide::load(lines.first, 0);
-    state.sum1 = state.sum2 = state.sum3 = {{splat(0), splat(0)}};
+    state.sum1 = state.sum2 = state.sum3 = {{all<Doubles>(0), all<Doubles>(0)}};
     run<SideBySide, OUTPUT>(0, lines, s, {{NO_SUMS, NO_SUMS, NO_SUMS}}, rings, state, target);
 }
 
@@ -503,6 +455,6 @@ std::size_t scratch_doubles(int length, BoxRadius box) {
 
 }  // namespace
 
-extern const BlurKernels blur_kernels = {LANES, clamped, wrapped, scratch_doubles};
+const BlurKernels blur_kernels = {LANES, clamped, wrapped, scratch_doubles};
 
 }  // namespace QUILLON_SIMD

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simdlib/cpu.h"
+
 // `kernels.lanes` lines that are blurred in place. Lanes come in groups of four neighbouring floats.
 struct BlurLines {
     float* first;               // sample 0 of lane 0
@@ -32,12 +34,4 @@ struct BlurKernels {
     std::size_t (*scratch_doubles)(int length, BoxRadius box);
 };
 
-namespace baseline {
-extern const BlurKernels blur_kernels;
-}
-namespace avx2 {
-extern const BlurKernels blur_kernels;
-}
-namespace avx512 {
-extern const BlurKernels blur_kernels;
-}
+QUILLON_SIMD_TABLE(BlurKernels, blur_kernels);

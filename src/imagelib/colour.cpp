@@ -9,6 +9,7 @@
 
 #include "imagelib/imagelib_curves.h"
 #include "imagelib/samples.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -32,7 +33,7 @@ void for_pixels(const K7Image* src, K7Image* dst, const Work& work) {
 }
 
 float power(float value, double exponent) {
-    const float result = static_cast<float>(std::pow(static_cast<double>(value), exponent));
+    const float result = k7_pow_float(static_cast<double>(value), exponent);
     return std::isnan(result) ? 0.0f : result;
 }
 

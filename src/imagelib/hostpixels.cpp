@@ -13,10 +13,6 @@ namespace {
 
 constexpr int CHANNELS = 4;
 
-const HostPixelKernels& kernels() {
-    return cpu_select(baseline::host_pixel_kernels, avx2::host_pixel_kernels, avx512::host_pixel_kernels);
-}
-
 template <class Work>
 void run_rows(const RowRunner& runner, int rows, Work&& work) {
     if (rows <= 0) return;
@@ -48,11 +44,11 @@ using FromHost = void (*)(const void* host, float* samples, std::size_t count);
 FromHost from_host_kernel(int depth) {
     switch (depth) {
         case 8:
-            return kernels().from_u8;
+            return host_pixel_kernels().from_u8;
         case 16:
-            return kernels().from_u16;
+            return host_pixel_kernels().from_u16;
         case 32:
-            return kernels().from_f32;
+            return host_pixel_kernels().from_f32;
         default:
             return nullptr;
     }
@@ -88,7 +84,7 @@ void convert_host_pixels(const HostPixels& host, HostRect bounds, K7Image* first
 }
 
 void copy_clean(const K7Image* source, K7Image* destination, const RowRunner& runner) {
-    const FromHost clean = kernels().from_f32;
+    const FromHost clean = host_pixel_kernels().from_f32;
     run_rows(runner, source->height, [&](int first, int last) {
         for (int y = first; y <= last; ++y)
             clean(image_row<float>(source, y), image_row<float>(destination, y), std::size_t(source->width) * CHANNELS);
@@ -153,7 +149,7 @@ void store_float_image(const K7Image* image, const HostTarget& host, HostRect re
     const HostRect part{std::max(frame.x1, host.bounds.x1), std::max(frame.y1, host.bounds.y1),
                         std::min(frame.x2, host.bounds.x2), std::min(frame.y2, host.bounds.y2)};
     if (part.x1 >= part.x2 || part.y1 >= part.y2) return;
-    const HostPixelKernels& kernel = kernels();
+    const HostPixelKernels& kernel = host_pixel_kernels();
     const std::size_t count = std::size_t(part.x2 - part.x1) * CHANNELS;
     run_rows(runner, part.y2 - part.y1, [&](int first, int last) {
         for (int y = part.y1 + first; y <= part.y1 + last; ++y) {

@@ -1,6 +1,6 @@
 #include "imagelib/hostpixels_simd.h"
 
-#include <immintrin.h>
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
@@ -83,6 +83,6 @@ void to_u16(const float* samples, void* host, std::size_t count) {
 
 }  // namespace
 
-extern const HostPixelKernels host_pixel_kernels{from_u8, from_u16, from_f32, to_u8, to_u16};
+const HostPixelKernels host_pixel_kernels{from_u8, from_u16, from_f32, to_u8, to_u16};
 
 }  // namespace QUILLON_SIMD

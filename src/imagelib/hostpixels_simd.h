@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simdlib/cpu.h"
+
 struct HostPixelKernels {
     // Host samples to clean floats: no NaN, no infinity, nothing below 0. The host's pointers need no alignment.
     void (*from_u8)(const void* host, float* samples, std::size_t count);
@@ -14,12 +16,4 @@ struct HostPixelKernels {
     void (*to_u16)(const float* samples, void* host, std::size_t count);
 };
 
-namespace baseline {
-extern const HostPixelKernels host_pixel_kernels;
-}
-namespace avx2 {
-extern const HostPixelKernels host_pixel_kernels;
-}
-namespace avx512 {
-extern const HostPixelKernels host_pixel_kernels;
-}
+QUILLON_SIMD_TABLE(HostPixelKernels, host_pixel_kernels);

@@ -1,7 +1,7 @@
 // Curves on single floats.
 #pragma once
 
-#include <cmath>
+#include "k7pi_baselib/portable_math.h"
 
 // 0 up to low, 1 from high on, a cubic with level ends between. A step where low equals high.
 inline float smooth_step(float x, float low, float high) {
@@ -41,12 +41,12 @@ inline float hyperbolic_tone(float x, float k) {
     if (tone_is_identity(k)) return x;
     k = tone_limit(k);
     const float y = tone_hyperbola(tone_clamp(x), k);
-    return k > 50.0f ? std::pow(tone_clamp(y), tone_exponent(k)) : y;
+    return k > 50.0f ? k7_pow(tone_clamp(y), tone_exponent(k)) : y;
 }
 
 inline float hyperbolic_tone_inverse(float x, float k) {
     if (tone_is_identity(k)) return x;
     k = tone_limit(k);
     x = tone_clamp(x);
-    return tone_hyperbola_inverse(k > 50.0f ? std::pow(x, 1.0f / tone_exponent(k)) : x, k);
+    return tone_hyperbola_inverse(k > 50.0f ? k7_pow(x, 1.0f / tone_exponent(k)) : x, k);
 }

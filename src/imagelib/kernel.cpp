@@ -1,10 +1,10 @@
 // The filter tables.
-#include <cmath>
 #include <new>
 #include <numbers>
 
 #include "imagelib/imagelib_resample.h"
 #include "k7pi_baselib/k7pi_baselib.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ double bspline(double t) {
     return 0;
 }
 
-double sinc(double x) { return std::sin(std::numbers::pi * x) / (std::numbers::pi * x); }
+double sinc(double x) { return k7_sin(std::numbers::pi * x) / (std::numbers::pi * x); }
 
 double lanczos(double t) {
     if (t == 0) return 1;

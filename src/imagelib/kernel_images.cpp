@@ -6,6 +6,7 @@
 #include "imagelib/imagelib_kernels.h"
 #include "imagelib/imagelib_resample.h"
 #include "imagelib/samples.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -37,7 +38,7 @@ K7Image* image_make_gaussian_kernel(float radius) {
     const int reach = ceiled(radius) + 1;
     const double s = radius / 3.0;
     std::vector<double> factor(reach + 1);
-    for (int d = 0; d <= reach; ++d) factor[d] = std::exp(-(double(d) * d) / (2.0 * s * s));
+    for (int d = 0; d <= reach; ++d) factor[d] = k7_exp(-(double(d) * d) / (2.0 * s * s));
     return make_symmetric(reach, [&](int ax, int ay) { return factor[ax] * factor[ay]; }).release();
 }
 
@@ -50,7 +51,7 @@ K7Image* image_make_star_kernel(float size, float angle) {
     std::vector<double> fall(reach + 1), power(reach + 1);
     for (int d = 0; d <= reach; ++d) {
         fall[d] = std::max(1.0 - d / static_cast<double>(size), 0.0);
-        power[d] = std::pow(fall[d], exponent);
+        power[d] = k7_pow(fall[d], exponent);
     }
     ImagePtr star = make_symmetric(reach, [&](int ax, int ay) {
         if (ax == 0 && ay == 0) return 1.0;

@@ -3,6 +3,7 @@
 #include "imagelib/imagelib_lic.h"
 #include "imagelib/lic_simd.h"
 #include "k7pi_baselib/cpu.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -46,13 +47,13 @@ LicFrame make_frame(const K7Image* source, K7Image* destination, float cx, float
 void polygon_normals(int sides, double rotation, float* normals) {
     for (int side = 0; side < sides; ++side) {
         const double angle = (side + 0.5) * 2 * PI / sides - rotation;
-        *normals++ = float(std::cos(angle));
-        *normals++ = float(std::sin(angle));
+        *normals++ = float(k7_cos(angle));
+        *normals++ = float(k7_sin(angle));
     }
 }
 
 void render(const LicFrame& frame, K7Image* destination) {
-    const LicRows rows = cpu_select(baseline::lic_rows, avx2::lic_rows, avx512::lic_rows);
+    const LicRows rows = lic_rows();
     for_rows_float(frame.height, [&](int first, int last) { rows(frame, first, last); });
     destination->stats_valid = 0;
 }
@@ -87,7 +88,7 @@ bool image_radial_lic(const K7Image* source, K7Image* destination, float cx, flo
         polygon_normals(sides, std::fmod(double(rotation), 360.0) * 0.017453292, normals);
         frame.normals = normals;
         frame.sides = sides;
-        frame.clear = rclear * std::cos(PI / sides);
+        frame.clear = rclear * k7_cos(PI / sides);
     }
     render(frame, destination);
     return true;

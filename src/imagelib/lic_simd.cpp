@@ -6,41 +6,32 @@
 // (blocks of BLOCK in line order, then the blocks) is the same for every instruction set.
 #include "imagelib/lic_simd.h"
 
-#include <immintrin.h>
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
 
-#if defined(__AVX512F__)
-#define QUILLON_VECTOR_BYTES 64
-#elif defined(__AVX2__)
-#define QUILLON_VECTOR_BYTES 32
-#else
-#define QUILLON_VECTOR_BYTES 16
-#endif
-
 using Fixed = long long;  // 32.32
-typedef Fixed FixedVector __attribute__((vector_size(QUILLON_VECTOR_BYTES)));
-typedef unsigned long long OffsetVector __attribute__((vector_size(QUILLON_VECTOR_BYTES)));
-typedef int IntVector __attribute__((vector_size(QUILLON_VECTOR_BYTES)));
+using FixedVector = Register<Fixed>;
+using OffsetVector = Register<unsigned long long>;
 
 constexpr int TILE = 64;    // pixels of a row set up at once; a column of tiles keeps its lines in the second cache
 constexpr int ABREAST = 8;  // pixels walked at once
 constexpr int BLOCK = 32;   // samples summed before they join the total: keeps long sums accurate
-constexpr int VECTORS = ABREAST * int(sizeof(Fixed)) / QUILLON_VECTOR_BYTES;
+constexpr int VECTORS = ABREAST * int(sizeof(Fixed)) / REGISTER;
 constexpr Fixed ONE = Fixed(1) << 32;
 constexpr Fixed NUDGE = Fixed(1) << 16;  // 2^-16 pixel, more than 2^16 steps can lose to rounding
 constexpr double MAX_STEPS = 1 << 20;
-
-using Pixel = __m128;
 
 static inline OffsetVector multiply_low_words(OffsetVector a, OffsetVector b) {
 #if defined(__AVX512F__)
     return (OffsetVector)_mm512_maskz_mul_epu32(0xff, (__m512i)a, (__m512i)b);  // plain: GCC 12 warns of its header
 #elif defined(__AVX2__)
     return (OffsetVector)_mm256_mul_epu32((__m256i)a, (__m256i)b);
-#else
+#elif defined(__SSE2__)
     return (OffsetVector)_mm_mul_epu32((__m128i)a, (__m128i)b);
+#else
+    return (a & 0xffffffffU) * (b & 0xffffffffU);
 #endif
 }
 
@@ -58,8 +49,8 @@ static inline Fixed to_fixed(double v) {
 struct Colour {
     using Sum = Pixel;
     static constexpr int SHIFT = 4;
-    static Sum zero() { return _mm_setzero_ps(); }
-    static Sum read(const char* at) { return _mm_loadu_ps(reinterpret_cast<const float*>(at)); }
+    static Sum zero() { return Sum{}; }
+    static Sum read(const char* at) { return load<Pixel>(reinterpret_cast<const float*>(at)); }
 };
 struct Term {
     using Sum = float;
@@ -83,10 +74,9 @@ struct Lines {
 template <bool CLAMP>
 static inline OffsetVector pixel_of(FixedVector position, int last) {
     if constexpr (CLAMP) {
-        const IntVector zero = {}, top = zero + last;
-        IntVector words = (IntVector)position;  // the upper word of each lane is the pixel
-        words = words > zero ? words : zero;
-        words = words < top ? words : top;
+        const Ints zero = {}, top = zero + last;
+        Ints words = (Ints)position;  // the upper word of each lane is the pixel
+        words = smaller(larger(words, zero), top);
         position = (FixedVector)words;
     }
     return (OffsetVector)position >> 32;
@@ -102,7 +92,7 @@ static inline void write_offsets(unsigned long long (*offsets)[ABREAST], int ste
         for (int v = 0; v < VECTORS; ++v) {
             const OffsetVector row = multiply_low_words(pixel_of<CLAMP>(y[v], plane.height - 1), width);
             const OffsetVector offset = (row + pixel_of<CLAMP>(x[v], plane.width - 1)) << Sample::SHIFT;
-            reinterpret_cast<OffsetVector*>(offsets[k])[v] = offset;
+            store(offsets[k] + v * COUNT_OF<OffsetVector>, offset);
             x[v] += step_x[v];
             y[v] += step_y[v];
         }
@@ -304,7 +294,7 @@ static inline Pixel resting_pixel(const LicFrame& frame, const Lines& lines, int
     const Fixed last = lines.count[i] - 1;
     const int x = clamped_pixel(lines.x[i] + last * lines.step_x[i], frame.width);
     const int y = clamped_pixel(lines.y[i] + last * lines.step_y[i], frame.height);
-    return _mm_loadu_ps(frame.source + (Fixed(y) * frame.width + x) * 4);
+    return load<Pixel>(frame.source + (Fixed(y) * frame.width + x) * 4);
 }
 
 static void render_tile(const LicFrame& frame, const Tile& tile) {
@@ -318,15 +308,14 @@ static void render_tile(const LicFrame& frame, const Tile& tile) {
         walk<Colour>(plane, lines, i, sums);
         const int end = tile.width - i < ABREAST ? tile.width - i : ABREAST;
         for (int j = 0; j < end; ++j) {
-            const Pixel own = _mm_loadu_ps(frame.source + start + (i + j) * 4);
+            const Pixel own = load<Pixel>(frame.source + start + (i + j) * 4);
             Pixel value = own;
             if (result.samples[i + j] > 0) {
-                if (result.tail[i + j] > 0)
-                    sums[j] += _mm_set1_ps(float(result.tail[i + j])) * resting_pixel(frame, lines, i + j);
-                value = sums[j] / _mm_set1_ps(float(result.samples[i + j]));
-                if (result.mix[i + j] < 1) value = own + _mm_set1_ps(result.mix[i + j]) * (value - own);
+                if (result.tail[i + j] > 0) sums[j] += float(result.tail[i + j]) * resting_pixel(frame, lines, i + j);
+                value = sums[j] / float(result.samples[i + j]);
+                if (result.mix[i + j] < 1) value = own + result.mix[i + j] * (value - own);
             }
-            _mm_storeu_ps(frame.destination + start + (i + j) * 4, value);
+            store(frame.destination + start + (i + j) * 4, value);
         }
     }
 }

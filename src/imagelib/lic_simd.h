@@ -1,6 +1,8 @@
 // Private to line integral convolution: the frame that the row kernels work on. Plain data, see QuillonSimd.cmake.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 struct LicScreen {       // what each sub-step takes off the distance, one float a pixel
     const float* terms;  // null: the clear shape is geometric
     int width, height;
@@ -23,12 +25,4 @@ struct LicFrame {
 
 using LicRows = void (*)(const LicFrame& frame, int first, int last);
 
-namespace baseline {
-extern const LicRows lic_rows;
-}
-namespace avx2 {
-extern const LicRows lic_rows;
-}
-namespace avx512 {
-extern const LicRows lic_rows;
-}
+QUILLON_SIMD_TABLE(LicRows, lic_rows);

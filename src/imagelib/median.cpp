@@ -22,7 +22,7 @@ struct Range {
 };
 
 Range range_of(const K7Image& image) {
-    const MedianKernels& kernels = cpu_select(baseline::median_kernels, avx2::median_kernels, avx512::median_kernels);
+    const MedianKernels& kernels = median_kernels();
     std::mutex mutex;
     Range range;
     for_rows_float(image.height, [&](int first, int last) {

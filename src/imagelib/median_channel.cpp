@@ -16,10 +16,6 @@ constexpr int TRANSPOSED = 16;            // rows and columns that are transpose
 constexpr int TRANSPOSED_COLUMNS = 64;
 constexpr int PAD = 64;  // columns beside a row of bins
 
-const MedianKernels& kernels() {
-    return cpu_select(baseline::median_kernels, avx2::median_kernels, avx512::median_kernels);
-}
-
 // Cuts one block of memory into pieces, each at a cache line.
 class Carver {
   public:
@@ -167,7 +163,7 @@ void MedianChannel::run_band(const std::vector<const MedianChannel*>& channels, 
                 channels[k]->next(y, y == first, strip, scratch.part(k), out[k]);
             float* pixels = channels[0]->result(x, y) - channels[0]->m_channel;
             if (channels.size() == 4)
-                kernels().join(out[0], MEDIAN_STRIP, strip.count, pixels);
+                median_kernels().join(out[0], MEDIAN_STRIP, strip.count, pixels);
             else
                 for (std::size_t k = 0; k < channels.size(); ++k)
                     for (int i = 0; i < strip.count; ++i) pixels[4 * i + channels[k]->m_channel] = out[k][i];
@@ -231,8 +227,8 @@ void MedianChannel::enter_row(int y, Columns strip, const RowRing& ring) const {
     const int left = std::min(strip.first, m_radius_x);
     const int right = std::min(m_width - strip.first - strip.count, m_radius_x);
     const int slot = y % (2 * m_radius_y + 1);
-    kernels().sort_into_bins(m_bins, pixels(strip.first - left, y), m_channel, left + strip.count + right,
-                             ring.bin_row(slot) - left, ring.offset_row(slot) - left);
+    median_kernels().sort_into_bins(m_bins, pixels(strip.first - left, y), m_channel, left + strip.count + right,
+                                    ring.bin_row(slot) - left, ring.offset_row(slot) - left);
 }
 
 void MedianChannel::begin_small(int first, Columns strip, unsigned char* memory) const {
@@ -263,14 +259,14 @@ void MedianChannel::next_small(int y, Columns strip, unsigned char* memory, floa
     rows.right = std::min(m_width - strip.first - strip.count, m_radius_x);
     rows.inside = ring.inside;
     rows.work = ring.work;
-    kernels().small_row(m_bins, rows, strip.count, out);
+    median_kernels().small_row(m_bins, rows, strip.count, out);
 }
 
 // ---- Large windows --------------------------------------------------------------------------------------------
 
 // Transposes the rows of the picture from `first_row` on, as many as a column of the band has.
 void MedianChannel::transpose(int first_row, const BandMemory& memory) const {
-    const MedianKernels& table = kernels();
+    const MedianKernels& table = median_kernels();
     const long pitch = memory.band.pitch;
     std::fill_n(memory.bins + m_width * pitch, pitch + MEDIAN_LANES, MEDIAN_NOWHERE);
     for (long j = 0; j < pitch; j += TRANSPOSED) {
@@ -299,8 +295,7 @@ void MedianChannel::transpose(int first_row, const BandMemory& memory) const {
 }
 
 void MedianChannel::large(int first, int last, const MedianScratch& scratch) const {
-    const auto& table = cpu_select(baseline::median_histogram_kernels, avx2::median_histogram_kernels,
-                                   avx512::median_histogram_kernels);
+    const auto& table = median_histogram_kernels();
     const int step = m_radius_y < 16 ? 4 : 8;
     const BandMemory memory(scratch.part(0), m_width, LARGE_BAND, m_radius_x, m_radius_y);
     transpose(first - m_radius_y, memory);

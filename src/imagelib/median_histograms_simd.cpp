@@ -1,30 +1,17 @@
-#include <immintrin.h>
-
 #include "imagelib/median_simd.h"
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
 
-#if defined(__AVX512F__)
-constexpr int LANES = 32;
-#elif defined(__AVX2__)
-constexpr int LANES = 16;
-#else
-constexpr int LANES = 8;
-#endif
-typedef std::int16_t Bins __attribute__((vector_size(2 * LANES)));
-static_assert(MEDIAN_BINS % LANES == 0 && MEDIAN_LANES % LANES == 0);
-
-static inline Bins load(const std::int16_t* from) {
-    Bins value;
-    __builtin_memcpy(&value, from, sizeof value);
-    return value;
-}
+using Bins = Register<std::int16_t>;
+constexpr int COUNTS = COUNT_OF<Bins>;
+static_assert(MEDIAN_BINS % COUNTS == 0 && MEDIAN_LANES % COUNTS == 0);
 
 static inline int sum_of(Bins counts) {
 #if defined(__AVX512F__)
     return _mm512_reduce_add_epi32(_mm512_madd_epi16((__m512i)counts, _mm512_set1_epi16(1)));
-#else
+#elif defined(__SSE2__)
 #if defined(__AVX2__)
     const __m256i wide = _mm256_madd_epi16((__m256i)counts, _mm256_set1_epi16(1));
     __m128i sum = _mm_add_epi32(_mm256_castsi256_si128(wide), _mm256_extracti128_si256(wide, 1));
@@ -33,6 +20,10 @@ static inline int sum_of(Bins counts) {
 #endif
     sum = _mm_add_epi32(sum, _mm_shuffle_epi32(sum, 0x4e));
     return _mm_cvtsi128_si32(_mm_add_epi32(sum, _mm_shuffle_epi32(sum, 0xb1)));
+#else
+    int sum = 0;
+    for (int i = 0; i < COUNTS; ++i) sum += counts[i];
+    return sum;
 #endif
 }
 
@@ -55,20 +46,23 @@ static inline Bins running(Bins counts) {
     v = _mm256_add_epi16(v, _mm256_bslli_epi128(v, 8));
     const __m256i totals = _mm256_shuffle_epi8(v, _mm256_set1_epi16(0x0f0e));
     return (Bins)_mm256_add_epi16(v, _mm256_permute2x128_si256(totals, totals, 0x08));
-#else
+#elif defined(__SSE2__)
     __m128i v = (__m128i)counts;
     v = _mm_add_epi16(v, _mm_slli_si128(v, 2));
     v = _mm_add_epi16(v, _mm_slli_si128(v, 4));
     return (Bins)_mm_add_epi16(v, _mm_slli_si128(v, 8));
+#else
+    for (int i = 1; i < COUNTS; ++i) counts[i] = static_cast<std::int16_t>(counts[i] + counts[i - 1]);
+    return counts;
 #endif
 }
 
-// The first count above a limit; LANES if there is none.
+// The first count above a limit; COUNTS if there is none.
 static inline int first_above(Bins counts, int limit) {
 #if defined(__AVX512F__)
     const __mmask32 above = _mm512_cmpgt_epi16_mask((__m512i)counts, _mm512_set1_epi16(static_cast<short>(limit)));
-    return __builtin_ctzl(above | 1UL << LANES);
-#else
+    return __builtin_ctzl(above | 1UL << COUNTS);
+#elif defined(__SSE2__)
 #if defined(__AVX2__)
     const __m256i above = _mm256_cmpgt_epi16((__m256i)counts, _mm256_set1_epi16(static_cast<short>(limit)));
     const unsigned long bits = static_cast<unsigned>(_mm256_movemask_epi8(above));
@@ -76,7 +70,11 @@ static inline int first_above(Bins counts, int limit) {
     const __m128i above = _mm_cmpgt_epi16((__m128i)counts, _mm_set1_epi16(static_cast<short>(limit)));
     const unsigned long bits = static_cast<unsigned>(_mm_movemask_epi8(above));
 #endif
-    return __builtin_ctzl(bits | 1UL << 2 * LANES) >> 1;
+    return __builtin_ctzl(bits | 1UL << 2 * COUNTS) >> 1;
+#else
+    int found = 0;
+    while (found < COUNTS && counts[found] <= limit) ++found;
+    return found;
 #endif
 }
 
@@ -88,11 +86,11 @@ struct Run {
 #else
     Bins inside;
 #endif
-    explicit Run(int count) : whole(count / LANES * LANES), rest(count % LANES) {
+    explicit Run(int count) : whole(count / COUNTS * COUNTS), rest(count % COUNTS) {
 #if defined(__AVX512F__)
         inside = (1u << rest) - 1;
 #else
-        for (int i = 0; i < LANES; ++i) inside[i] = static_cast<std::int16_t>(i < rest ? -1 : 0);
+        for (int i = 0; i < COUNTS; ++i) inside[i] = static_cast<std::int16_t>(i < rest ? -1 : 0);
 #endif
     }
     int moreBelow(const std::int16_t* more, const std::int16_t* less, int bin) const {
@@ -101,13 +99,13 @@ struct Run {
             return __builtin_popcount(_mm512_mask_cmplt_epi16_mask(mask, _mm512_loadu_si512(samples), limit));
         };
         int difference = below(inside, more + whole) - below(inside, less + whole);
-        for (int k = 0; k < whole; k += LANES) difference += below(~0u, more + k) - below(~0u, less + k);
+        for (int k = 0; k < whole; k += COUNTS) difference += below(~0u, more + k) - below(~0u, less + k);
         return difference;
 #else
         const Bins limit = Bins{} + static_cast<std::int16_t>(bin);
         const auto below = [&](const std::int16_t* samples) { return load(samples) < limit; };
         Bins difference = (below(less + whole) - below(more + whole)) & inside;
-        for (int k = 0; k < whole; k += LANES) difference += below(less + k) - below(more + k);
+        for (int k = 0; k < whole; k += COUNTS) difference += below(less + k) - below(more + k);
         return sum_of(difference);
 #endif
     }
@@ -131,22 +129,22 @@ struct Histogram {
     }
 };
 
-// Where the median of a window was that slides along a row: the first of LANES bins, and how many samples lie below it.
-// The samples are in two histograms.
+// Where the median of a window was that slides along a row: the first of COUNTS bins, and how many samples lie below
+// it. The samples are in two histograms.
 struct Place {
     int bin = 0, below = 0;
 
     int find(const std::int16_t* shared, const std::int16_t* own, int rank) {
         while (below > rank) {
-            bin -= LANES;
+            bin -= COUNTS;
             below -= sum_of(load(shared + bin) + load(own + bin));
         }
         for (;;) {
             const Bins counts = running(load(shared + bin) + load(own + bin));
             const int found = first_above(counts, rank - below);
-            if (found < LANES) return bin + found;
-            below += counts[LANES - 1];
-            bin += LANES;
+            if (found < COUNTS) return bin + found;
+            below += counts[COUNTS - 1];
+            bin += COUNTS;
         }
     }
 };

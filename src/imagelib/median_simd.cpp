@@ -1,57 +1,41 @@
 #include "imagelib/median_simd.h"
 
-#include <immintrin.h>
-
 #include <cstddef>
 #include <utility>
+
+#include "simdlib/planes.h"
 
 namespace QUILLON_SIMD {
 namespace {
 
-#if defined(__AVX512F__)
-constexpr int DOUBLES = 8;
-#elif defined(__AVX2__)
-constexpr int DOUBLES = 4;
-#else
-constexpr int DOUBLES = 2;
-#endif
-constexpr int LANES = 4 * DOUBLES;  // samples abreast: 16-bit bins in one vector, offsets in four
-typedef std::int16_t Bins __attribute__((vector_size(8 * DOUBLES)));
-typedef double Offsets __attribute__((vector_size(8 * DOUBLES)));
-static_assert(MEDIAN_LANES % LANES == 0);
+using Bins = Register<std::int16_t>;  // the samples that go abreast; their offsets take four registers
+using Offsets = Doubles;
+constexpr int SAMPLES = COUNT_OF<Bins>;
+[[maybe_unused]] constexpr int DOUBLES = COUNT_OF<Offsets>;
+static_assert(MEDIAN_LANES % SAMPLES == 0);
 
-template <class Vector, class Element>
-static inline Vector load(const Element* from) {
-    Vector value;
-    __builtin_memcpy(&value, from, sizeof value);
-    return value;
-}
-template <class Vector, class Element>
-static inline void store(Element* to, const Vector& value) {
-    __builtin_memcpy(to, &value, sizeof value);
-}
-static inline Bins all(int bin) { return Bins{} + static_cast<std::int16_t>(bin); }
+static inline Bins every(int bin) { return Bins{} + static_cast<std::int16_t>(bin); }
 
 // ---- Samples --------------------------------------------------------------------------------------------------
 
 static void find_range(const float* pixels, long count, float (*range)[2]) {
-    __m128 low[4], high[4];
+    Pixel low[4], high[4];
     for (int k = 0; k < 4; ++k) {
-        low[k] = _mm_setr_ps(range[0][0], range[1][0], range[2][0], range[3][0]);
-        high[k] = _mm_setr_ps(range[0][1], range[1][1], range[2][1], range[3][1]);
+        low[k] = Pixel{range[0][0], range[1][0], range[2][0], range[3][0]};
+        high[k] = Pixel{range[0][1], range[1][1], range[2][1], range[3][1]};
     }
     const auto take = [&](int k, long i) {
-        const __m128 p = _mm_loadu_ps(pixels + 4 * i);
-        low[k] = _mm_min_ps(p, low[k]);  // the second one where the first is not a number
-        high[k] = _mm_max_ps(p, high[k]);
+        const Pixel p = load<Pixel>(pixels + 4 * i);
+        low[k] = smaller(p, low[k]);  // the second one where the first is not a number
+        high[k] = larger(p, high[k]);
     };
     long i = 0;
     for (; i + 4 <= count; i += 4)
         for (int k = 0; k < 4; ++k) take(k, i + k);
     for (; i < count; ++i) take(0, i);
     for (int k = 1; k < 4; ++k) {
-        low[0] = _mm_min_ps(low[0], low[k]);
-        high[0] = _mm_max_ps(high[0], high[k]);
+        low[0] = smaller(low[0], low[k]);
+        high[0] = larger(high[0], high[k]);
     }
     for (int c = 0; c < 4; ++c) range[c][0] = low[0][c], range[c][1] = high[0][c];
 }
@@ -119,10 +103,10 @@ static void sort_into_bins(const MedianBins& bins, const float* pixels, int chan
 static void join(const float* channels, long pitch, int count, float* pixels) {
     int i = 0;
     for (; i + 4 <= count; i += 4) {
-        __m128 p[4];
-        for (int c = 0; c < 4; ++c) p[c] = _mm_loadu_ps(channels + c * pitch + i);
-        _MM_TRANSPOSE4_PS(p[0], p[1], p[2], p[3]);
-        for (int k = 0; k < 4; ++k) _mm_storeu_ps(pixels + 4 * (i + k), p[k]);
+        Pixel p[4];
+        for (int c = 0; c < 4; ++c) p[c] = load<Pixel>(channels + c * pitch + i);
+        transpose(p[0], p[1], p[2], p[3]);
+        for (int k = 0; k < 4; ++k) store(pixels + 4 * (i + k), p[k]);
     }
     for (; i < count; ++i)
         for (int c = 0; c < 4; ++c) pixels[4 * i + c] = channels[c * pitch + i];
@@ -152,13 +136,18 @@ static inline Bins add_where_equal(Bins count, Bins value, Bins bin, const doubl
                              _mm256_cvtepi16_epi64(high), _mm256_cvtepi16_epi64(_mm_unpackhi_epi64(high, high))};
     for (int k = 0; k < 4; ++k)
         sums[k] += (Offsets)_mm256_and_pd(_mm256_castsi256_pd(wide[k]), _mm256_loadu_pd(offset + 4 * k));
-#else
+#elif defined(__SSE2__)
     const __m128i twice[2] = {_mm_unpacklo_epi16((__m128i)equal, (__m128i)equal),
                               _mm_unpackhi_epi16((__m128i)equal, (__m128i)equal)};
     for (int k = 0; k < 4; ++k) {
         const __m128i wide =
             k & 1 ? _mm_unpackhi_epi32(twice[k / 2], twice[k / 2]) : _mm_unpacklo_epi32(twice[k / 2], twice[k / 2]);
         sums[k] += (Offsets)_mm_and_pd(_mm_castsi128_pd(wide), _mm_loadu_pd(offset + 2 * k));
+    }
+#else
+    for (int k = 0; k < 4; ++k) {
+        const auto wide = Register<std::int64_t>{equal[2 * k], equal[2 * k + 1]};
+        sums[k] += (Offsets)((Register<std::int64_t>)load(offset + 2 * k) & wide);
     }
 #endif
     return count - equal;
@@ -184,24 +173,6 @@ static inline Taps window_taps(const MedianRows& rows) {
     return taps;
 }
 
-static inline Bins smaller(Bins a, Bins b) {
-#if defined(__AVX512F__)
-    return (Bins)_mm512_min_epi16((__m512i)a, (__m512i)b);
-#elif defined(__AVX2__)
-    return (Bins)_mm256_min_epi16((__m256i)a, (__m256i)b);
-#else
-    return (Bins)_mm_min_epi16((__m128i)a, (__m128i)b);
-#endif
-}
-static inline Bins larger(Bins a, Bins b) {
-#if defined(__AVX512F__)
-    return (Bins)_mm512_max_epi16((__m512i)a, (__m512i)b);
-#elif defined(__AVX2__)
-    return (Bins)_mm256_max_epi16((__m256i)a, (__m256i)b);
-#else
-    return (Bins)_mm_max_epi16((__m128i)a, (__m128i)b);
-#endif
-}
 static inline void order(Bins& a, Bins& b) {
     const Bins low = smaller(a, b);
     b = larger(a, b);
@@ -295,7 +266,7 @@ struct Lists {
 
 template <int A, int B>
 static void merge_lists(const Lists& a, long shift_a, const Lists& b, long shift_b, Lists answer, long count) {
-    for (long x = 0; x < count; x += LANES) {
+    for (long x = 0; x < count; x += SAMPLES) {
         Bins samples[A + B];
 #pragma GCC unroll 64
         for (int i = 0; i < A; ++i) samples[i] = load<Bins>(a.at(i, x + shift_a));
@@ -333,7 +304,7 @@ struct Window {
     }
 
     void sortColumns(const MedianRows& rows, long count) {
-        for (long x = 0; x < count; x += LANES) {
+        for (long x = 0; x < count; x += SAMPLES) {
             Bins samples[ROWS];
 #pragma GCC unroll 16
             for (int i = 0; i < ROWS; ++i) samples[i] = load<Bins>(rows.bins[i] + x - rows.radius);
@@ -394,7 +365,7 @@ struct Window {
 static inline Bins median_bin(const Taps& taps, long x, Bins rank) {
     Bins median = {};
     for (int bit = MEDIAN_BINS / 2; bit; bit >>= 1) {
-        const Bins trial = median + all(bit);
+        const Bins trial = median + every(bit);
         Bins below = {};
         for (int i = 0; i < taps.count; ++i) below = add_where_below(below, load<Bins>(taps.bins[i] + x), trial);
         median = below <= rank ? trial : median;
@@ -412,7 +383,7 @@ static inline void bin_means(const MedianBins& bins, const Taps& taps, long x, B
     const bool single = _mm512_cmpneq_epi16_mask((__m512i)count, _mm512_set1_epi16(1)) == 0;
     const __m512d base = _mm512_set1_pd(bins.base), step = _mm512_set1_pd(bins.step);
     const auto quarter = [](Bins values, int k) {
-        std::int16_t part[LANES];
+        std::int16_t part[SAMPLES];
         store(part, values);
         return _mm512_cvtepi32_pd(_mm256_cvtepi16_epi32(load<__m128i>(part + 8 * k)));
     };
@@ -423,13 +394,13 @@ static inline void bin_means(const MedianBins& bins, const Taps& taps, long x, B
         _mm256_storeu_ps(out + 8 * k, _mm512_cvtpd_ps(_mm512_add_pd(low, mean)));
     }
 #else
-    double sum[LANES];
+    double sum[SAMPLES];
     for (int k = 0; k < 4; ++k) store(sum + DOUBLES * k, sums[k]);
-    std::int16_t places[LANES], counts[LANES];
+    std::int16_t places[SAMPLES], counts[SAMPLES];
     store(places, bin);
     store(counts, count);
     const double base = bins.base, step = bins.step;
-    for (int i = 0; i < LANES; ++i) out[i] = static_cast<float>((base + places[i] * step) + sum[i] / counts[i]);
+    for (int i = 0; i < SAMPLES; ++i) out[i] = static_cast<float>((base + places[i] * step) + sum[i] / counts[i]);
 #endif
 }
 
@@ -438,7 +409,7 @@ static void window_row(const MedianBins& bins, const MedianRows& rows, int count
     const Taps taps = window_taps(rows);
     Window<COLUMNS, ROWS> window(rows.work);
     window.prepare(rows, count);
-    for (long x = 0; x < count; x += LANES) bin_means(bins, taps, x, window.median(x), out + x);
+    for (long x = 0; x < count; x += SAMPLES) bin_means(bins, taps, x, window.median(x), out + x);
 }
 
 using Row = void (*)(const MedianBins& bins, const MedianRows& rows, int count, float* out);
@@ -468,8 +439,8 @@ static void small_row(const MedianBins& bins, const MedianRows& rows, int count,
     // A window that sticks out of both sides would not have its median in the middle.
     if (usual && rows.left + count + rows.right >= columns) return usual(bins, rows, count, out);
     const Taps taps = window_taps(rows);
-    const Bins height = all(rows.count);
-    for (long x = 0; x < count; x += LANES)
+    const Bins height = every(rows.count);
+    for (long x = 0; x < count; x += SAMPLES)
         bin_means(bins, taps, x, median_bin(taps, x, (load<Bins>(rows.inside + x) * height) >> 1), out + x);
 }
 

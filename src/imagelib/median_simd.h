@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "simdlib/cpu.h"
+
 inline constexpr int MEDIAN_BINS = 4096;
 inline constexpr int MEDIAN_MOST_RADIUS = 80;
 inline constexpr int MEDIAN_SMALL_WINDOW = 121;  // the most samples that small_row is for
@@ -68,15 +70,5 @@ struct MedianKernels {
     void (*small_row)(const MedianBins& bins, const MedianRows& rows, int count, float* out);
 };
 
-namespace baseline {
-extern const MedianKernels median_kernels;
-extern const MedianHistogramKernels median_histogram_kernels;
-}  // namespace baseline
-namespace avx2 {
-extern const MedianKernels median_kernels;
-extern const MedianHistogramKernels median_histogram_kernels;
-}  // namespace avx2
-namespace avx512 {
-extern const MedianKernels median_kernels;
-extern const MedianHistogramKernels median_histogram_kernels;
-}  // namespace avx512
+QUILLON_SIMD_TABLE(MedianKernels, median_kernels);
+QUILLON_SIMD_TABLE(MedianHistogramKernels, median_histogram_kernels);

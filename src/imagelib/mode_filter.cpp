@@ -15,8 +15,6 @@ namespace {
 constexpr std::size_t STREAM_BYTES = 8u << 20;  // results beyond this go past the caches
 constexpr int STRIP = 96;                       // columns whose counts are kept at a time: they fit the inner caches
 
-const ModeKernels& kernels() { return cpu_select(baseline::mode_kernels, avx2::mode_kernels, avx512::mode_kernels); }
-
 // One pixel more in a bin, for either width of counts.
 template <class Count>
 constexpr Count COUNT_ONE = std::is_same_v<Count, ModeCount> ? MODE_COUNT_ONE : MODE_WIDE_COUNT_ONE;
@@ -44,7 +42,7 @@ class ModeFilter {
     template <class Count>
     void slide_strip(Count* columns, int x, int channel, int first, int last) const;
 
-    const ModeKernels& m_kernels = kernels();
+    const ModeKernels& m_kernels = mode_kernels();
     int m_width, m_height, m_half_x, m_half_y;
     std::size_t m_pitch;
     AlignedBlock<unsigned char, true> m_bins, m_modes;

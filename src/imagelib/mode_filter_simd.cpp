@@ -1,6 +1,6 @@
 #include "imagelib/mode_filter_simd.h"
 
-#include <immintrin.h>
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
@@ -9,31 +9,32 @@ namespace {
 
 static void quantise(const float* samples, unsigned char* bins, long count) {
     for (long i = 0; i < count; ++i) {
-        float level = samples[i] * 127.99f;
-        level = level > 0.0f ? level : 0.0f;
-        level = level < 127.0f ? level : 127.0f;
-        bins[i] = (unsigned char)(int)level;
+        bins[i] = (unsigned char)(int)limited(samples[i] * 127.99f, 0.0f, 127.0f);
     }
 }
 
 constexpr float LEVEL = 1.0f / 127.0f;
 constexpr int BATCH = 16;  // bins
 
-typedef unsigned char Batch __attribute__((vector_size(BATCH)));
+using Batch = Vec<unsigned char, BATCH>;
 
 static inline void restore_batch(Batch bins, float* samples, bool streamed) {
-    const Batch zero = {};
-    const __m128i low = _mm_unpacklo_epi8((__m128i)bins, (__m128i)zero);
-    const __m128i high = _mm_unpackhi_epi8((__m128i)bins, (__m128i)zero);
-    const __m128i parts[4] = {_mm_unpacklo_epi16(low, (__m128i)zero), _mm_unpackhi_epi16(low, (__m128i)zero),
-                              _mm_unpacklo_epi16(high, (__m128i)zero), _mm_unpackhi_epi16(high, (__m128i)zero)};
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i low = _mm_unpacklo_epi8((__m128i)bins, zero), high = _mm_unpackhi_epi8((__m128i)bins, zero);
+    const __m128i parts[4] = {_mm_unpacklo_epi16(low, zero), _mm_unpackhi_epi16(low, zero),
+                              _mm_unpacklo_epi16(high, zero), _mm_unpackhi_epi16(high, zero)};
     for (int i = 0; i < 4; ++i) {
-        const __m128 level = _mm_mul_ps(_mm_cvtepi32_ps(parts[i]), _mm_set1_ps(LEVEL));
+        const Pixel level = LEVEL * (Pixel)_mm_cvtepi32_ps(parts[i]);
         if (streamed)
-            _mm_stream_ps(samples + 4 * i, level);
+            stream(samples + 4 * i, level);
         else
-            _mm_storeu_ps(samples + 4 * i, level);
+            store(samples + 4 * i, level);
     }
+#else
+    for (int i = 0; i < BATCH; ++i) samples[i] = float(bins[i]) * LEVEL;
+    (void)streamed;
+#endif
 }
 
 static inline bool can_stream(const float* place) { return ((unsigned long)place & 15) == 0; }
@@ -47,40 +48,18 @@ static void restore(const unsigned char* bins, float* samples, long count, bool 
         restore_batch(batch, samples + i, past_caches);
     }
     for (; i < count; ++i) samples[i] = float(bins[i]) * LEVEL;
-    if (past_caches) _mm_sfence();
+    if (past_caches) finish_streams();
 }
 
 // ---- Windows of 3x3 -------------------------------------------------------------------------------------------
 
-#if defined(__AVX2__)
-typedef __m256i Bins;
-static inline Bins load(const unsigned char* from) { return _mm256_loadu_si256((const __m256i_u*)from); }
-static inline void store(unsigned char* to, Bins v) { _mm256_storeu_si256((__m256i_u*)to, v); }
-static inline Bins smaller(Bins a, Bins b) { return _mm256_min_epu8(a, b); }
-static inline Bins larger(Bins a, Bins b) { return _mm256_max_epu8(a, b); }
-static inline Bins equal(Bins a, Bins b) { return _mm256_cmpeq_epi8(a, b); }
-static inline Bins above(Bins a, Bins b) { return _mm256_cmpgt_epi8(a, b); }
-static inline Bins both(Bins a, Bins b) { return _mm256_and_si256(a, b); }
-static inline Bins minus(Bins a, Bins b) { return _mm256_sub_epi8(a, b); }
-static inline Bins choose(Bins mask, Bins yes, Bins no) { return _mm256_blendv_epi8(no, yes, mask); }
-static inline Bins nothing() { return _mm256_setzero_si256(); }
-#else
-typedef __m128i Bins;
-static inline Bins load(const unsigned char* from) { return _mm_loadu_si128((const __m128i_u*)from); }
-static inline void store(unsigned char* to, Bins v) { _mm_storeu_si128((__m128i_u*)to, v); }
-static inline Bins smaller(Bins a, Bins b) { return _mm_min_epu8(a, b); }
-static inline Bins larger(Bins a, Bins b) { return _mm_max_epu8(a, b); }
-static inline Bins equal(Bins a, Bins b) { return _mm_cmpeq_epi8(a, b); }
-static inline Bins above(Bins a, Bins b) { return _mm_cmpgt_epi8(a, b); }
-static inline Bins both(Bins a, Bins b) { return _mm_and_si128(a, b); }
-static inline Bins minus(Bins a, Bins b) { return _mm_sub_epi8(a, b); }
-static inline Bins choose(Bins mask, Bins yes, Bins no) {
-    return _mm_or_si128(_mm_and_si128(mask, yes), _mm_andnot_si128(mask, no));
-}
-static inline Bins nothing() { return _mm_setzero_si128(); }
-#endif
+// Wider ones were slower.
+using Bins = Vec<unsigned char, REGISTER == 16 ? 16 : 32>;
+using SignedBins = Vec<signed char, COUNT_OF<Bins>>;
 constexpr int STEP = sizeof(Bins);
 static_assert(STEP <= MODE_SLACK);
+
+static inline Bins bins_at(const unsigned char* from) { return load<Bins>(from); }
 
 static inline void order(Bins& a, Bins& b) {
     const Bins low = smaller(a, b);
@@ -95,11 +74,11 @@ static inline void order(Bins& a, Bins& b, Bins& c) {
 
 // The value of the longest run of a sorted list, the first of equally long ones.
 static inline Bins longest_run(const Bins (&sorted)[9]) {
-    Bins value = sorted[0], longest = nothing(), run = nothing();
+    Bins value = sorted[0], longest = {}, run = {};
     for (int i = 1; i < 9; ++i) {
-        const Bins same = equal(sorted[i], sorted[i - 1]);
-        run = both(minus(run, same), same);
-        value = choose(above(run, longest), sorted[i], value);
+        const Bins same = (Bins)(sorted[i] == sorted[i - 1]);
+        run = (run - same) & same;
+        value = (SignedBins)run > (SignedBins)longest ? sorted[i] : value;  // both below 128
         longest = larger(longest, run);
     }
     return value;
@@ -110,9 +89,9 @@ static inline Bins longest_run(const Bins (&sorted)[9]) {
 static inline Bins mode_of_columns(const unsigned char* low, const unsigned char* middle, const unsigned char* high) {
     Bins v[9];
     for (int i = 0; i < 3; ++i) {
-        v[i] = load(low + 4 * i);
-        v[3 + i] = load(middle + 4 * i);
-        v[6 + i] = load(high + 4 * i);
+        v[i] = bins_at(low + 4 * i);
+        v[3 + i] = bins_at(middle + 4 * i);
+        v[6 + i] = bins_at(high + 4 * i);
     }
     order(v[0], v[1], v[2]);
     order(v[3], v[4], v[5]);
@@ -134,7 +113,7 @@ static void mode_3x3(const unsigned char* above_row, const unsigned char* row, c
     unsigned char* const middle = low + length;
     unsigned char* const high = middle + length;
     for (long i = 0; i < count + 8; i += STEP) {
-        Bins a = load(above_row + i), b = load(row + i), c = load(below_row + i);
+        Bins a = bins_at(above_row + i), b = bins_at(row + i), c = bins_at(below_row + i);
         order(a, b, c);
         store(low + i, a);
         store(middle + i, b);
@@ -155,54 +134,50 @@ static void mode_3x3(const unsigned char* above_row, const unsigned char* row, c
             restore_batch(batch, samples + i + part, past_caches);
         }
     }
-    if (past_caches) _mm_sfence();
+    if (past_caches) finish_streams();
 }
 
 // ---- Sliding windows ------------------------------------------------------------------------------------------
 
+using Counts = Register<ModeCount>;
+using EightCounts = Vec<ModeCount, 8>;
+
+static inline Counts load_counts(const ModeCount* from) { return load_aligned(from); }
+
+// The larger ones of the halves, and so on down to eight.
+static inline EightCounts fold(Counts v) {
 #if defined(__AVX512BW__)
-typedef __m512i Counts;
-static inline Counts load_counts(const ModeCount* from) { return _mm512_load_si512((const __m512i*)from); }
-static inline Counts plus(Counts a, Counts b) { return _mm512_add_epi16(a, b); }
-static inline Counts less(Counts a, Counts b) { return _mm512_sub_epi16(a, b); }
-static inline Counts most(Counts a, Counts b) { return _mm512_max_epi16(a, b); }
-static inline __m128i fold(Counts v) {
-    const __m256i half = _mm256_max_epi16(_mm512_castsi512_si256(v), _mm512_extracti64x4_epi64(v, 1));
-    return _mm_max_epi16(_mm256_castsi256_si128(half), _mm256_extracti128_si256(half, 1));
-}
+    const __m256i half = _mm256_max_epi16(_mm512_castsi512_si256((__m512i)v), _mm512_extracti64x4_epi64((__m512i)v, 1));
+    return (EightCounts)_mm_max_epi16(_mm256_castsi256_si128(half), _mm256_extracti128_si256(half, 1));
 #elif defined(__AVX2__)
-typedef __m256i Counts;
-static inline Counts load_counts(const ModeCount* from) { return _mm256_load_si256((const __m256i*)from); }
-static inline Counts plus(Counts a, Counts b) { return _mm256_add_epi16(a, b); }
-static inline Counts less(Counts a, Counts b) { return _mm256_sub_epi16(a, b); }
-static inline Counts most(Counts a, Counts b) { return _mm256_max_epi16(a, b); }
-static inline __m128i fold(Counts v) {
-    return _mm_max_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
-}
+    return (EightCounts)_mm_max_epi16(_mm256_castsi256_si128((__m256i)v), _mm256_extracti128_si256((__m256i)v, 1));
 #else
-typedef __m128i Counts;
-static inline Counts load_counts(const ModeCount* from) { return _mm_load_si128((const __m128i*)from); }
-static inline Counts plus(Counts a, Counts b) { return _mm_add_epi16(a, b); }
-static inline Counts less(Counts a, Counts b) { return _mm_sub_epi16(a, b); }
-static inline Counts most(Counts a, Counts b) { return _mm_max_epi16(a, b); }
-static inline __m128i fold(Counts v) { return v; }
+    return v;
 #endif
-constexpr int LANES = sizeof(Counts) / sizeof(ModeCount);
-constexpr int PARTS = MODE_BINS / LANES;
+}
+
+constexpr int COUNTS = COUNT_OF<Counts>;
+constexpr int PARTS = MODE_BINS / COUNTS;
 constexpr int GROUP = 8;  // bins that share their low bits
 
 // The bin of the largest of eight entries, each the largest of its bins modulo 8.
-static inline unsigned char largest_bin(__m128i best) {
+static inline unsigned char largest_bin(EightCounts counts) {
 #if defined(__AVX2__)
+    const __m128i best = (__m128i)counts;
     const unsigned int found =
         (unsigned int)_mm_cvtsi128_si32(_mm_minpos_epu16(_mm_xor_si128(best, _mm_set1_epi16(0x7fff))));
     return (unsigned char)((found & 15) * GROUP + (found >> 16));
-#else
+#elif defined(__SSE2__)
+    const __m128i best = (__m128i)counts;
     __m128i top = _mm_max_epi16(best, _mm_shuffle_epi32(best, 0x4e));
     top = _mm_max_epi16(top, _mm_shuffle_epi32(top, 0xb1));
     top = _mm_max_epi16(top, _mm_shufflehi_epi16(_mm_shufflelo_epi16(top, 0xb1), 0xb1));
     const int places = _mm_movemask_epi8(_mm_cmpeq_epi16(best, top));
     return (unsigned char)((15 - (_mm_cvtsi128_si32(top) & 15)) * GROUP + __builtin_ctz((unsigned int)places) / 2);
+#else
+    int best = 0;
+    for (int i = 1; i < 8; ++i) best = counts[i] > counts[best] ? i : best;
+    return (unsigned char)((15 - (counts[best] & 15)) * GROUP + best);
 #endif
 }
 
@@ -211,18 +186,18 @@ static void slide(const ModeCount* columns, int window, int count, unsigned char
     alignas(64) ModeCount low_bits[MODE_BINS];
     for (int bin = 0; bin < MODE_BINS; ++bin) low_bits[bin] = (ModeCount)(15 - bin / GROUP);
     Counts sums[PARTS];
-    for (int i = 0; i < PARTS; ++i) sums[i] = load_counts(low_bits + i * LANES);
+    for (int i = 0; i < PARTS; ++i) sums[i] = load_counts(low_bits + i * COUNTS);
     const ModeCount* head = columns;
     for (int c = 1; c < window; ++c, head += MODE_BINS)
-        for (int i = 0; i < PARTS; ++i) sums[i] = plus(sums[i], load_counts(head + i * LANES));
+        for (int i = 0; i < PARTS; ++i) sums[i] += load_counts(head + i * COUNTS);
 
     const ModeCount* tail = columns;
     for (int x = 0; x < count; ++x, head += MODE_BINS, tail += MODE_BINS) {
-        for (int i = 0; i < PARTS; ++i) sums[i] = plus(sums[i], load_counts(head + i * LANES));
+        for (int i = 0; i < PARTS; ++i) sums[i] += load_counts(head + i * COUNTS);
         Counts best = sums[0];
-        for (int i = 1; i < PARTS; ++i) best = most(best, sums[i]);
+        for (int i = 1; i < PARTS; ++i) best = larger(best, sums[i]);
         modes[4L * x] = largest_bin(fold(best));
-        for (int i = 0; i < PARTS; ++i) sums[i] = less(sums[i], load_counts(tail + i * LANES));
+        for (int i = 0; i < PARTS; ++i) sums[i] -= load_counts(tail + i * COUNTS);
     }
 }
 

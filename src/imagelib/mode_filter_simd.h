@@ -4,6 +4,8 @@
 // for smaller bins, so that the largest of all entries names the most frequent bin, and of several such the smallest.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 inline constexpr int MODE_BINS = 128;
 
 // Counts in 16 bits, 4 of which tell which group of eight bins an entry is in: enough for MODE_SMALL_WINDOW pixels.
@@ -32,12 +34,4 @@ struct ModeKernels {
     void (*slide_wide)(const ModeWideCount* columns, int window, int count, unsigned char* modes);
 };
 
-namespace baseline {
-extern const ModeKernels mode_kernels;
-}
-namespace avx2 {
-extern const ModeKernels mode_kernels;
-}
-namespace avx512 {
-extern const ModeKernels mode_kernels;
-}
+QUILLON_SIMD_TABLE(ModeKernels, mode_kernels);

@@ -53,7 +53,7 @@ bool filter_lanes(const Extreme& extreme, Reach across, Reach down, unsigned lan
         std::max(MIN_STRIP_COLUMNS, std::min(MAX_STRIP_COLUMNS, SLOT_BUDGET_PIXELS / down.count() / 16 * 16));
     const int strips = (source->width + most - 1) / most;
     const int strip_columns = ((source->width + strips - 1) / strips + 15) / 16 * 16;
-    const ExtremeStripFunction run = cpu_select(baseline::extreme_strip, avx2::extreme_strip, avx512::extreme_strip);
+    const ExtremeStripFunction run = extreme_strip();
     const std::size_t line_floats = extreme_line_floats(strip_columns, across.count());
     const std::size_t row_floats = extreme_row_floats(strip_columns);
     std::atomic<bool> has_memory{true};

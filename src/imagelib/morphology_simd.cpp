@@ -2,60 +2,21 @@
 // pixels is that of two neighbouring runs of p, and two overlapping runs cover any window. Down the columns the method
 // of van Herk (Pattern Recognition Letters 13, 1992) and of Gil and Werman (IEEE PAMI 15, 1993): rows are taken in
 // blocks as long as the window, which then is the tail of one block and the head of the next.
-#include <immintrin.h>
-
 #include "imagelib/morphology_simd.h"
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
 
-// ---- Vectors of one or two RGBA pixels -------------------------------------------------------------------
+// One or two RGBA pixels. Wider vectors cross a cache line with every shifted load, and were slower.
+using Vector = Vec<float, REGISTER == 16 ? 4 : 8>;
+constexpr int STEP = COUNT_OF<Vector>;
 
-#if defined(__AVX2__)  // also for AVX-512: wider vectors cross a cache line with every shifted load, and were slower
-using Vector = __m256;
-inline Vector load(const float* from) { return _mm256_loadu_ps(from); }
-inline void store(float* to, Vector v) { _mm256_storeu_ps(to, v); }
-inline void stream(float* to, Vector v) { _mm256_stream_ps(to, v); }
-inline Vector every(float value) { return _mm256_set1_ps(value); }
-inline Vector pixels(__m128 pixel) { return _mm256_set_m128(pixel, pixel); }
-inline Vector smaller(Vector a, Vector b) { return _mm256_min_ps(a, b); }
-inline Vector larger(Vector a, Vector b) { return _mm256_max_ps(a, b); }
-inline Vector add(Vector a, Vector b) { return _mm256_add_ps(a, b); }
-inline Vector multiply(Vector a, Vector b) { return _mm256_mul_ps(a, b); }
-template <int channel>
-inline Vector spread(Vector v) {
-    return _mm256_permute_ps(v, channel * 0x55);
+inline Vector pixels(float r, float g, float b, float a) {
+    const float two[8] = {r, g, b, a, r, g, b, a};
+    return load<Vector>(two);
 }
-template <int predicate>
-inline Vector choose(Vector a, Vector b, Vector yes, Vector no) {
-    return _mm256_blendv_ps(no, yes, _mm256_cmp_ps(a, b, predicate));
-}
-#else
-using Vector = __m128;
-inline Vector load(const float* from) { return _mm_loadu_ps(from); }
-inline void store(float* to, Vector v) { _mm_storeu_ps(to, v); }
-inline void stream(float* to, Vector v) { _mm_stream_ps(to, v); }
-inline Vector every(float value) { return _mm_set1_ps(value); }
-inline Vector pixels(__m128 pixel) { return pixel; }
-inline Vector smaller(Vector a, Vector b) { return _mm_min_ps(a, b); }
-inline Vector larger(Vector a, Vector b) { return _mm_max_ps(a, b); }
-inline Vector add(Vector a, Vector b) { return _mm_add_ps(a, b); }
-inline Vector multiply(Vector a, Vector b) { return _mm_mul_ps(a, b); }
-template <int channel>
-inline Vector spread(Vector v) {
-    return _mm_shuffle_ps(v, v, channel * 0x55);
-}
-template <int predicate>
-inline Vector choose(Vector a, Vector b, Vector yes, Vector no) {
-    __m128 mask;
-    if constexpr (predicate == _CMP_EQ_OQ) mask = _mm_cmpeq_ps(a, b);
-    if constexpr (predicate == _CMP_GT_OQ) mask = _mm_cmpgt_ps(a, b);
-    if constexpr (predicate == _CMP_LT_OQ) mask = _mm_cmplt_ps(a, b);
-    return _mm_or_ps(_mm_and_ps(mask, yes), _mm_andnot_ps(mask, no));
-}
-#endif
-
-constexpr int STEP = sizeof(Vector) / sizeof(float);
+inline Vector take(const float* from) { return load<Vector>(from); }
 
 // ---- The loops ------------------------------------------------------------------------
 
@@ -66,29 +27,29 @@ struct Comparison {
     bool is_pixel_apart;  // the window does not contain the pixel
 
     explicit Comparison(const ExtremeStrip& job)
-        : nothing(every(maximum ? -__builtin_inff() : __builtin_inff())),  // loses every comparison
-          threshold(every(job.threshold)),
-          weights(pixels(_mm_setr_ps(0.3f, 0.5f, 0.2f, 0.0f))),
-          is_written(pixels(_mm_setr_ps(job.lanes & 1 ? 1.0f : 0.0f, job.lanes & 2 ? 1.0f : 0.0f,
-                                        job.lanes & 4 ? 1.0f : 0.0f, job.lanes & 8 ? 1.0f : 0.0f))),
+        : nothing(all<Vector>(maximum ? -__builtin_inff() : __builtin_inff())),  // loses every comparison
+          threshold(all<Vector>(job.threshold)),
+          weights(pixels(0.3f, 0.5f, 0.2f, 0.0f)),
+          is_written(pixels(job.lanes & 1 ? 1.0f : 0.0f, job.lanes & 2 ? 1.0f : 0.0f, job.lanes & 4 ? 1.0f : 0.0f,
+                            job.lanes & 8 ? 1.0f : 0.0f)),
           is_pixel_apart(job.across.first > 0 || job.across.last < 0 || job.down.first > 0 || job.down.last < 0) {}
 
     static Vector extreme(Vector a, Vector b) { return maximum ? larger(a, b) : smaller(a, b); }
 
     // NaN takes no part: of an unordered pair the processor gives the second. Negative zeros become positive: which of
     // two equal zeros wins must not depend on the order.
-    Vector clean(Vector v) const { return add(extreme(v, nothing), every(0.0f)); }
+    Vector clean(Vector v) const { return extreme(v, nothing) + all<Vector>(0.0f); }
 
     Vector finish(Vector found, Vector source, Vector other) const {
         if (is_pixel_apart) found = extreme(found, clean(source));
-        found = choose<_CMP_EQ_OQ>(found, nothing, source, found);
+        found = found == nothing ? source : found;
         if constexpr (gate != GateSide::none) {
-            const Vector parts = multiply(source, weights);
-            const Vector luminance = add(add(spread<0>(parts), spread<1>(parts)), spread<2>(parts));
-            constexpr int keeps = gate == GateSide::keep_above ? _CMP_GT_OQ : _CMP_LT_OQ;
-            found = choose<keeps>(luminance, threshold, source, found);
+            const Vector parts = source * weights;
+            const Vector luminance = spread<0>(parts) + spread<1>(parts) + spread<2>(parts);
+            const auto keeps = gate == GateSide::keep_above ? luminance > threshold : luminance < threshold;
+            found = keeps ? source : found;
         }
-        if constexpr (is_partial) found = choose<_CMP_GT_OQ>(is_written, every(0.0f), found, other);
+        if constexpr (is_partial) found = is_written > 0.0f ? found : other;
         return found;
     }
 };
@@ -125,12 +86,12 @@ void load_line(const ExtremeStrip& job, Compare compare, int y) {
     int i = 0;
     for (; i + STEP <= count; i += STEP) {
         __builtin_prefetch(next + i);
-        store(target + i, compare.clean(load(source + i)));
+        store(target + i, compare.clean(take(source + i)));
     }
     if (i < count) {
         float tail[STEP] = {};
         __builtin_memcpy(tail, source + i, std::size_t(count - i) * sizeof(float));
-        store(target + i, compare.clean(load(tail)));
+        store(target + i, compare.clean(take(tail)));
     }
     fill(target + count, line + line_pixels * 4, compare.nothing);
 }
@@ -144,13 +105,13 @@ int grow_runs(float* line, int columns, int window) {
     for (; length * 4 <= window; length *= 4) {
         const int a = length * 4, b = length * 8, c = length * 12;
         for (int i = 0; i < line_floats - c; i += STEP)
-            store(line + i, Compare::extreme(Compare::extreme(load(line + i), load(line + i + a)),
-                                             Compare::extreme(load(line + i + b), load(line + i + c))));
+            store(line + i, Compare::extreme(Compare::extreme(take(line + i), take(line + i + a)),
+                                             Compare::extreme(take(line + i + b), take(line + i + c))));
     }
     if (length * 2 > window) return length;
     const int a = length * 4;
     for (int i = 0; i < line_floats - a; i += STEP)
-        store(line + i, Compare::extreme(load(line + i), load(line + i + a)));
+        store(line + i, Compare::extreme(take(line + i), take(line + i + a)));
     return length * 2;
 }
 
@@ -165,9 +126,9 @@ void take_row(const ExtremeStrip& job, Compare compare, int y, float* slot, bool
     float* const prefix = job.prefix;
     if (starts_block) fill(prefix, prefix + floats, compare.nothing);
     for (int i = 0; i < floats; i += STEP) {
-        const Vector across = Compare::extreme(load(left + i), load(right + i));
+        const Vector across = Compare::extreme(take(left + i), take(right + i));
         store(slot + i, across);
-        store(prefix + i, Compare::extreme(across, load(prefix + i)));
+        store(prefix + i, Compare::extreme(across, take(prefix + i)));
     }
 }
 
@@ -178,8 +139,8 @@ int write_vectors(Compare compare, const float* head, const float* tail, const f
                   float* target, int floats) {
     int i = 0;
     for (; i + STEP <= floats; i += STEP) {
-        const Vector found = Compare::extreme(load(head + i), load(tail + i));
-        const Vector result = compare.finish(found, load(source + i), load(other + i));
+        const Vector found = Compare::extreme(take(head + i), take(tail + i));
+        const Vector result = compare.finish(found, take(source + i), take(other + i));
         if constexpr (streamed)
             stream(target + i, result);
         else
@@ -204,8 +165,8 @@ void write_row(const ExtremeStrip& job, Compare compare, int y, const float* hea
         float source_end[STEP] = {}, other_end[STEP] = {};
         __builtin_memcpy(source_end, source + i, bytes);
         __builtin_memcpy(other_end, other + i, bytes);
-        const Vector found = Compare::extreme(load(head + i), load(tail + i));
-        store(source_end, compare.finish(found, load(source_end), load(other_end)));
+        const Vector found = Compare::extreme(take(head + i), take(tail + i));
+        store(source_end, compare.finish(found, take(source_end), take(other_end)));
         __builtin_memcpy(target + i, source_end, bytes);
     }
 }
@@ -216,7 +177,7 @@ void scan_block(float* slots, std::size_t slot_floats, int rows, int floats) {
     for (int row = rows - 2; row >= 0; --row) {
         float* const slot = slots + row * slot_floats;
         for (int i = 0; i < floats; i += STEP)
-            store(slot + i, Compare::extreme(load(slot + i), load(slot + slot_floats + i)));
+            store(slot + i, Compare::extreme(take(slot + i), take(slot + slot_floats + i)));
     }
 }
 
@@ -237,7 +198,7 @@ void run_rows(const ExtremeStrip& job) {
         scan_block<Compare>(job.slots, slot_floats, block, job.columns * 4);
         place = 0;
     }
-    if (job.is_streamed) _mm_sfence();
+    if (job.is_streamed) finish_streams();
 }
 
 template <bool maximum, GateSide gate>
@@ -264,6 +225,6 @@ void run_strip(const ExtremeStrip& job) { job.maximum ? run_way<true>(job) : run
 
 }  // namespace
 
-extern const ExtremeStripFunction extreme_strip = run_strip;
+const ExtremeStripFunction extreme_strip = run_strip;
 
 }  // namespace QUILLON_SIMD

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "simdlib/cpu.h"
+
 // Offsets of a window's first and last row or column from the pixel; both ends are part of it.
 struct Reach {
     int first, last;
@@ -37,12 +39,4 @@ constexpr std::size_t extreme_line_floats(int columns, int window) { return extr
 
 using ExtremeStripFunction = void (*)(const ExtremeStrip& strip);
 
-namespace baseline {
-extern const ExtremeStripFunction extreme_strip;
-}
-namespace avx2 {
-extern const ExtremeStripFunction extreme_strip;
-}
-namespace avx512 {
-extern const ExtremeStripFunction extreme_strip;
-}
+QUILLON_SIMD_TABLE(ExtremeStripFunction, extreme_strip);

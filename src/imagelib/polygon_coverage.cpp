@@ -5,8 +5,6 @@
 #include "imagelib/imagelib_coverage.h"
 #include "k7pi_baselib/cpu.h"
 
-const coverage::Kernels& coverage::kernels() { return cpu_select(baseline::KERNELS, avx2::KERNELS, avx512::KERNELS); }
-
 void PolygonCoverage::begin(const PixelWindow& window) {
     const auto within = [](int place) { return std::clamp(place, -FARTHEST, FARTHEST); };
     m_window = {within(window.x0), within(window.y0), within(window.x1), within(window.y1)};

@@ -1,22 +1,14 @@
 // Many pixels abreast, in double precision. Compiled once for each instruction set; no product and sum are fused, so
 // all give the same bits.
 #include "imagelib/polygon_coverage_simd.h"
-
-#include <cstring>
+#include "simdlib/vectors.h"
 
 namespace coverage::QUILLON_SIMD {
-
 namespace {
 
-#if defined(__AVX512F__)
-constexpr int PIXELS = 8;
-#elif defined(__AVX2__)
-constexpr int PIXELS = 4;
-#else
-constexpr int PIXELS = 2;
-#endif
-using Doubles = double __attribute__((vector_size(8 * PIXELS)));
-using Floats = float __attribute__((vector_size(4 * PIXELS)));
+using namespace ::QUILLON_SIMD;
+
+constexpr int PIXELS = COUNT_OF<Doubles>;
 
 inline Doubles clamp(Doubles u) {
     u = u < 0.0 ? Doubles{} : u;
@@ -39,8 +31,7 @@ inline Doubles area(const Crossing& edge, double low, double high, Doubles sides
 }
 
 void cover(float* values, int x, int count, const Crossing* crossings, int crossing_count) {
-    Doubles lanes;
-    for (int k = 0; k < PIXELS; ++k) lanes[k] = k;
+    const Doubles lanes = counting<Doubles>();
     for (int i = 0; i < count; i += PIXELS) {
         const double first = x + i + 1.0, last = first + (PIXELS - 1);
         const Doubles sides = first + lanes;
@@ -54,13 +45,12 @@ void cover(float* values, int x, int count, const Crossing* crossings, int cross
         areas = areas < 0.0 ? -areas : areas;
         areas = areas > 1.0 ? Doubles{} + 1.0 : areas;
         areas = areas > 1e-12 ? areas : Doubles{};  // below: what rounding leaves of nothing
-        const Floats rounded = __builtin_convertvector(areas, Floats);
-        std::memcpy(values + i, &rounded, sizeof rounded);
+        store(values + i, to_floats(areas));
     }
 }
 
 }  // namespace
 
-extern const Kernels KERNELS = {cover};
+const Kernels kernels = {cover};
 
 }  // namespace coverage::QUILLON_SIMD

@@ -1,6 +1,8 @@
 // The inner loop of exact coverage, one table for each instruction set.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 namespace coverage {
 
 // A piece of a polygon's edge within one row of pixels.
@@ -17,16 +19,6 @@ struct Kernels {
     void (*cover)(float* values, int x, int count, const Crossing* crossings, int crossing_count);
 };
 
-namespace baseline {
-extern const Kernels KERNELS;
-}
-namespace avx2 {
-extern const Kernels KERNELS;
-}
-namespace avx512 {
-extern const Kernels KERNELS;
-}
-
-const Kernels& kernels();
+QUILLON_SIMD_TABLE(Kernels, kernels);
 
 }  // namespace coverage

@@ -9,10 +9,6 @@ namespace {
 
 constexpr int MAX_CHANNELS = 16;
 
-const PyramidKernels& kernels() {
-    return cpu_select(baseline::pyramid_kernels, avx2::pyramid_kernels, avx512::pyramid_kernels);
-}
-
 bool is_float(const K7Image* image, int channels) {
     return image && image->pixels && image->channels == channels && image->sample_type == SAMPLE_F32;
 }
@@ -87,12 +83,12 @@ PyramidReading ImagelibPyramid::reading() const {
 bool ImagelibPyramid::sample_pixel(float x, float y, float footprint_area, float* out, int channels) const {
     if (!out || channels <= 0 || channels > MAX_CHANNELS) return false;
     if (m_fast && channels == 4 && x >= 0 && x <= max_x && y >= 0 && y <= max_y) {
-        kernels().sample_point(reading(), x, y, footprint_area, out);
+        pyramid_kernels().sample_point(reading(), x, y, footprint_area, out);
         return true;
     }
     int level;
     float mix;
-    kernels().choose_level(footprint_area, top_level, &level, &mix);
+    pyramid_kernels().choose_level(footprint_area, top_level, &level, &mix);
     return sample_levels(x, y, level, mix, out, channels);
 }
 
@@ -103,7 +99,7 @@ bool ImagelibPyramid::sample_unit(float u, float v, float du, float dv, float* o
 bool ImagelibPyramid::sample_points(const float* x, const float* y, const float* areas, int count, float* out) const {
     if (!valid() || !x || !y || !out || count < 0) return false;
     if (m_fast) {
-        kernels().sample_points(reading(), x, y, areas, count, out);
+        pyramid_kernels().sample_points(reading(), x, y, areas, count, out);
     } else {
         for (int i = 0; i < count; ++i) sample_pixel(x[i], y[i], areas ? areas[i] : 1.0f, out + 4 * std::size_t(i), 4);
     }
@@ -146,7 +142,7 @@ bool image_pyramid_warp(const ImagelibPyramid* pyramid, const K7Image* map, K7Im
     PyramidReading reading = pyramid->reading();
     // Without the layout that the fast paths are made for every point goes the general way.
     if (!pyramid->m_fast) reading.kernel_type = KERNEL_BOX;
-    const PyramidKernels& table = kernels();
+    const PyramidKernels& table = pyramid_kernels();
     for_rows_float(map->height, [&](int first, int last) {
         for (int y = first; y <= last; ++y)
             table.warp_row(reading, image_row<float>(map, std::max(y - 1, 0)), image_row<float>(map, y),

@@ -2,28 +2,15 @@
 // here; all others go to PyramidReading::sample_anywhere, with the same arithmetic in the same order.
 #include "imagelib/pyramid_simd.h"
 
-#include <immintrin.h>
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
 
-using Pixel = __m128;
 using Level = PyramidView::Level;
-
-#if defined(__AVX512F__)
-constexpr int LANES = 16;
-#elif defined(__AVX2__)
-constexpr int LANES = 8;
-#else
-constexpr int LANES = 4;
-#endif
-typedef float Floats __attribute__((vector_size(4 * LANES)));
-typedef int Ints __attribute__((vector_size(4 * LANES)));
 
 constexpr int CHUNK = 64;  // points prepared at once
 constexpr int TABLE_SCALE = 512;
-
-static inline Pixel load(const float* at) { return _mm_loadu_ps(at); }
 
 // ---- Level of detail ------------------------------------------------------------------------------------------
 
@@ -35,19 +22,17 @@ static inline Floats log2_of(Floats v) {
     const Floats mantissa = (Floats)(fraction | ((127 + above) << 23));
     const Floats t = (mantissa - 1) / (mantissa + 1), t2 = t * t;
     const Floats series = ((t2 * (1.0f / 9) + 1.0f / 7) * t2 + 1.0f / 5) * t2 + 1.0f / 3;
-    return __builtin_convertvector(exponent, Floats) + 2.885390082f * (t + t * t2 * series);
+    return to_floats(exponent) + 2.885390082f * (t + t * t2 * series);
 }
 
 // The level to read and how much of the next one to mix in: 0 reads one level only.
 static inline void choose(Floats area, int top_level, Ints& level, Floats& mix) {
     const Floats zero = {}, one = zero + 1, most = zero + 3e38f;
-    area = area > one ? area : one;
-    area = area < most ? area : most;
+    area = limited(area, one, most);
     Floats lod = 0.5f * log2_of(area);
-    const Floats top = zero + float(top_level);
-    lod = lod < top ? lod : top;
-    const Ints lower = __builtin_convertvector(lod, Ints);
-    const Floats part = lod - __builtin_convertvector(lower, Floats);
+    lod = smaller(lod, zero + float(top_level));
+    const Ints lower = to_ints(lod);
+    const Floats part = lod - to_floats(lower);
     const Ints next = part > zero + 0.999f;
     level = lower - next;
     mix = ((part < zero + 0.001f) | next) ? zero : part;
@@ -86,17 +71,16 @@ static inline bool find(const PyramidView& view, int index, float x, float y, in
     return true;
 }
 
-static inline Pixel mix_four(const float* corner, long stride, Pixel w00, Pixel w10, Pixel w01, Pixel w11) {
-    Pixel sum = _mm_setzero_ps() + w00 * load(corner);
-    sum += w10 * load(corner + 4);
-    sum += w01 * load(corner + stride);
-    return sum + w11 * load(corner + stride + 4);
+static inline Pixel mix_four(const float* corner, long stride, float w00, float w10, float w01, float w11) {
+    Pixel sum = Pixel{} + w00 * load<Pixel>(corner);
+    sum += w10 * load<Pixel>(corner + 4);
+    sum += w01 * load<Pixel>(corner + stride);
+    return sum + w11 * load<Pixel>(corner + stride + 4);
 }
 
 static inline Pixel bilinear(const Place& p) {
     const float gx = 1 - p.fx, gy = 1 - p.fy;
-    return mix_four(p.corner, p.stride, _mm_set1_ps(gx * gy), _mm_set1_ps(p.fx * gy), _mm_set1_ps(gx * p.fy),
-                    _mm_set1_ps(p.fx * p.fy));
+    return mix_four(p.corner, p.stride, gx * gy, p.fx * gy, gx * p.fy, p.fx * p.fy);
 }
 
 // The table's entries for the four pixels around a fraction: 1 + f, f, 1 - f and 2 - f away, truncated.
@@ -108,16 +92,16 @@ struct Taps {
         left = weights + below;
         right = weights - above;
     }
-    Pixel operator[](int tap) const {
+    float operator[](int tap) const {
         switch (tap) {
             case 0:
-                return _mm_set1_ps(left[TABLE_SCALE]);
+                return left[TABLE_SCALE];
             case 1:
-                return _mm_set1_ps(left[0]);
+                return left[0];
             case 2:
-                return _mm_set1_ps(right[TABLE_SCALE]);
+                return right[TABLE_SCALE];
             default:
-                return _mm_set1_ps(right[2 * TABLE_SCALE]);
+                return right[2 * TABLE_SCALE];
         }
     }
 };
@@ -126,20 +110,21 @@ struct Taps {
 template <bool CLAMP_NEGATIVE>
 static inline Pixel filtered(const Place& p, const float* weights) {
     const Taps columns(weights, p.fx), rows(weights, p.fy);
-    const Pixel zero = _mm_setzero_ps();
-    const Pixel w0 = columns[0], w1 = columns[1], w2 = columns[2], w3 = columns[3];
+    const Pixel zero = {};
+    const Pixel w0 = all<Pixel>(columns[0]), w1 = all<Pixel>(columns[1]);
+    const Pixel w2 = all<Pixel>(columns[2]), w3 = all<Pixel>(columns[3]);
     Pixel total = zero;
 #pragma GCC unroll 4
     for (int row = 0; row < 4; ++row) {
         const float* at = p.corner + (row - 1) * p.stride;
-        Pixel sum = zero + w0 * load(at - 4);
-        sum += w1 * load(at);
-        sum += w2 * load(at + 4);
-        sum += w3 * load(at + 8);
-        if (CLAMP_NEGATIVE) sum = _mm_max_ps(zero, sum);
+        Pixel sum = zero + w0 * load<Pixel>(at - 4);
+        sum += w1 * load<Pixel>(at);
+        sum += w2 * load<Pixel>(at + 4);
+        sum += w3 * load<Pixel>(at + 8);
+        if (CLAMP_NEGATIVE) sum = larger(zero, sum);
         total += rows[row] * sum;
     }
-    return _mm_min_ps(_mm_set1_ps(3.402823466e38f), _mm_max_ps(zero, total));
+    return smaller(zero + 3.402823466e38f, larger(zero, total));
 }
 
 static inline Pixel read(const PyramidReading& reading, const Place& place) {
@@ -155,9 +140,9 @@ static inline void sample(const PyramidReading& reading, float x, float y, int l
     if (mix > 0) {
         if (!find(*reading.view, level + 1, x, y, reading.kernel_type, place))
             return reading.sample_anywhere(reading.owner, x, y, level, mix, out);
-        value = _mm_set1_ps(1 - mix) * value + _mm_set1_ps(mix) * read(reading, place);
+        value = (1 - mix) * value + mix * read(reading, place);
     }
-    _mm_storeu_ps(out, value);
+    store(out, value);
 }
 
 // ---- Chunks of points -----------------------------------------------------------------------------------------
@@ -178,9 +163,8 @@ static inline Corners corners_of(const PyramidView& view, int index, Floats x, F
     const Ints inside = (x >= zero) & (x < zero + level.max_x) & (y >= zero) & (y < zero + level.max_y);
     x = inside ? x : zero;
     y = inside ? y : zero;
-    const Ints left = __builtin_convertvector(x, Ints), top = __builtin_convertvector(y, Ints);
-    return {(top * level.width + left) | ~inside, x - __builtin_convertvector(left, Floats),
-            y - __builtin_convertvector(top, Floats)};
+    const Ints left = to_ints(x), top = to_ints(y);
+    return {(top * level.width + left) | ~inside, x - to_floats(left), y - to_floats(top)};
 }
 
 // Bilinear points of one level, their places and weights found for many points abreast.
@@ -191,30 +175,26 @@ static void sample_flat(const PyramidReading& reading, const float* x, const flo
     alignas(64) int offset[CHUNK];
     alignas(64) float w00[CHUNK], w10[CHUNK], w01[CHUNK], w11[CHUNK];
     for (int i = 0; i < count; i += LANES) {
-        Floats px, py;
-        __builtin_memcpy(&px, x + i, sizeof px);
-        __builtin_memcpy(&py, y + i, sizeof py);
-        const Corners at = corners_of(*reading.view, index, px, py);
+        const Corners at = corners_of(*reading.view, index, load(x + i), load(y + i));
         const Floats gx = 1 - at.fx, gy = 1 - at.fy;
-        *reinterpret_cast<Ints*>(offset + i) = at.offset;
-        *reinterpret_cast<Floats*>(w00 + i) = gx * gy;
-        *reinterpret_cast<Floats*>(w10 + i) = at.fx * gy;
-        *reinterpret_cast<Floats*>(w01 + i) = gx * at.fy;
-        *reinterpret_cast<Floats*>(w11 + i) = at.fx * at.fy;
+        store(offset + i, at.offset);
+        store(w00 + i, gx * gy);
+        store(w10 + i, at.fx * gy);
+        store(w01 + i, gx * at.fy);
+        store(w11 + i, at.fx * at.fy);
     }
     // The rows of the source change with every map: ask for the lines of the whole chunk before the first is needed.
     for (int i = 0; i < count; i += 2) {
         const float* corner = level.pixels + 4L * (offset[i] < 0 ? 0 : offset[i]);
-        _mm_prefetch(corner, _MM_HINT_T0);
-        _mm_prefetch(corner + stride, _MM_HINT_T0);
+        __builtin_prefetch(corner);
+        __builtin_prefetch(corner + stride);
     }
     for (int i = 0; i < count; ++i, out += 4) {
         if (offset[i] < 0) {
             reading.sample_anywhere(reading.owner, x[i], y[i], index, 0, out);
             continue;
         }
-        _mm_storeu_ps(out, mix_four(level.pixels + 4L * offset[i], stride, _mm_set1_ps(w00[i]), _mm_set1_ps(w10[i]),
-                                    _mm_set1_ps(w01[i]), _mm_set1_ps(w11[i])));
+        store(out, mix_four(level.pixels + 4L * offset[i], stride, w00[i], w10[i], w01[i], w11[i]));
     }
 }
 
@@ -225,9 +205,11 @@ static void sample_chunk(const PyramidReading& reading, const float* x, const fl
     alignas(64) float mix[CHUNK];
     bool one_level = true;
     for (int i = 0; i < count; i += LANES) {
-        Floats area;
-        __builtin_memcpy(&area, areas + i, sizeof area);
-        choose(area, reading.view->top_level, *reinterpret_cast<Ints*>(level + i), *reinterpret_cast<Floats*>(mix + i));
+        Ints levels;
+        Floats mixes;
+        choose(load(areas + i), reading.view->top_level, levels, mixes);
+        store(level + i, levels);
+        store(mix + i, mixes);
     }
     for (int i = 0; i < count; ++i) one_level &= (level[i] == level[0]) & !(mix[i] > 0);
     if (one_level && reading.kernel_type == 1) return sample_flat(reading, x, y, level[0], count, out);

@@ -1,6 +1,8 @@
 // The reading of a pyramid's pixels, for imagelib_pyramid.h. Plain data, see QuillonSimd.cmake.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 inline constexpr int PYRAMID_LEVELS = 16;
 
 struct PyramidView {
@@ -35,12 +37,4 @@ struct PyramidKernels {
     void (*choose_level)(float area, int top_level, int* level, float* mix);
 };
 
-namespace baseline {
-extern const PyramidKernels pyramid_kernels;
-}
-namespace avx2 {
-extern const PyramidKernels pyramid_kernels;
-}
-namespace avx512 {
-extern const PyramidKernels pyramid_kernels;
-}
+QUILLON_SIMD_TABLE(PyramidKernels, pyramid_kernels);

@@ -1,44 +1,21 @@
 // Compiled once for each instruction set; see cmake/QuillonSimd.cmake.
-#include <immintrin.h>
-
 #include "imagelib/resample_simd.h"
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
 
-#if defined(__AVX512F__)
-constexpr int LANES = 16;
-#elif defined(__AVX2__)
-constexpr int LANES = 8;
-#else
-constexpr int LANES = 4;
-#endif
-
-typedef float Vector __attribute__((vector_size(LANES * 4), aligned(4), may_alias));
-typedef float Pixel __attribute__((vector_size(16), aligned(4), may_alias));
-
-static inline Vector load(const float* p) { return *reinterpret_cast<const Vector*>(p); }
-static inline Pixel load_pixel(const float* p) { return *reinterpret_cast<const Pixel*>(p); }
-static inline void store_pixel(float* p, Pixel v) { *reinterpret_cast<Pixel*>(p) = v; }
-
 template <bool STREAM>
-static inline void store(float* p, Vector v) {
-    if constexpr (!STREAM) {
-        *reinterpret_cast<Vector*>(p) = v;
-    } else {
-#if defined(__AVX512F__)
-        _mm512_stream_ps(p, (__m512)v);
-#elif defined(__AVX2__)
-        _mm256_stream_ps(p, (__m256)v);
-#else
-        _mm_stream_ps(p, (__m128)v);
-#endif
-    }
+static inline void put(float* p, Floats v) {
+    if constexpr (STREAM)
+        stream(p, v);
+    else
+        store(p, v);
 }
 
 // Streaming stores want aligned addresses; the samples before the first aligned one are done singly.
 static inline std::size_t misaligned_samples(const float* out, std::size_t count) {
-    const std::size_t bytes = sizeof(Vector);
+    const std::size_t bytes = sizeof(Floats);
     const std::size_t offset = reinterpret_cast<std::size_t>(out) & (bytes - 1);
     const std::size_t head = offset ? (bytes - offset) / 4 : 0;
     return head < count ? head : count;
@@ -58,23 +35,23 @@ static void weighted_sums(float* out, Input in, const float* weights, int any_ta
         const std::size_t head = misaligned_samples(out, count);
         for (; i < head; ++i) single(i);
     }
-    Vector w[TAPS ? TAPS : 1];
+    Floats w[TAPS ? TAPS : 1];
     if constexpr (TAPS != 0) {
-        for (int k = 0; k < TAPS; ++k) w[k] = weights[k] - Vector{};
+        for (int k = 0; k < TAPS; ++k) w[k] = all<Floats>(weights[k]);
         for (; i + LANES <= count; i += LANES) {
-            Vector sum = w[0] * load(in(0, i));
+            Floats sum = w[0] * load(in(0, i));
             for (int k = 1; k < TAPS; ++k) sum += w[k] * load(in(k, i));
-            store<STREAM>(out + i, sum);
+            put<STREAM>(out + i, sum);
         }
     } else {
         for (; i + LANES <= count; i += LANES) {
-            Vector sum = weights[0] * load(in(0, i));
+            Floats sum = weights[0] * load(in(0, i));
             for (int k = 1; k < taps; ++k) sum += weights[k] * load(in(k, i));
-            store<STREAM>(out + i, sum);
+            put<STREAM>(out + i, sum);
         }
     }
     for (; i < count; ++i) single(i);
-    if constexpr (STREAM) _mm_sfence();
+    if constexpr (STREAM) finish_streams();
 }
 
 template <bool STREAM, class Input>
@@ -105,35 +82,29 @@ static void filter_row(float* out, const float* in, const float* weights, int ta
     stream ? weighted_sums<true>(out, at, weights, taps, count) : weighted_sums<false>(out, at, weights, taps, count);
 }
 
-// One weight on all channels, out of four that were loaded together: cheaper than a load each.
-template <int LANE>
-static inline Pixel lane(Pixel weights) {
-    typedef int Lanes __attribute__((vector_size(16)));
-    return __builtin_shuffle(weights, Lanes{LANE, LANE, LANE, LANE});
-}
-
-// The weighted sum of pixels that lie `step` samples apart, in their order.
+// The weighted sum of pixels that lie `step` samples apart, in their order. Weights are loaded four together: cheaper
+// than a load each.
 static inline Pixel weighted_pixels(const float* p, std::ptrdiff_t step, const float* weights, int taps) {
     if (taps < 4) {
-        Pixel sum = weights[0] * load_pixel(p);
-        for (int k = 1; k < taps; ++k) sum += weights[k] * load_pixel(p + k * step);
+        Pixel sum = weights[0] * load<Pixel>(p);
+        for (int k = 1; k < taps; ++k) sum += weights[k] * load<Pixel>(p + k * step);
         return sum;
     }
-    Pixel four = load_pixel(weights);
-    Pixel sum = lane<0>(four) * load_pixel(p);
-    sum += lane<1>(four) * load_pixel(p + step);
-    sum += lane<2>(four) * load_pixel(p + 2 * step);
-    sum += lane<3>(four) * load_pixel(p + 3 * step);
+    Pixel four = load<Pixel>(weights);
+    Pixel sum = spread<0>(four) * load<Pixel>(p);
+    sum += spread<1>(four) * load<Pixel>(p + step);
+    sum += spread<2>(four) * load<Pixel>(p + 2 * step);
+    sum += spread<3>(four) * load<Pixel>(p + 3 * step);
     int k = 4;
     for (; k + 4 <= taps; k += 4) {
         p += 4 * step;
-        four = load_pixel(weights + k);
-        sum += lane<0>(four) * load_pixel(p);
-        sum += lane<1>(four) * load_pixel(p + step);
-        sum += lane<2>(four) * load_pixel(p + 2 * step);
-        sum += lane<3>(four) * load_pixel(p + 3 * step);
+        four = load<Pixel>(weights + k);
+        sum += spread<0>(four) * load<Pixel>(p);
+        sum += spread<1>(four) * load<Pixel>(p + step);
+        sum += spread<2>(four) * load<Pixel>(p + 2 * step);
+        sum += spread<3>(four) * load<Pixel>(p + 3 * step);
     }
-    for (p += 4 * step; k < taps; ++k, p += step) sum += weights[k] * load_pixel(p);
+    for (p += 4 * step; k < taps; ++k, p += step) sum += weights[k] * load<Pixel>(p);
     return sum;
 }
 
@@ -154,8 +125,8 @@ static void scale_row_rgba(float* out, const float* in, const int* start, const 
                            int last) {
     for (int o = first; o <= last; ++o) {
         const float* p = in + static_cast<std::ptrdiff_t>(start[o]) * 4;
-        store_pixel(out + static_cast<std::size_t>(o) * 4,
-                    weighted_pixels(p, 4, weights + static_cast<std::size_t>(o) * taps, taps));
+        store(out + static_cast<std::size_t>(o) * 4,
+              weighted_pixels(p, 4, weights + static_cast<std::size_t>(o) * taps, taps));
     }
 }
 
@@ -238,13 +209,13 @@ static void shear_columns_rgba(float* out, const float* in, std::size_t stride, 
         taps, [=](int t) __attribute__((always_inline)) {
             for (int x = first; x <= last; ++x) {
                 const float* p = in + row[x] * step + static_cast<std::ptrdiff_t>(x) * 4;
-                store_pixel(out + static_cast<std::size_t>(x) * 4,
-                            weighted_pixels(p, step, weights + static_cast<std::size_t>(x) * t, t));
+                store(out + static_cast<std::size_t>(x) * 4,
+                      weighted_pixels(p, step, weights + static_cast<std::size_t>(x) * t, t));
             }
         });
 }
 
-static inline void scatter(float* out, const std::ptrdiff_t* place, Vector v) {
+static inline void scatter(float* out, const std::ptrdiff_t* place, Floats v) {
 #if defined(__AVX512F__)
     _mm_storeu_ps(out + place[0], _mm512_castps512_ps128((__m512)v));
     _mm_storeu_ps(out + place[1], _mm512_extractf32x4_ps((__m512)v, 1));
@@ -254,7 +225,7 @@ static inline void scatter(float* out, const std::ptrdiff_t* place, Vector v) {
     _mm_storeu_ps(out + place[0], _mm256_castps256_ps128((__m256)v));
     _mm_storeu_ps(out + place[1], _mm256_extractf128_ps((__m256)v, 1));
 #else
-    _mm_storeu_ps(out + place[0], (__m128)v);
+    store(out + place[0], v);
 #endif
 }
 
@@ -268,21 +239,9 @@ static void scatter_row_rgba(float* out, const std::ptrdiff_t* place, const floa
         scatter(out, place + x, a * load(p) + b * load(p + 4) + c * load(p + 8) + d * load(p + 12));
     }
     for (; x <= last; ++x, p += 4) {
-        store_pixel(out + place[x],
-                    a * load_pixel(p) + b * load_pixel(p + 4) + c * load_pixel(p + 8) + d * load_pixel(p + 12));
+        store(out + place[x],
+              a * load<Pixel>(p) + b * load<Pixel>(p + 4) + c * load<Pixel>(p + 8) + d * load<Pixel>(p + 12));
     }
-}
-
-// Weight k of each pixel on all its channels, out of the pixels' four weights side by side.
-template <int K>
-static inline Vector spread(Vector weights) {
-#if defined(__AVX512F__)
-    return (Vector)_mm512_permute_ps((__m512)weights, K * 0x55);
-#elif defined(__AVX2__)
-    return (Vector)_mm256_permute_ps((__m256)weights, K * 0x55);
-#else
-    return (Vector)_mm_shuffle_ps((__m128)weights, (__m128)weights, K * 0x55);
-#endif
 }
 
 static void sum_slanted_rgba(float* out, std::size_t out_stride, const float* in, std::size_t stride,
@@ -290,30 +249,29 @@ static void sum_slanted_rgba(float* out, std::size_t out_stride, const float* in
     const std::size_t count = static_cast<std::size_t>(pixels) * 4;
     std::size_t i = 0;
     for (; i + LANES <= count; i += LANES) {
-        const Vector four = load(weights + i);
-        const Vector w0 = spread<0>(four), w1 = spread<1>(four), w2 = spread<2>(four), w3 = spread<3>(four);
+        const Floats four = load(weights + i);  // of each pixel its four weights
+        const Floats w0 = spread<0>(four), w1 = spread<1>(four), w2 = spread<2>(four), w3 = spread<3>(four);
         const float* p = in + i;
         float* q = out + i;
-        Vector a = load(p), b = load(p + stride), c = load(p + 2 * stride);
+        Floats a = load(p), b = load(p + stride), c = load(p + 2 * stride);
         p += 3 * stride;
         for (int y = 0; y < rows; ++y, p += stride, q += out_stride) {
-            const Vector d = load(p);
-            store<false>(q, w0 * a + w1 * b + w2 * c + w3 * d);
+            const Floats d = load(p);
+            store(q, w0 * a + w1 * b + w2 * c + w3 * d);
             a = b, b = c, c = d;
         }
     }
     for (; i < count; i += 4) {
         for (int y = 0; y < rows; ++y) {
-            store_pixel(out + y * out_stride + i,
-                        weighted_pixels(in + y * stride + i, static_cast<std::ptrdiff_t>(stride), weights + i, 4));
+            store(out + y * out_stride + i,
+                  weighted_pixels(in + y * stride + i, static_cast<std::ptrdiff_t>(stride), weights + i, 4));
         }
     }
 }
 
 }  // namespace
 
-extern const ResampleKernels resample_table;
-const ResampleKernels resample_table{sum_rows,           scale_rgba,       filter_row,
-                                     shear_columns_rgba, scatter_row_rgba, sum_slanted_rgba};
+const ResampleKernels resample_kernels{sum_rows,           scale_rgba,       filter_row,
+                                       shear_columns_rgba, scatter_row_rgba, sum_slanted_rgba};
 
 }  // namespace QUILLON_SIMD

@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+#include "simdlib/cpu.h"
+
 struct ResampleKernels {
     // out[i] = sum over k of weights[k] * rows[k][i]. `stream`: the result is not read again soon.
     void (*sum_rows)(float* out, const float* const* rows, const float* weights, int taps, std::size_t count,
@@ -26,4 +28,4 @@ struct ResampleKernels {
                              const float* weights, int rows, int pixels);
 };
 
-const ResampleKernels& resample_kernels();
+QUILLON_SIMD_TABLE(ResampleKernels, resample_kernels);

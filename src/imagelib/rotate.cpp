@@ -11,6 +11,7 @@
 #include "imagelib/line_filter.h"
 #include "imagelib/resample_edges.h"
 #include "imagelib/shears.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -103,12 +104,12 @@ namespace resample {
 Shears::Shears(const K7Image* image, double degrees) {
     const double a = degrees * (std::numbers::pi / 180);
     const double w = image->width, h = image->height;
-    row_shear = std::tan(a / 2);
-    column_shear = -std::sin(a);
+    row_shear = k7_tan(a / 2);
+    column_shear = -k7_sin(a);
     sheared_width = pixels_for(w + h * row_shear, image->width);
     const bool upright = degrees <= 45;
-    width = pixels_for(w * std::cos(a) + h * std::sin(a), upright ? image->width : image->height);
-    height = pixels_for(h * std::cos(a) + w * std::sin(a), upright ? image->height : image->width);
+    width = pixels_for(w * k7_cos(a) + h * k7_sin(a), upright ? image->width : image->height);
+    height = pixels_for(h * k7_cos(a) + w * k7_sin(a), upright ? image->height : image->width);
     first_offset = (w - sheared_width) / 2 + (h - 1) / 2 * row_shear;
     second_offset = (h - height) / 2 + (sheared_width - 1) / 2.0 * column_shear;
     third_offset = (sheared_width - width) / 2.0 + (height - 1) / 2.0 * row_shear;

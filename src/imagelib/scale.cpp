@@ -13,20 +13,6 @@
 #include "imagelib/scale_axis.h"
 #include "k7pi_baselib/cpu.h"
 
-namespace baseline {
-extern const ResampleKernels resample_table;
-}
-namespace avx2 {
-extern const ResampleKernels resample_table;
-}
-namespace avx512 {
-extern const ResampleKernels resample_table;
-}
-
-const ResampleKernels& resample_kernels() {
-    return cpu_select(baseline::resample_table, avx2::resample_table, avx512::resample_table);
-}
-
 namespace {
 
 using namespace resample;

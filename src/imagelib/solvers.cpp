@@ -20,7 +20,9 @@ bool all_finite(const double* values, std::size_t count) {
 double scale_of(const float* points, int count) {
     double largest = 0;
     for (int i = 0; i < 2 * count; ++i) largest = std::max(largest, std::fabs(double(points[i])));
-    return largest > 0 ? std::exp2(std::ceil(std::log2(largest))) : 1.0;
+    int exponent = 0;
+    const double fraction = std::frexp(largest, &exponent);  // from 1/2 on, below 1
+    return largest > 0 ? std::ldexp(1.0, fraction == 0.5 ? exponent - 1 : exponent) : 1.0;
 }
 
 bool finite_points(const float* points, int count) {

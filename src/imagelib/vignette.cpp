@@ -6,7 +6,7 @@
 
 bool image_vignette(K7Image* image, const VignetteShape& vignette, const StopRequested& stop) {
     if (!is_float_rgba(image)) return false;
-    const VignetteRow darken = cpu_select(baseline::vignette_row, avx2::vignette_row, avx512::vignette_row);
+    const VignetteRow darken = vignette_row();
     image->stats_valid = 0;
     std::atomic<bool> complete{true};
     for_rows_float(image->height, [&](int first, int last) {

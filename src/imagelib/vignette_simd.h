@@ -1,6 +1,8 @@
 // The darkness around a lens, and its hot loop. Plain data, see cmake/QuillonSimd.cmake.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 // One circle, or two side by side of which each pixel takes the nearer one. At distance d from a circle's centre the
 // picture is multiplied by (1 - d / radius) * slope, limited to 0 to 1.
 struct VignetteShape {
@@ -14,12 +16,4 @@ struct VignetteShape {
 // R, G and B of row y, limited to 0 to 1; a NaN becomes 0.
 using VignetteRow = void (*)(const VignetteShape& vignette, int y, float* row, int count);
 
-namespace baseline {
-extern const VignetteRow vignette_row;
-}
-namespace avx2 {
-extern const VignetteRow vignette_row;
-}
-namespace avx512 {
-extern const VignetteRow vignette_row;
-}
+QUILLON_SIMD_TABLE(VignetteRow, vignette_row);

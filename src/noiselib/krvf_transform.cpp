@@ -3,26 +3,19 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cmath>
 #include <numbers>
 
 #include "k7pi_baselib/cpu.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
-struct Turn {
-    double cosine, sine;
-};
-
-// Sines and cosines of a full turn, in 512ths. From extended precision: the double forms of the system's library differ
-// between processors in their last bit.
-const std::array<Turn, MAX_TRANSFORM / 2>& turns() {
+// Sines and cosines of half a turn, in 512ths of a full one.
+const std::array<K7SineCosine, MAX_TRANSFORM / 2>& turns() {
     static const auto table = [] {
-        std::array<Turn, MAX_TRANSFORM / 2> made;
-        for (std::size_t k = 0; k < made.size(); ++k) {
-            const long double angle = 2 * std::numbers::pi_v<long double> * k / MAX_TRANSFORM;
-            made[k] = {static_cast<double>(std::cos(angle)), static_cast<double>(std::sin(angle))};
-        }
+        std::array<K7SineCosine, MAX_TRANSFORM / 2> made;
+        for (std::size_t k = 0; k < made.size(); ++k)
+            made[k] = k7_sine_cosine(2 * std::numbers::pi * static_cast<double>(k) / MAX_TRANSFORM);
         return made;
     }();
     return table;
@@ -37,25 +30,23 @@ void reverse_bits(double* values, std::size_t size, std::size_t stride) {
     }
 }
 
-const TransformKernels& kernels() {
-    return cpu_select(baseline::transform_kernels, avx2::transform_kernels, avx512::transform_kernels);
-}
-
 }  // namespace
 
-void from_polar(double* amplitude, double* phase, std::size_t count) { kernels().from_polar(amplitude, phase, count); }
+void from_polar(double* amplitude, double* phase, std::size_t count) {
+    transform_kernels().from_polar(amplitude, phase, count);
+}
 
 bool fft_radix2(double* real, double* imag, std::size_t total, std::size_t size, std::size_t span, int sign) {
     if (!real || !imag || size > MAX_TRANSFORM || !std::has_single_bit(size)) return false;
     if (span == 0 || span % size != 0 || total % span != 0) return false;
-    const auto butterflies = kernels().butterflies;
+    const auto butterflies = transform_kernels().butterflies;
     const std::size_t stride = span / size;
     for (std::size_t block = 0; block < total; block += span) {
         reverse_bits(real + block, size, stride);
         reverse_bits(imag + block, size, stride);
         for (std::size_t half = 1; half < size; half *= 2)
             for (std::size_t k = 0; k < half; ++k) {
-                const Turn& turn = turns()[k * (MAX_TRANSFORM / 2 / half)];
+                const K7SineCosine& turn = turns()[k * (MAX_TRANSFORM / 2 / half)];
                 const double sine = sign < 0 ? -turn.sine : turn.sine;
                 for (std::size_t row = k; row < size; row += 2 * half) {
                     const std::size_t a = block + row * stride;

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "simdlib/cpu.h"
+
 constexpr std::size_t MAX_TRANSFORM = 512;
 
 // Transforms along one axis of an array of complex numbers, in place and unscaled. The array has `total` numbers in
@@ -21,12 +23,4 @@ struct TransformKernels {
     void (*from_polar)(double* amplitude, double* phase, std::size_t count);
 };
 
-namespace baseline {
-extern const TransformKernels transform_kernels;
-}
-namespace avx2 {
-extern const TransformKernels transform_kernels;
-}
-namespace avx512 {
-extern const TransformKernels transform_kernels;
-}
+QUILLON_SIMD_TABLE(TransformKernels, transform_kernels);

@@ -1,9 +1,12 @@
 // The arithmetic of the random vector fields, many lines and waves abreast.
 #include "noiselib/krvf_transform.h"
-#include "noiselib/portable_math.h"
+#include "simdlib/elementary.h"
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
+
+constexpr std::size_t WIDTH = COUNT_OF<Doubles>;
 
 static void butterflies(double* __restrict a_real, double* __restrict a_imag, double* __restrict b_real,
                         double* __restrict b_imag, double c, double s, std::size_t count) {
@@ -18,8 +21,15 @@ static void butterflies(double* __restrict a_real, double* __restrict a_imag, do
 }
 
 static void from_polar(double* __restrict amplitude, double* __restrict phase, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-        const SineCosine turn = sine_cosine(phase[i]);
+    std::size_t i = 0;
+    for (; i + WIDTH <= count; i += WIDTH) {
+        const auto turn = elementary::sine_cosine(load(phase + i));
+        const Doubles length = load(amplitude + i);
+        store(phase + i, length * turn.sine);
+        store(amplitude + i, length * turn.cosine);
+    }
+    for (; i < count; ++i) {
+        const auto turn = elementary::sine_cosine(phase[i]);
         phase[i] = amplitude[i] * turn.sine;
         amplitude[i] *= turn.cosine;
     }
@@ -27,7 +37,6 @@ static void from_polar(double* __restrict amplitude, double* __restrict phase, s
 
 }  // namespace
 
-extern const TransformKernels transform_kernels;
 const TransformKernels transform_kernels = {butterflies, from_polar};
 
 }  // namespace QUILLON_SIMD

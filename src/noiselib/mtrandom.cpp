@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "noiselib/portable_math.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -42,7 +42,7 @@ double MTRandom::next_gaussian() {
         v2 = 2.0 * (next_uint32() * 0x1p-32) - 1.0;
         r = v1 * v1 + v2 * v2;
     } while (r >= 1.0 || r == 0.0);
-    const double f = std::sqrt(-2.0 * natural_logarithm(r) / r);
+    const double f = std::sqrt(-2.0 * k7_log(r) / r);
     spare_double = v1 * f;
     has_spare_double = true;
     return v2 * f;
@@ -61,7 +61,7 @@ float MTRandom::next_gaussian_float() {
         v2 = 2.0F * next_float() - 1.0F;
         r = v1 * v1 + v2 * v2;
     } while (r >= 1.0F || r == 0.0F);
-    const auto f = static_cast<float>(std::sqrt(-2.0 * natural_logarithm(r) / r));
+    const auto f = static_cast<float>(std::sqrt(-2.0 * k7_log(r) / r));
     spare_float = v1 * f;
     has_spare_float = true;
     return v2 * f;

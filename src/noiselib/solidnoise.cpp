@@ -5,9 +5,9 @@
 #include <cmath>
 
 #include "k7pi_baselib/cpu.h"
+#include "k7pi_baselib/portable_math.h"
 #include "k7pi_baselib/sse2.h"
 #include "noiselib/mtrandom.h"
-#include "noiselib/portable_math.h"
 #include "noiselib/solidnoise_simd.h"
 
 namespace {
@@ -65,10 +65,6 @@ struct Coordinate {
     }
 };
 
-const SolidNoiseKernels& kernels() {
-    return cpu_select(baseline::solid_noise_kernels, avx2::solid_noise_kernels, avx512::solid_noise_kernels);
-}
-
 // Calls work(start, count) for the pieces of a row.
 template <class Work>
 void for_chunks(int count, const Work& work) {
@@ -88,7 +84,7 @@ SolidNoise::SolidNoise(uint32_t seed) {
     for (Gradient& gradient : drawn) {
         const float z = 2.0F * random.next_float() - 1.0F;
         const float r = std::sqrt(1.0F - z * z);
-        const SineCosine turn = sine_cosine(6.2831854820251465F * random.next_float());
+        const K7SineCosine turn = k7_sine_cosine(6.2831854820251465F * random.next_float());
         gradient = {r * static_cast<float>(turn.cosine), r * static_cast<float>(turn.sine), z, 0};
     }
     for (uint32_t h = 0; h < 256; ++h) gradients[h] = {drawn[P[h]], drawn[P[(h + 1) & 255U]]};
@@ -128,12 +124,12 @@ float SolidNoise::turbulence(float x, float y, float z, float f_min, float f_max
 }
 
 void SolidNoise::noise_row(const float* x, const float* y, const float* z, float* out, int count) const {
-    kernels().points(tables(), x, y, z, out, count);
+    solid_noise_kernels().points(tables(), x, y, z, out, count);
 }
 
 void SolidNoise::turbulence_row(const float* x, const float* y, const float* z, float f_min, float f_max, float* out,
                                 int count) const {
-    const SolidNoiseKernels& kernel = kernels();
+    const SolidNoiseKernels& kernel = solid_noise_kernels();
     for_chunks(count, [&](int start, int length) {
         float sum[NOISE_CHUNK] = {};
         for_octaves(f_min, f_max,
@@ -143,7 +139,7 @@ void SolidNoise::turbulence_row(const float* x, const float* y, const float* z, 
 }
 
 void SolidNoise::noise_row(const NoiseLine& line, int first, float* out, int count) const {
-    const SolidNoiseKernels& kernel = kernels();
+    const SolidNoiseKernels& kernel = solid_noise_kernels();
     for_chunks(count, [&](int start, int length) {
         float x[NOISE_CHUNK];
         kernel.positions(line.x, line.step, first + start, x, length);
@@ -153,7 +149,7 @@ void SolidNoise::noise_row(const NoiseLine& line, int first, float* out, int cou
 
 void SolidNoise::turbulence_row(const NoiseLine& line, int first, float f_min, float f_max, float* out,
                                 int count) const {
-    const SolidNoiseKernels& kernel = kernels();
+    const SolidNoiseKernels& kernel = solid_noise_kernels();
     for_chunks(count, [&](int start, int length) {
         float x[NOISE_CHUNK];
         float* const sum = out + start;

@@ -5,21 +5,10 @@
 // steps), the cells' gradients are laid out along the line first and a lane finds its own by one permutation.
 #include "noiselib/solidnoise_simd.h"
 
-#include <immintrin.h>
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
-
-#if defined(__AVX512F__)
-constexpr int LANES = 16;
-#elif defined(__AVX2__)
-constexpr int LANES = 8;
-#else
-constexpr int LANES = 4;
-#endif
-
-typedef float Floats __attribute__((vector_size(LANES * 4)));
-typedef int Ints __attribute__((vector_size(LANES * 4)));
 
 // The edges of a cell along x: at the lower y and z, the upper y, the upper z, both upper.
 constexpr int EDGES = 4;
@@ -37,14 +26,6 @@ struct EdgeValues {
     Floats lower[EDGES], upper[EDGES];  // gradient times offset at the ends of the edges
 };
 
-static inline Floats load(const float* from) {
-    Floats v;
-    __builtin_memcpy(&v, from, sizeof v);
-    return v;
-}
-static inline void store(float* to, Floats v) { __builtin_memcpy(to, &v, sizeof v); }
-static inline Floats splat(float v) { return v - Floats{}; }  // keeps the sign of a zero
-
 static inline Floats floor_of(Floats v) {
 #if defined(__AVX512F__)
     return (Floats)_mm512_roundscale_ps((__m512)v, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
@@ -52,23 +33,24 @@ static inline Floats floor_of(Floats v) {
     return (Floats)_mm256_floor_ps((__m256)v);
 #else
     const Ints sign = (Ints)v & INT32_MIN;
-    const Floats magnitude = (Floats)((Ints)v ^ sign);
-    Floats whole = (Floats)_mm_cvtepi32_ps(_mm_cvttps_epi32((__m128)v));
-    whole -= (Floats)((whole > v) & (Ints)splat(1.0F));
-    whole = (Floats)((Ints)whole | sign);                 // -0 stays -0
-    const Ints is_small = magnitude < splat(8388608.0F);  // others have no fraction
-    return (Floats)(((Ints)whole & is_small) | ((Ints)v & ~is_small));
+    const Floats magnitude = absolute(v);
+    const Ints is_small = magnitude < 8388608.0F;  // others have no fraction
+    Floats whole = __builtin_convertvector(__builtin_convertvector(is_small ? v : Floats{}, Ints), Floats);
+    whole -= whole > v ? all<Floats>(1.0F) : Floats{};
+    whole = (Floats)((Ints)whole | sign);  // -0 stays -0
+    return is_small ? whole : v;
 #endif
 }
 
-// What is out of range becomes the smallest integer.
-static inline Ints to_ints(Floats v) {
+// Truncated. What is out of range becomes the smallest integer.
+static inline Ints to_whole(Floats v) {
 #if defined(__AVX512F__)
     return (Ints)_mm512_maskz_cvttps_epi32(0xffff, (__m512)v);
 #elif defined(__AVX2__)
     return (Ints)_mm256_cvttps_epi32((__m256)v);
 #else
-    return (Ints)_mm_cvttps_epi32((__m128)v);
+    const Ints is_inside = absolute(v) < 2147483648.0F;
+    return is_inside ? to_ints(is_inside ? v : Floats{}) : Ints{} + INT32_MIN;
 #endif
 }
 
@@ -107,29 +89,12 @@ struct PairTable {
 
     explicit PairTable(const uint32_t* pairs) : words((const int*)pairs) {}
 
-    Ints operator()(Ints h) const {
-        const Ints index = h & 255;
-#if defined(__AVX2__)
-        return (Ints)_mm256_i32gather_epi32(words, (__m256i)index, 4);
-#else
-        return Ints{words[index[0]], words[index[1]], words[index[2]], words[index[3]]};
-#endif
-    }
+    Ints operator()(Ints h) const { return gather(words, h & 255); }
 };
 #endif
 
-static inline bool all_true(Ints truth) {
-#if defined(__AVX512F__)
-    return _mm512_movepi32_mask((__m512i)truth) == 0xffff;
-#elif defined(__AVX2__)
-    return _mm256_movemask_ps((__m256)truth) == 0xff;
-#else
-    return _mm_movemask_ps((__m128)truth) == 0xf;
-#endif
-}
-
 // The low eight bits of whole numbers. Those out of range have none, as the smallest integer.
-static inline Ints cells_of(Floats whole) { return to_ints(whole) & 255; }
+static inline Ints cells_of(Floats whole) { return to_whole(whole) & 255; }
 
 static inline Floats ease(Floats t) { return (3.0F - 2.0F * t) * t * t; }
 static inline Floats lerp(Floats t, Floats a, Floats b) { return a + t * (b - a); }
@@ -152,7 +117,7 @@ struct RowOfCells {
 static inline void place_edges(EdgePlaces& places, Ints i, const Ints (&base)[EDGES]) {
     for (int e = 0; e < EDGES; ++e) {
         const Ints place = ((base[e] + i) & 255) * NOISE_CORNER_FLOATS;
-        __builtin_memcpy(places.place[e], &place, sizeof place);
+        store(places.place[e], place);
     }
     // Really in memory: a lane is read back by one load, where the compiler would take two or three instructions to
     // extract it.
@@ -172,31 +137,45 @@ static inline __m512 load_edges(const float* corners, const unsigned* lower_y, c
     return _mm512_castpd_ps(_mm512_insertf64x4(lower, upper, 1));
 }
 
+// Block FOUR of `a` and of `b`, twice each, in the order a, b, a, b or a, a, b, b.
+template <int FOUR>
+static inline Floats alternating(Floats a, Floats b) {
+    constexpr int i = 4 * FOUR, j = 16 + i;
+    return __builtin_shufflevector(a, b, i, i + 1, i + 2, i + 3, j, j + 1, j + 2, j + 3, i, i + 1, i + 2, i + 3, j,
+                                   j + 1, j + 2, j + 3);
+}
+template <int FOUR>
+static inline Floats in_pairs(Floats a, Floats b) {
+    constexpr int i = 4 * FOUR, j = 16 + i;
+    return __builtin_shufflevector(a, b, i, i + 1, i + 2, i + 3, i, i + 1, i + 2, i + 3, j, j + 1, j + 2, j + 3, j,
+                                   j + 1, j + 2, j + 3);
+}
+
+// Gradient times offset of four points, both ends of the edges at the lower y and at the upper y.
+template <int FOUR>
+static inline __m512 four_dots(const float* corners, const unsigned* lower_y, const unsigned* upper_y,
+                               const Offsets& at, Floats z) {
+    const __m512 a = load_edges(corners, lower_y, upper_y, 4 * FOUR);
+    const __m512 b = load_edges(corners, lower_y, upper_y, 4 * FOUR + 1);
+    const __m512 c = load_edges(corners, lower_y, upper_y, 4 * FOUR + 2);
+    const __m512 d = load_edges(corners, lower_y, upper_y, 4 * FOUR + 3);
+    const __m512d ab_xy = _mm512_castps_pd(_mm512_unpacklo_ps(a, b)),
+                  cd_xy = _mm512_castps_pd(_mm512_unpacklo_ps(c, d));
+    const __m512d ab_z = _mm512_castps_pd(_mm512_unpackhi_ps(a, b)), cd_z = _mm512_castps_pd(_mm512_unpackhi_ps(c, d));
+    const Floats gx = (Floats)_mm512_unpacklo_pd(ab_xy, cd_xy), gy = (Floats)_mm512_unpackhi_pd(ab_xy, cd_xy);
+    const Floats gz = (Floats)_mm512_unpacklo_pd(ab_z, cd_z);
+    return (__m512)(gx * alternating<FOUR>(at.x0, at.x1) + gy * in_pairs<FOUR>(at.y0, at.y1) +
+                    gz * in_pairs<FOUR>(z, z));
+}
+
 static inline void edge_values(const float* corners, const EdgePlaces& places, const Offsets& at, EdgeValues& values) {
-    const Ints ends = {0, 1, 2, 3, 16, 17, 18, 19, 0, 1, 2, 3, 16, 17, 18, 19};   // lower, upper, lower, upper
-    const Ints sides = {0, 1, 2, 3, 0, 1, 2, 3, 16, 17, 18, 19, 16, 17, 18, 19};  // lower, lower, upper, upper
     for (int layer = 0; layer < 2; ++layer) {
         const unsigned* lower_y = places.place[2 * layer];
         const unsigned* upper_y = places.place[2 * layer + 1];
         const Floats z = layer ? at.z1 : at.z0;
-        __m512 dot[4];
-        for (int four = 0; four < 4; ++four) {
-            const __m512 a = load_edges(corners, lower_y, upper_y, 4 * four);
-            const __m512 b = load_edges(corners, lower_y, upper_y, 4 * four + 1);
-            const __m512 c = load_edges(corners, lower_y, upper_y, 4 * four + 2);
-            const __m512 d = load_edges(corners, lower_y, upper_y, 4 * four + 3);
-            const __m512d ab_xy = _mm512_castps_pd(_mm512_unpacklo_ps(a, b));
-            const __m512d cd_xy = _mm512_castps_pd(_mm512_unpacklo_ps(c, d));
-            const __m512d ab_z = _mm512_castps_pd(_mm512_unpackhi_ps(a, b));
-            const __m512d cd_z = _mm512_castps_pd(_mm512_unpackhi_ps(c, d));
-            const Floats gx = (Floats)_mm512_unpacklo_pd(ab_xy, cd_xy);
-            const Floats gy = (Floats)_mm512_unpackhi_pd(ab_xy, cd_xy);
-            const Floats gz = (Floats)_mm512_unpacklo_pd(ab_z, cd_z);
-            const Floats dx = __builtin_shuffle(at.x0, at.x1, ends + 4 * four);
-            const Floats dy = __builtin_shuffle(at.y0, at.y1, sides + 4 * four);
-            const Floats dz = __builtin_shuffle(z, (Ints{0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3}) + 4 * four);
-            dot[four] = (__m512)(gx * dx + gy * dy + gz * dz);
-        }
+        const __m512 dot[4] = {
+            four_dots<0>(corners, lower_y, upper_y, at, z), four_dots<1>(corners, lower_y, upper_y, at, z),
+            four_dots<2>(corners, lower_y, upper_y, at, z), four_dots<3>(corners, lower_y, upper_y, at, z)};
         const __m512 lower_01 = _mm512_shuffle_f32x4(dot[0], dot[1], 0x44);
         const __m512 lower_23 = _mm512_shuffle_f32x4(dot[2], dot[3], 0x44);
         const __m512 upper_01 = _mm512_shuffle_f32x4(dot[0], dot[1], 0xEE);
@@ -248,12 +227,12 @@ static inline void edge_values(const float* corners, const EdgePlaces& places, c
 #else
 
 static inline Floats four_dots(const float* corners, const unsigned* places, Floats x, Floats y, Floats z) {
-    const __m128 a = _mm_loadu_ps(corners + places[0]), b = _mm_loadu_ps(corners + places[1]);
-    const __m128 c = _mm_loadu_ps(corners + places[2]), d = _mm_loadu_ps(corners + places[3]);
-    const __m128 ab_xy = _mm_unpacklo_ps(a, b), cd_xy = _mm_unpacklo_ps(c, d);
-    const __m128 ab_z = _mm_unpackhi_ps(a, b), cd_z = _mm_unpackhi_ps(c, d);
-    return (Floats)_mm_movelh_ps(ab_xy, cd_xy) * x + (Floats)_mm_movehl_ps(cd_xy, ab_xy) * y +
-           (Floats)_mm_movelh_ps(ab_z, cd_z) * z;
+    const Floats a = load(corners + places[0]), b = load(corners + places[1]);
+    const Floats c = load(corners + places[2]), d = load(corners + places[3]);
+    const Floats ab_xy = mixed_groups<0, 4, 1, 5>(a, b), cd_xy = mixed_groups<0, 4, 1, 5>(c, d);
+    const Floats ab_z = mixed_groups<2, 6, 3, 7>(a, b), cd_z = mixed_groups<2, 6, 3, 7>(c, d);
+    return mixed_groups<0, 1, 4, 5>(ab_xy, cd_xy) * x + mixed_groups<2, 3, 6, 7>(ab_xy, cd_xy) * y +
+           mixed_groups<0, 1, 4, 5>(ab_z, cd_z) * z;
 }
 
 static inline void edge_values(const float* corners, const EdgePlaces& places, const Offsets& at, EdgeValues& values) {
@@ -281,7 +260,7 @@ static inline Floats points_vector(const NoiseTables& tables, const PairTable& p
 
     EdgePlaces places;
     const int first_j = j[0], first_k = k[0];
-    if (all_true(((j ^ first_j) | (k ^ first_k)) == 0)) {  // neighbours in a picture mostly are in one row of cells
+    if (all_set(((j ^ first_j) | (k ^ first_k)) == 0)) {  // neighbours in a picture mostly are in one row of cells
         const RowOfCells row(tables, first_j, first_k);
         place_edges(places, i,
                     {Ints{} + row.base[0], Ints{} + row.base[1], Ints{} + row.base[2], Ints{} + row.base[3]});
@@ -305,9 +284,9 @@ struct Octave {
     float f;
     bool adds;
 
-    Floats scaled(Floats v) const { return adds ? splat(f) * v : v; }
+    Floats scaled(Floats v) const { return adds ? all<Floats>(f) * v : v; }
     float scaled(float v) const { return adds ? f * v : v; }
-    void put(float* out, Floats noise) const { store(out, adds ? load(out) + noise / splat(f) : noise); }
+    void put(float* out, Floats noise) const { store(out, adds ? load(out) + noise / all<Floats>(f) : noise); }
 };
 
 // The last, partial vector of a row: its points are copied to where whole vectors can be read and written.
@@ -379,8 +358,10 @@ struct FarLine {
         const Floats fx = x - floor_x;
         EdgeValues values;
         edge_values(tables.corners, places,
-                    {fx, fx - 1.0F, splat(line.y[0]), splat(line.y[1]), splat(line.z[0]), splat(line.z[1])}, values);
-        const Floats noise = blend(values, ease(fx), splat(line.v), splat(line.w));
+                    {fx, fx - 1.0F, all<Floats>(line.y[0]), all<Floats>(line.y[1]), all<Floats>(line.z[0]),
+                     all<Floats>(line.z[1])},
+                    values);
+        const Floats noise = blend(values, ease(fx), all<Floats>(line.v), all<Floats>(line.w));
         return (Floats)((Ints)noise & (x - x == Floats{}));
     }
 };
@@ -440,7 +421,7 @@ struct NearLine {
 
     Floats operator()(Floats position) const {
         const Floats floor_x = floor_of(position);
-        const Ints cells = to_ints(floor_x) - first_cell;
+        const Ints cells = to_whole(floor_x) - first_cell;
         const int base = is_rising ? cells[0] : cells[LANES - 1];
         const Ints places = cells - base;
         const Floats fx = position - floor_x;
@@ -453,7 +434,7 @@ struct NearLine {
             values.lower[e] = dot(base, fx);
             values.upper[e] = dot(base + 1, fx - 1.0F);
         }
-        return blend(values, ease(fx), splat(line.v), splat(line.w));
+        return blend(values, ease(fx), all<Floats>(line.v), all<Floats>(line.w));
     }
 };
 
@@ -462,8 +443,6 @@ static inline bool is_near(float first, float last, double step) {
     return magnitude(step) <= MAX_NEAR_STEP && magnitude(first) < MAX_NEAR_POSITION &&
            magnitude(last) < MAX_NEAR_POSITION;
 }
-
-static inline int cell_of(float x) { return int(x) - (float(int(x)) > x); }
 
 #endif
 
@@ -480,7 +459,7 @@ static inline void fill_line(const NoiseTables& tables, const float* x, float y,
 #if defined(__AVX2__)
     const float first = octave.scaled(x[0]), last = octave.scaled(x[count - 1]);
     if (is_near(first, last, octave.f * step)) {
-        const int first_cell = cell_of(first), last_cell = cell_of(last);
+        const int first_cell = floor_of(first), last_cell = floor_of(last);
         const int low = first_cell < last_cell ? first_cell : last_cell;
         fill_line(NearLine(tables, setting, low, first_cell + last_cell - low, first <= last), x, out, count, octave);
         return;
@@ -505,7 +484,6 @@ static void positions(double start, double step, int first, float* x, int count)
 
 }  // namespace
 
-extern const SolidNoiseKernels solid_noise_kernels;
 const SolidNoiseKernels solid_noise_kernels = {points, add_points, line, add_line, positions};
 
 }  // namespace QUILLON_SIMD

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "simdlib/cpu.h"
+
 // What a lattice point's hash looks up, in the order of the hash: entry h of `corners` holds the gradients of h and of
 // h + 1 (x, y, z and a gap each), the two ends of a cell's edge along x; entry h of `pairs` holds the permutation of h
 // and, in the next eight bits, of h + 1.
@@ -30,12 +32,4 @@ struct SolidNoiseKernels {
     void (*positions)(double start, double step, int first, float* x, int count);
 };
 
-namespace baseline {
-extern const SolidNoiseKernels solid_noise_kernels;
-}
-namespace avx2 {
-extern const SolidNoiseKernels solid_noise_kernels;
-}
-namespace avx512 {
-extern const SolidNoiseKernels solid_noise_kernels;
-}
+QUILLON_SIMD_TABLE(SolidNoiseKernels, solid_noise_kernels);

@@ -15,17 +15,13 @@ constexpr float EDGE_BLUR = 3;       // pixels
 constexpr float BLUR_UNIT = 0.025f;  // pixels
 constexpr float SHARP_UNIT = 0.01f;
 
-const RemGrainKernels& kernels() {
-    return cpu_select(baseline::rem_grain_kernels, avx2::rem_grain_kernels, avx512::rem_grain_kernels);
-}
-
 bool is_picture(const K7Image* image) {
     return image && image->pixels && image->channels == 4 && image->sample_type == SAMPLE_F32;
 }
 
 // False when there is no memory.
 bool find_edges(const K7Image& picture, K7Image& edges) {
-    const RemGrainKernels& table = kernels();
+    const RemGrainKernels& table = rem_grain_kernels();
     std::atomic<bool> complete{true};
     for_rows_float(picture.height, [&](int first, int last) {
         if (first > last) return;
@@ -46,7 +42,7 @@ bool find_edges(const K7Image& picture, K7Image& edges) {
 
 // Blurred colours come back to the source where edges are strong.
 void mix_edges(const GrainMix& mix, const K7Image& source, const K7Image& edges, K7Image& blurred) {
-    const RemGrainKernels& table = kernels();
+    const RemGrainKernels& table = rem_grain_kernels();
     for_rows_float(source.height, [&](int first, int last) {
         if (first > last) return;
         float* rows = image_row<float>(&blurred, first);

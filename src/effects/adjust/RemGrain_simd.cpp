@@ -1,36 +1,14 @@
 #include "effects/adjust/RemGrain_simd.h"
 
+#include "simdlib/vectors.h"
+
 namespace QUILLON_SIMD {
 namespace {
-
-#if defined(__AVX512F__)
-constexpr int LANES = 16;
-#elif defined(__AVX2__)
-constexpr int LANES = 8;
-#else
-constexpr int LANES = 4;
-#endif
-typedef float Floats __attribute__((vector_size(4 * LANES)));
-typedef int Ints __attribute__((vector_size(4 * LANES)));
 
 // Along one axis the kernel is a slope of 1 and 2 on either side, along the other a roof of 1, 2, 3, 2, 1; `NEAR` and
 // `FAR` are the weights at distances 1 and 2.
 constexpr float RIDGE = 3, NEAR = 2, FAR = 1;
 constexpr float STRENGTH = 0.4f;
-
-static inline Floats load(const float* from) {
-    Floats value;
-    __builtin_memcpy(&value, from, sizeof value);
-    return value;
-}
-static inline Ints load(const int* from) {
-    Ints value;
-    __builtin_memcpy(&value, from, sizeof value);
-    return value;
-}
-static inline void store(float* to, Floats value) { __builtin_memcpy(to, &value, sizeof value); }
-static inline Floats absolute(Floats v) { return (Floats)((Ints)v & 0x7fffffff); }
-static inline float absolute(float v) { return __builtin_fabsf(v); }
 
 template <class T>
 static inline T roof(T a, T b, T c, T d, T e) {
@@ -65,9 +43,9 @@ static void edge_row(const float* const* rows, long floats, float* across, float
 }
 
 static inline Floats mixed(const GrainMix& mix, Floats blurred, Floats edge, Floats source) {
-    const Floats share = load(mix.sharp) * edge;
+    const Floats share = load<Floats>(mix.sharp) * edge;
     const Floats value = (1.0f - share) * blurred + source * share;
-    return (Floats)(((Ints)value & load(mix.mixed)) | ((Ints)source & load(mix.from_source)));
+    return (Floats)(((Ints)value & load<Ints>(mix.mixed)) | ((Ints)source & load<Ints>(mix.from_source)));
 }
 
 static void mix_row(const GrainMix& mix, const float* blurred, const float* edge, const float* source, long floats,

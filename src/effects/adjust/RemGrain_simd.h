@@ -1,6 +1,8 @@
 // The hot loops of RemGrain. Plain data, see cmake/QuillonSimd.cmake.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 inline constexpr int GRAIN_REACH = 2;              // pixels beside the centre of the edge kernel
 inline constexpr int GRAIN_PAD = 4 * GRAIN_REACH;  // floats beside a row of scratch
 
@@ -20,12 +22,4 @@ struct RemGrainKernels {
                     float* out);
 };
 
-namespace baseline {
-extern const RemGrainKernels rem_grain_kernels;
-}
-namespace avx2 {
-extern const RemGrainKernels rem_grain_kernels;
-}
-namespace avx512 {
-extern const RemGrainKernels rem_grain_kernels;
-}
+QUILLON_SIMD_TABLE(RemGrainKernels, rem_grain_kernels);

@@ -15,8 +15,6 @@
 
 namespace {
 
-const BurnKernels& kernels() { return cpu_select(baseline::burn_kernels, avx2::burn_kernels, avx512::burn_kernels); }
-
 float percent(double v) { return static_cast<float>(v * 0.01); }
 double mix(double a, double b, double t) { return a + t * (b - a); }
 double smoothStep(double low, double high, double v) {
@@ -211,7 +209,7 @@ void meltPixels(const Melt& melt, int x, int y, const float* depth, float* pixel
         ys[i] = static_cast<float>(y) + melt.up * pull[i];
     }
     melt.film->sample_points(xs, ys, areas, count, molten);
-    kernels().scorch(*melt.table, depth, heat, molten, pixels, count);
+    burn_kernels().scorch(*melt.table, depth, heat, molten, pixels, count);
 }
 
 void burnRow(const Melt& melt, Columns hot, int y, const float* depth, float* pixels) {
@@ -226,7 +224,7 @@ void burnRow(const Melt& melt, Columns hot, int y, const float* depth, float* pi
         if (warm && left) {
             meltPixels(melt, x, y, depth + x, pixels + 4L * x, count);
         } else if (warm) {
-            kernels().scorch(*melt.table, depth + x, COLD, pixels + 4L * x, pixels + 4L * x, count);
+            burn_kernels().scorch(*melt.table, depth + x, COLD, pixels + 4L * x, pixels + 4L * x, count);
         }
     }
 }
@@ -287,7 +285,7 @@ void Burn::grade(K7Image& picture) {
         .factors = {percent(tinted ? Tred.value : Red.value), percent(tinted ? Tgreen.value : Green.value),
                     percent(tinted ? Tblue.value : Blue.value)},
         .saturation = percent(Colour.value)};
-    const auto& table = kernels();
+    const auto& table = burn_kernels();
     for_rows_float(picture.height, [&](int first, int last) {
         for (int y = first; y <= last && !abortRequested(); ++y)
             table.grade(how, image_row<float>(&picture, y), picture.width);

@@ -1,17 +1,9 @@
 #include "effects/film/Burn_simd.h"
 
-#include "effects/film/PixelPlanes.h"
+#include "simdlib/planes.h"
 
 namespace QUILLON_SIMD {
 namespace {
-
-typedef float Pixel __attribute__((vector_size(16)));
-
-static inline Pixel load_pixel(const float* from) {
-    Pixel value;
-    __builtin_memcpy(&value, from, sizeof value);
-    return value;
-}
 
 // ---- Grade ----------------------------------------------------------------------------------------------------
 
@@ -48,7 +40,6 @@ static void grade(const FilmGrade& how, float* pixels, int count) {
 
 static void scorch(const ScorchTable& table, const float* depth, const float* heat, const float* molten, float* pixels,
                    int count) {
-    const Pixel zero = {}, one = zero + 1.0F;
     for (int i = 0; i < count; ++i, molten += 4, pixels += 4) {
         float place = (depth[i] - table.first) * table.scale;
         if (!(place > 0.0F)) continue;  // the heat has not come here
@@ -57,14 +48,12 @@ static void scorch(const ScorchTable& table, const float* depth, const float* he
         entry = entry < SCORCH_ENTRIES ? entry : SCORCH_ENTRIES - 1;
         const float part = place - static_cast<float>(entry);
         const float *here = table.values[entry], *next = table.values[entry + 1];
-        const Pixel keep = load_pixel(here) + part * (load_pixel(next) - load_pixel(here));
-        const Pixel add = load_pixel(here + 4) + part * (load_pixel(next + 4) - load_pixel(here + 4));
-        const Pixel still = load_pixel(pixels);
-        Pixel value = (still + heat[i] * (load_pixel(molten) - still)) * keep + add;
-        value = value > zero ? value : zero;
-        value = value < one ? value : one;
+        const Pixel keep = load<Pixel>(here) + part * (load<Pixel>(next) - load<Pixel>(here));
+        const Pixel add = load<Pixel>(here + 4) + part * (load<Pixel>(next + 4) - load<Pixel>(here + 4));
+        const Pixel still = load<Pixel>(pixels);
+        Pixel value = to_unit((still + heat[i] * (load<Pixel>(molten) - still)) * keep + add);
         if (table.grey) value[1] = value[2] = value[0];
-        __builtin_memcpy(pixels, &value, sizeof value);
+        store(pixels, value);
     }
 }
 

@@ -1,6 +1,8 @@
 // The hot loops of Burn. Plain data, see cmake/QuillonSimd.cmake.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 struct FilmGrade {
     enum Stock { COLOUR, BLACK_AND_WHITE, TINTED };
     Stock stock;
@@ -25,12 +27,4 @@ struct BurnKernels {
                    int count);
 };
 
-namespace baseline {
-extern const BurnKernels burn_kernels;
-}
-namespace avx2 {
-extern const BurnKernels burn_kernels;
-}
-namespace avx512 {
-extern const BurnKernels burn_kernels;
-}
+QUILLON_SIMD_TABLE(BurnKernels, burn_kernels);

@@ -2,6 +2,8 @@
 // it is strongest. Plain data, see cmake/QuillonSimd.cmake.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 // How light goes onto the picture. `thickness` of it is weighted with the picture's own luminance, as exposure that
 // adds to what is there; `fog` of it is added whatever is there.
 struct FilmLight {
@@ -46,13 +48,4 @@ struct FilmLightKernels {
     void (*light_edges)(const FilmLight& light, const EdgeRow& edges, int first, int last, float* row);
 };
 
-namespace baseline {
-extern const FilmLightKernels film_light_kernels;
-}
-namespace avx2 {
-extern const FilmLightKernels film_light_kernels;
-}
-namespace avx512 {
-extern const FilmLightKernels film_light_kernels;
-}
-const FilmLightKernels& film_light_kernels();
+QUILLON_SIMD_TABLE(FilmLightKernels, film_light_kernels);

@@ -1,20 +1,8 @@
 #include "effects/film/FilmLight.h"
-#include "effects/film/PixelPlanes.h"
-
-#include <immintrin.h>
+#include "simdlib/planes.h"
 
 namespace QUILLON_SIMD {
 namespace {
-
-static inline Floats square_root(Floats v) {
-#if defined(__AVX512F__)
-    return (Floats)_mm512_sqrt_ps((__m512)v);
-#elif defined(__AVX2__)
-    return (Floats)_mm256_sqrt_ps((__m256)v);
-#else
-    return (Floats)_mm_sqrt_ps((__m128)v);
-#endif
-}
 
 static inline Floats smooth_step(Floats t) {
     t = to_unit(t);

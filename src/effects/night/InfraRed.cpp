@@ -55,7 +55,7 @@ bool InfraRed::expose(const K7Image& clip, K7Image& result) const {
         report_no_memory(traits.name);
         return false;
     }
-    const NightLookRows& rows = night_look_kernels();
+    const NightLookRows& rows = night_look_rows();
     result.stats_valid = 0;
     return night_rows(*this, result.height, [&](int y) {
         rows.film(table.get(), image_row<float>(&source, y), image_row<float>(working.get(), y),

@@ -4,10 +4,6 @@
 #include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
-const NightLookRows& night_look_kernels() {
-    return cpu_select(baseline::night_look_rows, avx2::night_look_rows, avx512::night_look_rows);
-}
-
 bool is_night_picture(const K7Image* image) {
     return image && image->pixels && image->channels == 4 && image->sample_type == SAMPLE_F32;
 }

@@ -7,9 +7,6 @@
 #include "Library2/PluginK7.h"
 #include "effects/night/NightLook_simd.h"
 
-// Picked anew for each pass, since it costs nothing and tests change the level.
-const NightLookRows& night_look_kernels();
-
 // Limited to what a float can hold; a NaN stays one.
 inline float narrowed(double value) { return static_cast<float>(std::clamp(value, -1e30, 1e30)); }
 

@@ -4,6 +4,8 @@
 // 0.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 // Entries of a film table, one more than are addressed so that each has a neighbour; four floats each.
 inline constexpr int FILM_ENTRIES = 4096;
 // Entries of a palette, four floats each.
@@ -41,12 +43,4 @@ struct NightLookRows {
     void (*grain)(const float* grain, float* row, int count);
 };
 
-namespace baseline {
-extern const NightLookRows night_look_rows;
-}
-namespace avx2 {
-extern const NightLookRows night_look_rows;
-}
-namespace avx512 {
-extern const NightLookRows night_look_rows;
-}
+QUILLON_SIMD_TABLE(NightLookRows, night_look_rows);

@@ -156,7 +156,7 @@ bool NightVision::develop(const K7Image& source, K7Image& result) {
     }
     const TubeResponse response{m_powers.entries(), exponent, PowerTable::power, percent(Brightness), percent(Lift)};
     const float tint[3] = {Tint.red, Tint.green, Tint.blue}, threshold = percent(Range), boost = percent(HiBoost);
-    const NightLookRows& rows = night_look_kernels();
+    const NightLookRows& rows = night_look_rows();
     const auto developRow = [&](int y) {
         rows.develop(response, image_row<float>(&source, y), image_row<float>(&result, y), result.width);
     };
@@ -197,7 +197,7 @@ bool NightVision::addGrain(K7Image& result) {
     }
     if (DoBlurGrain.value) image_gaussian_blur(grain.get(), scaled(BlurGrain, result), scaled(BlurGrain, result), -1);
     return night_rows(*this, result.height, [&](int y) {
-        night_look_kernels().grain(image_row<float>(grain.get(), y), image_row<float>(&result, y), result.width);
+        night_look_rows().grain(image_row<float>(grain.get(), y), image_row<float>(&result, y), result.width);
     });
 }
 

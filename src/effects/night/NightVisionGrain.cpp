@@ -48,7 +48,7 @@ class AmountRows {
     void fill(int y) const {
         const float* amplitudes = &m_tables.amplitudes[std::size_t(m_tables.starts[std::size_t(y % STARTS)])];
         const float* picture = m_grain.picture ? image_row<float>(m_grain.picture, y) : nullptr;
-        night_look_kernels().grain_amounts(amplitudes, picture, row(y), m_width);
+        night_look_rows().grain_amounts(amplitudes, picture, row(y), m_width);
     }
 
   private:
@@ -76,7 +76,7 @@ ImagePtr night_grain(const PluginK7& effect, const NightGrain& grain, int width,
             complete = false;
             return;
         }
-        const NightLookRows& rows = night_look_kernels();
+        const NightLookRows& rows = night_look_rows();
         int filled = std::max(first - before, 0);
         for (int y = first; y <= last && !effect.abortRequested(); ++y) {
             for (; filled <= std::min(y + half, height - 1); ++filled) amounts.fill(filled);

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "k7pi_baselib/portable_math.h"
+
 namespace {
 
 using Shapes = std::vector<ReticleShape>;
@@ -104,7 +106,7 @@ void cover_ring(const ReticleShape& s, Row& row) {
     const double hollow = std::fabs(dy) < inner ? std::sqrt(inner * inner - dy * dy) : 0.0;
     const bool disc = s.half >= s.radius;
     const auto cover = [&](double x) {
-        const double d = std::hypot(x - s.x0, dy);
+        const double d = k7_hypot(x - s.x0, dy);
         return disc ? s.radius + s.half - d + 0.5 : band(d - s.radius, s.half);
     };
     row.paint(s.x0 - reach, s.x0 - hollow, cover);
@@ -112,7 +114,7 @@ void cover_ring(const ReticleShape& s, Row& row) {
 }
 
 void cover_stroke(const ReticleShape& s, Row& row) {
-    const double dx = s.x1 - s.x0, dy = s.y1 - s.y0, length = std::hypot(dx, dy);
+    const double dx = s.x1 - s.x0, dy = s.y1 - s.y0, length = k7_hypot(dx, dy);
     if (!(length > 0.0)) return;
     const double ux = dx / length, uy = dy / length, reach = s.half + 1;
     const auto cover = [&](double x) {

@@ -74,7 +74,7 @@ bool Thermo::image_heat(const K7Image& source, K7Image& result) {
         return false;
     }
     const float boost = narrowed(LuminanceBoost.value / 100.0);
-    const NightLookRows& rows = night_look_kernels();
+    const NightLookRows& rows = night_look_rows();
     result.stats_valid = 0;
     return night_rows(*this, result.height, [&](int y) {
         rows.palette(table.get(), boost, image_row<float>(&source, y), image_row<float>(working.get(), y),

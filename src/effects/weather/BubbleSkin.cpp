@@ -6,6 +6,7 @@
 
 #include "effects/weather/Bubbles_simd.h"
 #include "k7pi_baselib/cpu.h"
+#include "k7pi_baselib/portable_math.h"
 #include "noiselib/mtrandom.h"
 
 namespace {
@@ -18,12 +19,8 @@ constexpr float MIN_RADIUS = 2.0f;
 // middle, which grows thicker in the line of sight.
 float skin_at(float distance, float ring, float half_width, float rim) {
     const float edge = std::max(1.0f - std::fabs(distance - ring) / half_width, 0.0f);
-    const float slant = static_cast<float>(2.0 * std::pow(double{distance / rim}, 2.3));
+    const float slant = 2.0f * k7_pow_float(double{distance / rim}, 2.3);
     return std::min(edge + slant, 1.0f);
-}
-
-const ShellKernels& kernels() {
-    return cpu_select(baseline::shell_kernels, avx2::shell_kernels, avx512::shell_kernels);
 }
 
 }  // namespace
@@ -86,7 +83,7 @@ const float* GlossPowers::of(float exponent) {
         m_powers.resize(GLOSS_STEPS + 2);
         for (int i = 1; i < GLOSS_STEPS; ++i)
             m_powers[static_cast<std::size_t>(i)] =
-                static_cast<float>(std::pow(static_cast<double>(i) / GLOSS_STEPS, double{exponent}));
+                k7_pow_float(static_cast<double>(i) / GLOSS_STEPS, double{exponent});
         m_powers[GLOSS_STEPS] = m_powers[GLOSS_STEPS + 1] = 1;
         m_exponent = exponent;
     }
@@ -165,11 +162,11 @@ void paint_burst(const Bubble& bubble, const ShellLook& look, K7Image* image, in
             samples[count] = dy * shell.pitch + dx;
             pixels[count] = image_row<float>(image, y) + 4L * x;
             if (++count < TOGETHER) continue;
-            kernels().droplets(shell, look, samples, pixels, count);
+            shell_kernels().droplets(shell, look, samples, pixels, count);
             count = 0;
         }
     }
-    kernels().droplets(shell, look, samples, pixels, count);
+    shell_kernels().droplets(shell, look, samples, pixels, count);
 }
 
 }  // namespace
@@ -196,7 +193,8 @@ void paint_bubble(const Bubble& bubble, const K7Image* mirrored, float mirror_st
     constexpr float AT_REST = 1e-3f;  // pixels
     const float way_x = bubble.x - bubble.tail_x, way_y = bubble.y - bubble.tail_y;
     if (way_x * way_x + way_y * way_y > AT_REST * AT_REST)
-        kernels().drawn_out(target, bubble.sprite->shell(), look, bubble.x, bubble.y, bubble.tail_x, bubble.tail_y);
+        shell_kernels().drawn_out(target, bubble.sprite->shell(), look, bubble.x, bubble.y, bubble.tail_x,
+                                  bubble.tail_y);
     else
-        kernels().still(target, bubble.sprite->shell(), look, bubble.x, bubble.y);
+        shell_kernels().still(target, bubble.sprite->shell(), look, bubble.x, bubble.y);
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "k7pi_baselib/portable_math.h"
+
 using particles::read_colour;
 using particles::share;
 using particles::signed_draw;
@@ -21,8 +23,8 @@ constexpr float LONGEST_AFTERLIFE = 10000;  // frames
 void Bubbles::readOwn(BubblesMotion& motion, BubblesLook& look) {
     const FrameShape& f = frame();
     motion.emitter.speed = value(InitialVelocity) / (f.unit_scale * 100) * f.aspect();
-    motion.direction[0] = particles::cosine(value(VelDir) * particles::DEGREE);
-    motion.direction[1] = particles::sine(value(VelDir) * particles::DEGREE);
+    motion.direction[0] = k7_cos(value(VelDir) * particles::DEGREE);
+    motion.direction[1] = k7_sin(value(VelDir) * particles::DEGREE);
     const float size = value(BubbleSize);
     const float spread = share(BubbleSizeVar) * size;
     switch (GrowthMode.value) {
@@ -164,7 +166,7 @@ void Bubbles::lightUp(const BubblesParticle& p, Bubble& bubble) {
     if (!(length > 0 && half_length > 0)) return;
     for (int i = 0; i < 3; ++i) bubble.gloss.half[i] = half[i] / half_length;
     bubble.gloss.powers = m_powers.of(l.exponent);
-    const float strength = particles::power(level, l.tightness);
+    const float strength = k7_pow(level, l.tightness);
     for (int i = 0; i < 3; ++i) bubble.gloss.strength[i] = strength * l.light_colour[i];
 }
 

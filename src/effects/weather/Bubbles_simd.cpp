@@ -1,56 +1,15 @@
 #include "effects/weather/Bubbles_simd.h"
 
-#include <immintrin.h>
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
 
-#if defined(__AVX512F__)
-constexpr int LANES = 16;
-#elif defined(__AVX2__)
-constexpr int LANES = 8;
-#else
-constexpr int LANES = 4;
-#endif
 constexpr int CHUNK = 64;  // pixels that are worked out at once
-typedef float Floats __attribute__((vector_size(4 * LANES)));
-typedef int Ints __attribute__((vector_size(4 * LANES)));
-
-static inline Floats load(const float* from) {
-    Floats value;
-    __builtin_memcpy(&value, from, sizeof value);
-    return value;
-}
-static inline void store(float* to, Floats value) { __builtin_memcpy(to, &value, sizeof value); }
-static inline void store(int* to, Ints value) { __builtin_memcpy(to, &value, sizeof value); }
-
-static inline Floats root(Floats value) {
-#if defined(__AVX512F__)
-    return (Floats)_mm512_sqrt_ps((__m512)value);
-#elif defined(__AVX2__)
-    return (Floats)_mm256_sqrt_ps((__m256)value);
-#else
-    return (Floats)_mm_sqrt_ps((__m128)value);
-#endif
-}
-static inline float root(float value) { return _mm_cvtss_f32(_mm_sqrt_ss(_mm_set_ss(value))); }
-
 // What is not a number becomes the lower bound.
 static inline Floats clamped(Floats value, float low, float high) {
-    const Floats lows = low - Floats{}, highs = high - Floats{};
-    value = value > lows ? value : lows;
-    return value < highs ? value : highs;
+    return limited(value, all<Floats>(low), all<Floats>(high));
 }
-
-static inline int floor_of(float value) {
-    const int cut = int(value);
-    return cut - (float(cut) > value);
-}
-static inline int larger(int a, int b) { return a > b ? a : b; }
-static inline int smaller(int a, int b) { return a < b ? a : b; }
-static inline float larger(float a, float b) { return a > b ? a : b; }
-static inline float smaller(float a, float b) { return a < b ? a : b; }
-static inline float distance(float a) { return a < 0 ? -a : a; }
 
 // The sprite at some pixels of a row: its planes, and what follows from them.
 struct Skin {
@@ -70,50 +29,48 @@ static inline void look_up(Skin& skin, const ShellLook& look, int count) {
         const Floats covered = load(skin.covered + i);
         const Floats share = one / (covered > zero ? covered : one);
         const Floats nx = load(skin.x + i) * share, ny = load(skin.y + i) * share;
-        const Floats nz = root(clamped(one - nx * nx - ny * ny, 0, 1));
+        const Floats nz = square_root(clamped(one - nx * nx - ny * ny, 0, 1));
         if (look.mirrored) {
             const Floats slope = REACH / clamped(nz, STEEPEST, 1);
             const Floats column = clamped((0.5f + slope * nx) * width, 0, width - 1);
             const Floats row = clamped((0.5f + slope * ny) * height, 0, height - 1);
-            store(skin.mirrored + i,
-                  __builtin_convertvector(row, Ints) * look.mirrored_width + __builtin_convertvector(column, Ints));
+            store(skin.mirrored + i, to_ints(row) * look.mirrored_width + to_ints(column));
         }
         if (look.powers) {
             const Floats cosine = nx * look.half[0] + ny * look.half[1] + nz * look.half[2];
             const Floats place = clamped(cosine, 0, 1) * float(GLOSS_STEPS);
-            const Ints step = __builtin_convertvector(place, Ints);
+            const Ints step = to_ints(place);
             store(skin.step + i, step);
-            store(skin.gloss + i, place - __builtin_convertvector(step, Floats));
+            store(skin.gloss + i, place - to_floats(step));
         }
     }
 }
 
 // The skin is laid over what is there; the highlight is light and adds to it.
-template <class Pixel>
-static inline void paint(Skin& skin, const ShellLook& look, int count, Pixel pixel) {
+template <class PixelAt>
+static inline void paint(Skin& skin, const ShellLook& look, int count, PixelAt pixel) {
     look_up(skin, look, count);
-    const __m128 colour = _mm_loadu_ps(look.colour), strength = _mm_loadu_ps(look.strength);
-    const __m128 mirror = _mm_loadu_ps(look.mirror), one = _mm_set1_ps(1.0f);
-    const __m128 no_alpha = _mm_castsi128_ps(_mm_setr_epi32(-1, -1, -1, 0));
+    const Pixel colour = load<Pixel>(look.colour), strength = load<Pixel>(look.strength);
+    const Pixel mirror = load<Pixel>(look.mirror);
+    const PixelMask no_alpha = {-1, -1, -1, 0};
     const float boundless = __builtin_inff();
-    const __m128 most = _mm_setr_ps(boundless, boundless, boundless, 1.0f);
+    const Pixel most = {boundless, boundless, boundless, 1.0f};
     for (int i = 0; i < count; ++i) {
         if (!(skin.covered[i] > 0)) continue;
         float* out = pixel(i);
-        __m128 shade = colour;
+        Pixel shade = colour;
         if (look.mirrored) {
-            const __m128 seen = _mm_loadu_ps(look.mirrored + 4L * skin.mirrored[i]);
-            shade = _mm_add_ps(shade, _mm_and_ps(_mm_mul_ps(mirror, seen), no_alpha));
+            const Pixel seen = mirror * load<Pixel>(look.mirrored + 4L * skin.mirrored[i]);
+            shade += (Pixel)((PixelMask)seen & no_alpha);
         }
-        const __m128 c = _mm_set1_ps(skin.amount[i] * look.coverage);
-        __m128 sum = _mm_add_ps(_mm_mul_ps(c, shade), _mm_mul_ps(_mm_sub_ps(one, c), _mm_loadu_ps(out)));
+        const float c = skin.amount[i] * look.coverage;
+        Pixel sum = c * shade + (1 - c) * load<Pixel>(out);
         if (look.powers) {
             const float* power = look.powers + skin.step[i];
             const float level = (power[0] + skin.gloss[i] * (power[1] - power[0])) * (skin.covered[i] * look.coverage);
-            const __m128 lit = _mm_add_ps(sum, _mm_mul_ps(_mm_set1_ps(level), strength));
-            sum = _mm_min_ps(lit, _mm_max_ps(sum, most));
+            sum = smaller(sum + level * strength, larger(sum, most));
         }
-        _mm_storeu_ps(out, sum);
+        store(out, sum);
     }
 }
 
@@ -128,8 +85,8 @@ static void still(const ShellTarget& target, const ShellSprite& sprite, const Sh
     const int bottom = larger(target.first_row, row - sprite.reach);
     const int top = smaller(target.last_row, row + sprite.reach + 1);
     for (int at = bottom; at <= top; ++at) {
-        const float aside = larger(distance(float(at) - y) - MARGIN, 0.0f);
-        const float half = root(larger(sprite.radius * sprite.radius - aside * aside, 0.0f)) + MARGIN;
+        const float aside = larger(absolute(float(at) - y) - MARGIN, 0.0f);
+        const float half = square_root(larger(sprite.radius * sprite.radius - aside * aside, 0.0f)) + MARGIN;
         const int first = larger(larger(floor_of(x - half), column - sprite.reach), 0);
         const int last = smaller(smaller(floor_of(x + half) + 1, column + sprite.reach + 1), target.width - 1);
         const float* samples = sprite.middle + (at - row) * sprite.pitch - column;
@@ -168,7 +125,7 @@ static void drawn_out(const ShellTarget& target, const ShellSprite& sprite, cons
                 const float t = smaller(larger((from_x * way_x + from_y * way_y) * share, 0.0f), 1.0f);
                 const float dx = from_x - t * way_x, dy = from_y - t * way_y;
                 skin.covered[i] = 0;
-                if (!(distance(dx) < reach && distance(dy) < reach)) continue;
+                if (!(absolute(dx) < reach && absolute(dy) < reach)) continue;
                 const int left = floor_of(dx), under = floor_of(dy);
                 const float fx = dx - float(left), fy = dy - float(under);
                 const float* here = sprite.middle + under * sprite.pitch + left;

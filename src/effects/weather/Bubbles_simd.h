@@ -1,6 +1,8 @@
 // The loops that paint the shells of bubbles into rows of a float RGBA picture, one table for each vector unit.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 // Four planes, `plane` floats apart, of rows `pitch` floats apart. A frame of zeroes one pixel wide goes around, and
 // some columns more can be read beyond it.
 struct ShellSprite {
@@ -41,12 +43,4 @@ struct ShellKernels {
                      int count);
 };
 
-namespace baseline {
-extern const ShellKernels shell_kernels;
-}
-namespace avx2 {
-extern const ShellKernels shell_kernels;
-}
-namespace avx512 {
-extern const ShellKernels shell_kernels;
-}
+QUILLON_SIMD_TABLE(ShellKernels, shell_kernels);

@@ -17,8 +17,6 @@ constexpr float NOMINAL_WIDTH = 720, NOMINAL_HEIGHT = 576;  // the frame that sp
 constexpr float LEAST_PLACE = 0.0001f, MOST_PLACE = 0.9999f;
 constexpr int SMALLEST = 3;  // pixels; smaller pictures have no cells
 
-const HazeKernels& kernels() { return cpu_select(baseline::haze_kernels, avx2::haze_kernels, avx512::haze_kernels); }
-
 HazeSheet sheet_for(const K7Image& frame, float strength) {
     const float max_x = float(frame.width - 1), max_y = float(frame.height - 1);
     return {.width = frame.width,
@@ -49,9 +47,11 @@ class Refraction {
         float *above = m_padded.data(), *below = above + m_sheet.width + 2 * HAZE_REACH;
         pad(y - HAZE_REACH, above);
         pad(y + HAZE_REACH, below);
-        kernels().refract_row(m_sheet, above, image_row<float>(&m_heat, y), below, y, u(y), v(y));
+        haze_kernels().refract_row(m_sheet, above, image_row<float>(&m_heat, y), below, y, u(y), v(y));
     }
-    void footprints(int y) { kernels().footprints(m_sheet, u(y), v(y), u(y + 1), v(y + 1), lane(4), lane(5), lane(6)); }
+    void footprints(int y) {
+        haze_kernels().footprints(m_sheet, u(y), v(y), u(y + 1), v(y + 1), lane(4), lane(5), lane(6));
+    }
     const float* xs() { return lane(4); }
     const float* ys() { return lane(5); }
     const float* areas() { return lane(6); }

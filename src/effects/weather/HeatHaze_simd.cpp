@@ -1,11 +1,8 @@
 #include "effects/weather/HeatHaze_simd.h"
 
-namespace QUILLON_SIMD {
+#include "simdlib/vectors.h"
 
-static inline float smaller(float a, float b) { return a < b ? a : b; }
-static inline float larger(float a, float b) { return a > b ? a : b; }
-// What is not a number becomes the lower limit.
-static inline float limited(float value, float low, float high) { return smaller(larger(value, low), high); }
+namespace QUILLON_SIMD {
 
 // Snell's law in the vector form: air of index 1.02 over the picture, seen straight from above.
 static void refract_row(const HazeSheet& sheet, const float* above, const float* here, const float* below, int y,
@@ -21,12 +18,12 @@ static void refract_row(const HazeSheet& sheet, const float* above, const float*
         const float b = (below[x] - above[x + 2 * HAZE_REACH]) * strength;
         float nx = b * dy - a * dy;
         float ny = -dx * a - b * dx;
-        const float length = __builtin_sqrtf(nx * nx + ny * ny + flat * flat);
+        const float length = square_root(nx * nx + ny * ny + flat * flat);
         const float scale = length > SHORTEST ? 1.0f / length : 1.0f;
         nx *= scale;
         ny *= scale;
         const float nz = flat * scale;
-        const float s = nz - __builtin_sqrtf(nz * nz + INDEX_SQUARED_LESS_1);
+        const float s = nz - square_root(nz * nz + INDEX_SQUARED_LESS_1);
         const float t = (nz * s - 1.0f) * RATIO;
         const float offset = here[x] * strength * s * RATIO / t;
         u[x] = limited(float(x) + sheet.max_x * (offset * nx), sheet.low_x, sheet.high_x);
@@ -48,7 +45,6 @@ static void footprints(const HazeSheet& sheet, const float* u, const float* v, c
     }
 }
 
-extern const HazeKernels haze_kernels;
 const HazeKernels haze_kernels = {refract_row, footprints};
 
 }  // namespace QUILLON_SIMD

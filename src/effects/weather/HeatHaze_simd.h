@@ -1,6 +1,8 @@
 // The refraction of HeatHaze, row by row. Plain data, see cmake/QuillonSimd.cmake.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 inline constexpr int HAZE_REACH = 2;  // pixels from a pixel to the corners that its slope is taken from
 
 struct HazeSheet {
@@ -22,12 +24,4 @@ struct HazeKernels {
                        float* x, float* y, float* area);
 };
 
-namespace baseline {
-extern const HazeKernels haze_kernels;
-}
-namespace avx2 {
-extern const HazeKernels haze_kernels;
-}
-namespace avx512 {
-extern const HazeKernels haze_kernels;
-}
+QUILLON_SIMD_TABLE(HazeKernels, haze_kernels);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "k7pi_baselib/portable_math.h"
+
 using particles::read_colour;
 using particles::share;
 using particles::signed_draw;
@@ -118,7 +120,7 @@ void Snow::showGlint(const SnowParticle& p) {
     if (!l.glint || !(l.glint_probability > 0) || !(drawRandom().next_float() < l.glint_probability)) return;
     const float c = l.beam.cosine_to(p.position);
     if (!(c > 0)) return;
-    const float bright = std::min(particles::power(c, l.glint_tight) * (l.glint_probability * l.beam.inside(c)), 1.0f);
+    const float bright = std::min(k7_pow(c, l.glint_tight) * (l.glint_probability * l.beam.inside(c)), 1.0f);
     if (!(bright > 0)) return;
     float colour[3] = {p.color[0], p.color[1], p.color[2]};
     if (l.glint_colour_mode == BoxColour) std::copy_n(l.glint_colour, 3, colour);

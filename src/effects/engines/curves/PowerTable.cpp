@@ -1,19 +1,19 @@
 #include "effects/engines/curves/PowerTable.h"
 
 #include <algorithm>
-#include <cmath>
 #include <new>
 
 #include "imagelib/imagelib.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
-constexpr double MOST = 1e30;
+constexpr float MOST = 1e30f;
 constexpr int ROW = 256;  // entries that a thread takes at least
 }  // namespace
 
 float PowerTable::power(double base, double exponent) {
-    const double value = std::pow(base, exponent);
-    return static_cast<float>(value > 0.0 ? std::min(value, MOST) : 0.0);
+    const float value = k7_pow_float(base, exponent);
+    return value > 0.0f ? std::min(value, MOST) : 0.0f;
 }
 
 bool PowerTable::prepare(int entries, double steps, double exponent) {

@@ -6,6 +6,7 @@
 #include "effects/engines/particles/Forces.h"
 #include "effects/engines/particles/ParticleBase.h"
 #include "effects/engines/sprites/Splats.h"
+#include "k7pi_baselib/portable_math.h"
 
 struct FadingParticle : ParticleBase {
     float previous_position[3] = {};  // before the last step
@@ -20,7 +21,7 @@ struct FadingParticle : ParticleBase {
     // How far it has condensed, from the level at its birth to 1.
     float condensed(float at_birth) const {
         constexpr float QUARTER_TURN = 1.5707800388336182f;
-        return particles::sine(std::min(age / std::max(fade, 1.0f) + at_birth, 1.0f) * QUARTER_TURN);
+        return k7_sin(std::min(age / std::max(fade, 1.0f) + at_birth, 1.0f) * QUARTER_TURN);
     }
     // Its position on one axis, t steps back along its last step; t may be above 1.
     float tail(int axis, float t) const { return position[axis] - (position[axis] - previous_position[axis]) * t; }

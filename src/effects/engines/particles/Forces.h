@@ -8,20 +8,12 @@
 
 #include "effects/engines/replay/FrameShape.h"
 #include "imagelib/imagelib.h"
+#include "k7pi_baselib/portable_math.h"
 #include "noiselib/mtrandom.h"
 #include "noiselib/solidnoise.h"
 
 namespace particles {
 
-// In doubles and rounded once: the float forms of the system's library differ between processors.
-inline float sine(float x) { return static_cast<float>(std::sin(static_cast<double>(x))); }
-inline float cosine(float x) { return static_cast<float>(std::cos(static_cast<double>(x))); }
-inline float arc_cosine(float x) {
-    return static_cast<float>(std::acos(std::clamp(static_cast<double>(x), -1.0, 1.0)));
-}
-inline float power(float base, float exponent) {
-    return static_cast<float>(std::pow(static_cast<double>(base), static_cast<double>(exponent)));
-}
 inline constexpr float DEGREE = 0.017453292519943295f;
 inline constexpr float HALF_DEGREE = 0.008726646192371845f;
 
@@ -37,8 +29,8 @@ struct Gravity {
     void set(const FrameShape& frame, bool on, double value, double degrees) {
         const float angle = static_cast<float>(degrees) * DEGREE;
         strength = on ? static_cast<float>(value) / frame.unit_scale * frame.aspect() : 0;
-        direction[0] = cosine(angle);
-        direction[1] = sine(angle) / frame.aspect();
+        direction[0] = k7_cos(angle);
+        direction[1] = k7_sin(angle) / frame.aspect();
     }
     void force(float out[3]) const {
         out[0] = direction[0] * strength;
@@ -72,7 +64,7 @@ struct Wind {
         length = std::max(distance(dx, dy), 0.0001f);
         direction[0] = dx / length;
         direction[1] = dy / length;
-        cosine_of_spread = cosine(static_cast<float>(spread) * HALF_DEGREE);
+        cosine_of_spread = k7_cos(static_cast<float>(spread) * HALF_DEGREE);
         speed = on ? static_cast<float>(value) / frame.unit_scale : 0;
     }
     float distance(float dx, float dy) const { return std::sqrt(dx * dx * metric[0] + dy * dy * metric[1]); }
@@ -149,7 +141,7 @@ struct LightCone {
     }
     // 1 near the axis, falling to 0 over the outer 30 % of the zone.
     float inside(float cosine_of_angle) const {
-        const float angle = arc_cosine(cosine_of_angle);
+        const float angle = k7_acos(std::clamp(cosine_of_angle, -1.0f, 1.0f));
         const float from = 0.7f * zone;
         if (!(zone > from)) return angle <= 0 ? 1.0f : 0.0f;
         const float q = std::clamp((angle - from) / (zone - from), 0.0f, 1.0f);

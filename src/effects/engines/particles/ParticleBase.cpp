@@ -3,14 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "k7pi_baselib/portable_math.h"
+
 namespace {
 
 constexpr float SMALLEST = 1e-10f;
 constexpr float TURN = 6.2831855f;
-
-// In doubles and rounded once: the float forms of the system's library differ between processors.
-float sine(float angle) { return static_cast<float>(std::sin(static_cast<double>(angle))); }
-float cosine(float angle) { return static_cast<float>(std::cos(static_cast<double>(angle))); }
 
 }  // namespace
 
@@ -43,8 +41,8 @@ void ParticleBase::set_random_velocity(const float mean[3], const float spread[3
     float polar = 0;
     float azimuth = 0;
     if (r >= SMALLEST) {
-        polar = static_cast<float>(std::acos(static_cast<double>(std::clamp(mean[2] / r, -1.0f, 1.0f))));
-        azimuth = static_cast<float>(std::atan2(static_cast<double>(mean[1]), static_cast<double>(mean[0])));
+        polar = k7_acos(std::clamp(mean[2] / r, -1.0f, 1.0f));
+        azimuth = k7_atan2(mean[1], mean[0]);
         if (azimuth < 0) azimuth += TURN;
     }
     const float stretch = random.next_float_in(1 - spread[0], 1 + spread[0]);
@@ -54,7 +52,7 @@ void ParticleBase::set_random_velocity(const float mean[3], const float spread[3
     polar += tilt;
     azimuth = static_cast<float>(std::fmod(static_cast<double>(azimuth + turn), double{TURN}));
     if (azimuth < 0) azimuth += TURN;
-    velocity[0] = r * sine(polar) * cosine(azimuth);
-    velocity[1] = r * sine(polar) * sine(azimuth);
-    velocity[2] = r * cosine(polar);
+    velocity[0] = r * k7_sin(polar) * k7_cos(azimuth);
+    velocity[1] = r * k7_sin(polar) * k7_sin(azimuth);
+    velocity[2] = r * k7_cos(polar);
 }

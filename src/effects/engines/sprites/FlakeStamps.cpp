@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "effects/engines/sprites/Sprites.h"
+#include "k7pi_baselib/portable_math.h"
 #include "noiselib/mtrandom.h"
 
 namespace {
@@ -41,20 +42,20 @@ Crystal grow(std::uint32_t seed) {
 // How deep a point lies inside a bar that begins at (x0, y0) and goes in the direction (dx, dy); below 0 outside.
 double inside_bar(double x, double y, double x0, double y0, double dx, double dy, double length, double width) {
     const double along = std::clamp((x - x0) * dx + (y - y0) * dy, 0.0, length);
-    return width - std::hypot(x - x0 - along * dx, y - y0 - along * dy);
+    return width - k7_hypot(x - x0 - along * dx, y - y0 - along * dy);
 }
 
 // The same for a whole crystal with arms of length 1.
 double inside(const Crystal& crystal, double x, double y) {
     // Into the sixth around the x axis, upper half.
-    const double angle = std::atan2(y, x);
+    const double angle = k7_atan2(y, x);
     const double turn = std::round(angle / SIXTY_DEGREES) * SIXTY_DEGREES;
-    const double px = x * std::cos(turn) + y * std::sin(turn);
-    const double py = std::fabs(y * std::cos(turn) - x * std::sin(turn));
+    const double px = x * k7_cos(turn) + y * k7_sin(turn);
+    const double py = std::fabs(y * k7_cos(turn) - x * k7_sin(turn));
     double depth = inside_bar(px, py, 0, 0, 1, 0, 1, crystal.arm_width);
     depth = std::max(depth, crystal.plate - px);  // a hexagon
     for (int i = 0; i < crystal.branches; ++i)
-        depth = std::max(depth, inside_bar(px, py, crystal.place[i], 0, 0.5, std::sin(SIXTY_DEGREES), crystal.length[i],
+        depth = std::max(depth, inside_bar(px, py, crystal.place[i], 0, 0.5, k7_sin(SIXTY_DEGREES), crystal.length[i],
                                            crystal.width[i]));
     return depth;
 }

@@ -9,6 +9,7 @@
 #include "graphicslib/mip_reader.h"
 #include "graphicslib/row_bands.h"
 #include "k7pi_baselib/cpu.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
@@ -28,8 +29,8 @@ void cover(float* pixel, const float* colour, float coverage) {
 }
 
 void turn(float radians, float& cosine, float& sine) {
-    cosine = static_cast<float>(std::cos(static_cast<double>(radians)));
-    sine = static_cast<float>(std::sin(static_cast<double>(radians)));
+    cosine = k7_cos(radians);
+    sine = k7_sin(radians);
 }
 
 class CoveringLine final : public LineDraw {
@@ -42,10 +43,6 @@ class CoveringLine final : public LineDraw {
     const float* m_colour;
     float m_opacity;
 };
-
-const SplatKernels& kernels() {
-    return cpu_select(baseline::splat_kernels, avx2::splat_kernels, avx512::splat_kernels);
-}
 
 // How a stamp reads its sprite: which two of the halved copies, and how many places of them for a pixel.
 struct Filter {
@@ -269,7 +266,7 @@ void Splats::drawStamp(const SplatTarget& target, const Item& item) {
 }
 
 void Splats::drawBand(K7Image* image, const std::uint32_t* begin, const std::uint32_t* end, int first, int last) const {
-    const SplatKernels& table = kernels();
+    const SplatKernels& table = splat_kernels();
     const SplatTarget target{.pixels = image_row<float>(image, 0),
                              .pitch = 4L * m_width,
                              .width = m_width,

@@ -1,39 +1,17 @@
 #include "effects/engines/sprites/Splats_simd.h"
 
-#include <immintrin.h>
+#include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
 
-#if defined(__AVX512F__)
-constexpr int LANES = 16;
-#elif defined(__AVX2__)
-constexpr int LANES = 8;
-#else
-constexpr int LANES = 4;
-#endif
 constexpr int CHUNK = 64;  // pixels whose coverage is worked out at once
-typedef float Floats __attribute__((vector_size(4 * LANES)));
-typedef float Quad __attribute__((vector_size(16)));
-typedef int Ints __attribute__((vector_size(4 * LANES)));
-
-static inline Floats load(const float* from) {
-    Floats value;
-    __builtin_memcpy(&value, from, sizeof value);
-    return value;
-}
-static inline Quad load4(const float* from) {
-    Quad value;
-    __builtin_memcpy(&value, from, sizeof value);
-    return value;
-}
-static inline void store(float* to, Floats value) { __builtin_memcpy(to, &value, sizeof value); }
 
 // coverage * colour + (1 - coverage) * out, in all four channels of `count` pixels.
-static inline void blend(float* out, const float* coverage, int count, __m128 colour) {
+static inline void blend(float* out, const float* coverage, int count, Pixel colour) {
     int i = 0;
 #if defined(__AVX512F__)
-    const __m512 colours = _mm512_broadcast_f32x4(colour), one = _mm512_set1_ps(1.0f);
+    const __m512 colours = _mm512_broadcast_f32x4((__m128)colour), one = _mm512_set1_ps(1.0f);
     const __m512i spread = _mm512_set_epi32(3, 3, 3, 3, 2, 2, 2, 2, 1, 1, 1, 1, 0, 0, 0, 0);
     for (; i + 3 < count; i += 4) {  // masks for the rest would cost more than single pixels
         const __m512 c = _mm512_permutexvar_ps(spread, _mm512_castps128_ps512(_mm_loadu_ps(coverage + i)));
@@ -42,7 +20,7 @@ static inline void blend(float* out, const float* coverage, int count, __m128 co
                          _mm512_add_ps(_mm512_mul_ps(c, colours), _mm512_mul_ps(_mm512_sub_ps(one, c), below)));
     }
 #elif defined(__AVX2__)
-    const __m256 colours = _mm256_broadcast_ps(&colour), one = _mm256_set1_ps(1.0f);
+    const __m256 colours = _mm256_set_m128((__m128)colour, (__m128)colour), one = _mm256_set1_ps(1.0f);
     for (; i + 1 < count; i += 2) {
         const __m256 c = _mm256_set_m128(_mm_broadcast_ss(coverage + i + 1), _mm_broadcast_ss(coverage + i));
         const __m256 below = _mm256_loadu_ps(out + 4L * i);
@@ -51,20 +29,10 @@ static inline void blend(float* out, const float* coverage, int count, __m128 co
     }
 #endif
     for (; i < count; ++i) {
-        const __m128 c = _mm_set1_ps(coverage[i]);
-        const __m128 below = _mm_loadu_ps(out + 4L * i);
-        _mm_storeu_ps(out + 4L * i,
-                      _mm_add_ps(_mm_mul_ps(c, colour), _mm_mul_ps(_mm_sub_ps(_mm_set1_ps(1.0f), c), below)));
+        const float c = coverage[i];
+        store(out + 4L * i, c * colour + (1 - c) * load<Pixel>(out + 4L * i));
     }
 }
-
-static inline int floor_of(float value) {
-    const int cut = int(value);
-    return cut - (float(cut) > value);
-}
-
-static inline int larger(int a, int b) { return a > b ? a : b; }
-static inline int smaller(int a, int b) { return a < b ? a : b; }
 
 // The four weights are the same for every pixel of a sprite.
 static void upright(const SplatTarget& target, const SplatSprite& sprite, const SplatPlace& place) {
@@ -73,7 +41,7 @@ static void upright(const SplatTarget& target, const SplatSprite& sprite, const 
     const float tx = left - float(column), ty = bottom - float(row);
     const float near_near = (1 - ty) * (1 - tx), near_far = (1 - ty) * tx;
     const float far_near = ty * (1 - tx), far_far = ty * tx;
-    const __m128 colour = _mm_loadu_ps(place.colour);
+    const Pixel colour = load<Pixel>(place.colour);
     const int first = larger(place.first_column, column), last = smaller(place.last_column, column + sprite.width);
     const int bottom_row = larger(larger(place.first_row, row), target.first_row);
     const int top_row = smaller(smaller(place.last_row, row + sprite.height), target.last_row);
@@ -92,12 +60,6 @@ static void upright(const SplatTarget& target, const SplatSprite& sprite, const 
             blend(out + 4L * x, coverage, count, colour);
         }
     }
-}
-
-static inline Floats counting() {
-    Floats value;
-    for (int i = 0; i < LANES; ++i) value[i] = float(i);
-    return value;
 }
 
 // Narrows the columns to those where a linear function of the column can lie within the reach, and one beside each.
@@ -119,8 +81,8 @@ static void turned(const SplatTarget& target, const SplatSprite& sprite, const S
     const float width = float(sprite.width), height = float(sprite.height);
     const float cx = 0.5f * (width - 1), cy = 0.5f * (height - 1);
     const float* corner = sprite.samples - sprite.pitch - 1;
-    const __m128 colour = _mm_loadu_ps(place.colour);
-    const Floats zero = {}, lanes = counting();
+    const Pixel colour = load<Pixel>(place.colour);
+    const Floats zero = {}, lanes = counting<Floats>();
     const int bottom_row = larger(place.first_row, target.first_row);
     const int top_row = smaller(place.last_row, target.last_row);
     Places at;
@@ -141,22 +103,23 @@ static void turned(const SplatTarget& target, const SplatSprite& sprite, const S
                 const Ints inside = (u > zero) & (u < zero + (width + 1)) & (v > zero) & (v < zero + (height + 1));
                 u = inside ? u : zero;
                 v = inside ? v : zero;
-                const Ints column = __builtin_convertvector(u, Ints), row = __builtin_convertvector(v, Ints);
+                const Ints column = to_ints(u), row = to_ints(v);
                 const Ints index = row * sprite.pitch + column;
-                __builtin_memcpy(at.index + i, &index, sizeof index);
-                store(at.tx + i, u - __builtin_convertvector(column, Floats));
-                store(at.ty + i, v - __builtin_convertvector(row, Floats));
+                store(at.index + i, index);
+                store(at.tx + i, u - to_floats(column));
+                store(at.ty + i, v - to_floats(row));
             }
             // Four at a time, loaded one by one: faster than the gather instructions of most processors.
             for (int i = 0; i < count; i += 4) {
                 const float *p0 = corner + at.index[i], *p1 = corner + at.index[i + 1];
                 const float *p2 = corner + at.index[i + 2], *p3 = corner + at.index[i + 3];
-                const Quad tx = load4(at.tx + i), ty = load4(at.ty + i);
-                const Quad near = (1 - tx) * Quad{p0[0], p1[0], p2[0], p3[0]} + tx * Quad{p0[1], p1[1], p2[1], p3[1]};
-                const Quad far = (1 - tx) * Quad{p0[above], p1[above], p2[above], p3[above]} +
-                                 tx * Quad{p0[above + 1], p1[above + 1], p2[above + 1], p3[above + 1]};
-                const Quad sum = ((1 - ty) * near + ty * far) * place.opacity;
-                __builtin_memcpy(coverage + i, &sum, sizeof sum);
+                const Pixel tx = load<Pixel>(at.tx + i), ty = load<Pixel>(at.ty + i);
+                const Pixel near =
+                    (1 - tx) * Pixel{p0[0], p1[0], p2[0], p3[0]} + tx * Pixel{p0[1], p1[1], p2[1], p3[1]};
+                const Pixel far = (1 - tx) * Pixel{p0[above], p1[above], p2[above], p3[above]} +
+                                  tx * Pixel{p0[above + 1], p1[above + 1], p2[above + 1], p3[above + 1]};
+                const Pixel sum = ((1 - ty) * near + ty * far) * place.opacity;
+                store(coverage + i, sum);
             }
             blend(out + 4L * x, coverage, count, colour);
         }

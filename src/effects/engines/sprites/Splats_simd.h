@@ -1,6 +1,8 @@
 // The loops that lay sprites into rows of a float RGBA picture, one table for each vector unit.
 #pragma once
 
+#include "simdlib/cpu.h"
+
 // Rows of the picture from first_row to last_row, of which `width` pixels count.
 struct SplatTarget {
     float* pixels;  // of row 0
@@ -27,12 +29,4 @@ struct SplatKernels {
     void (*turned)(const SplatTarget& target, const SplatSprite& sprite, const SplatPlace& place);
 };
 
-namespace baseline {
-extern const SplatKernels splat_kernels;
-}
-namespace avx2 {
-extern const SplatKernels splat_kernels;
-}
-namespace avx512 {
-extern const SplatKernels splat_kernels;
-}
+QUILLON_SIMD_TABLE(SplatKernels, splat_kernels);

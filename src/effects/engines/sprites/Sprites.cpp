@@ -5,6 +5,7 @@
 #include <new>
 
 #include "imagelib/imagelib_resample.h"
+#include "k7pi_baselib/portable_math.h"
 #include "noiselib/mtrandom.h"
 
 namespace {
@@ -15,7 +16,7 @@ constexpr float SMALLEST_TURN = 0.0001f;  // degrees
 constexpr float STAR_SHARPNESS = 7.5f;
 
 float gaussian(float squared_distance, float sigma) {
-    return static_cast<float>(std::exp(-static_cast<double>(squared_distance / (2 * sigma * sigma))));
+    return static_cast<float>(k7_exp(-static_cast<double>(squared_distance / (2 * sigma * sigma))));
 }
 
 ImagePtr make_square(int side) { return make_image(side, side, 1, SAMPLE_F32); }
@@ -73,7 +74,7 @@ ImagePtr make_star(float radius, float degrees) {
         for (int x = -reach; x <= reach; ++x) {
             const float a = falling(x);
             const float b = falling(y);
-            double value = 1.5 * std::pow(static_cast<double>(a * b), double{STAR_SHARPNESS});
+            double value = 1.5 * k7_pow(static_cast<double>(a * b), double{STAR_SHARPNESS});
             if (y == 0) value += a;
             if (x == 0) value += b;
             row[x + reach] = x == 0 && y == 0 ? 1 : static_cast<float>(std::min(value, 1.0));

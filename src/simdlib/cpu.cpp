@@ -1,4 +1,4 @@
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 
 #include <algorithm>
 #include <atomic>
@@ -16,12 +16,14 @@ CpuLevel environment_limit() {
 }
 
 CpuLevel detect() {
-    __builtin_cpu_init();
     CpuLevel level = CpuLevel::baseline;
+#if defined(__x86_64__)
+    __builtin_cpu_init();
     if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("f16c")) level = CpuLevel::avx2;
     if (level == CpuLevel::avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
         __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"))
         level = CpuLevel::avx512;
+#endif
     return std::min(level, environment_limit());
 }
 
