@@ -91,8 +91,8 @@ struct Groups {
   private:
     template <class Eight>
     static void store_two(float* p, std::ptrdiff_t group, Eight x) {
-        QUILLON_SIMD::store(p, __builtin_shufflevector(x, x, 0, 1, 2, 3));
-        QUILLON_SIMD::store(p + group, __builtin_shufflevector(x, x, 4, 5, 6, 7));
+        QUILLON_SIMD::store(p, in_order<0, 1, 2, 3>(x, x));
+        QUILLON_SIMD::store(p + group, in_order<4, 5, 6, 7>(x, x));
     }
     static Half two(const float* p, std::ptrdiff_t group) {
         return joined<Half>(QUILLON_SIMD::load<Pixel>(p), QUILLON_SIMD::load<Pixel>(p + group));

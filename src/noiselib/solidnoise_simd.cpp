@@ -141,14 +141,14 @@ static inline __m512 load_edges(const float* corners, const unsigned* lower_y, c
 template <int FOUR>
 static inline Floats alternating(Floats a, Floats b) {
     constexpr int i = 4 * FOUR, j = 16 + i;
-    return __builtin_shufflevector(a, b, i, i + 1, i + 2, i + 3, j, j + 1, j + 2, j + 3, i, i + 1, i + 2, i + 3, j,
-                                   j + 1, j + 2, j + 3);
+    return in_order<i, i + 1, i + 2, i + 3, j, j + 1, j + 2, j + 3, i, i + 1, i + 2, i + 3, j, j + 1, j + 2, j + 3>(a,
+                                                                                                                    b);
 }
 template <int FOUR>
 static inline Floats in_pairs(Floats a, Floats b) {
     constexpr int i = 4 * FOUR, j = 16 + i;
-    return __builtin_shufflevector(a, b, i, i + 1, i + 2, i + 3, i, i + 1, i + 2, i + 3, j, j + 1, j + 2, j + 3, j,
-                                   j + 1, j + 2, j + 3);
+    return in_order<i, i + 1, i + 2, i + 3, i, i + 1, i + 2, i + 3, j, j + 1, j + 2, j + 3, j, j + 1, j + 2, j + 3>(a,
+                                                                                                                    b);
 }
 
 // Gradient times offset of four points, both ends of the edges at the lower y and at the upper y.

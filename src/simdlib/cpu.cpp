@@ -5,6 +5,10 @@
 #include <cstdlib>
 #include <string_view>
 
+#if defined(__x86_64__)
+#include <cpuid.h>
+#endif
+
 namespace {
 
 CpuLevel environment_limit() {
@@ -15,11 +19,19 @@ CpuLevel environment_limit() {
     return CpuLevel::avx512;
 }
 
+#if defined(__x86_64__)
+// Asked of the processor itself: Clang 16 has no name for it in __builtin_cpu_supports().
+bool has_f16c() {
+    unsigned a, b, c, d;
+    return __get_cpuid(1, &a, &b, &c, &d) && (c & bit_F16C);
+}
+#endif
+
 CpuLevel detect() {
     CpuLevel level = CpuLevel::baseline;
 #if defined(__x86_64__)
     __builtin_cpu_init();
-    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("f16c")) level = CpuLevel::avx2;
+    if (__builtin_cpu_supports("avx2") && has_f16c()) level = CpuLevel::avx2;
     if (level == CpuLevel::avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
         __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"))
         level = CpuLevel::avx512;

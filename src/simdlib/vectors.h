@@ -15,6 +15,9 @@
 #include <immintrin.h>
 #endif
 
+// GCC warns of vectors wider than a register as results. Everything here is inlined, so that none is ever handed over.
+#pragma GCC diagnostic ignored "-Wpsabi"
+
 #define QUILLON_VECTOR [[maybe_unused, gnu::always_inline]] static inline
 
 namespace QUILLON_SIMD {
@@ -119,14 +122,25 @@ QUILLON_VECTOR V all(ElementOf<V> value) {
     return value - V{};
 }
 
+// Numbers of two vectors one after another, in the order given. GCC has the builtin function from version 12 on.
+template <int... order, class V>
+QUILLON_VECTOR auto in_order(V a, V b) {
+#if defined(__clang__) || __GNUC__ >= 12
+    return __builtin_shufflevector(a, b, order...);
+#else
+    constexpr int count = COUNT_OF<V>;
+    return Vec<ElementOf<V>, sizeof...(order)>{(order < count ? a[order % count] : b[order % count])...};
+#endif
+}
+
 // Two floats as the first half of four, and back.
-QUILLON_VECTOR Vec<float, 4> doubled(Vec<float, 2> v) { return __builtin_shufflevector(v, v, 0, 1, 0, 1); }
-QUILLON_VECTOR Vec<float, 2> lower_half(Vec<float, 4> v) { return __builtin_shufflevector(v, v, 0, 1); }
+QUILLON_VECTOR Vec<float, 4> doubled(Vec<float, 2> v) { return in_order<0, 1, 0, 1>(v, v); }
+QUILLON_VECTOR Vec<float, 2> lower_half(Vec<float, 4> v) { return in_order<0, 1>(v, v); }
 // Two pixels as one vector of eight.
 template <class Eight>
 QUILLON_VECTOR Eight joined(Pixel first, Pixel second) {
     if constexpr (COUNT_OF<Eight> == 8)
-        return __builtin_shufflevector(first, second, 0, 1, 2, 3, 4, 5, 6, 7);
+        return in_order<0, 1, 2, 3, 4, 5, 6, 7>(first, second);
     else
         return Eight{};
 }
@@ -276,12 +290,12 @@ QUILLON_VECTOR V mixed_groups(V a, V b) {
     constexpr int i = I < 4 ? I : N + I - 4, j = J < 4 ? J : N + J - 4, k = K < 4 ? K : N + K - 4,
                   l = L < 4 ? L : N + L - 4;
     if constexpr (N == 16)
-        return __builtin_shufflevector(a, b, i, j, k, l, i + 4, j + 4, k + 4, l + 4, i + 8, j + 8, k + 8, l + 8, i + 12,
-                                       j + 12, k + 12, l + 12);
+        return in_order<i, j, k, l, i + 4, j + 4, k + 4, l + 4, i + 8, j + 8, k + 8, l + 8, i + 12, j + 12, k + 12,
+                        l + 12>(a, b);
     else if constexpr (N == 8)
-        return __builtin_shufflevector(a, b, i, j, k, l, i + 4, j + 4, k + 4, l + 4);
+        return in_order<i, j, k, l, i + 4, j + 4, k + 4, l + 4>(a, b);
     else
-        return __builtin_shufflevector(a, b, i, j, k, l);
+        return in_order<i, j, k, l>(a, b);
 }
 // Element K of each group of four, four times.
 template <int K, class V>
