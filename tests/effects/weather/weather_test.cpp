@@ -1,6 +1,8 @@
 // What holds for Snow, Rain, Smoke and Bubbles alike.
 #include <gtest/gtest.h>
 
+#include <string_view>
+
 #include <algorithm>
 #include <limits>
 
@@ -16,9 +18,14 @@ namespace {
 
 using namespace weather_test;
 
-template <class EffectClass>
-void setIfThere(EffectClass& effect, const char* name, double value) {
-    if (ControlK7* control = effect.findControl(name)) apply(control, &value);
+ControlK7* findControl(const EffectInfo& info, std::string_view name) {
+    for (ControlK7* control : info.controls())
+        if (name == control->name()) return control;
+    return nullptr;
+}
+
+void setIfThere(const EffectInfo& info, const char* name, double value) {
+    if (ControlK7* control = findControl(info, name)) apply(control, &value);
 }
 
 // A preset with what costs time held down, and what draws random numbers or reads mattes switched on.
@@ -30,7 +37,7 @@ struct Busy : Shot<EffectClass> {
         e.start.preRoll.value = std::min(e.start.preRoll.value, 60);
         for (const char* name : {"BubblesBurst", "PuddleBounce", "DoGlint"}) setIfThere(e, name, 1);
         if (preset % 2 == 1) setIfThere(e, "ShutterTime", 80);
-        if (const auto* looks = dynamic_cast<ListControlK7*>(e.findControl("LookMode")))
+        if (const auto* looks = dynamic_cast<ListControlK7*>(findControl(e, "LookMode")))
             setIfThere(e, "LookMode", preset % static_cast<int>(looks->choices().size()));
         for (std::size_t clip = 1; clip < e.inputs().size(); ++clip) {
             ImagePtr matte = make_image(width, height, 4, SAMPLE_F32);
