@@ -32,28 +32,20 @@ std::vector<float> circle_positions(const float* table, const CircleSums& polar,
 }
 
 // The weights of four neighbours for every fraction of a pixel, distances truncated to the kernel's table as everywhere
-// in the library.
+// in the library. Truncated weights do not sum to 1: they are brought there, so that even areas keep their level.
 std::vector<float> filter_table(const ImagelibKernel& kernel) {
     std::vector<float> table;
     table.reserve(4 * ARC_FILTER_ENTRIES);
     for (int i = 0; i < ARC_FILTER_ENTRIES; ++i) {
         const int below = i / 2, above = (i + 1) / 2;
-        table.push_back(kernel.weights[ARC_FILTER_STEPS + below]);
-        table.push_back(kernel.weights[below]);
-        table.push_back(kernel.weights[ARC_FILTER_STEPS - above]);
-        table.push_back(kernel.weights[2 * ARC_FILTER_STEPS - above]);
+        const double weights[4] = {double(kernel.weights[ARC_FILTER_STEPS + below]), double(kernel.weights[below]),
+                                   double(kernel.weights[ARC_FILTER_STEPS - above]),
+                                   double(kernel.weights[2 * ARC_FILTER_STEPS - above])};
+        const double sum = weights[0] + weights[1] + weights[2] + weights[3];
+        for (const double weight : weights) table.push_back(float(weight / sum));
     }
     return table;
 }
-
-struct BorderSampler {
-    const K7Image* image;
-    const ImagelibKernel* kernel;
-    static void sample(const void* owner, float x, float y, float* out) {
-        const auto* sampler = static_cast<const BorderSampler*>(owner);
-        image_sample(sampler->image, x, y, out, 4, sampler->kernel);
-    }
-};
 
 }  // namespace
 
@@ -88,12 +80,11 @@ ImagelibCircles::ImagelibCircles(const K7Image& layout, float cx, float cy)
 
 bool ImagelibCircles::unwrap(const K7Image& source, const TurnTable& turn, float smallest, float largest,
                              const StopRequested& stop) {
-    const ImagelibKernel kernel(KERNEL_BSPLINE, EDGE_BLACK);
+    const ImagelibKernel kernel(KERNEL_BSPLINE, EDGE_CLAMP);
     if (!valid() || !turn.valid() || !kernel.valid) return false;
     const std::vector<float> filter = filter_table(kernel);
     const std::vector<float> cosines = circle_positions(turn.cosine(), m_table, m_pixel_width);
     const std::vector<float> sines = circle_positions(turn.sine(), m_table, m_pixel_height);
-    const BorderSampler border{&source, &kernel};
     const ArcSource view{.pixels = image_row<float>(&source, 0),
                          .width = source.width,
                          .height = source.height,
@@ -101,11 +92,9 @@ bool ImagelibCircles::unwrap(const K7Image& source, const TurnTable& turn, float
                          .cy = m_cy,
                          .filter = filter.data(),
                          .cosines = cosines.data(),
-                         .sines = sines.data(),
-                         .sample_border = BorderSampler::sample,
-                         .owner = &border};
+                         .sines = sines.data()};
     const ArcKernels& table = arc_kernels();
-    // Outer circles, mostly outside the picture, cost less than inner ones: threads take rows from a shared counter.
+    // Circles cost more the more of them lies in the picture: threads take rows from a shared counter.
     const float outermost = static_cast<float>(m_table.rows - 1);
     const int end = static_cast<int>(std::clamp(largest + 1, 0.0f, outermost)) + 1;
     std::atomic<int> next{static_cast<int>(std::clamp(smallest, 0.0f, outermost))};

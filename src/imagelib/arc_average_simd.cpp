@@ -74,12 +74,11 @@ static inline Floats power(Floats base, float exponent) {
 
 // ---- Un-wrapping ----------------------------------------------------------------------------------------------
 
-enum Reach : int { OUTSIDE = 0, BORDER = 1, INSIDE = 2 };
-
 // CHUNK places on a circle, and where the filter lies there.
 struct Places {
-    alignas(64) float x[CHUNK], y[CHUNK];
-    alignas(64) int reach[CHUNK], pixel[CHUNK], filter_x[CHUNK], filter_y[CHUNK];
+    alignas(64) int left[CHUNK], row[CHUNK];  // the pixel at or before the place; -2 and less are limited to -2
+    alignas(64) int inside[CHUNK];            // all sixteen pixels of the filter are in the picture
+    alignas(64) int filter_x[CHUNK], filter_y[CHUNK];
 };
 
 // The filter table's entry for a fraction of a pixel.
@@ -95,16 +94,14 @@ static inline void find_places(const ArcSource& source, float radius, int column
     for (int i = 0; i < CHUNK; i += LANES) {
         Floats x = radius * load(source.cosines + column + i) + source.cx;
         Floats y = radius * load(source.sines + column + i) + source.cy;
-        store(places.x + i, x);
-        store(places.y + i, y);
-        // All sixteen pixels of the filter are in the picture, or at least one can be.
         const Ints inside = (x >= zero + 1) & (x < zero + (width - 2)) & (y >= zero + 1) & (y < zero + (height - 2));
-        const Ints touching = (x > zero - 2) & (x < zero + (width + 1)) & (y > zero - 2) & (y < zero + (height + 1));
-        store(places.reach + i, -(inside + touching));
-        x = inside ? x : zero;
-        y = inside ? y : zero;
-        const Ints left = to_ints(x), row = to_ints(y);
-        store(places.pixel + i, row * source.width + left);
+        // Two pixels beyond the edge the filter sees nothing but the edge.
+        x = limited(x, zero - 2, zero + (width + 1));
+        y = limited(y, zero - 2, zero + (height + 1));
+        const Ints left = to_ints(x + 2) - 2, row = to_ints(y + 2) - 2;
+        store(places.left + i, left);
+        store(places.row + i, row);
+        store(places.inside + i, inside);
         store(places.filter_x + i, 4 * filter_entry(x - to_floats(left)));
         store(places.filter_y + i, 4 * filter_entry(y - to_floats(row)));
     }
@@ -149,16 +146,36 @@ static inline Pixel filtered(const float* corner, long stride, const float* acro
 }
 #endif
 
-static inline void add_sample(const ArcSource& source, const Places& places, int i, DoublePixel& total) {
-    Pixel value;
-    if (places.reach[i] == INSIDE) {
-        value = filtered(source.pixels + 4L * places.pixel[i], 4L * source.width, source.filter + places.filter_x[i],
-                         source.filter + places.filter_y[i]);
-    } else {
-        alignas(16) float border[4];
-        source.sample_border(source.owner, places.x[i], places.y[i], border);
-        value = load<Pixel>(border);
+static inline long nearest_in(long index, long count) { return index < 0 ? 0 : (index < count ? index : count - 1); }
+
+// The same at the edges of the picture and beyond, where the sixteen pixels are often but four, or one.
+static inline Pixel filtered_at_edge(const ArcSource& source, long left, long first_row, const float* across,
+                                     const float* down) {
+    const bool one_column = left <= -2 || left >= source.width, one_row = first_row <= -2 || first_row >= source.height;
+    long columns[4];
+    for (int i = 0; i < 4; ++i) columns[i] = 4 * nearest_in(left - 1 + i, source.width);
+    Pixel row[4];
+    for (int i = 0; i < 4; ++i) {
+        const float* pixels = source.pixels + 4 * source.width * nearest_in(first_row - 1 + i, source.height);
+        if (one_column) {
+            const Pixel edge = larger(load<Pixel>(pixels + columns[0]), Pixel{});
+            if (one_row) return edge;
+            row[i] = down[i] * edge;
+            continue;
+        }
+        const Pixel even = across[0] * load<Pixel>(pixels + columns[0]) + across[2] * load<Pixel>(pixels + columns[2]);
+        const Pixel odd = across[1] * load<Pixel>(pixels + columns[1]) + across[3] * load<Pixel>(pixels + columns[3]);
+        row[i] = down[i] * larger(even + odd, Pixel{});
     }
+    return (row[0] + row[2]) + (row[1] + row[3]);
+}
+
+static inline void add_sample(const ArcSource& source, const Places& places, int i, DoublePixel& total) {
+    const float *across = source.filter + places.filter_x[i], *down = source.filter + places.filter_y[i];
+    const long left = places.left[i], row = places.row[i];
+    Pixel value = places.inside[i]
+                      ? filtered(source.pixels + 4 * (row * source.width + left), 4L * source.width, across, down)
+                      : filtered_at_edge(source, left, row, across, down);
     // What is not a number counts as 0, and infinite light as a lot: neither may spoil its whole circle.
     value = limited(value, Pixel{}, all<Pixel>(1e30f));
     total += __builtin_convertvector(value, DoublePixel);
@@ -173,7 +190,7 @@ static void unwrap_row(const ArcSource& source, const CircleSums& table, int row
         const int count = table.columns - column < CHUNK ? table.columns - column : CHUNK;
         for (int i = 0; i < count; ++i) {
             sums[column + i] = total;
-            if (places.reach[i] != OUTSIDE) add_sample(source, places, i, total);
+            add_sample(source, places, i, total);
         }
     }
     const DoublePixel first = sums[1];

@@ -7,7 +7,7 @@
 inline constexpr int ARC_FILTER_STEPS = 512;
 inline constexpr int ARC_FILTER_ENTRIES = 2 * ARC_FILTER_STEPS + 1;
 
-// The picture around the centre, float RGBA.
+// The picture around the centre, float RGBA; beyond its edges the nearest pixel of the edge is seen.
 struct ArcSource {
     const float* pixels;
     int width, height;
@@ -15,9 +15,6 @@ struct ArcSource {
     const float* filter;   // ARC_FILTER_ENTRIES times the weights of the four pixels around a fraction
     const float* cosines;  // of each polar column, in pixels for one unit of radius
     const float* sines;
-    // Reads one place near or beyond the border.
-    void (*sample_border)(const void* owner, float x, float y, float* out);
-    const void* owner;
 };
 
 // The polar picture as running sums. Row i holds the circle of radius i; column c covers the positions c to c + 1

@@ -1,8 +1,9 @@
 // Averages of a picture along arcs around a centre: a rotary blur.
 //
-// The picture is read once along circles, one for each unit of radius, with a B-spline and black beyond its edges. The
-// running sums of each circle give the mean over an arc of any length from four reads, so the cost does not depend on
-// the angle. (Summed tables: F. C. Crow, "Summed-area tables for texture mapping", SIGGRAPH 1984.)
+// The picture is read once along circles, one for each unit of radius, with a B-spline; beyond its edges the nearest
+// pixel of the edge is seen. A picture of one colour keeps it. The running sums of each circle give the mean over an
+// arc of any length from four reads, so the cost does not depend on the angle. (Summed tables: F. C. Crow, "Summed-area
+// tables for texture mapping", SIGGRAPH 1984.)
 //
 // Distances are in units of pixel_width and pixel_height, angles in radians. A NaN counts as 0, and a sample above 1e30
 // as 1e30, so that neither spoils a whole circle.
