@@ -1,8 +1,9 @@
 #include "graphicslib/image_dev.h"
-#include "k7pi_baselib/sse2.h"
 
 #include <cmath>
 #include <cstdint>
+
+#include "simdlib/vectors.h"
 
 bool NDC_to_DC::set_fit_mode(int new_mode) {
     if (new_mode < 1 || new_mode > 5) return false;
@@ -127,19 +128,19 @@ bool ImageDev::streams(const K7Image* image) {
     return std::size_t(image->row_bytes) * image->height > CACHED;
 }
 
-void ImageDev::finish_streams() { _mm_sfence(); }
+void ImageDev::finish_streams() { simd::finish_streams(); }
 
 namespace {
 
-bool aligned(const void* place) { return reinterpret_cast<std::uintptr_t>(place) % sizeof(__m128) == 0; }
+bool aligned(const void* place) { return reinterpret_cast<std::uintptr_t>(place) % sizeof(simd::Pixel) == 0; }
 
 }  // namespace
 
 void ImageDev::clear_bytes(std::byte* out, std::size_t count, bool stream) {
     std::size_t done = 0;
     if (stream && aligned(out))
-        for (; done + sizeof(__m128) <= count; done += sizeof(__m128))
-            _mm_stream_ps(reinterpret_cast<float*>(out + done), _mm_setzero_ps());
+        for (; done + sizeof(simd::Pixel) <= count; done += sizeof(simd::Pixel))
+            simd::stream(reinterpret_cast<float*>(out + done), simd::Pixel{});
     std::fill_n(out + done, count - done, std::byte{0});
 }
 
@@ -158,8 +159,8 @@ void ImageDev::store(void* out, int count, const float* levels, float divisor, i
     int done = 0;
     if (stream && aligned(out))
         for (; done + 4 <= count; done += 4) {
-            const __m128 values = _mm_loadu_ps(levels + done);
-            _mm_stream_ps(samples + done, divisor == 1 ? values : _mm_div_ps(values, _mm_set1_ps(divisor)));
+            const auto values = simd::load<simd::Pixel>(levels + done);
+            simd::stream(samples + done, divisor == 1 ? values : values / divisor);
         }
     for (; done < count; ++done) samples[done] = levels[done] / divisor;
 }
@@ -170,7 +171,7 @@ void ImageDev::clear_device(const GraphicsColour& colour) {
     const float levels[4] = {colour.r, colour.g, colour.b, colour.a};
     alignas(16) std::byte pixel_bytes[16];
     store(pixel_bytes, 4, levels, 1, image->sample_type);
-    const bool stream = streams(image) && image->pixel_bytes == sizeof(__m128) && aligned(image->pixels);
+    const bool stream = streams(image) && image->pixel_bytes == sizeof(simd::Pixel) && aligned(image->pixels);
     launch(image->height, [&](int first, int last) {
         if (first > last) return;
         auto* row = image_row<std::byte>(image, first);
@@ -182,8 +183,8 @@ void ImageDev::clear_device(const GraphicsColour& colour) {
                 std::copy_n(row, image->row_bytes, copy);
                 continue;
             }
-            const __m128 pixel = _mm_load_ps(reinterpret_cast<const float*>(pixel_bytes));
-            for (int x = 0; x < image->width; ++x) _mm_stream_ps(reinterpret_cast<float*>(copy) + 4 * x, pixel);
+            const auto pixel = simd::load<simd::Pixel>(pixel_bytes);
+            for (int x = 0; x < image->width; ++x) simd::stream(reinterpret_cast<float*>(copy) + 4 * x, pixel);
         }
         if (stream) finish_streams();
     });

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "imagelib/samples.h"
-#include "k7pi_baselib/sse2.h"
+#include "simdlib/vectors.h"
 
 namespace {
 
@@ -96,13 +96,7 @@ void blend_straight(T* dest, const T* a, const T* b, int width, int channels) {
 
 // The same for float RGBA with the channels of a pixel side by side; operation for operation the loops above, so the
 // bits are the same.
-typedef float Pixel __attribute__((vector_size(16)));
-typedef float LoosePixel __attribute__((vector_size(16), aligned(4), may_alias));
-typedef int PixelMask __attribute__((vector_size(16)));
-
-Pixel every(float value) { return Pixel{value, value, value, value}; }
-// Of an unordered pair the processor gives the second operand: NaN becomes 0.
-Pixel limit_to_unit(Pixel value) { return _mm_min_ps(_mm_max_ps(value, every(0.0f)), every(1.0f)); }
+using simd::Pixel, simd::PixelMask;
 
 template <int mode>
 Pixel combine(Pixel a, Pixel alpha_a, Pixel b, Pixel alpha_b) {
@@ -137,11 +131,9 @@ void blend_float_rgba(float* dest, const float* a, const float* b, int width) {
     constexpr float top = std::numeric_limits<float>::max();
     constexpr PixelMask is_alpha{0, 0, 0, -1};
     for (int i = 0; i < width * 4; i += 4) {
-        const Pixel in_a = *reinterpret_cast<const LoosePixel*>(a + i),
-                    in_b = *reinterpret_cast<const LoosePixel*>(b + i);
-        const Pixel raw_a = _mm_shuffle_ps(in_a, in_a, _MM_SHUFFLE(3, 3, 3, 3)),
-                    raw_b = _mm_shuffle_ps(in_b, in_b, _MM_SHUFFLE(3, 3, 3, 3));
-        const Pixel alpha_a = limit_to_unit(raw_a), alpha_b = limit_to_unit(raw_b);
+        const auto in_a = simd::load<Pixel>(a + i), in_b = simd::load<Pixel>(b + i);
+        const Pixel raw_a = simd::spread<3>(in_a), raw_b = simd::spread<3>(in_b);
+        const Pixel alpha_a = simd::to_unit(raw_a), alpha_b = simd::to_unit(raw_b);
         Pixel result;
         if constexpr (premultiplied) {
             result = combine<mode>(in_a, alpha_a, in_b, alpha_b);
@@ -151,11 +143,11 @@ void blend_float_rgba(float* dest, const float* a, const float* b, int width) {
             const Pixel colour = combine<mode>(in_a * alpha_a, alpha_a, in_b * alpha_b, alpha_b) * factor;
             result = is_alpha ? raw_out : colour;
         }
-        result = _mm_min_ps(every(top), result);  // NaN stays
+        result = simd::smaller(simd::all<Pixel>(top), result);  // NaN stays
         if constexpr (streamed)
-            _mm_stream_ps(dest + i, result);
+            simd::stream(dest + i, result);
         else
-            *reinterpret_cast<LoosePixel*>(dest + i) = result;
+            simd::store(dest + i, result);
     }
 }
 
@@ -225,7 +217,7 @@ bool image_composite(K7Image* dest, const K7Image* a, int mode, const K7Image* b
             for (int y = area.yl + first; y <= area.yl + last; ++y)
                 blend(image_row<T>(dest, y) + left, image_row<T>(a, y) + left, image_row<T>(b, y) + left,
                       area.xh - area.xl, dest->channels, streamed);
-            if (streamed) _mm_sfence();
+            if (streamed) simd::finish_streams();
         });
         dest->stats_valid = 0;
     });

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "imagelib/samples.h"
-#include "k7pi_baselib/sse2.h"
+#include "simdlib/vectors.h"
 
 namespace {
 
@@ -44,14 +44,9 @@ constexpr std::size_t STREAM_BYTES = std::size_t(8) << 20;
 template <class Bytes>
 void copy_pixel(std::byte* to, const std::byte* from, Bytes bytes, bool stream) {
     if constexpr (std::is_same_v<Bytes, std::integral_constant<std::size_t, 16>>) {
-        const __m128 pixel = _mm_loadu_ps(reinterpret_cast<const float*>(from));
-        if (stream)
-            _mm_stream_ps(reinterpret_cast<float*>(to), pixel);
-        else
-            _mm_storeu_ps(reinterpret_cast<float*>(to), pixel);
-    } else {
-        std::memcpy(to, from, bytes);
+        if (stream) return simd::stream(reinterpret_cast<float*>(to), simd::load<simd::Pixel>(from));
     }
+    std::memcpy(to, from, bytes);
 }
 
 // The processor fetches nothing ahead by itself where every line is on another page.
@@ -78,7 +73,7 @@ void transpose_columns(const K7Image* source, K7Image* destination, int first, i
             }
         }
     }
-    if (stream) _mm_sfence();
+    if (stream) simd::finish_streams();
 }
 
 template <class Bytes>

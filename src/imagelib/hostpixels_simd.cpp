@@ -47,25 +47,20 @@ inline int to_code(float sample, float full) {
     return static_cast<int>(level);
 }
 
-// Sixteen samples at a time where the processor narrows in one instruction; the number of samples done. Of an unordered
-// pair the maximum is its second operand, so that NaN becomes 0 as above.
+// Sixteen samples at a time where the processor narrows in one instruction; the number of samples done.
 template <bool is_u8>
 std::size_t to_codes_wide([[maybe_unused]] const float* samples, [[maybe_unused]] void* host,
                           [[maybe_unused]] std::size_t count) {
     std::size_t done = 0;
-#if defined(__AVX512BW__)
-    const __m512 full = _mm512_set1_ps(is_u8 ? 255.0f : 65535.0f);
-    for (; done + 16 <= count; done += 16) {
-        const __m512 level = _mm512_mul_ps(_mm512_loadu_ps(samples + done), full);
-        const __m512 limited = _mm512_min_ps(_mm512_max_ps(level, _mm512_setzero_ps()), full);
-        const __m512i codes = _mm512_cvttps_epi32(limited);
-        auto* target = static_cast<std::uint8_t*>(host) + done * (is_u8 ? 1 : 2);
-        if constexpr (is_u8)
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(target), _mm512_cvtepi32_epi8(codes));
-        else
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(target), _mm512_cvtepi32_epi16(codes));
+    if constexpr (LANES == 16) {
+        using Code = std::conditional_t<is_u8, std::uint8_t, std::uint16_t>;
+        const auto full = all<Floats>(is_u8 ? 255.0f : 65535.0f);
+        for (; done + LANES <= count; done += LANES) {
+            const Ints codes = to_ints(limited(load(samples + done) * full, Floats{}, full));
+            store(static_cast<std::uint8_t*>(host) + done * sizeof(Code),
+                  __builtin_convertvector(codes, Vec<Code, LANES>));
+        }
     }
-#endif
     return done;
 }
 

@@ -6,11 +6,14 @@
 
 #include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/portable_math.h"
-#include "k7pi_baselib/sse2.h"
 #include "noiselib/mtrandom.h"
 #include "noiselib/solidnoise_simd.h"
+#include "simdlib/vectors.h"
 
 namespace {
+
+using simd::in_order;
+using Floats4 = simd::Vec<float, 4>;
 
 // clang-format off
 constexpr uint8_t P[256] = {
@@ -30,15 +33,15 @@ constexpr uint8_t P[256] = {
 
 float ease(float t) { return (3.0F - 2.0F * t) * t * t; }
 float lerp(float t, float a, float b) { return a + t * (b - a); }
-__m128 lerp(__m128 t, __m128 a, __m128 b) { return a + t * (b - a); }
+Floats4 lerp(Floats4 t, Floats4 a, Floats4 b) { return a + t * (b - a); }
 
 // Four gradients times their offsets.
-__m128 four_dots(const float* a, const float* b, const float* c, const float* d, __m128 dx, __m128 dy, __m128 dz) {
-    const __m128 ab_xy = _mm_unpacklo_ps(_mm_load_ps(a), _mm_load_ps(b));
-    const __m128 cd_xy = _mm_unpacklo_ps(_mm_load_ps(c), _mm_load_ps(d));
-    const __m128 ab_z = _mm_unpackhi_ps(_mm_load_ps(a), _mm_load_ps(b));
-    const __m128 cd_z = _mm_unpackhi_ps(_mm_load_ps(c), _mm_load_ps(d));
-    return _mm_movelh_ps(ab_xy, cd_xy) * dx + _mm_movehl_ps(cd_xy, ab_xy) * dy + _mm_movelh_ps(ab_z, cd_z) * dz;
+Floats4 four_dots(const float* a, const float* b, const float* c, const float* d, Floats4 dx, Floats4 dy, Floats4 dz) {
+    const auto load = [](const float* gradient) { return simd::load_aligned<Floats4>(gradient); };
+    const Floats4 ab_xy = in_order<0, 4, 1, 5>(load(a), load(b)), ab_z = in_order<2, 6, 3, 7>(load(a), load(b));
+    const Floats4 cd_xy = in_order<0, 4, 1, 5>(load(c), load(d)), cd_z = in_order<2, 6, 3, 7>(load(c), load(d));
+    return in_order<0, 1, 4, 5>(ab_xy, cd_xy) * dx + in_order<2, 3, 6, 7>(ab_xy, cd_xy) * dy +
+           in_order<0, 1, 4, 5>(ab_z, cd_z) * dz;
 }
 
 // The permutation of h and, in the next eight bits, of h + 1.
@@ -108,13 +111,14 @@ float SolidNoise::noise(float x, float y, float z) const {
     const Edge& b = edge(near >> 8);
     const Edge& c = edge(far);
     const Edge& d = edge(far >> 8);
-    const __m128 dy = _mm_setr_ps(fy, fy - 1, fy, fy - 1);
-    const __m128 dz = _mm_setr_ps(fz, fz, fz - 1, fz - 1);
-    const __m128 lower = four_dots(&a.lower.x, &b.lower.x, &c.lower.x, &d.lower.x, _mm_set1_ps(fx), dy, dz);
-    const __m128 upper = four_dots(&a.upper.x, &b.upper.x, &c.upper.x, &d.upper.x, _mm_set1_ps(fx - 1), dy, dz);
-    const __m128 along_x = lerp(_mm_set1_ps(ease(fx)), lower, upper);
-    const __m128 along_y = lerp(_mm_set1_ps(ease(fy)), along_x, _mm_shuffle_ps(along_x, along_x, 0xF5));
-    return lerp(ease(fz), _mm_cvtss_f32(along_y), _mm_cvtss_f32(_mm_movehl_ps(along_y, along_y)));
+    const auto all = [](float value) { return simd::all<Floats4>(value); };
+    const Floats4 dy = {fy, fy - 1, fy, fy - 1};
+    const Floats4 dz = {fz, fz, fz - 1, fz - 1};
+    const Floats4 lower = four_dots(&a.lower.x, &b.lower.x, &c.lower.x, &d.lower.x, all(fx), dy, dz);
+    const Floats4 upper = four_dots(&a.upper.x, &b.upper.x, &c.upper.x, &d.upper.x, all(fx - 1), dy, dz);
+    const Floats4 along_x = lerp(all(ease(fx)), lower, upper);
+    const Floats4 along_y = lerp(all(ease(fy)), along_x, in_order<1, 1, 3, 3>(along_x, along_x));
+    return lerp(ease(fz), along_y[0], along_y[2]);
 }
 
 float SolidNoise::turbulence(float x, float y, float z, float f_min, float f_max) const {

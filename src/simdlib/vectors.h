@@ -1,5 +1,6 @@
 // Vectors for files that are compiled once for each instruction set (cmake/QuillonSimd.cmake): everything here is
-// static, and the width follows the set.
+// static, and the width follows the set. Files that are compiled once find it in namespace `simd`; they use the types
+// of a given width only (Pixel, Vec).
 //
 // The types are the compiler's own (arithmetic, comparisons and `mask ? a : b` work as on numbers; a mask has all bits
 // set where it is true), so that they exist on every machine. Functions are templates over vectors of any length and
@@ -18,6 +19,9 @@
 // GCC warns of vectors wider than a register as results. Everything here is inlined, so that none is ever handed over.
 #pragma GCC diagnostic ignored "-Wpsabi"
 
+#if !defined(QUILLON_SIMD)
+#define QUILLON_SIMD simd
+#endif
 #define QUILLON_VECTOR [[maybe_unused, gnu::always_inline]] static inline
 
 namespace QUILLON_SIMD {
@@ -247,6 +251,22 @@ QUILLON_VECTOR auto to_floats(V v) {
 template <class V>
 QUILLON_VECTOR auto to_doubles(V v) {
     return __builtin_convertvector(v, Vec<double, COUNT_OF<V>>);
+}
+
+// The first two of four floats, and two pairs of doubles, where compilers make single conversions of them.
+QUILLON_VECTOR Vec<double, 2> lower_doubles(Vec<float, 4> v) {
+#if defined(__SSE2__)
+    return (Vec<double, 2>)_mm_cvtps_pd((__m128)v);
+#else
+    return to_doubles(lower_half(v));
+#endif
+}
+QUILLON_VECTOR Vec<float, 4> to_floats(Vec<double, 2> first, Vec<double, 2> second) {
+#if defined(__SSE2__)
+    return (Vec<float, 4>)_mm_movelh_ps(_mm_cvtpd_ps((__m128d)first), _mm_cvtpd_ps((__m128d)second));
+#else
+    return in_order<0, 1, 2, 3>(to_floats(first), to_floats(second));
+#endif
 }
 
 // ---- Masks and places ---------------------------------------------------------------------------------------------

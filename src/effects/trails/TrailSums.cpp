@@ -1,9 +1,13 @@
 #include "effects/trails/TrailSums.h"
-#include "k7pi_baselib/sse2.h"
 
 #include <algorithm>
 
+#include "simdlib/vectors.h"
+
 namespace {
+
+using simd::in_order, simd::Pixel;
+using Pair = simd::Vec<double, 2>;
 
 constexpr int TOGETHER = 4, APART = 6;  // sums a pixel
 
@@ -18,56 +22,51 @@ void step_together(double* __restrict sums, const float* __restrict oldest, cons
     }
 }
 
-__m128 counted(__m128 samples) {
-    return _mm_and_ps(samples, _mm_cmpeq_ps(_mm_sub_ps(samples, samples), _mm_setzero_ps()));
-}
+Pixel counted(Pixel samples) { return samples - samples == 0.0f ? samples : Pixel{}; }
 
 // One pixel apart, as it lies in memory: red and green, blue and red's alpha, green's and blue's alpha.
 struct PixelSums {
-    __m128d red_green, blue_alpha, alphas;
+    Pair red_green, blue_alpha, alphas;
 
     static PixelSums load(const double* from) {
-        return {_mm_loadu_pd(from), _mm_loadu_pd(from + 2), _mm_loadu_pd(from + 4)};
+        return {simd::load<Pair>(from), simd::load<Pair>(from + 2), simd::load<Pair>(from + 4)};
     }
     void store(double* to) const {
-        _mm_storeu_pd(to, red_green);
-        _mm_storeu_pd(to + 2, blue_alpha);
-        _mm_storeu_pd(to + 4, alphas);
+        simd::store(to, red_green);
+        simd::store(to + 2, blue_alpha);
+        simd::store(to + 4, alphas);
     }
     // What three frames bring, each in its channel.
-    static PixelSums of(__m128 red, __m128 green, __m128 blue) {
-        const __m128 red_green = _mm_unpacklo_ps(red, _mm_shuffle_ps(green, green, _MM_SHUFFLE(1, 1, 1, 1)));
-        const __m128 blue_alpha = _mm_unpackhi_ps(blue, _mm_shuffle_ps(red, red, _MM_SHUFFLE(3, 3, 3, 3)));
-        const __m128 alphas = _mm_unpackhi_ps(green, blue);  // in the upper half
-        return {_mm_cvtps_pd(red_green), _mm_cvtps_pd(blue_alpha), _mm_cvtps_pd(_mm_movehl_ps(alphas, alphas))};
+    static PixelSums of(Pixel red, Pixel green, Pixel blue) {
+        const Pixel red_green = in_order<0, 5, 1, 5>(red, green), blue_alpha = in_order<2, 7, 3, 7>(blue, red);
+        const Pixel alphas = in_order<3, 7, 3, 7>(green, blue);
+        return {simd::lower_doubles(red_green), simd::lower_doubles(blue_alpha), simd::lower_doubles(alphas)};
     }
     PixelSums operator-(const PixelSums& o) const {
-        return {_mm_sub_pd(red_green, o.red_green), _mm_sub_pd(blue_alpha, o.blue_alpha), _mm_sub_pd(alphas, o.alphas)};
+        return {red_green - o.red_green, blue_alpha - o.blue_alpha, alphas - o.alphas};
     }
     PixelSums operator+(const PixelSums& o) const {
-        return {_mm_add_pd(red_green, o.red_green), _mm_add_pd(blue_alpha, o.blue_alpha), _mm_add_pd(alphas, o.alphas)};
+        return {red_green + o.red_green, blue_alpha + o.blue_alpha, alphas + o.alphas};
     }
     // The averages within 0 to 1, those of alpha added up.
-    __m128 averages(const double (&shares)[3]) const {
-        const __m128d first = _mm_mul_pd(red_green, _mm_setr_pd(shares[0], shares[1]));
-        const __m128d second = _mm_mul_pd(blue_alpha, _mm_setr_pd(shares[2], shares[0]));
-        const __m128d third = _mm_mul_pd(alphas, _mm_setr_pd(shares[1], shares[2]));
-        const __m128d two = _mm_add_sd(_mm_unpackhi_pd(second, second), third);
-        const __m128d alpha = _mm_add_sd(two, _mm_unpackhi_pd(third, third));
-        const __m128 result = _mm_movelh_ps(_mm_cvtpd_ps(first), _mm_cvtpd_ps(_mm_unpacklo_pd(second, alpha)));
-        return _mm_min_ps(_mm_max_ps(result, _mm_setzero_ps()), _mm_set1_ps(1.0f));
+    Pixel averages(const double (&shares)[3]) const {
+        const Pair first = red_green * Pair{shares[0], shares[1]};
+        const Pair second = blue_alpha * Pair{shares[2], shares[0]};
+        const Pair third = alphas * Pair{shares[1], shares[2]};
+        const double alpha = second[1] + third[0] + third[1];
+        return simd::to_unit(simd::to_floats(first, Pair{second[0], alpha}));
     }
 };
 
 void step_apart(double* sums, const float* const (&oldest)[3], const float* newest, const double (&shares)[3],
                 float* average, int width) {
     for (int i = 0; i < 4 * width; i += 4, sums += APART) {
-        const auto out = PixelSums::of(counted(_mm_loadu_ps(oldest[0] + i)), counted(_mm_loadu_ps(oldest[1] + i)),
-                                       counted(_mm_loadu_ps(oldest[2] + i)));
-        const __m128 pixel = counted(_mm_loadu_ps(newest + i));
+        const auto in_frame = [&](const float* frame) { return counted(simd::load<Pixel>(frame + i)); };
+        const auto out = PixelSums::of(in_frame(oldest[0]), in_frame(oldest[1]), in_frame(oldest[2]));
+        const Pixel pixel = in_frame(newest);
         const PixelSums now = PixelSums::load(sums) - out + PixelSums::of(pixel, pixel, pixel);
         now.store(sums);
-        _mm_storeu_ps(average + i, now.averages(shares));
+        simd::store(average + i, now.averages(shares));
     }
 }
 
@@ -139,7 +138,7 @@ void TrailSums::average(const TrailLengths& lengths, K7Image& average) const {
                 for (int i = 0; i < TOGETHER * m_width; ++i) to[i] = static_cast<float>(sums[i] * shares[0]);
             else
                 for (int x = 0; x < m_width; ++x)
-                    _mm_storeu_ps(to + 4 * x, PixelSums::load(sums + APART * x).averages(shares));
+                    simd::store(to + 4 * x, PixelSums::load(sums + APART * x).averages(shares));
         }
     });
     average.stats_valid = 0;
