@@ -24,7 +24,7 @@ OfxStatus overlayMain(const char* action, const void* handle, OfxPropertySetHand
 OfxStatus actionLoad();
 OfxStatus actionUnload();
 OfxStatus actionDescribe(const EffectEntry& entry, OfxImageEffectHandle descriptor);
-OfxStatus actionDescribeInContext(const EffectEntry& entry, OfxImageEffectHandle descriptor);
+OfxStatus actionDescribeInContext(const EffectEntry& entry, OfxImageEffectHandle descriptor, const PropertySet& inArgs);
 
 // Instances
 OfxStatus actionCreateInstance(const EffectEntry& entry, OfxImageEffectHandle instance);
@@ -33,9 +33,10 @@ OfxStatus actionInstanceChanged(OfxImageEffectHandle instance, const PropertySet
 OfxStatus actionEndInstanceChanged(OfxImageEffectHandle instance);
 
 // Regions, preferences, frames
-OfxStatus actionRegionOfDefinition(OfxImageEffectHandle instance, const PropertySet& outArgs);
+OfxStatus actionRegionOfDefinition(OfxImageEffectHandle instance, const PropertySet& inArgs,
+                                   const PropertySet& outArgs);
 OfxStatus actionRegionsOfInterest(const PropertySet& inArgs, const PropertySet& outArgs);
-OfxStatus actionClipPreferences(const PropertySet& outArgs);
+OfxStatus actionClipPreferences(OfxImageEffectHandle instance, const PropertySet& outArgs);
 OfxStatus actionFramesNeeded(OfxImageEffectHandle instance, const PropertySet& inArgs, const PropertySet& outArgs);
 
 // Render

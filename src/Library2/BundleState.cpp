@@ -1,5 +1,7 @@
 #include "Library2/BundleState.h"
 
+#include "k7pi_baselib/k7pi_baselib.h"
+
 namespace {
 
 template <class Suite>
@@ -19,7 +21,8 @@ void fetchSuites(const OfxHost& host, HostSuites& suites) {
 
 void readHostFacts(BundleState& state) {
     const PropertySet host(state.host->host);
-    state.quirks = &IdentifyHost(host.stringOr(ofx::prop::Name, ""));
+    const bool onlySource = read_variable_integer("KESTREL_SOURCE_CLIP") == 1;
+    state.quirks = &IdentifyHost(host.stringOr(ofx::prop::Name, ""), onlySource);
     state.hostId = state.quirks->id;
     state.hostLabel = state.quirks->label;
     state.hostMultipleClipDepths = host.intOr(ofx::prop::MultipleClipDepths, 0);
@@ -92,6 +95,12 @@ bool PropertySet::getInt(const char* name, int* value, int index) const {
 }
 bool PropertySet::getDouble(const char* name, double* value, int index) const {
     return onProperty(m_handle, &OfxPropertySuiteV1::propGetDouble, name, index, value);
+}
+int PropertySet::dimension(const char* name) const {
+    int count = 0;
+    const bool told = m_handle && callSuite(bundleState().suites.property, &OfxPropertySuiteV1::propGetDimension,
+                                            m_handle, name, &count) == ofx::status::OK;
+    return told ? count : 0;
 }
 int PropertySet::intOr(const char* name, int fallback, int index) const {
     int value = fallback;

@@ -70,6 +70,7 @@ class PropertySet {
 
     bool getInt(const char* name, int* value, int index = 0) const;
     bool getDouble(const char* name, double* value, int index = 0) const;
+    int dimension(const char* name) const;  // 0 where the host does not tell it
     int intOr(const char* name, int fallback, int index = 0) const;
     double doubleOr(const char* name, double fallback, int index = 0) const;
     const char* stringOr(const char* name, const char* fallback, int index = 0) const;  // host-owned: copy to keep

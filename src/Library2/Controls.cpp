@@ -306,7 +306,7 @@ static float colourLevel(double value, float fallback) {
 }
 
 bool ColourControlK7::GetValue(double time, float* r, float* g, float* b, float* a) const {
-    double values[4] = {0.0, 0.0, 0.0, 1.0};
+    double values[4] = {0.0, 0.0, 0.0, double{m_param.alpha}};
     const bool found = m_components == Components::RGBA ? readAt(time, &values[0], &values[1], &values[2], &values[3])
                                                         : readAt(time, &values[0], &values[1], &values[2]);
     if (!found) return false;
@@ -337,7 +337,9 @@ void ColourControlK7::writePreset(const double* values) {
 
 void ColourControlK7::describeValue(const PropertySet& set, const HostQuirks&) const {
     const double values[4] = {double(m_param.red), double(m_param.green), double(m_param.blue), double(m_param.alpha)};
-    for (int i = 0; i < presetComponents(); ++i) set.setDouble(ofx::prop::ParamDefault, values[i], i);
+    // A host may keep three levels of any colour. One that counts what has been set so far tells fewer.
+    const int kept = set.dimension(ofx::prop::ParamDefault) == 3 ? 3 : presetComponents();
+    for (int i = 0; i < kept; ++i) set.setDouble(ofx::prop::ParamDefault, values[i], i);
 }
 
 std::string ColourControlK7::defaultText() const {

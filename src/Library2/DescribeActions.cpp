@@ -81,8 +81,8 @@ PropertySet defineParameter(OfxParamSetHandle parameters, const char* type, cons
     return PropertySet(set);
 }
 
-void describeClips(const EffectInfo& info, const EffectTraits& traits, OfxImageEffectHandle descriptor) {
-    const HostQuirks& quirks = *bundleState().quirks;
+void describeClips(const EffectInfo& info, const EffectTraits& traits, OfxImageEffectHandle descriptor,
+                   const HostQuirks& quirks) {
     defineClip(descriptor, ofx::clip::Output).setString(ofx::prop::SupportedComponents, ofx::component::RGBA);
     if (traits.otherFrames) effectProperties(descriptor).setInt(ofx::prop::TemporalClipAccess, 1);
     bool primary = true;
@@ -167,10 +167,12 @@ void describePages(const EffectInfo& info, OfxParamSetHandle parameters) {
 
 }  // namespace
 
-OfxStatus actionDescribeInContext(const EffectEntry& entry, OfxImageEffectHandle descriptor) {
+OfxStatus actionDescribeInContext(const EffectEntry& entry, OfxImageEffectHandle descriptor,
+                                  const PropertySet& inArgs) {
     const EffectTraits& traits = *entry.definition->traits;
     const std::unique_ptr<EffectInfo> info = entry.definition->declare();
-    describeClips(*info, traits, descriptor);
+    const char* context = inArgs.stringOr(ofx::prop::Context, ofx::context::Filter);
+    describeClips(*info, traits, descriptor, bundleState().quirks->in(context));
     const OfxParamSetHandle parameters = effectParameters(descriptor);
     if (!parameters) return ofx::status::OK;
     describeControls(*info, parameters);

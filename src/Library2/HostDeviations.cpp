@@ -54,8 +54,9 @@ std::string groupingText(const Case& c) {
 }
 
 std::string clipText(const Case& c) {
-    const std::string first =
-        "The clip " + std::string(c.primary()->name) + " is called " + c.host.primaryClipName(c.primary()->name) + ".";
+    const std::string the = c.host.inFilterContext ? "In the filter context the clip " : "The clip ";
+    const std::string name = c.primary()->name;
+    const std::string first = the + name + " is called " + c.host.primaryClipName(c.primary()->name) + ".";
     return c.info.inputs().size() > 1 ? first + " There are no further clips." : first;
 }
 
@@ -114,7 +115,8 @@ std::vector<const HostQuirks*> deviatingHosts() {
     const HostQuirks* table = hostQuirksTable(&count);
     std::vector<const HostQuirks*> hosts;
     for (int i = 0; i < count; ++i)
-        if (table[i].id != HostId::Unknown && table[i].id != HostId::Generic) hosts.push_back(&table[i]);
+        if (table[i].id != HostId::Unknown && table[i].id != HostId::Generic && table[i].id != HostId::FilterHost)
+            hosts.push_back(&table[i]);
     return hosts;
 }
 

@@ -8,7 +8,18 @@
 
 namespace {
 
-constexpr std::array<HostQuirks, 12> TABLE{{
+// Frameworks of filters: a picture reaches the clip "Source" and no other, and no size of a project is told.
+constexpr HostQuirks filterHost(HostId id, const char* label) {
+    return {.id = id,
+            .label = label,
+            .onlySource = true,
+            .inFilterContext = true,
+            .sizeFromBounds = true,
+            .furtherHandles = false,
+            .furtherClips = false};
+}
+
+constexpr std::array<HostQuirks, 14> TABLE{{
     {.id = HostId::Unknown},
     {.id = HostId::Generic, .label = "OFX"},
     {.id = HostId::Nuke,
@@ -62,6 +73,8 @@ constexpr std::array<HostQuirks, 12> TABLE{{
      .positionAspect = PositionAspect::Divide,
      .outputOwnBounds = true,
      .swallowsFirstChoiceChange = true},
+    filterHost(HostId::Mlt, "MLT"),
+    filterHost(HostId::FilterHost, "OFX"),
 }};
 
 const HostQuirks& quirksOf(HostId id) {
@@ -79,7 +92,7 @@ bool startsIgnoringCase(std::string_view text, std::string_view start) {
 }
 
 // The first rule that matches decides.
-enum class Match { Exact, IgnoringCase, StartIgnoringCase, Anywhere };
+enum class Match { Exact, IgnoringCase, Start, StartIgnoringCase, Anywhere };
 struct NameRule {
     Match match;
     std::string_view name;
@@ -100,6 +113,7 @@ constexpr NameRule RULES[] = {
     {Match::Exact, "Mistika", HostId::Mistika},
     {Match::Exact, "com.sonycreativesoftware.vegas", HostId::Vegas},
     {Match::Exact, "com.chinadigitalvideo.dx", HostId::CdvDx},
+    {Match::Start, "MLT", HostId::Mlt},
 };
 
 bool matches(const NameRule& rule, std::string_view name) {
@@ -108,6 +122,8 @@ bool matches(const NameRule& rule, std::string_view name) {
             return name == rule.name;
         case Match::IgnoringCase:
             return sameIgnoringCase(name, rule.name);
+        case Match::Start:
+            return name.starts_with(rule.name);
         case Match::StartIgnoringCase:
             return startsIgnoringCase(name, rule.name);
         case Match::Anywhere:
@@ -120,10 +136,14 @@ bool matches(const NameRule& rule, std::string_view name) {
 
 const char* HostQuirks::primaryClipName(const char* usual) const { return onlySource ? ofx::clip::Source : usual; }
 
-const HostQuirks& IdentifyHost(std::string_view hostName) {
+const HostQuirks& HostQuirks::in(std::string_view context) const {
+    return inFilterContext && context != ofx::context::Filter ? quirksOf(HostId::Generic) : *this;
+}
+
+const HostQuirks& IdentifyHost(std::string_view hostName, bool onlySource) {
     for (const NameRule& rule : RULES)
         if (matches(rule, hostName)) return quirksOf(rule.id);
-    return quirksOf(HostId::Generic);
+    return quirksOf(onlySource ? HostId::FilterHost : HostId::Generic);
 }
 
 const HostQuirks* hostQuirksTable(int* count) {

@@ -19,6 +19,8 @@ enum class HostId : int {
     Mistika = 12,
     Vegas = 13,
     CdvDx = 14,
+    Mlt = 15,
+    FilterHost = 16,  // unknown, with the variable KESTREL_SOURCE_CLIP
 };
 
 enum class FrameNumbers {
@@ -36,6 +38,7 @@ struct HostQuirks {
     // Describe
     const char* groupingFormat = "Quillon %s";  // menu grouping, %s is the effect's menu word
     bool onlySource = false;                    // one input clip, called "Source"; no further clips
+    bool inFilterContext = false;               // that, and all else here, in the filter context alone
     bool shortClipLabels = false;               // clips get their short labels where they have one
     bool neverPages = false;                    // maxPages counts as 0 without asking
     bool firstPageAtTop = false;                // the first page has no group; its parameters have an empty parent
@@ -61,6 +64,7 @@ struct HostQuirks {
     bool millisecondTimes = false;  // without input, host times of generators are milliseconds
 
     // Render
+    bool furtherHandles = true;      // asks for the handles of clips beyond the primary
     bool furtherClips = true;        // fetches clips beyond the primary
     bool abortAfterPrimary = true;   // asks for abort between the primary and the further clips
     bool skipsSmallPreview = false;  // the preview thumbnail shows the input for effects that say so
@@ -74,10 +78,13 @@ struct HostQuirks {
     bool writesTextBack = true;              // changed texts go to the host at the end of a change
 
     const char* primaryClipName(const char* usual) const;
+    // What holds for an effect in this context.
+    const HostQuirks& in(std::string_view context) const;
 };
 
-// Recognises a host by its name property. Never fails: any other name is the generic host.
-const HostQuirks& IdentifyHost(std::string_view hostName);
+// Recognises a host by its name property. Never fails: any other name is the generic host, or with `onlySource` one
+// that feeds nothing but the clip "Source" of a filter.
+const HostQuirks& IdentifyHost(std::string_view hostName, bool onlySource = false);
 
 // All hosts that deviate from the generic one, for the reference documentation.
 const HostQuirks* hostQuirksTable(int* count);

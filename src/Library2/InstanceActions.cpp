@@ -11,6 +11,14 @@ InstanceRecord* instanceRecord(OfxImageEffectHandle instance) {
     return static_cast<InstanceRecord*>(effectProperties(instance).pointerOr(ofx::prop::InstanceData, nullptr));
 }
 
+const HostQuirks& instanceQuirks(OfxImageEffectHandle instance) {
+    const HostQuirks& quirks = *bundleState().quirks;
+    if (!quirks.inFilterContext) return quirks;
+    return quirks.in(effectProperties(instance).stringOr(ofx::prop::Context, ofx::context::Filter));
+}
+
+bool isConnected(OfxImageClipHandle clip) { return clipProperties(clip).intOr(ofx::prop::ClipConnected, 1) != 0; }
+
 void wireControls(EffectInfo& info, InstanceRecord& record) {
     for (std::size_t i = 0; i < record.parameters.size(); ++i)
         info.controls()[i]->wire(&record.parameters[i].handle, &bundleState().suites);
@@ -61,7 +69,9 @@ void findParameters(InstanceRecord& record, OfxParamSetHandle parameters) {
 
 void findClip(OfxImageEffectHandle instance, InstanceRecord& record, std::size_t index) {
     const char* name = record.effect->info().inputs()[index]->param().name;
-    record.inputs[index].handle = clipHandle(instance, bundleState().quirks->primaryClipName(name));
+    const HostQuirks& quirks = instanceQuirks(instance);
+    if (index > 0 && !quirks.furtherHandles) return;
+    record.inputs[index].handle = clipHandle(instance, quirks.primaryClipName(name));
 }
 
 void findClips(OfxImageEffectHandle instance, InstanceRecord& record) {

@@ -27,10 +27,16 @@ struct InstanceRecord {
     std::deque<ClipBlock> inputs;           // in the order of the declared clips
     std::deque<ParameterBlock> parameters;  // in the order of the declared controls
     OfxParamHandle helpButton = nullptr;
+    std::atomic<bool> toldRefusal{false};  // why a render could not be done is told once
 };
 
 // The record of an effect instance; null when it has none (yet, or any more).
 InstanceRecord* instanceRecord(OfxImageEffectHandle instance);
+
+// What the host makes of an instance, in its context.
+const HostQuirks& instanceQuirks(OfxImageEffectHandle instance);
+// Whether a picture is connected to the clip. A host that doesn't say is believed to have one.
+bool isConnected(OfxImageClipHandle clip);
 
 // Wires the controls and clips of a record of the same declaration to the instance's handles.
 void wireControls(EffectInfo& info, InstanceRecord& record);

@@ -26,7 +26,7 @@ OfxStatus dispatch(const EffectEntry& entry, std::string_view action, OfxImageEf
     if (action == act::Load) return actionLoad();
     if (action == act::Unload) return actionUnload();
     if (action == act::Describe) return actionDescribe(entry, effect);
-    if (action == act::DescribeInContext) return actionDescribeInContext(entry, effect);
+    if (action == act::DescribeInContext) return actionDescribeInContext(entry, effect, inArgs);
     if (action == act::CreateInstance) return actionCreateInstance(entry, effect);
     if (action == act::DestroyInstance) return actionDestroyInstance(effect);
     if (action == act::BeginInstanceChanged) return ofx::status::OK;
@@ -34,9 +34,9 @@ OfxStatus dispatch(const EffectEntry& entry, std::string_view action, OfxImageEf
     if (action == act::EndInstanceChanged) return actionEndInstanceChanged(effect);
     if (action == act::Render) return actionRender(effect, inArgs);
     if (action == act::IsIdentity) return ofx::status::ReplyDefault;  // no effect ever claims to change nothing
-    if (action == act::GetRegionOfDefinition) return actionRegionOfDefinition(effect, outArgs);
+    if (action == act::GetRegionOfDefinition) return actionRegionOfDefinition(effect, inArgs, outArgs);
     if (action == act::GetRegionsOfInterest) return actionRegionsOfInterest(inArgs, outArgs);
-    if (action == act::GetClipPreferences) return actionClipPreferences(outArgs);
+    if (action == act::GetClipPreferences) return actionClipPreferences(effect, outArgs);
     if (action == act::GetFramesNeeded && entry.definition->traits->otherFrames)
         return actionFramesNeeded(effect, inArgs, outArgs);
     return ofx::status::ReplyDefault;

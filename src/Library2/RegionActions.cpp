@@ -4,11 +4,32 @@
 #include "Library2/Actions.h"
 #include "Library2/InstanceRecord.h"
 
-OfxStatus actionRegionOfDefinition(OfxImageEffectHandle instance, const PropertySet& outArgs) {
+namespace {
+
+OfxImageClipHandle primaryHandle(OfxImageEffectHandle instance) {
+    const InstanceRecord* record = instanceRecord(instance);
+    return record && !record->inputs.empty() ? record->inputs.front().handle.load() : nullptr;
+}
+
+bool isRegion(const OfxRectD& r) { return r.x2 > r.x1 && r.y2 > r.y1; }
+
+}  // namespace
+
+// The project's frame; where the host tells none, what the primary clip has.
+OfxStatus actionRegionOfDefinition(OfxImageEffectHandle instance, const PropertySet& inArgs,
+                                   const PropertySet& outArgs) {
     const PropertySet set = effectProperties(instance);
-    const double region[4] = {0.0, 0.0, set.doubleOr(ofx::prop::ProjectSize, 0.0, 0),
-                              set.doubleOr(ofx::prop::ProjectSize, 0.0, 1)};
-    outArgs.setDoubles(ofx::prop::RegionOfDefinition, 4, region);
+    OfxRectD region{0.0, 0.0, set.doubleOr(ofx::prop::ProjectSize, 0.0, 0),
+                    set.doubleOr(ofx::prop::ProjectSize, 0.0, 1)};
+    if (!isRegion(region)) {
+        const OfxImageClipHandle clip = primaryHandle(instance);
+        if (!clip || callSuite(bundleState().suites.effect, &OfxImageEffectSuiteV1::clipGetRegionOfDefinition, clip,
+                               inArgs.doubleOr(ofx::prop::Time, 0.0), &region) != ofx::status::OK)
+            return ofx::status::ReplyDefault;
+        if (!isRegion(region)) return ofx::status::ReplyDefault;
+    }
+    const double corners[4] = {region.x1, region.y1, region.x2, region.y2};
+    outArgs.setDoubles(ofx::prop::RegionOfDefinition, 4, corners);
     return ofx::status::OK;
 }
 
@@ -19,10 +40,14 @@ OfxStatus actionRegionsOfInterest(const PropertySet& inArgs, const PropertySet& 
     return ofx::status::OK;
 }
 
-OfxStatus actionClipPreferences(const PropertySet& outArgs) {
+OfxStatus actionClipPreferences(OfxImageEffectHandle instance, const PropertySet& outArgs) {
     if (!outArgs) return ofx::status::ReplyDefault;
     outArgs.setInt(ofx::prop::FrameVarying, 1);
     outArgs.setDouble(ofx::prop::FrameRate, 30.0);
+    // Over nothing, samples are drawn with their alpha. Hosts would otherwise take such a picture for opaque.
+    const InstanceRecord* record = instanceRecord(instance);
+    if (record && record->effect->effectTraits().generator && !isConnected(primaryHandle(instance)))
+        outArgs.setString(ofx::prop::PreMultiplication, ofx::premultiplication::Premultiplied);
     return ofx::status::OK;
 }
 
@@ -88,9 +113,11 @@ OfxStatus actionFramesNeeded(OfxImageEffectHandle instance, const PropertySet& i
     const bool fromClip = bundleState().quirks->frameNumbers == FrameNumbers::FromClip;
     const PropertySet clip = fromClip && plan->primary() ? clipProperties(plan->primary()->handle()) : PropertySet();
     record->effect->prepareFrames(*plan, fromClip ? frameSpan(clip, time, 0.0) : FrameSpan{0.0, 999999.0, time});
+    const HostQuirks& quirks = instanceQuirks(instance);
     for (const ClipRecord* input : plan->inputs()) {
-        if (!input->param().temporal) continue;
-        const std::string property = std::string(ofx::prop::ClipFrameRangePrefix) + input->param().name;
+        if (!input->param().temporal || !(quirks.furtherHandles || input == plan->primary())) continue;
+        const char* name = quirks.furtherHandles ? input->param().name : quirks.primaryClipName(input->param().name);
+        const std::string property = std::string(ofx::prop::ClipFrameRangePrefix) + name;
         outArgs.setDoubles(property.c_str(), 4, frameRangeOf(*input, time).data());
     }
     return ofx::status::OK;

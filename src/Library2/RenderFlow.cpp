@@ -1,6 +1,7 @@
 // The render action: host pixels become float images, parameters are fetched, the effect makes its picture under the
 // render lock, and the picture goes back to the host. It always answers OK: a render that can't be done leaves the
-// host's output as it stands. Every image fetched or made here is released on every path.
+// host's output as it stands, and is told in the log once an instance. Every image fetched or made here is released on
+// every path.
 
 #include <algorithm>
 #include <cmath>
@@ -90,9 +91,10 @@ class Render {
   public:
     Render(OfxImageEffectHandle instance, InstanceRecord& record, const PropertySet& inArgs)
         : m_instance(instance),
+          m_record(record),
           m_effect(*record.effect),
           m_info(m_effect.info()),
-          m_quirks(*bundleState().quirks),
+          m_quirks(instanceQuirks(instance)),
           m_inArgs(inArgs),
           m_properties(effectProperties(instance)) {}
 
@@ -116,6 +118,17 @@ class Render {
   private:
     bool aborted() const { return m_effect.abortRequested() != 0; }
 
+    // The answer to the host is OK all the same, so that the log is where a user finds out.
+    bool refuse(const std::string& why) const {
+        if (!m_record.toldRefusal.exchange(true))
+            reportError((effectLabel(m_effect.effectTraits()) + " can't render: " + why).c_str());
+        return false;
+    }
+    bool refuse(const ClipRecord& clip, const char* why) const {
+        return refuse("the clip " + std::string(m_quirks.primaryClipName(clip.param().name)) + " " + why);
+    }
+    static constexpr char NO_PIXELS[] = "has no pixels in RGBA that can be read";
+
     // ---- The request: time, scale, project
 
     bool readProject() {
@@ -124,6 +137,7 @@ class Render {
         m_duration = m_properties.doubleOr(ofx::prop::InstanceEffectDuration, 0.0);
         double width = m_properties.doubleOr(ofx::prop::ProjectExtent, 0.0, 0);
         double height = m_properties.doubleOr(ofx::prop::ProjectExtent, 0.0, 1);
+        m_unsized = !(width > 0.0 && height > 0.0);
         m_projectAspect = projectAspect(m_properties);
         // The sum makes up for what the division loses; hosts that count square pixels round to whole ones.
         if (m_quirks.squarePixelExtent) width = width / m_projectAspect + double{0.01f};
@@ -132,12 +146,13 @@ class Render {
         width *= m_scaleX;
         height *= m_scaleY;
         if (m_quirks.verticalScaleForBoth) m_scaleX = m_scaleY;
-        return setSize(width, height);
+        return m_unsized || setSize(width, height);
     }
 
     bool setSize(double width, double height) {
         constexpr double LARGEST = std::numeric_limits<std::uint16_t>::max();
-        if (!(width >= 1.0 && width <= LARGEST + 0.999 && height >= 1.0 && height <= LARGEST + 0.999)) return false;
+        if (!(width >= 1.0 && width <= LARGEST + 0.999 && height >= 1.0 && height <= LARGEST + 0.999))
+            return refuse("a picture can't be " + std::to_string(width) + " x " + std::to_string(height) + " pixels");
         m_width = static_cast<int>(width);
         m_height = static_cast<int>(height);
         m_bounds = {0, 0, m_width, m_height};
@@ -159,11 +174,11 @@ class Render {
 
     bool makeImages() {
         ClipRecord* primary = m_info.primary();
-        if (!primary) return false;
+        if (!primary) return refuse("it has no input clip");
         const OfxImageClipHandle clip = clipHandle(m_instance, m_quirks.primaryClipName(primary->param().name));
-        if (!clip) return false;
+        if (!clip) return refuse(*primary, "is not there");
         const PropertySet clipSet = clipProperties(clip);
-        const bool connected = clipSet.intOr(ofx::prop::ClipConnected, 1) != 0;
+        const bool connected = isConnected(clip);
         m_effect.timeOfFrame = connected ? 1.0 : 1.0 / framesPerMillisecond();
         setFrames(connected ? frameSpan(clipSet, m_time, m_duration) : generatorFrames(clipSet));
         for (ClipRecord* input : m_info.inputs()) input->frameCount = 0;
@@ -192,6 +207,8 @@ class Render {
     }
 
     bool blackPrimary(ClipRecord& primary) {
+        if (m_unsized && !setFrame(HostImage(clipHandle(m_instance, ofx::clip::Output), m_time).target().bounds))
+            return false;
         for (ClipRecord* clip : {&primary, &m_info.output})
             clip->image.reset(
                 made(make_float_image({}, nullptr, m_width, m_height, m_projectAspect, false, m_scaleX, runner())));
@@ -201,9 +218,10 @@ class Render {
     // The output begins as a copy of the input, from the same host pixels.
     bool convertPrimary(ClipRecord& primary, OfxImageClipHandle clip) {
         const HostImage host(clip, m_time);
-        const HostPixels pixels = host.pixels();
-        if (!pixels.data) return false;
-        m_bounds = pixels.bounds;
+        HostPixels pixels = host.pixels();
+        if (!pixels.data) return refuse(primary, host ? NO_PIXELS : "gives no picture");
+        if (m_unsized && !setFrame(pixels.bounds)) return false;
+        m_bounds = pixels.bounds = inFrame(pixels.bounds);
         if (m_quirks.sizeFromBounds && !setSizeFromBounds()) return false;
         K7Image* input = nullptr;
         K7Image* output = nullptr;
@@ -220,6 +238,20 @@ class Render {
         return fits;
     }
 
+    // Where the host tells no project, the frame is where a picture of it lies.
+    bool setFrame(const HostRect& bounds) {
+        m_originX = bounds.x1, m_originY = bounds.y1;
+        return setSize(double(bounds.x2) - bounds.x1, double(bounds.y2) - bounds.y1);
+    }
+
+    HostRect inFrame(const HostRect& r) const {
+        const auto moved = [](int place, int origin) {
+            constexpr std::int64_t MOST = std::numeric_limits<int>::max();
+            return static_cast<int>(std::clamp(std::int64_t{place} - origin, -MOST, MOST));
+        };
+        return {moved(r.x1, m_originX), moved(r.y1, m_originY), moved(r.x2, m_originX), moved(r.y2, m_originY)};
+    }
+
     // A clip that is not connected gives the effect a copy of the primary one, never nothing.
     bool furtherClips() {
         for (std::size_t i = 1; i < m_info.inputs().size(); ++i) {
@@ -232,8 +264,9 @@ class Render {
                 clip.image.reset(made(make_float_image({}, m_info.primary()->image.get(), m_width, m_height, 1.0, false,
                                                        m_scaleX, runner())));
             } else {
-                const HostPixels pixels = host.pixels();
-                if (!pixels.data) return false;
+                HostPixels pixels = host.pixels();
+                if (!pixels.data) return refuse(clip, NO_PIXELS);
+                pixels.bounds = inFrame(pixels.bounds);
                 clip.image.reset(made(make_float_image(pixels, nullptr, m_width, m_height, host.aspectAsGiven(), false,
                                                        m_scaleX, runner())));
             }
@@ -263,16 +296,19 @@ class Render {
         if (source && result) image_copy_channels(source.get(), result, ALPHA);
     }
 
-    void storeOutput() {
+    bool storeOutput() {
         const OfxImageClipHandle clip = clipHandle(m_instance, ofx::clip::Output);
         const HostImage host(clip, m_time);
-        if (!host) return;
-        const HostTarget target = host.target();
+        HostTarget target = host.target();
+        if (!target.data) return refuse("the output has no pixels in RGBA that can be written");
+        target.bounds = inFrame(target.bounds);
         store_float_image(m_info.output.image.get(), target, m_quirks.outputOwnBounds ? target.bounds : m_bounds,
                           runner());
+        return true;
     }
 
     OfxImageEffectHandle m_instance;
+    InstanceRecord& m_record;
     PluginK7& m_effect;
     EffectInfo& m_info;
     const HostQuirks& m_quirks;
@@ -282,8 +318,10 @@ class Render {
     double m_time = 0.0, m_duration = 0.0;
     double m_projectAspect = 1.0;
     double m_scaleX = 1.0, m_scaleY = 1.0;
-    int m_width = 0, m_height = 0;  // of the working image
-    HostRect m_bounds{};            // of the primary's pixels: the region that is written back
+    bool m_unsized = false;            // the host tells no size of the project
+    int m_width = 0, m_height = 0;     // of the working image
+    int m_originX = 0, m_originY = 0;  // of the frame, in the host's pixels
+    HostRect m_bounds{};               // of the primary's pixels: the region that is written back
 };
 
 }  // namespace

@@ -222,9 +222,9 @@ TEST_F(Render, WithoutAnInputAGeneratorBeginsWithBlack) {
 }
 
 TEST_F(Render, RefusesFramesThatAreNoPicture) {
-    const double infinite = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();
+    const double infinite = std::numeric_limits<double>::infinity();
     for (const char* word : {"generic", "nuke", "fusion"}) {
-        for (const double bad : {0.0, -5.0, 1e9, 1e300, infinite, -infinite, nan, 65536.5}) {
+        for (const double bad : {0.25, 1e9, 1e300, infinite, 65536.5}) {
             for (const int axis : {0, 1}) {
                 TestEffect& effect = effectOn(word, 64, 48);
                 feed(effect, support::gradientImage(layoutOf(64, 48)));
@@ -245,6 +245,32 @@ TEST_F(Render, RefusesFramesThatAreNoPicture) {
     for (const int axis : {0, 1}) effect.instance().properties().setDouble(prop::ProjectExtent, 65535.0, axis);
     EXPECT_EQ(effect.renderStatus(), OK);
     expectClean(effect);
+}
+
+// The frame is where the picture lies: the input's, else the output's.
+TEST_F(Render, WithoutASizeOfTheProjectThePicturesBoundsAreTheFrame) {
+    const OfxRectI place{-7, 5, 26, 26};
+    for (const char* word : {"generic", "nuke", "vegas"}) {
+        for (const double none : {0.0, -5.0, std::numeric_limits<double>::quiet_NaN()}) {
+            for (const bool connected : {true, false}) {
+                TestEffect& effect = effectOn(word, 64, 48);
+                const ImagePtr input = support::noiseImage(at(place), 8);
+                if (connected) feed(effect, input);
+                effect.setOutputLayout(at(place));
+                effect.instance().properties().setDouble(prop::ProjectExtent, none);
+                Seen seen;
+                script().process = [&](probe::Probe& object) {
+                    seen = Seen::of(object, object.output.image.get());
+                    if (!connected) image_fill(object.output.image.get(), 0.25f);
+                };
+                const auto picture = effect.render();
+                EXPECT_EQ(seen.width, 33) << word << none;
+                EXPECT_EQ(seen.height, 21);
+                EXPECT_EQ(picture, connected ? input->toFloats() : std::vector<float>(picture.size(), 0.25f)) << word;
+                expectClean(effect);
+            }
+        }
+    }
 }
 
 TEST_F(Render, OddPixelAspectsCountAsSquare) {
@@ -589,6 +615,30 @@ TEST_F(Failing, TheEffectMayAskForAbortAndWithoutAHandleTheAnswerIsNo) {
     host->host().requestAbort(false);
     EXPECT_THAT(effect.lastImage()->toFloats(), Each(0.5f));
     expectClean(effect);
+}
+
+// The host hears OK, the user reads why, once.
+TEST_F(Failing, ARenderThatCannotBeDoneSaysWhyOnceAnInstance) {
+    TestEffect& effect = readyEffect();
+    const auto told = [&](TestEffect& asked) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(asked.renderStatus(), OK);
+        return testing::internal::GetCapturedStderr();
+    };
+    EXPECT_EQ(told(effect), "");
+    ofxhost::HostHooks hooks;
+    hooks.nullDataClip = "Input";
+    host->setHooks(hooks);
+    const std::string why = told(effect);
+    EXPECT_THAT(why, testing::HasSubstr("OFXPlugin ERROR: Q_Probe can't render: the clip Input has no pixels"));
+    EXPECT_EQ(told(effect), "");
+    hooks.nullDataClip = "Output";
+    host->setHooks(hooks);
+    TestEffect& second = create();
+    feed(second, m_input);
+    EXPECT_THAT(told(second), testing::HasSubstr("the output has no pixels"));
+    host->clearHooks();
+    EXPECT_EQ(effect.render(), m_input->toFloats());
 }
 
 TEST_F(Failing, PicturesOfOtherComponents) {
