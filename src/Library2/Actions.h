@@ -44,6 +44,8 @@ OfxStatus actionRender(OfxImageEffectHandle instance, const PropertySet& inArgs)
 
 // The frame numbers of a clip at a host time, where the host's way of counting lets it be known.
 FrameSpan frameSpan(const PropertySet& clip, double time, double duration);
+// The same frames, finite and within a thousand million, whatever the host has told.
+FrameSpan withinInteger(const FrameSpan& frames);
 // The factor of horizontal values read for rendering.
 double positionFactor(double projectAspect);
 // The project's pixel aspect as the bundle counts it.

@@ -51,7 +51,11 @@ double incrementOf(double range) {
     return 1.0;
 }
 
-double finiteOr(double value, double fallback) { return std::isfinite(value) ? value : fallback; }
+// What effects may count on: a finite number that fits a float.
+double soundOr(double value, double fallback) {
+    constexpr double LARGEST = 1e30;
+    return std::isfinite(value) ? std::clamp(value, -LARGEST, LARGEST) : fallback;
+}
 
 void setBothAxes(const PropertySet& set, const char* property, double value) {
     set.setDouble(property, value, 0);
@@ -144,7 +148,7 @@ std::string FloatControlK7::rangeText() const { return rangeOf(m_param.min, m_pa
 bool FloatControlK7::GetValue(double time, double* out) const {
     double found = 0.0;
     if (!readAt(time, &found)) return false;
-    *out = finiteOr(found, m_param.value);
+    *out = soundOr(found, m_param.value);
     return true;
 }
 
@@ -212,11 +216,22 @@ ListControlK7::ListControlK7(EffectInfo* owner, const ListParam& param, const ch
       overlayValue(param.index + 1),
       m_param(param) {}
 
+void IntegerControlK7::fetch(const FetchContext& context) {
+    if (readAt(context.time, &value)) value = std::clamp(value, m_param.min, m_param.max);
+}
+
 bool ListControlK7::GetValue(double time, int* out) const {
     int index = 0;
     if (!readAt(time, &index)) return false;
     *out = index + 1;
     return true;
+}
+
+// Without a choice of that number the nearest one counts.
+void ListControlK7::fetchInto(const FetchContext& context, int& target) const {
+    const int last = std::max(static_cast<int>(m_param.choices.size()), 1);
+    int index = 0;
+    if (readAt(context.time, &index)) target = std::clamp(index, 0, last - 1) + 1;
 }
 
 void ListControlK7::describeAfter(const PropertySet& set) const {
@@ -246,8 +261,8 @@ PositionControlK7::PositionControlK7(EffectInfo* owner, const PointParam& param,
 bool PositionControlK7::GetValue(double time, double* outX, double* outY) const {
     double foundX = 0.0, foundY = 0.0;
     if (!readAt(time, &foundX, &foundY)) return false;
-    *outX = finiteOr(foundX, m_param.x);
-    *outY = finiteOr(foundY, m_param.y);
+    *outX = soundOr(foundX, m_param.x);
+    *outY = soundOr(foundY, m_param.y);
     return true;
 }
 
@@ -302,7 +317,7 @@ const char* ColourControlK7::paramType() const {
 // A level within what pixels can hold, so that arithmetic with colours stays finite whatever a host sets.
 static float colourLevel(double value, float fallback) {
     constexpr double LARGEST = 65504.0;  // of half floats
-    return static_cast<float>(std::clamp(finiteOr(value, fallback), -LARGEST, LARGEST));
+    return static_cast<float>(std::clamp(soundOr(value, fallback), -LARGEST, LARGEST));
 }
 
 bool ColourControlK7::GetValue(double time, float* r, float* g, float* b, float* a) const {

@@ -11,10 +11,11 @@
 //     PresetChoiceK7 Demos{this, {"Demos", "Type"}, "..."};  // its presets: Presets.h
 //     FrameRateControlK7 FramesPerSecond{this};
 //
-// Effect code reads the value fields, which hold what the last fetch found; it never calls the parameter suite. Numbers
-// are always finite: one that is not, from whatever the host does, counts as the declared default.
-// Choice values count from 1 in controls and from 0 at the host. A control without a parameter at the host (not
-// wired, or the host has none of that name) does nothing and keeps the value it was declared with.
+// Effect code reads the value fields, which hold what the last fetch found; it never calls the parameter suite.
+// Whatever the host gives, numbers are finite (one that is not counts as the declared default) and fit a float, and
+// integers and choices lie within what was declared. Choice values count from 1 in controls and from 0 at the host. A
+// control without a parameter at the host (not wired, or the host has none of that name) does nothing and keeps the
+// value it was declared with.
 #pragma once
 
 #include <atomic>
@@ -263,7 +264,7 @@ class IntegerControlK7 : public ControlK7 {
     void SetValue(int v) const { write(v); }
 
     const char* paramType() const override { return ofx::param_type::Integer; }
-    void fetch(const FetchContext& context) override { readAt(context.time, &value); }
+    void fetch(const FetchContext& context) override;
     int presetComponents() const override { return 1; }
     void writePreset(const double* values) override { SetValue(static_cast<int>(values[0])); }
     void writeDefault() override { SetValue(m_param.value); }
@@ -313,8 +314,8 @@ class ListControlK7 : public ControlK7 {
     void SetValue(int v) const { write(v - 1); }             // from 1
 
     const char* paramType() const override { return ofx::param_type::Choice; }
-    void fetch(const FetchContext& context) override { GetValue(context.time, &value); }
-    void fetchOverlay(const FetchContext& context) override { GetValue(context.time, &overlayValue); }
+    void fetch(const FetchContext& context) override { fetchInto(context, value); }
+    void fetchOverlay(const FetchContext& context) override { fetchInto(context, overlayValue); }
     int presetComponents() const override { return 1; }
     void writePreset(const double* values) override { write(static_cast<int>(values[0])); }  // from 0, as at the host
     void writeDefault() override { write(m_param.index); }
@@ -324,6 +325,7 @@ class ListControlK7 : public ControlK7 {
   protected:
     void describeValue(const PropertySet&, const HostQuirks&) const override {}
     void describeAfter(const PropertySet& set) const override;
+    void fetchInto(const FetchContext& context, int& target) const;
     ListParam m_param;
 };
 

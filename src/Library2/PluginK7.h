@@ -39,9 +39,13 @@ class PluginK7 {
 
     // ---- What an effect overrides
     // Makes the picture: reads clips and controls, writes output.image; under the render lock. What it may count on:
-    // every clip and the output have an image of four float channels, all of one size, with pixels, the output a copy
-    // of the primary clip; controls hold finite numbers; frame numbers are finite and fit an integer; the host has not
-    // asked to abort. An output alpha that is not wanted is replaced afterwards.
+    // - Every clip and the output have an image of four float channels with pixels, all of one size. The output is a
+    //   copy of the primary clip, as is a further clip that is not connected.
+    // - Controls hold finite numbers that fit a float; integers and choices are within what was declared.
+    // - Frame numbers are finite and fit an integer.
+    // - The host has not asked to abort.
+    // - Afterwards the framework puts back the primary clip's alpha where the output's own is not wanted, and clears
+    //   stats_valid of the output.
     virtual void ProcessFrame() {}
     virtual void InstanceCreated();  // last step of creation; runs the enable rules
     // Of the interface's thread, while a render of this instance may run on another: what they have to say to it they

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 #include "Library2/Actions.h"
@@ -69,6 +70,14 @@ FrameSpan frameSpan(const PropertySet& clip, double time, double duration) {
     return {0.0, 999999.0, time};
 }
 
+FrameSpan withinInteger(const FrameSpan& frames) {
+    const auto sound = [](double frame) {
+        constexpr double LAST = 1e9;
+        return std::isfinite(frame) ? std::clamp(frame, -LAST, LAST) : 0.0;
+    };
+    return {sound(frames.first), sound(frames.last), sound(frames.current)};
+}
+
 double positionFactor(double aspect) {
     switch (bundleState().quirks->positionAspect) {
         case PositionAspect::Multiply:
@@ -112,7 +121,8 @@ OfxStatus actionFramesNeeded(OfxImageEffectHandle instance, const PropertySet& i
 
     const bool fromClip = bundleState().quirks->frameNumbers == FrameNumbers::FromClip;
     const PropertySet clip = fromClip && plan->primary() ? clipProperties(plan->primary()->handle()) : PropertySet();
-    record->effect->prepareFrames(*plan, fromClip ? frameSpan(clip, time, 0.0) : FrameSpan{0.0, 999999.0, time});
+    const FrameSpan frames = fromClip ? frameSpan(clip, time, 0.0) : FrameSpan{0.0, 999999.0, time};
+    record->effect->prepareFrames(*plan, withinInteger(frames));
     const HostQuirks& quirks = instanceQuirks(instance);
     for (const ClipRecord* input : plan->inputs()) {
         if (!input->param().temporal || !(quirks.furtherHandles || input == plan->primary())) continue;

@@ -81,12 +81,6 @@ constexpr int ALPHA = 8;  // of image_copy_channels
 // Memory that can't be had ends the render: the action's entry tells it in the log and answers the host.
 K7Image* made(K7Image* image) { return image ? image : throw std::bad_alloc(); }
 
-// Frame numbers are finite and fit an integer, whatever time the host gives.
-double frameWithin(double frame) {
-    constexpr double LAST = 1e9;
-    return std::isfinite(frame) ? std::clamp(frame, -LAST, LAST) : 0.0;
-}
-
 class Render {
   public:
     Render(OfxImageEffectHandle instance, InstanceRecord& record, const PropertySet& inArgs)
@@ -165,9 +159,10 @@ class Render {
     }
 
     void setFrames(const FrameSpan& span) {
-        m_effect.firstFrame = frameWithin(span.first);
-        m_effect.lastFrame = frameWithin(span.last);
-        m_effect.currentFrame = frameWithin(span.current);
+        const FrameSpan sound = withinInteger(span);
+        m_effect.firstFrame = sound.first;
+        m_effect.lastFrame = sound.last;
+        m_effect.currentFrame = sound.current;
     }
 
     // ---- The images
@@ -293,7 +288,9 @@ class Render {
         const ImagePtr source(m_effect.doAlpha ? nullptr : made(image_duplicate(m_info.primary()->image.get())));
         m_effect.ProcessFrame();
         K7Image* result = m_info.output.image.get();
-        if (source && result) image_copy_channels(source.get(), result, ALPHA);
+        if (!result) return;
+        if (source) image_copy_channels(source.get(), result, ALPHA);
+        result->stats_valid = 0;
     }
 
     bool storeOutput() {

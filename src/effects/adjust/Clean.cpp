@@ -3,14 +3,6 @@
 #include "imagelib/imagelib_median.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
-namespace {
-
-bool is_picture(const K7Image* image) {
-    return image && image->pixels && image->channels == 4 && image->sample_type == SAMPLE_F32;
-}
-
-}  // namespace
-
 CleanInfo::CleanInfo() {
     ghost({&XRad}, DoRGB, isOn);
     ghost({&XRadR, &XRadG, &XRadB, &XRadA}, DoRGB, isOff);
@@ -44,14 +36,11 @@ void Clean::ControlChanged(ControlK7& control) {
 void Clean::ProcessFrame() {
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
-    if (!is_picture(source) || !is_picture(result)) return;
-    if (source->width != result->width || source->height != result->height) return;
     const StageTimer timer("Clean (CPU)");
     MedianRadii radii[4];
     for (int c = 0; c < 4; ++c) {
         const Radii& pair = pairs[DoRGB.value ? 1 + c : 0];
         radii[c] = {pair.x.value, DoSync.value ? pair.x.value : pair.y.value};
     }
-    if (!image_window_median(source, result, radii, [this] { return abortRequested() != 0; })) return;
-    if (!doAlpha) image_copy_channels(source, result, 8);
+    image_window_median(source, result, radii, [this] { return abortRequested() != 0; });
 }

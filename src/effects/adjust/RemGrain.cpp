@@ -15,10 +15,6 @@ constexpr float EDGE_BLUR = 3;       // pixels
 constexpr float BLUR_UNIT = 0.025f;  // pixels
 constexpr float SHARP_UNIT = 0.01f;
 
-bool is_picture(const K7Image* image) {
-    return image && image->pixels && image->channels == 4 && image->sample_type == SAMPLE_F32;
-}
-
 // False when there is no memory.
 bool find_edges(const K7Image& picture, K7Image& edges) {
     const RemGrainKernels& table = rem_grain_kernels();
@@ -92,8 +88,6 @@ RemGrainInfo::RemGrainInfo() {
 void RemGrain::ProcessFrame() {
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
-    if (!is_picture(source) || !is_picture(result)) return;
-    if (source->width != result->width || source->height != result->height) return;
     const StageTimer timer("RemGrain (CPU)");
     image_copy(source, result);
     const Box part = box(*source);
@@ -108,7 +102,6 @@ void RemGrain::ProcessFrame() {
         if (!cleaned || !clean(*inside, *cleaned)) return;
         paste(*cleaned, *result, part.left, part.bottom);
     }
-    result->stats_valid = 0;
 }
 
 // `picture` begins as a copy of the source. False when there is no memory.
@@ -127,7 +120,7 @@ bool RemGrain::clean(const K7Image& source, K7Image& picture) const {
         mix.from_source[i] = c == 3 ? -1 : 0;
     }
     mix_edges(mix, source, *edges, picture);
-    return !Mode.value || image_select_channel(&picture, &picture, std::clamp(RGBEx.value - 1, 0, 2));
+    return !Mode.value || image_select_channel(&picture, &picture, RGBEx.value - 1);
 }
 
 RemGrain::Box RemGrain::box(const K7Image& picture) const {
@@ -140,7 +133,7 @@ RemGrain::Box RemGrain::box(const K7Image& picture) const {
 }
 
 int RemGrain::shownColours() const {
-    if (Mode.value) return 1 << std::clamp(RGBEx.value - 1, 0, 2);
+    if (Mode.value) return 1 << (RGBEx.value - 1);
     int shown = 0;
     for (int c = 0; c < 3; ++c) shown |= colours[c].on.value << c;
     return shown;

@@ -24,7 +24,6 @@ WindowSize extremeWindow(int size, const K7Image& output) {
 }
 
 void spreadExtreme(Extreme extreme, const ExtremeControls& controls, const K7Image* input, K7Image* output) {
-    if (!input || !output) return;
     WindowSize windows[4];
     const ChannelSizeControls& channels = controls.channels;
     if (channels.split.value) {

@@ -10,7 +10,6 @@
 void CrashZoom::ProcessFrame() {
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
-    if (!source || !result) return;
     const float width = result->width, height = result->height;
     constexpr double FARTHEST = 1000.0;  // frames; lines are as long as the centre is far
     const float cx = width * static_cast<float>(std::clamp(Centre.x, -FARTHEST, FARTHEST));

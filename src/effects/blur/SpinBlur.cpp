@@ -12,11 +12,6 @@ constexpr float DEGREE = 0.017453292f;
 constexpr float SLOWEST = -270.0f, FASTEST = 359.0f;  // degrees
 constexpr int DASHES = 10, CHORDS = 4;                // of a soft ring of the overlay, and of each of its dashes
 
-bool is_picture(const K7Image* image) {
-    return image && image->pixels && image->channels == 4 && image->sample_type == SAMPLE_F32;
-}
-bool same_size(const K7Image& a, const K7Image& b) { return a.width == b.width && a.height == b.height; }
-
 ArcProfile profile_of(int style) {
     switch (style) {
         case SpinBlurInfo::Fade:
@@ -35,14 +30,12 @@ ArcProfile profile_of(int style) {
 void SpinBlur::ProcessFrame() {
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
-    if (!is_picture(source) || !is_picture(result) || !same_size(*source, *result)) return;
     const float mix = std::clamp(static_cast<float>(Blend.value) * 0.01f, 0.0f, 1.0f);
     if (mix == 1.0f || !blur(*source, *result)) {
         image_copy(source, result);
     } else if (mix > 0.0f) {
         image_cross_dissolve(result, source, mix);
     }
-    if (!doAlpha) image_copy_channels(source, result, 8);
 }
 
 // Radii are fractions of half the picture's width. False where there is nothing to blur, or no memory.
@@ -61,8 +54,7 @@ bool SpinBlur::blur(const K7Image& source, K7Image& result) const {
                           .soft = (outer - inner) * static_cast<float>(SRadius.value),
                           .exponent = std::max(static_cast<float>(Twirl.value), 0.0f),
                           .invert_matte = InvertMatte.value};
-    const K7Image* amount = matte.image.get();
-    if (!DoMatte.value || !is_picture(amount) || !same_size(*amount, result)) amount = nullptr;
+    const K7Image* amount = DoMatte.value ? matte.image.get() : nullptr;
 
     ImagelibCircles circles(result, static_cast<float>(Centre.x) * width, static_cast<float>(Centre.y) * height);
     if (!unwrap(source, arcs, circles)) return false;

@@ -163,7 +163,7 @@ constexpr std::array<Stop, 6> GLOW_TO_BLACK = {{{-HALO, {0, 0, 0}},
                                                 {0.66, {0.42, 0.08, 0.0}},
                                                 {1.0, {0, 0, 0}}}};
 
-void fillTable(ScorchTable& table, bool toWhite, bool grey, bool alpha) {
+void fillTable(ScorchTable& table, bool toWhite, bool grey) {
     table.first = static_cast<float>(-HALO);
     table.scale = static_cast<float>(SCORCH_ENTRIES / (1.0 + HALO));
     table.grey = grey;
@@ -171,8 +171,7 @@ void fillTable(ScorchTable& table, bool toWhite, bool grey, bool alpha) {
         const double depth = -HALO + i * (1.0 + HALO) / SCORCH_ENTRIES;
         const Rgb keep = along(EMULSION, depth), add = along(toWhite ? GLOW_TO_WHITE : GLOW_TO_BLACK, depth);
         const double gone = std::clamp(depth, 0.0, 1.0), there = i < SCORCH_ENTRIES ? 1.0 : 0.0;
-        double entry[8] = {keep.r, keep.g, keep.b, 0.0, add.r, add.g, add.b, 0.0};
-        if (alpha) entry[3] = there, entry[7] = toWhite ? gone : -gone * there;
+        const double entry[8] = {keep.r, keep.g, keep.b, there, add.r, add.g, add.b, toWhite ? gone : -gone * there};
         std::copy_n(entry, 8, table.values[i]);
     }
 }
@@ -255,7 +254,7 @@ void Burn::burnHole(K7Image& picture, double progress) {
     const ImagelibPyramid film(&picture, KERNEL_BSPLINE, EDGE_MIRROR, true, true);
     if (!film.valid()) return;
     ScorchTable table;
-    fillTable(table, BurnTo.value == White, FilmType.value == BlackAndWhite, doAlpha);
+    fillTable(table, BurnTo.value == White, FilmType.value == BlackAndWhite);
     const bool fromRight = Direction.value == BottomRight || Direction.value == TopRight;
     const bool fromTop = Direction.value == TopRight || Direction.value == TopLeft;
     const Melt melt{.film = &film,
@@ -293,17 +292,14 @@ void Burn::grade(K7Image& picture) {
 }
 
 void Burn::ProcessFrame() {
-    K7Image* picture = output.image.get();
-    if (!picture) return;
+    K7Image& picture = *output.image;
     const bool burns = BurnInfo::Burn.value;
     const double burning = currentFrame - Starts.value;
     if (burns && burning > Duration.value) {
         const float remains = BurnTo.value == White ? 1.0F : 0.0F;
-        image_fill(picture, remains);
-        if (!doAlpha) image_copy_channels(input.image.get(), picture, 8);
+        image_fill(&picture, remains);
         return;
     }
-    grade(*picture);
-    if (burns && burning > 0.0) burnHole(*picture, burning / std::max(Duration.value, 1));
-    picture->stats_valid = 0;
+    grade(picture);
+    if (burns && burning > 0.0) burnHole(picture, burning / std::max(Duration.value, 1));
 }

@@ -51,13 +51,11 @@ std::vector<float> wander(const SolidNoise& noise, int path, double frame, doubl
 
 void EdgeLeak::ProcessFrame() {
     K7Image* picture = output.image.get();
-    if (!picture) return;
     const StageTimer timer("EdgeLeak (CPU)");
     const FilmLight light{.thickness = static_cast<float>(ThickE.value * 0.01),
                           .fog = static_cast<float>(FogE.value * 0.01),
                           .negative = NegEdgeON.value,
-                          .use_alpha = Modulate.value,
-                          .do_alpha = doAlpha};
+                          .use_alpha = Modulate.value};
     const double width = picture->width;
     const double bound = limited(WobbleE.value * 0.01 * ThickE.value * 0.01, -FARTHEST, FARTHEST) * width;
     const bool fromRight = DirE.value == FromRight;
@@ -91,7 +89,6 @@ void EdgeLeak::ProcessFrame() {
                                     image_row<float>(picture, y));
         }
     });
-    picture->stats_valid = 0;
 }
 
 // ---- Overlay --------------------------------------------------------------------------------------------------

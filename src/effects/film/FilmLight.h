@@ -10,7 +10,6 @@ struct FilmLight {
     float thickness, fog;
     bool negative;   // the light darkens, as on a negative
     bool use_alpha;  // only where the picture has alpha
-    bool do_alpha;   // the light is added to the alpha too
 };
 
 // A band begins at `low` of the lit value and is at full strength after 1 / inverse_width of it.

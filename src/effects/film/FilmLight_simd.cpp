@@ -44,7 +44,7 @@ static inline Planes exposed(const FilmLight& how, const Planes& film, Added lig
                      film.a};
     const Floats dark = larger(one - luminance_of(film), zero);
     const Floats alpha = film.a + strength * (how.fog + how.thickness) * dark;
-    if (how.do_alpha) result.a = larger(smaller(alpha, one), film.a);
+    result.a = larger(smaller(alpha, one), film.a);
     return result;
 }
 

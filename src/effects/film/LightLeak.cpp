@@ -28,7 +28,7 @@ std::vector<LightSpot> LightLeak::drawSpots(const K7Image& picture) const {
     const double width = picture.width, height = picture.height;
     const auto moment = static_cast<float>(0.5 + STEP * currentFrame);
     std::vector<LightSpot> spots;
-    for (int i = 0; i < std::clamp(LightSpotsB.value, 1, MOST_SPOTS); ++i) {
+    for (int i = 0; i < LightSpotsB.value; ++i) {
         const auto draw = [&](int k, float z) {
             return double(random.noise(3.7F * static_cast<float>(i) + 0.5F, 5.3F * static_cast<float>(k) + 0.5F, z));
         };
@@ -56,13 +56,11 @@ std::vector<LightSpot> LightLeak::drawSpots(const K7Image& picture) const {
 
 void LightLeak::ProcessFrame() {
     K7Image* picture = output.image.get();
-    if (!picture) return;
     const StageTimer timer("LightLeak (CPU)");
     const FilmLight light{.thickness = static_cast<float>(ThickB.value * 0.01),
                           .fog = static_cast<float>(FogB.value * 0.01),
                           .negative = NegBlobON.value,
-                          .use_alpha = Modulate.value,
-                          .do_alpha = doAlpha};
+                          .use_alpha = Modulate.value};
     const std::vector<LightSpot> spots = drawSpots(*picture);
     const LightBand bands[LIGHT_BANDS] = {bandOf(RedSpreadB.value, RedSoftB.value),
                                           bandOf(YellowSpreadB.value, YellowSoftB.value),
@@ -87,5 +85,4 @@ void LightLeak::ProcessFrame() {
             if (from <= to && right >= 0.0F) kernels.light_spots(light, row, from, to, image_row<float>(picture, y));
         }
     });
-    picture->stats_valid = 0;
 }

@@ -29,12 +29,9 @@ std::unique_ptr<float[]> film_table(const InfraRedInfo& info) {
 void InfraRed::ProcessFrame() {
     const StageTimer timer("InfraRed (CPU)");
     const K7Image* back = background.image.get();
-    const K7Image* source = infraRed.image ? infraRed.image.get() : back;
+    const K7Image* source = infraRed.image.get();
     K7Image* result = output.image.get();
-    if (!is_night_picture(back) || !is_night_picture(source) || !is_night_picture(result)) return;
-    if (!same_night_size(*back, *result) || abortRequested()) return;
-
-    const float mix = std::clamp(narrowed(Blend.value) * 0.01f, 0.0f, 1.0f);
+    const float mix = std::clamp(static_cast<float>(Blend.value) * 0.01f, 0.0f, 1.0f);
     if (mix == 1.0f) {
         image_copy(back, result);
     } else {
@@ -42,21 +39,17 @@ void InfraRed::ProcessFrame() {
         if (BW.value) image_select_channel(result, result, LUMINANCE);
         if (mix > 0.0f) image_cross_dissolve(result, back, mix);
     }
-    if (!doAlpha) image_copy_channels(back, result, 8);
 }
 
 // False when the host wants an end, or there is no memory.
-bool InfraRed::expose(const K7Image& clip, K7Image& result) const {
-    const ImagePtr resized = same_night_size(clip, result) ? nullptr : fitted(clip, result);
-    const K7Image& source = resized ? *resized : clip;
+bool InfraRed::expose(const K7Image& source, K7Image& result) const {
     const ImagePtr working = softened(source, Soften.value, Softening.value);
     const auto table = film_table(*this);
-    if (!same_night_size(source, result) || !working || !table) {
+    if (!working || !table) {
         report_no_memory(traits.name);
         return false;
     }
     const NightLookRows& rows = night_look_rows();
-    result.stats_valid = 0;
     return night_rows(*this, result.height, [&](int y) {
         rows.film(table.get(), image_row<float>(&source, y), image_row<float>(working.get(), y),
                   image_row<float>(&result, y), result.width);

@@ -2,16 +2,8 @@
 // end a frame.
 #pragma once
 
-#include <algorithm>
-
 #include "Library2/PluginK7.h"
 #include "effects/night/NightLook_simd.h"
-
-// Limited to what a float can hold; a NaN stays one.
-inline float narrowed(double value) { return static_cast<float>(std::clamp(value, -1e30, 1e30)); }
-
-bool is_night_picture(const K7Image* image);  // float RGBA
-bool same_night_size(const K7Image& a, const K7Image& b);
 
 // `work(y)` for each row, spread over threads, until the host wants the render to end. False when it did.
 template <class Work>
@@ -25,8 +17,5 @@ bool night_rows(const PluginK7& effect, int rows, Work&& work) {
 // The picture that a look reads its colours from: a copy of the source, blurred by `softening` tenths of a pixel at
 // full size. Null when there is no memory.
 ImagePtr softened(const K7Image& source, bool soften, double softening);
-
-// The source in another size.
-ImagePtr fitted(const K7Image& source, const K7Image& layout);
 
 void report_no_memory(const char* effect);

@@ -16,24 +16,25 @@
 namespace {
 
 constexpr double LEAST_CONTRAST = 1e-6;
-constexpr double MOST_FRAMES = 2e9;
 constexpr double FARTHEST = 1e6;  // pixels, that a reticle may lie away or reach
 constexpr double REFERENCE_WIDTH = 1920;
 constexpr double DEFAULT_THICKNESS[3] = {2, 6, 8};  // pixels at the width above
 
-float percent(const FloatControlK7& control) { return narrowed(control.value / 100.0); }
+float percent(const FloatControlK7& control) { return static_cast<float>(control.value / 100.0); }
 
 // A radius given for the full size.
-float scaled(const FloatControlK7& radius, const K7Image& image) { return narrowed(radius.value) / image.unit_scale; }
+float scaled(const FloatControlK7& radius, const K7Image& image) {
+    return static_cast<float>(radius.value) / image.unit_scale;
+}
 
 VignetteShape vignette_of(const NightVisionInfo& info, const K7Image& image) {
     const float width = image.width;
     const bool binocular = info.BorderType.value == NightVisionInfo::Binocular;
     return {.centre_x = width * 0.5f,
             .centre_y = float(image.height) * 0.5f,
-            .offset = binocular ? narrowed(info.Separation.value) * width * 0.25f : 0.0f,
-            .radius = narrowed(info.ClearRad.value) * width * 0.5f,
-            .slope = narrowed((100.0 - info.Softness.value) * 0.5),
+            .offset = binocular ? static_cast<float>(info.Separation.value) * width * 0.25f : 0.0f,
+            .radius = static_cast<float>(info.ClearRad.value) * width * 0.5f,
+            .slope = static_cast<float>((100.0 - info.Softness.value) * 0.5),
             .row_height = 1.0f / image.pixel_aspect};
 }
 
@@ -51,7 +52,7 @@ class Reticle {
         for (int i = 0; i < 3; ++i) {
             thickness[i] = info.UseDef.value ? DEFAULT_THICKNESS[i] * image.width / REFERENCE_WIDTH
                                              : given[i]->value / double(image.unit_scale);
-            sound &= thickness[i] > 0 && thickness[i] < FARTHEST && std::isfinite(m_colour[i]);
+            sound &= thickness[i] > 0 && thickness[i] < FARTHEST;
         }
         if (sound && m_alpha > 0.0f)
             m_shapes = reticle_shapes(info.RetType.value - NightVisionInfo::NoReticle, size, thickness);
@@ -137,11 +138,7 @@ void NightVision::ProcessFrame() {
     const StageTimer timer("NightVision (CPU)");
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
-    if (!is_night_picture(source) || !is_night_picture(result) || !same_night_size(*source, *result)) return;
-    if (abortRequested()) return;
-    result->stats_valid = 0;
-    if (!develop(*source, *result) || !addGrain(*result) || !frame(*result)) return;
-    if (!doAlpha) image_copy_channels(source, result, 8);
+    if (develop(*source, *result) && addGrain(*result)) frame(*result);
 }
 
 // Response, defocus, tint and highlights. Row passes that follow each other go over a row together while it is in the
@@ -185,8 +182,7 @@ bool NightVision::develop(const K7Image& source, K7Image& result) {
 
 bool NightVision::addGrain(K7Image& result) {
     if (!DoGrain.value || GrainSize.value <= 0) return true;
-    const double frame = std::isfinite(currentFrame) ? std::clamp(currentFrame + 0.5, -MOST_FRAMES, MOST_FRAMES) : 0.0;
-    const NightGrain recipe{.seed = static_cast<unsigned>(static_cast<int>(frame)),
+    const NightGrain recipe{.seed = static_cast<unsigned>(static_cast<int>(currentFrame + 0.5)),
                             .amount = percent(Grain),
                             .size = std::min(GrainSize.value, NightGrain::LARGEST),
                             .picture = LumBias.value ? &result : nullptr};
@@ -202,14 +198,14 @@ bool NightVision::addGrain(K7Image& result) {
 }
 
 // Border and reticle.
-bool NightVision::frame(K7Image& result) {
+void NightVision::frame(K7Image& result) {
     if (DoBorder.value) {
         Trace(TRACE_DEBUG, "Q_NightVision: image aspect %f\n", double(result.pixel_aspect));
         const VignetteShape vignette = vignette_of(*this, result);
-        if (!image_vignette(&result, vignette, [this] { return abortRequested() != 0; })) return false;
+        if (!image_vignette(&result, vignette, [this] { return abortRequested() != 0; })) return;
     }
     const Reticle reticle(*this, result);
-    if (!reticle.visible()) return true;
+    if (!reticle.visible()) return;
     std::atomic<bool> complete{true};
     for_rows_float(result.height, [&](int first, int last) {
         const std::unique_ptr<float[]> coverage(new (std::nothrow) float[result.width]());
@@ -218,5 +214,4 @@ bool NightVision::frame(K7Image& result) {
             reticle.draw(y, image_row<float>(&result, y), result.width, coverage.get());
     });
     if (!complete) report_no_memory(traits.name);
-    return complete && !abortRequested();
 }

@@ -136,7 +136,7 @@ class NightVision final : public Effect<NightVisionInfo> {
     // Each false when the host wants an end, or there is no memory.
     bool develop(const K7Image& source, K7Image& result);
     bool addGrain(K7Image& result);
-    bool frame(K7Image& result);
+    void frame(K7Image& result);
 
     PowerTable m_powers;
 };

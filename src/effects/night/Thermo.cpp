@@ -33,17 +33,13 @@ void Thermo::ProcessFrame() {
     const StageTimer timer("Thermo (CPU)");
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
-    if (!is_night_picture(source) || !is_night_picture(result) || !same_night_size(*source, *result)) return;
-    if (abortRequested()) return;
-
-    const float mix = std::clamp(narrowed(Blend.value / 100.0), 0.0f, 1.0f);
+    const float mix = std::clamp(static_cast<float>(Blend.value / 100.0), 0.0f, 1.0f);
     if (mix == 1.0f) {
         image_copy(source, result);
     } else {
         if (!image_heat(*source, *result)) return;
         if (mix > 0.0f) image_cross_dissolve(result, source, mix);
     }
-    if (!doAlpha) image_copy_channels(source, result, 8);
 }
 
 // The colour of each brightness: gamma, both curves and the turn around the colour circle in one look-up.
@@ -73,9 +69,8 @@ bool Thermo::image_heat(const K7Image& source, K7Image& result) {
         report_no_memory(traits.name);
         return false;
     }
-    const float boost = narrowed(LuminanceBoost.value / 100.0);
+    const float boost = static_cast<float>(LuminanceBoost.value / 100.0);
     const NightLookRows& rows = night_look_rows();
-    result.stats_valid = 0;
     return night_rows(*this, result.height, [&](int y) {
         rows.palette(table.get(), boost, image_row<float>(&source, y), image_row<float>(working.get(), y),
                      image_row<float>(&result, y), result.width);

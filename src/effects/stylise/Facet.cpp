@@ -12,11 +12,6 @@ namespace {
 
 constexpr int LARGEST_SIZE = 2 * WINDOW_MODE_MOST_HALF + 1;  // pixels; the largest radius comes to 31 at full scale
 
-bool is_picture(const K7Image* image) {
-    return image && image->pixels && image->channels == 4 && image->sample_type == SAMPLE_F32;
-}
-bool same_size(const K7Image& a, const K7Image& b) { return a.width == b.width && a.height == b.height; }
-
 int half_of(int size) { return std::max(size / 2, 1); }
 
 }  // namespace
@@ -24,9 +19,9 @@ int half_of(int size) { return std::max(size / 2, 1); }
 // Sizes in pixels of the image as it is; odd windows of twice the half size and one pixel come of them.
 Facet::Window Facet::window(const K7Image& source) const {
     const auto whole = [](double size) {
-        return static_cast<int>(std::clamp(std::isnan(size) ? 1.0 : size, -double{LARGEST_SIZE}, double{LARGEST_SIZE}));
+        return static_cast<int>(std::clamp(size, -double{LARGEST_SIZE}, double{LARGEST_SIZE}));
     };
-    const double scale = source.unit_scale > 0.0f ? double{source.unit_scale} : 1.0;
+    const double scale = double{source.unit_scale};
     const int x = whole(XRad.value / scale + 1.0);
     const double aspect = double{source.pixel_width} / double{source.pixel_height};
     return {x, DoSync.value ? whole(x * aspect + 0.5) : whole(YRad.value / scale + 1.0)};
@@ -35,13 +30,11 @@ Facet::Window Facet::window(const K7Image& source) const {
 void Facet::ProcessFrame() {
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
-    if (!is_picture(source) || !is_picture(result) || !same_size(*source, *result)) return;
     const StageTimer timer("Facet (CPU)");
     const auto [x, y] = window(*source);
     const bool nothing = x == 0 && y == 0;
     if (nothing || !image_window_mode(source, result, half_of(x), half_of(y))) image_copy(source, result);
     applyMatte(*source, *result);
-    if (!doAlpha) image_copy_channels(source, result, 8);
 }
 
 // Use Mask mixes the facets into the source by the matte's luminance, Composite puts the picture over the source with
@@ -49,7 +42,6 @@ void Facet::ProcessFrame() {
 void Facet::applyMatte(const K7Image& source, K7Image& result) {
     if (!DoMask.value && !DoComp.value) return;
     K7Image* mask = matte.image.get();
-    if (!is_picture(mask) || !same_size(*mask, result)) return;
     image_luminance_in_place(mask, DoMask.value && InvertMask.value);
     if (DoMask.value) {
         for_rows_float(result.height, [&](int first, int last) {

@@ -11,11 +11,6 @@
 namespace {
 
 constexpr double SECRET_END = 10000.0;  // where the counter behind the restart button begins again
-constexpr double MOST_FRAMES = 1e9;
-
-bool is_picture(const K7Image* image) {
-    return image && image->pixels && image->channels == 4 && image->sample_type == SAMPLE_F32;
-}
 
 void premultiply(K7Image& image) {
     for_rows_float(image.height, [&](int first, int last) {
@@ -25,10 +20,7 @@ void premultiply(K7Image& image) {
                 for (int c = 0; c < 3; ++c) pixel[c] *= pixel[3];
         }
     });
-    image.stats_valid = 0;
 }
-
-int limited(const IntegerControlK7& control) { return std::clamp(control.value, control.min(), control.max()); }
 
 // The frame that leaves the window of so many frames when this one enters it.
 int oldest_frame(int frame, int length, int first) { return std::max(frame - length, first); }
@@ -43,17 +35,13 @@ int times_in_window(int frame, int newest, int length, int first) {
 
 // ---- Frames ---------------------------------------------------------------------------------------------------
 
-int TrailAverage::frameNumber(double frame) {
-    return std::isnan(frame) ? 0 : static_cast<int>(std::clamp(frame, -MOST_FRAMES, MOST_FRAMES));
-}
-
 TrailAverage::Settings TrailAverage::settings(const TrailAverageInfo& from) {
     Settings now;
-    now.style = std::clamp<int>(from.DoStyle.value, Straight, BoostBright);
+    now.style = from.DoStyle.value;
     if (now.style == StaggerRGB)
-        now.lengths = {limited(from.EnduranceR), limited(from.EnduranceG), limited(from.EnduranceB)};
+        now.lengths = {from.EnduranceR.value, from.EnduranceG.value, from.EnduranceB.value};
     else
-        now.lengths = {limited(from.Endurance), limited(from.Endurance), limited(from.Endurance)};
+        now.lengths = {from.Endurance.value, from.Endurance.value, from.Endurance.value};
     if (now.style == BoostBright) now.boost = from.LumBoost.value;
     now.usesMatte = from.MatteShuffle.value || from.MattePreMultiply.value;
     now.premultiplies = from.MattePreMultiply.value;
@@ -62,7 +50,7 @@ TrailAverage::Settings TrailAverage::settings(const TrailAverageInfo& from) {
 
 // The frame itself, then those that leave the sums, the oldest last: hosts are told of the range between the two ends.
 void TrailAverage::FramePrepare(TrailAverageInfo& plan, const FrameSpan& frames) const {
-    const int frame = frameNumber(frames.current), begins = m_first_of_run;
+    const int frame = static_cast<int>(frames.current), begins = m_first_of_run;
     const TrailLengths lengths = settings(plan).lengths;
     int oldest[] = {oldest_frame(frame, lengths.red, begins), oldest_frame(frame, lengths.green, begins),
                     oldest_frame(frame, lengths.blue, begins)};
@@ -164,14 +152,10 @@ bool TrailAverage::sumAgain(const K7Image& newest, int frame, const Settings& no
 
 void TrailAverage::ProcessFrame() {
     K7Image *source = input.image.get(), *result = output.image.get();
-    if (!is_picture(source) || !is_picture(result) || source->width != result->width ||
-        source->height != result->height || abortRequested())
-        return;
     const StageTimer timer("TrailAverage (CPU)");
-    const int frame = frameNumber(currentFrame);
+    const int frame = static_cast<int>(currentFrame);
     const Settings now = settings(*this);
-    const bool ownMatte = !is_picture(matte.image.get()) || !image_same_layout(matte.image.get(), source);
-    ImagePtr changed = prepared(*source, ownMatte ? *source : *matte.image, now);
+    ImagePtr changed = prepared(*source, *matte.image, now);
     const K7Image& newest = changed ? *changed : *source;
 
     if (m_restart_asked.exchange(false)) m_begun = false;
@@ -193,23 +177,19 @@ void TrailAverage::ProcessFrame() {
     m_run.last = frame;
     m_run.settings = now;
     if (now.style == BoostBright) image_yuv_curve_to_rgb(result, result, static_cast<float>(now.boost));
-    finish(*source, *result);
+    finish(*result);
     // The frame is ours from here on.
     m_newest = changed ? std::move(changed) : std::move(input.image);
 }
 
-void TrailAverage::finish(const K7Image& source, K7Image& result) {
+void TrailAverage::finish(K7Image& result) {
     if (DoBlur.value && Blur.value > 0.0) {
-        const float radius = static_cast<float>(Blur.value) / (source.unit_scale > 0.0f ? source.unit_scale : 1.0f);
+        const float radius = static_cast<float>(Blur.value) / result.unit_scale;
         if (!image_gaussian_blur(&result, radius, radius, 15))
             return Trace(TRACE_ERROR, "image_gaussian_blur() failed!\n");
     }
-    if (DoComp.value) {
-        const K7Image* under = background.image.get();
-        if (!is_picture(under) || !image_same_layout(under, &result)) under = &source;
-        image_composite(&result, &result, COMPOSITE_OVER, under, PreMultiply.value, -1, -1, -1, -1);
-    }
-    if (!doAlpha) image_copy_channels(&source, &result, 8);
+    if (DoComp.value)
+        image_composite(&result, &result, COMPOSITE_OVER, background.image.get(), PreMultiply.value, -1, -1, -1, -1);
 }
 
 // ---- The button -----------------------------------------------------------------------------------------------

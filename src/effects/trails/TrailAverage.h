@@ -104,7 +104,6 @@ class TrailAverage final : public Effect<TrailAverageInfo> {
         Settings settings;
     };
 
-    static int frameNumber(double frame);
     static Settings settings(const TrailAverageInfo& from);
     bool mustRestart(int frame, const K7Image& source) const;
 
@@ -115,7 +114,7 @@ class TrailAverage final : public Effect<TrailAverageInfo> {
 
     ImagePtr prepared(const K7Image& frame, const K7Image& matteImage, const Settings& now) const;
     ImagePtr pastFrame(int frame, const K7Image& layout, const Settings& now);
-    void finish(const K7Image& source, K7Image& result);
+    void finish(K7Image& result);
 
     std::atomic<bool> m_restart_asked = false;
     std::atomic<int> m_first_of_run = 0;  // for FramePrepare, which can be asked while a render runs

@@ -125,7 +125,6 @@ void TrailSums::step(const K7Image* const (&oldest)[3], const K7Image& newest, c
                 step_apart(row(y), out, in, shares, image_row<float>(&average, y), m_width);
         }
     });
-    average.stats_valid = 0;
 }
 
 void TrailSums::average(const TrailLengths& lengths, K7Image& average) const {
@@ -141,5 +140,4 @@ void TrailSums::average(const TrailLengths& lengths, K7Image& average) const {
                     simd::store(to + 4 * x, PixelSums::load(sums + APART * x).averages(shares));
         }
     });
-    average.stats_valid = 0;
 }

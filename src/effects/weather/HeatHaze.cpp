@@ -76,9 +76,8 @@ class Refraction {
 void HeatHaze::ProcessFrame() {
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
-    if (!source || !result) return;
     const ImagePtr heat = heatMap(*source);
-    if (!heat || host_wants_abort(this)) return;
+    if (!heat || abortRequested()) return;
     if (DispType.value == HeatMap) {
         constexpr bool NORMALISE = true;
         constexpr int LAST_CHANNEL_FOR_ALL = 1;

@@ -86,7 +86,7 @@ void Smoke::show(SmokeParticle& p) {
 
 void Smoke::background() {
     WeatherEffect::background();
-    if (BlackBG.value && input.image) image_clear(input.image.get());
+    if (BlackBG.value) image_clear(input.image.get());
 }
 
 namespace {
@@ -134,5 +134,4 @@ void Smoke::paint(K7Image& result) {
             for (int c = 0; c < 4; ++c) row[c] = over[c] + through * row[c];
         }
     });
-    result.stats_valid = 0;
 }

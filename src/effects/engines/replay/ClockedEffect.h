@@ -2,8 +2,7 @@
 // What is simulated, particles or the grids of a solver, is the effect's own.
 //
 // A frame goes this way: background(); nothing more before the first frame. Then the clock runs the simulation up to
-// the frame plus the pre-roll, and finish() draws what the last step collected. Where the source's alpha is wanted, it
-// is copied to the result.
+// the frame plus the pre-roll, and finish() draws what the last step collected.
 //
 // The clock asks readControls() for a fingerprint of all that steers steps, and calls begin(), advance() and state().
 // Numbers that only drawing needs are drawn from drawRandom(), which is seeded for each frame: silent steps leave
@@ -97,11 +96,8 @@ class ClockedEffect : public Effect<Info>, protected ClockedSimulation {
 template <class Info>
 void ClockedEffect<Info>::ProcessFrame() {
     K7Image* result = this->output.image.get();
-    if (!result || result->channels != 4 || result->sample_type != SAMPLE_F32 || this->abortRequested()) return;
-    constexpr double LAST = 1e9;
     constexpr int LONGEST_PRE_ROLL = 999999;
-    const double shown = std::floor(this->currentFrame);
-    const int frame_number = std::isfinite(shown) ? static_cast<int>(std::clamp(shown, -LAST, LAST)) : 0;
+    const int frame_number = static_cast<int>(std::floor(this->currentFrame));
     background();
     const SimulationTiming when = timing();
     if (frame_number < when.start) return;
@@ -118,7 +114,6 @@ void ClockedEffect<Info>::ProcessFrame() {
                                            .inputs = steeringPictures()});
     if (drawn) finish(*result);
     if (m_parameters_moved) this->fetchParametersAt(this->currentFrame);
-    if (!this->doAlpha) image_copy_channels(this->primary()->image.get(), result, 8);
 }
 
 // Frames of the simulation run ahead of the host's by the pre-roll; parameters are those that the host shows then.
