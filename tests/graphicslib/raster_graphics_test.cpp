@@ -49,11 +49,16 @@ double alpha_sum(const K7Image* image) {
     return sum;
 }
 
-float largest_alpha(const K7Image* image) {
-    float largest = 0;
-    for (int y = 0; y < image->height; ++y)
-        for (int x = 0; x < image->width; ++x) largest = std::max(largest, image_get_sample(image, x, y, 3));
-    return largest;
+ImagePtr rendered(RasterGraphics& graphics) {
+    EXPECT_TRUE(graphics.render_list());
+    return ImagePtr(image_duplicate(graphics.target()));
+}
+
+// One sample a pixel, so that coverage is exact.
+void prepare_exact(RasterGraphics& graphics, int width, int height) {
+    prepare(graphics, width, height);
+    graphics.set_samples_per_side(1);
+    graphics.set_polygon_mode(PolygonRasterizer::EXACT);
 }
 
 // Something of everything: thick, hairline, translucent, discs, crossing and leaving the picture; unless `level`, also
@@ -94,8 +99,7 @@ ImagePtr picture(int width, int height, int bands, int samples, int mode) {
     graphics.set_polygon_mode(mode);
     draw_scene(graphics, width, height);
     graphics.leave_pixel_space();
-    EXPECT_TRUE(graphics.render_list());
-    return ImagePtr(image_duplicate(graphics.target()));
+    return rendered(graphics);
 }
 
 TEST(RasterGraphics, TheBitsDependOnNeitherBandsNorThreadsNorInstructionSet) {
@@ -103,7 +107,7 @@ TEST(RasterGraphics, TheBitsDependOnNeitherBandsNorThreadsNorInstructionSet) {
         for (const int samples : {1, 3})
             for (const int mode : {PolygonRasterizer::PLAIN, PolygonRasterizer::EXACT}) {
                 const ImagePtr one = picture(width, height, 1, samples, mode);
-                EXPECT_GT(largest_alpha(one.get()), 0.2F);
+                EXPECT_GT(alpha_sum(one.get()), 2);
                 const ImagePtr many = same_bits_everywhere([&] { return picture(width, height, 7, samples, mode); });
                 EXPECT_TRUE(same_pixels(one.get(), many.get()));
             }
@@ -113,7 +117,7 @@ TEST(RasterGraphics, TheBitsDependOnNeitherBandsNorThreadsNorInstructionSet) {
 // brings the test back and must change nothing.
 TEST(RasterGraphics, LevelScenesNeedNoDepths) {
     for (const int mode : {PolygonRasterizer::PLAIN, PolygonRasterizer::EXACT}) {
-        std::vector<float> pictures[2];
+        ImagePtr pictures[2];
         for (const bool tested : {false, true}) {
             RasterGraphics graphics;
             prepare(graphics, 120, 90);
@@ -127,12 +131,10 @@ TEST(RasterGraphics, LevelScenesNeedNoDepths) {
             const DisplayNode* node = graphics.list_head();
             while (node && node->level) node = node->next;
             ASSERT_EQ(node != nullptr, tested);
-            ASSERT_TRUE(graphics.render_list());
-            const float* pixels = image_row<float>(graphics.target(), 0);
-            pictures[tested].assign(pixels, pixels + 4 * 120 * 90);
+            pictures[tested] = rendered(graphics);
         }
-        EXPECT_TRUE(pictures[0] == pictures[1]);
-        EXPECT_GT(*std::max_element(pictures[0].begin(), pictures[0].end()), 0.2F);
+        EXPECT_TRUE(same_pixels(pictures[0].get(), pictures[1].get()));
+        EXPECT_GT(alpha_sum(pictures[0].get()), 100);
     }
 }
 
@@ -178,7 +180,7 @@ TEST(RasterGraphics, ShadersSeeTheFragmentsThatTheDefaultBlends) {
     };
     int calls = 0;
     for (const int mode : {PolygonRasterizer::PLAIN, PolygonRasterizer::EXACT}) {
-        std::vector<float> pictures[2];
+        ImagePtr pictures[2];
         for (const bool shaded : {false, true}) {
             RasterGraphics graphics;
             prepare(graphics, 120, 90);
@@ -190,87 +192,57 @@ TEST(RasterGraphics, ShadersSeeTheFragmentsThatTheDefaultBlends) {
             }
             graphics.set_material(7);
             draw_scene(graphics, 120, 90);
-            ASSERT_TRUE(graphics.render_list());
-            const float* pixels = image_row<float>(graphics.target(), 0);
-            pictures[shaded].assign(pixels, pixels + 4 * 120 * 90);
+            pictures[shaded] = rendered(graphics);
         }
-        for (std::size_t i = 0; i < pictures[0].size(); ++i) ASSERT_NEAR(pictures[0][i], pictures[1][i], 1e-6F);
+        for (int i = 0; i < 4 * 120 * 90; ++i)
+            ASSERT_NEAR(image_row<float>(pictures[0].get(), 0)[i], image_row<float>(pictures[1].get(), 0)[i], 1e-6F);
     }
     EXPECT_GT(calls, 1000);
 }
 
-// x = 0 to W - 1 becomes 0 to W pixels, so lengths are W / (W - 1) longer.
-TEST(Strokes, JoinsAreMitredAndDoNotDarkenTranslucentInk) {
-    constexpr int W = 200, H = 200;
-    const float scale = W / (W - 1.0F);
-    const GraphicsColour half{1, 1, 1, 0.5F};
-    for (const bool left : {false, true}) {
-        const float end = left ? 150 : 30;
+// x = 0 to 199 becomes 0 to 200 pixels, so lengths are SCALE longer.
+TEST(Strokes, AreInkedOnceWithMitredJoins) {
+    constexpr float SCALE = 200 / 199.0F;
+    struct Case {
+        float width;
+        std::vector<Point> points;
+        bool closed;
+        double ink, tolerance;
+    };
+    // Of two arms the corner square counts once: its outer half is the mitre. Of a ring all four corners are filled;
+    // pixels on the lines between pieces mix their shares.
+    const Case cases[] = {{10, {{40, 90}, {120, 90}, {120, 30}}, false, 10 * (80 + 60), 2},
+                          {10, {{40, 90}, {120, 90}, {120, 150}}, false, 10 * (80 + 60), 2},
+                          {6, {{50, 50}, {150, 50}, {150, 150}, {50, 150}}, true, 6 * 400, 16},
+                          {5, {{10, 20}, {80, 20}}, true, 5 * 70, 4},
+                          {0, {{10, 20}, {80, 20}}, true, 70, 1},
+                          {10, {{10, 10}}, false, 0, 0},
+                          {10, {}, false, 0, 0}};
+    for (const Case& test : cases) {
+        SCOPED_TRACE(&test - cases);
         RasterGraphics graphics;
-        prepare(graphics, W, H);
-        graphics.set_samples_per_side(1);
-        graphics.set_polygon_mode(PolygonRasterizer::EXACT);
-        graphics.set_line_width(width_of(10, W, H));
-        stroke(graphics, half, {{40, 90}, {120, 90}, {120, end}});
-        ASSERT_TRUE(graphics.render_list());
-        // Two arms of 80 and 60, the corner square counted once: its outer half is the mitre.
-        EXPECT_NEAR(alpha_sum(graphics.target()), 0.5 * 10 * scale * (80 + 60), 1);
-        const float corner = 120 * scale, y = 90 * scale;
-        EXPECT_NEAR(image_get_sample(graphics.target(), int(corner + 4), int(y + (left ? -2 : 2)), 3), 0.5F, 1e-4F);
-        EXPECT_EQ(image_get_sample(graphics.target(), int(corner + 7), int(y), 3), 0);
-        for (int py = 0; py < H; ++py)
-            for (int px = 0; px < W; ++px) {
+        prepare_exact(graphics, 200, 200);
+        graphics.set_line_width(width_of(test.width, 200, 200));
+        stroke(graphics, {1, 1, 1, 0.5F}, test.points, test.closed);
+        const ImagePtr image = rendered(graphics);
+        EXPECT_NEAR(2 * alpha_sum(image.get()), test.ink * SCALE, test.tolerance);
+        for (int y = 0; y < 200; ++y)
+            for (int x = 0; x < 200; ++x) {
                 // Whole pixels are inked once; those that two pieces share keep within what rounding up may add.
-                ASSERT_LE(image_get_sample(graphics.target(), px, py, 3), 0.5001F) << px << ", " << py;
+                ASSERT_LE(image_get_sample(image.get(), x, y, 3), 0.505F) << x << ", " << y;
             }
+        if (test.width < 10 || test.points.size() < 2) continue;
+        const int corner = int(120 * SCALE), inner = test.points[2].y > 90 ? -2 : 2;
+        EXPECT_NEAR(image_get_sample(image.get(), corner + 4, int(90 * SCALE + float(inner)), 3), 0.5F, 1e-4F);
+        EXPECT_EQ(image_get_sample(image.get(), corner + 7, int(90 * SCALE), 3), 0);
     }
-}
-
-TEST(Strokes, RingsCloseAndSharpTurnsAreBevelled) {
-    constexpr int W = 200, H = 200;
-    constexpr float SCALE = W / (W - 1.0F);
-    for (const bool ring : {true, false}) {
-        RasterGraphics graphics;
-        prepare(graphics, W, H);
-        graphics.set_samples_per_side(1);
-        graphics.set_polygon_mode(PolygonRasterizer::EXACT);
-        graphics.set_line_width(width_of(6, W, H));
-        if (ring)
-            stroke(graphics, RED, {{50, 50}, {150, 50}, {150, 150}, {50, 150}}, true);
-        else
-            stroke(graphics, RED, {{20, 100}, {120, 100}, {20, 104}});  // a mitre would reach far beyond 120
-        ASSERT_TRUE(graphics.render_list());
-        const K7Image* image = graphics.target();
-        if (!ring) {
-            for (int y = 0; y < H; ++y) ASSERT_EQ(image_get_sample(image, 126, y, 3), 0) << y;
-            continue;
-        }
-        // All four corners filled, none twice; the pixels on the lines between pieces mix their shares.
-        EXPECT_NEAR(alpha_sum(image), 400 * SCALE * 6, 8);
-        EXPECT_NEAR(image_get_sample(image, int(50 * SCALE - 2), int(50 * SCALE - 1), 3), 1, 1e-3F);
-    }
-}
-
-TEST(Strokes, OneVertexDrawsNothingTwoAreOpenAndNoWidthIsALine) {
-    for (const float width : {0.05F, 0.0F}) {
-        RasterGraphics graphics;
-        prepare(graphics, 100, 100);
-        graphics.set_samples_per_side(1);
-        graphics.set_line_width(width);
-        stroke(graphics, RED, {{10, 10}});
-        stroke(graphics, RED, {});
-        EXPECT_EQ(graphics.list_count(), 0);
-        EXPECT_TRUE(graphics.render_list());
-        EXPECT_EQ(alpha_sum(graphics.target()), 0);
-        stroke(graphics, RED, {{10, 20}, {80, 20}}, true);
-        ASSERT_EQ(graphics.list_count(), 1);
-        EXPECT_EQ(graphics.list_head()->kind, width > 0 ? DisplayNode::POLYGON : DisplayNode::LINE);
-        ASSERT_TRUE(graphics.render_list());
-        EXPECT_NEAR(alpha_sum(graphics.target()), (width > 0 ? 5 : 1) * 70 * 100 / 99.0, width > 0 ? 2 : 0.5);
-    }
-    RasterGraphics graphics;
-    EXPECT_FALSE(graphics.add_vertex(1, 1));  // no stroke begun
-    EXPECT_FALSE(graphics.end_stroke(false));
+    RasterGraphics spike;
+    prepare_exact(spike, 200, 200);
+    spike.set_line_width(width_of(6, 200, 200));
+    EXPECT_FALSE(spike.add_vertex(1, 1) || spike.end_stroke(false));  // no stroke begun
+    stroke(spike, RED, {{20, 100}, {120, 100}, {20, 104}});           // bevelled: a mitre would reach far beyond 120
+    ASSERT_TRUE(spike.render_list());
+    for (int y = 0; y < 200; ++y) ASSERT_EQ(image_get_sample(spike.target(), 126, y, 3), 0) << y;
 }
 
 TEST(RasterGraphics, NearThingsHideFarOnesInAnyOrder) {
@@ -371,7 +343,7 @@ TEST(RasterGraphics, PolygonsCarryTextureAndNormalInPerspective) {
 
 TEST(RasterGraphics, AFrameAfterAFrameStartsAfresh) {
     RasterGraphics graphics;
-    std::vector<float> first;
+    ImagePtr first;
     for (int frame = 0; frame < 120; ++frame) {  // more often than there are levels on a stack
         prepare(graphics, 40, 30);
         graphics.set_samples_per_side(2);
@@ -379,12 +351,9 @@ TEST(RasterGraphics, AFrameAfterAFrameStartsAfresh) {
         const float y = frame == 1 ? 25.0F : 5.0F;
         stroke(graphics, RED, {{5, y}, {35, y}});
         ASSERT_TRUE(graphics.leave_pixel_space());
-        ASSERT_TRUE(graphics.render_list());
-        const float* pixels = image_row<float>(graphics.target(), 0);
-        if (frame == 0) first.assign(pixels, pixels + 4 * 40 * 30);
-        if (frame > 1) {
-            ASSERT_EQ(std::memcmp(first.data(), pixels, first.size() * sizeof(float)), 0) << frame;
-        }
+        ImagePtr image = rendered(graphics);
+        ASSERT_TRUE(frame < 2 || same_pixels(first.get(), image.get())) << frame;
+        if (frame == 0) first = std::move(image);
     }
     EXPECT_EQ(graphics.stack_depth(GeometricTransform::VIEW), 0);
     EXPECT_EQ(graphics.fit_mode(), 1);
@@ -416,20 +385,10 @@ TEST(RasterGraphics, PerspectiveClipsBehindTheEye) {
     graphics.set_line_width(0);
     stroke(graphics, RED, {{0, 0, 5}, {0, 0.5F, -3}});
     ASSERT_EQ(graphics.list_count(), 1);
-    const DisplayNode* node = graphics.list_head();
-    for (int end = 0; end < 2; ++end) {
-        const float* v = node->vertices + 17 * end;
-        EXPECT_NEAR(v[0], 50, 1e-3F);
-        EXPECT_GE(v[1], 50);
-        EXPECT_LE(v[1], 100);
-        EXPECT_GE(v[2], -1.00001F);
-        EXPECT_NEAR(v[RasterGraphics::NORMAL + 2], 1 / v[3], 1e-6F);
-    }
-    EXPECT_NEAR(node->vertices[17 + 1], 50 + 50 * 0.5F / 3, 1e-3F);
-    const float square[12] = {-0.5F, -0.5F, -2, 0.5F, -0.5F, -2, 3.0F, 2.0F, -2, -0.5F, 0.5F, -2};
-    EXPECT_TRUE(graphics.add_polygon(4, square));
-    EXPECT_EQ(graphics.list_count(), 2);
-    EXPECT_FALSE(graphics.add_polygon(2, square));
+    const float* v = graphics.list_head()->vertices;
+    EXPECT_TRUE(v[1] >= 50 && v[1] <= 100 && v[2] >= -1.00001F);
+    EXPECT_NEAR(v[17], 50, 1e-3F);
+    EXPECT_NEAR(v[17 + 1], 50 + 50 * 0.5F / 3, 1e-3F);
 }
 
 TEST(RasterGraphics, HostileInputIsRefusedOrDropped) {

@@ -56,37 +56,35 @@ class Recorder : public ExactPoly {
     double sum = 0;
 };
 
-TEST(ClipHalfPlane, KeepsTheInsideAndCutsTheCrossingEdges) {
-    const ClipPolygon triangle = polygon_of({{0, 0}, {4, 0}, {0, 4}});
-    ClipPolygon out;
-    clip_half_plane(triangle, out, 1, -1.0f, -2.0f);  // y >= 2
-    ASSERT_EQ(out.count, 3);
-    EXPECT_FLOAT_EQ(float(shoelace(out)), 2.0f);
-    clip_half_plane(triangle, out, 1, 1.0f, -1.0f);  // y <= -1
-    EXPECT_EQ(out.count, 0);
-    clip_half_plane(triangle, out, 0, 1.0f, 4.0f);  // touching counts as inside
-    EXPECT_EQ(out.count, 3);
-}
-
 TEST(ClipToBox, AnswersInsideClippedAndNothing) {
+    const ClipPolygon triangle = polygon_of({{0, 0}, {4, 0}, {0, 4}});
+    const struct {
+        float sign, limit;
+        double area;
+    } sides[] = {{-1, -2, 2}, {1, -1, 0}, {1, 4, 8}};  // y >= 2, y <= -1, and touching, which is inside
+    for (const auto& side : sides) {
+        ClipPolygon out;
+        clip_half_plane(triangle, out, 1, side.sign, side.limit);
+        EXPECT_FLOAT_EQ(float(shoelace(out)), float(side.area));
+        EXPECT_EQ(out.count, side.area > 0 ? 3 : 0);
+    }
+    const struct {
+        ClipPolygon shape;
+        int answer;
+        double area;
+    } cases[] = {{polygon_of({{0, 2}, {10, 2}, {4, 5}}), CLIP_INSIDE, 15},
+                 {polygon_of({{-1, 2}, {-5, 2}, {-3, 20}}), CLIP_NOTHING_LEFT, 0},
+                 {polygon_of({{-4, 4}, {-4, 9}, {2, 9}}), CLIP_NOTHING_LEFT, 0},  // no single side has it all outside
+                 {polygon_of({{0, 0}, {20, 0}, {20, 20}, {0, 20}}), CLIP_CLIPPED, 50},
+                 {polygon_of({{-3, -3}, {20, -3}, {20, 20}, {-3, 20}}), CLIP_CLIPPED, 50},
+                 {polygon_of({{1, 1}, {12, 1}, {1, 4}}), CLIP_CLIPPED, 16.5 - 0.5 * 2 * 6.0 / 11}};
     const ClipBox box = {0, 10, 0, 5};
-    ClipPolygon touching = polygon_of({{0, 2}, {10, 2}, {4, 5}});
-    EXPECT_EQ(clip_to_box(touching, box), CLIP_INSIDE);
-    EXPECT_EQ(touching.count, 3);
-    ClipPolygon left = polygon_of({{-1, 2}, {-5, 2}, {-3, 20}});
-    ClipPolygon past_corner = polygon_of({{-4, 4}, {-4, 9}, {2, 9}});  // no single side has it all outside
-    for (ClipPolygon* shape : {&left, &past_corner}) {
-        EXPECT_EQ(clip_to_box(*shape, box), CLIP_NOTHING_LEFT);
-        EXPECT_EQ(shape->count, 0);
+    for (const auto& test : cases) {
+        ClipPolygon shape = test.shape;
+        EXPECT_EQ(clip_to_box(shape, box), test.answer);
+        EXPECT_NEAR(shoelace(shape), test.area, 1e-5);
+        EXPECT_EQ(shape.count == 0, test.area == 0);
     }
-    for (float offset : {0.0f, -3.0f}) {  // two clips and four
-        ClipPolygon big = polygon_of({{offset, offset}, {20, offset}, {20, 20}, {offset, 20}});
-        EXPECT_EQ(clip_to_box(big, box), CLIP_CLIPPED);
-        EXPECT_FLOAT_EQ(float(shoelace(big)), 50.0f);
-    }
-    ClipPolygon one_side = polygon_of({{1, 1}, {12, 1}, {1, 4}});
-    EXPECT_EQ(clip_to_box(one_side, box), CLIP_CLIPPED);
-    EXPECT_NEAR(shoelace(one_side), 16.5 - 0.5 * 2 * 6.0 / 11, 1e-5);
     for (int count : {0, -5, ClipPolygon::CAPACITY + 1}) {
         ClipPolygon bad, out;
         bad.count = count;

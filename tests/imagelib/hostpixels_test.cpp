@@ -1,25 +1,22 @@
 #include "imagelib/imagelib_hostpixels.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-#include <vector>
-
-#include "k7pi_baselib/cpu.h"
-#include "support/images.h"
-#include "support/row_threads.h"
+#include "pictures.h"
 
 namespace {
 
-constexpr float NaN = std::numeric_limits<float>::quiet_NaN(), INF = std::numeric_limits<float>::infinity();
-constexpr CpuLevel LEVELS[] = {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512};
 const RowRunner ROWS{nullptr,
                      [](void*, RowWorker worker, int rows, void* job) { image_dispatch_rows(worker, rows, job); }};
 
-struct LevelReset {
-    ~LevelReset() { set_cpu_level_limit(CpuLevel::avx512); }
-};
+// Calls check() at every instruction set.
+template <class Check>
+void at_every_level(Check check) {
+    for (const CpuLevel level : {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512}) {
+        SCOPED_TRACE(int(level));
+        set_cpu_level_limit(level);
+        check();
+    }
+    set_cpu_level_limit(CpuLevel::avx512);
+}
 
 template <class Code>
 void check_every_code() {
@@ -30,7 +27,6 @@ void check_every_code() {
     const std::ptrdiff_t row_bytes = 64 * 4 * sizeof(Code);
     const HostPixels host{codes.data(), frame, true, 8 * sizeof(Code), row_bytes};
     const ImagePtr image(make_float_image(host, nullptr, 64, pixels / 64, 1.0, false, 1.0));
-    ASSERT_TRUE(image);
     for (int i = 0; i <= full; ++i)
         ASSERT_EQ(static_cast<const float*>(image->pixels)[i], static_cast<float>(i) / static_cast<float>(full)) << i;
     store_float_image(image.get(), {back.data(), frame, 8 * sizeof(Code), row_bytes}, frame);
@@ -38,52 +34,36 @@ void check_every_code() {
 }
 
 TEST(HostPixels, EveryCodeIsExactAndComesBack) {
-    const LevelReset reset;
-    for (CpuLevel level : LEVELS) {
-        set_cpu_level_limit(level);
-        check_every_code<std::uint8_t>();
-        check_every_code<std::uint16_t>();
-    }
+    at_every_level(check_every_code<std::uint8_t>);
+    at_every_level(check_every_code<std::uint16_t>);
 }
 
-TEST(HostPixels, FloatsAreCleanedOnTheWayIn) {
-    const LevelReset reset;
-    const float in[] = {NaN, INF, -INF, -1.0f, -0.0f, 0.25f, 70000.0f, 3.4e38f, 1e-40f, -NaN, 1.0f, 2.0f};
-    const float out[] = {0, 65504, 0, 0, 0, 0.25f, 70000.0f, 3.4e38f, 1e-40f, 0, 1, 2};
-    for (CpuLevel level : LEVELS) {
-        set_cpu_level_limit(level);
-        const HostPixels host{in, {}, false, 32, sizeof in};
-        const ImagePtr image(make_float_image(host, nullptr, 3, 1, 1.0, false, 1.0));
-        EXPECT_EQ(std::memcmp(image->pixels, out, sizeof out), 0);
-        const ImagePtr dirty = make_image(3, 1, 4, SAMPLE_F32);
-        std::memcpy(dirty->pixels, in, sizeof in);
-        const ImagePtr copy(make_float_image({}, dirty.get(), 3, 1, 1.0, false, 1.0));
-        EXPECT_EQ(std::memcmp(copy->pixels, out, sizeof out), 0);
-    }
-}
-
-TEST(HostPixels, StoringLimitsAndTruncates) {
-    const LevelReset reset;
-    const ImagePtr image = make_image(2, 1, 4, SAMPLE_F32);
-    const float in[] = {0.5f, 1.5f, -1.0f, NaN, INF, -INF, 1e30f, 0.999f};
-    std::memcpy(image->pixels, in, sizeof in);
+TEST(HostPixels, FloatsAreCleanedOnTheWayInAndLimitedAndTruncatedOnTheWayOut) {
+    const float in[] = {NOT_A_NUMBER, ENDLESS, -ENDLESS, -1.0f,         -0.0f, 0.25f,
+                        70000.0f,     3.4e38f, 1e-40f,   -NOT_A_NUMBER, 1.0f,  2.0f};
+    const float cleaned[] = {0, 65504, 0, 0, 0, 0.25f, 70000.0f, 3.4e38f, 1e-40f, 0, 1, 2};
+    const float out[] = {0.5f, 1.5f, -1.0f, NOT_A_NUMBER, ENDLESS, -ENDLESS, 1e30f, 0.999f};
+    const ImagePtr dirty = make_image(3, 1, 4, SAMPLE_F32), image = make_image(2, 1, 4, SAMPLE_F32);
+    std::memcpy(dirty->pixels, in, sizeof in);
+    std::memcpy(image->pixels, out, sizeof out);
     const HostRect frame{0, 0, 2, 1};
-    for (CpuLevel level : LEVELS) {
-        set_cpu_level_limit(level);
+    at_every_level([&] {
+        const ImagePtr from_host(make_float_image({in, {}, false, 32, sizeof in}, nullptr, 3, 1, 1.0, false, 1.0));
+        const ImagePtr copy(make_float_image({}, dirty.get(), 3, 1, 1.0, false, 1.0));
+        EXPECT_EQ(std::memcmp(from_host->pixels, cleaned, sizeof cleaned), 0);
+        EXPECT_EQ(std::memcmp(copy->pixels, cleaned, sizeof cleaned), 0);
         std::uint8_t bytes[8];
         std::uint16_t words[8];
         float floats[8];
         store_float_image(image.get(), {bytes, frame, 8, 8}, frame);
         store_float_image(image.get(), {words, frame, 16, 16}, frame);
         store_float_image(image.get(), {floats, frame, 32, 32}, frame);
-        const int expected_bytes[] = {127, 255, 0, 0, 255, 0, 255, 254};
-        const int expected_words[] = {32767, 65535, 0, 0, 65535, 0, 65535, 65469};
-        for (int i = 0; i < 8; ++i) {
-            EXPECT_EQ(bytes[i], expected_bytes[i]) << i;
-            EXPECT_EQ(words[i], expected_words[i]) << i;
-        }
-        EXPECT_EQ(std::memcmp(floats, in, sizeof in), 0);
-    }
+        const std::uint8_t expected_bytes[] = {127, 255, 0, 0, 255, 0, 255, 254};
+        const std::uint16_t expected_words[] = {32767, 65535, 0, 0, 65535, 0, 65535, 65469};
+        EXPECT_EQ(std::memcmp(bytes, expected_bytes, sizeof bytes), 0);
+        EXPECT_EQ(std::memcmp(words, expected_words, sizeof words), 0);
+        EXPECT_EQ(std::memcmp(floats, out, sizeof out), 0);
+    });
 }
 
 // A host picture of 16-bit codes in memory with padded rows, unaligned, either way up.
@@ -120,33 +100,31 @@ TEST(HostPixels, AnyPlacementStrideAndDirection) {
                                    {0, -8, 10, -2},       {0, 11, 5, 20},   {7, 3, 8, 4}};
     for (const HostRect& bounds : placements) {
         for (bool is_flipped : {false, true}) {
-            HostPicture picture{.bounds = bounds, .is_flipped = is_flipped};
-            picture.set_codes();
-            const HostPixels host{picture.data(), bounds, true, 16, picture.row_bytes()};
+            HostPicture there{.bounds = bounds, .is_flipped = is_flipped};
+            there.set_codes();
+            const HostPixels host{there.data(), bounds, true, 16, there.row_bytes()};
             ImagePtr image = noise_image(WIDTH, HEIGHT, 4, SAMPLE_F32);
             ASSERT_EQ(make_float_image(host, image.get(), WIDTH, HEIGHT, 1.0, true, 1.0, ROWS), image.get());
-            for (int y = 0; y < HEIGHT; ++y)
-                for (int x = 0; x < WIDTH; ++x)
-                    for (int c = 0; c < 4; ++c)
-                        ASSERT_EQ(image_get_sample(image.get(), x, y, c),
-                                  picture.contains(x, y) ? float(picture.code(x, y, c)) / 65535.0f : 0.0f);
+            EXPECT_TRUE(same_pixels(image, picture(WIDTH, HEIGHT, [&](int x, int y, int c) {
+                                        return there.contains(x, y) ? float(there.code(x, y, c)) / 65535.0f : 0;
+                                    })));
             K7Image *first = nullptr, *second = nullptr;
             ASSERT_TRUE(make_float_image_pair(host, WIDTH, HEIGHT, 1.0, 1.0, &first, &second, ROWS));
             EXPECT_TRUE(same_pixels(first, image.get()) && same_pixels(second, image.get()));
             image_destroy(first);
             image_destroy(second);
 
-            const HostPicture before = picture;
+            const HostPicture before = there;
             const HostRect region{2, -1, 15, 8};
             image_fill(image.get(), 1.0f);
-            store_float_image(image.get(), {picture.data(), bounds, 16, picture.row_bytes()}, region, ROWS);
+            store_float_image(image.get(), {there.data(), bounds, 16, there.row_bytes()}, region, ROWS);
             HostPicture expected = before;
             for (int y = 0; y < 8; ++y)
                 for (int x = 2; x < 15; ++x)
                     if (expected.contains(x, y))
                         std::memset(expected.data() + (y - bounds.y1) * expected.row_bytes() + (x - bounds.x1) * 8,
                                     0xFF, 8);
-            EXPECT_EQ(picture.memory, expected.memory) << "paddings and everything outside untouched";
+            EXPECT_EQ(there.memory, expected.memory) << "paddings and everything outside untouched";
         }
     }
 }
@@ -157,7 +135,7 @@ TEST(HostPixels, AttributesAndRefusals) {
     EXPECT_EQ(black->pixel_aspect, 2.0f);
     EXPECT_EQ(black->units, 2u);
     EXPECT_EQ(black->unit_scale, 2.0f);
-    for (double aspect : {0.0, -1.0, double(NaN)}) {
+    for (double aspect : {0.0, -1.0, double(NOT_A_NUMBER)}) {
         const ImagePtr odd(make_float_image({}, nullptr, 4, 3, aspect, false, -1.0));
         EXPECT_EQ(odd->pixel_aspect, 1.0f);
         EXPECT_EQ(odd->unit_scale, 1.0f);

@@ -1,11 +1,7 @@
 // Threshold, clamping and stretching of samples.
 #include "imagelib/imagelib_range.h"
 
-#include <cmath>
-#include <cstring>
-#include <vector>
-
-#include <gtest/gtest.h>
+#include "pictures.h"
 
 namespace {
 
@@ -48,10 +44,8 @@ TEST(Range, Threshold) {
 
 TEST(Range, Clamp) {
     ImagePtr bytes = row_of(Bytes{0, 9, 10, 100, 255}, SAMPLE_U8);
-    image_compute_minmax(bytes.get());
     ASSERT_TRUE(image_clamp_range(bytes.get(), 200.0f, 10.0f));
     EXPECT_EQ(samples_of<std::uint8_t>(bytes), (Bytes{10, 10, 10, 100, 200}));
-    EXPECT_FALSE(bytes->stats_valid);
     ImagePtr words = row_of(Words{0, 4294967295u}, SAMPLE_U32);
     ASSERT_TRUE(image_clamp_range(words.get(), -HUGE_VALF, 1e30f));
     EXPECT_EQ(samples_of<std::uint32_t>(words), (Words{0, 4294967295u}));
@@ -62,23 +56,36 @@ TEST(Range, Clamp) {
     EXPECT_FALSE(image_clamp_range(nullptr, 0.0f, 1.0f));
 }
 
-TEST(Range, NormalizeFull) {
+TEST(Range, NormaliseReachesBothEndsForEveryType) {
     ImagePtr bytes = row_of(Bytes{50, 60, 100}, SAMPLE_U8);
     ASSERT_TRUE(image_normalize_full(bytes.get(), false));
     EXPECT_EQ(samples_of<std::uint8_t>(bytes), (Bytes{0, 51, 255}));
     bytes = row_of(Bytes{50, 60, 100}, SAMPLE_U8);
     ASSERT_TRUE(image_normalize_full(bytes.get(), true));
     EXPECT_EQ(samples_of<std::uint8_t>(bytes), (Bytes{127, 153, 255}));
-    ImagePtr floats = row_of(Floats{1.0f, 2.0f, 4.0f}, SAMPLE_F32);
-    ASSERT_TRUE(image_normalize_full(floats.get(), true));
-    EXPECT_EQ(samples_of<float>(floats), (Floats{0.25f, 0.5f, 1.0f}));
-    ImagePtr words = row_of(Words{0, 4294967295u}, SAMPLE_U32);
-    ASSERT_TRUE(image_normalize_full(words.get(), true));
-    EXPECT_EQ(samples_of<std::uint32_t>(words), (Words{0, 4294967295u}));
-    ImagePtr black = row_of(Floats{0.0f, 0.0f}, SAMPLE_F32);
-    EXPECT_TRUE(image_normalize_full(black.get(), true));
-    EXPECT_EQ(samples_of<float>(black), (Floats{0.0f, 0.0f}));
+    for (const auto& [before, after] :
+         {std::pair{Floats{1, 2, 4}, Floats{0.25f, 0.5f, 1}}, {Floats{0, 0}, Floats{0, 0}}}) {
+        const ImagePtr floats = row_of(before, SAMPLE_F32);
+        ASSERT_TRUE(image_normalize_full(floats.get(), true));
+        EXPECT_EQ(samples_of<float>(floats), after);
+    }
     EXPECT_FALSE(image_normalize_full(nullptr, true));
+    for (int type : {SAMPLE_U8, SAMPLE_U16, SAMPLE_U32}) {
+        const float full = image_full_value(type);
+        const ImagePtr image = noise_image(31, 17, 3, type, 5);
+        EXPECT_TRUE(image_normalize_range(image.get(), full, 0.0f)) << "swapped ends";
+        EXPECT_TRUE(image_compute_minmax(image.get()));
+        EXPECT_EQ(image->min_value, 0.0f);
+        EXPECT_EQ(image->max_value, full);
+    }
+    const ImagePtr flat = picture(4, 4, [](int, int, int) { return 0.3f; }), before = copy_of(flat);
+    EXPECT_TRUE(image_normalize_range(flat.get(), 0.0f, 1.0f));
+    EXPECT_TRUE(same_pixels(flat, before));
+    at(flat, 1, 1, 1) = NOT_A_NUMBER;
+    at(flat, 0, 2, 3) = -2.0f;
+    EXPECT_TRUE(image_compute_minmax(flat.get()));
+    EXPECT_EQ(flat->min_value, -2.0f);
+    EXPECT_EQ(flat->max_value, 0.3f);
 }
 
 }  // namespace

@@ -1,18 +1,10 @@
 // The filter tables and the samplers of single positions, against the definition.
-#include <gtest/gtest.h>
-
 #include <cfloat>
-#include <cmath>
-#include <limits>
-#include <vector>
 
 #include "imagelib/imagelib_resample.h"
-#include "tests/imagelib/resample_support.h"
+#include "pictures.h"
 
 namespace {
-
-using resample_test::image_of;
-using resample_test::random_image;
 
 // A line of pixels continued over both ends, one case a line: what index i of n reads.
 int folded(int i, int n, int edge) {
@@ -59,16 +51,14 @@ TEST(Kernel, HoldsItsFilterAtEveryStep) {
         for (int i = 0; i <= 512 * kernel.radius; ++i)
             EXPECT_EQ(kernel.fixed_weights[i], int(kernel.weights[i] * 1024));
     }
-    EXPECT_EQ(ImagelibKernel(0, 0).weights[255], 1);
-    EXPECT_EQ(ImagelibKernel(0, 0).weights[256], 0);
-    EXPECT_EQ(ImagelibKernel(1, 0).weights[128], 0.75f);
-    EXPECT_FLOAT_EQ(ImagelibKernel(2, 0).weights[256], 0.5625f);
-    EXPECT_FLOAT_EQ(ImagelibKernel(2, 0).weights[768], -0.0625f);
-    EXPECT_FLOAT_EQ(ImagelibKernel(3, 0).weights[256], 0.625f);
-    EXPECT_FLOAT_EQ(ImagelibKernel(3, 0).weights[768], -0.125f);
-    EXPECT_FLOAT_EQ(ImagelibKernel(4, 0).weights[0], 4.0f / 6);
-    EXPECT_FLOAT_EQ(ImagelibKernel(4, 0).weights[512], 1.0f / 6);
-    EXPECT_FLOAT_EQ(ImagelibKernel(5, 0).weights[256], 0.573159f);  // (2 / pi) * (2 sqrt(2) / pi)
+    const struct {
+        int type, entry;
+        float weight;
+    } known[] = {{0, 255, 1},        {0, 256, 0},        {1, 128, 0.75f},   {2, 256, 0.5625f},
+                 {2, 768, -0.0625f}, {3, 256, 0.625f},   {3, 768, -0.125f}, {4, 0, 4.0f / 6},
+                 {4, 512, 1.0f / 6}, {5, 256, 0.573159f}};  // (2 / pi) * (2 sqrt(2) / pi)
+    for (const auto& [type, entry, weight] : known)
+        EXPECT_FLOAT_EQ(ImagelibKernel(type, 0).weights[entry], weight) << type << " entry " << entry;
     for (const auto& [type, edge] : {std::pair{6, 0}, {-1, 0}, {2, 4}, {2, -1}}) {
         EXPECT_FALSE(ImagelibKernel(type, edge).valid);
     }
@@ -88,7 +78,7 @@ TEST(Kernel, SlotBuildsOnlyWhatChanged) {
 
 TEST(Pixels, AreReadAndWrittenInSampleUnits) {
     ImagePtr image = make_image(3, 2, 2, SAMPLE_U8);
-    const float in[2] = {300.0f, 12.9f}, bad[2] = {NAN, -5};
+    const float in[2] = {300.0f, 12.9f}, bad[2] = {NOT_A_NUMBER, -5};
     float out[2];
     EXPECT_TRUE(image_put_pixel(image.get(), 2, 1, in));
     EXPECT_TRUE(image_get_pixel(image.get(), 2, 1, out));
@@ -109,7 +99,7 @@ TEST(Sample, FollowsTheDefinitionForAllFiltersEdgesAndSampleTypes) {
     for (int sample_type = SAMPLE_U8; sample_type <= SAMPLE_F32; ++sample_type) {
         for (int channels : {1, 4, 6}) {
             for (const auto& [w, h] : {std::pair{1, 1}, {2, 5}, {7, 6}}) {
-                ImagePtr image = random_image(w, h, channels, sample_type, 11);
+                ImagePtr image = noise_image(w, h, channels, sample_type, 11, -0.2f, 1.2f);
                 const double unit = sample_type == SAMPLE_F32 ? 1 : image_full_value(sample_type);
                 for (int edge = 0; edge <= 3; ++edge) {
                     for (int type = 0; type <= 5; ++type) {
@@ -147,7 +137,7 @@ TEST(Sample, FollowsTheDefinitionForAllFiltersEdgesAndSampleTypes) {
 }
 
 TEST(Sample, WindowsWidenWithTheScale) {
-    ImagePtr image = random_image(11, 9, 4, SAMPLE_F32, 5);
+    ImagePtr image = float_noise(11, 9, 5);
     for (bool drop : {false, true}) {
         image_set_clamp_negative(drop);
         for (int edge = 0; edge <= 3; ++edge) {
@@ -170,41 +160,35 @@ TEST(Sample, WindowsWidenWithTheScale) {
     image_set_clamp_negative(true);
 }
 
-TEST(Sample, NormalisesByTheFullValue) {
-    ImagePtr image = make_image(4, 4, 3, SAMPLE_U16);
-    image_fill(image.get(), 65535);
-    const ImagelibKernel kernel(KERNEL_TRIANGLE, EDGE_CLAMP);
-    float out[3];
-    ASSERT_TRUE(image_sample_unit(image.get(), 0.3f, 0.9f, out, 3, &kernel));
-    EXPECT_FLOAT_EQ(out[2], 1);
-    ASSERT_TRUE(image_sample(image.get(), 0.3f, 0.9f, out, 3, &kernel));
-    EXPECT_FLOAT_EQ(out[2], 65535);
-}
-
 TEST(Sample, SurvivesAnyPosition) {
-    ImagePtr image = image_of(5, 4, 4, [](int x, int y, int) { return x + 10 * y; });
-    const float inf = std::numeric_limits<float>::infinity();
+    const ImagePtr white = make_image(4, 4, 3, SAMPLE_U16);
+    image_fill(white.get(), 65535);
+    float levels[3];
+    const ImagelibKernel triangle(KERNEL_TRIANGLE, EDGE_CLAMP);
+    ASSERT_TRUE(image_sample_unit(white.get(), 0.3f, 0.9f, levels, 3, &triangle));
+    EXPECT_FLOAT_EQ(levels[2], 1);
+    ImagePtr image = picture(5, 4, [](int x, int y, int) { return x + 10 * y; });
     for (int edge = 0; edge <= 3; ++edge) {
         for (int type = 0; type <= 5; ++type) {
             const ImagelibKernel kernel(type, edge);
             float out[4];
-            EXPECT_FALSE(image_sample(image.get(), NAN, 1, out, 4, &kernel));
+            EXPECT_FALSE(image_sample(image.get(), NOT_A_NUMBER, 1, out, 4, &kernel));
             EXPECT_EQ(out[0], 0);
             for (float x : {1e30f, -1e30f, FLT_MAX, 3e9f, -2147483648.0f}) {
                 EXPECT_TRUE(image_sample(image.get(), x, -x, out, 4, &kernel));
                 EXPECT_TRUE(std::isfinite(out[3]));
-                EXPECT_TRUE(image_sample_area(image.get(), x, 1, 2, NAN, out, 4, &kernel));
+                EXPECT_TRUE(image_sample_area(image.get(), x, 1, 2, NOT_A_NUMBER, out, 4, &kernel));
             }
-            EXPECT_EQ(image_sample(image.get(), inf, 0, out, 4, &kernel), edge <= EDGE_BLACK);
+            EXPECT_EQ(image_sample(image.get(), ENDLESS, 0, out, 4, &kernel), edge <= EDGE_BLACK);
         }
     }
-    const ImagelibKernel clamp(KERNEL_TRIANGLE, EDGE_CLAMP), broken(7, 0);
+    const ImagelibKernel broken(7, 0);
     float out[4];
-    EXPECT_TRUE(image_sample(image.get(), inf, -inf, out, 4, &clamp));
+    EXPECT_TRUE(image_sample(image.get(), ENDLESS, -ENDLESS, out, 4, &triangle));
     EXPECT_EQ(out[0], 4);
     EXPECT_FALSE(image_sample(image.get(), 1, 1, out, 4, nullptr));
     EXPECT_FALSE(image_sample(image.get(), 1, 1, out, 4, &broken));
-    EXPECT_FALSE(image_sample(nullptr, 1, 1, out, 4, &clamp));
+    EXPECT_FALSE(image_sample(nullptr, 1, 1, out, 4, &triangle));
 }
 
 }  // namespace

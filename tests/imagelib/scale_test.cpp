@@ -1,23 +1,10 @@
 // image_scale against the definition, written out sample by sample in double-precision positions.
-#include <gtest/gtest.h>
-
 #include <cfloat>
-#include <cmath>
-#include <cstring>
-#include <limits>
-#include <random>
-#include <vector>
 
 #include "imagelib/imagelib_resample.h"
-#include "k7pi_baselib/cpu.h"
-#include "tests/imagelib/resample_support.h"
-#include "tests/support/row_threads.h"
+#include "pictures.h"
 
 namespace {
-
-using resample_test::image_of;
-using resample_test::random_image;
-using resample_test::same_pixels;
 
 // One line of one channel, as the filter is defined. Integer lines of up to 16 bits are summed in fixed point.
 std::vector<double> scale_line(const std::vector<double>& in, int n_out, int type, int sample_type, bool clamp) {
@@ -63,7 +50,7 @@ std::vector<double> scale_line(const std::vector<double>& in, int n_out, int typ
     return out;
 }
 
-ImagePtr reference(const K7Image* source, int width, int height, int type, bool clamp) {
+ImagePtr reference(const ImagePtr& source, int width, int height, int type, bool clamp) {
     auto pass = [&](const K7Image* in, int w, int h, bool rows) {
         ImagePtr out = make_image(w, h, in->channels, in->sample_type);
         std::vector<float> pixel(in->channels);
@@ -85,10 +72,10 @@ ImagePtr reference(const K7Image* source, int width, int height, int type, bool 
         return out;
     };
     if (source->height * width <= source->width * height) {
-        ImagePtr wide = pass(source, width, source->height, true);
+        ImagePtr wide = pass(source.get(), width, source->height, true);
         return pass(wide.get(), width, height, false);
     }
-    ImagePtr tall = pass(source, source->width, height, false);
+    ImagePtr tall = pass(source.get(), source->width, height, false);
     return pass(tall.get(), width, height, true);
 }
 
@@ -99,105 +86,72 @@ constexpr Case CASES[] = {{1, 1, 5, 4},    {7, 5, 1, 1},    {5, 1, 9, 1},    {2,
                           {17, 9, 34, 18}, {33, 18, 16, 9}, {13, 40, 29, 7}, {40, 13, 7, 29},
                           {9, 8, 9, 15},   {64, 3, 5, 3},   {31, 31, 30, 32}};
 
+ImagePtr scaled(const ImagePtr& source, int width, int height, int type, bool clamp = false) {
+    ImagePtr result = make_image(width, height, source->channels, source->sample_type);
+    EXPECT_TRUE(image_scale(source.get(), result.get(), type, clamp));
+    return result;
+}
+
 TEST(Scale, FollowsTheDefinitionForAllFiltersSampleTypesAndSizes) {
-    for (const Case& c : CASES) {
-        for (int sample_type = SAMPLE_U8; sample_type <= SAMPLE_F32; ++sample_type) {
-            for (int channels : {1, 2, 3, 4, 5}) {
-                ImagePtr source = random_image(c.width, c.height, channels, sample_type, 7);
-                for (int type = 0; type <= 5; ++type) {
-                    for (bool clamp : {false, true}) {
-                        ImagePtr result = make_image(c.to_width, c.to_height, channels, sample_type);
-                        ASSERT_TRUE(image_scale(source.get(), result.get(), type, clamp));
-                        ImagePtr expected = reference(source.get(), c.to_width, c.to_height, type, clamp);
+    for (const Case& c : CASES)
+        for (const int sample_type : SAMPLE_TYPES)
+            for (const int channels : {1, 2, 3, 4, 5}) {
+                const ImagePtr source = noise_image(c.width, c.height, channels, sample_type, 7, -0.2f, 1.2f);
+                for (int type = 0; type <= 5; ++type)
+                    for (const bool clamp : {false, true}) {
+                        const ImagePtr result = scaled(source, c.to_width, c.to_height, type, clamp);
+                        const ImagePtr expected = reference(source, c.to_width, c.to_height, type, clamp);
                         // Integers of up to 16 bits are exact; the others differ in the rounding of the division.
-                        const double tolerance = sample_type <= SAMPLE_U16   ? 0
+                        const double tolerance = sample_type == SAMPLE_F32   ? 3e-6
                                                  : sample_type == SAMPLE_U32 ? 4096
-                                                                             : 3e-6;
-                        ASSERT_LE(resample_test::largest_difference(result.get(), expected.get()), tolerance)
+                                                                             : 0;
+                        ASSERT_LE(largest_difference(result, expected), tolerance)
                             << c.width << "x" << c.height << " to " << c.to_width << "x" << c.to_height << " type "
                             << type << " samples " << sample_type << " channels " << channels << " clamp " << clamp;
                     }
-                }
             }
-        }
-    }
 }
 
 TEST(Scale, GivesTheSameBitsForAnyThreadsAndProcessor) {
     for (const Case& c : {Case{67, 41, 134, 83}, Case{134, 83, 67, 41}, Case{50, 90, 131, 21}, Case{90, 20, 33, 77},
                           Case{1200, 700, 1300, 500}}) {
-        ImagePtr source = random_image(c.width, c.height, 4, SAMPLE_F32, 3);
-        for (int type = 0; type <= 5; ++type) {
-            ImagePtr first;
-            for (CpuLevel level : {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512}) {
-                set_cpu_level_limit(level);
-                for (int threads : {1, 2, 5}) {
-                    RowThreads row_threads(threads);
-                    ImagePtr result = make_image(c.to_width, c.to_height, 4, SAMPLE_F32);
-                    ASSERT_TRUE(image_scale(source.get(), result.get(), type, type == 2));
-                    if (!first)
-                        first = std::move(result);
-                    else
-                        ASSERT_TRUE(same_pixels(first.get(), result.get())) << type << " threads " << threads;
-                }
-            }
-            set_cpu_level_limit(CpuLevel::avx512);
-        }
+        const ImagePtr source = float_noise(c.width, c.height);
+        for (int type = 0; type <= 5; ++type)
+            same_bits_everywhere([&] { return scaled(source, c.to_width, c.to_height, type, type == 2); });
     }
 }
 
-TEST(Scale, KeepsFlatImagesFlat) {
+TEST(Scale, KeepsFlatImagesFlatAndCornersOnCorners) {
+    const ImagePtr flat = picture(40, 30, [](int, int, int) { return 0.7f; }), corners = float_noise(9, 6);
     for (int type = 0; type <= 5; ++type) {
-        ImagePtr source = make_image(40, 30, 4, SAMPLE_F32);
-        image_fill(source.get(), 0.7f);
-        ImagePtr half = make_image(20, 15, 4, SAMPLE_F32), twice = make_image(80, 60, 4, SAMPLE_F32);
-        ASSERT_TRUE(image_scale(source.get(), half.get(), type, false));
-        ASSERT_TRUE(image_scale(source.get(), twice.get(), type, false));
+        const ImagePtr half = scaled(flat, 20, 15, type), twice = scaled(flat, 80, 60, type);
+        for (std::size_t i = 0; i < sample_count(half.get()); ++i) ASSERT_NEAR(sample_of(half.get(), i), 0.7, 1e-6);
         // Enlarging does not divide by the weights, whose table steps by 1/512 of a pixel.
-        for (int y = 0; y < 15; ++y) {
-            for (int x = 0; x < 20; ++x) ASSERT_NEAR(image_get_sample(half.get(), x, y, 1), 0.7f, 1e-6f) << type;
-        }
-        for (int y = 0; y < 60; ++y) {
-            for (int x = 0; x < 80; ++x) ASSERT_NEAR(image_get_sample(twice.get(), x, y, 2), 0.7f, 0.006f) << type;
-        }
-    }
-}
-
-TEST(Scale, CornersStayOnCornersWhenEnlarging) {
-    ImagePtr source = random_image(9, 6, 4, SAMPLE_F32, 5);
-    for (int type : {0, 1}) {
-        ImagePtr result = make_image(25, 31, 4, SAMPLE_F32);
-        ASSERT_TRUE(image_scale(source.get(), result.get(), type, false));
-        for (int c = 0; c < 4; ++c) {
-            EXPECT_EQ(image_get_sample(result.get(), 0, 0, c), image_get_sample(source.get(), 0, 0, c));
-            EXPECT_EQ(image_get_sample(result.get(), 24, 0, c), image_get_sample(source.get(), 8, 0, c));
-            EXPECT_EQ(image_get_sample(result.get(), 0, 30, c), image_get_sample(source.get(), 0, 5, c));
-            EXPECT_EQ(image_get_sample(result.get(), 24, 30, c), image_get_sample(source.get(), 8, 5, c));
-        }
+        for (std::size_t i = 0; i < sample_count(twice.get()); ++i) ASSERT_NEAR(sample_of(twice.get(), i), 0.7, 0.006);
+        if (type > 1) continue;
+        const ImagePtr larger = scaled(corners, 25, 31, type);
+        for (const int right : {0, 1})
+            for (const int top : {0, 1})
+                EXPECT_EQ(at(larger, 24 * right, 30 * top, 2), at(corners, 8 * right, 5 * top, 2));
     }
 }
 
 TEST(Scale, CopiesEqualSizesAndRefusesWhatDoesNotMatch) {
-    ImagePtr source = random_image(19, 11, 4, SAMPLE_F32, 9);
-    ImagePtr same = make_image(19, 11, 4, SAMPLE_F32), three = make_image(30, 20, 3, SAMPLE_F32);
-    ImagePtr bytes = make_image(30, 20, 4, SAMPLE_U8), other = make_image(30, 20, 4, SAMPLE_F32);
-    EXPECT_TRUE(image_scale(source.get(), same.get(), 4, true));
-    EXPECT_TRUE(same_pixels(source.get(), same.get()));
-    EXPECT_FALSE(image_scale(source.get(), three.get(), 4, false));
-    EXPECT_FALSE(image_scale(source.get(), bytes.get(), 4, false));
-    EXPECT_FALSE(image_scale(source.get(), other.get(), 6, false));
-    EXPECT_FALSE(image_scale(source.get(), other.get(), -1, false));
+    const ImagePtr source = float_noise(19, 11), other = make_image(30, 20, 4, SAMPLE_F32);
+    EXPECT_TRUE(same_pixels(source, scaled(source, 19, 11, 4, true)));
+    EXPECT_FALSE(image_scale(source.get(), make_image(30, 20, 3, SAMPLE_F32).get(), 4, false));
+    EXPECT_FALSE(image_scale(source.get(), make_image(30, 20, 4, SAMPLE_U8).get(), 4, false));
+    for (const int type : {6, -1}) EXPECT_FALSE(image_scale(source.get(), other.get(), type, false));
     EXPECT_FALSE(image_scale(nullptr, other.get(), 1, false));
     EXPECT_FALSE(image_scale(source.get(), nullptr, 1, false));
 }
 
 TEST(Scale, KeepsThePhysicalSizeOfAPixel) {
-    ImagePtr source = make_image(40, 30, 4, SAMPLE_F32), result = make_image(20, 90, 4, SAMPLE_F32);
+    const ImagePtr source = make_image(40, 30, 4, SAMPLE_F32);
     image_set_pixel_size(source.get(), 2, 1, 2);
     image_set_unit_scale(source.get(), 3);
     image_set_origin(source.get(), 5, 6);
-    result->stats_valid = 1;
-    ASSERT_TRUE(image_scale(source.get(), result.get(), 2, false));
+    const ImagePtr result = scaled(source, 20, 90, 2);
     EXPECT_EQ(result->physical_width, 40);
     EXPECT_EQ(result->physical_height, 90);
     EXPECT_EQ(result->pixel_width, 2);
@@ -205,7 +159,24 @@ TEST(Scale, KeepsThePhysicalSizeOfAPixel) {
     EXPECT_EQ(result->units, 2u);
     EXPECT_EQ(result->unit_scale, 3);
     EXPECT_EQ(result->origin_y, 6);
-    EXPECT_EQ(result->stats_valid, 0u);
+}
+
+TEST(ToLayout, ChangesSizeChannelsAndTypeTogether) {
+    const ImagePtr matte = make_image(40, 30, 1, SAMPLE_U8);
+    image_fill(matte.get(), 255.0f);
+    constexpr double TABLE_STEP = 1.0 / 512.0;  // what the two weights of an axis may add up to beside 1
+    for (const int mode : {0, 1, 3}) {
+        const ImagePtr wide = make_image(17, 61, 4, SAMPLE_F32);
+        ASSERT_TRUE(image_to_layout(matte.get(), wide.get(), true, KERNEL_TRIANGLE, mode));
+        for (int channel = 0; channel < 4; ++channel)
+            EXPECT_NEAR(at(wide, 9, 33, channel), channel > 0 && mode == 0 ? 0.0f : 1.0f, 2.5 * TABLE_STEP)
+                << "mode " << mode << " channel " << channel;
+    }
+    const ImagePtr source = float_noise(33, 21, 5, -2.0f, 2.0f), result = make_image(50, 40, 4, SAMPLE_F32);
+    ASSERT_TRUE(image_to_layout(source.get(), result.get()));
+    EXPECT_TRUE(same_pixels(result, scaled(source, 50, 40, KERNEL_BSPLINE))) << "negative floats are kept";
+    EXPECT_FALSE(image_to_layout(nullptr, result.get()));
+    EXPECT_FALSE(image_to_layout(source.get(), nullptr));
 }
 
 }  // namespace

@@ -5,16 +5,6 @@
 #include <cmath>
 #include <random>
 
-// Published: the first words of the seed 5489 by the authors' own program, and the 10000th, which the standard
-// library's requirements give.
-TEST(MTRandom, GivesThePublishedWords) {
-    MTRandom random(5489);
-    for (const uint32_t word : {3499211612U, 581869302U, 3890346734U, 3586334585U, 545404204U})
-        EXPECT_EQ(random.next_uint32(), word);
-    for (int i = 6; i < 10000; ++i) random.next_uint32();
-    EXPECT_EQ(random.next_uint32(), 4123659995U);
-}
-
 TEST(MTRandom, AgreesWithTheStandardGenerator) {
     for (const uint32_t seed : {0U, 1U, 797U, 1234567U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
         MTRandom random(seed);
@@ -67,17 +57,6 @@ TEST(MTRandom, GaussianFormsKeepTheirOwnSpares) {
             ASSERT_NEAR(random.next_gaussian_float(), expected, 4e-5) << i;
     }
     EXPECT_EQ(random.next_uint32(), words());
-}
-
-TEST(MTRandom, GaussiansHaveTheirMeanAndDeviation) {
-    MTRandom random(1), same(1);
-    double sum = 0, squares = 0;
-    for (int i = 0; i < 100000; ++i) {
-        const double g = random.next_gaussian_scaled(3, 2);
-        EXPECT_EQ(g, 3 + same.next_gaussian() * 2);
-        sum += g;
-        squares += (g - 3) * (g - 3);
-    }
-    EXPECT_NEAR(sum / 100000, 3, 0.03);
-    EXPECT_NEAR(std::sqrt(squares / 100000), 2, 0.02);
+    MTRandom same = random;
+    EXPECT_EQ(random.next_gaussian_scaled(3, 2), 3 + same.next_gaussian() * 2);
 }

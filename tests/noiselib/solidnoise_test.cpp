@@ -16,16 +16,19 @@
 
 namespace {
 
-constexpr CpuLevel LEVELS[] = {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512};
 constexpr float INF = std::numeric_limits<float>::infinity();
 constexpr float NOT_A_NUMBER = std::numeric_limits<float>::quiet_NaN();
 
-// Runs the rest of a test at a level; what the processor lacks falls back to what it has.
-class AtLevel {
-  public:
-    explicit AtLevel(CpuLevel level) { set_cpu_level_limit(level); }
-    ~AtLevel() { set_cpu_level_limit(CpuLevel::avx512); }
-};
+// Calls check() at every instruction set; what the processor lacks falls back to what it has.
+template <class Check>
+void at_every_level(Check check) {
+    for (const CpuLevel level : {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512}) {
+        SCOPED_TRACE(int(level));
+        set_cpu_level_limit(level);
+        check();
+    }
+    set_cpu_level_limit(CpuLevel::avx512);
+}
 
 // Where a row form differs from the calls for each point, -1 where it does not.
 int first_difference(const std::vector<float>& row, const std::vector<float>& points) {
@@ -150,53 +153,35 @@ TEST(SolidNoise, TurbulenceSumsItsOctaves) {
     EXPECT_EQ(noise.noise(x, NOT_A_NUMBER, z), 0);
 }
 
-TEST(SolidNoise, RowsOfAnyLengthKeepToTheirPoints) {
+TEST(SolidNoise, RowsOfAnyLengthGiveTheBitsOfSinglePoints) {
     constexpr float SENTINEL = 123;
     const SolidNoise noise(31);
-    const Points points = nasty_points(41);
+    const Points points = nasty_points(5002);
     const NoiseLine line{-1.3, 0.11, 4.4F, 5.5F};
-    for (const CpuLevel level : LEVELS) {
-        const AtLevel limit(level);
-        for (int count = -1; count <= 40; ++count) {
-            std::array<std::vector<float>, 4> rows, expected;
+    at_every_level([&] {
+        for (int n = -1; n <= 41; ++n) {
+            const int count = n < 41 ? n : 5000;
+            std::array<std::vector<float>, 5> rows, expected;
             for (int i = 0; i < count; ++i) {
                 const float x = points.x[i + 1], y = points.y[i + 1], z = points.z[i + 1];
                 expected[0].push_back(noise.noise(x, y, z));
-                expected[1].push_back(noise.turbulence(x, y, z, 1, 6));
+                expected[1].push_back(noise.turbulence(x, y, z, 0.7F, 6));
                 expected[2].push_back(noise.noise(line.x_at(i + 3), line.y, line.z));
                 expected[3].push_back(noise.turbulence(line.x_at(i + 3), line.y, line.z, 1, 6));
             }
+            expected[4] = expected[1];
             rows.fill(std::vector<float>(std::max(count, 0) + 1, SENTINEL));
+            std::copy_n(&points.y[1], std::max(count, 0), rows[4].data());
             for (auto& row : expected) row.push_back(SENTINEL);
             noise.noise_row(&points.x[1], &points.y[1], &points.z[1], rows[0].data(), count);
-            noise.turbulence_row(&points.x[1], &points.y[1], &points.z[1], 1, 6, rows[1].data(), count);
+            noise.turbulence_row(&points.x[1], &points.y[1], &points.z[1], 0.7F, 6, rows[1].data(), count);
             noise.noise_row(line, 3, rows[2].data(), count);
             noise.turbulence_row(line, 3, 1, 6, rows[3].data(), count);
-            for (int form = 0; form < 4; ++form)
+            noise.turbulence_row(&points.x[1], rows[4].data(), &points.z[1], 0.7F, 6, rows[4].data(), count);
+            for (int form = 0; form < 5; ++form)
                 ASSERT_EQ(first_difference(rows[form], expected[form]), -1) << "form " << form << ", count " << count;
         }
-    }
-}
-
-TEST(SolidNoise, RowsGiveTheBitsOfSinglePoints) {
-    const SolidNoise noise(1234567);
-    const Points points = nasty_points(5000);
-    std::vector<float> expected(5000), sums(5000);
-    for (int i = 0; i < 5000; ++i) {
-        expected[i] = noise.noise(points.x[i], points.y[i], points.z[i]);
-        sums[i] = noise.turbulence(points.x[i], points.y[i], points.z[i], 0.7F, 12);
-    }
-    for (const CpuLevel level : LEVELS) {
-        const AtLevel limit(level);
-        std::vector<float> row(5000);
-        noise.noise_row(points.x.data(), points.y.data(), points.z.data(), row.data(), 5000);
-        EXPECT_EQ(first_difference(row, expected), -1);
-        noise.turbulence_row(points.x.data(), points.y.data(), points.z.data(), 0.7F, 12, row.data(), 5000);
-        EXPECT_EQ(first_difference(row, sums), -1);
-        std::vector<float> in_place = points.y;
-        noise.turbulence_row(points.x.data(), in_place.data(), points.z.data(), 0.7F, 12, in_place.data(), 5000);
-        EXPECT_EQ(first_difference(in_place, sums), -1);
-    }
+    });
 }
 
 TEST(SolidNoise, LinesGiveTheBitsOfSinglePoints) {
@@ -205,22 +190,21 @@ TEST(SolidNoise, LinesGiveTheBitsOfSinglePoints) {
     constexpr double STARTS[] = {0, -3.7, 1e-9, 255.5, -70000.25, 1e6, 4e6, -2.1e9, 5e9, 1e38, INF, NOT_A_NUMBER};
     constexpr double STEPS[] = {0, 0.02, -0.02, 0.13, -0.29, 0.31, 1, -1.5, 37.7, 1e7, 1e36, INF, NOT_A_NUMBER};
     constexpr float OTHERS[] = {0.25F, -11.9F, 3, 1e30F, INF, NOT_A_NUMBER};
-    for (const CpuLevel level : LEVELS) {
-        const AtLevel limit(level);
+    const auto check = [&](const NoiseLine& line) {
+        std::vector<float> row(COUNT), expected(COUNT), sums(COUNT);
+        for (int i = 0; i < COUNT; ++i) {
+            const float x = line.x_at(i - 90);
+            expected[i] = noise.noise(x, line.y, line.z);
+            sums[i] = noise.turbulence(x, line.y, line.z, 1, 5.05F);
+        }
+        noise.noise_row(line, -90, row.data(), COUNT);
+        ASSERT_EQ(first_difference(row, expected), -1) << line.x << " step " << line.step << " y " << line.y;
+        noise.turbulence_row(line, -90, 1, 5.05F, row.data(), COUNT);
+        ASSERT_EQ(first_difference(row, sums), -1) << line.x << " step " << line.step << " y " << line.y;
+    };
+    at_every_level([&] {
         for (const double start : STARTS)
             for (const double step : STEPS)
-                for (const float y : OTHERS) {
-                    const NoiseLine line{start, step, y, 0.5F * y + 0.3F};
-                    std::vector<float> row(COUNT), expected(COUNT), sums(COUNT);
-                    for (int i = 0; i < COUNT; ++i) {
-                        const float x = line.x_at(i - 90);
-                        expected[i] = noise.noise(x, line.y, line.z);
-                        sums[i] = noise.turbulence(x, line.y, line.z, 1, 5.05F);
-                    }
-                    noise.noise_row(line, -90, row.data(), COUNT);
-                    ASSERT_EQ(first_difference(row, expected), -1) << start << " step " << step << " y " << y;
-                    noise.turbulence_row(line, -90, 1, 5.05F, row.data(), COUNT);
-                    ASSERT_EQ(first_difference(row, sums), -1) << start << " step " << step << " y " << y;
-                }
-    }
+                for (const float y : OTHERS) check({start, step, y, 0.5F * y + 0.3F});
+    });
 }

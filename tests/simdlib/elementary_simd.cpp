@@ -20,51 +20,24 @@ static inline Doubles load(const double* from) {
     return v;
 }
 
-template <class Function>
-static inline void map(const double* x, double* out, int count, Function function) {
+template <auto FUNCTION>
+static void row(const double* x, const double* y, double* out, int count) {
     for (int i = 0; i < count; i += LANES) {
-        const Doubles v = function(load(x + i));
+        const Doubles v = FUNCTION(load(x + i), load(y + i));
         __builtin_memcpy(out + i, &v, sizeof v);
     }
-}
-template <class Function>
-static inline void map(const double* x, const double* y, double* out, int count, Function function) {
-    for (int i = 0; i < count; i += LANES) {
-        const Doubles v = function(load(x + i), load(y + i));
-        __builtin_memcpy(out + i, &v, sizeof v);
-    }
-}
-
-static void exp(const double* x, double* out, int count) {
-    map(x, out, count, [](Doubles v) { return elementary::exp(v); });
-}
-static void log(const double* x, double* out, int count) {
-    map(x, out, count, [](Doubles v) { return elementary::log(v); });
-}
-static void sin(const double* x, double* out, int count) {
-    map(x, out, count, [](Doubles v) { return elementary::sin(v); });
-}
-static void cos(const double* x, double* out, int count) {
-    map(x, out, count, [](Doubles v) { return elementary::cos(v); });
-}
-static void tan(const double* x, double* out, int count) {
-    map(x, out, count, [](Doubles v) { return elementary::tan(v); });
-}
-static void acos(const double* x, double* out, int count) {
-    map(x, out, count, [](Doubles v) { return elementary::acos(v); });
-}
-static void pow(const double* x, const double* y, double* out, int count) {
-    map(x, y, out, count, [](Doubles v, Doubles w) { return elementary::pow(v, w); });
-}
-static void atan2(const double* x, const double* y, double* out, int count) {
-    map(x, y, out, count, [](Doubles v, Doubles w) { return elementary::atan2(v, w); });
-}
-static void hypot(const double* x, const double* y, double* out, int count) {
-    map(x, y, out, count, [](Doubles v, Doubles w) { return elementary::hypot(v, w); });
 }
 
 }  // namespace
 
-const ElementaryTable elementary_table = {exp, log, sin, cos, tan, acos, pow, atan2, hypot};
+const ElementaryTable elementary_table = {.exp = row<[](Doubles x, Doubles) { return elementary::exp(x); }>,
+                                          .log = row<[](Doubles x, Doubles) { return elementary::log(x); }>,
+                                          .sin = row<[](Doubles x, Doubles) { return elementary::sin(x); }>,
+                                          .cos = row<[](Doubles x, Doubles) { return elementary::cos(x); }>,
+                                          .tan = row<[](Doubles x, Doubles) { return elementary::tan(x); }>,
+                                          .acos = row<[](Doubles x, Doubles) { return elementary::acos(x); }>,
+                                          .pow = row<[](Doubles x, Doubles y) { return elementary::pow(x, y); }>,
+                                          .atan2 = row<[](Doubles x, Doubles y) { return elementary::atan2(x, y); }>,
+                                          .hypot = row<[](Doubles x, Doubles y) { return elementary::hypot(x, y); }>};
 
 }  // namespace QUILLON_SIMD

@@ -3,18 +3,10 @@
 
 #include "simdlib/cpu.h"
 
+// out[i] = function(x[i], y[i]) for `count` numbers, a multiple of 8; some functions take x alone.
 struct ElementaryTable {
-    // One argument each, `count` of them, which is a multiple of 8.
-    void (*exp)(const double* x, double* out, int count);
-    void (*log)(const double* x, double* out, int count);
-    void (*sin)(const double* x, double* out, int count);
-    void (*cos)(const double* x, double* out, int count);
-    void (*tan)(const double* x, double* out, int count);
-    void (*acos)(const double* x, double* out, int count);
-    // Two
-    void (*pow)(const double* x, const double* y, double* out, int count);
-    void (*atan2)(const double* x, const double* y, double* out, int count);
-    void (*hypot)(const double* x, const double* y, double* out, int count);
+    using Row = void (*)(const double* x, const double* y, double* out, int count);
+    Row exp, log, sin, cos, tan, acos, pow, atan2, hypot;
 };
 
 QUILLON_SIMD_TABLE(ElementaryTable, elementary_table);
