@@ -7,8 +7,6 @@
 #include <limits>
 #include <vector>
 
-#include "noiselib/mtrandom.h"
-
 namespace {
 
 constexpr std::array<float, 4> WHITE = {1, 1, 1, 1};
@@ -18,22 +16,6 @@ float sum_of_alpha(const K7Image* image) {
     for (int y = 0; y < image->height; ++y)
         for (int x = 0; x < image->width; ++x) sum += image_get_sample(image, x, y, 3);
     return sum;
-}
-
-TEST(DrawLine, CoversItsExtentAlongTheLongerAxisWhateverTheDirection) {
-    MTRandom random(3);
-    for (int i = 0; i < 100; ++i) {
-        const float x0 = random.next_float_in(4, 60), y0 = random.next_float_in(4, 60);
-        const float x1 = random.next_float_in(4, 60), y1 = random.next_float_in(4, 60);
-        const float extent = std::max(std::fabs(x1 - x0), std::fabs(y1 - y0));
-        if (extent < 2) continue;
-        ImagePtr there = make_image(64, 64, 4, SAMPLE_F32), back = make_image(64, 64, 4, SAMPLE_F32);
-        ASSERT_TRUE(draw_line(there.get(), WHITE.data(), x0, y0, x1, y1));
-        ASSERT_TRUE(draw_line(back.get(), WHITE.data(), x1, y1, x0, y0));
-        EXPECT_NEAR(sum_of_alpha(there.get()), extent, 1e-4F * extent);
-        for (int k = 0; k < 4 * 64 * 64; ++k)
-            ASSERT_NEAR(image_row<float>(there.get(), 0)[k], image_row<float>(back.get(), 0)[k], 1e-5F);
-    }
 }
 
 TEST(DrawLine, BlendsByCoverageAndOpacityOnAllFourChannels) {

@@ -23,7 +23,7 @@ void expect_near(const Four& a, const Four& b, double tolerance) {
 
 // The definition, inside the picture: two samples of whole levels.
 Four reference(const ImagelibPyramid& pyramid, float x, float y, float area) {
-    const double lod = std::log2(std::sqrt(std::max(double(area), 1.0)));
+    const double lod = area > 1 ? std::log2(std::sqrt(double(area))) : 0;  // also of what is not a number
     int level = 0;
     double f = 0;
     if (pyramid.top_level > 0) {
@@ -107,36 +107,11 @@ TEST(Pyramid, MatchesTheDefinitionInsideThePicture) {
             for (int i = 0; i < 2000; ++i) {
                 const float x = i % 5 ? px(random) : std::floor(px(random));
                 const float y = i % 7 ? py(random) : std::floor(py(random));
-                const float area = std::exp2(2 * lod(random));
+                const float extremes[] = {0.0f, -3.0f, NOT_A_NUMBER, 1e6f, 3e38f, ENDLESS};
+                const float area = i < 60 ? extremes[i % 6] : std::exp2(2 * lod(random));
                 expect_near(read(pyramid, x, y, area), reference(pyramid, x, y, area), 2e-6);
             }
         }
-    }
-}
-
-TEST(Pyramid, SmallAreasReadTheBaseAndHugeOnesTheTop) {
-    const ImagePtr image = float_noise(80, 64);
-    ImagelibPyramid pyramid(image.get(), 4, 0, true, true);
-    pyramid.set_kernel(1, 0);
-    for (float area : {1.0f, 0.25f, 0.0f, -3.0f, NOT_A_NUMBER})
-        EXPECT_EQ(read(pyramid, 33, 20, area).v[0], image_get_sample(image.get(), 33, 20, 0));
-    const K7Image* top = pyramid.levels[pyramid.top_level];
-    for (float area : {1024.0f, 1e6f, 3e38f, ENDLESS})
-        for (int c = 0; c < 4; ++c) {
-            EXPECT_EQ(read(pyramid, 0, 0, area).v[c], image_get_sample(top, 0, 0, c));
-            EXPECT_NEAR(read(pyramid, 79, 63, area).v[c], image_get_sample(top, top->width - 1, top->height - 1, c),
-                        1e-6);
-        }
-}
-
-TEST(Pyramid, NoSeamsBetweenLevels) {
-    const ImagePtr image = float_noise(80, 64);
-    const ImagelibPyramid pyramid(image.get(), 4, 0, true, true);
-    Four before = read(pyramid, 31.3f, 22.9f, 1);
-    for (int i = 1; i <= 1200; ++i) {
-        const Four now = read(pyramid, 31.3f, 22.9f, std::exp2(float(i) / 100));
-        expect_near(now, before, 0.005);
-        before = now;
     }
 }
 
