@@ -169,20 +169,6 @@ TEST(ArcAverage, AgreesWithTheReference) {
         }
 }
 
-TEST(ArcAverage, ContinuesOverTheSeam) {
-    // A picture without any direction: all pixels of a circle become alike, beside the seam (to the left) as elsewhere.
-    Arcs arcs(picture(
-        120, 120, [](int x, int y, int) { return 0.5f + 0.4f * std::sin(0.3f * std::hypot(x - 60.0f, y - 60.0f)); }));
-    for (const double degrees : {1.0, 90.0, 359.0}) {
-        const ImagePtr result = arcs.degrees(degrees).average();
-        for (int x = 5; x <= 55; ++x)
-            for (const int y : {59, 60, 61}) {
-                EXPECT_NEAR(at(result, x, y, 0), at(result, 120 - x, y, 0), 2e-3) << degrees << ": " << x << ", " << y;
-                EXPECT_NEAR(at(result, x, y, 0), at(result, y, x, 0), 2e-3) << degrees << ": " << x << ", " << y;
-            }
-    }
-}
-
 // The sums of a circle go on past a very bright or a bad pixel.
 TEST(ArcAverage, FlatAreasStayFlatBesideBrightAndBadPixels) {
     Arcs sun(

@@ -121,21 +121,6 @@ TEST(Scale, GivesTheSameBitsForAnyThreadsAndProcessor) {
     }
 }
 
-TEST(Scale, KeepsFlatImagesFlatAndCornersOnCorners) {
-    const ImagePtr flat = picture(40, 30, [](int, int, int) { return 0.7f; }), corners = float_noise(9, 6);
-    for (int type = 0; type <= 5; ++type) {
-        const ImagePtr half = scaled(flat, 20, 15, type), twice = scaled(flat, 80, 60, type);
-        for (std::size_t i = 0; i < sample_count(half.get()); ++i) ASSERT_NEAR(sample_of(half.get(), i), 0.7, 1e-6);
-        // Enlarging does not divide by the weights, whose table steps by 1/512 of a pixel.
-        for (std::size_t i = 0; i < sample_count(twice.get()); ++i) ASSERT_NEAR(sample_of(twice.get(), i), 0.7, 0.006);
-        if (type > 1) continue;
-        const ImagePtr larger = scaled(corners, 25, 31, type);
-        for (const int right : {0, 1})
-            for (const int top : {0, 1})
-                EXPECT_EQ(at(larger, 24 * right, 30 * top, 2), at(corners, 8 * right, 5 * top, 2));
-    }
-}
-
 TEST(Scale, CopiesEqualSizesAndRefusesWhatDoesNotMatch) {
     const ImagePtr source = float_noise(19, 11), other = make_image(30, 20, 4, SAMPLE_F32);
     EXPECT_TRUE(same_pixels(source, scaled(source, 19, 11, 4, true)));
