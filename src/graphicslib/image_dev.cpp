@@ -183,7 +183,7 @@ void ImageDev::clear_device(const GraphicsColour& colour) {
                 std::copy_n(row, image->row_bytes, copy);
                 continue;
             }
-            const auto pixel = simd::load<simd::Pixel>(pixel_bytes);
+            const auto pixel = simd::load<simd::Pixel>(reinterpret_cast<const float*>(pixel_bytes));
             for (int x = 0; x < image->width; ++x) simd::stream(reinterpret_cast<float*>(copy) + 4 * x, pixel);
         }
         if (stream) finish_streams();

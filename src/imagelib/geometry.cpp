@@ -44,7 +44,9 @@ constexpr std::size_t STREAM_BYTES = std::size_t(8) << 20;
 template <class Bytes>
 void copy_pixel(std::byte* to, const std::byte* from, Bytes bytes, bool stream) {
     if constexpr (std::is_same_v<Bytes, std::integral_constant<std::size_t, 16>>) {
-        if (stream) return simd::stream(reinterpret_cast<float*>(to), simd::load<simd::Pixel>(from));
+        if (stream)
+            return simd::stream(reinterpret_cast<float*>(to),
+                                simd::load<simd::Pixel>(reinterpret_cast<const float*>(from)));
     }
     std::memcpy(to, from, bytes);
 }
