@@ -619,7 +619,9 @@ TEST_F(Failing, TheEffectMayAskForAbortAndWithoutAHandleTheAnswerIsNo) {
 
 // The host hears OK, the user reads why, once.
 TEST_F(Failing, ARenderThatCannotBeDoneSaysWhyOnceAnInstance) {
+    testing::internal::CaptureStderr();
     TestEffect& effect = readyEffect();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "a new instance is no news";
     const auto told = [&](TestEffect& asked) {
         testing::internal::CaptureStderr();
         EXPECT_EQ(asked.renderStatus(), OK);
