@@ -9,7 +9,7 @@ constexpr int TOGETHER = 4, APART = 6;  // sums a pixel
 
 double counted(float sample) { return sample - sample == 0.0f ? double{sample} : 0.0; }
 
-// Rows of `width` pixels. Whole rows of sums go through memory; everything else here is hidden behind that.
+// Rows of `width` pixels. The loops are bound by the memory traffic of the sums.
 void step_together(double* __restrict sums, const float* __restrict oldest, const float* __restrict newest,
                    double share, float* __restrict average, int width) {
     for (int i = 0; i < TOGETHER * width; ++i) {
@@ -22,7 +22,8 @@ __m128 counted(__m128 samples) {
     return _mm_and_ps(samples, _mm_cmpeq_ps(_mm_sub_ps(samples, samples), _mm_setzero_ps()));
 }
 
-// One pixel apart, as it lies in memory: red and green, blue and red's alpha, green's and blue's alpha.
+// The sums of one pixel where channels have their own lengths, in memory order: red and green, blue and red's alpha,
+// green's and blue's alpha.
 struct PixelSums {
     __m128d red_green, blue_alpha, alphas;
 
@@ -34,7 +35,7 @@ struct PixelSums {
         _mm_storeu_pd(to + 2, blue_alpha);
         _mm_storeu_pd(to + 4, alphas);
     }
-    // What three frames bring, each in its channel.
+    // The pixel of three frames, each in its channel.
     static PixelSums of(__m128 red, __m128 green, __m128 blue) {
         const __m128 red_green = _mm_unpacklo_ps(red, _mm_shuffle_ps(green, green, _MM_SHUFFLE(1, 1, 1, 1)));
         const __m128 blue_alpha = _mm_unpackhi_ps(blue, _mm_shuffle_ps(red, red, _MM_SHUFFLE(3, 3, 3, 3)));
