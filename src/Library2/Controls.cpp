@@ -20,7 +20,7 @@ std::string trimmed(const char* text) {
     return result;
 }
 
-// The label with blanks turned into underscores and punctuation dropped.
+// The label with underscores for blanks and without punctuation.
 std::string scriptNameOf(const std::string& label) {
     std::string result;
     for (const char c : label) {
@@ -51,9 +51,10 @@ double incrementOf(double range) {
     return 1.0;
 }
 
-// What effects may count on: a finite number that fits a float.
+// What effects may count on: a finite number, small enough that lengths made of it, in pixels, can be squared in single
+// precision and scaled random numbers drawn from them.
 double soundOr(double value, double fallback) {
-    constexpr double LARGEST = 1e30;
+    constexpr double LARGEST = 1e12;
     return std::isfinite(value) ? std::clamp(value, -LARGEST, LARGEST) : fallback;
 }
 
@@ -373,7 +374,7 @@ void TextControlK7::describeValue(const PropertySet& set, const HostQuirks&) con
     set.setString(ofx::prop::ParamDefault, m_param.text);
 }
 
-// A text on its way to the host is newer than the host's.
+// A text that has not reached the host yet is newer than the host's.
 void TextControlK7::fetch(const FetchContext& context) {
     {
         const std::lock_guard lock(m_lock);

@@ -12,7 +12,7 @@
 //     FrameRateControlK7 FramesPerSecond{this};
 //
 // Effect code reads the value fields, which hold what the last fetch found; it never calls the parameter suite.
-// Whatever the host gives, numbers are finite (one that is not counts as the declared default) and fit a float, and
+// Whatever the host gives, numbers are finite (one that is not counts as the declared default) and within 1e12, and
 // integers and choices lie within what was declared. Choice values count from 1 in controls and from 0 at the host. A
 // control without a parameter at the host (not wired, or the host has none of that name) does nothing and keeps the
 // value it was declared with.

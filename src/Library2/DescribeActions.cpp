@@ -27,7 +27,7 @@ OfxStatus actionLoad() {
     return ofx::status::OK;
 }
 
-// The last effect to leave gives back what the process would otherwise keep of us.
+// The last effect to be unloaded frees what the bundle holds for the process.
 OfxStatus actionUnload() {
     if (--s_loaded == 0) {
         CloseLog();

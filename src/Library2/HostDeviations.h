@@ -1,4 +1,4 @@
-// What the table of host quirks means for one effect, in words for its users.
+// The host quirks that affect one effect, described for its users.
 #pragma once
 
 #include <string>

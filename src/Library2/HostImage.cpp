@@ -13,8 +13,8 @@ int depthBits(const char* text) {
     return 0;
 }
 
-// Where the pixels lie and how far their rows are apart. A guess would read or write somebody else's memory, so that
-// an image that doesn't tell all of it counts as one without pixels.
+// Where the pixels lie and how far their rows are apart. A guess could touch foreign memory, so an image that
+// lacks any of these properties counts as one without pixels.
 template <class Pixels>
 bool readLayout(const PropertySet& set, Pixels& pixels) {
     int rowBytes = 0;

@@ -38,8 +38,8 @@ std::atomic<int> s_instances{0};
 
 namespace {
 
-// What choices are now is what the next change is compared with: at creation (a project may have been loaded), and
-// after a preset, whether or not the host told of its writes.
+// The next change of a choice is compared with its present value: at creation (a project may have been loaded), and
+// after a preset, whether or not the host has sent notifications for it.
 void rememberChoices(InstanceRecord& record) {
     const auto& controls = record.effect->info().controls();
     for (std::size_t i = 0; i < controls.size(); ++i) {
@@ -168,7 +168,7 @@ void steeringChanged(InstanceRecord& record, ControlK7& control) {
     }
 }
 
-// Whether a notification tells of a value other than the last one. Switches are heard always.
+// Whether a notification brings a value other than the last one. For switches always.
 bool isChange(ParameterBlock& block, ControlK7& control) {
     const auto* choice = dynamic_cast<const ListControlK7*>(&control);
     if (choice && block.skipFirstChange.exchange(false)) return false;

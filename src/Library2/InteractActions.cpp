@@ -57,7 +57,7 @@ class Interact {
         for (OverlayControlK7* widget : widgets) {
             widget->overlay = &effect()->overlaySide();
             widget->colour = widgets.size() > 1 && widget == widgets[1] ? OVERLAY_YELLOW : OVERLAY_WHITE;
-            // One index for all of them, so that the last one stays: hosts redraw on any change in any case.
+            // All go to one index, so that the last one stays: hosts redraw on any change anyway.
             for (const ControlK7* control : widget->followed)
                 m_set.setString(ofx::prop::InteractSlaveToParam, control->name(), 0);
         }

@@ -8,7 +8,7 @@
 #include "imagelib/imagelib.h"
 
 // Threads of the bundle's own, for hosts whose suite is not used; one object an instance. The threads live for one
-// call. All calls of the process take turns under one lock.
+// call. One lock of the process serialises all calls.
 class K7PTMultiProcess {
   public:
     K7PTMultiProcess();

@@ -34,7 +34,7 @@ class LeftRenderLock {
     bool m_clampNegative = true;
 };
 
-void libraryDispatcher(void* context, RowWorker worker, int rows, void* job) {
+void dispatchFor(void* context, RowWorker worker, int rows, void* job) {
     static_cast<PluginK7*>(context)->dispatchRows(worker, rows, job);
 }
 
@@ -58,8 +58,8 @@ void PluginK7::InstanceCreated() { info().runRules(nullptr); }
 
 void PluginK7::LibMpSetup(int count) {
     Trace(TRACE_TRACE, "PluginK7::LibMpSetup()\n");
-    image_set_multiprocess(this, &libraryDispatcher);
-    image_set_multiprocess_float(this, &libraryDispatcher);
+    image_set_multiprocess(this, &dispatchFor);
+    image_set_multiprocess_float(this, &dispatchFor);
     if (count <= 0) return;
     image_set_multiprocess_threshold(count);
     image_set_multiprocess_threshold_float(count);
@@ -77,13 +77,13 @@ void PluginK7::dispatchRows(RowWorker worker, int rows, void* job) {
     worker(job, 0, rows - 1);
 }
 
+RowRunner PluginK7::rowRunner() { return {this, &dispatchFor}; }
+
 int PluginK7::abortRequested() const {
     const auto* suite = slot<const OfxImageEffectSuiteV1>(SLOT_EFFECT_SUITE);
     const auto instance = slot<OfxImageEffectStruct>(SLOT_INSTANCE);
     return instance && suite && suite->abort ? suite->abort(instance) : 0;
 }
-
-int host_wants_abort(const PluginK7* effect) { return effect ? effect->abortRequested() : 0; }
 
 void reportError(const char* text) { Trace(TRACE_ERROR, "OFXPlugin ERROR: %s\n", text); }
 
@@ -108,8 +108,5 @@ bool PluginK7::fetchFrame(OfxImageClipHandle clip, double time, K7Image* image) 
     const HostPixels pixels = frame.pixels();
     if (!pixels.data) return false;
     const double scale = frame.renderScale();
-    const RowRunner runner{this, [](void* context, RowWorker worker, int rows, void* job) {
-                               static_cast<PluginK7*>(context)->dispatchRows(worker, rows, job);
-                           }};
-    return make_float_image(pixels, image, image->width, image->height, frame.aspect(), true, scale, runner) != nullptr;
+    return make_float_image(pixels, image, image->width, image->height, frame.aspect(), true, scale, rowRunner());
 }

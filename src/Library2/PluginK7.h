@@ -7,9 +7,12 @@
 #include "Library2/BundleState.h"
 #include "Library2/EffectInfo.h"
 #include "Library2/Overlay.h"
+#include "imagelib/imagelib.h"
+#include "imagelib/imagelib_stop.h"
 
 class K7PTMultiProcess;
 struct MultiThreadRecord;
+struct RowRunner;
 
 // What is in which word of m_Private; the others are spare.
 enum PrivateSlot : std::size_t {
@@ -41,15 +44,15 @@ class PluginK7 {
     // Makes the picture: reads clips and controls, writes output.image; under the render lock. What it may count on:
     // - Every clip and the output have an image of four float channels with pixels, all of one size. The output is a
     //   copy of the primary clip, as is a further clip that is not connected.
-    // - Controls hold finite numbers that fit a float; integers and choices are within what was declared.
+    // - Controls hold finite numbers within 1e12; integers and choices are within what was declared.
     // - Frame numbers are finite and fit an integer.
     // - The host has not asked to abort.
     // - Afterwards the framework puts back the primary clip's alpha where the output's own is not wanted, and clears
     //   stats_valid of the output.
     virtual void ProcessFrame() {}
     virtual void InstanceCreated();  // last step of creation; runs the enable rules
-    // Of the interface's thread, while a render of this instance may run on another: what they have to say to it they
-    // leave as atomic requests, which the next render takes at its start. They read parameters with GetValue.
+    // Called on the interface's thread, while a render of this instance may run on another. They leave atomic requests,
+    // which the next render takes at its start, and read parameters with GetValue.
     virtual void ClipChanged() {}
     virtual void ButtonPressed(ButtonControlK7&) {}
     virtual void ControlChanged(ControlK7&) {}  // a parameter has changed, perhaps at another frame only
@@ -64,7 +67,7 @@ class PluginK7 {
     double lastFrame = 0.0;
     bool doAlpha = true;  // set at each render; where clear, the output gets the primary clip's alpha in the end
     // Fetches every parameter as it stands at another frame, numbered like currentFrame. Only while a frame is
-    // rendered; who fetches another frame's parameters fetches the current ones again.
+    // rendered; an effect that fetches another frame's parameters fetches the current ones again.
     void fetchParametersAt(double frame);
     FetchContext renderContext;  // of this render's parameters
     double timeOfFrame = 1.0;    // the host's time units a frame
@@ -102,9 +105,25 @@ class PluginK7 {
         MultiProcess([&](int first, int last) { (effect.*handler)(first, last); }, rows);
     }
 
+    // work(y) for each row from 0 to rows - 1, spread over threads, until the host wants the render to end. False when
+    // it did: rows are missing then. Work that needs scratch memory for each thread calls for_rows_float itself.
+    template <class Work>
+    bool eachRow(int rows, Work&& work) const {
+        for_rows_float(rows, [&](int first, int last) {
+            for (int y = first; y <= last && !abortRequested(); ++y) work(y);
+        });
+        return !abortRequested();
+    }
+    // For conversions, which run outside the render lock, when the libraries' row loops may be another effect's.
+    RowRunner rowRunner();
+
     // ---- Host
-    // Whether the host wants this render to end; non-zero is yes. Libraries ask through host_wants_abort.
+    // Whether the host wants this render to end; non-zero is yes.
     virtual int abortRequested() const;
+    // The same for long operations of the libraries.
+    StopRequested stopRequested() const {
+        return [this] { return abortRequested() != 0; };
+    }
 
     void adoptHost();  // copies host and suites into m_Private
     template <class T>
@@ -119,9 +138,7 @@ class PluginK7 {
     void* m_Private[32] = {};
 };
 
-int host_wants_abort(const PluginK7* effect);
-
-// What every failure is told with: one line in the log. The host is answered as if nothing had happened.
+// Every failure is reported as one line in the log. The host gets the same answer as after success.
 void reportError(const char* text);
 
 // An effect class: the plug-in, its overlay side and its declaration in one object.

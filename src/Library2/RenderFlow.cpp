@@ -78,7 +78,7 @@ class HostThreads {
 
 constexpr int ALPHA = 8;  // of image_copy_channels
 
-// Memory that can't be had ends the render: the action's entry tells it in the log and answers the host.
+// Exhausted memory ends the render: the action's entry logs it and answers the host.
 K7Image* made(K7Image* image) { return image ? image : throw std::bad_alloc(); }
 
 class Render {
@@ -205,8 +205,8 @@ class Render {
         if (m_unsized && !setFrame(HostImage(clipHandle(m_instance, ofx::clip::Output), m_time).target().bounds))
             return false;
         for (ClipRecord* clip : {&primary, &m_info.output})
-            clip->image.reset(
-                made(make_float_image({}, nullptr, m_width, m_height, m_projectAspect, false, m_scaleX, runner())));
+            clip->image.reset(made(make_float_image({}, nullptr, m_width, m_height, m_projectAspect, false, m_scaleX,
+                                                    m_effect.rowRunner())));
         return true;
     }
 
@@ -220,7 +220,8 @@ class Render {
         if (m_quirks.sizeFromBounds && !setSizeFromBounds()) return false;
         K7Image* input = nullptr;
         K7Image* output = nullptr;
-        make_float_image_pair(pixels, m_width, m_height, host.aspect(), m_scaleX, &input, &output, runner());
+        make_float_image_pair(pixels, m_width, m_height, host.aspect(), m_scaleX, &input, &output,
+                              m_effect.rowRunner());
         primary.image.reset(made(input));
         m_info.output.image.reset(made(output));
         return true;
@@ -257,22 +258,16 @@ class Render {
                     : HostImage();
             if (!host) {
                 clip.image.reset(made(make_float_image({}, m_info.primary()->image.get(), m_width, m_height, 1.0, false,
-                                                       m_scaleX, runner())));
+                                                       m_scaleX, m_effect.rowRunner())));
             } else {
                 HostPixels pixels = host.pixels();
                 if (!pixels.data) return refuse(clip, NO_PIXELS);
                 pixels.bounds = inFrame(pixels.bounds);
                 clip.image.reset(made(make_float_image(pixels, nullptr, m_width, m_height, host.aspectAsGiven(), false,
-                                                       m_scaleX, runner())));
+                                                       m_scaleX, m_effect.rowRunner())));
             }
         }
         return true;
-    }
-
-    RowRunner runner() const {
-        return {&m_effect, [](void* effect, RowWorker worker, int rows, void* job) {
-                    static_cast<PluginK7*>(effect)->dispatchRows(worker, rows, job);
-                }};
     }
 
     // ---- The picture
@@ -300,7 +295,7 @@ class Render {
         if (!target.data) return refuse("the output has no pixels in RGBA that can be written");
         target.bounds = inFrame(target.bounds);
         store_float_image(m_info.output.image.get(), target, m_quirks.outputOwnBounds ? target.bounds : m_bounds,
-                          runner());
+                          m_effect.rowRunner());
         return true;
     }
 

@@ -5,7 +5,7 @@
 // SIGGRAPH 1993; the spectrum is this program's own. The waves are mirrored in x and in y, not conjugated, so that
 // every field is even along both: u(-x, y, z) = u(x, y, z).
 //
-// Nothing here throws: exhausted memory is told by the result. Fields may be sampled from several threads at once.
+// Nothing here throws: exhausted memory shows in the result. Fields may be sampled from several threads at once.
 #pragma once
 
 #include <cstddef>

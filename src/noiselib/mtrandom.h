@@ -29,7 +29,7 @@ class MTRandom {
     // In [0, 1], both ends included: the largest word gives 1.
     double next_double() { return next_uint32() * 2.3283064370807974e-10; }
 
-    // In [0, 1]. The word is rounded to a float before it is scaled, so that 1 can occur: who indexes with it clamps.
+    // In [0, 1]. The word is rounded to a float before it is scaled, so that 1 can occur: clamp before indexing.
     float next_float() { return static_cast<float>(next_uint32()) * 0x1p-32F; }
 
     float next_float_in(float low, float high) {

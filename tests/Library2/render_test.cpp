@@ -604,12 +604,11 @@ TEST_F(Failing, AnAbortAtAnyPollLeavesTheOutputAlone) {
 
 TEST_F(Failing, TheEffectMayAskForAbortAndWithoutAHandleTheAnswerIsNo) {
     TestEffect& effect = readyEffect();
-    EXPECT_EQ(host_wants_abort(&probeOf(effect)), 0) << "before the first render";
-    EXPECT_EQ(host_wants_abort(nullptr), 0);
+    EXPECT_EQ(probeOf(effect).abortRequested(), 0) << "before the first render";
     script().process = [&](probe::Probe& object) {
-        EXPECT_EQ(host_wants_abort(&object), 0);
+        EXPECT_EQ(object.abortRequested(), 0);
         host->host().requestAbort(true);
-        EXPECT_NE(host_wants_abort(&object), 0);
+        EXPECT_NE(object.abortRequested(), 0);
     };
     EXPECT_EQ(effect.renderStatus(), OK);
     host->host().requestAbort(false);

@@ -67,7 +67,7 @@ bool SpinBlur::unwrap(const K7Image& source, const ArcLengths& arcs, ImagelibCir
     // A fading ring leaves the circles inside and outside as they are.
     const bool ring = arcs.profile == ArcProfile::Ring && arcs.inner <= arcs.outer;
     return circles.unwrap(source, m_turn, ring ? arcs.inner : 0.0f, ring ? arcs.outer : circles.max_distance(),
-                          [this] { return abortRequested() != 0; });
+                          stopRequested());
 }
 
 // ---- Overlay --------------------------------------------------------------------------------------------------

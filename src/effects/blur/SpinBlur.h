@@ -1,4 +1,4 @@
-// Q_SpinBlur: the picture is turned about a centre while the shutter is open.
+// Q_SpinBlur: the picture rotates about a centre while the shutter is open.
 //
 // Every pixel becomes the average of the picture along an arc around the centre. The arc's length may change with the
 // distance (a ring that fades, a twirl inwards or outwards) and with a matte. The picture is un-wrapped into circles

@@ -75,7 +75,7 @@ Hole::Hole(const K7Image& picture, const SolidNoise& noise, int corner, double p
 }
 
 void Hole::drawRow(const SolidNoise& noise, int y, int step, float* rough, float* depth, int count) const {
-    // Noise is needed only where it can make the difference between cold, burning and gone.
+    // Noise is needed only where it can decide between cold, burning and gone.
     const auto coldest = static_cast<float>(-HALO - m_ragged), deepest = static_cast<float>(1.0 + m_ragged);
     const double dy = (y - m_y) * m_tall;
     int begin = count, end = 0;
@@ -230,7 +230,7 @@ void burnRow(const Melt& melt, Columns hot, int y, const float* depth, float* pi
 
 }  // namespace
 
-// How deep every place lies behind the rim. Nowhere is warm before the start and nothing is left at the end.
+// How deep every place lies behind the rim. All is cold before the start, and nothing is left at the end.
 bool Burn::drawFront(const K7Image& picture, double progress) {
     const int step = frontStep(picture);
     const int columns = (picture.width - 1) / step + 2, rows = (picture.height - 1) / step + 2;
@@ -285,10 +285,7 @@ void Burn::grade(K7Image& picture) {
                     percent(tinted ? Tblue.value : Blue.value)},
         .saturation = percent(Colour.value)};
     const auto& table = burn_kernels();
-    for_rows_float(picture.height, [&](int first, int last) {
-        for (int y = first; y <= last && !abortRequested(); ++y)
-            table.grade(how, image_row<float>(&picture, y), picture.width);
-    });
+    eachRow(picture.height, [&](int y) { table.grade(how, image_row<float>(&picture, y), picture.width); });
 }
 
 void Burn::ProcessFrame() {

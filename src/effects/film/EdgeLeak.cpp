@@ -78,16 +78,13 @@ void EdgeLeak::ProcessFrame() {
     }
     const auto& kernels = film_light_kernels();
     const float lastColumn = static_cast<float>(picture->width - 1);
-    for_rows_float(picture->height, [&](int first, int last) {
-        for (int y = first; y <= last && !abortRequested(); ++y) {
-            const EdgeRow& row = rows[static_cast<std::size_t>(y)];
-            const auto [least, most] = std::minmax({row.positions[0], row.positions[1], row.positions[2]});
-            const float from = fromRight ? std::max(least, 0.0F) : 0.0F;
-            const float to = fromRight ? lastColumn : std::min(most, lastColumn);
-            if (from <= to)
-                kernels.light_edges(light, row, static_cast<int>(from), static_cast<int>(to),
-                                    image_row<float>(picture, y));
-        }
+    eachRow(picture->height, [&](int y) {
+        const EdgeRow& row = rows[static_cast<std::size_t>(y)];
+        const auto [least, most] = std::minmax({row.positions[0], row.positions[1], row.positions[2]});
+        const float from = fromRight ? std::max(least, 0.0F) : 0.0F;
+        const float to = fromRight ? lastColumn : std::min(most, lastColumn);
+        if (from <= to)
+            kernels.light_edges(light, row, static_cast<int>(from), static_cast<int>(to), image_row<float>(picture, y));
     });
 }
 

@@ -67,22 +67,20 @@ void LightLeak::ProcessFrame() {
                                           bandOf(WhiteSpreadB.value, WhiteSoftB.value)};
     const float tall = picture->pixel_width > 0 ? picture->pixel_height / picture->pixel_width : 1.0F;
     const auto& kernels = film_light_kernels();
-    for_rows_float(picture->height, [&](int first, int last) {
-        for (int y = first; y <= last && !abortRequested(); ++y) {
-            LightSpot met[MOST_SPOTS];
-            float distances[MOST_SPOTS];
-            SpotRow row{met, distances, 0, {bands[0], bands[1], bands[2]}};
-            float left = picture->width, right = -1.0F;
-            for (const LightSpot& spot : spots) {
-                const float distance = (static_cast<float>(y) - spot.y) * tall;
-                if (!(std::fabs(distance) * spot.inverse_radius < 1.0F)) continue;
-                met[row.count] = spot;
-                distances[row.count++] = distance * distance;
-                left = std::min(left, spot.least), right = std::max(right, spot.most);
-            }
-            const int from = static_cast<int>(std::max(left, 0.0F));
-            const int to = static_cast<int>(std::min(right, static_cast<float>(picture->width - 1)));
-            if (from <= to && right >= 0.0F) kernels.light_spots(light, row, from, to, image_row<float>(picture, y));
+    eachRow(picture->height, [&](int y) {
+        LightSpot met[MOST_SPOTS];
+        float distances[MOST_SPOTS];
+        SpotRow row{met, distances, 0, {bands[0], bands[1], bands[2]}};
+        float left = picture->width, right = -1.0F;
+        for (const LightSpot& spot : spots) {
+            const float distance = (static_cast<float>(y) - spot.y) * tall;
+            if (!(std::fabs(distance) * spot.inverse_radius < 1.0F)) continue;
+            met[row.count] = spot;
+            distances[row.count++] = distance * distance;
+            left = std::min(left, spot.least), right = std::max(right, spot.most);
         }
+        const int from = static_cast<int>(std::max(left, 0.0F));
+        const int to = static_cast<int>(std::min(right, static_cast<float>(picture->width - 1)));
+        if (from <= to && right >= 0.0F) kernels.light_spots(light, row, from, to, image_row<float>(picture, y));
     });
 }

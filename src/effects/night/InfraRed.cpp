@@ -50,7 +50,7 @@ bool InfraRed::expose(const K7Image& source, K7Image& result) const {
         return false;
     }
     const NightLookRows& rows = night_look_rows();
-    return night_rows(*this, result.height, [&](int y) {
+    return eachRow(result.height, [&](int y) {
         rows.film(table.get(), image_row<float>(&source, y), image_row<float>(working.get(), y),
                   image_row<float>(&result, y), result.width);
     });

@@ -166,16 +166,16 @@ bool NightVision::develop(const K7Image& source, K7Image& result) {
 
     if (DoDefocus.value) {
         const float radius = scaled(Defocus, result);
-        if (!night_rows(*this, result.height, developRow)) return false;
+        if (!eachRow(result.height, developRow)) return false;
         image_gaussian_blur(&result, radius, radius, -1);
-        if (!night_rows(*this, result.height, tintRow)) return false;
-    } else if (!night_rows(*this, result.height, [&](int y) { developRow(y), tintRow(y); })) {
+        if (!eachRow(result.height, tintRow)) return false;
+    } else if (!eachRow(result.height, [&](int y) { developRow(y), tintRow(y); })) {
         return false;
     }
     if (!light) return true;
     const float radius = scaled(HiSoft, result);
     image_gaussian_blur(light.get(), radius, radius, -1);
-    return night_rows(*this, result.height, [&](int y) {
+    return eachRow(result.height, [&](int y) {
         rows.bloom(boost, image_row<float>(light.get(), y), image_row<float>(&result, y), result.width);
     });
 }
@@ -192,7 +192,7 @@ bool NightVision::addGrain(K7Image& result) {
         return false;
     }
     if (DoBlurGrain.value) image_gaussian_blur(grain.get(), scaled(BlurGrain, result), scaled(BlurGrain, result), -1);
-    return night_rows(*this, result.height, [&](int y) {
+    return eachRow(result.height, [&](int y) {
         night_look_rows().grain(image_row<float>(grain.get(), y), image_row<float>(&result, y), result.width);
     });
 }
@@ -202,7 +202,7 @@ void NightVision::frame(K7Image& result) {
     if (DoBorder.value) {
         Trace(TRACE_DEBUG, "Q_NightVision: image aspect %f\n", double(result.pixel_aspect));
         const VignetteShape vignette = vignette_of(*this, result);
-        if (!image_vignette(&result, vignette, [this] { return abortRequested() != 0; })) return;
+        if (!image_vignette(&result, vignette, stopRequested())) return;
     }
     const Reticle reticle(*this, result);
     if (!reticle.visible()) return;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int AMPLITUDES = 32768, STARTS = 2048;
 
-// Amplitudes follow each other along a row, and each row begins somewhere else.
+// A row takes consecutive amplitudes, from a start of its own.
 struct GrainTables {
     std::vector<float> amplitudes;  // repeated so that a row can begin anywhere
     std::vector<int> starts;
@@ -34,7 +34,7 @@ GrainTables draw_tables(const NightGrain& grain, int width) {
     return tables;
 }
 
-// The amounts that the pixels of a few neighbouring rows drop, each row with zeros around it.
+// The amounts that the pixels of a few neighbouring rows add, each row with zeros around it.
 class AmountRows {
   public:
     AmountRows(const NightGrain& grain, const GrainTables& tables, int width)

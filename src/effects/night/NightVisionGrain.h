@@ -1,4 +1,4 @@
-// The grain of NightVision: every pixel drops a square of light or shade.
+// The grain of NightVision: every pixel adds a square of light or shade.
 #pragma once
 
 #include "imagelib/imagelib.h"

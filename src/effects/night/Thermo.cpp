@@ -71,7 +71,7 @@ bool Thermo::image_heat(const K7Image& source, K7Image& result) {
     }
     const float boost = static_cast<float>(LuminanceBoost.value / 100.0);
     const NightLookRows& rows = night_look_rows();
-    return night_rows(*this, result.height, [&](int y) {
+    return eachRow(result.height, [&](int y) {
         rows.palette(table.get(), boost, image_row<float>(&source, y), image_row<float>(working.get(), y),
                      image_row<float>(&result, y), result.width);
     });

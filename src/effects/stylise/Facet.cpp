@@ -16,7 +16,7 @@ int half_of(int size) { return std::max(size / 2, 1); }
 
 }  // namespace
 
-// Sizes in pixels of the image as it is; odd windows of twice the half size and one pixel come of them.
+// Sizes in pixels of this image. The windows are odd: twice half the size, plus one pixel.
 Facet::Window Facet::window(const K7Image& source) const {
     const auto whole = [](double size) {
         return static_cast<int>(std::clamp(size, -double{LARGEST_SIZE}, double{LARGEST_SIZE}));

@@ -22,7 +22,7 @@ void premultiply(K7Image& image) {
     });
 }
 
-// The frame that leaves the window of so many frames when this one enters it.
+// The frame that leaves a window of `length` frames when this one enters it.
 int oldest_frame(int frame, int length, int first) { return std::max(frame - length, first); }
 
 // How often a frame of the run is in the window that ends with the newest one.
@@ -118,7 +118,7 @@ bool TrailAverage::continueRun(const K7Image& newest, int frame, K7Image& result
     const K7Image* oldest[3] = {};
     for (int c = 0; c < 3; ++c) {
         const auto leaving = [&](int channel) { return oldest_frame(frame, lengths[channel], m_run.first); };
-        if (frame == m_run.last) {  // once more: it takes the place of what it was
+        if (frame == m_run.last) {  // the same frame again: it replaces what was added for it
             oldest[c] = m_newest.get();
             continue;
         }
@@ -167,7 +167,7 @@ void TrailAverage::ProcessFrame() {
         restart = !sumAgain(newest, frame, now, *result);
     }
     if (restart) {
-        if (abortRequested()) return;  // perhaps that is why a frame was missing: the run stays
+        if (abortRequested()) return;  // an abort may be why a frame was missing: the run stays valid
         m_begun = false;
         if (!beginRun(newest, now, *result)) return;
         m_first_of_run = frame;

@@ -1,6 +1,6 @@
 // Q_TrailAverage: what moves leaves a trail.
 //
-// Each frame shows the average of the last frames of a run; before the run's first frame counts that frame itself.
+// Each frame shows the average of the last frames of a run; before the run's first frame that frame itself counts.
 // Running sums are kept from render to render, so that the next frame costs one frame fetched from the host (three in
 // StaggerRGB), however long the trail is. A run begins anew at a frame before the last one rendered, at another size
 // and with the button Restart. When a setting that the sums depend on has changed they are summed up again.

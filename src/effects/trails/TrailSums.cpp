@@ -13,7 +13,7 @@ constexpr int TOGETHER = 4, APART = 6;  // sums a pixel
 
 double counted(float sample) { return sample - sample == 0.0f ? double{sample} : 0.0; }
 
-// Rows of `width` pixels. Whole rows of sums go through memory; everything else here is hidden behind that.
+// Rows of `width` pixels. The loops are bound by the memory traffic of the sums.
 void step_together(double* __restrict sums, const float* __restrict oldest, const float* __restrict newest,
                    double share, float* __restrict average, int width) {
     for (int i = 0; i < TOGETHER * width; ++i) {
@@ -24,7 +24,8 @@ void step_together(double* __restrict sums, const float* __restrict oldest, cons
 
 Pixel counted(Pixel samples) { return samples - samples == 0.0f ? samples : Pixel{}; }
 
-// One pixel apart, as it lies in memory: red and green, blue and red's alpha, green's and blue's alpha.
+// The sums of one pixel where channels have their own lengths, in memory order: red and green, blue and red's alpha,
+// green's and blue's alpha.
 struct PixelSums {
     Pair red_green, blue_alpha, alphas;
 
@@ -36,7 +37,7 @@ struct PixelSums {
         simd::store(to + 2, blue_alpha);
         simd::store(to + 4, alphas);
     }
-    // What three frames bring, each in its channel.
+    // The pixel of three frames, each in its channel.
     static PixelSums of(Pixel red, Pixel green, Pixel blue) {
         const Pixel red_green = in_order<0, 5, 1, 5>(red, green), blue_alpha = in_order<2, 7, 3, 7>(blue, red);
         const Pixel alphas = in_order<3, 7, 3, 7>(green, blue);

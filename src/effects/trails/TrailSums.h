@@ -1,5 +1,5 @@
 // Running sums of frames, float RGBA, in double precision: the sum of a hundred frames is exact as far as their samples
-// lie within six decades of each other, so that what was added can be taken out again without leaving anything behind.
+// lie within six decades of each other, so that a frame can be taken out again without a residue.
 // A sample that is not finite counts as 0: it could never be taken out.
 #pragma once
 
@@ -22,7 +22,7 @@ struct TrailLengths {
 class TrailSums {
   public:
     bool begin(const K7Image& layout, TrailKind kind);  // all sums 0; false when there is no memory
-    void end() { m_sums.reset(); }                      // gives the memory back
+    void end() { m_sums.reset(); }                      // frees the memory
     void add(const K7Image& frame, const TrailLengths& times);
     // Takes the oldest frames out, of red, green and blue, and puts the newest in; gives the averages.
     void step(const K7Image* const (&oldest)[3], const K7Image& newest, const TrailLengths& lengths, K7Image& average);

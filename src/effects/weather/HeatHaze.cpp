@@ -42,7 +42,7 @@ class Refraction {
 
     float* lane(int i) { return m_rows.data() + std::size_t(i) * std::size_t(m_sheet.width); }
 
-    // The places of a row, into one of the two pairs that take turns.
+    // The places of a row, into one of two alternating pairs of lanes.
     void places(int y) {
         float *above = m_padded.data(), *below = above + m_sheet.width + 2 * HAZE_REACH;
         pad(y - HAZE_REACH, above);

@@ -67,7 +67,7 @@ void Rain::afterForces(RainParticle* particles, int count) {
     for (int i = 0; i < count; ++i) bounceOffPuddles(particles[i]);
 }
 
-// A drop over a puddle turns its fall around for one frame; the next one finds a factor below 0 and puts it back to 1.
+// A drop over a puddle reverses its fall for one frame; the next frame finds a factor below 0 and restores it to 1.
 void Rain::bounceOffPuddles(RainParticle& p) {
     const RainMotion& m = motion();
     float sideways = 0;
@@ -90,7 +90,7 @@ void Rain::bounceOffPuddles(RainParticle& p) {
 
 // ---- Drawing --------------------------------------------------------------------------------------------------
 
-// A line of the drop's last step, or of a part or a multiple of it.
+// A line along the drop's last step, shortened or lengthened.
 void Rain::show(RainParticle& p) {
     const RainLook& l = look();
     float colour[4] = {p.color[0], p.color[1], p.color[2], p.color[3]};

@@ -1,4 +1,4 @@
-// Q_Snow: flakes that fall from a line, carried by wind and turned by swirling air.
+// Q_Snow: flakes that fall from a line, carried by wind and swirled by turbulence.
 //
 // A particle system that is replayed where frames do not come in order (engines/replay/FrameClock.h): births
 // along the line Left to Right, gravity and friction on velocities, wind on places, noise on velocities. Flakes are

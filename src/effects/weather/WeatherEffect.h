@@ -1,5 +1,5 @@
 // What Snow, Rain, Smoke and Bubbles share: births along a line, gravity, friction and swirling air, and the controls
-// of these, which have the same names in all of them. An effect reads what is its own in readOwn().
+// of these, with the same names in all four. An effect reads its own controls in readOwn().
 #pragma once
 
 #include "effects/engines/particles/ParticleEffect.h"
@@ -50,7 +50,7 @@ class WeatherEffect : public particles::ParticleEffect<Info, ParticleType, Motio
         if (hasSetGravity()) this->motion().gravity.force(force);
         set.set_force(0, force);
     }
-    // Turns velocities.
+    // Adds the swirl to velocities.
     void swirl(Particle* particles, int count, float amplitude) const {
         this->swirlWith(this->motion().swirl, particles, count, [&](Particle& p, float x, float y, float grown) {
             p.velocity[0] += x * amplitude * grown / this->frame().pixel_width;

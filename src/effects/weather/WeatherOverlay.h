@@ -12,7 +12,7 @@ struct WeatherOverlay {
           windSource(blowing.source),
           lightSource(shining.source) {}
 
-    // What is switched off has no handles.
+    // Forces that are switched off have no handles.
     void prepare() {
         wind.visible = !windSource.ghosted();
         light.visible = !lightSource.ghosted();

@@ -1,4 +1,4 @@
-// Powers of the numbers from 0 to 1, kept from one render to the next for as long as the exponent stays.
+// Powers of the numbers from 0 to 1, kept from render to render until the exponent changes.
 #pragma once
 
 #include <memory>
@@ -8,7 +8,7 @@ class PowerTable {
     // Entry i is (i / steps)^exponent. False when there is no memory; the table is empty then.
     bool prepare(int entries, double steps, double exponent);
     const float* entries() const { return m_entries.get(); }
-    // Of any number: what has no power counts as 0, and what grows beyond all bounds as 1e30.
+    // Of any number, from 0 to 1e30: an undefined power counts as 0.
     static float power(double base, double exponent);
 
   private:

@@ -1,4 +1,4 @@
-// How particles are born: how many, for how long, where, how fast and in what colour. Plain records of 4-byte fields
+// How particles are born: their number, life, position, velocity and colour. Plain records of 4-byte fields
 // for Motion blocks, like those of Forces.h.
 //
 // `draw` is the generator of the frames and `own` that of the particle set. The order of draws from each is part of the
@@ -13,7 +13,7 @@
 
 namespace particles {
 
-// A line between two places, with births about it.
+// A line between two places; particles are born around it.
 struct Emitter {
     float left[3] = {}, right[3] = {};  // the ends, pixels
     float radii[3] = {};                // of the ellipsoid about a place on the line, pixels
@@ -33,9 +33,9 @@ struct Emitter {
         velocity_var = share(variance);
     }
 
-    // Births of a frame: about the density,
+    // Births of a frame, near the density.
     int steady_count(MTRandom& draw) const { return birth_count(density + signed_draw(draw) * (density / 10) + 0.5f); }
-    // or in gusts, between about none and the density.
+    // The same in gusts, from hardly any up to the density.
     int gusty_count(MTRandom& draw) const {
         const float fewer = draw.next_float() * density / 10;
         const float more = draw.next_float() * density;
@@ -52,7 +52,7 @@ struct Emitter {
         return true;
     }
 
-    // Gives a particle its velocity: up, or down where the speed is negative, and hardly leaning
+    // Gives a particle a velocity that is almost vertical: up, or down where the speed is negative.
     void drop(FadingParticle& p, MTRandom& draw, MTRandom& own) const {
         constexpr float LEAN = 0.01745f;  // of the mean velocity, times its length
         const float a = signed_draw(draw) * LEAN;
@@ -60,7 +60,7 @@ struct Emitter {
         const float c = 1 + draw.next_float() * velocity_var;
         setVelocity(p, a * c, b * c, own);
     }
-    // or along a direction, at the speed or more.
+    // Gives a particle a velocity along a direction, at the speed or more.
     void send(FadingParticle& p, const float direction[2], MTRandom& draw, MTRandom& own) const {
         const float h = 1 + draw.next_float() * velocity_var;
         const float fast = h * speed * (1 + draw.next_float());
@@ -70,7 +70,7 @@ struct Emitter {
   private:
     static constexpr int MOST_BIRTHS = 1000000;  // a frame
 
-    // How many particles a number of births is, whatever it was made from.
+    // A number of births as a count: truncated, and limited.
     static int birth_count(float births) {
         return births >= 1 ? static_cast<int>(std::min(births, static_cast<float>(MOST_BIRTHS))) : 0;
     }

@@ -23,7 +23,7 @@ struct FadingParticle : ParticleBase {
         constexpr float QUARTER_TURN = 1.5707800388336182f;
         return k7_sin(std::min(age / std::max(fade, 1.0f) + at_birth, 1.0f) * QUARTER_TURN);
     }
-    // Its position on one axis, t steps back along its last step; t may be above 1.
+    // Its position on one axis, t steps back in time along its last step; t may be above 1.
     float tail(int axis, float t) const { return position[axis] - (position[axis] - previous_position[axis]) * t; }
 };
 

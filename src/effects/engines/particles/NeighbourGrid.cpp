@@ -2,14 +2,14 @@
 
 #include <cmath>
 
-// By counting: how many are in each cell, where each cell begins, then everyone to its place.
+// A counting sort: the number in each cell, where each cell begins, then every particle to its place.
 void NeighbourGrid::sort(float reach, const FrameShape& frame) {
     constexpr float MOST_CELLS = 65536;
     m_first.clear();
     m_sorted.clear();
     if (!(reach > 0) || m_places.empty()) return;
     m_reach = reach;
-    // Half a picture around the picture has cells of its own.
+    // The grid reaches half a picture beyond each side.
     m_left = -0.5f * frame.width;
     m_bottom = -0.5f * frame.height;
     const float width = 2 * frame.width, height = 2 * frame.height;

@@ -1,4 +1,4 @@
-// Who is near: particles by cells of the picture, for steps in which particles look at each other.
+// Neighbours of particles, found through a grid of cells, for steps in which particles act on each other.
 //
 // Made from all particles at once and then only read, so that any number of threads may ask. The order in which
 // neighbours are visited depends on nothing but the particles.
@@ -15,7 +15,7 @@
 class NeighbourGrid {
   public:
     // Sorts the particles into cells of `reach` pixels. Particles may be outside of the picture; those whose position
-    // is not finite are nobody's neighbours. False, and nobody has neighbours, when there is no memory.
+    // is not finite are left out. False when there is no memory: no particle has neighbours then.
     template <class Particle>
     bool build(const Particle* particles, int count, float reach, const FrameShape& frame) {
         m_places.clear();

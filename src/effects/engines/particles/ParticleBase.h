@@ -14,8 +14,8 @@ struct ParticleBase {
     // Uniform in the ellipsoid; a radius of 0 leaves its axis out.
     void set_position_in_ellipsoid(const float centre[3], const float radii[3], MTRandom& random);
     void set_position_on_segment(const float a[3], const float b[3], const float radii[3], MTRandom& random);
-    // The mean, longer or shorter by the share spread[0], turned about z by up to spread[1] radians and towards or away
-    // from z by up to spread[2].
+    // The mean velocity, its length varied by the fraction spread[0], rotated about z by up to spread[1] radians and
+    // towards or away from z by up to spread[2].
     void set_random_velocity(const float mean[3], const float spread[3], MTRandom& random);
     void set_random_life(float a, float b, MTRandom& random) { life = random.next_float_in(a, b); }
 

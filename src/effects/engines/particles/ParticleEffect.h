@@ -2,16 +2,16 @@
 // draw them.
 //
 // A step goes in phases over all particles, in the order of the array:
-//   births()          spawns this frame's particles; died() is then told of those whose life has ended
+//   births()          spawns this frame's particles; then died() is called for those whose life has ended
 //   beforeForces()    forces that draw random numbers
 //   applyForces()     on row threads, a block of particles each
 //   lookAround()      on row threads: forces of neighbours, where neighbourReach() is above 0
 //   afterForces()     what needs the result, and children of living particles
-//   show()            collects what is drawn; in silent steps left out
+//   show()            collects drawing; left out of silent steps
 //   the set's motion  on row threads
 // A phase on threads changes nothing but its own particles and draws no random numbers, so that the bits are those of
 // one thread. Children are queued by spawn() and join the set in the order of the calls: those of the dead at once, so
-// that no frame is without them, the others after the motion, so that they are first seen where they were born.
+// that no frame lacks them, the others after the motion, so that they are first drawn where they were spawned.
 //
 // An effect declares its Info, a particle of FadingParticle, a Motion record with everything that steers steps (plain,
 // of 4-byte fields: its bytes are compared) and a Look record with what only drawing reads.
@@ -54,7 +54,7 @@ class ParticleEffect : public ClockedEffect<Info> {
         if (!this->silent()) show(particle);
         endOfStep(particle);
     }
-    // The step as the set's own walk, instead of in phases: the slow form that says what the phases do. For tests.
+    // Takes the step particle by particle instead of in phases: the slow reference for tests.
     bool walksOneByOne = false;
     int liveParticles() const { return m_set ? m_set->live() : 0; }
 
@@ -213,7 +213,7 @@ void ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::onBlocks(Work
     });
 }
 
-// Without memory for the copy nobody has neighbours.
+// Without memory for the copy no particle has neighbours.
 template <class Info, class ParticleType, class MotionRecord, class LookRecord>
 void ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::lookAroundAll() {
     Particle* particles = m_set->records();

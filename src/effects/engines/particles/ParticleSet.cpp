@@ -91,7 +91,7 @@ void ParticleSetBase::total_force(float sum[3]) const {
         for (int i = 0; i < 3; ++i) sum[i] += forces[f][i];
 }
 
-// The velocity is added whole whatever the step's length: the first step of a particle is short in age and in what
+// The whole velocity is added whatever the step's length: the first step of a particle is short in age and in what
 // forces do to it, not in way.
 void ParticleSetBase::integrate(ParticleBase& particle, float dt, const float force[3]) const {
     particle.age += dt;
@@ -104,7 +104,7 @@ void ParticleSetBase::integrate(ParticleBase& particle, float dt, const float fo
     }
 }
 
-// The births of one frame take a random part of it as their first step, so that they do not arrive as pulses.
+// Particles born in one frame take a random part of it as their first step, so that they do not come in pulses.
 void ParticleSetBase::advance_particle(ParticleBase& particle) {
     const float dt = particle.age == 0 ? random.next_float() * time_step : time_step;
     float force[3];

@@ -6,7 +6,7 @@
 // FrameClock reaches other frames.
 //
 // The array grows by doubling, never shrinks, and has no gaps: the last particle takes the place of one that died.
-// Memory that cannot be had shows as false or -1, and the particle is missing; nothing ends.
+// Memory that cannot be had shows as false or -1, and the particle is missing; the render goes on.
 #pragma once
 
 #include <cstddef>

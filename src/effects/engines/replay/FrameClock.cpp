@@ -76,7 +76,7 @@ void FrameClock::forgetStates() {
     m_inputs.clear();
 }
 
-// Whether the state at hand is the wanted frame's, and nobody changed a parameter since it was made.
+// Whether the current state is the wanted frame's, with no parameter changed since it was made.
 bool FrameClock::continues(ClockedSimulation& simulation, std::uint64_t parameters) const {
     if (!m_trusted || !m_live || !m_drawn || m_request.shown != m_shown + 1 || m_next != m_request.target ||
         m_request.target == m_request.start)
@@ -171,7 +171,7 @@ bool FrameClock::fits(int frame, std::uint64_t history) const {
     return index < m_histories.size() && m_histories[index] == history;
 }
 
-// To the latest state at or before the target: the one at hand, one that was kept, or the beginning.
+// Goes to the latest state at or before the target: the current one, a kept one, or the beginning.
 void FrameClock::goBack(ClockedSimulation& simulation) {
     const int target = m_request.target;
     std::erase_if(m_kept, [&](const Kept& kept) { return kept.frame <= target && !fits(kept.frame, kept.history); });
@@ -232,7 +232,7 @@ void FrameClock::keep(ClockedSimulation& simulation) {
                   std::move(kept));
 }
 
-// Makes room: of all states the one goes whose absence widens a gap least, measured against its distance from the
+// Makes room: drops the state whose absence widens a gap least, measured against its distance from the
 // present. What stays is spaced about geometrically.
 void FrameClock::thinOut(std::size_t bytes) {
     const int target = m_request.target;

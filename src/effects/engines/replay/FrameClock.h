@@ -13,7 +13,7 @@
 // come in order: the parameters of the last frame are read again to tell the two apart. Unless the request is animated,
 // such a sequence shows what a frame alone can't show, whose steps all have the parameters of that frame.
 //
-// Pictures that steer steps and move are fetched for every step. Their fingerprints are remembered by frame, so that a
+// Moving pictures that steer steps are fetched for every step. Their fingerprints are remembered by frame, so that a
 // kept state can be used without fetching all frames before it once more. Where a frame's picture turns out to have
 // changed, all of them are forgotten.
 #pragma once
@@ -71,8 +71,8 @@ class FrameClock {
     void mark_restart() { m_requests |= RESTART; }  // start from the beginning
     void recheck() {
         m_requests |= RECHECK;
-    }                                                 // somebody changed something, perhaps a parameter's past: go on
-                                                      // only from states whose history shows that it may
+    }  // something changed, perhaps earlier on a parameter's curve: go on
+       // only from states whose history shows that it may
     void refetch_inputs() { m_requests |= REFETCH; }  // a clip was changed: what was known of its frames is void
 
     void set_budget(std::size_t bytes) { m_budget = bytes; }  // for kept states; 0: none are kept

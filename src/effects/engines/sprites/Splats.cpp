@@ -203,7 +203,7 @@ void Splats::draw(K7Image* image) const {
         });
 }
 
-// Sprites lie anywhere, so that every row of one is a new place of memory.
+// Sprites lie anywhere, so every row of one is a likely cache miss.
 void Splats::fetch(K7Image* image, const Item& item, int first, int last) {
     constexpr int LINE = 4;  // pixels
     if (item.last_column - item.first_column > 16 * LINE) return;

@@ -36,7 +36,7 @@ class Splats {
     // A sprite in colour, resampled with a filter of the pixel's size, so that it neither sparkles when small nor jumps
     // when its size changes.
     struct Look {
-        float half_width, half_height;  // of the drawn sprite, in pixels, before it is turned; above 0
+        float half_width, half_height;  // of the drawn sprite, in pixels, before rotation; above 0
         float radians = 0;              // counter-clockwise
         float colour[3] = {1, 1, 1};    // times the sprite's
         float opacity = 1;              // 0 to 1; with add also more
@@ -63,8 +63,8 @@ class Splats {
         DrawBlend blend = DrawBlend::over;  // of a stamp
         float colour[3] = {};
         float opacity = 0;
-        float x = 0, y = 0;                     // of a line: its begin
-        float a = 0, b = 0;                     // of a line: its end; of a turned sprite or a stamp: cosine and sine
+        float x = 0, y = 0;                     // of a line: its start
+        float a = 0, b = 0;                     // of a line: its end; of a rotated sprite or a stamp: cosine and sine
         float half_width = 0, half_height = 0;  // of a stamp
         // Pixels that it can reach, inside the picture
         int first_row = 0, last_row = 0, first_column = 0, last_column = 0;
