@@ -9,7 +9,7 @@
 #include <new>
 
 #include "graphicslib/raster_band.h"
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

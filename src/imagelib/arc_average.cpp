@@ -8,8 +8,8 @@
 #include <numbers>
 
 #include "imagelib/imagelib_resample.h"
-#include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/portable_math.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 
 #include "imagelib/blur_simd.h"
 #include "imagelib/samples.h"
-#include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/k7pi_baselib.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include "imagelib/hostpixels_simd.h"
 #include "imagelib/samples.h"
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

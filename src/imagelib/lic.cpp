@@ -2,8 +2,8 @@
 
 #include "imagelib/imagelib_lic.h"
 #include "imagelib/lic_simd.h"
-#include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/portable_math.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

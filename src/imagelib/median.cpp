@@ -9,7 +9,7 @@
 #include "imagelib/imagelib_median.h"
 #include "imagelib/median_channel.h"
 #include "imagelib/samples.h"
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "imagelib/imagelib_mode.h"
 #include "imagelib/mode_filter_simd.h"
 #include "imagelib/samples.h"
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include "imagelib/morphology_simd.h"
 #include "imagelib/samples.h"
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

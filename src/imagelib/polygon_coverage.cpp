@@ -3,7 +3,7 @@
 #include <new>
 
 #include "imagelib/imagelib_coverage.h"
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 
 void PolygonCoverage::begin(const PixelWindow& window) {
     const auto within = [](int place) { return std::clamp(place, -FARTHEST, FARTHEST); };

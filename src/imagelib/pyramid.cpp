@@ -3,7 +3,7 @@
 #include <new>
 
 #include "imagelib/imagelib_pyramid.h"
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

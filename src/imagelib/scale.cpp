@@ -11,7 +11,7 @@
 #include "imagelib/resample_edges.h"
 #include "imagelib/resample_simd.h"
 #include "imagelib/scale_axis.h"
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

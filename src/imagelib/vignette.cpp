@@ -2,7 +2,7 @@
 
 #include "imagelib/imagelib_vignette.h"
 #include "imagelib/samples.h"
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 
 bool image_vignette(K7Image* image, const VignetteShape& vignette, const StopRequested& stop) {
     if (!is_float_rgba(image)) return false;

@@ -5,8 +5,8 @@
 #include <bit>
 #include <numbers>
 
-#include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/portable_math.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

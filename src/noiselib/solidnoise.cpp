@@ -4,10 +4,10 @@
 #include <array>
 #include <cmath>
 
-#include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/portable_math.h"
 #include "noiselib/mtrandom.h"
 #include "noiselib/solidnoise_simd.h"
+#include "simdlib/cpu.h"
 #include "simdlib/vectors.h"
 
 namespace {

@@ -40,12 +40,3 @@ void set_cpu_level_limit(CpuLevel limit);
     inline const Table& name() { return baseline::name; } \
     static_assert(true)
 #endif
-
-#if defined(__x86_64__)
-template <class Table>
-const Table& cpu_select(const Table& baseline, const Table& avx2, const Table& avx512) {
-    const CpuLevel level = cpu_level();
-    if (level == CpuLevel::avx512) return avx512;
-    return level == CpuLevel::avx2 ? avx2 : baseline;
-}
-#endif

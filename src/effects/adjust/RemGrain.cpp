@@ -6,8 +6,8 @@
 #include "effects/adjust/RemGrain_simd.h"
 #include "imagelib/imagelib_blur.h"
 #include "imagelib/imagelib_colour.h"
-#include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/k7pi_baselib.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

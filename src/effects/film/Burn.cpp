@@ -9,9 +9,9 @@
 
 #include "effects/film/Burn_simd.h"
 #include "imagelib/imagelib_pyramid.h"
-#include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "noiselib/solidnoise.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

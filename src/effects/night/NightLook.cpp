@@ -1,8 +1,8 @@
 #include "effects/night/NightLook.h"
 
 #include "imagelib/imagelib_blur.h"
-#include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/k7pi_baselib.h"
+#include "simdlib/cpu.h"
 
 ImagePtr softened(const K7Image& source, bool soften, double softening) {
     ImagePtr work = make_image_uncleared(source.width, source.height, source.channels, source.sample_type);

@@ -5,9 +5,9 @@
 #include <new>
 
 #include "effects/weather/Bubbles_simd.h"
-#include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/portable_math.h"
 #include "noiselib/mtrandom.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

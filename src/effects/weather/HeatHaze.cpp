@@ -7,9 +7,9 @@
 #include "effects/weather/HeatHaze_simd.h"
 #include "imagelib/imagelib_pyramid.h"
 #include "imagelib/imagelib_resample.h"
-#include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "noiselib/solidnoise.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

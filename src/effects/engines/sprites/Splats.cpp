@@ -8,8 +8,8 @@
 #include "graphicslib/line_draw.h"
 #include "graphicslib/mip_reader.h"
 #include "graphicslib/row_bands.h"
-#include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/portable_math.h"
+#include "simdlib/cpu.h"
 
 namespace {
 
