@@ -92,7 +92,9 @@ TYPED_TEST(ByMatte, ParticlesAreBornWhereItIsWhite) {
     TypeParam& effect = shot.effect;
     effect.turbulence.on.value = false;
     effect.BlackBG.value = true, effect.UseBirthMatte.value = true;
-    effect.emitter.density.value = 100;
+    effect.emitter.density.value = 100, effect.emitter.spread.value = 0.1;
+    effect.emitter.left.x = 0.02, effect.emitter.right.x = 0.98;
+    effect.emitter.left.y = effect.emitter.right.y = 0.5;
     effect.birth.image = matte(200, 120, 0.6, 0, 1, 1);
     const ImagePtr image = shot.render(6);
     EXPECT_EQ(light_in(image.get(), 0, 0, 0.5, 1), 0);
