@@ -322,6 +322,19 @@ TEST_F(Instance, TextsGoToTheHostAtTheEndOfAChangeExceptOnToxik) {
     }
 }
 
+TEST_F(Instance, ATextSetWhileRenderingSurvivesTheNextRendersFetch) {
+    TestEffect& effect = instanceOn("generic");
+    effect.connect("Input", support::gradientImage(support::layoutOf(64, 48)));
+    script().process = [&](probe::Probe& object) {
+        EXPECT_EQ(object.Note.text, object.currentFrame == 0.0 ? "hello" : "Ready.");
+        if (object.currentFrame == 0.0) object.Note.SetText(-1.0, "Ready.");
+    };
+    effect.render(0.0);
+    effect.render(1.0);
+    effect.set("Amount", 1.0);
+    EXPECT_EQ(effect.param("Note").value().text, "Ready.");
+}
+
 // ---- Regions and preferences
 
 TEST_F(Instance, RegionsAndPreferences) {
