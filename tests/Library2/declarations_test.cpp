@@ -24,41 +24,26 @@ json named(const json& list, const char* name) {
     return found == list.end() ? json() : *found;
 }
 
-TEST(DeclarationsJson, HoldsClipsPagesAndEveryKindOfParameter) {
+TEST(DeclarationsJson, HoldsPagesParametersAndPresetsValueByValue) {
     const json effect = probeJson();
-    EXPECT_EQ(effect.at("name"), "Q_Probe");
     EXPECT_EQ(effect.at("contexts").size(), 3u);
     EXPECT_EQ(effect.at("pages").size(), 5u);
-    EXPECT_EQ(named(effect.at("clips"), "Third").at("shortLabel"), "3rd");
     EXPECT_EQ(named(effect.at("clips"), "Other").at("temporal"), true);
-    const std::pair<const char*, const char*> kinds[] = {
-        {"Amount", "Number"}, {"Radius", "Size"},       {"Turn", "Angle"},      {"Count", "Integer"},
-        {"Invert", "Switch"}, {"Shape", "Choice"},      {"Centre", "Position"}, {"Tint", "Colour"},
-        {"Paint", "Colour"},  {"Curve", "Curve point"}, {"Note", "Text"},       {"File", "File"},
-        {"Again", "Button"}};
-    for (const auto& [name, kind] : kinds) EXPECT_EQ(named(effect.at("parameters"), name).at("kind"), kind) << name;
     const json count = named(effect.at("parameters"), "Count");
+    EXPECT_EQ(count.at("kind"), "Integer");
     EXPECT_EQ(count.at("default"), "3");
     EXPECT_EQ(count.at("range"), "1 .. 3000");
     EXPECT_EQ(count.at("page"), "Look");
     EXPECT_EQ(named(effect.at("parameters"), "ResetSecret").at("secret"), true);
     EXPECT_FALSE(named(effect.at("parameters"), "Again").contains("default"));
-    EXPECT_EQ(named(effect.at("parameters"), "Shape").at("choices").size(), 4u);
-}
-
-TEST(DeclarationsJson, HoldsThePresetsValueByValue) {
-    const json tables = probeJson().at("presets");
+    const json tables = effect.at("presets");
     ASSERT_EQ(tables.size(), 2u);
-    EXPECT_EQ(tables[0].at("othersToDefaults"), false);
-    EXPECT_EQ(tables[1].at("othersToDefaults"), true);
-    EXPECT_EQ(tables[0].at("columns"), json({"Amount", "Radius", "Turn", "Count", "Invert", "Shape", "Centre", "Tint",
-                                             "Paint", "Curve", "Seed", "Fifth", "StartAt"}));
     EXPECT_EQ(
         tables[0].at("rows").at(1),
         json({"0.03125", "0.03125", "0.03125", "2", "on", "Square ", "0.03125, 0.03125", "0.03125, 0.03125, 0.03125",
               "0.03125, 0.03125, 0.03125, 0.03125", "0.03125, 0.03125", "101", "0.03125", "0.03125"}));
-    EXPECT_EQ(tables[1].at("rows"), json::array({{"10", "11"}, {"20", ""}}))
-        << "an empty cell is a value that is not listed";
+    EXPECT_EQ(tables[0].at("othersToDefaults"), false);
+    EXPECT_EQ(tables[1].at("rows"), json::array({{"10", "11"}, {"20", ""}})) << "empty: not listed";
 }
 
 std::string deviationsOf(HostId id, const EffectTraits& traits, const EffectInfo& info) {
@@ -95,14 +80,6 @@ TEST(HostDeviations, TellWhatConcernsTheEffect) {
     for (const char* text : {"further", "Positions", "milliseconds", "thumbnail", "choice"})
         EXPECT_THAT(plainVegas, Not(HasSubstr(text)));
     EXPECT_THAT(deviationsOf(HostId::Nuke, traits, plain), Not(HasSubstr("short labels")));
-}
-
-TEST(HostDeviations, LeaveOutTheGenericHost) {
-    for (const HostQuirks* host : deviatingHosts()) {
-        EXPECT_NE(host->id, HostId::Generic);
-        EXPECT_NE(host->id, HostId::Unknown);
-    }
-    EXPECT_GE(deviatingHosts().size(), 9u);
 }
 
 }  // namespace

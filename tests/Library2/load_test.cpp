@@ -48,15 +48,6 @@ TEST_F(Load, EachVariableOpensTheLog) {
     }
 }
 
-TEST_F(Load, EveryEffectLoadsIntoTheSameLog) {
-    variable("TRACELEVEL", "3");
-    load();
-    Trace(TRACE_INFO, "first\n");
-    load();
-    Trace(TRACE_INFO, "second\n");
-    EXPECT_THAT(log(), testing::AllOf(testing::HasSubstr("first"), testing::HasSubstr("second")));
-}
-
 // Nothing is opened that is not there, and without a desktop the help button tells what it can.
 TEST_F(Load, TheHelpButtonNamesTheEffectAndItsManual) {
     const ScopedEnvironment noX("DISPLAY", nullptr), noWayland("WAYLAND_DISPLAY", nullptr);

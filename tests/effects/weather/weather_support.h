@@ -1,33 +1,21 @@
-// A weather effect on a small plate, without a host.
+// A weather effect with one of its presets, on a small plate.
 #pragma once
 
 #include <algorithm>
 #include <string_view>
 
-#include "Library2/EffectInfo.h"
-#include "imagelib/imagelib.h"
-#include "support/images.h"
+#include "support/effect_shot.h"
 
 namespace weather_test {
 
-// What a host would show after the preset was chosen.
-inline void apply(ControlK7* control, const double* values) {
-    if (auto* number = dynamic_cast<FloatControlK7*>(control)) number->value = values[0];
-    if (auto* whole = dynamic_cast<IntegerControlK7*>(control)) whole->value = static_cast<int>(values[0]);
-    if (auto* box = dynamic_cast<CheckboxControlK7*>(control)) box->value = values[0] != 0;
-    if (auto* list = dynamic_cast<ListControlK7*>(control)) list->value = static_cast<int>(values[0]) + 1;
-    if (auto* point = dynamic_cast<PositionControlK7*>(control)) point->x = values[0], point->y = values[1];
-    if (auto* colour = dynamic_cast<ColourControlK7*>(control)) {
-        colour->red = static_cast<float>(values[0]);
-        colour->green = static_cast<float>(values[1]);
-        colour->blue = static_cast<float>(values[2]);
-    }
-}
-
 template <class EffectClass>
-int presetCount() {
-    return static_cast<int>(EffectClass().presetTables().front().names.size());
-}
+struct Shot : EffectShot<EffectClass> {
+    explicit Shot(int preset, int width = 96, int height = 64)
+        : EffectShot<EffectClass>(noise(width, height, 5, 0.1f, 0.4f)) {
+        this->choose_preset(preset);
+    }
+    ImagePtr render(double frame) { return this->copy(frame); }
+};
 
 // The number of the preset of that name; -1: there is none.
 template <class EffectClass>
@@ -38,27 +26,21 @@ int presetCalled(std::string_view name) {
     return found == names.end() ? -1 : static_cast<int>(found - names.begin());
 }
 
-template <class EffectClass>
-struct Shot {
-    EffectClass effect;
-    ImagePtr plate;
+inline float alpha(const K7Image* image, int x, int y) { return at(*image, x, y, 3); }
 
-    explicit Shot(int preset, int width = 96, int height = 64)
-        : plate(noise_image(width, height, 4, SAMPLE_F32, 5, 0.1f, 0.4f)) {
-        const PresetTable& table = effect.presetTables().front();
-        for (const PresetLine& line : table.lines)
-            if (const PresetCell& cell = line.cells[static_cast<std::size_t>(preset)]; cell.listed())
-                apply(line.control, cell.numbers());
-    }
+// The sum of alpha in a rectangle of fractions.
+inline double light_in(const K7Image* image, double x0 = 0, double y0 = 0, double x1 = 1, double y1 = 1) {
+    double sum = 0;
+    for (int y = int(y0 * image->height); y < int(y1 * image->height); ++y)
+        for (int x = int(x0 * image->width); x < int(x1 * image->width); ++x) sum += alpha(image, x, y);
+    return sum;
+}
 
-    ImagePtr render(double frame) {
-        for (ClipRecord* clip : effect.inputs())
-            if (!clip->image) clip->image.reset(image_duplicate(plate.get()));
-        effect.output.image.reset(image_duplicate(plate.get()));
-        effect.currentFrame = frame;
-        effect.ProcessFrame();
-        return std::move(effect.output.image);
-    }
-};
+// White in a rectangle of fractions, the rest black.
+inline ImagePtr matte(int width, int height, double x0, double y0, double x1, double y1) {
+    return picture(width, height, [=](int x, int y, int) {
+        return float(x >= x0 * width && x < x1 * width && y >= y0 * height && y < y1 * height);
+    });
+}
 
 }  // namespace weather_test

@@ -1,0 +1,137 @@
+// Effects in a host, as their users meet them: what is greyed when, what handles write, what presets leave alone.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "host/core/interact.h"
+#include "support/recording_host.h"
+
+namespace {
+
+using support::RecordingHost;
+using support::TestEffect;
+
+std::vector<std::string> words(const char* text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+// Rules that are more than one control greyed by one option, which the reference pages list.
+TEST(Greying, FollowsTheControlsThatSteer) {
+    const struct {
+        const char* effect;
+        std::vector<std::pair<const char*, double>> settings;
+        const char *open, *greyed;
+    } cases[] = {
+        {"Q_Clean", {{"DoSync", 1}}, "XRad", "YRad XRadR YRadR XRadA YRadA"},
+        {"Q_Clean", {{"DoSync", 0}}, "XRad YRad", "XRadR YRadR XRadA YRadA"},
+        {"Q_Clean", {{"DoRGB", 1}, {"DoSync", 0}}, "XRadR YRadR XRadA YRadA", "XRad YRad"},
+        {"Q_Clean", {{"DoRGB", 1}, {"DoSync", 1}}, "XRadR XRadA", "XRad YRad YRadR YRadA"},
+        {"Q_RemGrain", {{"GonMx", 0}}, "RBlur RSharpStr BBlur GonMx", "GBlur GSharpStr RGBEx"},
+        {"Q_RemGrain", {{"Mode", 1}, {"RGBEx", 2}}, "BBlur BSharpStr RGBEx", "RBlur GBlur GSharpStr RonMx BonMx"},
+        {"Q_RemGrain", {{"RGBEx", 2}, {"Mode", 1}, {"Mode", 0}}, "RBlur GBlur BBlur RonMx", "RGBEx"},
+        {"Q_NightVision", {}, "HiSoft", "Defocus Grain Separation RetColour"},
+        {"Q_NightVision", {{"BorderType", 1}}, "Separation", ""},
+        {"Q_NightVision", {{"BorderType", 1}, {"DoBorder", 0}}, "", "Separation"},
+        {"Q_NightVision", {{"RetType", 3}}, "UseDef", "RetThick1 RetThick2 RetThick3"},
+        {"Q_NightVision", {{"RetType", 3}, {"UseDef", 0}}, "RetThick1 RetThick3", "RetThick2"},
+        {"Q_TrailAverage", {}, "Endurance", "EnduranceR EnduranceG EnduranceB LumBoost Blur PreMultiply"},
+        {"Q_TrailAverage", {{"DoStyle", 1}}, "EnduranceR EnduranceG EnduranceB", "Endurance LumBoost"},
+        {"Q_TrailAverage", {{"DoStyle", 2}, {"DoBlur", 1}}, "Endurance LumBoost Blur", "EnduranceR"},
+    };
+    for (const auto& test : cases) {
+        RecordingHost host;
+        TestEffect& effect = host.effect(test.effect);
+        testing::Message trace;
+        trace << test.effect;
+        for (const auto& [name, value] : test.settings) {
+            effect.set(name, value);
+            trace << " " << name << " " << value;
+        }
+        SCOPED_TRACE(trace);
+        const auto open = [&](const std::string& name) {
+            return effect.param(name).properties().getInt(ofx::prop::ParamEnabled) == 1;
+        };
+        for (const std::string& name : words(test.open)) EXPECT_TRUE(open(name)) << name;
+        for (const std::string& name : words(test.greyed)) EXPECT_FALSE(open(name)) << name;
+        EXPECT_EQ(host.faults(), "");
+    }
+}
+
+// On a picture of 200 by 100.
+TEST(Handles, AreDraggedOverThePicture) {
+    const struct {
+        const char* effect;
+        OfxPointD from, to;
+        const char* parameter;
+        std::vector<double> expected;  // empty: nothing is held there
+    } cases[] = {
+        {"Q_EdgeLeak", {100, 25}, {150, 90}, "RedXE", {0.75}},
+        {"Q_EdgeLeak", {80, 50}, {-20, 50}, "YellowXE", {-0.1}},
+        {"Q_EdgeLeak", {60, 75}, {20, 75}, "WhiteXE", {0.1}},
+        {"Q_LightLeak", {80, 40}, {20, 90}, "CorePosB", {0.1, 0.9}},
+        {"Q_Thermo", {132, 66}, {100, 25}, "Temperature4", {0.5, 0.25}},
+        {"Q_Thermo", {132, 66}, {250, -15}, "Temperature4", {1.0, 0.0}},  // points of a curve stay in the picture
+        {"Q_Thermo", {40, 90}, {40, 40}, "Intensity2", {0.2, 0.4}},
+        {"Q_Thermo", {100, 10}, {40, 40}, "Intensity2", {}},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(testing::Message() << test.effect << " " << test.parameter);
+        RecordingHost host;
+        host.project.width = 200, host.project.height = 100;
+        TestEffect& effect = host.effect(test.effect);
+        const ofxhost::ParamValue before = effect.param(test.parameter).value();
+        const auto viewer = ofxhost::Interact::create(effect.instance(), {.viewport = {200, 100}});
+        ASSERT_NE(viewer, nullptr);
+        EXPECT_EQ(viewer->penDown(test.from) == ofx::status::OK, !test.expected.empty());
+        viewer->penMotion({100, 50});
+        viewer->penUp(test.to);
+        for (std::size_t i = 0; i < test.expected.size(); ++i)
+            EXPECT_NEAR(effect.param(test.parameter).value().numbers[i], test.expected[i], 1e-6);
+        if (test.expected.empty()) {
+            EXPECT_EQ(effect.param(test.parameter).value(), before);
+        }
+        EXPECT_EQ(host.faults(), "");
+    }
+}
+
+TEST(Presets, OfLooksDifferAndComeBack) {
+    for (const char* name : {"Q_NightVision", "Q_InfraRed", "Q_Thermo"}) {
+        RecordingHost host;
+        TestEffect& effect = host.effect(name);
+        effect.connect(effect.primaryClip().name(), support::noiseImage(support::layoutOf(64, 48), 5));
+        std::vector<std::vector<float>> pictures{effect.render(2)};
+        const auto presets = effect.param("Demos").choiceOptions().size();
+        for (std::size_t preset = 1; preset < presets; ++preset) {
+            effect.set("Demos", static_cast<double>(preset));
+            const std::vector<float> picture = effect.render(2);
+            for (const auto& other : pictures)
+                EXPECT_GT(support::largestDifference(picture, other), 0.02) << name << preset;
+            pictures.push_back(picture);
+        }
+        effect.set("Demos", 0.0);
+        EXPECT_EQ(effect.render(2), pictures.front()) << name;
+        EXPECT_EQ(host.faults(), "");
+    }
+}
+
+// Those of curves put all else to its default; a hidden parameter keeps the number of the preset.
+TEST(Presets, OfCurvesPutAllElseToDefaults) {
+    for (const char* name : {"Q_InfraRed", "Q_Thermo"}) {
+        RecordingHost host;
+        TestEffect& effect = host.effect(name);
+        effect.set("Blend", 40.0);
+        effect.set("Soften", 0.0);
+        effect.set("Demos", 1.0);
+        for (const char* other : {"Blend", "Soften"})
+            EXPECT_EQ(effect.param(other).value(), effect.param(other).defaultValue()) << name << other;
+    }
+    RecordingHost host;
+    TestEffect& effect = host.effect("Q_InfraRed");
+    effect.choose("Demos", "MoonLight");
+    EXPECT_EQ(effect.param("DemoJSecret").value(), ofxhost::ParamValue(4.0));
+    effect.choose("Demos", "Default");
+    EXPECT_EQ(effect.param("DemoJSecret").value(), ofxhost::ParamValue(0.0));
+}
+
+}  // namespace
