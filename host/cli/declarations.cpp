@@ -88,6 +88,7 @@ DeclaredEffect effectOf(const Json& json) {
         return DeclaredHost{host.at("host"), texts(host.at("texts"))};
     });
     effect.scene = sceneOf(json.at("scene"));
+    effect.history = json.value("history", "none");
     return effect;
 }
 
@@ -111,6 +112,36 @@ const DeclaredParam* DeclaredEffect::findParam(std::string_view wanted) const {
 std::string DeclaredEffect::labelOf(const std::string& param) const {
     const DeclaredParam* found = findParam(param);
     return found && !found->label.empty() ? found->label : param;
+}
+
+std::string DeclaredEffect::historyText() const {
+    if (history == "frames")
+        return "Each frame goes on from the one rendered before it, so frames are to be rendered in order: a frame "
+               "rendered alone differs from the same frame in a sequence.";
+    if (history != "curves" && history != "inputs") return {};
+    const std::string animation = labelOf("WithAnimation");
+    std::string text =
+        "A frame is the same picture in whatever order frames are rendered, with one exception: where "
+        "parameters move along curves while " +
+        animation +
+        " is off, a frame rendered alone steps all "
+        "frames before it with the values of its own time, and differs from the same frame in a "
+        "sequence. Switch " +
+        animation + " on to have them equal.";
+    if (history == "inputs") text += " Clips that steer the effect and move are followed in a sequence only.";
+    return text;
+}
+
+std::vector<std::string> presetChoices(const fs::path& path, std::string_view effect) {
+    std::ifstream stream(declarationsFile(path), std::ios::binary);
+    const Json json = Json::parse(stream, nullptr, false);
+    std::vector<std::string> choices;
+    if (!json.is_object()) return choices;
+    for (const Json& declared : json.value("effects", Json::array()))
+        if (declared.value("name", "") == effect)
+            for (const Json& presets : declared.value("presets", Json::array()))
+                choices.push_back(presets.value("choice", ""));
+    return choices;
 }
 
 Declarations readDeclarations(const fs::path& path) { return readDeclarationsFile(declarationsFile(path)); }

@@ -64,10 +64,13 @@ struct DeclaredEffect {
     std::vector<DeclaredWidget> widgets;
     std::vector<DeclaredHost> hosts;
     DeclaredScene scene;
+    std::string history;  // what of earlier frames a frame may depend on: "none", "curves", "inputs" or "frames"
 
     std::string shortName() const;                        // "Darken"
     std::string labelOf(const std::string& param) const;  // its name where it has none
     const DeclaredParam* findParam(std::string_view name) const;
+    // Where a frame rendered alone differs from the same frame in a sequence, in sentences; empty where it never does.
+    std::string historyText() const;
 };
 
 struct Declarations {
@@ -79,5 +82,7 @@ struct Declarations {
 Declarations readDeclarationsFile(const std::filesystem::path& file);
 // Of the bundle at `path` (a .ofx.bundle folder or the .ofx file in it). Throws RunError when it has none.
 Declarations readDeclarations(const std::filesystem::path& path);
+// The parameters of an effect that choose presets, as the bundle at `path` declares them. Empty where it declares none.
+std::vector<std::string> presetChoices(const std::filesystem::path& path, std::string_view effect);
 
 }  // namespace quillon

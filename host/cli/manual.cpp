@@ -1,6 +1,7 @@
 #include "host/cli/manual.h"
 
 #include <algorithm>
+#include <map>
 
 #include "host/cli/pdf.h"
 
@@ -17,7 +18,11 @@ class Flow {
     void newPage() {
         m_document.beginPage();
         m_y = PdfDocument::Height - Margin;
+        const std::string number = std::to_string(++m_page);
+        const double width = PdfDocument::textWidth(PdfFont::Regular, Small, number);
+        m_document.text(PdfDocument::Width - Margin - width, Margin / 2, PdfFont::Regular, Small, number);
     }
+    int page() const { return m_page; }  // 1 is the first
     void gap(double height) { m_y -= height; }
     // Keeps what follows on one page with its heading.
     void require(double height) {
@@ -41,6 +46,7 @@ class Flow {
   private:
     PdfDocument& m_document;
     double m_y = 0.0;
+    int m_page = 0;
 };
 
 std::string joined(const std::vector<std::string>& parts) {
@@ -54,7 +60,12 @@ std::string factsOf(const DeclaredParam& param) {
     std::string facts = param.kind;
     if (!param.defaultText.empty()) facts += "; default " + param.defaultText;
     if (!param.choices.empty()) facts += "; options: " + joined(param.choices);
-    if (!param.range.empty() && param.choices.empty()) facts += "; range " + param.range;
+    if (!param.range.empty() && param.choices.empty()) {
+        const auto dots = param.range.find(" .. ");
+        facts += "; range " + (dots == std::string::npos
+                                   ? param.range
+                                   : param.range.substr(0, dots) + " to " + param.range.substr(dots + 4));
+    }
     if (!param.animates && param.kind != "Button") facts += "; not animated";
     return facts + ".";
 }
@@ -73,14 +84,28 @@ void writeParameters(Flow& flow, const DeclaredEffect& effect) {
     }
 }
 
-void writeEffect(PdfDocument& document, Flow& flow, const DeclaredEffect& effect) {
-    flow.newPage();
+// The page on which each effect begins.
+using Pages = std::map<std::string, int>;
+
+// An effect with a picture has pages of its own; what there is to say of the others is short.
+void writeEffect(PdfDocument& document, Flow& flow, const DeclaredEffect& effect, Pages& pages) {
+    if (effect.hasPicture || flow.page() == pages["Contents"]) {
+        flow.newPage();
+    } else {
+        flow.gap(24.0);
+        flow.require(PdfDocument::Height / 4);
+    }
+    pages[effect.name] = flow.page();
     document.bookmark(effect.name);
     flow.paragraph(PdfFont::Bold, 18.0, effect.name);
     flow.gap(6.0);
     flow.paragraph(PdfFont::Regular, Body, effect.description);
     if (!effect.hasPicture)
         flow.paragraph(PdfFont::Regular, Body, "It has no picture of its own yet and hands on its input.");
+    if (const std::string history = effect.historyText(); !history.empty()) {
+        flow.gap(4.0);
+        flow.paragraph(PdfFont::Regular, Body, history);
+    }
     flow.heading(11.0, "Clips");
     for (const DeclaredClip& clip : effect.clips)
         flow.paragraph(PdfFont::Regular, Body, clip.label + (clip.required ? " (required)" : ""), 12.0);
@@ -93,13 +118,14 @@ void writeEffect(PdfDocument& document, Flow& flow, const DeclaredEffect& effect
     }
 }
 
-void writeContents(PdfDocument& document, Flow& flow, const Declarations& declarations) {
+void writeContents(PdfDocument& document, Flow& flow, const Declarations& declarations, Pages& pages) {
     std::vector<std::string> menus;
     for (const DeclaredEffect& effect : declarations.effects) menus.push_back(effect.menu);
     std::sort(menus.begin(), menus.end());
     menus.erase(std::unique(menus.begin(), menus.end()), menus.end());
     flow.newPage();
     document.bookmark("Contents");
+    pages["Contents"] = flow.page();
     flow.paragraph(PdfFont::Bold, 22.0, "Quillon " + declarations.version);
     flow.gap(8.0);
     flow.paragraph(PdfFont::Regular, Body,
@@ -109,7 +135,7 @@ void writeContents(PdfDocument& document, Flow& flow, const Declarations& declar
     for (const std::string& menu : menus) {
         std::vector<std::string> names;
         for (const DeclaredEffect& effect : declarations.effects)
-            if (effect.menu == menu) names.push_back(effect.name);
+            if (effect.menu == menu) names.push_back(effect.name + "\u00A0" + std::to_string(pages[effect.name]));
         flow.heading(11.0, menu);
         flow.paragraph(PdfFont::Regular, Body, joined(names), 12.0);
     }
@@ -117,12 +143,17 @@ void writeContents(PdfDocument& document, Flow& flow, const Declarations& declar
 
 }  // namespace
 
+// Written twice: the contents stand before the pages that they name.
 std::string manualPdf(const Declarations& declarations) {
-    PdfDocument document;
-    Flow flow(document);
-    writeContents(document, flow, declarations);
-    for (const DeclaredEffect& effect : declarations.effects) writeEffect(document, flow, effect);
-    return document.finish();
+    Pages pages;
+    for (const bool last : {false, true}) {
+        PdfDocument document;
+        Flow flow(document);
+        writeContents(document, flow, declarations, pages);
+        for (const DeclaredEffect& effect : declarations.effects) writeEffect(document, flow, effect, pages);
+        if (last) return document.finish();
+    }
+    return {};
 }
 
 }  // namespace quillon

@@ -1,8 +1,10 @@
 #include "host/cli/param_edit.h"
 
+#include "host/cli/declarations.h"
 #include "host/cli/failure.h"
 #include "host/cli/param_text.h"
 #include "host/cli/text.h"
+#include "host/core/bundle.h"
 #include "ofx/ofx_names.h"
 
 namespace quillon {
@@ -11,8 +13,6 @@ using ofxhost::EffectInstance;
 using ofxhost::Param;
 
 namespace {
-
-constexpr const char* presetNames[] = {"Demos", "DemosA"};
 
 void apply(EffectInstance& instance, Param& param, const std::string& value) {
     const ParamEdit edit = parseParamText(shapeOf(param), value);
@@ -58,11 +58,12 @@ void applyAssignment(EffectInstance& instance, const std::string& text) {
 }
 
 void applyPreset(EffectInstance& instance, const std::string& preset) {
-    for (const char* name : presetNames) {
+    const ofxhost::Plugin& plugin = instance.plugin();
+    for (const std::string& name : presetChoices(plugin.bundlePath(), plugin.name())) {
         Param* param = instance.findParam(name);
         if (param && param->type().type == ofxhost::ParamType::Choice) return apply(instance, *param, preset);
     }
-    throw UsageError("the effect has no presets");
+    throw UsageError("the effect declares no presets");
 }
 
 }  // namespace quillon

@@ -15,7 +15,8 @@ ofxhost::Param& findParam(ofxhost::EffectInstance& instance, const std::string& 
 // One "NAME=VALUE". Throws UsageError, and RunError when the plug-in answers the change with a failure.
 void applyAssignment(ofxhost::EffectInstance& instance, const std::string& text);
 
-// Chooses a preset by text or index, in the parameter `Demos` or `DemosA`.
+// Chooses a preset by text or index, in the first parameter that the bundle declares to choose presets. Throws
+// UsageError where it declares none.
 void applyPreset(ofxhost::EffectInstance& instance, const std::string& preset);
 
 }  // namespace quillon

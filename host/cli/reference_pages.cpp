@@ -83,7 +83,10 @@ std::string headSection(const DeclaredEffect& effect, bool hasPicture) {
     text += tableRow({"Contexts", joined(contexts, ", ")});
     text += tableRow({"Handles in the viewer", effect.hasOverlay ? "yes" : "no"});
     text += tableRow({"Needs other frames", effect.otherFrames ? "yes" : "no"});
-    return text + "\n";
+    text += "\n";
+    if (const std::string history = effect.historyText(); !history.empty())
+        text += "**Random access.** " + plain(history) + "\n\n";
+    return text;
 }
 
 std::string clipSection(const DeclaredEffect& effect) {

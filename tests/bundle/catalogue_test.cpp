@@ -50,54 +50,46 @@ class CatalogueOnHost : public testing::TestWithParam<const char*> {
         if (is("toxik")) return "Q. " + menu;
         return "Quillon " + menu;
     }
+    void expectClips(const std::vector<std::unique_ptr<ofxhost::ClipDescriptor>>& clips,
+                     const nlohmann::json& declared) {
+        ASSERT_EQ(clips.size(), sourceOnly() ? 2u : declared.size() + 1);
+        EXPECT_EQ(clips[0]->name(), "Output");
+        for (std::size_t i = 0; i < clips.size(); ++i) {
+            const auto& set = clips[i]->properties();
+            EXPECT_EQ(set.getString(prop::SupportedComponents), "OfxImageComponentRGBA");
+            if (i == 0) continue;
+            const nlohmann::json& clip = declared[i - 1];
+            EXPECT_EQ(clips[i]->name(), sourceOnly() ? "Source" : clip.at("name"));
+            EXPECT_EQ(set.getString(prop::Label), clip.at(is("nuke") ? "shortLabel" : "label"));
+            EXPECT_EQ(clips[i]->optional(), !clip.at("required")) << clip;
+            EXPECT_EQ(clips[i]->temporal(), clip.at("temporal")) << clip;
+        }
+    }
     RecordingHost host{GetParam()};
 };
 
-TEST_P(CatalogueOnHost, DescribesEveryEffect) {
+TEST_P(CatalogueOnHost, DescribesEveryEffectAndItsClips) {
     const auto& plugins = host.bundle().plugins();
     ASSERT_EQ(plugins.size(), catalogue().size());
     for (std::size_t i = 0; i < plugins.size(); ++i) {
         const nlohmann::json& effect = catalogue()[i];
         SCOPED_TRACE(effect.at("name").get<std::string>());
         EXPECT_EQ(plugins[i]->identifier(), effect.at("identifier"));
-        const auto descriptor = plugins[i]->describe();
+        const auto descriptor = plugins[i]->describeInContext(ofx::context::Filter);
         ASSERT_NE(descriptor, nullptr);
         const auto& set = descriptor->properties();
         EXPECT_EQ(descriptor->label(), effect.at("name"));
         EXPECT_EQ(set.getString(prop::PluginGrouping), grouping(effect.at("menu")));
         EXPECT_EQ(descriptor->supportedContexts(), effect.at("contexts").get<std::vector<std::string>>());
         EXPECT_EQ(descriptor->hasOverlay(), effect.at("hasOverlay"));
-        EXPECT_EQ(set.getInt(prop::MultipleClipDepths), 0);
         EXPECT_EQ(set.getInt(prop::SupportsTiles), 0);
         EXPECT_EQ(set.getString(prop::PluginRenderThreadSafety), "OfxImageEffectRenderUnsafe");
-        EXPECT_EQ(set.getInt(prop::PluginHostFrameThreading), 0);
-        EXPECT_EQ(set.getString(prop::SupportedPixelDepths, 0), "OfxBitDepthByte");
-        EXPECT_EQ(set.getString(prop::SupportedPixelDepths, 1), "OfxBitDepthShort");
-        EXPECT_EQ(set.getString(prop::SupportedPixelDepths, 2), "OfxBitDepthFloat");
+        for (const auto& [index, depth] :
+             {std::pair(0, "OfxBitDepthByte"), {1, "OfxBitDepthShort"}, {2, "OfxBitDepthFloat"}})
+            EXPECT_EQ(set.getString(prop::SupportedPixelDepths, index), depth);
         EXPECT_EQ(set.getInt(prop::InstanceSequentialRender), is("toxik") ? 1 : 0);
-    }
-    EXPECT_EQ(host.faults(), "");
-}
-
-TEST_P(CatalogueOnHost, DeclaresTheClipsOfEveryEffect) {
-    for (const nlohmann::json& effect : catalogue()) {
-        SCOPED_TRACE(effect.at("name").get<std::string>());
-        const auto descriptor = host.describe(effect.at("name").get<std::string>());
-        ASSERT_NE(descriptor, nullptr);
-        EXPECT_EQ(descriptor->properties().getInt(prop::TemporalClipAccess), effect.at("otherFrames") ? 1 : 0);
-        const auto& clips = descriptor->clips();
-        ASSERT_EQ(clips.size(), sourceOnly() ? 2u : effect.at("clips").size() + 1);
-        EXPECT_EQ(clips[0]->name(), "Output");
-        EXPECT_EQ(clips[0]->properties().getString(prop::SupportedComponents), "OfxImageComponentRGBA");
-        for (std::size_t i = 1; i < clips.size(); ++i) {
-            const nlohmann::json& clip = effect.at("clips")[i - 1];
-            const auto& set = clips[i]->properties();
-            EXPECT_EQ(clips[i]->name(), sourceOnly() ? "Source" : clip.at("name"));
-            EXPECT_EQ(set.getString(prop::Label), clip.at(is("nuke") ? "shortLabel" : "label"));
-            EXPECT_EQ(clips[i]->optional(), !clip.at("required")) << clip;
-            EXPECT_EQ(clips[i]->temporal(), clip.at("temporal")) << clip;
-            EXPECT_EQ(set.getString(prop::SupportedComponents), "OfxImageComponentRGBA");
-        }
+        EXPECT_EQ(set.getInt(prop::TemporalClipAccess), effect.at("otherFrames") ? 1 : 0);
+        expectClips(descriptor->clips(), effect.at("clips"));
     }
     EXPECT_EQ(host.faults(), "");
 }

@@ -4,23 +4,22 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdint>
 #include <cstdlib>
-#include <cstring>
+#include <iterator>
 #include <limits>
 #include <new>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "ofx/ofx.h"
-#include "ofx/ofx_names.h"
+#include "support/test_plugin.h"
 
 namespace {
 
+using namespace testplugin;
 namespace prop = ofx::prop;
 using ofx::status::Failed;
 using ofx::status::OK;
@@ -60,51 +59,20 @@ enum class Defect {
     Count
 };
 
-constexpr const char* names[] = {"Sound",
-                                 "CrashesOnNull",
-                                 "CrashesWithoutClip",
-                                 "LeaksImage",
-                                 "WritesOutside",
-                                 "WritesSource",
-                                 "ReadsOutside",
-                                 "DependsOnThreads",
-                                 "DependsOnCpus",
-                                 "IgnoresAbort",
-                                 "Hangs",
-                                 "DependsOnOrder",
-                                 "SaysSo",
-                                 "SharesState",
-                                 "UsesFreshMemory",
-                                 "LeavesOutput",
-                                 "IgnoresRows",
-                                 "TrustsMemory",
-                                 "LeaksMemory",
-                                 "BadDefault",
-                                 "BadScriptName",
-                                 "KeepsOldValue",
-                                 "NotANumber",
-                                 "CrashesOnName",
-                                 "NeedsProperty",
-                                 "IgnoresScale",
-                                 "FragileInteract",
-                                 "CrashesDescribing",
-                                 "FreesUnderRender",
-                                 "Slow",
-                                 "Deaf"};
 constexpr int effectCount = static_cast<int>(Defect::Count);
-static_assert(std::size(names) == effectCount);
 
-OfxHost* theHost = nullptr;
-const OfxPropertySuiteV1* props = nullptr;
-const OfxImageEffectSuiteV1* effects = nullptr;
-const OfxParameterSuiteV1* params = nullptr;
-const OfxMultiThreadSuiteV1* threads = nullptr;
-
-bool is(const char* a, const char* b) { return std::strcmp(a, b) == 0; }
-
-template <class Suite>
-void fetch(const Suite*& suite, const char* name) {
-    suite = static_cast<const Suite*>(theHost->fetchSuite(theHost->host, name, 1));
+// In the order of Defect.
+const std::string& nameOf(int number) {
+    static const std::vector<std::string> names = [] {
+        std::istringstream words(
+            "Sound CrashesOnNull CrashesWithoutClip LeaksImage WritesOutside WritesSource ReadsOutside "
+            "DependsOnThreads DependsOnCpus IgnoresAbort Hangs DependsOnOrder SaysSo SharesState "
+            "UsesFreshMemory LeavesOutput IgnoresRows TrustsMemory LeaksMemory BadDefault BadScriptName "
+            "KeepsOldValue NotANumber CrashesOnName NeedsProperty IgnoresScale FragileInteract "
+            "CrashesDescribing FreesUnderRender Slow Deaf");
+        return std::vector<std::string>(std::istream_iterator<std::string>(words), {});
+    }();
+    return names.at(static_cast<std::size_t>(number));
 }
 
 struct Instance {
@@ -119,76 +87,11 @@ volatile char* newPage() {
         ::mmap(nullptr, pageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
 }
 
-OfxPropertySetHandle propertiesOf(OfxImageEffectHandle effect) {
-    OfxPropertySetHandle set = nullptr;
-    effects->getPropertySet(effect, &set);
-    return set;
-}
-
 Instance* instanceOf(OfxImageEffectHandle effect) {
     void* data = nullptr;
     props->propGetPointer(propertiesOf(effect), prop::InstanceData, 0, &data);
     return static_cast<Instance*>(data);
 }
-
-// ---- Images -----------------------------------------------------------------------------------------------------
-
-class HostImage {
-  public:
-    HostImage(OfxImageEffectHandle effect, const char* clipName, double time) {
-        OfxImageClipHandle clip = nullptr;
-        if (effects->clipGetHandle(effect, clipName, &clip, nullptr) != OK || !clip) return;
-        if (effects->clipGetImage(clip, time, nullptr, &m_set) != OK) {
-            m_set = nullptr;
-            return;
-        }
-        void* pointer = nullptr;
-        char* depth = nullptr;
-        const bool told = props->propGetPointer(m_set, prop::ImageData, 0, &pointer) == OK &&
-                          props->propGetIntN(m_set, prop::ImageBounds, 4, bounds) == OK &&
-                          props->propGetInt(m_set, prop::ImageRowBytes, 0, &rowBytes) == OK &&
-                          props->propGetString(m_set, prop::PixelDepth, 0, &depth) == OK;
-        if (!told || !depth) return;
-        bytes = is(depth, ofx::depth::Byte) ? 1 : is(depth, ofx::depth::Short) ? 2 : 4;
-        data = static_cast<std::byte*>(pointer);
-    }
-    ~HostImage() {
-        if (m_set) effects->clipReleaseImage(m_set);
-    }
-    HostImage(const HostImage&) = delete;
-    HostImage& operator=(const HostImage&) = delete;
-
-    void keep() { m_set = nullptr; }
-    explicit operator bool() const { return m_set != nullptr; }
-    bool holds(int x, int y) const { return x >= bounds[0] && x < bounds[2] && y >= bounds[1] && y < bounds[3]; }
-    std::byte* at(int x, int y) const {
-        return data + std::ptrdiff_t(y - bounds[1]) * rowBytes + std::ptrdiff_t(x - bounds[0]) * 4 * bytes;
-    }
-    float get(int x, int y, int c) const {
-        if (!data || !holds(x, y)) return 0.0f;
-        const std::byte* sample = at(x, y) + c * bytes;
-        if (bytes == 1) return static_cast<float>(*sample) / 255.0f;
-        std::uint16_t level;
-        float value;
-        if (bytes == 2) return std::memcpy(&level, sample, 2), static_cast<float>(level) / 65535.0f;
-        return std::memcpy(&value, sample, 4), value;
-    }
-    void set(int x, int y, int c, float value) const {
-        std::byte* sample = at(x, y) + c * bytes;
-        const float limited = value > 0.0f ? std::min(value, 1.0f) : 0.0f;
-        const auto level8 = static_cast<std::uint8_t>(limited * 255.0f + 0.5f);
-        const auto level16 = static_cast<std::uint16_t>(limited * 65535.0f + 0.5f);
-        if (bytes == 1) *sample = std::byte{level8};
-        if (bytes == 2) std::memcpy(sample, &level16, 2);
-        if (bytes == 4) std::memcpy(sample, &value, 4);
-    }
-
-    std::byte* data = nullptr;
-    int bounds[4] = {}, rowBytes = 0, bytes = 4;
-
-  private:
-    OfxPropertySetHandle m_set = nullptr;
-};
 
 // ---- Rendering --------------------------------------------------------------------------------------------------
 
@@ -201,16 +104,11 @@ struct Job {
 };
 
 void fillRows(const Job& job, int first, int last, float extra) {
-    const HostImage& out = job.output;
-    for (int y = first; y < last; ++y) {
-        if (job.defect == Defect::LeavesOutput && y % 7 == 3) continue;
-        for (int x = out.bounds[0]; x < out.bounds[2]; ++x)
-            for (int c = 0; c < 4; ++c) {
-                float value = job.source.get(x, y, c);
-                value = value * static_cast<float>(job.gain) + extra;
-                out.set(x, y, c, value);
-            }
-    }
+    for (int y = first; y < last; ++y)
+        if (job.defect != Defect::LeavesOutput || y % 7 != 3)
+            job.output.fill(y, y + 1, [&](int x, int row, int c) {
+                return job.source.get(x, row, c) * static_cast<float>(job.gain) + extra;
+            });
 }
 
 void runPart(unsigned index, unsigned count, void* custom) {
@@ -227,37 +125,29 @@ void runPart(unsigned index, unsigned count, void* custom) {
 float sharedLevel = 0.0f;
 
 double gainAt(OfxImageEffectHandle effect, double time) {
-    OfxParamSetHandle all = nullptr;
-    OfxParamHandle handle = nullptr;
     double gain = 1.1;
-    if (effects->getParamSet(effect, &all) == OK && params->paramGetHandle(all, "Gain", &handle, nullptr) == OK)
-        params->paramGetValueAtTime(handle, time, &gain);
+    if (OfxParamHandle handle = param(effect, "Gain")) params->paramGetValueAtTime(handle, time, &gain);
     return gain;
 }
 
 void spoil(Defect defect, Instance& instance, OfxImageEffectHandle effect, const HostImage& source,
            const HostImage& output, double time) {
-    const int width = output.bounds[2] - output.bounds[0], height = output.bounds[3] - output.bounds[1];
+    const int width = output.width(), height = output.height();
     const auto brighten = [&](float by) {
         for (int y = output.bounds[1]; y < output.bounds[3]; ++y)
             for (int x = output.bounds[0]; x < output.bounds[2]; ++x) output.set(x, y, 0, output.get(x, y, 0) + by);
     };
     switch (defect) {
         case Defect::WritesOutside:
-            output.at(output.bounds[0], output.bounds[3] - 1)[std::ptrdiff_t(width) * 4 * output.bytes] = std::byte{1};
+            *output.at(output.bounds[2], output.bounds[3] - 1) = std::byte{1};
             break;
         case Defect::WritesSource:
             if (source.data) source.set(source.bounds[0], source.bounds[1], 0, 0.77f);
             break;
-        case Defect::ReadsOutside: {
-            volatile std::byte read{};
-            if (source.data)
-                read = source.at(
-                    source.bounds[0],
-                    source.bounds[3] - 1)[std::ptrdiff_t(source.bounds[2] - source.bounds[0]) * 4 * source.bytes];
-            (void)read;
+        case Defect::ReadsOutside:
+            if (source.data) [[maybe_unused]]
+                const volatile std::byte read = *source.at(source.bounds[2], source.bounds[3] - 1);
             break;
-        }
         case Defect::Hangs:
             while (width % 2 == 1) ::usleep(1000);
             break;
@@ -284,10 +174,10 @@ void spoil(Defect defect, Instance& instance, OfxImageEffectHandle effect, const
         }
         case Defect::IgnoresRows:
             if (source.data && source.bytes == output.bytes)
-                std::memcpy(
-                    output.at(output.bounds[0], output.bounds[1]), source.at(source.bounds[0], source.bounds[1]),
-                    std::size_t(std::min(width, source.bounds[2] - source.bounds[0])) * 4 * std::size_t(output.bytes) *
-                        std::size_t(std::min(height, source.bounds[3] - source.bounds[1])));
+                std::memcpy(output.at(output.bounds[0], output.bounds[1]),
+                            source.at(source.bounds[0], source.bounds[1]),
+                            std::size_t(std::min(width, source.width())) * 4 * std::size_t(output.bytes) *
+                                std::size_t(std::min(height, source.height())));
             break;
         case Defect::TrustsMemory: {
             auto* block = static_cast<volatile float*>(std::malloc(4000));
@@ -299,9 +189,7 @@ void spoil(Defect defect, Instance& instance, OfxImageEffectHandle effect, const
             if (time == 1.0) output.set(output.bounds[0], output.bounds[1], 1, std::numeric_limits<float>::quiet_NaN());
             break;
         case Defect::IgnoresScale:
-            for (int y = output.bounds[1]; y < output.bounds[3]; ++y)  // a bar of 60 pixels at any scale
-                for (int x = output.bounds[0]; x < output.bounds[0] + std::min(60, width); ++x)
-                    for (int c = 0; c < 4; ++c) output.set(x, y, c, x < 30 ? 1.0f : 0.0f);
+            output.fill(output.bounds[1], output.bounds[3], [](int x, int, int) { return x < 30 ? 1.0f : 0.0f; });
             break;
         default:
             break;
@@ -324,7 +212,7 @@ OfxStatus render(Defect defect, OfxImageEffectHandle effect, OfxPropertySetHandl
     if (defect == Defect::CrashesWithoutClip) *reinterpret_cast<volatile char*>(matte.data);
     const HostImage output(effect, ofx::clip::Output, time);
     if (defect == Defect::CrashesOnNull && output) *const_cast<volatile std::byte*>(output.data);
-    if (!output.data || output.bounds[2] <= output.bounds[0] || output.bounds[3] <= output.bounds[1]) return OK;
+    if (!output.data || output.width() <= 0 || output.height() <= 0) return OK;
     if (defect == Defect::FreesUnderRender) {
         volatile char* const table = newPage();
         instance->table = table;
@@ -357,24 +245,15 @@ OfxStatus fragileInteract(const char* action, const void*, OfxPropertySetHandle 
 }
 
 OfxStatus describe(Defect defect, OfxImageEffectHandle effect) {
-    fetch(props, ofx::suite::Property);
-    fetch(effects, ofx::suite::ImageEffect);
-    fetch(params, ofx::suite::Parameter);
-    fetch(threads, ofx::suite::MultiThread);
+    fetchSuites();
     if (!props || !effects || !params) return ofx::status::ErrMissingHostFeature;
     if (defect == Defect::NeedsProperty) {
         char* text = nullptr;
         props->propGetString(theHost->host, prop::VersionLabel, 0, &text);
         if (text[0] == '\0') return Failed;
     }
-    OfxPropertySetHandle set = nullptr;
-    if (effects->getPropertySet(effect, &set) != OK) return Failed;
-    props->propSetString(set, prop::Label, 0, names[static_cast<int>(defect)]);
-    props->propSetString(set, prop::PluginGrouping, 0, "Tests");
-    props->propSetString(set, prop::SupportedContexts, 0, ofx::context::Filter);
-    const char* const depths[] = {ofx::depth::Byte, ofx::depth::Short, ofx::depth::Float};
-    props->propSetStringN(set, prop::SupportedPixelDepths, 3, depths);
-    props->propSetInt(set, prop::SupportsTiles, 0, 0);
+    describeEffect(effect, nameOf(static_cast<int>(defect)).c_str(), {ofx::context::Filter});
+    OfxPropertySetHandle set = propertiesOf(effect);
     if (defect == Defect::SaysSo) props->propSetInt(set, prop::InstanceSequentialRender, 0, 1);
     if (defect == Defect::FragileInteract)
         props->propSetPointer(set, prop::PluginOverlayInteractV1, 0, reinterpret_cast<void*>(&fragileInteract));
@@ -383,28 +262,17 @@ OfxStatus describe(Defect defect, OfxImageEffectHandle effect) {
 
 OfxStatus describeInContext(Defect defect, OfxImageEffectHandle effect) {
     if (defect == Defect::CrashesDescribing) std::abort();
-    for (const char* name : {ofx::clip::Output, "Source", "Matte"}) {
-        OfxPropertySetHandle set = nullptr;
-        if (effects->clipDefine(effect, name, &set) != OK) return Failed;
-        props->propSetString(set, prop::SupportedComponents, 0, ofx::component::RGBA);
-        if (is(name, "Matte")) props->propSetInt(set, prop::ClipOptional, 0, 1);
-    }
-    OfxParamSetHandle all = nullptr;
-    if (effects->getParamSet(effect, &all) != OK) return Failed;
-    const char* const gains[] = {"Gain", "Twin"};
-    for (const char* name : gains) {
-        OfxPropertySetHandle set = nullptr;
-        if (params->paramDefine(all, ofx::param_type::Double, name, &set) != OK) return Failed;
-        props->propSetDouble(set, prop::ParamMin, 0, 0.0);
-        props->propSetDouble(set, prop::ParamMax, 0, 4.0);
+    defineClip(effect, ofx::clip::Output);
+    defineClip(effect, "Source");
+    defineClip(effect, "Matte", true);
+    for (const char* name : {"Gain", "Twin"}) {
+        OfxPropertySetHandle set = defineDouble(effect, name, defect == Defect::BadDefault ? 5.0 : 1.1, 0.0, 4.0);
         props->propSetDouble(set, prop::ParamDisplayMin, 0, 0.0);
         props->propSetDouble(set, prop::ParamDisplayMax, 0, 2.0);
-        props->propSetDouble(set, prop::ParamDefault, 0, defect == Defect::BadDefault ? 5.0 : 1.1);
         if (defect == Defect::BadScriptName) props->propSetString(set, prop::ParamScriptName, 0, "same");
     }
     if (defect == Defect::Slow) {
-        OfxPropertySetHandle set = nullptr;
-        if (params->paramDefine(all, ofx::param_type::Integer, "Particles", &set) != OK) return Failed;
+        OfxPropertySetHandle set = define(effect, ofx::param_type::Integer, "Particles");
         props->propSetInt(set, prop::ParamMin, 0, 0);
         props->propSetInt(set, prop::ParamMax, 0, 5000);
         props->propSetInt(set, prop::ParamDisplayMin, 0, 0);
@@ -459,8 +327,6 @@ OfxStatus mainEntry(Defect defect, const char* action, const void* handle, OfxPr
 
 // ---- One record for each defect ---------------------------------------------------------------------------------
 
-void setHost(OfxHost* host) { theHost = host; }
-
 template <int Number>
 OfxStatus entry(const char* action, const void* handle, OfxPropertySetHandle in, OfxPropertySetHandle) {
     return mainEntry(static_cast<Defect>(Number), action, handle, in);
@@ -468,7 +334,7 @@ OfxStatus entry(const char* action, const void* handle, OfxPropertySetHandle in,
 
 template <int... Numbers>
 void fillRecords(OfxPlugin* records, std::string* identifiers, std::integer_sequence<int, Numbers...>) {
-    ((identifiers[Numbers] = std::string("com.brindlemoor.tests.") + names[Numbers],
+    ((identifiers[Numbers] = "com.brindlemoor.tests." + nameOf(Numbers),
       records[Numbers] = {ofx::ImageEffectPluginApi, 1, identifiers[Numbers].c_str(), 1, 0, setHost, entry<Numbers>}),
      ...);
 }

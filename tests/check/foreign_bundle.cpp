@@ -6,25 +6,19 @@
 // status. Works on 8 bits only.
 
 #include <cstdlib>
-#include <cstring>
-#include <stdexcept>
+#include <new>
 #include <vector>
 
-#include "ofx/ofx.h"
-#include "ofx/ofx_names.h"
+#include "support/test_plugin.h"
 
 namespace {
 
+using namespace testplugin;
 namespace prop = ofx::prop;
 
 struct StatusError {
     OfxStatus status;
 };
-
-OfxHost* theHost = nullptr;
-const OfxPropertySuiteV1* props = nullptr;
-const OfxImageEffectSuiteV1* effects = nullptr;
-const OfxParameterSuiteV1* params = nullptr;
 
 void require(OfxStatus status) {
     if (status != ofx::status::OK) throw StatusError{status};
@@ -42,11 +36,12 @@ void probe(OfxPropertySetHandle set) {
     }
 }
 
-template <class Suite>
-void fetch(const Suite*& suite, const char* name) {
-    suite = static_cast<const Suite*>(theHost->fetchSuite(theHost->host, name, 1));
-    if (!suite) throw StatusError{ofx::status::ErrMissingHostFeature};
-    theHost->fetchSuite(theHost->host, name, 2);
+// Also the suites' second versions, which few hosts have.
+void fetchAll() {
+    fetchSuites();
+    if (!props || !effects || !params) throw StatusError{ofx::status::ErrMissingHostFeature};
+    for (const char* name : {ofx::suite::Property, ofx::suite::ImageEffect, ofx::suite::Parameter})
+        theHost->fetchSuite(theHost->host, name, 2);
 }
 
 void describe(OfxImageEffectHandle effect) {
@@ -72,65 +67,29 @@ void describeInContext(OfxImageEffectHandle effect) {
     probe(set);
 }
 
-struct HeldImage {
-    OfxPropertySetHandle set = nullptr;
-    unsigned char* data = nullptr;
-    int bounds[4] = {}, rowBytes = 0;
-
-    HeldImage(OfxImageEffectHandle effect, const char* name, double time) {
-        OfxImageClipHandle clip = nullptr;
-        require(effects->clipGetHandle(effect, name, &clip, nullptr));
-        require(effects->clipGetImage(clip, time, nullptr, &set));
-        void* pointer = nullptr;
-        props->propGetPointer(set, prop::ImageData, 0, &pointer);
-        props->propGetIntN(set, prop::ImageBounds, 4, bounds);
-        props->propGetInt(set, prop::ImageRowBytes, 0, &rowBytes);
-        data = static_cast<unsigned char*>(pointer);
-    }
-    ~HeldImage() {
-        if (set) effects->clipReleaseImage(set);
-    }
-    HeldImage(const HeldImage&) = delete;
-    HeldImage& operator=(const HeldImage&) = delete;
-    bool holds(int x, int y) const { return x >= bounds[0] && x < bounds[2] && y >= bounds[1] && y < bounds[3]; }
-    unsigned char* at(int x, int y) const {
-        return data + std::ptrdiff_t(y - bounds[1]) * rowBytes + std::ptrdiff_t(x - bounds[0]) * 4;
-    }
-};
-
 void render(OfxImageEffectHandle effect, OfxPropertySetHandle in) {
     double time = 0.0;
     int die = 0;
     require(props->propGetDouble(in, prop::Time, 0, &time));
-    OfxParamSetHandle all = nullptr;
-    OfxParamHandle param = nullptr;
-    require(effects->getParamSet(effect, &all));
-    require(params->paramGetHandle(all, "Die", &param, nullptr));
-    require(params->paramGetValueAtTime(param, time, &die));
+    require(params->paramGetValueAtTime(param(effect, "Die"), time, &die));
     if (die) std::abort();
-    const HeldImage source(effect, ofx::clip::Source, time), output(effect, ofx::clip::Output, time);
+    const HostImage source(effect, ofx::clip::Source, time), output(effect, ofx::clip::Output, time);
     if (!source.data || !output.data) throw StatusError{ofx::status::Failed};
-    for (int y = output.bounds[1]; y < output.bounds[3]; ++y)
-        for (int x = output.bounds[0]; x < output.bounds[2]; ++x)
-            for (int c = 0; c < 4; ++c)
-                output.at(x, y)[c] =
-                    static_cast<unsigned char>(source.holds(x, y) ? source.at(x, y)[c] / (c < 3 ? 2 : 1) : 0);
+    output.fill(output.bounds[1], output.bounds[3],
+                [&](int x, int y, int c) { return source.get(x, y, c) / (c < 3 ? 2.0f : 1.0f); });
 }
 
 OfxStatus act(const char* action, OfxImageEffectHandle effect, OfxPropertySetHandle in) {
-    const auto is = [action](const char* name) { return std::strcmp(action, name) == 0; };
-    if (is(ofx::action::Load)) {
-        fetch(props, ofx::suite::Property);
-        fetch(effects, ofx::suite::ImageEffect);
-        fetch(params, ofx::suite::Parameter);
+    if (is(action, ofx::action::Load)) {
+        fetchAll();
         probe(theHost->host);
-    } else if (is(ofx::action::Describe)) {
+    } else if (is(action, ofx::action::Describe)) {
         describe(effect);
-    } else if (is(ofx::action::DescribeInContext)) {
+    } else if (is(action, ofx::action::DescribeInContext)) {
         describeInContext(effect);
-    } else if (is(ofx::action::Render)) {
+    } else if (is(action, ofx::action::Render)) {
         render(effect, in);
-    } else if (!is(ofx::action::Unload) && !is(ofx::action::CreateInstance) && !is(ofx::action::DestroyInstance)) {
+    } else if (!is(action, ofx::action::Unload) && !is(action, ofx::action::CreateInstance) && !is(action, ofx::action::DestroyInstance)) {
         return ofx::status::ReplyDefault;
     }
     return ofx::status::OK;
@@ -154,7 +113,7 @@ std::vector<OfxPlugin*>& plugins() {
                                "com.example.foreign.Halver",
                                1,
                                0,
-                               [](OfxHost* host) { theHost = host; },
+                               setHost,
                                mainEntry};
     static std::vector<OfxPlugin*> all = {&halver};
     return all;

@@ -77,12 +77,6 @@ TEST(Schedule, FollowsFromItsSeedAndGoesOnWithOthers) {
     EXPECT_NE(tokens(3, true), tokens(4, true));
 }
 
-TEST(Schedule, LeavesOutWhatTheStrictnessLeavesOut) {
-    const std::vector<EffectFacts> effects = {facts("A")};
-    Schedule schedule(effects, all(), Safety, 1);
-    while (const auto next = schedule.next()) EXPECT_EQ(next->invariant->level, Safety);
-}
-
 // ---- Children ---------------------------------------------------------------------------------------------------
 
 ChildProcess::End finish(ChildProcess& process) {

@@ -46,32 +46,25 @@ Picture throughFile(const TemporaryFolder& folder, const std::string& name, cons
     return back;
 }
 
-TEST(PictureFiles, FloatsComeBackExactly) {
+TEST(PictureFiles, ComeBackExactly) {
     const TemporaryFolder folder;
     Picture picture = wild(7, 5);
     picture.rgba[8] = std::numeric_limits<float>::denorm_min();
     picture.rgba[9] = 3e38f;
-    for (const int depth : {8, 16, 32}) EXPECT_EQ(throughFile(folder, "a.exr", picture, depth).rgba, picture.rgba);
-    EXPECT_EQ(throughFile(folder, "a.tif", picture, 32).rgba, picture.rgba);
-    EXPECT_EQ(throughFile(folder, "a.TIFF", picture, 32).rgba, picture.rgba);
-}
-
-TEST(PictureFiles, LevelsComeBackExactly) {
-    const TemporaryFolder folder;
-    const Picture picture = wild(7, 5);
     const Picture at8 = rounded<std::uint8_t>(picture), at16 = rounded<std::uint16_t>(picture);
-    EXPECT_EQ(throughFile(folder, "a.png", picture, 8).rgba, at8.rgba);
-    EXPECT_EQ(throughFile(folder, "a.png", picture, 16).rgba, at16.rgba);
-    EXPECT_EQ(throughFile(folder, "a.png", picture, 32).rgba, at16.rgba);
-    EXPECT_EQ(throughFile(folder, "a.tif", picture, 8).rgba, at8.rgba);
-    EXPECT_EQ(throughFile(folder, "a.tif", picture, 16).rgba, at16.rgba);
-    EXPECT_EQ(throughFile(folder, "a.dpx", picture, 16).rgba, at16.rgba);
-    EXPECT_EQ(throughFile(folder, "a.tga", picture, 8).rgba, at8.rgba);
+    const struct {
+        const char* name;
+        int depth;
+        const Picture& expected;
+    } cases[] = {{"a.exr", 8, picture}, {"a.exr", 16, picture}, {"a.exr", 32, picture}, {"a.TIFF", 32, picture},
+                 {"a.png", 8, at8},     {"a.png", 16, at16},    {"a.png", 32, at16},    {"a.tif", 8, at8},
+                 {"a.tif", 16, at16},   {"a.dpx", 16, at16},    {"a.tga", 8, at8}};
+    for (const auto& [name, depth, expected] : cases)
+        EXPECT_EQ(throughFile(folder, name, picture, depth).rgba, expected.rgba) << name << " at " << depth;
 
-    // All codes of a format, once.
     Picture codes(256, 64);
     for (std::size_t i = 0; i < codes.rgba.size(); ++i) codes.rgba[i] = static_cast<float>(i) / 65535.0f;
-    EXPECT_EQ(throughFile(folder, "codes.png", codes, 16).rgba, codes.rgba);
+    EXPECT_EQ(throughFile(folder, "codes.png", codes, 16).rgba, codes.rgba) << "all codes of a format";
 }
 
 TEST(PictureFiles, FormatsWithoutAlphaDropIt) {

@@ -67,15 +67,6 @@ TEST(BoxScale, IsTheMeanOfTheAreaCovered) {
         }
 }
 
-TEST(BoxScale, ScaleOneIsTheSamePictureAndEvenHalvesAreExact) {
-    const Picture source = randomPicture(6, 4);
-    EXPECT_EQ(boxScaled(source, 1.0).rgba, source.rgba);
-    Picture checks(4, 2);
-    for (std::size_t i = 0; i < checks.rgba.size(); ++i) checks.rgba[i] = static_cast<float>(i);
-    const Picture half = boxScaled(checks, 0.5);
-    EXPECT_EQ(half.rgba, (std::vector<float>{10, 11, 12, 13, 18, 19, 20, 21}));
-}
-
 TEST(HostImages, HoldThePictureAtEachDepth) {
     Picture picture = randomPicture(5, 3);
     picture.rgba[0] = 7.25f;

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <thread>
 
 #include "host/cli/failure.h"
+#include "host/cli/frame_writer.h"
 #include "host/cli/input_source.h"
 #include "host/cli/picture_file.h"
 #include "host/cli/sequence.h"
@@ -88,6 +90,29 @@ TEST(Sources, AStillIsThereAtAnyTimeWhateverItsName) {
     EXPECT_FALSE(source.isSequence());
     EXPECT_EQ(source.imageAt(-1e9)->sample(1, 1, 3), 0.5f);
     EXPECT_EQ(source.imageAt(1e9), source.imageAt(0.0));
+}
+
+// Frames that are encoded sooner wait for those before them; after one that fails, none is put on disk.
+TEST(Writers, PutFramesOnDiskInOrder) {
+    const TemporaryFolder folder;
+    std::vector<int> written;
+    FrameWriter writer(4, 8);
+    const auto frame = [&](int number, int milliseconds, bool fails = false) {
+        const auto encode = [=] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+            if (fails) throw RunError("full");
+            return std::vector<unsigned char>(3);
+        };
+        return FrameWriter::Frame{folder / std::to_string(number), encode, [&, number] { written.push_back(number); },
+                                  [](const std::exception_ptr& failure) { return failure; }};
+    };
+    for (const int number : {0, 1, 2, 3}) writer.put(frame(number, number == 0 ? 100 : 0));
+    writer.finish();
+    EXPECT_EQ(written, (std::vector<int>{0, 1, 2, 3}));
+    writer.put(frame(4, 50, true));
+    writer.put(frame(5, 0));
+    EXPECT_THROW(writer.finish(), RunError);
+    EXPECT_EQ(folder.names(), (std::set<std::string>{"0", "1", "2", "3"}));
 }
 
 }  // namespace

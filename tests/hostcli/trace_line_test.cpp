@@ -84,21 +84,6 @@ TEST_F(PluginOutputTest, ShowsErrorsAndForeignLinesAndLogsAll) {
     EXPECT_THAT(log(), HasSubstr("foreign line"));
 }
 
-TEST_F(PluginOutputTest, AddsUpTheTimesOfStages) {
-    Console console(true, false, "");
-    PluginOutput output(console, true);
-    for (const char* text : {"B: 1.500", "A: 2.000", "B: 2.500"})
-        say("() 01/02/03 00:00:00.00 INFO : " + std::string(text) + " ms elapsed.\n");
-    const auto stages = output.stages();
-    ASSERT_EQ(stages.size(), 2u);
-    EXPECT_EQ(stages[0].stage, "B");
-    EXPECT_EQ(stages[0].times, 2);
-    EXPECT_EQ(stages[0].milliseconds, 4.0);
-    EXPECT_EQ(stages[1].stage, "A");
-    EXPECT_EQ(output.stages().size(), 2u);
-    ::unsetenv("PERFMON");
-}
-
 // More than a pipe holds, by a process that then dies.
 TEST_F(PluginOutputTest, KeepsWhatADyingProcessHasWritten) {
     const auto die = [] {

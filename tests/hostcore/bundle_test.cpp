@@ -56,22 +56,6 @@ TEST(BundleTest, PassesOverBrokenRecords) {
     EXPECT_EQ(bundle.find("Inverter"), nullptr);
 }
 
-TEST(BundleTest, LoadsOnceAndUnloadsAtTheEnd) {
-    ofxhost::Host host;
-    host.setRecording(true);
-    {
-        Bundle bundle(host, {inverter::plugin()});
-        EXPECT_NE(bundle.plugins()[0]->describe(), nullptr);
-        EXPECT_NE(bundle.plugins()[0]->describeInContext(ofx::context::Filter), nullptr);
-    }
-    std::vector<std::string> actions;
-    for (const auto& call : host.recordedCalls()) {
-        if (call.name == "action") actions.push_back(call.arguments.substr(0, call.arguments.find(',')));
-    }
-    EXPECT_THAT(actions, testing::ElementsAre(ofx::action::Load, ofx::action::Describe, ofx::action::Describe,
-                                              ofx::action::DescribeInContext, ofx::action::Unload));
-}
-
 // Each host loads its own copy, so the first to describe does not settle the identity for the others.
 TEST(BundleTest, KeepsIdentitiesApartInOneProcess) {
     if (!support::RecordingHost::bundleAvailable()) GTEST_SKIP() << "this build has no bundle";

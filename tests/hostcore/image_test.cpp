@@ -75,18 +75,6 @@ TEST(ImageTest, RefusesImpossibleSizes) {
     EXPECT_THROW(Image(support::layoutOf(2, 2)).fromFloats({1.0f}), std::length_error);
 }
 
-TEST(TestImages, AreTheSameForEveryLayoutAndSeed) {
-    const auto plain = support::noiseImage(support::layoutOf(9, 5), 3);
-    ImageLayout layout = support::layoutOf(9, 5);
-    layout.negativeRows = true;
-    layout.bounds = {10, 10, 19, 15};
-    EXPECT_EQ(support::noiseImage(layout, 3)->toFloats(), plain->toFloats());
-    EXPECT_NE(support::noiseImage(layout, 4)->toFloats(), plain->toFloats());
-    const auto gradient = support::gradientImage(support::layoutOf(3, 2));
-    EXPECT_EQ(gradient->sample(1, 1, 0), 0.5f);
-    EXPECT_EQ(gradient->sample(1, 1, 1), 1.0f);
-}
-
 // Pixels reach up to the page that nobody may touch, on one side; on the other a pattern fills up the last page.
 TEST(ImageTest, BetweenGuardPagesTheNextByteIsAFault) {
     for (const Guard guard : {Guard::PageBehind, Guard::PageBefore}) {

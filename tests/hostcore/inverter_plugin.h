@@ -48,6 +48,5 @@ class Interception {
 
 // From within an action: the handle of a parameter of the instance.
 OfxParamHandle param(OfxImageEffectHandle effect, const char* name);
-OfxPropertySetHandle properties(OfxImageEffectHandle effect);
 
 }  // namespace inverter

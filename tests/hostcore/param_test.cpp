@@ -13,38 +13,35 @@ struct ParamTest : InverterTest {
 };
 
 TEST_F(ParamTest, CarriesEveryTypeOverTheInterface) {
-    double a = 0, b = 0, c = 0, d = 0;
-    int i = 0, j = 0, k = 0;
-    char* text = nullptr;
+    const struct {
+        const char* name;
+        std::vector<double> values;
+    } reals[] = {{"amount", {2.5}}, {"Double2D", {8.0, 9.0}}, {"Double3D", {1.0, 2.0, 3.0}},
+                 {"RGB", {0.5, 0.6, 0.7}}, {"RGBA", {0.1, 0.2, 0.3, 0.4}}},
+      wholes[] = {{"count", {7}}, {"on", {0}}, {"mode", {1}}, {"Integer2D", {8, 9}}, {"Integer3D", {-1, -2, -3}}};
     inside([&](OfxImageEffectHandle) {
-        EXPECT_EQ(p.paramSetValue(of("amount"), 2.5), OK);
-        EXPECT_EQ(p.paramSetValue(of("count"), 7), OK);
-        EXPECT_EQ(p.paramSetValue(of("on"), 0), OK);
-        EXPECT_EQ(p.paramSetValue(of("mode"), 1), OK);
-        EXPECT_EQ(p.paramSetValue(of("text"), "new"), OK);
-        EXPECT_EQ(p.paramSetValue(of("Custom"), "own"), OK);
-        EXPECT_EQ(p.paramSetValue(of("RGBA"), 0.1, 0.2, 0.3, 0.4), OK);
-        EXPECT_EQ(p.paramSetValue(of("RGB"), 0.5, 0.6, 0.7), OK);
-        EXPECT_EQ(p.paramSetValue(of("Double3D"), 1.0, 2.0, 3.0), OK);
-        EXPECT_EQ(p.paramSetValue(of("Integer3D"), -1, -2, -3), OK);
-        EXPECT_EQ(p.paramSetValue(of("Double2D"), 8.0, 9.0), OK);
-        EXPECT_EQ(p.paramSetValue(of("Integer2D"), 8, 9), OK);
-        EXPECT_EQ(p.paramGetValue(of("amount"), &a), OK);
-        EXPECT_EQ(a, 2.5);
-        EXPECT_EQ(p.paramGetValue(of("count"), &i), OK);
-        EXPECT_EQ(i, 7);
-        EXPECT_EQ(p.paramGetValue(of("on"), &i), OK);
-        EXPECT_EQ(i, 0);
-        EXPECT_EQ(p.paramGetValueAtTime(of("mode"), 3.0, &i), OK);
-        EXPECT_EQ(i, 1);
-        EXPECT_EQ(p.paramGetValueAtTime(of("text"), -1.0, &text), OK);
-        EXPECT_STREQ(text, "new");
-        EXPECT_EQ(p.paramGetValueAtTime(of("RGBA"), 0.0, &a, &b, &c, &d), OK);
-        EXPECT_THAT((std::vector{a, b, c, d}), ElementsAre(0.1, 0.2, 0.3, 0.4));
-        EXPECT_EQ(p.paramGetValueAtTime(of("Double3D"), 0.0, &a, &b, &c), OK);
-        EXPECT_THAT((std::vector{a, b, c}), ElementsAre(1, 2, 3));
-        EXPECT_EQ(p.paramGetValue(of("Integer3D"), &i, &j, &k), OK);
-        EXPECT_THAT((std::vector{i, j, k}), ElementsAre(-1, -2, -3));
+        for (const auto& [name, values] : reals) {
+            std::vector<double> in = values, out(4), later(4);
+            in.resize(4), out.resize(4);
+            EXPECT_EQ(p.paramSetValue(of(name), in[0], in[1], in[2], in[3]), OK) << name;
+            EXPECT_EQ(p.paramGetValue(of(name), &out[0], &out[1], &out[2], &out[3]), OK) << name;
+            EXPECT_EQ(p.paramGetValueAtTime(of(name), 3.0, &later[0], &later[1], &later[2], &later[3]), OK) << name;
+            EXPECT_EQ(out, in) << name;
+            EXPECT_EQ(later, in) << name;
+        }
+        for (const auto& [name, values] : wholes) {
+            std::vector<int> in(values.begin(), values.end()), out(4);
+            in.resize(4);
+            EXPECT_EQ(p.paramSetValue(of(name), in[0], in[1], in[2], in[3]), OK) << name;
+            EXPECT_EQ(p.paramGetValue(of(name), &out[0], &out[1], &out[2], &out[3]), OK) << name;
+            EXPECT_EQ(out, in) << name;
+        }
+        for (const char* name : {"text", "Custom"}) {
+            char* text = nullptr;
+            EXPECT_EQ(p.paramSetValue(of(name), "new"), OK);
+            EXPECT_EQ(p.paramGetValueAtTime(of(name), -1.0, &text), OK);
+            EXPECT_STREQ(text, "new");
+        }
     });
     EXPECT_EQ(host.faults(), "");
 }
@@ -134,37 +131,14 @@ TEST_F(ParamTest, FindsMakesAndDeletesKeys) {
     EXPECT_EQ(second.param("RGB").keyTimes(), (std::vector{10.0, 15.0}));
 }
 
-TEST_F(ParamTest, TellsAUsersChangeInOneBracket) {
-    host.clearRecord();
-    std::vector<std::string> reasons;
-    {
-        const inverter::Interception interception([&](const inverter::Action& call) -> std::optional<OfxStatus> {
-            char* text = nullptr;
-            suites.property->propGetString(call.in, ofx::prop::ChangeReason, 0, &text);
-            reasons.emplace_back(text);
-            if (call.is(ofx::action::InstanceChanged)) {
-                suites.property->propGetString(call.in, ofx::prop::Name, 0, &text);
-                EXPECT_STREQ(text, "amount");
-                suites.property->propGetString(call.in, ofx::prop::Type, 0, &text);
-                EXPECT_STREQ(text, ofx::type::Parameter);
-            }
-            return OK;
-        });
-        EXPECT_EQ(effect.set("amount", 3.0), OK);
-    }
-    EXPECT_THAT(host.actions(), ElementsAre(ofx::action::BeginInstanceChanged, ofx::action::InstanceChanged,
-                                            ofx::action::EndInstanceChanged));
-    EXPECT_THAT(reasons, testing::Each(ofx::change::UserEdited));
-    EXPECT_EQ(effect.param("amount").value().numbers[0], 3.0);
-}
-
 TEST_F(ParamTest, SendsThePluginsOwnChangesBackAtOnceAndWithinItsCall) {
     host.clearRecord();
     std::string trace;
     const inverter::Interception interception([&](const inverter::Action& call) -> std::optional<OfxStatus> {
         if (!call.is(ofx::action::InstanceChanged)) return OK;
-        char* changed = nullptr;
-        char* reason = nullptr;
+        char *changed = nullptr, *reason = nullptr, *kind = nullptr;
+        suites.property->propGetString(call.in, ofx::prop::Type, 0, &kind);
+        EXPECT_STREQ(kind, ofx::type::Parameter);
         suites.property->propGetString(call.in, ofx::prop::Name, 0, &changed);
         suites.property->propGetString(call.in, ofx::prop::ChangeReason, 0, &reason);
         trace += std::string(changed) + (std::string(reason) == ofx::change::UserEdited ? "(user " : "(plug-in ");
@@ -175,7 +149,10 @@ TEST_F(ParamTest, SendsThePluginsOwnChangesBackAtOnceAndWithinItsCall) {
     });
     effect.set("amount", 3.0);
     EXPECT_EQ(trace, "amount(user count(plug-in on(plug-in )))");
-    EXPECT_EQ(host.actions().size(), 9u);
+    EXPECT_EQ(host.actions().size(), 9u) << "each in a bracket of its own";
+    EXPECT_EQ(host.actions().front(), ofx::action::BeginInstanceChanged);
+    EXPECT_EQ(host.actions().back(), ofx::action::EndInstanceChanged);
+    EXPECT_EQ(effect.param("amount").value().numbers[0], 3.0);
     EXPECT_EQ(host.faults(), "");
 }
 
@@ -199,15 +176,6 @@ TEST_F(ParamTest, KeepsSilentWhileCreatingAndStopsEndlessChanges) {
     EXPECT_GT(changes, 10);
     EXPECT_LT(changes, 100);
     EXPECT_EQ(errors(), 1);
-}
-
-TEST_F(ParamTest, CountsEditBlocks) {
-    const OfxParamSetHandle set = effect.instance().paramSetHandle();
-    EXPECT_EQ(p.paramEditEnd(set), Failed);
-    EXPECT_EQ(p.paramEditBegin(set, "Preset"), OK);
-    EXPECT_EQ(effect.instance().editDepth(), 1);
-    EXPECT_EQ(p.paramEditEnd(set), OK);
-    EXPECT_EQ(effect.instance().editDepth(), 0);
 }
 
 }  // namespace

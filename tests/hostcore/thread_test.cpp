@@ -124,25 +124,4 @@ TEST_F(ThreadSuiteTest, LocksCountedMutexes) {
     EXPECT_EQ(errors(), 1) << "destroyed while locked";
 }
 
-TEST_F(ThreadSuiteTest, ExcludesThreadsFromEachOther) {
-    struct Shared {
-        const OfxMultiThreadSuiteV1& suite;
-        OfxMutexHandle mutex = nullptr;
-        int sum = 0;
-    } shared{t};
-    ASSERT_EQ(t.mutexCreate(&shared.mutex, 0), OK);
-    t.multiThread(
-        [](unsigned, unsigned, void* custom) {
-            auto& s = *static_cast<Shared*>(custom);
-            for (int i = 0; i < 2000; ++i) {
-                s.suite.mutexLock(s.mutex);
-                ++s.sum;
-                s.suite.mutexUnLock(s.mutex);
-            }
-        },
-        3, &shared);
-    EXPECT_EQ(shared.sum, 6000);
-    t.mutexDestroy(shared.mutex);
-}
-
 }  // namespace
