@@ -207,14 +207,14 @@ TEST_F(Render, WithoutAnInputAGeneratorBeginsWithBlack) {
 
 // 65535 on both sides are the largest there are, but more memory than there is for an image.
 TEST_F(Render, RefusesFramesThatAreNoPicture) {
-    const double infinite = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();
     TestEffect& effect = effectOn("generic", 64, 48);
     feed(effect, support::gradientImage(layoutOf(64, 48)));
     effect.background = 0.5f;
     bool called = false;
     script().process = [&](probe::Probe&) { called = true; };
-    const std::pair<double, double> extents[] = {{0.0, 48.0}, {64.0, -5.0},    {1e300, 48.0},     {64.0, infinite},
-                                                 {nan, 48.0}, {65536.5, 48.0}, {65535.0, 65535.0}};
+    constexpr double INFINITE = std::numeric_limits<double>::infinity();
+    const std::pair<double, double> extents[] = {{0.25, 48.0},     {64.0, 0.25},    {1e300, 48.0},
+                                                 {64.0, INFINITE}, {65536.5, 48.0}, {65535.0, 65535.0}};
     for (const auto& [width, height] : extents) {
         effect.instance().properties().setDouble(prop::ProjectExtent, width, 0);
         effect.instance().properties().setDouble(prop::ProjectExtent, height, 1);

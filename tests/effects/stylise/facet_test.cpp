@@ -64,8 +64,6 @@ TEST(Facet, MatteMixesAndComposites) {
     expect_mix(use(true, false, false), false, 3);
     expect_mix(use(true, true, false), true, 3);
     expect_mix(use(false, true, true), false, 2);
-    facet.effect.doAlpha = false;
-    EXPECT_EQ(at(use(true, false, true), 15, 6, 3), 1.0f);
 }
 
 }  // namespace
