@@ -108,7 +108,7 @@ TEST(Writers, PutFramesOnDiskInOrder) {
     };
     for (const int number : {0, 1, 2, 3}) writer.put(frame(number, number == 0 ? 100 : 0));
     writer.finish();
-    EXPECT_EQ(written, (std::vector<int>{0, 1, 2, 3}));
+    ASSERT_EQ(written, (std::vector<int>{0, 1, 2, 3}));
     writer.put(frame(4, 50, true));
     writer.put(frame(5, 0));
     EXPECT_THROW(writer.finish(), RunError);
