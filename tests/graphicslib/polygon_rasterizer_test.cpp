@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "imagelib/imagelib_exactpoly.h"
-#include "k7pi_baselib/cpu.h"
 #include "noiselib/mtrandom.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "k7pi_baselib/cpu.h"
 #include "noiselib/mtrandom.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "elementary_simd.h"
-#include "k7pi_baselib/cpu.h"
 #include "k7pi_baselib/portable_math.h"
+#include "simdlib/cpu.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 #include "support/images.h"
 #include "support/row_threads.h"
 

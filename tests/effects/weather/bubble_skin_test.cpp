@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "effects/weather/BubbleSkin.h"
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 #include "support/effect_shot.h"
 
 namespace {

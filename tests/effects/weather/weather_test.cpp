@@ -9,7 +9,7 @@
 #include "effects/weather/Smoke.h"
 #include "effects/weather/Snow.h"
 #include "effects/weather/weather_support.h"
-#include "k7pi_baselib/cpu.h"
+#include "simdlib/cpu.h"
 #include "support/row_threads.h"
 
 namespace {

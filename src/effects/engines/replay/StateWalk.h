@@ -1,6 +1,6 @@
-// A walk over everything that a simulation's state consists of: one function names the parts, and the walk measures,
-// saves or restores them. Parts are copied byte by byte; they come back in the order and with the types that they were
-// saved with.
+// A walk over everything that a simulation's state consists of: one function names the values, and the walk measures,
+// saves or restores them. Values are copied byte by byte, and restored in the order and with the types in which they
+// were saved.
 //
 //     void walkState(StateWalk& walk) override {
 //         walk.value(m_random);

@@ -1,3 +1,0 @@
-#pragma once
-
-#include "simdlib/cpu.h"
