@@ -3,6 +3,8 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <sstream>
+#include <vector>
 
 #include "host/cli/command.h"
 #include "host/cli/failure.h"
@@ -17,7 +19,8 @@ namespace quillon {
 
 // Overlays draw in the project's units at the render scale; a pixel scale of project to picture makes one screen pixel
 // one pixel of the picture.
-Picture overlayDrawing(ofxhost::EffectInstance& instance, double time, int width, int height, int samples) {
+Picture overlayDrawing(ofxhost::EffectInstance& instance, double time, int width, int height, int samples,
+                       std::span<const OfxPointD> pen) {
     const auto extent = [&](int axis, double renderScale) {
         const OfxPointD whole = instance.projectExtent();
         return (axis == 0 ? whole.x : whole.y) * renderScale;
@@ -32,6 +35,10 @@ Picture overlayDrawing(ofxhost::EffectInstance& instance, double time, int width
     const OffscreenGl canvas(width, height, right, top, samples);
     const auto interact = ofxhost::Interact::create(instance, view);
     if (!interact) throw RunError(instance.plugin().name() + " has no handles in the viewer");
+    const auto inPicture = [&](OfxPointD place) { return OfxPointD{place.x * right, place.y * top}; };
+    if (!pen.empty()) interact->penMotion(inPicture(pen.front()));
+    if (pen.size() > 1) interact->penDown(inPicture(pen.front()));
+    for (const OfxPointD& place : pen.subspan(pen.empty() ? 0 : 1)) interact->penMotion(inPicture(place));
     if (!answered(interact->draw())) throw RunError(instance.plugin().name() + " failed to draw its handles");
     return canvas.drawn();
 }
@@ -40,7 +47,24 @@ namespace {
 
 constexpr int Samples = 4;  // of each pixel and axis, for smooth lines
 
-void renderWithOverlay(const RenderOptions& options) {
+// "0.5,0.25", and "0.5,0.25:0.7,0.3" for a way.
+std::vector<OfxPointD> parsePen(const std::string& text) {
+    std::vector<OfxPointD> way;
+    std::istringstream places(text);
+    for (std::string place; std::getline(places, place, ':');) {
+        std::istringstream numbers(place);
+        OfxPointD point{};
+        char comma = 0;
+        if (!(numbers >> point.x >> comma >> point.y) || comma != ',' || !(numbers >> std::ws).eof())
+            throw UsageError("'" + place +
+                             "' is no place; write X,Y with 0,0 at the lower left corner and 1,1 opposite");
+        way.push_back(point);
+    }
+    return way;
+}
+
+void renderWithOverlay(const RenderOptions& options, const std::string& penText) {
+    const std::vector<OfxPointD> pen = parsePen(penText);
     Session session(options.session);
     {
         const RenderPlan plan = makePlan(session, options);
@@ -58,8 +82,13 @@ void renderWithOverlay(const RenderOptions& options) {
         request.time = frame;
         request.renderScale = plan.project.renderScale;
         const Alpha alpha = outputAlpha(*instance);
-        Picture picture = fromHostImage(*renderFrame(*instance, request, outputLayout(plan, alpha), check));
-        drawOver(picture, overlayDrawing(*instance, frame, picture.width, picture.height, Samples));
+        const auto render = [&] {
+            return fromHostImage(*renderFrame(*instance, request, outputLayout(plan, alpha), check));
+        };
+        Picture picture = render();
+        const Picture handles = overlayDrawing(*instance, frame, picture.width, picture.height, Samples, pen);
+        if (pen.size() > 1) picture = render();  // with what the pen has changed
+        drawOver(picture, handles);
         writePicture(plan.output.path(frame), picture, plan.writeOptions(frame, alpha));
     }
     session.finish();
@@ -82,8 +111,12 @@ std::function<void()> declare(CLI::App& app) {
     app.add_option("--render-scale", options->renderScale, "Render at this part of the size")
         ->check(CLI::Range(0.001, 1.0))
         ->capture_default_str();
+    const auto pen = std::make_shared<std::string>();
+    app.add_option("--pen", *pen,
+                   "The pen hovers there, in parts of the picture from its lower left corner; X,Y:X,Y drags")
+        ->type_name("X,Y");
     options->session.addTo(app);
-    return [options] { renderWithOverlay(*options); };
+    return [options, pen] { renderWithOverlay(*options, *pen); };
 }
 
 }  // namespace

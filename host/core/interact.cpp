@@ -1,5 +1,7 @@
 #include "host/core/interact.h"
 
+#include <cmath>
+
 #include "host/core/bundle.h"
 #include "host/core/host.h"
 #include "host/core/property_tables.h"
@@ -75,8 +77,11 @@ OfxStatus Interact::sendPen(const char* actionText, OfxPointD position, double p
     fillView(arguments);
     arguments.setDouble(prop::InteractPenPosition, position.x, 0);
     arguments.setDouble(prop::InteractPenPosition, position.y, 1);
-    arguments.setInt(prop::InteractPenViewportPosition, static_cast<int>(position.x / m_view.pixelScale.x), 0);
-    arguments.setInt(prop::InteractPenViewportPosition, static_cast<int>(position.y / m_view.pixelScale.y), 1);
+    const auto onScreen = [](double place, double pixel) {
+        return std::fabs(place / pixel) < 1e9 ? static_cast<int>(place / pixel) : 0;
+    };
+    arguments.setInt(prop::InteractPenViewportPosition, onScreen(position.x, m_view.pixelScale.x), 0);
+    arguments.setInt(prop::InteractPenViewportPosition, onScreen(position.y, m_view.pixelScale.y), 1);
     arguments.setDouble(prop::InteractPenPressure, pressure);
     return send(actionText, &arguments);
 }

@@ -151,6 +151,7 @@ class ControlK7 {
     virtual void fetch(const FetchContext&) {}         // for rendering: the value fields
     virtual void fetchOverlay(const FetchContext&) {}  // for the overlay: the overlay fields, and only those, since
                                                        // a render may be reading the others on another thread
+    virtual void writeOverlay() const {}               // the overlay fields to the host
     virtual void SetHidden(bool hidden);
     virtual void SetGhosted(bool ghosted);
     bool hidden() const { return m_hidden; }
@@ -217,6 +218,7 @@ class FloatControlK7 : public ControlK7 {
     const char* paramType() const override { return ofx::param_type::Double; }
     void fetch(const FetchContext& context) override { GetValue(context.time, &value); }
     void fetchOverlay(const FetchContext& context) override { GetValue(context.time, &overlayValue); }
+    void writeOverlay() const override { SetValue(overlayValue); }
     int presetComponents() const override { return 1; }
     void writePreset(const double* values) override { SetValue(values[0]); }
     void writeDefault() override { SetValue(m_param.value); }
@@ -357,6 +359,7 @@ class PositionControlK7 : public ControlK7 {
     bool keptByPresets() const override { return true; }
     void fetch(const FetchContext& context) override;
     void fetchOverlay(const FetchContext& context) override;
+    void writeOverlay() const override { SetValue(overlayX, overlayY); }
     void SetHidden(bool hidden) override { setEnabled(!hidden); }
     int presetComponents() const override { return 2; }
     void writePreset(const double* values) override { SetValue(values[0], values[1]); }

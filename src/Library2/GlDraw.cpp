@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <utility>
+#include <vector>
 
+#include "graphicslib/stroke_text.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/portable_math.h"
 
@@ -24,6 +27,11 @@ bool resolveAll(GlFunctions& gl) {
 }
 
 constexpr float DEGREE = 0.017453292f;
+constexpr float OUTLINE_PIXELS = 1.3f;  // from the middle of a line
+constexpr float HANDLE_PIXELS = 5.0f;
+constexpr float POINTER_PIXELS = 20.0f;  // from the middle of a pointer's handle to its tip
+
+bool finite(Point p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
 }  // namespace
 
@@ -41,17 +49,52 @@ Point rotated(Point point, float degrees) {
     return {point.x * c - point.y * s, point.x * s + point.y * c};
 }
 
-OverlayPen::OverlayPen(float hitScale) : m_gl(glFunctions()), m_unit(hitScale > 0.0f ? 1.0f / hitScale : 0.2f) {}
+float length(Point p) { return k7_hypot(p.x, p.y); }
+
+OverlayPen::OverlayPen(float hitScale, Pass pass)
+    : m_gl(glFunctions()), m_unit(hitScale > 0.0f ? 1.0f / hitScale : 0.2f), m_pass(pass) {
+    if (m_gl && m_pass == Pass::Outline) m_gl->color4f(0.0f, 0.0f, 0.0f, 1.0f);
+}
 
 void OverlayPen::colour(const OverlayColour& c) const {
     const auto level = [](float component) { return std::clamp(component / FULL_COLOUR, 0.0f, 1.0f); };
-    if (m_gl) m_gl->color4f(level(c.red), level(c.green), level(c.blue), level(c.alpha));
+    colour(level(c.red), level(c.green), level(c.blue), level(c.alpha));
+}
+
+void OverlayPen::colour(float red, float green, float blue, float alpha) const {
+    if (m_gl && m_pass == Pass::Lines) m_gl->color4f(red, green, blue, alpha);
+}
+
+// Outlines are filled: how wide lines may be is up to the machine's OpenGL, and how wide they are to the host.
+void OverlayPen::outline(Point from, Point to) const {
+    const float half = pixels(OUTLINE_PIXELS), distance = length(to - from);
+    const Point along = distance > 0.0f ? (to - from) * (half / distance) : Point{half, 0.0f};
+    const Point across{-along.y, along.x};
+    for (const Point corner : {from - along - across, to + along - across, to + along + across, from - along + across})
+        m_gl->vertex2f(corner.x, corner.y);
 }
 
 void OverlayPen::segments(const Point* points, int count) const {
     if (!m_gl || count == 0) return;
-    m_gl->begin(GL_LINES_MODE);
-    for (int i = 0; i < count; ++i) m_gl->vertex2f(points[i].x, points[i].y);
+    m_gl->begin(m_pass == Pass::Outline ? GL_QUADS_MODE : GL_LINES_MODE);
+    for (int i = 0; i + 1 < count; i += 2) {
+        if (!finite(points[i]) || !finite(points[i + 1])) continue;
+        if (m_pass == Pass::Outline) {
+            outline(points[i], points[i + 1]);
+        } else {
+            m_gl->vertex2f(points[i].x, points[i].y);
+            m_gl->vertex2f(points[i + 1].x, points[i + 1].y);
+        }
+    }
+    m_gl->end();
+}
+
+void OverlayPen::square(Point centre, float half) const {
+    m_gl->begin(GL_QUADS_MODE);
+    m_gl->vertex2f(centre.x - half, centre.y - half);
+    m_gl->vertex2f(centre.x + half, centre.y - half);
+    m_gl->vertex2f(centre.x + half, centre.y + half);
+    m_gl->vertex2f(centre.x - half, centre.y + half);
     m_gl->end();
 }
 
@@ -75,16 +118,10 @@ void OverlayPen::dashedLine(Point from, Point to) const {
 }
 
 void OverlayPen::handle(Point centre, bool highlighted) const {
-    if (!m_gl) return;
-    const float half = pixels(5.0f);
+    if (!m_gl || !finite(centre)) return;
     const float grey = highlighted ? 1.0f : 0.5f;
-    m_gl->color4f(grey, grey, grey, 1.0f);
-    m_gl->begin(GL_QUADS_MODE);
-    m_gl->vertex2f(centre.x - half, centre.y - half);
-    m_gl->vertex2f(centre.x + half, centre.y - half);
-    m_gl->vertex2f(centre.x + half, centre.y + half);
-    m_gl->vertex2f(centre.x - half, centre.y + half);
-    m_gl->end();
+    colour(grey, grey, grey, 1.0f);
+    square(centre, pixels(HANDLE_PIXELS + (m_pass == Pass::Outline ? OUTLINE_PIXELS : 0.0f)));
 }
 
 void OverlayPen::crosshair(Point centre, bool smallCross) const {
@@ -123,10 +160,53 @@ void OverlayPen::rectangle(Point centre, float halfWidth, float halfHeight, floa
         dashed ? dashedLine(corners[i], corners[(i + 1) % 4]) : line(corners[i], corners[(i + 1) % 4]);
 }
 
-void OverlayPen::arrow(Point from, Point to) const {
-    line(from, to);
-    const float angle = k7_atan2(to.y - from.y, to.x - from.x);
+void OverlayPen::head(Point tip, float angle, float length) const {
     constexpr float HEAD_ANGLE = 150.0f * DEGREE;
     for (const float turn : {HEAD_ANGLE, -HEAD_ANGLE})
-        line(to, {to.x + pixels(40.0f) * k7_cos(angle + turn), to.y + pixels(40.0f) * k7_sin(angle + turn)});
+        line(tip, {tip.x + length * k7_cos(angle + turn), tip.y + length * k7_sin(angle + turn)});
 }
+
+void OverlayPen::arrow(Point from, Point to) const {
+    line(from, to);
+    head(to, k7_atan2(to.y - from.y, to.x - from.x), pixels(40.0f));
+}
+
+void OverlayPen::pointer(Point centre, Point direction, bool highlighted) const {
+    const Point tip = centre + direction * pixels(POINTER_PIXELS);
+    line(centre, tip);
+    head(tip, k7_atan2(direction.y, direction.x), pixels(8.0f));
+    handle(centre, highlighted);
+}
+
+// Dashes of a light and a dark grey take turns, so that the lines are seen on any picture and hide little of it.
+void OverlayPen::grid(Point corner, Point opposite) const {
+    const Point size = opposite - corner;
+    const auto inside = [&](float x, float y) { return Point{corner.x + x * size.x, corner.y + y * size.y}; };
+    if (m_pass == Pass::Lines) {
+        for (const float at : {0.25f, 0.5f, 0.75f})
+            for (const auto& [from, to] : {std::pair{inside(at, 0), inside(at, 1)}, {inside(0, at), inside(1, at)}}) {
+                colour(0.25f, 0.25f, 0.25f, 1.0f);
+                line(from, to);
+                colour(0.75f, 0.75f, 0.75f, 1.0f);
+                dashedLine(from, to);
+            }
+    }
+    colour(0.75f, 0.75f, 0.75f, 1.0f);
+    rectangle(inside(0.5f, 0.5f), 0.5f * std::fabs(size.x), 0.5f * std::fabs(size.y), 0.0f, false);
+}
+
+void OverlayPen::text(Point start, std::string_view text) const {
+    if (!finite(start)) return;
+    FlatPath strokes;
+    append_text(text, {.size = TEXT_PIXELS}, 0.0f, 0.0f, strokes);
+    std::vector<Point> ends;
+    for (int contour = 0; contour < strokes.contours(); ++contour)
+        for (int i = 0; i + 1 < strokes.points(contour); ++i) {
+            const float* xy = strokes.xy(contour) + 2 * i;
+            ends.push_back(start + Point{xy[0], xy[1]} * m_unit);
+            ends.push_back(start + Point{xy[2], xy[3]} * m_unit);
+        }
+    segments(ends.data(), static_cast<int>(ends.size()));
+}
+
+float OverlayPen::textWidth(std::string_view text) const { return pixels(text_width(text, {.size = TEXT_PIXELS})); }

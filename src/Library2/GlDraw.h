@@ -4,6 +4,8 @@
 // does not link to it. Where there is none, nothing is drawn.
 #pragma once
 
+#include <string_view>
+
 struct GlFunctions {
     void (*begin)(unsigned int mode);
     void (*end)();
@@ -24,6 +26,10 @@ void setGlFunctions(const GlFunctions* functions);
 struct Point {
     float x, y;
 };
+constexpr Point operator+(Point a, Point b) { return {a.x + b.x, a.y + b.y}; }
+constexpr Point operator-(Point a, Point b) { return {a.x - b.x, a.y - b.y}; }
+constexpr Point operator*(Point a, float factor) { return {a.x * factor, a.y * factor}; }
+float length(Point p);
 
 // Components 0 to 65535.
 struct OverlayColour {
@@ -36,9 +42,13 @@ inline constexpr OverlayColour OVERLAY_YELLOW{FULL_COLOUR, FULL_COLOUR, 0.0f, FU
 inline constexpr float DASH_PIXELS = 8.0f;
 
 // Primitives in image units; `hitScale` is pixels for one unit. Each does nothing without OpenGL.
+//
+// What is drawn is seen on any picture because it lies on a dark outline: the same calls are made twice, first with a
+// pen of the outline, whatever colour they ask for, and then with one of the lines.
 class OverlayPen {
   public:
-    explicit OverlayPen(float hitScale);
+    enum class Pass { Outline, Lines };
+    explicit OverlayPen(float hitScale, Pass pass = Pass::Lines);
 
     void colour(const OverlayColour& colour) const;
     void line(Point from, Point to) const;
@@ -50,12 +60,27 @@ class OverlayPen {
     void rectangle(Point centre, float halfWidth, float halfHeight, float rotationDegrees, bool dashed,
                    float aspect = 1.0f) const;
     void arrow(Point from, Point to) const;
+    // A handle with an arrow in a direction of unit length, for one that lies out there.
+    void pointer(Point centre, Point direction, bool highlighted) const;
+    // The frame of a graph, and the lines at every quarter of it, in greys.
+    void grid(Point corner, Point opposite) const;
+    // ASCII, from the left end of its base line.
+    void text(Point start, std::string_view text) const;
+    float textWidth(std::string_view text) const;
+
     float pixels(float count) const { return count * m_unit; }  // screen pixels in image units
 
+    static constexpr float TEXT_PIXELS = 9.0f;  // height of a capital
+
   private:
+    void colour(float red, float green, float blue, float alpha) const;
     void segments(const Point* points, int count) const;  // pairs
+    void outline(Point from, Point to) const;
+    void square(Point centre, float half) const;
+    void head(Point tip, float angle, float length) const;
     const GlFunctions* m_gl;
     float m_unit;  // image units for one pixel
+    Pass m_pass;
 };
 
 // Brackets the drawing of one overlay.

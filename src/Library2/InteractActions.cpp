@@ -1,5 +1,7 @@
-#include <cstring>
+#include <algorithm>
+#include <cmath>
 #include <exception>
+#include <limits>
 #include <string_view>
 
 #include "Library2/Actions.h"
@@ -33,8 +35,8 @@ class Interact {
         const PropertySet instance = effectProperties(m_instance);
         const HostQuirks& quirks = *bundleState().quirks;
         OverlayView& view = effect()->overlaySide().view;
-        double scaleX = argument(ofx::prop::InteractPixelScale, 1.0, 0);
-        const double scaleY = argument(ofx::prop::InteractPixelScale, 1.0, 1);
+        double scaleX = pixelScale(0);
+        const double scaleY = pixelScale(1);
         const double renderX = argument(ofx::prop::RenderScale, 1.0, 0);
         const double renderY = argument(ofx::prop::RenderScale, 1.0, 1);
         const double ratio = scaleY != 0.0 ? scaleX / scaleY : 1.0;
@@ -42,7 +44,7 @@ class Interact {
         view.height = pixels(instance.doubleOr(ofx::prop::ProjectSize, 0.0, 1) * renderY);
         view.vertical = 1.0f;
         view.aspect = quirks.squaredOverlayAspect && ratio != 0.0 ? static_cast<float>(1.0 / (ratio * ratio)) : 1.0f;
-        if (quirks.pixelScalePerRenderScale && renderX != 0.0) scaleX /= renderX;
+        if (quirks.pixelScalePerRenderScale && renderX > 0.0 && renderX <= 1.0) scaleX /= renderX;
         view.hitScale = scaleX != 0.0 ? static_cast<float>(0.75 / scaleX) : 0.0f;
         effect()->info().fetchFollowed({.time = argument(ofx::prop::Time, 0.0)});
     }
@@ -52,11 +54,25 @@ class Interact {
         return m_inArgs.getDouble(name, &value, index) ? value : m_set.doubleOr(name, fallback, index);
     }
 
+    // A viewer that is mirrored has pixels of the same size; one that says nothing sensible has pixels of none.
+    double pixelScale(int axis) const {
+        const double size = std::fabs(argument(ofx::prop::InteractPixelScale, 1.0, axis));
+        constexpr double FINEST = 1e-3, COARSEST = 1e3;
+        return size > 0.0 && std::isfinite(size) ? std::clamp(size, FINEST, COARSEST) : 0.0;
+    }
+
+    // As a float; what none can hold is no place.
+    float penPlace(int axis) const {
+        const double place = argument(ofx::prop::InteractPenPosition, 0.0, axis);
+        return std::fabs(place) < 1e30 ? static_cast<float>(place) : std::numeric_limits<float>::quiet_NaN();
+    }
+
     void wireWidgets() const {
         const auto& widgets = effect()->info().widgets();
         for (OverlayControlK7* widget : widgets) {
             widget->overlay = &effect()->overlaySide();
-            widget->colour = widgets.size() > 1 && widget == widgets[1] ? OVERLAY_YELLOW : OVERLAY_WHITE;
+            if (!widget->keepsColour)
+                widget->colour = widgets.size() > 1 && widget == widgets[1] ? OVERLAY_YELLOW : OVERLAY_WHITE;
             // All go to one index, so that the last one stays: hosts redraw on any change anyway.
             for (const ControlK7* control : widget->followed)
                 m_set.setString(ofx::prop::InteractSlaveToParam, control->name(), 0);
@@ -104,12 +120,10 @@ OfxStatus drawInteract(const Interact& interact) {
 OfxStatus penInteract(const Interact& interact, OfxInteractHandle handle, PenEventCode event) {
     if (!interact.effect()) return ofx::status::ErrBadHandle;
     interact.readView();
-    const auto x = static_cast<float>(interact.argument(ofx::prop::InteractPenPosition, 0.0, 0));
-    const auto y = static_cast<float>(interact.argument(ofx::prop::InteractPenPosition, 0.0, 1));
     const bool before = interact.anythingGrabbed();
     if (event == PenEventCode::Motion && !before) event = PenEventCode::Hover;
     const auto lit = interact.hoveredParts();
-    interact.effect()->overlaySide().PenEvent(event, x, y);
+    interact.effect()->overlaySide().PenEvent(event, interact.penPlace(0), interact.penPlace(1));
     if (interact.hoveredParts() != lit)
         callSuite(bundleState().suites.interact, &OfxInteractSuiteV1::interactRedraw, handle);
     const bool taken = event == PenEventCode::Up ? before : interact.anythingGrabbed();

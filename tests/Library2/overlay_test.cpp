@@ -13,15 +13,16 @@ using support::TestEffect;
 using testing::Each;
 using testing::ElementsAre;
 
-// A GL that counts and remembers.
+// A GL that counts and remembers; outlines, which are black, apart from the rest.
 struct Recorder {
     struct Vertex {
         unsigned mode;
         float x, y;
     };
-    std::vector<Vertex> vertices;
+    std::vector<Vertex> vertices, outlines;
     std::vector<std::array<float, 4>> colours;
     int depth = 0, pushes = 0, begun = 0;
+    bool black = false, outlineOverLine = false;
     unsigned mode = 0;
     static Recorder*& current() {
         static Recorder* recorder = nullptr;
@@ -32,10 +33,13 @@ struct Recorder {
             [](unsigned m) { current()->mode = m, ++current()->begun; },
             [] { --current()->begun; },
             [](float x, float y) {
-                current()->vertices.push_back({current()->mode, x, y});
+                Recorder& self = *current();
+                (self.black ? self.outlines : self.vertices).push_back({self.mode, x, y});
+                self.outlineOverLine |= self.black && !self.vertices.empty();
             },
             [](float r, float g, float b, float a) {
-                current()->colours.push_back({r, g, b, a});
+                current()->black = r + g + b == 0.0f;
+                if (!current()->black) current()->colours.push_back({r, g, b, a});
             },
             [] { ++current()->depth, ++current()->pushes; },
             [] { --current()->depth; },
@@ -47,6 +51,17 @@ struct Recorder {
         setGlFunctions(functions());
     }
     ~Recorder() { setGlFunctions(nullptr); }
+    // Middles of the filled squares.
+    std::vector<OfxPointD> handles() const {
+        std::vector<OfxPointD> found;
+        for (std::size_t i = 0; i + 3 < vertices.size(); ++i)
+            if (vertices[i].mode == GL_QUADS_MODE) {
+                found.push_back(
+                    {0.5 * double(vertices[i].x + vertices[i + 2].x), 0.5 * double(vertices[i].y + vertices[i + 2].y)});
+                i += 3;
+            }
+        return found;
+    }
     float extent() const { return across(&Vertex::x); }  // of what was drawn
     float height() const { return across(&Vertex::y); }
     float across(float Vertex::*axis) const {
@@ -281,6 +296,126 @@ TEST_F(Overlay, SizesOnScreenDoNotDependOnTheZoom) {
     int corners = 0;
     for (const auto& vertex : gl.vertices) corners += vertex.mode == 7;
     EXPECT_EQ(corners, 8) << "two handles";
+}
+
+TEST_F(Overlay, OutlinesLieUnderTheLines) {
+    for (const char* widget : {"crosshair", "line", "ellipse", "ring"}) {
+        Recorder gl;
+        show("generic", widget).draw();
+        EXPECT_FALSE(gl.outlineOverLine) << widget;
+        const float lines = gl.extent();
+        gl.vertices.swap(gl.outlines);
+        EXPECT_THAT(gl.vertices, Each(testing::Field(&Recorder::Vertex::mode, GL_QUADS_MODE)));
+        EXPECT_THAT(gl.extent() - lines, testing::AllOf(testing::Gt(1.0f), testing::Lt(6.0f))) << widget;
+    }
+}
+
+TEST_F(Overlay, NamesShowWhileThePenIsThere) {
+    for (const OfxPointD place : {OfxPointD{0.5, 0.5}, OfxPointD{-0.4, 0.5}}) {
+        ofxhost::Interact& viewer = show("generic", "crosshair");
+        m_effect->set("From", place.x, place.y);
+        const auto drawn = [&] {
+            Recorder gl;
+            viewer.draw();
+            return std::pair(gl.vertices.size(), gl.handles());
+        };
+        const auto [bare, pointers] = drawn();
+        const OfxPointD grip = pointers.empty() ? OfxPointD{100.0, 50.0} : pointers[0];
+        viewer.penMotion(grip);
+        const std::size_t hovered = drawn().first;
+        EXPECT_GT(hovered, bare + 20) << "strokes of the name";
+        viewer.penDown(grip);
+        EXPECT_EQ(drawn().first, hovered);
+        viewer.penUp(grip);
+        viewer.penMotion({180.0, 10.0});
+        EXPECT_EQ(drawn().first, bare);
+    }
+}
+
+// ---- Parts outside the picture
+
+TEST_F(Overlay, PartsOutsideAreDraggedByPointersAtTheEdge) {
+    const struct {
+        const char* widget;
+        std::array<double, 2> from;
+        double wide;
+        const char* parameter;
+    } cases[] = {{"crosshair", {-0.3, 1.4}, 0.5, "From"}, {"crosshair", {0.5, -40.0}, 0.5, "From"},
+                 {"line", {1.2, 0.5}, 0.5, "From"},       {"round", {0.5, 0.5}, 3.0, "Wide"},
+                 {"round", {-0.5, 0.5}, 0.1, "Wide"},     {"ring", {0.5, 0.5}, 3.0, "Delta"},
+                 {"rectangle", {0.5, 0.5}, 1.5, "Wide"}};
+    for (const auto& test : cases) {
+        SCOPED_TRACE(std::string(test.widget) + " " + std::to_string(test.from[0]));
+        ofxhost::Interact& viewer = show("generic", test.widget);
+        m_effect->set("From", test.from[0], test.from[1]);
+        m_effect->set("Wide", test.wide);
+        Recorder gl;
+        viewer.draw();
+        std::vector<OfxPointD> inside = gl.handles();
+        std::erase_if(inside, [](OfxPointD p) { return p.x < 0 || p.x > 200 || p.y < 0 || p.y > 100; });
+        // The line's other end lies inside; a rectangle's corner and side lie outside.
+        const OfxPointD grip = *std::ranges::find_if(inside, [](OfxPointD p) { return p.x != 150.0 || p.y != 25.0; });
+        const std::array before{value(test.parameter, 0), value(test.parameter, 1)};
+        EXPECT_EQ(viewer.penDown(grip), OK);
+        EXPECT_EQ(viewer.penMotion(grip), OK);
+        EXPECT_NEAR(value(test.parameter, 0), before[0], 1e-5) << "no jump";
+        EXPECT_NEAR(value(test.parameter, 1), before[1], 1e-5);
+        EXPECT_EQ(viewer.penMotion({grip.x + 20.0, grip.y + 10.0}), OK);
+        const double change = value(test.parameter, 0) - before[0];
+        if (std::string_view(test.parameter) == "From") {
+            EXPECT_NEAR(change, 0.1, 1e-5);
+            EXPECT_NEAR(value("From", 1), before[1] + 0.1, 1e-5);
+        } else {
+            EXPECT_GT(std::fabs(change), 0.01);
+            EXPECT_LT(std::fabs(change), 0.3);
+        }
+        EXPECT_EQ(viewer.penUp({grip.x + 20.0, grip.y + 10.0}), OK);
+        EXPECT_EQ(viewer.penMotion(grip), ReplyDefault);
+        EXPECT_EQ(host->faults(), "");
+    }
+}
+
+TEST_F(Overlay, PointersInOneDirectionStandApart) {
+    ofxhost::Interact& viewer = show("generic", "line");
+    m_effect->set("From", 3.0, 0.5);
+    m_effect->set("To", 5.0, 0.5);
+    Recorder gl;
+    viewer.draw();
+    auto grips = gl.handles();
+    std::erase_if(grips, [](OfxPointD p) { return p.x > 200; });
+    ASSERT_EQ(grips.size(), 2u);
+    EXPECT_GT(std::hypot(grips[0].x - grips[1].x, grips[0].y - grips[1].y), 4.0 * R);
+    viewer.penDown(grips[1]);
+    viewer.penUp({grips[1].x - 20.0, grips[1].y});
+    EXPECT_EQ(value("From", 0), 3.0);
+    EXPECT_NEAR(value("To", 0), 4.9, 1e-5);
+}
+
+// ---- Hosts that say nonsense
+
+TEST_F(Overlay, NonsenseFromTheHostSetsNoNonsense) {
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+    const double nonsense[] = {0.0, -1.0, -0.5, nan, inf, -inf, 1e-300, 1e300};
+    for (const char* word : {"generic", "fusion", "nuke"})
+        for (const char* widget : {"crosshair", "line", "angle", "round", "ellipse", "ring", "rectangle"})
+            for (const double bad : nonsense) {
+                SCOPED_TRACE(std::string(word) + " " + widget + " " + std::to_string(bad));
+                for (const OfxPointD scale : {OfxPointD{bad, 1.0}, {1.0, bad}, {bad, bad}}) {
+                    Recorder gl;
+                    ofxhost::Interact& viewer = show(word, widget, {.pixelScale = scale});
+                    for (const OfxPointD pen : {OfxPointD{150.0, 50.0}, {100.0, 50.0}, {nan, 50.0}, {bad, bad}}) {
+                        viewer.penMotion(pen);
+                        viewer.penDown(pen);
+                        viewer.draw();
+                        viewer.penMotion({bad, 20.0});
+                        viewer.penMotion({120.0, 20.0});
+                        viewer.penUp({20.0, bad});
+                    }
+                    for (const char* name : {"From", "To", "Angle", "Wide", "High", "Delta"})
+                        for (const double number : {value(name, 0), value(name, 1)}) EXPECT_LT(std::fabs(number), 1e9);
+                    EXPECT_EQ(gl.depth, 0);
+                }
+            }
 }
 
 TEST(OverlayPrimitives, CirclesCloseAndSmallOnesVanish) {

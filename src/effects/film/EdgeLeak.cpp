@@ -91,8 +91,7 @@ void EdgeLeak::ProcessFrame() {
 // ---- Overlay --------------------------------------------------------------------------------------------------
 
 void EdgeOverlayK7::moveTo(int, Point pen) { m_position.overlayValue = static_cast<double>(pen.x) / view().width; }
-void EdgeOverlayK7::write(int) { m_position.SetValue(m_position.overlayValue); }
 void EdgeOverlayK7::draw(const OverlayPen& pen) const {
     pen.line(view().place(m_position.overlayValue, 0.0), view().place(m_position.overlayValue, 1.0));
-    pen.handle(handlePlace(), hovered == 1);
+    pen.handle(partPlace(1, {}), hovered == 1);
 }

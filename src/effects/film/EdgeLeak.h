@@ -13,17 +13,17 @@ class EdgeOverlayK7 : public OverlayControlK7 {
     EdgeOverlayK7(EffectInfo* owner, FloatControlK7& position, OverlayColour lineColour, double handleHeight)
         : OverlayControlK7(owner, {&position}), m_position(position), m_handleHeight(handleHeight) {
         colour = lineColour;
+        keepsColour = true;
     }
     const char* kind() const override { return "edge"; }
+    Point partPlace(int, Point) const override { return view().place(m_position.overlayValue, m_handleHeight); }
 
   protected:
-    int partAt(float x, float y) const override { return near(handlePlace(), x, y) ? 1 : 0; }
+    std::vector<ControlK7*> partControls(int) const override { return {&m_position}; }
     void moveTo(int part, Point pen) override;
-    void write(int part) override;
     void draw(const OverlayPen& pen) const override;
 
   private:
-    Point handlePlace() const { return view().place(m_position.overlayValue, m_handleHeight); }
     FloatControlK7& m_position;
     double m_handleHeight;  // of the frame, so that handles on one line stay apart
 };

@@ -11,15 +11,16 @@ class CurveOverlayK7 : public OverlayControlK7 {  // 1 to 6: the points
     using Controls = std::array<CurvePointControlK7*, ControlCurve::CONTROLS>;
     CurveOverlayK7(EffectInfo* owner, const Controls& points, OverlayColour curveColour);
     const char* kind() const override { return "curve"; }
+    int parts() const override { return ControlCurve::CONTROLS; }
+    Point partPlace(int part, Point towards) const override;
+    void drawBehind(const OverlayPen& pen) const override;  // the frame and grid of the graph
 
   protected:
-    int partAt(float x, float y) const override;
+    std::vector<ControlK7*> partControls(int part) const override { return {&point(part)}; }
     void moveTo(int part, Point pen) override;
-    void write(int part) override;
     void draw(const OverlayPen& pen) const override;
 
   private:
     CurvePointControlK7& point(int part) const { return *m_points[static_cast<std::size_t>(part - 1)]; }
     Controls m_points;
-    OverlayColour m_curveColour;  // whatever colour the host side gives its widgets: curves tell channels apart by it
 };
