@@ -192,7 +192,8 @@ void OverlayPen::grid(Point corner, Point opposite) const {
             }
     }
     colour(0.75f, 0.75f, 0.75f, 1.0f);
-    rectangle(inside(0.5f, 0.5f), 0.5f * std::fabs(size.x), 0.5f * std::fabs(size.y), 0.0f, false);
+    const float inset = pixels(OUTLINE_PIXELS);  // seen where the viewer ends with the picture
+    rectangle(inside(0.5f, 0.5f), 0.5f * std::fabs(size.x) - inset, 0.5f * std::fabs(size.y) - inset, 0.0f, false);
 }
 
 void OverlayPen::text(Point start, std::string_view text) const {

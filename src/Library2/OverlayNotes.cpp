@@ -45,18 +45,19 @@ Point unitVector(Point way) {
     return distance > 0.0f && std::isfinite(distance) ? way * (1.0f / distance) : Point{1.0f, 0.0f};
 }
 
-// The nearest free place beside one that may be taken: in turn to either side of it.
-Point freePlace(Point wanted, const PointerFrame& frame, std::span<const OverlayPointer> taken, float spacing) {
+// The nearest free place beside one that may be taken, in turn to either side of it; closer together where the side of
+// the frame is too short.
+Point freePlace(Point wanted, const PointerFrame& frame, std::span<const OverlayPointer> taken, float widest) {
     const Point side = frame.sideways(wanted);
-    const auto isFree = [&](Point place) {
-        return std::ranges::none_of(
-            taken, [&](const OverlayPointer& other) { return length(other.at - place) < 0.95f * spacing; });
-    };
-    for (int step = 0; step <= 2 * static_cast<int>(taken.size()); ++step)
-        for (const float sign : {1.0f, -1.0f}) {
-            const Point place = frame.limited(wanted + side * (sign * static_cast<float>(step) * spacing));
-            if (isFree(place)) return place;
-        }
+    for (const float spacing : {widest, 0.75f * widest, 0.5f * widest})
+        for (int step = 0; step <= 2 * static_cast<int>(taken.size()); ++step)
+            for (const float sign : {1.0f, -1.0f}) {
+                const Point place = frame.limited(wanted + side * (sign * static_cast<float>(step) * spacing));
+                const auto collides = [&](const OverlayPointer& other) {
+                    return length(other.at - place) < 0.95f * spacing;
+                };
+                if (std::ranges::none_of(taken, collides)) return place;
+            }
     return wanted;
 }
 

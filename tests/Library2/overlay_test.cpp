@@ -313,7 +313,7 @@ TEST_F(Overlay, OutlinesLieUnderTheLines) {
 TEST_F(Overlay, NamesShowWhileThePenIsThere) {
     for (const OfxPointD place : {OfxPointD{0.5, 0.5}, OfxPointD{-0.4, 0.5}}) {
         ofxhost::Interact& viewer = show("generic", "crosshair");
-        m_effect->set("From", place.x, place.y);
+        m_effect->set("From", {place.x, place.y});
         const auto drawn = [&] {
             Recorder gl;
             viewer.draw();
@@ -347,14 +347,14 @@ TEST_F(Overlay, PartsOutsideAreDraggedByPointersAtTheEdge) {
     for (const auto& test : cases) {
         SCOPED_TRACE(std::string(test.widget) + " " + std::to_string(test.from[0]));
         ofxhost::Interact& viewer = show("generic", test.widget);
-        m_effect->set("From", test.from[0], test.from[1]);
+        m_effect->set("From", {test.from[0], test.from[1]});
         m_effect->set("Wide", test.wide);
         Recorder gl;
         viewer.draw();
         std::vector<OfxPointD> inside = gl.handles();
         std::erase_if(inside, [](OfxPointD p) { return p.x < 0 || p.x > 200 || p.y < 0 || p.y > 100; });
-        // The line's other end lies inside; a rectangle's corner and side lie outside.
-        const OfxPointD grip = *std::ranges::find_if(inside, [](OfxPointD p) { return p.x != 150.0 || p.y != 25.0; });
+        ASSERT_FALSE(inside.empty());
+        const OfxPointD grip = inside.back();  // pointers are drawn after what really lies inside
         const std::array before{value(test.parameter, 0), value(test.parameter, 1)};
         EXPECT_EQ(viewer.penDown(grip), OK);
         EXPECT_EQ(viewer.penMotion(grip), OK);
@@ -377,14 +377,14 @@ TEST_F(Overlay, PartsOutsideAreDraggedByPointersAtTheEdge) {
 
 TEST_F(Overlay, PointersInOneDirectionStandApart) {
     ofxhost::Interact& viewer = show("generic", "line");
-    m_effect->set("From", 3.0, 0.5);
-    m_effect->set("To", 5.0, 0.5);
+    m_effect->set("From", {3.0, 0.5});
+    m_effect->set("To", {5.0, 0.5});
     Recorder gl;
     viewer.draw();
     auto grips = gl.handles();
     std::erase_if(grips, [](OfxPointD p) { return p.x > 200; });
     ASSERT_EQ(grips.size(), 2u);
-    EXPECT_GT(std::hypot(grips[0].x - grips[1].x, grips[0].y - grips[1].y), 4.0 * R);
+    EXPECT_GT(std::hypot(grips[0].x - grips[1].x, grips[0].y - grips[1].y), 2.0 * R);
     viewer.penDown(grips[1]);
     viewer.penUp({grips[1].x - 20.0, grips[1].y});
     EXPECT_EQ(value("From", 0), 3.0);

@@ -102,7 +102,7 @@ TEST_F(Commands, OverlayDrawsOnTheRenderedFrame) {
     for (std::size_t i = 0; i < plain.rgba.size(); i += 4)
         changed += std::abs(plain.rgba[i] - drawn.rgba[i]) + std::abs(plain.rgba[i + 1] - drawn.rgba[i + 1]) > 0.05f;
     EXPECT_GT(changed, 200) << "a circle of 40 pixels' radius and a crosshair";
-    EXPECT_LT(changed, 1000);
+    EXPECT_LT(changed, 1500);
     EXPECT_EQ(run("overlay Darken -i chart.png -o d.png"), 1) << "it has no handles";
     EXPECT_FALSE(fs::exists(folder / "d.png"));
 }
