@@ -103,6 +103,9 @@ TEST_F(Commands, OverlayDrawsOnTheRenderedFrame) {
         changed += std::abs(plain.rgba[i] - drawn.rgba[i]) + std::abs(plain.rgba[i + 1] - drawn.rgba[i + 1]) > 0.05f;
     EXPECT_GT(changed, 200) << "a circle of 40 pixels' radius and a crosshair";
     EXPECT_LT(changed, 1500);
+    ASSERT_EQ(run("overlay CrashZoom -i chart.png -o p.png -p Speed=0 -p Radius=0.5 --pen 0.5,0.5:0.8,0.5"), 0) << err;
+    EXPECT_NE(readPicture(folder / "p.png").rgba, drawn.rgba) << "the centre has moved";
+    EXPECT_EQ(run("overlay CrashZoom -i chart.png -o d.png --pen 0.5"), 2);
     EXPECT_EQ(run("overlay Darken -i chart.png -o d.png"), 1) << "it has no handles";
     EXPECT_FALSE(fs::exists(folder / "d.png"));
 }
