@@ -1,0 +1,125 @@
+// fftlib: discrete Fourier, sine and cosine transforms in single precision, and convolution with kernels of any size.
+//
+// Rules common to all functions:
+// - Same bits. Results depend on the arguments only: not on the processor, its instruction set, the number of threads
+//   or the system's libraries. (One exception, which the user switches on: FFTW, see FFTConvolver.)
+// - Refusals. Null pointers and sizes outside their range are answered with false, and nothing is changed. Nothing
+//   throws.
+// - Threads. Work is spread through a row dispatcher (imagelib/imagelib.h) in pieces of 16 or 32 rows and returns when
+//   all is done. Plans and tables are made once a size and kept for the process; any thread may ask for them.
+// - Accuracy. The largest error of a transform of n numbers is about 1e-7 times the root of its sum of squares.
+// - Not a number. The plain transforms are arithmetic: a NaN or an infinity spreads over all numbers of its plane (over
+//   its row, for transforms of rows). `FFTConvolver::convolve` takes such samples as 0.
+//
+// The engine is a mixed-radix transform (Cooley and Tukey, 1965) on groups of 16 rows or columns at a time; lengths
+// with prime factors above 61 go through a convolution (Bluestein, 1970).
+#pragma once
+
+#include <memory>
+#include <span>
+
+#include "imagelib/imagelib.h"
+
+struct FFTComplex {
+    float real, imaginary;
+};
+
+inline constexpr int FFT_MAX_SIZE = 8192;
+
+// The length not below n that transforms fast: a product of 2, 3, 5 and 7 from 2 to 8192. 0 where there is none.
+int fft_good_size(int n);
+
+enum class FFTDirection {
+    forward,  // the sum as it stands
+    inverse,  // scaled, so that it undoes the forward transform
+};
+
+// ---- Sine and cosine transforms -----------------------------------------------------------------------------------
+//
+// In place, over `height` rows of `width` numbers; row y begins at data + y * pitch (pitch >= width). Widths and
+// heights are 1 to 4096, of any factors; they are fastest where width + 1 (sine) or width (cosine) is a product of
+// small primes or a little above a power of two. Rows run through the image library's dispatcher for float pictures.
+
+// Type 1, the transform of functions that are 0 at both ends, with s(k) = sin(pi * (k + 1) / (width + 1)):
+//     X(k) = sum over j of x(j) * sin(pi * (j + 1) * (k + 1) / (width + 1)),   j and k from 0 to width - 1.
+// It is its own inverse up to a factor 2 / (width + 1), which `inverse` applies.
+bool sine_transform_rows(float* data, int width, int height, int pitch, FFTDirection direction);
+// Rows, then columns.
+bool sine_transform_2d(float* data, int width, int height, int pitch, FFTDirection direction);
+
+// Type 2, of functions whose slope is 0 at both ends, and its inverse (type 3, scaled):
+//     X(k) = sum over j of x(j) * cos(pi * (j + 1/2) * k / width).
+bool cosine_transform_rows(float* data, int width, int height, int pitch, FFTDirection direction);
+bool cosine_transform_2d(float* data, int width, int height, int pitch, FFTDirection direction);
+
+// ---- Fourier transforms and convolution ---------------------------------------------------------------------------
+
+// How FFTConvolver picks its engine.
+enum FFTOption : int {
+    FFT_AS_CONFIGURED = 0,  // the own engine; FFTW where the variable K7_USE_FFTW_WISDOM is set and it is installed
+    FFT_OWN_ENGINE = 1,
+};
+
+enum FFTError : int {
+    FFT_NO_ERROR = 0,
+    FFT_BAD_ARGUMENT = 1,  // null, or pictures that do not go together
+    FFT_BAD_SIZE = 2,
+    FFT_NO_MEMORY = 3,
+    FFT_ABORTED = 4,
+    FFT_NO_PLAN = 10,
+};
+
+// Two-dimensional transforms and convolutions. An object serves one thread at a time and keeps its work planes while
+// their size stands.
+//
+// The variable K7_USE_FFTW_WISDOM (in the store of variables, or in the environment with any value) hands `convolve`
+// over to FFTW in single precision, opened at run time, with the wisdom of the file "fftw3_wisdom_k7.dat" in the home
+// directory. FFTW picks its code by the processor, so that its last bits differ between machines. Where it is not
+// installed the trace log says so once and the own engine serves.
+class FFTConvolver {
+  public:
+    explicit FFTConvolver(int option = FFT_AS_CONFIGURED);
+    virtual ~FFTConvolver();
+    FFTConvolver(const FFTConvolver&) = delete;
+    FFTConvolver& operator=(const FFTConvolver&) = delete;
+
+    // Splits the rows of both passes; `fft_image_rows` is one that uses the image library's. Without one all work is
+    // done in the calling thread.
+    void set_multiprocess(RowDispatcher dispatcher, void* context);
+    // Asked between pieces of work, from any of the dispatcher's threads. True ends the operation with false
+    // (FFT_ABORTED); what was written of its result is of no use.
+    void set_abort(bool (*requested)(void* context), void* context);
+    // What results of forward_2d and inverse_2d are multiplied by; both are 1 at first.
+    void set_scale(float forward, float inverse);
+
+    // Each channel of `image` (float, 1 to 4 channels) with the same channel of `kernel`, or with its only one:
+    //     result(x, y) = sum over u, v of kernel(u, v) * image(x - u + kw / 2, y - v + kh / 2)
+    // for a kernel of kw x kh, halves rounded down, and 0 outside the picture. `result` has the image's layout and may
+    // be the image. Samples that are not finite count as 0. Width plus half the kernel's (of what can reach a pixel)
+    // must not exceed 8192, likewise in height.
+    bool convolve(const K7Image* image, const K7Image* kernel, K7Image* result);
+
+    // Plain unnormalised transforms of a square of size * size numbers, size a power of two from 2 to 8192:
+    //     out(k, l) = sum over x, y of in(x, y) * exp(-2 pi i (k x + l y) / size), row l, column k.
+    // The inverse has +2 pi i and keeps the real part. Both are multiplied by their scale.
+    bool forward_2d(const float* in, FFTComplex* out, int size);
+    bool inverse_2d(const FFTComplex* data, float* out, int size);
+
+    // Frequencies in the order of the transform: 0, 1, ... and, from size / 2 on, less `size`. Stands until the next
+    // call with another size; empty for a size that is not positive or above 8192.
+    std::span<const int> frequencies(int size);
+
+    int error() const;  // FFTError of the last operation
+    int width() const;  // of the picture last convolved or transformed, -1 before
+    int height() const;
+    int padded_width() const;  // of the planes it was transformed in, -1 before
+    int padded_height() const;
+    bool uses_fftw() const;
+
+  private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+// A dispatcher for `set_multiprocess` that hands rows to the image library's (context: null).
+void fft_image_rows(void* context, RowWorker worker, int rows, void* job);

@@ -1,0 +1,1 @@
+#include "fftlib/fftlib.h"
