@@ -7,7 +7,7 @@
 //   throws.
 // - Threads. Work is spread through a row dispatcher (imagelib/imagelib.h) in pieces of 16 or 32 rows and returns when
 //   all is done. Plans and tables are made once a size and kept for the process; any thread may ask for them.
-// - Accuracy. The largest error of a transform of n numbers is about 1e-7 times the root of its sum of squares.
+// - Accuracy. No number of a transform is further from the exact one than 1e-6 times the root of the sum of squares.
 // - Not a number. The plain transforms are arithmetic: a NaN or an infinity spreads over all numbers of its plane (over
 //   its row, for transforms of rows). `FFTConvolver::convolve` takes such samples as 0.
 //
