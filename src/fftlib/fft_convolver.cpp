@@ -1,0 +1,313 @@
+// FFTConvolver. Columns of frequencies are transformed, multiplied and transformed back while they are in the cache.
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <new>
+#include <vector>
+
+#include "fftlib/fftlib.h"
+#include "fftlib/fftw.h"
+#include "fftlib/half_planes.h"
+
+namespace {
+
+// One axis of a convolution. Kernel samples that reach from no pixel to another are left out. What the circular
+// convolution wraps around falls behind the picture's end.
+struct Axis {
+    int size;           // of the picture
+    int before, after;  // kernel samples on either side of its centre
+    int skipped;        // kernel samples in front of those
+    int padded;         // 0: too large
+    int samples() const { return before + 1 + after; }
+};
+
+Axis axis_of(int size, int kernel) {
+    const int centre = kernel / 2;
+    const int before = std::min(centre, size - 1), after = std::min(kernel - 1 - centre, size - 1);
+    return {size, before, after, centre - before, fft_good_size(size + std::max(before, after))};
+}
+
+bool is_float_picture(const K7Image* image) {
+    return image && image->pixels && image->sample_type == SAMPLE_F32 && (image->channels == 1 || image->channels == 4);
+}
+
+// The rows of a picture, all of one channel or of two.
+RealRows rows_of(const K7Image* image, int channel) {
+    return {static_cast<float*>(image->pixels),
+            std::size_t(image->width) * image->channels,
+            image->height,
+            image->width,
+            image->channels == 1 ? -1 : channel,
+            true};
+}
+
+// Memory that is kept while it is large enough.
+struct KeptPlane {
+    FFTPlane memory;
+    std::size_t room = 0;
+    float* of(std::size_t floats) {
+        if (floats <= room) return memory.get();
+        memory.reset();
+        memory = make_aligned_block<float, true>(floats);
+        room = memory ? floats : 0;
+        return memory.get();
+    }
+};
+
+struct Pictures {
+    const K7Image *image, *kernel;
+    K7Image* result;
+    Axis x, y;
+};
+
+float finite(float sample) { return std::isfinite(sample) ? sample : 0.0F; }
+
+}  // namespace
+
+struct FFTConvolver::State {
+    FFTWork settings;
+    float forward_scale = 1, inverse_scale = 1;
+    int error = FFT_NO_ERROR;
+    int width = -1, height = -1, padded_width = -1, padded_height = -1;
+    KeptPlane pictures, kernels;
+    std::vector<int> frequencies;
+    bool with_fftw = false;
+    std::unique_ptr<FftwConvolution> fftw;
+
+    void begin(int w, int h, int padded_w, int padded_h) {
+        settings.aborted = settings.out_of_memory = false;
+        width = w, height = h, padded_width = padded_w, padded_height = padded_h;
+    }
+    bool fail(int code) {
+        error = code;
+        return false;
+    }
+    bool finish(bool done) {
+        error = done ? FFT_NO_ERROR : settings.aborted ? FFT_ABORTED : FFT_NO_MEMORY;
+        return done;
+    }
+
+    bool convolve_channels(const Pictures& pictures_of, int channel);
+    bool multiply_columns(const Pictures& pictures_of, const HalfPlane (&planes)[2],
+                          const HalfPlane (&kernel_planes)[2]);
+    bool convolve_by_fftw(const Pictures& pictures_of);
+    bool fill_square(const FFTPlan& plan, HalfPlane plane, FFTComplex* out);
+    bool take_square(const FFTPlan& plan, const FFTComplex* data, HalfPlane plane);
+};
+
+FFTConvolver::FFTConvolver(int option) : m_state(std::make_unique<State>()) {
+    m_state->with_fftw = option == FFT_AS_CONFIGURED && FftwConvolution::wanted();
+}
+FFTConvolver::~FFTConvolver() = default;
+
+void FFTConvolver::set_multiprocess(RowDispatcher dispatcher, void* context) {
+    m_state->settings.dispatcher = dispatcher;
+    m_state->settings.context = context;
+}
+void FFTConvolver::set_abort(bool (*requested)(void*), void* context) {
+    m_state->settings.abort = requested;
+    m_state->settings.abort_context = context;
+}
+void FFTConvolver::set_scale(float forward, float inverse) {
+    m_state->forward_scale = forward;
+    m_state->inverse_scale = inverse;
+}
+
+int FFTConvolver::error() const { return m_state->error; }
+int FFTConvolver::width() const { return m_state->width; }
+int FFTConvolver::height() const { return m_state->height; }
+int FFTConvolver::padded_width() const { return m_state->padded_width; }
+int FFTConvolver::padded_height() const { return m_state->padded_height; }
+bool FFTConvolver::uses_fftw() const { return m_state->with_fftw; }
+
+std::span<const int> FFTConvolver::frequencies(int size) {
+    std::vector<int>& table = m_state->frequencies;
+    if (size < 1 || size > FFT_MAX_SIZE) return {};
+    if (table.size() != std::size_t(size)) {
+        try {
+            table.resize(std::size_t(size));
+        } catch (const std::bad_alloc&) {
+            return {};
+        }
+        for (int i = 0; i < size; ++i) table[std::size_t(i)] = i < size / 2 ? i : i - size;
+    }
+    return table;
+}
+
+// ---- Convolution --------------------------------------------------------------------------------------------------
+
+bool FFTConvolver::convolve(const K7Image* image, const K7Image* kernel, K7Image* result) {
+    State& state = *m_state;
+    if (!is_float_picture(image) || !is_float_picture(kernel) || !image_same_layout(image, result) || !result->pixels)
+        return state.fail(FFT_BAD_ARGUMENT);
+    if (kernel->channels != 1 && kernel->channels != image->channels) return state.fail(FFT_BAD_ARGUMENT);
+    const Pictures pictures{image, kernel, result, axis_of(image->width, kernel->width),
+                            axis_of(image->height, kernel->height)};
+    if (pictures.x.padded == 0 || pictures.y.padded == 0) return state.fail(FFT_BAD_SIZE);
+
+    state.begin(image->width, image->height, pictures.x.padded, pictures.y.padded);
+    result->stats_valid = 0;
+    if (state.with_fftw) return state.convolve_by_fftw(pictures);
+    bool done = true;
+    for (int channel = 0; done && channel < image->channels; channel += 2)
+        done = state.convolve_channels(pictures, channel);
+    return state.finish(done);
+}
+
+// Two channels of four, or the only one.
+bool FFTConvolver::State::convolve_channels(const Pictures& pictures_of, int channel) {
+    const auto& [image, kernel, result, x, y] = pictures_of;
+    const FFTPlan* const plan = FFTPlan::of(x.padded);
+    const int strips = fft_strips(x.padded);
+    const std::size_t step = fft_strip_step(std::max(y.padded, y.size)), size = step * std::size_t(strips);
+    const std::size_t kernel_step = fft_strip_step(y.samples()), kernel_size = kernel_step * std::size_t(strips);
+    float* const planes_memory = pictures.of(size * (image->channels == 1 ? 1 : 2));
+    float* const kernels_memory = kernels.of(kernel_size * (kernel->channels == 1 ? 1 : 2));
+    if (!plan || !planes_memory || !kernels_memory) return false;
+    const HalfPlane planes[2] = {{planes_memory, step}, {planes_memory + (image->channels == 1 ? 0 : size), step}};
+    const HalfPlane kernel_planes[2] = {{kernels_memory, kernel_step},
+                                        {kernels_memory + (kernel->channels == 1 ? 0 : kernel_size), kernel_step}};
+
+    RealRows kernel_rows = rows_of(kernel, channel);
+    kernel_rows.data += std::size_t(y.skipped) * kernel_rows.step + std::size_t(x.skipped) * kernel->channels;
+    kernel_rows.width = x.samples(), kernel_rows.rows = y.samples();
+    return rows_to_half_planes(settings, *plan, kernel_rows, x.before, kernel_planes[0], kernel_planes[1]) &&
+           rows_to_half_planes(settings, *plan, rows_of(image, channel), 0, planes[0], planes[1]) &&
+           multiply_columns(pictures_of, planes, kernel_planes) &&
+           half_planes_to_rows(settings, *plan, planes[0], planes[1], rows_of(result, channel));
+}
+
+bool FFTConvolver::State::multiply_columns(const Pictures& pictures_of, const HalfPlane (&planes)[2],
+                                           const HalfPlane (&kernel_planes)[2]) {
+    const Axis &x = pictures_of.x, &y = pictures_of.y;
+    const FFTPlan* const plan = FFTPlan::of(y.padded);
+    if (!plan) return false;
+    const FFTLineKernels& kernels_of = fft_line_kernels();
+    // Both planes are twice their transform.
+    const float scale = 0.25F / (static_cast<float>(x.padded) * static_cast<float>(y.padded));
+    const auto load_kernel = [&](const HalfPlane& plane, int strip, float* block) {
+        const std::size_t front = std::size_t(y.padded - y.before);
+        kernels_of.scale_points(block, plane.at(strip, y.before), scale, y.after + 1);
+        kernels_of.clear_points(block + std::size_t(y.after + 1) * FFT_POINT, y.padded - y.samples());
+        kernels_of.scale_points(block + front * FFT_POINT, plane.at(strip, 0), scale, y.before);
+        plan->to_frequencies(block, false);
+    };
+    const int channels = planes[0].strips == planes[1].strips ? 1 : 2;
+    return settings.each(*plan, 0, fft_strips(x.padded), x.padded, [&](float* block, float*, int strip) {
+        for (int channel = 0; channel < channels; ++channel) {
+            if (channel == 0 || kernel_planes[0].strips != kernel_planes[1].strips)
+                load_kernel(kernel_planes[channel], strip, block);
+            float* const columns = planes[channel].at(strip, 0);
+            kernels_of.clear_points(columns + std::size_t(y.size) * FFT_POINT, y.padded - y.size);
+            plan->to_frequencies(columns, false);
+            kernels_of.multiply_blocks(columns, block, y.padded);
+            plan->from_frequencies(columns, true);
+        }
+    });
+}
+
+// Channel by channel, on FFTW's own threads.
+bool FFTConvolver::State::convolve_by_fftw(const Pictures& pictures_of) {
+    const auto& [image, kernel, result, x, y] = pictures_of;
+    if (!fftw || fftw->width() != x.padded || fftw->height() != y.padded)
+        fftw = FftwConvolution::make(x.padded, y.padded);
+    if (!fftw) return fail(FFT_NO_PLAN);
+    const std::size_t pitch = std::size_t(x.padded), plane = pitch * std::size_t(y.padded);
+    for (int channel = 0; channel < image->channels; ++channel) {
+        if (settings.ended()) return finish(false);
+        if (channel == 0 || kernel->channels > 1) {
+            std::fill_n(fftw->plane(), plane, 0.0F);
+            for (int v = 0; v < y.samples(); ++v)
+                for (int u = 0; u < x.samples(); ++u) {
+                    const int to_x = (u - x.before + x.padded) % x.padded, to_y = (v - y.before + y.padded) % y.padded;
+                    const float* row = image_row<float>(kernel, v + y.skipped);
+                    fftw->plane()[std::size_t(to_y) * pitch + std::size_t(to_x)] =
+                        finite(row[(u + x.skipped) * kernel->channels + channel]);
+                }
+            fftw->take_kernel();
+        }
+        std::fill_n(fftw->plane(), plane, 0.0F);
+        for (int row = 0; row < y.size; ++row)
+            for (int column = 0; column < x.size; ++column)
+                fftw->plane()[std::size_t(row) * pitch + std::size_t(column)] =
+                    finite(image_row<float>(image, row)[column * image->channels + channel]);
+        fftw->convolve();
+        for (int row = 0; row < y.size; ++row)
+            for (int column = 0; column < x.size; ++column)
+                image_row<float>(result, row)[column * image->channels + channel] =
+                    fftw->plane()[std::size_t(row) * pitch + std::size_t(column)];
+    }
+    return finish(true);
+}
+
+// ---- Squares ------------------------------------------------------------------------------------------------------
+
+bool FFTConvolver::forward_2d(const float* in, FFTComplex* out, int size) {
+    State& state = *m_state;
+    if (!in || !out) return state.fail(FFT_BAD_ARGUMENT);
+    if (size < 2 || size > FFT_MAX_SIZE || !std::has_single_bit(unsigned(size))) return state.fail(FFT_BAD_SIZE);
+    state.begin(size, size, size, size);
+    const std::size_t step = fft_strip_step(size);
+    const FFTPlan* const plan = FFTPlan::of(size);
+    const HalfPlane plane{state.pictures.of(step * std::size_t(fft_strips(size))), step};
+    if (!plan || !plane.strips) return state.fail(FFT_NO_MEMORY);
+    const RealRows rows{const_cast<float*>(in), std::size_t(size), size, size, -1, false};
+    return state.finish(rows_to_half_planes(state.settings, *plan, rows, 0, plane, plane) &&
+                        state.fill_square(*plan, plane, out));
+}
+
+bool FFTConvolver::inverse_2d(const FFTComplex* data, float* out, int size) {
+    State& state = *m_state;
+    if (!data || !out) return state.fail(FFT_BAD_ARGUMENT);
+    if (size < 2 || size > FFT_MAX_SIZE || !std::has_single_bit(unsigned(size))) return state.fail(FFT_BAD_SIZE);
+    state.begin(size, size, size, size);
+    const std::size_t step = fft_strip_step(size);
+    const FFTPlan* const plan = FFTPlan::of(size);
+    const HalfPlane plane{state.pictures.of(step * std::size_t(fft_strips(size))), step};
+    if (!plan || !plane.strips) return state.fail(FFT_NO_MEMORY);
+    const RealRows rows{out, std::size_t(size), size, size, -1, false};
+    return state.finish(state.take_square(*plan, data, plane) &&
+                        half_planes_to_rows(state.settings, *plan, plane, plane, rows));
+}
+
+// Transforms the columns and writes them, and the other half of the frequencies, which mirrors them.
+bool FFTConvolver::State::fill_square(const FFTPlan& plan, HalfPlane plane, FFTComplex* out) {
+    const int size = plan.length();
+    const float scale = 0.5F * forward_scale;
+    return settings.each(plan, 0, fft_strips(size), size, [&](float*, float*, int strip) {
+        float* const columns = plane.at(strip, 0);
+        plan.to_frequencies(columns, false);
+        const int first = strip * FFT_LINES, last = std::min(first + FFT_LINES - 1, size / 2);
+        for (int row = 0; row < size; ++row) {
+            const float* const point = columns + std::size_t(plan.positions()[row]) * FFT_POINT;
+            FFTComplex* const to = out + std::size_t(row) * std::size_t(size);
+            FFTComplex* const mirrored = out + std::size_t((size - row) % size) * std::size_t(size);
+            for (int k = first; k <= last; ++k) {
+                const FFTComplex value{point[k - first] * scale, point[k - first + FFT_LINES] * scale};
+                to[k] = value;
+                if (k > 0 && 2 * k < size) mirrored[size - k] = {value.real, -value.imaginary};
+            }
+        }
+    });
+}
+
+// Takes the part of the frequencies that belongs to real numbers, and transforms its columns back.
+bool FFTConvolver::State::take_square(const FFTPlan& plan, const FFTComplex* data, HalfPlane plane) {
+    const int size = plan.length();
+    const float scale = 0.5F * inverse_scale;
+    return settings.each(plan, 0, fft_strips(size), size, [&](float*, float*, int strip) {
+        float* const columns = plane.at(strip, 0);
+        const int first = strip * FFT_LINES, last = std::min(first + FFT_LINES - 1, size / 2);
+        for (int row = 0; row < size; ++row) {
+            float* const point = columns + std::size_t(plan.positions()[row]) * FFT_POINT;
+            const FFTComplex* const from = data + std::size_t(row) * std::size_t(size);
+            const FFTComplex* const mirrored = data + std::size_t((size - row) % size) * std::size_t(size);
+            for (int k = first; k <= last; ++k) {
+                const FFTComplex value = from[k], other = mirrored[(size - k) % size];
+                point[k - first] = (value.real + other.real) * scale;
+                point[k - first + FFT_LINES] = (value.imaginary - other.imaginary) * scale;
+            }
+        }
+        plan.from_frequencies(columns, true);
+    });
+}
