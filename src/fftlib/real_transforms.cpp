@@ -9,6 +9,8 @@ namespace {
 
 constexpr int LARGEST = 4096;
 constexpr int PAIR_LINES = 2 * FFT_LINES;
+// Smaller planes are done sooner than threads start: 128 x 128 takes 20 us a direction on one core of a Zen 5.
+constexpr long SPLIT_FROM = 200L * 200L;
 
 struct RealPlane {
     float* data;
@@ -103,7 +105,7 @@ bool transform_plane(const RealPlane& plane, FFTDirection direction, Maker make,
     const LineTransform columns = columns_too ? make(plane.height, direction) : rows;
     if (!rows.plan || !columns.plan) return false;
     FFTWork work;
-    work.dispatcher = fft_image_rows;
+    if (long{plane.width} * plane.height >= SPLIT_FROM) work.dispatcher = fft_image_rows;
     return transform_rows(plane, rows, work) && (!columns_too || transform_columns(plane, columns, work));
 }
 
