@@ -2,8 +2,8 @@
 # is said goes to the standard error stream, so that a program's own output can be used.
 
 build_packages=(cmake ninja-build g++ ccache libeigen3-dev libcli11-dev nlohmann-json3-dev libopenimageio-dev)
-test_packages=(libgtest-dev libgmock-dev libosmesa6 debootstrap)
-bench_packages=(libbenchmark-dev cimg-dev libcairo2-dev libnoise-dev libopencv-dev pkg-config)
+test_packages=(libfftw3-single3 libgtest-dev libgmock-dev libosmesa6 debootstrap)
+bench_packages=(libbenchmark-dev cimg-dev libcairo2-dev libfftw3-single3 libnoise-dev libopencv-dev pkg-config)
 
 say() { echo "$*" >&2; }
 

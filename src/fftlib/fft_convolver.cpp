@@ -210,7 +210,7 @@ bool FFTConvolver::State::multiply_columns(const Pictures& pictures_of, const Ha
 bool FFTConvolver::State::convolve_by_fftw(const Pictures& pictures_of) {
     const auto& [image, kernel, result, x, y] = pictures_of;
     if (!fftw || fftw->width() != x.padded || fftw->height() != y.padded)
-        fftw = FftwConvolution::make(x.padded, y.padded);
+        fftw = FftwConvolution::make(x.padded, y.padded, processor_count());
     if (!fftw) return fail(FFT_NO_PLAN);
     const std::size_t pitch = std::size_t(x.padded), plane = pitch * std::size_t(y.padded);
     for (int channel = 0; channel < image->channels; ++channel) {

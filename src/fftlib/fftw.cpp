@@ -76,7 +76,7 @@ bool FftwConvolution::wanted() {
     return s_opened == Opened::yes;
 }
 
-std::unique_ptr<FftwConvolution> FftwConvolution::make(int width, int height) {
+std::unique_ptr<FftwConvolution> FftwConvolution::make(int width, int height, int threads) {
     std::unique_ptr<FftwConvolution> made(new FftwConvolution(width, height));
     FftwConvolution& self = *made;
     self.m_plane = static_cast<float*>(s_fftw.malloc(sizeof(float) * std::size_t(width) * std::size_t(height)));
@@ -84,7 +84,7 @@ std::unique_ptr<FftwConvolution> FftwConvolution::make(int width, int height) {
     self.m_kernel = static_cast<Complex*>(s_fftw.malloc(sizeof(Complex) * self.frequencies()));
     if (!self.m_plane || !self.m_spectrum || !self.m_kernel) return nullptr;
     std::lock_guard lock(s_planner);
-    if (s_fftw.plan_with_nthreads) s_fftw.plan_with_nthreads(processor_count());
+    if (s_fftw.plan_with_nthreads) s_fftw.plan_with_nthreads(threads);
     self.m_forward = s_fftw.plan_dft_r2c_2d(height, width, self.m_plane, self.m_spectrum, ESTIMATE);
     self.m_inverse = s_fftw.plan_dft_c2r_2d(height, width, self.m_spectrum, self.m_plane, ESTIMATE);
     return self.m_forward && self.m_inverse ? std::move(made) : nullptr;

@@ -13,7 +13,7 @@ class FftwConvolution {
     static bool wanted();
 
     // Plans for planes of width x height, circular; null where they cannot be had.
-    static std::unique_ptr<FftwConvolution> make(int width, int height);
+    static std::unique_ptr<FftwConvolution> make(int width, int height, int threads);
     ~FftwConvolution();
     FftwConvolution(const FftwConvolution&) = delete;
     FftwConvolution& operator=(const FftwConvolution&) = delete;
