@@ -54,7 +54,7 @@ struct KeptPlane {
     }
 };
 
-struct Pictures {
+struct Convolution {
     const K7Image *image, *kernel;
     K7Image* result;
     Axis x, y;
@@ -65,7 +65,7 @@ float finite(float sample) { return std::isfinite(sample) ? sample : 0.0F; }
 }  // namespace
 
 struct FFTConvolver::State {
-    FFTWork settings;
+    FFTWork work;
     float forward_scale = 1, inverse_scale = 1;
     int error = FFT_NO_ERROR;
     int width = -1, height = -1, padded_width = -1, padded_height = -1;
@@ -75,7 +75,7 @@ struct FFTConvolver::State {
     std::unique_ptr<FftwConvolution> fftw;
 
     void begin(int w, int h, int padded_w, int padded_h) {
-        settings.aborted = settings.out_of_memory = false;
+        work.aborted = work.out_of_memory = false;
         width = w, height = h, padded_width = padded_w, padded_height = padded_h;
     }
     bool fail(int code) {
@@ -83,14 +83,13 @@ struct FFTConvolver::State {
         return false;
     }
     bool finish(bool done) {
-        error = done ? FFT_NO_ERROR : settings.aborted ? FFT_ABORTED : FFT_NO_MEMORY;
+        error = done ? FFT_NO_ERROR : work.aborted ? FFT_ABORTED : FFT_NO_MEMORY;
         return done;
     }
 
-    bool convolve_channels(const Pictures& pictures_of, int channel);
-    bool multiply_columns(const Pictures& pictures_of, const HalfPlane (&planes)[2],
-                          const HalfPlane (&kernel_planes)[2]);
-    bool convolve_by_fftw(const Pictures& pictures_of);
+    bool convolve_channels(const Convolution& job, int channel);
+    bool multiply_columns(const Convolution& job, const HalfPlane (&planes)[2], const HalfPlane (&kernel_planes)[2]);
+    bool convolve_by_fftw(const Convolution& job);
     bool fill_square(const FFTPlan& plan, HalfPlane plane, FFTComplex* out);
     bool take_square(const FFTPlan& plan, const FFTComplex* data, HalfPlane plane);
 };
@@ -101,12 +100,12 @@ FFTConvolver::FFTConvolver(int option) : m_state(std::make_unique<State>()) {
 FFTConvolver::~FFTConvolver() = default;
 
 void FFTConvolver::set_multiprocess(RowDispatcher dispatcher, void* context) {
-    m_state->settings.dispatcher = dispatcher;
-    m_state->settings.context = context;
+    m_state->work.dispatcher = dispatcher;
+    m_state->work.context = context;
 }
 void FFTConvolver::set_abort(bool (*requested)(void*), void* context) {
-    m_state->settings.abort = requested;
-    m_state->settings.abort_context = context;
+    m_state->work.abort = requested;
+    m_state->work.abort_context = context;
 }
 void FFTConvolver::set_scale(float forward, float inverse) {
     m_state->forward_scale = forward;
@@ -141,22 +140,21 @@ bool FFTConvolver::convolve(const K7Image* image, const K7Image* kernel, K7Image
     if (!is_float_picture(image) || !is_float_picture(kernel) || !image_same_layout(image, result) || !result->pixels)
         return state.fail(FFT_BAD_ARGUMENT);
     if (kernel->channels != 1 && kernel->channels != image->channels) return state.fail(FFT_BAD_ARGUMENT);
-    const Pictures pictures{image, kernel, result, axis_of(image->width, kernel->width),
-                            axis_of(image->height, kernel->height)};
-    if (pictures.x.padded == 0 || pictures.y.padded == 0) return state.fail(FFT_BAD_SIZE);
+    const Convolution job{image, kernel, result, axis_of(image->width, kernel->width),
+                          axis_of(image->height, kernel->height)};
+    if (job.x.padded == 0 || job.y.padded == 0) return state.fail(FFT_BAD_SIZE);
 
-    state.begin(image->width, image->height, pictures.x.padded, pictures.y.padded);
+    state.begin(image->width, image->height, job.x.padded, job.y.padded);
     result->stats_valid = 0;
-    if (state.with_fftw) return state.convolve_by_fftw(pictures);
+    if (state.with_fftw) return state.convolve_by_fftw(job);
     bool done = true;
-    for (int channel = 0; done && channel < image->channels; channel += 2)
-        done = state.convolve_channels(pictures, channel);
+    for (int channel = 0; done && channel < image->channels; channel += 2) done = state.convolve_channels(job, channel);
     return state.finish(done);
 }
 
 // Two channels of four, or the only one.
-bool FFTConvolver::State::convolve_channels(const Pictures& pictures_of, int channel) {
-    const auto& [image, kernel, result, x, y] = pictures_of;
+bool FFTConvolver::State::convolve_channels(const Convolution& job, int channel) {
+    const auto& [image, kernel, result, x, y] = job;
     const FFTPlan* const plan = FFTPlan::of(x.padded);
     const int strips = fft_strips(x.padded);
     const std::size_t step = fft_strip_step(std::max(y.padded, y.size)), size = step * std::size_t(strips);
@@ -171,50 +169,50 @@ bool FFTConvolver::State::convolve_channels(const Pictures& pictures_of, int cha
     RealRows kernel_rows = rows_of(kernel, channel);
     kernel_rows.data += std::size_t(y.skipped) * kernel_rows.step + std::size_t(x.skipped) * kernel->channels;
     kernel_rows.width = x.samples(), kernel_rows.rows = y.samples();
-    return rows_to_half_planes(settings, *plan, kernel_rows, x.before, kernel_planes[0], kernel_planes[1]) &&
-           rows_to_half_planes(settings, *plan, rows_of(image, channel), 0, planes[0], planes[1]) &&
-           multiply_columns(pictures_of, planes, kernel_planes) &&
-           half_planes_to_rows(settings, *plan, planes[0], planes[1], rows_of(result, channel));
+    return rows_to_half_planes(work, *plan, kernel_rows, x.before, kernel_planes[0], kernel_planes[1]) &&
+           rows_to_half_planes(work, *plan, rows_of(image, channel), 0, planes[0], planes[1]) &&
+           multiply_columns(job, planes, kernel_planes) &&
+           half_planes_to_rows(work, *plan, planes[0], planes[1], rows_of(result, channel));
 }
 
-bool FFTConvolver::State::multiply_columns(const Pictures& pictures_of, const HalfPlane (&planes)[2],
+bool FFTConvolver::State::multiply_columns(const Convolution& job, const HalfPlane (&planes)[2],
                                            const HalfPlane (&kernel_planes)[2]) {
-    const Axis &x = pictures_of.x, &y = pictures_of.y;
+    const Axis &x = job.x, &y = job.y;
     const FFTPlan* const plan = FFTPlan::of(y.padded);
     if (!plan) return false;
-    const FFTLineKernels& kernels_of = fft_line_kernels();
+    const FFTLineKernels& lines = fft_line_kernels();
     // Both planes are twice their transform.
     const float scale = 0.25F / (static_cast<float>(x.padded) * static_cast<float>(y.padded));
     const auto load_kernel = [&](const HalfPlane& plane, int strip, float* block) {
         const std::size_t front = std::size_t(y.padded - y.before);
-        kernels_of.scale_points(block, plane.at(strip, y.before), scale, y.after + 1);
-        kernels_of.clear_points(block + std::size_t(y.after + 1) * FFT_POINT, y.padded - y.samples());
-        kernels_of.scale_points(block + front * FFT_POINT, plane.at(strip, 0), scale, y.before);
+        lines.scale_points(block, plane.at(strip, y.before), scale, y.after + 1);
+        lines.clear_points(block + std::size_t(y.after + 1) * FFT_POINT, y.padded - y.samples());
+        lines.scale_points(block + front * FFT_POINT, plane.at(strip, 0), scale, y.before);
         plan->to_frequencies(block, false);
     };
     const int channels = planes[0].strips == planes[1].strips ? 1 : 2;
-    return settings.each(*plan, 0, fft_strips(x.padded), x.padded, [&](float* block, float*, int strip) {
+    return work.each(*plan, 0, fft_strips(x.padded), x.padded, [&](float* block, float*, int strip) {
         for (int channel = 0; channel < channels; ++channel) {
             if (channel == 0 || kernel_planes[0].strips != kernel_planes[1].strips)
                 load_kernel(kernel_planes[channel], strip, block);
             float* const columns = planes[channel].at(strip, 0);
-            kernels_of.clear_points(columns + std::size_t(y.size) * FFT_POINT, y.padded - y.size);
+            lines.clear_points(columns + std::size_t(y.size) * FFT_POINT, y.padded - y.size);
             plan->to_frequencies(columns, false);
-            kernels_of.multiply_blocks(columns, block, y.padded);
+            lines.multiply_blocks(columns, block, y.padded);
             plan->from_frequencies(columns, true);
         }
     });
 }
 
 // Channel by channel, on FFTW's own threads.
-bool FFTConvolver::State::convolve_by_fftw(const Pictures& pictures_of) {
-    const auto& [image, kernel, result, x, y] = pictures_of;
+bool FFTConvolver::State::convolve_by_fftw(const Convolution& job) {
+    const auto& [image, kernel, result, x, y] = job;
     if (!fftw || fftw->width() != x.padded || fftw->height() != y.padded)
         fftw = FftwConvolution::make(x.padded, y.padded, processor_count());
     if (!fftw) return fail(FFT_NO_PLAN);
     const std::size_t pitch = std::size_t(x.padded), plane = pitch * std::size_t(y.padded);
     for (int channel = 0; channel < image->channels; ++channel) {
-        if (settings.ended()) return finish(false);
+        if (work.ended()) return finish(false);
         if (channel == 0 || kernel->channels > 1) {
             std::fill_n(fftw->plane(), plane, 0.0F);
             for (int v = 0; v < y.samples(); ++v)
@@ -252,7 +250,7 @@ bool FFTConvolver::forward_2d(const float* in, FFTComplex* out, int size) {
     const HalfPlane plane{state.pictures.of(step * std::size_t(fft_strips(size))), step};
     if (!plan || !plane.strips) return state.fail(FFT_NO_MEMORY);
     const RealRows rows{const_cast<float*>(in), std::size_t(size), size, size, -1, false};
-    return state.finish(rows_to_half_planes(state.settings, *plan, rows, 0, plane, plane) &&
+    return state.finish(rows_to_half_planes(state.work, *plan, rows, 0, plane, plane) &&
                         state.fill_square(*plan, plane, out));
 }
 
@@ -267,14 +265,14 @@ bool FFTConvolver::inverse_2d(const FFTComplex* data, float* out, int size) {
     if (!plan || !plane.strips) return state.fail(FFT_NO_MEMORY);
     const RealRows rows{out, std::size_t(size), size, size, -1, false};
     return state.finish(state.take_square(*plan, data, plane) &&
-                        half_planes_to_rows(state.settings, *plan, plane, plane, rows));
+                        half_planes_to_rows(state.work, *plan, plane, plane, rows));
 }
 
 // Transforms the columns and writes them, and the other half of the frequencies, which mirrors them.
 bool FFTConvolver::State::fill_square(const FFTPlan& plan, HalfPlane plane, FFTComplex* out) {
     const int size = plan.length();
     const float scale = 0.5F * forward_scale;
-    return settings.each(plan, 0, fft_strips(size), size, [&](float*, float*, int strip) {
+    return work.each(plan, 0, fft_strips(size), size, [&](float*, float*, int strip) {
         float* const columns = plane.at(strip, 0);
         plan.to_frequencies(columns, false);
         const int first = strip * FFT_LINES, last = std::min(first + FFT_LINES - 1, size / 2);
@@ -295,7 +293,7 @@ bool FFTConvolver::State::fill_square(const FFTPlan& plan, HalfPlane plane, FFTC
 bool FFTConvolver::State::take_square(const FFTPlan& plan, const FFTComplex* data, HalfPlane plane) {
     const int size = plan.length();
     const float scale = 0.5F * inverse_scale;
-    return settings.each(plan, 0, fft_strips(size), size, [&](float*, float*, int strip) {
+    return work.each(plan, 0, fft_strips(size), size, [&](float*, float*, int strip) {
         float* const columns = plane.at(strip, 0);
         const int first = strip * FFT_LINES, last = std::min(first + FFT_LINES - 1, size / 2);
         for (int row = 0; row < size; ++row) {

@@ -33,7 +33,7 @@ FFTRoot root_of_unity(std::int64_t turn, std::int64_t whole) {
     return {static_cast<float>(cosine[quadrant]), static_cast<float>(-sine[quadrant])};
 }
 
-// How long a point takes in one stage: measured on one core of a Zen 5, where 1 is 0.8 ns for 16 lines.
+// How long a point takes in one stage: measured on one core of a Zen 5, where 1 is 1.6 ns for 16 lines.
 struct RadixCost {
     int radix;
     double cost;
@@ -51,11 +51,10 @@ std::vector<int> radices_of(int length, int& rest) {
 }
 
 double cost_of(int length) {
-    int rest = 0;
+    int rest = length;
     double sum = COST_AROUND;
-    for (const int radix : radices_of(length, rest))
-        for (const RadixCost& cost : COSTS)
-            if (cost.radix == radix) sum += cost.cost;
+    for (const RadixCost& radix : COSTS)
+        for (; rest % radix.radix == 0; rest /= radix.radix) sum += radix.cost;
     return rest == 1 ? sum * length : std::numeric_limits<double>::infinity();
 }
 
@@ -65,10 +64,11 @@ const FFTPlan* s_plans = nullptr;
 }  // namespace
 
 int fft_fast_length(int n) {
+    n = std::max(n, 2);
     const int limit = std::max(n + n / 8, 16);
     int fastest = 0;
     double least = std::numeric_limits<double>::infinity();
-    for (int length = std::max(n, 2); length <= limit || fastest == 0; ++length) {
+    for (int length = n; length <= limit || fastest == 0; ++length) {
         const double cost = cost_of(length);
         if (cost < least) fastest = length, least = cost;
     }

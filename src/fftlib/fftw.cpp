@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "k7pi_baselib/k7pi_baselib.h"
@@ -77,7 +78,8 @@ bool FftwConvolution::wanted() {
 }
 
 std::unique_ptr<FftwConvolution> FftwConvolution::make(int width, int height, int threads) {
-    std::unique_ptr<FftwConvolution> made(new FftwConvolution(width, height));
+    std::unique_ptr<FftwConvolution> made(new (std::nothrow) FftwConvolution(width, height));
+    if (!made) return nullptr;
     FftwConvolution& self = *made;
     self.m_plane = static_cast<float*>(s_fftw.malloc(sizeof(float) * std::size_t(width) * std::size_t(height)));
     self.m_spectrum = static_cast<Complex*>(s_fftw.malloc(sizeof(Complex) * self.frequencies()));
