@@ -40,8 +40,8 @@ std::shared_ptr<Snow> snow_on_a_frame() {
 Bench::Factory falling(bool swirl, bool keep_states, double opacity) {
     return [=](int) -> Bench::Work {
         auto snow = snow_on_a_frame();
-        snow->Density.value = 1000, snow->Lifetime.value = 182, snow->Opacity.value = opacity;
-        snow->DoTurbulence.value = swirl;
+        snow->emitter.density.value = 1000, snow->emitter.lifetime.value = 182, snow->Opacity.value = opacity;
+        snow->turbulence.on.value = swirl;
         snow->FlakeSize.value = 2;
         if (!keep_states) snow->clock().set_budget(0);
         auto next = std::make_shared<double>(190);
