@@ -145,7 +145,7 @@ static void store_pixels(const FFTRows& rows, int channel, const float* block) {
 
 static void split(const float* block, const int* positions, int length, float* a, float* b, std::size_t strip) {
     const int last = length / 2;
-    for (int first = 0; first <= last; first += FFT_LINES, a += strip, b = b ? b + strip : b) {
+    for (int first = 0; first <= last; first += FFT_LINES, a += strip, b += strip) {
         alignas(64) Tile a_re, a_im, b_re, b_im;
         for (int i = 0; i < FFT_LINES; ++i) {
             const int k = first + i <= last ? first + i : last;
@@ -163,7 +163,6 @@ static void split(const float* block, const int* positions, int length, float* a
         }
         transpose_tile(a_re, FFT_LINES, FFT_LINES, a, FFT_POINT);
         transpose_tile(a_im, FFT_LINES, FFT_LINES, a + FFT_LINES, FFT_POINT);
-        if (!b) continue;
         transpose_tile(b_re, FFT_LINES, FFT_LINES, b, FFT_POINT);
         transpose_tile(b_im, FFT_LINES, FFT_LINES, b + FFT_LINES, FFT_POINT);
     }
@@ -171,15 +170,12 @@ static void split(const float* block, const int* positions, int length, float* a
 
 static void join(float* block, const int* positions, int length, const float* a, const float* b, std::size_t strip) {
     const int last = length / 2;
-    alignas(64) Tile b_re = {}, b_im = {};
-    for (int first = 0; first <= last; first += FFT_LINES, a += strip, b = b ? b + strip : b) {
-        alignas(64) Tile a_re, a_im;
+    for (int first = 0; first <= last; first += FFT_LINES, a += strip, b += strip) {
+        alignas(64) Tile a_re, a_im, b_re, b_im;
         transpose_tile(a, FFT_POINT, FFT_LINES, a_re, FFT_LINES);
         transpose_tile(a + FFT_LINES, FFT_POINT, FFT_LINES, a_im, FFT_LINES);
-        if (b) {
-            transpose_tile(b, FFT_POINT, FFT_LINES, b_re, FFT_LINES);
-            transpose_tile(b + FFT_LINES, FFT_POINT, FFT_LINES, b_im, FFT_LINES);
-        }
+        transpose_tile(b, FFT_POINT, FFT_LINES, b_re, FFT_LINES);
+        transpose_tile(b + FFT_LINES, FFT_POINT, FFT_LINES, b_im, FFT_LINES);
         for (int i = 0; i < FFT_LINES && first + i <= last; ++i) {
             const int k = first + i;
             const bool own_mirror = k == 0 || 2 * k == length;

@@ -28,11 +28,11 @@ struct FFTLineKernels {
     void (*load_pixels)(const FFTRows& rows, int channel, float* block);
     void (*store_pixels)(const FFTRows& rows, int channel, const float* block);
     // Of a transformed block of `length` points: the frequencies 0 to length / 2 of its real parts into strips at `a`,
-    // of its imaginary parts into strips at `b` (may be null); each is twice what the transform gives. `a` and `b` are
-    // where the first of the 16 rows lies in the first strip, `strip` the floats from one strip to the next.
+    // of its imaginary parts into strips at `b`; each is twice what the transform gives. `a` and `b` are where the
+    // first of the 16 rows lies in the first strip, `strip` the floats from one strip to the next.
     void (*split)(const float* block, const int* positions, int length, float* a, float* b, std::size_t strip);
-    // The reverse: a block whose inverse transform has the rows of `a` in its real parts and of `b` in its imaginary
-    // ones, for frequencies as split leaves them but once (null: zeros).
+    // The reverse, of frequencies that are not doubled: a block whose inverse transform has the rows of `a` in its real
+    // parts and those of `b` in its imaginary ones.
     void (*join)(float* block, const int* positions, int length, const float* a, const float* b, std::size_t strip);
 
     void (*clear_points)(float* points, int count);

@@ -24,7 +24,7 @@ class FFTPlan {
   private:
     explicit FFTPlan(int length);
     void add_stage(int radix, int length);
-    FFTStages stages() const { return {m_stages.data(), static_cast<int>(m_stages.size()), m_length}; }
+    FFTStages stages() const { return {m_stages.data(), static_cast<int>(m_stages.size())}; }
     void prepare_convolution();
     void transform_by_convolution(float* real, float* imaginary) const;
 

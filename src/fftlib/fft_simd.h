@@ -22,7 +22,7 @@ struct FFTStage {
 };
 struct FFTStages {
     const FFTStage* stage;
-    int count, length;  // a length of 1 has no stages
+    int count;  // none for a length of 1
 };
 
 constexpr int FFT_LARGEST_RADIX = 61;
