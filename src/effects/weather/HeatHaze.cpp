@@ -15,7 +15,8 @@ namespace {
 
 constexpr float NOMINAL_WIDTH = 720, NOMINAL_HEIGHT = 576;  // the frame that speeds are meant for
 constexpr float LEAST_PLACE = 0.0001f, MOST_PLACE = 0.9999f;
-constexpr int SMALLEST = 3;  // pixels; smaller pictures have no cells
+constexpr int SMALLEST = 3;   // pixels; smaller pictures have no cells
+constexpr float PUFF = 1.2f;  // frames that a puff is ahead of the mean rise or behind it; it never sinks
 
 HazeSheet sheet_for(const K7Image& frame, float strength) {
     const float max_x = float(frame.width - 1), max_y = float(frame.height - 1);
@@ -29,6 +30,15 @@ HazeSheet sheet_for(const K7Image& frame, float strength) {
             .high_x = MOST_PLACE * max_x,
             .low_y = LEAST_PLACE * max_y,
             .high_y = MOST_PLACE * max_y};
+}
+
+// Whether no line of sight is bent in this row, so that its pixels are the source's.
+bool is_still(const K7Image& heat, int row) {
+    const auto cold = [&](int y) {
+        const float* values = image_row<float>(&heat, y);
+        return std::all_of(values, values + heat.width, [](float h) { return h == 0.0f; });
+    };
+    return cold(row) && cold(row + 1);
 }
 
 // The rows of one worker, allocated once for all of them.
@@ -99,7 +109,8 @@ ImagePtr HeatHaze::heatMap(const K7Image& frame) {
     const float cells_x = frame.pixel_width * float(AtmDetX.value) / float(width);
     const float cells_y = float(AtmDetY.value) / float(height);
     const float flutter_x = float(FlutterX.value) * 0.05f * noise.noise(0.31f * time, 0.5f, 7.1f) * scale_x;
-    const float flutter_y = float(FlutterY.value) * 0.05f * noise.noise(0.5f, 0.31f * time, 3.3f) * scale_y;
+    const float puffs = time + PUFF * noise.noise(0.5f, 0.31f * time, 3.3f);
+    const float flutter_y = float(FlutterY.value) * -0.05f * puffs * scale_y;
     const float offset_x = float(AtmX.value) * -0.0001f / scale_x * time + flutter_x;
     const float offset_y = float(AtmY.value) * -0.001f / scale_y * time + flutter_y;
     const float z = float(AtmZ.value) * 0.005f * time + 0.5f;
@@ -126,7 +137,8 @@ ImagePtr HeatHaze::heatMap(const K7Image& frame) {
 
 void HeatHaze::refract(const K7Image& heat, const K7Image& source, K7Image& result) {
     const int width = source.width, height = source.height;
-    if (width < SMALLEST || height < SMALLEST) {
+    const float strength = float(Temperature.value) * 0.001f;
+    if (width < SMALLEST || height < SMALLEST || strength == 0.0f) {
         image_copy(&source, &result);
         return;
     }
@@ -135,7 +147,7 @@ void HeatHaze::refract(const K7Image& heat, const K7Image& source, K7Image& resu
     if (!pyramid.valid() || !pyramid.set_kernel(KERNEL_TRIANGLE, EDGE_BLACK)) return;
 
     const StageTimer timer("Refraction");
-    const HazeSheet sheet = sheet_for(source, float(Temperature.value) * 0.001f);
+    const HazeSheet sheet = sheet_for(source, strength);
     for_rows_float(height, [&](int first, int last) {
         first = std::max(first, 1);
         last = std::min(last, height - 2);
@@ -144,6 +156,7 @@ void HeatHaze::refract(const K7Image& heat, const K7Image& source, K7Image& resu
         rows.places(first);
         for (int y = first; y <= last; ++y) {
             rows.places(y + 1);
+            if (is_still(heat, y)) continue;
             rows.footprints(y);
             float* out = image_row<float>(&result, y);
             pyramid.sample_points(rows.xs() + 1, rows.ys() + 1, rows.areas() + 1, width - 2, out + 4);
@@ -151,6 +164,7 @@ void HeatHaze::refract(const K7Image& heat, const K7Image& source, K7Image& resu
             std::copy_n(out + 4L * (width - 2), 4, out + 4L * (width - 1));
         }
     });
-    std::copy_n(image_row<float>(&result, 1), 4L * width, image_row<float>(&result, 0));
-    std::copy_n(image_row<float>(&result, height - 2), 4L * width, image_row<float>(&result, height - 1));
+    if (!is_still(heat, 0)) std::copy_n(image_row<float>(&result, 1), 4L * width, image_row<float>(&result, 0));
+    if (!is_still(heat, height - 2))
+        std::copy_n(image_row<float>(&result, height - 2), 4L * width, image_row<float>(&result, height - 1));
 }

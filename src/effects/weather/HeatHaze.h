@@ -58,10 +58,9 @@ struct HeatHazeInfo : EffectInfo {
         this,
         {"AtmCont", "Atmos Contrast", 0.0, -100.0, 100.0},
         "Added to the heat everywhere, in percent: below 0 leaves only the hottest parts to shimmer."};
-    FloatControlK7 FlutterY{
-        this,
-        {"FlutterY", "Flutter Y", 10.0, 0.0, 100.0},
-        "How far the air trembles up and down, at most, in tenths of a pixel of a picture 576 high."};
+    FloatControlK7 FlutterY{this,
+                            {"FlutterY", "Flutter Y", 10.0, 0.0, 100.0},
+                            "How fast the air rises in puffs, in tenths of a pixel a frame of a picture 576 high."};
     FloatControlK7 Detail{
         this, {"Detail", "Atmos Texture", 5.0, 1.0, 10.0}, "How many octaves of ever finer swirls the air has."};
     IntegerControlK7 AtmSeed{

@@ -5,10 +5,14 @@
 void HeatHazeInfo::declarePresets() {
     presets(Demos,
             {              "Default", "Warm", "Getting Warmer", "Hot", "Hotter", "Very Hot", "Extremely Hot"},
-            {{Temperature, {       {},     20,               40,    {},      110,        150,             200}},
-             {AtmY,        {       {},      6,                8,    {},       12,         16,              20}},
-             {AtmZ,        {       {},     12,               18,    {},       30,         36,              45}},
-             {Detail,      {       {},      3,                4,    {},       {},          6,               7}}},
+            {{Temperature, {       {},     38,               56,    80,      105,        140,             190}},
+             {AtmDetX,     {       {},     22,               18,    14,       12,         11,               9}},
+             {AtmDetY,     {       {},     60,               50,    40,       34,         30,              26}},
+             {AtmY,        {       {},     40,               50,    60,       70,         80,             100}},
+             {AtmZ,        {       {},      8,               10,    12,       14,         16,              18}},
+             {FlutterX,    {       {},     10,               12,    15,       20,         25,              30}},
+             {FlutterY,    {       {},      5,                7,    10,       13,         16,              20}},
+             {Detail,      {       {},    2.4,              2.4,   2.3,      2.2,          2,             1.5}}},
             PresetScope::OthersToDefaults);
 }
 // clang-format on
