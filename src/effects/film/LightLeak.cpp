@@ -9,7 +9,8 @@
 namespace {
 
 constexpr double FARTHEST = 1e6;  // pixels from the picture's origin, and the largest radius
-constexpr double STEP = 0.12;     // of the noise in time for each frame
+constexpr double DRIFT = 0.004;   // of the noise in time for each frame, as the film moves in its magazine
+constexpr double STEP = 0.12;     // the same for the randomness on top
 constexpr double HARD = 0.001;    // width of a band without softness
 
 double limited(double v, double low, double high) { return v > low ? std::min(v, high) : low; }
@@ -26,6 +27,7 @@ LightBand bandOf(double spreadPercent, double softPercent) {
 std::vector<LightSpot> LightLeak::drawSpots(const K7Image& picture) const {
     const SolidNoise random(static_cast<uint32_t>(LightPattB.value));
     const double width = picture.width, height = picture.height;
+    const auto slow = static_cast<float>(0.5 + DRIFT * currentFrame);
     const auto moment = static_cast<float>(0.5 + STEP * currentFrame);
     std::vector<LightSpot> spots;
     for (int i = 0; i < LightSpotsB.value; ++i) {
@@ -33,11 +35,11 @@ std::vector<LightSpot> LightLeak::drawSpots(const K7Image& picture) const {
             return double(random.noise(3.7F * static_cast<float>(i) + 0.5F, 5.3F * static_cast<float>(k) + 0.5F, z));
         };
         // Noise stays well inside -1 to 1; stretched, the spots use the range.
-        const auto still = [&](int k) { return std::clamp(1.4 * draw(k, 0.5F), -1.0, 1.0); };
-        double radius = width * PattSizeB.value * 0.005 * std::max(0.0, 0.5 + 0.5 * still(1) * PattVarB.value * 0.01) *
-                        (0.75 + 0.25 * still(2));
-        double x = (still(3) * GroupB.value * 0.01 + CorePosB.x) * width;
-        double y = (still(4) * GroupB.value * 0.01 + CorePosB.y) * height;
+        const auto drifting = [&](int k) { return std::clamp(1.4 * draw(k, slow), -1.0, 1.0); };
+        double radius = width * PattSizeB.value * 0.005 *
+                        std::max(0.0, 0.5 + 0.5 * drifting(1) * PattVarB.value * 0.01) * (0.75 + 0.25 * drifting(2));
+        double x = (drifting(3) * GroupB.value * 0.01 + CorePosB.x) * width;
+        double y = (drifting(4) * GroupB.value * 0.01 + CorePosB.y) * height;
         if (AddRandB.value) {
             radius *= 1.0 + draw(1, moment) * WobbleSizeB.value * 0.01;
             x += draw(2, moment) * width * WobbleSpotB.value * 0.001;

@@ -1,7 +1,7 @@
 // Q_LightLeak: light has got into the magazine and spoilt the film.
 //
 // A handful of soft spots, drawn from a seed around a place, each red at its outside, yellow further in and white in
-// its heart. They lie still, as a leak that was there all along, or breathe and wander with time.
+// its heart. They drift slowly, as the film creeps past its leak, and can flicker and tremble on top.
 #pragma once
 
 #include <vector>
@@ -75,8 +75,9 @@ struct LightLeakInfo : EffectInfo {
         this,
         {"CorePosB", "Core Pos", 0.4, 0.4},
         "Place that the spots are scattered about, as fractions of the width and height of the picture."};
-    CheckboxControlK7 AddRandB{
-        this, {"AddRandB", "Add Randomness"}, "Lets the spots breathe and wander from frame to frame."};
+    CheckboxControlK7 AddRandB{this,
+                               {"AddRandB", "Add Randomness"},
+                               "Lets the spots flicker in size and tremble, on top of their slow drift."};
     FloatControlK7 WobbleSizeB{this,
                                {"WobbleSizeB", "Size Wobble", 10.0, 0.0, 100.0},
                                "How much the radius of a spot changes with time, in percent of it."};

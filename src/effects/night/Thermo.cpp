@@ -14,17 +14,16 @@ namespace {
 
 constexpr int COLDNESS_ENTRIES = 3201, INTENSITY_ENTRIES = 4096;
 constexpr double COLDEST_HUE = 240.0;  // degrees: blue
+constexpr double GLOW = 0.9;           // intensity from which a colour turns white; at 1 it is
 constexpr double LEAST_GAMMA = 0.01;
 
-// A fully saturated colour; hue 0 to 240 degrees, from red over green to blue.
-void put_colour(double hue, double value, float* rgb) {
+// A saturated colour of hue 0 to 240 degrees, from red over green to blue, that glows white at its most intense.
+void put_colour(double hue, double intensity, float* rgb) {
     const double sector = hue / 60.0;
-    const double red = std::clamp(2.0 - sector, 0.0, 1.0);
-    const double green = std::clamp(std::min(sector, 4.0 - sector), 0.0, 1.0);
-    const double blue = std::clamp(sector - 2.0, 0.0, 1.0);
-    rgb[0] = static_cast<float>(red * value);
-    rgb[1] = static_cast<float>(green * value);
-    rgb[2] = static_cast<float>(blue * value);
+    const double pure[3] = {std::clamp(2.0 - sector, 0.0, 1.0), std::clamp(std::min(sector, 4.0 - sector), 0.0, 1.0),
+                            std::clamp(sector - 2.0, 0.0, 1.0)};
+    const double white = std::max(intensity - GLOW, 0.0) / (1.0 - GLOW);
+    for (int c = 0; c < 3; ++c) rgb[c] = static_cast<float>(pure[c] * intensity * (1.0 - white) + white);
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 // Q_Thermo: the picture as a thermal camera shows it, brightness taken for heat.
 //
 // Luminance, softened and shaped by a gamma, is looked up in two curves drawn over the picture: one gives the
-// temperature, whose colour runs from blue (cold) over green and yellow to red (hot), the other its intensity.
+// temperature, whose colour runs from blue (cold) over green and yellow to red (hot), the other its intensity: from
+// black over the full colour to white.
 #pragma once
 
 #include "Library2/PluginK7.h"

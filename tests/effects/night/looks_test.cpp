@@ -108,11 +108,12 @@ TEST(InfraRed, MixesTheBackgroundAndTurnsGrey) {
 
 // ---- Thermo ---------------------------------------------------------------------------------------------------
 
-// Hue, saturation 1 and value, by the six sectors.
+// Hue, saturation 1 and value, by the six sectors; white from nine tenths of the value on.
 void colour_of(double hue, double value, float* rgb) {
     const double f = hue / 60 - int(hue / 60), up = value * f, down = value * (1 - f);
     const double sectors[5][3] = {{value, up, 0}, {down, value, 0}, {0, value, up}, {0, down, value}, {up, 0, value}};
-    for (int c = 0; c < 3; ++c) rgb[c] = float(sectors[int(hue / 60)][c]);
+    const double white = std::fmax(10 * value - 9, 0.0);
+    for (int c = 0; c < 3; ++c) rgb[c] = float(sectors[int(hue / 60)][c] * (1 - white) + white);
 }
 
 class HeatModel {
