@@ -116,8 +116,10 @@ bool RemGrain::clean(const K7Image& source, K7Image& picture) const {
     for (int i = 0; i < 16; ++i) {
         const int c = i % 4;
         mix.sharp[i] = c < 3 ? static_cast<float>(colours[c].sharp.value) * SHARP_UNIT : 0;
-        mix.mixed[i] = shown >> c & 1 ? -1 : 0;
-        mix.from_source[i] = c == 3 ? -1 : 0;
+        // A mix of a sample with itself would not keep its last bit.
+        const bool blurred = c < 3 && colours[c].blur.value > 0, visible = c == 3 || shown >> c & 1;
+        mix.mixed[i] = visible && blurred ? -1 : 0;
+        mix.from_source[i] = visible && !blurred ? -1 : 0;
     }
     mix_edges(mix, source, *edges, picture);
     return !Mode.value || image_select_channel(&picture, &picture, RGBEx.value - 1);

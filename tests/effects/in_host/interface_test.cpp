@@ -134,4 +134,45 @@ TEST(Presets, OfCurvesPutAllElseToDefaults) {
     EXPECT_EQ(effect.param("DemoJSecret").value(), ofxhost::ParamValue(0.0));
 }
 
+// A control that says how much of an effect there is leaves nothing of it at the end of its range.
+TEST(NoStrength, LeavesThePictureToTheBit) {
+    const struct {
+        const char* effect;
+        std::vector<std::pair<const char*, double>> settings, strengthened;
+    } cases[] = {
+        {"Q_Bubbles", {{"Opacity", 0}}, {{"Opacity", 100}}},
+        {"Q_Burn", {{"Burn", 0}}, {{"Brightness", 150}}},
+        {"Q_CrashZoom", {{"Speed", 0}}, {{"Speed", 50}}},
+        {"Q_CrashZoom", {{"Radius", 3}}, {{"Radius", 0}, {"Speed", 90}}},
+        {"Q_Darken", {{"CutOff", 0}}, {{"CutOff", 80}}},
+        {"Q_Darken", {{"Rad", 1}}, {{"Rad", 2}}},
+        {"Q_EdgeLeak", {{"FogE", 0}, {"ThickE", 0}}, {{"FogE", 10}}},
+        {"Q_HeatHaze", {{"Temperature", 0}}, {{"Temperature", 10}}},
+        {"Q_InfraRed", {{"Blend", 100}}, {{"Blend", 90}}},
+        {"Q_Lighten", {{"CutOff", 100}}, {{"CutOff", 20}}},
+        {"Q_Lighten", {{"Rad", 1}}, {{"Rad", 2}, {"CutOff", 0}}},
+        {"Q_LightLeak", {{"FogB", 0}, {"ThickB", 0}}, {{"FogB", 10}}},
+        {"Q_LightLeak", {{"PattSizeB", 0}}, {{"PattSizeB", 90}}},
+        {"Q_Rain", {{"Opacity", 0}}, {{"Opacity", 100}}},
+        {"Q_RemGrain", {{"RBlur", 0}, {"GBlur", 0}, {"BBlur", 0}}, {{"GBlur", 50}}},
+        {"Q_Smoke", {{"Opacity", 0}}, {{"Opacity", 100}}},
+        {"Q_Snow", {{"Opacity", 0}}, {{"Opacity", 100}}},
+        {"Q_SpinBlur", {{"Blend", 100}}, {{"Blend", 90}}},
+        {"Q_SpinBlur", {{"Speed", 0}}, {{"Speed", 10}}},
+        {"Q_Thermo", {{"Blend", 100}}, {{"Blend", 90}}},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(testing::Message() << test.effect << " " << test.settings.front().first);
+        RecordingHost host;
+        TestEffect& effect = host.effect(test.effect);
+        const auto picture = support::noiseImage(support::layoutOf(64, 48), 5);
+        for (const ofxhost::Clip* clip : effect.instance().inputs()) effect.connect(clip->name(), picture);
+        for (const auto& [name, value] : test.settings) effect.set(name, value);
+        EXPECT_EQ(effect.render(20), picture->toFloats());
+        for (const auto& [name, value] : test.strengthened) effect.set(name, value);
+        EXPECT_NE(effect.render(20), picture->toFloats());
+        EXPECT_EQ(host.faults(), "");
+    }
+}
+
 }  // namespace
