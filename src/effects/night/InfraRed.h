@@ -22,9 +22,10 @@ struct InfraRedInfo : EffectInfo {
     CheckboxControlK7 Soften{this,
                              {"Soften", "Soften", true},
                              "Blurs the picture that the exposure is read from, as the halo of infra-red film does."};
-    FloatControlK7 Softening{this,
-                             {"Softening", "Softening", 8.0, 0.0, 100.0},
-                             "Radius of that blur, in tenths of a pixel at full size; 0 is none."};
+    FloatControlK7 Softening{
+        this,
+        {"Softening", "Softening", 8.0, 0.0, 100.0},
+        "Radius of the softening, in tenths of a pixel at full size: the halo of light parts; 0 is none."};
     CheckboxControlK7 BW{this, {"BW", "BW"}, "Shows the luminance of the result as grey."};
     FloatControlK7 Blend{this,
                          {"Blend", "Mix with Source", 0.0, 0.0, 100.0},

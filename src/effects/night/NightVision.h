@@ -48,7 +48,10 @@ struct NightVisionInfo : EffectInfo {
         this,
         {"Grain", "Grain Amt", 3.0, 0.0, 100.0},
         "Strength of the grain: a grain changes the picture by at most twice this many percent of white."};
-    IntegerControlK7 GrainSize{this, {"GrainSize", "Grain Size", 1, 1, 10}, "Width and height of a grain, in pixels."};
+    IntegerControlK7 GrainSize{
+        this,
+        {"GrainSize", "Grain Size", 1, 1, 10},
+        "Width and height of a grain, in pixels of the picture as it is rendered, also in a proxy."};
     CheckboxControlK7 DoBlurGrain{this, {"DoBlurGrain", "Do Grain Defocus"}, "Puts the grain out of focus."};
     FloatControlK7 BlurGrain{this,
                              {"BlurGrain", "Grain Defocus", 10.0, 0.0, 20.0},

@@ -25,7 +25,7 @@ struct ThermoInfo : EffectInfo {
         "Blurs the picture that the heat is read from, as the coarse sensor of a thermal camera does."};
     FloatControlK7 Softening{this,
                              {"Softening", "Softening", 20.0, 0.0, 100.0},
-                             "Radius of that blur, in tenths of a pixel at full size; 0 is none."};
+                             "Radius of the softening, in tenths of a pixel at full size; 0 is none."};
     FloatControlK7 LuminanceBoost{
         this,
         {"LuminanceBoost", "Luminance Boost", 100.0, 0.0, 200.0},
@@ -54,6 +54,7 @@ struct ThermoInfo : EffectInfo {
                              .points = {{{0.02, 0.9}, {0.2, 0.9}, {0.4, 0.9}, {0.5, 0.9}, {0.7, 0.9}, {0.9, 0.9}}},
                              .from = "brightness",
                              .to = "intensity",
+                             .note = ", and above 0.9 the colour glows white",
                              .presetNumbers = {"DemoDSecret", "DemoFSecret"},
                              .colour = OVERLAY_WHITE}};
 

@@ -53,8 +53,9 @@ struct TrailAverageInfo : EffectInfo {
                             {"LumBoost", "Bright Emphasis", 50.0, 1.0, 100.0},
                             "How far bright frames outweigh dark ones in BoostBright; 1 weighs them alike."};
     CheckboxControlK7 DoBlur{this, {"DoBlur", "Do Blur"}, "Blurs the trail."};
-    FloatControlK7 Blur{
-        this, {"Blur", "Blurring", 1.0, 0.0, 10.0}, "Radius of that blur, in pixels at full size; 0 is none."};
+    FloatControlK7 Blur{this,
+                        {"Blur", "Blurring", 1.0, 0.0, 10.0},
+                        "Radius of the blur of the trail, in pixels at full size; 0 is none."};
     CheckboxControlK7 DoComp{
         this,
         {"DoComp", "Composite"},

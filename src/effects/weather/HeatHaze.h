@@ -21,7 +21,8 @@ struct HeatHazeInfo : EffectInfo {
     Page page{this, "HeatHaze"};
     PresetChoiceK7 Demos{this,
                          {"Demos", "Demos"},
-                         "How hot it is: sets the temperature, how fast the air rises and changes, and its texture."};
+                         "How hot it is: sets the temperature, the size of the cells of hot air and their texture, and "
+                         "how fast they rise and change."};
     ListControlK7 DispType{this,
                            {"DispType", "Display", 1, {"Heat Map", "Result"}},
                            "Shows the heat of the air as a grey picture, or the picture seen through it."};
@@ -32,11 +33,10 @@ struct HeatHazeInfo : EffectInfo {
         this,
         {"ROI", "Use Matte"},
         "Scales the heat by the luminance of the matte, so that the picture stays straight where it is black."};
-    FloatControlK7 AtmDetX{
-        this,
-        {"AtmDetX", "Atmos Detail X", 40.0, 0.01, 1000.0},
-        "Number of cells of hot air across the width of the picture: more make a finer shimmer."};  // cells across the
-                                                                                                    // picture
+    FloatControlK7 AtmDetX{this,
+                           {"AtmDetX", "Atmos Detail X", 40.0, 0.01, 1000.0},
+                           "Number of cells of hot air across the width of the picture: more make a finer shimmer; "
+                           "many in strong heat tear the picture."};
     FloatControlK7 AtmDetY{this,
                            {"AtmDetY", "Atmos Detail Y", 80.0, 0.01, 1000.0},
                            "Number of cells of hot air over the height of the picture: more make a finer shimmer."};
@@ -61,8 +61,10 @@ struct HeatHazeInfo : EffectInfo {
     FloatControlK7 FlutterY{this,
                             {"FlutterY", "Flutter Y", 10.0, 0.0, 100.0},
                             "How fast the air rises in puffs, in tenths of a pixel a frame of a picture 576 high."};
-    FloatControlK7 Detail{
-        this, {"Detail", "Atmos Texture", 5.0, 1.0, 10.0}, "How many octaves of ever finer swirls the air has."};
+    FloatControlK7 Detail{this,
+                          {"Detail", "Atmos Texture", 5.0, 1.0, 10.0},
+                          "Fineness of the swirls within a cell: 1 has none, from 2.2 on there are some half as large "
+                          "as the cell, from 4.7 on a quarter as large."};
     IntegerControlK7 AtmSeed{
         this, {"AtmSeed", "Atmos Seed", 797, 1, 999}, "Seed of the noise: each number makes other air."};
 
@@ -70,7 +72,7 @@ struct HeatHazeInfo : EffectInfo {
         declarePresets();
         ghost({&Temperature}, DispType, is(HeatMap));
         scene.inputs = {"seeding-small.png"};
-        scene.settings = {{"Temperature", "150"}};
+        scene.settings = {{"Temperature", "80"}, {"AtmDetX", "14"}, {"AtmDetY", "40"}, {"Detail", "2.3"}};
     }
 
   private:

@@ -12,7 +12,7 @@ void HeatHazeInfo::declarePresets() {
              {AtmZ,        {       {},      8,               10,    12,       14,         16,              18}},
              {FlutterX,    {       {},     10,               12,    15,       20,         25,              30}},
              {FlutterY,    {       {},      5,                7,    10,       13,         16,              20}},
-             {Detail,      {       {},    2.4,              2.4,   2.3,      2.2,          2,             1.5}}},
+             {Detail,      {       {},    2.3,              2.3,   2.3,      2.3,          1,               1}}},
             PresetScope::OthersToDefaults);
 }
 // clang-format on

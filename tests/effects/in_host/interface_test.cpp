@@ -96,7 +96,7 @@ TEST(Handles, AreDraggedOverThePicture) {
 }
 
 TEST(Presets, OfLooksDifferAndComeBack) {
-    for (const char* name : {"Q_NightVision", "Q_InfraRed", "Q_Thermo"}) {
+    for (const char* name : {"Q_HeatHaze", "Q_NightVision", "Q_InfraRed", "Q_Thermo"}) {
         RecordingHost host;
         TestEffect& effect = host.effect(name);
         effect.connect(effect.primaryClip().name(), support::noiseImage(support::layoutOf(64, 48), 5));

@@ -7,7 +7,8 @@ namespace {
 CurvePointControlK7 point(EffectInfo* owner, const CurveControls::Given& given, std::size_t i) {
     const std::string number = std::to_string(i + 1), name = given.name + number;
     const std::string sentence = "Point " + number + " of the curve from " + given.from + " to " + given.to +
-                                 ": its height counts, 0 to 1; its place across only tells the order of the points.";
+                                 ": its height is the " + given.to + " at " + number + "/7 of the full " + given.from +
+                                 ", 0 to 1" + given.note + "; its place across only tells the order of the points.";
     return CurvePointControlK7(owner, {name.c_str(), name.c_str(), given.points[i].x, given.points[i].y},
                                sentence.c_str());
 }

@@ -14,6 +14,7 @@ struct CurveControls {
         std::array<CurvePoint, POINTS> points;
         const char* from;  // what the axes are, for the sentences
         const char* to;
+        const char* note = "";                     // what else the heights do
         std::array<const char*, 2> presetNumbers;  // names of the hidden controls
         OverlayColour colour;
     };
