@@ -63,7 +63,8 @@ struct InfraRedInfo : EffectInfo {
     InfraRedInfo() {
         ghost({&Softening}, Soften, isOff);
         declarePresets();
-        scene.inputs = {"seeding-small.png"};
+        scene.inputs = {"road-small.png"};
+        scene.settings = {{"Demos", "Landscape1"}};
     }
 
   private:

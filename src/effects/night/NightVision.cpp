@@ -103,7 +103,7 @@ NightVisionInfo::NightVisionInfo() {
     rule(
         UseDef, [this] { ghostThickness(); }, thickness);
     declarePresets();
-    scene.inputs = {"seeding-small.png"};
+    scene.inputs = {"launch-small.png"};
     scene.settings = {
         {"HiSoft", "12"},     {"DoGrain", "on"},     {"Grain", "5"},        {"BorderType", "Binocular"},
         {"ClearRad", "0.56"}, {"Separation", "0.6"}, {"RetType", "Type 3"}, {"RetColour", "0.02,0.02,0.02,1"}};

@@ -61,7 +61,8 @@ struct ThermoInfo : EffectInfo {
     ThermoInfo() {
         ghost({&Softening}, Soften, isOff);
         declarePresets();
-        scene.inputs = {"coffee-small.png"};
+        scene.inputs = {"portrait-small.png"};
+        scene.settings = {{"Demos", "Hot"}, {"Softening", "6"}};
     }
 
   private:

@@ -71,7 +71,7 @@ struct HeatHazeInfo : EffectInfo {
     HeatHazeInfo() {
         declarePresets();
         ghost({&Temperature}, DispType, is(HeatMap));
-        scene.inputs = {"seeding-small.png"};
+        scene.inputs = {"road-small.png"};
         scene.settings = {{"Temperature", "80"}, {"AtmDetX", "14"}, {"AtmDetY", "40"}, {"Detail", "2.3"}};
     }
 
