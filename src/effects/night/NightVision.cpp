@@ -104,9 +104,7 @@ NightVisionInfo::NightVisionInfo() {
         UseDef, [this] { ghostThickness(); }, thickness);
     declarePresets();
     scene.inputs = {"launch-small.png"};
-    scene.settings = {
-        {"HiSoft", "12"},     {"DoGrain", "on"},     {"Grain", "5"},        {"BorderType", "Binocular"},
-        {"ClearRad", "0.56"}, {"Separation", "0.6"}, {"RetType", "Type 3"}, {"RetColour", "0.02,0.02,0.02,1"}};
+    scene.settings = {{"Demos", "Type H"}, {"HiSoft", "12"}, {"Grain", "4"}, {"GrainSize", "1"}};
     scene.frame = 3;
 }
 

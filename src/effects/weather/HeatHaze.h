@@ -72,7 +72,8 @@ struct HeatHazeInfo : EffectInfo {
         declarePresets();
         ghost({&Temperature}, DispType, is(HeatMap));
         scene.inputs = {"road-small.png"};
-        scene.settings = {{"Temperature", "80"}, {"AtmDetX", "14"}, {"AtmDetY", "40"}, {"Detail", "2.3"}};
+        scene.settings = {{"Demos", "Very Hot"}};
+        scene.frame = 20;
     }
 
   private:
