@@ -5,7 +5,7 @@
 #include <mutex>
 
 #include "Library2/BundleState.h"
-#include "imagelib/imagelib.h"
+#include "k7pi_baselib/rows.h"
 
 // Threads of the bundle's own, for hosts whose suite is not used; one object an instance. The threads live for one
 // call. One lock of the process serialises all calls.

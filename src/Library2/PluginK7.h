@@ -8,11 +8,9 @@
 #include "Library2/EffectInfo.h"
 #include "Library2/Overlay.h"
 #include "imagelib/imagelib.h"
-#include "imagelib/imagelib_stop.h"
 
 class K7PTMultiProcess;
 struct MultiThreadRecord;
-struct RowRunner;
 
 // What is in which word of m_Private; the others are spare.
 enum PrivateSlot : std::size_t {
@@ -94,10 +92,7 @@ class PluginK7 {
     // The same for a callable or a member function of the effect (int first, int last).
     template <class Work>
     void MultiProcess(Work&& work, int rows) {
-        auto call = [](void* job, int first, int last) {
-            (*static_cast<std::remove_reference_t<Work>*>(job))(first, last);
-        };
-        dispatchRows(call, rows, const_cast<void*>(static_cast<const void*>(&work)));
+        dispatchRows(&row_worker<std::remove_reference_t<Work>>, rows, row_job(work));
     }
     template <class Effect>
     void MultiProcess(void (Effect::*handler)(int first, int last), int rows) {
@@ -109,10 +104,8 @@ class PluginK7 {
     // it did: rows are missing then. Work that needs scratch memory for each thread calls for_rows_float itself.
     template <class Work>
     bool eachRow(int rows, Work&& work) const {
-        for_rows_float(rows, [&](int first, int last) {
-            for (int y = first; y <= last && !abortRequested(); ++y) work(y);
-        });
-        return !abortRequested();
+        return each_row_float(
+            rows, [this] { return abortRequested() != 0; }, work);
     }
     // For conversions, which run outside the render lock, when the libraries' row loops may be another effect's.
     RowRunner rowRunner();

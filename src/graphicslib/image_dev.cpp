@@ -63,13 +63,6 @@ bool ImageDev::set_target(K7Image* image) {
     return true;
 }
 
-void ImageDev::launch(int count, RowWorker worker, void* job) const {
-    if (process_launcher && count >= 2)
-        process_launcher(process_context, worker, count, job);
-    else
-        worker(job, 0, count - 1);
-}
-
 double ImageDev::to_units(float level, int depth_code) {
     static constexpr double SCALES[] = {255.999, 65535.9, 4294967296.0}, LIMITS[] = {255, 65535, 4294967295.0};
     if (depth_code == SAMPLE_F32) return double(level);
@@ -172,7 +165,7 @@ void ImageDev::clear_device(const GraphicsColour& colour) {
     alignas(16) std::byte pixel_bytes[16];
     store(pixel_bytes, 4, levels, 1, image->sample_type);
     const bool stream = streams(image) && image->pixel_bytes == sizeof(simd::Pixel) && aligned(image->pixels);
-    launch(image->height, [&](int first, int last) {
+    runner(image->height, [&](int first, int last) {
         if (first > last) return;
         auto* row = image_row<std::byte>(image, first);
         for (int x = 0; x < image->width; ++x)

@@ -66,10 +66,7 @@ class ImageDev : public NDC_to_DC {
     }
     bool set_blend(int mode);
     // Bands and rows run through this, or on the calling thread.
-    void set_multiprocess(void* context, RowDispatcher launcher) {
-        process_context = context;
-        process_launcher = launcher;
-    }
+    void set_multiprocess(void* context, RowDispatcher launcher) { runner = {context, launcher}; }
 
     // The colour between the previous (coverage 0) and the current one (1), its alpha times t, by the blend that is
     // set.
@@ -77,15 +74,6 @@ class ImageDev : public NDC_to_DC {
     virtual void pixel_colour(int x, int y, const GraphicsColour& colour, int blend);
 
   protected:
-    void launch(int count, RowWorker worker, void* job) const;
-    template <class Work>
-    void launch(int count, Work&& work) const {
-        launch(
-            count,
-            [](void* job, int first, int last) { (*static_cast<std::remove_reference_t<Work>*>(job))(first, last); },
-            &work);
-    }
-    bool has_launcher() const { return process_launcher != nullptr; }
     // A level 0 to 1 in the units of the target, limited to what it holds.
     static double to_units(float level, int depth_code);
     // Samples of `levels` over a divisor. `stream`: past the caches.
@@ -96,6 +84,7 @@ class ImageDev : public NDC_to_DC {
     static bool streams(const K7Image* image);  // it is too large for the caches
     static void finish_streams();               // before another thread reads what was stored past the caches
 
+    RowRunner runner;  // of bands and rows
     bool used = false;
     float device_pen[3] = {0, 0, 0};
     bool swap_axes = false;
@@ -108,6 +97,4 @@ class ImageDev : public NDC_to_DC {
     int target_depth = SAMPLE_F32;
     ImagePtr own_target;
     K7Image* other_target = nullptr;
-    void* process_context = nullptr;
-    RowDispatcher process_launcher = nullptr;
 };

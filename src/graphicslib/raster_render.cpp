@@ -115,7 +115,7 @@ bool RasterGraphics::render_list() {
         return false;
     }
     if (!prepare_bands(render)) return false;
-    launch(num_bands, [&](int first, int last) {
+    runner(num_bands, [&](int first, int last) {
         for (int i = first; i <= last; ++i) bands[std::size_t(i)]->render(render, render.band(i));
     });
     if (!keep_target) clear_around(render);
@@ -128,7 +128,7 @@ bool RasterGraphics::render_list() {
 void RasterGraphics::clear_around(const Render& render) {
     K7Image* image = target();
     const PixelRect& drawn = render.drawn;
-    launch(image->height, [&](int first, int last) {
+    runner(image->height, [&](int first, int last) {
         for (int y = first; y <= last; ++y) {
             auto* out = image_row<std::byte>(image, y);
             const bool beside = y < drawn.y0 || y > drawn.y1;

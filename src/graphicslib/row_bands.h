@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "imagelib/imagelib.h"
+#include "k7pi_baselib/rows.h"
 
 namespace row_bands {
 

@@ -104,7 +104,7 @@ bool ImagelibCircles::unwrap(const K7Image& source, const TurnTable& turn, float
         const auto scratch = make_aligned_block<double, false>(4 * std::size_t(m_table.columns + 2));
         if (!scratch) complete = false;
         for (int row; complete && (row = next.fetch_add(ROWS_AT_ONCE)) < end;) {
-            if (stop && stop()) complete = false;
+            if (wants_end(stop)) complete = false;
             for (int i = row; i < std::min(row + ROWS_AT_ONCE, end); ++i)
                 table.unwrap_row(view, m_table, i, scratch.get());
         }

@@ -13,18 +13,6 @@ namespace {
 
 constexpr int CHANNELS = 4;
 
-template <class Work>
-void run_rows(const RowRunner& runner, int rows, Work&& work) {
-    if (rows <= 0) return;
-    auto call = [](void* job, int first, int last) {
-        (*static_cast<std::remove_reference_t<Work>*>(job))(first, last);
-    };
-    if (runner.run)
-        runner.run(runner.context, call, rows, &work);
-    else
-        work(0, rows - 1);
-}
-
 // The part of the frame that the host picture covers, in frame coordinates; empty when it lies outside.
 HostRect covered_part(HostRect bounds, int width, int height) {
     const HostRect part{std::max(bounds.x1, 0), std::max(bounds.y1, 0), std::min(bounds.x2, width),
@@ -66,7 +54,7 @@ void convert_host_pixels(const HostPixels& host, HostRect bounds, K7Image* first
     if (!convert) return;
     const HostRect part = covered_part(bounds, first->width, first->height);
     const auto* data = static_cast<const std::byte*>(host.data);
-    run_rows(runner, first->height, [&](int first_row, int last_row) {
+    runner(first->height, [&](int first_row, int last_row) {
         for (int y = first_row; y <= last_row; ++y) {
             float* rows[2] = {image_row<float>(first, y), second ? image_row<float>(second, y) : nullptr};
             const bool is_covered = y >= part.y1 && y < part.y2;
@@ -85,7 +73,7 @@ void convert_host_pixels(const HostPixels& host, HostRect bounds, K7Image* first
 
 void copy_clean(const K7Image* source, K7Image* destination, const RowRunner& runner) {
     const FromHost clean = host_pixel_kernels().from_f32;
-    run_rows(runner, source->height, [&](int first, int last) {
+    runner(source->height, [&](int first, int last) {
         for (int y = first; y <= last; ++y)
             clean(image_row<float>(source, y), image_row<float>(destination, y), std::size_t(source->width) * CHANNELS);
     });
@@ -151,7 +139,7 @@ void store_float_image(const K7Image* image, const HostTarget& host, HostRect re
     if (part.x1 >= part.x2 || part.y1 >= part.y2) return;
     const HostPixelKernels& kernel = host_pixel_kernels();
     const std::size_t count = std::size_t(part.x2 - part.x1) * CHANNELS;
-    run_rows(runner, part.y2 - part.y1, [&](int first, int last) {
+    runner(part.y2 - part.y1, [&](int first, int last) {
         for (int y = part.y1 + first; y <= part.y1 + last; ++y) {
             const float* samples = image_row<float>(image, y) + part.x1 * CHANNELS;
             std::byte* target =

@@ -9,8 +9,8 @@
 // - Refusals. A null image, a layout that does not match or an argument outside its range is answered with false (or
 //   null) and nothing is changed. There are no error texts and nothing throws.
 // - Statistics. A function that writes pixels clears stats_valid of the image it wrote.
-// - Threads. Whole-image functions spread their rows through the dispatcher below and return when all rows are done.
-//   The result does not depend on how rows were split, on the number of threads or on the processor.
+// - Threads. Whole-image functions spread their rows by k7pi_baselib/rows.h and return when all rows are done. The
+//   result does not depend on how rows were split, on the number of threads or on the processor.
 // - Integer samples are in units of the sample type (255, 65535 and 4294967295 are white) in every function that
 //   takes or gives single samples.
 #pragma once
@@ -19,6 +19,8 @@
 #include <cstdint>
 #include <memory>
 #include <type_traits>
+
+#include "k7pi_baselib/rows.h"
 
 // ---- The record -----------------------------------------------------------------------------------------------
 
@@ -146,47 +148,3 @@ class ImageAccumulator {
     ImagePtr m_sum;
     int m_count = 0;
 };
-
-// ---- Row dispatcher -------------------------------------------------------------------------------------------
-//
-// Every whole-image function is a worker over inclusive row ranges. It runs through the dispatcher that the framework
-// has set, or on the calling thread over all rows when there is none, when work is suppressed to one thread, or when
-// there are fewer than twice the row unit of rows. A worker accepts an empty range (first > last) and writes only
-// what belongs to its rows. There are two dispatchers: one for code that takes all sample types, and one for
-// float-only code, which splits smaller images.
-
-using RowWorker = void (*)(void* job, int first, int last);
-using RowDispatcher = void (*)(void* context, RowWorker worker, int rows, void* job);
-
-void image_set_multiprocess(void* context, RowDispatcher dispatcher);
-void image_set_multiprocess_threshold(int rows);  // positive; initially 32
-void image_set_multiprocess_float(void* context, RowDispatcher dispatcher);
-void image_set_multiprocess_threshold_float(int rows);  // positive; initially 16
-void image_suppress_multiprocess(bool suppress);        // all dispatch on the calling thread while set
-// The row units of both dispatchers and whether work is suppressed, to put back what other code has changed meanwhile.
-struct RowSettings {
-    int row_unit, row_unit_float;
-    bool suppressed;
-};
-RowSettings image_row_settings();
-void image_set_row_settings(const RowSettings& settings);
-void image_clear_multiprocess_context(void* context);   // forgets both dispatchers if they belong to this context
-
-void image_dispatch_rows(RowWorker worker, int rows, void* job);
-void image_dispatch_rows_float(RowWorker worker, int rows, void* job);
-
-// The same with a callable (int first, int last).
-template <class Work>
-void for_rows(int rows, Work&& work) {
-    auto call = [](void* job, int first, int last) {
-        (*static_cast<std::remove_reference_t<Work>*>(job))(first, last);
-    };
-    image_dispatch_rows(call, rows, const_cast<void*>(static_cast<const void*>(&work)));
-}
-template <class Work>
-void for_rows_float(int rows, Work&& work) {
-    auto call = [](void* job, int first, int last) {
-        (*static_cast<std::remove_reference_t<Work>*>(job))(first, last);
-    };
-    image_dispatch_rows_float(call, rows, const_cast<void*>(static_cast<const void*>(&work)));
-}

@@ -15,7 +15,6 @@
 #include "imagelib/aligned_block.h"
 #include "imagelib/arc_average_simd.h"
 #include "imagelib/imagelib.h"
-#include "imagelib/imagelib_stop.h"
 
 // Sine and cosine of one turn in 32000 steps, from half a turn back on. It costs more to build than to use: keep it.
 class TurnTable {

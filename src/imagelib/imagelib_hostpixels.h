@@ -17,12 +17,6 @@ struct HostPixels {
     std::ptrdiff_t row_bytes = 0;
 };
 
-// How the conversions spread their rows: the framework passes its own; null runs on the calling thread.
-struct RowRunner {
-    void* context = nullptr;
-    RowDispatcher run = nullptr;
-};
-
 // Creates (or, with `existing` and `reuse`, fills) the float RGBA image of width x height that shows the host pixels
 // at their place in the frame, transparent black around them. Negative samples and NaN become 0, positive infinity
 // 65504; finite values pass without an upper limit. 8-bit codes are divided by 255, 16-bit codes by 65535, in single

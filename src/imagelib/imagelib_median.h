@@ -11,7 +11,6 @@
 #pragma once
 
 #include "imagelib/imagelib.h"
-#include "imagelib/imagelib_stop.h"
 
 // Half widths of a window in pixels, limited to 1 to 80: it is 2 x + 1 pixels wide and 2 y + 1 high. At the edges of
 // the image a window holds the samples that are inside.

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "imagelib/imagelib.h"
-#include "imagelib/imagelib_stop.h"
 #include "imagelib/vignette_simd.h"
 
 // In place, float RGBA; alpha stays. Colours come out limited to 0 to 1. False also when an end was asked for; some

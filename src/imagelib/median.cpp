@@ -56,7 +56,7 @@ bool filter(const std::vector<MedianChannel>& channels, int rows, const StopRequ
         if (first > last) return;
         MedianScratch scratch;
         if (!scratch.allocate(bytes)) return;
-        for (int task; !(stop && stop()) && (task = next.fetch_add(1)) < tasks;) {
+        for (int task; !wants_end(stop) && (task = next.fetch_add(1)) < tasks;) {
             if (task < large_tasks)
                 large[std::size_t(task / large_bands)]->run_band(task % large_bands, scratch);
             else

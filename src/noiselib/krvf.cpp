@@ -4,8 +4,8 @@
 #include <bit>
 #include <cmath>
 
-#include "imagelib/imagelib.h"
 #include "k7pi_baselib/k7pi_baselib.h"
+#include "k7pi_baselib/rows.h"
 #include "noiselib/krvf_synthesis.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <atomic>
 #include <cmath>
 
-#include "imagelib/imagelib.h"
+#include "k7pi_baselib/rows.h"
 #include "noiselib/krvf_spectrum.h"
 #include "noiselib/krvf_transform.h"
 

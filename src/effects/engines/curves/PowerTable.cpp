@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <new>
 
-#include "imagelib/imagelib.h"
 #include "k7pi_baselib/portable_math.h"
+#include "k7pi_baselib/rows.h"
 
 namespace {
 constexpr float MOST = 1e30f;

@@ -9,6 +9,7 @@
 
 #include "imagelib/imagelib.h"
 #include "k7pi_baselib/k7pi_baselib.h"
+#include "k7pi_baselib/rows.h"
 
 namespace {
 

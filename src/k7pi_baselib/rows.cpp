@@ -1,53 +1,48 @@
-// The two row dispatchers. See the header for the rules.
+#include "k7pi_baselib/rows.h"
+
 #include <atomic>
 #include <mutex>
 
-#include "imagelib/imagelib.h"
-
 namespace {
 
-struct Dispatcher {
-    void* context = nullptr;
-    RowDispatcher run = nullptr;
+struct Split {
+    RowRunner runner;
     int row_unit;
 };
 
-std::mutex s_mutex;  // guards both dispatchers; never held while rows run
-Dispatcher s_general{.row_unit = 32};
-Dispatcher s_float{.row_unit = 16};
+std::mutex s_mutex;  // guards both; never held while rows run
+Split s_general{.runner = {}, .row_unit = 32};
+Split s_float{.runner = {}, .row_unit = 16};
 std::atomic<bool> s_suppressed{false};
 
-void set_dispatcher(Dispatcher& dispatcher, void* context, RowDispatcher run) {
+void set_runner(Split& split, const RowRunner& runner) {
     std::lock_guard lock(s_mutex);
-    dispatcher.context = context;
-    dispatcher.run = run;
+    split.runner = runner;
 }
 
-void set_row_unit(Dispatcher& dispatcher, int rows) {
+void set_row_unit(Split& split, int rows) {
     if (rows <= 0) return;
     std::lock_guard lock(s_mutex);
-    dispatcher.row_unit = rows;
+    split.row_unit = rows;
 }
 
-void dispatch(const Dispatcher& dispatcher, RowWorker worker, int rows, void* job) {
+void dispatch(const Split& split, RowWorker worker, int rows, void* job) {
     if (!worker || rows <= 0) return;
-    Dispatcher current;
+    Split current;
     {
         std::lock_guard lock(s_mutex);
-        current = dispatcher;
+        current = split;
     }
-    if (current.run && !s_suppressed.load(std::memory_order_relaxed) && rows / 2 >= current.row_unit)
-        current.run(current.context, worker, rows, job);
-    else
-        worker(job, 0, rows - 1);
+    if (s_suppressed.load(std::memory_order_relaxed) || rows / 2 < current.row_unit) current.runner = {};
+    current.runner(rows, worker, job);
 }
 
 }  // namespace
 
-void image_set_multiprocess(void* context, RowDispatcher dispatcher) { set_dispatcher(s_general, context, dispatcher); }
+void image_set_multiprocess(void* context, RowDispatcher dispatcher) { set_runner(s_general, {context, dispatcher}); }
 
 void image_set_multiprocess_float(void* context, RowDispatcher dispatcher) {
-    set_dispatcher(s_float, context, dispatcher);
+    set_runner(s_float, {context, dispatcher});
 }
 
 void image_set_multiprocess_threshold(int rows) { set_row_unit(s_general, rows); }
@@ -69,11 +64,8 @@ void image_set_row_settings(const RowSettings& settings) {
 
 void image_clear_multiprocess_context(void* context) {
     std::lock_guard lock(s_mutex);
-    for (Dispatcher* dispatcher : {&s_general, &s_float}) {
-        if (dispatcher->context != context) continue;
-        dispatcher->context = nullptr;
-        dispatcher->run = nullptr;
-    }
+    for (Split* split : {&s_general, &s_float})
+        if (split->runner.context == context) split->runner = {};
 }
 
 void image_dispatch_rows(RowWorker worker, int rows, void* job) { dispatch(s_general, worker, rows, job); }
