@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <vector>
 
 #include "host/check/import_hooks.h"
 #include "host/check/invariant.h"
@@ -167,11 +168,28 @@ constexpr long allocationStride = 8;
 int allocationCases(const EffectFacts&) { return allocationStride * 2; }
 
 // One life of an instance.
+constexpr double lifeTime = 2.0;
 Rendering liveOnce(Stage& stage) {
     Rendering rendering;
     const auto actor = stage.actor();
-    if (actor->created()) rendering = actor->render(2.0);
+    if (actor->created()) rendering = actor->render(lifeTime);
     return rendering;
+}
+
+ofxhost::ImagePtr sourceAt(Stage& stage, double time) {
+    const auto actor = stage.actor();
+    const auto inputs = actor->instance().inputs();
+    return inputs.empty() ? nullptr : inputs.front()->fetch(time);
+}
+
+// For lack of memory a frame may be missing, which a status may tell, or show its source, but not be half made.
+void requireWhole(Trial& trial, const Rendering& tried, const Rendering& expected, const ofxhost::ImagePtr& source) {
+    if (!tried.image || tried.status != ofx::status::OK || tried.sameAs(expected)) return;
+    if (source && tried.image->checksum() == source->checksum()) return;
+    const std::vector<float> samples = tried.image->toFloats();
+    const bool untouched = std::all_of(samples.begin(), samples.end(), [](float sample) { return sample == 0.0f; });
+    trial.require(untouched, Robustness,
+                  "an allocation failed, and the render answers with a picture that is half made");
 }
 
 // The k-th allocation of the bundle fails, alone or with all later ones; the cases share the k among them.
@@ -179,6 +197,7 @@ void refusedAllocations(Trial& trial) {
     constexpr long most = 400;
     Stage stage(trial, lenient());
     if (!stage.ready()) return;
+    const ofxhost::ImagePtr source = sourceAt(stage, lifeTime);
     Allocations allocations(stage.library());
     const Rendering expected = liveOnce(stage);
     if (!allocations.hooked() || !expected.image) return;
@@ -188,8 +207,9 @@ void refusedAllocations(Trial& trial) {
         trial.step("allocation " + std::to_string(k) + " of " + std::to_string(total) + " fails" +
                    (onwards ? ", and all later ones" : ""));
         allocations.refuse(k, onwards);
-        liveOnce(stage);
+        const Rendering tried = liveOnce(stage);
         allocations.reset();
+        requireWhole(trial, tried, expected, source);
     }
     trial.step("memory is there again");
     const Rendering recovered = liveOnce(stage);
@@ -284,7 +304,8 @@ constexpr Invariant table[] = {
     {"null-data", Safety, "images may come without data", clipsAndAll, nullData},
     {"abort", Safety, "a render that is told to stop at any poll stops soon, gives all back, and the next is whole",
      abortCases, aborted, true},
-    {"allocations", Safety, "each allocation of the bundle may fail, alone or with all later ones", allocationCases,
+    {"allocations", Safety,
+     "each allocation of the bundle may fail, alone or with all later ones; no frame is half made", allocationCases,
      refusedAllocations},
     {"suite-memory", Safety, "the host's memory suites may give nothing", suiteMemoryCases, refusedSuiteMemory},
     {"suites", Safety, "each suite may be missing", suiteCases, withoutSuite},

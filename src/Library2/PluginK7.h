@@ -6,6 +6,7 @@
 
 #include "Library2/BundleState.h"
 #include "Library2/EffectInfo.h"
+#include "Library2/Made.h"
 #include "Library2/Overlay.h"
 #include "imagelib/imagelib.h"
 
@@ -45,6 +46,7 @@ class PluginK7 {
     // - Controls hold finite numbers within 1e12; integers and choices are within what was declared.
     // - Frame numbers are finite and fit an integer.
     // - The host has not asked to abort.
+    // - What it throws ends the render: the host's picture stays as it was. See Made.h.
     // - Afterwards the framework puts back the primary clip's alpha where the output's own is not wanted, and clears
     //   stats_valid of the output.
     virtual void ProcessFrame() {}
@@ -109,6 +111,10 @@ class PluginK7 {
     }
     // For conversions, which run outside the render lock, when the libraries' row loops may be another effect's.
     RowRunner rowRunner();
+
+    // What a library answers that may end early: true when it came to the end, false when the host wants one. Anything
+    // else is memory that couldn't be had.
+    bool madeUnlessAborted(bool done) const { return done || (!abortRequested() && made(done)); }
 
     // ---- Host
     // Whether the host wants this render to end; non-zero is yes.

@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <new>
 
 #include "Library2/Actions.h"
 #include "Library2/HostImage.h"
 #include "Library2/InstanceRecord.h"
+#include "Library2/Made.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 namespace {
@@ -77,9 +77,6 @@ class HostThreads {
 };
 
 constexpr int ALPHA = 8;  // of image_copy_channels
-
-// Exhausted memory ends the render: the action's entry logs it and answers the host.
-K7Image* made(K7Image* image) { return image ? image : throw std::bad_alloc(); }
 
 class Render {
   public:
@@ -220,10 +217,10 @@ class Render {
         if (m_quirks.sizeFromBounds && !setSizeFromBounds()) return false;
         K7Image* input = nullptr;
         K7Image* output = nullptr;
-        make_float_image_pair(pixels, m_width, m_height, host.aspect(), m_scaleX, &input, &output,
-                              m_effect.rowRunner());
-        primary.image.reset(made(input));
-        m_info.output.image.reset(made(output));
+        made(make_float_image_pair(pixels, m_width, m_height, host.aspect(), m_scaleX, &input, &output,
+                                   m_effect.rowRunner()));
+        primary.image.reset(input);
+        m_info.output.image.reset(output);
         return true;
     }
 
@@ -284,7 +281,7 @@ class Render {
         m_effect.ProcessFrame();
         K7Image* result = m_info.output.image.get();
         if (!result) return;
-        if (source) image_copy_channels(source.get(), result, ALPHA);
+        if (source) made(image_copy_channels(source.get(), result, ALPHA));
         result->stats_valid = 0;
     }
 

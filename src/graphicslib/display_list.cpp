@@ -3,16 +3,17 @@
 #include <algorithm>
 #include <new>
 
+#include "k7pi_baselib/in_memory.h"
+
 std::byte* DisplayList::take(std::size_t bytes) {
     bytes = (bytes + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) * alignof(std::max_align_t);
     while (block < blocks.size() && used + bytes > blocks[block].size) ++block, used = 0;
     if (block == blocks.size()) {
-        try {
+        const bool room = in_memory([&] {
             const std::size_t size = std::max(BLOCK, bytes);
             blocks.push_back({std::make_unique_for_overwrite<std::byte[]>(size), size});
-        } catch (const std::bad_alloc&) {
-            return nullptr;
-        }
+        });
+        if (!room) return nullptr;
         used = 0;
     }
     std::byte* place = blocks[block].bytes.get() + used;

@@ -2,22 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 
 #include "imagelib/polygon_clip.h"
+#include "k7pi_baselib/in_memory.h"
 
 namespace {
 
 constexpr std::size_t FIRST_CAPACITY = 32;  // vertices
 
 bool grow(std::vector<float>& buffer, std::size_t floats) {
-    if (buffer.size() >= floats) return true;
-    try {
-        buffer.resize(floats);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-    return true;
+    return buffer.size() >= floats || in_memory([&] { buffer.resize(floats); });
 }
 
 }  // namespace

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <utility>
+
+#include "k7pi_baselib/in_memory.h"
 
 namespace {
 
@@ -30,15 +31,12 @@ bool PolygonRasterizer::set_bounds(int x0, int y0, int x1, int y1) {
 bool PolygonRasterizer::set_vertex_floats(int count) {
     if (count < 2 || count > 1024) return false;
     const std::size_t floats = 7 * std::size_t(count + 4);
-    try {
+    const bool room = in_memory([&] {
         if (work.size() < floats) work.assign(floats, 0.0F);
-    } catch (const std::bad_alloc&) {
-        work = {};
-        vertex_floats = 0;
-        return false;
-    }
-    vertex_floats = count;
-    return true;
+    });
+    if (!room) work = {};
+    vertex_floats = room ? count : 0;
+    return room;
 }
 
 bool PolygonRasterizer::set_mode(int mode) {

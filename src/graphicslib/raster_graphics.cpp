@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 
 #include "graphicslib/raster_band.h"
 #include "graphicslib/wu_line.h"
+#include "k7pi_baselib/in_memory.h"
 #include "k7pi_baselib/portable_math.h"
 
 namespace {
@@ -67,15 +67,10 @@ void RasterGraphics::set_name(std::string_view name) { current_name = name.subst
 
 bool RasterGraphics::set_shader(int material, RasterShader shader, void* data) {
     if (material < 1 || material >= MATERIALS) return false;
-    if (materials.empty()) {
-        try {
-            materials.resize(MATERIALS);
-        } catch (const std::bad_alloc&) {
-            return false;
-        }
-    }
-    materials[std::size_t(material)] = {shader, data};
-    return true;
+    return in_memory([&] {
+        materials.resize(MATERIALS);
+        materials[std::size_t(material)] = {shader, data};
+    });
 }
 
 bool RasterGraphics::set_texture(int index, const void* buffer, void* object) {
@@ -87,8 +82,10 @@ bool RasterGraphics::set_texture(int index, const void* buffer, void* object) {
 LightDef* RasterGraphics::add_light(int index, std::string_view name) {
     if (index < 0 || index >= LIGHTS) return nullptr;
     auto& place = lights[std::size_t(index)];
-    if (!place) place = std::make_unique<LightDef>(std::string(name));
-    return place.get();
+    return in_memory([&] {
+        if (!place) place = std::make_unique<LightDef>(std::string(name));
+        return place.get();
+    });
 }
 
 LightDef* RasterGraphics::light(int index) const {
@@ -166,30 +163,25 @@ RasterGraphics::Vertex RasterGraphics::make_vertex(const float position[3]) cons
 bool RasterGraphics::add_vertex(float x, float y, float z) {
     if (stroke_failed || stroke_owner.load() != std::this_thread::get_id()) return false;
     const float position[3] = {x, y, z};
-    try {
+    stroke_failed = !in_memory([&] {
         if (stroke.capacity() == 0) stroke.reserve(16);
         stroke.push_back(make_vertex(position));
-    } catch (const std::bad_alloc&) {
-        stroke = {};
-        stroke_failed = true;
-        return false;
-    }
-    return true;
+    });
+    if (stroke_failed) stroke = {};
+    return !stroke_failed;
 }
 
 bool RasterGraphics::end_stroke(bool closed) {
     if (stroke_owner.load() != std::this_thread::get_id()) return false;
     const std::size_t count = stroke.size(), segments = count < 2 ? 0 : (closed && count > 2 ? count : count - 1);
     bool done = !stroke_failed;
-    try {
+    done = in_memory([&] {
         if (polyline.capacity() == 0) polyline.reserve(4);
         for (std::size_t i = 0; i < segments && done; ++i) done = add_segment(stroke[i], stroke[(i + 1) % count]);
         // A ring that nothing was cut off joins its ends.
         const bool whole = segments > count - 1 && polyline.size() == segments + 1;
-        done = flush_polyline(whole) && done;
-    } catch (const std::bad_alloc&) {
-        done = false;
-    }
+        return flush_polyline(whole) && done;
+    });
     polyline.clear();
     stroke.clear();
     stroke_owner = std::thread::id();
@@ -338,7 +330,7 @@ bool RasterGraphics::add_projected() {
 
 bool RasterGraphics::add_polygon(int count, const float* points) {
     if (count < 3 || !points) return false;
-    try {
+    return in_memory([&] {
         polygon.resize(static_cast<std::size_t>(count));
         for (Vertex& vertex : polygon) {
             vertex = make_vertex(points);
@@ -346,14 +338,12 @@ bool RasterGraphics::add_polygon(int count, const float* points) {
             if (!divide_by_w(vertex)) return false;
         }
         return add_projected();
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    });
 }
 
 bool RasterGraphics::add_polygon(int count, const RasterVertex* vertices) {
     if (count < 3 || !vertices) return false;
-    try {
+    return in_memory([&] {
         polygon.resize(static_cast<std::size_t>(count));
         for (Vertex& vertex : polygon) {
             const RasterVertex& from = *vertices++;
@@ -364,9 +354,7 @@ bool RasterGraphics::add_polygon(int count, const RasterVertex* vertices) {
             if (!divide_by_w(vertex)) return false;
         }
         return add_projected();
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    });
 }
 
 void RasterGraphics::clear_list() {

@@ -157,7 +157,7 @@ class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSa
     void write_fragment(const DisplayNode& node, RasterFragment& fragment, float z, RasterTile& tile);
 
     bool sort_list();
-    bool prepare_bands(const Render& render);
+    void prepare_bands(const Render& render);
     void plan_samples(Render& render);
     void plan_nodes(Render& render);
     void clear_around(const Render& render);

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <new>
 
 #include "graphicslib/raster_band.h"
+#include "k7pi_baselib/in_memory.h"
 #include "simdlib/cpu.h"
 
 namespace {
@@ -36,11 +36,7 @@ PixelRect RasterGraphics::Render::band(int index) const {
 
 bool RasterGraphics::sort_list() {
     sorted.clear();
-    try {
-        sorted.reserve(std::size_t(list.count()));
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    if (!in_memory([&] { sorted.reserve(std::size_t(list.count())); })) return false;
     bool in_order = true;
     for (DisplayNode* node = list.head(); node; node = node->next) {
         in_order &= !(!sorted.empty() && node->depth > sorted.back()->depth);
@@ -83,24 +79,20 @@ void RasterGraphics::plan_nodes(Render& render) {
     render.streamed = streams(target());
 }
 
-bool RasterGraphics::prepare_bands(const Render& render) {
+// May throw std::bad_alloc.
+void RasterGraphics::prepare_bands(const Render& render) {
     std::size_t largest = 2;
     for (const DisplayNode* node : sorted) largest = std::max(largest, std::size_t(node->count));
-    try {
-        while (bands.size() < std::size_t(num_bands)) bands.push_back(std::make_unique<Band>(this));
-        for (int i = 0; i < num_bands; ++i) {
-            Band& band = *bands[std::size_t(i)];
-            band.row_nodes.reserve(sorted.size());
-            band.tile_nodes.reserve(sorted.size());
-            if (band.moved.size() < largest * vertex_floats) band.moved.resize(largest * vertex_floats);
-            band.tile.reserve(render.band(i), render.samples.size() > 1);
-            band.polygons.kernels = &raster::kernels();
-            band.polygons.set_mode(polygon_mode);
-        }
-    } catch (const std::bad_alloc&) {
-        return false;
+    while (bands.size() < std::size_t(num_bands)) bands.push_back(std::make_unique<Band>(this));
+    for (int i = 0; i < num_bands; ++i) {
+        Band& band = *bands[std::size_t(i)];
+        band.row_nodes.reserve(sorted.size());
+        band.tile_nodes.reserve(sorted.size());
+        if (band.moved.size() < largest * vertex_floats) band.moved.resize(largest * vertex_floats);
+        band.tile.reserve(render.band(i), render.samples.size() > 1);
+        band.polygons.kernels = &raster::kernels();
+        band.polygons.set_mode(polygon_mode);
     }
-    return true;
 }
 
 bool RasterGraphics::render_list() {
@@ -108,13 +100,12 @@ bool RasterGraphics::render_list() {
     if (!(low[0] < high[0]) || !(low[1] < high[1])) return true;
     if (!sort_list()) return false;
     Render render;
-    try {
+    const bool room = in_memory([&] {
         plan_samples(render);
         plan_nodes(render);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-    if (!prepare_bands(render)) return false;
+        prepare_bands(render);
+    });
+    if (!room) return false;
     runner(num_bands, [&](int first, int last) {
         for (int i = first; i <= last; ++i) bands[std::size_t(i)]->render(render, render.band(i));
     });

@@ -8,6 +8,7 @@
 #include <numbers>
 
 #include "imagelib/imagelib_resample.h"
+#include "k7pi_baselib/in_memory.h"
 #include "k7pi_baselib/portable_math.h"
 #include "simdlib/cpu.h"
 
@@ -72,7 +73,7 @@ ImagelibCircles::ImagelibCircles(const K7Image& layout, float cx, float cy)
     m_table.pitch = ((4L * (m_table.columns + 2) + 15) / 16 | 1) * 16;
     const std::size_t floats = std::size_t(m_table.rows) * std::size_t(m_table.pitch);
     if (floats * sizeof(float) > MOST_BYTES) return;
-    m_means.resize(4 * std::size_t(m_table.rows));
+    if (!in_memory([&] { m_means.resize(4 * std::size_t(m_table.rows)); })) return;
     m_sums = make_aligned_block<float, true>(floats);
     m_table.sums = m_sums.get();
     m_table.means = m_means.data();
@@ -82,9 +83,13 @@ bool ImagelibCircles::unwrap(const K7Image& source, const TurnTable& turn, float
                              const StopRequested& stop) {
     const ImagelibKernel kernel(KERNEL_BSPLINE, EDGE_CLAMP);
     if (!valid() || !turn.valid() || !kernel.valid) return false;
-    const std::vector<float> filter = filter_table(kernel);
-    const std::vector<float> cosines = circle_positions(turn.cosine(), m_table, m_pixel_width);
-    const std::vector<float> sines = circle_positions(turn.sine(), m_table, m_pixel_height);
+    std::vector<float> filter, cosines, sines;
+    const bool room = in_memory([&] {
+        filter = filter_table(kernel);
+        cosines = circle_positions(turn.cosine(), m_table, m_pixel_width);
+        sines = circle_positions(turn.sine(), m_table, m_pixel_height);
+    });
+    if (!room) return false;
     const ArcSource view{.pixels = image_row<float>(&source, 0),
                          .width = source.width,
                          .height = source.height,

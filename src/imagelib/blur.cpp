@@ -5,6 +5,7 @@
 #include "imagelib/imagelib_blur.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 
 #include "imagelib/blur_simd.h"
@@ -138,9 +139,10 @@ bool is_partial(const Job& job) {
     return false;
 }
 
-void blur_rows(const Job& job, int first, int last) {
+// False when there is no memory, like all that follows.
+bool blur_rows(const Job& job, int first, int last) {
     LineWorker worker(job);
-    if (!worker.ready()) return;
+    if (!worker.ready()) return false;
     K7Image* const image = job.image;
     const int channels = image->channels;
     int y = first;
@@ -162,11 +164,12 @@ void blur_rows(const Job& job, int first, int last) {
         }
     }
     if (lines.count > 0) worker.blur_packed(lines);
+    return true;
 }
 
-void blur_columns(const Job& job, int first, int last) {
+bool blur_columns(const Job& job, int first, int last) {
     LineWorker worker(job);
-    if (!worker.ready()) return;
+    if (!worker.ready()) return false;
     K7Image* const image = job.image;
     const int lanes = job.kernels->lanes;
     const std::ptrdiff_t row_samples = std::ptrdiff_t(image->width) * image->channels;
@@ -190,30 +193,27 @@ void blur_columns(const Job& job, int first, int last) {
         }
         at += count;
     }
+    return true;
 }
 
-void blur_axis(K7Image* image, bool columns, float radius, int mask, Ends ends) {
-    if (!(radius > 0.0f)) return;
+bool blur_axis(K7Image* image, bool columns, float radius, int mask, Ends ends) {
+    if (!(radius > 0.0f)) return true;
     const int length = columns ? image->height : image->width;
     const BlurKernels& kernels = blur_kernels();
     const Job job = {image, &kernels, box_radius(radius, length), mask, ends, length, columns};
-    if (job.box.radius == 0 && job.box.fraction == 0.0) return;
-    for_rows(columns ? image->width : image->height, [&job](int first, int last) {
-        if (first > last) return;
-        if (job.columns)
-            blur_columns(job, first, last);
-        else
-            blur_rows(job, first, last);
+    if (job.box.radius == 0 && job.box.fraction == 0.0) return true;
+    std::atomic<bool> complete{true};
+    for_rows(columns ? image->width : image->height, [&](int first, int last) {
+        if (first <= last && !(job.columns ? blur_columns : blur_rows)(job, first, last)) complete = false;
     });
+    return complete;
 }
 
 bool blur(K7Image* image, float x_radius, float y_radius, int mask, Ends ends) {
     if (!is_valid(image) || image_bytes_per_sample(image) < 0) return false;
     if (mask == 0 || (!(x_radius > 0.0f) && !(y_radius > 0.0f))) return true;
-    blur_axis(image, false, x_radius, mask, ends);
-    blur_axis(image, true, y_radius, mask, ends);
     image->stats_valid = 0;
-    return true;
+    return blur_axis(image, false, x_radius, mask, ends) && blur_axis(image, true, y_radius, mask, ends);
 }
 
 bool take(const K7Image* source, K7Image* destination) {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "imagelib/samples.h"
+#include "k7pi_baselib/in_memory.h"
 
 namespace {
 
@@ -80,22 +81,26 @@ bool image_copy_channels(const K7Image* source, K7Image* destination, int mask) 
     if (mask == 0) return true;
     if (mask == -1) return image_copy(source, destination);
     if (!image_same_layout(source, destination) || !is_valid(source) || !is_valid(destination)) return false;
-    ChannelPlan plan(source->channels);
-    for (int c = 0; c < source->channels && c < 32; ++c)
-        if (static_cast<unsigned>(mask) >> c & 1u) plan[std::size_t(c)] = {0, c};
-    return copy_planned(source, source, destination, plan);
+    return in_memory([&] {
+        ChannelPlan plan(source->channels);
+        for (int c = 0; c < source->channels && c < 32; ++c)
+            if (static_cast<unsigned>(mask) >> c & 1u) plan[std::size_t(c)] = {0, c};
+        return copy_planned(source, source, destination, plan);
+    });
 }
 
 bool image_copy_mapped(const K7Image* source, K7Image* destination, const int* map, int count) {
     if (!image_same_layout(source, destination) || !is_valid(source) || !is_valid(destination)) return false;
     if (count == 0) return true;
     if (!map || count < 0) return false;
-    ChannelPlan plan(source->channels);
-    for (int c = 0; c < source->channels; ++c) {
-        const int entry = std::min<int>(list_entry(map, count, c), source->channels);
-        if (entry > 0) plan[std::size_t(c)] = {0, entry - 1};
-    }
-    return copy_planned(source, source, destination, plan);
+    return in_memory([&] {
+        ChannelPlan plan(source->channels);
+        for (int c = 0; c < source->channels; ++c) {
+            const int entry = std::min<int>(list_entry(map, count, c), source->channels);
+            if (entry > 0) plan[std::size_t(c)] = {0, entry - 1};
+        }
+        return copy_planned(source, source, destination, plan);
+    });
 }
 
 bool image_merge_mapped(const K7Image* a, const K7Image* b, K7Image* destination, const int* map, int count) {
@@ -106,11 +111,13 @@ bool image_merge_mapped(const K7Image* a, const K7Image* b, K7Image* destination
             return false;
     if (count == 0) return true;
     if (!map || count < 0) return false;
-    ChannelPlan plan(destination->channels);
-    for (int c = 0; c < destination->channels; ++c) {
-        const int entry = std::clamp<int>(list_entry(map, count, c), -int(b->channels), a->channels);
-        if (entry > 0) plan[std::size_t(c)] = {0, entry - 1};
-        if (entry < 0) plan[std::size_t(c)] = {1, -entry - 1};
-    }
-    return copy_planned(a, b, destination, plan);
+    return in_memory([&] {
+        ChannelPlan plan(destination->channels);
+        for (int c = 0; c < destination->channels; ++c) {
+            const int entry = std::clamp<int>(list_entry(map, count, c), -int(b->channels), a->channels);
+            if (entry > 0) plan[std::size_t(c)] = {0, entry - 1};
+            if (entry < 0) plan[std::size_t(c)] = {1, -entry - 1};
+        }
+        return copy_planned(a, b, destination, plan);
+    });
 }

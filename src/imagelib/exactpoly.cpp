@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "imagelib/polygon_clip.h"
+#include "k7pi_baselib/in_memory.h"
 
 namespace {
 
@@ -52,11 +53,13 @@ bool ExactPoly::draw(const ClipPolygon& polygon, int x_first, int x_last, int y_
     const PixelWindow window{x_first, y_first, x_last, y_last};
     if (!count_in_range(polygon) || !m_coverage.set_polygon(polygon.count, polygon.vertices[0], 2, window))
         return false;
-    m_coverage.for_runs([this](const CoverageRun& run) {
-        for (int x = run.x0; x <= run.x1; ++x) {
-            const float area = run.coverage ? run.coverage[x - run.x0] : 1;
-            if (area > 0) shade(x, run.y, area);
-        }
+    return in_memory([this] {
+        m_coverage.for_runs([this](const CoverageRun& run) {
+            for (int x = run.x0; x <= run.x1; ++x) {
+                const float area = run.coverage ? run.coverage[x - run.x0] : 1;
+                if (area > 0) shade(x, run.y, area);
+            }
+        });
+        return true;
     });
-    return true;
 }

@@ -9,7 +9,8 @@
 // depend on the radius; a fractional radius costs about twice a whole one.
 //
 // Integer samples are rounded. Float samples are not limited; a flat area stays flat to the bit, and no result is
-// below the smallest sample of its line. A NaN or an infinity spoils the lines that it lies on.
+// below the smallest sample of its line. A NaN or an infinity spoils the lines that it lies on. Without memory the
+// answer is false, and some lines are blurred.
 #pragma once
 
 #include "imagelib/imagelib.h"

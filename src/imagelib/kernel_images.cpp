@@ -6,6 +6,7 @@
 #include "imagelib/imagelib_kernels.h"
 #include "imagelib/imagelib_resample.h"
 #include "imagelib/samples.h"
+#include "k7pi_baselib/in_memory.h"
 #include "k7pi_baselib/portable_math.h"
 
 namespace {
@@ -37,9 +38,11 @@ K7Image* image_make_gaussian_kernel(float radius) {
     radius = std::max(radius, SMALLEST);
     const int reach = ceiled(radius) + 1;
     const double s = radius / 3.0;
-    std::vector<double> factor(reach + 1);
-    for (int d = 0; d <= reach; ++d) factor[d] = k7_exp(-(double(d) * d) / (2.0 * s * s));
-    return make_symmetric(reach, [&](int ax, int ay) { return factor[ax] * factor[ay]; }).release();
+    return in_memory([&] {
+        std::vector<double> factor(reach + 1);
+        for (int d = 0; d <= reach; ++d) factor[d] = k7_exp(-(double(d) * d) / (2.0 * s * s));
+        return make_symmetric(reach, [&](int ax, int ay) { return factor[ax] * factor[ay]; }).release();
+    });
 }
 
 K7Image* image_make_star_kernel(float size, float angle) {
@@ -48,17 +51,19 @@ K7Image* image_make_star_kernel(float size, float angle) {
     const int reach = ceiled(size);
     // Larger stars have thinner rays.
     const double exponent = std::clamp(2.0 + (size - 3.0) * 3.0 / 35.0, 2.0, 7.5);
-    std::vector<double> fall(reach + 1), power(reach + 1);
-    for (int d = 0; d <= reach; ++d) {
-        fall[d] = std::max(1.0 - d / static_cast<double>(size), 0.0);
-        power[d] = k7_pow(fall[d], exponent);
-    }
-    ImagePtr star = make_symmetric(reach, [&](int ax, int ay) {
-        if (ax == 0 && ay == 0) return 1.0;
-        double value = 1.5 * power[ax] * power[ay];
-        if (ax == 0) value += fall[ay];
-        if (ay == 0) value += fall[ax];
-        return std::min(value, 1.0);
+    ImagePtr star = in_memory([&] {
+        std::vector<double> fall(reach + 1), power(reach + 1);
+        for (int d = 0; d <= reach; ++d) {
+            fall[d] = std::max(1.0 - d / static_cast<double>(size), 0.0);
+            power[d] = k7_pow(fall[d], exponent);
+        }
+        return make_symmetric(reach, [&](int ax, int ay) {
+            if (ax == 0 && ay == 0) return 1.0;
+            double value = 1.5 * power[ax] * power[ay];
+            if (ax == 0) value += fall[ay];
+            if (ay == 0) value += fall[ax];
+            return std::min(value, 1.0);
+        });
     });
     if (!star || std::abs(angle) <= 0.0001f) return star.release();
     return image_rotate(star.get(), angle, KERNEL_BSPLINE, EDGE_BLACK);

@@ -9,6 +9,7 @@
 #include "imagelib/imagelib_median.h"
 #include "imagelib/median_channel.h"
 #include "imagelib/samples.h"
+#include "k7pi_baselib/in_memory.h"
 #include "simdlib/cpu.h"
 
 namespace {
@@ -73,9 +74,12 @@ bool image_window_median(const K7Image* source, K7Image* destination, const Medi
     if (!per_channel || !is_float_rgba(source) || !is_float_rgba(destination)) return false;
     if (!image_same_layout(source, destination) || source->pixels == destination->pixels) return false;
     const Range range = range_of(*source);
-    std::vector<MedianChannel> channels;
-    for (int c = 0; c < 4; ++c)
-        channels.emplace_back(*source, *destination, c, per_channel[c], median_bins(range.of[c][0], range.of[c][1]));
     destination->stats_valid = 0;
-    return filter(channels, source->height, stop);
+    return in_memory([&] {
+        std::vector<MedianChannel> channels;
+        for (int c = 0; c < 4; ++c)
+            channels.emplace_back(*source, *destination, c, per_channel[c],
+                                  median_bins(range.of[c][0], range.of[c][1]));
+        return filter(channels, source->height, stop);
+    });
 }

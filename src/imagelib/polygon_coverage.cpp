@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cmath>
-#include <new>
 
 #include "imagelib/imagelib_coverage.h"
+#include "k7pi_baselib/in_memory.h"
 #include "simdlib/cpu.h"
 
 void PolygonCoverage::begin(const PixelWindow& window) {
@@ -62,12 +62,11 @@ bool PolygonCoverage::set_polygon(int count, const float* vertices, int stride, 
     if (count < 3 || !vertices || !widen(count, vertices, stride, lowest, highest)) return false;
     if (m_x_high < m_window.x0 || m_x_low > m_window.x1 + 1.0 || m_y_high < m_window.y0 || m_y_low > m_window.y1 + 1.0)
         return true;
-    try {
+    const bool room = in_memory([&] {
         if (m_edges.size() < std::size_t(count)) m_edges.resize(std::size_t(count));
         if (m_crossings.size() < std::size_t(count)) m_crossings.resize(std::size_t(count));
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    });
+    if (!room) return false;
     const auto vertex = [&](int i) { return vertices + std::ptrdiff_t(i) * stride; };
     m_two_chains = true;
     for (int chain = 0; chain < 2; ++chain) {  // backwards, then forwards
@@ -90,13 +89,12 @@ bool PolygonCoverage::add_contour(int count, const float* vertices, int stride) 
     if (count < 3 || !vertices) return false;
     const double bounds[4] = {m_x_low, m_x_high, m_y_low, m_y_high};
     const std::size_t before = m_count;
-    try {
-        if (widen(count, vertices, stride, lowest, highest)) {
-            add_ring(count, vertices, stride);
-            return true;
-        }
-    } catch (const std::bad_alloc&) {
-    }
+    const bool added = in_memory([&] {
+        if (!widen(count, vertices, stride, lowest, highest)) return false;
+        add_ring(count, vertices, stride);
+        return true;
+    });
+    if (added) return true;
     m_count = before;
     m_x_low = bounds[0], m_x_high = bounds[1], m_y_low = bounds[2], m_y_high = bounds[3];
     return false;

@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <new>
 
 #include "imagelib/imagelib_solvers.h"
+#include "k7pi_baselib/in_memory.h"
 
 namespace {
 
@@ -58,11 +58,7 @@ bool solve_least_squares(const K7Matrix& matrix, const K7Vector& rhs, K7Vector& 
     if (!all_finite(matrix.data(), std::size_t(m) * std::size_t(n)) || !all_finite(rhs.data(), std::size_t(m)))
         return false;
 
-    try {
-        return decompose_and_solve(matrix, rhs, solution, threshold);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    return in_memory([&] { return decompose_and_solve(matrix, rhs, solution, threshold); });
 }
 
 int solve_homography(const float* source_points, const float* target_points, int count, float matrix[16]) {

@@ -40,10 +40,11 @@ enum class Defect {
     SaysSo,          // the same, but declared
     SharesState,     // a picture in a variable of all instances
     UsesFreshMemory,
-    LeavesOutput,  // does not write every pixel
-    IgnoresRows,   // takes rows to follow each other
-    TrustsMemory,  // an allocation is never refused
-    LeaksMemory,   // of each instance
+    LeavesOutput,   // does not write every pixel
+    IgnoresRows,    // takes rows to follow each other
+    TrustsMemory,   // an allocation is never refused
+    ShowsHalfMade,  // where one is refused
+    LeaksMemory,    // of each instance
     BadDefault,
     BadScriptName,
     KeepsOldValue,
@@ -67,7 +68,7 @@ const std::string& nameOf(int number) {
         std::istringstream words(
             "Sound CrashesOnNull CrashesWithoutClip LeaksImage WritesOutside WritesSource ReadsOutside "
             "DependsOnThreads DependsOnCpus IgnoresAbort Hangs DependsOnOrder SaysSo SharesState "
-            "UsesFreshMemory LeavesOutput IgnoresRows TrustsMemory LeaksMemory BadDefault BadScriptName "
+            "UsesFreshMemory LeavesOutput IgnoresRows TrustsMemory ShowsHalfMade LeaksMemory BadDefault BadScriptName "
             "KeepsOldValue NotANumber CrashesOnName NeedsProperty IgnoresScale FragileInteract "
             "CrashesDescribing FreesUnderRender Slow Deaf");
         return std::vector<std::string>(std::istream_iterator<std::string>(words), {});
@@ -183,6 +184,12 @@ void spoil(Defect defect, Instance& instance, OfxImageEffectHandle effect, const
             auto* block = static_cast<volatile float*>(std::malloc(4000));
             block[0] = 1.0f;
             std::free(const_cast<float*>(block));
+            break;
+        }
+        case Defect::ShowsHalfMade: {
+            void* const block = std::malloc(4000);
+            if (!block) brighten(0.5f);
+            std::free(block);
             break;
         }
         case Defect::NotANumber:

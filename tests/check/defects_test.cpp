@@ -79,6 +79,7 @@ const Defect defects[] = {
     {"LeavesOutput", "output", "depends on what the output held before"},
     {"IgnoresRows", "rows", "the way that rows lie in memory changes the picture"},
     {"TrustsMemory", "allocations", "allocation"},
+    {"ShowsHalfMade", "allocations", "half made"},
     {"LeaksMemory", "instances", "100 blocks of memory"},
     {"BadDefault", "declaration", "the default is out of range"},
     {"BadScriptName", "declaration", "script name same again"},

@@ -42,5 +42,5 @@ void Clean::ProcessFrame() {
         const Radii& pair = pairs[DoRGB.value ? 1 + c : 0];
         radii[c] = {pair.x.value, DoSync.value ? pair.x.value : pair.y.value};
     }
-    image_window_median(source, result, radii, stopRequested());
+    madeUnlessAborted(image_window_median(source, result, radii, stopRequested()));
 }

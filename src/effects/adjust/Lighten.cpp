@@ -6,6 +6,7 @@
 void Lighten::ProcessFrame() {
     const StageTimer timer("Lighten (CPU)");
     K7Image* picture = input.image.get();
-    if (Gamma.value != 1.0) image_apply_gamma(picture, picture, static_cast<float>(Gamma.value));
+    const auto gamma = static_cast<float>(Gamma.value);
+    if (Gamma.value != 1.0 && gamma > 0.0f) made(image_apply_gamma(picture, picture, gamma));
     spreadExtreme(Extreme::Lightest, {CutOff, Rad, channels}, picture, output.image.get());
 }

@@ -1,7 +1,6 @@
 #include "effects/adjust/RemGrain.h"
 
 #include <algorithm>
-#include <atomic>
 
 #include "effects/adjust/RemGrain_simd.h"
 #include "imagelib/imagelib_blur.h"
@@ -15,16 +14,13 @@ constexpr float EDGE_BLUR = 3;       // pixels
 constexpr float BLUR_UNIT = 0.025f;  // pixels
 constexpr float SHARP_UNIT = 0.01f;
 
-// False when there is no memory.
-bool find_edges(const K7Image& picture, K7Image& edges) {
+void find_edges(const K7Image& picture, K7Image& edges) {
     const RemGrainKernels& table = rem_grain_kernels();
-    std::atomic<bool> complete{true};
     for_rows_float(picture.height, [&](int first, int last) {
         if (first > last) return;
         // A row of zeros for those beyond the picture, and two of scratch with zeros on both sides.
-        const ImagePtr scratch = make_image(picture.width + 2 * GRAIN_REACH, 3, 4, SAMPLE_F32);
-        if (!scratch) complete = false;
-        for (int y = first; complete && y <= last; ++y) {
+        const ImagePtr scratch = made(make_image(picture.width + 2 * GRAIN_REACH, 3, 4, SAMPLE_F32));
+        for (int y = first; y <= last; ++y) {
             const float* rows[2 * GRAIN_REACH + 1];
             for (int k = -GRAIN_REACH; k <= GRAIN_REACH; ++k)
                 rows[k + GRAIN_REACH] = y + k < 0 || y + k >= picture.height ? image_row<float>(scratch.get(), 0)
@@ -33,7 +29,6 @@ bool find_edges(const K7Image& picture, K7Image& edges) {
                            image_row<float>(scratch.get(), 2) + GRAIN_PAD, image_row<float>(&edges, y));
         }
     });
-    return complete;
 }
 
 // Blurred colours come back to the source where edges are strong.
@@ -93,24 +88,24 @@ void RemGrain::ProcessFrame() {
     const Box part = box(*source);
     if (part.width == 0 || part.height == 0) return;
     if (part.width == source->width && part.height == source->height) {
-        if (!clean(*source, *result)) image_copy(source, result);
+        clean(*source, *result);
     } else {
-        const ImagePtr inside = make_image_uncleared(part.width, part.height, 4, SAMPLE_F32);
-        if (!inside || !image_copy_rect(source, inside.get(), part.left, part.bottom)) return;
+        const ImagePtr inside = made(make_image_uncleared(part.width, part.height, 4, SAMPLE_F32));
+        image_copy_rect(source, inside.get(), part.left, part.bottom);
         image_copy_attributes(source, inside.get());
-        const ImagePtr cleaned(image_duplicate(inside.get()));
-        if (!cleaned || !clean(*inside, *cleaned)) return;
+        const ImagePtr cleaned(made(image_duplicate(inside.get())));
+        clean(*inside, *cleaned);
         paste(*cleaned, *result, part.left, part.bottom);
     }
 }
 
-// `picture` begins as a copy of the source. False when there is no memory.
-bool RemGrain::clean(const K7Image& source, K7Image& picture) const {
+// `picture` begins as a copy of the source.
+void RemGrain::clean(const K7Image& source, K7Image& picture) const {
     const int shown = shownColours();
-    const ImagePtr edges = make_image_uncleared(source.width, source.height, 4, SAMPLE_F32);
-    if (!edges || !find_edges(source, *edges)) return false;
-    if (!image_gaussian_blur(edges.get(), EDGE_BLUR, EDGE_BLUR, shown)) return false;
-    if (!blurColours(picture, shown)) return false;
+    const ImagePtr edges = made(make_image_uncleared(source.width, source.height, 4, SAMPLE_F32));
+    find_edges(source, *edges);
+    made(image_gaussian_blur(edges.get(), EDGE_BLUR, EDGE_BLUR, shown));
+    blurColours(picture, shown);
 
     GrainMix mix{};
     for (int i = 0; i < 16; ++i) {
@@ -122,7 +117,7 @@ bool RemGrain::clean(const K7Image& source, K7Image& picture) const {
         mix.from_source[i] = visible && !blurred ? -1 : 0;
     }
     mix_edges(mix, source, *edges, picture);
-    return !Mode.value || image_select_channel(&picture, &picture, RGBEx.value - 1);
+    if (Mode.value) image_select_channel(&picture, &picture, RGBEx.value - 1);
 }
 
 RemGrain::Box RemGrain::box(const K7Image& picture) const {
@@ -142,16 +137,15 @@ int RemGrain::shownColours() const {
 }
 
 // Colours of one radius at once.
-bool RemGrain::blurColours(K7Image& picture, int shown) const {
+void RemGrain::blurColours(K7Image& picture, int shown) const {
     for (int c = 0; c < 3; ++c) {
         int mask = 0;
         for (int k = c; k < 3; ++k)
             if (shown >> k & 1 && colours[k].blur.value == colours[c].blur.value) mask |= 1 << k;
         shown &= ~mask;
         const float radius = static_cast<float>(colours[c].blur.value) * BLUR_UNIT / picture.unit_scale;
-        if (mask && !image_gaussian_blur(&picture, radius, radius, mask)) return false;
+        made(image_gaussian_blur(&picture, radius, radius, mask));
     }
-    return true;
 }
 
 // ---- Overlay --------------------------------------------------------------------------------------------------

@@ -85,7 +85,7 @@ class RemGrain final : public Effect<RemGrainInfo> {
         int left, bottom, width, height;
     };
     Box box(const K7Image& picture) const;
-    bool clean(const K7Image& source, K7Image& picture) const;
+    void clean(const K7Image& source, K7Image& picture) const;
     int shownColours() const;  // a bit for each
-    bool blurColours(K7Image& picture, int colours) const;
+    void blurColours(K7Image& picture, int colours) const;
 };

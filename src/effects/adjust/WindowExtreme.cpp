@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Library2/Made.h"
+
 ChannelSizeControls::ChannelSizeControls(EffectInfo* owner)
     : split(owner, {"DoRGB", "Split RGB"}, "Gives each channel a window of its own instead of one for all."),
       red(owner, {"RadR", "Red Size", 3, 1, 30},
@@ -34,5 +36,5 @@ void spreadExtreme(Extreme extreme, const ExtremeControls& controls, const K7Ima
     }
     // Pixels at the threshold itself are filtered by both effects.
     const ExtremeGate gate{static_cast<float>(controls.cutOff.value * 0.01), extreme == Extreme::Darkest};
-    image_window_extreme(input, output, extreme == Extreme::Lightest, windows, &gate);
+    made(image_window_extreme(input, output, extreme == Extreme::Lightest, windows, &gate));
 }

@@ -21,8 +21,8 @@ void CrashZoom::ProcessFrame() {
     const StageTimer timer("Radial LIC");
     if (UseObject.value == ObjectImage) {
         if (InvertMask.value) image_invert_rgb(object.image.get());
-        image_radial_lic_screened(source, object.image.get(), result, cx, cy, speed, Samp.value, soft,
-                                  static_cast<float>(Threshold.value));
+        made(image_radial_lic_screened(source, object.image.get(), result, cx, cy, speed, Samp.value, soft,
+                                       static_cast<float>(Threshold.value)));
     } else {
         image_radial_lic(source, result, cx, cy, clear, speed, Samp.value, soft, UseObject.value,
                          static_cast<float>(Rotation.value));

@@ -38,7 +38,7 @@ void SpinBlur::ProcessFrame() {
     }
 }
 
-// Radii are fractions of half the picture's width. False where there is nothing to blur, or no memory.
+// Radii are fractions of half the picture's width. False where there is nothing to blur, or the circles can't be had.
 bool SpinBlur::blur(const K7Image& source, K7Image& result) const {
     const float width = result.width, height = result.height;
     const float angle = std::clamp(static_cast<float>(Speed.value), SLOWEST, FASTEST) * DEGREE;
@@ -57,7 +57,8 @@ bool SpinBlur::blur(const K7Image& source, K7Image& result) const {
     const K7Image* amount = DoMatte.value ? matte.image.get() : nullptr;
 
     ImagelibCircles circles(result, static_cast<float>(Centre.x) * width, static_cast<float>(Centre.y) * height);
-    if (!unwrap(source, arcs, circles)) return false;
+    if (!circles.valid()) return false;
+    if (!unwrap(source, arcs, circles)) return true;
     const StageTimer timer("SpinBlur (CPU)");
     return circles.average(source, amount, arcs, result);
 }
@@ -66,8 +67,8 @@ bool SpinBlur::unwrap(const K7Image& source, const ArcLengths& arcs, ImagelibCir
     const StageTimer timer("Un-wrap image.");
     // A fading ring leaves the circles inside and outside as they are.
     const bool ring = arcs.profile == ArcProfile::Ring && arcs.inner <= arcs.outer;
-    return circles.unwrap(source, m_turn, ring ? arcs.inner : 0.0f, ring ? arcs.outer : circles.max_distance(),
-                          stopRequested());
+    return madeUnlessAborted(circles.unwrap(source, m_turn, ring ? arcs.inner : 0.0f,
+                                            ring ? arcs.outer : circles.max_distance(), stopRequested()));
 }
 
 // ---- Overlay --------------------------------------------------------------------------------------------------

@@ -72,6 +72,7 @@ struct SpinBlurInfo : EffectInfo {
 
 class SpinBlur final : public Effect<SpinBlurInfo> {
   public:
+    SpinBlur() { made(m_turn.valid()); }
     void ProcessFrame() override;
 
   protected:

@@ -231,12 +231,11 @@ void burnRow(const Melt& melt, Columns hot, int y, const float* depth, float* pi
 }  // namespace
 
 // How deep every place lies behind the rim. All is cold before the start, and nothing is left at the end.
-bool Burn::drawFront(const K7Image& picture, double progress) {
+void Burn::drawFront(const K7Image& picture, double progress) {
     const int step = frontStep(picture);
     const int columns = (picture.width - 1) / step + 2, rows = (picture.height - 1) / step + 2;
     if (!m_front || m_front->width != columns || m_front->height != rows)
-        m_front = make_image_uncleared(columns, rows, 1, SAMPLE_F32);
-    if (!m_front) return false;
+        m_front = made(make_image_uncleared(columns, rows, 1, SAMPLE_F32));
 
     const SolidNoise noise(SEED);
     const Hole hole(picture, noise, Direction.value, progress);
@@ -245,14 +244,13 @@ bool Burn::drawFront(const K7Image& picture, double progress) {
         for (int j = first; j <= last && !abortRequested(); ++j)
             hole.drawRow(noise, j * step, step, rough.data(), image_row<float>(m_front.get(), j), columns);
     });
-    return true;
 }
 
 void Burn::burnHole(K7Image& picture, double progress) {
     const StageTimer timer("Burn (CPU)");
-    if (!drawFront(picture, progress)) return;
+    drawFront(picture, progress);
     const ImagelibPyramid film(&picture, KERNEL_BSPLINE, EDGE_MIRROR, true, true);
-    if (!film.valid()) return;
+    made(film.valid());
     ScorchTable table;
     fillTable(table, BurnTo.value == White, FilmType.value == BlackAndWhite);
     const bool fromRight = Direction.value == BottomRight || Direction.value == TopRight;

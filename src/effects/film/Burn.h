@@ -81,7 +81,7 @@ class Burn final : public Effect<BurnInfo> {
   private:
     void grade(K7Image& picture);
     void burnHole(K7Image& picture, double progress);
-    bool drawFront(const K7Image& picture, double progress);
+    void drawFront(const K7Image& picture, double progress);
 
     ImagePtr m_front;  // how far the burn has come, at a fraction of the picture's size; kept from frame to frame
 };

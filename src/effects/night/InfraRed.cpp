@@ -1,8 +1,7 @@
 #include "effects/night/InfraRed.h"
 
 #include <algorithm>
-#include <memory>
-#include <new>
+#include <vector>
 
 #include "effects/night/NightLook.h"
 #include "imagelib/imagelib_colour.h"
@@ -13,13 +12,12 @@ namespace {
 
 constexpr int LUMINANCE = 4;
 
-// The three curves side by side; null when there is no memory.
-std::unique_ptr<float[]> film_table(const InfraRedInfo& info) {
-    std::unique_ptr<float[]> table(new (std::nothrow) float[4 * (FILM_ENTRIES + 1)]());
-    if (!table) return nullptr;
+// The three curves side by side.
+std::vector<float> film_table(const InfraRedInfo& info) {
+    std::vector<float> table(4 * (FILM_ENTRIES + 1));
     const CurveControls* curves[] = {&info.red, &info.green, &info.blue};
     for (int c = 0; c < 3; ++c)
-        curves[c]->curve().tabulate(FILM_ENTRIES, [&](int i, float y) { table[4 * i + c] = y; });
+        curves[c]->curve().tabulate(FILM_ENTRIES, [&](int i, float y) { table[std::size_t(4 * i + c)] = y; });
     std::copy_n(&table[4 * (FILM_ENTRIES - 1)], 4, &table[4 * FILM_ENTRIES]);
     return table;
 }
@@ -41,17 +39,13 @@ void InfraRed::ProcessFrame() {
     }
 }
 
-// False when the host wants an end, or there is no memory.
+// False when the host wants an end.
 bool InfraRed::expose(const K7Image& source, K7Image& result) const {
     const ImagePtr working = softened(source, Soften.value, Softening.value);
-    const auto table = film_table(*this);
-    if (!working || !table) {
-        report_no_memory(traits.name);
-        return false;
-    }
+    const std::vector<float> table = film_table(*this);
     const NightLookRows& rows = night_look_rows();
     return eachRow(result.height, [&](int y) {
-        rows.film(table.get(), image_row<float>(&source, y), image_row<float>(working.get(), y),
+        rows.film(table.data(), image_row<float>(&source, y), image_row<float>(working.get(), y),
                   image_row<float>(&result, y), result.width);
     });
 }

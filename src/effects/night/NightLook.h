@@ -5,7 +5,5 @@
 #include "effects/night/NightLook_simd.h"
 
 // The picture that a look reads its colours from: a copy of the source, blurred by `softening` tenths of a pixel at
-// full size. Null when there is no memory.
+// full size.
 ImagePtr softened(const K7Image& source, bool soften, double softening);
-
-void report_no_memory(const char* effect);

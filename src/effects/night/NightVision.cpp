@@ -1,10 +1,8 @@
 #include "effects/night/NightVision.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
-#include <memory>
-#include <new>
+#include <vector>
 
 #include "effects/night/NightLook.h"
 #include "effects/night/NightVisionGrain.h"
@@ -144,11 +142,9 @@ void NightVision::ProcessFrame() {
 bool NightVision::develop(const K7Image& source, K7Image& result) {
     const double contrast = Contrast.value * 0.01;
     const double exponent = 1.0 / (contrast > LEAST_CONTRAST ? contrast : LEAST_CONTRAST);
-    const ImagePtr light = DoHi.value ? make_image_uncleared(result.width, result.height, 4, SAMPLE_F32) : nullptr;
-    if (!m_powers.prepare(TUBE_STEPS, TUBE_STEPS, exponent) || (DoHi.value && !light)) {
-        report_no_memory(traits.name);
-        return false;
-    }
+    const ImagePtr light =
+        DoHi.value ? made(make_image_uncleared(result.width, result.height, 4, SAMPLE_F32)) : nullptr;
+    m_powers.prepare(TUBE_STEPS, TUBE_STEPS, exponent);
     const TubeResponse response{m_powers.entries(), exponent, PowerTable::power, percent(Brightness), percent(Lift)};
     const float tint[3] = {Tint.red, Tint.green, Tint.blue}, threshold = percent(Range), boost = percent(HiBoost);
     const NightLookRows& rows = night_look_rows();
@@ -165,14 +161,14 @@ bool NightVision::develop(const K7Image& source, K7Image& result) {
     if (DoDefocus.value) {
         const float radius = scaled(Defocus, result);
         if (!eachRow(result.height, developRow)) return false;
-        image_gaussian_blur(&result, radius, radius, -1);
+        made(image_gaussian_blur(&result, radius, radius, -1));
         if (!eachRow(result.height, tintRow)) return false;
     } else if (!eachRow(result.height, [&](int y) { developRow(y), tintRow(y); })) {
         return false;
     }
     if (!light) return true;
     const float radius = scaled(HiSoft, result);
-    image_gaussian_blur(light.get(), radius, radius, -1);
+    made(image_gaussian_blur(light.get(), radius, radius, -1));
     return eachRow(result.height, [&](int y) {
         rows.bloom(boost, image_row<float>(light.get(), y), image_row<float>(&result, y), result.width);
     });
@@ -185,11 +181,8 @@ bool NightVision::addGrain(K7Image& result) {
                             .size = std::min(GrainSize.value, NightGrain::LARGEST),
                             .picture = LumBias.value ? &result : nullptr};
     const ImagePtr grain = night_grain(*this, recipe, result.width, result.height);
-    if (!grain) {
-        report_no_memory(traits.name);
-        return false;
-    }
-    if (DoBlurGrain.value) image_gaussian_blur(grain.get(), scaled(BlurGrain, result), scaled(BlurGrain, result), -1);
+    const float radius = scaled(BlurGrain, result);
+    if (DoBlurGrain.value) made(image_gaussian_blur(grain.get(), radius, radius, -1));
     return eachRow(result.height, [&](int y) {
         night_look_rows().grain(image_row<float>(grain.get(), y), image_row<float>(&result, y), result.width);
     });
@@ -204,12 +197,9 @@ void NightVision::frame(K7Image& result) {
     }
     const Reticle reticle(*this, result);
     if (!reticle.visible()) return;
-    std::atomic<bool> complete{true};
     for_rows_float(result.height, [&](int first, int last) {
-        const std::unique_ptr<float[]> coverage(new (std::nothrow) float[result.width]());
-        if (!coverage) complete = false;
-        for (int y = first; y <= last && coverage && !abortRequested(); ++y)
-            reticle.draw(y, image_row<float>(&result, y), result.width, coverage.get());
+        std::vector<float> coverage(result.width);
+        for (int y = first; y <= last && !abortRequested(); ++y)
+            reticle.draw(y, image_row<float>(&result, y), result.width, coverage.data());
     });
-    if (!complete) report_no_memory(traits.name);
 }

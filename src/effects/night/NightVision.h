@@ -136,7 +136,7 @@ class NightVision final : public Effect<NightVisionInfo> {
     void PrepareOverlay() override;
 
   private:
-    // Each false when the host wants an end, or there is no memory.
+    // Each false when the host wants an end.
     bool develop(const K7Image& source, K7Image& result);
     bool addGrain(K7Image& result);
     void frame(K7Image& result);

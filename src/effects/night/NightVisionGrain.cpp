@@ -1,9 +1,6 @@
 #include "effects/night/NightVisionGrain.h"
 
 #include <algorithm>
-#include <atomic>
-#include <memory>
-#include <new>
 #include <vector>
 
 #include "effects/night/NightLook.h"
@@ -42,10 +39,9 @@ class AmountRows {
           m_tables(tables),
           m_width(width),
           m_pitch(std::size_t(width + 2 * grain.size)),
-          m_amounts(new (std::nothrow) float[m_pitch * std::size_t(grain.size)]()) {}
-    bool valid() const { return m_amounts != nullptr; }
-    float* row(int y) const { return &m_amounts[m_pitch * std::size_t(y % m_grain.size) + std::size_t(m_grain.size)]; }
-    void fill(int y) const {
+          m_amounts(m_pitch * std::size_t(grain.size)) {}
+    float* row(int y) { return &m_amounts[m_pitch * std::size_t(y % m_grain.size) + std::size_t(m_grain.size)]; }
+    void fill(int y) {
         const float* amplitudes = &m_tables.amplitudes[std::size_t(m_tables.starts[std::size_t(y % STARTS)])];
         const float* picture = m_grain.picture ? image_row<float>(m_grain.picture, y) : nullptr;
         night_look_rows().grain_amounts(amplitudes, picture, row(y), m_width);
@@ -56,7 +52,7 @@ class AmountRows {
     const GrainTables& m_tables;
     int m_width;
     std::size_t m_pitch;
-    std::unique_ptr<float[]> m_amounts;
+    std::vector<float> m_amounts;
 };
 
 }  // namespace
@@ -64,18 +60,12 @@ class AmountRows {
 // Sums are limited with every square that lands on them, so they depend on the order: rows upwards, and in a row from
 // left to right. A pixel gathers in that order what lands on it, which lets threads share the rows.
 ImagePtr night_grain(const PluginK7& effect, const NightGrain& grain, int width, int height) {
-    ImagePtr image = make_image_uncleared(width, height, 1, SAMPLE_F32);
-    if (!image) return nullptr;
+    ImagePtr image = made(make_image_uncleared(width, height, 1, SAMPLE_F32));
     const GrainTables tables = draw_tables(grain, width);
     const int half = grain.size / 2, before = grain.size - 1 - half;  // squares reach `half` down and to the left
-    std::atomic<bool> complete{true};
     for_rows_float(height, [&](int first, int last) {
         if (first > last) return;
-        const AmountRows amounts(grain, tables, width);
-        if (!amounts.valid()) {
-            complete = false;
-            return;
-        }
+        AmountRows amounts(grain, tables, width);
         const NightLookRows& rows = night_look_rows();
         int filled = std::max(first - before, 0);
         for (int y = first; y <= last && !effect.abortRequested(); ++y) {
@@ -86,5 +76,5 @@ ImagePtr night_grain(const PluginK7& effect, const NightGrain& grain, int width,
                 for (int dx = -before; dx <= half; ++dx) rows.grain_sums(amounts.row(from) + dx, sums, width);
         }
     });
-    return complete ? std::move(image) : nullptr;
+    return image;
 }

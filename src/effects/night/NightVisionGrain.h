@@ -14,5 +14,5 @@ struct NightGrain {
     static constexpr int LARGEST = 10;
 };
 
-// One channel; a half where there is no grain. Null when there is no memory.
+// One channel; a half where there is no grain.
 ImagePtr night_grain(const PluginK7& effect, const NightGrain& grain, int width, int height);

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <memory>
-#include <new>
 
 #include "effects/night/NightLook.h"
 #include "imagelib/imagelib_composite.h"
@@ -42,9 +40,8 @@ void Thermo::ProcessFrame() {
 }
 
 // The colour of each brightness: gamma, both curves and the turn around the colour circle in one look-up.
-std::unique_ptr<float[]> Thermo::palette() const {
-    std::unique_ptr<float[]> table(new (std::nothrow) float[4 * PALETTE_ENTRIES]());
-    if (!table) return nullptr;
+std::vector<float> Thermo::palette() const {
+    std::vector<float> table(4 * PALETTE_ENTRIES);
     std::array<float, COLDNESS_ENTRIES> coldness;
     std::array<float, INTENSITY_ENTRIES> brightness;
     temperature.curve().tabulate(COLDNESS_ENTRIES, [&](std::size_t i, float y) { coldness[i] = 1.0f - y; });
@@ -53,25 +50,21 @@ std::unique_ptr<float[]> Thermo::palette() const {
         const float g = m_gamma.entries()[i];
         const double cold = double(coldness[static_cast<std::size_t>(g * (COLDNESS_ENTRIES - 1))]);
         const double value = double(brightness[static_cast<std::size_t>(g * (INTENSITY_ENTRIES - 1))]);
-        put_colour(COLDEST_HUE * cold, value, &table[4 * i]);
+        put_colour(COLDEST_HUE * cold, value, &table[std::size_t(4 * i)]);
     }
     return table;
 }
 
-// False when the host wants an end, or there is no memory.
+// False when the host wants an end.
 bool Thermo::image_heat(const K7Image& source, K7Image& result) {
     const double gamma = Gamma.value > LEAST_GAMMA ? Gamma.value : LEAST_GAMMA;
     const ImagePtr working = softened(source, Soften.value, Softening.value);
-    const bool powers = m_gamma.prepare(PALETTE_ENTRIES, PALETTE_ENTRIES - 1, 1.0 / gamma);
-    const auto table = powers ? palette() : nullptr;
-    if (!working || !table) {
-        report_no_memory(traits.name);
-        return false;
-    }
+    m_gamma.prepare(PALETTE_ENTRIES, PALETTE_ENTRIES - 1, 1.0 / gamma);
+    const std::vector<float> table = palette();
     const float boost = static_cast<float>(LuminanceBoost.value / 100.0);
     const NightLookRows& rows = night_look_rows();
     return eachRow(result.height, [&](int y) {
-        rows.palette(table.get(), boost, image_row<float>(&source, y), image_row<float>(working.get(), y),
+        rows.palette(table.data(), boost, image_row<float>(&source, y), image_row<float>(working.get(), y),
                      image_row<float>(&result, y), result.width);
     });
 }

@@ -75,7 +75,7 @@ class Thermo final : public Effect<ThermoInfo> {
 
   private:
     bool image_heat(const K7Image& source, K7Image& result);
-    std::unique_ptr<float[]> palette() const;
+    std::vector<float> palette() const;
 
     PowerTable m_gamma;
 };

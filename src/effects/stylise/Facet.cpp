@@ -32,8 +32,10 @@ void Facet::ProcessFrame() {
     K7Image* result = output.image.get();
     const StageTimer timer("Facet (CPU)");
     const auto [x, y] = window(*source);
-    const bool nothing = x == 0 && y == 0;
-    if (nothing || !image_window_mode(source, result, half_of(x), half_of(y))) image_copy(source, result);
+    if (x == 0 && y == 0)
+        image_copy(source, result);
+    else
+        made(image_window_mode(source, result, half_of(x), half_of(y)));
     applyMatte(*source, *result);
 }
 
@@ -57,7 +59,7 @@ void Facet::applyMatte(const K7Image& source, K7Image& result) {
     }
     if (DoComp.value) {
         constexpr int ALPHA_FROM_FIRST[] = {-1, -1, -1, 1};
-        image_copy_mapped(mask, &result, ALPHA_FROM_FIRST, 4);
+        made(image_copy_mapped(mask, &result, ALPHA_FROM_FIRST, 4));
         image_composite(&result, &result, COMPOSITE_OVER, &source, false, -1, -1, -1, -1);
     }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "imagelib/imagelib_blur.h"
 #include "imagelib/imagelib_colour.h"
@@ -66,32 +67,30 @@ void TrailAverage::FramePrepare(TrailAverageInfo& plan, const FrameSpan& frames)
 }
 
 // A frame as the sums take it: with the matte as its alpha, and in brightness and colour for BoostBright. Null where
-// that is the frame as it is, or without memory.
+// that is the frame as it is.
 ImagePtr TrailAverage::prepared(const K7Image& frame, const K7Image& matteImage, const Settings& now) const {
     if (!now.usesMatte && now.style != BoostBright) return {};
-    ImagePtr image(image_duplicate(&frame));
-    if (!image) return {};
+    ImagePtr image(made(image_duplicate(&frame)));
     if (now.usesMatte) {
         constexpr int ALPHA_FROM_FIRST[] = {-1, -1, -1, 1};
-        image_copy_mapped(&matteImage, image.get(), ALPHA_FROM_FIRST, 4);
+        made(image_copy_mapped(&matteImage, image.get(), ALPHA_FROM_FIRST, 4));
         if (now.premultiplies) premultiply(*image);
     }
     if (now.style == BoostBright) image_rgb_to_yuv_curve(image.get(), image.get(), static_cast<float>(now.boost));
     return image;
 }
 
-// A frame of the run, prepared. Where the host gives no other frame of the matte its present one serves; without a
-// matte the frame is its own, as everywhere.
+// A frame of the run, prepared; null where the host does not give it. Where the host gives no other frame of the matte
+// its present one serves; without a matte the frame is its own, as everywhere.
 ImagePtr TrailAverage::pastFrame(int frame, const K7Image& layout, const Settings& now) {
-    const auto blank = [&] { return make_image_uncleared(layout.width, layout.height, 4, SAMPLE_F32); };
+    const auto blank = [&] { return made(make_image_uncleared(layout.width, layout.height, 4, SAMPLE_F32)); };
     ImagePtr image = blank();
-    if (!image || !input.GetFrame(frame, image.get())) return {};
+    if (!input.GetFrame(frame, image.get())) return {};
     ImagePtr pastMatte;
     const K7Image* matteImage = image.get();
     if (now.usesMatte && clipProperties(matte.handle()).intOr(ofx::prop::ClipConnected, 0)) {
         pastMatte = blank();
-        const bool given = pastMatte && matte.GetFrame(frame, pastMatte.get());
-        matteImage = given ? pastMatte.get() : matte.image.get();
+        matteImage = matte.GetFrame(frame, pastMatte.get()) ? pastMatte.get() : matte.image.get();
     }
     ImagePtr result = prepared(*image, *matteImage, now);
     return result ? std::move(result) : std::move(image);
@@ -105,10 +104,13 @@ bool TrailAverage::mustRestart(int frame, const K7Image& source) const {
 }
 
 // The sums begin full of the first frame, so that a still picture stays as it is.
-bool TrailAverage::beginRun(const K7Image& newest, const Settings& now, K7Image& result) {
-    if (!m_sums.begin(result, now.style == StaggerRGB ? TrailKind::Apart : TrailKind::Together)) return false;
+void TrailAverage::beginRun(const K7Image& newest, const Settings& now, K7Image& result) {
+    m_sums.begin(result, now.style == StaggerRGB ? TrailKind::Apart : TrailKind::Together);
     m_sums.add(newest, now.lengths);
-    return now.style == BoostBright ? (m_sums.average(now.lengths, result), true) : image_copy(&newest, &result);
+    if (now.style == BoostBright)
+        m_sums.average(now.lengths, result);
+    else
+        image_copy(&newest, &result);
 }
 
 bool TrailAverage::continueRun(const K7Image& newest, int frame, K7Image& result) {
@@ -136,7 +138,7 @@ bool TrailAverage::continueRun(const K7Image& newest, int frame, K7Image& result
 
 // The sums as they would be had the run been rendered with these settings from its first frame on.
 bool TrailAverage::sumAgain(const K7Image& newest, int frame, const Settings& now, K7Image& result) {
-    if (!m_sums.begin(result, now.style == StaggerRGB ? TrailKind::Apart : TrailKind::Together)) return false;
+    m_sums.begin(result, now.style == StaggerRGB ? TrailKind::Apart : TrailKind::Together);
     const int longest = std::max({now.lengths.red, now.lengths.green, now.lengths.blue});
     for (int past = std::max(frame - longest + 1, m_run.first); past <= frame; ++past) {
         if (abortRequested()) return false;
@@ -160,6 +162,7 @@ void TrailAverage::ProcessFrame() {
 
     if (m_restart_asked.exchange(false)) m_begun = false;
     bool restart = mustRestart(frame, *source);
+    const bool begun = std::exchange(m_begun, false);  // what throws from here on ends the run
     if (!restart && now == m_run.settings) {
         restart = !continueRun(newest, frame, *result);
     } else if (!restart) {
@@ -167,26 +170,27 @@ void TrailAverage::ProcessFrame() {
         restart = !sumAgain(newest, frame, now, *result);
     }
     if (restart) {
-        if (abortRequested()) return;  // an abort may be why a frame was missing: the run stays valid
-        m_begun = false;
-        if (!beginRun(newest, now, *result)) return;
+        if (abortRequested()) {  // which may be why a frame was missing: the run stays valid
+            m_begun = begun;
+            return;
+        }
+        beginRun(newest, now, *result);
         m_first_of_run = frame;
         m_run = {frame, frame, source->width, source->height, ReStartSecret.value, now};
     }
-    m_begun = true;
     m_run.last = frame;
     m_run.settings = now;
     if (now.style == BoostBright) image_yuv_curve_to_rgb(result, result, static_cast<float>(now.boost));
     finish(*result);
     // The frame is ours from here on.
     m_newest = changed ? std::move(changed) : std::move(input.image);
+    m_begun = true;
 }
 
 void TrailAverage::finish(K7Image& result) {
     if (DoBlur.value && Blur.value > 0.0) {
         const float radius = static_cast<float>(Blur.value) / result.unit_scale;
-        if (!image_gaussian_blur(&result, radius, radius, 15))
-            return Trace(TRACE_ERROR, "image_gaussian_blur() failed!\n");
+        made(image_gaussian_blur(&result, radius, radius, 15));
     }
     if (DoComp.value)
         image_composite(&result, &result, COMPOSITE_OVER, background.image.get(), PreMultiply.value, -1, -1, -1, -1);

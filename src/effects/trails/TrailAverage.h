@@ -108,8 +108,8 @@ class TrailAverage final : public Effect<TrailAverageInfo> {
     static Settings settings(const TrailAverageInfo& from);
     bool mustRestart(int frame, const K7Image& source) const;
 
-    // Each leaves the sums with the newest frame in them and gives the picture. False: a frame or memory is missing.
-    bool beginRun(const K7Image& newest, const Settings& now, K7Image& result);
+    // Each leaves the sums with the newest frame in them and gives the picture. False: a frame is missing.
+    void beginRun(const K7Image& newest, const Settings& now, K7Image& result);
     bool continueRun(const K7Image& newest, int frame, K7Image& result);
     bool sumAgain(const K7Image& newest, int frame, const Settings& now, K7Image& result);
 

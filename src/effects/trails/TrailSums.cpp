@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Library2/Made.h"
 #include "simdlib/vectors.h"
 
 namespace {
@@ -75,22 +76,20 @@ double share(int frames) { return 1.0 / std::max(frames, 1); }
 
 }  // namespace
 
-bool TrailSums::begin(const K7Image& layout, TrailKind kind) {
+void TrailSums::begin(const K7Image& layout, TrailKind kind) {
     const std::size_t pitch = std::size_t(layout.width) * (kind == TrailKind::Apart ? APART : TOGETHER);
     if (!m_sums || pitch != m_pitch || layout.height != m_height) {
         m_sums.reset();
         m_sums.reset(static_cast<double*>(
-            k7_aligned_malloc_uncleared(pitch * std::size_t(layout.height) * sizeof(double), 0, true)));
+            made(k7_aligned_malloc_uncleared(pitch * std::size_t(layout.height) * sizeof(double), 0, true))));
     }
     m_kind = kind;
     m_width = layout.width;
     m_height = layout.height;
     m_pitch = pitch;
-    if (!m_sums) return false;
     for_rows_float(m_height, [this](int first, int last) {
         for (int y = first; y <= last; ++y) std::fill_n(row(y), m_pitch, 0.0);
     });
-    return true;
 }
 
 void TrailSums::add(const K7Image& frame, const TrailLengths& times) {

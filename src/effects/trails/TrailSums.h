@@ -21,7 +21,7 @@ struct TrailLengths {
 
 class TrailSums {
   public:
-    bool begin(const K7Image& layout, TrailKind kind);  // all sums 0; false when there is no memory
+    void begin(const K7Image& layout, TrailKind kind);  // all sums 0
     void end() { m_sums.reset(); }                      // frees the memory
     void add(const K7Image& frame, const TrailLengths& times);
     // Takes the oldest frames out, of red, green and blue, and puts the newest in; gives the averages.

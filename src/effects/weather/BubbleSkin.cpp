@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 
+#include "Library2/Made.h"
 #include "effects/weather/Bubbles_simd.h"
 #include "k7pi_baselib/portable_math.h"
 #include "noiselib/mtrandom.h"
@@ -66,13 +66,7 @@ ShellSprite BubbleSprite::shell() const {
 const BubbleSprite* BubbleSprites::get(float radius) {
     const int index = radius > 0 ? static_cast<int>(std::min(radius, static_cast<float>(SIZES - 1))) : 0;
     BubbleSprite& sprite = m_sprites[static_cast<std::size_t>(index)];
-    if (sprite.empty()) {
-        try {
-            sprite = BubbleSprite(std::max(static_cast<float>(index) * 0.5f + 0.5f, MIN_RADIUS));
-        } catch (const std::bad_alloc&) {
-            return nullptr;
-        }
-    }
+    if (sprite.empty()) sprite = BubbleSprite(std::max(static_cast<float>(index) * 0.5f + 0.5f, MIN_RADIUS));
     return &sprite;
 }
 
@@ -96,8 +90,7 @@ ImagePtr mirrored_picture(const K7Image* picture) {
         return nullptr;
     const int width = picture->width, height = picture->height;
     const int cell = std::max(width / CELLS, 1);
-    ImagePtr cells = make_image((width + cell - 1) / cell, (height + cell - 1) / cell, 4, SAMPLE_F32);
-    if (!cells) return nullptr;
+    ImagePtr cells = made(make_image((width + cell - 1) / cell, (height + cell - 1) / cell, 4, SAMPLE_F32));
     for_rows_float(cells->height, [&](int first, int last) {
         for (int row = first; row <= last; ++row) {
             float* out = image_row<float>(cells.get(), row);

@@ -39,7 +39,7 @@ class BubbleSprite {
     int m_reach = 0;
 };
 
-// Sprites of 2 to 40.5 pixels radius, made when they are first asked for; null when there is no memory.
+// Sprites of 2 to 40.5 pixels radius, made when they are first asked for.
 class BubbleSprites {
   public:
     static constexpr int SIZES = 81;
@@ -84,8 +84,7 @@ struct Bubble {
 };
 
 // The picture as bubbles mirror it: a bubble shows a wide view in a few pixels, so that finer detail would only
-// flicker. Means of square cells, of which at most 255 lie side by side; a small picture as it is. Null: nothing to
-// mirror, or no memory.
+// flicker. Means of square cells, of which at most 255 lie side by side; a small picture as it is. Float RGBA.
 ImagePtr mirrored_picture(const K7Image* picture);
 
 // Paints into rows first to last of a float RGBA picture. The mirrored picture, float RGBA too, may be null.

@@ -177,7 +177,6 @@ void Bubbles::show(BubblesParticle& p) {
 
     Bubble bubble;
     bubble.sprite = m_sprites.get(radiusOf(p));
-    if (!bubble.sprite) return;
     bubble.x = p.position[0];
     bubble.y = p.position[1];
     bubble.tail_x = p.tail(0, l.shutter);

@@ -87,11 +87,11 @@ void HeatHaze::ProcessFrame() {
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
     const ImagePtr heat = heatMap(*source);
-    if (!heat || abortRequested()) return;
+    if (abortRequested()) return;
     if (DispType.value == HeatMap) {
         constexpr bool NORMALISE = true;
         constexpr int LAST_CHANNEL_FOR_ALL = 1;
-        image_to_layout(heat.get(), result, NORMALISE, KERNEL_BSPLINE, LAST_CHANNEL_FOR_ALL);
+        made(image_to_layout(heat.get(), result, NORMALISE, KERNEL_BSPLINE, LAST_CHANNEL_FOR_ALL));
     } else {
         refract(*heat, *source, *result);
     }
@@ -100,8 +100,7 @@ void HeatHaze::ProcessFrame() {
 ImagePtr HeatHaze::heatMap(const K7Image& frame) {
     const StageTimer timer("Heat map");
     const int width = frame.width, height = frame.height;
-    ImagePtr heat = make_image_uncleared(width, height, 1, SAMPLE_F32);
-    if (!heat) return nullptr;
+    ImagePtr heat = made(make_image_uncleared(width, height, 1, SAMPLE_F32));
 
     const SolidNoise noise(uint32_t(AtmSeed.value));
     const float time = float(currentFrame);
@@ -144,7 +143,7 @@ void HeatHaze::refract(const K7Image& heat, const K7Image& source, K7Image& resu
     }
     constexpr bool COPY_BASE = false, CPU_ONLY = true;
     ImagelibPyramid pyramid(&source, KERNEL_BSPLINE, EDGE_MIRROR, COPY_BASE, CPU_ONLY);
-    if (!pyramid.valid() || !pyramid.set_kernel(KERNEL_TRIANGLE, EDGE_BLACK)) return;
+    made(pyramid.valid() && pyramid.set_kernel(KERNEL_TRIANGLE, EDGE_BLACK));
 
     const StageTimer timer("Refraction");
     const HazeSheet sheet = sheet_for(source, strength);

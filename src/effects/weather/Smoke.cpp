@@ -118,15 +118,14 @@ void Smoke::paint(K7Image& result) {
     const Splats::Bounds area = softened(points, look().blur, result);
     const int width = area.last_column - area.first_column + 1;
     const int height = area.last_row - area.first_row + 1;
-    const ImagePtr drawn = make_image_uncleared(result.width, result.height, 4, SAMPLE_F32);
-    const ImagePtr layer = make_image_uncleared(width, height, 4, SAMPLE_F32);
-    if (!drawn || !layer) return;
+    const ImagePtr drawn = made(make_image_uncleared(result.width, result.height, 4, SAMPLE_F32));
+    const ImagePtr layer = made(make_image_uncleared(width, height, 4, SAMPLE_F32));
     for_rows_within(area, drawn.get(), [&](int, float* row) { std::fill_n(row, 4L * width, 0.0f); });
     splats().draw(drawn.get());
     for_rows_within(area, drawn.get(),
                     [&](int y, float* row) { std::copy_n(row, 4L * width, image_row<float>(layer.get(), y)); });
     constexpr int ALL_CHANNELS = 15;
-    if (look().blur > 0 && !image_gaussian_blur(layer.get(), look().blur, look().blur, ALL_CHANNELS)) return;
+    made(image_gaussian_blur(layer.get(), look().blur, look().blur, ALL_CHANNELS));
     for_rows_within(area, &result, [&](int y, float* row) {
         const float* over = image_row<float>(layer.get(), y);
         for (int x = 0; x < width; ++x, row += 4, over += 4) {

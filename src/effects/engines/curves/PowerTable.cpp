@@ -1,7 +1,6 @@
 #include "effects/engines/curves/PowerTable.h"
 
 #include <algorithm>
-#include <new>
 
 #include "k7pi_baselib/portable_math.h"
 #include "k7pi_baselib/rows.h"
@@ -16,14 +15,13 @@ float PowerTable::power(double base, double exponent) {
     return value > 0.0f ? std::min(value, MOST) : 0.0f;
 }
 
-bool PowerTable::prepare(int entries, double steps, double exponent) {
-    if (m_entries && m_count == entries && m_steps == steps && m_exponent == exponent) return true;
-    m_entries.reset(new (std::nothrow) float[static_cast<std::size_t>(entries)]);
-    if (!m_entries) return false;
-    m_count = entries, m_steps = steps, m_exponent = exponent;
+void PowerTable::prepare(int entries, double steps, double exponent) {
+    const auto count = static_cast<std::size_t>(entries);
+    if (m_entries.size() == count && m_steps == steps && m_exponent == exponent) return;
+    m_entries.resize(count);
+    m_steps = steps, m_exponent = exponent;
     for_rows_float((entries + ROW - 1) / ROW, [&](int first, int last) {
         for (int i = first * ROW; i < std::min((last + 1) * ROW, entries); ++i)
             m_entries[static_cast<std::size_t>(i)] = power(i / steps, exponent);
     });
-    return true;
 }

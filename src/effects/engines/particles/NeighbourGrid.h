@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <new>
 #include <vector>
 
 #include "effects/engines/particles/ParticleBase.h"
@@ -15,20 +14,13 @@
 class NeighbourGrid {
   public:
     // Sorts the particles into cells of `reach` pixels. Particles may be outside of the picture; those whose position
-    // is not finite are left out. False when there is no memory: no particle has neighbours then.
+    // is not finite are left out.
     template <class Particle>
-    bool build(const Particle* particles, int count, float reach, const FrameShape& frame) {
+    void build(const Particle* particles, int count, float reach, const FrameShape& frame) {
         m_places.clear();
-        try {
-            m_places.reserve(static_cast<std::size_t>(count));
-            for (int i = 0; i < count; ++i) m_places.push_back({particles[i].position[0], particles[i].position[1]});
-            sort(reach, frame);
-        } catch (const std::bad_alloc&) {
-            m_places.clear();
-            m_first.clear();
-            return false;
-        }
-        return true;
+        m_places.reserve(static_cast<std::size_t>(count));
+        for (int i = 0; i < count; ++i) m_places.push_back({particles[i].position[0], particles[i].position[1]});
+        sort(reach, frame);
     }
 
     // Calls visit(index) for all particles up to the reach away in x and y, oneself included: cells from the lowest row

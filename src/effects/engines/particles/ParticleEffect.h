@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <memory>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "effects/engines/particles/Births.h"
@@ -142,9 +143,10 @@ std::uint64_t ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::read
 template <class Info, class ParticleType, class MotionRecord, class LookRecord>
 void ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::begin() {
     seedNoise(this->seed());
-    m_set = std::make_unique<Set>();
+    auto set = std::make_unique<Set>();
     constexpr float NONE[3] = {};
-    m_set->add_force(NONE);  // for prepareSet
+    made(set->add_force(NONE) == 0);  // for prepareSet
+    m_set = std::move(set);
 }
 
 template <class Info, class ParticleType, class MotionRecord, class LookRecord>
@@ -170,6 +172,7 @@ bool ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::advance() {
         const FrameShape& frame = this->frame();
         m_splats.begin(static_cast<int>(frame.width), static_cast<int>(frame.height));
     }
+    m_spawned.clear();  // of a step for which there was no memory
     prepareSet(*m_set);
     births();
     if (this->abortRequested()) return false;
@@ -213,24 +216,20 @@ void ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::onBlocks(Work
     });
 }
 
-// Without memory for the copy no particle has neighbours.
 template <class Info, class ParticleType, class MotionRecord, class LookRecord>
 void ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::lookAroundAll() {
     Particle* particles = m_set->records();
     const int count = m_set->live();
-    try {
-        m_as_seen.assign(particles, particles + count);
-    } catch (const std::bad_alloc&) {
-        return;
-    }
-    if (!m_neighbours.build(m_as_seen.data(), count, neighbourReach(), this->frame())) return;
+    m_as_seen.assign(particles, particles + count);
+    m_neighbours.build(m_as_seen.data(), count, neighbourReach(), this->frame());
     const Neighbours around{m_as_seen.data(), m_neighbours};
     onBlocks([&](int first, int size) { lookAround(particles + first, first, size, around); });
 }
 
 template <class Info, class ParticleType, class MotionRecord, class LookRecord>
 void ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::showAll() {
-    if (showsByDepth() && m_set->depth_order(m_depth_order)) {
+    if (showsByDepth()) {
+        m_set->depth_order(m_depth_order);
         for (const std::int32_t index : m_depth_order) show((*m_set)[index]);
     } else {
         for (int i = 0; i < m_set->live(); ++i) show((*m_set)[i]);
@@ -245,9 +244,9 @@ template <class Info, class ParticleType, class MotionRecord, class LookRecord>
 int ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::emit(int count, int tries) {
     Particle newborn;
     int born = 0;
-    for (int made = 0; born < count && made < tries * count; ++made) {
+    for (int tried = 0; born < count && tried < tries * count; ++tried) {
         if (!fillNewborn(newborn)) continue;
-        m_set->add_particle(&newborn);
+        made(m_set->add_particle(&newborn));
         ++born;
     }
     return born;
@@ -255,15 +254,12 @@ int ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::emit(int count
 
 template <class Info, class ParticleType, class MotionRecord, class LookRecord>
 void ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::spawn(const Particle& child) {
-    try {
-        m_spawned.push_back(child);
-    } catch (const std::bad_alloc&) {  // it is missing, like any particle that there is no memory for
-    }
+    m_spawned.push_back(child);
 }
 
 template <class Info, class ParticleType, class MotionRecord, class LookRecord>
 void ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::addSpawned() {
-    for (Particle& child : m_spawned) m_set->add_particle(&child);
+    for (Particle& child : m_spawned) made(m_set->add_particle(&child));
     m_spawned.clear();
 }
 

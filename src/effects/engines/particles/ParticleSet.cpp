@@ -5,8 +5,8 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <new>
 
+#include "Library2/Made.h"
 #include "imagelib/imagelib.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/rows.h"
@@ -118,11 +118,7 @@ void ParticleSetBase::move_all() {
     if (count <= 0) return;
     float force[3];
     total_force(force);
-    const std::unique_ptr<bool[]> newborn(new (std::nothrow) bool[static_cast<std::size_t>(count)]);
-    if (!newborn) {
-        for (int i = 0; i < count; ++i) advance_particle(at(i));
-        return;
-    }
+    const auto newborn = std::make_unique_for_overwrite<bool[]>(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         newborn[static_cast<std::size_t>(i)] = at(i).age == 0;
         if (newborn[static_cast<std::size_t>(i)]) integrate(at(i), random.next_float() * time_step, force);
@@ -135,27 +131,22 @@ void ParticleSetBase::move_all() {
 
 // ---- Depth ----------------------------------------------------------------------------------------------------
 
-bool ParticleSetBase::depth_order(std::vector<std::int32_t>& order) const {
-    try {
-        std::vector<std::uint64_t> keys(static_cast<std::size_t>(live()));
-        for (std::size_t i = 0; i < keys.size(); ++i)
-            keys[i] = std::uint64_t{ordered(at(static_cast<int>(i)).position[2])} << 32 | i;
-        std::sort(keys.begin(), keys.end());
-        order.resize(keys.size());
-        std::transform(keys.begin(), keys.end(), order.begin(),
-                       [](std::uint64_t key) { return static_cast<std::int32_t>(key & 0xFFFFFFFFU); });
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-    return true;
+void ParticleSetBase::depth_order(std::vector<std::int32_t>& order) const {
+    std::vector<std::uint64_t> keys(static_cast<std::size_t>(live()));
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        keys[i] = std::uint64_t{ordered(at(static_cast<int>(i)).position[2])} << 32 | i;
+    std::sort(keys.begin(), keys.end());
+    order.resize(keys.size());
+    std::transform(keys.begin(), keys.end(), order.begin(),
+                   [](std::uint64_t key) { return static_cast<std::int32_t>(key & 0xFFFFFFFFU); });
 }
 
 void ParticleSetBase::sort_by_depth() {
     std::vector<std::int32_t> order;
-    if (live() <= 0 || !depth_order(order)) return;
+    if (live() <= 0) return;
+    depth_order(order);
     const std::size_t bytes = static_cast<std::size_t>(live()) * particle_bytes;
-    const std::unique_ptr<std::byte[]> sorted(new (std::nothrow) std::byte[bytes]);
-    if (!sorted) return;
+    const auto sorted = std::make_unique_for_overwrite<std::byte[]>(bytes);
     for (std::size_t i = 0; i < order.size(); ++i)
         std::memcpy(sorted.get() + i * particle_bytes, record(order[i]), particle_bytes);
     std::memcpy(particles, sorted.get(), bytes);
@@ -168,7 +159,7 @@ void ParticleSetBase::walkState(StateWalk& walk) {
     std::int32_t count = live();
     walk.value(count);
     if (walk.isRestoring()) {
-        if (!reserve(count)) return walk.fail();
+        made(reserve(count));
         last_index = count - 1;
     }
     if (count > 0) walk.bytes(particles, static_cast<std::size_t>(count) * particle_bytes);

@@ -6,7 +6,7 @@
 // FrameClock reaches other frames.
 //
 // The array grows by doubling, never shrinks, and has no gaps: the last particle takes the place of one that died.
-// Memory that cannot be had shows as false or -1, and the particle is missing; the render goes on.
+// Memory that cannot be had shows as false or -1 where something is added, and as an exception elsewhere.
 #pragma once
 
 #include <cstddef>
@@ -38,8 +38,8 @@ class ParticleSetBase {
 
     void sort_by_depth();  // ascending z, which changes the state
     // The same order as indices of particles, farthest (lowest z) first, equal ones by index; for drawing, which must
-    // leave the state alone. False when there is no memory.
-    bool depth_order(std::vector<std::int32_t>& order) const;
+    // leave the state alone.
+    void depth_order(std::vector<std::int32_t>& order) const;
 
     int live() const { return last_index + 1; }
     void walkState(StateWalk& walk);  // the live particles and the generator

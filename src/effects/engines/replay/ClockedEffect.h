@@ -132,7 +132,7 @@ const K7Image* ClockedEffect<Info>::pictureAt(ClipRecord& clip, int frame_number
     const bool connected = clipProperties(clip.handle()).intOr(ofx::prop::ClipConnected, 0) != 0;
     if (frame_number == m_target || !connected) return clip.image.get();
     const K7Image* like = this->output.image.get();
-    fetched = make_image_uncleared(like->width, like->height, 4, SAMPLE_F32);
-    if (fetched && !clip.GetFrame(this->currentFrame + (frame_number - m_target), fetched.get())) fetched.reset();
+    fetched = made(make_image_uncleared(like->width, like->height, 4, SAMPLE_F32));
+    if (!clip.GetFrame(this->currentFrame + (frame_number - m_target), fetched.get())) fetched.reset();
     return fetched.get();
 }

@@ -91,6 +91,7 @@ bool FrameClock::drawTarget(ClockedSimulation& simulation) {
     if (m_pure) keep(simulation);
     if (simulation.wantsAbort()) return false;
 
+    m_live = m_drawn = false;  // should the step throw
     m_live = m_drawn = simulation.step(m_request.target, false);
     ++m_steps;
     m_next = m_request.target + 1;
@@ -107,6 +108,7 @@ bool FrameClock::stepSilently(ClockedSimulation& simulation) {
         if (simulation.wantsAbort()) return false;
         if (m_request.animated) m_parameters = simulation.readParameters(m_next);
         if (!readInputsOf(simulation, m_next)) return false;
+        m_live = false;  // should the step throw
         m_live = simulation.step(m_next, true);
         ++m_steps;
         if (!m_live) return false;
@@ -182,7 +184,9 @@ void FrameClock::goBack(ClockedSimulation& simulation) {
     if (ahead && (!kept || m_next >= kept->frame)) return;
 
     m_live = false;
-    if (kept && restore(simulation, *kept)) {
+    if (kept) {
+        StateWalk walk = StateWalk::restoring(kept->state.get());
+        simulation.walkState(walk);
         m_next = kept->frame;
         m_history = kept->history;
     } else {
@@ -192,12 +196,6 @@ void FrameClock::goBack(ClockedSimulation& simulation) {
         m_history = m_histories.front();
     }
     m_pure = m_live = true;
-}
-
-bool FrameClock::restore(ClockedSimulation& simulation, const Kept& kept) {
-    StateWalk walk = StateWalk::restoring(kept.state.get());
-    simulation.walkState(walk);
-    return !walk.failed();
 }
 
 // ---- Kept states ----------------------------------------------------------------------------------------------

@@ -63,8 +63,8 @@ class FrameClock {
         std::uint64_t inputs = 0;    // fingerprint of pictures that steer steps as they are at the drawn frame
     };
 
-    // Steps to the target and draws it. False: the host wanted the render to end or refused an input, or there was no
-    // memory.
+    // Steps to the target and draws it. False: the host wanted the render to end or refused an input. What a step
+    // throws passes through; the next run begins at a kept state or at the first frame.
     bool run(ClockedSimulation& simulation, const Request& request);
 
     // From any thread, also while a run goes on; the next run does what was asked for.
@@ -98,7 +98,6 @@ class FrameClock {
     std::uint64_t historyAfter(int frame, std::uint64_t parameters, std::uint64_t before) const;
     bool fits(int frame, std::uint64_t history) const;
     void goBack(ClockedSimulation& simulation);
-    static bool restore(ClockedSimulation& simulation, const Kept& kept);
     bool stepSilently(ClockedSimulation& simulation);
     bool drawTarget(ClockedSimulation& simulation);
     void keep(ClockedSimulation& simulation);

@@ -11,7 +11,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <new>
 #include <type_traits>
 #include <vector>
 
@@ -32,11 +31,10 @@ class StateWalk {
         static_assert(std::is_trivially_copyable_v<T>);
         std::uint64_t count = part.size();
         value(count);
-        if (isRestoring() && !resized(part, count)) return;
+        if (isRestoring()) part.resize(count);
         bytes(part.data(), part.size() * sizeof(T));
     }
     void bytes(void* part, std::size_t size) {
-        if (m_failed) return;
         if (size > 0 && m_to) std::memcpy(m_to + m_size, part, size);
         if (size > 0 && m_from) std::memcpy(part, m_from + m_size, size);
         m_size += size;
@@ -44,25 +42,11 @@ class StateWalk {
 
     bool isRestoring() const { return m_from != nullptr; }
     std::size_t size() const { return m_size; }  // bytes of the parts so far
-    void fail() { m_failed = true; }             // no memory to restore a part; the rest is left alone
-    bool failed() const { return m_failed; }
 
   private:
-    template <class T>
-    bool resized(std::vector<T>& part, std::uint64_t count) {
-        if (m_failed) return false;
-        try {
-            part.resize(count);
-        } catch (const std::bad_alloc&) {
-            fail();
-        }
-        return !m_failed;
-    }
-
     StateWalk(std::byte* to, const std::byte* from) : m_to(to), m_from(from) {}
 
     std::byte* m_to;
     const std::byte* m_from;
     std::size_t m_size = 0;
-    bool m_failed = false;
 };

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "Library2/Made.h"
 #include "effects/engines/sprites/Sprites.h"
 #include "k7pi_baselib/portable_math.h"
 #include "noiselib/mtrandom.h"
@@ -66,8 +67,7 @@ ImagePtr make_flake_stamp(int variant) {
     constexpr int SUPER = 4;  // samples a pixel and axis; half of them make it white
     const int shape = std::clamp(variant, 1, FLAKE_VARIANTS);
     const StampSize size = SIZES[shape - 1];
-    ImagePtr image = make_image(size.width, size.height, 1, SAMPLE_U8);
-    if (!image) return image;
+    ImagePtr image = made(make_image(size.width, size.height, 1, SAMPLE_U8));
     const Crystal crystal = grow(FIRST_SEED + static_cast<std::uint32_t>(shape));
     const double rx = 0.5 * size.width - 0.6;
     const double ry = 0.5 * size.height - 0.6;

@@ -3,11 +3,11 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
+#include <vector>
 
 #include "imagelib/imagelib.h"
 
-// Null when there is no memory. The centre is the middle pixel.
+// The centre is the middle pixel.
 ImagePtr make_soft_blob(float radius);      // a Gaussian of a third of the radius
 ImagePtr make_textured_blob(float radius);  // the same, grainy
 // A point with four rays, turned by the angle.
@@ -23,22 +23,21 @@ class Sprite {
   public:
     Sprite() = default;
     explicit Sprite(const K7Image* picture);  // one float channel; null: an empty sprite
-    explicit operator bool() const { return m_samples != nullptr; }
+    explicit operator bool() const { return !m_samples.empty(); }
 
     // Some samples beyond the last column of a row can be read too.
     static constexpr int SLACK = 16;
-    const float* samples() const { return m_samples.get() + m_pitch + 1; }  // of the first row and column
+    const float* samples() const { return m_samples.data() + m_pitch + 1; }  // of the first row and column
     int width() const { return m_width; }
     int height() const { return m_height; }
     int pitch() const { return m_pitch; }
 
   private:
-    std::unique_ptr<float[]> m_samples;
+    std::vector<float> m_samples;
     int m_width = 0, m_height = 0, m_pitch = 0;
 };
 
-// The tables of an effect. Entries are made when they are first asked for; those that there was no memory for are
-// null, and their particles are not drawn.
+// The tables of an effect. Entries are made when they are first asked for.
 class SpriteTables {
   public:
     static constexpr int SIZES = 81;
