@@ -32,13 +32,13 @@ std::array<float, BitText::CHANNELS> sample_values(const std::array<float, BitTe
 }  // namespace
 
 BitText::BitText() {
-    text.fill(1);
-    background.fill(0);
+    m_text.fill(1);
+    m_background.fill(0);
 }
 
-bool BitText::set_text_colour(const float* values, int count) { return set_colour(text, values, count); }
+bool BitText::set_text_colour(const float* values, int count) { return set_colour(m_text, values, count); }
 
-bool BitText::set_background_colour(const float* values, int count) { return set_colour(background, values, count); }
+bool BitText::set_background_colour(const float* values, int count) { return set_colour(m_background, values, count); }
 
 const std::uint8_t* BitText::glyph(unsigned char character) {
     const int index = character - FIRST_GLYPH;
@@ -46,13 +46,13 @@ const std::uint8_t* BitText::glyph(unsigned char character) {
 }
 
 void BitText::draw_cells(const char* string, int length, K7Image* cells) const {
-    const auto ink = sample_values(text, cells), paper = sample_values(background, cells);
+    const auto ink = sample_values(m_text, cells), paper = sample_values(m_background, cells);
     for (int cell = 0; cell < length; ++cell) {
         const std::uint8_t* rows = glyph(static_cast<unsigned char>(string[cell]));
         for (int y = 0; y < CELL_HEIGHT && rows; ++y)
             for (int x = 0; x < 8; ++x) {
                 const bool set = (rows[y] >> (7 - x) & 1) != 0;
-                if (set || !transparent)
+                if (set || !m_transparent)
                     image_put_pixel(cells, cell * CELL_WIDTH + 1 + x, y, set ? ink.data() : paper.data());
             }
     }

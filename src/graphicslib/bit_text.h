@@ -20,9 +20,9 @@ class BitText {
     // all text values are 1 and all background values 0.
     bool set_text_colour(const float* values, int count);
     bool set_background_colour(const float* values, int count);
-    float text_colour(int channel) const { return text[std::size_t(channel)]; }
+    float text_colour(int channel) const { return m_text[std::size_t(channel)]; }
     // Leaves out the background.
-    void set_transparent(bool on) { transparent = on; }
+    void set_transparent(bool on) { m_transparent = on; }
 
     // Lays the text over the image, `size` pixels high, with its middle (or the middle of its left side) at (x, y).
     // Characters without a glyph are blank cells. Gives the width in pixels, 0 when nothing could be drawn.
@@ -35,6 +35,6 @@ class BitText {
   private:
     void draw_cells(const char* string, int length, K7Image* cells) const;
 
-    std::array<float, CHANNELS> text, background;
-    bool transparent = false;
+    std::array<float, CHANNELS> m_text, m_background;
+    bool m_transparent = false;
 };

@@ -28,30 +28,31 @@ bool Camera::update_camera() {
         translation_matrix = Matrix4::translation(-position[0], -position[1], -position[2]);
     }
     Camera next = *this;
-    next.half_width = width / 2;
-    next.half_height = height / 2;
-    next.inverse_aspect = 1 / (pixel_aspect * width / height);
-    next.inverse_tangent = static_cast<float>(1 / k7_tan(double(field_of_view) / 2));
-    next.view_matrix = translation_matrix * rotation_matrix;
-    next.projection_matrix =
-        perspective(next.inverse_tangent * next.inverse_aspect, next.inverse_tangent, near_depth, far_depth);
-    next.pixel_mapping = Matrix4::scaling(next.half_width, next.half_height, 1) *
-                         Matrix4::translation(next.half_width, next.half_height, 0);
-    if (!invert(next.view_matrix, next.view_inverse) || !invert(next.projection_matrix, next.projection_inverse) ||
-        !invert(next.pixel_mapping, next.pixel_inverse))
+    next.m_half_width = width / 2;
+    next.m_half_height = height / 2;
+    next.m_inverse_aspect = 1 / (pixel_aspect * width / height);
+    next.m_inverse_tangent = static_cast<float>(1 / k7_tan(double(field_of_view) / 2));
+    next.m_view_matrix = translation_matrix * rotation_matrix;
+    next.m_projection_matrix =
+        perspective(next.m_inverse_tangent * next.m_inverse_aspect, next.m_inverse_tangent, near_depth, far_depth);
+    next.m_pixel_mapping = Matrix4::scaling(next.m_half_width, next.m_half_height, 1) *
+                           Matrix4::translation(next.m_half_width, next.m_half_height, 0);
+    if (!invert(next.m_view_matrix, next.m_view_inverse) ||
+        !invert(next.m_projection_matrix, next.m_projection_inverse) ||
+        !invert(next.m_pixel_mapping, next.m_pixel_inverse))
         return false;
-    next.combined = next.view_matrix * next.projection_matrix * next.pixel_mapping;
+    next.m_combined = next.m_view_matrix * next.m_projection_matrix * next.m_pixel_mapping;
     // Directions take no translation along: the camera's turn alone leads back into the world.
-    Matrix4 turn = next.view_inverse;
+    Matrix4 turn = next.m_view_inverse;
     for (int j = 0; j < 3; ++j) turn.m[3][j] = 0;
-    next.ray_directions = next.pixel_inverse * next.projection_inverse * turn;
+    next.m_ray_directions = next.m_pixel_inverse * next.m_projection_inverse * turn;
     *this = next;
     return true;
 }
 
 bool Camera::world_to_screen(const float point[3], float screen[3]) const {
     float result[4];
-    transform_homogeneous(combined, point, result);
+    transform_homogeneous(m_combined, point, result);
     const float depth = result[3];
     if (!(depth >= near_depth && depth <= far_depth)) return false;
     screen[0] = result[0] / depth;
@@ -63,18 +64,18 @@ bool Camera::world_to_screen(const float point[3], float screen[3]) const {
 void Camera::pixel_to_ray(float x, float y, float ray[3]) const {
     const float pixel[3] = {x, y, 1};
     float result[4];
-    transform_homogeneous(ray_directions, pixel, result);
+    transform_homogeneous(m_ray_directions, pixel, result);
     std::copy_n(result, 3, ray);
 }
 
 void Camera::frustum_corners(float corners[8][3]) const {
     for (int i = 0; i < 8; ++i) {
         const float depth = i < 4 ? near_depth : far_depth;
-        const float up = depth / inverse_tangent, right = up / inverse_aspect;
+        const float up = depth / m_inverse_tangent, right = up / m_inverse_aspect;
         const int k = i % 4;
         const float corner[3] = {k == 1 || k == 2 ? right : -right, k >= 2 ? up : -up, -depth};
         float placed[4];
-        transform_homogeneous(view_inverse, corner, placed);
+        transform_homogeneous(m_view_inverse, corner, placed);
         std::copy_n(placed, 3, corners[i]);
         if (!debug) continue;
         if (k == 0) std::printf(i == 0 ? "\nWSF Corners Near: \n" : "\nWSF Corners Far: \n");

@@ -34,17 +34,17 @@ class Camera {
     void frustum_planes(Plane planes[6]) const;  // the inside is on the positive side
     void frustum_bounds(float low[3], float high[3]) const;
 
-    const Matrix4& projection() const { return projection_matrix; }
-    const Matrix4& world_to_camera() const { return view_matrix; }
-    const Matrix4& world_to_pixel() const { return combined; }
+    const Matrix4& projection() const { return m_projection_matrix; }
+    const Matrix4& world_to_camera() const { return m_view_matrix; }
+    const Matrix4& world_to_pixel() const { return m_combined; }
 
   private:
-    float half_width = 50, half_height = 50;
-    float inverse_aspect = 1;  // of the image: 1 / (pixel aspect * width / height)
-    float inverse_tangent = 1;
-    Matrix4 view_matrix, view_inverse;
-    Matrix4 projection_matrix, projection_inverse;
-    Matrix4 pixel_mapping, pixel_inverse;
-    Matrix4 combined;        // world to pixels
-    Matrix4 ray_directions;  // pixels to directions in the world
+    float m_half_width = 50, m_half_height = 50;
+    float m_inverse_aspect = 1;  // of the image: 1 / (pixel aspect * width / height)
+    float m_inverse_tangent = 1;
+    Matrix4 m_view_matrix, m_view_inverse;
+    Matrix4 m_projection_matrix, m_projection_inverse;
+    Matrix4 m_pixel_mapping, m_pixel_inverse;
+    Matrix4 m_combined;        // world to pixels
+    Matrix4 m_ray_directions;  // pixels to directions in the world
 };

@@ -7,17 +7,17 @@
 
 std::byte* DisplayList::take(std::size_t bytes) {
     bytes = (bytes + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) * alignof(std::max_align_t);
-    while (block < blocks.size() && used + bytes > blocks[block].size) ++block, used = 0;
-    if (block == blocks.size()) {
+    while (m_block < m_blocks.size() && m_used + bytes > m_blocks[m_block].size) ++m_block, m_used = 0;
+    if (m_block == m_blocks.size()) {
         const bool room = in_memory([&] {
             const std::size_t size = std::max(BLOCK, bytes);
-            blocks.push_back({std::make_unique_for_overwrite<std::byte[]>(size), size});
+            m_blocks.push_back({std::make_unique_for_overwrite<std::byte[]>(size), size});
         });
         if (!room) return nullptr;
-        used = 0;
+        m_used = 0;
     }
-    std::byte* place = blocks[block].bytes.get() + used;
-    used += bytes;
+    std::byte* place = m_blocks[m_block].bytes.get() + m_used;
+    m_used += bytes;
     return place;
 }
 
@@ -28,29 +28,29 @@ DisplayNode* DisplayList::add(int count, int floats) {
     auto* node = new (place) DisplayNode{};
     node->count = count;
     node->vertices = vertex_bytes == 0 ? nullptr : new (place + sizeof(DisplayNode)) float[std::size_t(count * floats)];
-    if (last)
-        last->next = node;
+    if (m_last)
+        m_last->next = node;
     else
-        first = node;
-    last = node;
-    ++nodes;
+        m_first = node;
+    m_last = node;
+    ++m_nodes;
     return node;
 }
 
 void DisplayList::clear() {
-    first = last = nullptr;
-    nodes = 0;
-    block = used = 0;
+    m_first = m_last = nullptr;
+    m_nodes = 0;
+    m_block = m_used = 0;
 }
 
 void DisplayList::relink(const std::vector<DisplayNode*>& order) {
-    first = last = nullptr;
+    m_first = m_last = nullptr;
     for (DisplayNode* node : order) {
         node->next = nullptr;
-        if (last)
-            last->next = node;
+        if (m_last)
+            m_last->next = node;
         else
-            first = node;
-        last = node;
+            m_first = node;
+        m_last = node;
     }
 }

@@ -39,9 +39,9 @@ class DisplayList {
     // Relinks in the order of `nodes`, which holds every node of the list once.
     void relink(const std::vector<DisplayNode*>& nodes);
 
-    const DisplayNode* head() const { return first; }
-    DisplayNode* head() { return first; }
-    int count() const { return nodes; }
+    const DisplayNode* head() const { return m_first; }
+    DisplayNode* head() { return m_first; }
+    int count() const { return m_nodes; }
 
   private:
     static constexpr std::size_t BLOCK = std::size_t(1) << 18;
@@ -51,8 +51,8 @@ class DisplayList {
     };
     std::byte* take(std::size_t bytes);
 
-    std::vector<Block> blocks;
-    std::size_t block = 0, used = 0;
-    DisplayNode *first = nullptr, *last = nullptr;
-    int nodes = 0;
+    std::vector<Block> m_blocks;
+    std::size_t m_block = 0, m_used = 0;
+    DisplayNode *m_first = nullptr, *m_last = nullptr;
+    int m_nodes = 0;
 };

@@ -41,32 +41,32 @@ Point beside(Point p0, Point p1, Point p2) {
 }  // namespace
 
 void FlatPath::clear() {
-    coordinates.clear();
-    distances.clear();
-    parts.clear();
+    m_coordinates.clear();
+    m_distances.clear();
+    m_parts.clear();
 }
 
 void FlatPath::push(float x, float y) {
-    Part& last = parts.back();
+    Part& last = m_parts.back();
     double distance = 0;
     if (last.end > last.begin) {
-        const float* before = coordinates.data() + 2 * (last.end - 1);
-        distance = distances.back() + length_of(double(x) - before[0], double(y) - before[1]);
+        const float* before = m_coordinates.data() + 2 * (last.end - 1);
+        distance = m_distances.back() + length_of(double(x) - before[0], double(y) - before[1]);
     }
-    coordinates.push_back(x);
-    coordinates.push_back(y);
-    distances.push_back(distance);
+    m_coordinates.push_back(x);
+    m_coordinates.push_back(y);
+    m_distances.push_back(distance);
     ++last.end;
 }
 
 void FlatPath::last_point(float& x, float& y) const {
-    const float* last = coordinates.data() + coordinates.size() - 2;
+    const float* last = m_coordinates.data() + m_coordinates.size() - 2;
     x = last[0], y = last[1];
 }
 
 bool FlatPath::move_to(float x, float y) {
     if (!finite({x, y})) return false;
-    parts.push_back({distances.size(), distances.size(), false});
+    m_parts.push_back({m_distances.size(), m_distances.size(), false});
     push(x, y);
     return true;
 }
@@ -84,7 +84,7 @@ bool FlatPath::quad_to(float cx, float cy, float x, float y) {
     float x0, y0;
     last_point(x0, y0);
     const double bend = length_of(double(x0) - 2.0 * cx + x, double(y0) - 2.0 * cy + y);
-    const int count = pieces(bend, 2, double(tolerance));
+    const int count = pieces(bend, 2, double(m_tolerance));
     for (int i = 1; i < count; ++i) {
         const double t = double(i) / count, s = 1 - t;
         push(static_cast<float>(s * s * x0 + 2 * s * t * cx + t * t * x),
@@ -101,7 +101,7 @@ bool FlatPath::cubic_to(float cx0, float cy0, float cx1, float cy1, float x, flo
     last_point(x0, y0);
     const double bend = std::max(length_of(double(x0) - 2.0 * cx0 + cx1, double(y0) - 2.0 * cy0 + cy1),
                                  length_of(double(cx0) - 2.0 * cx1 + x, double(cy0) - 2.0 * cy1 + y));
-    const int count = pieces(bend, 3, double(tolerance));
+    const int count = pieces(bend, 3, double(m_tolerance));
     for (int i = 1; i < count; ++i) {
         const double t = double(i) / count, s = 1 - t;
         const double a = s * s * s, b = 3 * s * s * t, c = 3 * s * t * t, d = t * t * t;
@@ -118,7 +118,7 @@ void FlatPath::close() {
     float x, y;
     last_point(x, y);
     if (x != first[0] || y != first[1]) push(first[0], first[1]);
-    parts.back().closed = true;
+    m_parts.back().closed = true;
 }
 
 bool FlatPath::spline_through(int count, const float* points, bool ring) {
@@ -143,44 +143,46 @@ bool FlatPath::spline_through(int count, const float* points, bool ring) {
 
 float FlatPath::length(int contour) const {
     const Part& of = part(contour);
-    return of.end > of.begin ? static_cast<float>(distances[of.end - 1]) : 0;
+    return of.end > of.begin ? static_cast<float>(m_distances[of.end - 1]) : 0;
 }
 
 float FlatPath::length() const {
     double sum = 0;
-    for (const Part& of : parts) sum += distances[of.end - 1];
+    for (const Part& of : m_parts) sum += m_distances[of.end - 1];
     return static_cast<float>(sum);
 }
 
 FlatPath::Place FlatPath::at(int contour, float distance) const {
     const Part& of = part(contour);
-    const auto begin = distances.begin() + std::ptrdiff_t(of.begin), end = distances.begin() + std::ptrdiff_t(of.end);
+    const auto begin = m_distances.begin() + std::ptrdiff_t(of.begin),
+               end = m_distances.begin() + std::ptrdiff_t(of.end);
     const double wanted = distance > 0 ? std::min(double(distance), *(end - 1)) : 0;
     // The piece that ends at or beyond the place, but not one without length.
     auto far = std::lower_bound(begin, end, wanted);
     if (far == begin) far = std::upper_bound(begin, end, 0.0);
-    if (far == end) return {coordinates[2 * of.begin], coordinates[2 * of.begin + 1], 0, 0};
-    const auto index = static_cast<std::size_t>(far - distances.begin());
-    const float *a = coordinates.data() + 2 * (index - 1), *b = a + 2;
-    const double piece = distances[index] - distances[index - 1], t = (wanted - distances[index - 1]) / piece;
+    if (far == end) return {m_coordinates[2 * of.begin], m_coordinates[2 * of.begin + 1], 0, 0};
+    const auto index = static_cast<std::size_t>(far - m_distances.begin());
+    const float *a = m_coordinates.data() + 2 * (index - 1), *b = a + 2;
+    const double piece = m_distances[index] - m_distances[index - 1], t = (wanted - m_distances[index - 1]) / piece;
     const double dx = double(b[0]) - a[0], dy = double(b[1]) - a[1];
     return {static_cast<float>(a[0] + t * dx), static_cast<float>(a[1] + t * dy), static_cast<float>(dx / piece),
             static_cast<float>(dy / piece)};
 }
 
 FlatPath FlatPath::between(float from, float to) const {
-    FlatPath result(tolerance);
+    FlatPath result(m_tolerance);
     double before = 0;
     for (int contour = 0; contour < contours(); ++contour) {
         const Part& of = part(contour);
-        const double length_here = distances[of.end - 1];
+        const double length_here = m_distances[of.end - 1];
         const double first = std::max(double(from) - before, 0.0), last = std::min(double(to) - before, length_here);
         before += length_here;
         if (!(first < last)) continue;
         const Place begin = at(contour, static_cast<float>(first)), end = at(contour, static_cast<float>(last));
         result.move_to(begin.x, begin.y);
         for (std::size_t i = of.begin; i < of.end; ++i)
-            if (distances[i] > first && distances[i] < last) result.push(coordinates[2 * i], coordinates[2 * i + 1]);
+            if (m_distances[i] > first && m_distances[i] < last)
+                result.push(m_coordinates[2 * i], m_coordinates[2 * i + 1]);
         result.push(end.x, end.y);
     }
     return result;

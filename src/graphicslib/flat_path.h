@@ -10,7 +10,7 @@
 class FlatPath {
   public:
     // How far a chord may lie from its curve, above 0.
-    explicit FlatPath(float flatness = 0.05F) : tolerance(flatness > 0 ? flatness : 0.05F) {}
+    explicit FlatPath(float flatness = 0.05F) : m_tolerance(flatness > 0 ? flatness : 0.05F) {}
 
     void clear();
     // Begins a contour.
@@ -26,11 +26,11 @@ class FlatPath {
     // of Catmull-Rom curves", 2011).
     bool spline_through(int count, const float* xy, bool closed);
 
-    int contours() const { return static_cast<int>(parts.size()); }
+    int contours() const { return static_cast<int>(m_parts.size()); }
     bool closed(int contour) const { return part(contour).closed; }
     int points(int contour) const { return static_cast<int>(part(contour).end - part(contour).begin); }
     // x, y of the contour's points; a ring ends on its first.
-    const float* xy(int contour) const { return coordinates.data() + 2 * part(contour).begin; }
+    const float* xy(int contour) const { return m_coordinates.data() + 2 * part(contour).begin; }
     float length(int contour) const;
     float length() const;  // of all contours
 
@@ -49,13 +49,13 @@ class FlatPath {
         std::size_t begin, end;  // points
         bool closed;
     };
-    const Part& part(int contour) const { return parts[static_cast<std::size_t>(contour)]; }
-    bool has_point() const { return !parts.empty() && !parts.back().closed; }
+    const Part& part(int contour) const { return m_parts[static_cast<std::size_t>(contour)]; }
+    bool has_point() const { return !m_parts.empty() && !m_parts.back().closed; }
     void last_point(float& x, float& y) const;
     void push(float x, float y);
 
-    float tolerance;
-    std::vector<float> coordinates;
-    std::vector<double> distances;  // of each point from its contour's first
-    std::vector<Part> parts;
+    float m_tolerance;
+    std::vector<float> m_coordinates;
+    std::vector<double> m_distances;  // of each point from its contour's first
+    std::vector<Part> m_parts;
 };

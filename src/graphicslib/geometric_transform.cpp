@@ -4,8 +4,8 @@
 
 GeometricTransform::GeometricTransform() {
     const Matrix4 identity = Matrix4::identity();
-    view_stack[0] = {identity, identity, identity};
-    model_stack[0] = {identity, identity};
+    m_view_stack[0] = {identity, identity, identity};
+    m_model_stack[0] = {identity, identity};
     clear_projection();
 }
 
@@ -16,18 +16,18 @@ bool GeometricTransform::set_mode(int mode) {
 }
 
 bool GeometricTransform::push() {
-    int& depth = m_selected == VIEW ? view_depth : model_depth;
+    int& depth = m_selected == VIEW ? m_view_depth : m_model_depth;
     if (depth >= LEVELS - 1) return false;
     const auto top = std::size_t(depth++);
     if (m_selected == VIEW)
-        view_stack[top + 1] = view_stack[top];
+        m_view_stack[top + 1] = m_view_stack[top];
     else
-        model_stack[top + 1] = model_stack[top];
+        m_model_stack[top + 1] = m_model_stack[top];
     return true;
 }
 
 bool GeometricTransform::pop() {
-    int& depth = m_selected == VIEW ? view_depth : model_depth;
+    int& depth = m_selected == VIEW ? m_view_depth : m_model_depth;
     if (depth <= 0) return false;
     --depth;
     return true;
@@ -39,9 +39,9 @@ bool GeometricTransform::load_matrix(const Matrix4& matrix) {
     Matrix4 inverse;
     if (!invert(matrix, inverse)) return false;
     if (m_selected == VIEW)
-        view_stack[std::size_t(view_depth)] = {matrix, inverse, inverse.transposed()};
+        m_view_stack[std::size_t(m_view_depth)] = {matrix, inverse, inverse.transposed()};
     else
-        model_stack[std::size_t(model_depth)] = {matrix, inverse};
+        m_model_stack[std::size_t(m_model_depth)] = {matrix, inverse};
     return true;
 }
 
@@ -63,16 +63,16 @@ bool GeometricTransform::set_window(float left, float right, float bottom, float
 bool GeometricTransform::set_projection(const Matrix4& matrix) {
     Matrix4 inverse;
     if (!invert(matrix, inverse)) return false;
-    current_projection = matrix;
-    current_inverse = inverse;
-    current_inverse_transpose = inverse.transposed();
-    projection_set = true;
+    m_current_projection = matrix;
+    m_current_inverse = inverse;
+    m_current_inverse_transpose = inverse.transposed();
+    m_projection_set = true;
     return true;
 }
 
 void GeometricTransform::clear_projection() {
-    current_projection = current_inverse = current_inverse_transpose = Matrix4::identity();
-    projection_set = false;
+    m_current_projection = m_current_inverse = m_current_inverse_transpose = Matrix4::identity();
+    m_projection_set = false;
 }
 
 namespace {
@@ -91,30 +91,31 @@ void GeometricTransform::transform_point(const float point[3], float result[3]) 
 }
 
 void GeometricTransform::inverse_transform_point(const float point[3], float result[3]) const {
-    apply(view_stack[std::size_t(view_depth)].inverse, point, result);
-    apply(model_stack[std::size_t(model_depth)].inverse, result, result);
+    apply(m_view_stack[std::size_t(m_view_depth)].inverse, point, result);
+    apply(m_model_stack[std::size_t(m_model_depth)].inverse, result, result);
 }
 
 void GeometricTransform::transform_direction(const float direction[3], float result[3]) const {
-    apply(model_stack[std::size_t(model_depth)].inverse.transposed(), direction, result);
-    apply(view_stack[std::size_t(view_depth)].inverse_transpose, result, result);
+    apply(m_model_stack[std::size_t(m_model_depth)].inverse.transposed(), direction, result);
+    apply(m_view_stack[std::size_t(m_view_depth)].inverse_transpose, result, result);
 }
 
 void GeometricTransform::project_point(const float point[3], float result[4]) const {
     float placed[3];
     transform_point(point, placed);
-    transform_homogeneous(current_projection, placed, result);
+    transform_homogeneous(m_current_projection, placed, result);
 }
 
 GeometricTransform::SavedLevels GeometricTransform::save_levels() const {
-    return {view_depth, model_depth, projection_set, current_projection, current_inverse, current_inverse_transpose};
+    return {m_view_depth,         m_model_depth,     m_projection_set,
+            m_current_projection, m_current_inverse, m_current_inverse_transpose};
 }
 
 void GeometricTransform::restore_levels(const SavedLevels& saved) {
-    if (saved.view_depth <= view_depth) view_depth = saved.view_depth;
-    if (saved.model_depth <= model_depth) model_depth = saved.model_depth;
-    projection_set = saved.projection_set;
-    current_projection = saved.projection;
-    current_inverse = saved.inverse;
-    current_inverse_transpose = saved.inverse_transpose;
+    if (saved.view_depth <= m_view_depth) m_view_depth = saved.view_depth;
+    if (saved.model_depth <= m_model_depth) m_model_depth = saved.model_depth;
+    m_projection_set = saved.projection_set;
+    m_current_projection = saved.projection;
+    m_current_inverse = saved.inverse;
+    m_current_inverse_transpose = saved.inverse_transpose;
 }

@@ -18,7 +18,7 @@ class GeometricTransform {
 
     bool set_mode(int mode);  // false for anything but VIEW and MODEL; initially MODEL
     int mode() const { return m_selected; }
-    int stack_depth(int of_mode) const { return of_mode == VIEW ? view_depth : model_depth; }
+    int stack_depth(int of_mode) const { return of_mode == VIEW ? m_view_depth : m_model_depth; }
 
     bool push();  // copies the top level; false when all levels are in use
     bool pop();   // false at the lowest level
@@ -36,13 +36,13 @@ class GeometricTransform {
     bool set_window(float left, float right, float bottom, float top, float near, float far);
     bool set_projection(const Matrix4& matrix);
     void clear_projection();
-    bool has_projection() const { return projection_set; }
-    const Matrix4& projection() const { return current_projection; }
-    const Matrix4& projection_inverse() const { return current_inverse; }
-    const Matrix4& projection_inverse_transpose() const { return current_inverse_transpose; }
+    bool has_projection() const { return m_projection_set; }
+    const Matrix4& projection() const { return m_current_projection; }
+    const Matrix4& projection_inverse() const { return m_current_inverse; }
+    const Matrix4& projection_inverse_transpose() const { return m_current_inverse_transpose; }
 
-    const Matrix4& view() const { return view_stack[std::size_t(view_depth)].forward; }
-    const Matrix4& model() const { return model_stack[std::size_t(model_depth)].forward; }
+    const Matrix4& view() const { return m_view_stack[std::size_t(m_view_depth)].forward; }
+    const Matrix4& model() const { return m_model_stack[std::size_t(m_model_depth)].forward; }
 
     // Through model and view. `result` may be `point`.
     void transform_point(const float point[3], float result[3]) const;
@@ -70,10 +70,10 @@ class GeometricTransform {
         Matrix4 forward, inverse;
     };
 
-    Matrix4 current_projection, current_inverse, current_inverse_transpose;
+    Matrix4 m_current_projection, m_current_inverse, m_current_inverse_transpose;
     int m_selected = MODEL;
-    bool projection_set = false;
-    int view_depth = 0, model_depth = 0;
-    std::array<ViewLevel, LEVELS> view_stack;
-    std::array<ModelLevel, LEVELS> model_stack;
+    bool m_projection_set = false;
+    int m_view_depth = 0, m_model_depth = 0;
+    std::array<ViewLevel, LEVELS> m_view_stack;
+    std::array<ModelLevel, LEVELS> m_model_stack;
 };

@@ -17,19 +17,19 @@ bool NDC_to_DC::set_device(float new_width, float new_height, float device_aspec
         if (!(value > 0) || !std::isfinite(value)) return false;
     m_width = new_width;
     m_height = new_height;
-    device_pixel_aspect = device_aspect;
-    window_pixel_aspect = window_aspect;
+    m_device_pixel_aspect = device_aspect;
+    m_window_pixel_aspect = window_aspect;
     derive();
     return true;
 }
 
 void NDC_to_DC::derive() {
-    x_centre = x_scale = m_width / 2;
-    y_centre = y_scale = m_height / 2;
-    const float wide = m_width * device_pixel_aspect / window_pixel_aspect;  // in heights of a pixel
+    m_x_centre = m_x_scale = m_width / 2;
+    m_y_centre = m_y_scale = m_height / 2;
+    const float wide = m_width * m_device_pixel_aspect / m_window_pixel_aspect;  // in heights of a pixel
     const int effective = m_mode < 5 && m_height > wide ? m_mode + 2 : m_mode;
-    if (effective == 1 || effective == 4) x_scale *= m_height / wide;
-    if (effective == 2 || effective == 3) y_scale *= wide / m_height;
+    if (effective == 1 || effective == 4) m_x_scale *= m_height / wide;
+    if (effective == 2 || effective == 3) m_y_scale *= wide / m_height;
 }
 
 bool ImageDev::prepare_device(int new_width, int new_height, float aspect, int depth_code, bool owns) {
@@ -42,24 +42,24 @@ bool ImageDev::prepare_device(int new_width, int new_height, float aspect, int d
         if (!fits(image, type)) image = make_image(new_width, new_height, channels, type);
         return image != nullptr;
     };
-    if (!owns) own_target.reset();
-    other_target = nullptr;
-    owns_target = owns;
-    target_depth = depth_code;
-    ready = false;
-    if (owns && !prepare(own_target, 4, depth_code)) return false;
-    ready = owns;
+    if (!owns) m_own_target.reset();
+    m_other_target = nullptr;
+    m_owns_target = owns;
+    m_target_depth = depth_code;
+    m_ready = false;
+    if (owns && !prepare(m_own_target, 4, depth_code)) return false;
+    m_ready = owns;
     set_device(static_cast<float>(new_width), static_cast<float>(new_height), aspect);
     return true;
 }
 
 bool ImageDev::set_target(K7Image* image) {
-    if (owns_target || !image || !image->pixels || image->channels != 4 || image->sample_type != target_depth)
+    if (m_owns_target || !image || !image->pixels || image->channels != 4 || image->sample_type != m_target_depth)
         return false;
     if (static_cast<float>(image->width) != device_width() || static_cast<float>(image->height) != device_height())
         return false;
-    other_target = image;
-    ready = true;
+    m_other_target = image;
+    m_ready = true;
     return true;
 }
 
@@ -159,13 +159,13 @@ void ImageDev::store(void* out, int count, const float* levels, float divisor, i
 }
 
 void ImageDev::clear_device(const GraphicsColour& colour) {
-    if (!ready) return;
+    if (!m_ready) return;
     K7Image* image = target();
     const float levels[4] = {colour.r, colour.g, colour.b, colour.a};
     alignas(16) std::byte pixel_bytes[16];
     store(pixel_bytes, 4, levels, 1, image->sample_type);
     const bool stream = streams(image) && image->pixel_bytes == sizeof(simd::Pixel) && aligned(image->pixels);
-    runner(image->height, [&](int first, int last) {
+    m_runner(image->height, [&](int first, int last) {
         if (first > last) return;
         auto* row = image_row<std::byte>(image, first);
         for (int x = 0; x < image->width; ++x)
@@ -186,7 +186,7 @@ void ImageDev::clear_device(const GraphicsColour& colour) {
 
 bool ImageDev::set_blend(int new_mode) {
     if (new_mode < REPLACE || new_mode > OVER) return false;
-    blend_mode = new_mode;
+    m_blend_mode = new_mode;
     return true;
 }
 
@@ -194,14 +194,14 @@ void ImageDev::pixel(int x, int y, float coverage, float t) {
     const float c = coverage > 0 ? std::min(coverage, 1.0F) : 0;
     const auto mix = [&](float from, float to) { return from + c * (to - from); };
     pixel_colour(x, y,
-                 {mix(previous.r, current.r), mix(previous.g, current.g), mix(previous.b, current.b),
-                  mix(previous.a, current.a) * t},
-                 blend_mode);
+                 {mix(m_previous.r, m_current.r), mix(m_previous.g, m_current.g), mix(m_previous.b, m_current.b),
+                  mix(m_previous.a, m_current.a) * t},
+                 m_blend_mode);
 }
 
 void ImageDev::pixel_colour(int x, int y, const GraphicsColour& colour, int blend) {
     K7Image* image = target();
-    if (!ready || x < 0 || y < 0 || x >= image->width || y >= image->height) return;
+    if (!m_ready || x < 0 || y < 0 || x >= image->width || y >= image->height) return;
     float values[4] = {colour.r * colour.a, colour.g * colour.a, colour.b * colour.a, colour.a};
     const int type = image->sample_type;
     if (blend != REPLACE) {

@@ -26,21 +26,21 @@ class NDC_to_DC {
     float device_height() const { return m_height; }
 
     void to_device(const float ndc[2], float device[2]) const {
-        device[0] = ndc[0] * x_scale + x_centre;
-        device[1] = ndc[1] * y_scale + y_centre;
+        device[0] = ndc[0] * m_x_scale + m_x_centre;
+        device[1] = ndc[1] * m_y_scale + m_y_centre;
     }
     void from_device(const float device[2], float ndc[2]) const {
-        ndc[0] = (device[0] - x_centre) / x_scale;
-        ndc[1] = (device[1] - y_centre) / y_scale;
+        ndc[0] = (device[0] - m_x_centre) / m_x_scale;
+        ndc[1] = (device[1] - m_y_centre) / m_y_scale;
     }
 
   private:
     void derive();
 
     float m_width = 100, m_height = 100;
-    float device_pixel_aspect = 1, window_pixel_aspect = 1;
+    float m_device_pixel_aspect = 1, m_window_pixel_aspect = 1;
     int m_mode = 1;
-    float x_scale = 50, y_scale = 50, x_centre = 50, y_centre = 50;
+    float m_x_scale = 50, m_y_scale = 50, m_x_centre = 50, m_y_centre = 50;
 };
 
 class ImageDev : public NDC_to_DC {
@@ -53,20 +53,20 @@ class ImageDev : public NDC_to_DC {
     // of set_target.
     bool prepare_device(int width, int height, float aspect, int depth_code, bool owns_target = true);
     bool set_target(K7Image* image);  // 4 channels, of the device's size and depth; false when the device owns its own
-    bool device_ready() const { return ready; }
-    bool device_used() const { return used; }
+    bool device_ready() const { return m_ready; }
+    bool device_used() const { return m_used; }
 
     void clear_device(const GraphicsColour& colour);
 
-    K7Image* target() const { return owns_target ? own_target.get() : other_target; }
+    K7Image* target() const { return m_owns_target ? m_own_target.get() : m_other_target; }
 
     void set_device_colour(const GraphicsColour& colour) {
-        previous = current;
-        current = colour;
+        m_previous = m_current;
+        m_current = colour;
     }
     bool set_blend(int mode);
     // Bands and rows run through this, or on the calling thread.
-    void set_multiprocess(void* context, RowDispatcher launcher) { runner = {context, launcher}; }
+    void set_multiprocess(void* context, RowDispatcher launcher) { m_runner = {context, launcher}; }
 
     // The colour between the previous (coverage 0) and the current one (1), its alpha times t, by the blend that is
     // set.
@@ -84,17 +84,17 @@ class ImageDev : public NDC_to_DC {
     static bool streams(const K7Image* image);  // it is too large for the caches
     static void finish_streams();               // before another thread reads what was stored past the caches
 
-    RowRunner runner;  // of bands and rows
-    bool used = false;
-    float device_pen[3] = {0, 0, 0};
-    bool swap_axes = false;
-    GraphicsColour current, previous;
+    RowRunner m_runner;  // of bands and rows
+    bool m_used = false;
+    float m_device_pen[3] = {0, 0, 0};
+    bool m_swap_axes = false;
+    GraphicsColour m_current, m_previous;
 
   private:
-    bool ready = false;
-    int blend_mode = OVER;
-    bool owns_target = true;
-    int target_depth = SAMPLE_F32;
-    ImagePtr own_target;
-    K7Image* other_target = nullptr;
+    bool m_ready = false;
+    int m_blend_mode = OVER;
+    bool m_owns_target = true;
+    int m_target_depth = SAMPLE_F32;
+    ImagePtr m_own_target;
+    K7Image* m_other_target = nullptr;
 };

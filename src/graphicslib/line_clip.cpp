@@ -28,30 +28,30 @@ bool all_finite(const float* values, int count) {
 }  // namespace
 
 bool LineClipBox::set_box(const float low[3], const float high[3]) {
-    valid = true;
+    m_valid = true;
     for (int axis = 0; axis < 3; ++axis) {
-        minimum[axis] = low[axis];
-        maximum[axis] = high[axis];
-        valid &= low[axis] <= high[axis];
+        m_minimum[axis] = low[axis];
+        m_maximum[axis] = high[axis];
+        m_valid &= low[axis] <= high[axis];
     }
-    return valid;
+    return m_valid;
 }
 
 float LineClipBox::distance(int plane, const float point[4]) const {
     const int axis = plane / 2;
-    return plane % 2 == 0 ? point[3] * minimum[axis] - point[axis] : point[axis] - point[3] * maximum[axis];
+    return plane % 2 == 0 ? point[3] * m_minimum[axis] - point[axis] : point[axis] - point[3] * m_maximum[axis];
 }
 
 unsigned LineClipBox::outcode(const float point[4]) const {
     unsigned code = 0;
     for (int plane = 0; plane < 6; ++plane)
-        if ((planes >> plane & 1U) != 0 && !(distance(plane, point) <= 0)) code |= 1U << plane;
+        if ((m_planes >> plane & 1U) != 0 && !(distance(plane, point) <= 0)) code |= 1U << plane;
     return code;
 }
 
 bool LineClipBox::clip_segment(const float a[4], const float b[4], float& t0, float& t1) const {
     t0 = 0, t1 = 1;
-    if (!valid || !all_finite(a, 4) || !all_finite(b, 4)) return false;
+    if (!m_valid || !all_finite(a, 4) || !all_finite(b, 4)) return false;
     const unsigned code_a = outcode(a), code_b = outcode(b);
     if ((code_a & code_b) != 0) return false;
     double from = 0, to = 1;
@@ -65,8 +65,8 @@ bool LineClipBox::clip_segment(const float a[4], const float b[4], float& t0, fl
 
 bool LineClipBox::clip_point(const float point[4], bool draw, bool& visible) {
     visible = false;
-    if (!valid || !all_finite(point, 4) || (draw && first_point_pending)) {
-        first_point_pending = true;
+    if (!m_valid || !all_finite(point, 4) || (draw && m_first_point_pending)) {
+        m_first_point_pending = true;
         return false;
     }
     if (!draw) {
@@ -74,29 +74,29 @@ bool LineClipBox::clip_point(const float point[4], bool draw, bool& visible) {
         if (visible) on_move(point);
     } else {
         float t0, t1;
-        visible = clip_segment(previous, point, t0, t1);
+        visible = clip_segment(m_previous, point, t0, t1);
         float cut_point[4];
-        if (visible && outcode(previous) != 0) {
-            interpolate(previous, point, t0, cut_point, 4);
+        if (visible && outcode(m_previous) != 0) {
+            interpolate(m_previous, point, t0, cut_point, 4);
             on_move(cut_point);
         }
         if (visible && t1 < 1) {
-            interpolate(previous, point, t1, cut_point, 4);
+            interpolate(m_previous, point, t1, cut_point, 4);
             on_draw(cut_point);
         } else if (visible) {
             on_draw(point);
         }
     }
-    std::copy_n(point, 4, previous);
-    first_point_pending = false;
+    std::copy_n(point, 4, m_previous);
+    m_first_point_pending = false;
     return true;
 }
 
 bool LineClipRect::set_rect(float x0, float y0, float x1, float y1) {
-    minimum[0] = x0, minimum[1] = y0;
-    maximum[0] = x1, maximum[1] = y1;
-    valid = x0 <= x1 && y0 <= y1;
-    return valid;
+    m_minimum[0] = x0, m_minimum[1] = y0;
+    m_maximum[0] = x1, m_maximum[1] = y1;
+    m_valid = x0 <= x1 && y0 <= y1;
+    return m_valid;
 }
 
 bool LineClipRect::clip(const float* line, float* clipped, int floats) const {
@@ -104,7 +104,7 @@ bool LineClipRect::clip(const float* line, float* clipped, int floats) const {
 }
 
 bool LineClipRect::offset_and_clip(const float* line, float dx, float dy, float* clipped, int floats) const {
-    if (!valid || floats < 2) return false;
+    if (!m_valid || floats < 2) return false;
     const float offset[2] = {dx, dy};
     float a[2], b[2];
     for (int axis = 0; axis < 2; ++axis) {
@@ -114,9 +114,9 @@ bool LineClipRect::offset_and_clip(const float* line, float dx, float dy, float*
     if (!all_finite(a, 2) || !all_finite(b, 2)) return false;
     double t0 = 0, t1 = 1;
     for (int axis = 0; axis < 2; ++axis) {
-        const double low = minimum[axis], high = maximum[axis];
-        if ((planes >> (2 * axis) & 1U) != 0 && !cut(low - a[axis], low - b[axis], t0, t1)) return false;
-        if ((planes >> (2 * axis + 1) & 1U) != 0 && !cut(a[axis] - high, b[axis] - high, t0, t1)) return false;
+        const double low = m_minimum[axis], high = m_maximum[axis];
+        if ((m_planes >> (2 * axis) & 1U) != 0 && !cut(low - a[axis], low - b[axis], t0, t1)) return false;
+        if ((m_planes >> (2 * axis + 1) & 1U) != 0 && !cut(a[axis] - high, b[axis] - high, t0, t1)) return false;
     }
     const auto from = static_cast<float>(t0), to = static_cast<float>(t1);
     for (int k = 0; k < floats; ++k) {

@@ -14,8 +14,8 @@ class LineClipBox {
 
     // Initially -1 to 1 in x, y and z, all times w. False, and a box that refuses, when a minimum is above its maximum.
     bool set_box(const float low[3], const float high[3]);
-    void set_planes(unsigned mask) { planes = mask & ALL_PLANES; }
-    bool box_valid() const { return valid; }
+    void set_planes(unsigned mask) { m_planes = mask & ALL_PLANES; }
+    bool box_valid() const { return m_valid; }
 
     // Point x, y, z, w. `visible` tells whether anything was passed on. A draw before any move fails, and so does a
     // point that is not finite, after which the pen needs a move.
@@ -30,16 +30,16 @@ class LineClipBox {
     // The part of a segment that lies inside, 0 <= t0 <= t1 <= 1; false when there is none.
     bool clip_segment(const float a[4], const float b[4], float& t0, float& t1) const;
     unsigned outcode(const float point[4]) const;
-    void forget_point() { first_point_pending = true; }
+    void forget_point() { m_first_point_pending = true; }
 
   private:
     float distance(int plane, const float point[4]) const;
 
-    float minimum[3] = {-1, -1, -1}, maximum[3] = {1, 1, 1};
-    bool valid = true;
-    unsigned planes = ALL_PLANES;
-    float previous[4] = {0, 0, 0, 1};
-    bool first_point_pending = true;
+    float m_minimum[3] = {-1, -1, -1}, m_maximum[3] = {1, 1, 1};
+    bool m_valid = true;
+    unsigned m_planes = ALL_PLANES;
+    float m_previous[4] = {0, 0, 0, 1};
+    bool m_first_point_pending = true;
 };
 
 // Blocks of two points, `floats` each, of which the first two are x and y.
@@ -48,8 +48,8 @@ class LineClipRect {
     virtual ~LineClipRect() = default;
 
     bool set_rect(float x0, float y0, float x1, float y1);
-    bool rect_valid() const { return valid; }
-    void set_planes(unsigned mask) { planes = mask & 0x0F; }
+    bool rect_valid() const { return m_valid; }
+    void set_planes(unsigned mask) { m_planes = mask & 0x0F; }
 
     // False when nothing is left. `clipped` may be `line`.
     bool clip(const float* line, float* clipped, int floats) const;
@@ -57,7 +57,7 @@ class LineClipRect {
     bool offset_and_clip(const float* line, float dx, float dy, float* clipped, int floats) const;
 
   private:
-    float minimum[2] = {-1, -1}, maximum[2] = {1, 1};
-    bool valid = true;
-    unsigned planes = 0x0F;
+    float m_minimum[2] = {-1, -1}, m_maximum[2] = {1, 1};
+    bool m_valid = true;
+    unsigned m_planes = 0x0F;
 };

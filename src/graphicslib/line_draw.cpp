@@ -38,50 +38,54 @@ bool draw_line(K7Image* image, const float colour[4], float x0, float y0, float 
 }
 
 LineDraw::LineDraw(K7Image* target, void* user)
-    : user_pointer(user), image(is_float_image(target, 3) ? target : nullptr) {
-    if (!image) return;
-    clip_x1 = image->width - 1;
-    clip_y1 = image->height - 1;
+    : m_user_pointer(user), m_image(is_float_image(target, 3) ? target : nullptr) {
+    if (!m_image) return;
+    m_clip_x1 = m_image->width - 1;
+    m_clip_y1 = m_image->height - 1;
 }
 
 bool LineDraw::set_clip(int x0, int y0, int x1, int y1) {
-    if (!image) return false;
+    if (!m_image) return false;
     x0 = std::max(x0, 0), y0 = std::max(y0, 0);
-    x1 = std::min(x1, image->width - 1), y1 = std::min(y1, image->height - 1);
+    x1 = std::min(x1, m_image->width - 1), y1 = std::min(y1, m_image->height - 1);
     if (x0 > x1 || y0 > y1) return false;
-    clip_x0 = x0, clip_y0 = y0, clip_x1 = x1, clip_y1 = y1;
+    m_clip_x0 = x0, m_clip_y0 = y0, m_clip_x1 = x1, m_clip_y1 = y1;
     return true;
 }
 
 bool LineDraw::draw(float x0, float y0, float x1, float y1) {
     wu::Line line;
-    if (!image || !wu::prepare(x0, y0, x1, y1, line)) return false;
-    swapped_axes = line.swapped;
-    line_length = static_cast<float>(line.length);
-    wu::walk(line, {clip_x0, clip_y0, clip_x1, clip_y1},
+    if (!m_image || !wu::prepare(x0, y0, x1, y1, line)) return false;
+    m_swapped_axes = line.swapped;
+    m_line_length = static_cast<float>(line.length);
+    wu::walk(line, {m_clip_x0, m_clip_y0, m_clip_x1, m_clip_y1},
              [this](int x, int y, float coverage, float t) { pixel(x, y, coverage, t); });
-    forget_stats(image);
+    forget_stats(m_image);
     return true;
 }
 
 StreakLineDraw::StreakLineDraw(K7Image* target, const float* table, int half_width, float fade_from)
-    : LineDraw(target), colours(table), entries(half_width > 0 && table ? 2 * half_width : 0), fade_start(fade_from) {}
+    : LineDraw(target),
+      m_colours(table),
+      m_entries(half_width > 0 && table ? 2 * half_width : 0),
+      m_fade_start(fade_from) {}
 
 void StreakLineDraw::pixel(int x, int y, float coverage, float t) {
-    if (entries == 0) return;
+    if (m_entries == 0) return;
     float fade = 1;
-    if (t > fade_start) {
-        const float s = std::clamp((t - fade_start) / (1 - fade_start), 0.0F, 1.0F);
+    if (t > m_fade_start) {
+        const float s = std::clamp((t - m_fade_start) / (1 - m_fade_start), 0.0F, 1.0F);
         fade = 1 - (3 - 2 * s) * s * s;
     }
     const float position = t * length();
-    const int entry = position < static_cast<float>(entries) ? std::max(static_cast<int>(position), 0) : entries - 1;
-    const float* colour = colours + 3 * static_cast<std::ptrdiff_t>(entry);
+    const int entry =
+        position < static_cast<float>(m_entries) ? std::max(static_cast<int>(position), 0) : m_entries - 1;
+    const float* colour = m_colours + 3 * static_cast<std::ptrdiff_t>(entry);
     const float weight = coverage * fade;
     float* out = pixel_at(x, y);
-    out[0] += weight * red * colour[0];
-    out[1] += weight * green * colour[1];
-    out[2] += weight * blue * colour[2];
+    out[0] += weight * m_red * colour[0];
+    out[1] += weight * m_green * colour[1];
+    out[2] += weight * m_blue * colour[2];
 }
 
 MyLineDraw::MyLineDraw(K7Image* target, const Ink* ink)

@@ -27,18 +27,18 @@ class LineDraw {
     bool draw(float x0, float y0, float x1, float y1);
 
   protected:
-    void* user() const { return user_pointer; }
-    K7Image* target() const { return image; }
-    bool swapped() const { return swapped_axes; }  // the line being drawn is steeper than 45 degrees
-    float length() const { return line_length; }   // of the line being drawn, in pixels
-    float* pixel_at(int x, int y) const { return image_row<float>(image, y) + x * image->channels; }
+    void* user() const { return m_user_pointer; }
+    K7Image* target() const { return m_image; }
+    bool swapped() const { return m_swapped_axes; }  // the line being drawn is steeper than 45 degrees
+    float length() const { return m_line_length; }   // of the line being drawn, in pixels
+    float* pixel_at(int x, int y) const { return image_row<float>(m_image, y) + x * m_image->channels; }
 
   private:
-    void* user_pointer;
-    K7Image* image;  // null: refused
-    bool swapped_axes = false;
-    float line_length = 0;
-    int clip_x0 = 0, clip_y0 = 0, clip_x1 = -1, clip_y1 = -1;
+    void* m_user_pointer;
+    K7Image* m_image;  // null: refused
+    bool m_swapped_axes = false;
+    float m_line_length = 0;
+    int m_clip_x0 = 0, m_clip_y0 = 0, m_clip_x1 = -1, m_clip_y1 = -1;
 };
 
 // Adds light along a line: a table of colours by distance from the first end, one entry a pixel, faded out smoothly
@@ -48,14 +48,14 @@ class StreakLineDraw final : public LineDraw {
     // `table` holds 2 * half_width entries of r, g, b; beyond them the last entry goes on.
     StreakLineDraw(K7Image* target, const float* table, int half_width, float fade_start);
 
-    void set_multipliers(float r, float g, float b) { red = r, green = g, blue = b; }
+    void set_multipliers(float r, float g, float b) { m_red = r, m_green = g, m_blue = b; }
     void pixel(int x, int y, float coverage, float t) override;
 
   private:
-    const float* colours;
-    int entries;
-    float fade_start;
-    float red = 1, green = 1, blue = 1;
+    const float* m_colours;
+    int m_entries;
+    float m_fade_start;
+    float m_red = 1, m_green = 1, m_blue = 1;
 };
 
 // Source-over that gains strength from the first end of the line to the second; float RGBA only.

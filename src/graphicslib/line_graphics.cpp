@@ -16,19 +16,19 @@ bool divide(const float clip[4], float result[3]) {
 
 void LineGraphics::to_clip_space(const float world[3], float clip[4]) const {
     float placed[3];
-    for (int i = 0; i < 3; ++i) placed[i] = world[i] * coordinate_scale + (apply_offset ? m_offset[i] : 0);
+    for (int i = 0; i < 3; ++i) placed[i] = world[i] * m_coordinate_scale + (m_apply_offset ? m_offset[i] : 0);
     project_point(placed, clip);
 }
 
 void LineGraphics::move_to(const float world[3]) {
-    std::copy_n(world, 3, current_point);
+    std::copy_n(world, 3, m_current_point);
     float clip[4];
     to_clip_space(world, clip);
     clip_point_no_result(clip, false);
 }
 
 void LineGraphics::draw_to(const float world[3]) {
-    std::copy_n(world, 3, current_point);
+    std::copy_n(world, 3, m_current_point);
     float clip[4];
     to_clip_space(world, clip);
     clip_point_no_result(clip, true);
@@ -38,9 +38,9 @@ bool LineGraphics::set_view_box(const float low[3], const float high[3]) {
     for (int i = 0; i < 3; ++i)
         if (!(low[i] <= high[i])) return false;
     for (int i = 0; i < 3; ++i) {
-        box_low[i] = low[i];
-        box_high[i] = high[i];
-        box_extent[i] = high[i] - low[i];
+        m_box_low[i] = low[i];
+        m_box_high[i] = high[i];
+        m_box_extent[i] = high[i] - low[i];
     }
     return PolygonClipBox::set_box(low, high) && LineClipBox::set_box(low, high);
 }
@@ -62,23 +62,23 @@ void LineGraphics::set_pen_colour(const GraphicsColour& colour) {
 
 bool LineGraphics::save_pen_colour(int place) {
     if (place < 0 || place > 2) return false;
-    saved_colours[std::size_t(place)] = m_pen;
+    m_saved_colours[std::size_t(place)] = m_pen;
     return true;
 }
 
 bool LineGraphics::restore_pen_colour(int place) {
     if (place < 0 || place > 2) return false;
-    set_pen_colour(saved_colours[std::size_t(place)]);
+    set_pen_colour(m_saved_colours[std::size_t(place)]);
     return true;
 }
 
 bool LineGraphics::set_text_height(float height) {
     if (!(height >= 0) || !std::isfinite(height)) return false;
-    step = {height, -2 * height, -2 * height, 0, 2 * height, 2 * height, 0};
+    m_step = {height, -2 * height, -2 * height, 0, 2 * height, 2 * height, 0};
     return true;
 }
 
 void LineGraphics::set_offset(const float new_offset[3], bool apply) {
     std::copy_n(new_offset, 3, m_offset);
-    apply_offset = apply;
+    m_apply_offset = apply;
 }

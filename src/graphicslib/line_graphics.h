@@ -32,8 +32,8 @@ class LineGraphics : public HersheyFont, public PolygonClipBox, public LineClipB
     bool restore_pen_colour(int place);
 
     bool set_text_height(float height);
-    const std::array<float, 7>& text_step() const { return step; }
-    void set_coordinate_scale(float scale) { coordinate_scale = scale; }
+    const std::array<float, 7>& text_step() const { return m_step; }
+    void set_coordinate_scale(float scale) { m_coordinate_scale = scale; }
     void set_offset(const float new_offset[3], bool apply = true);
 
     // Scaled, offset and through all transforms, into clip space.
@@ -42,20 +42,20 @@ class LineGraphics : public HersheyFont, public PolygonClipBox, public LineClipB
     void on_move(const float* point) override;
     void on_draw(const float* point) override;
 
-    const float* view_low() const { return box_low; }
-    const float* view_high() const { return box_high; }
-    const float* view_extent() const { return box_extent; }
-    const float* world_point() const { return current_point; }
-    const GraphicsPathK7& path() const { return graphics_path; }
+    const float* view_low() const { return m_box_low; }
+    const float* view_high() const { return m_box_high; }
+    const float* view_extent() const { return m_box_extent; }
+    const float* world_point() const { return m_current_point; }
+    const GraphicsPathK7& path() const { return m_graphics_path; }
 
   private:
-    float current_point[3] = {0, 0, 0};
-    float box_low[3] = {-1, -1, -1}, box_high[3] = {1, 1, 1}, box_extent[3] = {2, 2, 2};
+    float m_current_point[3] = {0, 0, 0};
+    float m_box_low[3] = {-1, -1, -1}, m_box_high[3] = {1, 1, 1}, m_box_extent[3] = {2, 2, 2};
     GraphicsColour m_pen{1, 1, 1, 1};
-    std::array<GraphicsColour, 3> saved_colours;
-    std::array<float, 7> step{};
-    float coordinate_scale = 1;
+    std::array<GraphicsColour, 3> m_saved_colours;
+    std::array<float, 7> m_step{};
+    float m_coordinate_scale = 1;
     float m_offset[3] = {0, 0, 0};
-    bool apply_offset = true;
-    GraphicsPathK7 graphics_path;
+    bool m_apply_offset = true;
+    GraphicsPathK7 m_graphics_path;
 };

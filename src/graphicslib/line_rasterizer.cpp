@@ -17,22 +17,22 @@ void interpolate(const float* line, float t, float* attributes) {
 bool LineRasterizer::set_bounds(int x0, int y0, int x1, int y1) {
     x0 = std::max(x0, 0), y0 = std::max(y0, 0), x1 = std::max(x1, 0), y1 = std::max(y1, 0);
     if (x0 >= x1 || y0 >= y1) return false;
-    left = x0, right = x1 - 1, bottom = y0, top = y1 - 1;
-    bounds_set = true;
+    m_left = x0, m_right = x1 - 1, m_bottom = y0, m_top = y1 - 1;
+    m_bounds_set = true;
     return true;
 }
 
 bool LineRasterizer::set_mode(int mode) {
     if (mode != ANTIALIASED && mode != PLAIN) return false;
-    line_mode = mode;
+    m_line_mode = mode;
     return true;
 }
 
 bool LineRasterizer::draw_line(const float* line, void* argument) {
-    if (!bounds_set || !line) return false;
+    if (!m_bounds_set || !line) return false;
     for (const float* end : {line, line + LINE_FLOATS})
         if (!std::isfinite(end[0]) || !std::isfinite(end[1])) return false;
-    if (line_mode == ANTIALIASED)
+    if (m_line_mode == ANTIALIASED)
         draw_antialiased(line, argument);
     else
         draw_plain(line, argument);
@@ -42,25 +42,25 @@ bool LineRasterizer::draw_line(const float* line, void* argument) {
 void LineRasterizer::draw_antialiased(const float* line, void* argument) {
     wu::Line walk;
     if (!wu::prepare(line[0], line[1], line[LINE_FLOATS], line[LINE_FLOATS + 1], walk)) return;
-    swapped = walk.swapped;
+    m_swapped = walk.swapped;
     float attributes[LINE_FLOATS];
     float reached = -1;  // the parameter that `attributes` belong to
-    wu::walk(walk, {left, bottom, right, top}, [&](int x, int y, float coverage, float t) {
+    wu::walk(walk, {m_left, m_bottom, m_right, m_top}, [&](int x, int y, float coverage, float t) {
         if (t != reached) interpolate(line, reached = t, attributes);
-        pixel(user, x, y, coverage, attributes, argument);
+        pixel(m_user, x, y, coverage, attributes, argument);
     });
 }
 
 void LineRasterizer::draw_plain(const float* line, void* argument) {
     const double dx = double(line[LINE_FLOATS]) - line[0], dy = double(line[LINE_FLOATS + 1]) - line[1];
     if (std::fabs(dx) < 0.001 && std::fabs(dy) < 0.001) return;
-    swapped = std::fabs(dy) > std::fabs(dx);
-    const int along = swapped ? 1 : 0, across = 1 - along;
+    m_swapped = std::fabs(dy) > std::fabs(dx);
+    const int along = m_swapped ? 1 : 0, across = 1 - along;
     const double start = line[along], end = line[LINE_FLOATS + along], extent = end - start;
-    const double low = swapped ? bottom : left, high = swapped ? top : right;
+    const double low = m_swapped ? m_bottom : m_left, high = m_swapped ? m_top : m_right;
     const double first = std::max(std::ceil(std::min(start, end) - 0.5), low);
     const double last = std::min(std::floor(std::max(start, end) + 0.5) - 1, high);
-    const double across_low = swapped ? left : bottom, across_high = swapped ? right : top;
+    const double across_low = m_swapped ? m_left : m_bottom, across_high = m_swapped ? m_right : m_top;
     float attributes[LINE_FLOATS];
     for (double column = first; column <= last; ++column) {
         const double t = std::clamp((column + 0.5 - start) / extent, 0.0, 1.0);
@@ -68,6 +68,6 @@ void LineRasterizer::draw_plain(const float* line, void* argument) {
         if (!(row >= across_low && row <= across_high)) continue;
         interpolate(line, static_cast<float>(t), attributes);
         const int a = static_cast<int>(column), b = static_cast<int>(row);
-        pixel(user, swapped ? b : a, swapped ? a : b, 1, attributes, argument);
+        pixel(m_user, m_swapped ? b : a, m_swapped ? a : b, 1, attributes, argument);
     }
 }

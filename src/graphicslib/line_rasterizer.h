@@ -17,8 +17,8 @@ class LineRasterizer {
     // Pixels x0 to x1 - 1, y0 to y1 - 1; negatives count as 0. False, and the old window stays, when nothing is left.
     bool set_bounds(int x0, int y0, int x1, int y1);
     bool set_mode(int mode);
-    void set_user(void* pointer) { user = pointer; }
-    bool axes_swapped() const { return swapped; }
+    void set_user(void* pointer) { m_user = pointer; }
+    bool axes_swapped() const { return m_swapped; }
 
     // Two records, one after the other. False without bounds, or for ends that are not finite. Lines shorter than 1e-6
     // (plain: 0.001 on both axes) draw nothing.
@@ -28,9 +28,9 @@ class LineRasterizer {
     void draw_antialiased(const float* line, void* argument);
     void draw_plain(const float* line, void* argument);
 
-    int left = -1, right = -1, bottom = -1, top = -1;  // inclusive
-    bool bounds_set = false;
-    int line_mode = PLAIN;
-    bool swapped = false;
-    void* user = nullptr;
+    int m_left = -1, m_right = -1, m_bottom = -1, m_top = -1;  // inclusive
+    bool m_bounds_set = false;
+    int m_line_mode = PLAIN;
+    bool m_swapped = false;
+    void* m_user = nullptr;
 };

@@ -19,8 +19,8 @@ bool MipPicture::add_level(int width, int height) {
     const std::size_t count = 4 * static_cast<std::size_t>(pitch) * static_cast<std::size_t>(height + 3);
     std::unique_ptr<float[]> pixels(new (std::nothrow) float[count]());
     if (!pixels) return false;
-    copies.push_back({pixels.get() + 4 * (std::ptrdiff_t(pitch) + 1), width, height, pitch});
-    memory.push_back(std::move(pixels));
+    m_copies.push_back({pixels.get() + 4 * (std::ptrdiff_t(pitch) + 1), width, height, pitch});
+    m_memory.push_back(std::move(pixels));
     return true;
 }
 
@@ -48,23 +48,23 @@ MipPicture::MipPicture(const K7Image* picture, bool straight, Frame frame) {
     for (int y = 0; y < picture->height; ++y) {
         const float* row = image_row<float>(picture, y);
         for (int x = 0; x < picture->width; ++x) {
-            float* out = pixel_of(copies[0], x, y);
+            float* out = pixel_of(m_copies[0], x, y);
             const float alpha = finite(picture->channels == 1 ? row[x] : row[4 * x + 3]);
             for (int c = 0; c < 3; ++c)
                 out[c] = picture->channels == 1 ? alpha : finite(row[4 * x + c]) * (straight ? alpha : 1);
             out[3] = alpha;
         }
     }
-    if (frame == Frame::repeat) repeat_edges(copies[0]);
-    while (copies.back().width > 1 || copies.back().height > 1) {
-        const Level from = copies.back();
+    if (frame == Frame::repeat) repeat_edges(m_copies[0]);
+    while (m_copies.back().width > 1 || m_copies.back().height > 1) {
+        const Level from = m_copies.back();
         if (!add_level((from.width + 1) / 2, (from.height + 1) / 2)) {  // without the small copies it would sparkle
-            copies.clear();
-            memory.clear();
+            m_copies.clear();
+            m_memory.clear();
             return;
         }
-        halve(from, copies.back());
-        if (frame == Frame::repeat) repeat_edges(copies.back());
+        halve(from, m_copies.back());
+        if (frame == Frame::repeat) repeat_edges(m_copies.back());
     }
 }
 

@@ -25,13 +25,13 @@ class MipPicture {
     // the opacity of white. Anything else, and a picture that there is no memory for, leaves it empty. Samples that are
     // not finite count as 0.
     explicit MipPicture(const K7Image* picture, bool straight = false, Frame frame = Frame::clear);
-    explicit operator bool() const { return !copies.empty(); }
+    explicit operator bool() const { return !m_copies.empty(); }
 
-    int width() const { return copies.empty() ? 0 : copies[0].width; }
-    int height() const { return copies.empty() ? 0 : copies[0].height; }
+    int width() const { return m_copies.empty() ? 0 : m_copies[0].width; }
+    int height() const { return m_copies.empty() ? 0 : m_copies[0].height; }
     // 0 is the picture itself; the last has one pixel.
-    int levels() const { return static_cast<int>(copies.size()); }
-    const Level& level(int i) const { return copies[static_cast<std::size_t>(i)]; }
+    int levels() const { return static_cast<int>(m_copies.size()); }
+    const Level& level(int i) const { return m_copies[static_cast<std::size_t>(i)]; }
     // The copy to read when so many of the picture's pixels lie within one that is drawn, and how much of the next one
     // to mix in, 0 to 1, so that nothing jumps as the size changes.
     struct Reading {
@@ -45,6 +45,6 @@ class MipPicture {
     void halve(const Level& from, const Level& to);
     void repeat_edges(const Level& level);
 
-    std::vector<std::unique_ptr<float[]>> memory;
-    std::vector<Level> copies;
+    std::vector<std::unique_ptr<float[]>> m_memory;
+    std::vector<Level> m_copies;
 };

@@ -9,7 +9,7 @@ class MipReader {
   public:
     using Quad = ink::Quad;
 
-    MipReader(const MipPicture& picture, MipPicture::Reading reading) : mix(reading.mix) {
+    MipReader(const MipPicture& picture, MipPicture::Reading reading) : m_mix(reading.mix) {
         const int coarse = reading.level + 1 < picture.levels() ? reading.level + 1 : reading.level;
         set(0, picture.level(reading.level), reading.level);
         set(1, picture.level(coarse), coarse);
@@ -19,23 +19,23 @@ class MipReader {
     // goes on for ever; what is not finite reads the frame too.
     Quad sample(Quad place) const {
         using Ints = int __attribute__((vector_size(16)));
-        Quad at = place * scale + 0.5F;  // from the frame's first pixel
+        Quad at = place * m_scale + 0.5F;  // from the frame's first pixel
         at = at > 0.0F ? at : Quad{};
-        at = at < limit ? at : limit;
+        at = at < m_limit ? at : m_limit;
         const Ints cell = __builtin_convertvector(at, Ints);
         const Quad part = at - __builtin_convertvector(cell, Quad);
-        const Quad fine = bilinear(samples[0], pitches[0], cell[0], cell[1], part[0], part[1]);
-        if (mix == 0) return fine;
-        return fine + mix * (bilinear(samples[1], pitches[1], cell[2], cell[3], part[2], part[3]) - fine);
+        const Quad fine = bilinear(m_samples[0], m_pitches[0], cell[0], cell[1], part[0], part[1]);
+        if (m_mix == 0) return fine;
+        return fine + m_mix * (bilinear(m_samples[1], m_pitches[1], cell[2], cell[3], part[2], part[3]) - fine);
     }
 
   private:
     void set(int which, const MipPicture::Level& level, int index) {
-        samples[which] = level.samples - 4 * (level.pitch + 1);
-        pitches[which] = 4 * level.pitch;
+        m_samples[which] = level.samples - 4 * (level.pitch + 1);
+        m_pitches[which] = 4 * level.pitch;
         const int u = 2 * which, v = u + 1;
-        scale[u] = scale[v] = 1 / static_cast<float>(1 << index);
-        limit[u] = static_cast<float>(level.width + 1), limit[v] = static_cast<float>(level.height + 1);
+        m_scale[u] = m_scale[v] = 1 / static_cast<float>(1 << index);
+        m_limit[u] = static_cast<float>(level.width + 1), m_limit[v] = static_cast<float>(level.height + 1);
     }
     static Quad bilinear(const float* from, int pitch, int column, int row, float tx, float ty) {
         const float* here = from + std::ptrdiff_t(row) * pitch + 4 * std::ptrdiff_t(column);
@@ -44,8 +44,8 @@ class MipReader {
         return below + ty * (above - below);
     }
 
-    const float* samples[2];  // of the frame's first pixel
-    int pitches[2];           // floats
-    float mix;
-    Quad scale{}, limit{};
+    const float* m_samples[2];  // of the frame's first pixel
+    int m_pitches[2];           // floats
+    float m_mix;
+    Quad m_scale{}, m_limit{};
 };

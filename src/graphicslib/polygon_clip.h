@@ -18,14 +18,14 @@ class PolygonClipper {
 
     // Floats of a vertex beyond x and y, 0 or more.
     bool set_extra_floats(int count);
-    int extra_floats() const { return vertex_floats - 2; }
+    int extra_floats() const { return m_vertex_floats - 2; }
 
     // Fewer than three vertices and coordinates that are not finite leave nothing, as a failed allocation does.
     PolygonClip clip(int count, const float* vertices);
-    int result_count() const { return count_left; }
+    int result_count() const { return m_count_left; }
     // Valid until the next clip; the input when nothing was cut.
-    const float* result() const { return left; }
-    bool box_valid() const { return valid; }
+    const float* result() const { return m_left; }
+    bool box_valid() const { return m_valid; }
 
   protected:
     PolygonClipper(int axes, int extra);
@@ -34,13 +34,13 @@ class PolygonClipper {
   private:
     bool finite(int count, const float* vertices) const;
 
-    int axes;
-    int vertex_floats;
-    float minimum[3], maximum[3];
-    bool valid = true;
-    std::vector<float> buffers[2];
-    const float* left = nullptr;
-    int count_left = 0;
+    int m_axes;
+    int m_vertex_floats;
+    float m_minimum[3], m_maximum[3];
+    bool m_valid = true;
+    std::vector<float> m_buffers[2];
+    const float* m_left = nullptr;
+    int m_count_left = 0;
 };
 
 class PolygonClipBox : public PolygonClipper {

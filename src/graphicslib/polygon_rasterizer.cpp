@@ -22,9 +22,9 @@ int ceil_of(double value) {
 bool PolygonRasterizer::set_bounds(int x0, int y0, int x1, int y1) {
     if (x0 > x1) std::swap(x0, x1);
     if (y0 > y1) std::swap(y0, y1);
-    left = std::clamp(x0, 0, FARTHEST), right = std::clamp(x1, 0, FARTHEST);
-    bottom = std::clamp(y0, 0, FARTHEST), top = std::clamp(y1, 0, FARTHEST);
-    bounds_set = true;
+    m_left = std::clamp(x0, 0, FARTHEST), m_right = std::clamp(x1, 0, FARTHEST);
+    m_bottom = std::clamp(y0, 0, FARTHEST), m_top = std::clamp(y1, 0, FARTHEST);
+    m_bounds_set = true;
     return true;
 }
 
@@ -32,30 +32,30 @@ bool PolygonRasterizer::set_vertex_floats(int count) {
     if (count < 2 || count > 1024) return false;
     const std::size_t floats = 7 * std::size_t(count + 4);
     const bool room = in_memory([&] {
-        if (work.size() < floats) work.assign(floats, 0.0F);
+        if (m_work.size() < floats) m_work.assign(floats, 0.0F);
     });
-    if (!room) work = {};
-    vertex_floats = room ? count : 0;
+    if (!room) m_work = {};
+    m_vertex_floats = room ? count : 0;
     return room;
 }
 
 bool PolygonRasterizer::set_mode(int mode) {
     if (mode != EXACT && mode != PLAIN) return false;
-    polygon_mode = mode;
+    m_polygon_mode = mode;
     return true;
 }
 
 bool PolygonRasterizer::draw_polygon(int count, const float* vertices, void* argument) {
-    if (count < 3 || count > 1 << 24 || !vertices || !bounds_set || work.empty()) return false;
-    if (!m_polygon.set_polygon(count, vertices, vertex_floats, {left, bottom, right, top})) return false;
+    if (count < 3 || count > 1 << 24 || !vertices || !m_bounds_set || m_work.empty()) return false;
+    if (!m_polygon.set_polygon(count, vertices, m_vertex_floats, {m_left, m_bottom, m_right, m_top})) return false;
     if (m_polygon.empty()) return true;
-    polygon_mode == PLAIN ? draw_plain(argument) : draw_exact(argument);
+    m_polygon_mode == PLAIN ? draw_plain(argument) : draw_exact(argument);
     return true;
 }
 
 void PolygonRasterizer::set_edge(const PolygonCoverage::Edge& edge, double y, float* values, float* step) const {
     const auto t = static_cast<float>((y - edge.y) / edge.height), scale = static_cast<float>(1 / edge.height);
-    for (int k = 0; k < vertex_floats; ++k) {
+    for (int k = 0; k < m_vertex_floats; ++k) {
         const float change = edge.q[k] - edge.p[k];
         values[k] = edge.p[k] + t * change;
         step[k] = scale * change;
@@ -64,28 +64,28 @@ void PolygonRasterizer::set_edge(const PolygonCoverage::Edge& edge, double y, fl
 
 PolygonRasterizer::Span PolygonRasterizer::make_span(const PolygonCoverage::Outermost& sides, double y,
                                                      void* argument) {
-    if (vertex_floats == 2) return {user, argument, 0, 0, -1, 0, 0, nullptr, nullptr, nullptr, nullptr, 0};
-    const auto stride = std::ptrdiff_t(vertex_floats) + 4;
-    float *start = work.data(), *change = start + stride, *end = change + stride, *left_step = end + stride;
+    if (m_vertex_floats == 2) return {m_user, argument, 0, 0, -1, 0, 0, nullptr, nullptr, nullptr, nullptr, 0};
+    const auto stride = std::ptrdiff_t(m_vertex_floats) + 4;
+    float *start = m_work.data(), *change = start + stride, *end = change + stride, *left_step = end + stride;
     set_edge(*sides.left, y, start, left_step);
     set_edge(*sides.right, y, end, left_step + stride);
-    for (int k = 0; k < vertex_floats; ++k) change[k] = end[k] - start[k];
+    for (int k = 0; k < m_vertex_floats; ++k) change[k] = end[k] - start[k];
     const double width = sides.right_x - sides.left_x;
     const auto x_start = static_cast<float>(sides.left_x);
     const auto scale = width > 0 ? static_cast<float>(1 / width) : 1;
-    return {user, argument, 0, 0, -1, x_start, scale, start, change, left_step, nullptr, vertex_floats};
+    return {m_user, argument, 0, 0, -1, x_start, scale, start, change, left_step, nullptr, m_vertex_floats};
 }
 
 void PolygonRasterizer::draw_plain(void* argument) {
-    const double first = std::max(std::ceil(m_polygon.lowest() - 0.5), double(bottom));
-    const double last = std::min(std::floor(m_polygon.highest() - 0.5), double(top));
+    const double first = std::max(std::ceil(m_polygon.lowest() - 0.5), double(m_bottom));
+    const double last = std::min(std::floor(m_polygon.highest() - 0.5), double(m_top));
     PolygonCoverage::Outermost sides{};
     for (double y = first; y <= last; ++y) {
         m_polygon.advance(y + 0.5);
         if (!m_polygon.outermost(y + 0.5, sides)) continue;
         const double low = sides.left_x - 0.5, high = sides.right_x - 0.5;
-        if (!(low <= right && high >= left)) continue;
-        const int from = ceil_of(std::max(low, double(left))), to = floor_of(std::min(high, double(right)));
+        if (!(low <= m_right && high >= m_left)) continue;
+        const int from = ceil_of(std::max(low, double(m_left))), to = floor_of(std::min(high, double(m_right)));
         if (from > to) continue;
         Span run = make_span(sides, y + 0.5, argument);
         run.y = static_cast<int>(y);
@@ -100,7 +100,7 @@ void PolygonRasterizer::draw_exact(void* argument) {
     Span run{};
     const auto begin_row = [&](int y) {
         const double centre = std::clamp(y + 0.5, m_polygon.lowest(), m_polygon.highest());
-        if (vertex_floats > 2 && !m_polygon.outermost(centre, sides)) return false;
+        if (m_vertex_floats > 2 && !m_polygon.outermost(centre, sides)) return false;
         run = make_span(sides, centre, argument);
         run.y = y;
         return true;
@@ -114,8 +114,8 @@ void PolygonRasterizer::draw_exact(void* argument) {
 }
 
 void PolygonRasterizer::span(const Span& run) {
-    const auto stride = std::ptrdiff_t(vertex_floats) + 4;
-    float *values = work.data() + 5 * stride, *step = values + stride;
+    const auto stride = std::ptrdiff_t(m_vertex_floats) + 4;
+    float *values = m_work.data() + 5 * stride, *step = values + stride;
     for (int k = 0; k < run.floats; ++k) step[k] = run.change[k] * run.scale;
     for (int x = run.x0; x <= run.x1; ++x) {
         const float coverage = run.coverage ? run.coverage[x - run.x0] : 1;

@@ -49,8 +49,8 @@ class PolygonRasterizer {
     // carry no attributes, not even their place on the edges, and cost less.
     bool set_vertex_floats(int count);
     bool set_mode(int mode);
-    int mode() const { return polygon_mode; }
-    void set_user(void* pointer) { user = pointer; }
+    int mode() const { return m_polygon_mode; }
+    void set_user(void* pointer) { m_user = pointer; }
 
     // False for fewer than three vertices, without bounds, and for coordinates that are not finite.
     bool draw_polygon(int count, const float* vertices, void* argument = nullptr);
@@ -61,12 +61,12 @@ class PolygonRasterizer {
     void draw_plain(void* argument);
     void draw_exact(void* argument);
 
-    int left = -1, right = -1, bottom = -1, top = -1;  // inclusive
-    bool bounds_set = false;
-    int polygon_mode = PLAIN;
-    void* user = nullptr;
-    int vertex_floats = 0;
+    int m_left = -1, m_right = -1, m_bottom = -1, m_top = -1;  // inclusive
+    bool m_bounds_set = false;
+    int m_polygon_mode = PLAIN;
+    void* m_user = nullptr;
+    int m_vertex_floats = 0;
     // Left edge, change across the span, right edge, left and right steps, one pixel's values and steps.
-    std::vector<float> work;
+    std::vector<float> m_work;
     PolygonCoverage m_polygon;
 };

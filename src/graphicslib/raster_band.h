@@ -22,27 +22,27 @@ class RasterTile {
     void begin(const PixelRect& rect, bool with_depths);
     void clear(const raster::Kernels& kernels);
 
-    float* sample(int x, int y) { return samples + std::ptrdiff_t(y - rect.y0) * 4 * stride + 4 * (x - rect.x0); }
-    float* sum(int x, int y) { return sums + std::ptrdiff_t(y - rect.y0) * 4 * stride + 4 * (x - rect.x0); }
+    float* sample(int x, int y) { return m_samples + std::ptrdiff_t(y - rect.y0) * 4 * m_stride + 4 * (x - rect.x0); }
+    float* sum(int x, int y) { return m_sums + std::ptrdiff_t(y - rect.y0) * 4 * m_stride + 4 * (x - rect.x0); }
     // Null in a tile without depths.
     float* depth(int x, int y) {
-        return deep ? depths + std::ptrdiff_t(y - rect.y0) * stride + (x - rect.x0) : nullptr;
+        return m_deep ? m_depths + std::ptrdiff_t(y - rect.y0) * m_stride + (x - rect.x0) : nullptr;
     }
-    bool has_depths() const { return deep; }
+    bool has_depths() const { return m_deep; }
 
     PixelRect rect{};
 
   private:
     // Rows are not a power of two apart, so that those of a tall shape do not meet in the same set of the cache.
-    int stride = 0;  // pixels
-    std::vector<float> memory;
-    float *samples = nullptr, *sums = nullptr, *depths = nullptr;
-    bool deep = true;
+    int m_stride = 0;  // pixels
+    std::vector<float> m_memory;
+    float *m_samples = nullptr, *m_sums = nullptr, *m_depths = nullptr;
+    bool m_deep = true;
 };
 
 class RasterGraphicsPolygonRasterizer final : public PolygonRasterizer {
   public:
-    explicit RasterGraphicsPolygonRasterizer(RasterGraphics* owner) : graphics(owner) {
+    explicit RasterGraphicsPolygonRasterizer(RasterGraphics* owner) : m_graphics(owner) {
         set_vertex_floats(RasterGraphics::vertex_floats);
     }
     // Floats of the vertices of a polygon with the default shading: its shape, depth and colour. One that has the same
@@ -57,18 +57,18 @@ class RasterGraphicsPolygonRasterizer final : public PolygonRasterizer {
     RasterTile* tile = nullptr;
 
   private:
-    RasterGraphics* graphics;
+    RasterGraphics* m_graphics;
 };
 
 class RasterGraphicsLineRasterizer final : public LineRasterizer {
   public:
-    explicit RasterGraphicsLineRasterizer(RasterGraphics* owner) : graphics(owner) { set_mode(ANTIALIASED); }
+    explicit RasterGraphicsLineRasterizer(RasterGraphics* owner) : m_graphics(owner) { set_mode(ANTIALIASED); }
     void pixel(void* user, int x, int y, float coverage, const float* attributes, void* argument) override;
 
     RasterTile* tile = nullptr;
 
   private:
-    RasterGraphics* graphics;
+    RasterGraphics* m_graphics;
 };
 
 // One picture: its samples, and the part of the device that may change.

@@ -24,11 +24,11 @@ void interpolate(const RasterGraphics::Vertex& a, const RasterGraphics::Vertex& 
 }  // namespace
 
 RasterGraphics::RasterGraphics() {
-    current_vertex[POSITION - 1] = 1;  // w
-    current_vertex[SPARE] = 1;
+    m_current_vertex[POSITION - 1] = 1;  // w
+    m_current_vertex[SPARE] = 1;
     RasterGraphics::set_colour({1, 1, 1, 1});
     add_light(0, "ambient");
-    lights[0]->red = lights[0]->green = lights[0]->blue = 1;
+    m_lights[0]->red = m_lights[0]->green = m_lights[0]->blue = 1;
     clear_list();
 }
 
@@ -41,47 +41,47 @@ void RasterGraphics::set_colour(const GraphicsColour& colour) {
 
 bool RasterGraphics::set_line_width(float width) {
     if (!(width >= 0) || !std::isfinite(width)) return false;
-    line_width = width;
+    m_line_width = width;
     return true;
 }
 
 bool RasterGraphics::set_samples_per_side(int samples) {
     if (samples < 1 || samples > 64) return false;
-    samples_per_side = samples;
+    m_samples_per_side = samples;
     return true;
 }
 
 bool RasterGraphics::set_polygon_mode(int mode) {
     if (mode != PolygonRasterizer::EXACT && mode != PolygonRasterizer::PLAIN) return false;
-    polygon_mode = mode;
+    m_polygon_mode = mode;
     return true;
 }
 
 bool RasterGraphics::set_num_bands(int count) {
     if (count < 1 || count > 1024) return false;
-    num_bands = count;
+    m_num_bands = count;
     return true;
 }
 
-void RasterGraphics::set_name(std::string_view name) { current_name = name.substr(0, 255); }
+void RasterGraphics::set_name(std::string_view name) { m_current_name = name.substr(0, 255); }
 
 bool RasterGraphics::set_shader(int material, RasterShader shader, void* data) {
     if (material < 1 || material >= MATERIALS) return false;
     return in_memory([&] {
-        materials.resize(MATERIALS);
-        materials[std::size_t(material)] = {shader, data};
+        m_materials.resize(MATERIALS);
+        m_materials[std::size_t(material)] = {shader, data};
     });
 }
 
 bool RasterGraphics::set_texture(int index, const void* buffer, void* object) {
     if (index < 0 || index >= TEXTURES) return false;
-    textures[std::size_t(index)] = {buffer, object};
+    m_textures[std::size_t(index)] = {buffer, object};
     return true;
 }
 
 LightDef* RasterGraphics::add_light(int index, std::string_view name) {
     if (index < 0 || index >= LIGHTS) return nullptr;
-    auto& place = lights[std::size_t(index)];
+    auto& place = m_lights[std::size_t(index)];
     return in_memory([&] {
         if (!place) place = std::make_unique<LightDef>(std::string(name));
         return place.get();
@@ -89,20 +89,20 @@ LightDef* RasterGraphics::add_light(int index, std::string_view name) {
 }
 
 LightDef* RasterGraphics::light(int index) const {
-    return index < 0 || index >= LIGHTS ? nullptr : lights[std::size_t(index)].get();
+    return index < 0 || index >= LIGHTS ? nullptr : m_lights[std::size_t(index)].get();
 }
 
 LightDef* RasterGraphics::find_light(std::string_view name) const {
-    for (const auto& light : lights)
+    for (const auto& light : m_lights)
         if (light && light->name == name) return light.get();
     return nullptr;
 }
 
 bool RasterGraphics::enter_pixel_space() {
-    if (in_pixel_space) return false;
-    saved_levels = save_levels();
-    saved_fit_mode = fit_mode();
-    saved_text_height = text_step()[0];
+    if (m_in_pixel_space) return false;
+    m_saved_levels = save_levels();
+    m_saved_fit_mode = fit_mode();
+    m_saved_text_height = text_step()[0];
     const int stack_before = GeometricTransform::mode();
     bool pushed = true;
     for (const int stack : {VIEW, MODEL}) {
@@ -113,79 +113,79 @@ bool RasterGraphics::enter_pixel_space() {
     set_mode(stack_before);
     const float width = device_width(), height = device_height();
     if (!pushed || !set_window(0, width - 1, 0, height - 1, 0, k7_hypot(width, height))) {
-        restore_levels(saved_levels);
+        restore_levels(m_saved_levels);
         return false;
     }
     set_fit_mode(5);
     set_text_height(PIXEL_TEXT_HEIGHT);
-    in_pixel_space = true;
+    m_in_pixel_space = true;
     return true;
 }
 
 bool RasterGraphics::leave_pixel_space() {
-    if (!in_pixel_space) return false;
-    restore_levels(saved_levels);
-    set_fit_mode(saved_fit_mode);
-    set_text_height(saved_text_height);
-    in_pixel_space = false;
+    if (!m_in_pixel_space) return false;
+    restore_levels(m_saved_levels);
+    set_fit_mode(m_saved_fit_mode);
+    set_text_height(m_saved_text_height);
+    m_in_pixel_space = false;
     return true;
 }
 
 // ---- Strokes ------------------------------------------------------------------------------------------------------
 
 bool RasterGraphics::begin_stroke() {
-    if (stroke_owner.load() != std::this_thread::get_id()) {
-        stroke_lock.lock();
-        stroke_owner = std::this_thread::get_id();
+    if (m_stroke_owner.load() != std::this_thread::get_id()) {
+        m_stroke_lock.lock();
+        m_stroke_owner = std::this_thread::get_id();
     }
-    stroke.clear();
-    stroke_failed = false;
+    m_stroke.clear();
+    m_stroke_failed = false;
     return true;
 }
 
 void RasterGraphics::set_vertex_colour(float r, float g, float b, float a) {
     const float values[4] = {unit(r), unit(g), unit(b), unit(a)};
-    std::copy_n(values, 4, current_vertex.data() + COLOUR);
+    std::copy_n(values, 4, m_current_vertex.data() + COLOUR);
 }
 
 void RasterGraphics::set_vertex_normal(float x, float y, float z) {
     const float values[3] = {x, y, z};
-    std::copy_n(values, 3, current_vertex.data() + NORMAL);
+    std::copy_n(values, 3, m_current_vertex.data() + NORMAL);
 }
 
 RasterGraphics::Vertex RasterGraphics::make_vertex(const float position[3]) const {
-    Vertex vertex = current_vertex;
+    Vertex vertex = m_current_vertex;
     std::copy_n(position, 3, vertex.data() + POSITION);
     to_clip_space(position, vertex.data());
     return vertex;
 }
 
 bool RasterGraphics::add_vertex(float x, float y, float z) {
-    if (stroke_failed || stroke_owner.load() != std::this_thread::get_id()) return false;
+    if (m_stroke_failed || m_stroke_owner.load() != std::this_thread::get_id()) return false;
     const float position[3] = {x, y, z};
-    stroke_failed = !in_memory([&] {
-        if (stroke.capacity() == 0) stroke.reserve(16);
-        stroke.push_back(make_vertex(position));
+    m_stroke_failed = !in_memory([&] {
+        if (m_stroke.capacity() == 0) m_stroke.reserve(16);
+        m_stroke.push_back(make_vertex(position));
     });
-    if (stroke_failed) stroke = {};
-    return !stroke_failed;
+    if (m_stroke_failed) m_stroke = {};
+    return !m_stroke_failed;
 }
 
 bool RasterGraphics::end_stroke(bool closed) {
-    if (stroke_owner.load() != std::this_thread::get_id()) return false;
-    const std::size_t count = stroke.size(), segments = count < 2 ? 0 : (closed && count > 2 ? count : count - 1);
-    bool done = !stroke_failed;
+    if (m_stroke_owner.load() != std::this_thread::get_id()) return false;
+    const std::size_t count = m_stroke.size(), segments = count < 2 ? 0 : (closed && count > 2 ? count : count - 1);
+    bool done = !m_stroke_failed;
     done = in_memory([&] {
-        if (polyline.capacity() == 0) polyline.reserve(4);
-        for (std::size_t i = 0; i < segments && done; ++i) done = add_segment(stroke[i], stroke[(i + 1) % count]);
+        if (m_polyline.capacity() == 0) m_polyline.reserve(4);
+        for (std::size_t i = 0; i < segments && done; ++i) done = add_segment(m_stroke[i], m_stroke[(i + 1) % count]);
         // A ring that nothing was cut off joins its ends.
-        const bool whole = segments > count - 1 && polyline.size() == segments + 1;
+        const bool whole = segments > count - 1 && m_polyline.size() == segments + 1;
         return flush_polyline(whole) && done;
     });
-    polyline.clear();
-    stroke.clear();
-    stroke_owner = std::thread::id();
-    stroke_lock.unlock();
+    m_polyline.clear();
+    m_stroke.clear();
+    m_stroke_owner = std::thread::id();
+    m_stroke_lock.unlock();
     return done;
 }
 
@@ -216,21 +216,21 @@ bool RasterGraphics::add_segment(const Vertex& a, const Vertex& b) {
     if (t0 > 0) interpolate(a, b, t0, from);
     if (t1 < 1) interpolate(a, b, t1, to);
     if (!to_device(from) || !to_device(to)) return true;
-    if (line_width < HAIRLINE) return add_line_node(from, to);
+    if (m_line_width < HAIRLINE) return add_line_node(from, to);
     bool done = true;
-    if (!polyline.empty() &&
-        (std::fabs(polyline.back()[0] - from[0]) > SAME_POINT || std::fabs(polyline.back()[1] - from[1]) > SAME_POINT))
+    if (!m_polyline.empty() && (std::fabs(m_polyline.back()[0] - from[0]) > SAME_POINT ||
+                                std::fabs(m_polyline.back()[1] - from[1]) > SAME_POINT))
         done = flush_polyline(false);
-    if (polyline.empty()) polyline.push_back(from);
-    const Vertex& last = polyline.back();
-    if (std::fabs(last[0] - to[0]) > 1e-4F || std::fabs(last[1] - to[1]) > 1e-4F) polyline.push_back(to);
+    if (m_polyline.empty()) m_polyline.push_back(from);
+    const Vertex& last = m_polyline.back();
+    if (std::fabs(last[0] - to[0]) > 1e-4F || std::fabs(last[1] - to[1]) > 1e-4F) m_polyline.push_back(to);
     return done;
 }
 
 bool RasterGraphics::flush_polyline(bool ring) {
-    const float half_width = (device_width() + device_height()) * line_width * 0.25F;
-    const bool done = thick::thicken(polyline, ring, half_width, stroke_style, add_polygon_node, this);
-    polyline.clear();
+    const float half_width = (device_width() + device_height()) * m_line_width * 0.25F;
+    const bool done = thick::thicken(m_polyline, ring, half_width, m_stroke_style, add_polygon_node, this);
+    m_polyline.clear();
     return done;
 }
 
@@ -239,8 +239,8 @@ bool RasterGraphics::flush_polyline(bool ring) {
 void RasterGraphics::widen_bounds(float x, float y, float z) {
     const float point[3] = {x, y, z};
     for (int i = 0; i < 3; ++i) {
-        low[i] = std::min(low[i], point[i]);
-        high[i] = std::max(high[i], point[i]);
+        m_low[i] = std::min(m_low[i], point[i]);
+        m_high[i] = std::max(m_high[i], point[i]);
     }
 }
 
@@ -248,14 +248,14 @@ DisplayNode* RasterGraphics::add_node(DisplayNode::Kind kind, int count, const V
     for (int i = 0; i < count; ++i)
         for (int k = 0; k < 3; ++k)
             if (!std::isfinite(vertices[i][std::size_t(k)])) return nullptr;
-    DisplayNode* node = list.add(count, vertex_floats);
+    DisplayNode* node = m_list.add(count, vertex_floats);
     if (!node) return nullptr;
     node->kind = kind;
-    node->material = current_material;
-    node->second_id = current_second_id;
+    node->material = m_current_material;
+    node->second_id = m_current_second_id;
     node->level = node->one_colour = true;
-    node->name_length = static_cast<std::uint8_t>(std::min<std::size_t>(current_name.size(), DisplayNode::NAME_ROOM));
-    std::copy_n(current_name.data(), node->name_length, node->name);
+    node->name_length = static_cast<std::uint8_t>(std::min<std::size_t>(m_current_name.size(), DisplayNode::NAME_ROOM));
+    std::copy_n(m_current_name.data(), node->name_length, node->name);
     if (count == 0) return node;
     node->depth = -ImageDev::FARTHEST;
     node->x0 = node->y0 = ImageDev::FARTHEST;
@@ -318,21 +318,21 @@ bool RasterGraphics::add_disc(const float centre[3], float radius, const Graphic
 // The polygon in normalised coordinates, where all that is interpolated runs evenly: clipped, then placed.
 bool RasterGraphics::add_projected() {
     set_extra_floats(vertex_floats - 2);
-    if (clip(static_cast<int>(polygon.size()), polygon.data()->data()) == PolygonClip::outside) return true;
+    if (clip(static_cast<int>(m_polygon.size()), m_polygon.data()->data()) == PolygonClip::outside) return true;
     const auto count = static_cast<std::size_t>(result_count());
-    if (result() != polygon.data()->data()) {
-        polygon.resize(count);
-        std::copy_n(result(), count * vertex_floats, polygon.data()->data());
+    if (result() != m_polygon.data()->data()) {
+        m_polygon.resize(count);
+        std::copy_n(result(), count * vertex_floats, m_polygon.data()->data());
     }
-    for (Vertex& vertex : polygon) NDC_to_DC::to_device(vertex.data(), vertex.data());
-    return add_polygon_node(static_cast<int>(count), polygon.data(), this);
+    for (Vertex& vertex : m_polygon) NDC_to_DC::to_device(vertex.data(), vertex.data());
+    return add_polygon_node(static_cast<int>(count), m_polygon.data(), this);
 }
 
 bool RasterGraphics::add_polygon(int count, const float* points) {
     if (count < 3 || !points) return false;
     return in_memory([&] {
-        polygon.resize(static_cast<std::size_t>(count));
-        for (Vertex& vertex : polygon) {
+        m_polygon.resize(static_cast<std::size_t>(count));
+        for (Vertex& vertex : m_polygon) {
             vertex = make_vertex(points);
             points += 3;
             if (!divide_by_w(vertex)) return false;
@@ -344,8 +344,8 @@ bool RasterGraphics::add_polygon(int count, const float* points) {
 bool RasterGraphics::add_polygon(int count, const RasterVertex* vertices) {
     if (count < 3 || !vertices) return false;
     return in_memory([&] {
-        polygon.resize(static_cast<std::size_t>(count));
-        for (Vertex& vertex : polygon) {
+        m_polygon.resize(static_cast<std::size_t>(count));
+        for (Vertex& vertex : m_polygon) {
             const RasterVertex& from = *vertices++;
             vertex = make_vertex(from.position);
             std::copy_n(from.texture, 2, vertex.begin() + NORMAL);
@@ -358,25 +358,25 @@ bool RasterGraphics::add_polygon(int count, const RasterVertex* vertices) {
 }
 
 void RasterGraphics::clear_list() {
-    list.clear();
-    std::fill_n(low, 3, 1e6F);
-    std::fill_n(high, 3, -1.0F);
+    m_list.clear();
+    std::fill_n(m_low, 3, 1e6F);
+    std::fill_n(m_high, 3, -1.0F);
 }
 
 // ---- The pen, at once ---------------------------------------------------------------------------------------------
 
 void RasterGraphics::device_move(const float* ndc) {
-    NDC_to_DC::to_device(ndc, device_pen);
-    device_pen[2] = ndc[2];
+    NDC_to_DC::to_device(ndc, m_device_pen);
+    m_device_pen[2] = ndc[2];
 }
 
 void RasterGraphics::device_draw(const float* ndc) {
-    const float from[2] = {device_pen[0], device_pen[1]};
+    const float from[2] = {m_device_pen[0], m_device_pen[1]};
     device_move(ndc);
     wu::Line line;
-    if (!target() || !wu::prepare(from[0], from[1], device_pen[0], device_pen[1], line)) return;
-    swap_axes = line.swapped;
-    used = true;
+    if (!target() || !wu::prepare(from[0], from[1], m_device_pen[0], m_device_pen[1], line)) return;
+    m_swap_axes = line.swapped;
+    m_used = true;
     // From the previous colour at the line's start to the current one at its end.
     wu::walk(line, {0, 0, target()->width - 1, target()->height - 1},
              [this](int x, int y, float coverage, float t) { pixel(x, y, t, coverage); });

@@ -72,17 +72,17 @@ class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSa
     void clear_device() { ImageDev::clear_device(pen_colour()); }
     // Of the mean of the image's sides; below 0.001 strokes are antialiased lines of one pixel. Refuses negatives.
     bool set_line_width(float width);
-    void set_stroke_style(StrokeStyle style) { stroke_style = style; }  // initially mitred and blunt
-    bool set_samples_per_side(int samples);                             // 1 to 64; a picture takes the square of it
+    void set_stroke_style(StrokeStyle style) { m_stroke_style = style; }  // initially mitred and blunt
+    bool set_samples_per_side(int samples);                               // 1 to 64; a picture takes the square of it
     // PolygonRasterizer::PLAIN, initially, or EXACT: smooth edges from a single sample, where pixels on the line
     // between two pieces of a stroke come out a little thinner.
     bool set_polygon_mode(int mode);
     bool set_num_bands(int bands);  // 1 to 1024
     // On: render_list draws over what the target holds, pre-multiplied. Off, initially: it replaces it.
-    void set_keep_target(bool keep) { keep_target = keep; }
-    void set_sampling_seed(std::uint32_t seed) { sampling_seed = seed; }
-    void set_material(std::uint16_t material) { current_material = material; }
-    void set_second_id(std::uint16_t id) { current_second_id = id; }
+    void set_keep_target(bool keep) { m_keep_target = keep; }
+    void set_sampling_seed(std::uint32_t seed) { m_sampling_seed = seed; }
+    void set_material(std::uint16_t material) { m_current_material = material; }
+    void set_second_id(std::uint16_t id) { m_current_second_id = id; }
     void set_name(std::string_view name);  // up to 255 bytes, of which nodes keep eight
     bool set_shader(int material, RasterShader shader, void* data);
     bool set_texture(int index, const void* buffer, void* object);
@@ -111,10 +111,10 @@ class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSa
     bool add_polygon(int count, const RasterVertex* vertices);
 
     void clear_list();
-    int list_count() const { return list.count(); }
-    const DisplayNode* list_head() const { return list.head(); }
-    const float* bounds_low() const { return low; }
-    const float* bounds_high() const { return high; }
+    int list_count() const { return m_list.count(); }
+    const DisplayNode* list_head() const { return m_list.head(); }
+    const float* bounds_low() const { return m_low; }
+    const float* bounds_high() const { return m_high; }
 
     // ---- Rendering ----------------------------------------------------------------------------------------------
     // False when the device is not ready or memory runs out. With nothing in the list the target stays as it is, else
@@ -125,7 +125,7 @@ class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSa
     void device_draw(const float* ndc) override;  // at once, into the target
     void device_set_colour(const GraphicsColour& colour) override { set_device_colour(colour); }
     void device_set_width(float width) override { set_line_width(width); }
-    void device_set_style(int style) override { line_style = style; }
+    void device_set_style(int style) override { m_line_style = style; }
 
   private:
     struct Band;
@@ -163,34 +163,34 @@ class RasterGraphics : public LineGraphics, public ImageDev, public StochasticSa
     void clear_around(const Render& render);
 
     // The current vertex and stroke
-    Vertex current_vertex{};
-    std::vector<Vertex> stroke, polyline, polygon;
-    bool stroke_failed = false;
-    std::mutex stroke_lock;
-    std::atomic<std::thread::id> stroke_owner{};
+    Vertex m_current_vertex{};
+    std::vector<Vertex> m_stroke, m_polyline, m_polygon;
+    bool m_stroke_failed = false;
+    std::mutex m_stroke_lock;
+    std::atomic<std::thread::id> m_stroke_owner{};
 
-    float line_width = 0.005F;
-    StrokeStyle stroke_style;
-    int samples_per_side = 4;
-    int polygon_mode = PolygonRasterizer::PLAIN;
-    int num_bands = 1;
-    int line_style = 0;
-    bool keep_target = false;
-    std::uint32_t sampling_seed = 1;
+    float m_line_width = 0.005F;
+    StrokeStyle m_stroke_style;
+    int m_samples_per_side = 4;
+    int m_polygon_mode = PolygonRasterizer::PLAIN;
+    int m_num_bands = 1;
+    int m_line_style = 0;
+    bool m_keep_target = false;
+    std::uint32_t m_sampling_seed = 1;
 
-    DisplayList list;
-    std::vector<DisplayNode*> sorted;
-    float low[3], high[3];
+    DisplayList m_list;
+    std::vector<DisplayNode*> m_sorted;
+    float m_low[3], m_high[3];
 
-    std::uint16_t current_material = 0, current_second_id = 0xFFFF;
-    std::string current_name;
-    std::vector<Material> materials;  // empty until the first shader
-    std::array<Texture, TEXTURES> textures;
-    std::array<std::unique_ptr<LightDef>, LIGHTS> lights;
+    std::uint16_t m_current_material = 0, m_current_second_id = 0xFFFF;
+    std::string m_current_name;
+    std::vector<Material> m_materials;  // empty until the first shader
+    std::array<Texture, TEXTURES> m_textures;
+    std::array<std::unique_ptr<LightDef>, LIGHTS> m_lights;
 
-    std::vector<std::unique_ptr<Band>> bands;
-    bool in_pixel_space = false;
-    SavedLevels saved_levels{};
-    int saved_fit_mode = 1;
-    float saved_text_height = 0.01F;
+    std::vector<std::unique_ptr<Band>> m_bands;
+    bool m_in_pixel_space = false;
+    SavedLevels m_saved_levels{};
+    int m_saved_fit_mode = 1;
+    float m_saved_text_height = 0.01F;
 };

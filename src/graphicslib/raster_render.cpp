@@ -35,28 +35,28 @@ PixelRect RasterGraphics::Render::band(int index) const {
 }
 
 bool RasterGraphics::sort_list() {
-    sorted.clear();
-    if (!in_memory([&] { sorted.reserve(std::size_t(list.count())); })) return false;
+    m_sorted.clear();
+    if (!in_memory([&] { m_sorted.reserve(std::size_t(m_list.count())); })) return false;
     bool in_order = true;
-    for (DisplayNode* node = list.head(); node; node = node->next) {
-        in_order &= !(!sorted.empty() && node->depth > sorted.back()->depth);
-        sorted.push_back(node);
+    for (DisplayNode* node = m_list.head(); node; node = node->next) {
+        in_order &= !(!m_sorted.empty() && node->depth > m_sorted.back()->depth);
+        m_sorted.push_back(node);
     }
     if (in_order) return true;
-    std::stable_sort(sorted.begin(), sorted.end(),
+    std::stable_sort(m_sorted.begin(), m_sorted.end(),
                      [](const DisplayNode* a, const DisplayNode* b) { return a->depth > b->depth; });
-    list.relink(sorted);
+    m_list.relink(m_sorted);
     return true;
 }
 
 void RasterGraphics::plan_samples(Render& render) {
-    const int count = samples_per_side * samples_per_side;
+    const int count = m_samples_per_side * m_samples_per_side;
     if (count == 1) {
         render.samples.push_back({0, 0, 1});
         render.total_weight = 1;
         return;
     }
-    StochasticSamplingPattern::init(sampling_seed, samples_per_side, count, POISSON);
+    StochasticSamplingPattern::init(m_sampling_seed, m_samples_per_side, count, POISSON);
     for (int i = 0; i < count; ++i) {
         set_cursor(i);
         float offset[3];
@@ -67,37 +67,37 @@ void RasterGraphics::plan_samples(Render& render) {
 }
 
 void RasterGraphics::plan_nodes(Render& render) {
-    render.reaches.reserve(sorted.size());
-    for (const DisplayNode* node : sorted) render.reaches.push_back({node->x0, node->y0, node->x1, node->y1});
+    render.reaches.reserve(m_sorted.size());
+    for (const DisplayNode* node : m_sorted) render.reaches.push_back({node->x0, node->y0, node->x1, node->y1});
     float reach = 1;
     for (const auto& sample : render.samples)
         reach = std::max({reach, std::fabs(sample.dx) + 1, std::fabs(sample.dy) + 1});
     const int width = target()->width, height = target()->height;
-    render.drawn = {to_pixel(low[0] - reach, width - 1), to_pixel(low[1] - reach, height - 1),
-                    to_pixel(high[0] + reach, width - 1), to_pixel(high[1] + reach, height - 1)};
-    render.band_count = num_bands;
+    render.drawn = {to_pixel(m_low[0] - reach, width - 1), to_pixel(m_low[1] - reach, height - 1),
+                    to_pixel(m_high[0] + reach, width - 1), to_pixel(m_high[1] + reach, height - 1)};
+    render.band_count = m_num_bands;
     render.streamed = streams(target());
 }
 
 // May throw std::bad_alloc.
 void RasterGraphics::prepare_bands(const Render& render) {
     std::size_t largest = 2;
-    for (const DisplayNode* node : sorted) largest = std::max(largest, std::size_t(node->count));
-    while (bands.size() < std::size_t(num_bands)) bands.push_back(std::make_unique<Band>(this));
-    for (int i = 0; i < num_bands; ++i) {
-        Band& band = *bands[std::size_t(i)];
-        band.row_nodes.reserve(sorted.size());
-        band.tile_nodes.reserve(sorted.size());
+    for (const DisplayNode* node : m_sorted) largest = std::max(largest, std::size_t(node->count));
+    while (m_bands.size() < std::size_t(m_num_bands)) m_bands.push_back(std::make_unique<Band>(this));
+    for (int i = 0; i < m_num_bands; ++i) {
+        Band& band = *m_bands[std::size_t(i)];
+        band.row_nodes.reserve(m_sorted.size());
+        band.tile_nodes.reserve(m_sorted.size());
         if (band.moved.size() < largest * vertex_floats) band.moved.resize(largest * vertex_floats);
         band.tile.reserve(render.band(i), render.samples.size() > 1);
         band.polygons.kernels = &raster::kernels();
-        band.polygons.set_mode(polygon_mode);
+        band.polygons.set_mode(m_polygon_mode);
     }
 }
 
 bool RasterGraphics::render_list() {
     if (!device_ready()) return false;
-    if (!(low[0] < high[0]) || !(low[1] < high[1])) return true;
+    if (!(m_low[0] < m_high[0]) || !(m_low[1] < m_high[1])) return true;
     if (!sort_list()) return false;
     Render render;
     const bool room = in_memory([&] {
@@ -106,12 +106,12 @@ bool RasterGraphics::render_list() {
         prepare_bands(render);
     });
     if (!room) return false;
-    runner(num_bands, [&](int first, int last) {
-        for (int i = first; i <= last; ++i) bands[std::size_t(i)]->render(render, render.band(i));
+    m_runner(m_num_bands, [&](int first, int last) {
+        for (int i = first; i <= last; ++i) m_bands[std::size_t(i)]->render(render, render.band(i));
     });
-    if (!keep_target) clear_around(render);
+    if (!m_keep_target) clear_around(render);
     target()->stats_valid = 0;
-    used = true;
+    m_used = true;
     return true;
 }
 
@@ -119,7 +119,7 @@ bool RasterGraphics::render_list() {
 void RasterGraphics::clear_around(const Render& render) {
     K7Image* image = target();
     const PixelRect& drawn = render.drawn;
-    runner(image->height, [&](int first, int last) {
+    m_runner(image->height, [&](int first, int last) {
         for (int y = first; y <= last; ++y) {
             auto* out = image_row<std::byte>(image, y);
             const bool beside = y < drawn.y0 || y > drawn.y1;
@@ -133,8 +133,8 @@ void RasterGraphics::clear_around(const Render& render) {
 }
 
 const RasterGraphics::Material* RasterGraphics::material_of(const DisplayNode& node) const {
-    if (node.material == 0 || node.material >= materials.size()) return nullptr;
-    const Material& material = materials[node.material];
+    if (node.material == 0 || node.material >= m_materials.size()) return nullptr;
+    const Material& material = m_materials[node.material];
     return material.shader ? &material : nullptr;
 }
 
@@ -144,26 +144,26 @@ void RasterTile::reserve(const PixelRect& limits, bool with_sums) {
     constexpr std::size_t LINE = 16;  // floats of a cache line
     const int rows = std::clamp(limits.y1 - limits.y0 + 1, 0, HEIGHT);
     const int columns = std::clamp(limits.x1 - limits.x0 + 1, 0, WIDTH);
-    stride = (columns + 3) / 4 * 4 + 2 * raster::ROW_PADDING;
-    const std::size_t pixels = std::size_t(rows) * std::size_t(stride);
+    m_stride = (columns + 3) / 4 * 4 + 2 * raster::ROW_PADDING;
+    const std::size_t pixels = std::size_t(rows) * std::size_t(m_stride);
     const std::size_t floats = (with_sums ? 9 : 5) * pixels + LINE;
-    if (memory.size() < floats) memory.resize(floats);
-    const auto place = reinterpret_cast<std::uintptr_t>(memory.data()) / sizeof(float);
-    samples = memory.data() + (LINE - place % LINE) % LINE;
-    depths = samples + 4 * pixels;
-    sums = with_sums ? depths + pixels : nullptr;
+    if (m_memory.size() < floats) m_memory.resize(floats);
+    const auto place = reinterpret_cast<std::uintptr_t>(m_memory.data()) / sizeof(float);
+    m_samples = m_memory.data() + (LINE - place % LINE) % LINE;
+    m_depths = m_samples + 4 * pixels;
+    m_sums = with_sums ? m_depths + pixels : nullptr;
 }
 
 void RasterTile::begin(const PixelRect& place, bool with_depths) {
     rect = place;
-    deep = with_depths;
+    m_deep = with_depths;
 }
 
 void RasterTile::clear(const raster::Kernels& kernels) {
     const int pixels = rect.x1 - rect.x0 + 1;
     for (int y = rect.y0; y <= rect.y1; ++y) {
         kernels.fill(sample(rect.x0, y), 4 * pixels, 0);
-        if (deep) kernels.fill(depth(rect.x0, y), pixels, ImageDev::FARTHEST);
+        if (m_deep) kernels.fill(depth(rect.x0, y), pixels, ImageDev::FARTHEST);
     }
 }
 
@@ -185,7 +185,7 @@ void RasterGraphics::Band::render(const Render& picture, const PixelRect& rect) 
             for (const int i : row_nodes) {
                 const Render::Reach& node = picture.reaches[std::size_t(i)];
                 if (reaches(node.x0, node.x1, place.x0, place.x1))
-                    tile_nodes.push_back(graphics->sorted[std::size_t(i)]);
+                    tile_nodes.push_back(graphics->m_sorted[std::size_t(i)]);
             }
             render_tile(picture, place);
         }
@@ -222,7 +222,7 @@ void RasterGraphics::Band::write_tile(const Render& picture) {
     for (int y = rect.y0; y <= rect.y1; ++y) {
         std::byte* out = image_row<std::byte>(image, y) + std::size_t(rect.x0) * image->pixel_bytes;
         const float* levels = picture.samples.size() == 1 ? tile.sample(rect.x0, y) : tile.sum(rect.x0, y);
-        if (graphics->keep_target)
+        if (graphics->m_keep_target)
             store_over(out, tile_nodes.empty() ? 0 : pixels, levels, picture.total_weight, image->sample_type);
         else if (tile_nodes.empty())
             clear_bytes(out, std::size_t(pixels) * image->pixel_bytes, picture.streamed);
@@ -346,7 +346,7 @@ void RasterGraphicsPolygonRasterizer::pixel(void*, int x, int y, float coverage,
     const float square = attributes[RECIPROCAL] * attributes[RECIPROCAL];
     const float area = std::fabs(step[S] * left_step[T] - step[T] * left_step[S]);
     fragment.texture_area = square > 1e-12F ? area / square : area;
-    graphics->write_fragment(*static_cast<const DisplayNode*>(argument), fragment, attributes[2], *tile);
+    m_graphics->write_fragment(*static_cast<const DisplayNode*>(argument), fragment, attributes[2], *tile);
 }
 
 void RasterGraphicsPolygonRasterizer::span(const Span& run) {
@@ -373,7 +373,7 @@ void RasterGraphicsPolygonRasterizer::span(const Span& run) {
 
 void RasterGraphicsLineRasterizer::pixel(void*, int x, int y, float coverage, const float* attributes, void* argument) {
     RasterFragment fragment = make_fragment(x, y, coverage, attributes);
-    graphics->write_fragment(*static_cast<const DisplayNode*>(argument), fragment, attributes[2], *tile);
+    m_graphics->write_fragment(*static_cast<const DisplayNode*>(argument), fragment, attributes[2], *tile);
 }
 
 void RasterGraphics::Band::draw_disc(const DisplayNode& node, const Render::Sample& sample) {

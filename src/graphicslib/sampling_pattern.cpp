@@ -15,22 +15,22 @@ bool StochasticSamplingPattern::init(std::uint32_t new_seed, int cells_per_side,
     if (cells_per_side < 1 || cells_per_side > 1024 || number_of_sets < 1) return false;
     if (number_of_sets > (1 << 26) / (cells_per_side * cells_per_side)) return false;
     if (new_mode != JITTERED && new_mode != POISSON) return false;
-    cursor = 0;
-    if (new_seed == m_seed && cells_per_side == cells && number_of_sets == sets && new_mode == m_mode) return true;
+    m_cursor = 0;
+    if (new_seed == m_seed && cells_per_side == m_cells && number_of_sets == m_sets && new_mode == m_mode) return true;
     m_seed = new_seed;
-    cells = cells_per_side;
-    sets = number_of_sets;
+    m_cells = cells_per_side;
+    m_sets = number_of_sets;
     m_mode = new_mode;
-    cells_per_set = cells * cells;
-    total = cells_per_set * sets;
-    random = MTRandom(m_seed);
-    places.clear();
+    m_cells_per_set = m_cells * m_cells;
+    m_total = m_cells_per_set * m_sets;
+    m_random = MTRandom(m_seed);
+    m_places.clear();
     return true;
 }
 
 bool StochasticSamplingPattern::keeps_distance(const Place& candidate) const {
-    const float limit = 0.2F / static_cast<float>(cells), limit_squared = limit * limit;
-    return std::all_of(places.begin(), places.end(), [&](const Place& place) {
+    const float limit = 0.2F / static_cast<float>(m_cells), limit_squared = limit * limit;
+    return std::all_of(m_places.begin(), m_places.end(), [&](const Place& place) {
         const float dx = place.x - candidate.x, dy = place.y - candidate.y;
         return dx * dx + dy * dy > limit_squared;
     });
@@ -39,29 +39,29 @@ bool StochasticSamplingPattern::keeps_distance(const Place& candidate) const {
 // Sets come into being when they are first asked for: pictures mostly use the first one only, and the distances of a
 // Poisson pattern are to the places before.
 void StochasticSamplingPattern::add_set() {
-    const float cell = 1 / static_cast<float>(cells);
-    for (int j = 0; j < cells; ++j)
-        for (int i = 0; i < cells; ++i) {
+    const float cell = 1 / static_cast<float>(m_cells);
+    for (int j = 0; j < m_cells; ++j)
+        for (int i = 0; i < m_cells; ++i) {
             Place candidate{};
             for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
-                candidate.x = static_cast<float>(i) * cell + random.next_float_in(0, cell);
-                candidate.y = static_cast<float>(j) * cell + random.next_float_in(0, cell);
-                if (m_mode == JITTERED || places.empty() || keeps_distance(candidate)) break;
+                candidate.x = static_cast<float>(i) * cell + m_random.next_float_in(0, cell);
+                candidate.y = static_cast<float>(j) * cell + m_random.next_float_in(0, cell);
+                if (m_mode == JITTERED || m_places.empty() || keeps_distance(candidate)) break;
             }
-            places.push_back(candidate);
+            m_places.push_back(candidate);
         }
 }
 
 void StochasticSamplingPattern::set_cursor(int index) {
-    if (index >= 0) cursor = index % total;
+    if (index >= 0) m_cursor = index % m_total;
 }
 
 void StochasticSamplingPattern::next_sample(float place[3]) {
-    while (places.size() <= std::size_t(cursor)) add_set();
-    place[0] = places[std::size_t(cursor)].x;
-    place[1] = places[std::size_t(cursor)].y;
+    while (m_places.size() <= std::size_t(m_cursor)) add_set();
+    place[0] = m_places[std::size_t(m_cursor)].x;
+    place[1] = m_places[std::size_t(m_cursor)].y;
     place[2] = 0;
-    cursor = (cursor + 1) % total;
+    m_cursor = (m_cursor + 1) % m_total;
 }
 
 void StochasticSamplingPattern::centred_sample(float scale, float offset[3]) {

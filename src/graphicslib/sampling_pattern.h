@@ -13,15 +13,15 @@ class StochasticSamplingPattern {
   public:
     enum Mode { JITTERED = 1, POISSON = 2 };
 
-    StochasticSamplingPattern() : random(0) { init(1, 8, 4, JITTERED); }
+    StochasticSamplingPattern() : m_random(0) { init(1, 8, 4, JITTERED); }
     virtual ~StochasticSamplingPattern() = default;
 
     // cells x cells places in each of `sets` sets. The same arguments give the same pattern. False for fewer than one
     // cell or set, more than 1024 cells a side, 2^26 places, or another mode.
     bool init(std::uint32_t seed, int cells_per_side, int sets, int mode);
 
-    int total_samples() const { return total; }
-    int cells_per_side() const { return cells; }
+    int total_samples() const { return m_total; }
+    int cells_per_side() const { return m_cells; }
     void set_cursor(int index);  // negatives are ignored, others wrap at the total
 
     // Each takes the place at the cursor and moves on, back to the first after the last.
@@ -38,10 +38,10 @@ class StochasticSamplingPattern {
     void add_set();
     bool keeps_distance(const Place& candidate) const;
 
-    MTRandom random;
-    std::vector<Place> places;  // of the sets that were asked for until now
+    MTRandom m_random;
+    std::vector<Place> m_places;  // of the sets that were asked for until now
     std::uint32_t m_seed = 0;
-    int cells = 0, sets = 0, m_mode = 0;
-    int total = 0, cells_per_set = 0;
-    int cursor = 0;
+    int m_cells = 0, m_sets = 0, m_mode = 0;
+    int m_total = 0, m_cells_per_set = 0;
+    int m_cursor = 0;
 };

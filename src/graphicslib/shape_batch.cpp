@@ -52,7 +52,7 @@ void paint(float* out, const float* coverage, int count, const float* colour, Dr
 
 class ShapeBatch::MeshRasterizer final : public PolygonRasterizer {
   public:
-    explicit MeshRasterizer(K7Image* into) : image(into) {
+    explicit MeshRasterizer(K7Image* into) : m_image(into) {
         set_vertex_floats(MESH_FLOATS);
         set_mode(EXACT);
     }
@@ -70,7 +70,7 @@ class ShapeBatch::MeshRasterizer final : public PolygonRasterizer {
     template <DrawBlend BLEND>
     void coloured(const Span& run) {
         const Quad start = ink::load(run.start + 2), change = ink::load(run.change + 2);
-        float* out = image_row<float>(image, run.y) + 4 * std::ptrdiff_t(run.x0);
+        float* out = image_row<float>(m_image, run.y) + 4 * std::ptrdiff_t(run.x0);
         for (int x = run.x0; x <= run.x1; ++x, out += 4) {
             const float covered = run.coverage ? run.coverage[x - run.x0] : 1;
             const Quad here = covered * (start + parameter(run, x) * change);
@@ -83,7 +83,7 @@ class ShapeBatch::MeshRasterizer final : public PolygonRasterizer {
         const MipReader reader(texture, item.reading);
         const Quad start = ink::load(run.start + 2), change = ink::load(run.change + 2);
         const float *at = run.start + 6, *step = run.change + 6;
-        float* out = image_row<float>(image, run.y) + 4 * std::ptrdiff_t(run.x0);
+        float* out = image_row<float>(m_image, run.y) + 4 * std::ptrdiff_t(run.x0);
         for (int x = run.x0; x <= run.x1; ++x, out += 4) {
             const float covered = run.coverage ? run.coverage[x - run.x0] : 1, t = parameter(run, x);
             const float w = 1 / (at[2] + t * step[2]);
@@ -93,36 +93,37 @@ class ShapeBatch::MeshRasterizer final : public PolygonRasterizer {
         }
     }
 
-    K7Image* image;
+    K7Image* m_image;
 };
 
 // ---- Collecting -----------------------------------------------------------------------------------------------------
 
 void ShapeBatch::begin(int new_width, int new_height) {
-    width = new_width;
-    height = new_height;
-    current_depth = 0;
-    current_blend = DrawBlend::over;
-    items.clear();
-    floats.clear();
-    contours.clear();
-    order.clear();
+    m_width = new_width;
+    m_height = new_height;
+    m_current_depth = 0;
+    m_current_blend = DrawBlend::over;
+    m_items.clear();
+    m_floats.clear();
+    m_contours.clear();
+    m_order.clear();
 }
 
 // The rows within bounds in pixels. False when the picture has none of them.
 bool ShapeBatch::reach(Item& item, const Bounds& bounds) const {
-    if (!(bounds.x1 > 0 && bounds.x0 < static_cast<float>(width))) return false;
-    if (!(bounds.y1 > 0 && bounds.y0 < static_cast<float>(height))) return false;
+    if (!(bounds.x1 > 0 && bounds.x0 < static_cast<float>(m_width))) return false;
+    if (!(bounds.y1 > 0 && bounds.y0 < static_cast<float>(m_height))) return false;
     item.first_row = bounds.y0 > 0 ? static_cast<int>(bounds.y0) : 0;
-    item.last_row = bounds.y1 < static_cast<float>(height) ? static_cast<int>(std::ceil(bounds.y1)) - 1 : height - 1;
+    item.last_row =
+        bounds.y1 < static_cast<float>(m_height) ? static_cast<int>(std::ceil(bounds.y1)) - 1 : m_height - 1;
     return item.first_row <= item.last_row;
 }
 
 ShapeBatch::Item ShapeBatch::make_item(Kind kind, const GraphicsColour& colour) const {
     Item item;
     item.kind = kind;
-    item.blend = current_blend;
-    item.depth = current_depth;
+    item.blend = m_current_blend;
+    item.depth = m_current_depth;
     const float ink[4] = {colour.r * colour.a, colour.g * colour.a, colour.b * colour.a, colour.a};
     std::copy_n(ink, 4, item.ink);
     return item;
@@ -133,10 +134,10 @@ bool ShapeBatch::polygon(int count, const float* xy, const GraphicsColour& colou
     if (count < 3 || !xy || !bounds_of(static_cast<std::size_t>(count), xy, 2, bounds)) return false;
     Item item = make_item(Kind::POLYGON, colour);
     if (!reach(item, bounds)) return false;
-    item.begin = static_cast<std::uint32_t>(floats.size());
-    floats.insert(floats.end(), xy, xy + 2 * std::ptrdiff_t(count));
-    item.end = static_cast<std::uint32_t>(floats.size());
-    items.push_back(item);
+    item.begin = static_cast<std::uint32_t>(m_floats.size());
+    m_floats.insert(m_floats.end(), xy, xy + 2 * std::ptrdiff_t(count));
+    item.end = static_cast<std::uint32_t>(m_floats.size());
+    m_items.push_back(item);
     return true;
 }
 
@@ -144,30 +145,30 @@ bool ShapeBatch::polygon(int count, const float* xy, const GraphicsColour& colou
 bool ShapeBatch::add_contours(std::size_t first_float, const GraphicsColour& colour) {
     Item item = make_item(Kind::CONTOURS, colour);
     item.points = static_cast<std::uint32_t>(first_float);
-    const float* xy = floats.data() + first_float;
+    const float* xy = m_floats.data() + first_float;
     Bounds bounds;
-    if (!bounds_of((floats.size() - first_float) / 2, xy, 2, bounds) || !reach(item, bounds)) {
-        floats.resize(first_float);
+    if (!bounds_of((m_floats.size() - first_float) / 2, xy, 2, bounds) || !reach(item, bounds)) {
+        m_floats.resize(first_float);
         return false;
     }
-    item.begin = static_cast<std::uint32_t>(contours.size());
+    item.begin = static_cast<std::uint32_t>(m_contours.size());
     std::uint32_t from = 0;
-    for (const std::uint32_t end : ends) {
+    for (const std::uint32_t end : m_ends) {
         bounds_of(end - from, xy + 2 * std::size_t(from), 2, bounds);
-        contours.push_back({end, bounds.y0, bounds.y1});
+        m_contours.push_back({end, bounds.y0, bounds.y1});
         from = end;
     }
-    item.end = static_cast<std::uint32_t>(contours.size());
-    items.push_back(item);
+    item.end = static_cast<std::uint32_t>(m_contours.size());
+    m_items.push_back(item);
     return true;
 }
 
 bool ShapeBatch::fill(const FlatPath& path, const GraphicsColour& colour) {
-    const std::size_t first_float = floats.size();
-    ends.clear();
+    const std::size_t first_float = m_floats.size();
+    m_ends.clear();
     for (int i = 0; i < path.contours(); ++i) {
-        floats.insert(floats.end(), path.xy(i), path.xy(i) + 2 * std::ptrdiff_t(path.points(i)));
-        ends.push_back(static_cast<std::uint32_t>((floats.size() - first_float) / 2));
+        m_floats.insert(m_floats.end(), path.xy(i), path.xy(i) + 2 * std::ptrdiff_t(path.points(i)));
+        m_ends.push_back(static_cast<std::uint32_t>((m_floats.size() - first_float) / 2));
     }
     return add_contours(first_float, colour);
 }
@@ -213,9 +214,9 @@ void ShapeBatch::outline(const FlatPath& path, float pen, StrokeStyle style, std
 }
 
 bool ShapeBatch::stroke(const FlatPath& path, float pen, StrokeStyle style, const GraphicsColour& colour) {
-    const std::size_t first_float = floats.size();
-    ends.clear();
-    outline(path, pen, style, floats, ends);
+    const std::size_t first_float = m_floats.size();
+    m_ends.clear();
+    outline(path, pen, style, m_floats, m_ends);
     return add_contours(first_float, colour);
 }
 
@@ -239,14 +240,14 @@ bool ShapeBatch::mesh(int count, const ShapeVertex* vertices, const MipPicture* 
     if (!reach(item, bounds)) return false;
     item.source = texture;
     if (texture) choose_level(item, *texture, count, vertices);
-    item.begin = static_cast<std::uint32_t>(floats.size());
+    item.begin = static_cast<std::uint32_t>(m_floats.size());
     for (const ShapeVertex* v = vertices; v != vertices + count; ++v) {
         const GraphicsColour& c = v->colour;
-        floats.insert(floats.end(),
-                      {v->x, v->y, c.r * c.a, c.g * c.a, c.b * c.a, c.a, v->u / v->w, v->v / v->w, 1 / v->w});
+        m_floats.insert(m_floats.end(),
+                        {v->x, v->y, c.r * c.a, c.g * c.a, c.b * c.a, c.a, v->u / v->w, v->v / v->w, 1 / v->w});
     }
-    item.end = static_cast<std::uint32_t>(floats.size());
-    items.push_back(item);
+    item.end = static_cast<std::uint32_t>(m_floats.size());
+    m_items.push_back(item);
     return true;
 }
 
@@ -258,15 +259,15 @@ bool ShapeBatch::mask(const CoverageMask& mask, int x, int y, const GraphicsColo
         !reach(item, {place(item.x), place(item.y), place(item.x + mask.width), place(item.y + mask.height)}))
         return false;
     item.source = &mask;
-    items.push_back(item);
+    m_items.push_back(item);
     return true;
 }
 
 void ShapeBatch::sort_by_depth() {
-    order.resize(items.size());
-    std::iota(order.begin(), order.end(), 0U);
-    std::stable_sort(order.begin(), order.end(),
-                     [this](std::uint32_t a, std::uint32_t b) { return items[a].depth > items[b].depth; });
+    m_order.resize(m_items.size());
+    std::iota(m_order.begin(), m_order.end(), 0U);
+    std::stable_sort(m_order.begin(), m_order.end(),
+                     [this](std::uint32_t a, std::uint32_t b) { return m_items[a].depth > m_items[b].depth; });
 }
 
 // ---- Drawing --------------------------------------------------------------------------------------------------------
@@ -277,27 +278,27 @@ void ShapeBatch::draw_item(const Item& item, K7Image* image, int first, int last
         paint(image_row<float>(image, run.y) + 4 * std::ptrdiff_t(run.x0), run.coverage, run.x1 - run.x0 + 1, item.ink,
               item.blend);
     };
-    const PixelWindow window{0, std::max(first, item.first_row), width - 1, std::min(last, item.last_row)};
+    const PixelWindow window{0, std::max(first, item.first_row), m_width - 1, std::min(last, item.last_row)};
     switch (item.kind) {
         case Kind::POLYGON:
-            coverage.set_polygon(static_cast<int>(item.end - item.begin) / 2, floats.data() + item.begin, 2, window);
+            coverage.set_polygon(static_cast<int>(item.end - item.begin) / 2, m_floats.data() + item.begin, 2, window);
             return coverage.for_runs(painted);
         case Kind::CONTOURS: {
             coverage.begin(window);
             std::uint32_t from = 0;
-            for (std::uint32_t i = item.begin; i < item.end; from = contours[i++].end) {
-                const Contour& contour = contours[i];
+            for (std::uint32_t i = item.begin; i < item.end; from = m_contours[i++].end) {
+                const Contour& contour = m_contours[i];
                 if (contour.high > static_cast<float>(window.y0) && contour.low < static_cast<float>(window.y1 + 1))
                     coverage.add_contour(static_cast<int>(contour.end - from),
-                                         floats.data() + item.points + 2 * std::size_t(from), 2);
+                                         m_floats.data() + item.points + 2 * std::size_t(from), 2);
             }
             return coverage.for_runs(painted);
         }
         case Kind::MESH:
-            return meshes.draw(item, floats.data() + item.begin);
+            return meshes.draw(item, m_floats.data() + item.begin);
         case Kind::MASK: {
             const auto& mask = *static_cast<const CoverageMask*>(item.source);
-            const int x0 = std::max(item.x, 0), x1 = std::min(item.x + mask.width, width) - 1;
+            const int x0 = std::max(item.x, 0), x1 = std::min(item.x + mask.width, m_width) - 1;
             for (int y = window.y0; y <= window.y1; ++y)
                 painted({y, x0, x1, mask.values.data() + std::ptrdiff_t(y - item.y) * mask.width + (x0 - item.x)});
             return;
@@ -307,20 +308,20 @@ void ShapeBatch::draw_item(const Item& item, K7Image* image, int first, int last
 
 bool ShapeBatch::draw(K7Image* image) const {
     if (!image || !image->pixels || image->channels != 4 || image->sample_type != SAMPLE_F32) return false;
-    if (image->width != width || image->height != height) return false;
-    if (items.empty()) return true;
+    if (image->width != m_width || image->height != m_height) return false;
+    if (m_items.empty()) return true;
     image->stats_valid = 0;  // before any thread draws
     row_bands::draw(
-        items.size(), height,
+        m_items.size(), m_height,
         [this](std::size_t i) {
-            return std::pair{items[i].first_row, items[i].last_row};
+            return std::pair{m_items[i].first_row, m_items[i].last_row};
         },
         [&](int first, int last, const std::uint32_t* begin, const std::uint32_t* end) {
             PolygonCoverage coverage;
             MeshRasterizer meshes(image);
-            meshes.set_bounds(0, first, width - 1, last);
-            for (; begin != end; ++begin) draw_item(items[*begin], image, first, last, coverage, meshes);
+            meshes.set_bounds(0, first, m_width - 1, last);
+            for (; begin != end; ++begin) draw_item(m_items[*begin], image, first, last, coverage, meshes);
         },
-        order.size() == items.size() ? order.data() : nullptr);
+        m_order.size() == m_items.size() ? m_order.data() : nullptr);
     return true;
 }

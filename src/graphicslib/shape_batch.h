@@ -40,8 +40,8 @@ class ShapeBatch {
     // Forgets what was collected and begins anew for pictures of this size.
     void begin(int width, int height);
     // Of the shapes that follow; larger ones are drawn first when sorted. Initially 0.
-    void set_depth(float depth) { current_depth = depth; }
-    void set_blend(DrawBlend blend) { current_blend = blend; }  // initially over
+    void set_depth(float depth) { m_current_depth = depth; }
+    void set_blend(DrawBlend blend) { m_current_blend = blend; }  // initially over
 
     // Colours are not multiplied by their alpha, and not limited.
     // x, y, x, y; any polygon that does not overlap itself.
@@ -59,7 +59,7 @@ class ShapeBatch {
     void sort_by_depth();  // those of equal depth keep their order
     // False for anything but a float RGBA picture of the size that was begun.
     bool draw(K7Image* image) const;
-    std::size_t count() const { return items.size(); }
+    std::size_t count() const { return m_items.size(); }
 
     // The polygons of a stroke, all counter-clockwise, so that together they cover what the pen touches: x, y after
     // x, y; `ends` holds where each polygon ends, in points.
@@ -96,12 +96,12 @@ class ShapeBatch {
     void draw_item(const Item& item, K7Image* image, int first, int last, PolygonCoverage& coverage,
                    MeshRasterizer& meshes) const;
 
-    int width = 0, height = 0;
-    float current_depth = 0;
-    DrawBlend current_blend = DrawBlend::over;
-    std::vector<Item> items;
-    std::vector<float> floats;
-    std::vector<Contour> contours;
-    std::vector<std::uint32_t> ends;   // of the contours of a shape that is being added
-    std::vector<std::uint32_t> order;  // empty: that of the items
+    int m_width = 0, m_height = 0;
+    float m_current_depth = 0;
+    DrawBlend m_current_blend = DrawBlend::over;
+    std::vector<Item> m_items;
+    std::vector<float> m_floats;
+    std::vector<Contour> m_contours;
+    std::vector<std::uint32_t> m_ends;   // of the contours of a shape that is being added
+    std::vector<std::uint32_t> m_order;  // empty: that of the items
 };

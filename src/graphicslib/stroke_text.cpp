@@ -68,10 +68,10 @@ float append_text(std::string_view text, const TextLook& look, float x, float y,
 
 std::unique_ptr<CoverageMask> GlyphCache::make(int code, float x, float y) const {
     FlatPath path;
-    append_glyph(code, text_look, x, y, path);
+    append_glyph(code, m_text_look, x, y, path);
     std::vector<float> xy;
     std::vector<std::uint32_t> ends;
-    ShapeBatch::outline(path, text_look.size * text_look.weight, {StrokeStyle::ROUND, StrokeStyle::ROUND_CAP}, xy,
+    ShapeBatch::outline(path, m_text_look.size * m_text_look.weight, {StrokeStyle::ROUND, StrokeStyle::ROUND_CAP}, xy,
                         ends);
     auto mask = std::make_unique<CoverageMask>();
     float low[2] = {FARTHEST, FARTHEST}, high[2] = {-FARTHEST, -FARTHEST};
@@ -100,7 +100,7 @@ std::unique_ptr<CoverageMask> GlyphCache::make(int code, float x, float y) const
 
 const CoverageMask* GlyphCache::mask(int code, int quarter_x, int quarter_y) {
     if (code < 0 || code >= CODES) return nullptr;
-    auto& place = masks[std::size_t(code)][std::size_t(4 * (quarter_y & 3) + (quarter_x & 3))];
+    auto& place = m_masks[std::size_t(code)][std::size_t(4 * (quarter_y & 3) + (quarter_x & 3))];
     if (!place)
         place = make(code, 0.25F * static_cast<float>(quarter_x & 3), 0.25F * static_cast<float>(quarter_y & 3));
     return place->width > 0 ? place.get() : nullptr;
@@ -119,7 +119,7 @@ float GlyphCache::draw(ShapeBatch& batch, std::string_view text, float x, float 
     for (const char c : text) {
         const int code = static_cast<unsigned char>(c);
         draw(batch, code, x + width, y, colour);
-        width += glyph_advance(code, text_look);
+        width += glyph_advance(code, m_text_look);
     }
     return width;
 }

@@ -32,8 +32,8 @@ float append_text(std::string_view text, const TextLook& look, float x, float y,
 // For one thread at a time, and it outlives the batch's draw().
 class GlyphCache {
   public:
-    explicit GlyphCache(const TextLook& of) : text_look(of) {}
-    const TextLook& look() const { return text_look; }
+    explicit GlyphCache(const TextLook& of) : m_text_look(of) {}
+    const TextLook& look() const { return m_text_look; }
 
     // To the nearest quarter of a pixel. False when nothing of it is seen.
     bool draw(ShapeBatch& batch, int code, float x, float y, const GraphicsColour& colour);
@@ -46,6 +46,6 @@ class GlyphCache {
     static constexpr int CODES = 128, PHASES = 16;
     std::unique_ptr<CoverageMask> make(int code, float x, float y) const;
 
-    TextLook text_look;
-    std::array<std::array<std::unique_ptr<CoverageMask>, PHASES>, CODES> masks;
+    TextLook m_text_look;
+    std::array<std::array<std::unique_ptr<CoverageMask>, PHASES>, CODES> m_masks;
 };

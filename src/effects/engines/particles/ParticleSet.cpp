@@ -23,10 +23,10 @@ std::uint32_t ordered(float value) {
 
 }  // namespace
 
-ParticleSetBase::ParticleSetBase(std::size_t bytes, std::uint32_t seed) : random(seed), particle_bytes(bytes) {}
+ParticleSetBase::ParticleSetBase(std::size_t bytes, std::uint32_t seed) : random(seed), m_particle_bytes(bytes) {}
 
 ParticleSetBase::~ParticleSetBase() {
-    if (particles) k7_free(particles);
+    if (m_particles) k7_free(m_particles);
     if (forces) k7_free(forces);
 }
 
@@ -35,9 +35,9 @@ bool ParticleSetBase::reserve(std::int32_t count) {
     std::int64_t larger = capacity > 0 ? capacity : std::max(initial_capacity, 1);
     while (larger < count) larger *= 2;
     if (larger > std::numeric_limits<std::int32_t>::max()) return false;
-    void* grown = k7_realloc(particles, static_cast<std::size_t>(larger) * particle_bytes, __FILE__, __LINE__);
+    void* grown = k7_realloc(m_particles, static_cast<std::size_t>(larger) * m_particle_bytes, __FILE__, __LINE__);
     if (!grown) return false;
-    particles = static_cast<std::byte*>(grown);
+    m_particles = static_cast<std::byte*>(grown);
     capacity = static_cast<std::int32_t>(larger);
     return true;
 }
@@ -54,7 +54,7 @@ bool ParticleSetBase::add(ParticleBase* particle) {
     ++last_index;
     particle->age = 0;
     particle->id = last_index;
-    std::memcpy(record(last_index), static_cast<const void*>(particle), particle_bytes);
+    std::memcpy(record(last_index), static_cast<const void*>(particle), m_particle_bytes);
     return true;
 }
 
@@ -145,11 +145,11 @@ void ParticleSetBase::sort_by_depth() {
     std::vector<std::int32_t> order;
     if (live() <= 0) return;
     depth_order(order);
-    const std::size_t bytes = static_cast<std::size_t>(live()) * particle_bytes;
+    const std::size_t bytes = static_cast<std::size_t>(live()) * m_particle_bytes;
     const auto sorted = std::make_unique_for_overwrite<std::byte[]>(bytes);
     for (std::size_t i = 0; i < order.size(); ++i)
-        std::memcpy(sorted.get() + i * particle_bytes, record(order[i]), particle_bytes);
-    std::memcpy(particles, sorted.get(), bytes);
+        std::memcpy(sorted.get() + i * m_particle_bytes, record(order[i]), m_particle_bytes);
+    std::memcpy(m_particles, sorted.get(), bytes);
 }
 
 // ---- Copies ---------------------------------------------------------------------------------------------------
@@ -162,5 +162,5 @@ void ParticleSetBase::walkState(StateWalk& walk) {
         made(reserve(count));
         last_index = count - 1;
     }
-    if (count > 0) walk.bytes(particles, static_cast<std::size_t>(count) * particle_bytes);
+    if (count > 0) walk.bytes(m_particles, static_cast<std::size_t>(count) * m_particle_bytes);
 }

@@ -68,15 +68,15 @@ class ParticleSetBase {
     const ParticleBase& at(int index) const { return *reinterpret_cast<const ParticleBase*>(record(index)); }
     // The last particle takes the place of this one.
     void remove(std::int32_t index) {
-        if (index < last_index) std::memcpy(record(index), record(last_index), particle_bytes);
+        if (index < last_index) std::memcpy(record(index), record(last_index), m_particle_bytes);
         --last_index;
     }
 
-    std::byte* particles = nullptr;
-    const std::size_t particle_bytes;
+    std::byte* m_particles = nullptr;
+    const std::size_t m_particle_bytes;
 
   private:
-    std::byte* record(int index) const { return particles + static_cast<std::size_t>(index) * particle_bytes; }
+    std::byte* record(int index) const { return m_particles + static_cast<std::size_t>(index) * m_particle_bytes; }
     bool reserve(std::int32_t count);
     void integrate(ParticleBase& particle, float dt, const float force[3]) const;
     void total_force(float sum[3]) const;
@@ -95,7 +95,7 @@ class ParticleSet : public ParticleSetBase {
     bool add_particle(Particle* particle) { return add(particle); }
 
     Particle& operator[](int index) { return static_cast<Particle&>(at(index)); }
-    Particle* records() { return reinterpret_cast<Particle*>(particles); }
+    Particle* records() { return reinterpret_cast<Particle*>(m_particles); }
     Particle* get_particles(int* count, bool prune_first) {
         if (prune_first) prune();
         if (count) *count = live();
