@@ -8,6 +8,7 @@
 #include "fftlib/fftlib.h"
 #include "fftlib/fftw.h"
 #include "fftlib/half_planes.h"
+#include "k7pi_baselib/in_memory.h"
 
 namespace {
 
@@ -100,8 +101,7 @@ FFTConvolver::FFTConvolver(int option) : m_state(std::make_unique<State>()) {
 FFTConvolver::~FFTConvolver() = default;
 
 void FFTConvolver::set_multiprocess(RowDispatcher dispatcher, void* context) {
-    m_state->work.dispatcher = dispatcher;
-    m_state->work.context = context;
+    m_state->work.runner = {context, dispatcher};
 }
 void FFTConvolver::set_abort(bool (*requested)(void*), void* context) {
     m_state->work.abort = requested;
@@ -123,11 +123,7 @@ std::span<const int> FFTConvolver::frequencies(int size) {
     std::vector<int>& table = m_state->frequencies;
     if (size < 1 || size > FFT_MAX_SIZE) return {};
     if (table.size() != std::size_t(size)) {
-        try {
-            table.resize(std::size_t(size));
-        } catch (const std::bad_alloc&) {
-            return {};
-        }
+        if (!in_memory([&] { table.resize(std::size_t(size)); })) return {};
         for (int i = 0; i < size; ++i) table[std::size_t(i)] = i < size / 2 ? i : i - size;
     }
     return table;

@@ -12,6 +12,7 @@
 #include "fftlib/fft_lines_simd.h"
 #include "fftlib/fftlib.h"
 #include "imagelib/aligned_block.h"
+#include "k7pi_baselib/in_memory.h"
 #include "k7pi_baselib/portable_math.h"
 
 namespace {
@@ -89,16 +90,14 @@ const FFTPlan* FFTPlan::of(int length) {
         return nullptr;
     };
     if (const FFTPlan* plan = find()) return plan;
-    try {
+    return in_memory([&]() -> const FFTPlan* {
         std::unique_ptr<FFTPlan> made(new FFTPlan(length));
         const FFTPlan* meanwhile = find();
         if (meanwhile) return meanwhile;
         std::lock_guard lock(s_mutex);
         made->m_next = s_plans;
         return s_plans = made.release();
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    });
 }
 
 FFTPlan::FFTPlan(int length) : m_length(length), m_block(length), m_positions(static_cast<std::size_t>(length)) {

@@ -1,8 +1,7 @@
-// Private to the library: pieces of work over the dispatcher's threads, and the blocks they work in.
+// Private to the library: pieces of work over the runner's threads, and the blocks they work in.
 #pragma once
 
 #include <atomic>
-#include <type_traits>
 
 #include "fftlib/fft_lines_simd.h"
 #include "fftlib/fft_plan.h"
@@ -19,8 +18,7 @@ inline int fft_groups(int count, int size) { return (count + size - 1) / size; }
 
 // Runs pieces of work; ends early when an abort is asked for or a piece fails.
 struct FFTWork {
-    RowDispatcher dispatcher = nullptr;  // null: all in the calling thread
-    void* context = nullptr;
+    RowRunner runner;
     bool (*abort)(void* context) = nullptr;
     void* abort_context = nullptr;
     std::atomic<bool> aborted{false}, out_of_memory{false};
@@ -32,30 +30,19 @@ struct FFTWork {
     }
 
     // work(block, second, piece) for each of the pieces 0 to pieces - 1. Each thread has a block of `plan` and a second
-    // one of so many points. The dispatcher sees `rows` rows, so that it splits as it would a picture of that many.
+    // one of so many points. The runner sees `rows` rows, so that it splits as it would a picture of that many.
     // False when ended early.
     template <class Work>
     bool each(const FFTPlan& plan, int second, int pieces, int rows, const Work& work) {
-        struct Job {
-            FFTWork* self;
-            const Work* work;
-            std::size_t room, second_room;
-            int pieces, rows;
-        } job{this, &work, fft_room(plan.block_points()), fft_room(second), pieces, rows};
-        const RowWorker run = [](void* data, int first, int last) {
-            const Job& j = *static_cast<const Job*>(data);
-            const auto piece_of = [&](long row) { return static_cast<int>((row * j.pieces + j.rows - 1) / j.rows); };
+        const std::size_t room = fft_room(plan.block_points()), second_room = fft_room(second);
+        runner(rows, [&, pieces, rows](int first, int last) {
+            const auto piece_of = [&](long row) { return static_cast<int>((row * pieces + rows - 1) / rows); };
             const int begin = piece_of(first), end = piece_of(long{last} + 1);
             if (begin >= end) return;
-            const FFTBlock block = make_aligned_block<float, false>(j.room + j.second_room);
-            if (!block) j.self->out_of_memory = true;
-            for (int piece = begin; piece < end && !j.self->ended(); ++piece)
-                (*j.work)(block.get(), block.get() + j.room, piece);
-        };
-        if (dispatcher)
-            dispatcher(context, run, rows, &job);
-        else
-            run(&job, 0, rows - 1);
+            const FFTBlock block = make_aligned_block<float, false>(room + second_room);
+            if (!block) out_of_memory = true;
+            for (int piece = begin; piece < end && !ended(); ++piece) work(block.get(), block.get() + room, piece);
+        });
         return !aborted && !out_of_memory;
     }
 };

@@ -105,7 +105,7 @@ bool transform_plane(const RealPlane& plane, FFTDirection direction, Maker make,
     const LineTransform columns = columns_too ? make(plane.height, direction) : rows;
     if (!rows.plan || !columns.plan) return false;
     FFTWork work;
-    if (long{plane.width} * plane.height >= SPLIT_FROM) work.dispatcher = fft_image_rows;
+    if (long{plane.width} * plane.height >= SPLIT_FROM) work.runner.run = fft_image_rows;
     return transform_rows(plane, rows, work) && (!columns_too || transform_columns(plane, columns, work));
 }
 
