@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "support/recording_host.h"
 
@@ -105,24 +104,6 @@ TEST_P(DarkenLighten, FollowTheirDefinition) {
     for (const Depth depth : {Depth::Byte, Depth::Short}) check({.width = 40, .height = 37, .depth = depth, .size = 5});
     for (const char* host : {"nuke", "fusion", "vegas"})
         check({.width = 40, .height = 20, .aspect = 2.0, .size = 4, .host = host});
-}
-
-TEST_P(DarkenLighten, OneOddPixelStaysWhereItIs) {
-    TestEffect& effect = prepare({.width = 21, .height = 21, .cutOff = lighten() ? 0.0 : 100.0, .size = 2});
-    const float infinity = std::numeric_limits<float>::infinity();
-    const auto picture = support::constantImage(support::layoutOf(21, 21), 0.5f, 0.5f, 0.5f, 0.5f);
-    picture->setSample(10, 10, 1, std::numeric_limits<float>::quiet_NaN());
-    picture->setSample(4, 4, 2, lighten() ? infinity : -infinity);
-    effect.connect("Input", picture);
-    effect.render();
-    for (int y = 0; y < 21; ++y) {
-        for (int x = 0; x < 21; ++x) {
-            const bool nearNaN = std::abs(x - 10) <= 1 && std::abs(y - 10) <= 1,
-                       nearInfinity = std::abs(x - 4) <= 1 && std::abs(y - 4) <= 1;
-            EXPECT_EQ(effect.lastImage()->sample(x, y, 1), nearNaN && !lighten() ? 0.0f : 0.5f) << x << "," << y;
-            EXPECT_EQ(effect.lastImage()->sample(x, y, 2), !nearInfinity ? 0.5f : lighten() ? 65504.0f : 0.0f);
-        }
-    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Effects, DarkenLighten, testing::Values("Q_Darken", "Q_Lighten"),

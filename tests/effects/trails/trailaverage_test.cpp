@@ -189,17 +189,6 @@ TEST_F(Trail, FollowsTheModelThroughSequencesJumpsAndStepsBack) {
     }
 }
 
-TEST_F(Trail, FirstFrameIsTheSourceAndAStillStaysItself) {
-    for (const char* style : {"Straight", "StaggerRGB"}) {
-        TestEffect& trail = effect({.style = style, .lengths = {7, 3, 10, 13}});
-        const auto still = imageOf(layoutOf(WIDTH, HEIGHT), [](int x, int y, int c) {
-            return c == 3 ? 1.0f : 0.001f * float((7 * x + 31 * y + c) % 997);
-        });
-        trail.connect("Input", still);
-        for (int frame = 0; frame < 40; ++frame) EXPECT_EQ(render(trail, frame), still->toFloats()) << frame;
-    }
-}
-
 // However long a run, and whatever went through it, nothing stays behind.
 TEST_F(Trail, LeavesNothingBehind) {
     const float infinity = std::numeric_limits<float>::infinity();

@@ -25,18 +25,6 @@ TEST(Rain, BouncesOnPuddles) {
     EXPECT_NE(upward(true, 80, 1), upward(true, 80, 20));
 }
 
-TEST(Rain, CondensesAndFades) {
-    const auto shown = [](double condensation, int frame) {
-        Shot<Rain> shot(0, 160, 160);
-        Rain& rain = shot.effect;
-        rain.BlackBG.value = true, rain.Condensation.value = condensation;
-        rain.Extinction.value = 100, rain.emitter.lifetime.value = 1000, rain.gravity.on.value = false;
-        return light_in(shot.render(frame).get());
-    };
-    EXPECT_GT(shown(100, 5), 1.3 * shown(25, 5));
-    EXPECT_GT(shown(25, 5), 1.3 * shown(0, 5));
-}
-
 TEST(Rain, GlistensInTheBeam) {
     const auto bright = [](bool lit, double x) {
         Shot<Rain> shot(0, 200, 120);
