@@ -61,17 +61,6 @@ TEST(Sprites, BlobsAreGaussiansOfAThirdOfTheRadius) {
         for (int x = 0; x < soft->width; ++x) EXPECT_LE(at(*grainy, x, y), at(*soft, x, y));
 }
 
-TEST(Sprites, StarsHaveFourRays) {
-    const ImagePtr star = make_star(10, 0), turned = make_star(10, 45);
-    EXPECT_EQ(at(*star, 10, 10), 1);
-    EXPECT_NEAR(at(*star, 15, 10), 0.5 + 1.5 * std::pow(0.5, 7.5), 1e-6);
-    EXPECT_NEAR(at(*star, 10, 5), at(*star, 15, 10), 1e-6);
-    EXPECT_NEAR(at(*star, 13, 13), 1.5 * std::pow(0.49, 7.5), 1e-6);
-    const int c = turned->width / 2;
-    EXPECT_GT(at(*turned, c + 4, c + 4), 0.3f);
-    EXPECT_LT(at(*turned, c + 6, c), 0.1f);
-}
-
 TEST(Sprites, TablesClampSizesAndVariants) {
     SpriteTables tables(1);
     const float nan = std::numeric_limits<float>::quiet_NaN();
