@@ -394,6 +394,8 @@ TEST(OverlayPrimitives, CirclesCloseAndSmallOnesVanish) {
     pen.ellipse({0, 0}, 4.9f, 4.9f, 0, false);
     EXPECT_TRUE(gl.vertices.empty());
     pen.ellipse({10, 20}, 5.0f, 50.0f, 30, false);
+    EXPECT_GE(gl.vertices.size(), 20u) << "at least ten sides";
+    gl.vertices.clear();
     pen.ellipse({0, 0}, std::numeric_limits<float>::quiet_NaN(), 50.0f, 0, false);
     EXPECT_TRUE(gl.vertices.empty());
     pen.ellipse({0, 0}, 1e20f, 1e20f, 0, false);

@@ -150,22 +150,22 @@ TEST(NightVision, DropsGrainInTheSameOrderWithAnyNumberOfThreads) {
 
 TEST(NightVision, TheBorderIsOneCircleOrTheNearerOfTwo) {
     for (const float aspect : {1.0f, 2.0f}) {
-        Tube tube(flat(64, 48, 0.5f));
+        Tube tube(flat(64, 96, 0.5f));
         NightVision& e = tube.effect;
         tube.source->pixel_aspect = aspect;
         e.DoHi.value = false;
         e.ClearRad.value = 0.5, e.Separation.value = 0.6, e.Softness.value = 92;
         // A radius of 16 pixels of which the outer quarter fades; the circles' centres lie 9.6 beside the middle.
-        for (const auto& [type, first, last] : {std::tuple{NightVision::Monocular, 16, 47},
-                                                {NightVision::Binocular, 6, 57}}) {
+        for (const auto& [type, first, last] :
+             {std::tuple{NightVision::Monocular, 16, 47}, {NightVision::Binocular, 6, 57}}) {
             e.BorderType.value = type;
             const K7Image& result = tube.render();
-            const float open = at(result, 32, 24, 1);
+            const float open = at(result, 32, 48, 1);
             EXPECT_GT(open, 0.3f);
-            for (const int x : {first, last}) EXPECT_TRUE(at(result, x, 24, 1) > 0 && at(result, x, 24, 1) < open);
-            for (const int x : {first - 1, last + 1}) EXPECT_EQ(at(result, x, 24, 1), 0) << x;
-            EXPECT_EQ(at(result, 32, 24 + int(16 * aspect), 1), 0);
-            EXPECT_GT(at(result, 32, 24 + int(6 * aspect), 1), 0);
+            for (const int x : {first, last}) EXPECT_TRUE(at(result, x, 48, 1) > 0 && at(result, x, 48, 1) < open);
+            for (const int x : {first - 1, last + 1}) EXPECT_EQ(at(result, x, 48, 1), 0) << x;
+            EXPECT_EQ(at(result, 32, 48 + int(16 * aspect), 1), 0);
+            EXPECT_GT(at(result, 32, 48 + int(6 * aspect), 1), 0);
         }
     }
 }
