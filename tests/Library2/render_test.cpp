@@ -1,5 +1,6 @@
 // The render flow, seen from a host: pixels in, pixels out, and nothing kept on any path.
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <limits>
 #include <stdexcept>
@@ -455,7 +456,7 @@ TEST_F(Render, OneProcessFrameAtATimeInTheProcess) {
     std::atomic<int> inside{0}, most{0}, runs{0};
     script().process = [&](probe::Probe&) {
         most = std::max(most.load(), ++inside);
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
         --inside, ++runs;
     };
     std::vector<std::thread> renderers;
