@@ -72,7 +72,7 @@ static inline Floats power(Floats base, float exponent) {
     return exponent > 0 ? (base > zero ? value : zero) : zero + 1.0f;
 }
 
-// ---- Un-wrapping ----------------------------------------------------------------------------------------------
+// ---- Unwrapping -----------------------------------------------------------------------------------------------
 
 // CHUNK places on a circle, and where the filter lies there.
 struct Places {
@@ -107,7 +107,7 @@ static inline void find_places(const ArcSource& source, float radius, int column
     }
 }
 
-// Sixteen pixels under the filter. Rows that sum up below 0, and what is not a number, count as 0. Two pixels or two
+// Sixteen pixels under the filter. Rows with a negative sum, and NaN, count as 0. Two pixels or two
 // rows go abreast where registers are wide enough, so the order of the sums is (0 + 2) + (1 + 3) at all levels.
 #if defined(__AVX2__)
 typedef __m256 Pair;
@@ -176,7 +176,7 @@ static inline void add_sample(const ArcSource& source, const Places& places, int
     Pixel value = places.inside[i]
                       ? filtered(source.pixels + 4 * (row * source.width + left), 4L * source.width, across, down)
                       : filtered_at_edge(source, left, row, across, down);
-    // What is not a number counts as 0, and infinite light as a lot: neither may spoil its whole circle.
+    // NaN counts as 0, and infinity as a large number: neither may spoil its whole circle.
     value = limited(value, Pixel{}, all<Pixel>(1e30f));
     total += __builtin_convertvector(value, DoublePixel);
 }
@@ -216,7 +216,7 @@ struct Ends {
     alignas(64) float inverse[CHUNK];  // 1 / length in columns
 };
 
-// The share of the angle at a distance from the centre.
+// The fraction of the full angle at a distance from the centre.
 static inline Floats strength(const ArcShape& arcs, Floats distance) {
     const Floats zero = {}, one = zero + 1;
     switch (arcs.profile) {

@@ -15,7 +15,7 @@
 
 #include "imagelib/imagelib.h"
 
-// The image's edge goes on beyond it, in each pass anew.
+// Edge pixels repeat beyond the image, in each pass anew.
 bool image_gaussian_blur(K7Image* image, float x_radius, float y_radius, int mask);
 // Through image_to_layout (B-spline) where the layouts differ.
 bool image_gaussian_blur_to(const K7Image* source, K7Image* destination, float x_radius, float y_radius, int mask);

@@ -16,7 +16,7 @@ enum CompositeMode : int {
 };
 
 // Combines a and b into dest, which may be either of them; all of one layout with at least 4 channels, of which the
-// fourth is alpha. The rectangle runs from (xl, yl) up to but not including (xh, yh): all four negative mean the whole
+// fourth is alpha. The rectangle is [xl, xh) by [yl, yh): all four negative mean the whole
 // image, a single negative one the image's own side; a reversed pair is swapped. Integers are truncated.
 bool image_composite(K7Image* dest, const K7Image* a, int mode, const K7Image* b, bool premultiplied, int xl, int yl,
                      int xh, int yh);

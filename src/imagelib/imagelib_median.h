@@ -19,6 +19,6 @@ struct MedianRadii {
 };
 
 // Both images float RGBA of one size, each channel with a window of its own. They may not share their pixels. False
-// also when there is no memory or an end was asked for; parts of the destination are written then.
+// also when out of memory or when an abort was requested; parts of the destination are written then.
 bool image_window_median(const K7Image* source, K7Image* destination, const MedianRadii per_channel[4],
                          const StopRequested& stop = {});

@@ -12,6 +12,6 @@
 
 inline constexpr int WINDOW_MODE_MOST_HALF = 2047;  // pixels
 
-// A window is 2 half_x + 1 pixels wide and 2 half_y + 1 high; edge pixels go on beyond the image. Half sizes from 1 to
+// A window is 2 half_x + 1 pixels wide and 2 half_y + 1 high; edge pixels repeat beyond the image. Half sizes from 1 to
 // WINDOW_MODE_MOST_HALF. Both images float RGBA of one size; they may be the same. False also when there is no memory.
 bool image_window_mode(const K7Image* source, K7Image* destination, int half_x, int half_y);

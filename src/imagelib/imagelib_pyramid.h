@@ -60,5 +60,5 @@ class ImagelibPyramid {
 
 // Every pixel of the destination (4 channels of floats) shows the pyramid at the place that the map (2 channels of
 // floats, same size) gives. The footprint is the area that the map's neighbours span: sqrt(|dx * dy|) over two pixels,
-// halved, squared. Places that are not numbers come out as 0.
+// halved, squared. Places that are NaN come out as 0.
 bool image_pyramid_warp(const ImagelibPyramid* pyramid, const K7Image* map, K7Image* destination);

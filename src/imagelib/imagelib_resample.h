@@ -21,7 +21,7 @@ enum KernelType : int {
 };
 
 enum EdgeMode : int {
-    EDGE_CLAMP = 0,   // the border pixel goes on
+    EDGE_CLAMP = 0,   // the border pixel repeats
     EDGE_BLACK = 1,   // outside is 0
     EDGE_WRAP = 2,    // the image repeats
     EDGE_MIRROR = 3,  // about the centre of pixel 0 and about the outer side of the last pixel
@@ -29,7 +29,7 @@ enum EdgeMode : int {
 
 // A filter as a table over the distance from the sample point, and what to read beyond the image's edges. The edge
 // modes may be changed afterwards, each on its own. A type above 5 or an edge mode above 3 leaves `valid` false, and
-// so does want of memory; every sampler refuses such a kernel.
+// so does a failed allocation; every sampler refuses such a kernel.
 class ImagelibKernel {
   public:
     ImagelibKernel(int type, int edge);

@@ -4,6 +4,6 @@
 #include "imagelib/imagelib.h"
 #include "imagelib/vignette_simd.h"
 
-// In place, float RGBA; alpha stays. Colours come out limited to 0 to 1. False also when an end was asked for; some
+// In place, float RGBA; alpha stays. Colours come out limited to 0 to 1. False also when an abort was requested; some
 // rows are done then.
 bool image_vignette(K7Image* image, const VignetteShape& vignette, const StopRequested& stop = {});

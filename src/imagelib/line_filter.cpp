@@ -10,7 +10,7 @@ namespace {
 // Further away than any index, and still safe to add an index to.
 constexpr double MAX_OFFSET = 1e9;
 
-// Samples lie `at(index)`, already through the edge rule.
+// `at(index)` reads a sample and applies the edge rule.
 template <class T, class At>
 T weighted_sample(const float* weights, const int* fixed_weights, int taps, At at) {
     if constexpr (std::is_floating_point_v<T>) {

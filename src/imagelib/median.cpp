@@ -1,4 +1,4 @@
-// The median filter's share of work among threads: value ranges first, then bands of rows.
+// How the median filter's work is split among threads: value ranges first, then bands of rows.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -40,7 +40,7 @@ Range range_of(const K7Image& image) {
 }
 
 // Threads take tasks from a shared counter. A task is a band of one channel with a large window, or of all other
-// channels together. False when no thread has memory, or an end was asked for.
+// channels together. False when no thread has memory, or an abort was requested.
 bool filter(const std::vector<MedianChannel>& channels, int rows, const StopRequested& stop) {
     std::vector<const MedianChannel*> large, others;
     std::size_t bytes = 0;

@@ -27,7 +27,7 @@ static inline int sum_of(Bins counts) {
 #endif
 }
 
-// Each count with those before it.
+// Prefix sums of the counts.
 static inline Bins running(Bins counts) {
 #if defined(__AVX512F__)
     __m512i v = (__m512i)counts;
@@ -129,7 +129,7 @@ struct Histogram {
     }
 };
 
-// Where the median of a window was that slides along a row: the first of COUNTS bins, and how many samples lie below
+// Where the median of the sliding window was last: the first of COUNTS bins, and how many samples lie below
 // it. The samples are in two histograms.
 struct Place {
     int bin = 0, below = 0;

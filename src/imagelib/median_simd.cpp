@@ -26,7 +26,7 @@ static void find_range(const float* pixels, long count, float (*range)[2]) {
     }
     const auto take = [&](int k, long i) {
         const Pixel p = load<Pixel>(pixels + 4 * i);
-        low[k] = smaller(p, low[k]);  // the second one where the first is not a number
+        low[k] = smaller(p, low[k]);  // the second operand where the first is NaN
         high[k] = larger(p, high[k]);
     };
     long i = 0;
@@ -46,7 +46,7 @@ static inline void sort_samples(const MedianBins& bins, const float* samples, st
     const __m512d rounding = _mm512_set1_pd(bins.rounding), base = _mm512_set1_pd(bins.base);
     const __m512d step = _mm512_set1_pd(bins.step);
     const __m512 min = _mm512_set1_ps(bins.min);
-    // Of two operands that don't compare the second one is taken.
+    // Of two operands of which one is NaN the second is taken.
     const __m512 above = _mm512_max_ps(_mm512_loadu_ps(samples), min);
     const __m512 inside = _mm512_min_ps(above, _mm512_set1_ps(bins.max));
     const __m512i unlimited =

@@ -144,7 +144,7 @@ using EightCounts = Vec<ModeCount, 8>;
 
 static inline Counts load_counts(const ModeCount* from) { return load_aligned(from); }
 
-// The larger ones of the halves, and so on down to eight.
+// The maximum of both halves, repeated until eight are left.
 static inline EightCounts fold(Counts v) {
 #if defined(__AVX512BW__)
     const __m256i half = _mm256_max_epi16(_mm512_castsi512_si256((__m512i)v), _mm512_extracti64x4_epi64((__m512i)v, 1));

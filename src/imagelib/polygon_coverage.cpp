@@ -179,7 +179,7 @@ bool PolygonCoverage::plan_row(int y) {
 namespace {
 
 // Areas are summed in fixed point, where the order does not matter: a window that leaves out the edges beside it gets
-// the same sums. What rounding leaves of nothing, or takes from a whole pixel, is far below NEARLY.
+// the same sums. Rounding errors at 0 and at a whole pixel are far below NEARLY.
 constexpr double ONE = 17592186044416.0;  // 2 to the 44
 constexpr std::int64_t NEARLY = 64;
 

@@ -44,7 +44,7 @@ void cover(float* values, int x, int count, const Crossing* crossings, int cross
         }
         areas = areas < 0.0 ? -areas : areas;
         areas = areas > 1.0 ? Doubles{} + 1.0 : areas;
-        areas = areas > 1e-12 ? areas : Doubles{};  // below: what rounding leaves of nothing
+        areas = areas > 1e-12 ? areas : Doubles{};  // below: rounding errors of 0
         store(values + i, to_floats(areas));
     }
 }

@@ -19,7 +19,7 @@ float position_on_level(float x, int size, int level_size, float inverse, int ed
     if (edge == EDGE_WRAP) {
         x = std::fmod(x, float(size));
         if (x < 0) x += float(size);
-        // Between the last pixel and the first there is one pixel's way on every level.
+        // From the last pixel to the first it is one pixel on every level.
         if (x > last) return level_last + (x - last);
     } else if (edge == EDGE_MIRROR) {
         x = std::fmod(std::fabs(x), 2 * float(size));

@@ -106,7 +106,7 @@ struct Taps {
     }
 };
 
-// Four by four pixels. The limits keep what is not a number as it is.
+// Four by four pixels. The limits let NaN pass.
 template <bool CLAMP_NEGATIVE>
 static inline Pixel filtered(const Place& p, const float* weights) {
     const Taps columns(weights, p.fx), rows(weights, p.fy);

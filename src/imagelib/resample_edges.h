@@ -39,7 +39,7 @@ inline int weight_index(double distance, int radius) {
     return entry < last ? static_cast<int>(entry) : last;
 }
 
-// A float as a sample: integers limited to their range and truncated, not-a-number as 0.
+// A float as a sample: integers limited to their range and truncated, NaN as 0.
 template <class T>
 T store_sample(float v) {
     if constexpr (std::is_floating_point_v<T>) {

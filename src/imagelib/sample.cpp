@@ -20,7 +20,7 @@ const T* pixel_at(const K7Image* image, int x, int y) {
     return image_row<T>(image, y) + std::size_t(x) * image->channels;
 }
 
-// Adds weight * pixel to the sums. Indices have gone through the edge rule; -1 adds nothing.
+// Adds weight * pixel to the sums. The edge rule has been applied to the indices; -1 adds nothing.
 template <class T>
 void add_pixel(const K7Image* image, int x, int y, float weight, float* sums, int channels) {
     if (x < 0 || y < 0) return;

@@ -13,7 +13,7 @@ struct ScaleAxis {
     bool copy = false;  // same size: nothing to do
     bool reducing = false;
     bool nearest = false;        // one tap, unweighted: the box filter, or a single output
-    bool drop_negative = false;  // reducing with the box filter keeps float samples from below 0
+    bool drop_negative = false;  // reducing with the box filter clamps negative floats to 0
     int taps = 0;
     int inner_first = 0, inner_last = -1;  // outputs whose windows lie wholly inside the input (inclusive)
     std::unique_ptr<int[]> start;          // [outputs], may be negative
@@ -21,11 +21,11 @@ struct ScaleAxis {
     std::unique_ptr<int[]> fixed_weights;  // [outputs][taps]
     std::unique_ptr<int[]> fixed_totals;   // [outputs], where sums are divided by their weights; else null
 
-    // The indices of a window are limited to the input: the border pixel goes on.
+    // The indices of a window are limited to the input: the border pixel repeats.
     int clamped(int index) const { return index < 0 ? 0 : index >= inputs ? inputs - 1 : index; }
 };
 
-// False when memory is wanting.
+// False when out of memory.
 bool make_scale_axis(int inputs, int outputs, const ImagelibKernel& kernel, ScaleAxis& axis);
 
 }  // namespace resample

@@ -16,7 +16,7 @@ struct Shears {
 };
 
 // All three shears of a float RGBA picture with a filter of four taps, in bands that stay in the cache. False when
-// memory is wanting.
+// out of memory.
 bool shear_in_bands(const K7Image* image, K7Image* result, const Shears& shears, const ImagelibKernel& kernel);
 bool suits_bands(const K7Image* image, const ImagelibKernel& kernel);
 

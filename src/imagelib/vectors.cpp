@@ -6,7 +6,7 @@
 
 namespace {
 
-// Zeroed, or null for a count that is not positive, too large or not to be had.
+// Zeroed; null for a count that is not positive or too large, and when out of memory.
 double* new_elements(long long count) {
     constexpr long long MOST = 0x7fffffff / static_cast<long long>(sizeof(double));
     if (count <= 0 || count > MOST) return nullptr;

@@ -77,7 +77,7 @@ bool TraceIsKept();  // lines go to a log or to the console, not merely into the
 // ---- Timing ---------------------------------------------------------------------------------------------------
 //
 // Off unless the variable PERFMON says "yes". TimerStop writes "<label>: <ms> ms elapsed." at level INFO. Timers
-// belong to the calling thread and nest: TimerStop answers the latest TimerStart.
+// belong to the calling thread and nest: TimerStop pairs with the latest TimerStart.
 
 void SetTiming(bool on);
 bool GetTiming();
@@ -107,7 +107,7 @@ void set_device_wait(void (*wait)());  // waits for the GPU to finish, so that a
 
 // ---- Memory ---------------------------------------------------------------------------------------------------
 //
-// Thin covers over the C heap. With tracking on every live block is recorded with its size and source position, in
+// Thin wrappers around the C heap. With tracking on every live block is recorded with its size and source line, in
 // a table of its own for image pixels; a block allocated before tracking came on is then refused by the frees.
 
 void k7_memory_set_enabled(bool on);  // off: tracking is bypassed altogether

@@ -1,4 +1,4 @@
-// The k7_malloc family: covers over the C heap that record every live block while tracking is on.
+// The k7_malloc family: wrappers around the C heap that record every live block while tracking is on.
 #include <algorithm>
 #include <atomic>
 #include <cstdarg>
@@ -63,7 +63,7 @@ void* allocate(std::size_t size, bool zeroed) { return zeroed ? std::calloc(1, s
 
 constexpr std::size_t WORDS = 8;
 
-// Page aligned image memory of some size is the pool's, known by its lead: a whole page, which no heap gives.
+// Large page-aligned image blocks come from the pool. Their lead is a whole page, which the heap never gives.
 bool pooled(std::size_t size, std::size_t alignment, bool image) {
     return image && alignment == page_size() && size >= SMALLEST_IMAGE_BLOCK;
 }

@@ -1,4 +1,4 @@
-// How the memory manager, which the log's own floor allocates with, reaches the log. Private to the folder.
+// How the memory manager reaches the log, which itself allocates through the manager. Private to the folder.
 #pragma once
 
 inline constexpr int MEMORY_LOG_CONTINUATION = 0;  // in place of a level: more of the line before

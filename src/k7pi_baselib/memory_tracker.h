@@ -10,7 +10,7 @@ std::uint32_t memory_hash(std::uintptr_t address);
 struct TrackedBlock {
     static constexpr std::size_t LONGEST_FILE = 47;  // characters kept of a source path: its tail
 
-    std::uintptr_t address;  // 0: nothing here. A number, as most of its uses come when the block is gone.
+    std::uintptr_t address;  // 0: nothing here. A number, since it is mostly used after the block is freed.
     std::size_t size;
     TrackedBlock* next;  // overflow chain of the bucket
     std::uint32_t lead;  // bytes from the start of the heap's block to `address`: not 0 for aligned blocks only

@@ -3,7 +3,7 @@
 // std::ldexp are exact everywhere and stay the system's.
 //
 // Angles in radians. Errors: about one unit in the last place of a double, two for tangents and large powers; floats
-// are worked out in doubles, so nearly all are correctly rounded. Zeros, infinities and what is not a number give what
+// are computed in doubles, so nearly all are correctly rounded. Zeros, infinities and NaN give what
 // the C standard says. simdlib/elementary.h has the same functions on vectors, with the same bits, and the sources.
 #pragma once
 

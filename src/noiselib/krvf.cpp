@@ -50,7 +50,7 @@ struct GridPlace {
 
     GridPlace(double c, int grid) {
         double position = c - std::floor(c);
-        if (!(position >= 0)) position = 0;  // infinities and what is not a number
+        if (!(position >= 0)) position = 0;  // infinities and NaN
         position = std::min(position, MAX_FRACTION) * grid;
         lower = static_cast<std::size_t>(position);
         upper = lower + 1 == static_cast<std::size_t>(grid) ? 0 : lower + 1;

@@ -72,7 +72,7 @@ bool Synthesis::allocate() {
 
 // ---- Spectrum ----------------------------------------------------------------------------------------------------
 
-// Whether an entry is zero without a draw.
+// Whether an entry is zero and takes no random numbers.
 bool Synthesis::is_silent(std::size_t x, std::size_t y, std::size_t z) const {
     return weights[x * x + y * y + z * z] == 0;
 }

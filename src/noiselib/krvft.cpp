@@ -7,7 +7,7 @@
 
 namespace {
 
-// Times that no 32-bit number holds stay at the nearest one.
+// Times outside the range of 32-bit integers are clamped to it.
 double limit_time(double time, int32_t current) {
     if (std::isnan(time)) return current;
     return std::clamp(time, static_cast<double>(std::numeric_limits<int32_t>::min()),

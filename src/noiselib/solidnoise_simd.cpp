@@ -42,7 +42,7 @@ static inline Floats floor_of(Floats v) {
 #endif
 }
 
-// Truncated. What is out of range becomes the smallest integer.
+// Rounded towards zero; values out of range give INT_MIN.
 static inline Ints to_whole(Floats v) {
 #if defined(__AVX512F__)
     return (Ints)_mm512_maskz_cvttps_epi32(0xffff, (__m512)v);
@@ -93,7 +93,7 @@ struct PairTable {
 };
 #endif
 
-// The low eight bits of whole numbers. Those out of range have none, as the smallest integer.
+// The low eight bits of whole numbers; 0 for those out of range, which are INT_MIN.
 static inline Ints cells_of(Floats whole) { return to_whole(whole) & 255; }
 
 static inline Floats ease(Floats t) { return (3.0F - 2.0F * t) * t * t; }

@@ -98,24 +98,6 @@ TEST_F(Controls, WritesReachTheHostInItsTerms) {
     EXPECT_EQ(host->faults(support::Severity::Error), "");
 }
 
-TEST_F(Controls, GhostingAndHidingDisable) {
-    TestEffect& effect = effectOn("generic");
-    probe::Probe& object = probeOf(effect);
-    const auto enabled = [&](const char* name) {
-        return effect.param(name).properties().getInt(ofx::prop::ParamEnabled);
-    };
-    for (const bool ghosted : {true, false}) {
-        object.Amount.SetGhosted(ghosted);
-        EXPECT_EQ(enabled("Amount"), !ghosted);
-    }
-    object.Count.SetHidden(true);
-    object.Centre.SetHidden(true);
-    EXPECT_EQ(enabled("Count"), 0);
-    EXPECT_EQ(enabled("Centre"), 0);
-    EXPECT_TRUE(object.Count.hidden());
-    EXPECT_FALSE(object.Centre.hidden()) << "positions forget";
-}
-
 // A slip in a table of hundreds of numbers is told when the record is made, in every build.
 TEST(PresetTables, AreCheckedWhenTheRecordIsMade) {
     struct Info : EffectInfo {

@@ -27,11 +27,6 @@ TEST_F(Load, WithoutVariablesNothingIsOpened) {
     EXPECT_FALSE(k7_memory_tracking());
     EXPECT_FALSE(GetTiming());
     EXPECT_EQ(GetTraceLevel(), TRACE_INFO);
-    variable("PERFMON", "no");
-    variable("MEMMON", "");
-    variable("TRACELEVEL", "0");
-    EXPECT_EQ(load(), 0);
-    EXPECT_FALSE(std::filesystem::exists(home + "/Logs/Brindlemoor_Quillon_ofx.log"));
 }
 
 TEST_F(Load, EachVariableOpensTheLog) {

@@ -124,30 +124,6 @@ TEST_F(Rows, WorkInsideWorkRunsOnItsThread) {
     }
 }
 
-// Handlers are called with empty ranges as well as full ones, and with none when there is nothing to do.
-TEST_F(Rows, FewRowsAndNoRows) {
-    for (const char* word : {"generic", "fusion"}) {
-        TestEffect& effect = effectOn(word, 7);
-        script().process = [](probe::Probe& object) {
-            for (const int rows : {1, 2, 3}) {
-                std::vector<std::atomic<int>> seen(std::size_t(rows) + 1);
-                object.MultiProcess(
-                    [&](int first, int last) {
-                        for (int y = first; y <= last; ++y) ++seen.at(std::size_t(y));
-                    },
-                    rows);
-                for (int y = 0; y < rows; ++y) EXPECT_EQ(seen[std::size_t(y)], 1);
-                EXPECT_EQ(seen.back(), 0);
-            }
-            bool ran = false;
-            object.MultiProcess([&](int, int) { ran = true; }, 0);
-            object.MultiProcess([&](int, int) { ran = true; }, -5);
-            EXPECT_FALSE(ran);
-        };
-        effect.render();
-    }
-}
-
 // What a row worker throws ends the render, not the host.
 TEST_F(Rows, AnExceptionInAWorkerEndsTheRenderQuietly) {
     for (const char* word : {"generic", "fusion", "vegas"}) {

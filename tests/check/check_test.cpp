@@ -122,16 +122,6 @@ TEST(CheckCommand, KeepsToItsBudget) {
     EXPECT_THAT(result.text, HasSubstr("not every case has been run"));
 }
 
-TEST(CheckCommand, LeavesNothingInTheTemporaryFolder) {
-    const fs::path folder = fs::temp_directory_path() / ("check-test-folder-" + std::to_string(::getpid()));
-    fs::create_directories(folder);
-    ::setenv("TMPDIR", folder.c_str(), 1);
-    check("--effects Sound --invariants order");
-    ::unsetenv("TMPDIR");
-    EXPECT_TRUE(fs::is_empty(folder));
-    fs::remove_all(folder);
-}
-
 // Bundles in the manner of others: no index is asked that they do not have, and what they ask in vain is no finding.
 TEST(ForeignBundles, AreListedDescribedRenderedAndChecked) {
     const TemporaryFolder folder;

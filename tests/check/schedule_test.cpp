@@ -56,27 +56,6 @@ TEST(Schedule, GivesEveryCaseOnceAndEveryPairEarly) {
     EXPECT_EQ(early.size(), pairs) << "the first round has one case of each pair";
 }
 
-TEST(Schedule, FollowsFromItsSeedAndGoesOnWithOthers) {
-    const std::vector<EffectFacts> effects = {facts("A"), facts("B")};
-    const auto tokens = [&](std::uint32_t seed, bool second) {
-        Schedule schedule(effects, all(), Quality, seed);
-        if (second) {
-            EXPECT_TRUE(schedule.nextGeneration());
-        }
-        std::vector<std::string> list;
-        while (const auto next = schedule.next()) {
-            list.push_back(tokenOf(next->id));
-            if (second) {
-                EXPECT_TRUE(next->invariant->seeded) << next->invariant->name;
-            }
-        }
-        return list;
-    };
-    EXPECT_EQ(tokens(3, false), tokens(3, false));
-    EXPECT_NE(tokens(3, false), tokens(4, false));
-    EXPECT_NE(tokens(3, true), tokens(4, true));
-}
-
 // ---- Children ---------------------------------------------------------------------------------------------------
 
 ChildProcess::End finish(ChildProcess& process) {

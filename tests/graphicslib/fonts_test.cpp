@@ -96,22 +96,6 @@ TEST(BitText, TheBackgroundFillsTheGlyphsUnlessItIsTransparent) {
     }
 }
 
-TEST(BitText, ScalesAndRefuses) {
-    ImagePtr image = make_image(200, 60, 4, SAMPLE_F32);
-    BitText writer;
-    EXPECT_EQ(writer.draw("ab", image.get(), 100, 30, 39), 60);
-    EXPECT_EQ(writer.draw("ab", nullptr, 0, 0, 13), 0);
-    EXPECT_EQ(writer.draw(nullptr, image.get(), 0, 0, 13), 0);
-    EXPECT_EQ(writer.draw("", image.get(), 0, 0, 13), 0);
-    EXPECT_EQ(writer.draw("ab", image.get(), NAN, 0, 13), 0);
-    for (const float size : {0.0F, -5.0F, 0.2F, 1e9F, NAN, std::numeric_limits<float>::infinity()})
-        EXPECT_EQ(writer.draw("ab", image.get(), 0, 0, size), 0) << size;
-    EXPECT_GT(writer.draw("ab", image.get(), 1e9F, -1e9F, 13), 0);  // out of sight
-    EXPECT_FALSE(writer.set_text_colour(nullptr, 4));
-    float many[65] = {};
-    EXPECT_FALSE(writer.set_text_colour(many, 65));
-}
-
 // Each mode with x = 8, p = 50, q = 100.
 TEST(Remap, FollowsItsModes) {
     const float table[3] = {1, 3, 4};

@@ -90,24 +90,4 @@ TEST(LineRasterizer, PlainLinesHaveOnePixelAStepOfTheLongerAxis) {
     }
 }
 
-TEST(LineRasterizer, RefusesEmptyWindowsAndEndsThatAreNotFinite) {
-    Recorder recorder;
-    const Line line = line_between(1, 1, 9, 9);
-    EXPECT_FALSE(recorder.draw_line(line.data()));
-    EXPECT_FALSE(recorder.set_bounds(5, 0, 5, 9));
-    EXPECT_FALSE(recorder.set_bounds(-9, 0, -1, 9));
-    EXPECT_FALSE(recorder.set_mode(0));
-    ASSERT_TRUE(recorder.set_bounds(0, 0, 9, 9));
-    EXPECT_FALSE(recorder.draw_line(nullptr));
-    for (const int mode : {LineRasterizer::ANTIALIASED, LineRasterizer::PLAIN}) {
-        recorder.set_mode(mode);
-        EXPECT_FALSE(recorder.draw_line(line_between(1, NAN, 9, 9).data()));
-        EXPECT_FALSE(recorder.draw_line(line_between(1, 1, INFINITY, 9).data()));
-        recorder.sums.clear();
-        EXPECT_TRUE(recorder.draw_line(line_between(-3e38F, 4, 3e38F, 4).data()));
-        EXPECT_EQ(recorder.sums.size(), mode == LineRasterizer::PLAIN ? 9U : 18U);
-        EXPECT_TRUE(recorder.draw_line(line_between(-3e38F, -3e38F, 3e38F, 2e38F).data()));
-    }
-}
-
 }  // namespace

@@ -86,11 +86,6 @@ TEST(Camera, TheFrustumHoldsWhatTheScreenShows) {
         for (int k = 0; k < 3; ++k) EXPECT_TRUE(point[k] >= low[k] && point[k] <= high[k]);
     }
     EXPECT_GT(inside, 50);
-    camera.far_depth = 0.5F;
-    EXPECT_FALSE(camera.update_camera());
-    camera.far_depth = 20;
-    camera.width = NAN;
-    EXPECT_FALSE(camera.update_camera());
 }
 
 TEST(SamplingPattern, EveryCellHasItsPlaceAndPoissonKeepsADistance) {
@@ -121,9 +116,6 @@ TEST(SamplingPattern, EveryCellHasItsPlaceAndPoissonKeepsADistance) {
         EXPECT_NEAR(again[0], (xs[7] - 0.5) * 4 * s * s, 1e-5);
         EXPECT_NEAR(weight, std::exp(-(again[0] * again[0] + again[1] * again[1]) / (2 * s * s)), 1e-5);
     }
-    EXPECT_FALSE(pattern.init(1, 0, 1, 1));
-    EXPECT_FALSE(pattern.init(1, 1024, 1000, 1));
-    EXPECT_FALSE(pattern.init(1, 4, 4, 3));
 }
 
 }  // namespace

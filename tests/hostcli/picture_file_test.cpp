@@ -5,10 +5,7 @@
 #include <OpenImageIO/imagebuf.h>
 #include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 
-#include <fstream>
 #include <limits>
 
 #include "host/cli/atomic_file.h"
@@ -75,12 +72,6 @@ TEST(PictureFiles, FormatsWithoutAlphaDropIt) {
     for (std::size_t i = 3; i < clear.rgba.size(); i += 4) clear.rgba[i] = 0.0f;
     for (const char* name : {"a.bmp", "a.ppm"})
         EXPECT_EQ(throughFile(folder, name, clear, 8).rgba, opaque.rgba) << name;
-
-    Picture grey(16, 16);
-    for (std::size_t i = 0; i < grey.rgba.size(); ++i) grey.rgba[i] = i % 4 == 3 ? 0.0f : 0.5f;
-    const Picture back = throughFile(folder, "a.jpg", grey, 32);
-    for (std::size_t i = 0; i < back.rgba.size(); ++i)
-        ASSERT_NEAR(back.rgba[i], i % 4 == 3 ? 1.0f : 0.5f, 1.01f / 255.0f);
 }
 
 // Writes a file by the library alone, to see what the reader makes of others' files.
@@ -89,20 +80,6 @@ void writeRaw(const std::string& path, OIIO::ImageSpec header, const std::vector
     ASSERT_TRUE(output && output->open(path, header)) << OIIO::geterror();
     ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, samples.data()));
     ASSERT_TRUE(output->close());
-}
-
-TEST(PictureFiles, TheTopRowOfTheFileIsTheLastOfThePicture) {
-    const TemporaryFolder folder;
-    writeRaw(folder / "rows.exr", OIIO::ImageSpec(1, 3, 1, OIIO::TypeDesc::FLOAT), {1.0f, 2.0f, 3.0f});
-    const Picture picture = readPicture(folder / "rows.exr");
-    EXPECT_EQ(picture.row(0)[0], 3.0f);
-    EXPECT_EQ(picture.row(2)[0], 1.0f);
-    writePicture(folder / "back.exr", picture, {});
-    auto input = OIIO::ImageInput::open(folder / "back.exr");
-    std::vector<float> samples(12);
-    ASSERT_TRUE(input->read_image(0, 0, 0, 4, OIIO::TypeDesc::FLOAT, samples.data()));
-    EXPECT_EQ(samples[0], 1.0f);
-    EXPECT_EQ(samples[8], 3.0f);
 }
 
 TEST(PictureFiles, ChannelsAreTakenByName) {
@@ -153,21 +130,8 @@ TEST(PictureFiles, ADataWindowIsPutIntoItsDisplayWindow) {
     EXPECT_EQ(picture.row(2)[3], 0.0f) << "transparent where there are no data";
 }
 
-TEST(PictureFiles, BadFilesAreRefusedWithTheirNames) {
-    const TemporaryFolder folder;
-    std::ofstream(folder / "text.png") << "no picture at all";
-    std::ofstream(folder / "empty.exr");
-    // Not a PNG: libpng leaves its caller by a jump when a file ends early, and a text of the reader's stays behind.
-    writePicture(folder / "whole.exr", wild(64, 64), {8, 1.0});
-    std::filesystem::copy(folder / "whole.exr", folder / "cut.exr");
-    std::filesystem::resize_file(folder / "cut.exr", std::filesystem::file_size(folder / "cut.exr") / 2);
-    for (const char* name : {"text.png", "empty.exr", "cut.exr", "missing.png", ""}) try {
-            readPicture(folder / name);
-            ADD_FAILURE() << name;
-        } catch (const RunError& error) {
-            EXPECT_NE(std::string(error.what()).find(name), std::string::npos) << error.what();
-        }
-    EXPECT_THROW(writePicture(folder / "a.xyz", wild(2, 2), {}), UsageError);
+TEST(PictureFiles, OfNoKnownFormatAreRefused) {
+    EXPECT_THROW(writePicture("a.xyz", wild(2, 2), {}), UsageError);
     EXPECT_THROW(requireWritableFormat("noextension"), UsageError);
 }
 
@@ -219,23 +183,6 @@ TEST(AtomicFiles, ReplaceWholeOrNotAtAll) {
     std::filesystem::create_directory(folder / "taken");
     EXPECT_THROW(writeFileAtomically(folder / "taken", "x", 1), RunError);
     EXPECT_EQ(folder.names(), (std::set<std::string>{"out.bin", "taken"}));
-
-    // A file size limit stands for the full disk: writing fails half way.
-    struct sigaction before {
-    }, ignore{};
-    ignore.sa_handler = SIG_IGN;
-    sigaction(SIGXFSZ, &ignore, &before);
-    rlimit old{};
-    getrlimit(RLIMIT_FSIZE, &old);
-    const rlimit small{5000, old.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &small);
-    const std::string big(10000, 'x');
-    EXPECT_THROW(writeFileAtomically(path, big.data(), big.size()), RunError);
-    EXPECT_THROW(writeFileAtomically(folder / "new.bin", big.data(), big.size()), RunError);
-    setrlimit(RLIMIT_FSIZE, &old);
-    sigaction(SIGXFSZ, &before, nullptr);
-    EXPECT_EQ(folder.names(), (std::set<std::string>{"out.bin", "taken"}));
-    EXPECT_EQ(std::filesystem::file_size(path), 7u) << "the earlier file is as it was";
 }
 
 }  // namespace

@@ -26,9 +26,6 @@ TEST(Patterns, NamesOfFrames) {
                  {"d/%02dx%%.png", 3, "d/03x%.png"}, {"%d", 0, "0"},
                  {"still.png", 9, "still.png"},      {"#1/still.png", 9, "#1/still.png"}};
     for (const auto& c : cases) EXPECT_EQ(FilePattern(c.pattern).path(c.frame).string(), c.path) << c.pattern;
-    EXPECT_FALSE(FilePattern("still.png").numbered());
-    EXPECT_FALSE(FilePattern("%d/still.png").numbered()) << "numbers stand in the file's name";
-    EXPECT_EQ(FilePattern::literal("a.%04d.exr").path(3).string(), "a.%04d.exr");
     for (const char* bad :
          {"a.%s.exr", "a.%", "a.%d.%d.exr", "a.##.b.##.exr", "a.%d.#.exr", "a.%99999999999d.exr", "a.%-4d"})
         EXPECT_THROW(FilePattern{bad}, UsageError) << bad;

@@ -56,18 +56,6 @@ TEST(BundleTest, PassesOverBrokenRecords) {
     EXPECT_EQ(bundle.find("Inverter"), nullptr);
 }
 
-// Each host loads its own copy, so the first to describe does not settle the identity for the others.
-TEST(BundleTest, KeepsIdentitiesApartInOneProcess) {
-    if (!support::RecordingHost::bundleAvailable()) GTEST_SKIP() << "this build has no bundle";
-    support::RecordingHost generic("generic"), vegas("vegas");
-    const auto plain = generic.describe("Q_Darken");
-    const auto quirky = vegas.describe("Q_Darken");
-    ASSERT_TRUE(plain && quirky);
-    EXPECT_EQ(generic.bundle().plugins().size(), 58u);
-    EXPECT_NE(plain->findClip("Input"), nullptr);
-    EXPECT_NE(quirky->findClip("Source"), nullptr);
-}
-
 TEST(HostTest, KnowsTheHostOfACallWithoutHandle) {
     ofxhost::Host first, second;
     EXPECT_EQ(ofxhost::Host::current(), &second) << "the one made last";

@@ -135,27 +135,6 @@ TEST_F(EffectTest, GivesNoImageWhereThereIsNone) {
     EXPECT_NE(host.faults().find("without temporal access"), std::string::npos);
 }
 
-TEST_F(EffectTest, NoticesWritesIntoSourcesAndBeyondTheOutput) {
-    effect.connect(ofx::clip::Source, support::gradientImage(support::layoutOf(8, 8, Depth::Byte)));
-    const inverter::Interception interception([&](const inverter::Action& call) -> std::optional<OfxStatus> {
-        if (!call.is(ofx::action::Render)) return std::nullopt;
-        for (const char* name : {ofx::clip::Source, ofx::clip::Output}) {
-            OfxPropertySetHandle set = nullptr;
-            s.clipGetImage(clipOf(call.effect(), name), 0.0, nullptr, &set);
-            void* data = nullptr;
-            suites.property->propGetPointer(set, ofx::prop::ImageData, 0, &data);
-            // One byte inside the source, one in front of the output's first pixel.
-            static_cast<unsigned char*>(data)[std::string_view(name) == ofx::clip::Source ? 5 : -1] ^= 0xFF;
-            s.clipReleaseImage(set);
-        }
-        return OK;
-    });
-    effect.renderStatus();
-    const std::string faults = host.faults();
-    EXPECT_NE(faults.find("pixels of a source were written"), std::string::npos) << faults;
-    EXPECT_NE(faults.find("outside the image's pixels"), std::string::npos) << faults;
-}
-
 TEST_F(EffectTest, AsksForRegionsFramesAndPreferencesWithDefaultsInPlace) {
     auto& instance = effect.instance();
     OfxRectD region{};

@@ -10,20 +10,6 @@ struct FaultsTest : InverterTest {
     const OfxImageEffectSuiteV1& s = *suites.effect;
 };
 
-TEST_F(FaultsTest, AbortsFromThePollOnThatWasAskedFor) {
-    host.abortAt(3);
-    const OfxImageEffectHandle handle = effect.instance().handle();
-    EXPECT_EQ(s.abort(handle), 0);
-    EXPECT_EQ(s.abort(handle), 0);
-    EXPECT_EQ(s.abort(handle), 1);
-    EXPECT_EQ(s.abort(handle), 1);
-    EXPECT_EQ(host.host().abortPolls(), 4);
-    host.clearHooks();
-    EXPECT_EQ(s.abort(handle), 0);
-    host.host().requestAbort(true);
-    EXPECT_EQ(s.abort(handle), 1);
-}
-
 TEST_F(FaultsTest, FailsTheCallAskedForAndNoOther) {
     ofxhost::HostHooks refusing, empty;
     refusing.failClipGetImageAt = 2;
@@ -60,59 +46,6 @@ TEST_F(FaultsTest, WithholdsSuitesAndHostProperties) {
     host.clearHooks();
     EXPECT_EQ(suites.property->propGetInt(record->host, ofx::prop::SupportsOverlays, 0, &value), OK);
     EXPECT_EQ(value, 1);
-    EXPECT_EQ(record->fetchSuite(record->host, ofx::suite::Memory, 2), nullptr);
-    EXPECT_EQ(record->fetchSuite(record->host, "NoSuchSuite", 1), nullptr);
-    EXPECT_EQ(record->fetchSuite(record->host, nullptr, 1), nullptr);
-    EXPECT_EQ(record->fetchSuite(nullptr, ofx::suite::Memory, 1), nullptr);
-    EXPECT_EQ(record->fetchSuite(record->host, ofx::suite::Memory, 1), suites.memory) << "the same table every time";
-}
-
-TEST_F(FaultsTest, ShortensTheThreadsGivenAndFailsThem) {
-    ofxhost::HostHooks hooks;
-    hooks.maxThreadsGiven = 1;
-    hooks.reportedCpus = 0;
-    host.setHooks(hooks);
-    unsigned cpus = 9;
-    EXPECT_EQ(suites.threads->multiThreadNumCPUs(&cpus), OK);
-    EXPECT_EQ(cpus, 0u);
-    unsigned given = 0;
-    const auto count = [](unsigned, unsigned threads, void* result) { *static_cast<unsigned*>(result) = threads; };
-    EXPECT_EQ(suites.threads->multiThread(count, 3, &given), OK);
-    EXPECT_EQ(given, 1u);
-    hooks.multiThreadStatus = Failed;
-    host.setHooks(hooks);
-    given = 0;
-    EXPECT_EQ(suites.threads->multiThread(count, 3, &given), Failed);
-    EXPECT_EQ(given, 0u);
-}
-
-TEST_F(FaultsTest, RunsOutOfMemoryOnRequest) {
-    ofxhost::HostHooks hooks;
-    hooks.failAllocations = true;
-    host.setHooks(hooks);
-    void* data = nullptr;
-    OfxImageMemoryHandle block = nullptr;
-    EXPECT_EQ(suites.memory->memoryAlloc(nullptr, 16, &data), ErrMemory);
-    EXPECT_EQ(s.imageMemoryAlloc(effect.instance().handle(), 16, &block), ErrMemory);
-    EXPECT_EQ(data, nullptr);
-    EXPECT_EQ(block, nullptr);
-}
-
-TEST_F(FaultsTest, RecordsCallsInTheOrderTheyBegan) {
-    host.clearRecord();
-    effect.render(5.0);
-    const auto calls = host.calls();
-    ASSERT_FALSE(calls.empty());
-    EXPECT_EQ(calls[0].name, "action");
-    EXPECT_EQ(calls[0].arguments, "OfxImageEffectActionRender, effect Test_Inverter");
-    EXPECT_EQ(calls[1].name, "propGetDouble");
-    EXPECT_EQ(calls[1].arguments, "inArgs, \"OfxPropTime\", 0");
-    EXPECT_EQ(host.count("clipReleaseImage"), 2);
-    EXPECT_THAT(host.callTexts("clipGetImage"), testing::ElementsAre("Source, 5", "Output, 5"));
-    host.host().setRecording(false);
-    host.clearRecord();
-    effect.render(5.0);
-    EXPECT_TRUE(host.calls().empty());
 }
 
 TEST_F(FaultsTest, KeepsMessages) {

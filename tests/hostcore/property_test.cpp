@@ -78,24 +78,6 @@ TEST_F(PropertyTest, GrowsVariablePropertiesOneByOneAndKeepsTextsWhereTheyAre) {
     EXPECT_EQ(p.propGetDimension(set, prop::ParamPageOrder, &count), OK);
     EXPECT_EQ(count, 0);
 }
-
-TEST_F(PropertyTest, ReadsAndWritesArrays) {
-    const OfxPropertySetHandle set = effect.descriptor().findParam("Double3D")->properties().handle();
-    const double values[] = {1.5, -2.0, 3.25};
-    double back[3] = {};
-    EXPECT_EQ(p.propSetDoubleN(set, prop::ParamDefault, 3, values), OK);
-    EXPECT_EQ(p.propGetDoubleN(set, prop::ParamDefault, 3, back), OK);
-    EXPECT_THAT(back, testing::ElementsAre(1.5, -2.0, 3.25));
-    const double four[] = {1, 2, 3, 4};
-    EXPECT_EQ(p.propSetDoubleN(set, prop::ParamDefault, 4, four), ErrBadIndex);
-    EXPECT_EQ(p.propSetDouble(set, prop::ParamDefault, 0, std::nan("")), ErrValue);
-    void* pointer = &back;
-    EXPECT_EQ(p.propSetPointerN(set, prop::ParamDataPtr, 1, &pointer), OK);
-    void* found = nullptr;
-    EXPECT_EQ(p.propGetPointerN(set, prop::ParamDataPtr, 1, &found), OK);
-    EXPECT_EQ(found, &back);
-}
-
 TEST_F(PropertyTest, LetsFollowersFollow) {
     const auto& values = effect.descriptor().findParam("Double2D")->properties();
     const OfxPropertySetHandle set = values.handle();
@@ -132,33 +114,6 @@ TEST_F(PropertyTest, SettlesDefinitionsOnInstances) {
     EXPECT_EQ(p.propSetString(set, prop::ParamScriptName, 0, "other"), ErrValue);
     const OfxPropertySetHandle clip = effect.clip("Source").properties().handle();
     EXPECT_EQ(p.propSetString(clip, prop::Label, 0, "Mine"), ErrValue);
-}
-
-TEST_F(PropertyTest, GivesActionsTheirArgumentsToRead) {
-    std::vector<std::string> seen;
-    const inverter::Interception interception([&](const inverter::Action& call) -> std::optional<OfxStatus> {
-        seen.emplace_back(call.text);
-        double time = 0.0;
-        EXPECT_EQ(p.propGetDouble(call.in, prop::Time, 0, &time), OK) << call.text;
-        EXPECT_EQ(time, 7.0) << call.text;
-        EXPECT_EQ(p.propSetDouble(call.in, prop::Time, 0, 1.0), ErrValue) << call.text;
-        if (!call.is(ofx::action::Render)) return ReplyDefault;
-        int window[4] = {};
-        EXPECT_EQ(p.propGetIntN(call.in, prop::RenderWindow, 4, window), OK);
-        EXPECT_THAT(window, testing::ElementsAre(0, 0, 64, 48));
-        EXPECT_EQ(call.out, nullptr);
-        return OK;
-    });
-    std::map<std::string, OfxRectD> regions;
-    std::map<std::string, ofxhost::FrameRanges> frames;
-    std::string clip;
-    double time = 0;
-    effect.instance().regionsOfInterest(7.0, {1, 1}, {0, 0, 1, 1}, regions);
-    effect.instance().framesNeeded(7.0, frames);
-    effect.instance().isIdentity({.time = 7.0}, {0, 0, 1, 1}, clip, time);
-    effect.renderStatus(7.0);
-    EXPECT_THAT(seen, testing::IsSupersetOf({ofx::action::GetRegionsOfInterest, ofx::action::GetFramesNeeded,
-                                             ofx::action::IsIdentity, ofx::action::Render}));
 }
 
 }  // namespace

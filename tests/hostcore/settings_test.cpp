@@ -32,23 +32,4 @@ TEST(HostConfigTest, KnowsHostsByTheirWords) {
     EXPECT_EQ(ofxhost::hostConfig("generic").name, ofxhost::HostConfig().name);
 }
 
-TEST(ProjectTest, ReachesInstanceAndClips) {
-    support::RecordingHost host({}, {inverter::plugin()});
-    host.project = {
-        .width = 100, .height = 50, .pixelAspect = 2.0, .frameRate = 24.0, .firstFrame = 10, .lastFrame = 19};
-    auto& effect = host.effect(inverter::name);
-    const auto& instance = effect.instance().properties();
-    EXPECT_EQ(instance.getDouble(prop::InstanceEffectDuration), 10.0);
-    EXPECT_EQ(instance.getDouble(prop::FrameRate), 24.0);
-    const auto& clip = effect.clip("Source").properties();
-    EXPECT_EQ(clip.getDouble(prop::FrameRange, 0), 10.0);
-    EXPECT_EQ(clip.getDouble(prop::FrameRange, 1), 19.0);
-    EXPECT_EQ(clip.getInt(prop::ClipConnected), 0);
-    EXPECT_EQ(clip.getString(prop::PixelDepth), ofx::depth::None);
-    effect.connect("Source", support::gradientImage(support::layoutOf(100, 50, support::Depth::Short)));
-    EXPECT_EQ(clip.getInt(prop::ClipConnected), 1);
-    EXPECT_EQ(clip.getString(prop::PixelDepth), ofx::depth::Short);
-    EXPECT_EQ(clip.getString(prop::Components), ofx::component::RGBA);
-}
-
 }  // namespace

@@ -98,10 +98,7 @@ TEST(Arithmetic, ConstantsThatAreNothingRoundingAndWhite) {
     EXPECT_TRUE(image_add_constant(bytes.get(), NOT_A_NUMBER));
     EXPECT_TRUE(image_add_constant(bytes.get(), 1e30f));
     EXPECT_EQ(sample_of(bytes.get(), 0), 255);
-    const ImagePtr a = make_image(3, 3, 4, SAMPLE_F32), b = make_image(3, 3, 3, SAMPLE_F32);
-    EXPECT_FALSE(image_add_image(a.get(), b.get()));
-    EXPECT_FALSE(image_subtract_image(a.get(), nullptr));
-    EXPECT_FALSE(image_add_constant(nullptr, 1.0f));
+    EXPECT_FALSE(image_add_image(make_image(3, 3, 4, SAMPLE_F32).get(), make_image(3, 3, 3, SAMPLE_F32).get()));
 }
 
 }  // namespace

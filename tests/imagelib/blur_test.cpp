@@ -136,12 +136,6 @@ TEST(Blur, BothAxesAreRowsThenColumnsInPlaceOrIntoAnotherImage) {
                                                                          radius * 0.7f, mask);
                     EXPECT_TRUE(same_pixels(into, first)) << "into another image";
                 }
-    const ImagePtr floats = random_image(33, 21, 4, SAMPLE_F32), into = make_image(33, 21, 4, SAMPLE_U8),
-                   converted = make_image(33, 21, 4, SAMPLE_U8);
-    ASSERT_TRUE(image_gaussian_blur_to(floats.get(), into.get(), 2.0f, 2.0f, 15));
-    ASSERT_TRUE(image_convert(floats.get(), converted.get(), true, 0));
-    ASSERT_TRUE(image_gaussian_blur(converted.get(), 2.0f, 2.0f, 15));
-    EXPECT_TRUE(same_pixels(into, converted));
 }
 
 // A flat area stays flat to the bit beside anything, and no rest of the sums is negative where the picture is 0.
@@ -171,25 +165,7 @@ TEST(Blur, FlatAreasStayFlatToTheBit) {
     }
 }
 
-TEST(Blur, KnownValues) {
-    const ImagePtr image = make_image(9, 1, 1, SAMPLE_F32);
-    at(image, 4, 0, 0) = 2.0f;
-    ASSERT_TRUE(image_gaussian_blur(image.get(), 0.5f, 0.0f, 1));
-    // Half the pixel, and half of the box of three folded with itself twice: 1 3 6 7 6 3 1 / 27.
-    const double boxes[] = {0, 1, 3, 6, 7, 6, 3, 1, 0};
-    for (int x = 0; x < 9; ++x)
-        EXPECT_FLOAT_EQ(at(image, x, 0, 0), static_cast<float>(boxes[x] / 27.0 + (x == 4 ? 1.0 : 0.0)));
-    const ImagePtr bytes = make_image(7, 1, 1, SAMPLE_U8);
-    static_cast<std::uint8_t*>(bytes->pixels)[3] = 100;
-    ASSERT_TRUE(image_gaussian_blur(bytes.get(), 1.0f, 0.0f, 1));
-    const int rounded[] = {4, 11, 22, 26, 22, 11, 4};  // 100 / 27 = 3.7, and so on
-    for (std::size_t x = 0; x < 7; ++x) EXPECT_EQ(sample_of(bytes.get(), x), rounded[x]);
-}
-
 TEST(Blur, RefusalsAndNothingToDo) {
-    EXPECT_FALSE(image_gaussian_blur(nullptr, 1.0f, 1.0f, 15));
-    EXPECT_FALSE(image_wrap_blur(nullptr, 1.0f, 1.0f, 15));
-    EXPECT_FALSE(image_gaussian_blur_to(nullptr, nullptr, 1.0f, 1.0f, 15));
     for (const int type : {SAMPLE_U8, SAMPLE_U32, SAMPLE_F32}) {
         const ImagePtr image = random_image(12, 9, 4, type), before = copy_of(image), limited = copy_of(image);
         for (const auto& [x, y, mask] : {std::tuple{5.0f, 5.0f, 0},

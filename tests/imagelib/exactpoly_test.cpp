@@ -4,8 +4,6 @@
 
 #include <cmath>
 #include <limits>
-#include <map>
-#include <random>
 #include <utility>
 #include <vector>
 
@@ -84,48 +82,6 @@ TEST(ClipToBox, AnswersInsideClippedAndNothing) {
         EXPECT_EQ(clip_to_box(shape, box), test.answer);
         EXPECT_NEAR(shoelace(shape), test.area, 1e-5);
         EXPECT_EQ(shape.count == 0, test.area == 0);
-    }
-    for (int count : {0, -5, ClipPolygon::CAPACITY + 1}) {
-        ClipPolygon bad, out;
-        bad.count = count;
-        clip_half_plane(bad, out, 0, 1, 1);
-        EXPECT_EQ(out.count, 0);
-        EXPECT_EQ(clip_to_box(bad, box), CLIP_NOTHING_LEFT);
-        EXPECT_EQ(bad.count, 0);
-    }
-}
-
-// Every pixel against clip_to_box with the pixel's square, left and right of the origin, and the whole against the
-// polygon's own area.
-TEST(ExactPolyWalk, AreasOfRandomPolygons) {
-    std::mt19937 random(5);
-    std::uniform_real_distribution<double> unit(0, 1);
-    for (int round = 0; round < 60; ++round) {
-        SCOPED_TRACE(round);
-        const double centre = 10 * unit(random) + (round % 2 ? 20 : -20);
-        const ClipPolygon shape =
-            ellipse(3 + round % 40, centre, centre + 4, 18 * unit(random), 18 * unit(random), 6 * unit(random));
-        Recorder poly;
-        ASSERT_TRUE(poly.draw(shape, -100, 100, -100, 100));
-        EXPECT_NEAR(poly.sum, shoelace(shape), 1e-5 * (1 + shoelace(shape)));
-        std::map<std::pair<int, int>, float> covers;
-        for (const Cover& c : poly.covers) covers[{c.y, c.x}] = c.area;
-        for (int y = -50; y < 50; ++y)
-            for (int x = -50; x < 50; ++x) {
-                ClipPolygon piece = shape;
-                clip_to_box(piece, {float(x), float(x + 1), float(y), float(y + 1)});
-                const auto found = covers.find({y, x});
-                EXPECT_NEAR(found == covers.end() ? 0.0 : found->second, shoelace(piece), 1e-4) << x << ", " << y;
-            }
-    }
-    const ClipPolygon far = ellipse(40, 7000.3, 4000.7, 300, 200, 0.1);
-    const ClipPolygon ell =
-        polygon_of({{1.5f, 1.5f}, {9.5f, 1.5f}, {9.5f, 3.5f}, {3.5f, 3.5f}, {3.5f, 9.5f}, {1.5f, 9.5f}});
-    const ClipPolygon sliver = polygon_of({{0.5f, 0.5f}, {900.5f, 700.5f}, {0.5f, 0.5078125f}});
-    for (const ClipPolygon* shape : {&far, &ell, &sliver}) {
-        Recorder poly;
-        ASSERT_TRUE(poly.draw(*shape, 0, 8191, 0, 8191));
-        EXPECT_NEAR(poly.sum, shoelace(*shape), 1e-6 * shoelace(*shape));
     }
 }
 

@@ -99,19 +99,4 @@ TEST(Geometry, WeavesAndInterpolatesFields) {
     EXPECT_TRUE(same_pixels(single, copy));
 }
 
-TEST(Geometry, Refusals) {
-    const ImagePtr image = noise(4, 6, 4, SAMPLE_F32), same = noise(4, 6, 4, SAMPLE_F32);
-    const ImagePtr fewer = noise(6, 4, 3, SAMPLE_F32), square = noise(5, 5, 4, SAMPLE_F32);
-    EXPECT_FALSE(image_transpose(image.get(), same.get()));
-    EXPECT_FALSE(image_transpose(image.get(), noise(6, 4, 4, SAMPLE_U32).get()));
-    EXPECT_FALSE(image_transpose(image.get(), fewer.get()));
-    EXPECT_FALSE(image_transpose(square.get(), square.get()));
-    EXPECT_FALSE(image_transpose(nullptr, nullptr));
-    EXPECT_TRUE(!image_transposed_copy(nullptr) && !image_rotated_180_copy(nullptr));
-    EXPECT_FALSE(image_flip_vertical(nullptr) || image_flip_horizontal(nullptr));
-    EXPECT_FALSE(image_weave_fields(image.get(), fewer.get(), same.get(), true));
-    EXPECT_FALSE(image_interpolate_field(image.get(), fewer.get(), 0));
-    EXPECT_FALSE(image_interpolate_field(nullptr, image.get(), 0));
-}
-
 }  // namespace

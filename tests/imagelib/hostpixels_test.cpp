@@ -4,20 +4,6 @@
 
 namespace {
 
-const RowRunner ROWS{nullptr,
-                     [](void*, RowWorker worker, int rows, void* job) { image_dispatch_rows(worker, rows, job); }};
-
-// Calls check() at every instruction set.
-template <class Check>
-void at_every_level(Check check) {
-    for (const CpuLevel level : {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512}) {
-        SCOPED_TRACE(int(level));
-        set_cpu_level_limit(level);
-        check();
-    }
-    set_cpu_level_limit(CpuLevel::avx512);
-}
-
 template <class Code>
 void check_every_code() {
     constexpr int full = std::numeric_limits<Code>::max(), pixels = (full + 1) / 4;
@@ -66,69 +52,6 @@ TEST(HostPixels, FloatsAreCleanedOnTheWayInAndLimitedAndTruncatedOnTheWayOut) {
     });
 }
 
-// A host picture of 16-bit codes in memory with padded rows, unaligned, either way up.
-struct HostPicture {
-    static constexpr int PAD = 7;
-    HostRect bounds;
-    int width = bounds.x2 - bounds.x1, height = bounds.y2 - bounds.y1;
-    bool is_flipped;
-    std::vector<std::uint8_t> memory = std::vector<std::uint8_t>(std::size_t((width * 8 + PAD) * height + 1), 0xAA);
-
-    std::ptrdiff_t row_bytes() const { return is_flipped ? -(width * 8 + PAD) : width * 8 + PAD; }
-    std::uint8_t* data() { return memory.data() + 1 + (is_flipped ? (height - 1) * (width * 8 + PAD) : 0); }
-    std::uint16_t code(int x, int y, int c) {
-        std::uint16_t value;
-        std::memcpy(&value, data() + (y - bounds.y1) * row_bytes() + (x - bounds.x1) * 8 + c * 2, 2);
-        return value;
-    }
-    void set_codes() {
-        for (int y = bounds.y1; y < bounds.y2; ++y)
-            for (int x = bounds.x1; x < bounds.x2; ++x)
-                for (int c = 0; c < 4; ++c) {
-                    const auto value = static_cast<std::uint16_t>(1000 + 50 * (y + 20) + 7 * (x + 20) + c);
-                    std::memcpy(data() + (y - bounds.y1) * row_bytes() + (x - bounds.x1) * 8 + c * 2, &value, 2);
-                }
-    }
-    bool contains(int x, int y) const { return x >= bounds.x1 && x < bounds.x2 && y >= bounds.y1 && y < bounds.y2; }
-};
-
-TEST(HostPixels, AnyPlacementStrideAndDirection) {
-    constexpr int WIDTH = 19, HEIGHT = 11;
-    const RowThreads threads(3);
-    const HostRect placements[] = {{0, 0, WIDTH, HEIGHT}, {-5, -3, 8, 4},   {4, 2, 9, 7},
-                                   {10, 6, 40, 30},       {-9, -9, 40, 40}, {30, 0, 40, 5},
-                                   {0, -8, 10, -2},       {0, 11, 5, 20},   {7, 3, 8, 4}};
-    for (const HostRect& bounds : placements) {
-        for (bool is_flipped : {false, true}) {
-            HostPicture there{.bounds = bounds, .is_flipped = is_flipped};
-            there.set_codes();
-            const HostPixels host{there.data(), bounds, true, 16, there.row_bytes()};
-            ImagePtr image = noise_image(WIDTH, HEIGHT, 4, SAMPLE_F32);
-            ASSERT_EQ(make_float_image(host, image.get(), WIDTH, HEIGHT, 1.0, true, 1.0, ROWS), image.get());
-            EXPECT_TRUE(same_pixels(image, picture(WIDTH, HEIGHT, [&](int x, int y, int c) {
-                                        return there.contains(x, y) ? float(there.code(x, y, c)) / 65535.0f : 0;
-                                    })));
-            K7Image *first = nullptr, *second = nullptr;
-            ASSERT_TRUE(make_float_image_pair(host, WIDTH, HEIGHT, 1.0, 1.0, &first, &second, ROWS));
-            EXPECT_TRUE(same_pixels(first, image.get()) && same_pixels(second, image.get()));
-            image_destroy(first);
-            image_destroy(second);
-
-            const HostPicture before = there;
-            const HostRect region{2, -1, 15, 8};
-            image_fill(image.get(), 1.0f);
-            store_float_image(image.get(), {there.data(), bounds, 16, there.row_bytes()}, region, ROWS);
-            HostPicture expected = before;
-            for (int y = 0; y < 8; ++y)
-                for (int x = 2; x < 15; ++x)
-                    if (expected.contains(x, y))
-                        std::memset(expected.data() + (y - bounds.y1) * expected.row_bytes() + (x - bounds.x1) * 8,
-                                    0xFF, 8);
-            EXPECT_EQ(there.memory, expected.memory) << "paddings and everything outside untouched";
-        }
-    }
-}
-
 TEST(HostPixels, AttributesAndRefusals) {
     const ImagePtr black(make_float_image({}, nullptr, 4, 3, 2.0, false, 0.5));
     ASSERT_TRUE(black);
@@ -147,12 +70,6 @@ TEST(HostPixels, AttributesAndRefusals) {
     const ImagePtr kept = noise_image(4, 3, 4, SAMPLE_F32), twin = noise_image(4, 3, 4, SAMPLE_F32);
     make_float_image({data, {0, 0, 1, 1}, true, 64, 16}, kept.get(), 4, 3, 1.0, true, 1.0);
     EXPECT_TRUE(same_pixels(kept.get(), twin.get())) << "an unknown depth";
-    store_float_image(nullptr, {}, {0, 0, 1, 1});
-    store_float_image(kept.get(), {}, {0, 0, 1, 1});
-    const HostRect extreme{std::numeric_limits<int>::min(), std::numeric_limits<int>::min(),
-                           std::numeric_limits<int>::min() + 1, 1};
-    make_float_image({data, extreme, true, 32, 16}, kept.get(), 4, 3, 1.0, true, 1.0);
-    EXPECT_EQ(image_get_sample(kept.get(), 0, 0, 0), 0.0f) << "far outside";
 }
 
 }  // namespace

@@ -36,12 +36,9 @@ TEST(KernelImages, Gaussian) {
 }
 
 TEST(KernelImages, Star) {
-    const ImagePtr small(image_make_star_kernel(0.0f, 0.0f)), star(image_make_star_kernel(4.0f, 0.00005f)),
-        large(image_make_star_kernel(100.0f, 0.0f));
-    for (const ImagePtr* kernel : {&small, &star, &large}) expect_symmetric(*kernel);
-    ASSERT_TRUE(small->width == 3 && star->width == 9);
-    EXPECT_EQ(weight(small, 0, 0), 1.0f);
-    EXPECT_EQ(weight(small, 1, 0), 0.0f);
+    const ImagePtr star(image_make_star_kernel(4.0f, 0.00005f)), large(image_make_star_kernel(100.0f, 0.0f));
+    for (const ImagePtr* kernel : {&star, &large}) expect_symmetric(*kernel);
+    ASSERT_EQ(star->width, 9);
     // Size 4: exponent 2 + 3 / 35; the exponent stops at 7.5.
     EXPECT_NEAR(weight(star, 1, 1), 1.5 * std::pow(0.75 * 0.75, 2.0 + 3.0 / 35.0), 1e-6);
     EXPECT_EQ(weight(star, 1, 0), 1.0f) << "limited";
@@ -57,14 +54,6 @@ TEST(KernelImages, Star) {
     EXPECT_NEAR(light[1], light[0], 0.02 * light[0]);
     EXPECT_GT(weight(turned, 3, 3), 2.0f * weight(turned, 4, 0));  // the rays are on the diagonals now
     EXPECT_TRUE(same_pixels(quarter, upright));
-}
-
-TEST(KernelImages, Refusals) {
-    for (const float size : {NOT_A_NUMBER, ENDLESS, 1e6f}) {
-        EXPECT_EQ(image_make_gaussian_kernel(size), nullptr);
-        EXPECT_EQ(image_make_star_kernel(size, 0.0f), nullptr);
-    }
-    EXPECT_EQ(image_make_star_kernel(3.0f, NOT_A_NUMBER), nullptr);
 }
 
 }  // namespace

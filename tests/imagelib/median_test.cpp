@@ -160,8 +160,6 @@ TEST(Median, RefusesWhatItCannotFilterAndEndsWhenAsked) {
     const ImagePtr source = grainy(40, 30), narrow = grainy(39, 30), single = make_image(40, 30, 1, SAMPLE_F32);
     const ImagePtr result = same_size(source);
     const Radii radii = all_channels(2, 2);
-    EXPECT_FALSE(image_window_median(nullptr, result.get(), radii.data()));
-    EXPECT_FALSE(image_window_median(narrow.get(), result.get(), radii.data()));
     EXPECT_FALSE(image_window_median(single.get(), single.get(), radii.data()));
     EXPECT_FALSE(image_window_median(source.get(), source.get(), radii.data()));
     EXPECT_FALSE(image_window_median(source.get(), result.get(), radii.data(), [] { return true; }));

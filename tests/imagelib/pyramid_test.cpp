@@ -76,24 +76,6 @@ TEST(Pyramid, LevelsHalveWhileTheSmallerSideStaysAtTwo) {
     EXPECT_EQ(read(own_copy, 7, 9, 1).v[2], expected);
 }
 
-TEST(Pyramid, RefusesWhatItCannotRead) {
-    const ImagePtr image = float_noise(20, 20);
-    float out[4] = {1, 1, 1, 1};
-    const ImagelibPyramid empty(nullptr, 1, 0, true, true), bad_kernel(image.get(), 6, 0, true, true),
-        bad_edge(image.get(), 1, 4, true, true);
-    for (const auto* pyramid : {&empty, &bad_kernel, &bad_edge}) {
-        EXPECT_FALSE(pyramid->valid());
-        EXPECT_FALSE(pyramid->sample_pixel(1, 1, 1, out, 4));
-        EXPECT_FALSE(pyramid->sample_points(out, out, nullptr, 1, out));
-    }
-    ImagelibPyramid pyramid(image.get(), 1, 0, true, true);
-    EXPECT_FALSE(pyramid.sample_pixel(1, 1, 1, nullptr, 4));
-    EXPECT_FALSE(pyramid.sample_pixel(1, 1, 1, out, 0));
-    EXPECT_FALSE(pyramid.sample_pixel(1, 1, 1, out, 17));
-    EXPECT_FALSE(pyramid.set_kernel(9, 0));
-    EXPECT_EQ(pyramid.kernel->kernel_type, 1);
-}
-
 // ---- Reading --------------------------------------------------------------------------------------------------
 
 TEST(Pyramid, MatchesTheDefinitionInsideThePicture) {
@@ -146,17 +128,14 @@ TEST(Pyramid, BordersFollowTheEdgeMode) {
 
 TEST(Pyramid, PlacesFarAwayAndNoPlaces) {
     const ImagePtr image = float_noise(30, 30);
-    for (int edge = 0; edge < 4; ++edge)
-        for (int type = 0; type <= 5; ++type) {
-            const ImagelibPyramid pyramid(image.get(), type, edge, true, true);
-            for (float far : {1e10f, -1e10f, 3e38f, -3e38f})
-                for (float area : {1.0f, 10.0f})
-                    for (float v : read(pyramid, far, 3, area).v) EXPECT_TRUE(v >= -0.5f && v <= 1.5f);
-            Four out = {{1, 1, 1, 1}};
-            EXPECT_FALSE(pyramid.sample_pixel(NOT_A_NUMBER, 3, 5, out.v, 4));
-            EXPECT_EQ(out, (Four{{0, 0, 0, 0}}));
-            EXPECT_FALSE(pyramid.sample_pixel(3, NOT_A_NUMBER, 1, out.v, 4));
-        }
+    for (int edge = 0; edge < 4; ++edge) {
+        const ImagelibPyramid pyramid(image.get(), 4, edge, true, true);
+        for (const float far : {1e10f, -3e38f})
+            for (const float v : read(pyramid, far, 3, 10).v) EXPECT_TRUE(v >= -0.5f && v <= 1.5f);
+        Four out = {{1, 1, 1, 1}};
+        EXPECT_FALSE(pyramid.sample_pixel(NOT_A_NUMBER, 3, 5, out.v, 4));
+        EXPECT_EQ(out, (Four{{0, 0, 0, 0}}));
+    }
 }
 
 TEST(Pyramid, OtherLayoutsAndUnitCoordinates) {
@@ -261,12 +240,7 @@ TEST(PyramidWarp, HostileMapsAndRefusals) {
     for (int i = 0; i < 1600; ++i) EXPECT_TRUE(std::isfinite(image_row<float>(result.get(), 0)[i]));
     for (int c = 0; c < 4; ++c) EXPECT_EQ(image_row<float>(result.get(), 0)[c], 0.0f) << "no place";
 
-    const ImagePtr larger = make_image(21, 20, 4, SAMPLE_F32), bytes = make_image(20, 20, 4, SAMPLE_U8);
-    EXPECT_FALSE(image_pyramid_warp(nullptr, map.get(), result.get()));
-    EXPECT_FALSE(image_pyramid_warp(&pyramid, nullptr, result.get()));
-    EXPECT_FALSE(image_pyramid_warp(&pyramid, result.get(), result.get()));
-    EXPECT_FALSE(image_pyramid_warp(&pyramid, map.get(), larger.get()));
-    EXPECT_FALSE(image_pyramid_warp(&pyramid, map.get(), bytes.get()));
+    EXPECT_FALSE(image_pyramid_warp(&pyramid, map.get(), make_image(21, 20, 4, SAMPLE_F32).get()));
     EXPECT_FALSE(image_pyramid_warp(&pyramid, map.get(), image.get())) << "the base itself";
 }
 

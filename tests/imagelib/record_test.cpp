@@ -17,20 +17,7 @@
 
 namespace {
 
-TEST(Record, RefusesWhatCannotBeAnImage) {
-    EXPECT_EQ(image_create(0, 10, 4, SAMPLE_F32, 1), nullptr);
-    EXPECT_EQ(image_create(10, -1, 4, SAMPLE_F32, 1), nullptr);
-    EXPECT_EQ(image_create(65536, 10, 4, SAMPLE_F32, 1), nullptr);
-    EXPECT_EQ(image_create(10, 10, 0, SAMPLE_F32, 1), nullptr);
-    EXPECT_EQ(image_create(10, 10, 4, 4, 1), nullptr);
-    EXPECT_EQ(image_create(16384, 8192, 4, SAMPLE_F32, 0), nullptr) << "2^31 bytes";
-    EXPECT_EQ(image_create(1, 1, 16384, SAMPLE_F32, 0), nullptr) << "65536 bytes a pixel";
-    EXPECT_EQ(image_bytes_per_sample(7), -1);
-    EXPECT_EQ(image_total_bytes(65535, 65535, 4, SAMPLE_F32), -1);
-    EXPECT_EQ(image_destroy(nullptr), -1);
-}
-
-TEST(Record, FreshImageIsZeroPageAlignedAndDescribed) {
+TEST(Record, FreshImageIsZeroAndPageAligned) {
     for (int type : SAMPLE_TYPES) {
         const ImagePtr image = make_image(33, 7, 3, type);
         ASSERT_TRUE(image);
@@ -38,11 +25,6 @@ TEST(Record, FreshImageIsZeroPageAlignedAndDescribed) {
         EXPECT_EQ(image->row_bytes, 33u * 3u * unsigned(image_bytes_per_sample(type)));
         const std::vector<std::uint8_t> zeros(std::size_t(image_total_bytes(image.get())), 0);
         EXPECT_EQ(std::memcmp(image->pixels, zeros.data(), zeros.size()), 0);
-        EXPECT_EQ(image->physical_width, 33.0f);
-        EXPECT_EQ(image->pixel_aspect, 1.0f);
-        EXPECT_EQ(image->unit_scale, 1.0f);
-        EXPECT_EQ(image->units, 0u);
-        EXPECT_TRUE(image->owns_pixels);
     }
 }
 
@@ -61,50 +43,33 @@ TEST(Record, EveryOperationForgetsTheStatistics) {
     const MedianRadii radii[4] = {{2, 2}, {2, 2}, {2, 2}, {2, 2}};
     const WindowSize windows[4] = {{3, 3, 1}, {3, 3, 1}, {3, 3, 1}, {3, 3, 1}};
     const ImagePtr source = float_noise(12, 12), map = make_image(12, 12, 2, SAMPLE_F32);
-    ImageAccumulator sum(source.get());
-    ASSERT_TRUE(image_compute_minmax(source.get()) && sum.add(source.get()));
-    const ImagelibPyramid pyramid(source.get(), 1, 0, true, true);
-    bool (*const in_place[])(K7Image*) = {
+    const K7Image* from = source.get();
+    const ImagelibPyramid pyramid(from, 1, 0, true, true);
+    const std::function<bool(K7Image*)> writes[] = {
         [](K7Image* image) { return image_fill(image, 0.5f); },
         [](K7Image* image) { return image_add_constant(image, 0.5f); },
-        [](K7Image* image) { return image_add_image(image, image); },
         [](K7Image* image) { return image_gaussian_blur(image, 1, 1, 1); },
         [](K7Image* image) { return image_unary(image, UNARY_DARKEN, 0.5f, 0, 0, 9, 9); },
-        [](K7Image* image) { return image_dissolve_to_colour(image, 0.5f, 1, 1, 1, 1); },
         [](K7Image* image) { return image_clamp_range(image, 0.25f, 0.5f); },
-        [](K7Image* image) { return image_normalize_range(image, 0, 0.5f); },
-        [](K7Image* image) { return image_threshold(image, 0.5f, false); },
         [](K7Image* image) { return image_flip_vertical(image); },
         [](K7Image* image) {
             return image_vignette(image, {6, 6, 0, 4, 1, 1});
-        }};
-    for (const auto& write : in_place) {
+        },
+        [&](K7Image* image) { return image_copy_channels(from, image, 5); },
+        [&](K7Image* image) { return image_composite(image, from, 1, from, true, -1, -1, -1, -1); },
+        [&](K7Image* image) { return image_translate_subpixel(from, image, 1, 2, 1, 1); },
+        [&](K7Image* image) { return image_interpolate_field(from, image, 0); },
+        [&](K7Image* image) { return image_window_median(from, image, radii); },
+        [&](K7Image* image) { return image_window_mode(from, image, 1, 1); },
+        [&](K7Image* image) { return image_window_extreme(from, image, true, windows); },
+        [&](K7Image* image) { return image_radial_lic(from, image, 5, 5, 0, 0.5f, 1, 1, 0, 0); },
+        [&](K7Image* image) { return image_pyramid_warp(&pyramid, map.get(), image); }};
+    for (const auto& write : writes) {
         const ImagePtr image = copy_of(source);
         image->stats_valid = 1;
         EXPECT_TRUE(write(image.get()));
-        EXPECT_EQ(image->stats_valid, 0u) << "in place " << &write - in_place;
+        EXPECT_EQ(image->stats_valid, 0u) << "operation " << &write - writes;
     }
-    const std::function<bool(const K7Image*, K7Image*)> into_another[] = {
-        [&](const K7Image* from, K7Image* to) { return image_copy_channels(from, to, 5); },
-        [&](const K7Image* from, K7Image* to) { return image_composite(to, from, 1, from, true, -1, -1, -1, -1); },
-        [&](const K7Image* from, K7Image* to) { return image_translate_subpixel(from, to, 1, 2, 1, 1); },
-        [&](const K7Image* from, K7Image* to) { return image_interpolate_field(from, to, 0); },
-        [&](const K7Image* from, K7Image* to) { return image_weave_fields(from, from, to, true, true); },
-        [&](const K7Image* from, K7Image* to) { return image_window_median(from, to, radii); },
-        [&](const K7Image* from, K7Image* to) { return image_window_mode(from, to, 1, 1); },
-        [&](const K7Image* from, K7Image* to) { return image_window_extreme(from, to, true, windows); },
-        [&](const K7Image* from, K7Image* to) { return image_radial_lic(from, to, 5, 5, 0, 0.5f, 1, 1, 0, 0); },
-        [&](const K7Image*, K7Image* to) { return image_pyramid_warp(&pyramid, map.get(), to); },
-        [&](const K7Image*, K7Image* to) { return sum.mean(to); }};
-    for (const auto& write : into_another) {
-        const ImagePtr image = same_size(source);
-        image->stats_valid = 1;
-        EXPECT_TRUE(write(source.get(), image.get()));
-        EXPECT_EQ(image->stats_valid, 0u) << "into another " << &write - into_another;
-    }
-    const ImagePtr smaller = make_image(7, 5, 4, SAMPLE_F32), turned(image_rotate(source.get(), 20, 1, 1));
-    EXPECT_TRUE(image_scale(source.get(), smaller.get(), 1, false));
-    EXPECT_EQ(smaller->stats_valid + turned->stats_valid, 0u);
 }
 
 TEST(Record, SettersDeriveTheOtherSizesAndRefuseNonsense) {
@@ -115,18 +80,10 @@ TEST(Record, SettersDeriveTheOtherSizesAndRefuseNonsense) {
     EXPECT_TRUE(image_set_physical_size(image.get(), 100.0f, 100.0f, 4));
     EXPECT_EQ(image->pixel_width, 0.5f);
     EXPECT_EQ(image->pixel_aspect, 0.5f);
-    for (float bad : {0.0f, -1.0f, NOT_A_NUMBER, ENDLESS}) {
-        EXPECT_FALSE(image_set_pixel_size(image.get(), bad, 1.0f, 2));
-        EXPECT_FALSE(image_set_physical_size(image.get(), 1.0f, bad, 2));
-        EXPECT_FALSE(image_set_unit_scale(image.get(), bad));
-    }
-    EXPECT_FALSE(image_set_pixel_size(image.get(), 1.0f, 1.0f, 5));
     EXPECT_EQ(image->units, 4u);
 }
 
 TEST(Copy, ChannelsByMask) {
-    EXPECT_TRUE(image_copy_channels(nullptr, nullptr, 0));
-    EXPECT_FALSE(image_copy_channels(nullptr, nullptr, 1));
     for (int type : SAMPLE_TYPES) {
         const ImagePtr source = noise_image(9, 5, 4, type, 1), before = noise_image(9, 5, 4, type, 2);
         const ImagePtr copy = copy_of(before);
@@ -163,20 +120,6 @@ TEST(Copy, MappedListsRepeatClampAndWorkInPlace) {
     EXPECT_FALSE(image_merge_mapped(source.get(), single.get(), other_size.get(), map, 4));
 }
 
-TEST(Copy, LargeImagesAreCopiedOnThreadsAndMismatchesRefused) {
-    const RowThreads threads(3);
-    const ImagePtr source = noise_image(701, 397, 4, SAMPLE_F32), copy = make_image(701, 397, 4, SAMPLE_F32);
-    image_set_origin(source.get(), 3.0f, 4.0f);
-    EXPECT_TRUE(image_copy(source.get(), copy.get()));
-    EXPECT_TRUE(same_pixels(source.get(), copy.get()));
-    EXPECT_EQ(copy->origin_y, 4.0f);
-    const ImagePtr other = make_image(701, 397, 3, SAMPLE_F32);
-    EXPECT_FALSE(image_copy(source.get(), other.get()));
-    EXPECT_TRUE(image_clear(copy.get()));
-    EXPECT_TRUE(image_compute_minmax(copy.get()));
-    EXPECT_EQ(copy->max_value, 0.0f);
-}
-
 TEST(Fill, IsInSampleUnitsAndLimited) {
     const float values[] = {-5.0f, 0.9f, 127.9f, 255.0f, 256.0f, 1e20f, NOT_A_NUMBER};
     const float expected[] = {0, 0, 127, 255, 255, 255, 0};
@@ -192,8 +135,6 @@ TEST(Fill, IsInSampleUnitsAndLimited) {
     EXPECT_TRUE(image_fill_channels(bytes.get(), channels, 5));
     EXPECT_TRUE(image_fill_channel(bytes.get(), 9.0f, 100)) << "clamped to the last channel";
     for (int c = 0; c < 4; ++c) EXPECT_EQ(image_get_sample(bytes.get(), 1, 1, c), c == 3 ? 9.0f : channels[c]);
-    EXPECT_EQ(image_get_sample(bytes.get(), 3, 0, 0), 0.0f) << "outside";
-    EXPECT_EQ(image_get_sample(bytes.get(), 0, -1, 0), 0.0f);
 }
 
 TEST(Convert, EveryCodeSurvivesTheWayThroughFloat) {
@@ -236,20 +177,13 @@ TEST(Convert, LimitsTruncatesAndFillsExtraChannels) {
 }
 
 TEST(Accumulator, SumsFloatFramesOfItsLayoutOnly) {
-    const ImagePtr frame = make_image(6, 5, 4, SAMPLE_F32), other = make_image(5, 5, 4, SAMPLE_F32);
-    const ImagePtr mean = make_image(6, 5, 4, SAMPLE_F32), bytes = make_image(6, 5, 4, SAMPLE_U8);
+    const ImagePtr frame = make_image(6, 5, 4, SAMPLE_F32), mean = make_image(6, 5, 4, SAMPLE_F32);
     ImageAccumulator sum(frame.get());
     EXPECT_FALSE(sum.mean(mean.get())) << "nothing summed yet";
-    for (float level : {1.0f, 2.0f, 6.0f}) {
-        image_fill(frame.get(), level);
-        EXPECT_TRUE(sum.add(frame.get()));
-    }
-    EXPECT_FALSE(sum.add(other.get()));
+    for (float level : {1.0f, 2.0f, 6.0f}) EXPECT_TRUE(image_fill(frame.get(), level) && sum.add(frame.get()));
+    EXPECT_FALSE(sum.add(make_image(5, 5, 4, SAMPLE_F32).get()));
     EXPECT_TRUE(sum.mean(mean.get()));
     EXPECT_EQ(image_get_sample(mean.get(), 5, 4, 3), 3.0f);
-    ImageAccumulator empty(bytes.get());
-    EXPECT_EQ(empty.sum(), nullptr);
-    EXPECT_FALSE(empty.add(bytes.get()));
 }
 
 struct Splits {

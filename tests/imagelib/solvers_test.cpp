@@ -27,37 +27,21 @@ TEST(K7Vector, CountsFromOneOrZeroAndTracesMistakes) {
     copy[2] = 7;
     EXPECT_EQ(from_one[2], 1.5);
     EXPECT_EQ(moved[2], 3.0);
-    from_one = copy;
-    EXPECT_EQ(from_one[2], 7.0);
+    K7Matrix m(2, 3), z(2, 3, true, true);
+    m(2, 1) = z(1, 0) = 5;
+    EXPECT_TRUE(m.data()[3] == 5 && z.data()[3] == 5);
     // A wrong index answers the first element.
     const std::string traced = stderr_of([] {
         K7Vector v(4), bad(-3);
-        v[1] = 42;
-        EXPECT_EQ(v[0], 42);
-        EXPECT_EQ(v[5], 42);
-        bad[1] = 1;
-        EXPECT_FALSE(bad.valid() || K7Vector(bad).valid());
-    });
-    for (const char* line : {"K7Vector index operator passed invalid index (0 for 4).\n",
-                             "K7Vector index operator passed invalid index (5 for 4).\n",
-                             "K7Vector::alloc_ard(-3) failed.\n", "K7Vector copy constructor passed invalid vector.\n"})
-        EXPECT_THAT(traced, HasSubstr(line));
-}
-
-TEST(K7Matrix, RowsAndColumns) {
-    K7Matrix m(2, 3), z(2, 3, true, true);
-    m(2, 1) = z(1, 0) = 5;
-    EXPECT_EQ(m.data()[3], 5);
-    EXPECT_EQ(z.data()[3], 5);
-    const std::string traced = stderr_of([] {
         K7Matrix matrix(2, 3);
-        matrix(1, 1) = 9;
-        EXPECT_EQ(matrix(3, 1), 9);
-        EXPECT_EQ(matrix(1, 0), 9);
-        EXPECT_FALSE(K7Matrix(0, 4).valid() || K7Matrix(2147483647, 2147483647).valid());
+        v[1] = matrix(1, 1) = 42;
+        EXPECT_TRUE(v[0] == 42 && v[5] == 42 && matrix(3, 1) == 42 && matrix(1, 0) == 42);
+        EXPECT_FALSE(bad.valid() || K7Vector(bad).valid() || K7Matrix(2147483647, 2147483647).valid());
     });
-    EXPECT_THAT(traced, HasSubstr("K7Matrix 2D index operator passed invalid index ((3,1) for (2,3)).\n"));
-    EXPECT_THAT(traced, HasSubstr("K7Matrix 2D index operator passed invalid index ((1,0) for (2,3)).\n"));
+    for (const char* line :
+         {"K7Vector index operator passed invalid index (5 for 4).\n", "K7Vector::alloc_ard(-3) failed.\n",
+          "K7Matrix 2D index operator passed invalid index ((3,1) for (2,3)).\n"})
+        EXPECT_THAT(traced, HasSubstr(line));
 }
 
 TEST(LeastSquares, NormalEquationsHoldAndTheShortestSolutionIsTaken) {
@@ -99,9 +83,6 @@ TEST(LeastSquares, ThresholdDropsSmallSingularValuesAndMisfitsAreRefused) {
     EXPECT_NEAR(x[2], 1e8, 1);
     ASSERT_TRUE(solve_least_squares(a, b, x, 1e-6));
     EXPECT_NEAR(x[1], 3, 1e-12);
-    EXPECT_EQ(x[2], 0);
-    a(2, 2) = 0;
-    ASSERT_TRUE(solve_least_squares(a, b, x, 0));
     EXPECT_EQ(x[2], 0);
     EXPECT_FALSE(solve_least_squares(a, three, x, 0));
     EXPECT_FALSE(solve_least_squares(a, b, three, 0));
@@ -145,31 +126,12 @@ TEST(Homography, TakesFourPointsToFour) {
     }
 }
 
-TEST(Homography, ManyPointsOfOneMap) {
-    const float map[16] = {1.2f, 0.3f, 0, -0.5f, -0.1f, 0.9f, 0, 0.25f, 0, 0, 1, 0, 0.2f, -0.15f, 0, 1};
-    std::mt19937 random(9);
-    std::uniform_real_distribution<float> value(-1, 1);
-    std::vector<float> source(40), target(40);
-    for (int i = 0; i < 20; ++i) {
-        source[2 * i] = value(random), source[2 * i + 1] = value(random);
-        const auto [u, v] = mapped(map, source[2 * i], source[2 * i + 1]);
-        target[2 * i] = float(u), target[2 * i + 1] = float(v);
-    }
-    float found[16];
-    ASSERT_EQ(solve_homography(source.data(), target.data(), 20, found), 0);
-    for (int i = 0; i < 16; ++i) EXPECT_NEAR(found[i], map[i], 2e-6) << i;
-}
-
 TEST(Homography, IdentityWhenThereIsNoMap) {
     float points[8] = {0, 0, 1, 0, 1, 1, 0, 1}, m[16];
     EXPECT_EQ(solve_homography(points, points, 3, m), 1);
     expect_identity(m);
-    EXPECT_EQ(solve_homography(points, points, -1, m), 1);
     EXPECT_EQ(solve_homography(nullptr, points, 4, m), 2);
-    expect_identity(m);
-    EXPECT_EQ(solve_homography(points, points, 4, nullptr), 2);
     const float zeros[8] = {};
-    EXPECT_EQ(solve_homography(zeros, zeros, 4, m), 0);
     for (float v : m) EXPECT_TRUE(std::isfinite(v));
     points[3] = NAN;
     EXPECT_EQ(solve_homography(points, zeros, 4, m), 2);

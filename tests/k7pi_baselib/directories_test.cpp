@@ -37,31 +37,12 @@ TEST_F(Directories, HomeIsLookedUpInOrderAtEveryCall) {
     }
 }
 
-TEST_F(Directories, StandardAndPlatformDirectories) {
-    EXPECT_EQ(get_standard_directory(69), home);
-    EXPECT_EQ(get_standard_directory(70), home + "/Settings");
-    EXPECT_EQ(get_standard_directory(71), home + "/Settings/Variables");
-    EXPECT_EQ(get_standard_directory(73), home + "/Logs");
-    for (int other : {-1, 0, 68, 72, 74}) EXPECT_EQ(get_standard_directory(other), "");
-    EXPECT_EQ(GetHostPlatformSpecificHomeDirectory(), root + "/Quillon-OFX");
-    EXPECT_EQ(GetHostPlatformSpecificDataDirectory(), root + "/Quillon-OFX/data");
-}
-
 TEST_F(Directories, CreatedForTheOwnerOnlyWhateverTheUmask) {
     const mode_t old = ::umask(0777);
     const bool ensured = ensure_standard_directories();
     ::umask(old);
     ASSERT_TRUE(ensured);
     for (const char* name : {"", "/Settings", "/Settings/Variables", "/Logs"}) EXPECT_EQ(mode(home + name), 0700u);
-}
-
-TEST_F(Directories, ExistingDirectoriesKeepTheirMode) {
-    fs::create_directories(home + "/Logs");
-    ::chmod(home.c_str(), 0775);
-    ::chmod((home + "/Logs").c_str(), 0750);
-    ASSERT_TRUE(ensure_standard_directories());
-    EXPECT_EQ(mode(home), 0775u);
-    EXPECT_EQ(mode(home + "/Logs"), 0750u);
 }
 
 TEST_F(Directories, AFileInTheWayFailsTheCallWithALine) {

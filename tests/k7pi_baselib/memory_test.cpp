@@ -34,37 +34,6 @@ class TrackedMemory : public TemporaryHome {
     static MemoryStatistics image() { return k7_memory_statistics(MemoryTable::Image); }
 };
 
-TEST(TrackerTable, ChainsOfOneBucketInEveryOrderOfRemoval) {
-    // Addresses that differ above the low four bytes only share a bucket.
-    const std::uintptr_t base = 0x12345670;
-    const std::uintptr_t blocks[] = {base, base + (1ull << 32), base + (2ull << 32)};
-    int order[] = {0, 1, 2};
-    do {
-        auto table = std::make_unique<TrackerTable>("TEST");
-        for (int i = 0; i < 3; ++i) EXPECT_TRUE(table->insert(blocks[i], 10u << i, 0, "f.cpp", i));
-        EXPECT_EQ(table->collisions, 2u);
-        EXPECT_EQ(table->current_size, 70u);
-        std::string seen;
-        table->each([&](const TrackedBlock& block) { seen += static_cast<char>('0' + block.line); });
-        EXPECT_EQ(seen, "210");  // the newest stands in the bucket
-        bool gone[3] = {};
-        for (int next : order) {
-            EXPECT_TRUE(table->remove(blocks[next]));
-            gone[next] = true;
-            for (int i = 0; i < 3; ++i) {
-                const TrackedBlock* found = table->find(blocks[i]);
-                ASSERT_EQ(found == nullptr, gone[i]);
-                if (found) {
-                    EXPECT_EQ(found->line, i);
-                }
-            }
-        }
-        EXPECT_EQ(table->current_size, 0u);
-        EXPECT_EQ(table->peak_size, 70u);
-        EXPECT_EQ(table->free_calls, 3u);
-    } while (std::next_permutation(std::begin(order), std::end(order)));
-}
-
 TEST_F(TrackedMemory, ManyBlocksAgainstAPlainMap) {
     std::unordered_map<void*, std::size_t> live;
     const MemoryStatistics before = normal();
@@ -206,18 +175,6 @@ TEST_F(TrackedMemory, AlignedBlocks) {
         EXPECT_NE(largest, nullptr);
         k7_aligned_free(largest, true);
     }
-    k7_memory_set_tracking(true);
-    void* pixels = k7_aligned_malloc(1 << 26, -1, true);
-    const std::string address = pointer_text(pixels);
-    k7_image_free(pixels, "plain.cpp", 1);  // not by this call, and not by that table
-    k7_aligned_free(pixels, false, "table.cpp", 2);
-    k7_aligned_free(pixels, true, "right.cpp", 3);
-    k7_aligned_free(reinterpret_cast<void*>(std::stoull(address, nullptr, 16)), true, "twice.cpp", 4);
-    EXPECT_TRUE(logged("[plain.cpp(1)]"));
-    EXPECT_TRUE(logged("[table.cpp(2)]"));
-    EXPECT_FALSE(logged("[right.cpp(3)]"));
-    EXPECT_TRUE(
-        logged("k7_image_free(" + address + ") attempted - but " + address + " is not allocated! [twice.cpp(4)]"));
 }
 
 TEST_F(TrackedMemory, ThreadsShareTheTables) {

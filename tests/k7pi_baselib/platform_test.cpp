@@ -100,16 +100,6 @@ TEST_F(Platform, UuidsAndTemporaryNames) {
     EXPECT_EQ(temporary_directory(), "/tmp");
 }
 
-TEST(Machine, Facts) {
-    EXPECT_GE(processor_count(), 1);
-    EXPECT_EQ(page_size() & (page_size() - 1), 0u);
-    EXPECT_GT(physical_memory(), page_size());
-    EXPECT_EQ(module_path(), fs::canonical("/proc/self/exe").string());
-    const double before = monotonic_seconds();
-    thread_sleep(3);
-    EXPECT_GE(monotonic_seconds() - before, 0.003);
-}
-
 TEST_F(Platform, AddressesGoToTheDesktopAsOneArgument) {
     ScopedEnvironment no_x("DISPLAY", nullptr), no_wayland("WAYLAND_DISPLAY", nullptr);
     ScopedEnvironment path("PATH", root.c_str());

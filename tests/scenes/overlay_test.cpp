@@ -94,56 +94,5 @@ TEST(Overlays, BlendOverThePicture) {
     EXPECT_EQ(picture.rgba, (std::vector<float>{0.2f, 0.4f, 0.6f, 0.5f, 0.6f, 0.7f, 0.3f, 0.75f}));
 }
 
-// ---- The pen --------------------------------------------------------------------------------------------------
-
-class CrashZoomPen : public CrashZoomOverlay {
-  protected:
-    void SetUp() override {
-        ofxhost::ViewState view;
-        view.viewport = {Width, Height};
-        interact = ofxhost::Interact::create(effect->instance(), view);
-        ASSERT_NE(interact, nullptr);
-        host.clearRecord();
-    }
-    int writes() const { return host.count("paramSetValue"); }
-    void expectValue(const char* name, double x, double y) {
-        const auto value = effect->param(name).value();
-        EXPECT_NEAR(value.numbers[0], x, 1e-6) << name;
-        EXPECT_NEAR(value.numbers[1], y, 1e-6) << name;
-    }
-
-    std::unique_ptr<ofxhost::Interact> interact;
-};
-
-TEST_F(CrashZoomPen, DragsTheCentreWithOneWriteAMotionAndOneAtTheRelease) {
-    EXPECT_EQ(interact->penDown({Width * 0.5 + 2, Height * 0.5 - 3}), ofx::status::OK);
-    EXPECT_EQ(writes(), 0);
-    int motions = 0;
-    for (const OfxPointD place : {OfxPointD{220, 160}, OfxPointD{300, 90}, OfxPointD{320, 60}}) {
-        EXPECT_EQ(interact->penMotion(place), ofx::status::OK);
-        EXPECT_EQ(writes(), ++motions);
-        expectValue("Centre", place.x / Width, place.y / Height);
-    }
-    EXPECT_EQ(interact->penUp({324, 63}), ofx::status::OK);
-    EXPECT_EQ(writes(), motions + 1);
-    expectValue("Centre", 324.0 / Width, 63.0 / Height);
-    interact->penMotion({10, 10});
-    interact->penUp({10, 10});
-    EXPECT_EQ(writes(), motions + 1) << "let go";
-    EXPECT_EQ(host.faults(), "");
-}
-
-TEST_F(CrashZoomPen, DragsTheRadiusByAnyPlaceOnTheCircle) {
-    const double radius = 0.2 * 0.5 * Width;
-    EXPECT_EQ(interact->penDown({Width * 0.5 - radius * 0.6, Height * 0.5 + radius * 0.8}), ofx::status::OK);
-    EXPECT_EQ(interact->penMotion({Width * 0.5, Height * 0.5 + 90}), ofx::status::OK);
-    EXPECT_EQ(writes(), 1);
-    expectValue("Radius", 2 * 90.0 / Width, 0);
-    expectValue("Centre", 0.5, 0.5);
-    EXPECT_EQ(interact->penUp({Width * 0.5, Height * 0.5 + 95}), ofx::status::OK);
-    EXPECT_EQ(writes(), 2);
-    expectValue("Radius", 2 * 95.0 / Width, 0);
-}
-
 }  // namespace
 }  // namespace quillon

@@ -25,3 +25,14 @@ ImagePtr same_bits_everywhere(Make make) {
     set_cpu_level_limit(CpuLevel::avx512);
     return first;
 }
+
+// Calls check() at every instruction set; what the processor lacks falls back to what it has.
+template <class Check>
+void at_every_level(Check check) {
+    for (const CpuLevel level : {CpuLevel::baseline, CpuLevel::avx2, CpuLevel::avx512}) {
+        SCOPED_TRACE(int(level));
+        set_cpu_level_limit(level);
+        check();
+    }
+    set_cpu_level_limit(CpuLevel::avx512);
+}

@@ -1,136 +1,52 @@
-// Darken and Lighten in a host, against a slow model of one pixel.
+// Darken and Lighten: which windows their sizes stand for, and which pixels they spare.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
-#include <limits>
-
+#include "effects/adjust/Darken.h"
+#include "effects/adjust/Lighten.h"
+#include "imagelib/imagelib_morphology.h"
+#include "support/effect_shot.h"
 #include "support/recording_host.h"
 
 namespace {
 
-using support::Depth;
-using support::ImageLayout;
-using support::RecordingHost;
-using support::TestEffect;
+template <class EffectClass>
+struct DarkenLighten : testing::Test {
+    static constexpr bool LIGHTEN = std::is_same_v<EffectClass, Lighten>;
+    EffectShot<EffectClass> shot{noise(40, 20)};
 
-struct Settings {
-    int width = 31, height = 23;
-    double aspect = 1.0, scale = 1.0;
-    Depth depth = Depth::Float;
-    double cutOff = 50.0;
-    int size = 3;
-    bool split = false;
-    int sizes[4] = {3, 3, 3, 3};
-    std::string host = "generic";
-
-    ImageLayout layout() const {
-        ImageLayout layout = support::layoutOf(width, height, depth);
-        layout.pixelAspect = aspect;
-        layout.renderScale = {scale, scale};
-        return layout;
+    // The result is the source's extremes with these windows, spared on the far side of the threshold.
+    void expect(float threshold, const WindowSize (&windows)[4]) {
+        const ExtremeGate gate{threshold, !LIGHTEN};
+        const ImagePtr wanted(image_clone_layout(shot.source.get()));
+        ASSERT_TRUE(image_window_extreme(shot.source.get(), wanted.get(), LIGHTEN, windows, &gate));
+        EXPECT_TRUE(same_pixels(&shot.render(), wanted.get()));
     }
+    void expect(float threshold, WindowSize all) { expect(threshold, {all, all, all, all}); }
 };
+using Both = testing::Types<Darken, Lighten>;
+TYPED_TEST_SUITE(DarkenLighten, Both);
 
-// One sample of the result, from the definition. `pixelAspect` is as the image carries it.
-float modelSample(bool lighten, const std::vector<float>& picture, const Settings& s, int x, int y, int channel,
-                  int size, float pixelAspect) {
-    const auto at = [&](int px, int py, int c) {
-        return picture[static_cast<std::size_t>((py * s.width + px) * 4 + c)];
-    };
-    const float own = at(x, y, channel);
-    const float luminance = 0.3f * at(x, y, 0) + 0.5f * at(x, y, 1) + 0.2f * at(x, y, 2);
-    const float threshold = static_cast<float>(s.cutOff * 0.01);
-    const int rows = std::max(1, static_cast<int>(2.0 * size * s.scale - 1.0));
-    const int columns = std::max(1, static_cast<int>(static_cast<float>(rows) / pixelAspect));
-    const int half = std::max(1, rows / 2);
-    if (rows < 2 || (lighten ? luminance < threshold : luminance > threshold)) return own;
-    float best = own;
-    for (int py = y - half; py < y - half + rows; ++py) {
-        for (int px = x - half; px < x - half + columns; ++px) {
-            if (px < 0 || px >= s.width || py < 0 || py >= s.height) continue;
-            best = lighten ? std::max(best, at(px, py, channel)) : std::min(best, at(px, py, channel));
-        }
+TYPED_TEST(DarkenLighten, SizesStandForWindows) {
+    TypeParam& effect = this->shot.effect;
+    for (const auto& [cut, size, rows] : {std::tuple{20.0, 1, 1}, {0.0, 2, 3}, {50.0, 7, 13}, {100.0, 30, 59}}) {
+        effect.CutOff.value = cut, effect.Rad.value = size;
+        this->expect(float(cut * 0.01), {rows, rows, std::max(1, rows / 2)});
     }
-    return best;
+    effect.CutOff.value = 50, effect.Rad.value = 8;
+    image_set_unit_scale(this->shot.source.get(), 4);  // a quarter of the full size
+    this->expect(0.5f, {3, 3, 1});
+    image_set_unit_scale(this->shot.source.get(), 1);
+    image_set_pixel_size(this->shot.source.get(), 2, 1, 2);  // a column is as wide as two rows are high
+    this->expect(0.5f, {15, 7, 7});
+    effect.channels.split.value = true;
+    effect.channels.red.value = 1, effect.channels.green.value = 2, effect.channels.blue.value = 9;
+    effect.channels.alpha.value = 30;
+    this->expect(0.5f, {{1, 1, 1}, {3, 1, 1}, {17, 8, 8}, {59, 29, 29}});
 }
-
-class DarkenLighten : public testing::TestWithParam<const char*> {
-  protected:
-    bool lighten() const { return std::string_view(GetParam()) == "Q_Lighten"; }
-
-    TestEffect& prepare(const Settings& s) {
-        auto& host = m_hosts[s.host];
-        if (!host) host = std::make_unique<RecordingHost>(s.host);
-        host->project.width = static_cast<int>(s.width / s.scale);
-        host->project.height = static_cast<int>(s.height / s.scale);
-        host->project.pixelAspect = s.aspect;
-        host->project.renderScale = {s.scale, s.scale};
-        TestEffect& effect = host->effect(GetParam());
-        effect.setSilently("CutOff", s.cutOff);
-        effect.setSilently("Rad", s.size);
-        effect.setSilently("DoRGB", s.split ? 1.0 : 0.0);
-        const char* names[] = {"RadR", "RadG", "RadB", "RadA"};
-        for (int c = 0; c < 4; ++c) effect.setSilently(names[c], s.sizes[c]);
-        effect.connect(effect.primaryClip().name(), support::noiseImage(s.layout(), 17));
-        return effect;
-    }
-
-    void check(const Settings& s) {
-        const auto result = prepare(s).render();
-        const auto picture = support::noiseImage(s.layout(), 17)->toFloats();
-        const auto aspect = static_cast<float>(s.host == "fusion" ? 1.0 / s.aspect : s.aspect);
-        std::vector<float> expected;
-        for (int y = 0; y < s.height; ++y)
-            for (int x = 0; x < s.width; ++x)
-                for (int c = 0; c < 4; ++c)
-                    expected.push_back(
-                        modelSample(lighten(), picture, s, x, y, c, s.split ? s.sizes[c] : s.size, aspect));
-        ASSERT_EQ(result, expected) << s.width << " x " << s.height << " aspect " << s.aspect << " scale " << s.scale
-                                    << " cut " << s.cutOff << " size " << s.size << " " << s.host;
-    }
-
-    std::map<std::string, std::unique_ptr<RecordingHost>> m_hosts;
-};
-
-TEST_P(DarkenLighten, FollowTheirDefinition) {
-    for (const auto& [width, height] : {std::pair{1, 9}, {9, 1}, {31, 23}, {70, 66}})
-        for (const int size : {1, 2, 7, 30}) check({.width = width, .height = height, .size = size});
-    for (const double cutOff : {0.0, 20.0, 100.0}) check({.cutOff = cutOff, .size = 4});
-    for (const double aspect : {0.5, 1.09, 40.0})
-        for (const double scale : {1.0, 0.25})
-            check({.width = 40, .height = 20, .aspect = aspect, .scale = scale, .size = 8});
-    check({.split = true, .sizes = {1, 2, 9, 30}});
-    check({.aspect = 0.5, .scale = 0.5, .split = true, .sizes = {4, 3, 2, 1}});
-    for (const Depth depth : {Depth::Byte, Depth::Short}) check({.width = 40, .height = 37, .depth = depth, .size = 5});
-    for (const char* host : {"nuke", "fusion", "vegas"})
-        check({.width = 40, .height = 20, .aspect = 2.0, .size = 4, .host = host});
-}
-
-TEST_P(DarkenLighten, OneOddPixelStaysWhereItIs) {
-    TestEffect& effect = prepare({.width = 21, .height = 21, .cutOff = lighten() ? 0.0 : 100.0, .size = 2});
-    const float infinity = std::numeric_limits<float>::infinity();
-    const auto picture = support::constantImage(support::layoutOf(21, 21), 0.5f, 0.5f, 0.5f, 0.5f);
-    picture->setSample(10, 10, 1, std::numeric_limits<float>::quiet_NaN());
-    picture->setSample(4, 4, 2, lighten() ? infinity : -infinity);
-    effect.connect("Input", picture);
-    effect.render();
-    for (int y = 0; y < 21; ++y) {
-        for (int x = 0; x < 21; ++x) {
-            const bool nearNaN = std::abs(x - 10) <= 1 && std::abs(y - 10) <= 1,
-                       nearInfinity = std::abs(x - 4) <= 1 && std::abs(y - 4) <= 1;
-            EXPECT_EQ(effect.lastImage()->sample(x, y, 1), nearNaN && !lighten() ? 0.0f : 0.5f) << x << "," << y;
-            EXPECT_EQ(effect.lastImage()->sample(x, y, 2), !nearInfinity ? 0.5f : lighten() ? 65504.0f : 0.0f);
-        }
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Effects, DarkenLighten, testing::Values("Q_Darken", "Q_Lighten"),
-                         [](const auto& effect) { return std::string(effect.param + 2); });
 
 TEST(Lighten, GammaLiftsThePicture) {
-    RecordingHost host;
-    TestEffect& effect = host.effect("Q_Lighten");
+    support::RecordingHost host;
+    support::TestEffect& effect = host.effect("Q_Lighten");
     effect.setSilently("CutOff", 0.0);
     effect.connect("Input", support::constantImage(support::layoutOf(64, 48), 0.25f, 0.25f, 0.25f));
     EXPECT_EQ(effect.render()[0], 0.25f);

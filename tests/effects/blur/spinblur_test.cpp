@@ -91,17 +91,4 @@ TEST(SpinBlur, ShowsTheSourceAndMixesWithIt) {
     EXPECT_TRUE(spin.centre(1e9, 0.5).shows_source());
 }
 
-TEST(SpinBlur, LooksTheSameAtHalfScale) {
-    const auto smooth = [](float x, float y, int c) {
-        return 0.5f + 0.25f * std::sin(9 * x + float(c)) + 0.25f * std::cos(7 * y * x);
-    };
-    for (const int style : {1, 2, 3, 4}) {
-        Spin full(picture(320, 240, [&](int x, int y, int c) { return smooth(float(x) / 320, float(y) / 240, c); }));
-        Spin half(picture(160, 120, [&](int x, int y, int c) { return smooth(float(x) / 160, float(y) / 120, c); }));
-        const K7Image &large = full.speed(50).style(style).render(), &small = half.speed(50).style(style).render();
-        for (int y = 40; y < 80; ++y)
-            for (int x = 45; x < 115; ++x) EXPECT_NEAR(at(small, x, y, 1), at(large, 2 * x, 2 * y, 1), 5e-3) << style;
-    }
-}
-
 }  // namespace

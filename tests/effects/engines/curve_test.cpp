@@ -41,17 +41,6 @@ TEST(ControlCurve, WalksAlongTheSplineByItsParameter) {
     }
 }
 
-TEST(ControlCurve, OnlyTheOrderOfXCounts) {
-    const Points a{{{0.0, 0.1}, {0.2, 0.4}, {0.4, 0.2}, {0.6, 0.9}, {0.8, 0.5}, {1.0, 0.7}}};
-    Points b = a;
-    for (CurvePoint& point : b) point.x = point.x * point.x * 0.5;
-    EXPECT_EQ(table_of(a, 500), table_of(b, 500));
-    std::swap(b[1], b[4]);  // the order of declaration does not
-    EXPECT_EQ(table_of(a, 500), table_of(b, 500));
-    std::swap(b[0].x, b[3].x);
-    EXPECT_NE(table_of(a, 500), table_of(b, 500));
-}
-
 TEST(ControlCurve, ThePictureOfItPassesThroughItsPoints) {
     const Points points{{{0.05, 0.1}, {0.2, 0.4}, {0.4, 0.2}, {0.6, 0.9}, {0.8, 0.5}, {0.9, 0.7}}};
     const ControlCurve curve(points);

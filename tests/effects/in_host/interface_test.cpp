@@ -66,6 +66,8 @@ TEST(Handles, AreDraggedOverThePicture) {
         const char* parameter;
         std::vector<double> expected;  // empty: nothing is held there
     } cases[] = {
+        {"Q_CrashZoom", {102, 47}, {150, 90}, "Centre", {0.75, 0.9}},
+        {"Q_CrashZoom", {88, 66}, {100, 95}, "Radius", {0.45}},  // by any place on its circle of 20 pixels
         {"Q_EdgeLeak", {100, 25}, {150, 90}, "RedXE", {0.75}},
         {"Q_EdgeLeak", {80, 50}, {-20, 50}, "YellowXE", {-0.1}},
         {"Q_EdgeLeak", {60, 75}, {20, 75}, "WhiteXE", {0.1}},

@@ -157,15 +157,4 @@ TEST(Thermo, ColoursLuminanceThroughGammaAndBothCurves) {
     }
 }
 
-TEST(Thermo, ColdIsBlueAndHotIsRed) {
-    EffectShot<Thermo> look(picture(9, 1, [](int x, int, int) { return float(x) / 8; }));
-    look.effect.Soften.value = false;
-    const K7Image& result = look.render();
-    EXPECT_NEAR(at(result, 0, 0, 2), 0.9f, 0.02);
-    EXPECT_LT(at(result, 0, 0, 0), 0.02f);
-    EXPECT_NEAR(at(result, 8, 0, 0), 0.9f, 0.02);
-    EXPECT_LT(at(result, 8, 0, 2), 0.02f);
-    EXPECT_NEAR(at(result, 4, 0, 1), 0.9f, 0.02);
-}
-
 }  // namespace

@@ -65,26 +65,6 @@ TEST(Reticle, CoversItsArea) {
     }
 }
 
-// The chevron by 16 x 16 samples a pixel.
-TEST(Reticle, TheChevronIsAntiAliasedAndComesToAPoint) {
-    const Drawn drawn(reticle_shapes(4, 90, THICKNESS), 121);
-    double worst = 0, in_the_middle = 0;  // where the larger of two strokes counts
-    for (int y = 36; y < 70; ++y) {
-        for (int x = 33; x < 88; ++x) {
-            int inside = 0;
-            for (int i = 0; i < 256; ++i) {
-                const double px = x + (i % 16 + 0.5) / 16 - 60.5, py = y + (i / 16 + 0.5) / 16 - 60.5;
-                const double across = (std::fabs(px) + py) / std::numbers::sqrt2;  // from the nearer stroke's middle
-                inside += std::fabs(across) <= 3;
-            }
-            double& error = std::abs(x - 60) <= 1 ? in_the_middle : worst;
-            error = std::fmax(error, std::fabs(inside / 256.0 - double(drawn.at(x, y))));
-        }
-    }
-    EXPECT_LT(worst, 0.1);
-    EXPECT_LT(in_the_middle, 0.3);
-}
-
 TEST(Reticle, PixelsThatAreNotSquareStretchItUpwards) {
     const auto shapes = reticle_shapes(2, 40, THICKNESS);
     const Drawn drawn(shapes, 100, 200, {50, 100, 2});

@@ -189,17 +189,6 @@ TEST_F(Trail, FollowsTheModelThroughSequencesJumpsAndStepsBack) {
     }
 }
 
-TEST_F(Trail, FirstFrameIsTheSourceAndAStillStaysItself) {
-    for (const char* style : {"Straight", "StaggerRGB"}) {
-        TestEffect& trail = effect({.style = style, .lengths = {7, 3, 10, 13}});
-        const auto still = imageOf(layoutOf(WIDTH, HEIGHT), [](int x, int y, int c) {
-            return c == 3 ? 1.0f : 0.001f * float((7 * x + 31 * y + c) % 997);
-        });
-        trail.connect("Input", still);
-        for (int frame = 0; frame < 40; ++frame) EXPECT_EQ(render(trail, frame), still->toFloats()) << frame;
-    }
-}
-
 // However long a run, and whatever went through it, nothing stays behind.
 TEST_F(Trail, LeavesNothingBehind) {
     const float infinity = std::numeric_limits<float>::infinity();
@@ -266,20 +255,6 @@ TEST_F(Trail, ChangedSettingsGiveTheTrailTheyWouldHaveGiven) {
         set(trail, options);
         const Pixels expected = model.render(8);
         EXPECT_LT(largestDifference(render(trail, 8), expected), CLOSE) << options.style;
-    }
-}
-
-TEST_F(Trail, FetchesOnlyWhatLeaves) {
-    for (const Options& o : {Options{}, Options{.style = "StaggerRGB"}, Options{.style = "BoostBright"}}) {
-        TestEffect& trail = effect(o);
-        for (int frame = 0, before = 0; frame < 20; ++frame) {
-            render(trail, frame);
-            std::set<int> frames{frame};
-            for (int s = 0; s < 4; ++s)
-                if ((s > 0) == (std::string(o.style) == "StaggerRGB")) frames.insert(std::max(frame - o.lengths[s], 0));
-            const int fetched = trail.clip("Input").fetches();
-            EXPECT_EQ(fetched - std::exchange(before, fetched), int(frames.size())) << o.style << frame;
-        }
     }
 }
 
@@ -350,26 +325,6 @@ TEST_F(Trail, RestartsAtAnotherSize) {
         trail.setOutputLayout(layoutOf(width(frame), HEIGHT));
         const bool starts = frame == 0 || frame == 5;
         EXPECT_EQ(trail.render(frame) == scene(frame, Depth::Float, width(frame))->toFloats(), starts) << frame;
-    }
-}
-
-TEST_F(Trail, BlursByPixelsOfTheFullSize) {
-    for (const double scale : {1.0, 0.5}) {
-        host.project.renderScale = {scale, scale};
-        TestEffect &plain = host.effect("Q_TrailAverage"), &blurred = host.effect("Q_TrailAverage");
-        ImageLayout layout = layoutOf(int(WIDTH * scale), int(HEIGHT * scale));
-        layout.renderScale = {scale, scale};
-        for (TestEffect* trail : {&plain, &blurred}) trail->connect("Input", support::noiseImage(layout, 3));
-        blurred.set("DoBlur", 1.0);
-        blurred.set("Blur", 4.0);
-        const Pixels pixels = render(plain, 0);
-        const ImagePtr expected = make_image(layout.width(), layout.height(), 4, SAMPLE_F32);
-        std::copy(pixels.begin(), pixels.end(), image_row<float>(expected.get(), 0));
-        ASSERT_TRUE(image_gaussian_blur(expected.get(), float(4 * scale), float(4 * scale), 15));
-        const float* samples = image_row<float>(expected.get(), 0);
-        EXPECT_EQ(render(blurred, 0), Pixels(samples, samples + pixels.size()));
-        blurred.set("Blur", 0.0);
-        EXPECT_EQ(render(blurred, 0), pixels);
     }
 }
 

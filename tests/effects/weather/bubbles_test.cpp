@@ -19,22 +19,6 @@ void calm(Bubbles& bubbles) {
     bubbles.InitialVelocity.value = 0;
 }
 
-// Kept states belong to the seed they were made with, with their noise.
-TEST(Bubbles, ASeedComesBack) {
-    const auto alone = [](int seed, int frame) {
-        Shot<Bubbles> shot(0);
-        shot.effect.Seed.value = seed;
-        return shot.render(frame);
-    };
-    Shot<Bubbles> shot(0);
-    const ImagePtr first = shot.render(30);
-    shot.effect.Seed.value = 5;
-    EXPECT_TRUE(same_pixels(shot.render(6).get(), alone(5, 6).get()));
-    shot.effect.Seed.value = 831;
-    EXPECT_TRUE(same_pixels(shot.render(34).get(), alone(831, 34).get())) << "from a state that was kept";
-    EXPECT_FALSE(same_pixels(alone(5, 30).get(), first.get()));
-}
-
 // All in one place: the largest of them shows.
 TEST(Bubbles, GrowOrShrinkOverTheirTime) {
     const auto radius = [](int mode, int frame) {
@@ -146,25 +130,6 @@ TEST(Bubbles, DropletsStayWhereTheyAre) {
             EXPECT_EQ(alpha(third.get(), x, y) > 0, alpha(first.get(), x, y) > 0) << x << ' ' << y;
         }
     EXPECT_GT(droplets, 20);
-}
-
-TEST(Bubbles, ShineTowardsTheLight) {
-    const auto render = [](double x, double least) {
-        Shot<Bubbles> shot(presetCalled<Bubbles>("Soap"), 200, 200);
-        Bubbles& bubbles = shot.effect;
-        bubbles.BlackBG.value = true, bubbles.DoReflections.value = false;
-        bubbles.light.beam.source.x = x, bubbles.light.beam.source.y = 0.5, bubbles.light.beam.target.x = 0.5;
-        bubbles.light.beam.target.y = 0.5, bubbles.light.spread.value = 180, bubbles.light.least.value = least;
-        return shot.render(0);
-    };
-    const auto sum = [](const ImagePtr& image) {
-        double total = 0;
-        for (int i = 0; i < 4 * 200 * 200; ++i) total += image_row<float>(image.get(), 0)[i];
-        return total;
-    };
-    const ImagePtr from_left = render(-1, 0), from_right = render(2, 0), brighter = render(2, 80);
-    EXPECT_FALSE(same_pixels(from_left.get(), from_right.get()));
-    EXPECT_GT(sum(brighter), 1.3 * sum(from_right));
 }
 
 }  // namespace

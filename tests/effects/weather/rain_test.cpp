@@ -25,33 +25,6 @@ TEST(Rain, BouncesOnPuddles) {
     EXPECT_NE(upward(true, 80, 1), upward(true, 80, 20));
 }
 
-TEST(Rain, CondensesAndFades) {
-    const auto shown = [](double condensation, int frame) {
-        Shot<Rain> shot(0, 160, 160);
-        Rain& rain = shot.effect;
-        rain.BlackBG.value = true, rain.Condensation.value = condensation;
-        rain.Extinction.value = 100, rain.emitter.lifetime.value = 1000, rain.gravity.on.value = false;
-        return light_in(shot.render(frame).get());
-    };
-    EXPECT_GT(shown(100, 5), 1.3 * shown(25, 5));
-    EXPECT_GT(shown(25, 5), 1.3 * shown(0, 5));
-}
-
-TEST(Rain, GlistensInTheBeam) {
-    const auto bright = [](bool lit, double x) {
-        Shot<Rain> shot(0, 200, 120);
-        Rain& rain = shot.effect;
-        rain.BlackBG.value = true, rain.light.beam.on.value = lit, rain.emitter.density.value = 400,
-        rain.InitIntensity.value = 20;
-        rain.light.beam.source.x = 0.5, rain.light.beam.source.y = 0.7, rain.light.beam.target.x = 1,
-        rain.light.beam.target.y = 0.7;
-        rain.light.intensity.value = 200;
-        return light_in(shot.render(20).get(), x, 0.5, x + 0.2, 0.75);
-    };
-    EXPECT_GT(bright(true, 0.6), bright(false, 0.6));
-    EXPECT_GT(bright(true, 0.6), 1.2 * bright(true, 0.2)) << "behind the source there is only the least brightness";
-}
-
 // A matte that differs is other rain, so that states made with the first one are not used.
 TEST(Rain, MattesTellTheClock) {
     const auto first = matte(64, 40, 0, 0, 0.5, 0.5), second = matte(64, 40, 0, 0, 0.5, 0.5);

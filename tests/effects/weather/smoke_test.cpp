@@ -78,47 +78,6 @@ TEST(Smoke, HeatRisesAgainstGravitysArrow) {
     }
 }
 
-// One generation of points, of which each shows how far it has condensed.
-TEST(Smoke, CondensesAlongAQuarterSine) {
-    for (const double condensation : {0.0, 30.0}) {
-        Calm shot;
-        Smoke& smoke = shot.effect;
-        smoke.UseBirthMatte.value = true, smoke.emitter.density.value = 20, smoke.Extinction.value = 20;
-        smoke.Condensation.value = condensation, smoke.InitIntensity.value = 80;
-        smoke.birth.image = flat(400, 40, 1);
-        shot.render(0);
-        ASSERT_GT(smoke.liveParticles(), 1);
-        smoke.birth.image = flat(400, 40, 0);
-        for (int frame = 1; frame <= 30; ++frame) {
-            const ImagePtr image = shot.render(frame);
-            float least = 1;
-            for (int x = 0; x < 400; ++x)
-                if (alpha(image.get(), x, 20) > 0) least = std::min(least, alpha(image.get(), x, 20));
-            const auto level = [&](double age, double fade) {
-                return 0.25 * 0.8 * std::sin(std::min(age / fade + condensation / 100, 1.0) * 1.5707963);
-            };
-            EXPECT_GE(least, level(frame - 1, 22) - 1e-5) << frame;
-            EXPECT_LE(least, level(frame, 18) + 1e-5) << frame;
-        }
-    }
-}
-
-// Nothing appears or vanishes at once: from frame to frame a point changes by its share of the fade at most.
-TEST(Smoke, ComesAndGoesWithoutJumps) {
-    Calm shot;
-    Smoke& smoke = shot.effect;
-    smoke.emitter.density.value = 2, smoke.Extinction.value = 10, smoke.Condensation.value = 0;
-    smoke.emitter.lifetime.value = 60, smoke.InitIntensity.value = 100;
-    ImagePtr before = shot.render(100);
-    constexpr float FASTEST = 0.25f * 1.6f / 9;  // the steepest sine of a point, over the shortest fade
-    for (int frame = 101; frame < 160; ++frame) {
-        ImagePtr now = shot.render(frame);
-        for (int x = 0; x < 400; ++x)
-            ASSERT_LT(std::fabs(alpha(now.get(), x, 20) - alpha(before.get(), x, 20)), 3 * FASTEST) << frame;
-        before = std::move(now);
-    }
-}
-
 // Evenly from none to all of the density, less up to a tenth of it; out of sight there are none.
 TEST(Smoke, IsBornInGustsWhereItIsSeen) {
     Calm shot, elsewhere;
