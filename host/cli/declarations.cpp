@@ -1,10 +1,13 @@
 #include "host/cli/declarations.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "host/cli/failure.h"
+#include "host/cli/text.h"
 
 namespace quillon {
 
@@ -24,7 +27,8 @@ std::vector<Record> records(const Json& array, Read read) {
 }
 
 DeclaredClip clipOf(const Json& json) {
-    return {json.at("name"), json.at("label"), json.at("shortLabel"), json.at("required"), json.at("temporal")};
+    return {json.at("name"),     json.at("label"),    json.at("shortLabel"),
+            json.at("required"), json.at("temporal"), json.value("mayStayEmpty", false)};
 }
 
 DeclaredParam paramOf(const Json& json) {
@@ -57,8 +61,13 @@ DeclaredRule ruleOf(const Json& json) {
 DeclaredScene sceneOf(const Json& json) {
     DeclaredScene scene;
     scene.inputs = texts(json.at("inputs"));
-    for (const Json& setting : json.at("settings"))
-        scene.settings.push_back(setting.at(0).get<std::string>() + "=" + setting.at(1).get<std::string>());
+    const auto read = [](const Json& settings, std::vector<std::string>& list) {
+        for (const Json& setting : settings)
+            list.push_back(setting.at(0).get<std::string>() + "=" + setting.at(1).get<std::string>());
+    };
+    read(json.at("settings"), scene.settings);
+    if (json.contains("plates")) scene.plates = texts(json["plates"]);
+    if (json.contains("look")) read(json["look"], scene.look);
     scene.lead = json.at("lead");
     scene.frame = json.at("frame");
     scene.width = json.at("width");
@@ -72,6 +81,8 @@ DeclaredEffect effectOf(const Json& json) {
     effect.identifier = json.at("identifier");
     effect.menu = json.at("menu");
     effect.description = json.at("description");
+    effect.purpose = json.value("purpose", "");
+    if (json.contains("usage")) effect.usage = texts(json["usage"]);
     effect.contexts = texts(json.at("contexts"));
     effect.hasOverlay = json.at("hasOverlay");
     effect.otherFrames = json.at("otherFrames");
@@ -114,6 +125,79 @@ std::string DeclaredEffect::labelOf(const std::string& param) const {
     return found && !found->label.empty() ? found->label : param;
 }
 
+const DeclaredClip* DeclaredEffect::findClip(std::string_view wanted) const {
+    const auto found = std::find_if(clips.begin(), clips.end(), [=](const auto& c) { return c.name == wanted; });
+    return found == clips.end() ? nullptr : &*found;
+}
+
+std::string DeclaredEffect::summary() const {
+    const std::string text = description.substr(0, description.find("This effect is in Box Number"));
+    std::string result;
+    for (const char c : text) {
+        const bool blank = c == ' ' || c == '\t' || c == '\n' || c == '\r';
+        if (!blank) result += c;
+        if (blank && !result.empty() && result.back() != ' ') result += ' ';
+    }
+    while (result.ends_with(' ')) result.pop_back();
+    return result.empty() || result.ends_with('.') ? result : result + ".";
+}
+
+namespace {
+
+// Numbers that are written in another way are equal: "0.30" and "0.3", or a float and its six digits.
+bool sameValue(const std::string& a, const std::string& b) {
+    if (a == b) return true;
+    const char *x = a.c_str(), *y = b.c_str();
+    for (;;) {
+        char *endX = nullptr, *endY = nullptr;
+        const double valueX = std::strtod(x, &endX), valueY = std::strtod(y, &endY);
+        if (endX == x || endY == y || std::abs(valueX - valueY) > 1e-6 * (1.0 + std::abs(valueX))) return false;
+        if (*endX == '\0' && *endY == '\0') return true;
+        if (*endX != ',' || *endY != ',') return false;
+        x = endX + 1;
+        y = endY + 1;
+    }
+}
+
+std::vector<DeclaredChange> changesOf(const DeclaredEffect& effect, const DeclaredPresets& presets, std::size_t row) {
+    std::vector<DeclaredChange> changes;
+    for (std::size_t i = 0; i < presets.columns.size() && i < presets.rows.at(row).size(); ++i) {
+        const std::string& value = presets.rows[row][i];
+        const DeclaredParam* param = effect.findParam(presets.columns[i]);
+        if (value.empty() || (param && (param->secret || sameValue(value, param->defaultText)))) continue;
+        changes.push_back({effect.labelOf(presets.columns[i]), value});
+    }
+    return changes;
+}
+
+}  // namespace
+
+std::vector<DeclaredView> DeclaredEffect::views() const {
+    std::vector<DeclaredView> list{{"", shortName(), "", {}}};
+    for (const DeclaredPresets& table : presets)
+        for (std::size_t i = 0; i < table.names.size() && i < table.rows.size(); ++i)
+            list.push_back({std::string(trimmed(table.names[i])),
+                            shortName() + "." + table.choice + (i < 9 ? "-0" : "-") + std::to_string(i + 1),
+                            table.choice + "=" + std::to_string(i), changesOf(*this, table, i)});
+    return list;
+}
+
+std::string DeclaredEffect::sourceFile() const {
+    const DeclaredScene large = scene.shown(1, 1);
+    if (large.inputs.empty()) return {};
+    const std::string input = fs::path(large.inputs.front()).stem().string();
+    return "source-" + (input.starts_with('@') ? input.substr(1) : input);
+}
+
+DeclaredScene DeclaredScene::shown(int shownWidth, int shownHeight) const {
+    DeclaredScene large = *this;
+    if (!plates.empty()) large.inputs = plates;
+    if (!look.empty()) large.settings = look;
+    large.width = shownWidth;
+    large.height = shownHeight;
+    return large;
+}
+
 std::string DeclaredEffect::historyText() const {
     if (history == "frames")
         return "Each frame goes on from the one rendered before it, so frames are to be rendered in order: a frame "
@@ -142,6 +226,15 @@ std::vector<std::string> presetChoices(const fs::path& path, std::string_view ef
             for (const Json& presets : declared.value("presets", Json::array()))
                 choices.push_back(presets.value("choice", ""));
     return choices;
+}
+
+DeclaredEffect declaredEffect(const fs::path& path, std::string_view identifier) {
+    try {
+        for (const DeclaredEffect& effect : readDeclarations(path).effects)
+            if (effect.identifier == identifier) return effect;
+    } catch (const RunError&) {
+    }
+    return {};
 }
 
 Declarations readDeclarations(const fs::path& path) { return readDeclarationsFile(declarationsFile(path)); }

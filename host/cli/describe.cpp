@@ -48,16 +48,6 @@ std::string textOr(const ofxhost::PropertySet& set, const char* name) {
     return set.count(name) > 0 ? set.getString(name) : std::string();
 }
 
-// What the bundle says besides of its effects, which no host is told; empty where it says nothing.
-DeclaredEffect declaredEffect(const std::filesystem::path& bundle, const std::string& identifier) {
-    try {
-        for (const DeclaredEffect& effect : readDeclarations(bundle.empty() ? findBundle() : bundle).effects)
-            if (effect.identifier == identifier) return effect;
-    } catch (const RunError&) {
-    }
-    return {};
-}
-
 Json paramJson(const ofxhost::ParamDescriptor& param, const DeclaredEffect& declared) {
     Json json{{"name", param.name()}, {"type", param.type().text}};
     const DeclaredParam* known = declared.findParam(param.name());
@@ -86,6 +76,8 @@ Json effectJson(const ofxhost::Host& host, const ofxhost::Plugin& plugin, const 
     json["version"] = {plugin.record().pluginVersionMajor, plugin.record().pluginVersionMinor};
     json["host"] = host.config().name;
     json["context"] = contextWord(effect.context());
+    if (!declared.purpose.empty()) json["purpose"] = declared.purpose;
+    if (!declared.usage.empty()) json["usage"] = declared.usage;
     json["properties"] = propertiesJson(effect.properties());
     json["parameterSet"] = propertiesJson(effect.paramSetProperties());
     json["clips"] = json["pages"] = json["groups"] = json["parameters"] = Json::array();
@@ -109,7 +101,13 @@ void printProperties(const Json& properties, const std::string& indent) {
 void printText(const Json& effect) {
     std::cout << effect["identifier"].get<std::string>() << ", version " << effect["version"][0] << '.'
               << effect["version"][1] << ", as told to " << effect["host"].get<std::string>() << " in the context "
-              << effect["context"].get<std::string>() << "\n\nEffect\n";
+              << effect["context"].get<std::string>() << "\n\n";
+    if (effect.contains("purpose")) std::cout << effect["purpose"].get<std::string>() << "\n\n";
+    if (effect.contains("usage")) {
+        for (const Json& line : effect["usage"]) std::cout << "- " << line.get<std::string>() << '\n';
+        std::cout << '\n';
+    }
+    std::cout << "Effect\n";
     printProperties(effect["properties"], "  ");
     if (!effect["parameterSet"].empty()) std::cout << "\nParameter set\n";
     printProperties(effect["parameterSet"], "  ");
@@ -146,8 +144,8 @@ void describe(const DescribeOptions& options) {
     }
     {
         const auto descriptor = session.describeInContext(plugin, context);
-        const Json json = effectJson(session.host(), plugin, *descriptor,
-                                     declaredEffect(options.session.bundle, plugin.identifier()));
+        const Json json =
+            effectJson(session.host(), plugin, *descriptor, declaredEffect(plugin.bundlePath(), plugin.identifier()));
         if (options.json)
             std::cout << dump(json, 2) << '\n';
         else

@@ -1,109 +1,179 @@
 #include "host/cli/gallery_page.h"
 
+#include <algorithm>
+
+#include "host/cli/gallery_assets.h"
+#include "host/cli/html.h"
+#include "host/cli/reference_pages.h"
+
 namespace quillon {
 
 namespace {
 
-std::string html(const std::string& text) {
-    std::string result;
-    for (const char c : text) {
-        switch (c) {
-            case '&':
-                result += "&amp;";
-                break;
-            case '<':
-                result += "&lt;";
-                break;
-            case '>':
-                result += "&gt;";
-                break;
-            case '"':
-                result += "&quot;";
-                break;
-            default:
-                result += c;
-        }
+constexpr char Folder[] = "pictures/";
+constexpr std::size_t MostValues = 12;  // of a preset, shown at once
+
+std::string head(const std::string& title, const std::string& folder) {
+    return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<meta name=\"viewport\" "
+           "content=\"width=device-width, initial-scale=1\">\n<title>" +
+           html(title) + "</title>\n<link rel=\"stylesheet\" href=\"" + folder + "gallery.css\">\n</head>\n<body>\n";
+}
+
+class IndexPage {
+  public:
+    explicit IndexPage(const Gallery& gallery) : m_gallery(gallery) {
+        m_size = " width=\"" + std::to_string(gallery.width) + "\" height=\"" + std::to_string(gallery.height) + "\"";
     }
-    return result;
-}
 
-constexpr char Head[] = R"(<!DOCTYPE html>
-<html lang="en">
-<head>
-<meta charset="utf-8">
-<meta name="viewport" content="width=device-width, initial-scale=1">
-<title>Quillon: the effects</title>
-<style>
-:root { color-scheme: dark; }
-body { margin: 0; background: #17191c; color: #d8dade; font: 15px/1.5 system-ui, sans-serif; }
-header, main, footer { max-width: 1500px; margin: 0 auto; padding: 0 24px; }
-header { padding-top: 40px; }
-h1 { margin: 0; font-size: 30px; font-weight: 600; color: #fff; }
-header p, footer { color: #9297a0; }
-a { color: #8ab8ff; }
-.grid { display: grid; grid-template-columns: repeat(auto-fill, minmax(min(100%, 380px), 1fr)); gap: 24px; }
-main { padding-top: 24px; padding-bottom: 24px; }
-article { background: #202327; border-radius: 8px; overflow: hidden; }
-.wide { grid-column: 1 / -1; }
-.wide > img { max-width: 760px; }
-img { display: block; width: 100%; height: auto; background: #0c0d0f; }
-.text { padding: 12px 16px 16px; }
-h2 { margin: 0; font-size: 18px; font-weight: 600; color: #fff; }
-h2 small { float: right; font-size: 13px; font-weight: 400; color: #9297a0; }
-.text p { margin: 4px 0 0; }
-code { font-size: 13px; color: #b9c2cf; overflow-wrap: anywhere; }
-.presets { display: grid; grid-template-columns: repeat(auto-fill, minmax(180px, 1fr)); gap: 12px; }
-.presets { padding: 0 16px 16px; }
-figure { margin: 0; }
-figcaption { padding-top: 4px; font-size: 13px; color: #b9c2cf; }
-footer { padding-bottom: 48px; }
-</style>
-</head>
-<body>
-)";
-
-std::string image(const GalleryEffect& effect, const GalleryPicture& picture, const std::string& alt) {
-    return "<img src=\"" + html(picture.file) + "\" alt=\"" + html(alt) + "\" width=\"" + std::to_string(effect.width) +
-           "\" height=\"" + std::to_string(effect.height) + "\" loading=\"lazy\">";
-}
-
-std::string effectArticle(const GalleryEffect& effect) {
-    const bool presets = effect.pictures.size() > 1;
-    std::string text = "<article id=\"" + html(effect.name) + (presets ? "\" class=\"wide\">\n" : "\">\n") +
-                       image(effect, effect.pictures.front(), effect.name) + "\n<div class=\"text\">\n<h2>" +
-                       html(effect.name) + " <small>" + html(effect.menu) + "</small></h2>\n<p>" +
-                       html(effect.description) + "</p>\n";
-    if (!effect.settings.empty()) text += "<p><code>" + html(effect.settings) + "</code></p>\n";
-    text += "</div>\n";
-    if (presets) {
-        text += "<div class=\"presets\">\n";
-        for (std::size_t i = 1; i < effect.pictures.size(); ++i) {
-            const GalleryPicture& picture = effect.pictures[i];
-            text += "<figure>" + image(effect, picture, effect.name + ", " + picture.caption) + "<figcaption>" +
-                    html(picture.caption) + "</figcaption></figure>\n";
-        }
-        text += "</div>\n";
+    std::string text() const {
+        std::string page = head("Quillon: the effects", "") + top() + "<main>\n";
+        for (const DeclaredEffect& effect : m_gallery.effects)
+            if (effect.hasPicture) page += section(effect);
+        return page + "</main>\n" + footer() + dialog() + "<script src=\"gallery.js\"></script>\n</body>\n</html>\n";
     }
-    return text + "</article>\n";
-}
 
-std::string footer(const Gallery& gallery) {
-    if (gallery.withoutPicture.empty()) return {};
-    std::string names;
-    for (const std::string& name : gallery.withoutPicture) names += (names.empty() ? "" : ", ") + html(name);
-    return "<footer><p>Declared, and so far handing on their input: " + names + ".</p></footer>\n";
+  private:
+    std::string top() const {
+        std::string links;
+        int count = 0;
+        for (const DeclaredEffect& effect : m_gallery.effects) {
+            if (!effect.hasPicture) continue;
+            links += "<a href=\"#" + html(effect.shortName()) + "\">" + html(effect.shortName()) + "</a>\n";
+            ++count;
+        }
+        return "<header class=\"top\">\n<h1>Quillon " + html(m_gallery.version) + "</h1>\n<p>" + std::to_string(count) +
+               (count == 1 ? " effect" : " effects") +
+               " with all presets. Point at a picture to see its source, click to enlarge it. <a href=\"" +
+               html(m_gallery.contactSheet) + "\">All on one sheet</a></p>\n<nav>\n" + links + "</nav>\n</header>\n";
+    }
+
+    std::string source(const DeclaredEffect& effect) const {
+        const std::string file = effect.sourceFile();
+        return file.empty() ? std::string() : Folder + file + ".jpg";
+    }
+
+    // The still where the viewer wants nothing to move.
+    std::string after(const DeclaredView& view, const std::string& words) const {
+        const std::string file = html(Folder + view.file);
+        std::string text = "<picture class=\"after\">";
+        if (m_gallery.moving.contains(view.file))
+            text += "<source media=\"(prefers-reduced-motion: no-preference)\" srcset=\"" + file + ".webp\">";
+        return text + "<img src=\"" + file + ".jpg\" alt=\"" + html(words) + "\"" + m_size +
+               " loading=\"lazy\"></picture>";
+    }
+    std::string before(const DeclaredEffect& effect, const DeclaredView& view) const {
+        const std::string from = source(effect);
+        return "<img class=\"before\" src=\"" + html(from.empty() ? Folder + view.file + ".jpg" : from) +
+               "\" alt=\"\"" + m_size + " loading=\"lazy\">";
+    }
+
+    // What the script needs to enlarge it.
+    std::string data(const DeclaredEffect& effect, const DeclaredView& view, const std::string& title) const {
+        std::string text = " data-full=\"" + html(Folder + view.file) + ".jpg\" data-source=\"" + html(source(effect)) +
+                           "\" data-title=\"" + html(title) + "\"";
+        if (m_gallery.moving.contains(view.file)) text += " data-loop=\"" + html(Folder + view.file) + ".webp\"";
+        return text;
+    }
+
+    std::string lead(const DeclaredEffect& effect, const DeclaredView& view) const {
+        std::string text =
+            "<div class=\"lead\">\n<figure class=\"split\">" + before(effect, view) + after(view, effect.name) +
+            "<input type=\"range\" value=\"50\" aria-label=\"How much of the source is shown\">"
+            "<span class=\"tag left\">source</span><span class=\"tag right\">" +
+            html(effect.name) + "</span><button class=\"enlarge\" aria-label=\"Enlarge\"" +
+            data(effect, view, effect.name) + ">&#10530;</button></figure>\n<div class=\"words\">\n<h2>" +
+            html(effect.name) + "<small>" + html(effect.menu) + "</small></h2>\n<p>" +
+            html(effect.purpose.empty() ? effect.summary() : effect.purpose) + "</p>\n";
+        if (!effect.usage.empty()) {
+            text += "<ul>\n";
+            for (const std::string& line : effect.usage) text += "<li>" + html(line) + "</li>\n";
+            text += "</ul>\n";
+        }
+        return text + "<p><a href=\"effects/" + html(effect.shortName()) + ".html\">All about " + html(effect.name) +
+               "</a></p>\n</div>\n</div>\n";
+    }
+
+    static std::string values(const std::vector<DeclaredChange>& changes) {
+        if (changes.empty()) return {};
+        std::string list = "<ul class=\"values\">";
+        for (const DeclaredChange& change : changes)
+            list += "<li>" + html(change.label) + " <b>" + html(change.value) + "</b></li>";
+        list += "</ul>";
+        if (changes.size() <= MostValues) return list;
+        return "<details><summary>" + std::to_string(changes.size()) + " values</summary>" + list + "</details>";
+    }
+
+    std::string card(const DeclaredEffect& effect, const DeclaredView& view, const std::string& spans) const {
+        return "<figure class=\"card\" style=\"" + spans + "\"><button class=\"shot\"" +
+               data(effect, view, effect.name + ", " + view.caption) + ">" + before(effect, view) +
+               after(view, view.caption) + "<span class=\"tag left\">source</span></button><figcaption><b>" +
+               html(view.caption) + "</b>" + values(view.changes) + "</figcaption></figure>\n";
+    }
+
+    // Of `count` cards in rows of at most `most`, the width of card `index` in twelfths: rows differ by one card at
+    // most, the fuller ones first, and each fills the whole width.
+    static int span(int count, int most, int index) {
+        const int rows = (count + most - 1) / most, fewer = count / rows, fuller = count % rows;
+        const bool inFuller = index < fuller * (fewer + 1);
+        return 12 / (inFuller ? fewer + 1 : fewer);
+    }
+
+    std::string section(const DeclaredEffect& effect) const {
+        const std::vector<DeclaredView> views = effect.views();
+        std::string text = "<section id=\"" + html(effect.shortName()) + "\">\n" + lead(effect, views.front());
+        const int count = static_cast<int>(views.size()) - 1;
+        if (count > 0) text += "<div class=\"cards\">\n";
+        for (int i = 0; i < count; ++i) {
+            const auto width = [&](const char* name, int most) {
+                return std::string("--") + name + ":" + std::to_string(span(count, most, i)) + ";";
+            };
+            text += card(effect, views[static_cast<std::size_t>(i) + 1],
+                         width("two", 2) + width("three", 3) + width("four", 4));
+        }
+        return text + (count > 0 ? "</div>\n" : "") + "</section>\n";
+    }
+
+    std::string footer() const {
+        std::string names;
+        for (const DeclaredEffect& effect : m_gallery.effects)
+            if (!effect.hasPicture) names += (names.empty() ? "" : ", ") + html(effect.name);
+        return names.empty() ? "<footer></footer>\n"
+                             : "<footer>Declared, and so far handing on their input: " + names + ".</footer>\n";
+    }
+
+    std::string dialog() const {
+        return "<dialog style=\"--shape:" + std::to_string(m_gallery.width) + "/" + std::to_string(m_gallery.height) +
+               "\">\n<div class=\"stage\"><figure class=\"split\"><img class=\"before\" alt=\"\"" + m_size +
+               "><span class=\"after\"><img alt=\"\"" + m_size +
+               "></span><input type=\"range\" value=\"0\" aria-label=\"How much of the source is "
+               "shown\"></figure></div>"
+               "\n<div class=\"bar\"><span></span><button class=\"play\" hidden>Play</button>"
+               "<button class=\"previous\">Previous</button><button class=\"next\">Next</button>"
+               "<button class=\"close\" autofocus>Close</button></div>\n</dialog>\n";
+    }
+
+    const Gallery& m_gallery;
+    std::string m_size;
+};
+
+// The page of the reference, with the gallery's pictures.
+std::string effectPage(const DeclaredEffect& effect) {
+    std::string markdown =
+        referencePage(effect, {std::string("../") + Folder, [&](const std::string&) { return effect.hasPicture; }});
+    const std::string toAll = "[All effects](README.md)";
+    markdown.replace(markdown.find(toAll), toAll.size(), "[All effects](../index.html#" + effect.shortName() + ")");
+    return head(effect.name, "../") + "<div class=\"page\">\n" + htmlOfMarkdown(markdown) +
+           "</div>\n</body>\n</html>\n";
 }
 
 }  // namespace
 
-std::string galleryPage(const Gallery& gallery) {
-    std::string text = Head;
-    text += "<header>\n<h1>Quillon " + html(gallery.version) + "</h1>\n<p>" + std::to_string(gallery.effects.size()) +
-            (gallery.effects.size() == 1 ? " effect" : " effects") +
-            ", each in the scene that it declares of itself. <a href=\"" + html(gallery.contactSheet) +
-            "\">All on one sheet</a></p>\n</header>\n<main class=\"grid\">\n";
-    for (const GalleryEffect& effect : gallery.effects) text += effectArticle(effect);
-    return text + "</main>\n" + footer(gallery) + "</body>\n</html>\n";
+std::map<std::string, std::string> galleryPages(const Gallery& gallery) {
+    std::map<std::string, std::string> pages{
+        {"index.html", IndexPage(gallery).text()}, {"gallery.css", galleryStyle}, {"gallery.js", galleryScript}};
+    for (const DeclaredEffect& effect : gallery.effects)
+        if (effect.hasPicture) pages["effects/" + effect.shortName() + ".html"] = effectPage(effect);
+    return pages;
 }
 
 }  // namespace quillon

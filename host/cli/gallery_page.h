@@ -1,27 +1,26 @@
-// The gallery as an HTML page: every picture with its effect, in a grid that follows the window's width.
+// The gallery as HTML pages: every picture with its effect, in rows that fill the window's width. Nothing is loaded
+// from elsewhere: the pages work from a disk.
 #pragma once
 
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "host/cli/declarations.h"
+
 namespace quillon {
 
-struct GalleryPicture {
-    std::string file, caption;  // of the picture, relative to the page
-};
-
-struct GalleryEffect {
-    std::string name, menu, description, settings;
-    int width = 0, height = 0;
-    std::vector<GalleryPicture> pictures;  // the scene first, then the presets
-};
-
+// What is in the gallery's folder pictures/. Every view has FILE.jpg; those that move have FILE.webp besides.
 struct Gallery {
     std::string version, contactSheet;
-    std::vector<GalleryEffect> effects;
-    std::vector<std::string> withoutPicture;  // names
+    int width = 1920, height = 1080;  // of the pictures
+    std::vector<DeclaredEffect> effects;
+    std::set<std::string> moving;  // DeclaredView::file
 };
 
-std::string galleryPage(const Gallery& gallery);
+// By file name relative to the gallery's folder: "index.html", "gallery.css", "gallery.js" and a page for each effect,
+// "effects/Rain.html".
+std::map<std::string, std::string> galleryPages(const Gallery& gallery);
 
 }  // namespace quillon

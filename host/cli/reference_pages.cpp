@@ -70,23 +70,54 @@ std::string capitalised(std::string text) {
 
 // ---- Sections -------------------------------------------------------------------------------------------------
 
-std::string headSection(const DeclaredEffect& effect, bool hasPicture) {
-    std::string text = "# " + plain(effect.name) + "\n\n" + plain(effect.description) + "\n\n";
-    if (hasPicture) text += "![" + plain(effect.name) + "](../images/effects/" + effect.shortName() + ".jpg)\n\n";
+std::string picture(const PagePictures& pictures, const std::string& file, const std::string& words, int width) {
+    return "<img src=\"" + pictures.folder + file + "\" alt=\"" + words + "\" width=\"" + std::to_string(width) + "\">";
+}
+
+// The scene beside what it was made from, and what was set for it.
+std::string sceneSection(const DeclaredEffect& effect, const PagePictures& pictures) {
+    const std::string file = effect.shortName() + ".jpg", source = effect.sourceFile() + ".jpg";
+    if (!pictures.has(file)) return {};
+    std::string text;
+    if (!effect.sourceFile().empty() && pictures.has(source))
+        text = tableHead({"Source", plain(effect.name)}) +
+               tableRow({picture(pictures, source, "Source", 480), picture(pictures, file, plain(effect.name), 480)});
+    else
+        text = picture(pictures, file, plain(effect.name), 720) + "\n";
+    std::vector<std::string> settings;
+    for (const std::string& setting : effect.scene.shown(1, 1).settings) {
+        const auto equals = setting.find('=');
+        settings.push_back(plain(effect.labelOf(setting.substr(0, equals))) + " " + plain(setting.substr(equals + 1)));
+    }
+    return text + "\n" + (settings.empty() ? "As it is when it is added." : "With " + joined(settings, " · ") + ".") +
+           "\n\n";
+}
+
+std::string usageSection(const DeclaredEffect& effect) {
+    std::vector<std::string> lines = effect.usage;
+    if (const std::string history = effect.historyText(); !history.empty()) lines.push_back(history);
+    if (lines.empty()) return {};
+    std::string text = "## How to use it\n\n";
+    for (const std::string& line : lines) text += "- " + plain(line) + "\n";
+    return text + "\n";
+}
+
+std::string headSection(const DeclaredEffect& effect, const PagePictures& pictures) {
+    std::string text = "# " + plain(effect.name) + "\n\n" +
+                       plain(effect.purpose.empty() ? effect.summary() : effect.purpose) + "\n\n" +
+                       sceneSection(effect, pictures);
     if (!effect.hasPicture)
         text += "> Declared with its clips; it has no picture of its own yet and hands on its input.\n\n";
     std::vector<std::string> contexts;
     for (const std::string& context : effect.contexts) contexts.push_back(contextWord(context));
+    text += usageSection(effect);
     text += tableHead({"", ""});
     text += tableRow({"Menu", plain("Quillon " + effect.menu)});
     text += tableRow({"Identifier", code(effect.identifier)});
     text += tableRow({"Contexts", joined(contexts, ", ")});
     text += tableRow({"Handles in the viewer", effect.hasOverlay ? "yes" : "no"});
     text += tableRow({"Needs other frames", effect.otherFrames ? "yes" : "no"});
-    text += "\n";
-    if (const std::string history = effect.historyText(); !history.empty())
-        text += "**Random access.** " + plain(history) + "\n\n";
-    return text;
+    return text + "\n";
 }
 
 std::string clipSection(const DeclaredEffect& effect) {
@@ -152,27 +183,33 @@ std::string ruleSection(const DeclaredEffect& effect) {
     return text + "\n";
 }
 
-std::string presetTable(const DeclaredEffect& effect, const DeclaredPresets& presets) {
-    std::string text = "**" + plain(effect.labelOf(presets.choice)) + "** (" + code(presets.choice) + ") ";
-    text +=
-        presets.othersToDefaults
-            ? "sets these values and puts all other parameters back to their defaults, positions and clocks aside:\n\n"
-            : "sets these values and leaves all others:\n\n";
-    std::vector<std::string> head{"Preset"};
-    for (const std::string& label : labelsOf(effect, presets.columns)) head.push_back(label);
-    text += tableHead(head);
-    for (std::size_t row = 0; row < presets.rows.size(); ++row) {
-        std::vector<std::string> cells{row < presets.names.size() ? plain(presets.names[row]) : ""};
-        for (const std::string& value : presets.rows[row]) cells.push_back(plain(value));
-        text += tableRow(cells);
-    }
-    return text + "\n";
+std::string changesText(const std::vector<DeclaredChange>& changes) {
+    std::vector<std::string> parts;
+    for (const DeclaredChange& change : changes) parts.push_back(plain(change.label) + " " + plain(change.value));
+    return parts.empty() ? "nothing" : joined(parts, " · ");
 }
 
-std::string presetSection(const DeclaredEffect& effect) {
+std::string presetTable(const DeclaredEffect& effect, const DeclaredPresets& presets, const PagePictures& pictures) {
+    std::string text = "**" + plain(effect.labelOf(presets.choice)) + "** (" + code(presets.choice) + ") ";
+    text += presets.othersToDefaults
+                ? "puts all parameters back to their defaults, positions and clocks aside, but for these:\n\n"
+                : "writes " + std::to_string(presets.columns.size()) +
+                      (presets.columns.size() == 1 ? " parameter" : " parameters") +
+                      " and leaves the others. Those that then differ from their defaults:\n\n";
+    std::string rows;
+    for (const DeclaredView& view : effect.views()) {
+        if (!view.preset.starts_with(presets.choice + "=")) continue;
+        const bool has = pictures.has(view.file + ".jpg");
+        rows += tableRow({has ? picture(pictures, view.file + ".jpg", plain(view.caption), 320) : "",
+                          plain(view.caption), changesText(view.changes)});
+    }
+    return text + tableHead({"", "Preset", "Values"}) + rows + "\n";
+}
+
+std::string presetSection(const DeclaredEffect& effect, const PagePictures& pictures) {
     if (effect.presets.empty()) return {};
     std::string text = "## Presets\n\n";
-    for (const DeclaredPresets& presets : effect.presets) text += presetTable(effect, presets);
+    for (const DeclaredPresets& presets : effect.presets) text += presetTable(effect, presets, pictures);
     return text;
 }
 
@@ -193,12 +230,6 @@ std::string hostSection(const DeclaredEffect& effect) {
         text += tableRow({plain(host.host), joined(texts, " ")});
     }
     return text + "\n";
-}
-
-std::string effectPage(const DeclaredEffect& effect, bool hasPicture) {
-    std::string text = headSection(effect, hasPicture) + clipSection(effect) + paramSection(effect) +
-                       ruleSection(effect) + presetSection(effect) + overlaySection(effect) + hostSection(effect);
-    return text + "[All effects](README.md)\n";
 }
 
 constexpr char IndexHead[] =
@@ -224,7 +255,7 @@ std::string indexPage(const Declarations& declarations) {
         for (const DeclaredEffect& effect : declarations.effects)
             if (effect.menu == menu)
                 text += tableRow({"[" + plain(effect.name) + "](" + effect.shortName() + ".md)",
-                                  plain(effect.description), effect.hasPicture ? "yes" : "not yet"});
+                                  plain(effect.summary()), effect.hasPicture ? "yes" : "not yet"});
         text += "\n";
     }
     while (text.ends_with("\n\n")) text.pop_back();
@@ -233,10 +264,16 @@ std::string indexPage(const Declarations& declarations) {
 
 }  // namespace
 
-std::map<std::string, std::string> referencePages(const Declarations& declarations, const HasPicture& hasPicture) {
+std::string referencePage(const DeclaredEffect& effect, const PagePictures& pictures) {
+    std::string text = headSection(effect, pictures) + presetSection(effect, pictures) + clipSection(effect) +
+                       paramSection(effect) + ruleSection(effect) + overlaySection(effect) + hostSection(effect);
+    return text + "[All effects](README.md)\n";
+}
+
+std::map<std::string, std::string> referencePages(const Declarations& declarations, const PagePictures& pictures) {
     std::map<std::string, std::string> pages{{"README.md", indexPage(declarations)}};
     for (const DeclaredEffect& effect : declarations.effects)
-        pages[effect.shortName() + ".md"] = effectPage(effect, hasPicture(effect.shortName()));
+        pages[effect.shortName() + ".md"] = referencePage(effect, pictures);
     return pages;
 }
 

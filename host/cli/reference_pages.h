@@ -1,4 +1,4 @@
-// The effect reference as Markdown, from the declarations alone.
+// The effect reference as Markdown, from the declarations and the pictures that are there.
 #pragma once
 
 #include <functional>
@@ -9,10 +9,14 @@
 
 namespace quillon {
 
-// Whether there is a picture of the effect of this name ("Darken") in ../images/effects/ beside the pages.
-using HasPicture = std::function<bool(const std::string& effect)>;
+struct PagePictures {
+    std::string folder = "../images/effects/";         // from the pages
+    std::function<bool(const std::string& file)> has;  // "Darken.jpg", "source-seeding.jpg"
+};
+
+std::string referencePage(const DeclaredEffect& effect, const PagePictures& pictures);
 
 // By file name: "Darken.md" and so on, and "README.md", the index.
-std::map<std::string, std::string> referencePages(const Declarations& declarations, const HasPicture& hasPicture);
+std::map<std::string, std::string> referencePages(const Declarations& declarations, const PagePictures& pictures);
 
 }  // namespace quillon

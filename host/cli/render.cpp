@@ -81,6 +81,7 @@ class FrameRenderer {
     std::vector<StageTotal> times() const {
         InputSource::Times read;
         for (const auto& [clip, input] : m_plan.inputs) {
+            if (std::find(m_plan.filled.begin(), m_plan.filled.end(), clip) != m_plan.filled.end()) continue;
             read.files += input->times().files;
             read.reading += input->times().reading;
         }

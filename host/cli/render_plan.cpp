@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "host/cli/declarations.h"
 #include "host/cli/failure.h"
 #include "host/cli/frame_list.h"
 #include "host/cli/param_text.h"
@@ -50,6 +51,13 @@ std::vector<std::string> inputClips(const ofxhost::EffectDescriptor& descriptor)
     return names;
 }
 
+bool mayStayEmpty(const ofxhost::EffectDescriptor& descriptor, const std::string& clip) {
+    const ofxhost::Plugin& plugin = descriptor.plugin();
+    const auto effect = declaredEffect(plugin.bundlePath(), plugin.identifier());
+    const DeclaredClip* declared = effect.findClip(clip);
+    return declared && declared->mayStayEmpty;
+}
+
 void assignInputs(const RenderOptions& options, RenderPlan& plan) {
     const std::vector<std::string> clips = inputClips(*plan.descriptor);
     std::vector<std::string> unnamed;
@@ -68,11 +76,16 @@ void assignInputs(const RenderOptions& options, RenderPlan& plan) {
                              std::to_string(clips.size()) + (clips.size() == 1 ? " input clip" : " input clips"));
         plan.inputs.emplace(*clip, std::make_shared<InputSource>(file));
     }
-    for (const auto& described : plan.descriptor->clips())
-        if (described->name() != ofx::clip::Output && !described->optional() &&
-            !plan.inputs.contains(described->name()))
-            throw UsageError("the effect needs a picture for its clip " + described->name() + ": -i " +
-                             described->name() + "=FILE");
+    // A host connects something to each required clip; what goes into one that the effect may do without is told.
+    const auto first = clips.empty() ? plan.inputs.end() : plan.inputs.find(clips.front());
+    for (const auto& described : plan.descriptor->clips()) {
+        const std::string& name = described->name();
+        if (name == ofx::clip::Output || described->optional() || plan.inputs.contains(name)) continue;
+        if (first == plan.inputs.end() || !mayStayEmpty(*plan.descriptor, name))
+            throw UsageError("the effect needs a picture for its clip " + name + ": -i " + name + "=FILE");
+        plan.inputs.emplace(name, first->second);
+        plan.filled.push_back(name);
+    }
 }
 
 // Of the first of the effect's clips that has an input; null when none has.
@@ -245,7 +258,11 @@ std::vector<std::string> RenderPlan::summary(Alpha alpha) const {
 
 std::vector<std::string> RenderPlan::warnings() const {
     std::vector<std::string> lines;
+    for (const std::string& clip : filled)
+        lines.push_back("the clip " + clip + " has no input and gets " + inputs.at(clip)->text() + " (-i " + clip +
+                        "=FILE names another)");
     for (const auto& [clip, input] : inputs) {
+        if (std::find(filled.begin(), filled.end(), clip) != filled.end()) continue;
         if (const std::vector<int> gaps = input->gaps(); !gaps.empty())
             lines.push_back(input->text() + " has no files for the frames " + framesText(gaps));
         const PictureInfo info = input->infoAt(frames.front());

@@ -31,6 +31,7 @@ struct RenderPlan {
     std::unique_ptr<ofxhost::EffectDescriptor> descriptor;
     std::map<std::string, std::shared_ptr<InputSource>> inputs;  // by clip
     std::vector<int> frames;                                     // host times, in the order of rendering
+    std::vector<std::string> filled;       // clips that have the first clip's input for want of one of their own
     std::shared_ptr<InputSource> primary;  // of the first clip that has an input; null when none has
     FilePattern output{""};
     WriteOptions files;  // of all frames; what differs from frame to frame is in writeOptions()

@@ -1,6 +1,7 @@
 #include "host/cli/scene.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "host/cli/failure.h"
 #include "host/cli/frame.h"
@@ -70,14 +71,43 @@ std::unique_ptr<ofxhost::EffectDescriptor> describeFor(ofxhost::Plugin& plugin, 
     return inContext;
 }
 
+// Between the middles of the source's pixels.
+Picture enlarged(const Picture& source, int width, int height) {
+    Picture result(width, height);
+    const auto place = [](int i, int size, int from) {
+        return std::clamp((static_cast<float>(i) + 0.5f) * static_cast<float>(from) / static_cast<float>(size) - 0.5f, 0.0f,
+                          static_cast<float>(from - 1));
+    };
+    for (int y = 0; y < height; ++y) {
+        const float fy = place(y, height, source.height);
+        const int y0 = static_cast<int>(fy), y1 = std::min(y0 + 1, source.height - 1);
+        for (int x = 0; x < width; ++x) {
+            const float fx = place(x, width, source.width);
+            const int x0 = static_cast<int>(fx), x1 = std::min(x0 + 1, source.width - 1);
+            for (int c = 0; c < 4; ++c) {
+                const auto row = [&](int from) {
+                    return std::lerp(source.row(from)[x0 * 4 + c], source.row(from)[x1 * 4 + c],
+                                     fx - static_cast<float>(x0));
+                };
+                result.row(y)[x * 4 + c] = std::lerp(row(y0), row(y1), fy - static_cast<float>(y0));
+            }
+        }
+    }
+    return result;
+}
+
 // A still at all times, or the frames of an input that moves.
 void connectInput(ofxhost::Clip& clip, const DeclaredScene& scene, std::size_t index, const Picture& still, Depth depth,
                   const ofxhost::ProjectSettings& project) {
     const std::string& name = scene.inputs[index];
+    const double scale = project.renderScale.x;
+    const PictureForm form{.depth = depth, .renderScale = scale};
+    clip.setRegionOfDefinition(OfxRectD{0.0, 0.0, static_cast<double>(still.width), static_cast<double>(still.height)});
     if (!testInputMoves(name))
-        return clip.connect(toHostImage(still, {.depth = depth}), project.firstFrame, project.lastFrame);
-    const auto frameAt = [name, width = still.width, height = still.height, depth](double time) {
-        return toHostImage(testInput(name, width, height, static_cast<int>(time)), {.depth = depth});
+        return clip.connect(toHostImage(boxScaled(still, scale), form), project.firstFrame, project.lastFrame);
+    const int width = scaledSize(still.width, scale), height = scaledSize(still.height, scale);
+    const auto frameAt = [=](double time) {
+        return toHostImage(testInput(name, width, height, static_cast<int>(time)), form);
     };
     clip.connect(frameAt, {.depth = depth, .firstFrame = project.firstFrame, .lastFrame = project.lastFrame});
 }
@@ -100,43 +130,57 @@ std::vector<Picture> sceneInputs(const DeclaredScene& scene, const fs::path& exa
             continue;
         }
         Picture picture = readPicture(examples / name);
-        if (picture.width != scene.width || picture.height != scene.height)
-            picture = reduced(cutToShape(picture, scene.width, scene.height), scene.width, scene.height);
+        if (picture.width != scene.width || picture.height != scene.height) {
+            picture = cutToShape(picture, scene.width, scene.height);
+            picture = (picture.width < scene.width ? enlarged : reduced)(picture, scene.width, scene.height);
+        }
         pictures.push_back(std::move(picture));
     }
     return pictures;
 }
 
-ImagePtr renderScene(ofxhost::Plugin& plugin, const DeclaredScene& scene, const std::vector<Picture>& inputs,
-                     Depth depth, const std::string& preset) {
-    const int first = scene.frame - scene.lead;
+SceneRender::SceneRender(ofxhost::Plugin& plugin, const DeclaredScene& scene, const std::vector<Picture>& inputs,
+                         const SceneForm& form)
+    : m_descriptor(describeFor(plugin, scene)), m_name(plugin.name()) {
     ofxhost::ProjectSettings project;
     project.width = scene.width;
     project.height = scene.height;
-    project.firstFrame = std::min(0, first);
+    project.firstFrame = std::min(0, scene.frame - scene.lead);
     project.lastFrame = std::max(99, scene.frame);
-    const auto descriptor = describeFor(plugin, scene);
-    EffectInstance instance(*descriptor, project);
-    instance.output().setFormat({.depth = depth, .firstFrame = project.firstFrame, .lastFrame = project.lastFrame});
-    const std::vector<ofxhost::Clip*> clips = instance.inputs();
-    if (inputs.size() > clips.size()) throw RunError(plugin.name() + " has fewer clips than its scene has inputs");
-    for (std::size_t i = 0; i < inputs.size(); ++i) connectInput(*clips[i], scene, i, inputs[i], depth, project);
-    instance.setCurrentTime(first);
-    if (!answered(instance.create())) throw RunError(plugin.name() + " refuses to make an instance");
-    for (const std::string& setting : scene.settings) applyAssignment(instance, setting);
-    if (!preset.empty()) applyAssignment(instance, preset);
+    project.renderScale = {form.scale, form.scale};
+    m_instance = std::make_unique<EffectInstance>(*m_descriptor, project);
+    m_instance->output().setFormat(
+        {.depth = form.depth, .firstFrame = project.firstFrame, .lastFrame = project.lastFrame});
+    const std::vector<ofxhost::Clip*> clips = m_instance->inputs();
+    if (inputs.size() > clips.size()) throw RunError(m_name + " has fewer clips than its scene has inputs");
+    for (std::size_t i = 0; i < inputs.size(); ++i) connectInput(*clips[i], scene, i, inputs[i], form.depth, project);
+    m_instance->setCurrentTime(scene.frame - scene.lead);
+    if (!answered(m_instance->create())) throw RunError(m_name + " refuses to make an instance");
+    if (form.preset.empty())
+        for (const std::string& setting : scene.settings) applyAssignment(*m_instance, setting);
+    else
+        applyAssignment(*m_instance, form.preset);
+    m_layout.bounds = {0, 0, scaledSize(scene.width, form.scale), scaledSize(scene.height, form.scale)};
+    m_layout.depth = form.depth;
+    m_layout.renderScale = project.renderScale;
+}
 
-    const auto check = [&](OfxStatus status) {
-        if (interrupted()) throw RunError("interrupted");
-        if (status != ofx::status::OK)
-            throw RunError(plugin.name() + " failed (status " + std::to_string(status) + ")");
-    };
-    ofxhost::ImageLayout layout;
-    layout.bounds = {0, 0, scene.width, scene.height};
-    layout.depth = depth;
+SceneRender::~SceneRender() = default;
+
+ImagePtr SceneRender::frame(int frame) {
+    return renderFrame(*m_instance, {.time = static_cast<double>(frame), .renderScale = m_layout.renderScale}, m_layout,
+                       [this](OfxStatus status) {
+                           if (interrupted()) throw RunError("interrupted");
+                           if (status != ofx::status::OK)
+                               throw RunError(m_name + " failed (status " + std::to_string(status) + ")");
+                       });
+}
+
+ImagePtr renderScene(ofxhost::Plugin& plugin, const DeclaredScene& scene, const std::vector<Picture>& inputs,
+                     const SceneForm& form) {
+    SceneRender render(plugin, scene, inputs, form);
     ImagePtr image;
-    for (int frame = first; frame <= scene.frame; ++frame)
-        image = renderFrame(instance, {.time = static_cast<double>(frame)}, layout, check);
+    for (int frame = scene.frame - scene.lead; frame <= scene.frame; ++frame) image = render.frame(frame);
     return image;
 }
 

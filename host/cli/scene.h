@@ -2,12 +2,14 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/cli/declarations.h"
 #include "host/cli/picture.h"
 #include "host/core/bundle.h"
+#include "host/core/effect.h"
 #include "host/core/image.h"
 
 namespace quillon {
@@ -15,11 +17,32 @@ namespace quillon {
 // The folder of the example pictures: examples/ here, or beside the build folder of this program. Throws RunError.
 std::filesystem::path findExamples();
 
-// The scene's input pictures, all of its size: cut to its shape around the middle, then scaled down.
+// The scene's input pictures, all of its size: cut to its shape around the middle, then scaled.
 std::vector<Picture> sceneInputs(const DeclaredScene& scene, const std::filesystem::path& examples);
 
-// As `settings` say, and after them, as `preset` says ("NAME=VALUE"; empty: nothing). Throws RunError and UsageError.
+struct SceneForm {
+    ofxhost::Depth depth = ofxhost::Depth::Float;
+    std::string preset = {};  // "NAME=VALUE", on an instance as it was made; empty: the scene's settings instead
+    double scale = 1.0;       // a proxy's
+};
+
+// An instance in its scene. Throws RunError and UsageError.
+class SceneRender {
+  public:
+    SceneRender(ofxhost::Plugin& plugin, const DeclaredScene& scene, const std::vector<Picture>& inputs,
+                const SceneForm& form);
+    ~SceneRender();
+    ofxhost::ImagePtr frame(int frame);
+
+  private:
+    std::unique_ptr<ofxhost::EffectDescriptor> m_descriptor;
+    std::unique_ptr<ofxhost::EffectInstance> m_instance;
+    ofxhost::ImageLayout m_layout;
+    std::string m_name;
+};
+
+// The scene's frame, with those before it that it asks for.
 ofxhost::ImagePtr renderScene(ofxhost::Plugin& plugin, const DeclaredScene& scene, const std::vector<Picture>& inputs,
-                              ofxhost::Depth depth, const std::string& preset = {});
+                              const SceneForm& form);
 
 }  // namespace quillon

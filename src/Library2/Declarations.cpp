@@ -1,5 +1,6 @@
 #include "Library2/Declarations.h"
 
+#include <algorithm>
 #include <charconv>
 #include <nlohmann/json.hpp>
 
@@ -15,7 +16,8 @@ Json clipJson(const ClipParam& clip) {
             {"label", clip.label},
             {"shortLabel", clip.shortLabel ? clip.shortLabel : clip.label},
             {"required", clip.required},
-            {"temporal", clip.temporal}};
+            {"temporal", clip.temporal},
+            {"mayStayEmpty", clip.mayStayEmpty}};
 }
 
 // What the control is to its user; the first class that fits names it.
@@ -146,10 +148,15 @@ Json widgetsJson(const EffectInfo& info) {
 }
 
 Json sceneJson(const Scene& scene) {
-    Json settings = Json::array();
-    for (const Scene::Setting& setting : scene.settings) settings.push_back({setting.parameter, setting.value});
-    return {{"inputs", scene.inputs}, {"settings", settings}, {"lead", scene.lead},
-            {"frame", scene.frame},   {"width", scene.width}, {"height", scene.height}};
+    const auto list = [](const std::vector<Scene::Setting>& settings) {
+        Json json = Json::array();
+        for (const Scene::Setting& setting : settings) json.push_back({setting.parameter, setting.value});
+        return json;
+    };
+    return {{"inputs", scene.inputs}, {"settings", list(scene.settings)},
+            {"plates", scene.plates}, {"look", list(scene.look)},
+            {"lead", scene.lead},     {"frame", scene.frame},
+            {"width", scene.width},   {"height", scene.height}};
 }
 
 Json deviationsJson(const EffectTraits& traits, const EffectInfo& info) {
@@ -173,6 +180,16 @@ const char* historyWord(FrameHistory history) {
     }
 }
 
+Json linesOf(std::string_view text) {
+    Json lines = Json::array();
+    while (!text.empty()) {
+        const auto end = std::min(text.find('\n'), text.size());
+        if (end > 0) lines.push_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return lines;
+}
+
 Json effectJson(const EffectDefinition& effect) {
     const EffectTraits& traits = *effect.traits;
     const auto info = effect.declare();
@@ -185,6 +202,8 @@ Json effectJson(const EffectDefinition& effect) {
             {"identifier", effectIdentifier(traits)},
             {"menu", traits.menu},
             {"description", traits.description},
+            {"purpose", traits.purpose},
+            {"usage", linesOf(traits.usage)},
             {"contexts", contexts},
             {"hasOverlay", traits.overlay},
             {"otherFrames", traits.otherFrames},

@@ -62,6 +62,8 @@ struct EffectTraits {
     FrameHistory history = FrameHistory::None;
     bool skipsSmallPreview = false;  // shows its input in the thumbnail of hosts that ask for one
     const char* description = "";
+    const char* purpose = "";  // for the manual: what the effect is for, in a few sentences
+    const char* usage = "";    // for the manual: how to use it, one thing a line
 };
 
 // ---- Clips ----------------------------------------------------------------------------------------------------
@@ -71,7 +73,8 @@ struct ClipParam {
     const char* label;
     const char* shortLabel = nullptr;  // for hosts with little room
     bool required = false;
-    bool temporal = false;  // other frames of it may be fetched
+    bool temporal = false;      // other frames of it may be fetched
+    bool mayStayEmpty = false;  // required, and yet the effect renders without it: any picture will do
 };
 
 // The frames of a clip as an effect numbers them: relative to the first one.
@@ -147,6 +150,10 @@ struct Scene {
     int frame = 0;
     int width = 480;  // pictures are scaled to this size
     int height = 270;
+    // What the gallery and the pages show at 1920x1080; empty: inputs and settings. Sizes that count pixels need other
+    // values there.
+    std::vector<const char*> plates = {};
+    std::vector<Setting> look = {};
 };
 
 // ---- The record -----------------------------------------------------------------------------------------------

@@ -52,7 +52,7 @@ class EffectScene : public testing::TestWithParam<std::string> {
         ofxhost::HostConfig config = ofxhost::hostConfig("generic");
         config.threads = threads;
         support::RecordingHost host(config);
-        const ImagePtr image = renderScene(*host.bundle().find(effect.name), effect.scene, inputs, depth);
+        const ImagePtr image = renderScene(*host.bundle().find(effect.name), effect.scene, inputs, {.depth = depth});
         EXPECT_EQ(host.faults(), "");
         return image;
     }

@@ -22,7 +22,7 @@ struct TrailAverageInfo : EffectInfo {
     ClipRecord input{
         this, {.name = "Input", .label = "Input Clip", .shortLabel = "Trail", .required = true, .temporal = true}};
     ClipRecord background{this, {.name = "Bck", .label = "Background", .shortLabel = "BG"}};
-    ClipRecord matte{this, {.name = "Matte", .label = "Matte", .required = true}};
+    ClipRecord matte{this, {.name = "Matte", .label = "Matte", .required = true, .mayStayEmpty = true}};
 
     enum Style : int { Straight = 1, StaggerRGB, BoostBright };
 

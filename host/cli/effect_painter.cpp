@@ -1,0 +1,84 @@
+#include "host/cli/effect_painter.h"
+
+#include <algorithm>
+
+#include "host/cli/failure.h"
+#include "host/cli/input_source.h"
+#include "host/cli/scene.h"
+#include "host/cli/test_inputs.h"
+
+namespace quillon {
+
+namespace {
+
+// What is transparent shows a dark ground.
+Picture onGround(Picture picture) {
+    constexpr float Ground = 0.16f;
+    for (std::size_t i = 0; i < picture.rgba.size(); i += 4) {
+        const float alpha = std::clamp(picture.rgba[i + 3], 0.0f, 1.0f);
+        for (std::size_t c = 0; c < 3; ++c) picture.rgba[i + c] = alpha * picture.rgba[i + c] + (1.0f - alpha) * Ground;
+        picture.rgba[i + 3] = 1.0f;
+    }
+    return picture;
+}
+
+}  // namespace
+
+std::vector<DeclaredEffect> chosenEffects(Session& session, const Declarations& declarations,
+                                          const std::vector<std::string>& names) {
+    if (names.empty()) return declarations.effects;
+    std::vector<DeclaredEffect> effects;
+    for (const std::string& name : names) {
+        const std::string identifier = session.effect(name).identifier();
+        const auto found = std::find_if(declarations.effects.begin(), declarations.effects.end(),
+                                        [&](const auto& effect) { return effect.identifier == identifier; });
+        if (found == declarations.effects.end()) throw RunError("the bundle does not tell of its effect " + name);
+        effects.push_back(*found);
+    }
+    return effects;
+}
+
+EffectPainter::EffectPainter(Session& session, const std::filesystem::path& examples, const DeclaredEffect& effect,
+                             int width, int height)
+    : m_plugin(session.effect(effect.identifier)),
+      m_scene(effect.scene.shown(width, height)),
+      m_inputs(sceneInputs(m_scene, examples)) {}
+
+// A scene that names no frame begins at 0, where what falls and rises has had no time to look its best.
+int EffectPainter::stillFrame() const { return m_scene.frame != 0 ? m_scene.frame : LoopFrames / 2; }
+int EffectPainter::firstOfLoop() const { return std::max(0, stillFrame() - LoopFrames / 2); }
+
+std::optional<Picture> EffectPainter::source() const {
+    if (m_inputs.empty()) return std::nullopt;
+    const std::string& name = m_scene.inputs.front();
+    if (testInputMoves(name)) return onGround(testInput(name, m_scene.width, m_scene.height, stillFrame()));
+    return onGround(m_inputs.front());
+}
+
+Picture EffectPainter::still(const DeclaredView& view) const {
+    DeclaredScene scene = m_scene;
+    scene.frame = stillFrame();
+    return onGround(fromHostImage(*renderScene(m_plugin, scene, m_inputs, {.preset = view.preset})));
+}
+
+std::vector<LoopFrame> EffectPainter::loop(const DeclaredView& view, double scale) const {
+    DeclaredScene scene = m_scene;
+    scene.frame = firstOfLoop();
+    SceneRender render(m_plugin, scene, m_inputs, {.preset = view.preset, .scale = scale});
+    const auto at = [&](int frame) { return loopFrame(onGround(fromHostImage(*render.frame(frame)))); };
+    for (int frame = scene.frame - scene.lead; frame < scene.frame; ++frame) render.frame(frame);
+    std::vector<LoopFrame> frames{at(scene.frame)};
+    bool moves = false;
+    for (int i = 1; i < LoopFrames + LoopFade; ++i) {
+        frames.push_back(at(scene.frame + i));
+        moves = moves || frames.back().levels != frames.front().levels;
+        // What has stood still so far may begin later, as a burn does; it is tried at a few frames.
+        if (!moves && i == 1)
+            for (const int later : {LoopFrames / 2, LoopFrames - 1})
+                moves = moves || at(scene.frame + later).levels != frames.front().levels;
+        if (!moves) return {};
+    }
+    return closedLoop(std::move(frames), LoopFrames);
+}
+
+}  // namespace quillon
