@@ -165,7 +165,18 @@ std::vector<DeclaredChange> changesOf(const DeclaredEffect& effect, const Declar
         const std::string& value = presets.rows[row][i];
         const DeclaredParam* param = effect.findParam(presets.columns[i]);
         if (value.empty() || (param && (param->secret || sameValue(value, param->defaultText)))) continue;
-        changes.push_back({effect.labelOf(presets.columns[i]), value});
+        const std::string label = effect.labelOf(presets.columns[i]);
+        if (!param || param->kind != "Curve point") {
+            changes.push_back({label, value});
+            continue;
+        }
+        // The points of a curve, "Red1" to "Red6", together: "Red curve", "1 (0, 0.28), 2 (0.26, 0.63)".
+        const auto digits = label.find_last_not_of("0123456789") + 1;
+        const std::string point = label.substr(digits) + " (" + value + ")", curve = label.substr(0, digits) + " curve";
+        if (!changes.empty() && changes.back().label == curve)
+            changes.back().value += ", " + point;
+        else
+            changes.push_back({curve, point});
     }
     return changes;
 }

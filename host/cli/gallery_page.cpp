@@ -11,7 +11,7 @@ namespace quillon {
 namespace {
 
 constexpr char Folder[] = "pictures/";
-constexpr std::size_t MostValues = 12;  // of a preset, shown at once
+constexpr std::size_t MostValues = 18;  // of a preset, shown at once
 
 std::string head(const std::string& title, const std::string& folder) {
     return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<meta name=\"viewport\" "

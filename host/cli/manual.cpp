@@ -49,9 +49,9 @@ class Flow {
     int m_page = 0;
 };
 
-std::string joined(const std::vector<std::string>& parts) {
+std::string joined(const std::vector<std::string>& parts, const std::string& separator = ", ") {
     std::string result;
-    for (const std::string& part : parts) result += (result.empty() ? "" : ", ") + part;
+    for (const std::string& part : parts) result += (result.empty() ? "" : separator) + part;
     return result;
 }
 
@@ -84,6 +84,30 @@ void writeParameters(Flow& flow, const DeclaredEffect& effect) {
     }
 }
 
+void writeUsage(Flow& flow, const DeclaredEffect& effect) {
+    std::vector<std::string> lines = effect.usage;
+    if (const std::string history = effect.historyText(); !history.empty()) lines.push_back(history);
+    if (!lines.empty()) flow.heading(11.0, "How to use it");
+    for (const std::string& line : lines) {
+        flow.gap(2.0);
+        flow.paragraph(PdfFont::Regular, Body, line, 12.0);
+    }
+}
+
+// What each preset sets to something other than the defaults.
+void writePresets(Flow& flow, const DeclaredEffect& effect) {
+    if (!effect.presets.empty()) flow.heading(11.0, "Presets");
+    for (const DeclaredView& view : effect.views()) {
+        if (view.preset.empty()) continue;
+        std::vector<std::string> values;
+        for (const DeclaredChange& change : view.changes) values.push_back(change.label + "\u00A0" + change.value);
+        flow.require(3 * Body);
+        flow.gap(3.0);
+        flow.paragraph(PdfFont::Bold, Body, view.caption);
+        if (!values.empty()) flow.paragraph(PdfFont::Regular, Small, joined(values, "; "), 12.0);
+    }
+}
+
 // The page on which each effect begins.
 using Pages = std::map<std::string, int>;
 
@@ -99,17 +123,15 @@ void writeEffect(PdfDocument& document, Flow& flow, const DeclaredEffect& effect
     document.bookmark(effect.name);
     flow.paragraph(PdfFont::Bold, 18.0, effect.name);
     flow.gap(6.0);
-    flow.paragraph(PdfFont::Regular, Body, effect.description);
+    flow.paragraph(PdfFont::Regular, Body, effect.purpose.empty() ? effect.summary() : effect.purpose);
     if (!effect.hasPicture)
         flow.paragraph(PdfFont::Regular, Body, "It has no picture of its own yet and hands on its input.");
-    if (const std::string history = effect.historyText(); !history.empty()) {
-        flow.gap(4.0);
-        flow.paragraph(PdfFont::Regular, Body, history);
-    }
+    writeUsage(flow, effect);
     flow.heading(11.0, "Clips");
     for (const DeclaredClip& clip : effect.clips)
         flow.paragraph(PdfFont::Regular, Body, clip.label + (clip.required ? " (required)" : ""), 12.0);
     writeParameters(flow, effect);
+    writePresets(flow, effect);
     for (const DeclaredHost& host : effect.hosts) {
         if (&host == &effect.hosts.front()) flow.heading(11.0, "In certain hosts");
         std::string texts = host.host + ":";

@@ -6,7 +6,6 @@
 #include <set>
 
 #include "host/cli/failure.h"
-#include "host/cli/gallery_page.h"
 #include "host/cli/scene.h"
 #include "host/cli/test_inputs.h"
 
@@ -55,16 +54,6 @@ TEST(SceneInputs, ScalePicturesToTheSceneAroundTheirMiddle) {
             (full.row(2 * y)[at] + full.row(2 * y)[at + 4] + full.row(2 * y + 1)[at] + full.row(2 * y + 1)[at + 4]) / 4;
         EXPECT_NEAR(inputs[0].row(y)[static_cast<std::size_t>(x) * 4], mean, 1e-6);
     }
-}
-
-TEST(GalleryPage, EscapesTextAndRefersToNothingOutside) {
-    GalleryEffect effect{
-        "Q_A", "Menu", "a < b & \"c\"", "X=<1>", 4, 3, {{"p/A.jpg", ""}, {"p/A.1.jpg", "Black & White"}}};
-    const std::string page = galleryPage({"7.00", "contact.jpg", {effect}, {"Q_B"}});
-    EXPECT_NE(page.find("a &lt; b &amp; &quot;c&quot;"), std::string::npos);
-    EXPECT_NE(page.find("Black &amp; White"), std::string::npos);
-    EXPECT_EQ(page.find("<1>"), std::string::npos);
-    EXPECT_EQ(page.find("://"), std::string::npos);
 }
 
 }  // namespace

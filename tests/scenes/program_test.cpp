@@ -64,31 +64,24 @@ TEST_F(Commands, RenderTellsTheTimeByStageWhenAsked) {
     EXPECT_THAT(out, testing::ContainsRegex("Radial LIC +3 +[0-9]+\\.[0-9]{3} +[0-9]+\\.[0-9]{3}\n"));
 }
 
-TEST_F(Commands, GalleryLeavesPicturesASheetAndAPage) {
-    const std::string examples = " --examples " QUILLON_SOURCE "/examples";
-    ASSERT_EQ(run("gallery -o shown crashzoom Q_Darken" + examples), 0) << err;
-    expectQuiet();
-    const std::string page = contents("shown/index.html");
-    for (const char* name : {"CrashZoom", "Darken"}) {
-        const std::string file = std::string("pictures/") + name + ".jpg";
-        EXPECT_THAT(page, HasSubstr("src=\"" + file + "\""));
-        EXPECT_EQ(readPictureInfo(folder / "shown" / file).width, 480);
-    }
-    EXPECT_THAT(page, Not(HasSubstr("Lighten")));
-    EXPECT_GT(readPictureInfo(folder / "shown/contact.jpg").width, 480);
-    EXPECT_EQ(run("gallery -o shown crashzom" + examples), 2);
-    EXPECT_THAT(err, HasSubstr("CrashZoom"));
-    EXPECT_EQ(run("gallery -o shown Darken --examples nowhere"), 1);
+TEST_F(Commands, RenderFillsAClipThatMayStayEmptyAndTellsSo) {
+    ASSERT_EQ(run("render TrailAverage -i chart.png -o a.png"), 0) << err;
+    EXPECT_THAT(err + out, HasSubstr("the clip Matte has no input and gets chart.png"));
+    ASSERT_EQ(run("render TrailAverage -i chart.png -i Matte=chart.png -o b.png"), 0) << err;
+    EXPECT_EQ(contents("a.png"), contents("b.png"));
+    EXPECT_EQ(run("render TransFlow -i chart.png -o c.png"), 2) << "its second clip is needed indeed";
+    EXPECT_THAT(err, HasSubstr("BackG"));
 }
 
-TEST_F(Commands, ReferenceLinksThePicturesThatAreThere) {
+TEST_F(Commands, ReferenceShowsThePicturesThatAreThere) {
     fs::create_directories(folder / "docs/images/effects");
     std::ofstream(folder / "docs/images/effects/Darken.jpg") << "x";
     ASSERT_EQ(run("reference"), 0) << err;
-    EXPECT_THAT(contents("docs/effects/Darken.md"), HasSubstr("![Q_Darken](../images/effects/Darken.jpg)"));
-    EXPECT_THAT(contents("docs/effects/Lighten.md"), Not(HasSubstr("![")));
-    ASSERT_EQ(run("reference -o elsewhere"), 0) << err;
-    EXPECT_TRUE(fs::exists(folder / "elsewhere/README.md"));
+    EXPECT_THAT(contents("docs/effects/Darken.md"), HasSubstr("src=\"../images/effects/Darken.jpg\""));
+    EXPECT_THAT(contents("docs/effects/Lighten.md"), Not(HasSubstr("<img")));
+    ASSERT_EQ(run("reference Lighten --pictures -o elsewhere/pages --examples " QUILLON_SOURCE "/examples"), 0) << err;
+    EXPECT_EQ(readPictureInfo(folder / "elsewhere/images/effects/Lighten.jpg").width, 1280);
+    EXPECT_THAT(contents("elsewhere/pages/Lighten.md"), HasSubstr("src=\"../images/effects/Lighten.jpg\""));
     EXPECT_EQ(run("reference -o chart.png"), 1);
 }
 

@@ -20,9 +20,9 @@ using testing::Not;
 const fs::path Docs = fs::path(QUILLON_SOURCE) / "docs";
 
 TEST(Reference, PagesInDocsAreUpToDate) {
-    const auto pages = referencePages(readDeclarations(QUILLON_BUNDLE), [](const std::string& effect) {
-        return fs::exists(Docs / "images/effects" / (effect + ".jpg"));
-    });
+    const auto pages =
+        referencePages(readDeclarations(QUILLON_BUNDLE),
+                       {.has = [](const std::string& file) { return fs::exists(Docs / "images/effects" / file); }});
     ASSERT_EQ(pages.size(), 59u);
     for (const auto& [name, text] : pages) {
         std::ifstream file(Docs / "effects" / name, std::ios::binary);
@@ -38,7 +38,10 @@ DeclaredEffect glow() {
     effect.name = "Q_Glow";
     effect.identifier = "com.example.Q_Glow";
     effect.menu = "Looks";
-    effect.description = "  Adds a   glow. ";
+    effect.description = "  Adds a   glow. This effect is in Box Number 7";
+    effect.usage = {"Put it last."};
+    effect.scene.inputs = {"@ramp"};
+    effect.scene.look = {"Size=4"};
     effect.contexts = {"OfxImageEffectContextFilter"};
     effect.hasPicture = true;
     effect.pages = {"Main", "More"};
@@ -50,7 +53,7 @@ DeclaredEffect glow() {
             false,   false,    ""};
     hidden = {"Seed", "Seed", "Seed", "OfxParamTypeInteger", "Integer", "More", "1", "", {}, true, true, ""};
     effect.params = {size, mode, hidden};
-    effect.presets = {{"Demos", {"Size"}, {"Soft", "Hard|er"}, {{"2"}, {"9.5"}}, false}};
+    effect.presets = {{"Demos", {"Size", "Seed"}, {"Soft", "Hard|er"}, {{"3.0", ""}, {"9.5", "2"}}, false}};
     effect.rules = {{"Demos", {"Size", "Seed"}, "Preset is Soft", ""}, {"Demos", {}, "", "Seed follows Size"}};
     effect.widgets = {{"circle", {"Size"}}};
     effect.hosts = {{"Nuke", {"One.", "Two."}}};
@@ -58,23 +61,24 @@ DeclaredEffect glow() {
 }
 
 TEST(Reference, TellsAllThatIsDeclared) {
-    const auto pages = referencePages({"1.0", {glow()}}, [](const std::string&) { return true; });
+    const auto pages = referencePages({"1.0", {glow()}}, {.has = [](const std::string&) { return true; }});
     const std::string& page = pages.at("Glow.md");
     for (const char* text :
-         {"# Q_Glow\n\nAdds a glow.\n", "![Q_Glow](../images/effects/Glow.jpg)", "| Contexts | filter |",
+         {"# Q_Glow\n\nAdds a glow.\n", "<img src=\"../images/effects/Glow.jpg\"", "/source-ramp.jpg\"",
+          "\nWith Size of it 4.\n", "## How to use it\n\n- Put it last.\n", "| Contexts | filter |",
           "| Clip to Glow | `Input` | In | yes | yes |", "### Page Main",
           "| Size of it | `Size` | `Size_of_it` | Number | 3 | 0 .. 20 | How wide it glows, in pixels. |",
           "Choice (not animated) | Soft | Soft · Hard\\|er |  |", "Integer (hidden)",
           "- Size of it and Seed are greyed when Preset is Soft.\n", "- Seed follows Size.\n",
-          "**Preset** (`Demos`) sets these values and leaves all others", "| Hard\\|er | 9.5 |",
-          "- Circle: Size of it\n", "| Nuke | One. Two. |"})
+          "**Preset** (`Demos`) writes 2 parameters and leaves the others.", "/Glow.Demos-02.jpg\"",
+          "| Soft | nothing |", "| Hard\\|er | Size of it 9.5 |", "- Circle: Size of it\n", "| Nuke | One. Two. |"})
         EXPECT_THAT(page, HasSubstr(text));
     EXPECT_THAT(page, Not(HasSubstr("hands on its input")));
     EXPECT_THAT(pages.at("README.md"), HasSubstr("| [Q_Glow](Glow.md) | Adds a glow. | yes |"));
     DeclaredEffect plain = glow();
     plain.hasPicture = false;
-    EXPECT_THAT(referencePages({"1.0", {plain}}, [](const std::string&) { return false; }).at("Glow.md"),
-                testing::AllOf(HasSubstr("hands on its input"), Not(HasSubstr("!["))))
+    EXPECT_THAT(referencePage(plain, {.has = [](const std::string&) { return false; }}),
+                testing::AllOf(HasSubstr("hands on its input"), Not(HasSubstr("<img"))))
         << "nothing to show yet";
 }
 

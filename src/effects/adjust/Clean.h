@@ -11,7 +11,22 @@ struct CleanInfo : EffectInfo {
     static constexpr EffectTraits traits{
         .name = "Clean",
         .menu = "Adjust",
-        .description = " Cleans up the image using median filtering. This effect is in Box Number 4"};
+        .description = " Cleans up the image using median filtering. This effect is in Box Number 4",
+        .purpose =
+            "Specks, dust, dead pixels and grain go while edges stay: a median filter with a window for each channel "
+            "if need be.",
+        .usage =
+            "Connect the shot as Clip to Clean. Radius 1 or 2 takes out dead pixels and fine dust, 4 smooths skin, 10 "
+            "and more make flat shapes.\n"
+            "Lock Radius keeps the window square; unlock it for scratches: a wide, low window removes upright lines.\n"
+            "Split RGB gives each channel a window of its own. Blue is the noisiest channel of most cameras and bears "
+            "twice the radius of green.\n"
+            "Fine lines and glints thinner than half the window go as well. Hold them with a matte from an edge "
+            "detector, and mix in the comp.\n"
+            "Radii count pixels of the picture that is rendered, also in a proxy: halve them for a proxy of half the "
+            "size to see the same.\n"
+            "Large radii are slower than small ones, but by far not by the square.\n"
+            "Put it first, before keys, tracking and grades, and lay fresh grain over the end.\n"};
 
     ClipRecord input{this, {.name = "Input", .label = "Clip to Clean", .shortLabel = "Input", .required = true}};
 

@@ -11,7 +11,20 @@ struct DarkenInfo : EffectInfo {
     static constexpr EffectTraits traits{
         .name = "Darken",
         .menu = "Adjust",
-        .description = "Expands darker portions of the image. This effect is in Box Number 4"};
+        .description = "Expands darker portions of the image. This effect is in Box Number 4",
+        .purpose =
+            "Dark parts grow over their surroundings: thickens drawings and type, eats the fringes of bright edges, "
+            "closes gaps in a line.",
+        .usage =
+            "Connect the shot as Clip to Darken. Size is the window whose darkest value each channel takes: 2 or 3 "
+            "tightens, 10 and more paints in blocks.\n"
+            "Threshold spares the bright parts: only pixels up to that luminance are darkened.\n"
+            "Split RGB gives red, green and blue windows of their own, which shifts the colour of edges; equal sizes "
+            "leave it.\n"
+            "After Q_Lighten of the same Size small dark specks are gone and shapes have their old size; the other way "
+            "round, small bright ones.\n"
+            "Sizes count pixels of the full size and follow a proxy in whole pixels: small sizes differ there.\n"
+            "Put it on mattes and line art before blurs, and before the grain.\n"};
 
     ClipRecord input{this, {.name = "Input", .label = "Clip to Darken", .required = true}};
 

@@ -11,7 +11,20 @@ struct LightenInfo : EffectInfo {
     static constexpr EffectTraits traits{
         .name = "Lighten",
         .menu = "Adjust",
-        .description = "Expands lighter portions of the image. This effect is in Box Number 4"};
+        .description = "Expands lighter portions of the image. This effect is in Box Number 4",
+        .purpose =
+            "Light parts grow over their surroundings: fattens stars, lamps and highlights, removes dark specks and "
+            "hairs, opens mattes.",
+        .usage =
+            "Connect the shot as Clip to Lighten. Size is the window whose lightest value each channel takes.\n"
+            "Threshold keeps the dark parts as they are: only pixels from that luminance on are lightened. With 60 and "
+            "more only lamps and glints grow.\n"
+            "Boost Highlights is a gamma before the window: above 1 more of the picture reaches the threshold.\n"
+            "Split RGB gives red, green and blue windows of their own, which colours the rims of lights.\n"
+            "Before a blur it makes the round, hard highlights of an open lens; before Q_Darken of the same Size it "
+            "removes small dark specks.\n"
+            "Sizes count pixels of the full size and follow a proxy in whole pixels: small sizes differ there.\n"
+            "Put it on the clean shot, before blurs and before the grain.\n"};
 
     ClipRecord input{this, {.name = "Input", .label = "Clip to Lighten", .shortLabel = "Input", .required = true}};
 

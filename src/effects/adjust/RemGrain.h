@@ -11,7 +11,18 @@ struct RemGrainInfo : EffectInfo {
         .name = "RemGrain",
         .menu = "Sundries",
         .overlay = true,
-        .description = " Simple but effective grain removal. This effect is in Box Number 30"};
+        .description = " Simple but effective grain removal. This effect is in Box Number 30",
+        .purpose = "Grain and noise are blurred away where the picture is flat; edges and detail are kept.",
+        .usage =
+            "Connect the shot as Input. Raise Red, Green and Blue Blur until flat parts are quiet; blue usually needs "
+            "most.\n"
+            "Sharp brings the source back along edges. A little is enough: it brings the grain of the edges back too.\n"
+            "See Luminance shows one cleaned colour in grey: the fastest way to find its Blur and Sharp.\n"
+            "ROI box cleans only between two positions: put it half over a flat area to compare.\n"
+            "Blurs count fortieths of a pixel at full size, so 100 is 2.5 pixels. A proxy has hardly any grain left; "
+            "set it at full size.\n"
+            "The switches of the colours leave a colour out of the result: all on is the picture.\n"
+            "Put it first, before keys and tracking, and lay fresh grain over the finished comp.\n"};
 
     ClipRecord input{this, {.name = "Input", .label = "Input", .required = true}};
 

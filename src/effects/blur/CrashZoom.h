@@ -7,10 +7,27 @@
 #include "Library2/PluginK7.h"
 
 struct CrashZoomInfo : EffectInfo {
-    static constexpr EffectTraits traits{.name = "CrashZoom",
-                                         .menu = "Blurs",
-                                         .overlay = true,
-                                         .description = "Convergence blurring. This effect is in Box Number 8"};
+    static constexpr EffectTraits traits{
+        .name = "CrashZoom",
+        .menu = "Blurs",
+        .overlay = true,
+        .description = "Convergence blurring. This effect is in Box Number 8",
+        .purpose =
+            "The zoom is pulled while the shutter is open: everything streaks towards a centre, and a circle, a "
+            "polygon or the bright parts of a second clip stay clear.",
+        .usage =
+            "Connect the shot as Clip to Zoom and drag Centre to the eye, the face or the title that stays still.\n"
+            "Speed is the length of the streaks. 10 to 35 looks like a lens, 100 reaches the clear shape; below 0 the "
+            "streaks run outwards.\n"
+            "Clear Radius keeps the middle sharp, Soft Radius says how gently the blur begins. A Soft Radius of 3 "
+            "pixels shows an edge; raise it to hide the shape.\n"
+            "With the shape Object Image connect a matte as Objects Clip: where it is brighter than Object Threshold "
+            "streaks are short, where it is darker they are long.\n"
+            "Sample is quality: 1 for setting up, 16 where long streaks show steps.\n"
+            "Animate Speed from 0 up and down over 6 to 10 frames for a crash zoom on a cut.\n"
+            "Soft Radius counts pixels of the full size, all else parts of the picture. A proxy shows the same "
+            "streaks.\n"
+            "Put it after the comp is together and before grain, since grain does not streak.\n"};
     enum Shape { Circle = 1, ObjectImage = 2, ThreeSides = 3 };  // above that the number of sides
 
     ClipRecord input{this, {.name = "Input", .label = "Clip to Zoom", .shortLabel = "Input", .required = true}};

@@ -13,7 +13,22 @@ struct SpinBlurInfo : EffectInfo {
         .name = "SpinBlur",
         .menu = "Blurs",
         .overlay = true,
-        .description = "Apply a circular blurring effect. This effect is in Box Number 8"};
+        .description = "Apply a circular blurring effect. This effect is in Box Number 8",
+        .purpose =
+            "The picture turns about a centre while the shutter is open: wheels, vertigo, a spinning camera, a twirl.",
+        .usage =
+            "Connect the shot as Input and drag Centre onto the hub.\n"
+            "Speed is the angle turned through while the shutter is open. A wheel at 24 frames and half a shutter "
+            "turns through 180 degrees times its turns in a frame.\n"
+            "Overall turns all of it, Fade only a ring between the inner and the outer radius with soft edges: the "
+            "style for a wheel. Twirl In and Out change the angle with the distance.\n"
+            "A matte with Use Matte on scales the angle by its luminance: black stays clear. It keeps the fork before "
+            "the wheel sharp.\n"
+            "Mix with Source brings back some of the sharp picture, as a flash with a long exposure does.\n"
+            "Long arcs cost no more than short ones.\n"
+            "Radii are parts of the picture, so a proxy shows the same blur.\n"
+            "Put it before grain. Near the borders it repeats the outermost pixels; overscan the shot where that "
+            "shows.\n"};
     enum Style { Overall = 1, Fade = 2, TwirlIn = 3, TwirlOut = 4 };
 
     ClipRecord input{this, {.name = "Input1", .label = "Input", .required = true}};

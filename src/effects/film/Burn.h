@@ -11,7 +11,21 @@ struct BurnInfo : EffectInfo {
     static constexpr EffectTraits traits{
         .name = "Burn",
         .menu = "Film Kit",
-        .description = "Add a movie style 'Burn' to the clip. This effect is in Box Number 2"};
+        .description = "Add a movie style 'Burn' to the clip. This effect is in Box Number 2",
+        .purpose =
+            "The film sticks in the gate and burns through: a hole with a charred, glowing rim eats the picture from a "
+            "corner. The same effect grades the clip as old stock.",
+        .usage =
+            "Connect the clip as Input. Burn Starts is the frame at which the hole opens, Burn Duration how many "
+            "frames it takes until nothing is left.\n"
+            "10 to 20 frames look like a projector; longer ones become a transition.\n"
+            "To White shows the lamp where the film is gone, To Black darkness. For a transition put the next shot "
+            "behind: key the black or the white.\n"
+            "Film Look works on the whole clip also without the burn: switch Burn off and choose tinted or black and "
+            "white stock.\n"
+            "The film stops when it burns: freeze the shot at Burn Starts, and shake it a little before.\n"
+            "The rim is as wide as a tenth of the picture at every resolution; a proxy shows the same burn.\n"
+            "Put it last, after grain and gate weave: it is the film that burns, with all that is on it.\n"};
     enum Corner { BottomLeft = 1, BottomRight, TopRight, TopLeft };
     enum Remains { Black = 1, White = 2 };
     enum Film { InColour = 1, BlackAndWhite = 2, Tinted = 3 };

@@ -33,7 +33,23 @@ struct EdgeLeakInfo : EffectInfo {
         .name = "EdgeLeak",
         .menu = "Film Kit",
         .overlay = true,
-        .description = "Light has leaked into the film stock at the edge. This effect is in Box Number 2"};
+        .description = "Light has leaked into the film stock at the edge. This effect is in Box Number 2",
+        .purpose =
+            "Light that has leaked into the magazine at the edge of the film: a red, a yellow and a white veil reach "
+            "in from one side, and their borders wander with time.",
+        .usage =
+            "Connect the clip as Input. Dir says which side the light comes from.\n"
+            "Drag the three borders in the viewer: red reaches farthest, then yellow, then white near the edge. Wide "
+            "softness makes a veil, narrow softness a hard leak.\n"
+            "Fog is light that lies over everything; Thickness is further exposure, which leaves black parts black. "
+            "Old stock has much fog, a fresh leak much exposure.\n"
+            "Wobbliness lets the borders wander, scaled by Thickness; 0 keeps them straight.\n"
+            "Animate the positions over 5 to 15 frames for the flash at a roll's end; left alone the leak drifts "
+            "slowly.\n"
+            "Use Alpha keeps the light to what has alpha. Negative darkens, as on a print from a negative.\n"
+            "Positions are fractions of the width and the noise is the same at every size, so a proxy shows the same "
+            "leak.\n"
+            "Put it after the grade and before grain; light falls on the film, not on the scene.\n"};
     enum Side { FromLeft = 1, FromRight = 2 };
 
     ClipRecord input{this, {.name = "Input", .label = "Input", .shortLabel = "Film", .required = true}};

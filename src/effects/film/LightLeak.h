@@ -10,10 +10,26 @@
 #include "effects/film/FilmLight.h"
 
 struct LightLeakInfo : EffectInfo {
-    static constexpr EffectTraits traits{.name = "LightLeak",
-                                         .menu = "Film Kit",
-                                         .overlay = true,
-                                         .description = "Light has spoilt the film. This effect is in Box Number 2"};
+    static constexpr EffectTraits traits{
+        .name = "LightLeak",
+        .menu = "Film Kit",
+        .overlay = true,
+        .description = "Light has spoilt the film. This effect is in Box Number 2",
+        .purpose =
+            "Light that has got into the camera and spoilt the film: a handful of soft spots, red outside, yellow "
+            "further in, white in their hearts.",
+        .usage =
+            "Connect the clip as Input and drag Core Pos to where the leak sits, often just outside the frame.\n"
+            "Light Pattern is a seed: step through numbers until the spots lie well, then set Light Spots, Pattern "
+            "Size and Grouping.\n"
+            "Fog lays light over everything; Thickness exposes further and leaves black parts black.\n"
+            "The Spread of a colour says how large its part of a spot is, its Soft how gently it ends. Red soft and "
+            "wide, white small is what film does.\n"
+            "Add Randomness lets the spots breathe and wander; Size Wobble and Spot Wobble say how far. Animate Core "
+            "Pos for a flash that sweeps over the frame.\n"
+            "Use Alpha keeps the light to what has alpha. Negative darkens.\n"
+            "All sizes are parts of the picture: it looks the same at every resolution and in a proxy.\n"
+            "Put it after the grade and before grain.\n"};
 
     ClipRecord input{this, {.name = "Input", .label = "Input", .shortLabel = "Film", .required = true}};
 

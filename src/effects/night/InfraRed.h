@@ -8,10 +8,28 @@
 #include "effects/engines/controls/CurveControls.h"
 
 struct InfraRedInfo : EffectInfo {
-    static constexpr EffectTraits traits{.name = "InfraRed",
-                                         .menu = "Night Looks",
-                                         .overlay = true,
-                                         .description = "InfraRed cheated imaging. This effect is in Box Number 3"};
+    static constexpr EffectTraits traits{
+        .name = "InfraRed",
+        .menu = "Night Looks",
+        .overlay = true,
+        .description = "InfraRed cheated imaging. This effect is in Box Number 3",
+        .purpose =
+            "Infra-red film without infra-red light: foliage glows, skies go dark. The brightness of a pixel, "
+            "softened, goes through a curve for each colour, drawn over the picture.",
+        .usage =
+            "Connect the shot as Background; it is also what the exposure is read from, unless another picture is "
+            "connected as InfraRed Clip.\n"
+            "Begin with a Type and then drag the points of the three curves in the viewer. Left is dark, right is "
+            "bright.\n"
+            "The strongest colour of a pixel counts as its brightness: green leaves and blue sky can come out alike. "
+            "Prepare the InfraRed Clip with a channel mixer, leaves bright and sky dark, to part them.\n"
+            "Softening makes the halo of infra-red film, in tenths of a pixel at full size: 8 is hardly seen, 40 "
+            "glows.\n"
+            "BW shows the luminance of the result, the look of black and white infra-red stock.\n"
+            "Mix with Source brings back some of the picture.\n"
+            "The blur follows a proxy; curves do not depend on the size.\n"
+            "Put it where the grade goes, before grain. Curves take samples from 0 to 1 as they come: feed it "
+            "display-like pictures and not scene-linear ones.\n"};
 
     ClipRecord background{this, {.name = "Input2", .label = "Background", .required = true}};
     ClipRecord infraRed{this, {.name = "Input", .label = "InfraRed Clip"}};

@@ -12,7 +12,23 @@ struct NightVisionInfo : EffectInfo {
         .name = "NightVision",
         .menu = "Night Looks",
         .overlay = true,
-        .description = "Night Vision Camera simulation. This effect is in Box Number 3"};
+        .description = "Night Vision Camera simulation. This effect is in Box Number 3",
+        .purpose =
+            "The shot through a night-vision tube: steep response, phosphor tint, blooming highlights, grain, one or "
+            "two round eyepieces and a reticle.",
+        .usage =
+            "Connect the shot as Input. Dark shots with a few lamps look best; grade a day shot down first.\n"
+            "Begin with the Type of the tube: it sets response, tint, grain, border and reticle.\n"
+            "Contrast and Brightness make the response, Lift sets the black. Burnt-out lamps with a wide bloom say "
+            "night vision more than the green does.\n"
+            "Range says what counts as a highlight, Softness how far it blooms, Highlight Boost how strongly.\n"
+            "Luminance Bias puts the grain into the dark parts, where a tube has it. Grain changes with every frame.\n"
+            "Drag the reticle and its size in the viewer. Its thickness follows the width of the picture unless Use "
+            "Default Thickness is off.\n"
+            "Bloom and defocus count pixels of the full size and follow a proxy. Grain Size counts pixels of the "
+            "picture that is rendered: in a proxy of half the size grains look twice as large.\n"
+            "Put it last, after the comp: the tube sees all of it. Shake and breathing of the image come before it, "
+            "the reticle's own shake after.\n"};
     enum Border { Monocular = 1, Binocular = 2 };
     static constexpr int NoReticle = 1;  // of RetType; reticles follow
 

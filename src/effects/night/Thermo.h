@@ -10,10 +10,25 @@
 #include "effects/engines/curves/PowerTable.h"
 
 struct ThermoInfo : EffectInfo {
-    static constexpr EffectTraits traits{.name = "Thermo",
-                                         .menu = "Night Looks",
-                                         .overlay = true,
-                                         .description = "Thermal imaging. This effect is in Box Number 3"};
+    static constexpr EffectTraits traits{
+        .name = "Thermo",
+        .menu = "Night Looks",
+        .overlay = true,
+        .description = "Thermal imaging. This effect is in Box Number 3",
+        .purpose =
+            "The shot through a thermal camera: brightness is taken for heat and shown from cold blue over green and "
+            "yellow to hot red.",
+        .usage =
+            "Connect the shot as Thermo Clip. What is bright is hot: grade faces up and the background down first, or "
+            "paint a heat matte and connect that.\n"
+            "Begin with a Type and then drag the curves in the viewer: Temperature chooses the colour for each "
+            "brightness, Intensity how bright it is.\n"
+            "Gamma warms or cools the mid-tones, Luminance Boost scales all heat.\n"
+            "Softening is the coarse sensor, in tenths of a pixel at full size. For a real camera's look render small "
+            "and enlarge without filtering before it.\n"
+            "Mix with Source keeps some of the shot as a guide to the eye.\n"
+            "The blur follows a proxy; the colours do not depend on the size.\n"
+            "Put it last in the comp, with burnt-in figures and a frame of the camera above it.\n"};
 
     ClipRecord input{this, {.name = "Input", .label = "Thermo Clip", .shortLabel = "Heat", .required = true}};
 

@@ -8,7 +8,26 @@
 
 struct FacetInfo : EffectInfo {
     static constexpr EffectTraits traits{
-        .name = "Facet", .menu = "Paint FX", .description = "Colour faceting effect. This effect is in Box Number 9"};
+        .name = "Facet",
+        .menu = "Paint FX",
+        .description = "Colour faceting effect. This effect is in Box Number 9",
+        .purpose =
+            "Flat patches with crisp borders, as if painted with a palette knife: each channel of a pixel takes the "
+            "value that is most frequent around it.",
+        .usage =
+            "Connect the shot as Clip to Facet. Radius X is the width of the window: 5 simplifies, 15 paints, 30 makes "
+            "posters.\n"
+            "Lock Radius keeps the window square in the picture, also where pixels are not; unlock it for upright or "
+            "level strokes.\n"
+            "A matte with Use Mask on mixes the facets in by its luminance, Composite lays them over the source by the "
+            "same: paint the background and leave the faces.\n"
+            "Channels are chosen one by one, so that colours appear which the source has not; less saturation before "
+            "it keeps that quiet.\n"
+            "Grain breaks the patches up: run Q_Clean or Q_RemGrain first, and lay new grain over the result.\n"
+            "Windows count pixels of the full size and are odd: in a proxy they are rounded to whole pixels, which "
+            "changes small radii visibly.\n"
+            "The cost does not depend on the radius.\n"
+            "Moving shots boil, as painted films do. Set the result on twos where that is too busy.\n"};
 
     ClipRecord input{this, {.name = "Input", .label = "Clip to Facet", .shortLabel = "Input", .required = true}};
     ClipRecord matte{this, {.name = "Input2", .label = "Matte"}};

@@ -17,7 +17,26 @@ struct TrailAverageInfo : EffectInfo {
         .menu = "Trailz",
         .otherFrames = true,
         .history = FrameHistory::Frames,
-        .description = "Trail generation using an average accumulation. This effect is in Box Number 7"};
+        .description = "Trail generation using an average accumulation. This effect is in Box Number 7",
+        .purpose =
+            "What moves leaves a trail: each frame shows the average of the last frames, straight, with red, green and "
+            "blue of different lengths, or with the bright parts dominant.",
+        .usage =
+            "Connect the shot as Input Clip and render its frames in order: the trail goes on from the frame before. "
+            "Restart, or an earlier frame, begins it anew.\n"
+            "Endurance is the number of frames averaged: 3 to 5 is a long shutter, 20 and more turns people into "
+            "ghosts and empties streets.\n"
+            "StaggerRGB gives each colour a length of its own: still parts stay grey and moving ones trail in "
+            "colours.\n"
+            "BoostBright lets bright frames outweigh dark ones: lamps and fireworks draw lines. Raise Bright Emphasis "
+            "until they hold.\n"
+            "The Matte clip counts with Use Matte Clip or Matte PreMultiply on. Hosts may insist on a picture there; "
+            "any will do while both are off.\n"
+            "Composite lays the trail over Background, or over the shot itself where none is connected.\n"
+            "The first frame of a run counts for those before it. Start some frames before the cut so that the trail "
+            "is full there.\n"
+            "Every length costs the same time. The blur follows a proxy; the average does not depend on the size.\n"
+            "Put it before grain, which averaging would remove.\n"};
 
     ClipRecord input{
         this, {.name = "Input", .label = "Input Clip", .shortLabel = "Trail", .required = true, .temporal = true}};

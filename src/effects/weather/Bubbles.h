@@ -15,7 +15,27 @@ struct BubblesInfo : EffectInfo {
         .generator = true,
         .overlay = true,
         .history = FrameHistory::Inputs,
-        .description = "Particle system simulating bubbles. This effect is in Box Number 1"};
+        .description = "Particle system simulating bubbles. This effect is in Box Number 1",
+        .purpose =
+            "Bubbles: glassy shells that rise, grow, swirl, gather and burst, lit from one side, with a picture "
+            "mirrored in their skin. Soap bubbles, champagne, life under water.",
+        .usage =
+            "Connect the shot as Background. Without one the bubbles are on black; Bubbles Only leaves a connected "
+            "shot out.\n"
+            "Connect what the bubbles should mirror as Reflection: the shot itself, a blurred copy or a picture of the "
+            "room. A soft, contrasty one with a bright window looks best; Reflection Intensity mixes it in.\n"
+            "Drag the beam of light over the viewer until highlights sit where the lamps of the shot are; Glisten "
+            "Tightness makes them small and hard.\n"
+            "A matte on Birth (Use Birth Matte) keeps births to its red parts. One on Burst/Gather makes bubbles burst "
+            "(Bubbles Burst) or gather and stay (Congregate) where its red is above one half.\n"
+            "Pre Roll of as many frames as bubbles need to cross the picture, else the first frames hold newborn ones "
+            "only.\n"
+            "Large bubbles are few: Density 1 to 3 fills a frame. Dozens a frame are for foam, and read as grey fog "
+            "where they overlap.\n"
+            "Sizes, velocities and forces count pixels of the full size: double Bubble Size, Gravity and Initial "
+            "Velocity at twice the resolution.\n"
+            "A proxy shows the same bubbles smaller; their highlights lose detail first. Judge the skin at full size.\n"
+            "Put it after the grade and before depth of field and grain.\n"};
     enum Growth { Assorted = 1, Shrinking = 2, VariableGrowth = 3, LinearGrowth = 4 };
 
     ClipRecord input{this, {.name = "Input", .label = "Background", .shortLabel = "BG"}};

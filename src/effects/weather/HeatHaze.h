@@ -12,7 +12,27 @@ struct HeatHazeInfo : EffectInfo {
         .menu = "Natural Phenomena",
         .description =
             "Produces the effect of a hot, hazy day, adding heat shimmers to the image. This effect is in "
-            "Box Number 1"};
+            "Box Number 1",
+        .purpose =
+            "The shimmer of hot air over a road, a fire, an engine or a desert: the shot is seen through a sheet of "
+            "rising, trembling air.",
+        .usage =
+            "Connect the shot as Background. With a matte as ROI Matte and Use Matte on, the heat follows the "
+            "luminance of the matte: a soft ramp that is white at the ground and black at the horizon looks most like "
+            "a road.\n"
+            "Begin with the preset for how hot it is, then set Temperature alone. Distant haze is fine and weak, near "
+            "fire coarse and strong.\n"
+            "Atmos Detail X and Y are cells over the width and height. Few cells across and many over the height give "
+            "the long flat ripples of a road.\n"
+            "Atmos Texture adds finer swirls. Much of it with much Temperature tears the picture: the hotter, the "
+            "less.\n"
+            "Display Heat Map shows the heat itself as a grey picture. It helps to see the drift, and serves as a "
+            "matte for a blur.\n"
+            "Atmos Detail counts cells of the picture, so that a proxy shows the same ripples; the finest tremble is "
+            "lost in it. Look at it at full size before the last render.\n"
+            "Put it after all that stands behind the hot air and before what stands in front of it, and before grain. "
+            "Smoke and sparks above the fire belong in front.\n"
+            "A frame depends on its number alone: frames render in any order.\n"};
     enum Display { HeatMap = 1, Result = 2 };
 
     ClipRecord input{this, {.name = "Back", .label = "Background", .shortLabel = "BG", .required = true}};

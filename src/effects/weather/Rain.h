@@ -16,7 +16,28 @@ struct RainInfo : EffectInfo {
         .generator = true,
         .overlay = true,
         .history = FrameHistory::Inputs,
-        .description = "Particle system simulating Rain. This effect is in Box Number 1"};
+        .description = "Particle system simulating Rain. This effect is in Box Number 1",
+        .purpose =
+            "Rain in front of a shot, from a drizzle to a cloudburst: falling streaks with gusts and wind, puddles and "
+            "roofs that drops bounce on, and a lamp whose beam they glisten in.",
+        .usage =
+            "Connect the shot as Background Clip. Without one the rain falls over black, and Rain Only leaves a "
+            "connected shot out: a layer to be screened over the shot later, or behind a foreground.\n"
+            "Begin with the Type that comes nearest and then change single values; another Type sets them anew.\n"
+            "Pre Roll lets it rain before the first frame. At the default gravity a drop takes about 45 frames from "
+            "the top of an HD picture to its bottom.\n"
+            "Let the line from Left to Right reach beyond both sides, and farther on the side that the wind comes "
+            "from; else a corner stays dry. Position Variance dissolves the bands that gusts make.\n"
+            "A matte on Birth (Use Birth Matte) keeps births to its red parts. A matte on Bounce (Puddle Bounce), "
+            "white where there are puddles, sends drops up again.\n"
+            "For depth use two or three of them: one far and fine with short streaks and low opacity, one near with "
+            "long streaks, each with other births.\n"
+            "Velocities, gravity and wind count pixels of the full size. At twice the resolution the same values look "
+            "half as fast and fine; double Gravity, Initial Velocity and Wind Speed.\n"
+            "Streaks are about a pixel wide at any size, so a proxy shows heavier rain than the full picture. Judge "
+            "Density and Opacity at full size.\n"
+            "Put it after the grade of the shot and before grain and effects of the lens, which then fall on the rain "
+            "too.\n"};
 
     ClipRecord input{this, {.name = "Input", .label = "Background Clip", .shortLabel = "BG"}};
     ClipRecord birth{this, {.name = "Input2", .label = "Birth"}};

@@ -15,7 +15,26 @@ struct SmokeInfo : EffectInfo {
         .overlay = true,
         .history = FrameHistory::Inputs,
         .skipsSmallPreview = true,
-        .description = "Particle system simulating Smoke. This effect is in Box Number 1"};
+        .description = "Particle system simulating Smoke. This effect is in Box Number 1",
+        .purpose =
+            "Smoke, steam, mist and fog: particles that rise or creep from a line or a matte, drift with wind and "
+            "eddies, and are drawn as a fog of fine points, as streaks or as soft puffs.",
+        .usage =
+            "Connect the shot as Background Clip. Without one the smoke is on black; Smoke Only leaves a connected "
+            "shot out.\n"
+            "Put Left and Right on the mouth of the source: a chimney, a cup, the whole width of a field. Or connect a "
+            "matte as Birth Clip and switch on Use Birth Matte: smoke is born where its red is not black.\n"
+            "Pre Roll lets it burn before the first frame; as many frames as Lifetime give a plume that has come to "
+            "rest.\n"
+            "Points make thin, photographic smoke: many of them at low Opacity, with Point Blur of 1 to 3. Puffs make "
+            "thick smoke with few particles: large, and fainter still.\n"
+            "If the source burns out to white, lower Opacity or Initial Intensity or raise Position Variance before "
+            "you lower Density.\n"
+            "Initial Heat and Gravity lift it, Swirl Magnitude breaks it up, Wind bends it. Swirl Time to Max keeps "
+            "the column smooth at its foot.\n"
+            "Velocities, sizes and blur count pixels of the full size. In a proxy points are fainter, so that the "
+            "smoke stays about as dense; its texture is coarser.\n"
+            "Put it after the grade, behind foreground that is laid over it, and before grain.\n"};
     enum Look { Point = 1, Streak = 2, Puff = 3 };
 
     ClipRecord input{this, {.name = "Input", .label = "Background Clip", .shortLabel = "BG"}};

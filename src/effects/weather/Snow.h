@@ -16,7 +16,27 @@ struct SnowInfo : EffectInfo {
         .generator = true,
         .overlay = true,
         .history = FrameHistory::Curves,
-        .description = " Particle system simulating Snow. This effect is in Box Number 1"};
+        .description = " Particle system simulating Snow. This effect is in Box Number 1",
+        .purpose =
+            "Falling snow, from fine drift to a blizzard: points, streaks, soft blobs, crystals or stars that wind "
+            "carries and eddies swirl, and that may glint in a beam of light.",
+        .usage =
+            "Connect the shot as Background Clip. Without one the snow falls over black; Snow Only leaves a connected "
+            "shot out.\n"
+            "Begin with the Type that comes nearest; it sets births, look, forces and colours together.\n"
+            "Give it a Pre Roll of as many frames as a flake needs to cross the picture, often 100 and more, else the "
+            "first frames are empty below.\n"
+            "Look decides how near the snow is: Point and Streak far away, Soft Blob out of focus before the lens, "
+            "Flake and Star only where single flakes are seen large.\n"
+            "Let the line from Left to Right reach beyond both sides, farther where the wind comes from.\n"
+            "Use Size Bias lets big and small flakes part: big ones of wet snow sink fastest, of dry snow the small "
+            "ones. That alone gives much depth.\n"
+            "Sizes, gravity, wind and swirls count pixels of the full size: double Flake Size, Gravity, Wind Speed and "
+            "Swirl Magnitude at twice the resolution.\n"
+            "A proxy shows the same flakes smaller. Points and streaks are a pixel wide at any size and look heavier "
+            "there.\n"
+            "Put it after the grade and before grain and effects of the lens. With heavy snow haze the shot a little "
+            "first; the effect does not dim the distance.\n"};
     enum LookOf { Point = 1, Streak, SoftBlob, TexturedBlob, Flake, Star };
     enum GlintColourOf { BoxColour = 1, OwnColour, RandomColour };
 
