@@ -202,6 +202,9 @@ std::string DeclaredEffect::sourceFile() const {
 
 DeclaredScene DeclaredScene::shown(int shownWidth, int shownHeight) const {
     DeclaredScene large = *this;
+    constexpr std::string_view Small = "-small.png";  // of each photograph there is one scaled down, without loss
+    for (std::string& input : large.inputs)
+        if (input.ends_with(Small)) input.replace(input.size() - Small.size(), Small.size(), ".jpg");
     if (!plates.empty()) large.inputs = plates;
     if (!look.empty()) large.settings = look;
     large.width = shownWidth;

@@ -86,7 +86,7 @@ class WrittenGallery : public testing::Test {
 
 TEST_F(WrittenGallery, HasAPictureForEachPresetAndLoopsOfWhatMoves) {
     ASSERT_EQ(s_code, 0) << contents(s_folder / "err");
-    for (const char* name : {"Burn", "Thermo", "Thermo.Demos-01", "NightVision.Demos-08", "source-seeding-small"})
+    for (const char* name : {"Burn", "Thermo", "Thermo.Demos-01", "NightVision.Demos-08", "source-portrait"})
         EXPECT_EQ(readPictureInfo(shown(std::string("pictures/") + name + ".jpg")).width, 192) << name;
     EXPECT_TRUE(contents(shown("pictures/Burn.webp")).starts_with("RIFF"));
     EXPECT_FALSE(fs::exists(shown("pictures/Thermo.webp")));
@@ -95,18 +95,6 @@ TEST_F(WrittenGallery, HasAPictureForEachPresetAndLoopsOfWhatMoves) {
     EXPECT_GT(readPictureInfo(shown("contact.jpg")).width, 480);
     EXPECT_EQ(run("gallery -o shown thermos"), 2);
     EXPECT_THAT(contents(s_folder / "err"), HasSubstr("Thermo"));
-}
-
-// "Default" is the effect as it is when it is added, whatever the scene sets.
-TEST_F(WrittenGallery, ShowsPresetsOnAnInstanceWithoutTheScenesSettings) {
-    ASSERT_EQ(s_code, 0);
-    const std::string source = (shown("pictures/source-seeding-small.jpg")).string();
-    ASSERT_EQ(run("gallery -o plain NightVision --size 192x108 --stills"), 0);
-    const Picture scene = readPicture(s_folder / "plain/pictures/NightVision.jpg");
-    const Picture first = readPicture(s_folder / "plain/pictures/NightVision.Demos-01.jpg");
-    double reticle = 0.0;  // the scene puts a nearly black one into the middle, Type A has none
-    for (int x = 94; x < 98; ++x) reticle += static_cast<double>(first.row(40)[x * 4 + 1] - scene.row(40)[x * 4 + 1]);
-    EXPECT_GT(reticle, 0.2);
 }
 
 // Measures what a visitor sees, and leaves the findings in the page: pictures that have not arrived, things wider than

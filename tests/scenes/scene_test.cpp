@@ -129,6 +129,22 @@ TEST_P(EffectScene, IsAsExpected) {
 INSTANTIATE_TEST_SUITE_P(Effects, EffectScene, testing::ValuesIn(namesWithPicture()),
                          [](const auto& scene) { return scene.param; });
 
+// Neither positions nor switches that presets leave alone may come from the scene.
+TEST(ScenePresets, AreShownOnAnInstanceWithoutTheScenesSettings) {
+    support::RecordingHost host;
+    DeclaredScene scene;
+    scene.inputs = {"@ramp"};
+    scene.width = 64;
+    scene.height = 36;
+    const auto inputs = sceneInputs(scene, "");
+    const auto shown = [&] {
+        return renderScene(*host.bundle().find("Q_Snow"), scene, inputs, {.preset = "Demos=0"})->toFloats();
+    };
+    const std::vector<float> plain = shown();
+    scene.settings = {"BlackBG=on", "Left=0.1,0.1"};
+    EXPECT_EQ(shown(), plain);
+}
+
 TEST(SceneExpectations, BelongToAnEffect) {
     const std::vector<std::string> names = namesWithPicture();
     for (const auto& entry : fs::directory_iterator(fs::path(QUILLON_SOURCE) / "tests/scenes/expected"))

@@ -18,6 +18,8 @@ CleanInfo::CleanInfo() {
     rule(DoRGB, ghostRadiiY, "Radius Y is greyed when Split RGB is on, the Y radii of the channels when it is off");
     scene.inputs = {"seeding-small.png"};
     scene.settings = {{"XRad", "4"}};
+    scene.plates = {"portrait.jpg"};
+    scene.look = {{"XRad", "9"}};
 }
 
 // In the interface a locked Y radius shows what its X radius is.

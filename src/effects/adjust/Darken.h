@@ -43,6 +43,7 @@ struct DarkenInfo : EffectInfo {
         ghost({&Rad}, channels.split, isOn);
         scene.inputs = {"seeding-small.png"};
         scene.settings = {{"Rad", "4"}, {"CutOff", "55"}};
+        scene.look = {{"Rad", "13"}, {"CutOff", "55"}};
     }
 };
 

@@ -47,6 +47,8 @@ struct LightenInfo : EffectInfo {
         ghost({&Rad}, channels.split, isOn);
         scene.inputs = {"coffee-small.png"};
         scene.settings = {{"Rad", "5"}, {"CutOff", "45"}};
+        scene.plates = {"street.jpg"};
+        scene.look = {{"Rad", "9"}, {"CutOff", "55"}};
     }
 };
 

@@ -78,6 +78,7 @@ RemGrainInfo::RemGrainInfo() {
     ghost({&Point1, &Point2}, ROI, isOff);
     scene.inputs = {"seeding-small.png"};
     scene.settings = {{"RBlur", "100"}, {"GBlur", "100"}, {"BBlur", "100"}};
+    scene.plates = {"portrait.jpg"};
 }
 
 void RemGrain::ProcessFrame() {

@@ -83,6 +83,8 @@ struct CrashZoomInfo : EffectInfo {
         ghost({&InvertMask}, UseObject, isNot(ObjectImage));
         scene.inputs = {"coffee-small.png"};
         scene.settings = {{"Speed", "35"}, {"Centre", "0.49,0.7"}, {"Radius", "0.35"}, {"Samp", "2"}};
+        scene.plates = {"launch.jpg"};
+        scene.look = {{"Speed", "45"}, {"Centre", "0.5,0.62"}, {"Radius", "0.25"}, {"SoftRadius", "20"}, {"Samp", "2"}};
     }
 };
 

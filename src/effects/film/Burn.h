@@ -85,6 +85,7 @@ struct BurnInfo : EffectInfo {
         scene.inputs = {"seeding-small.png"};
         scene.settings = {{"Direction", "Top Right"}, {"Duration", "20"}};
         scene.frame = 22;
+        scene.plates = {"portrait.jpg"};
     }
 };
 

@@ -106,6 +106,7 @@ struct EdgeLeakInfo : EffectInfo {
         scene.inputs = {"coffee-small.png"};
         scene.settings = {{"RedXE", "0.4"}, {"YellowXE", "0.25"}, {"WhiteXE", "0.1"}, {"FogE", "45"}, {"ThickE", "30"}};
         scene.frame = 7;
+        scene.plates = {"road.jpg"};
     }
 };
 

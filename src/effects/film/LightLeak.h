@@ -110,6 +110,7 @@ struct LightLeakInfo : EffectInfo {
         scene.settings = {{"FogB", "50"},        {"LightSpotsB", "9"},   {"GroupB", "70"},
                           {"PattSizeB", "130"},  {"RedSoftB", "100"},    {"YellowSpreadB", "65"},
                           {"YellowSoftB", "80"}, {"WhiteSpreadB", "45"}, {"CorePosB", "0.1,0.6"}};
+        scene.plates = {"launch.jpg"};
     }
 };
 

@@ -104,6 +104,8 @@ NightVisionInfo::NightVisionInfo() {
     scene.inputs = {"launch-small.png"};
     scene.settings = {{"Demos", "Type H"}, {"HiSoft", "12"}, {"Grain", "4"}, {"GrainSize", "1"}};
     scene.frame = 3;
+    scene.plates = {"street.jpg"};
+    scene.look = {{"Demos", "Type C"}};
 }
 
 void NightVisionInfo::ghostSeparation() {

@@ -78,6 +78,7 @@ struct ThermoInfo : EffectInfo {
         declarePresets();
         scene.inputs = {"portrait-small.png"};
         scene.settings = {{"Demos", "Hot"}, {"Softening", "6"}};
+        scene.look = {{"Demos", "Hot"}};
     }
 
   private:

@@ -56,6 +56,8 @@ struct FacetInfo : EffectInfo {
         ghost({&InvertMask}, DoMask, isOff);
         scene.inputs = {"coffee-small.png"};
         scene.settings = {{"XRad", "8"}};
+        scene.plates = {"portrait.jpg"};
+        scene.look = {{"XRad", "17"}};
     }
 };
 
