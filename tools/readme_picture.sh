@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Makes docs/images/effects.jpg, the picture of the README: eight looks, each on another plate, the first one beside its
+# source. Needs a built program and oiiotool (Debian: openimageio-tools).
+#
+#     tools/readme_picture.sh [the program, default build/release/quillon]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+quillon=${1:-build/release/quillon}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# look NAME PLATE FRAME EFFECT ARGS...: a tile of a frame rendered at the plate's size, or 1920x1080.
+tiles=()
+look() {
+  local name=$1 plate=$2 frame=$3
+  shift 3
+  "$quillon" render "$@" -i "$plate" -f "$frame" -o "$work/$name.%d.png" -q
+  tile "$work/$name.$frame.png"
+}
+tile() { tiles+=("$1" --ch R,G,B --resize:filter=lanczos3 640x360); }
+
+plate() { # PLATE: its middle, in the shape of a tile
+  oiiotool "examples/$1" --ch R,G,B --resize:filter=lanczos3 "$2" --cut "$3" --origin +0+0 -o "$work/$1.png"
+}
+
+tile examples/street.jpg
+look rain examples/street.jpg 40 Rain --preset Squall
+look snow examples/winter.jpg 40 Snow --preset Heavy
+look smoke examples/hearth.jpg 60 Smoke --preset Chimney
+look bubbles examples/seeding.jpg 40 Bubbles --preset Soap --size 1600x900
+look haze examples/road.jpg 10 HeatHaze --preset Hot
+plate coffee.jpg 1920x1280 1920x1080+0+100
+look thermo "$work/coffee.jpg.png" 0 Thermo
+look burn examples/portrait.jpg 21 Burn -p Direction="Top Right" -p Duration=20
+look zoom examples/launch.jpg 0 CrashZoom -p Speed=45 -p Centre=0.5,0.62 -p Radius=0.25 -p SoftRadius=20 -p Samp=2
+oiiotool "${tiles[@]}" --mosaic:pad=8 3x3 --quality 84 -o docs/images/effects.jpg
+echo docs/images/effects.jpg
