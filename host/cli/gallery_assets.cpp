@@ -16,7 +16,7 @@ a { color: var(--link); text-decoration-thickness: 1px; text-underline-offset: 2
 .top, main, footer { max-width: 1560px; margin: 0 auto; padding: 0 20px; }
 .top { padding-top: 36px; }
 h1 { margin: 0; font-size: 32px; line-height: 1.2; font-weight: 650; }
-.top p { max-width: 46em; margin: 8px 0 16px; color: var(--dim); }
+.top p { max-width: 60em; margin: 8px 0 16px; color: var(--dim); }
 nav { display: flex; flex-wrap: wrap; gap: 6px; }
 nav a {
   padding: 2px 10px; border: 1px solid var(--line); border-radius: 14px; background: var(--card);

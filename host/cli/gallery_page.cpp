@@ -43,7 +43,8 @@ class IndexPage {
         }
         return "<header class=\"top\">\n<h1>Quillon " + html(m_gallery.version) + "</h1>\n<p>" + std::to_string(count) +
                (count == 1 ? " effect" : " effects") +
-               " with all presets. Point at a picture to see its source, click to enlarge it. <a href=\"" +
+               " with all presets. Point at a picture to see its source; click to enlarge it, and drag across it. <a "
+               "href=\"" +
                html(m_gallery.contactSheet) + "\">All on one sheet</a></p>\n<nav>\n" + links + "</nav>\n</header>\n";
     }
 

@@ -51,7 +51,11 @@ std::string listed(const std::vector<std::string>& parts) {
     return joined({parts.begin(), parts.end() - 1}, ", ") + " and " + parts.back();
 }
 
-std::string tableRow(const std::vector<std::string>& cells) { return "| " + joined(cells, " | ") + " |\n"; }
+std::string tableRow(const std::vector<std::string>& cells) {
+    std::string row = "|";
+    for (const std::string& cell : cells) row += " " + cell + " |";
+    return row + "\n";
+}
 
 std::string tableHead(const std::vector<std::string>& cells) {
     return tableRow(cells) + "|" + joined(std::vector<std::string>(cells.size(), "---"), "|") + "|\n";
@@ -186,7 +190,7 @@ std::string ruleSection(const DeclaredEffect& effect) {
 std::string changesText(const std::vector<DeclaredChange>& changes) {
     std::vector<std::string> parts;
     for (const DeclaredChange& change : changes) parts.push_back(plain(change.label) + " " + plain(change.value));
-    return parts.empty() ? "nothing" : joined(parts, " · ");
+    return parts.empty() ? "the defaults" : joined(parts, " · ");
 }
 
 std::string presetTable(const DeclaredEffect& effect, const DeclaredPresets& presets, const PagePictures& pictures) {

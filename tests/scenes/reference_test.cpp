@@ -64,14 +64,26 @@ TEST(Reference, TellsAllThatIsDeclared) {
     const auto pages = referencePages({"1.0", {glow()}}, {.has = [](const std::string&) { return true; }});
     const std::string& page = pages.at("Glow.md");
     for (const char* text :
-         {"# Q_Glow\n\nAdds a glow.\n", "<img src=\"../images/effects/Glow.jpg\"", "/source-ramp.jpg\"",
-          "\nWith Size of it 4.\n", "## How to use it\n\n- Put it last.\n", "| Contexts | filter |",
-          "| Clip to Glow | `Input` | In | yes | yes |", "### Page Main",
+         {"# Q_Glow\n\nAdds a glow.\n",
+          "<img src=\"../images/effects/Glow.jpg\"",
+          "/source-ramp.jpg\"",
+          "\nWith Size of it 4.\n",
+          "## How to use it\n\n- Put it last.\n",
+          "| Contexts | filter |",
+          "| Clip to Glow | `Input` | In | yes | yes |",
+          "### Page Main",
           "| Size of it | `Size` | `Size_of_it` | Number | 3 | 0 .. 20 | How wide it glows, in pixels. |",
-          "Choice (not animated) | Soft | Soft · Hard\\|er |  |", "Integer (hidden)",
-          "- Size of it and Seed are greyed when Preset is Soft.\n", "- Seed follows Size.\n",
-          "**Preset** (`Demos`) writes 2 parameters and leaves the others.", "/Glow.Demos-02.jpg\"",
-          "| Soft | nothing |", "| Hard\\|er | Size of it 9.5 |", "- Circle: Size of it\n", "| Nuke | One. Two. |"})
+          "Choice (not animated) | Soft | Soft · Hard\\|er |  |",
+          "Integer (hidden)",
+          "- Size of it and Seed are greyed when Preset is Soft.\n",
+          "- Seed follows Size.\n",
+          "**Preset** (`Demos`) writes 2 parameters and leaves the others.",
+          "/Glow.Demos-02.jpg\"",
+          "> | Soft | the defaults |",
+          "\n|  | Preset | Values |\n",
+          "| Hard\\|er | Size of it 9.5 |",
+          "- Circle: Size of it\n",
+          "| Nuke | One. Two. |"})
         EXPECT_THAT(page, HasSubstr(text));
     EXPECT_THAT(page, Not(HasSubstr("hands on its input")));
     EXPECT_THAT(pages.at("README.md"), HasSubstr("| [Q_Glow](Glow.md) | Adds a glow. | yes |"));
