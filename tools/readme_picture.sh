@@ -28,7 +28,7 @@ look rain examples/street.jpg 40 Rain --preset Squall
 look snow examples/winter.jpg 40 Snow --preset Heavy
 look smoke examples/hearth.jpg 60 Smoke --preset Chimney
 look bubbles examples/seeding.jpg 40 Bubbles --preset Soap --size 1600x900
-look haze examples/road.jpg 10 HeatHaze --preset Hot
+look infrared examples/road.jpg 0 InfraRed --preset Landscape1
 plate coffee.jpg 1920x1280 1920x1080+0+100
 look thermo "$work/coffee.jpg.png" 0 Thermo
 look burn examples/portrait.jpg 21 Burn -p Direction="Top Right" -p Duration=20

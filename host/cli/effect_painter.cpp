@@ -1,6 +1,8 @@
 #include "host/cli/effect_painter.h"
 
 #include <algorithm>
+#include <future>
+#include <thread>
 
 #include "host/cli/failure.h"
 #include "host/cli/input_source.h"
@@ -64,20 +66,24 @@ Picture EffectPainter::still(const DeclaredView& view) const {
 std::vector<LoopFrame> EffectPainter::loop(const DeclaredView& view, double scale) const {
     DeclaredScene scene = m_scene;
     scene.frame = firstOfLoop();
-    SceneRender render(m_plugin, scene, m_inputs, {.preset = view.preset, .scale = scale});
-    const auto at = [&](int frame) { return loopFrame(onGround(fromHostImage(*render.frame(frame)))); };
-    for (int frame = scene.frame - scene.lead; frame < scene.frame; ++frame) render.frame(frame);
-    std::vector<LoopFrame> frames{at(scene.frame)};
-    bool moves = false;
-    for (int i = 1; i < LoopFrames + LoopFade; ++i) {
-        frames.push_back(at(scene.frame + i));
-        moves = moves || frames.back().levels != frames.front().levels;
-        // What has stood still so far may begin later, as a burn does; it is tried at a few frames.
-        if (!moves && i == 1)
-            for (const int later : {LoopFrames / 2, LoopFrames - 1})
-                moves = moves || at(scene.frame + later).levels != frames.front().levels;
-        if (!moves) return {};
+    SceneRender render(m_plugin, scene, m_inputs, {.preset = view.preset});
+    const auto reduced = [scale](const ofxhost::ImagePtr& image) {
+        return loopFrame(boxScaled(onGround(fromHostImage(*image)), scale));
+    };
+    const auto at = [&](int frame) { return reduced(render.frame(scene.frame + frame)); };
+    for (int frame = -scene.lead; frame < 0; ++frame) render.frame(scene.frame + frame);
+    std::vector<LoopFrame> frames{at(0), at(1)};
+    // What stands still so far may begin later, as a burn does.
+    const auto moved = [&](const LoopFrame& frame) { return frame.levels != frames.front().levels; };
+    if (!moved(frames.back()) && !moved(at(LoopFrames / 2)) && !moved(at(LoopFrames - 1))) return {};
+    // The frames before are reduced, on threads of their own, while the effect works on the next one.
+    std::vector<std::future<LoopFrame>> reducing;
+    for (int i = 2; i < LoopFrames + LoopFade; ++i) {
+        const std::size_t threads = std::max(1u, std::thread::hardware_concurrency());
+        if (reducing.size() >= threads) reducing[reducing.size() - threads].wait();
+        reducing.push_back(std::async(std::launch::async, reduced, render.frame(scene.frame + i)));
     }
+    for (auto& frame : reducing) frames.push_back(frame.get());
     return closedLoop(std::move(frames), LoopFrames);
 }
 

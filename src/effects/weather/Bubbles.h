@@ -137,6 +137,7 @@ struct BubblesInfo : EffectInfo {
     LineOverlayK7 lightWidget{this, light.beam.source, light.beam.target, true};
 
     BubblesInfo() {
+        scene.look = {{"Demos", "Soap"}};
         light.beam.on.followedByOverlay = true;
         declarePresets();
         ghost({&TimeMaxSize}, GrowthMode, is(Assorted));

@@ -114,6 +114,7 @@ struct RainInfo : EffectInfo {
     WeatherOverlay overlay{this, emitter, wind, light.beam};
 
     RainInfo() {
+        scene.look = {{"Demos", "Squall"}};
         declarePresets();
         ghost({&PuddleDamping, &Bounces}, PuddleBounce, isOff);
         scene.inputs = {"seeding-small.png", "@ramp", "@dots"};

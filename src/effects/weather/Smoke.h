@@ -102,6 +102,7 @@ struct SmokeInfo : EffectInfo {
     LineOverlayK7 windWidget{this, wind.source, wind.target, true};
 
     SmokeInfo() {
+        scene.look = {{"Demos", "Chimney"}};
         Demos.followedByOverlay = wind.on.followedByOverlay = true;
         declarePresets();
         ghost({&PointBlur}, LookMode, isNot(Point));

@@ -120,6 +120,7 @@ struct SnowInfo : EffectInfo {
     WeatherOverlay overlay{this, emitter, wind, glint};
 
     SnowInfo() {
+        scene.look = {{"Demos", "Heavy"}};
         declarePresets();
         ghost({&DrySnow, &SizeBias}, DoBias, isOff);
         ghost({&FlakeSize, &FlakeSizeVar}, LookMode, below(SoftBlob));
