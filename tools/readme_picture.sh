@@ -25,13 +25,14 @@ plate() { # PLATE: its middle, in the shape of a tile
 
 tile examples/street.jpg
 look rain examples/street.jpg 40 Rain --preset Squall
-look snow examples/winter.jpg 40 Snow --preset Heavy
-look smoke examples/hearth.jpg 60 Smoke --preset Chimney
+look snow examples/winter.jpg 60 Snow --preset Blizzard -p PreRoll=150
+look smoke examples/launch.jpg 30 Smoke --preset Billow
 look bubbles examples/seeding.jpg 40 Bubbles --preset Soap --size 1600x900
 look infrared examples/road.jpg 0 InfraRed --preset Landscape1
 plate coffee.jpg 1920x1280 1920x1080+0+100
 look thermo "$work/coffee.jpg.png" 0 Thermo
 look burn examples/portrait.jpg 21 Burn -p Direction="Top Right" -p Duration=20
-look zoom examples/launch.jpg 0 CrashZoom -p Speed=45 -p Centre=0.5,0.62 -p Radius=0.25 -p SoftRadius=20 -p Samp=2
+look leak examples/hearth.jpg 0 LightLeak -p FogB=50 -p LightSpotsB=7 -p GroupB=60 -p PattSizeB=120 -p RedSoftB=100 \
+  -p YellowSpreadB=65 -p YellowSoftB=80 -p WhiteSpreadB=40 -p CorePosB=0.9,0.7
 oiiotool "${tiles[@]}" --mosaic:pad=8 3x3 --quality 84 -o docs/images/effects.jpg
 echo docs/images/effects.jpg

@@ -102,7 +102,7 @@ struct SmokeInfo : EffectInfo {
     LineOverlayK7 windWidget{this, wind.source, wind.target, true};
 
     SmokeInfo() {
-        scene.look = {{"Demos", "Chimney"}};
+        scene.look = {{"Demos", "Billow"}};
         Demos.followedByOverlay = wind.on.followedByOverlay = true;
         declarePresets();
         ghost({&PointBlur}, LookMode, isNot(Point));

@@ -120,7 +120,7 @@ struct SnowInfo : EffectInfo {
     WeatherOverlay overlay{this, emitter, wind, glint};
 
     SnowInfo() {
-        scene.look = {{"Demos", "Heavy"}};
+        scene.look = {{"Demos", "Blizzard"}, {"PreRoll", "150"}};
         declarePresets();
         ghost({&DrySnow, &SizeBias}, DoBias, isOff);
         ghost({&FlakeSize, &FlakeSizeVar}, LookMode, below(SoftBlob));
