@@ -25,7 +25,7 @@ plate() { # PLATE: its middle, in the shape of a tile
 
 tile examples/street.jpg
 look rain examples/street.jpg 40 Rain --preset Squall
-look snow examples/winter.jpg 60 Snow --preset Blizzard -p PreRoll=150
+look snow examples/winter.jpg 60 Snow --preset Blizzard -p PreRoll=400 -p Lifetime=600 -p Left=-0.2,1.05 -p Right=1.2,1.05
 look smoke examples/launch.jpg 30 Smoke --preset Billow
 look bubbles examples/seeding.jpg 40 Bubbles --preset Soap --size 1600x900
 look infrared examples/road.jpg 0 InfraRed --preset Landscape1

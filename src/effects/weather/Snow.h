@@ -120,7 +120,11 @@ struct SnowInfo : EffectInfo {
     WeatherOverlay overlay{this, emitter, wind, glint};
 
     SnowInfo() {
-        scene.look = {{"Demos", "Blizzard"}, {"PreRoll", "150"}};
+        scene.look = {{"Demos", "Blizzard"},
+                      {"PreRoll", "400"},
+                      {"Lifetime", "600"},
+                      {"Left", "-0.2,1.05"},
+                      {"Right", "1.2,1.05"}};
         declarePresets();
         ghost({&DrySnow, &SizeBias}, DoBias, isOff);
         ghost({&FlakeSize, &FlakeSizeVar}, LookMode, below(SoftBlob));
