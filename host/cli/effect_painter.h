@@ -27,7 +27,8 @@ class EffectPainter {
 
     std::optional<Picture> source() const;  // none where the scene has no input
     Picture still(const DeclaredView& view) const;
-    // Around the still's frame, scaled down to `scale` of the size when they have been rendered. Empty where nothing changes from frame to frame.
+    // Around the still's frame, scaled down to `scale` of the size when they have been rendered. Empty where nothing
+    // changes from frame to frame.
     std::vector<LoopFrame> loop(const DeclaredView& view, double scale) const;
 
   private:

@@ -75,8 +75,8 @@ std::unique_ptr<ofxhost::EffectDescriptor> describeFor(ofxhost::Plugin& plugin, 
 Picture enlarged(const Picture& source, int width, int height) {
     Picture result(width, height);
     const auto place = [](int i, int size, int from) {
-        return std::clamp((static_cast<float>(i) + 0.5f) * static_cast<float>(from) / static_cast<float>(size) - 0.5f, 0.0f,
-                          static_cast<float>(from - 1));
+        return std::clamp((static_cast<float>(i) + 0.5f) * static_cast<float>(from) / static_cast<float>(size) - 0.5f,
+                          0.0f, static_cast<float>(from - 1));
     };
     for (int y = 0; y < height; ++y) {
         const float fy = place(y, height, source.height);

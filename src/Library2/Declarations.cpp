@@ -12,12 +12,13 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 Json clipJson(const ClipParam& clip) {
-    return {{"name", clip.name},
-            {"label", clip.label},
-            {"shortLabel", clip.shortLabel ? clip.shortLabel : clip.label},
-            {"required", clip.required},
-            {"temporal", clip.temporal},
-            {"mayStayEmpty", clip.mayStayEmpty}};
+    Json json{{"name", clip.name},
+              {"label", clip.label},
+              {"shortLabel", clip.shortLabel ? clip.shortLabel : clip.label},
+              {"required", clip.required},
+              {"temporal", clip.temporal}};
+    if (clip.mayStayEmpty) json["mayStayEmpty"] = true;
+    return json;
 }
 
 // What the control is to its user; the first class that fits names it.
