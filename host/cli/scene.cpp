@@ -73,11 +73,14 @@ std::unique_ptr<ofxhost::EffectDescriptor> describeFor(ofxhost::Plugin& plugin, 
 // A still at all times, or the frames of an input that moves.
 void connectInput(ofxhost::Clip& clip, const DeclaredScene& scene, std::size_t index, const Picture& still, Depth depth,
                   const ofxhost::ProjectSettings& project) {
+    const double scale = project.renderScale.x;
     const std::string& name = scene.inputs[index];
     if (!testInputMoves(name))
-        return clip.connect(toHostImage(still, {.depth = depth}), project.firstFrame, project.lastFrame);
-    const auto frameAt = [name, width = still.width, height = still.height, depth](double time) {
-        return toHostImage(testInput(name, width, height, static_cast<int>(time)), {.depth = depth});
+        return clip.connect(toHostImage(still, {.depth = depth, .renderScale = scale}), project.firstFrame,
+                            project.lastFrame);
+    const auto frameAt = [name, width = still.width, height = still.height, depth, scale](double time) {
+        return toHostImage(testInput(name, width, height, static_cast<int>(time)),
+                           {.depth = depth, .renderScale = scale});
     };
     clip.connect(frameAt, {.depth = depth, .firstFrame = project.firstFrame, .lastFrame = project.lastFrame});
 }
@@ -108,11 +111,13 @@ std::vector<Picture> sceneInputs(const DeclaredScene& scene, const fs::path& exa
 }
 
 ImagePtr renderScene(ofxhost::Plugin& plugin, const DeclaredScene& scene, const std::vector<Picture>& inputs,
-                     Depth depth, const std::string& preset) {
+                     Depth depth, const std::string& preset, int proxy) {
+    const double scale = 1.0 / proxy;
     const int first = scene.frame - scene.lead;
     ofxhost::ProjectSettings project;
-    project.width = scene.width;
-    project.height = scene.height;
+    project.width = scene.width * proxy;
+    project.height = scene.height * proxy;
+    project.renderScale = {scale, scale};
     project.firstFrame = std::min(0, first);
     project.lastFrame = std::max(99, scene.frame);
     const auto descriptor = describeFor(plugin, scene);
@@ -134,9 +139,11 @@ ImagePtr renderScene(ofxhost::Plugin& plugin, const DeclaredScene& scene, const 
     ofxhost::ImageLayout layout;
     layout.bounds = {0, 0, scene.width, scene.height};
     layout.depth = depth;
+    layout.renderScale = {scale, scale};
     ImagePtr image;
     for (int frame = first; frame <= scene.frame; ++frame)
-        image = renderFrame(instance, {.time = static_cast<double>(frame)}, layout, check);
+        image =
+            renderFrame(instance, {.time = static_cast<double>(frame), .renderScale = {scale, scale}}, layout, check);
     return image;
 }
 

@@ -55,9 +55,10 @@ struct RainInfo : EffectInfo {
     CheckboxControlK7 UseBirthMatte{this,
                                     {"UseBirthMatte", "Use Birth Matte"},
                                     "Keeps births to where the red channel of the birth clip is not black."};
-    CheckboxControlK7 PuddleBounce{this,
-                                   {"PuddleBounce", "Puddle Bounce"},
-                                   "Lets drops bounce where the red channel of the bounce clip is not black."};
+    CheckboxControlK7 PuddleBounce{
+        this,
+        {"PuddleBounce", "Puddle Bounce"},
+        "Lets drops bounce where the red channel of the bounce clip is not black; without one at the frame's bottom."};
     FloatControlK7 PuddleDamping{
         this,
         {"PuddleDamping", "Puddle Damping", 10.0, -200.0, 200.0},
@@ -95,8 +96,8 @@ struct RainInfo : EffectInfo {
     RainInfo() {
         declarePresets();
         ghost({&PuddleDamping, &Bounces}, PuddleBounce, isOff);
-        scene.inputs = {"seeding-small.png", "@ramp", "@dots"};
-        scene.settings = {{"Demos", "Squall"}};
+        scene.inputs = {"street-small.png", "@ramp", "street-puddles.png"};
+        scene.settings = {{"Demos", "Squall"}, {"Density", "60"}, {"StreakScale", "40"}};
     }
 
   private:
@@ -108,7 +109,9 @@ struct RainMotion : weather::WeatherMotion {
     float intensity;
     float damping;
     std::int32_t bounces;
-    std::int32_t birth_matte, puddles;
+    std::int32_t birth_matte;
+    std::int32_t puddles;  // drops bounce
+    std::int32_t floor;    // at the frame's bottom, for there is no matte
     particles::Wind wind;
 };
 
@@ -137,5 +140,6 @@ class Rain final : public weather::WeatherEffect<RainInfo, RainParticle, RainMot
     void PrepareOverlay() override { overlay.prepare(); }
 
   private:
+    bool overPuddle(RainParticle& particle, float* puddle) const;
     void bounceOffPuddles(RainParticle& particle);
 };

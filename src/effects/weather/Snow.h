@@ -112,7 +112,7 @@ struct SnowInfo : EffectInfo {
         };
         rule(glint.on, ghostColour, "Glint Colour is used with the colour modes Box Colour and Random Colour");
         rule(ColourMode, ghostColour, "Glint Colour is used with the colour modes Box Colour and Random Colour");
-        scene.inputs = {"seeding-small.png"};
+        scene.inputs = {"winter-small.png"};
         scene.settings = {{"Demos", "Fine"}};
     }
 

@@ -68,6 +68,15 @@ double bilinear(const BubbleSprite& sprite, BubbleSprite::Plane plane, double dx
            fy * ((1 - fx) * at(x, y + 1) + fx * at(x + 1, y + 1));
 }
 
+// A picture between its pixels; beyond it goes on as at its edge.
+double between(const K7Image& picture, double x, double y, int c) {
+    x = std::clamp(x, 0.0, picture.width - 1.0), y = std::clamp(y, 0.0, picture.height - 1.0);
+    const int left = std::min(int(x), picture.width - 2), under = std::min(int(y), picture.height - 2);
+    const double fx = x - left, fy = y - under;
+    return (1 - fy) * ((1 - fx) * at(picture, left, under, c) + fx * at(picture, left + 1, under, c)) +
+           fy * ((1 - fx) * at(picture, left, under + 1, c) + fx * at(picture, left + 1, under + 1, c));
+}
+
 struct Painting {
     ImagePtr picture = noise(WIDTH, HEIGHT, 3, 0, 0.6f);
     Bubble bubble;
@@ -99,7 +108,11 @@ std::vector<double> slowly(const Painting& painting, const K7Image* mirrored, do
                 const double cover = bilinear(*b.sprite, BubbleSprite::Skin, dx, dy) * b.coverage;
                 for (int c = 0; c < 3; ++c) {
                     double colour = b.colour[c];
-                    if (mirrored) colour += 0.7 * image_row<float>(mirrored, 0)[c];
+                    if (mirrored) {
+                        const double slope = 0.3 / std::max(nz, 0.01);
+                        colour +=
+                            0.7 * between(*mirrored, (0.5 + slope * nx) * 9 - 0.5, (0.5 + slope * ny) * 5 - 0.5, c);
+                    }
                     pixel[c] = cover * colour + (1 - cover) * pixel[c];
                 }
                 pixel[3] = cover + (1 - cover) * pixel[3];
@@ -116,8 +129,7 @@ std::vector<double> slowly(const Painting& painting, const K7Image* mirrored, do
 TEST(Bubbles, ArePaintedAsTheyAreDefined) {
     BubbleSprites sprites;
     GlossPowers powers;
-    // Of one colour, so that no rounding decides which pixel is seen
-    const ImagePtr mirrored = flat(9, 5, 0.3f, 0.1f, 0.6f);
+    const ImagePtr mirrored = noise(9, 5, 8);
     const float places[][4] = {{30.25f, 20.75f, 30.25f, 20.75f}, {30, 20, 30, 20},       {-3.4f, 44.9f, -3.4f, 44.9f},
                                {58.5f, 2.5f, 58.5f, 2.5f},       {36, 22, 18.5f, 30.1f}, {9, -4, 9, 12}};
     for (const float* place : places)
@@ -181,8 +193,8 @@ TEST(Bubbles, BurstIntoDropletsNearby) {
 
 TEST(Bubbles, MirrorASmallPictureAsItIsAndALargeOneInMeans) {
     const ImagePtr small = noise(200, 31), large = noise(1000, 333);
-    EXPECT_TRUE(same_pixels(mirrored_picture(small.get()).get(), small.get()));
-    const ImagePtr cells = mirrored_picture(large.get());
+    EXPECT_TRUE(same_pixels(mirrored_picture(small.get(), 128).get(), small.get()));
+    const ImagePtr cells = mirrored_picture(large.get(), 128);
     ASSERT_EQ(cells->width, 143);  // of 7 pixels, the last narrower
     ASSERT_EQ(cells->height, 48);
     for (const auto& [column, row] : {std::pair(0, 0), std::pair(142, 47), std::pair(40, 20)})
