@@ -98,6 +98,7 @@ struct RainInfo : EffectInfo {
         ghost({&PuddleDamping, &Bounces}, PuddleBounce, isOff);
         scene.inputs = {"street-small.png", "@ramp", "street-puddles.png"};
         scene.settings = {{"Demos", "Squall"}, {"Density", "60"}, {"StreakScale", "40"}};
+        scene.frame = 60;  // Default begins with an empty frame
     }
 
   private:

@@ -114,6 +114,7 @@ struct SnowInfo : EffectInfo {
         rule(ColourMode, ghostColour, "Glint Colour is used with the colour modes Box Colour and Random Colour");
         scene.inputs = {"winter-small.png"};
         scene.settings = {{"Demos", "Fine"}};
+        scene.frame = 60;  // Default begins with an empty frame
     }
 
   private:
