@@ -92,7 +92,7 @@ struct SmokeInfo : EffectInfo {
                           {"Density", "40"},    {"Lifetime", "200"},  {"Extinction", "90"},  {"InitialHeat", "-60"},
                           {"LookMode", "Puff"}, {"PuffSize", "12"},   {"DoGravity", "on"},   {"Gravity", "0.04"},
                           {"GravAngle", "90"},  {"Friction", "0.03"}, {"SwirlDens", "14"},   {"SwirlAmp", "0.35"},
-                          {"Opacity", "12"}};
+                          {"Opacity", "5"}};
         scene.frame = 60;  // Default begins with an empty frame
     }
 
