@@ -21,6 +21,10 @@ void ClipRecord::wire(const std::atomic<OfxImageClipHandle>* slot, PluginK7* eff
     m_effect = effect;
 }
 
+bool ClipRecord::isConnected() const {
+    return !m_slot || (handle() && clipProperties(handle()).intOr(ofx::prop::ClipConnected, 1) != 0);
+}
+
 double ClipRecord::firstFrame() const {
     const HostQuirks& quirks = *bundleState().quirks;
     if (quirks.frameNumbers != FrameNumbers::FromClip) return quirks.neighbourOffset;

@@ -102,6 +102,8 @@ class ClipRecord {
     // The slot is the instance's, and changes when the user connects another clip, also while a render runs.
     void wire(const std::atomic<OfxImageClipHandle>* slot, PluginK7* effect);
     OfxImageClipHandle handle() const { return m_slot ? m_slot->load() : nullptr; }
+    // Whether the host has a picture for it. False: `image` is a copy of the primary clip, or was put there by hand.
+    bool isConnected() const;
     double firstFrame() const;  // what a frame number is offset by to get the host's time
 
   private:

@@ -40,7 +40,7 @@ Bench::Factory shells(float way) {
         auto sprites = std::make_shared<BubbleSprites>();
         auto powers = std::make_shared<GlossPowers>();
         auto list = std::make_shared<std::vector<Bubble>>();
-        const SharedImage mirrored(mirrored_picture(test_frame().get()));
+        const SharedImage mirrored(mirrored_picture(test_frame().get(), 32));
         auto frame = test_frame();
         MTRandom random(1);
         for (int i = 0; i < 2000; ++i) {

@@ -84,12 +84,11 @@ const float* GlossPowers::of(float exponent) {
     return m_powers.data();
 }
 
-ImagePtr mirrored_picture(const K7Image* picture) {
-    constexpr int CELLS = 128;
+ImagePtr mirrored_picture(const K7Image* picture, int across) {
     if (!picture || picture->channels != 4 || picture->sample_type != SAMPLE_F32 || !picture->width || !picture->height)
         return nullptr;
     const int width = picture->width, height = picture->height;
-    const int cell = std::max(width / CELLS, 1);
+    const int cell = std::max(width / across, 1);
     ImagePtr cells = made(make_image((width + cell - 1) / cell, (height + cell - 1) / cell, 4, SAMPLE_F32));
     for_rows_float(cells->height, [&](int first, int last) {
         for (int row = first; row <= last; ++row) {
@@ -107,13 +106,29 @@ ImagePtr mirrored_picture(const K7Image* picture) {
                 }
             }
             for (int column = 0; column < cells->width; ++column) {
-                const int across = std::min((column + 1) * cell, width) - column * cell;
-                const float share = 1.0f / static_cast<float>(across * (top - bottom));
+                const int wide = std::min((column + 1) * cell, width) - column * cell;
+                const float share = 1.0f / static_cast<float>(wide * (top - bottom));
                 for (int c = 0; c < 4; ++c) out[4L * column + c] *= share;
             }
         }
     });
     return cells;
+}
+
+void MirroredPicture::make(const K7Image* picture) {
+    int cells = 128;
+    for (ImagePtr& level : m_levels) {
+        level = mirrored_picture(picture, cells);
+        picture = level.get();
+        cells /= 2;
+    }
+}
+
+const K7Image* MirroredPicture::at(float radius) const {
+    constexpr float CELLS = 4;  // for one pixel of radius: a slope of 1 reaches 0.3 of the picture
+    const ImagePtr* level = m_levels.data();
+    while (level != &m_levels.back() && *level && static_cast<float>((*level)->width) > CELLS * radius) ++level;
+    return level->get();
 }
 
 // ---- Painting -------------------------------------------------------------------------------------------------
@@ -176,6 +191,8 @@ void paint_bubble(const Bubble& bubble, const K7Image* mirrored, float mirror_st
                          .mirrored = mirrored ? image_row<float>(mirrored, 0) : nullptr,
                          .mirrored_width = mirrored ? mirrored->width : 0,
                          .mirrored_height = mirrored ? mirrored->height : 0,
+                         .mirrored_right = mirrored && mirrored->width > 1 ? 4L : 0L,
+                         .mirrored_up = mirrored && mirrored->height > 1 ? 4L * mirrored->width : 0L,
                          .mirror = {mirror_strength, mirror_strength, mirror_strength, 0}};
     if (bubble.bursting) return paint_burst(bubble, look, image, first, last);
     const ShellTarget target{.pixels = image_row<float>(image, 0),

@@ -83,10 +83,23 @@ struct Bubble {
     float reach() const;  // pixels that it can touch around the line from the tail
 };
 
-// The picture as bubbles mirror it: a bubble shows a wide view in a few pixels, so that finer detail would only
-// flicker. Means of square cells, of which at most 255 lie side by side; a small picture as it is. Float RGBA.
-ImagePtr mirrored_picture(const K7Image* picture);
+// The means of square cells, of which fewer than twice that many lie side by side; a small picture as it is. Null:
+// nothing to mirror.
+ImagePtr mirrored_picture(const K7Image* picture, int cells);
 
-// Paints into rows first to last of a float RGBA picture. The mirrored picture, float RGBA too, may be null.
+// A picture as bubbles of all sizes mirror it. A bubble shows a wide view in a few pixels, so that detail which is
+// finer than these would only flicker.
+class MirroredPicture {
+  public:
+    void make(const K7Image* picture);  // null: nothing to mirror
+    // What a bubble of that radius shows: about a cell a pixel in its middle. Null: nothing.
+    const K7Image* at(float radius) const;
+
+  private:
+    std::array<ImagePtr, 5> m_levels;  // from 128 cells, each with half as many as the one before
+};
+
+// Paints into rows first to last of a float RGBA picture. The mirrored picture, float RGBA too, is read bilinearly; it
+// may be null.
 void paint_bubble(const Bubble& bubble, const K7Image* mirrored, float mirror_strength, K7Image* image, int first,
                   int last);

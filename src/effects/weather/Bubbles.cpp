@@ -198,12 +198,12 @@ void Bubbles::show(BubblesParticle& p) {
 
 void Bubbles::paint(K7Image& result) {
     const bool mirrors = look().mirror > 0 && !m_bubbles.empty();
-    m_mirrored = mirrors ? mirrored_picture(reflection.image.get()) : nullptr;
+    m_mirrored.make(mirrors ? reflection.image.get() : nullptr);
     WeatherEffect::paint(result);
 }
 
 void Bubbles::paintOne(const void* effect, int item, K7Image* image, int first, int last) {
     const auto& self = *static_cast<const Bubbles*>(effect);
-    paint_bubble(self.m_bubbles[static_cast<std::size_t>(item)], self.m_mirrored.get(), self.look().mirror, image,
-                 first, last);
+    const Bubble& bubble = self.m_bubbles[static_cast<std::size_t>(item)];
+    paint_bubble(bubble, self.m_mirrored.at(bubble.sprite->radius()), self.look().mirror, image, first, last);
 }

@@ -217,6 +217,6 @@ class Bubbles final : public weather::WeatherEffect<BubblesInfo, BubblesParticle
 
     BubbleSprites m_sprites;
     GlossPowers m_powers;
-    ImagePtr m_mirrored;            // the reflection clip, made small
+    MirroredPicture m_mirrored;
     std::vector<Bubble> m_bubbles;  // of the frame being drawn
 };

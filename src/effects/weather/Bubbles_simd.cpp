@@ -14,7 +14,8 @@ static inline Floats clamped(Floats value, float low, float high) {
 // The sprite at some pixels of a row: its planes, and what follows from them.
 struct Skin {
     alignas(64) float amount[CHUNK], x[CHUNK], y[CHUNK], covered[CHUNK];
-    alignas(64) float gloss[CHUNK];  // how far between two steps of the powers
+    alignas(64) float gloss[CHUNK];             // how far between two steps of the powers
+    alignas(64) float right[CHUNK], up[CHUNK];  // how far from the mirrored pixel to its neighbours
     alignas(64) int step[CHUNK], mirrored[CHUNK];
 };
 
@@ -32,9 +33,13 @@ static inline void look_up(Skin& skin, const ShellLook& look, int count) {
         const Floats nz = square_root(clamped(one - nx * nx - ny * ny, 0, 1));
         if (look.mirrored) {
             const Floats slope = REACH / clamped(nz, STEEPEST, 1);
-            const Floats column = clamped((0.5f + slope * nx) * width, 0, width - 1);
-            const Floats row = clamped((0.5f + slope * ny) * height, 0, height - 1);
-            store(skin.mirrored + i, to_ints(row) * look.mirrored_width + to_ints(column));
+            const Floats column = clamped((0.5f + slope * nx) * width - 0.5f, 0, width - 1);
+            const Floats row = clamped((0.5f + slope * ny) * height - 0.5f, 0, height - 1);
+            const Ints left = to_ints(clamped(column, 0, larger(width - 2, 0.0f)));
+            const Ints under = to_ints(clamped(row, 0, larger(height - 2, 0.0f)));
+            store(skin.mirrored + i, under * look.mirrored_width + left);
+            store(skin.right + i, column - to_floats(left));
+            store(skin.up + i, row - to_floats(under));
         }
         if (look.powers) {
             const Floats cosine = nx * look.half[0] + ny * look.half[1] + nz * look.half[2];
@@ -60,7 +65,12 @@ static inline void paint(Skin& skin, const ShellLook& look, int count, PixelAt p
         float* out = pixel(i);
         Pixel shade = colour;
         if (look.mirrored) {
-            const Pixel seen = mirror * load<Pixel>(look.mirrored + 4L * skin.mirrored[i]);
+            const float* cell = look.mirrored + 4L * skin.mirrored[i];
+            const float* above = cell + look.mirrored_up;
+            const Pixel under = load<Pixel>(cell), over = load<Pixel>(above);
+            const Pixel low = under + skin.right[i] * (load<Pixel>(cell + look.mirrored_right) - under);
+            const Pixel high = over + skin.right[i] * (load<Pixel>(above + look.mirrored_right) - over);
+            const Pixel seen = mirror * (low + skin.up[i] * (high - low));
             shade += (Pixel)((PixelMask)seen & no_alpha);
         }
         const float c = skin.amount[i] * look.coverage;

@@ -23,7 +23,8 @@ struct ShellLook {
     const float* powers;    // null: no highlight
     const float* mirrored;  // float RGBA, rows without gaps; null: none
     int mirrored_width, mirrored_height;
-    float mirror[4];  // strength; alpha is 0
+    long mirrored_right, mirrored_up;  // floats to the neighbours; 0 where there is only one column or row
+    float mirror[4];                   // strength; alpha is 0
 };
 
 struct ShellTarget {

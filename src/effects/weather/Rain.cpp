@@ -19,6 +19,7 @@ void Rain::readOwn(RainMotion& motion, RainLook& look) {
     motion.bounces = Bounces.value;
     motion.birth_matte = UseBirthMatte.value;
     motion.puddles = PuddleBounce.value;
+    motion.floor = PuddleBounce.value && !bounce.isConnected();
     motion.wind = particles::read_wind(f, wind);
 
     look.opacity = value(Opacity) * 0.01f;
@@ -34,7 +35,8 @@ void Rain::readOwn(RainMotion& motion, RainLook& look) {
 std::uint64_t Rain::steeringPictures() const {
     std::uint64_t sum = 0;
     if (UseBirthMatte.value) sum = fingerprint(particles::matte_fingerprint(birth.image.get()), sum);
-    if (PuddleBounce.value) sum = fingerprint(particles::matte_fingerprint(bounce.image.get()), sum);
+    if (PuddleBounce.value && bounce.isConnected())
+        sum = fingerprint(particles::matte_fingerprint(bounce.image.get()), sum);
     return sum;
 }
 
@@ -67,12 +69,21 @@ void Rain::afterForces(RainParticle* particles, int count) {
     for (int i = 0; i < count; ++i) bounceOffPuddles(particles[i]);
 }
 
+// The matte at a drop; false outside. Without a matte all below the frame is one puddle, and a drop that has fallen
+// into it bounces from the frame's bottom.
+bool Rain::overPuddle(RainParticle& p, float* puddle) const {
+    if (!motion().floor) return particles::matte_at(bounce.image.get(), p.position, puddle);
+    *puddle = p.position[1] < 0 ? 1.0f : 0.0f;
+    if (*puddle > 0 && p.velocity[1] < 0 && p.bounce_count <= motion().bounces) p.position[1] = 0;
+    return true;
+}
+
 // A drop over a puddle reverses its fall for one frame; the next frame finds a factor below 0 and restores it to 1.
 void Rain::bounceOffPuddles(RainParticle& p) {
     const RainMotion& m = motion();
     float sideways = 0;
     float puddle = 0;
-    if (particles::matte_at(bounce.image.get(), p.position, &puddle)) {
+    if (overPuddle(p, &puddle)) {
         if (!(puddle > 0) || p.bounce_factor <= 0) {
             p.bounce_factor = 1;
         } else if (p.bounce_count == 0) {

@@ -76,9 +76,10 @@ struct RainInfo : EffectInfo {
     CheckboxControlK7 UseBirthMatte{this,
                                     {"UseBirthMatte", "Use Birth Matte"},
                                     "Keeps births to where the red channel of the birth clip is not black."};
-    CheckboxControlK7 PuddleBounce{this,
-                                   {"PuddleBounce", "Puddle Bounce"},
-                                   "Lets drops bounce where the red channel of the bounce clip is not black."};
+    CheckboxControlK7 PuddleBounce{
+        this,
+        {"PuddleBounce", "Puddle Bounce"},
+        "Lets drops bounce where the red channel of the bounce clip is not black; without one at the frame's bottom."};
     FloatControlK7 PuddleDamping{
         this,
         {"PuddleDamping", "Puddle Damping", 10.0, -200.0, 200.0},
@@ -117,8 +118,9 @@ struct RainInfo : EffectInfo {
         scene.look = {{"Demos", "Squall"}};
         declarePresets();
         ghost({&PuddleDamping, &Bounces}, PuddleBounce, isOff);
-        scene.inputs = {"seeding-small.png", "@ramp", "@dots"};
-        scene.settings = {{"Demos", "Squall"}};
+        scene.inputs = {"street-small.png", "@ramp", "street-puddles.png"};
+        scene.settings = {{"Demos", "Squall"}, {"Density", "60"}, {"StreakScale", "40"}};
+        scene.frame = 60;  // Default begins with an empty frame
     }
 
   private:
@@ -130,7 +132,9 @@ struct RainMotion : weather::WeatherMotion {
     float intensity;
     float damping;
     std::int32_t bounces;
-    std::int32_t birth_matte, puddles;
+    std::int32_t birth_matte;
+    std::int32_t puddles;  // drops bounce
+    std::int32_t floor;    // at the frame's bottom, for there is no matte
     particles::Wind wind;
 };
 
@@ -159,5 +163,6 @@ class Rain final : public weather::WeatherEffect<RainInfo, RainParticle, RainMot
     void PrepareOverlay() override { overlay.prepare(); }
 
   private:
+    bool overPuddle(RainParticle& particle, float* puddle) const;
     void bounceOffPuddles(RainParticle& particle);
 };

@@ -107,12 +107,13 @@ struct SmokeInfo : EffectInfo {
         declarePresets();
         ghost({&PointBlur}, LookMode, isNot(Point));
         ghost({&PuffSize, &PuffSizeVar}, LookMode, isNot(Puff));
-        scene.inputs = {"coffee-small.png"};
-        scene.settings = {{"PreRoll", "200"},   {"Left", "0.43,0.6"}, {"Right", "0.57,0.6"}, {"PositionVar", "0.01"},
+        scene.inputs = {"street-small.png"};
+        scene.settings = {{"PreRoll", "200"},   {"Left", "0.46,0.1"}, {"Right", "0.54,0.1"}, {"PositionVar", "0.01"},
                           {"Density", "40"},    {"Lifetime", "200"},  {"Extinction", "90"},  {"InitialHeat", "-60"},
                           {"LookMode", "Puff"}, {"PuffSize", "12"},   {"DoGravity", "on"},   {"Gravity", "0.04"},
                           {"GravAngle", "90"},  {"Friction", "0.03"}, {"SwirlDens", "14"},   {"SwirlAmp", "0.35"},
-                          {"Opacity", "12"}};
+                          {"Opacity", "5"}};
+        scene.frame = 60;  // Default begins with an empty frame
     }
 
   private:

@@ -137,8 +137,9 @@ struct SnowInfo : EffectInfo {
         };
         rule(glint.on, ghostColour, "Glint Colour is used with the colour modes Box Colour and Random Colour");
         rule(ColourMode, ghostColour, "Glint Colour is used with the colour modes Box Colour and Random Colour");
-        scene.inputs = {"seeding-small.png"};
+        scene.inputs = {"winter-small.png"};
         scene.settings = {{"Demos", "Fine"}};
+        scene.frame = 60;  // Default begins with an empty frame
     }
 
   private:

@@ -85,8 +85,8 @@ TEST(Bubbles, BurstIntoDropletsNearby) {
 
 TEST(Bubbles, MirrorASmallPictureAsItIsAndALargeOneInMeans) {
     const ImagePtr small = noise(200, 31), large = noise(1000, 333);
-    EXPECT_TRUE(same_pixels(mirrored_picture(small.get()).get(), small.get()));
-    const ImagePtr cells = mirrored_picture(large.get());
+    EXPECT_TRUE(same_pixels(mirrored_picture(small.get(), 128).get(), small.get()));
+    const ImagePtr cells = mirrored_picture(large.get(), 128);
     ASSERT_EQ(cells->width, 143);  // of 7 pixels, the last narrower
     ASSERT_EQ(cells->height, 48);
     for (const auto& [column, row] : {std::pair(0, 0), std::pair(142, 47), std::pair(40, 20)})

@@ -25,6 +25,21 @@ TEST(Rain, BouncesOnPuddles) {
     EXPECT_NE(upward(true, 80, 1), upward(true, 80, 20));
 }
 
+// A host that has no matte: drops bounce at the frame's bottom, and not wherever the background is bright.
+TEST(Rain, BouncesAtTheBottomWithoutAMatte) {
+    const auto lit = [](bool bounces, double low, double high) {
+        const std::atomic<OfxImageClipHandle> nothing{nullptr};
+        Shot<Rain> shot(0, 160, 160);
+        Rain& rain = shot.effect;
+        rain.bounce.wire(&nothing, nullptr);
+        rain.BlackBG.value = true, rain.PuddleBounce.value = bounces, rain.PuddleDamping.value = 60;
+        rain.InitialVelocity.value = -5, rain.emitter.density.value = 200;
+        return light_in(shot.render(60).get(), 0, low, 1, high);
+    };
+    EXPECT_GT(lit(true, 0.5, 1), 0.5 * lit(false, 0.5, 1)) << "above the bottom, rain falls";
+    EXPECT_GT(lit(true, 0, 0.1), 1.2 * lit(false, 0, 0.1));
+}
+
 // A matte that differs is other rain, so that states made with the first one are not used.
 TEST(Rain, MattesTellTheClock) {
     const auto first = matte(64, 40, 0, 0, 0.5, 0.5), second = matte(64, 40, 0, 0, 0.5, 0.5);

@@ -1,4 +1,5 @@
-// The ten snow crystals: six arms with side branches, mirrored about the middle row.
+// The ten snow crystals: six arms with side branches, mirrored about the middle row. They are grey and soft-edged, for
+// ice is translucent and flakes in front of a lens are hardly ever sharp.
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -61,10 +62,21 @@ double inside(const Crystal& crystal, double x, double y) {
     return depth;
 }
 
+// What is seen of the ice at a depth inside the crystal and a distance from its middle: arms that fade outwards, and a
+// haze of what is out of focus around them.
+double translucent(double depth, double distance) {
+    constexpr double SOFT = 0.09;  // half the width of an edge
+    constexpr double ICE = 0.72, THINNER = 0.45, HAZE = 0.26;
+    const double edge = std::clamp((depth + SOFT) / (2 * SOFT), 0.0, 1.0);
+    const double out = std::clamp(1 - distance, 0.0, 1.0);
+    const double haze = HAZE * out * out * (3 - 2 * out);
+    return std::min(haze + edge * edge * (3 - 2 * edge) * ICE * (1 - THINNER * (1 - out)), 1.0);
+}
+
 }  // namespace
 
 ImagePtr make_flake_stamp(int variant) {
-    constexpr int SUPER = 4;  // samples a pixel and axis; half of them make it white
+    constexpr int SUPER = 4;  // samples a pixel and axis
     const int shape = std::clamp(variant, 1, FLAKE_VARIANTS);
     const StampSize size = SIZES[shape - 1];
     ImagePtr image = made(make_image(size.width, size.height, 1, SAMPLE_U8));
@@ -73,13 +85,13 @@ ImagePtr make_flake_stamp(int variant) {
     const double ry = 0.5 * size.height - 0.6;
     for (int y = 0; y < size.height; ++y) {
         for (int x = 0; x < size.width; ++x) {
-            int hits = 0;
+            double light = 0;
             for (int i = 0; i < SUPER * SUPER; ++i) {
                 const double px = (x + (i % SUPER + 0.5) / SUPER - 0.5 * size.width) / rx;
                 const double py = (y + (i / SUPER + 0.5) / SUPER - 0.5 * size.height) / ry;
-                hits += inside(crystal, px, py) > 0 ? 1 : 0;
+                light += translucent(inside(crystal, px, py), k7_hypot(px, py));
             }
-            image_row<std::uint8_t>(image.get(), y)[x] = 2 * hits >= SUPER * SUPER ? 255 : 0;
+            image_row<std::uint8_t>(image.get(), y)[x] = static_cast<std::uint8_t>(255 * light / (SUPER * SUPER) + 0.5);
         }
     }
     return image;

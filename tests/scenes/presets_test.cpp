@@ -1,0 +1,81 @@
+// The presets of every effect, on its scene: each shows something, and no two look alike.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "host/cli/declarations.h"
+#include "host/cli/input_source.h"
+#include "host/cli/scene.h"
+#include "support/recording_host.h"
+
+namespace quillon {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::vector<DeclaredEffect>& effects() {
+    static const std::vector<DeclaredEffect> all = readDeclarations(QUILLON_BUNDLE).effects;
+    return all;
+}
+
+std::vector<std::string> namesWithPresets() {
+    std::vector<std::string> names;
+    for (const DeclaredEffect& effect : effects())
+        if (effect.hasPicture && !effect.presets.empty()) names.push_back(effect.shortName());
+    return names;
+}
+
+// Root mean square over red, green and blue, from 0 to 1. A streak of a few pixels counts, a change of all pixels by a
+// level of 8 bits is 0.004.
+double distance(const std::vector<float>& a, const std::vector<float>& b) {
+    double sum = 0;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (i % 4 != 3) {
+            const double d = static_cast<double>(std::clamp(a[i], 0.0f, 1.0f) - std::clamp(b[i], 0.0f, 1.0f));
+            sum += d * d;
+        }
+    return std::sqrt(sum / (0.75 * static_cast<double>(a.size())));
+}
+
+// The share of pixels that are burnt out in all three channels.
+double burnt(const std::vector<float>& picture) {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < picture.size(); i += 4)
+        count += std::min({picture[i], picture[i + 1], picture[i + 2]}) > 0.98f;
+    return 4.0 * static_cast<double>(count) / static_cast<double>(picture.size());
+}
+
+class EffectPresets : public testing::TestWithParam<std::string> {};
+
+// Presets are made for frames of 1920 by 1080, of which a proxy is rendered.
+TEST_P(EffectPresets, DifferAndAreSeenAndAreNoWhiteBlot) {
+    constexpr double ALIKE = 0.01, UNSEEN = 0.005, BLOT = 0.25;
+    constexpr double PROXY = 0.25;
+    const DeclaredEffect& effect =
+        *std::find_if(effects().begin(), effects().end(), [](const auto& e) { return e.shortName() == GetParam(); });
+    const DeclaredScene scene = effect.scene.shown(1920, 1080);
+    const std::vector<Picture> inputs = sceneInputs(scene, fs::path(QUILLON_SOURCE) / "examples");
+    const std::vector<float> nothing(std::size_t{480} * 270 * 4, 0.0f);
+    const std::vector<float> plate = inputs.empty() ? nothing : boxScaled(inputs.front(), PROXY).rgba;
+    support::RecordingHost host(ofxhost::hostConfig("generic"));
+    for (const DeclaredPresets& presets : effect.presets) {
+        std::vector<std::vector<float>> pictures;
+        for (std::size_t i = 0; i < presets.names.size(); ++i) {
+            const SceneForm form{.preset = presets.choice + "=" + std::to_string(i), .scale = PROXY};
+            pictures.push_back(renderScene(*host.bundle().find(effect.name), scene, inputs, form)->toFloats());
+            const std::vector<float>& shown = pictures.back();
+            EXPECT_GT(distance(shown, plate), UNSEEN) << presets.names[i] << " is not seen";
+            EXPECT_LT(burnt(shown) - burnt(plate), BLOT) << presets.names[i] << " is a white blot";
+            for (std::size_t j = 0; j < i; ++j)
+                EXPECT_GT(distance(shown, pictures[j]), ALIKE) << presets.names[i] << " is like " << presets.names[j];
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Effects, EffectPresets, testing::ValuesIn(namesWithPresets()),
+                         [](const auto& effect) { return effect.param; });
+
+}  // namespace
+}  // namespace quillon
