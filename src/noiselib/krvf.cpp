@@ -99,6 +99,19 @@ bool KRVF::generate(int32_t new_seed, int n, double new_k_min, double new_energy
     return true;
 }
 
+bool KRVF::copy_from(const KRVF& other) {
+    const std::size_t points = other.field ? other.stored_edge() * other.stored_edge() * std::size_t(other.grid) : 0;
+    if (points == 0 || half_grid != other.half_grid) field.reset();
+    if (points > 0 && !field) field = new_krvf_block<KrvfVector>(points);
+    const bool done = points == 0 || field != nullptr;
+    if (points > 0 && done) std::copy_n(other.field.get(), points, field.get());
+    k_min = other.k_min, energy = other.energy, seed = other.seed;
+    degenerate_count = other.degenerate_count, figures = other.figures;
+    half_grid = done ? other.half_grid : 0;
+    grid = done ? other.grid : 0;
+    return done;
+}
+
 void KRVF::collect_statistics() {
     const std::size_t edge = stored_edge();
     const auto times = [&](std::size_t i) { return i == 0 || i + 1 == edge ? 1.0 : 2.0; };

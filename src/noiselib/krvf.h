@@ -45,6 +45,9 @@ class KRVF {
     // finite count as 0. An empty field answers zeros and false.
     bool sample(double x, double y, double z, double* u, double* v, double* w) const;
 
+    // Makes this the same field as another. False, and empty, when memory fails.
+    bool copy_from(const KRVF& other);
+
     int grid_edge() const { return grid; }  // 2n, 0 for an empty field
     const Statistics& statistics() const { return figures; }
     uint32_t degenerate_waves() const { return degenerate_count; }  // waves whose tensor had no pivot
@@ -76,6 +79,9 @@ class KRVFT {
 
     // 1, or 0 with zeros when memory failed or there is no field. A time that is not a number reads as the current one.
     int sample(double x, double y, double z, double time, double* u, double* v, double* w);
+
+    // Makes this go on as another will. False without memory: it then has no field.
+    bool copy_from(const KRVFT& other);
 
   private:
     bool generate_from_next_word(KRVF& keyframe);

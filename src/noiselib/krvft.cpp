@@ -35,6 +35,23 @@ int KRVFT::init(double time, int32_t new_seed, int n, double new_k_min, double n
     return has_first && has_second ? 1 : 0;
 }
 
+bool KRVFT::copy_from(const KRVFT& other) {
+    if (!other.field_a || !other.field_b) {
+        field_a.reset(), field_b.reset();
+    } else {
+        if (!field_a) field_a.reset(new (std::nothrow) KRVF);
+        if (!field_b) field_b.reset(new (std::nothrow) KRVF);
+        if (!field_a || !field_b || !field_a->copy_from(*other.field_a) || !field_b->copy_from(*other.field_b)) {
+            field_a.reset(), field_b.reset();
+            return false;
+        }
+    }
+    current_time = other.current_time, half_grid = other.half_grid;
+    k_min = other.k_min, energy = other.energy, seed = other.seed;
+    random = other.random;
+    return true;
+}
+
 int KRVFT::sample(double x, double y, double z, double time, double* u, double* v, double* w) {
     *u = *v = *w = 0;
     if (!field_a || !field_b) return 0;

@@ -295,6 +295,17 @@ QUILLON_VECTOR Register<T> gather(const T* table, Ints index) {
 #endif
 }
 
+// Element index[i] of a register in lane i; the indices must be within it.
+QUILLON_VECTOR Floats picked(Floats table, Ints index) {
+#if defined(__AVX512F__)
+    return (Floats)_mm512_permutexvar_ps((__m512i)index, (__m512)table);
+#elif defined(__AVX2__)
+    return (Floats)_mm256_permutevar8x32_ps((__m256)table, (__m256i)index);
+#else
+    return Floats{table[index[0]], table[index[1]], table[index[2]], table[index[3]]};
+#endif
+}
+
 // 0, 1, 2, ...
 template <class V>
 QUILLON_VECTOR V counting() {
