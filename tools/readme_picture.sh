@@ -30,8 +30,8 @@ look smoke examples/launch.jpg 30 Smoke --preset Billow
 look bubbles examples/seeding.jpg 40 Bubbles --preset Soap --size 1600x900
 look infrared examples/road.jpg 0 InfraRed --preset Landscape1
 plate coffee.jpg 1920x1280 1920x1080+0+100
-look thermo "$work/coffee.jpg.png" 0 Thermo
-look burn examples/portrait.jpg 21 Burn -p Direction="Top Right" -p Duration=20
+look thermo examples/portrait.jpg 0 Thermo
+look burn "$work/coffee.jpg.png" 21 Burn -p Direction="Top Right" -p Duration=20
 look leak examples/hearth.jpg 0 LightLeak -p FogB=50 -p LightSpotsB=7 -p GroupB=60 -p PattSizeB=120 -p RedSoftB=100 \
   -p YellowSpreadB=65 -p YellowSoftB=80 -p WhiteSpreadB=40 -p CorePosB=0.9,0.7
 oiiotool "${tiles[@]}" --mosaic:pad=8 3x3 --quality 84 -o docs/images/effects.jpg
