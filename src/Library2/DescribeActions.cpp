@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdio>
@@ -114,13 +115,15 @@ void describeControls(const EffectInfo& info, OfxParamSetHandle parameters) {
     const HostQuirks& quirks = *bundleState().quirks;
     const bool groups = bundleState().maxPages == 0;
     int page = -1;
+    std::size_t described = 0;  // pages whose group is there
     std::string parent;
     for (const ControlK7* control : info.controls()) {
         if (control->page() != page && control->page() >= 0) {
             page = control->page();
             const auto index = static_cast<std::size_t>(page);
             const bool atTop = index == 0 && quirks.firstPageAtTop;
-            if (groups && !atTop) describeGroup(parameters, index, info.pages()[index]);
+            if (groups && !atTop && index >= described) describeGroup(parameters, index, info.pages()[index]);
+            described = std::max(described, index + 1);
             parent = atTop ? std::string() : groupName(index);
         }
         control->define({parameters, &quirks, groups ? parent.c_str() : nullptr});

@@ -72,7 +72,7 @@ EffectInfo::~EffectInfo() = default;
 
 int EffectInfo::addControl(ControlK7* control) {
     m_controls.push_back(control);
-    return static_cast<int>(m_pages.size()) - 1;
+    return m_page;
 }
 
 void EffectInfo::fetchAll(const FetchContext& context) {

@@ -191,7 +191,11 @@ class EffectInfo {
     // Registration, called by the members' constructors
     int addControl(ControlK7* control);  // answers the page it is on
     void addInput(ClipRecord* clip) { m_inputs.push_back(clip); }
-    void addPage(const char* title) { m_pages.push_back(title); }
+    void addPage(const char* title) {
+        m_pages.push_back(title);
+        m_page = static_cast<int>(m_pages.size()) - 1;
+    }
+    void backToFirstPage() { m_page = 0; }
     void addWidget(OverlayControlK7* widget) { m_widgets.push_back(widget); }
     void setFrameRate(const FrameRateControlK7* control) { m_frameRate = control; }
 
@@ -206,6 +210,7 @@ class EffectInfo {
   private:
     std::vector<ClipRecord*> m_inputs;
     std::vector<const char*> m_pages;
+    int m_page = -1;  // that controls declared now are on
     std::vector<ControlK7*> m_controls;
     std::vector<EnableRule> m_rules;
     std::vector<PresetTable> m_presets;
@@ -216,4 +221,9 @@ class EffectInfo {
 // A page of the effect's dialog: the controls declared after it are on it.
 struct Page {
     Page(EffectInfo* owner, const char* title) { owner->addPage(title); }
+};
+// The controls declared after it are on the first page again: buttons that stand last for the sake of the parameters'
+// order, but that nobody shall have to look for.
+struct FirstPageAgain {
+    explicit FirstPageAgain(EffectInfo* owner) { owner->backToFirstPage(); }
 };

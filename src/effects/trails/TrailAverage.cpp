@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr double SECRET_END = 10000.0;  // where the counter behind the restart button begins again
-
 void premultiply(K7Image& image) {
     for_rows_float(image.height, [&](int first, int last) {
         for (int y = first; y <= last; ++y) {
@@ -198,11 +196,8 @@ void TrailAverage::finish(K7Image& result) {
 
 // ---- The button -----------------------------------------------------------------------------------------------
 
-// The counter reaches instances that the host renders with elsewhere.
 void TrailAverage::ButtonPressed(ButtonControlK7& button) {
     if (&button != &Restart) return;
-    double count = 0.0;
-    ReStartSecret.GetValue(0.0, &count);
-    ReStartSecret.SetValue(count + 1.0 < SECRET_END ? count + 1.0 : 0.0);
+    ReStartSecret.count();
     MarkRestart();
 }

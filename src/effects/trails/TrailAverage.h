@@ -9,6 +9,7 @@
 #include <atomic>
 
 #include "Library2/PluginK7.h"
+#include "effects/engines/controls/PressCounter.h"
 #include "effects/trails/TrailSums.h"
 
 struct TrailAverageInfo : EffectInfo {
@@ -46,10 +47,7 @@ struct TrailAverageInfo : EffectInfo {
     enum Style : int { Straight = 1, StaggerRGB, BoostBright };
 
     Page page{this, "TrailAverage"};
-    FloatControlK7 ReStartSecret{
-        this,
-        {"ReStartSecret", "ReStartSecret", 0.0, 0.0, 10000.0, {.secret = true}},
-        "Counts how often Restart was pressed, so that the trail begins anew wherever the host renders; hidden."};
+    PressCounterK7 ReStartSecret{this, "ReStartSecret", "the trail begins anew"};
     CheckboxControlK7 MatteShuffle{this,
                                    {"MatteShuffle", "Use Matte Clip"},
                                    "Takes the alpha of every frame from the red channel of the matte clip."};

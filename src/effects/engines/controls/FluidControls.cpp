@@ -1,5 +1,10 @@
 #include "effects/engines/controls/FluidControls.h"
 
+#include <algorithm>
+#include <cmath>
+
+#include "k7pi_baselib/portable_math.h"
+
 FluidWindControls::FluidWindControls(EffectInfo* owner, const Given& given)
     : on(owner, {("WindOn" + given.letter).c_str(), ("Wind " + given.letter).c_str()},
          ("Lets wind " + given.letter + " push the fluid.").c_str()),
@@ -19,7 +24,9 @@ FluidWindControls::FluidWindControls(EffectInfo* owner, const Given& given)
       local(controlIf<CheckboxControlK7>(
           given.canDieAway, owner,
           CheckboxParam{("WindLocal" + given.letter).c_str(), ("Wind Local " + given.letter).c_str(), true},
-          "Lets the wind die away towards its end; otherwise it blows on beyond it.")) {
+          "Lets the wind die away towards its end; otherwise it blows on beyond it.")),
+      arrow(owner, start, end, true) {
+    on.followedByOverlay = true;
     owner->ghost({&start, &end, &strength, &tightness}, on, isOff);
     if (local) owner->ghost({&*local}, on, isOff);
 }
@@ -38,6 +45,47 @@ VortexControls::VortexControls(EffectInfo* owner, const Given& given)
       radius(owner,
              {("VortexRadius" + given.letter).c_str(), ("Vortex Radius " + given.letter).c_str(), given.radius, 0.001,
               given.largest},
-             "Distance from the centre beyond which the vortex turns nothing, in widths of the picture.") {
+             "Distance from the centre beyond which the vortex turns nothing, in widths of the picture along x and in "
+             "heights along y."),
+      circle(owner, centre, radius) {
+    on.followedByOverlay = true;
     owner->ghost({&strength, &centre, &radius}, on, isOff);
+}
+
+// ---- The handle of a vortex -----------------------------------------------------------------------------------
+
+float VortexOverlayK7::reachOf(Point place) const {
+    const double x = place.x / std::max(view().width, 1) - m_centre.overlayX;
+    const double y = place.y / std::max(view().height, 1) - m_centre.overlayY;
+    return static_cast<float>(k7_hypot(x, y));
+}
+int VortexOverlayK7::partAt(float x, float y) const {
+    if (near(view().place(m_centre.overlayX, m_centre.overlayY), x, y)) return 1;
+    // As far from the outline as the pen may be, seen along the line to the centre.
+    const float reach = reachOf({x, y});
+    if (!(reach > 0.0f)) return 0;
+    const auto radius = static_cast<float>(m_radius.overlayValue);
+    const Point centre = view().place(m_centre.overlayX, m_centre.overlayY);
+    const float apart = std::fabs(1.0f - radius / reach) * static_cast<float>(k7_hypot(x - centre.x, y - centre.y));
+    return apart < view().hitRadius() ? 2 : 0;
+}
+void VortexOverlayK7::moveTo(int part, Point pen) {
+    if (part == 1) {
+        m_centre.overlayX = static_cast<double>(pen.x) / std::max(view().width, 1);
+        m_centre.overlayY = static_cast<double>(pen.y) / std::max(view().height, 1);
+    } else {
+        m_radius.overlayValue = std::clamp(static_cast<double>(reachOf(pen)), m_radius.min(), m_radius.max());
+    }
+}
+void VortexOverlayK7::write(int part) {
+    if (part == 1)
+        m_centre.SetValue(m_centre.overlayX, m_centre.overlayY);
+    else
+        m_radius.SetValue(m_radius.overlayValue);
+}
+void VortexOverlayK7::draw(const OverlayPen& pen) const {
+    const Point centre = view().place(m_centre.overlayX, m_centre.overlayY);
+    const Point radii = view().place(m_radius.overlayValue, m_radius.overlayValue);
+    pen.ellipse(centre, radii.x, radii.y, 0.0f, false);
+    pen.handle(centre, hovered == 1);
 }

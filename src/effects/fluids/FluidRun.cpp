@@ -1,0 +1,49 @@
+#include "effects/fluids/FluidRun.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "k7pi_baselib/k7pi_baselib.h"
+
+void FluidRun::arrive(int frame, const K7Image& picture, std::initializer_list<double> numbers) {
+    if (m_asked.exchange(false) || frame < m_frame || picture.width != m_width || picture.height != m_height ||
+        !std::equal(numbers.begin(), numbers.end(), m_numbers.begin(), m_numbers.end()))
+        m_begins = true;
+    m_frame = frame;
+    m_width = picture.width;
+    m_height = picture.height;
+    m_numbers.assign(numbers);
+}
+
+void FluidRun::begun() {
+    m_begins = false;
+    m_made = true;
+    m_made_width = m_width;
+    m_made_height = m_height;
+}
+
+FluidFlow* FluidRun::create(int width, int height, int densityWidth, int densityHeight) {
+    m_begins = true;
+    m_made = false;
+    m_flow.reset();  // before the new one, so that there is never memory for two
+    m_flow = create_fluid_flow(width, height, FLUID_BOUNDED, densityWidth, densityHeight);
+    if (!m_flow) {
+        Trace(TRACE_ERROR, "No memory for a fluid of %d x %d cells.\n", width, height);
+        return nullptr;
+    }
+    const auto rows = [](void*, RowWorker worker, int count, void* job) {
+        image_dispatch_rows_float(worker, count, job);
+    };
+    m_flow->set_executor(this, rows);
+    m_flow->set_walls_open(false);
+    m_flow->wrap_x = m_flow->wrap_y = false;
+    return m_flow.get();
+}
+
+void FluidRun::traceTimes() const {
+    if (m_flow && std::isfinite(m_flow->total_seconds))
+        Trace(TRACE_TRACE, "*** ATS TIMES *** Total=%7.4f, Velocity=%7.4f, Scalar=%7.4f, Num Scalar=%d\n",
+              m_flow->total_seconds, m_flow->velocity_seconds, m_flow->density_seconds, m_flow->density_count);
+    else
+        Trace(TRACE_TRACE, "*** ATS TIMES *** INVALID ***\n");
+}
