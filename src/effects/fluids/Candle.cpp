@@ -28,7 +28,9 @@ CandleInfo::CandleInfo() {
     ghost({&CandleDensity}, SeeWhat, isNot(All));
     ghost({&GutterStrength}, AutoGutter, isOff);
     CRadiusY.followedByOverlay = true;
-    scene.inputs = {"portrait-small.png"};
+    scene.inputs = {"hearth-small.png"};
+    scene.settings = {{"Centre", "0.74,0.3"}, {"CRadiusX", "0.05"}, {"CRadiusY", "0.08"}, {"Soften", "1"},
+                      {"Blurx", "8"},         {"Blury", "14"},      {"HeatUp", "2"},      {"TempAdd", "0.33"}};
     scene.lead = 40;
     scene.frame = 40;
 }
@@ -120,11 +122,13 @@ bool Candle::light(FuelThreshold threshold) {
     flow->set_dt(1.0F);
     m_density = flow->add_field("density");
     m_temperature = flow->add_field("temperature");
-    m_fuel = flow->add_field("fuel");
-    if (m_density < 0 || m_temperature < 0 || m_fuel < 0) return false;
-    flow->field(m_fuel)->no_advect = true;
-    return threshold.load(*m_stencil, *flow->field(m_fuel)) && flow->add_field_scaled(m_fuel, m_density, 1.0F) &&
-           flow->copy_field(m_density, m_temperature);
+    if (m_density < 0 || m_temperature < 0) return false;
+    return burn(threshold, 1.0F);
+}
+
+bool Candle::burn(FuelThreshold threshold, float amount) {
+    FluidFlow& flow = *m_run.flow();
+    return threshold.burn(*m_stencil, amount, *flow.field(m_temperature), *flow.field(m_density));
 }
 
 bool Candle::step(FuelThreshold threshold) {
@@ -146,9 +150,7 @@ bool Candle::step(FuelThreshold threshold) {
         return false;
     }
     m_run.traceTimes();
-    const auto amount = static_cast<float>(TempAdd.value);
-    return threshold.load(*m_stencil, *flow.field(m_fuel)) && flow.add_field_scaled(m_fuel, m_temperature, amount) &&
-           flow.add_field_scaled(m_fuel, m_density, amount);
+    return burn(threshold, static_cast<float>(TempAdd.value));
 }
 
 // ---- The picture ----------------------------------------------------------------------------------------------

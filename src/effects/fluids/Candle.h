@@ -144,13 +144,14 @@ class Candle final : public FluidEffect<CandleInfo> {
     bool drawShape();
     bool light(FuelThreshold threshold);
     bool step(FuelThreshold threshold);
+    bool burn(FuelThreshold threshold, float amount);
 
     bool paintFlame(K7Image& flame) const;
     void compose(K7Image& result);
     const K7Image* scenery(const K7Image& flame);
     ImagePtr blurred(const K7Image& flame, double reach) const;
 
-    int m_density = -1, m_temperature = -1, m_fuel = -1;  // slots
+    int m_density = -1, m_temperature = -1;  // slots
     Shape m_drawn{};
     ImagePtr m_stencil;  // m_drawn, softened
 };

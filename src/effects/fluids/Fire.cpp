@@ -15,7 +15,8 @@ constexpr float BEYOND_STEP = 0.1F;             // of their positions
 FireInfo::FireInfo() {
     declarePresets();
     ghost({&BoundaryLayer}, UseBarriers, isOff);
-    scene.inputs = {"hearth-small.png"};
+    scene.inputs = {"hearth-small.png", "hearth-fuel.png"};
+    scene.settings = {{"Thresh", "0.1"}, {"VCFS", "1"}, {"HeatUp", "2"}, {"TempDiss", "0.3"}, {"Vhi", "250"}};
     scene.lead = 40;
     scene.frame = 40;
 }
@@ -64,16 +65,16 @@ bool Fire::light(FuelThreshold threshold) {
     flow->set_dt(static_cast<float>(TStep.value));
     m_density = flow->add_field("density");
     m_temperature = flow->add_field("temperature");
-    m_fuel = flow->add_field("fuel");
     m_barrier = UseBarriers.value ? flow->add_field("barrier") : -1;
-    if (m_density < 0 || m_temperature < 0 || m_fuel < 0 || (UseBarriers.value && m_barrier < 0)) return false;
-    flow->field(m_fuel)->no_advect = true;
+    if (m_density < 0 || m_temperature < 0 || (UseBarriers.value && m_barrier < 0)) return false;
     if (m_barrier >= 0) flow->set_obstacle_field(m_barrier);
-    return loadFuel(threshold) && flow->add_field_scaled(m_fuel, m_density, 1.0F) &&
-           flow->copy_field(m_density, m_temperature);
+    return burn(threshold, 1.0F);
 }
 
-bool Fire::loadFuel(FuelThreshold threshold) { return threshold.load(*fuel.image, *m_run.flow()->field(m_fuel)); }
+bool Fire::burn(FuelThreshold threshold, float amount) {
+    FluidFlow& flow = *m_run.flow();
+    return threshold.burn(*fuel.image, amount, *flow.field(m_temperature), *flow.field(m_density));
+}
 
 // One step, and this frame's fuel behind it.
 bool Fire::step(FuelThreshold threshold) {
@@ -93,9 +94,7 @@ bool Fire::step(FuelThreshold threshold) {
         return false;
     }
     m_run.traceTimes();
-    const auto amount = static_cast<float>(TempAdd.value);
-    return loadFuel(threshold) && flow.add_field_scaled(m_fuel, m_temperature, amount) &&
-           flow.add_field_scaled(m_fuel, m_density, amount);
+    return burn(threshold, static_cast<float>(TempAdd.value));
 }
 
 void Fire::forces(FluidFlow& flow) {

@@ -140,9 +140,9 @@ class Fire final : public FluidEffect<FireInfo> {
   private:
     bool light(FuelThreshold threshold);
     bool step(FuelThreshold threshold);
-    bool loadFuel(FuelThreshold threshold);
+    bool burn(FuelThreshold threshold, float amount);
     void forces(FluidFlow& flow);
     void paint(K7Image& result);
 
-    int m_density = -1, m_temperature = -1, m_fuel = -1, m_barrier = -1;  // slots
+    int m_density = -1, m_temperature = -1, m_barrier = -1;  // slots
 };

@@ -13,6 +13,7 @@ float scale_of(float low, float high) {
 }
 
 constexpr double NOTHING_PASSES = 0.9999;
+constexpr float STRONGEST_LIGHT = 1e12F;
 
 }  // namespace
 
@@ -35,21 +36,29 @@ void FuelThreshold::show(const K7Image& from, K7Image& to) const {
     to.stats_valid = 0;
 }
 
-bool FuelThreshold::load(const K7Image& from, ScalarField& to) const {
-    if (!same_size(from, to.width, to.height) || from.sample_type != SAMPLE_F32) return false;
+bool FuelThreshold::burn(const K7Image& from, float amount, ScalarField& heat, ScalarField& density) const {
+    if (!heat.same_grid(density) || !same_size(from, heat.width, heat.height) || from.sample_type != SAMPLE_F32)
+        return false;
     const FluidThreshold threshold{m_low, m_scale};
-    const int begin = to.first();
-    for_rows_float(to.height, [&](int first, int last) {
+    const int begin = heat.first();
+    for_rows_float(heat.height, [&](int first, int last) {
         for (int y = first; y <= last; ++y) {
             const float* samples = image_row<float>(&from, y);
-            float* cells = to.data.get() + to.index(begin, begin + y);
-            if (from.channels == 4)
-                fluid_colours().fuel(threshold, samples, to.width, cells);
-            else
-                for (int x = 0; x < to.width; ++x) cells[x] = std::max((samples[x] - m_low) * m_scale, 0.0F);
+            float* hot = heat.data.get() + heat.index(begin, begin + y);
+            float* dense = density.data.get() + density.index(begin, begin + y);
+            if (from.channels == 4) {
+                fluid_colours().burn(threshold, samples, amount, heat.width, hot, dense);
+                continue;
+            }
+            for (int x = 0; x < heat.width; ++x) {
+                const float more = std::max((samples[x] - m_low) * m_scale, 0.0F) * amount;
+                hot[x] = std::clamp(hot[x] + more, -FLUID_MAX_VALUE, FLUID_MAX_VALUE);
+                dense[x] = std::clamp(dense[x] + more, -FLUID_MAX_VALUE, FLUID_MAX_VALUE);
+            }
         }
     });
-    to.set_boundary();
+    heat.set_boundary();
+    density.set_boundary();
     return true;
 }
 
@@ -89,6 +98,7 @@ bool composite_fluid(const K7Image* source, K7Image& result, const K7Image& fore
 }
 
 void add_glow(K7Image& image, const K7Image& light, float brightness) {
+    brightness = std::min(brightness, STRONGEST_LIGHT);
     for_rows_float(image.height, [&](int first, int last) {
         for (int y = first; y <= last; ++y)
             fluid_colours().add_light(image_row<float>(&light, y), brightness, image.width,
@@ -98,6 +108,7 @@ void add_glow(K7Image& image, const K7Image& light, float brightness) {
 }
 
 void illuminate(K7Image& image, const K7Image& light, float brightness) {
+    brightness = std::min(brightness, STRONGEST_LIGHT);
     for_rows_float(image.height, [&](int first, int last) {
         for (int y = first; y <= last; ++y)
             fluid_colours().multiply_light(image_row<float>(&light, y), brightness, image.width,

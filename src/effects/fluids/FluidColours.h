@@ -12,9 +12,9 @@ struct FuelThreshold {
     explicit FuelThreshold(double threshold);
     // Every sample, unlimited: how the user sees the threshold. A single channel is shown in all four.
     void show(const K7Image& from, K7Image& to) const;
-    // The mean of the colours, or the only channel, nothing below 0, as the cells of a field. False where the sizes
-    // differ.
-    bool load(const K7Image& from, ScalarField& to) const;
+    // Adds the mean of the colours, or the only channel, to two fields of one grid: nothing below 0, times amount.
+    // False where the sizes differ.
+    bool burn(const K7Image& from, float amount, ScalarField& heat, ScalarField& density) const;
 
   private:
     float m_low, m_scale;

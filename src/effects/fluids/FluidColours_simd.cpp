@@ -8,6 +8,7 @@ namespace QUILLON_SIMD {
 namespace {
 
 constexpr PixelMask IS_ALPHA{0, 0, 0, -1};
+constexpr float BRIGHTEST = 3e38F;  // instead of infinity
 
 // A power in the precision of a float, lane by lane as single numbers have it.
 QUILLON_VECTOR Floats raised(Floats base, double exponent) {
@@ -124,7 +125,7 @@ static void over(const float* foreground, const float* source, bool premultiplie
 
 static void add_light(const float* light, float brightness, int count, float* pixels) {
     for (int i = 0; i < 4 * count; i += 4) {
-        const Pixel lit = load<Pixel>(pixels + i) + load<Pixel>(light + i) * brightness;
+        const Pixel lit = smaller(load<Pixel>(pixels + i) + load<Pixel>(light + i) * brightness, all<Pixel>(BRIGHTEST));
         store(pixels + i, IS_ALPHA ? to_unit(lit) : lit);
     }
 }
@@ -132,24 +133,36 @@ static void add_light(const float* light, float brightness, int count, float* pi
 static void multiply_light(const float* light, float brightness, int count, float* pixels) {
     for (int i = 0; i < 4 * count; i += 4) {
         const auto pixel = load<Pixel>(pixels + i);
-        store(pixels + i, IS_ALPHA ? pixel : pixel * (load<Pixel>(light + i) * brightness));
+        const Pixel lit = smaller(pixel * (load<Pixel>(light + i) * brightness), all<Pixel>(BRIGHTEST));
+        store(pixels + i, IS_ALPHA ? pixel : lit);
     }
 }
 
-static void fuel(const FluidThreshold& threshold, const float* pixels, int count, float* cells) {
-    const auto block = [&](const Planes& from) {
-        const auto burns = [&](Floats s) { return larger((s - threshold.low) * threshold.scale, Floats{}); };
-        return (burns(from.r) + burns(from.g) + burns(from.b)) * 0.33333334F;
-    };
+static void burn(const FluidThreshold& threshold, const float* pixels, float amount, int count, float* heat,
+                 float* density) {
+    constexpr float MOST = 1e12F;  // of a field's value
+    const float share = amount * 0.33333334F;
     Ints order;
     for (int i = 0; i < LANES; ++i) order[i] = lane_of(i);
+    const auto fuel = [&](const Planes& from) {
+        const auto burns = [&](Floats s) { return larger((s - threshold.low) * threshold.scale, Floats{}); };
+        return picked((burns(from.r) + burns(from.g) + burns(from.b)) * share, order);
+    };
+    const auto add = [&](Floats more, float* cells) { store(cells, smaller(load(cells) + more, all<Floats>(MOST))); };
     int i = 0;
-    for (; i + LANES <= count; i += LANES) store(cells + i, picked(block(load_planes(pixels + 4L * i)), order));
+    for (; i + LANES <= count; i += LANES) {
+        const Floats more = fuel(load_planes(pixels + 4L * i));
+        add(more, heat + i);
+        add(more, density + i);
+    }
     if (i == count) return;
-    const Floats rest = picked(block(load_planes(pixels + 4L * i, count - i)), order);
-    __builtin_memcpy(cells + i, &rest, sizeof(float) * static_cast<std::size_t>(count - i));
+    const Floats more = fuel(load_planes(pixels + 4L * i, count - i));
+    for (int lane = 0; i < count; ++i, ++lane) {
+        heat[i] = limited<float>(heat[i] + more[lane], -MOST, MOST);
+        density[i] = limited<float>(density[i] + more[lane], -MOST, MOST);
+    }
 }
 
-const FluidColourKernels fluid_colours = {colours, over, add_light, multiply_light, fuel};
+const FluidColourKernels fluid_colours = {colours, over, add_light, multiply_light, burn};
 
 }  // namespace QUILLON_SIMD

@@ -37,8 +37,9 @@ struct FluidColourKernels {
     // pixels + light * brightness, alpha up to 1; and pixels * light * brightness, alpha as it was.
     void (*add_light)(const float* light, float brightness, int count, float* pixels);
     void (*multiply_light)(const float* light, float brightness, int count, float* pixels);
-    // The mean of the three colours of each pixel behind the threshold.
-    void (*fuel)(const FluidThreshold& threshold, const float* pixels, int count, float* cells);
+    // Adds the mean of the three colours of each pixel behind the threshold, times amount, to cells of two fields.
+    void (*burn)(const FluidThreshold& threshold, const float* pixels, float amount, int count, float* heat,
+                 float* density);
 };
 
 QUILLON_SIMD_TABLE(FluidColourKernels, fluid_colours);
