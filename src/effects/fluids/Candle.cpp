@@ -71,17 +71,17 @@ bool Candle::drawShape() {
     if (m_stencil && now == m_drawn && m_stencil->width == like.width && m_stencil->height == like.height) return true;
     m_stencil = make_image(like.width, like.height, 1, SAMPLE_F32);
     if (!m_stencil) return false;
-    const auto first = [](float centre, float radius) {
-        return static_cast<int>(std::max(std::floor(centre - radius) - 1.0F, 0.0F));
+    const auto first = [](float centre, float radius, int size) {
+        return static_cast<int>(std::clamp(std::floor(centre - radius) - 1.0F, 0.0F, static_cast<float>(size)));
     };
     const auto last = [](float centre, float radius, int size) {
-        return static_cast<int>(std::min(std::ceil(centre + radius) + 1.0F, static_cast<float>(size - 1)));
+        return static_cast<int>(std::clamp(std::ceil(centre + radius) + 1.0F, -1.0F, static_cast<float>(size - 1)));
     };
     const float flatness = now.radius_x / now.radius_y, inside = now.radius_x * now.radius_x;
-    const int left = first(now.x, now.radius_x), right = last(now.x, now.radius_x, like.width);
+    const int left = first(now.x, now.radius_x, like.width), right = last(now.x, now.radius_x, like.width);
     const int top = last(now.y, now.radius_y, like.height);
     MTRandom random(SHAPE_SEED);
-    for (int y = first(now.y, now.radius_y); y <= top && !abortRequested(); ++y) {
+    for (int y = first(now.y, now.radius_y, like.height); y <= top && !abortRequested(); ++y) {
         float* row = image_row<float>(m_stencil.get(), y);
         for (int x = left; x <= right; ++x) {
             int hits = 0;

@@ -156,12 +156,12 @@ TEST(FluidColours, RampTakesTheFirstKnotAbove) {
         ramp.knots[k] = {positions[k], {0.1f * float(k), float(k * k), 1.0f / float(k + 1), 0.2f * float(k)}};
     ramp.alpha_of_ramp = true;
     ScalarField field(FLUID_BOUNDED, 37, 3);
-    for (int i = 0; i < 37; ++i) field.data[field.index(1 + i, 2)] = -0.3f + 0.05f * float(i);
+    for (int i = 0; i < 37; ++i) field.data[field.index(1 + i, 2)] = -0.31f + 0.05f * float(i);
     const ImagePtr image = make_image(37, 3, 4, SAMPLE_F32);
     ASSERT_TRUE(render_fields(field, field, *image, 0.0f, 1.0f, ramp, 0.0f, 1.0f));
     for (int i = 0; i < 37; ++i)
         for (int c = 0; c < 4; ++c) {
-            const float place = std::max(-0.3f + 0.05f * float(i), 0.0f);
+            const float place = std::max(-0.31f + 0.05f * float(i), 0.0f);
             int k = 0;
             while (k < 4 && !(place < positions[k + 1])) ++k;
             const auto &from = ramp.knots[k], &to = ramp.knots[std::min(k + 1, 4)];
