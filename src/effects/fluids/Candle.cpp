@@ -29,8 +29,11 @@ CandleInfo::CandleInfo() {
     ghost({&GutterStrength}, AutoGutter, isOff);
     CRadiusY.followedByOverlay = true;
     scene.inputs = {"hearth-small.png"};
-    scene.settings = {{"Centre", "0.74,0.3"}, {"CRadiusX", "0.05"}, {"CRadiusY", "0.08"}, {"Soften", "1"},
-                      {"Blurx", "8"},         {"Blury", "14"},      {"HeatUp", "2"},      {"TempAdd", "0.33"}};
+    scene.settings = {{"Centre", "0.74,0.3"}, {"CRadiusX", "0.05"}, {"CRadiusY", "0.08"},
+                      {"Soften", "1"},        {"Blurx", "8"},       {"Blury", "14"},
+                      {"HeatUp", "2"},        {"TempAdd", "0.33"},  {"GasThin", "1"}};
+    scene.look = {{"Centre", "0.74,0.3"}, {"CRadiusX", "0.05"}, {"CRadiusY", "0.08"},
+                  {"HeatUp", "2"},        {"TempAdd", "0.33"},  {"GasThin", "1"}};
     scene.lead = 40;
     scene.frame = 40;
 }
@@ -69,8 +72,7 @@ bool Candle::drawShape() {
     const K7Image& like = *output.image;
     const Shape now = shape();
     if (m_stencil && now == m_drawn && m_stencil->width == like.width && m_stencil->height == like.height) return true;
-    m_stencil = make_image(like.width, like.height, 1, SAMPLE_F32);
-    if (!m_stencil) return false;
+    m_stencil = made(make_image(like.width, like.height, 1, SAMPLE_F32));
     const auto first = [](float centre, float radius, int size) {
         return static_cast<int>(std::clamp(std::floor(centre - radius) - 1.0F, 0.0F, static_cast<float>(size)));
     };
@@ -93,9 +95,14 @@ bool Candle::drawShape() {
             row[x] = static_cast<float>(hits) / SAMPLES;
         }
     }
+    if (abortRequested()) {
+        m_stencil.reset();
+        return false;
+    }
+    m_drawn = {};
+    made(image_gaussian_blur(m_stencil.get(), now.soften, now.soften, 1));
     m_drawn = now;
-    if (abortRequested() || !image_gaussian_blur(m_stencil.get(), now.soften, now.soften, 1)) m_stencil.reset();
-    return m_stencil != nullptr;
+    return true;
 }
 
 // ---- A frame --------------------------------------------------------------------------------------------------
@@ -108,30 +115,30 @@ void Candle::ProcessFrame() {
     const FuelThreshold threshold(Thresh.value);
     if (!drawShape()) return;
     if (ViewThresh.value == ViewThreshold) return threshold.show(*m_stencil, result);
-    if (m_run.begins() && !light(threshold)) return;
-    if (!step(threshold)) return;
+    if (m_run.begins()) light(threshold);
+    m_run.restart();  // until the step is done
+    step(threshold);
     m_run.begun();
-    if (paintFlame(result)) compose(result);
+    paintFlame(result);
+    compose(result);
 }
 
 // A new fluid, full of the fuel's heat.
-bool Candle::light(FuelThreshold threshold) {
+void Candle::light(FuelThreshold threshold) {
     const K7Image& like = *output.image;
-    FluidFlow* flow = m_run.create(VELOCITY_CELLS, VELOCITY_CELLS, like.width, like.height);
-    if (!flow) return false;
-    flow->set_dt(1.0F);
-    m_density = flow->add_field("density");
-    m_temperature = flow->add_field("temperature");
-    if (m_density < 0 || m_temperature < 0) return false;
-    return burn(threshold, 1.0F);
+    FluidFlow& flow = m_run.create(VELOCITY_CELLS, VELOCITY_CELLS, like.width, like.height);
+    flow.set_dt(1.0F);
+    m_density = newField(flow, "density");
+    m_temperature = newField(flow, "temperature");
+    burn(threshold, 1.0F);
 }
 
-bool Candle::burn(FuelThreshold threshold, float amount) {
+void Candle::burn(FuelThreshold threshold, float amount) {
     FluidFlow& flow = *m_run.flow();
-    return threshold.burn(*m_stencil, amount, *flow.field(m_temperature), *flow.field(m_density));
+    threshold.burn(*m_stencil, amount, *flow.field(m_temperature), *flow.field(m_density));
 }
 
-bool Candle::step(FuelThreshold threshold) {
+void Candle::step(FuelThreshold threshold) {
     FluidFlow& flow = *m_run.flow();
     const double gutter = AutoGutter.value ? GutterStrength.value * wind.strength.value : 0.0;
     flow.set_viscosity(static_cast<float>(Visco.value));
@@ -145,18 +152,15 @@ bool Candle::step(FuelThreshold threshold) {
     flow.set_dissipation(m_density, DENSITY_FADE);
     flow.set_variable_viscosity(-1, 0.0F, 0.0F, 1.0F);
     flow.trace_steps = TRACE_STEPS;
-    if (!flow.step(true)) {
-        m_run.restart();  // the fields are of two frames
-        return false;
-    }
+    made(flow.step(true));
     m_run.traceTimes();
-    return burn(threshold, static_cast<float>(TempAdd.value));
+    burn(threshold, static_cast<float>(TempAdd.value));
 }
 
 // ---- The picture ----------------------------------------------------------------------------------------------
 
 // Colour and opacity both follow the heat: none, the flame, thin gas.
-bool Candle::paintFlame(K7Image& flame) const {
+void Candle::paintFlame(K7Image& flame) const {
     const auto bright = static_cast<float>(Bcandle.value);
     const float thin = 1.1F + static_cast<float>(GasThin.value);
     const FluidRamp ramp{
@@ -167,15 +171,15 @@ bool Candle::paintFlame(K7Image& flame) const {
         .exponent = static_cast<float>(ColourBias.value) * 0.5F,
         .alpha_of_ramp = true};
     const ScalarField& heat = *m_run.flow()->field(m_temperature);
-    return render_fields(heat, heat, flame, 0.0F, 1.0F, ramp, 0.0F, 1.0F);
+    render_fields(heat, heat, flame, 0.0F, 1.0F, ramp, 0.0F, 1.0F);
 }
 
 ImagePtr Candle::blurred(const K7Image& flame, double reach) const {
     const auto radius = [&](const FloatControlK7& glow) {
         return static_cast<float>(glow.value * reach) / flame.unit_scale;
     };
-    ImagePtr light(image_duplicate(&flame));
-    if (light && !image_gaussian_blur(light.get(), radius(Blurx), radius(Blury), 15)) light.reset();
+    ImagePtr light(made(image_duplicate(&flame)));
+    made(image_gaussian_blur(light.get(), radius(Blurx), radius(Blury), 15));
     return light;
 }
 
@@ -186,7 +190,7 @@ const K7Image* Candle::scenery(const K7Image& flame) {
     if (OverBlack.value == Illuminated) {
         const ImagePtr light = blurred(flame, BGMod.value);
         const double brightness = BGambient.value * BGBoost.value * BGMod.value;
-        if (light) illuminate(*clip, *light, static_cast<float>(brightness));
+        illuminate(*clip, *light, static_cast<float>(brightness));
     }
     return clip;
 }

@@ -17,7 +17,26 @@ struct CandleInfo : EffectInfo {
         .history = FrameHistory::Frames,
         .description =
             "A flickering Candle Flame effect based on two dimensional fluid flow simulation. This effect is in Box "
-            "Number 1"};
+            "Number 1",
+        .purpose =
+            "The flame of a candle with its glow: it stands, flickers or gutters in a draught, and may light the shot "
+            "behind it.",
+        .usage =
+            "Connect the shot as BackGround, or none for the flame alone, and put Centre on the wick. Radius X and Y "
+            "are "
+            "the burning gas, the flame grows out of it: make them about half as wide and high as the flame.\n"
+            "Render frames in order: each render is a step. A frame before the last one, another size, and Restart "
+            "light "
+            "the candle anew. Give it 20 frames to grow.\n"
+            "Fuel Amount sets how much of the flame is blue gas: about a third leaves a yellow flame. Heat Up and "
+            "Cooling "
+            "set its height, Viscosity and Swirl how it flickers.\n"
+            "With Background on Illuminated Clip the shot is seen by the flame alone; raise Light Reach until its "
+            "light "
+            "falls where it should.\n"
+            "To composite elsewhere, set Background to Transparent: the flame is then straight with See on Candle, and "
+            "multiplied by its opacity with See on All.\n"
+            "Glow and Soften count pixels at full size, so a proxy shows the same.\n"};
     enum Background { Transparent = 1, Clip, Illuminated };
     enum View { ViewThreshold = 1, ViewCandle };
     enum Parts { BackgroundOnly = 1, CandleOnly, All };
@@ -142,11 +161,11 @@ class Candle final : public FluidEffect<CandleInfo> {
     };
     Shape shape() const;
     bool drawShape();
-    bool light(FuelThreshold threshold);
-    bool step(FuelThreshold threshold);
-    bool burn(FuelThreshold threshold, float amount);
+    void light(FuelThreshold threshold);
+    void step(FuelThreshold threshold);
+    void burn(FuelThreshold threshold, float amount);
 
-    bool paintFlame(K7Image& flame) const;
+    void paintFlame(K7Image& flame) const;
     void compose(K7Image& result);
     const K7Image* scenery(const K7Image& flame);
     ImagePtr blurred(const K7Image& flame, double reach) const;

@@ -48,40 +48,38 @@ void Fire::ProcessFrame() {
     const FuelThreshold threshold(Thresh.value);
     if (ViewThresh.value) return threshold.show(*fuel.image, result);
 
-    const bool held = AdjustColoursOnly.value && m_run.fits(result);
-    if (!held) {
-        if (m_run.begins() && !light(threshold)) return;
-        if (!AdjustColoursOnly.value && !step(threshold)) return;
+    if (!AdjustColoursOnly.value || !m_run.fits(result)) {
+        if (m_run.begins()) light(threshold);
+        m_run.restart();  // until the step is done
+        if (!AdjustColoursOnly.value) step(threshold);
         m_run.begun();
     }
     paint(result);
 }
 
 // A new fluid, full of the fuel's heat and smoke.
-bool Fire::light(FuelThreshold threshold) {
+void Fire::light(FuelThreshold threshold) {
     const K7Image& like = *output.image;
-    FluidFlow* flow = m_run.create(VELOCITY_CELLS, VELOCITY_CELLS, like.width, like.height);
-    if (!flow) return false;
-    flow->set_dt(static_cast<float>(TStep.value));
-    m_density = flow->add_field("density");
-    m_temperature = flow->add_field("temperature");
-    m_barrier = UseBarriers.value ? flow->add_field("barrier") : -1;
-    if (m_density < 0 || m_temperature < 0 || (UseBarriers.value && m_barrier < 0)) return false;
-    if (m_barrier >= 0) flow->set_obstacle_field(m_barrier);
-    return burn(threshold, 1.0F);
+    FluidFlow& flow = m_run.create(VELOCITY_CELLS, VELOCITY_CELLS, like.width, like.height);
+    flow.set_dt(static_cast<float>(TStep.value));
+    m_density = newField(flow, "density");
+    m_temperature = newField(flow, "temperature");
+    m_barrier = UseBarriers.value ? newField(flow, "barrier") : -1;
+    flow.set_obstacle_field(m_barrier);
+    burn(threshold, 1.0F);
 }
 
-bool Fire::burn(FuelThreshold threshold, float amount) {
+void Fire::burn(FuelThreshold threshold, float amount) {
     FluidFlow& flow = *m_run.flow();
-    return threshold.burn(*fuel.image, amount, *flow.field(m_temperature), *flow.field(m_density));
+    threshold.burn(*fuel.image, amount, *flow.field(m_temperature), *flow.field(m_density));
 }
 
 // One step, and this frame's fuel behind it.
-bool Fire::step(FuelThreshold threshold) {
+void Fire::step(FuelThreshold threshold) {
     FluidFlow& flow = *m_run.flow();
     if (m_barrier >= 0) {
         flow.clear_field(m_barrier);
-        if (!flow.load_field(barrier.image.get(), m_barrier, 1.0F, false)) return false;
+        made(flow.load_field(barrier.image.get(), m_barrier, 1.0F, false));
         flow.set_boundary_layer(BoundaryLayer.value);
     }
     forces(flow);
@@ -89,12 +87,9 @@ bool Fire::step(FuelThreshold threshold) {
     flow.set_dissipation(m_density, static_cast<float>(SmokeDissipate.value));
     flow.set_variable_viscosity(-1, 0.0F, 0.0F, 1.0F);
     flow.trace_steps = TraceSteps.value;
-    if (!flow.step(true)) {
-        m_run.restart();  // the fields are of two frames
-        return false;
-    }
+    made(flow.step(true));
     m_run.traceTimes();
-    return burn(threshold, static_cast<float>(TempAdd.value));
+    burn(threshold, static_cast<float>(TempAdd.value));
 }
 
 void Fire::forces(FluidFlow& flow) {

@@ -15,7 +15,26 @@ struct FireInfo : EffectInfo {
         .overlay = true,
         .otherFrames = true,
         .history = FrameHistory::Frames,
-        .description = "Fire effect based on two dimensional fluid flow simulation. This effect is in Box Number 1"};
+        .description = "Fire effect based on two dimensional fluid flow simulation. This effect is in Box Number 1",
+        .purpose =
+            "Fire: what is bright in a clip burns. Flames rise from it, lick, break into tongues and cool into smoke, "
+            "driven by a simulated flow.",
+        .usage =
+            "Connect the shot as BackGround and a matte as Fuel: what is brighter in it than Fuel Threshold burns; "
+            "View Fuel shows it. Without a fuel clip the shot's own highlights burn.\n"
+            "A soft matte that flickers or moves gives the livelier fire; a still, hard one burns in layers.\n"
+            "Render frames in order: each render is a step, and what an earlier frame shows depends on where the "
+            "sequence began. A frame before the last one, another size, and Restart light the fire anew.\n"
+            "Give it 20 to 40 frames before the cut to come up. Heat Up and Cooling set speed and height of the "
+            "flames, "
+            "Swirl how ragged they are, Hottest how white.\n"
+            "Smoke is the gas that has cooled: Smoke Fade says how long it stays, Opaque Above how dense it looks, "
+            "Colour 1 how bright.\n"
+            "Adjust Colours Only holds the fire still while its colours are set.\n"
+            "Where Use Barriers is on, connect a Barrier clip that is black where gas may flow. Keep barriers off the "
+            "fuel.\n"
+            "The flow is worked out on the same grid at any size, so a proxy shows the same fire, with softer "
+            "detail.\n"};
 
     ClipRecord background{this, {.name = "BackG", .label = "BackGround", .shortLabel = "BG", .required = true}};
     ClipRecord fuel{this, {.name = "Input", .label = "Fuel", .shortLabel = "Input", .temporal = true}};
@@ -138,9 +157,9 @@ class Fire final : public FluidEffect<FireInfo> {
     void PrepareOverlay() override;
 
   private:
-    bool light(FuelThreshold threshold);
-    bool step(FuelThreshold threshold);
-    bool burn(FuelThreshold threshold, float amount);
+    void light(FuelThreshold threshold);
+    void step(FuelThreshold threshold);
+    void burn(FuelThreshold threshold, float amount);
     void forces(FluidFlow& flow);
     void paint(K7Image& result);
 

@@ -1,5 +1,11 @@
 #include "effects/fluids/FluidEffect.h"
 
+int newField(FluidFlow& flow, const char* name) {
+    const int slot = flow.add_field(name);
+    made(slot >= 0);
+    return slot;
+}
+
 void addWind(FluidFlow& flow, const FluidWindControls& wind) {
     const float strength = wind.on.value ? static_cast<float>(wind.strength.value) * FLUID_FORCE : 0.0F;
     flow.add_wind(strength, static_cast<float>(wind.start.x), static_cast<float>(wind.start.y),

@@ -8,6 +8,8 @@
 
 inline constexpr float FLUID_FORCE = 0.01F;  // of a control's full strength, in the fluid's units
 
+int newField(FluidFlow& flow, const char* name);  // its slot
+
 void addWind(FluidFlow& flow, const FluidWindControls& wind);
 // `aspect`: what distances along y are multiplied by.
 void addVortex(FluidFlow& flow, const VortexControls& vortex, float aspect);

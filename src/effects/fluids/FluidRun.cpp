@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Library2/Made.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 void FluidRun::arrive(int frame, const K7Image& picture, std::initializer_list<double> numbers) {
@@ -22,22 +23,18 @@ void FluidRun::begun() {
     m_made_height = m_height;
 }
 
-FluidFlow* FluidRun::create(int width, int height, int densityWidth, int densityHeight) {
+FluidFlow& FluidRun::create(int width, int height, int densityWidth, int densityHeight) {
     m_begins = true;
     m_made = false;
     m_flow.reset();  // before the new one, so that there is never memory for two
-    m_flow = create_fluid_flow(width, height, FLUID_BOUNDED, densityWidth, densityHeight);
-    if (!m_flow) {
-        Trace(TRACE_ERROR, "No memory for a fluid of %d x %d cells.\n", width, height);
-        return nullptr;
-    }
+    m_flow = made(create_fluid_flow(width, height, FLUID_BOUNDED, densityWidth, densityHeight));
     const auto rows = [](void*, RowWorker worker, int count, void* job) {
         image_dispatch_rows_float(worker, count, job);
     };
     m_flow->set_executor(this, rows);
     m_flow->set_walls_open(false);
     m_flow->wrap_x = m_flow->wrap_y = false;
-    return m_flow.get();
+    return *m_flow;
 }
 
 void FluidRun::traceTimes() const {

@@ -3,10 +3,12 @@
 //
 // A render of an effect goes this way:
 //     m_run.arrive(frame, *output.image, {counters and settings whose change begins anew});
-//     if (m_run.begins() && !m_run.create(...)) return;   // and fields, first loads
-//     ... m_run.flow() ...
+//     if (m_run.begins()) { m_run.create(...); fields, first loads }
+//     m_run.restart();
+//     ... a step of m_run.flow() ...
 //     m_run.begun();
-// The mark to begin anew stays until begun(), also when a render ends before that.
+// The mark to begin anew stays until begun(), also when a render ends before that. So a fluid that an exception leaves
+// halfway is not gone on with.
 #pragma once
 
 #include <atomic>
@@ -25,12 +27,15 @@ class FluidRun {
     // is before the last one, or the size or one of the numbers is another.
     void arrive(int frame, const K7Image& picture, std::initializer_list<double> numbers);
     bool begins() const { return m_begins; }
-    void restart() { m_begins = true; }
+    void restart() {
+        m_begins = true;
+        m_made = false;
+    }
     void begun();
 
     // A new bounded solver, with closed walls, whose rows run on the threads of the image library. A density width of
-    // 0: its fields have the velocity's grid. Null without memory; then there is no solver, and the run still begins.
-    FluidFlow* create(int width, int height, int densityWidth = 0, int densityHeight = 0);
+    // 0: its fields have the velocity's grid.
+    FluidFlow& create(int width, int height, int densityWidth = 0, int densityHeight = 0);
     FluidFlow* flow() const { return m_flow.get(); }  // null before create()
     // Whether there is a fluid of the picture's size that a run has begun with.
     bool fits(const K7Image& picture) const {

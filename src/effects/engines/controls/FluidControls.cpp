@@ -1,7 +1,6 @@
 #include "effects/engines/controls/FluidControls.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "k7pi_baselib/portable_math.h"
 
@@ -54,38 +53,42 @@ VortexControls::VortexControls(EffectInfo* owner, const Given& given)
 
 // ---- The handle of a vortex -----------------------------------------------------------------------------------
 
-float VortexOverlayK7::reachOf(Point place) const {
+double VortexOverlayK7::reachOf(Point place) const {
     const double x = place.x / std::max(view().width, 1) - m_centre.overlayX;
     const double y = place.y / std::max(view().height, 1) - m_centre.overlayY;
-    return static_cast<float>(k7_hypot(x, y));
+    return k7_hypot(x, y);
 }
-int VortexOverlayK7::partAt(float x, float y) const {
-    if (near(view().place(m_centre.overlayX, m_centre.overlayY), x, y)) return 1;
-    // As far from the outline as the pen may be, seen along the line to the centre.
-    const float reach = reachOf({x, y});
-    if (!(reach > 0.0f)) return 0;
-    const auto radius = static_cast<float>(m_radius.overlayValue);
-    const Point centre = view().place(m_centre.overlayX, m_centre.overlayY);
-    const float apart = std::fabs(1.0f - radius / reach) * static_cast<float>(k7_hypot(x - centre.x, y - centre.y));
-    return apart < view().hitRadius() ? 2 : 0;
+Point VortexOverlayK7::partPlace(int part, Point towards) const {
+    if (part == 1) return middle();
+    const double reach = reachOf(towards);
+    if (!(reach > 0.0)) return view().place(m_centre.overlayX + m_radius.overlayValue, m_centre.overlayY);
+    return middle() + (towards - middle()) * static_cast<float>(m_radius.overlayValue / reach);
+}
+// The outline, where a side of the picture is nearer to the centre than it and a corner farther.
+bool VortexOverlayK7::inPicture(int part) const {
+    if (part == 1) return OverlayControlK7::inPicture(part);
+    const auto width = static_cast<float>(view().width), height = static_cast<float>(view().height);
+    const Point centre = middle();
+    double most = 0.0;
+    for (const Point corner : {Point{0, 0}, Point{width, 0}, Point{0, height}, Point{width, height}})
+        most = std::max(most, reachOf(corner));
+    const double least = reachOf({std::clamp(centre.x, 0.0F, width), std::clamp(centre.y, 0.0F, height)});
+    return least <= m_radius.overlayValue && m_radius.overlayValue <= most;
+}
+std::vector<ControlK7*> VortexOverlayK7::partControls(int part) const {
+    if (part == 1) return {&m_centre};
+    return {&m_radius};
 }
 void VortexOverlayK7::moveTo(int part, Point pen) {
     if (part == 1) {
         m_centre.overlayX = static_cast<double>(pen.x) / std::max(view().width, 1);
         m_centre.overlayY = static_cast<double>(pen.y) / std::max(view().height, 1);
     } else {
-        m_radius.overlayValue = std::clamp(static_cast<double>(reachOf(pen)), m_radius.min(), m_radius.max());
+        m_radius.overlayValue = std::clamp(reachOf(pen), m_radius.min(), m_radius.max());
     }
 }
-void VortexOverlayK7::write(int part) {
-    if (part == 1)
-        m_centre.SetValue(m_centre.overlayX, m_centre.overlayY);
-    else
-        m_radius.SetValue(m_radius.overlayValue);
-}
 void VortexOverlayK7::draw(const OverlayPen& pen) const {
-    const Point centre = view().place(m_centre.overlayX, m_centre.overlayY);
     const Point radii = view().place(m_radius.overlayValue, m_radius.overlayValue);
-    pen.ellipse(centre, radii.x, radii.y, 0.0f, false);
-    pen.handle(centre, hovered == 1);
+    pen.ellipse(middle(), radii.x, radii.y, 0.0F, false);
+    pen.handle(middle(), hovered == 1);
 }

@@ -17,15 +17,18 @@ class VortexOverlayK7 : public OverlayControlK7 {
     VortexOverlayK7(EffectInfo* owner, PositionControlK7& centre, FloatControlK7& radius)
         : OverlayControlK7(owner, {&centre, &radius}), m_centre(centre), m_radius(radius) {}
     const char* kind() const override { return "vortex"; }
+    int parts() const override { return 2; }
+    Point partPlace(int part, Point towards) const override;
+    bool inPicture(int part) const override;
 
   protected:
-    int partAt(float x, float y) const override;
+    std::vector<ControlK7*> partControls(int part) const override;
     void moveTo(int part, Point pen) override;
-    void write(int part) override;
     void draw(const OverlayPen& pen) const override;
 
   private:
-    float reachOf(Point place) const;  // distance from the centre, in radii of 1
+    Point middle() const { return view().place(m_centre.overlayX, m_centre.overlayY); }
+    double reachOf(Point place) const;  // the radius with which it goes through a place
     PositionControlK7& m_centre;
     FloatControlK7& m_radius;
 };
