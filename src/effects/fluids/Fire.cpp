@@ -16,7 +16,8 @@ FireInfo::FireInfo() {
     declarePresets();
     ghost({&BoundaryLayer}, UseBarriers, isOff);
     scene.inputs = {"hearth-small.png", "hearth-fuel.png"};
-    scene.settings = {{"Thresh", "0.1"}, {"VCFS", "1"}, {"HeatUp", "2"}, {"TempDiss", "0.3"}, {"Vhi", "250"}};
+    scene.settings = {
+        {"Thresh", "0.1"}, {"HeatUp", "0.7"}, {"TempDiss", "0.25"}, {"SmokeDissipate", "0.1"}, {"Vhi", "350"}};
     scene.lead = 40;
     scene.frame = 40;
 }

@@ -7,7 +7,7 @@ void FireInfo::declarePresets() {
             {                 "Base",    "More Smoke", "Wilder", "Calm Smoke", "Extreme",    "Bold Smoke", "Smooth Dramatic", "Lapping Fast", "Lapping Slow",         "Smokey"},
             {{TStep,          {    {},              {},       {},           {},       1.5,              {},                {},             {},             .6,               {}}},
              {VCFS,           {    {},              {},        1,           .1,         1,              {},                 0,             {},             {},               {}}},
-             {HeatUp,         {    {},              {},        2,           .5,         3,              {},                 3,              4,             .6,              1.5}},
+             {HeatUp,         {    {},              {},      1.5,           .5,         2,              {},               1.8,            2.5,             .6,              1.5}},
              {TempDiss,       {    {},              {},       .3,           .3,       .25,              {},                .3,             .8,            .25,               .6}},
              {DenseDown,      {    {},              {},       {},           {},        {},             .05,                {},             {},             {},               {}}},
              {SmokeDissipate, {    {},             .05,       {},          .08,        {},             .03,                {},             {},             {},              .02}},
