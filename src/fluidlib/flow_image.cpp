@@ -1,0 +1,119 @@
+// Pictures seen through the coordinate maps.
+#include "fluidlib/flow_image_simd.h"
+#include "fluidlib/fluid_work.h"
+#include "graphicslib/sampling_pattern.h"
+
+namespace {
+
+constexpr std::uint32_t PATTERN_SEED = 1234567;
+constexpr int PATTERN_SIDE = 2;
+static_assert(PATTERN_SIDE * PATTERN_SIDE == FLOW_SAMPLES);
+
+constexpr int SLACK = 16;  // numbers behind a row that vectors may read
+
+// Where four neighbouring cells weigh in a Catmull-Rom spline.
+struct SplineWeights {
+    float w[4];
+    explicit SplineWeights(float f)
+        : w{0.5F * f * (f * (2 - f) - 1), 0.5F * (f * f * (3 * f - 5) + 2), 0.5F * f * (f * (4 - 3 * f) + 1),
+            0.5F * f * f * (f - 1)} {}
+};
+
+// One map along a row of pixels, as polynomials between its cells. Beyond the outermost cells it goes on straight, so
+// that the identity stays the identity: the ghost cells would bend it.
+class MapRow {
+  public:
+    MapRow(const ScalarField& map, float* scratch) : m_map(map), m_pitch(std::size_t(map.width) + SLACK) {
+        m_row = scratch;
+        for (int n = 0; n < 4; ++n) m_k[n] = scratch + std::size_t(n + 1) * m_pitch;
+    }
+    static std::size_t floats(const ScalarField& map) { return 5 * (std::size_t(map.width) + SLACK); }
+
+    // At `place` cells above the lowest ones; values become length * map.
+    void make(float place, float length, const float* (&coefficients)[4]) {
+        const int rows = m_map.height, j = std::clamp(static_cast<int>(place), 0, std::max(rows - 2, 0));
+        const SplineWeights weights(rows > 1 ? std::min(place - static_cast<float>(j), 1.0F) : 0.0F);
+        for (int i = 0; i < m_map.width; ++i) {
+            const auto cell = [&](int row) { return m_map.data[m_map.index(i + 1, std::min(row, rows - 1) + 1)]; };
+            const float low = cell(j), high = cell(j + 1);
+            const float below = j > 0 ? cell(j - 1) : 2 * low - high,
+                        above = j + 2 < rows ? cell(j + 2) : 2 * high - low;
+            m_row[i + 1] =
+                length * ((weights.w[0] * below + weights.w[3] * above) + (weights.w[1] * low + weights.w[2] * high));
+        }
+        const int cells = m_map.width;
+        m_row[0] = cells > 1 ? 2 * m_row[1] - m_row[2] : m_row[1];
+        m_row[cells + 1] = cells > 1 ? 2 * m_row[cells] - m_row[cells - 1] : m_row[1];
+        for (int i = 0; i + 1 < cells || i == 0; ++i) {
+            const float a = m_row[i], b = m_row[i + 1], c = m_row[i + 2], d = m_row[std::min(i + 3, cells + 1)];
+            m_k[0][i] = b;
+            m_k[1][i] = 0.5F * (c - a);
+            m_k[2][i] = a - 2.5F * b + 2 * c - 0.5F * d;
+            m_k[3][i] = 1.5F * (b - c) + 0.5F * (d - a);
+        }
+        for (int n = 0; n < 4; ++n) coefficients[n] = m_k[n];
+    }
+
+  private:
+    const ScalarField& m_map;
+    std::size_t m_pitch;
+    float* m_row;  // one straight on, the cells, one straight on
+    float* m_k[4];
+};
+
+bool is_float_rgba(const K7Image* image) {
+    return image && image->pixels && image->channels == 4 && image->sample_type == SAMPLE_F32;
+}
+
+// Cells from pixel to pixel, so that the corners of picture and map fall together.
+float cells_per_pixel(int cells, int pixels) {
+    return pixels > 1 ? static_cast<float>(cells - 1) / static_cast<float>(pixels - 1) : 0.0F;
+}
+
+}  // namespace
+
+bool FluidFlow::flow_image(const K7Image* source, K7Image* target, bool edge_escape) {
+    if (!coordinate_x || !coordinate_y || coordinate_x->kind != FLUID_BOUNDED) return false;
+    if (!is_float_rgba(source) || !is_float_rgba(target) || source->pixels == target->pixels ||
+        source->width != target->width || source->height != target->height)
+        return false;
+    if (edge_escape) pin_coordinate_maps();
+
+    float offsets[FLOW_SAMPLES][2];
+    StochasticSamplingPattern pattern;
+    if (!pattern.init(PATTERN_SEED, PATTERN_SIDE, 1, StochasticSamplingPattern::JITTERED)) return false;
+    for (auto& offset : offsets) {
+        float place[3];
+        pattern.centred_sample(FLOW_FOOTPRINT, place);
+        offset[0] = place[0], offset[1] = place[1];
+    }
+
+    const ScalarField &map_x = *coordinate_x, &map_y = *coordinate_y;
+    const int width = source->width, height = source->height;
+    const FlowPicture picture{image_row<float>(source, 0),
+                              height > 1 ? image_row<float>(source, 1) - image_row<float>(source, 0) : 0,
+                              width,
+                              height,
+                              wrap_x,
+                              wrap_y};
+    const float step_y = cells_per_pixel(map_y.height, height);
+    const auto across = static_cast<float>(width - 1), along = static_cast<float>(height - 1);
+    const auto kernels = fluid_flow_image();
+    std::atomic<bool> short_of_memory{false};
+    const bool done = executor().for_rows(std::size_t(height), true, [&](int first, int last) {
+        const FluidArray<float> scratch = make_fluid_array<float>(2 * MapRow::floats(map_x));
+        if (!scratch) {
+            short_of_memory = true;
+            return;
+        }
+        std::fill_n(scratch.get(), 2 * MapRow::floats(map_x), 0.0F);
+        MapRow columns(map_x, scratch.get()), rows(map_y, scratch.get() + MapRow::floats(map_x));
+        FlowMapRow maps{{}, {}, std::max(map_x.width - 1, 1), cells_per_pixel(map_x.width, width)};
+        for (int y = first; y <= last; ++y) {
+            columns.make(static_cast<float>(y) * step_y, across, maps.x);
+            rows.make(static_cast<float>(y) * step_y, along, maps.y);
+            kernels.read_row(maps, picture, offsets, width, image_row<float>(target, y));
+        }
+    });
+    return done && !short_of_memory;
+}
