@@ -4,16 +4,23 @@
 // summed first, for many pixels abreast, and each pixel then is one weighted sum: nine pixels instead of sixteen.
 #include "fluidlib/flow_image_simd.h"
 
-#include "simdlib/vectors.h"
+#include <utility>
+
+#include "simdlib/planes.h"
 
 namespace QUILLON_SIMD {
 namespace {
 
 constexpr int TAPS = 3;
+constexpr int AHEAD = TAPS + 1;  // rows
 
-// Weights of LANES pixels, and the lower left ones of their taps.
+// Four weights of a pixel side by side: its three columns, and a 0. The pixel of group g in register n is 4 g + n.
+struct RowWeights {
+    Floats of[4];
+};
+// What LANES pixels read: the weights of three rows, and the column and row of the lower left one of their taps.
 struct Block {
-    Floats weights[TAPS][TAPS];  // rows, columns
+    RowWeights rows[TAPS];
     Ints left, bottom;
 };
 
@@ -70,7 +77,7 @@ static inline void tap_weights(Floats distance, Floats (&weights)[TAPS]) {
 }
 
 static inline Block weigh(Floats x, Floats y, const float (*offsets)[2]) {
-    Block block;
+    Block block = {};
     Floats beyond_x, beyond_y;
     block.left = first_tap(x, beyond_x), block.bottom = first_tap(y, beyond_y);
     for (int n = 0; n < FLOW_SAMPLES; ++n) {
@@ -79,16 +86,58 @@ static inline Block weigh(Floats x, Floats y, const float (*offsets)[2]) {
         tap_weights(beyond_y + offsets[n][1], along);
         for (int j = 0; j < TAPS; ++j) {
             const Floats share = along[j] * (1.0F / FLOW_SAMPLES);
-            for (int i = 0; i < TAPS; ++i) {
-                const Floats weight = share * across[i];
-                block.weights[j][i] = n == 0 ? weight : block.weights[j][i] + weight;
-            }
+            for (int i = 0; i < TAPS; ++i) block.rows[j].of[i] += share * across[i];
         }
     }
+    for (RowWeights& row : block.rows) transpose(row.of[0], row.of[1], row.of[2], row.of[3]);
     return block;
 }
 
-static inline int inside(int tap, int size, bool wraps) {
+// ---- Sums ---------------------------------------------------------------------------------------------------------
+//
+// Of each column first, from the bottom up, then of the columns from the left: at all widths of registers.
+
+constexpr int WIDE = LANES / 4;  // pixels in a register
+constexpr int PARTS = 4 / WIDE;  // registers that hold the columns
+
+// The weights of the columns in part P, for the pixel of group G: each four times.
+template <int G, int P, int... E>
+QUILLON_VECTOR Floats weights_of(Floats row, std::integer_sequence<int, E...>) {
+    return in_order<(4 * G + WIDE * P + E / 4)...>(row, row);
+}
+// Column I of the parts.
+template <int I>
+QUILLON_VECTOR Pixel column(const Floats (&parts)[PARTS]) {
+    constexpr int first = I % WIDE * 4;
+    const Floats part = parts[I / WIDE];
+    return in_order<first, first + 1, first + 2, first + 3>(part, part);
+}
+
+template <int G, int P>
+QUILLON_VECTOR Floats sum_part(const Floats (&rows)[TAPS], const float* from, long stride) {
+    constexpr std::make_integer_sequence<int, LANES> each{};
+    if constexpr (P * WIDE >= TAPS) return Floats{};
+    const float* pixels = from + P * LANES;
+    return (load(pixels) * weights_of<G, P>(rows[0], each) + load(pixels + stride) * weights_of<G, P>(rows[1], each)) +
+           load(pixels + 2 * stride) * weights_of<G, P>(rows[2], each);
+}
+template <int G, int... P>
+QUILLON_VECTOR Pixel sum_pixel(const Floats (&rows)[TAPS], const float* from, long stride,
+                               std::integer_sequence<int, P...>) {
+    const Floats parts[PARTS] = {sum_part<G, P>(rows, from, stride)...};
+    return (column<0>(parts) + column<1>(parts)) + column<2>(parts);
+}
+
+// All pixels of register n, one for each group.
+template <int... G>
+QUILLON_VECTOR void sum_groups(const Block& block, int n, const int* offsets, const float* pixels, long stride,
+                               float* out, std::integer_sequence<int, G...>) {
+    const Floats rows[TAPS] = {block.rows[0].of[n], block.rows[1].of[n], block.rows[2].of[n]};
+    constexpr std::make_integer_sequence<int, PARTS> parts{};
+    (store(out + 4L * (4 * G + n), sum_pixel<G>(rows, pixels + offsets[4 * G + n], stride, parts)), ...);
+}
+
+static inline int nearest(int tap, int size, bool wraps) {
     if (wraps) {
         tap = tap < 0 ? tap + size : tap;
         while (tap >= size) tap -= size;
@@ -97,50 +146,53 @@ static inline int inside(int tap, int size, bool wraps) {
     return tap < 0 ? 0 : (tap < size ? tap : size - 1);
 }
 
-// The sum over the taps; offset(j) and offset(i) are those of their rows and columns in floats.
-template <class Row, class Column>
-QUILLON_VECTOR Pixel sum(const float* pixels, const float (*weights)[LANES], int lane, Row row, Column column) {
-    Pixel total = {};
-    for (int j = 0; j < TAPS; ++j) {
-        const float* from = pixels + row(j);
-        Pixel part = load<Pixel>(from + column(0)) * weights[j * TAPS][lane];
-        for (int i = 1; i < TAPS; ++i) part += load<Pixel>(from + column(i)) * weights[j * TAPS + i][lane];
-        total = j == 0 ? part : total + part;
+// One pixel whose taps may lie beyond an edge.
+static Pixel sum_at_edge(const Block& block, int lane, const FlowPicture& picture) {
+    Pixel columns[TAPS];
+    for (int i = 0; i < TAPS; ++i) {
+        const long x = nearest(block.left[lane] + i, picture.width, picture.wrap_x);
+        Pixel parts[TAPS];
+        for (int j = 0; j < TAPS; ++j) {
+            const long y = nearest(block.bottom[lane] + j, picture.height, picture.wrap_y);
+            const float weight = block.rows[j].of[lane % 4][lane / 4 * 4 + i];
+            parts[j] = load<Pixel>(picture.pixels + y * picture.stride + 4 * x) * weight;
+        }
+        columns[i] = (parts[0] + parts[1]) + parts[2];
     }
-    return total;
+    return (columns[0] + columns[1]) + columns[2];
 }
 
 static void read_row(const FlowMapRow& maps, const FlowPicture& picture, const float (*offsets)[2], int count,
                      float* out) {
+    const bool countable = picture.stride * picture.height < (1L << 31);  // places as numbers of 32 bits
+    const int stride = countable ? static_cast<int>(picture.stride) : 0;
+    const bool aligned = reinterpret_cast<std::uintptr_t>(out) % sizeof(Floats) == 0;
     for (int at = 0; at < count; at += LANES) {
         Floats x, y;
         read_maps(maps, at, x, y);
         const Block block =
             weigh(inside(x, picture.width, picture.wrap_x), inside(y, picture.height, picture.wrap_y), offsets);
-        alignas(64) float weights[TAPS * TAPS][LANES];
-        __builtin_memcpy(weights, block.weights, sizeof weights);
-        const int pixels = count - at < LANES ? count - at : LANES;
         float* to = out + 4L * at;
-        const Ints within = (block.left >= 0) & (block.bottom >= 0) & (block.left + (TAPS - 1) < picture.width) &
+        // One column more, since four are read.
+        const Ints within = (block.left >= 0) & (block.bottom >= 0) & (block.left + TAPS < picture.width) &
                             (block.bottom + (TAPS - 1) < picture.height);
-        if (all_set(within) && pixels == LANES) {
-#pragma GCC unroll 4
-            for (int n = 0; n < LANES; ++n) {
-                const float* from = picture.pixels + block.bottom[n] * picture.stride + 4L * block.left[n];
-                store(to + 4L * n,
-                      sum(
-                          from, weights, n, [&](int j) { return j * picture.stride; }, [](int i) { return 4L * i; }));
-            }
-            continue;
-        }
-        for (int n = 0; n < pixels; ++n) {
-            const auto row = [&](int j) {
-                return inside(block.bottom[n] + j, picture.height, picture.wrap_y) * picture.stride;
-            };
-            const auto column = [&](int i) { return 4L * inside(block.left[n] + i, picture.width, picture.wrap_x); };
-            store(to + 4L * n, sum(picture.pixels, weights, n, row, column));
+        if (countable && at + LANES <= count && all_set(within)) {
+            alignas(64) int places[LANES];
+            alignas(64) float made[4 * LANES];
+            store(places, block.bottom * stride + block.left * 4);
+            // The next row of pixels mostly begins to read one row further up.
+            for (int n = 0; n < LANES; n += 4) __builtin_prefetch(picture.pixels + places[n] + AHEAD * picture.stride);
+            for (int n = 0; n < 4; ++n)
+                sum_groups(block, n, places, picture.pixels, picture.stride, made,
+                           std::make_integer_sequence<int, WIDE>{});
+            for (int n = 0; n < 4 * LANES; n += LANES)
+                aligned ? stream(to + n, load_aligned(made + n)) : store(to + n, load_aligned(made + n));
+        } else {
+            const int pixels = count - at < LANES ? count - at : LANES;
+            for (int n = 0; n < pixels; ++n) store(to + 4L * n, sum_at_edge(block, n, picture));
         }
     }
+    finish_streams();
 }
 
 }  // namespace
