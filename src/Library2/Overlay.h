@@ -225,6 +225,7 @@ class RectangleOverlayK7 : public OverlayControlK7 {  // 1: corner, 2: right sid
                        FloatControlK7* rotation = nullptr);
 
     bool dashed = false;
+    bool heightInHeights = false;  // the height counts half heights of the picture, not half widths
     const char* kind() const override { return "rectangle"; }
     int parts() const override { return 3; }
     Point partPlace(int part, Point towards) const override;
@@ -236,6 +237,7 @@ class RectangleOverlayK7 : public OverlayControlK7 {  // 1: corner, 2: right sid
 
   private:
     float degrees() const { return m_rotation ? static_cast<float>(m_rotation->overlayValue) : 0.0f; }
+    float halfHeight() const;
     PositionControlK7& m_centre;
     SizeControlK7& m_width;
     SizeControlK7& m_height;

@@ -174,9 +174,13 @@ RectangleOverlayK7::RectangleOverlayK7(EffectInfo* owner, PositionControlK7& cen
       m_height(height),
       m_rotation(rotation) {}
 
+float RectangleOverlayK7::halfHeight() const {
+    const double height = m_height.overlayValue;
+    return heightInHeights ? static_cast<float>(height * 0.5 * view().height) : view().length(height);
+}
 Point RectangleOverlayK7::partPlace(int part, Point) const {
-    return partOfShape(part, placeOf(m_centre, view()), view().length(m_width.overlayValue),
-                       view().length(m_height.overlayValue), 1.0f, degrees());
+    return partOfShape(part, placeOf(m_centre, view()), view().length(m_width.overlayValue), halfHeight(), 1.0f,
+                       degrees());
 }
 std::vector<ControlK7*> RectangleOverlayK7::partControls(int part) const {
     if (part == 1) return {&m_width, &m_height};
@@ -185,10 +189,13 @@ std::vector<ControlK7*> RectangleOverlayK7::partControls(int part) const {
 void RectangleOverlayK7::moveTo(int part, Point pen) {
     const Point local = fromCentre(pen, placeOf(m_centre, view()), degrees());
     if (part != 3) m_width.overlayValue = asRadius(std::fabs(local.x), view());
-    if (part != 2) m_height.overlayValue = asRadius(std::fabs(local.y), view());
+    if (part == 2) return;
+    const float across =
+        heightInHeights ? static_cast<float>(view().width) / static_cast<float>(std::max(view().height, 1)) : 1.0f;
+    m_height.overlayValue = asRadius(std::fabs(local.y) * across, view());
 }
 void RectangleOverlayK7::draw(const OverlayPen& pen) const {
-    pen.rectangle(placeOf(m_centre, view()), view().length(m_width.overlayValue), view().length(m_height.overlayValue),
-                  degrees(), dashed, view().aspect);
+    pen.rectangle(placeOf(m_centre, view()), view().length(m_width.overlayValue), halfHeight(), degrees(), dashed,
+                  view().aspect);
     for (int part = 1; part <= parts(); ++part) pen.handle(partPlace(part, {}), hovered == part);
 }

@@ -29,8 +29,12 @@ class MapRow {
     }
     static std::size_t floats(const ScalarField& map) { return 5 * (std::size_t(map.width) + SLACK); }
 
-    // At `place` cells above the lowest ones; values become length * map.
-    void make(float place, float length, const float* (&coefficients)[4]) {
+    // Where pixels stand at rest: at first + i * step in cell i.
+    struct Rest {
+        float first, step;
+    };
+    // At `place` cells above the lowest ones; values become length * map, and `part` of their distance from rest.
+    void make(float place, float length, Rest rest, float part, const float* (&coefficients)[4]) {
         const int rows = m_map.height, j = std::clamp(static_cast<int>(place), 0, std::max(rows - 2, 0));
         const SplineWeights weights(rows > 1 ? std::min(place - static_cast<float>(j), 1.0F) : 0.0F);
         for (int i = 0; i < m_map.width; ++i) {
@@ -42,6 +46,10 @@ class MapRow {
                 length * ((weights.w[0] * below + weights.w[3] * above) + (weights.w[1] * low + weights.w[2] * high));
         }
         const int cells = m_map.width;
+        for (int i = 0; part < 1 && i < cells; ++i) {
+            const float still = rest.first + static_cast<float>(i) * rest.step;
+            m_row[i + 1] = still + part * (m_row[i + 1] - still);
+        }
         m_row[0] = cells > 1 ? 2 * m_row[1] - m_row[2] : m_row[1];
         m_row[cells + 1] = cells > 1 ? 2 * m_row[cells] - m_row[cells - 1] : m_row[1];
         for (int i = 0; i + 1 < cells || i == 0; ++i) {
@@ -72,7 +80,7 @@ float cells_per_pixel(int cells, int pixels) {
 
 }  // namespace
 
-bool FluidFlow::flow_image(const K7Image* source, K7Image* target, bool edge_escape) {
+bool FluidFlow::flow_image(const K7Image* source, K7Image* target, bool edge_escape, const FlowLook& look) {
     if (!coordinate_x || !coordinate_y || coordinate_x->kind != FLUID_BOUNDED) return false;
     if (!is_float_rgba(source) || !is_float_rgba(target) || source->pixels == target->pixels ||
         source->width != target->width || source->height != target->height)
@@ -84,7 +92,7 @@ bool FluidFlow::flow_image(const K7Image* source, K7Image* target, bool edge_esc
     if (!pattern.init(PATTERN_SEED, PATTERN_SIDE, 1, StochasticSamplingPattern::JITTERED)) return false;
     for (auto& offset : offsets) {
         float place[3];
-        pattern.centred_sample(FLOW_FOOTPRINT, place);
+        pattern.centred_sample(FLOW_FOOTPRINT * setting_within(look.spread, 0, 1), place);
         offset[0] = place[0], offset[1] = place[1];
     }
 
@@ -98,6 +106,7 @@ bool FluidFlow::flow_image(const K7Image* source, K7Image* target, bool edge_esc
                               wrap_y};
     const float step_y = cells_per_pixel(map_y.height, height);
     const auto across = static_cast<float>(width - 1), along = static_cast<float>(height - 1);
+    const float part = setting_within(look.displacement, 0, 1);
     const auto kernels = fluid_flow_image();
     std::atomic<bool> short_of_memory{false};
     const bool done = executor().for_rows(std::size_t(height), true, [&](int first, int last) {
@@ -110,8 +119,9 @@ bool FluidFlow::flow_image(const K7Image* source, K7Image* target, bool edge_esc
         MapRow columns(map_x, scratch.get()), rows(map_y, scratch.get() + MapRow::floats(map_x));
         FlowMapRow maps{{}, {}, std::max(map_x.width - 1, 1), cells_per_pixel(map_x.width, width)};
         for (int y = first; y <= last; ++y) {
-            columns.make(static_cast<float>(y) * step_y, across, maps.x);
-            rows.make(static_cast<float>(y) * step_y, along, maps.y);
+            const float place = static_cast<float>(y) * step_y;
+            columns.make(place, across, {0, across / static_cast<float>(maps.cells)}, part, maps.x);
+            rows.make(place, along, {static_cast<float>(y), 0}, part, maps.y);
             kernels.read_row(maps, picture, offsets, width, image_row<float>(target, y));
         }
     });

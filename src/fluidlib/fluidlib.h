@@ -311,6 +311,12 @@ class FluidFlowCore {
 
 // ---- The bridge to images -----------------------------------------------------------------------------------------
 
+// How far a picture follows the coordinate maps.
+struct FlowLook {
+    float displacement = 1;  // of a pixel from its place at rest, as a part of what the maps say, 0 to 1
+    float spread = 1;        // of a pixel's samples, 0 to 1
+};
+
 class FluidFlow : public FluidFlowCore {
   public:
     using FluidFlowCore::FluidFlowCore;
@@ -321,13 +327,13 @@ class FluidFlow : public FluidFlowCore {
     bool load_field(const K7Image* image, int slot, float scale, bool centre);
     // The inverse: the field divided by scale in all colour channels of a picture of any size, alpha full.
     bool read_field(int slot, K7Image* image, float scale = 1) const;
-    // The source as the coordinate maps (of a bounded grid) have moved it. A target pixel x of W stands at (width - 1) *
-    // x / (W - 1) of the maps' interior cells, which are joined by Catmull-Rom splines; what they give there times W - 1
-    // is its column in the source, likewise rows. It becomes the mean of four samples within 0.35 pixels around it, each
-    // mixed from four pixels. Beyond an edge the edge goes on, or with `wrap_x`, `wrap_y` the picture begins again.
-    // `edge_escape` pins the maps first, for good. Both are float RGBA pictures of one size, two in memory: otherwise
-    // false, as without memory or at an end asked for.
-    bool flow_image(const K7Image* source, K7Image* target, bool edge_escape);
+    // The source as the coordinate maps (of a bounded grid) have moved it. A target pixel x of W stands at (width - 1)
+    // * x / (W - 1) of the maps' interior cells, which are joined by Catmull-Rom splines; what they give there times W
+    // - 1 is its column in the source, likewise rows. It becomes the mean of four samples within 0.35 pixels around it,
+    // each mixed from four pixels. Beyond an edge the edge goes on, or with `wrap_x`, `wrap_y` the picture begins
+    // again. `edge_escape` pins the maps first, for good. Both are float RGBA pictures of one size, two in memory:
+    // otherwise false, as without memory or at an end asked for.
+    bool flow_image(const K7Image* source, K7Image* target, bool edge_escape, const FlowLook& look = {});
 };
 
 // Null when there is no memory.

@@ -1,19 +1,19 @@
 #include "effects/fluids/FluidRun.h"
 
-#include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "Library2/Made.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
-void FluidRun::arrive(int frame, const K7Image& picture, std::initializer_list<double> numbers) {
+void FluidRun::arrive(int frame, const K7Image& picture, std::vector<double> numbers) {
     if (m_asked.exchange(false) || frame < m_frame || picture.width != m_width || picture.height != m_height ||
-        !std::equal(numbers.begin(), numbers.end(), m_numbers.begin(), m_numbers.end()))
+        numbers != m_numbers)
         m_begins = true;
     m_frame = frame;
     m_width = picture.width;
     m_height = picture.height;
-    m_numbers.assign(numbers);
+    m_numbers = std::move(numbers);
 }
 
 void FluidRun::begun() {

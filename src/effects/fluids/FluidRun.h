@@ -12,7 +12,6 @@
 #pragma once
 
 #include <atomic>
-#include <initializer_list>
 #include <memory>
 #include <vector>
 
@@ -25,7 +24,7 @@ class FluidRun {
 
     // At a render's start. Takes the frame and the picture's size; remembers that the run begins anew where the frame
     // is before the last one, or the size or one of the numbers is another.
-    void arrive(int frame, const K7Image& picture, std::initializer_list<double> numbers);
+    void arrive(int frame, const K7Image& picture, std::vector<double> numbers);
     bool begins() const { return m_begins; }
     void restart() {
         m_begins = true;

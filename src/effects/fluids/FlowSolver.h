@@ -1,0 +1,29 @@
+// The fluid under a flowing picture: makes it, and takes one step a render. It carries no density but two coordinate
+// maps, through which FluidFlow::flow_image() shows a picture.
+#pragma once
+
+#include "effects/fluids/FlowControls.h"
+#include "effects/fluids/FluidRun.h"
+
+// What moves the fluid and stands in its way, all of one size.
+struct FlowPictures {
+    const K7Image* input;
+    const K7Image* force;    // the input where there is no other
+    const K7Image* barrier;  // null: no barriers
+    int boundaryLayer;       // FluidBoundaryLayer
+};
+
+class FlowSolver {
+  public:
+    // A new fluid at rest. False without memory.
+    bool begin(FluidRun& run, const FlowControls& controls, bool barriers, double frame);
+    // One step at a frame. False: the fluid is of no use any more (an end was asked for, or no memory).
+    bool step(FluidFlow& flow, const FlowControls& controls, const FlowPictures& pictures, double frame) const;
+
+  private:
+    bool push(FluidFlow& flow, const FlowControls& controls, const FlowPictures& pictures) const;
+    bool replace(FluidFlow& flow, int slot, const K7Image& picture, float scale) const;
+    bool loadLuminance(FluidFlow& flow, const K7Image& picture) const;
+
+    int m_density = -1, m_temperature = -1, m_barrier = -1;  // slots
+};
