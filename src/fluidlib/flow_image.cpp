@@ -9,25 +9,28 @@ constexpr std::uint32_t PATTERN_SEED = 1234567;
 constexpr int PATTERN_SIDE = 2;
 static_assert(PATTERN_SIDE * PATTERN_SIDE == FLOW_SAMPLES);
 
-constexpr int SLACK = 16;  // numbers behind a row that vectors may read
-
-// Where four neighbouring cells weigh in a Catmull-Rom spline.
+// What four neighbouring cells weigh in a cubic B-spline. It smooths steep slopes, which would show the cells as beads,
+// and keeps straight ones.
 struct SplineWeights {
     float w[4];
-    explicit SplineWeights(float f)
-        : w{0.5F * f * (f * (2 - f) - 1), 0.5F * (f * f * (3 * f - 5) + 2), 0.5F * f * (f * (4 - 3 * f) + 1),
-            0.5F * f * f * (f - 1)} {}
+    explicit SplineWeights(float f) {
+        const float g = 1 - f;
+        w[0] = g * g * g / 6;
+        w[1] = (4 - 3 * f * f * (2 - f)) / 6;
+        w[2] = (4 - 3 * g * g * (2 - g)) / 6;
+        w[3] = f * f * f / 6;
+    }
 };
 
 // One map along a row of pixels, as polynomials between its cells. Beyond the outermost cells it goes on straight, so
 // that the identity stays the identity: the ghost cells would bend it.
 class MapRow {
   public:
-    MapRow(const ScalarField& map, float* scratch) : m_map(map), m_pitch(std::size_t(map.width) + SLACK) {
+    MapRow(const ScalarField& map, float* scratch) : m_map(map), m_pitch(std::size_t(map.width) + FLOW_SLACK) {
         m_row = scratch;
         for (int n = 0; n < 4; ++n) m_k[n] = scratch + std::size_t(n + 1) * m_pitch;
     }
-    static std::size_t floats(const ScalarField& map) { return 5 * (std::size_t(map.width) + SLACK); }
+    static std::size_t floats(const ScalarField& map) { return 5 * (std::size_t(map.width) + FLOW_SLACK); }
 
     // Where pixels stand at rest: at first + i * step in cell i.
     struct Rest {
@@ -54,10 +57,10 @@ class MapRow {
         m_row[cells + 1] = cells > 1 ? 2 * m_row[cells] - m_row[cells - 1] : m_row[1];
         for (int i = 0; i + 1 < cells || i == 0; ++i) {
             const float a = m_row[i], b = m_row[i + 1], c = m_row[i + 2], d = m_row[std::min(i + 3, cells + 1)];
-            m_k[0][i] = b;
-            m_k[1][i] = 0.5F * (c - a);
-            m_k[2][i] = a - 2.5F * b + 2 * c - 0.5F * d;
-            m_k[3][i] = 1.5F * (b - c) + 0.5F * (d - a);
+            m_k[0][i] = (a + 4 * b + c) / 6;
+            m_k[1][i] = (c - a) / 2;
+            m_k[2][i] = (a - 2 * b + c) / 2;
+            m_k[3][i] = ((d - a) + 3 * (b - c)) / 6;
         }
         for (int n = 0; n < 4; ++n) coefficients[n] = m_k[n];
     }
@@ -110,19 +113,30 @@ bool FluidFlow::flow_image(const K7Image* source, K7Image* target, bool edge_esc
     const auto kernels = fluid_flow_image();
     std::atomic<bool> short_of_memory{false};
     const bool done = executor().for_rows(std::size_t(height), true, [&](int first, int last) {
-        const FluidArray<float> scratch = make_fluid_array<float>(2 * MapRow::floats(map_x));
+        // Two maps, and the places of two rows of pixels.
+        const std::size_t map_floats = MapRow::floats(map_x), row_floats = std::size_t(width) + 2 * FLOW_SLACK;
+        const FluidArray<float> scratch = make_fluid_array<float>(2 * map_floats + 4 * row_floats);
         if (!scratch) {
             short_of_memory = true;
             return;
         }
-        std::fill_n(scratch.get(), 2 * MapRow::floats(map_x), 0.0F);
-        MapRow columns(map_x, scratch.get()), rows(map_y, scratch.get() + MapRow::floats(map_x));
+        std::fill_n(scratch.get(), 2 * map_floats + 4 * row_floats, 0.0F);
+        MapRow columns(map_x, scratch.get()), rows(map_y, scratch.get() + map_floats);
+        float* free_floats = scratch.get() + 2 * map_floats;
+        FlowPlaces places{free_floats, free_floats + row_floats};
+        FlowPlaces below{places.x + 2 * row_floats, places.y + 2 * row_floats};
         FlowMapRow maps{{}, {}, std::max(map_x.width - 1, 1), cells_per_pixel(map_x.width, width)};
-        for (int y = first; y <= last; ++y) {
+        const auto find = [&](int y, const FlowPlaces& to) {
             const float place = static_cast<float>(y) * step_y;
             columns.make(place, across, {0, across / static_cast<float>(maps.cells)}, part, maps.x);
             rows.make(place, along, {static_cast<float>(y), 0}, part, maps.y);
-            kernels.read_row(maps, picture, offsets, width, image_row<float>(target, y));
+            kernels.find_places(maps, width, to);
+        };
+        find(std::max(first - 1, 0), below);
+        for (int y = first; y <= last; ++y) {
+            find(y, places);
+            kernels.read_row(places, below, picture, offsets, width, image_row<float>(target, y));
+            std::swap(places, below);
         }
     });
     return done && !short_of_memory;

@@ -1,7 +1,8 @@
 // Pictures read through coordinate maps.
 //
 // A pixel's samples lie so close together that three by three pixels of the picture hold them all. So their weights are
-// summed first, for many pixels abreast, and each pixel then is one weighted sum: nine pixels instead of sixteen.
+// summed first, for many pixels abreast, and each pixel then is one weighted sum: nine pixels instead of sixteen. Where
+// the flow has squeezed the picture samples have to cover more of it, or fine lines would break into dots that flicker.
 #include "fluidlib/flow_image_simd.h"
 
 #include <utility>
@@ -146,6 +147,14 @@ static inline int nearest(int tap, int size, bool wraps) {
     return tap < 0 ? 0 : (tap < size ? tap : size - 1);
 }
 
+static void find_places(const FlowMapRow& maps, int count, const FlowPlaces& places) {
+    for (int at = 0; at < count; at += LANES) {
+        Floats x, y;
+        read_maps(maps, at, x, y);
+        store(places.x + at, x), store(places.y + at, y);
+    }
+}
+
 // One pixel whose taps may lie beyond an edge.
 static Pixel sum_at_edge(const Block& block, int lane, const FlowPicture& picture) {
     Pixel columns[TAPS];
@@ -162,34 +171,109 @@ static Pixel sum_at_edge(const Block& block, int lane, const FlowPicture& pictur
     return (columns[0] + columns[1]) + columns[2];
 }
 
-static void read_row(const FlowMapRow& maps, const FlowPicture& picture, const float (*offsets)[2], int count,
-                     float* out) {
+// ---- Squeezed pictures --------------------------------------------------------------------------------------------
+
+constexpr float SQUEEZED = 2;    // pixels of the picture from pixel to pixel
+constexpr float SPACING = 1.5F;  // of its samples, each of which already mixes two pixels a side
+constexpr int MOST_SAMPLES = 8;  // along a side
+
+// From a pixel's left neighbour, and from the one below.
+struct Steps {
+    Floats x[2], y[2];
+    Floats squared[2];
+};
+
+static inline Steps steps_of(const FlowPlaces& places, const FlowPlaces& below, int at, Floats x, Floats y) {
+    const int left = at > 0 ? 1 : 0;
+    Steps steps = {{x - load(places.x + at - left), x - load(below.x + at)},
+                   {y - load(places.y + at - left), y - load(below.y + at)},
+                   {}};
+    if (at == 0) {  // the first pixel has no left neighbour: the second one's step is its own
+        const Floats next_x = load(places.x + 1) - x, next_y = load(places.y + 1) - y;
+        steps.x[0] = next_x, steps.y[0] = next_y;
+    }
+    for (int n = 0; n < 2; ++n) steps.squared[n] = steps.x[n] * steps.x[n] + steps.y[n] * steps.y[n];
+    return steps;
+}
+
+static inline float inside_one(float place, int size, bool wraps) {
+    if (wraps) return inside(all<Floats>(place), size, wraps)[0];
+    const auto last = static_cast<float>(size - 1);
+    return place > 0.0F ? (place < last ? place : last) : 0.0F;
+}
+
+static Pixel bilinear(const FlowPicture& picture, float x, float y) {
+    x = inside_one(x, picture.width, picture.wrap_x), y = inside_one(y, picture.height, picture.wrap_y);
+    // A joined picture's edge itself counts as its first pixel.
+    const int left = nearest(static_cast<int>(x), picture.width, picture.wrap_x);
+    const int bottom = nearest(static_cast<int>(y), picture.height, picture.wrap_y);
+    const float fx = x - static_cast<float>(static_cast<int>(x)), fy = y - static_cast<float>(static_cast<int>(y));
+    const float* row = picture.pixels + bottom * picture.stride;
+    const float* next = picture.pixels + nearest(bottom + 1, picture.height, picture.wrap_y) * picture.stride;
+    const long right = nearest(left + 1, picture.width, picture.wrap_x);
+    const Pixel low = load<Pixel>(row + 4L * left) * (1.0F - fx) + load<Pixel>(row + 4L * right) * fx;
+    const Pixel high = load<Pixel>(next + 4L * left) * (1.0F - fx) + load<Pixel>(next + 4L * right) * fx;
+    return low * (1.0F - fy) + high * fy;
+}
+
+static inline int samples_for(float squared) {
+    const float count = square_root(squared) / SPACING;
+    return count < MOST_SAMPLES ? static_cast<int>(count) + 1 : MOST_SAMPLES;
+}
+
+// The mean over the parallelogram of a pixel's steps around its place.
+static Pixel mean_over(const FlowPicture& picture, float x, float y, const Steps& steps, int lane) {
+    const int across = samples_for(steps.squared[0][lane]), along = samples_for(steps.squared[1][lane]);
+    Pixel total = {};
+    for (int j = 0; j < along; ++j)
+        for (int i = 0; i < across; ++i) {
+            const float a = (static_cast<float>(i) + 0.5F) / static_cast<float>(across) - 0.5F;
+            const float b = (static_cast<float>(j) + 0.5F) / static_cast<float>(along) - 0.5F;
+            total += bilinear(picture, x + a * steps.x[0][lane] + b * steps.x[1][lane],
+                              y + a * steps.y[0][lane] + b * steps.y[1][lane]);
+        }
+    return total / static_cast<float>(across * along);
+}
+
+// ---- Rows ---------------------------------------------------------------------------------------------------------
+
+static void read_row(const FlowPlaces& places, const FlowPlaces& below, const FlowPicture& picture,
+                     const float (*offsets)[2], int count, float* out) {
     const bool countable = picture.stride * picture.height < (1L << 31);  // places as numbers of 32 bits
     const int stride = countable ? static_cast<int>(picture.stride) : 0;
     const bool aligned = reinterpret_cast<std::uintptr_t>(out) % sizeof(Floats) == 0;
     for (int at = 0; at < count; at += LANES) {
-        Floats x, y;
-        read_maps(maps, at, x, y);
+        const Floats x = load(places.x + at), y = load(places.y + at);
         const Block block =
             weigh(inside(x, picture.width, picture.wrap_x), inside(y, picture.height, picture.wrap_y), offsets);
-        float* to = out + 4L * at;
+        const Steps steps = steps_of(places, below, at, x, y);
+        const Ints squeezed = (steps.squared[0] > SQUEEZED * SQUEEZED) | (steps.squared[1] > SQUEEZED * SQUEEZED);
         // One column more, since four are read.
         const Ints within = (block.left >= 0) & (block.bottom >= 0) & (block.left + TAPS < picture.width) &
                             (block.bottom + (TAPS - 1) < picture.height);
-        if (countable && at + LANES <= count && all_set(within)) {
-            alignas(64) int places[LANES];
+        float* to = out + 4L * at;
+        const int pixels = count - at < LANES ? count - at : LANES;
+        const bool calm = all_set(~squeezed);
+        if (countable && pixels == LANES && all_set(within)) {
+            alignas(64) int offsets_in_floats[LANES];
             alignas(64) float made[4 * LANES];
-            store(places, block.bottom * stride + block.left * 4);
+            store(offsets_in_floats, block.bottom * stride + block.left * 4);
             // The next row of pixels mostly begins to read one row further up.
-            for (int n = 0; n < LANES; n += 4) __builtin_prefetch(picture.pixels + places[n] + AHEAD * picture.stride);
+            for (int n = 0; n < LANES; n += 4)
+                __builtin_prefetch(picture.pixels + offsets_in_floats[n] + AHEAD * picture.stride);
             for (int n = 0; n < 4; ++n)
-                sum_groups(block, n, places, picture.pixels, picture.stride, made,
+                sum_groups(block, n, offsets_in_floats, picture.pixels, picture.stride, made,
                            std::make_integer_sequence<int, WIDE>{});
+            if (!calm) {
+                for (int n = 0; n < LANES; ++n)
+                    if (squeezed[n]) store(made + 4L * n, mean_over(picture, x[n], y[n], steps, n));
+            }
             for (int n = 0; n < 4 * LANES; n += LANES)
                 aligned ? stream(to + n, load_aligned(made + n)) : store(to + n, load_aligned(made + n));
         } else {
-            const int pixels = count - at < LANES ? count - at : LANES;
-            for (int n = 0; n < pixels; ++n) store(to + 4L * n, sum_at_edge(block, n, picture));
+            for (int n = 0; n < pixels; ++n)
+                store(to + 4L * n,
+                      squeezed[n] ? mean_over(picture, x[n], y[n], steps, n) : sum_at_edge(block, n, picture));
         }
     }
     finish_streams();
@@ -197,6 +281,6 @@ static void read_row(const FlowMapRow& maps, const FlowPicture& picture, const f
 
 }  // namespace
 
-extern const FlowTable fluid_flow_image = {read_row};
+extern const FlowTable fluid_flow_image = {find_places, read_row};
 
 }  // namespace QUILLON_SIMD

@@ -9,7 +9,7 @@ constexpr float FLOW_REACH = FLOW_FOOTPRINT / 2;
 
 // The maps along one row of pixels: within cell i the source's column is
 //     a + f (b + f (c + f d)), f from 0 to 1,
-// likewise its row. Each of the eight arrays has `cells` numbers and 16 more that may be read.
+// likewise its row. Each of the eight arrays has `cells` numbers and FLOW_SLACK more that may be read.
 struct FlowMapRow {
     const float* x[4];
     const float* y[4];
@@ -24,11 +24,20 @@ struct FlowPicture {
     bool wrap_x, wrap_y;  // beyond an edge the picture begins again; otherwise its edge goes on
 };
 
+// Where the pixels of a row lie in the picture, in columns and rows; FLOW_SLACK numbers more may be written and read.
+struct FlowPlaces {
+    float* x;
+    float* y;
+};
+constexpr int FLOW_SLACK = 16;
+
 struct FlowTable {
+    void (*find_places)(const FlowMapRow& maps, int count, const FlowPlaces& places);
     // `count` pixels to `out`. A pixel is the mean of samples at these offsets from its place in the picture, each
-    // mixed from four pixels. Offsets are at most FLOW_REACH.
-    void (*read_row)(const FlowMapRow& maps, const FlowPicture& picture, const float (*offsets)[2], int count,
-                     float* out);
+    // mixed from four pixels. Offsets are at most FLOW_REACH. Where neighbouring pixels, also those of the row `below`,
+    // lie further apart it is the mean of samples all over the ground between them.
+    void (*read_row)(const FlowPlaces& places, const FlowPlaces& below, const FlowPicture& picture,
+                     const float (*offsets)[2], int count, float* out);
 };
 
 QUILLON_SIMD_TABLE(FlowTable, fluid_flow_image);

@@ -328,11 +328,12 @@ class FluidFlow : public FluidFlowCore {
     // The inverse: the field divided by scale in all colour channels of a picture of any size, alpha full.
     bool read_field(int slot, K7Image* image, float scale = 1) const;
     // The source as the coordinate maps (of a bounded grid) have moved it. A target pixel x of W stands at (width - 1)
-    // * x / (W - 1) of the maps' interior cells, which are joined by Catmull-Rom splines; what they give there times W
+    // * x / (W - 1) of the maps' interior cells, which a cubic B-spline joins; what they give there times W
     // - 1 is its column in the source, likewise rows. It becomes the mean of four samples within 0.35 pixels around it,
-    // each mixed from four pixels. Beyond an edge the edge goes on, or with `wrap_x`, `wrap_y` the picture begins
-    // again. `edge_escape` pins the maps first, for good. Both are float RGBA pictures of one size, two in memory:
-    // otherwise false, as without memory or at an end asked for.
+    // each mixed from four pixels; where the maps squeeze the source more than twofold, of as many as cover it. Beyond
+    // an edge the edge goes on, or with `wrap_x`, `wrap_y` the picture begins again. `edge_escape` pins the maps first,
+    // for good. Both are float RGBA pictures of one size, two in memory: otherwise false, as without memory or at an
+    // end asked for.
     bool flow_image(const K7Image* source, K7Image* target, bool edge_escape, const FlowLook& look = {});
 };
 
