@@ -9,7 +9,8 @@
 
 namespace {
 
-constexpr float SOURCE = 0.1F, SINK = 0.01F;  // for a strength of 1
+constexpr float SOURCE = 0.1F, SINK = 0.1F;  // for a strength of 1
+constexpr float SINK_REACH = 0.25F;          // of the picture: the radius of a blur, whose box is half as wide
 constexpr double LEAST_PERCENT = 0.1;
 
 // The luminance of a picture on the grid of the fluid. False without memory.
@@ -31,7 +32,11 @@ bool ImageFlow::changeMaps(FluidFlow& fluidFlow) {
     ScalarField bright(FLUID_BOUNDED, fluidFlow.density_width, fluidFlow.density_height);
     if (SinkMode.value != NoSource && SinkStrength.value > 0.0) {
         const ClipRecord& clip = SinkMode.value == SelfSource ? input : sinks;
-        if (!luminance(*clip.image, bright)) return false;
+        // Flat areas have no slope to stream along: blurred twice, a hard matte becomes a hill.
+        const float reach = SINK_REACH * static_cast<float>(bright.width);
+        if (!luminance(*clip.image, bright) || !fluidFlow.blur_field(bright, reach) ||
+            !fluidFlow.blur_field(bright, reach))
+            return false;
         if (!drain(fluidFlow, bright, static_cast<float>(SinkStrength.value) * SINK)) return false;
     }
     if (UseDiff.value && Diff.value > 0.0 && !diffuse_maps(fluidFlow, static_cast<float>(Diff.value))) return false;
