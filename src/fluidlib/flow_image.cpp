@@ -122,7 +122,7 @@ bool FluidFlow::flow_image(const K7Image* source, K7Image* target, bool edge_esc
         }
         std::fill_n(scratch.get(), 2 * map_floats + 4 * row_floats, 0.0F);
         MapRow columns(map_x, scratch.get()), rows(map_y, scratch.get() + map_floats);
-        float* free_floats = scratch.get() + 2 * map_floats;
+        float* free_floats = scratch.get() + 2 * map_floats + FLOW_SLACK;
         FlowPlaces places{free_floats, free_floats + row_floats};
         FlowPlaces below{places.x + 2 * row_floats, places.y + 2 * row_floats};
         FlowMapRow maps{{}, {}, std::max(map_x.width - 1, 1), cells_per_pixel(map_x.width, width)};

@@ -153,6 +153,7 @@ static void find_places(const FlowMapRow& maps, int count, const FlowPlaces& pla
         read_maps(maps, at, x, y);
         store(places.x + at, x), store(places.y + at, y);
     }
+    for (float* row : {places.x, places.y}) row[-1] = count > 1 ? 2.0F * row[0] - row[1] : row[0];
 }
 
 // One pixel whose taps may lie beyond an edge.
@@ -184,14 +185,9 @@ struct Steps {
 };
 
 static inline Steps steps_of(const FlowPlaces& places, const FlowPlaces& below, int at, Floats x, Floats y) {
-    const int left = at > 0 ? 1 : 0;
-    Steps steps = {{x - load(places.x + at - left), x - load(below.x + at)},
-                   {y - load(places.y + at - left), y - load(below.y + at)},
+    Steps steps = {{x - load(places.x + at - 1), x - load(below.x + at)},
+                   {y - load(places.y + at - 1), y - load(below.y + at)},
                    {}};
-    if (at == 0) {  // the first pixel has no left neighbour: the second one's step is its own
-        const Floats next_x = load(places.x + 1) - x, next_y = load(places.y + 1) - y;
-        steps.x[0] = next_x, steps.y[0] = next_y;
-    }
     for (int n = 0; n < 2; ++n) steps.squared[n] = steps.x[n] * steps.x[n] + steps.y[n] * steps.y[n];
     return steps;
 }

@@ -24,7 +24,8 @@ struct FlowPicture {
     bool wrap_x, wrap_y;  // beyond an edge the picture begins again; otherwise its edge goes on
 };
 
-// Where the pixels of a row lie in the picture, in columns and rows; FLOW_SLACK numbers more may be written and read.
+// Where the pixels of a row lie in the picture, in columns and rows. There is a number before the first one, and up to
+// FLOW_SLACK more behind the last one may be written and read.
 struct FlowPlaces {
     float* x;
     float* y;

@@ -17,7 +17,23 @@ struct ClipFlowInfo : EffectInfo {
             "Treats a the whole clip as though it were made of coloured liquid or gas and outputs a result "
             "clip showing that fluid flowing over time. The fluid flow is simulated by physically based two "
             "dimensional fluid flow calculations resulting in natural flow effects. This effect is in Box "
-            "Number 5"};
+            "Number 5",
+        .purpose =
+            "A moving clip flows like coloured liquid: its bright parts sink or rise and take the picture with them, "
+            "in "
+            "swirls and strands like ink in water.",
+        .usage =
+            "Connect the clip to flow. By default its bright parts sink; Rise or Fall below 0 lets them rise. Tick "
+            "Remove Net Force to keep the picture as a whole in its place.\n"
+            "Render frames in order: each render is a step, and what an earlier frame shows depends on where the "
+            "sequence began. A frame before the last one, another size, and Restart begin the flow anew.\n"
+            "A force clip lets another picture move this one: set Buoyancy Mode to Force "
+            "Buoyancy, or to Force Pressure, which drives the picture from bright to dark.\n"
+            "For marbled paper choose No Buoyancy, and give Random Amount 0.3 with 2 to 4 Eddies.\n"
+            "Streams, winds and vortices push where their handles are. A stream of speed 0 holds a place still.\n"
+            "A Barrier clip, black where the picture may flow, keeps a title or a face as it is.\n"
+            "The flow is worked out on the same grid at any size, so a proxy shows the same flow. Fine Grid makes "
+            "smaller swirls.\n"};
 
     ClipRecord input{
         this, {.name = "Input", .label = "Flow Clip", .shortLabel = "Input", .required = true, .temporal = true}};
@@ -46,9 +62,10 @@ struct ClipFlowInfo : EffectInfo {
     FlowControls flow{fluid, HiRes, forces, outputs, gravity, boxA, boxB, stirring};
 
     ClipFlowInfo() {
-        scene.inputs = {"coffee-small.png"};
-        scene.lead = 40;
-        scene.frame = 40;
+        scene.inputs = {"portrait-small.png"};
+        scene.settings = {{"NetForce", "on"}, {"RiseFall", "2"}};
+        scene.lead = 20;
+        scene.frame = 20;
     }
 };
 

@@ -25,18 +25,15 @@ class FlowEffect : public FluidEffect<Info> {
         this->flow.stirring.showHandles();
     }
 
-    // Begins anew where need be, and takes a step. Null: no fluid to show a picture through.
-    FluidFlow* advance(const FlowPictures& pictures) {
+    // Begins anew where need be, and takes a step.
+    FluidFlow& advance(const FlowPictures& pictures) {
         FluidRun& run = this->m_run;
-        if (run.begins() && !m_solver.begin(run, this->flow, pictures.barrier != nullptr, this->currentFrame))
-            return nullptr;
-        if (!m_solver.step(*run.flow(), this->flow, pictures, this->currentFrame)) {
-            run.restart();  // the fields are of two frames
-            return nullptr;
-        }
+        if (run.begins()) m_solver.begin(run, this->flow, pictures.barrier != nullptr, this->currentFrame);
+        run.restart();  // until the step is done
+        m_solver.step(*run.flow(), this->flow, pictures, this->currentFrame);
         run.begun();
         run.traceTimes();
-        return run.flow();
+        return *run.flow();
     }
 
     // The run learns of the frame. `numbers`: Info's own whose change begins anew.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Library2/Made.h"
 #include "effects/fluids/FluidEffect.h"
 #include "imagelib/imagelib_colour.h"
 
@@ -15,11 +16,18 @@ constexpr float INPUT_PRESSURE = 0.1F, FORCE_PRESSURE = 10.0F;
 constexpr float STREAM = 0.1F;  // pictures a frame, for a control of 1
 constexpr double TURBULENCE_FRAMES = 25.0;
 
-bool stir(FluidFlow& flow, const FlowForceControls& forces, float amount, double frame) {
-    if (amount == 0.0F) return true;
-    if (forces.turbulent()) return flow.add_turbulent_force(0.0F, 0.0F, 1.0F, 1.0F, amount, frame / TURBULENCE_FRAMES);
-    flow.add_noise_force(0.0F, 0.0F, 1.0F, 1.0F, amount);
-    return true;
+void stir(FluidFlow& flow, const FlowForceControls& forces, float amount, double frame) {
+    if (amount == 0.0F) return;
+    if (forces.turbulent())
+        made(flow.add_turbulent_force(0.0F, 0.0F, 1.0F, 1.0F, amount, frame / TURBULENCE_FRAMES));
+    else
+        flow.add_noise_force(0.0F, 0.0F, 1.0F, 1.0F, amount);
+}
+
+// The mean of the colours, instead of what the field held.
+void replace(FluidFlow& flow, int slot, const K7Image& picture, float scale) {
+    flow.clear_field(slot);
+    made(flow.load_field(&picture, slot, scale, false));
 }
 
 void stream(FluidFlow& flow, const VelocityBoxControls& box) {
@@ -32,27 +40,26 @@ void stream(FluidFlow& flow, const VelocityBoxControls& box) {
 
 }  // namespace
 
-bool FlowSolver::begin(FluidRun& run, const FlowControls& controls, bool barriers, double frame) {
+void FlowSolver::begin(FluidRun& run, const FlowControls& controls, bool barriers, double frame) {
     const int cells = controls.hiRes.value ? FINE_CELLS : COARSE_CELLS;
-    FluidFlow* flow = run.create(cells, cells);
-    if (!flow || !flow->create_coordinate_maps()) return false;
-    flow->set_dt(1.0F);
-    m_density = flow->add_field("density");
-    m_temperature = flow->add_field("temperature");
-    m_barrier = barriers ? flow->add_field("barrier") : -1;
-    if (m_density < 0 || m_temperature < 0 || (barriers && m_barrier < 0)) return false;
+    FluidFlow& flow = run.create(cells, cells);
+    made(flow.create_coordinate_maps());
+    flow.set_dt(1.0F);
+    m_density = newField(flow, "density");
+    m_temperature = newField(flow, "temperature");
+    m_barrier = barriers ? newField(flow, "barrier") : -1;
     // They are loaded anew for every step.
-    for (const int slot : {m_density, m_temperature}) flow->field(slot)->no_advect = true;
-    if (barriers) flow->set_obstacle_field(m_barrier);
+    for (const int slot : {m_density, m_temperature}) flow.field(slot)->no_advect = true;
+    flow.set_obstacle_field(m_barrier);
     // The forces are cleared before the first step, but the eddies' keyframes begin here.
-    if (!controls.forces.turbulent()) return true;
-    flow->set_noise_k_min(static_cast<float>(controls.forces.KInertial.value));
-    return stir(*flow, controls.forces, 1.0F, frame);
+    if (!controls.forces.turbulent()) return;
+    flow.set_noise_k_min(static_cast<float>(controls.forces.KInertial.value));
+    stir(flow, controls.forces, 1.0F, frame);
 }
 
-bool FlowSolver::step(FluidFlow& flow, const FlowControls& controls, const FlowPictures& pictures, double frame) const {
+void FlowSolver::step(FluidFlow& flow, const FlowControls& controls, const FlowPictures& pictures, double frame) const {
     if (m_barrier >= 0 && pictures.barrier) {
-        if (!replace(flow, m_barrier, *pictures.barrier, 1.0F)) return false;
+        replace(flow, m_barrier, *pictures.barrier, 1.0F);
         flow.set_boundary_layer(pictures.boundaryLayer);
     }
     flow.set_viscosity(static_cast<float>(controls.fluid.Viscosity.value) * VISCOSITY);
@@ -62,59 +69,54 @@ bool FlowSolver::step(FluidFlow& flow, const FlowControls& controls, const FlowP
 
     flow.clear_force();
     flow.set_noise_k_min(static_cast<float>(controls.forces.KInertial.value));
-    if (!stir(flow, controls.forces, static_cast<float>(controls.forces.EachRandom.value) * FLUID_FORCE, frame))
-        return false;
+    stir(flow, controls.forces, static_cast<float>(controls.forces.EachRandom.value) * FLUID_FORCE, frame);
     const FlowStirringControls& stirring = controls.stirring;
     for (const FluidWindControls* wind : {&stirring.windA, &stirring.windB, &stirring.windC}) addWind(flow, *wind);
     for (const VortexControls* vortex : {&stirring.vortexA, &stirring.vortexB, &stirring.vortexC})
         addVortex(flow, *vortex, pictures.input->pixel_aspect);
-    if (!push(flow, controls, pictures)) return false;
+    push(flow, controls, pictures);
     if (controls.fluid.NetForce.value) flow.remove_net_force();
-    return flow.step(false);
+    made(flow.step(false));
 }
 
 // Buoyancy or pressure, and gravity.
-bool FlowSolver::push(FluidFlow& flow, const FlowControls& controls, const FlowPictures& pictures) const {
-    const FlowBuoyancy mode = controls.forces.buoyancy();
+void FlowSolver::push(FluidFlow& flow, const FlowControls& controls, const FlowPictures& pictures) const {
     const auto pressure = static_cast<float>(controls.forces.PressureForce.value);
-    bool dense = true;
-    switch (mode) {
+    const auto rise = [&](const K7Image& picture) {
+        const auto sinking = static_cast<float>(controls.forces.RiseFall.value) * BUOYANCY;
+        replace(flow, m_density, picture, 1.0F);
+        flow.copy_field(m_density, m_temperature);
+        flow.set_density_field(m_density, AMBIENT);
+        flow.set_temperature_field(m_temperature, std::max(sinking, 0.0F), std::max(-sinking, 0.0F));
+        flow.add_buoyancy();
+    };
+    switch (controls.forces.buoyancy()) {
         case FlowBuoyancy::Input:
-        case FlowBuoyancy::Force: {
-            const auto sinking = static_cast<float>(controls.forces.RiseFall.value) * BUOYANCY;
-            dense = replace(flow, m_density, mode == FlowBuoyancy::Input ? *pictures.input : *pictures.force, 1.0F) &&
-                    flow.copy_field(m_density, m_temperature);
-            flow.set_density_field(m_density, AMBIENT);
-            flow.set_temperature_field(m_temperature, std::max(sinking, 0.0F), std::max(-sinking, 0.0F));
-            dense = dense && flow.add_buoyancy();
+            rise(*pictures.input);
             break;
-        }
+        case FlowBuoyancy::Force:
+            rise(*pictures.force);
+            break;
         case FlowBuoyancy::InputPressure:
-            dense = replace(flow, m_density, *pictures.input, INPUT_PRESSURE) &&
-                    flow.add_pressure_force(m_density, pressure);
+            replace(flow, m_density, *pictures.input, INPUT_PRESSURE);
+            flow.add_pressure_force(m_density, pressure);
             break;
         case FlowBuoyancy::ForcePressure:
-            dense = replace(flow, m_density, *pictures.force, 1.0F) &&
-                    flow.add_pressure_force(m_density, pressure * FORCE_PRESSURE);
+            replace(flow, m_density, *pictures.force, 1.0F);
+            flow.add_pressure_force(m_density, pressure * FORCE_PRESSURE);
             break;
         case FlowBuoyancy::None:
-            dense = !controls.gravity.UseGravity.value || loadLuminance(flow, *pictures.input);
+            if (controls.gravity.UseGravity.value) loadLuminance(flow, *pictures.input);
             break;
     }
-    if (!dense) return false;
-    if (controls.gravity.UseGravity.value) {
-        const auto up = static_cast<float>(-(controls.gravity.GravAngle.value + 90.0));
-        flow.add_scalar_force(m_density, up, -static_cast<float>(controls.gravity.GravForce.value) * FLUID_FORCE);
-    }
-    return true;
+    if (!controls.gravity.UseGravity.value) return;
+    const auto up = static_cast<float>(-(controls.gravity.GravAngle.value + 90.0));
+    flow.add_scalar_force(m_density, up, -static_cast<float>(controls.gravity.GravForce.value) * FLUID_FORCE);
 }
 
-bool FlowSolver::replace(FluidFlow& flow, int slot, const K7Image& picture, float scale) const {
-    return flow.clear_field(slot) && flow.load_field(&picture, slot, scale, false);
-}
-
-bool FlowSolver::loadLuminance(FluidFlow& flow, const K7Image& picture) const {
+void FlowSolver::loadLuminance(FluidFlow& flow, const K7Image& picture) const {
     constexpr int LUMINANCE = 4;
-    const ImagePtr grey = make_image_uncleared(picture.width, picture.height, 4, SAMPLE_F32);
-    return grey && image_select_channel(&picture, grey.get(), LUMINANCE) && replace(flow, m_density, *grey, 1.0F);
+    const ImagePtr grey = made(make_image_uncleared(picture.width, picture.height, 4, SAMPLE_F32));
+    made(image_select_channel(&picture, grey.get(), LUMINANCE));
+    replace(flow, m_density, *grey, 1.0F);
 }

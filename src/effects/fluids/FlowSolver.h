@@ -15,15 +15,14 @@ struct FlowPictures {
 
 class FlowSolver {
   public:
-    // A new fluid at rest. False without memory.
-    bool begin(FluidRun& run, const FlowControls& controls, bool barriers, double frame);
-    // One step at a frame. False: the fluid is of no use any more (an end was asked for, or no memory).
-    bool step(FluidFlow& flow, const FlowControls& controls, const FlowPictures& pictures, double frame) const;
+    // A new fluid at rest.
+    void begin(FluidRun& run, const FlowControls& controls, bool barriers, double frame);
+    // One step at a frame.
+    void step(FluidFlow& flow, const FlowControls& controls, const FlowPictures& pictures, double frame) const;
 
   private:
-    bool push(FluidFlow& flow, const FlowControls& controls, const FlowPictures& pictures) const;
-    bool replace(FluidFlow& flow, int slot, const K7Image& picture, float scale) const;
-    bool loadLuminance(FluidFlow& flow, const K7Image& picture) const;
+    void push(FluidFlow& flow, const FlowControls& controls, const FlowPictures& pictures) const;
+    void loadLuminance(FluidFlow& flow, const K7Image& picture) const;
 
     int m_density = -1, m_temperature = -1, m_barrier = -1;  // slots
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Library2/Made.h"
 #include "imagelib/imagelib_composite.h"
 
 namespace {
@@ -12,8 +13,8 @@ class ShownFrame {
   public:
     ShownFrame(ClipRecord& clip, int frame, double now) : m_image(clip.image.get()) {
         if (frame == static_cast<int>(now)) return;
-        m_other = make_image_uncleared(m_image->width, m_image->height, 4, SAMPLE_F32);
-        if (m_other && clip.GetFrame(frame, m_other.get())) m_image = m_other.get();
+        m_other = made(make_image_uncleared(m_image->width, m_image->height, 4, SAMPLE_F32));
+        if (clip.GetFrame(frame, m_other.get())) m_image = m_other.get();
     }
     const K7Image& operator*() const { return *m_image; }
     const K7Image* get() const { return m_image; }
@@ -53,17 +54,17 @@ void TransFlow::FramePrepare(TransFlowInfo& plan, const FrameSpan& frames) const
     plan.to.addFrame(wanted.to);
 }
 
-bool TransFlow::mix(FluidFlow& fluidFlow, const Moment& now, const K7Image& leaving, const K7Image& coming) {
+void TransFlow::mix(FluidFlow& fluidFlow, const Moment& now, const K7Image& leaving, const K7Image& coming) {
     const double fade = UseDiss.value ? FadeLength.value : 0.0;
     const auto amount = static_cast<float>(transition_mix(now.n, now.length, fade));
-    const ImagePtr second = make_image_uncleared(coming.width, coming.height, 4, SAMPLE_F32);
+    const ImagePtr second = made(make_image_uncleared(coming.width, coming.height, 4, SAMPLE_F32));
     const auto still = static_cast<float>(1.0 - now.part());
     // At the beginning and at the end a pixel is one of its clip's, so that nothing turns soft from one frame to the
     // next.
     const auto spread = static_cast<float>(std::min(1.0, now.n / std::max(fade, 1.0)));
-    return second && fluidFlow.flow_image(&leaving, output.image.get(), true, {1.0F, spread}) &&
-           fluidFlow.flow_image(&coming, second.get(), true, {still, still}) &&
-           image_cross_dissolve(output.image.get(), second.get(), amount);
+    made(fluidFlow.flow_image(&leaving, output.image.get(), true, {1.0F, spread}));
+    made(fluidFlow.flow_image(&coming, second.get(), true, {still, still}));
+    image_cross_dissolve(output.image.get(), second.get(), amount);
 }
 
 void TransFlow::ProcessFrame() {
@@ -76,9 +77,8 @@ void TransFlow::ProcessFrame() {
     if (now.n >= 0.0 && now.n < now.length) {
         const Slipped wanted = slipped(*this, currentFrame);
         const ShownFrame leaving(from, wanted.from, currentFrame), coming(to, wanted.to, currentFrame);
-        FluidFlow* fluidFlow = advance({leaving.get(), leaving.get(), nullptr, FLUID_SLIPPERY});
-        if (!fluidFlow) return;
-        if (now.n > 0.0 && !mix(*fluidFlow, now, *leaving, *coming)) return;
+        FluidFlow& fluidFlow = advance({leaving.get(), leaving.get(), nullptr, FLUID_SLIPPERY});
+        if (now.n > 0.0) mix(fluidFlow, now, *leaving, *coming);
     }
     show(to.image.get(), nullptr);
 }

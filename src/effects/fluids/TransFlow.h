@@ -17,7 +17,21 @@ struct TransFlowInfo : EffectInfo {
         .history = FrameHistory::Frames,
         .description =
             "Two dimensional fluid flow effect that works with moving image sequences. This effect is in "
-            "Box Number 5"};
+            "Box Number 5",
+        .purpose = "A transition: one clip melts and flows away while the next one dissolves in and settles.",
+        .usage =
+            "Connect the two clips as From and To, and set Transition Start and Length. Before it From shows "
+            "untouched, "
+            "after it To.\n"
+            "Render the transition in order from its first frame: each render is a step of the fluid. A frame before "
+            "the last one begins it anew, at that frame.\n"
+            "From decides how it flows: by its brightness, or with No Buoyancy by streams, winds, vortices and Random "
+            "Amount. More Viscosity moves in larger shapes.\n"
+            "Ease Length softens the beginning and the end of the dissolve.\n"
+            "Use Slip where the clips have handles: From then runs ahead as it leaves, and To catches up as it comes "
+            "in.\n"
+            "The flow is worked out on the same grid at any size, so a proxy shows the same flow. Fine Grid makes "
+            "smaller swirls.\n"};
 
     ClipRecord from{this, {.name = "Input", .label = "From", .required = true, .temporal = true}};
     ClipRecord to{this, {.name = "BackG", .label = "To", .required = true}};
@@ -61,9 +75,10 @@ struct TransFlowInfo : EffectInfo {
     TransFlowInfo() {
         ghost({&SlipStart, &SlipEnd}, UseSlip, isOff);
         ghost({&FadeLength}, UseDiss, isOff);
-        scene.inputs = {"seeding-small.png", "coffee-small.png"};
-        scene.lead = 25;
-        scene.frame = 25;
+        scene.inputs = {"portrait-small.png", "road-small.png"};
+        scene.settings = {{"NetForce", "on"}};
+        scene.lead = 22;
+        scene.frame = 22;
     }
 };
 
@@ -88,5 +103,5 @@ class TransFlow final : public FlowEffect<TransFlowInfo> {
         int from, to;
     };
     static Slipped slipped(const TransFlowInfo& plan, double frame);
-    bool mix(FluidFlow& fluidFlow, const Moment& now, const K7Image& leaving, const K7Image& coming);
+    void mix(FluidFlow& fluidFlow, const Moment& now, const K7Image& leaving, const K7Image& coming);
 };
