@@ -62,10 +62,10 @@ struct ClipFlowInfo : EffectInfo {
     FlowControls flow{fluid, HiRes, forces, outputs, gravity, boxA, boxB, stirring};
 
     ClipFlowInfo() {
-        scene.inputs = {"portrait-small.png"};
-        scene.settings = {{"NetForce", "on"}, {"RiseFall", "2"}};
-        scene.lead = 20;
-        scene.frame = 20;
+        scene.inputs = {"launch-small.png"};
+        scene.settings = {{"NetForce", "on"}, {"RiseFall", "-4"}};
+        scene.lead = 16;
+        scene.frame = 16;
     }
 };
 

@@ -98,8 +98,8 @@ struct ImageFlowInfo : EffectInfo {
         ghost({&SinkStrength}, SinkMode, is(NoSource));
         scene.inputs = {"street-small.png"};
         scene.settings = {{"NetForce", "on"}, {"EachRandom", "0.4"}, {"KInertial", "3"}};
-        scene.lead = 24;
-        scene.frame = 24;
+        scene.lead = 14;
+        scene.frame = 14;
     }
 };
 

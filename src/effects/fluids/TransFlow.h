@@ -75,10 +75,10 @@ struct TransFlowInfo : EffectInfo {
     TransFlowInfo() {
         ghost({&SlipStart, &SlipEnd}, UseSlip, isOff);
         ghost({&FadeLength}, UseDiss, isOff);
-        scene.inputs = {"portrait-small.png", "road-small.png"};
-        scene.settings = {{"NetForce", "on"}};
-        scene.lead = 22;
-        scene.frame = 22;
+        scene.inputs = {"street-small.png", "road-small.png"};
+        scene.settings = {{"NetForce", "on"}, {"RiseFall", "3"}};
+        scene.lead = 18;
+        scene.frame = 18;
     }
 };
 
