@@ -58,12 +58,13 @@ void TransFlow::mix(FluidFlow& fluidFlow, const Moment& now, const K7Image& leav
     const double fade = UseDiss.value ? FadeLength.value : 0.0;
     const auto amount = static_cast<float>(transition_mix(now.n, now.length, fade));
     const ImagePtr second = made(make_image_uncleared(coming.width, coming.height, 4, SAMPLE_F32));
-    const auto still = static_cast<float>(1.0 - now.part());
+    // What has come in has settled: with an eased dissolve it comes to rest as gently.
+    const float unsettled = 1.0F - amount;
     // At the beginning and at the end a pixel is one of its clip's, so that nothing turns soft from one frame to the
     // next.
     const auto spread = static_cast<float>(std::min(1.0, now.n / std::max(fade, 1.0)));
     made(fluidFlow.flow_image(&leaving, output.image.get(), true, {1.0F, spread}));
-    made(fluidFlow.flow_image(&coming, second.get(), true, {still, still}));
+    made(fluidFlow.flow_image(&coming, second.get(), true, {unsettled, unsettled}));
     image_cross_dissolve(output.image.get(), second.get(), amount);
 }
 
