@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "effects/engines/refraction/Refraction_simd.h"
 #include "effects/weather/HeatHaze_simd.h"
 #include "imagelib/imagelib_pyramid.h"
 #include "imagelib/imagelib_resample.h"
@@ -60,7 +61,8 @@ class Refraction {
         haze_kernels().refract_row(m_sheet, above, image_row<float>(&m_heat, y), below, y, u(y), v(y));
     }
     void footprints(int y) {
-        haze_kernels().footprints(m_sheet, u(y), v(y), u(y + 1), v(y + 1), lane(4), lane(5), lane(6));
+        const FootprintLimits limits = {m_sheet.width, 0.0f, m_sheet.max_x, 0.0f, m_sheet.max_y};
+        refraction_kernels().footprints(limits, u(y), v(y), u(y + 1), v(y + 1), lane(4), lane(5), lane(6));
     }
     const float* xs() { return lane(4); }
     const float* ys() { return lane(5); }

@@ -31,20 +31,6 @@ static void refract_row(const HazeSheet& sheet, const float* above, const float*
     }
 }
 
-static void footprints(const HazeSheet& sheet, const float* u, const float* v, const float* next_u, const float* next_v,
-                       float* __restrict x, float* __restrict y, float* __restrict area) {
-    for (int i = 1; i < sheet.width - 1; ++i) {
-        const float u_low = smaller(smaller(u[i], u[i - 1]), smaller(next_u[i], next_u[i - 1]));
-        const float u_high = larger(larger(u[i], u[i - 1]), larger(next_u[i], next_u[i - 1]));
-        const float v_low = smaller(smaller(v[i], v[i + 1]), smaller(next_v[i], next_v[i + 1]));
-        const float v_high = larger(larger(v[i], v[i + 1]), larger(next_v[i], next_v[i + 1]));
-        x[i] = smaller((u_low + u_high) * 0.5f + 0.5f, sheet.max_x);
-        y[i] = smaller((v_low + v_high) * 0.5f + 0.5f, sheet.max_y);
-        y[i] = larger(y[i], 0.0f);
-        area[i] = (u_high - u_low) * (v_high - v_low);
-    }
-}
-
-const HazeKernels haze_kernels = {refract_row, footprints};
+const HazeKernels haze_kernels = {refract_row};
 
 }  // namespace QUILLON_SIMD

@@ -18,10 +18,6 @@ struct HazeKernels {
     // rows HAZE_REACH above, here, and HAZE_REACH below, with HAZE_REACH more at both ends of the outer rows.
     void (*refract_row)(const HazeSheet& sheet, const float* above, const float* here, const float* below, int y,
                         float* u, float* v);
-    // The centre and the area of each pixel's footprint, for pixels 1 to width - 2, from the places of its row and of
-    // the next. Horizontally a cell lies before its pixel, vertically behind it: what makes up for the pixel less.
-    void (*footprints)(const HazeSheet& sheet, const float* u, const float* v, const float* next_u, const float* next_v,
-                       float* x, float* y, float* area);
 };
 
 QUILLON_SIMD_TABLE(HazeKernels, haze_kernels);

@@ -1,0 +1,25 @@
+// The water surfaces at their defaults.
+#include "benches/support/bench.h"
+#include "effects/water/Pool3D.h"
+
+namespace {
+
+template <class EffectClass>
+Bench::Factory surface(void (*set)(EffectClass&)) {
+    return [=](int) -> Bench::Work {
+        auto effect = std::make_shared<EffectClass>();
+        effect->input.image.reset(image_duplicate(test_frame().get()));
+        effect->output.image.reset(image_duplicate(test_frame().get()));
+        effect->currentFrame = 12;
+        set(*effect);
+        return [=] { effect->ProcessFrame(); };
+    };
+}
+
+const Bench pool("pool", QUILLON, 2, surface<Pool3D>([](Pool3D&) {}));
+const Bench lit_pool("pool, swirling and lit", QUILLON, 2, surface<Pool3D>([](Pool3D& e) {
+                         e.PoolMode.value = Pool3D::Swirl;
+                         e.surface.DoLight.value = true;
+                     }));
+
+}  // namespace
