@@ -56,8 +56,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input3", "Background", "BG", true}, {"Input", "Clip to Flow", "Flow"}, {"Input2", "Luminance", "Luma"}}},
     {{.name = "PixFly", .menu = "Pixel Trip", .overlay = true, .otherFrames = true, .description = "Disintegrates the image into its constituent pixels and flies them around. This effect is in Box Number 12"},
      {{"Input", "Clip to Fly", "Fly", true}, {"Input2", "Time Matte", "Time", false, true}, {"Input3", "Clip to Reveal", "Reveal"}}},
-    {{.name = "Puddle3D", .menu = "Pools", .overlay = true, .description = "Raindrops on water in 3D. This effect is in Box Number 6"},
-     {{"Input1", "Clip to Rain on", "BG", true}, {"Input2", "Regional Matte", "Matte"}}},
     {{.name = "Rainbow", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Simulates rainbows (no gold however). This effect is in Box Number 1"},
      {{"Input", "Background", "BG"}, {"Input2", "Atmosphere", "Atmos"}}},
     {{.name = "RainDrops", .menu = "Natural Phenomena", .overlay = true, .skipsSmallPreview = true, .description = "Water falling onto a window and running down. This effect is in Box Number 1"},

@@ -1,6 +1,7 @@
 // The water surfaces at their defaults.
 #include "benches/support/bench.h"
 #include "effects/water/Pool3D.h"
+#include "effects/water/Puddle3D.h"
 
 namespace {
 
@@ -21,5 +22,6 @@ const Bench lit_pool("pool, swirling and lit", QUILLON, 2, surface<Pool3D>([](Po
                          e.PoolMode.value = Pool3D::Swirl;
                          e.surface.DoLight.value = true;
                      }));
+const Bench puddle("puddle", QUILLON, 2, surface<Puddle3D>([](Puddle3D& e) { e.RestartFrom.value = 20; }));
 
 }  // namespace

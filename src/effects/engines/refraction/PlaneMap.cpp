@@ -8,6 +8,12 @@
 
 namespace {
 
+// With w above 0 where the plane is: below 0 is behind the horizon.
+void face(PlaneMap& map, float x, float y) {
+    if (map.at(x, y).w < 0)
+        for (float& element : map.rows) element = -element;
+}
+
 // Points that are finite always have a solution: none is memory that couldn't be had.
 PlaneMap solve(const float* from, const float* to) {
     float matrix[16];
@@ -22,4 +28,8 @@ PlaneView::PlaneView(const std::array<float, 8>& quad, float height) {
     const float plane[8] = {0, 0, 0, height, 1, height, 1, 0};
     to_picture = solve(plane, quad.data());
     to_plane = solve(quad.data(), plane);
+    face(to_picture, 0.5f, 0.5f * height);
+    float x = 0, y = 0;
+    for (std::size_t i = 0; i < quad.size(); i += 2) x += 0.25f * quad[i], y += 0.25f * quad[i + 1];
+    face(to_plane, x, y);
 }

@@ -21,7 +21,7 @@ struct PlaneMap {
 };
 
 // Both ways between the rectangle (0, 0) to (1, height) and a quad of the picture: lower left, upper left, upper right,
-// lower right corner as x, y pairs. A quad without an area gets the nearest map
+// lower right corner as x, y pairs. Behind the horizon w is below 0. A quad without an area gets the nearest map
 // in the sense of least squares; one that is not finite, identities.
 struct PlaneView {
     PlaneMap to_picture, to_plane;

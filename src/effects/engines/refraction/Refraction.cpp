@@ -204,3 +204,13 @@ void weigh_by_matte(const K7Image& matte, bool inverted, K7Image& heights) {
         }
     });
 }
+
+void weigh_by_alpha(const K7Image& picture, K7Image& heights) {
+    for_rows_float(heights.height, [&](int first, int last) {
+        for (int y = first; y <= last; ++y) {
+            const float* pixel = image_row<float>(&picture, y);
+            float* row = image_row<float>(&heights, y);
+            for (int x = 0; x < heights.width; ++x) row[x] *= pixel[4 * x + 3];
+        }
+    });
+}

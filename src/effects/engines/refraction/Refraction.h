@@ -42,3 +42,5 @@ bool refract_through(const K7Image& heights, const K7Image& source, const Refrac
 
 // Heights times a matte's mean of red, green and blue.
 void weigh_by_matte(const K7Image& matte, bool inverted, K7Image& heights);
+// Heights times the picture's alpha.
+void weigh_by_alpha(const K7Image& picture, K7Image& heights);
