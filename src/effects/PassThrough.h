@@ -78,8 +78,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Back", "Background", "BG", true}, {"InputA", "Clip 1", "Clip1", false, true}, {"InputB", "Clip 2", "Clip2", false, true}}},
     {{.name = "Typo", .menu = "Abstract", .overlay = true, .description = "Generates an output image from the characters of a text message, repeated as required to fill the output image. This effect is in Box Number 13"},
      {{"Input", "Text Texture Clip", nullptr, true}}},
-    {{.name = "Water", .menu = "Natural Phenomena", .overlay = true, .otherFrames = true, .description = "Simulates ripples on water. This effect is in Box Number 1"},
-     {{"Back", "Background clip", nullptr, true}, {"Drips", "Drip shape", nullptr, false, true}, {"Walls", "Walls", nullptr, false, true}}},
     // clang-format on
 };
 

@@ -2,6 +2,7 @@
 #include "benches/support/bench.h"
 #include "effects/water/Pool3D.h"
 #include "effects/water/Puddle3D.h"
+#include "effects/water/Water.h"
 
 namespace {
 
@@ -23,5 +24,21 @@ const Bench lit_pool("pool, swirling and lit", QUILLON, 2, surface<Pool3D>([](Po
                          e.surface.DoLight.value = true;
                      }));
 const Bench puddle("puddle", QUILLON, 2, surface<Puddle3D>([](Puddle3D& e) { e.RestartFrom.value = 20; }));
+
+// Frame after frame; with an index of 1 a frame is a step alone.
+Bench::Factory water(double index) {
+    return [=](int) -> Bench::Work {
+        auto effect = std::make_shared<Water>();
+        effect->input.image.reset(image_duplicate(test_frame().get()));
+        effect->output.image.reset(image_duplicate(test_frame().get()));
+        effect->RefractiveIndex.value = index;
+        return [=] {
+            effect->ProcessFrame();
+            effect->currentFrame += 1;
+        };
+    };
+}
+const Bench step("water, a step", QUILLON, 2, water(1.0));
+const Bench frame("water", QUILLON, 2, water(1.3));
 
 }  // namespace
