@@ -115,7 +115,8 @@ struct Puddle3DInfo : EffectInfo {
         lightWidget.colour = OVERLAY_YELLOW;
         scene.inputs = {"street-small.png"};
         scene.settings = {{"RestartFrom", "20"}, {"RainFreq", "9"},    {"RainWave", "5"},     {"RefractIndex", "1.2"},
-                          {"DoLight", "1"},      {"Light", "0.4,0.8"}, {"LightBright", "35"}, {"Gloss", "150"}};
+                          {"DoLight", "1"},      {"Light", "0.4,0.8"}, {"LightBright", "35"}, {"Gloss", "150"},
+                          {"TL", "0.36,0.38"},   {"TR", "0.64,0.38"},  {"BL", "-0.2,0"},      {"BR", "1.2,0"}};
         scene.frame = 20;
     }
 

@@ -85,6 +85,9 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_EdgeLeak", {80, 50}, {-20, 50}, "YellowXE", {-0.1}},
         {"Q_EdgeLeak", {60, 75}, {20, 75}, "WhiteXE", {0.1}},
         {"Q_LightLeak", {80, 40}, {20, 90}, "CorePosB", {0.1, 0.9}},
+        {"Q_Pool3D", {40, 50}, {-30, 80}, "TL", {-0.15, 0.8}},
+        {"Q_Pool3D", {100, 31.25}, {100, 50}, "Center", {0.5, 1.0}},  // the middle of the plane, to its far edge
+        {"Q_Puddle3D", {200, 0}, {250, 10}, "BR", {1.25, 0.1}},
         {"Q_Thermo", {132, 66}, {100, 25}, "Temperature4", {0.5, 0.25}},
         {"Q_Thermo", {132, 66}, {250, -15}, "Temperature4", {1.0, 0.0}},  // points of a curve stay in the picture
         {"Q_Thermo", {40, 90}, {40, 40}, "Intensity2", {0.2, 0.4}},
@@ -164,10 +167,12 @@ TEST(NoStrength, LeavesThePictureToTheBit) {
         {"Q_EdgeLeak", {{"FogE", 0}, {"ThickE", 0}}, {{"FogE", 10}}},
         {"Q_HeatHaze", {{"Temperature", 0}}, {{"Temperature", 10}}},
         {"Q_InfraRed", {{"Blend", 100}}, {{"Blend", 90}}},
+        {"Q_Pool3D", {{"Blend", 100}}, {{"Blend", 90}}},
         {"Q_Lighten", {{"CutOff", 100}}, {{"CutOff", 20}}},
         {"Q_Lighten", {{"Rad", 1}}, {{"Rad", 2}, {"CutOff", 0}}},
         {"Q_LightLeak", {{"FogB", 0}, {"ThickB", 0}}, {{"FogB", 10}}},
         {"Q_LightLeak", {{"PattSizeB", 0}}, {{"PattSizeB", 90}}},
+        {"Q_Puddle3D", {{"Blend", 100}}, {{"Blend", 90}}},
         {"Q_Rain", {{"Opacity", 0}}, {{"Opacity", 100}}},
         {"Q_RemGrain", {{"RBlur", 0}, {"GBlur", 0}, {"BBlur", 0}}, {{"GBlur", 50}}},
         {"Q_Smoke", {{"Opacity", 0}}, {{"Opacity", 100}}},
@@ -175,6 +180,7 @@ TEST(NoStrength, LeavesThePictureToTheBit) {
         {"Q_SpinBlur", {{"Blend", 100}}, {{"Blend", 90}}},
         {"Q_SpinBlur", {{"Speed", 0}}, {{"Speed", 10}}},
         {"Q_Thermo", {{"Blend", 100}}, {{"Blend", 90}}},
+        {"Q_Water", {{"RefractiveIndex", 1}}, {{"RefractiveIndex", 1.4}}},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(testing::Message() << test.effect << " " << test.settings.front().first);
