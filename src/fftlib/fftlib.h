@@ -126,3 +126,28 @@ class FFTConvolver {
 
 // A dispatcher for `set_multiprocess` that hands rows to the image library's (context: null).
 void fft_image_rows(void* context, RowWorker worker, int rows, void* job);
+
+// ---- Pictures that repeat -----------------------------------------------------------------------------------------
+//
+// A sum of square pictures that repeat beyond their edges, each filtered in its own way: one transform a picture and
+// one back, however wide or many the filters are. A filter is the same along both axes, symmetric, and given as its
+// gain for each wave; image_wrap_blur_gain gives those of blurs.
+class FFTTileSum {
+  public:
+    // Squares of size * size numbers, 1 to 16384; all sizes do, products of small primes are fastest.
+    explicit FFTTileSum(int size);
+    ~FFTTileSum();
+    FFTTileSum(const FFTTileSum&) = delete;
+    FFTTileSum& operator=(const FFTTileSum&) = delete;
+
+    // Adds `size` rows of `size` numbers. gains[k] multiplies waves of k periods across the picture, for k up to
+    // size / 2, then the same vertically. Missing gains are 0: the fewer there are, the faster. False for null, too
+    // many gains, a size out of range, or without memory; the sum is of no use then.
+    bool add(const float* picture, std::span<const float> gains);
+    // The sum, after which a new one begins.
+    bool take(float* picture);
+
+  private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};

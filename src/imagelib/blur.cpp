@@ -7,10 +7,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <numbers>
 
 #include "imagelib/blur_simd.h"
 #include "imagelib/samples.h"
 #include "k7pi_baselib/k7pi_baselib.h"
+#include "k7pi_baselib/portable_math.h"
 #include "simdlib/cpu.h"
 
 namespace {
@@ -237,4 +239,17 @@ bool image_wrap_blur(K7Image* image, float x_radius, float y_radius, int mask) {
 
 bool image_wrap_blur_to(const K7Image* source, K7Image* destination, float x_radius, float y_radius, int mask) {
     return take(source, destination) && image_wrap_blur(destination, x_radius, y_radius, mask);
+}
+
+// The sum of a window of 2 r + 1 samples of a wave is Dirichlet's kernel.
+double image_wrap_blur_gain(float radius, int length, int periods) {
+    if (!(radius > 0.0f) || length < 1 || periods % length == 0) return 1.0;
+    const double half_step = std::numbers::pi * periods / length, sine = k7_sin(half_step);
+    const auto cubed_mean = [&](int r) {
+        const double window = 2.0 * r + 1.0, mean = k7_sin(window * half_step) / (window * sine);
+        return mean * mean * mean;
+    };
+    const BoxRadius box = box_radius(radius, length);
+    if (box.fraction == 0.0) return cubed_mean(box.radius);
+    return (1.0 - box.fraction) * cubed_mean(box.radius) + box.fraction * cubed_mean(box.radius + 1);
 }

@@ -23,3 +23,7 @@ bool image_gaussian_blur_to(const K7Image* source, K7Image* destination, float x
 // The image repeats beyond its edges: for textures that tile.
 bool image_wrap_blur(K7Image* image, float x_radius, float y_radius, int mask);
 bool image_wrap_blur_to(const K7Image* source, K7Image* destination, float x_radius, float y_radius, int mask);
+
+// What image_wrap_blur makes of a wave of so many periods along a line of `length` samples: its amplitude is multiplied
+// by this. 1 for 0 periods and for radii that do not blur. Up to length / 2 periods.
+double image_wrap_blur_gain(float radius, int length, int periods);
