@@ -62,8 +62,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input1", "Background Clip", "BG", true}, {"Input2", "Birth"}}},
     {{.name = "RomanTile", .menu = "Abstract", .overlay = true, .description = "Makes a pattern of coloured tiles that represents the image. This effect is in Box Number 13"},
      {{"Input", "Clip to RomanTile", nullptr, true}}},
-    {{.name = "Sky", .menu = "Natural Phenomena", .generator = true, .description = "Q_Sky generates realistically evolving sky backgrounds. Use the presets to get started. This effect is in Box Number 1"},
-     {{"Input", "Background Clip", "BG"}}},
     {{.name = "StarField", .menu = "Natural Phenomena", .generator = true, .description = "Make a 3D star field and take pictures of it. This effect is in Box Number 1"},
      {{"Input", "Background"}}},
     {{.name = "TrailLive", .menu = "Trailz", .otherFrames = true, .description = "Trail generation relying on flow fields to create the motion lines. This effect is in Box Number 7"},
