@@ -80,6 +80,9 @@ bool FFTTileSum::take(float* picture) {
     const HalfPlane columns = state.plane_of(state.sum);
     const bool back = state.work.each(*state.plan, 0, fft_strips(size), size, [&](float* block, float*, int strip) {
         float* const points = columns.at(strip, 0);
+        // Rows come back in pairs. What stands in place of a missing one would reach the other by rounding.
+        float* const behind = points + std::size_t(size) * FFT_POINT;
+        std::memset(behind, 0, state.strip_step() * sizeof(float) - state.points_bytes());
         if (strip >= state.summed) {
             std::memset(points, 0, state.points_bytes());
             return;

@@ -16,6 +16,9 @@ namespace {
 constexpr double NOMINAL_WIDTH = 720;  // of the map that lengths are meant for
 constexpr double RADIANS = 0.01745;    // of a degree
 constexpr int MOST_LATER_DOTS = 10;    // that later octaves multiply
+// Slopes are taken over so many pixels. Over one, clouds of the usual sizes rise by a thousandth: presets of streaks
+// would show a clear sky, and no bump would be seen.
+constexpr double SLOPE_PIXELS = 10;
 constexpr double LEAST_CONTRAST = 0.001;
 constexpr double LEAST_GAIN = 1e-8;  // waves that are weaker are below the rounding of a float
 
@@ -136,7 +139,7 @@ ImagePtr bumps_of(const ImagePtr& map, double softness, FFTTileSum& waves) {
     made(waves.add(numbers(map), without_weak_waves(gains)) && waves.take(numbers(soft)));
 
     ImagePtr gradient = made(make_image_uncleared(size, size, 2, SAMPLE_F32));
-    const float slope = static_cast<float>(k);  // a pixel of a larger map is a smaller step
+    const float slope = static_cast<float>(SLOPE_PIXELS * k);  // a pixel of a larger map is a smaller step
     each_slope(*soft, [&](int x, int y, float gx, float gy) {
         float* const to = image_row<float>(gradient.get(), y) + std::ptrdiff_t(2) * x;
         to[0] = gx * slope;
@@ -165,7 +168,10 @@ bool make_cloud_map(CloudMap& map, int size, const CloudSettings& settings, int 
     const bool sharpened = settings.contrast > LEAST_CONTRAST;
     if (settings.octaves > 1 || sharpened)
         take_off(*map.density, sharpened ? static_cast<float>(settings.contrast) : 0.0F);
-    if (settings.streaky) map.density = streaks_of(*map.density, static_cast<float>(settings.density * k * k * 4));
+    if (settings.streaky) {
+        const double slope = SLOPE_PIXELS * k;
+        map.density = streaks_of(*map.density, static_cast<float>(settings.density * slope * slope * 4));
+    }
     if (settings.bumps) map.gradient = bumps_of(map.density, settings.bump_softness, waves);
     return !wants_end(stop);
 }

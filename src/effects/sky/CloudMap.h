@@ -27,7 +27,7 @@ struct CloudSettings {
 
 struct CloudMap {
     ImagePtr density;   // one channel
-    ImagePtr gradient;  // of bumps, two channels (x and y), for a pixel of a map 720 wide; null without bumps
+    ImagePtr gradient;  // of bumps, two channels (x and y), over ten pixels of a map 720 wide; null without bumps
 };
 
 // Of `size` x `size` pixels, up to 16384. False when `stop` asked for an end. Throws std::bad_alloc.
