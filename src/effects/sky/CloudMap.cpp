@@ -57,6 +57,7 @@ std::vector<std::vector<float>> octave_gains(const CloudSettings& settings, int 
 // ---- Dots ---------------------------------------------------------------------------------------------------------
 
 int wrapped(double whole, int size) {
+    if (whole >= 0 && whole < size) return static_cast<int>(whole);  // most of them
     const double rest = std::fmod(whole, double(size));
     return static_cast<int>(rest < 0 ? rest + size : rest);
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 #include "effects/sky/CloudMap.h"
 #include "effects/sky/Sky_simd.h"
@@ -136,6 +137,8 @@ void Sky::placeFlare(SkyView& sky) const {
     sky.flare = gap * static_cast<float>(flareBrightness.value);
     sky.flare_sharpness = static_cast<float>(flareSharpness.value);
     sky.flare_stretch = static_cast<float>(flareStretch.value);
-    sky.flare_rotation = flareRotation.value;
-    sky.flare_half_spokes = flareSpokes.value * 0.5;
+    sky.flare_spokes = flareSpokes.value;
+    const double turn = (std::numbers::pi + flareRotation.value) * flareSpokes.value * 0.5;
+    sky.flare_cosine = static_cast<float>(k7_cos(turn));
+    sky.flare_sine = static_cast<float>(k7_sin(turn));
 }

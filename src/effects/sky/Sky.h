@@ -184,8 +184,8 @@ struct SkyInfo : EffectInfo {
 
     SkyInfo() {
         declarePresets();
-        scene.settings = {{"Demos", "Sunny"}};
-        scene.frame = 20;
+        scene.settings = {{"Demos", "Kids"}};
+        scene.frame = 60;
     }
 
   private:

@@ -8,7 +8,6 @@ namespace {
 
 constexpr float OBSERVER = 0.99F;      // height of the camera over the middle of the shell, of radius about 1
 constexpr float FARTHEST_TILE = 1e6F;  // beyond it a float cannot tell places on a tile apart
-constexpr double PI = 3.14159265358979323846;
 constexpr int HALF = LANES / 2;
 
 struct Three {
@@ -127,18 +126,34 @@ static inline void light_clouds(const SkyView& view, const MapPlace& place, cons
     light.add(own, view.cloud_colour);
 }
 
-// `miss` is 1 - the squared cosine of the angle to the sun.
+struct Turn {  // a complex number of length 1
+    Floats cosine, sine;
+};
+static inline Turn after(const Turn& a, const Turn& b) {
+    return {a.cosine * b.cosine - a.sine * b.sine, a.cosine * b.sine + a.sine * b.cosine};
+}
+
+// Half the angle of (x, y), of either sign. The larger part by a root, so that the other loses no digits.
+static inline Turn half_angle(Floats x, Floats y) {
+    const Floats zero = {}, length = square_root(x * x + y * y);
+    const Floats scale = length > zero ? 1.0F / length : zero;
+    const Floats cosine = length > zero ? x * scale : zero + 1.0F, sine = y * scale;
+    const Floats large = square_root(0.5F + 0.5F * absolute(cosine)), small = sine * 0.5F / large;
+    return {cosine < zero ? small : large, cosine < zero ? large : small};
+}
+
+// A flare of rays, with the absolute cosine of half as many turns as there are spokes. `miss` is 1 - the squared cosine
+// of the angle to the sun.
 static inline Floats flare_at(const SkyView& view, Floats x, float y, Floats miss) {
-    const double dy = static_cast<double>(y) - static_cast<double>(view.sun_y);
-    const double turn = PI + view.flare_rotation, half_spokes = view.flare_half_spokes;
-    const Floats spoke = in_doubles(
-        [&](Doubles dx) {
-            const Doubles angle = elementary::atan2<Doubles>(dx, Doubles{} + dy) + turn;
-            return elementary::magnitude(elementary::cos<Doubles>(angle * half_spokes));
-        },
-        x - view.sun_x);
-    const Floats fall = (spoke * view.flare_sharpness + 0.1F) * view.flare_stretch * miss;
-    return exponential(-fall) * view.flare;
+    const Floats zero = {};
+    Turn power = half_angle(zero + (y - view.sun_y), x - view.sun_x);
+    Turn spoke = {zero + view.flare_cosine, zero + view.flare_sine};
+    for (int count = view.flare_spokes; count > 0; count /= 2) {
+        if (count % 2) spoke = after(spoke, power);
+        power = after(power, power);
+    }
+    const Floats sharpness = absolute(spoke.cosine) * view.flare_sharpness;
+    return exponential(-(sharpness + 0.1F) * view.flare_stretch * miss) * view.flare;
 }
 
 // ---- Pixels -------------------------------------------------------------------------------------------------------

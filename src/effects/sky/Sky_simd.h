@@ -29,7 +29,8 @@ struct SkyView {
     float sun_x, sun_y;  // of the flare, in pixels
     float flare;         // its brightness; 0: none
     float flare_sharpness, flare_stretch;
-    double flare_rotation, flare_half_spokes;
+    int flare_spokes;
+    float flare_cosine, flare_sine;  // of the turn of its cosine
 
     // Air
     float haze_distance, haze, haze_colour[3];
