@@ -24,6 +24,12 @@ Picture onGround(Picture picture) {
     return picture;
 }
 
+// What is made from nothing comes premultiplied, and is shown on black as viewers do.
+Picture onBlack(Picture picture) {
+    for (std::size_t i = 3; i < picture.rgba.size(); i += 4) picture.rgba[i] = 1.0f;
+    return picture;
+}
+
 }  // namespace
 
 std::vector<DeclaredEffect> chosenEffects(Session& session, const Declarations& declarations,
@@ -50,6 +56,10 @@ EffectPainter::EffectPainter(Session& session, const std::filesystem::path& exam
 int EffectPainter::stillFrame() const { return m_scene.frame != 0 ? m_scene.frame : LoopFrames / 2; }
 int EffectPainter::firstOfLoop() const { return std::max(0, stillFrame() - LoopFrames / 2); }
 
+Picture EffectPainter::shown(Picture picture) const {
+    return m_inputs.empty() ? onBlack(std::move(picture)) : onGround(std::move(picture));
+}
+
 std::optional<Picture> EffectPainter::source() const {
     if (m_inputs.empty()) return std::nullopt;
     const std::string& name = m_scene.inputs.front();
@@ -60,15 +70,15 @@ std::optional<Picture> EffectPainter::source() const {
 Picture EffectPainter::still(const DeclaredView& view) const {
     DeclaredScene scene = m_scene;
     scene.frame = stillFrame();
-    return onGround(fromHostImage(*renderScene(m_plugin, scene, m_inputs, {.preset = view.preset})));
+    return shown(fromHostImage(*renderScene(m_plugin, scene, m_inputs, {.preset = view.preset})));
 }
 
 std::vector<LoopFrame> EffectPainter::loop(const DeclaredView& view, double scale) const {
     DeclaredScene scene = m_scene;
     scene.frame = firstOfLoop();
     SceneRender render(m_plugin, scene, m_inputs, {.preset = view.preset});
-    const auto reduced = [scale](const ofxhost::ImagePtr& image) {
-        return loopFrame(boxScaled(onGround(fromHostImage(*image)), scale));
+    const auto reduced = [this, scale](const ofxhost::ImagePtr& image) {
+        return loopFrame(boxScaled(shown(fromHostImage(*image)), scale));
     };
     const auto at = [&](int frame) { return reduced(render.frame(scene.frame + frame)); };
     for (int frame = -scene.lead; frame < 0; ++frame) render.frame(scene.frame + frame);

@@ -34,6 +34,7 @@ class EffectPainter {
   private:
     int stillFrame() const;
     int firstOfLoop() const;
+    Picture shown(Picture rendered) const;
 
     ofxhost::Plugin& m_plugin;
     DeclaredScene m_scene;

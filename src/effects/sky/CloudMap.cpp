@@ -62,32 +62,50 @@ int wrapped(double whole, int size) {
     return static_cast<int>(rest < 0 ? rest + size : rest);
 }
 
-void splat(K7Image& map, double x, double y, float weight) {
-    const int size = map.width;
+// A bilinear splat on the four pixels around a place.
+struct Dot {
+    int x0, y0;
+    float fx, fy;
+};
+
+Dot dot_at(double x, double y, int size) {
     const double left = std::floor(x), low = std::floor(y);
-    const float fx = static_cast<float>(x - left), fy = static_cast<float>(y - low);
-    const int x0 = wrapped(left, size), y0 = wrapped(low, size);
-    const int x1 = x0 + 1 < size ? x0 + 1 : 0, y1 = y0 + 1 < size ? y0 + 1 : 0;
-    float* const below = image_row<float>(&map, y0);
-    below[x0] += weight * ((1 - fx) * (1 - fy));
-    below[x1] += weight * (fx * (1 - fy));
-    float* const above = image_row<float>(&map, y1);
-    above[x0] += weight * ((1 - fx) * fy);
-    above[x1] += weight * (fx * fy);
+    return {wrapped(left, size), wrapped(low, size), static_cast<float>(x - left), static_cast<float>(y - low)};
 }
 
-// One after another: the order of the random numbers makes the clouds.
+float* row_above(K7Image& map, const Dot& dot) {
+    return image_row<float>(&map, dot.y0 + 1 < map.height ? dot.y0 + 1 : 0);
+}
+
+void splat(K7Image& map, const Dot& dot, float weight) {
+    const int x0 = dot.x0, x1 = x0 + 1 < map.width ? x0 + 1 : 0;
+    float *const below = image_row<float>(&map, dot.y0), *const above = row_above(map, dot);
+    below[x0] += weight * ((1 - dot.fx) * (1 - dot.fy));
+    below[x1] += weight * (dot.fx * (1 - dot.fy));
+    above[x0] += weight * ((1 - dot.fx) * dot.fy);
+    above[x1] += weight * (dot.fx * dot.fy);
+}
+
+// One after another: the order of the random numbers makes the clouds. Dots lie anywhere on the map, so that memory is
+// asked for some of them ahead.
 void scatter(K7Image& map, const CloudSettings& settings, int octave, int frame, MTRandom& random) {
+    constexpr int AHEAD = 32;
     const double size = map.width, k = size / NOMINAL_WIDTH, blur = octave_blur(settings, octave);
     const double scale = double(1 << octave);
     const bool takes_away = octave % 2 == 0 && octave != 0;
     const float weight = static_cast<float>(blur * blur * k * k / scale * (takes_away ? -1 : 1));
     const double angle = settings.direction * -RADIANS, across = k7_cos(angle), up = k7_sin(angle);
     const int dots = octave == 0 ? settings.dots : std::min(settings.dots, MOST_LATER_DOTS) << (2 * octave);
-    for (int dot = 0; dot < dots; ++dot) {
+    Dot waiting[AHEAD];
+    for (int dot = 0; dot < dots + AHEAD; ++dot) {
+        Dot& slot = waiting[dot % AHEAD];
+        if (dot >= AHEAD && dot - AHEAD < dots) splat(map, slot, weight);
+        if (dot >= dots) continue;
         const double r1 = random.next_float(), r2 = random.next_float(), r3 = random.next_float();
         const double way = ((r3 - 0.5) * 2 * settings.speed_variance + settings.speed) * frame * k;
-        splat(map, way * across + r1 * size, way * up + r2 * size, weight);
+        slot = dot_at(way * across + r1 * size, way * up + r2 * size, map.width);
+        __builtin_prefetch(image_row<float>(&map, slot.y0) + slot.x0, 1);
+        __builtin_prefetch(row_above(map, slot) + slot.x0, 1);
     }
 }
 
