@@ -36,8 +36,9 @@ struct SkyInfo : EffectInfo {
             "Haze Distance and Haze Fall-Off hide the horizon. Below it is nothing but haze: put the plate's ground "
             "over it.\n"
             "Exposure is the last step and works as on film: nothing clips, bright parts are compressed.\n"
-            "With Sky Only off the sky lies over the Background Clip by its alpha, as a glow of sun, cloud and haze. "
-            "A moving camera is animated by Camera Rotate; the flow of frames stays the same, in any order.\n"
+            "With Sky Only off the sky lies over the Background Clip by its alpha: sun, clouds and haze cover it, the "
+            "blue of the air is added.\n"
+            "A frame depends on its number alone: frames render in any order.\n"
             "Sizes follow the width of the picture: a proxy shows the same clouds, a little softer.\n"};
 
     ClipRecord input{this, {.name = "Input", .label = "Background Clip", .shortLabel = "BG"}};
@@ -130,9 +131,11 @@ struct SkyInfo : EffectInfo {
     FloatControlK7 cloudDensity{this,
                                 {"cloudDensity", "Cloud Density", 6.6, 0.0, 50.0},
                                 "How solid clouds are: 0 is a clear sky, 20 and more are thick."};
-    FloatControlK7 cloudDirection{this,
-                                  {"cloudDirection", "Cloud Direction", 90.0, -360.0, 360.0},
-                                  "Direction in which the clouds drift, in degrees."};
+    FloatControlK7 cloudDirection{
+        this,
+        {"cloudDirection", "Cloud Direction", 90.0, -360.0, 360.0},
+        "Direction in which the clouds drift, in degrees: 0 to the left, 90 towards a camera that "
+        "has not been panned."};
     FloatControlK7 cloudSpeed{this,
                               {"cloudSpeed", "Cloud Speed", 5.0, -10.0, 10.0},
                               "How far all clouds drift in a frame, in pixels of the cloud map of a picture 720 wide."};
