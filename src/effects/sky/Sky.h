@@ -177,7 +177,7 @@ struct SkyInfo : EffectInfo {
     FloatControlK7 hazeBrightness{
         this, {"hazeBrightness", "Haze Brightness", 1.0, 0.0, 2.0}, "Brightness of the haze."};
     FloatControlK7 hazeCutoff{this,
-                              {"hazeCutoff", " Haze Distance", 200.0, 0.0, 1000.0},
+                              {"hazeCutoff", "Haze Distance", 200.0, 0.0, 1000.0},
                               "Distance from which haze hides everything, in thousandths of the earth's radius."};
     FloatControlK7 haze{this,
                         {"haze", "Haze Fall-Off", 10.0, 0.0, 100.0},
