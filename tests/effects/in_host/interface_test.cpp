@@ -88,6 +88,7 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_Pool3D", {40, 50}, {-30, 80}, "TL", {-0.15, 0.8}},
         {"Q_Pool3D", {100, 31.25}, {100, 50}, "Center", {0.5, 1.0}},  // the middle of the plane, to its far edge
         {"Q_Puddle3D", {200, 0}, {250, 10}, "BR", {1.25, 0.1}},
+        {"Q_Rainbow", {70, 50}, {50, 50}, "Radius", {0.5}},
         {"Q_Thermo", {132, 66}, {100, 25}, "Temperature4", {0.5, 0.25}},
         {"Q_Thermo", {132, 66}, {250, -15}, "Temperature4", {1.0, 0.0}},  // points of a curve stay in the picture
         {"Q_Thermo", {40, 90}, {40, 40}, "Intensity2", {0.2, 0.4}},
@@ -174,6 +175,7 @@ TEST(NoStrength, LeavesThePictureToTheBit) {
         {"Q_LightLeak", {{"PattSizeB", 0}}, {{"PattSizeB", 90}}},
         {"Q_Puddle3D", {{"Blend", 100}}, {{"Blend", 90}}},
         {"Q_Rain", {{"Opacity", 0}}, {{"Opacity", 100}}},
+        {"Q_Rainbow", {{"Opacity", 0}}, {{"Opacity", 20}}},
         {"Q_RemGrain", {{"RBlur", 0}, {"GBlur", 0}, {"BBlur", 0}}, {{"GBlur", 50}}},
         {"Q_Smoke", {{"Opacity", 0}}, {{"Opacity", 100}}},
         {"Q_Snow", {{"Opacity", 0}}, {{"Opacity", 100}}},
