@@ -42,8 +42,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input", "Background Clip", "BG"}, {"Input2", "Shape Colour", "SCol", false, true}, {"Input3", "Shape Matte", "SMatte", false, true}, {"Input4", "Birth Matte", "BMatte"}, {"Input5", "Avoidance Matte", "AMatte"}}},
     {{.name = "Jaws", .menu = "Sundries", .generator = true, .overlay = true, .description = "Renders images described by Encapsulated PostScript Format (EPSF) files. This effect is in Box Number 30"},
      {{"Input", "Background"}}},
-    {{.name = "Luna", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Creates an image of the moon at a specified date. This effect is in Box Number 1"},
-     {{"Input1", "Sky"}}},
     {{.name = "NightSky", .menu = "Natural Phenomena", .generator = true, .description = "The night sky as viewed from a given location on Earth. This effect is in Box Number 1"},
      {{"Input1", "Background", "Back"}}},
     {{.name = "Numbers", .menu = "Paint FX", .description = "Painting by numbers. This effect is in Box Number 9"},

@@ -10,9 +10,6 @@ namespace {
 
 constexpr int SHORTEST = 380, LONGEST = 700;  // wavelengths at the borders of a bow, nanometres
 
-// Of a host that lets values leave the range that was declared for them.
-double declared(const FloatControlK7& control) { return std::clamp(control.value, control.min(), control.max()); }
-
 // ---- Colours --------------------------------------------------------------------------------------------------
 
 struct BowColours {
@@ -82,10 +79,10 @@ RainbowArc Rainbow::arc() const {
     RainbowArc arc{};
     arc.full = Fade.value == FullCircle;
     arc.smooth = Fade.value == HermiteArc;
-    arc.start = turned_positive(declared(StartAng)), arc.end = turned_positive(declared(EndAng));
+    arc.start = turned_positive(StartAng.limited()), arc.end = turned_positive(EndAng.limited());
     arc.span = arc.end - arc.start;
     if (arc.span < 0.0F) arc.span += 6.2831830978393555F;
-    const float fade = static_cast<float>(declared(DelAng)) * RADIANS;
+    const float fade = static_cast<float>(DelAng.limited()) * RADIANS;
     arc.inverse_fade = fade > 0.0F ? 1.0F / fade : 0.0F;
     return arc;
 }
@@ -95,7 +92,7 @@ void Rainbow::ProcessFrame() {
     K7Image* picture = output.image.get();
     const double width = picture->width;
     Circle primary{};
-    if (!find_primary_bow(Center.x * width, Center.y * picture->height, declared(Radius) * width * 0.5, primary)) {
+    if (!find_primary_bow(Center.x * width, Center.y * picture->height, Radius.limited() * width * 0.5, primary)) {
         Trace(TRACE_ERROR, "Rainbow: Failed to find primary bow position data.\n");
         return;
     }
@@ -104,18 +101,18 @@ void Rainbow::ProcessFrame() {
     RainbowShape shape{.centre_x = static_cast<float>(primary.x),
                        .centre_y = static_cast<float>(primary.y),
                        .row_height = 1.0F / picture->pixel_aspect,
-                       .widening = static_cast<float>(declared(WidenBowBy) * 0.01),
-                       .darkening = static_cast<float>(declared(Vignette) * 0.01 / BowCount.value),
+                       .widening = static_cast<float>(WidenBowBy.limited() * 0.01),
+                       .darkening = static_cast<float>(Vignette.limited() * 0.01 / BowCount.value),
                        .black = BlackBG.value,
                        .arc = arc(),
                        .count = BowCount.value,
                        .bows = {}};
-    const double reach = width * declared(PrimWidth);
-    const double opacity = declared(Opacity) * 0.01, dropOff = declared(BowBrightScale) * 0.01;
-    double gain = declared(Brightness) * 0.01 * opacity, density = declared(Density) * 0.01 * opacity;
+    const double reach = width * PrimWidth.limited();
+    const double opacity = Opacity.limited() * 0.01, dropOff = BowBrightScale.limited() * 0.01;
+    double gain = Brightness.limited() * 0.01 * opacity, density = Density.limited() * 0.01 * opacity;
     for (int i = 0; i < shape.count; ++i, gain *= dropOff, density *= dropOff) {
-        const double middle = primary.radius + i * declared(GapScale) * 0.01 * reach;
-        const double half = i == 0 ? reach : declared(WidthScale) * 0.01 * reach;
+        const double middle = primary.radius + i * GapScale.limited() * 0.01 * reach;
+        const double half = i == 0 ? reach : WidthScale.limited() * 0.01 * reach;
         shape.bows[i] = {.colours = i % 2 == 0 ? &colours.outward : &colours.inward,
                          .middle = static_cast<float>(middle),
                          .inverse_width = static_cast<float>(1.0 / (2.0 * half)),
