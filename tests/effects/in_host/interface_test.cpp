@@ -90,6 +90,22 @@ TEST(Dates, SetThePhaseOfTheMoon) {
     EXPECT_EQ(host.faults(), "");
 }
 
+TEST(Places, SetTheSiteOfTheNightSky) {
+    RecordingHost host;
+    TestEffect& effect = host.effect("Q_NightSky");
+    const auto site = [&] {
+        std::vector<double> values;
+        for (const char* name : {"LatitudeD", "LatitudeM", "LongitudeD", "LongitudeM", "UTOffset"})
+            values.push_back(effect.param(name).value().numbers[0]);
+        return values;
+    };
+    effect.choose("Location", "Sydney");
+    EXPECT_EQ(site(), (std::vector<double>{-33, -32.4, -151, -10.2, -10}));
+    effect.choose("Location", "Tehran");
+    EXPECT_EQ(site(), (std::vector<double>{35, 39.6, -51, -25.8, -3.5}));
+    EXPECT_EQ(host.faults(), "");
+}
+
 // On a picture of 200 by 100.
 TEST(Handles, AreDraggedOverThePicture) {
     const struct {
