@@ -189,11 +189,12 @@ void checkParam(Trial& trial, const ParamDescriptor& param, std::set<std::string
     checkTexts(trial, set, param.name());
     if (param.type().numeric()) checkRange(trial, param);
     if (param.type().type == ParamType::Choice) {
-        std::set<std::string> options;
+        std::string before;  // a list may come back to a name, as presets do, but not say it twice in a row
         for (const auto& option : set.values(prop::ParamChoiceOption)) {
             const auto& text = std::get<std::string>(option);
             trial.require(!text.empty() && validUtf8(text), Interface, param.name() + ": an option without a text");
-            trial.require(options.insert(text).second, Quality, param.name() + ": two options \"" + text + "\"");
+            trial.require(text != before, Quality, param.name() + ": two options \"" + text + "\"");
+            before = text;
         }
     }
     if (!param.type().hasValue()) return;

@@ -226,6 +226,8 @@ class FloatControlK7 : public ControlK7 {
     std::string rangeText() const override;
     double min() const { return m_param.min; }
     double max() const { return m_param.max; }
+    // The value within the range that was declared, which not every host keeps to.
+    double limited() const { return value < m_param.min ? m_param.min : (value > m_param.max ? m_param.max : value); }
 
   protected:
     virtual const char* doubleType() const { return ofx::double_type::Plain; }

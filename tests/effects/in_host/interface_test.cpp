@@ -71,6 +71,41 @@ TEST(Greying, FollowsTheControlsThatSteer) {
     }
 }
 
+// The full moon of 9 January 2012 was at 7:30 universal time.
+TEST(Dates, SetThePhaseOfTheMoon) {
+    RecordingHost host;
+    TestEffect& effect = host.effect("Q_Luna");
+    effect.set("DateDay", 9.0);
+    EXPECT_NEAR(effect.param("Phase").value().numbers[0], 50.0, 1.5);
+    effect.set("DateHour", 7.0);
+    effect.set("DateMinute", 30.0);
+    const ofxhost::ParamValue phase = effect.param("Phase").value();
+    EXPECT_NEAR(phase.numbers[0], 50.0, 0.3);
+    EXPECT_EQ(effect.param("DateQDS").value().text, "9/1/2012/7/30");
+    effect.set("Phase", 3.0);
+    effect.press("Date");
+    EXPECT_EQ(effect.param("Phase").value(), phase);
+    effect.set("Demos", 4.0);  // presets leave the date alone
+    EXPECT_EQ(effect.param("DateDay").value().numbers[0], 9.0);
+    EXPECT_EQ(host.faults(), "");
+}
+
+TEST(Places, SetTheSiteOfTheNightSky) {
+    RecordingHost host;
+    TestEffect& effect = host.effect("Q_NightSky");
+    const auto site = [&] {
+        std::vector<double> values;
+        for (const char* name : {"LatitudeD", "LatitudeM", "LongitudeD", "LongitudeM", "UTOffset"})
+            values.push_back(effect.param(name).value().numbers[0]);
+        return values;
+    };
+    effect.choose("Location", "Sydney");
+    EXPECT_EQ(site(), (std::vector<double>{-33, -32.4, -151, -10.2, -10}));
+    effect.choose("Location", "Tehran");
+    EXPECT_EQ(site(), (std::vector<double>{35, 39.6, -51, -25.8, -3.5}));
+    EXPECT_EQ(host.faults(), "");
+}
+
 // On a picture of 200 by 100.
 TEST(Handles, AreDraggedOverThePicture) {
     const struct {
@@ -88,6 +123,8 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_Pool3D", {40, 50}, {-30, 80}, "TL", {-0.15, 0.8}},
         {"Q_Pool3D", {100, 31.25}, {100, 50}, "Center", {0.5, 1.0}},  // the middle of the plane, to its far edge
         {"Q_Puddle3D", {200, 0}, {250, 10}, "BR", {1.25, 0.1}},
+        {"Q_Luna", {100, 50}, {20, 90}, "Centre", {0.1, 0.9}},
+        {"Q_Rainbow", {70, 50}, {50, 50}, "Radius", {0.5}},
         {"Q_Thermo", {132, 66}, {100, 25}, "Temperature4", {0.5, 0.25}},
         {"Q_Thermo", {132, 66}, {250, -15}, "Temperature4", {1.0, 0.0}},  // points of a curve stay in the picture
         {"Q_Thermo", {40, 90}, {40, 40}, "Intensity2", {0.2, 0.4}},
@@ -173,7 +210,9 @@ TEST(NoStrength, LeavesThePictureToTheBit) {
         {"Q_LightLeak", {{"FogB", 0}, {"ThickB", 0}}, {{"FogB", 10}}},
         {"Q_LightLeak", {{"PattSizeB", 0}}, {{"PattSizeB", 90}}},
         {"Q_Puddle3D", {{"Blend", 100}}, {{"Blend", 90}}},
+        {"Q_Luna", {{"Blend", 100}}, {{"Blend", 90}}},
         {"Q_Rain", {{"Opacity", 0}}, {{"Opacity", 100}}},
+        {"Q_Rainbow", {{"Opacity", 0}}, {{"Opacity", 20}}},
         {"Q_RemGrain", {{"RBlur", 0}, {"GBlur", 0}, {"BBlur", 0}}, {{"GBlur", 50}}},
         {"Q_Smoke", {{"Opacity", 0}}, {{"Opacity", 100}}},
         {"Q_Snow", {{"Opacity", 0}}, {{"Opacity", 100}}},
