@@ -34,5 +34,5 @@ look thermo examples/portrait.jpg 0 Thermo
 look burn "$work/coffee.jpg.png" 21 Burn -p Direction="Top Right" -p Duration=20
 look leak examples/hearth.jpg 0 LightLeak -p FogB=50 -p LightSpotsB=7 -p GroupB=60 -p PattSizeB=120 -p RedSoftB=100 \
   -p YellowSpreadB=65 -p YellowSoftB=80 -p WhiteSpreadB=40 -p CorePosB=0.9,0.7
-oiiotool "${tiles[@]}" --mosaic:pad=8 3x3 --quality 84 -o docs/images/effects.jpg
+oiiotool --nosoftwareattrib "${tiles[@]}" --mosaic:pad=8 3x3 --quality 84 -o docs/images/effects.jpg
 echo docs/images/effects.jpg
