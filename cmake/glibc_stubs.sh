@@ -24,7 +24,8 @@ symbols() {
             return "libc.so.6"
         }
         /^File: / { library = $2; sub(/.*\//, "", library) }
-        $7 != "UND" && $8 ~ /@GLIBC_[0-9]/ {
+        # Versions themselves are absolute symbols, to which some readelf programs add a version.
+        $7 != "UND" && $7 != "ABS" && $8 ~ /@GLIBC_[0-9]/ {
             at = index($8, "@")
             key = library " " substr($8, 1, at - 1)
             version = substr($8, at)
