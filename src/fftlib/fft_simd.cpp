@@ -217,8 +217,8 @@ static void run_stages_of(const FFTStage& stage, int parts, float* real, float* 
 
 // ---- Whole transforms ---------------------------------------------------------------------------------------------
 
-// Parts that do not fit the first-level cache are cut by one stage, and each of what it leaves is finished before the
-// next. Parts that do go through all stages at once.
+// Transforms that do not fit the first-level cache are cut by one stage, and each piece is finished before the next.
+// Those that fit go through all stages at once.
 static void to_frequencies_from(const FFTStage* stage, const FFTStage* end, float* real, float* imaginary) {
     if (stage == end) return;
     const int length = stage->length;

@@ -302,9 +302,9 @@ TEST_F(Overlay, NamesShowWhileThePenIsThere) {
     }
 }
 
-// ---- Parts outside the picture
+// ---- Handles outside the picture
 
-TEST_F(Overlay, PartsOutsideAreDraggedByPointersAtTheEdge) {
+TEST_F(Overlay, HandlesOutsideAreDraggedByPointersAtTheEdge) {
     const struct {
         const char* widget;
         std::array<double, 2> from;

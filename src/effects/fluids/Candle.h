@@ -39,7 +39,7 @@ struct CandleInfo : EffectInfo {
             "Glow and Soften count pixels at full size, so a proxy shows the same.\n"};
     enum Background { Transparent = 1, Clip, Illuminated };
     enum View { ViewThreshold = 1, ViewCandle };
-    enum Parts { BackgroundOnly = 1, CandleOnly, All };
+    enum Shown { BackgroundOnly = 1, CandleOnly, All };
 
     ClipRecord background{this, {.name = "BackG", .label = "BackGround", .shortLabel = "BG"}};
 
