@@ -31,12 +31,13 @@ json declarations(const fs::path& bundle) {
     return json::parse(file, nullptr, false);
 }
 
-std::string declaredHistory(const fs::path& bundle, const std::string& name) {
+// What the bundle declares of one effect; an empty object where it declares nothing.
+json declarationOf(const fs::path& bundle, const std::string& name) {
     const json all = declarations(bundle);
-    if (!all.is_object()) return "none";
+    if (!all.is_object()) return json::object();
     for (const json& effect : all.value("effects", json::array()))
-        if (effect.value("name", "") == name) return effect.value("history", "none");
-    return "none";
+        if (effect.is_object() && effect.value("name", "") == name) return effect;
+    return json::object();
 }
 
 EffectFacts factsOf(ofxhost::Plugin* plugin, const fs::path& path, const std::string& name) {
@@ -48,10 +49,13 @@ EffectFacts factsOf(ofxhost::Plugin* plugin, const fs::path& path, const std::st
     if (!described) return facts;
     facts.contexts = inOrderOfUse(described->supportedContexts());
     facts.overlay = described->hasOverlay();
-    const std::string history = declaredHistory(path, name);
+    const json declared = declarationOf(path, name);
+    const std::string history = declared.value("history", "none");
     facts.history = described->properties().getInt(prop::InstanceSequentialRender) == 1 || history == "frames";
     facts.inputHistory = history == "inputs";
     facts.curveHistory = history == "curves" || facts.inputHistory;
+    for (const json& presets : declared.value("presets", json::array()))
+        facts.presetChoices.push_back(presets.value("choice", ""));
     if (facts.contexts.empty()) return facts;
     const auto descriptor = plugin->describeInContext(facts.contexts.front());
     if (!descriptor) return facts;
@@ -91,6 +95,7 @@ std::string toJson(const EffectFacts& f) {
                 {"options", f.options},
                 {"inputs", f.inputs},
                 {"optionalInputs", f.optionalInputs},
+                {"presetChoices", f.presetChoices},
                 {"overlay", f.overlay},
                 {"history", f.history},
                 {"curveHistory", f.curveHistory},
@@ -110,6 +115,7 @@ EffectFacts factsFromJson(const std::string& text) {
     f.options = all.at("options");
     f.inputs = all.at("inputs");
     f.optionalInputs = all.at("optionalInputs");
+    f.presetChoices = all.at("presetChoices");
     f.overlay = all.at("overlay");
     f.history = all.at("history");
     f.curveHistory = all.at("curveHistory");

@@ -14,6 +14,7 @@ struct EffectFacts {
     int params = 0;
     int options = 0;  // of all choices together
     std::vector<std::string> inputs, optionalInputs;
+    std::vector<std::string> presetChoices;  // choices that the bundle declares as its presets
     bool overlay = false;
     // A frame may depend on the frames rendered before: the effect asks for sequential renders, or the bundle's
     // declaration says so.

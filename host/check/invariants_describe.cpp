@@ -184,19 +184,24 @@ void checkTexts(Trial& trial, const PropertySet& set, const std::string& owner) 
     trial.require(!set.getString(prop::Label).empty(), Interface, owner + ": no label");
 }
 
+// Two equal names leave an artist to guess. Presets may come back to one: they are looks, chosen by their place.
+void checkOptions(Trial& trial, const ParamDescriptor& param) {
+    const std::vector<std::string>& presets = trial.facts().presetChoices;
+    const bool repeats = std::find(presets.begin(), presets.end(), param.name()) != presets.end();
+    std::set<std::string> seen;
+    for (const auto& option : param.properties().values(prop::ParamChoiceOption)) {
+        const auto& text = std::get<std::string>(option);
+        trial.require(!text.empty() && validUtf8(text), Interface, param.name() + ": an option without a text");
+        const bool again = !seen.insert(text).second;
+        trial.require(repeats || !again, Quality, param.name() + ": two options \"" + text + "\"");
+    }
+}
+
 void checkParam(Trial& trial, const ParamDescriptor& param, std::set<std::string>& scriptNames) {
     const PropertySet& set = param.properties();
     checkTexts(trial, set, param.name());
     if (param.type().numeric()) checkRange(trial, param);
-    if (param.type().type == ParamType::Choice) {
-        std::string before;  // a list may come back to a name, as presets do, but not say it twice in a row
-        for (const auto& option : set.values(prop::ParamChoiceOption)) {
-            const auto& text = std::get<std::string>(option);
-            trial.require(!text.empty() && validUtf8(text), Interface, param.name() + ": an option without a text");
-            trial.require(text != before, Quality, param.name() + ": two options \"" + text + "\"");
-            before = text;
-        }
-    }
+    if (param.type().type == ParamType::Choice) checkOptions(trial, param);
     if (!param.type().hasValue()) return;
     const std::string script = set.getString(prop::ParamScriptName);
     trial.require(scriptable(script), Robustness, param.name() + ": \"" + script + "\" is no name for scripts");
