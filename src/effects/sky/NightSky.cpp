@@ -124,6 +124,10 @@ void NightSky::InstanceCreated() {
 }
 
 void NightSky::useStars(std::vector<CatalogueStar> stars) {
+    useList(std::make_shared<const std::vector<CatalogueStar>>(std::move(stars)));
+}
+
+void NightSky::useList(StarList stars) {
     m_stars = std::move(stars);
     m_sites.assign(std::begin(BUILT_IN_SITES), std::end(BUILT_IN_SITES));
     m_loaded = true;
@@ -132,14 +136,12 @@ void NightSky::useStars(std::vector<CatalogueStar> stars) {
 void NightSky::loadStars() {
     if (m_loaded) return;
     const StageTimer timer("NightSky catalogue");
-    std::vector<CatalogueStar> stars;
-    for (const char* name : {"fk5.dat", "fk5_ext.dat"}) read_stars(sky_data_file(name), stars);
-    useStars(std::move(stars));
+    useList(shared_stars({sky_data_file("fk5.dat"), sky_data_file("fk5_ext.dat")}));
     const std::string sites = sky_data_file("location.dat");
     const bool known = read_sites(sites, m_sites);
     if (!known) Trace(TRACE_WARN, "Error in loading location Data\n");
     const std::string folder = path_directory(sites);
-    Trace(TRACE_DEBUG, "datapath=[%s], catcount=%d\n", folder.c_str(), static_cast<int>(m_stars.size()));
+    Trace(TRACE_DEBUG, "datapath=[%s], catcount=%d\n", folder.c_str(), static_cast<int>(m_stars->size()));
     Trace(TRACE_DEBUG, "datapath=[%s], loccount=%d\n", folder.c_str(), static_cast<int>(m_sites.size()));
 }
 
@@ -166,13 +168,13 @@ std::vector<NightSky::Visible> NightSky::visibleStars(const K7Image& frame, int 
     const double half = VField.limited() * 0.5, altitude = Altitude.limited(), azimuth = Azimuth.limited();
     const double scale = std::max(frame.width, frame.height) / 1.5 / k7_tan(half * (PI / 180.0));
     const double base = 1.0 / (1.0 + fading * 1.512 / 100.0);
-    const int blocks = (static_cast<int>(m_stars.size()) + BLOCK - 1) / BLOCK;
+    const int blocks = (static_cast<int>(m_stars->size()) + BLOCK - 1) / BLOCK;
     std::vector<std::vector<Visible>> found(static_cast<std::size_t>(blocks));
     eachRow(blocks, [&](int block) {
         const std::size_t first = static_cast<std::size_t>(block) * BLOCK;
-        const std::size_t last = std::min(first + BLOCK, m_stars.size());
+        const std::size_t last = std::min(first + BLOCK, m_stars->size());
         for (std::size_t i = first; i < last; ++i) {
-            const CatalogueStar& star = m_stars[i];
+            const CatalogueStar& star = (*m_stars)[i];
             if (!(star.magnitude <= static_cast<float>(faintest))) continue;
             const Horizontal seen = places.place(star.position);
             const double up = seen.altitude - altitude, across = std::remainder(seen.azimuth - azimuth, 360.0);

@@ -131,13 +131,14 @@ class NightSky final : public Effect<NightSkyInfo> {
   private:
     struct Visible;
     void loadStars();
+    void useList(StarList stars);
     StarPlaces placesNow() const;
     std::vector<Visible> visibleStars(const K7Image& frame, int faintest, double fading) const;
     void drawPoints(const std::vector<Visible>& stars, K7Image& picture) const;
     void drawBlobs(const std::vector<Visible>& stars, K7Image& picture) const;
     void addTwinkle(K7Image& picture) const;
 
-    std::vector<CatalogueStar> m_stars;
+    StarList m_stars;  // shared by the instances of the process
     std::vector<SkySite> m_sites;
     bool m_loaded = false;
 };

@@ -1,7 +1,10 @@
 #include "effects/sky/StarCatalogue.h"
 
+#include <sys/stat.h>
+
 #include <charconv>
 #include <fstream>
+#include <mutex>
 #include <string_view>
 
 #include "k7pi_baselib/k7pi_baselib.h"
@@ -85,6 +88,27 @@ void read_stars(const std::string& file, std::vector<CatalogueStar>& stars) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
         if (read_star(line, star)) stars.push_back(star);
     }
+}
+
+StarList shared_stars(const std::vector<std::string>& files) {
+    std::string state;
+    for (const std::string& file : files) {
+        struct stat info {};
+        const bool known = stat(file.c_str(), &info) == 0;
+        state += file + '\n' + std::to_string(known ? info.st_size : -1) + ' ' + std::to_string(info.st_mtim.tv_sec) +
+                 ' ' + std::to_string(info.st_mtim.tv_nsec) + '\n';
+    }
+    static std::mutex guard;
+    static std::string latest_state;
+    static std::weak_ptr<const std::vector<CatalogueStar>> latest;
+    const std::lock_guard lock(guard);
+    StarList list = state == latest_state ? latest.lock() : nullptr;
+    if (list) return list;
+    auto stars = std::make_shared<std::vector<CatalogueStar>>();
+    for (const std::string& file : files) read_stars(file, *stars);
+    latest = list = std::move(stars);
+    latest_state = state;
+    return list;
 }
 
 bool read_sites(const std::string& file, std::vector<SkySite>& sites) {
