@@ -68,11 +68,8 @@ class Interact {
     }
 
     void wireWidgets() const {
-        const auto& widgets = effect()->info().widgets();
-        for (OverlayControlK7* widget : widgets) {
+        for (OverlayControlK7* widget : effect()->info().widgets()) {
             widget->overlay = &effect()->overlaySide();
-            if (!widget->keepsColour)
-                widget->colour = widgets.size() > 1 && widget == widgets[1] ? OVERLAY_YELLOW : OVERLAY_WHITE;
             // All go to one index, so that the last one stays: hosts redraw on any change anyway.
             for (const ControlK7* control : widget->followed)
                 m_set.setString(ofx::prop::InteractSlaveToParam, control->name(), 0);

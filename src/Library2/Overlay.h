@@ -59,8 +59,7 @@ class OverlayControlK7 {
     void Draw(const OverlayPen& pen);
     virtual void drawBehind(const OverlayPen&) const {}  // what lies under all widgets
 
-    OverlayColour colour = OVERLAY_WHITE;
-    bool keepsColour = false;  // whatever colours the host's side gives out: the effect tells its widgets apart by it
+    OverlayColour colour = OVERLAY_WHITE;  // another one where an effect tells its widgets apart by it
     bool visible = true;
     int grabbed = 0;                         // the part held by the pen; 0 none
     int hovered = 0;                         // the part under the pen

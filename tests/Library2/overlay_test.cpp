@@ -262,7 +262,7 @@ TEST_F(Overlay, SizesOnScreenDoNotDependOnTheZoom) {
     show("generic", "line").draw();
     EXPECT_THAT(gl.colours,
                 Each(testing::AnyOf(std::array{1.0f, 1.0f, 0.0f, 1.0f}, std::array{0.5f, 0.5f, 0.5f, 1.0f})))
-        << "the second widget is yellow, handles are grey";
+        << "the line has the colour that its effect declares, handles are grey";
     int corners = 0;
     for (const auto& vertex : gl.vertices) corners += vertex.mode == 7;
     EXPECT_EQ(corners, 8) << "two handles";

@@ -109,6 +109,8 @@ struct HandlesInfo : EffectInfo {
     CircleOverlayK7 ellipse{this, From, Wide, High};
     DeltaCircleOverlayK7 ring{this, From, Wide, Delta};
     RectangleOverlayK7 rectangle{this, From, Wide, High};
+
+    HandlesInfo() { line.colour = OVERLAY_YELLOW; }
 };
 
 class Handles final : public Effect<HandlesInfo> {

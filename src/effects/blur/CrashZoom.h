@@ -76,6 +76,7 @@ struct CrashZoomInfo : EffectInfo {
     CircleOverlayK7 radiusWidget{this, Centre, Radius};
 
     CrashZoomInfo() {
+        radiusWidget.colour = OVERLAY_YELLOW;
         UseObject.followedByOverlay = Rotation.followedByOverlay = true;
         ghost({&Radius}, UseObject, is(ObjectImage));
         ghost({&Threshold}, UseObject, isNot(ObjectImage));

@@ -13,7 +13,6 @@ class EdgeOverlayK7 : public OverlayControlK7 {
     EdgeOverlayK7(EffectInfo* owner, FloatControlK7& position, OverlayColour lineColour, double handleHeight)
         : OverlayControlK7(owner, {&position}), m_position(position), m_handleHeight(handleHeight) {
         colour = lineColour;
-        keepsColour = true;
     }
     const char* kind() const override { return "edge"; }
     Point partPlace(int, Point) const override { return view().place(m_position.overlayValue, m_handleHeight); }

@@ -86,7 +86,6 @@ struct Pool3DInfo : EffectInfo {
     Pool3DInfo() {
         ghost({&Tightness}, PoolMode, isNot(Twirl));
         ghost({&quad.TL, &quad.BL, &quad.TR, &quad.BR}, DoPersp, isOff);
-        lightWidget.colour = OVERLAY_YELLOW;
         scene.inputs = {"road-small.png"};
         scene.settings = {{"Height", "0.25"}, {"DoLight", "1"},      {"Light", "0.6,0.6"}, {"LightZ", "0.3"},
                           {"Gloss", "30"},    {"LightBright", "60"}, {"Radius", "0.6"},    {"Center", "0.5,0.35"}};

@@ -112,7 +112,6 @@ struct Puddle3DInfo : EffectInfo {
         declarePresets();
         ghost({&RainWave, &RefractIndex, &FillMode}, OutputMap, isOn);
         ghost({&FadeMode, &FFactE, &FFactS, &quad.TL, &quad.BL, &quad.TR, &quad.BR, &Xxtra, &Yxtra}, DoPersp, isOff);
-        lightWidget.colour = OVERLAY_YELLOW;
         scene.inputs = {"street-small.png"};
         scene.settings = {{"RestartFrom", "20"}, {"RainFreq", "9"},    {"RainWave", "5"},     {"RefractIndex", "1.2"},
                           {"DoLight", "1"},      {"Light", "0.4,0.8"}, {"LightBright", "35"}, {"Gloss", "150"},

@@ -91,7 +91,6 @@ struct WaterInfo : EffectInfo {
         ghost({&RefractiveIndex, &surface.ChromaticAb}, OutType, is(RippleMap));
         ghost({&LightSoftness}, surface.DoLight, isOff);
         ghost({&WallMin, &WallMax}, UseWalls, isOff);
-        lightWidget.colour = OVERLAY_YELLOW;
         scene.inputs = {"seeding-small.png"};
         scene.settings = {{"RefractiveIndex", "1.4"}, {"PreRoll", "30"},     {"RainFreq", "12"}, {"RainSize", "40"},
                           {"RippleWavelength", "6"},  {"DoLight", "1"},      {"Gloss", "20"},    {"LightZ", "1.5"},

@@ -17,7 +17,6 @@ ControlCurve shownCurve(const CurveOverlayK7::Controls& points) {
 CurveOverlayK7::CurveOverlayK7(EffectInfo* owner, const Controls& points, OverlayColour curveColour)
     : OverlayControlK7(owner, {points[0], points[1], points[2], points[3], points[4], points[5]}), m_points(points) {
     colour = curveColour;
-    keepsColour = true;
 }
 
 Point CurveOverlayK7::partPlace(int part, Point) const {
