@@ -22,8 +22,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input1", "Disintegrate", "Fly", true}, {"Input2", "Background", "BG"}, {"Input3", "2D Matte", "2DMatte"}, {"Input4", "3D Matte", "3DMatte"}}},
     {{.name = "Brush", .menu = "Paint FX", .description = "Automatic Art This effect is in Box Number 9"},
      {{"Input2", "Canvas", nullptr, true}, {"Input1", "Painting", "BG"}, {"Input3", "Matte"}, {"Input4", "Control", "Swirl"}}},
-    {{.name = "CCTV", .menu = "TV Effects", .overlay = true, .description = "Make the input look like it was recorded and displayed on a CCTV (Closed Circuit Television ) system, of the type often used for security surveillance operations. This effect is in Box Number 11"},
-     {{"Clip1", "Clip 1", "Clip1", true}, {"Clip2", "Clip 2", "Clip2"}, {"Clip3", "Clip 3", "Clip3"}, {"Clip4", "Clip 4", "Clip4"}}},
     {{.name = "ClipTex", .menu = "Textures", .description = "Clip created using another image as a texture. This effect is in Box Number 10"},
      {{"Input", "Input", nullptr, true}, {"InputA", "TextureA", "TexA"}, {"InputB", "TextureB", "TexB"}, {"InputC", "TextureC", "TexC"}, {"InputD", "TextureD", "TexD"}}},
     {{.name = "Cumulo", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Fluffy cloud simulation in almost 3D space. This effect is in Box Number 1"},
