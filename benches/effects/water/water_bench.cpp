@@ -2,6 +2,7 @@
 #include "benches/support/bench.h"
 #include "effects/water/Pool3D.h"
 #include "effects/water/Puddle3D.h"
+#include "effects/water/RainDrops.h"
 #include "effects/water/Water.h"
 
 namespace {
@@ -24,6 +25,23 @@ const Bench lit_pool("pool, swirling and lit", QUILLON, 2, surface<Pool3D>([](Po
                          e.surface.DoLight.value = true;
                      }));
 const Bench puddle("puddle", QUILLON, 2, surface<Puddle3D>([](Puddle3D& e) { e.RestartFrom.value = 20; }));
+
+// Frame after frame, in rain that has fallen for so long.
+Bench::Factory window(bool steam) {
+    return [=](int) -> Bench::Work {
+        auto effect = std::make_shared<RainDrops>();
+        effect->input.image.reset(image_duplicate(test_frame().get()));
+        effect->output.image.reset(image_duplicate(test_frame().get()));
+        effect->PreRoll.value = 40;
+        effect->DoSteam.value = steam;
+        return [=] {
+            effect->ProcessFrame();
+            effect->currentFrame += 1;
+        };
+    };
+}
+const Bench drops("rain drops", QUILLON, 2, window(false));
+const Bench misted_drops("rain drops, steam", QUILLON, 2, window(true));
 
 // Frame after frame; with an index of 1 a frame is a step alone.
 Bench::Factory water(double index) {

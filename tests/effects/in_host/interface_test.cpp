@@ -213,6 +213,7 @@ TEST(NoStrength, LeavesThePictureToTheBit) {
         {"Q_Luna", {{"Blend", 100}}, {{"Blend", 90}}},
         {"Q_Rain", {{"Opacity", 0}}, {{"Opacity", 100}}},
         {"Q_Rainbow", {{"Opacity", 0}}, {{"Opacity", 20}}},
+        {"Q_RainDrops", {{"Distortion", 1}}, {{"Distortion", 1.3}}},
         {"Q_RemGrain", {{"RBlur", 0}, {"GBlur", 0}, {"BBlur", 0}}, {{"GBlur", 50}}},
         {"Q_Smoke", {{"Opacity", 0}}, {{"Opacity", 100}}},
         {"Q_Snow", {{"Opacity", 0}}, {{"Opacity", 100}}},

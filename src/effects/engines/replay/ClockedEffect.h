@@ -26,6 +26,7 @@ struct SimulationTiming {
     int pre_roll = 0;            // steps before that frame
     bool animated = false;       // parameters are read at each replayed frame
     bool moving_inputs = false;  // steps read clips at their own frames: see readInputs
+    double longest_replay = std::numeric_limits<double>::infinity();  // frames; see FrameClock::Request
 };
 
 template <class Info>
@@ -53,6 +54,7 @@ class ClockedEffect : public Effect<Info>, protected ClockedSimulation {
     virtual bool advance() = 0;                // one step; false: ended early
     virtual void state(StateWalk& walk) = 0;   // names the parts of the state, the generator of the frames aside
     virtual void finish(K7Image& result) = 0;  // draws the frame after its step
+    virtual void tooFar(K7Image&) {}           // instead, where the replay would be too long
 
     // ---- What it finds
     const FrameShape& frame() const { return m_frame; }
@@ -111,8 +113,10 @@ void ClockedEffect<Info>::ProcessFrame() {
                                            .animated = when.animated,
                                            .moving_inputs = when.moving_inputs,
                                            .shape = fingerprint(&m_frame, sizeof m_frame),
-                                           .inputs = steeringPictures()});
+                                           .inputs = steeringPictures(),
+                                           .longest_replay = when.longest_replay});
     if (drawn) finish(*result);
+    if (m_clock.was_too_far()) tooFar(*result);
     if (m_parameters_moved) this->fetchParametersAt(this->currentFrame);
 }
 

@@ -48,7 +48,7 @@ bool FrameClock::run(ClockedSimulation& simulation, const Request& request) {
         m_trusted = true;
         m_drawn = false;
         if (!readHistory(simulation, parameters)) return false;
-        goBack(simulation);
+        if (!goBack(simulation)) return false;
         m_base = fingerprint(request.inputs, parameters);
         m_parameters = parameters;
         if (!stepSilently(simulation)) return false;
@@ -65,6 +65,7 @@ void FrameClock::takeRequests(const Request& request) {
         forgetStates();
     m_request = request;
     m_holds_inputs = false;
+    m_too_far = false;
     m_steps = 0;
 }
 
@@ -173,15 +174,28 @@ bool FrameClock::fits(int frame, std::uint64_t history) const {
     return index < m_histories.size() && m_histories[index] == history;
 }
 
-// Goes to the latest state at or before the target: the current one, a kept one, or the beginning.
-void FrameClock::goBack(ClockedSimulation& simulation) {
+// Whether the way to the target from a kept state, or from the beginning, is longer than the request allows.
+bool FrameClock::isTooFar(const Kept* from) const {
+    if (m_request.shown <= m_request.start) return false;
+    const int way = from ? m_request.target - from->frame : m_request.shown;
+    return double(way) > m_request.longest_replay;
+}
+
+// Goes to the latest state at or before the target: the current one, a kept one, or the beginning. False, and nothing
+// has changed: that is too far.
+bool FrameClock::goBack(ClockedSimulation& simulation) {
     const int target = m_request.target;
     std::erase_if(m_kept, [&](const Kept& kept) { return kept.frame <= target && !fits(kept.frame, kept.history); });
     const auto later =
         std::find_if(m_kept.begin(), m_kept.end(), [&](const Kept& kept) { return kept.frame > target; });
     const Kept* kept = later == m_kept.begin() ? nullptr : &*(later - 1);
     const bool ahead = m_live && m_pure && m_next <= target && fits(m_next, m_history);
-    if (ahead && (!kept || m_next >= kept->frame)) return;
+    if (ahead && (!kept || m_next >= kept->frame)) {
+        m_too_far = double(target - m_next) > m_request.longest_replay;
+        return !m_too_far;
+    }
+    m_too_far = isTooFar(kept);
+    if (m_too_far) return false;
 
     m_live = false;
     if (kept) {
@@ -196,6 +210,7 @@ void FrameClock::goBack(ClockedSimulation& simulation) {
         m_history = m_histories.front();
     }
     m_pure = m_live = true;
+    return true;
 }
 
 // ---- Kept states ----------------------------------------------------------------------------------------------

@@ -21,6 +21,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <unordered_map>
 #include <vector>
@@ -61,10 +62,13 @@ class FrameClock {
         bool moving_inputs = false;  // readInputs is asked before each step
         std::uint64_t shape = 0;     // fingerprint of what every state depends on, such as the picture's size
         std::uint64_t inputs = 0;    // fingerprint of pictures that steer steps as they are at the drawn frame
+        // The most frames that a run may replay; from the beginning the host's frame number counts as their number. The
+        // simulation's first frame is never refused.
+        double longest_replay = std::numeric_limits<double>::infinity();
     };
 
-    // Steps to the target and draws it. False: the host wanted the render to end or refused an input. What a step
-    // throws passes through; the next run begins at a kept state or at the first frame.
+    // Steps to the target and draws it. False: the host wanted the render to end or refused an input, or the replay is
+    // too long. What a step throws passes through; the next run begins at a kept state or at the first frame.
     bool run(ClockedSimulation& simulation, const Request& request);
 
     // From any thread, also while a run goes on; the next run does what was asked for.
@@ -78,7 +82,8 @@ class FrameClock {
     void set_budget(std::size_t bytes) { m_budget = bytes; }  // for kept states; 0: none are kept
     std::size_t kept_bytes() const;
     int kept_states() const { return static_cast<int>(m_kept.size()); }
-    int steps_taken() const { return m_steps; }  // by the last run, the drawn one included
+    bool was_too_far() const { return m_too_far; }  // the last run, to be replayed
+    int steps_taken() const { return m_steps; }     // by the last run, the drawn one included
 
   private:
     enum Asked : unsigned { RESTART = 1, RECHECK = 2, REFETCH = 4 };
@@ -97,7 +102,8 @@ class FrameClock {
     bool readHistory(ClockedSimulation& simulation, std::uint64_t parameters);
     std::uint64_t historyAfter(int frame, std::uint64_t parameters, std::uint64_t before) const;
     bool fits(int frame, std::uint64_t history) const;
-    void goBack(ClockedSimulation& simulation);
+    bool goBack(ClockedSimulation& simulation);
+    bool isTooFar(const Kept* from) const;
     bool stepSilently(ClockedSimulation& simulation);
     bool drawTarget(ClockedSimulation& simulation);
     void keep(ClockedSimulation& simulation);
@@ -129,5 +135,6 @@ class FrameClock {
     std::unique_ptr<std::byte[]> m_spare;             // memory of a state that was dropped
     std::size_t m_spare_bytes = 0;
     std::size_t m_budget = std::size_t(96) << 20;
+    bool m_too_far = false;
     int m_steps = 0;
 };
