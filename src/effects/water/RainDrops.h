@@ -183,8 +183,9 @@ struct RainDropsInfo : EffectInfo {
         scene.settings = {{"DoSteam", "1"},   {"LightOn", "1"},    {"InitialVelocity", "0"}, {"Fecundity", "12"},
                           {"LumpRad", "4.5"}, {"GravWait", "10"},  {"GravChance", "8"},      {"Gravity", "1.5"},
                           {"Mix", "0"},       {"Brightness", "83"}};
-        scene.look = {{"Demos", "Steamy"}, {"DoFriction", "1"}, {"Fecundity", "60"}, {"LumpRad", "8"},
-                      {"GravWait", "10"},  {"GravChance", "6"}, {"Gravity", "4"},    {"Mix", "0"}};
+        scene.look = {{"Demos", "Steamy"}, {"DoFriction", "1"}, {"Fecundity", "60"},
+                      {"LumpRad", "8"},    {"GravWait", "10"},  {"GravChance", "6"},
+                      {"Gravity", "4"},    {"Mix", "0"},        {"Focus", "4"}};
         scene.frame = 60;
     }
 

@@ -174,11 +174,10 @@ bool FrameClock::fits(int frame, std::uint64_t history) const {
     return index < m_histories.size() && m_histories[index] == history;
 }
 
-// Whether the way to the target from a kept state, or from the beginning, is longer than the request allows.
-bool FrameClock::isTooFar(const Kept* from) const {
-    if (m_request.shown <= m_request.start) return false;
-    const int way = from ? m_request.target - from->frame : m_request.shown;
-    return double(way) > m_request.longest_replay;
+// Whether the request allows no way to the target: neither from the beginning nor from the frame whose state there is.
+bool FrameClock::isTooFar(std::optional<int> from) const {
+    const Request& r = m_request;
+    return r.shown > r.start && r.shown > r.longest_replay && !(from && r.target - *from <= r.longest_replay);
 }
 
 // Goes to the latest state at or before the target: the current one, a kept one, or the beginning. False, and nothing
@@ -190,12 +189,9 @@ bool FrameClock::goBack(ClockedSimulation& simulation) {
         std::find_if(m_kept.begin(), m_kept.end(), [&](const Kept& kept) { return kept.frame > target; });
     const Kept* kept = later == m_kept.begin() ? nullptr : &*(later - 1);
     const bool ahead = m_live && m_pure && m_next <= target && fits(m_next, m_history);
-    if (ahead && (!kept || m_next >= kept->frame)) {
-        m_too_far = double(target - m_next) > m_request.longest_replay;
-        return !m_too_far;
-    }
-    m_too_far = isTooFar(kept);
-    if (m_too_far) return false;
+    const bool stays = ahead && (!kept || m_next >= kept->frame);
+    m_too_far = isTooFar(stays ? std::optional(m_next) : kept ? std::optional(kept->frame) : std::nullopt);
+    if (m_too_far || stays) return !m_too_far;
 
     m_live = false;
     if (kept) {

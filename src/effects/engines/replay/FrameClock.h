@@ -23,6 +23,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -62,8 +63,8 @@ class FrameClock {
         bool moving_inputs = false;  // readInputs is asked before each step
         std::uint64_t shape = 0;     // fingerprint of what every state depends on, such as the picture's size
         std::uint64_t inputs = 0;    // fingerprint of pictures that steer steps as they are at the drawn frame
-        // The most frames that a run may replay; from the beginning the host's frame number counts as their number. The
-        // simulation's first frame is never refused.
+        // Frames up to this one are replayed from the beginning, later ones only where a kept state is no more frames
+        // before them. The simulation's first frame is never refused.
         double longest_replay = std::numeric_limits<double>::infinity();
     };
 
@@ -103,7 +104,7 @@ class FrameClock {
     std::uint64_t historyAfter(int frame, std::uint64_t parameters, std::uint64_t before) const;
     bool fits(int frame, std::uint64_t history) const;
     bool goBack(ClockedSimulation& simulation);
-    bool isTooFar(const Kept* from) const;
+    bool isTooFar(std::optional<int> from) const;
     bool stepSilently(ClockedSimulation& simulation);
     bool drawTarget(ClockedSimulation& simulation);
     void keep(ClockedSimulation& simulation);
