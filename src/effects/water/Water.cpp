@@ -12,16 +12,23 @@ constexpr int STRIP = 16;  // rows of a strip of rain
 constexpr float HIGHEST = 1.0f;
 
 // Numbers from 0 to 1 for the rain of one strip in one frame, however many threads there are: the top bytes of pairs of
-// values of a linear congruential generator (the one of the C standard's example).
+// values of a linear congruential generator (the one of the C standard's example). Its seeds are mixed first (the
+// finaliser of A. Appleby's MurmurHash3): from seeds in equal steps it gives numbers in equal steps, and rain would
+// fall on one stripe that sweeps over the picture.
 class StripRandom {
   public:
-    explicit StripRandom(std::uint32_t seed) : m_value(seed) {}
+    explicit StripRandom(std::uint32_t seed) : m_value(mixed(seed)) {}
     float next() {
         const std::uint32_t first = step() >> 16 & 0xFF, second = step() >> 16 & 0xFF;
         return float(second ^ first << 7) * 3.051851e-05f;
     }
 
   private:
+    static std::uint32_t mixed(std::uint32_t seed) {
+        seed = (seed ^ seed >> 16) * 0x85EBCA6BU;
+        seed = (seed ^ seed >> 13) * 0xC2B2AE35U;
+        return seed ^ seed >> 16;
+    }
     std::uint32_t step() { return m_value = m_value * 0x41C64E6DU + 0x3039U; }
     std::uint32_t m_value;
 };

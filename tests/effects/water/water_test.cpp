@@ -109,4 +109,19 @@ TEST(Water, RainIsTheSameInAnyOrder) {
     EXPECT_EQ(at(rolled->render(9), 20, 20, 0), 0.0f);
 }
 
+// Drops of a few frames lie all over the picture, not on one stripe of it.
+TEST(Water, RainFallsEverywhere) {
+    constexpr int STRIPS = 100, PARTS = 5;
+    EffectShot<Water> shot(flat(32, 16 * STRIPS, 1.0f));
+    shot.effect.OutType.value = Water::RippleMap;
+    shot.effect.RainFreq.value = 10;
+    const ImagePtr map = shot.copy(3);
+    for (int part = 0; part < PARTS; ++part) {
+        float highest = 0;
+        for (int y = part * map->height / PARTS; y < (part + 1) * map->height / PARTS; ++y)
+            for (int x = 0; x < map->width; ++x) highest = std::max(highest, at(*map, x, y));
+        EXPECT_GT(highest, 0.001f) << part;
+    }
+}
+
 }  // namespace
