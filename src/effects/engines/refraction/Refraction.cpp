@@ -97,12 +97,17 @@ ImagePtr highlights(const K7Image& heights, const RefractingGrid& grid, const Re
 class SightLines {
   public:
     SightLines(const RefractingGrid& grid, const K7Image& heights)
-        : m_grid(grid), m_heights(heights), m_rows(heights), m_lanes(11 * std::size_t(grid.width)) {}
+        : m_grid(grid),
+          m_heights(heights),
+          m_rows(heights),
+          m_lanes(11 * std::size_t(grid.width)),
+          m_bent(2 * blocks()) {}
 
     void bend(int y) {
         m_rows.centre(y);
         refraction_kernels().bends(m_grid, m_rows.above(), m_rows.here(), m_rows.below(), lane(y & 1),
                                    lane(2 + (y & 1)));
+        refraction_kernels().find_bent(m_grid.width, lane(y & 1), lane(2 + (y & 1)), bent(y));
     }
     void footprints(float base, int y) {
         const RefractionKernels& kernels = refraction_kernels();
@@ -113,17 +118,37 @@ class SightLines {
         kernels.footprints(limits, lane(4 + (y & 1)), lane(6 + (y & 1)), lane(5 - (y & 1)), lane(7 - (y & 1)), lane(8),
                            lane(9), lane(10));
     }
-    void read(const ImagelibPyramid& pyramid, float* row) {
-        pyramid.sample_points(lane(8) + 1, lane(9) + 1, lane(10) + 1, m_grid.width - 2, row + 4);
+    // Pixels of row y but for the outermost. Where nothing is bent they are the picture's own.
+    void read(const ImagelibPyramid& pyramid, const K7Image& picture, int y, float* row) {
+        for (std::size_t block = 0, next = 0; block < blocks(); block = next) {
+            const bool looks = isBent(y, block);
+            for (next = block + 1; next < blocks() && isBent(y, next) == looks;) ++next;
+            const int first = std::max(int(block) * SIGHT_BLOCK, 1);
+            const int count = std::min(int(next) * SIGHT_BLOCK, m_grid.width - 1) - first;
+            if (count <= 0) continue;
+            if (looks)
+                pyramid.sample_points(lane(8) + first, lane(9) + first, lane(10) + first, count, row + 4L * first);
+            else
+                std::copy_n(image_row<float>(&picture, y) + 4L * first, 4L * count, row + 4L * first);
+        }
     }
 
   private:
+    std::size_t blocks() const { return std::size_t((m_grid.width + SIGHT_BLOCK - 1) / SIGHT_BLOCK); }
+    unsigned char* bent(int y) { return m_bent.data() + (y & 1 ? blocks() : 0); }
+    // A footprint spans a pixel on either side and the row after.
+    bool isBent(int y, std::size_t block) {
+        for (std::size_t i = block > 0 ? block - 1 : 0; i <= std::min(block + 1, blocks() - 1); ++i)
+            if (bent(y)[i] || bent(y + 1)[i]) return true;
+        return false;
+    }
     float* lane(int i) { return m_lanes.data() + std::size_t(i) * std::size_t(m_grid.width); }
 
     const RefractingGrid& m_grid;
     const K7Image& m_heights;
     HeightRows m_rows;
     std::vector<float> m_lanes;
+    std::vector<unsigned char> m_bent;  // of two rows
 };
 
 void copy_channel(const float* from, int channel, int count, float* to) {
@@ -161,7 +186,7 @@ bool refract_through(const K7Image& heights, const K7Image& source, const Refrac
         std::vector<float> scratch(together ? 0 : 4 * std::size_t(width));
         const auto read = [&](float base, int y, float* row) {
             lines.footprints(base, y);
-            lines.read(pyramid, row);
+            lines.read(pyramid, source, y, row);
             if (shine)
                 refraction_kernels().light_up(width - 2, light.contrast, image_row<float>(shine.get(), y) + 1, colour,
                                               row + 4);

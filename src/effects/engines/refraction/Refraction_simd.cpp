@@ -43,6 +43,15 @@ static void bends(const RefractingGrid& grid, const float* above, const float* h
     }
 }
 
+static void find_bent(int width, const float* x, const float* y, unsigned char* blocks) {
+    for (int first = 0; first < width; first += SIGHT_BLOCK) {
+        const int last = first + SIGHT_BLOCK < width ? first + SIGHT_BLOCK : width;
+        int bent = 0;
+        for (int i = first; i < last; ++i) bent |= int(x[i] != 0.0f) | int(y[i] != 0.0f);
+        *blocks++ = static_cast<unsigned char>(bent);
+    }
+}
+
 static void shine(const RefractingGrid& grid, const ShiningLight& light, const float* above, const float* here,
                   const float* below, int y, float* __restrict out) {
     const float* map = light.to_plane;
@@ -105,6 +114,6 @@ static void light_up(int count, float contrast, const float* shine, const float*
     }
 }
 
-const RefractionKernels refraction_kernels = {bends, shine, places, footprints, light_up};
+const RefractionKernels refraction_kernels = {bends, find_bent, shine, places, footprints, light_up};
 
 }  // namespace QUILLON_SIMD

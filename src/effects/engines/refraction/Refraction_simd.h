@@ -5,6 +5,8 @@
 
 #include "simdlib/cpu.h"
 
+inline constexpr int SIGHT_BLOCK = 32;
+
 struct RefractingGrid {
     int width;
     float max_x, max_y;          // width - 1, height - 1; above 0
@@ -33,6 +35,8 @@ struct RefractionKernels {
     // below (one more).
     void (*bends)(const RefractingGrid& grid, const float* above, const float* here, const float* below, float* x,
                   float* y);
+    // Whether any line of sight is bent in each block of SIGHT_BLOCK pixels, the last of which may be shorter.
+    void (*find_bent)(int width, const float* x, const float* y, unsigned char* blocks);
     // Highlights of row y.
     void (*shine)(const RefractingGrid& grid, const ShiningLight& light, const float* above, const float* here,
                   const float* below, int y, float* out);
