@@ -253,7 +253,7 @@ void RainDrops::fall(RainDropsParticle* drops, int count) const {
     if (r.swirl.turns()) {
         float x[BLOCK], y[BLOCK];
         for (int i = 0; i < turning; ++i) x[i] = drops[turned[i]].position[0], y[i] = drops[turned[i]].position[1];
-        r.swirl.read(m_noise, frame(), stepFrame(), x, y, turning);
+        r.swirl.read(m_noise, frame(), stepFrame() - StartAt.value, x, y, turning);
         for (int i = 0; i < turning; ++i) {
             RainDropsParticle& p = drops[turned[i]];
             const float push = p.size / LARGEST * r.swirl.amplitude * r.swirl.strength(p.age);
