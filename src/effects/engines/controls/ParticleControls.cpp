@@ -12,10 +12,10 @@ const char* densitySentence(EmitterControls::Births births) {
 
 }  // namespace
 
-StartControls::StartControls(EffectInfo* owner, const Shutter& given)
+StartControls::StartControls(EffectInfo* owner, const Shutter& given, int preRollFrames)
     : at(owner, {"StartAt", "Start at Frame", 0, 0, 9999, KEPT},
          "First frame of the simulation; earlier ones show the background alone."),
-      preRoll(owner, {"PreRoll", "Pre Roll", 0, 0, 999},
+      preRoll(owner, {"PreRoll", "Pre Roll", preRollFrames, 0, 999},
               "How many frames the simulation has behind it when it starts."),
       shutter(owner, {given.name, given.label, given.value, 0.0, given.longest}, given.sentence),
       withAnimation(

@@ -19,7 +19,7 @@ struct StartControls {
         const char* sentence = "Length of the trails, in percent of the way of the last frame: 0 is none.";
     };
     explicit StartControls(EffectInfo* owner) : StartControls(owner, Shutter()) {}
-    StartControls(EffectInfo* owner, const Shutter& given);
+    StartControls(EffectInfo* owner, const Shutter& given, int preRollFrames = 0);
 
     IntegerControlK7 at;       // frame
     IntegerControlK7 preRoll;  // frames

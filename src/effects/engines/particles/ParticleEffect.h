@@ -8,6 +8,7 @@
 //   lookAround()      on row threads: forces of neighbours, where neighbourReach() is above 0
 //   afterForces()     what needs the result, and children of living particles
 //   show()            collects drawing; left out of silent steps
+//   move()            on row threads: motion that the set does not know
 //   the set's motion  on row threads
 // A phase on threads changes nothing but its own particles and draws no random numbers, so that the bits are those of
 // one thread. Children are queued by spawn() and join the set in the order of the calls: those of the dead at once, so
@@ -54,6 +55,7 @@ class ParticleEffect : public ClockedEffect<Info> {
         afterForces(&particle, 1);
         if (!this->silent()) show(particle);
         endOfStep(particle);
+        move(&particle, 1);
     }
     // Takes the step particle by particle instead of in phases: the slow reference for tests.
     bool walksOneByOne = false;
@@ -73,12 +75,13 @@ class ParticleEffect : public ClockedEffect<Info> {
     virtual bool fillNewborn(Particle& particle) = 0;         // false: not born after all
     virtual void died(const Particle&) {}
     virtual void beforeForces(Particle*, int /*count*/) {}
-    virtual void applyForces(Particle* particles, int count) const = 0;  // count at most BLOCK
-    virtual float neighbourReach() const { return 0; }                   // pixels; 0: particles don't see each other
+    virtual void applyForces(Particle*, int /*count*/) const {}  // count at most BLOCK
+    virtual float neighbourReach() const { return 0; }           // pixels; 0: particles don't see each other
     virtual void lookAround(Particle*, int /*first*/, int /*count*/, const Neighbours&) const {}  // as applyForces
     virtual void afterForces(Particle*, int /*count*/) {}
     virtual bool showsByDepth() const { return false; }  // farthest first, instead of in the array's order
     virtual void show(Particle& particle) = 0;
+    virtual void move(Particle*, int /*count*/) const {}  // as applyForces
     virtual void paint(K7Image& result) { m_splats.draw(&result); }
 
     // ---- What it does with it
@@ -201,7 +204,10 @@ void ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::stepInPhases(
     if (neighbourReach() > 0) lookAroundAll();
     afterForces(particles, count);
     if (!this->silent()) showAll();
-    onBlocks([&](int first, int size) { std::for_each_n(particles + first, size, endOfStep); });
+    onBlocks([&](int first, int size) {
+        std::for_each_n(particles + first, size, endOfStep);
+        move(particles + first, size);
+    });
     m_set->move_all();
 }
 

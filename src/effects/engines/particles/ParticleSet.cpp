@@ -132,13 +132,17 @@ void ParticleSetBase::move_all() {
 // ---- Depth ----------------------------------------------------------------------------------------------------
 
 void ParticleSetBase::depth_order(std::vector<std::int32_t>& order) const {
-    std::vector<std::uint64_t> keys(static_cast<std::size_t>(live()));
-    for (std::size_t i = 0; i < keys.size(); ++i)
-        keys[i] = std::uint64_t{ordered(at(static_cast<int>(i)).position[2])} << 32 | i;
+    // Birth does not change, so that particles at one depth keep their order when others die.
+    using Key = std::pair<std::uint64_t, std::int32_t>;
+    std::vector<Key> keys(static_cast<std::size_t>(live()));
+    for (std::int32_t i = 0; i < live(); ++i) {
+        const ParticleBase& particle = at(i);
+        keys[static_cast<std::size_t>(i)] = {
+            std::uint64_t{ordered(particle.position[2])} << 32 | std::uint32_t{~ordered(particle.age)}, i};
+    }
     std::sort(keys.begin(), keys.end());
     order.resize(keys.size());
-    std::transform(keys.begin(), keys.end(), order.begin(),
-                   [](std::uint64_t key) { return static_cast<std::int32_t>(key & 0xFFFFFFFFU); });
+    std::transform(keys.begin(), keys.end(), order.begin(), [](const Key& key) { return key.second; });
 }
 
 void ParticleSetBase::sort_by_depth() {

@@ -37,8 +37,8 @@ class ParticleSetBase {
     void move_all();                                // all of them, on all row threads, with the same bits
 
     void sort_by_depth();  // ascending z, which changes the state
-    // The same order as indices of particles, farthest (lowest z) first, equal ones by index; for drawing, which must
-    // leave the state alone.
+    // The same order as indices of particles, farthest (lowest z) first, of equal ones the oldest, then by index; for
+    // drawing, which must leave the state alone.
     void depth_order(std::vector<std::int32_t>& order) const;
 
     int live() const { return last_index + 1; }
