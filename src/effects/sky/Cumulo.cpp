@@ -18,8 +18,9 @@ namespace {
 // Speeds in widths of the picture: controls count pixels of a picture of this width.
 constexpr float SPEED_WIDTH = 720;
 constexpr float DEPTHS_A_WIDTH = 1920;  // depths count pixels of a picture of this width
-constexpr float LARGEST = 160;          // size; a radius of a tenth of the width
-constexpr float STEEPEST = 90;          // degrees; a constraint this wide does not hold anything
+constexpr float SEETHING = 5;   // frames in which a texture changes as much as from one unit of seed to the next
+constexpr float LARGEST = 160;  // size; a radius of a tenth of the width
+constexpr float STEEPEST = 90;  // degrees; a constraint this wide does not hold anything
 
 // Rounded, within 1 and `most`.
 float whole_size(float size, float most = LARGEST) { return std::clamp(std::floor(size + 0.5f), 1.0f, most); }
@@ -258,7 +259,7 @@ void Cumulo::show(CumuloParticle& p) {
               .y = here[1],
               .radius = std::max(f.width * whole_size(size) / 1600, 2.0f),
               .amount = amount,
-              .depth = l.seethe * (p.seed + p.age),
+              .depth = l.seethe * (p.seed + p.age / SEETHING),
               .once = false};
     add(puff);
     // Stamps towards where it was, ever closer together: from the third on they lie on the puff itself.

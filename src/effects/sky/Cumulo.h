@@ -67,7 +67,7 @@ struct CumuloInfo : EffectInfo {
                             {"Lifetime", "Lifetime", 200.0, 1.0, 1000.0},
                             "How long a puff lives, in frames, 10 percent more or less."};
     PositionControlK7 Birth{this,
-                            {"Birth", "Birth Point", 0.3, 0.74},
+                            {"Birth", "Birth Point", 0.3, 0.8},
                             "Middle of the place where puffs are born, as fractions of the width and height of the "
                             "picture."};
     CheckboxControlK7 UseBirthMatte{this,
@@ -140,10 +140,11 @@ struct CumuloInfo : EffectInfo {
     FloatControlK7 TextureY{this,
                             {"TextureY", "Texture Y", 15.0, 0.0, 100.0},
                             "How fine the texture is upwards: five times its cells in the height of a puff."};
-    FloatControlK7 Seethe{this,
-                          {"Seethe", "Seethe", 5.0, 0.0, 100.0},
-                          "How fast the texture changes, in percent of a cell a frame, and how much puffs differ: at "
-                          "0 all have the same."};
+    FloatControlK7 Seethe{
+        this,
+        {"Seethe", "Seethe", 5.0, 0.0, 100.0},
+        "How fast the texture changes, in percent of a cell in five frames, and how much puffs differ: at 0 "
+        "all have the same texture."};
     CheckboxControlK7 UseFading{
         this, {"UseFading", "Use Fading", true}, "Fades puffs in after their birth and out before they die."};
     FloatControlK7 InLife{
@@ -189,10 +190,10 @@ struct CumuloInfo : EffectInfo {
     CheckboxControlK7 UseWind{this, {"UseWind", "Use Wind", true}, "Lets wind carry the puffs."};
     PositionControlK7 WindSource{
         this,
-        {"WindSource", "Wind Source", 0.1, 0.74},
+        {"WindSource", "Wind Source", 0.1, 0.8},
         "Point that the wind blows from, as fractions of the width and height of the picture."};
     PositionControlK7 WindTarget{this,
-                                 {"WindTarget", "Wind Target", 0.9, 0.79},
+                                 {"WindTarget", "Wind Target", 0.9, 0.85},
                                  "Point that the wind blows towards, as fractions of the width and height of the "
                                  "picture; constraints go that way too."};
     FloatControlK7 WindSpeed{this,
@@ -257,7 +258,7 @@ struct CumuloMotion {
 struct CumuloLook {
     float grow_in, shrink_from, fade_in, fade_out;  // parts of life
     float density, fluff;
-    float seethe;             // cells a frame
+    float seethe;             // cells in five frames
     float texture, cells[2];  // strength, 0: none; cells of noise in a puff
     float stamps;             // along the way of the last frame, the first included
     std::int32_t perspective;
