@@ -202,8 +202,9 @@ struct CumuloInfo : EffectInfo {
                              "twice as fast until friction has slowed them."};
 
     Page pageLight{this, "Light"};
-    CheckboxControlK7 UseLight{
-        this, {"UseLight", "Use Light", true}, "Lights the puffs from one side; otherwise all of them is lit."};
+    CheckboxControlK7 UseLight{this,
+                               {"UseLight", "Use Light", true},
+                               "Lights the puffs from one side; otherwise they have the colour of the light all over."};
     ColourControlK7 Light{this, {"Light", "Light Colour", 1.0f, 0.98f, 0.94f}, "Colour of the side towards the light."};
     PositionControlK7 LightSource{this,
                                   {"LightSource", "Light Source", 0.1, 0.95},

@@ -73,17 +73,16 @@ bool Puff::rows(float squash, int height, int* first, int* last) const {
 namespace {
 
 constexpr int MOST_ROWS = 16;         // of a piece whose noise is worked out together
-constexpr int COARSEST = 16;          // pixels between places of the grid
 constexpr int GRID = PUFF_CHUNK + 2;  // places in a row of it, at most
 constexpr int GRID_ROWS = MOST_ROWS + 2;
-constexpr int ROOM = PUFF_CHUNK + COARSEST + 16;  // pixels of a piece, and what kernels write beyond
+constexpr int ROOM = PUFF_CHUNK + 2 * PUFF_BEYOND;
 
-// Pixels between the places where noise is read, a power of two: eight places a cell of the noise.
-int grid_step(float diameter, float cells) {
-    const float wanted = diameter / (8 * std::max(cells, 0.01f));
-    int step = COARSEST;
-    while (step > 1 && static_cast<float>(step) > wanted) step /= 2;
-    return step;
+// Pixels between the places where noise is read, as a power of two: six places a cell of the noise, or more.
+int grid_shift(float diameter, float cells) {
+    const float wanted = diameter / (6 * std::max(cells, 0.01f));
+    int shift = 4;
+    while (shift > 0 && static_cast<float>(1 << shift) > wanted) --shift;
+    return shift;
 }
 
 // The texture in a piece of a puff: how far each pixel's place is moved, in radii. The grid begins at the puff's lower
@@ -93,8 +92,9 @@ class PuffTexture {
     PuffTexture(const Puff& puff, const PuffLook& look, const SolidNoise& noise, float squash)
         : m_puff(puff), m_look(look), m_noise(noise), m_kernels(puff_kernels()), m_squash(squash) {
         const float diameter = 2 * puff.radius;
-        m_step[0] = grid_step(diameter, look.cells()[0]);
-        m_step[1] = grid_step(diameter * squash, look.cells()[1]);
+        m_shift = grid_shift(diameter, look.cells()[0]);
+        m_step[0] = 1 << m_shift;
+        m_step[1] = 1 << grid_shift(diameter * squash, look.cells()[1]);
         m_corner[0] = static_cast<int>(std::floor(puff.x - puff.radius));
         m_corner[1] = static_cast<int>(std::floor(puff.y - puff.radius * squash));
     }
@@ -117,11 +117,11 @@ class PuffTexture {
         const int from = (y - m_first_row) / m_step[1], beyond = (y - m_first_row) % m_step[1];
         const float t = static_cast<float>(beyond) / static_cast<float>(m_step[1]);
         const int other = beyond > 0 ? from + 1 : from;
-        float ends[GRID];
+        float ends[GRID + PUFF_BEYOND] = {};
         m_kernels.between(m_u[from], m_u[other], t, ends, m_places);
-        m_kernels.spread(ends, m_step[0], push_u, m_count);
+        m_kernels.spread(ends, m_shift, push_u, m_count);
         m_kernels.between(m_v[from], m_v[other], t, ends, m_places);
-        m_kernels.spread(ends, m_step[0], push_v, m_count);
+        m_kernels.spread(ends, m_shift, push_v, m_count);
     }
 
   private:
@@ -146,7 +146,7 @@ class PuffTexture {
     const SolidNoise& m_noise;
     const PuffKernels& m_kernels;
     float m_squash;
-    int m_step[2], m_corner[2];
+    int m_shift, m_step[2], m_corner[2];
     int m_first_row = 0, m_count = 0, m_places = 0;
     float m_u[GRID_ROWS][GRID], m_v[GRID_ROWS][GRID];
 };

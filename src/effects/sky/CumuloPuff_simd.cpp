@@ -35,22 +35,45 @@ static void shade(const PuffShading& shading, const PuffRow& row, float* cover, 
     }
 }
 
+// Lays LANES pixels over the picture, a register of their channels at a time.
+static inline void blend(float* pixels, Floats cover, Floats shade, Floats shadow, Floats lit) {
+    const Ints lanes = counting<Ints>();
+    for (int part = 0; part < 4; ++part) {
+        const Ints pixel = (part * LANES + lanes) >> 2;
+        const Floats there = load(pixels + part * LANES);
+        const Floats colour = shadow + picked(shade, pixel) * lit;
+        store(pixels + part * LANES, there + picked(cover, pixel) * (colour - there));
+    }
+}
+
 static void row(const PuffShading& shading, const PuffRow& row, float* pixels) {
     alignas(64) float cover[PUFF_CHUNK + LANES], shades[PUFF_CHUNK + LANES];
     shade(shading, row, cover, shades);
-    const Pixel shadow = load<Pixel>(shading.shadow), lit = load<Pixel>(shading.lit);
-    for (int i = 0; i < row.count; ++i) {
+    Floats shadow, lit;
+    for (int lane = 0; lane < LANES; ++lane) shadow[lane] = shading.shadow[lane % 4], lit[lane] = shading.lit[lane % 4];
+    int i = 0;
+    for (; i + LANES <= row.count; i += LANES) blend(pixels + 4L * i, load(cover + i), load(shades + i), shadow, lit);
+    for (; i < row.count; ++i) {
         const Pixel there = load<Pixel>(pixels + 4L * i);
-        const Pixel colour = shadow + shades[i] * lit;
+        const Pixel colour = load<Pixel>(shading.shadow) + shades[i] * load<Pixel>(shading.lit);
         store(pixels + 4L * i, there + cover[i] * (colour - there));
     }
 }
 
-static void spread(const float* ends, int size, float* out, int count) {
-    const float step = 1.0f / float(size);  // exact: sizes are powers of two
-    for (int i = 0; i < count; i += size, ++ends) {
-        const float slope = (ends[1] - ends[0]) * step;
-        for (int k = 0; k < size; ++k) out[i + k] = ends[0] + float(k) * slope;
+// The values that a register needs lie side by side: they are picked from one load.
+static void spread(const float* ends, int shift, float* out, int count) {
+    const int size = 1 << shift;
+    const float step = 1.0f / float(size);
+    const Ints lanes = counting<Ints>(), from = lanes >> shift;
+    const Floats beyond = to_floats(lanes & (size - 1));
+    if (shift == 0) {
+        for (int i = 0; i < count; i += LANES) store(out + i, load(ends + i));
+        return;
+    }
+    for (int i = 0; i < count; i += LANES) {
+        const Floats near = load(ends + (i >> shift));
+        const Floats a = picked(near, from), b = picked(near, from + 1);
+        store(out + i, a + (float(i & (size - 1)) + beyond) * step * (b - a));
     }
 }
 

@@ -8,6 +8,9 @@ inline constexpr int PUFF_STEPS = 4096;
 // Pixels of a row that are shaded at once.
 inline constexpr int PUFF_CHUNK = 256;
 
+// What kernels write and read beyond the end of their arrays, in floats.
+inline constexpr int PUFF_BEYOND = 16;
+
 struct PuffShading {
     const float* profile;  // PUFF_STEPS + 1
     float light[3];        // towards the light, length 1; z towards the eye
@@ -31,9 +34,9 @@ struct PuffRow {
 struct PuffKernels {
     // Lays the row over pixels of float RGBA.
     void (*row)(const PuffShading& shading, const PuffRow& row, float* pixels);
-    // out[i] = ends[i / size] and towards ends[i / size + 1] in `size` equal steps, for `count` values; `out` and
-    // `ends` have room for the whole last step.
-    void (*spread)(const float* ends, int size, float* out, int count);
+    // out[i] is ends[i / size], and towards ends[i / size + 1] in `size` equal steps, for size = 1 << shift, at
+    // most 16. Up to PUFF_BEYOND values more are written, and read.
+    void (*spread)(const float* ends, int shift, float* out, int count);
     // out[i] = a[i] + t * (b[i] - a[i])
     void (*between)(const float* a, const float* b, float t, float* out, int count);
 };

@@ -116,6 +116,10 @@ TEST(Handles, AreDraggedOverThePicture) {
     } cases[] = {
         {"Q_CrashZoom", {102, 47}, {150, 90}, "Centre", {0.75, 0.9}},
         {"Q_CrashZoom", {88, 66}, {100, 95}, "Radius", {0.45}},  // by any place on its circle of 20 pixels
+        {"Q_Cumulo", {60, 80}, {100, 50}, "Birth", {0.5, 0.5}},
+        {"Q_Cumulo", {90, 80}, {80, 80}, "BirthRadius", {0.2}},
+        {"Q_Cumulo", {120, 30}, {20, 10}, "LightTarget", {0.1, 0.1}},
+        {"Q_Cumulo", {100, 30}, {150, 90}, "VanishP", {}},  // without perspective it is not shown
         {"Q_EdgeLeak", {100, 25}, {150, 90}, "RedXE", {0.75}},
         {"Q_EdgeLeak", {80, 50}, {-20, 50}, "YellowXE", {-0.1}},
         {"Q_EdgeLeak", {60, 75}, {20, 75}, "WhiteXE", {0.1}},
@@ -199,6 +203,7 @@ TEST(NoStrength, LeavesThePictureToTheBit) {
         {"Q_Burn", {{"Burn", 0}}, {{"Brightness", 150}}},
         {"Q_CrashZoom", {{"Speed", 0}}, {{"Speed", 50}}},
         {"Q_CrashZoom", {{"Radius", 3}}, {{"Radius", 0}, {"Speed", 90}}},
+        {"Q_Cumulo", {{"Density", 0}}, {{"Density", 60}}},
         {"Q_Darken", {{"CutOff", 0}}, {{"CutOff", 80}}},
         {"Q_Darken", {{"Rad", 1}}, {{"Rad", 2}}},
         {"Q_EdgeLeak", {{"FogE", 0}, {"ThickE", 0}}, {{"FogE", 10}}},
