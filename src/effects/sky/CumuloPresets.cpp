@@ -4,6 +4,7 @@
 CumuloInfo::CumuloInfo() {
     for (ControlK7* shown : {&Perspective, &UseConstraints, &UseWind, &UseLight}) shown->followedByOverlay = true;
     Demos.followedByOverlay = true;
+    lightWidget.colour = OVERLAY_YELLOW;
     declarePresets();
     ghost({&InvertBirthMatte}, UseBirthMatte, isOff);
     ghost({&CameraDistance, &VanishP, &ZSpeed, &ZRange}, Perspective, isOff);
