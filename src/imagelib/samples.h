@@ -64,3 +64,14 @@ void for_buffer_rows(const K7Image* image, Work&& work) {
     else
         for_rows(image->height, work);
 }
+
+// Images of labels: one channel of 32 bits.
+inline bool is_label_image(const K7Image* image) {
+    return is_valid(image) && image->channels == 1 && image->sample_type == SAMPLE_U32;
+}
+inline bool is_label_image(const K7Image* image, int width, int height) {
+    return is_label_image(image) && image->width == width && image->height == height;
+}
+
+// Low where v is not a number.
+inline float limit_to(float v, float low, float high) { return v > low ? (v < high ? v : high) : low; }
