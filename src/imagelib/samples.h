@@ -72,6 +72,11 @@ inline bool is_label_image(const K7Image* image) {
 inline bool is_label_image(const K7Image* image, int width, int height) {
     return is_label_image(image) && image->width == width && image->height == height;
 }
+// One channel of floats.
+inline bool is_plane(const K7Image* image, int width, int height) {
+    return is_valid(image) && image->channels == 1 && image->sample_type == SAMPLE_F32 && image->width == width &&
+           image->height == height;
+}
 
 // Low where v is not a number.
 inline float limit_to(float v, float low, float high) { return v > low ? (v < high ? v : high) : low; }
