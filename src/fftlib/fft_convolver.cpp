@@ -12,20 +12,22 @@
 
 namespace {
 
-// One axis of a convolution. Kernel samples that reach from no pixel to another are left out. What the circular
-// convolution wraps around falls behind the picture's end.
+// One axis of a convolution. Kernel samples that reach from no lit pixel into the picture are left out. What the
+// circular convolution wraps around falls behind the picture's end.
 struct Axis {
     int size;           // of the picture
+    int first, lit;     // where its lit pixels begin, and how many there are
     int before, after;  // kernel samples on either side of its centre
     int skipped;        // kernel samples in front of those
     int padded;         // 0: too large
     int samples() const { return before + 1 + after; }
 };
 
-Axis axis_of(int size, int kernel) {
+Axis axis_of(int size, int first, int last, int kernel) {
     const int centre = kernel / 2;
-    const int before = std::min(centre, size - 1), after = std::min(kernel - 1 - centre, size - 1);
-    return {size, before, after, centre - before, fft_good_size(size + std::max(before, after))};
+    const int before = std::min(centre, last), after = std::min(kernel - 1 - centre, size - 1 - first);
+    const int beyond = std::max({0, before - first, last + after - (size - 1)});
+    return {size, first, last - first + 1, before, after, centre - before, fft_good_size(size + beyond)};
 }
 
 bool is_float_picture(const K7Image* image) {
@@ -40,6 +42,13 @@ RealRows rows_of(const K7Image* image, int channel) {
             image->width,
             image->channels == 1 ? -1 : channel,
             true};
+}
+
+// A part of them, from a row and a pixel on.
+RealRows part_of(RealRows rows, int channels, int x, int y, int width, int height) {
+    rows.data += std::size_t(y) * rows.step + std::size_t(x) * std::size_t(channels);
+    rows.width = width, rows.rows = height;
+    return rows;
 }
 
 // Memory that is kept while it is large enough.
@@ -131,13 +140,16 @@ std::span<const int> FFTConvolver::frequencies(int size) {
 
 // ---- Convolution --------------------------------------------------------------------------------------------------
 
-bool FFTConvolver::convolve(const K7Image* image, const K7Image* kernel, K7Image* result) {
+bool FFTConvolver::convolve(const K7Image* image, const K7Image* kernel, K7Image* result, const FFTBox* lit) {
     State& state = *m_state;
     if (!is_float_picture(image) || !is_float_picture(kernel) || !image_same_layout(image, result) || !result->pixels)
         return state.fail(FFT_BAD_ARGUMENT);
     if (kernel->channels != 1 && kernel->channels != image->channels) return state.fail(FFT_BAD_ARGUMENT);
-    const Convolution job{image, kernel, result, axis_of(image->width, kernel->width),
-                          axis_of(image->height, kernel->height)};
+    const FFTBox all{0, 0, image->width - 1, image->height - 1}, box = lit ? *lit : all;
+    if (box.x0 < 0 || box.y0 < 0 || box.x1 > all.x1 || box.y1 > all.y1 || box.x0 > box.x1 || box.y0 > box.y1)
+        return state.fail(FFT_BAD_ARGUMENT);
+    const Convolution job{image, kernel, result, axis_of(image->width, box.x0, box.x1, kernel->width),
+                          axis_of(image->height, box.y0, box.y1, kernel->height)};
     if (job.x.padded == 0 || job.y.padded == 0) return state.fail(FFT_BAD_SIZE);
 
     state.begin(image->width, image->height, job.x.padded, job.y.padded);
@@ -153,7 +165,7 @@ bool FFTConvolver::State::convolve_channels(const Convolution& job, int channel)
     const auto& [image, kernel, result, x, y] = job;
     const FFTPlan* const plan = FFTPlan::of(x.padded);
     const int strips = fft_strips(x.padded);
-    const std::size_t step = fft_strip_step(std::max(y.padded, y.size)), size = step * std::size_t(strips);
+    const std::size_t step = fft_strip_step(y.padded + FFT_PAIR), size = step * std::size_t(strips);
     const std::size_t kernel_step = fft_strip_step(y.samples()), kernel_size = kernel_step * std::size_t(strips);
     float* const planes_memory = pictures.of(size * (image->channels == 1 ? 1 : 2));
     float* const kernels_memory = kernels.of(kernel_size * (kernel->channels == 1 ? 1 : 2));
@@ -162,11 +174,11 @@ bool FFTConvolver::State::convolve_channels(const Convolution& job, int channel)
     const HalfPlane kernel_planes[2] = {{kernels_memory, kernel_step},
                                         {kernels_memory + (kernel->channels == 1 ? 0 : kernel_size), kernel_step}};
 
-    RealRows kernel_rows = rows_of(kernel, channel);
-    kernel_rows.data += std::size_t(y.skipped) * kernel_rows.step + std::size_t(x.skipped) * kernel->channels;
-    kernel_rows.width = x.samples(), kernel_rows.rows = y.samples();
-    return rows_to_half_planes(work, *plan, kernel_rows, x.before, kernel_planes[0], kernel_planes[1]) &&
-           rows_to_half_planes(work, *plan, rows_of(image, channel), 0, planes[0], planes[1]) &&
+    const RealRows kernel_rows =
+        part_of(rows_of(kernel, channel), kernel->channels, x.skipped, y.skipped, x.samples(), y.samples());
+    const RealRows lit_rows = part_of(rows_of(image, channel), image->channels, x.first, y.first, x.lit, y.lit);
+    return rows_to_half_planes(work, *plan, kernel_rows, -x.before, kernel_planes[0], kernel_planes[1]) &&
+           rows_to_half_planes(work, *plan, lit_rows, x.first, planes[0].from(y.first), planes[1].from(y.first)) &&
            multiply_columns(job, planes, kernel_planes) &&
            half_planes_to_rows(work, *plan, planes[0], planes[1], rows_of(result, channel));
 }
@@ -192,10 +204,14 @@ bool FFTConvolver::State::multiply_columns(const Convolution& job, const HalfPla
             if (channel == 0 || kernel_planes[0].strips != kernel_planes[1].strips)
                 load_kernel(kernel_planes[channel], strip, block);
             float* const columns = planes[channel].at(strip, 0);
-            lines.clear_points(columns + std::size_t(y.size) * FFT_POINT, y.padded - y.size);
+            lines.clear_points(columns, y.first);
+            lines.clear_points(columns + std::size_t(y.first + y.lit) * FFT_POINT, y.padded - y.first - y.lit);
             plan->to_frequencies(columns, false);
             lines.multiply_blocks(columns, block, y.padded);
             plan->from_frequencies(columns, true);
+            // Rows come back in pairs. What stands in place of a missing one would reach the other by rounding.
+            const int rows = fft_groups(y.size, FFT_PAIR) * FFT_PAIR;
+            lines.clear_points(columns + std::size_t(y.padded) * FFT_POINT, rows - y.padded);
         }
     });
 }
@@ -221,8 +237,8 @@ bool FFTConvolver::State::convolve_by_fftw(const Convolution& job) {
             fftw->take_kernel();
         }
         std::fill_n(fftw->plane(), plane, 0.0F);
-        for (int row = 0; row < y.size; ++row)
-            for (int column = 0; column < x.size; ++column)
+        for (int row = y.first; row < y.first + y.lit; ++row)
+            for (int column = x.first; column < x.first + x.lit; ++column)
                 fftw->plane()[std::size_t(row) * pitch + std::size_t(column)] =
                     finite(image_row<float>(image, row)[column * image->channels + channel]);
         fftw->convolve();

@@ -42,11 +42,14 @@ Places places_of(const RealRows& rows, int piece, HalfPlane a, HalfPlane b) {
 
 }  // namespace
 
-bool rows_to_half_planes(FFTWork& work, const FFTPlan& plan, const RealRows& rows, int lead, HalfPlane a, HalfPlane b) {
-    const int length = plan.length(), behind = rows.width - lead;
+bool rows_to_half_planes(FFTWork& work, const FFTPlan& plan, const RealRows& rows, int place, HalfPlane a,
+                         HalfPlane b) {
+    const int length = plan.length(), lead = std::max(-place, 0), start = std::max(place, 0);
+    const int behind = rows.width - lead, end = start + behind;
     return work.each(plan, 0, pieces_of(rows), rows.rows, [&](float* block, float*, int piece) {
-        load_piece(rows, piece, lead, behind, block);
-        fft_line_kernels().clear_points(block + std::size_t(behind) * FFT_POINT, length - rows.width);
+        fft_line_kernels().clear_points(block, start);
+        load_piece(rows, piece, lead, behind, block + std::size_t(start) * FFT_POINT);
+        fft_line_kernels().clear_points(block + std::size_t(end) * FFT_POINT, length - lead - end);
         load_piece(rows, piece, 0, lead, block + std::size_t(length - lead) * FFT_POINT);
         plan.to_frequencies(block, false);
         const Places to = places_of(rows, piece, a, b);

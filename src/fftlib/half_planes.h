@@ -12,6 +12,7 @@ struct HalfPlane {
     float* at(int strip, int row) const {
         return strips + std::size_t(strip) * strip_step + std::size_t(row) * FFT_POINT;
     }
+    HalfPlane from(int row) const { return {at(0, row), strip_step}; }
 };
 
 inline int fft_strips(int length) { return fft_groups(length / 2 + 1, FFT_LINES); }
@@ -28,8 +29,8 @@ struct RealRows {
 };
 
 // Transforms rows to frequencies. Of pixels the first channel goes to `a` and the second to `b`; plain rows all go to
-// `a`. `lead` numbers of each row are placed in front of its beginning, that is at the end of the transform's length.
-// The results are twice the transform.
-bool rows_to_half_planes(FFTWork& work, const FFTPlan& plan, const RealRows& rows, int lead, HalfPlane a, HalfPlane b);
+// `a`. A row begins at `place` of the transform's length; below 0, so many of its numbers are at that length's end. The
+// results are twice the transform.
+bool rows_to_half_planes(FFTWork& work, const FFTPlan& plan, const RealRows& rows, int place, HalfPlane a, HalfPlane b);
 // Back, from frequencies as they are (once the transform); the inverse transform, unnormalised.
 bool half_planes_to_rows(FFTWork& work, const FFTPlan& plan, HalfPlane a, HalfPlane b, const RealRows& rows);

@@ -61,6 +61,26 @@ TEST(Convolve, IsTheDirectSum) {
         }
 }
 
+TEST(Convolve, OfABoxIsThatOfAPictureThatIsBlackElsewhere) {
+    FFTConvolver convolver(FFT_OWN_ENGINE);
+    for (const FFTBox& box : {FFTBox{0, 0, 0, 0}, {25, 20, 25, 20}, {10, 5, 15, 14}, {0, 2, 30, 3}, {29, 0, 30, 23}})
+        for (const auto& [size, channels] : {std::pair{7, 4}, {20, 1}, {31, 4}, {64, 1}}) {
+            const ImagePtr image = noise(31, 24, channels), black = noise(31, 24, channels), result = blank(image);
+            const ImagePtr kernel = noise(size, size - 3, channels, 2);
+            for (int y = 0; y < 24; ++y)
+                for (int i = 0; i < 31 * channels; ++i)
+                    if (const int x = i / channels; x < box.x0 || x > box.x1 || y < box.y0 || y > box.y1) {
+                        image_row<float>(black.get(), y)[i] = 0;
+                        image_row<float>(image.get(), y)[i] = NOT_A_NUMBER;
+                    }
+            ASSERT_TRUE(convolver.convolve(image.get(), kernel.get(), result.get(), &box));
+            EXPECT_LT(worst_sample(black, kernel, result), 3e-6) << box.x0 << ", " << size;
+        }
+    const ImagePtr image = noise(31, 24, 4), result = blank(image);
+    for (const FFTBox& box : {FFTBox{-1, 0, 5, 5}, {0, 0, 31, 5}, {5, 0, 4, 5}})
+        EXPECT_FALSE(convolver.convolve(image.get(), image.get(), result.get(), &box));
+}
+
 TEST(Convolve, SamplesThatAreNotFiniteCountAsZero) {
     for (const int channels : {1, 4}) {
         const ImagePtr image = noise(50, 37, channels), kernel = noise(9, 5, channels, 2);
