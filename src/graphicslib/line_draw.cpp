@@ -38,7 +38,7 @@ bool draw_line(K7Image* image, const float colour[4], float x0, float y0, float 
 }
 
 LineDraw::LineDraw(K7Image* target, void* user)
-    : m_user_pointer(user), m_image(is_float_image(target, 3) ? target : nullptr) {
+    : m_user_pointer(user), m_image(is_float_image(target, 1) ? target : nullptr) {
     if (!m_image) return;
     m_clip_x1 = m_image->width - 1;
     m_clip_y1 = m_image->height - 1;
@@ -65,7 +65,7 @@ bool LineDraw::draw(float x0, float y0, float x1, float y1) {
 }
 
 StreakLineDraw::StreakLineDraw(K7Image* target, const float* table, int half_width, float fade_from)
-    : LineDraw(target),
+    : LineDraw(is_float_image(target, 3) ? target : nullptr),
       m_colours(table),
       m_entries(half_width > 0 && table ? 2 * half_width : 0),
       m_fade_start(fade_from) {}

@@ -1,4 +1,4 @@
-// Antialiased lines, one pixel wide, straight into a float image of three or more channels.
+// Antialiased lines, one pixel wide, straight into a float image.
 //
 // Pixel centres lie at whole numbers: a line from (2, 3) to (5, 3) covers row 3 only. Ends may lie anywhere; what is
 // outside the clip rectangle is skipped at no cost a pixel. Ends that are not finite, and lines shorter than 1e-6, draw
@@ -13,7 +13,7 @@
 bool draw_line(K7Image* image, const float colour[4], float x0, float y0, float x1, float y1, float opacity_start = 1,
                float opacity_end = 1);
 
-// The same walk for effects that blend in their own way.
+// The same walk for effects that blend in their own way, into any number of channels.
 class LineDraw {
   public:
     explicit LineDraw(K7Image* target, void* user = nullptr);
@@ -42,7 +42,7 @@ class LineDraw {
 };
 
 // Adds light along a line: a table of colours by distance from the first end, one entry a pixel, faded out smoothly
-// over the last part of the line. Alpha is left alone.
+// over the last part of the line. Alpha is left alone. Three channels or more.
 class StreakLineDraw final : public LineDraw {
   public:
     // `table` holds 2 * half_width entries of r, g, b; beyond them the last entry goes on.

@@ -1,5 +1,6 @@
 // Light: default values over a plate.
 #include "benches/support/bench.h"
+#include "effects/light/Flare.h"
 #include "effects/light/Rainbow.h"
 
 namespace {
@@ -20,5 +21,22 @@ const Bench ten_bows("rainbow, ten bows in an atmosphere", QUILLON, 3, rainbow([
                          e.BowCount.value = 10;
                          e.Atmosphere.value = true;
                      }));
+
+Bench::Factory flare(void (*adjust)(Flare&)) {
+    return [=](int) -> Bench::Work {
+        auto effect = std::make_shared<Flare>();
+        effect->input.image.reset(image_duplicate(test_frame().get()));
+        effect->lightMap.image.reset(image_duplicate(test_frame().get()));
+        effect->output.image.reset(image_duplicate(test_frame().get()));
+        adjust(*effect);
+        return [=] { effect->ProcessFrame(); };
+    };
+}
+
+const Bench lamps("flare, default", QUILLON, 2, flare([](Flare& e) { e.LoLight.value = 0.4; }));
+const Bench whole_picture("flare, of the whole picture", QUILLON, 3, flare([](Flare& e) {
+                              e.XScale.value = e.YScale.value = 2;
+                              e.LoLight.value = 0;
+                          }));
 
 }  // namespace

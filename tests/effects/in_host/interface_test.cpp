@@ -128,6 +128,7 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_Pool3D", {100, 31.25}, {100, 50}, "Center", {0.5, 1.0}},  // the middle of the plane, to its far edge
         {"Q_Puddle3D", {200, 0}, {250, 10}, "BR", {1.25, 0.1}},
         {"Q_Luna", {100, 50}, {20, 90}, "Centre", {0.1, 0.9}},
+        {"Q_Flare", {97, 50}, {150, 90}, "Center", {0.75, 0.9}},
         {"Q_Rainbow", {70, 50}, {50, 50}, "Radius", {0.5}},
         {"Q_Thermo", {132, 66}, {100, 25}, "Temperature4", {0.5, 0.25}},
         {"Q_Thermo", {132, 66}, {250, -15}, "Temperature4", {1.0, 0.0}},  // points of a curve stay in the picture
@@ -207,6 +208,7 @@ TEST(NoStrength, LeavesThePictureToTheBit) {
         {"Q_Darken", {{"CutOff", 0}}, {{"CutOff", 80}}},
         {"Q_Darken", {{"Rad", 1}}, {{"Rad", 2}}},
         {"Q_EdgeLeak", {{"FogE", 0}, {"ThickE", 0}}, {{"FogE", 10}}},
+        {"Q_Flare", {{"Brightness", 0}, {"XScale", 2}, {"LoLight", 0.5}}, {{"Brightness", 100}}},
         {"Q_HeatHaze", {{"Temperature", 0}}, {{"Temperature", 10}}},
         {"Q_InfraRed", {{"Blend", 100}}, {{"Blend", 90}}},
         {"Q_Pool3D", {{"Blend", 100}}, {{"Blend", 90}}},
