@@ -30,8 +30,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input", "Background Clip"}, {"Matte", "Matte"}}},
     {{.name = "Fireworks", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Let's celebrate with a firework display. This effect is in Box Number 1"},
      {{"Input", "Background Clip", "BG"}}},
-    {{.name = "FlareSpot", .menu = "Sundries", .generator = true, .overlay = true, .description = "FlareSpot simulates the bright shapes sometimes seen in lenses when very bright light sources are in the scene. This effect is in Box Number 30"},
-     {{"Input", "Background", "BG"}}},
     {{.name = "Flock", .menu = "Sundries", .generator = true, .overlay = true, .otherFrames = true, .description = "The little flocking characters with attitude. This effect is in Box Number 30"},
      {{"Input", "Background Clip", "BG"}, {"Input2", "Shape Colour", "SCol", false, true}, {"Input3", "Shape Matte", "SMatte", false, true}, {"Input4", "Birth Matte", "BMatte"}, {"Input5", "Avoidance Matte", "AMatte"}}},
     {{.name = "Jaws", .menu = "Sundries", .generator = true, .overlay = true, .description = "Renders images described by Encapsulated PostScript Format (EPSF) files. This effect is in Box Number 30"},

@@ -1,6 +1,7 @@
 // Light: default values over a plate.
 #include "benches/support/bench.h"
 #include "effects/light/Flare.h"
+#include "effects/light/FlareSpot.h"
 #include "effects/light/Rainbow.h"
 
 namespace {
@@ -38,5 +39,21 @@ const Bench whole_picture("flare, of the whole picture", QUILLON, 3, flare([](Fl
                               e.XScale.value = e.YScale.value = 2;
                               e.LoLight.value = 0;
                           }));
+
+Bench::Factory ghosts(void (*adjust)(FlareSpot&)) {
+    return [=](int) -> Bench::Work {
+        auto effect = std::make_shared<FlareSpot>();
+        effect->input.image.reset(image_duplicate(test_frame().get()));
+        effect->output.image.reset(image_duplicate(test_frame().get()));
+        adjust(*effect);
+        return [=] { effect->ProcessFrame(); };
+    };
+}
+
+const Bench few_ghosts("flare spots, default", QUILLON, 2, ghosts([](FlareSpot&) {}));
+const Bench many_ghosts("flare spots, 122 large ones", QUILLON, 2, ghosts([](FlareSpot& e) {
+                            e.MoreElements.value = 10;
+                            e.SourceRad.value = 50;
+                        }));
 
 }  // namespace

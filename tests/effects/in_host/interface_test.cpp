@@ -129,6 +129,7 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_Puddle3D", {200, 0}, {250, 10}, "BR", {1.25, 0.1}},
         {"Q_Luna", {100, 50}, {20, 90}, "Centre", {0.1, 0.9}},
         {"Q_Flare", {97, 50}, {150, 90}, "Center", {0.75, 0.9}},
+        {"Q_FlareSpot", {180, 90}, {100, 20}, "Source", {0.5, 0.2}},
         {"Q_Rainbow", {70, 50}, {50, 50}, "Radius", {0.5}},
         {"Q_Thermo", {132, 66}, {100, 25}, "Temperature4", {0.5, 0.25}},
         {"Q_Thermo", {132, 66}, {250, -15}, "Temperature4", {1.0, 0.0}},  // points of a curve stay in the picture
