@@ -9,50 +9,34 @@
 
 #include "k7pi_baselib/k7pi_baselib.h"
 
+namespace {
+
+constexpr LensSurface ANGULON_21[] = {{50, 15, 0.4F},  {8, 12, 1.2F},   {15, 7.5F, 0.8F}, {9, 6, 1.5F},
+                                      {-5, 2, 1.2F},   {0, 1, 0.7F},    {0, -1, 1.3F},    {11, -2, 0.4F},
+                                      {-11, -4.5F, 1}, {-16, -7.5F, 1}, {-9, -12, 1},     {-70, -15, 0.5F}};
+constexpr LensSurface SUMMICRON_35[] = {{20, 10, 0.3F},  {32, 8, 0.6F}, {16, 7.5F, 0.4F}, {0, 5, 1},
+                                        {10, 4, 0.7F},   {-10, -3, 1},  {-32, -5, 0.8F},  {-14, -7, 1},
+                                        {-60, -7, 1.2F}, {-25, -9, 1}};
+constexpr LensSurface SUMMILUX_50[] = {{32, 17, 1},    {66, 13.5F, 1}, {17, 11.5F, 0.7F}, {27, 7, 1},
+                                       {100, 6, 0.4F}, {13, 4, 1},     {-13, -4, 0.6F},   {-65, -5, 1},
+                                       {-20, -7, 1},   {52, -8, 0.5F}, {-12, -12, 1},     {-38, -13, 1}};
+constexpr LensSurface TELE_ELMAR_135[] = {{22, 19, 1}, {0, 15.5F, 1}, {30, 14, 0.3F}, {16, 13, 1},
+                                          {-37, 9, 1}, {14, 2, 1},    {14, -6, 1},    {14, -7.5F, 0.4F}};
+
+}  // namespace
+
 LensSurfaces built_in_lens(int number) {
-    static const LensSurfaces lenses[BUILT_IN_LENSES] = {{{50, 15, 0.4F},
-                                                          {8, 12, 1.2F},
-                                                          {15, 7.5F, 0.8F},
-                                                          {9, 6, 1.5F},
-                                                          {-5, 2, 1.2F},
-                                                          {0, 1, 0.7F},
-                                                          {0, -1, 1.3F},
-                                                          {11, -2, 0.4F},
-                                                          {-11, -4.5F, 1},
-                                                          {-16, -7.5F, 1},
-                                                          {-9, -12, 1},
-                                                          {-70, -15, 0.5F}},
-                                                         {{20, 10, 0.3F},
-                                                          {32, 8, 0.6F},
-                                                          {16, 7.5F, 0.4F},
-                                                          {0, 5, 1},
-                                                          {10, 4, 0.7F},
-                                                          {-10, -3, 1},
-                                                          {-32, -5, 0.8F},
-                                                          {-14, -7, 1},
-                                                          {-60, -7, 1.2F},
-                                                          {-25, -9, 1}},
-                                                         {{32, 17, 1},
-                                                          {66, 13.5F, 1},
-                                                          {17, 11.5F, 0.7F},
-                                                          {27, 7, 1},
-                                                          {100, 6, 0.4F},
-                                                          {13, 4, 1},
-                                                          {-13, -4, 0.6F},
-                                                          {-65, -5, 1},
-                                                          {-20, -7, 1},
-                                                          {52, -8, 0.5F},
-                                                          {-12, -12, 1},
-                                                          {-38, -13, 1}},
-                                                         {{22, 19, 1},
-                                                          {0, 15.5F, 1},
-                                                          {30, 14, 0.3F},
-                                                          {16, 13, 1},
-                                                          {-37, 9, 1},
-                                                          {14, 2, 1},
-                                                          {14, -6, 1},
-                                                          {14, -7.5F, 0.4F}}};
-    return lenses[std::clamp(number, 0, BUILT_IN_LENSES - 1)];
+    const auto listed = [](const auto& lens) { return LensSurfaces(std::begin(lens), std::end(lens)); };
+    switch (number) {
+        case 0:
+            return listed(ANGULON_21);
+        case 2:
+            return listed(SUMMILUX_50);
+        case 3:
+            return listed(TELE_ELMAR_135);
+        default:
+            return listed(SUMMICRON_35);
+    }
 }
 
 namespace {

@@ -16,7 +16,7 @@ inline constexpr int BUILT_IN_LENSES = 4;
 inline constexpr int STANDARD_LENS = 1;     // what stands in for a file that can't be read
 inline constexpr int MOST_LENS_LINES = 50;  // of a file
 
-// 0 to 3: Angulon 21mm, Summicron 35mm, Summilux 50mm, Tele-Elmar 135mm.
+// 0 to 3: Angulon 21mm, Summicron 35mm, Summilux 50mm, Tele-Elmar 135mm. Any other: STANDARD_LENS.
 LensSurfaces built_in_lens(int number);
 
 // A text: how many surfaces there are (1 to 50), then a line for each: radius, place, aperture. Numbers have a decimal

@@ -94,11 +94,12 @@ bool outline(const LensSurface& surface, const Light& light, double radius, int 
         ray.y = light.y + radius * turn.sine * screen.unit / (screen.half_height * screen.row_height);
         if (!meet(surface, ray, x, y)) return false;
         const double px = screen.x(x), py = screen.y(y);
+        if (!std::isfinite(px) || !std::isfinite(py)) return false;
         ghost.outline.add(static_cast<float>(px), static_cast<float>(py));
         reach = std::max(reach, k7_hypot(px - centre_x, (py - centre_y) * screen.row_height));
         lowest = std::min(lowest, py), highest = std::max(highest, py);
     }
-    if (!(reach > 1e-3)) return false;
+    if (!(reach > 1e-3 && reach < 1e9)) return false;
     ghost.lowest = static_cast<float>(lowest), ghost.highest = static_cast<float>(highest);
     ghost.look.x = static_cast<float>(centre_x), ghost.look.y = static_cast<float>(centre_y);
     ghost.look.inverse_radius = static_cast<float>(1.0 / reach);
@@ -110,7 +111,7 @@ class FlareSpotExactPoly {
   public:
     void draw(const Ghost& ghost, const PixelWindow& window, float* layer, std::size_t row) {
         const ClipPolygon& polygon = ghost.outline;
-        if (!m_coverage.set_polygon(polygon.count, polygon.vertices[0], 2, window)) return;
+        made(m_coverage.set_polygon(polygon.count, polygon.vertices[0], 2, window));
         m_coverage.for_runs([&](const CoverageRun& run) {
             float* const first = layer + static_cast<std::size_t>(run.y - window.y0) * row + 4L * run.x0;
             ghost_kernels().shade(ghost.look, run.x0, run.y, run.x1 - run.x0 + 1, run.coverage, first);
