@@ -80,22 +80,26 @@ LightMap Flare::makeMap(const K7Image& picture) const {
 }
 
 FlareKernel Flare::makeKernel(const K7Image& picture) const {
-    const StageTimer timer("Generate Kernel 1D");
     constexpr double WIDEST_SLIT = 25.0, HALO_UNIT = 50.0, STREAK_UNIT = 0.05, GLOW_UNIT = 0.03;
     const double aspect = static_cast<double>(picture.pixel_aspect), shrink = static_cast<double>(picture.unit_scale);
     const double length = StreakLen.value / aspect / shrink;
     const int streaks = static_cast<int>(Streaks.limited());
-    // What reaches beyond the transforms' largest size is left out.
-    const auto reach = [&](int size) {
-        const int wanted = std::max(size, static_cast<int>(2.0 * length));
-        return std::clamp(wanted, 1, std::max(2 * (FFT_MAX_SIZE - size), 1));
+    // Where the transforms' largest size leaves no room for all of the kernel, the halo ends sooner.
+    double halo_reach = 0.0;
+    const auto kernel_size = [&](int size) {
+        const int wanted = std::max({size, static_cast<int>(2.0 * length), 1}), room = 2 * (FFT_MAX_SIZE - size);
+        if (wanted <= room) return wanted;
+        halo_reach = halo_reach > 0.0 ? std::min(halo_reach, room * 0.5) : std::max(room * 0.5, 1.0);
+        return std::max(room, 1);
     };
-    const FlareShape shape{.width = reach(picture.width),
-                           .height = reach(picture.height),
+    const int width = kernel_size(picture.width), height = kernel_size(picture.height);
+    const FlareShape shape{.width = width,
+                           .height = height,
                            .scale = std::max(double(picture.width), 2.0 * length),
                            .row_height = 1.0 / aspect,
                            .line_width = std::min(1.0 / shrink, 1.0),
                            .slit = std::min(WIDEST_SLIT, WIDEST_SLIT / (std::max(Aper.limited(), 2.0 * aspect) + 1.0)),
+                           .halo_reach = halo_reach,
                            .halo_energy = HaloStrn.limited() / HALO_UNIT,
                            .spokes = HaloFring.value,
                            .spoke_contrast = HaloFrnStrn.limited() * 0.01,

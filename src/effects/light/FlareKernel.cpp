@@ -60,16 +60,11 @@ class Ray final : public LineDraw {
 class KernelMaker {
   public:
     KernelMaker(const FlareShape& shape, MTRandom& random, const StopRequested& stop)
-        : m_shape(shape), m_random(random), m_stop(stop) {
-        for (ImagePtr& plane : m_kernel.planes)
-            plane = made(make_image_uncleared(shape.width, shape.height, 1, SAMPLE_F32));
-    }
+        : m_shape(shape), m_random(random), m_stop(stop) {}
     FlareKernel make() {
-        std::vector<double> angles(RANDOM_PAIRS);
-        for (double& angle : angles) {
-            angle = m_random.next_double() * PI;
-            m_random.next_double();
-        }
+        prepare_colours();
+        allocate();
+        const std::vector<double> angles = random_angles();
         const ImagePtr darkness = spokes();
         halo(*darkness);
         if (!wants_end(m_stop)) streaks(angles);
@@ -88,6 +83,17 @@ class KernelMaker {
         ray.draw(x, y, x + static_cast<float>(turn.cosine * length),
                  y + static_cast<float>(turn.sine * length / m_shape.row_height));
     }
+    bool has_streaks() const {
+        return m_shape.streaks > 0 && m_shape.streak_energy > 0.0 && m_shape.streak_length >= 1.0;
+    }
+    // Over the outer half of its reach.
+    float halo_fade(double distance) const {
+        if (!(m_shape.halo_reach > 0.0)) return 1.0F;
+        return static_cast<float>(std::clamp(2.0 - 2.0 * distance / m_shape.halo_reach, 0.0, 1.0));
+    }
+    void prepare_colours();
+    void allocate();
+    std::vector<double> random_angles();
     ImagePtr spokes();
     void halo(const K7Image& darkness);
     void streaks(const std::vector<double>& angles);
@@ -97,7 +103,43 @@ class KernelMaker {
     MTRandom& m_random;
     const StopRequested& m_stop;
     FlareKernel m_kernel;
+    HaloTable m_halo;
+    std::vector<Colour> m_streak;  // along a ray
 };
+
+void KernelMaker::prepare_colours() {
+    const StageTimer timer("Generate Kernel 1D");
+    const auto strength = static_cast<float>(m_shape.halo_energy);
+    const std::vector<Colour> colours = diffraction_colours({m_shape.slit, 0.0, 1});
+    for (int i = 0; i <= HALO_ENTRIES; ++i) {
+        const Colour& colour = colours[static_cast<std::size_t>(std::min(i, HALO_ENTRIES - 1))];
+        const float light = strength * halo_fade(i * m_shape.scale / HALO_ENTRIES);
+        m_halo.red[i] = colour.red * light, m_halo.green[i] = colour.green * light,
+        m_halo.blue[i] = colour.blue * light;
+    }
+    if (!has_streaks()) return;
+    m_streak = diffraction_colours({1.0, 1.2, 2});
+    const auto loss = static_cast<float>(1.0 - m_shape.streak_chroma);
+    for (Colour& c : m_streak) {
+        const float grey = c.grey();
+        c = {c.red + (grey - c.red) * loss, c.green + (grey - c.green) * loss, c.blue + (grey - c.blue) * loss};
+    }
+}
+
+void KernelMaker::allocate() {
+    const StageTimer timer("Allocate kernel buffer");
+    for (ImagePtr& plane : m_kernel.planes)
+        plane = made(make_image_uncleared(m_shape.width, m_shape.height, 1, SAMPLE_F32));
+}
+
+std::vector<double> KernelMaker::random_angles() {
+    std::vector<double> angles(RANDOM_PAIRS);
+    for (double& angle : angles) {
+        angle = m_random.next_double() * PI;
+        m_random.next_double();  // the pair's other number, which nothing needs
+    }
+    return angles;
+}
 
 // How dark the rays make the halo: from nothing at the middle to all of their contrast half way along.
 ImagePtr KernelMaker::spokes() {
@@ -118,14 +160,6 @@ ImagePtr KernelMaker::spokes() {
 // A quarter of it is worked out, the others mirror it.
 void KernelMaker::halo(const K7Image& darkness) {
     const StageTimer timer("Central blob 2D");
-    const auto strength = static_cast<float>(m_shape.halo_energy);
-    HaloTable table;
-    const std::vector<Colour> colours = diffraction_colours({m_shape.slit, 0.0, 1});
-    for (int i = 0; i <= HALO_ENTRIES; ++i) {
-        const Colour& colour = colours[static_cast<std::size_t>(std::min(i, HALO_ENTRIES - 1))];
-        table.red[i] = colour.red * strength, table.green[i] = colour.green * strength;
-        table.blue[i] = colour.blue * strength;
-    }
     const auto entries = static_cast<float>(HALO_ENTRIES / m_shape.scale);
     const int width = m_shape.width, height = m_shape.height, half = centreX(), half_height = centreY();
     std::vector<double> sums(static_cast<std::size_t>(height));
@@ -133,10 +167,10 @@ void KernelMaker::halo(const K7Image& darkness) {
         std::vector<float> quarter[3];
         for (auto& colour : quarter) colour.resize(static_cast<std::size_t>(half + 1 + FLARE_ROOM));
         for (int dy = first; dy <= last && !wants_end(m_stop); ++dy) {
-            flare_kernels().halo(table, entries, static_cast<float>(dy * m_shape.row_height), half + 1,
+            flare_kernels().halo(m_halo, entries, static_cast<float>(dy * m_shape.row_height), half + 1,
                                  quarter[0].data(), quarter[1].data(), quarter[2].data());
             for (const int y : {half_height - dy, half_height + dy}) {
-                if (y < 0 || y >= height || (dy == 0 && y != half_height)) continue;
+                if (y < 0 || y >= height) continue;
                 for (int c = 0; c < 3; ++c) {
                     const float* const from = quarter[c].data();
                     float* const to = row(c, y);
@@ -158,17 +192,11 @@ void KernelMaker::halo(const K7Image& darkness) {
 void KernelMaker::streaks(const std::vector<double>& angles) {
     const StageTimer timer("Streaks 2D");
     constexpr float FADE_START = 0.5F;
-    if (m_shape.streaks <= 0 || !(m_shape.streak_energy > 0.0) || !(m_shape.streak_length >= 1.0)) return;
-    std::vector<Colour> colours = diffraction_colours({1.0, 1.2, 2});
-    const auto loss = static_cast<float>(1.0 - m_shape.streak_chroma);
-    for (Colour& c : colours) {
-        const float grey = c.grey();
-        c = {c.red + (grey - c.red) * loss, c.green + (grey - c.green) * loss, c.blue + (grey - c.blue) * loss};
-    }
+    if (!has_streaks()) return;
     const auto colour_at = [&](float t) {
         const float s = std::clamp((t - FADE_START) / (1.0F - FADE_START), 0.0F, 1.0F);
         const float fade = 1.0F - 3.0F * s * s + 2.0F * s * s * s;
-        const Colour& c = colours[static_cast<std::size_t>(t * static_cast<float>(HALO_ENTRIES - 1))];
+        const Colour& c = m_streak[static_cast<std::size_t>(t * static_cast<float>(HALO_ENTRIES - 1))];
         return Colour{c.red * fade, c.green * fade, c.blue * fade};
     };
     Ray ray(m_kernel.planes[0]);

@@ -11,6 +11,7 @@ struct FlareShape {
     double row_height;      // of a row, in widths of a pixel
     double line_width;      // of a pixel of the full size, in pixels: below 1 in proxies
     double slit;            // millimetres: the narrower, the larger the halo
+    double halo_reach;      // pixels, where it has faded away; 0: it goes on to the kernel's edges
     double halo_energy;     // light that the halo holds, as a part of the pixel's
     int spokes;             // dark rays in the halo
     double spoke_contrast;  // up to how dark they are, 0 to 1
