@@ -45,14 +45,13 @@ struct FlareSpotInfo : EffectInfo {
     FloatControlK7 SourceRad{this,
                              {"SourceRad", "Radius", 10.0, 2.0, 200.0},
                              "Size of the light, in thousandths of half the picture; all ghosts follow it."};
-    FloatControlK7 MinScale{this,
-                            {"MinScale", "Min Scale", 20.0, 5.0, 200.0},
-                            "How much smaller than Max Scale says is the difference in size between the surfaces: the "
-                            "farther below it, the "
-                            "larger the ghosts of the last ones."};
+    FloatControlK7 MinScale{
+        this,
+        {"MinScale", "Min Scale", 20.0, 5.0, 200.0},
+        "Size of the last surface's ghost: it is as much larger than Max Scale as this number is smaller."};
     FloatControlK7 MaxScale{this,
                             {"MaxScale", "Max Scale", 124.4, 1.0, 300.0},
-                            "Size of the first surface's ghost, in tenths of the light's."};
+                            "Size of the first surface's ghost, in tenths of the light's radius."};
     FloatControlK7 Brightness{
         this, {"Brightness", "Brightness", 10.0, 1.0, 100.0}, "Brightness of the ghosts, in percent of twice white."};
     FloatControlK7 MaxSat{
