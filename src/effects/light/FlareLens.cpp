@@ -49,26 +49,29 @@ bool take_number(std::string_view& text, double& value) {
     return error == std::errc() && std::fabs(value) < 1e9;
 }
 
-// The numbers that a line begins with; false where it has too few.
+// The numbers that the next line begins with; false where it has too few.
 template <class... Numbers>
-bool take_line(std::istream& in, Numbers&... numbers) {
-    std::string line;
-    if (!std::getline(in, line)) return false;
-    std::string_view rest = line;
-    return (take_number(rest, numbers) && ...);
+bool take_line(std::string_view& text, Numbers&... numbers) {
+    std::string_view line = text.substr(0, text.find('\n'));
+    text.remove_prefix(std::min(line.size() + 1, text.size()));
+    return (take_number(line, numbers) && ...);
 }
 
 }  // namespace
 
 std::optional<LensSurfaces> read_lens(const std::string& file) {
+    constexpr std::size_t MOST = 65536;  // bytes, of which 50 lines need few
     if (file_size(file.c_str()) < 0) return {};
     std::ifstream in(file, std::ios::binary);
+    std::string bytes(MOST, '\0');
+    in.read(bytes.data(), MOST);
+    std::string_view text(bytes.data(), static_cast<std::size_t>(in.gcount()));
     double count = 0.0;
-    if (!take_line(in, count)) return {};
+    if (!take_line(text, count)) return {};
     LensSurfaces lens;
     for (int i = std::clamp(static_cast<int>(count), 1, MOST_LENS_LINES); i > 0; --i) {
         double radius = 0.0, axial = 0.0, aperture = 0.0;
-        if (!take_line(in, radius, axial, aperture)) return {};
+        if (!take_line(text, radius, axial, aperture)) return {};
         lens.push_back({static_cast<float>(radius), static_cast<float>(axial), static_cast<float>(aperture)});
     }
     return lens;
