@@ -83,6 +83,7 @@ bool read_star(std::string_view line, CatalogueStar& star) {
 
 void read_stars(const std::string& file, std::vector<CatalogueStar>& stars) {
     std::ifstream in(file, std::ios::binary);
+    in.exceptions(std::ios::badbit);  // memory that can't be had would read as the end of the file
     CatalogueStar star{};
     for (std::string line; std::getline(in, line);) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
@@ -114,6 +115,7 @@ StarList shared_stars(const std::vector<std::string>& files) {
 bool read_sites(const std::string& file, std::vector<SkySite>& sites) {
     std::ifstream in(file, std::ios::binary);
     if (!in) return false;
+    in.exceptions(std::ios::badbit);
     std::size_t next = 0;
     for (std::string line; std::getline(in, line) && next < sites.size();) {
         std::string_view rest = line;
