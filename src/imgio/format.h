@@ -97,7 +97,18 @@ constexpr ImgioFormat writes(ImgioFormat format, Depth depth = Depth::Bits8) {
 }
 
 // The formats that have sources of their own add their routines to the names.
+ImgioFormat alias_format(ImgioFormat names);
+ImgioFormat cineon_format(ImgioFormat names);
+ImgioFormat gif_format(ImgioFormat names);
+ImgioFormat jpeg_format(ImgioFormat names);
+ImgioFormat pixar_format(ImgioFormat names);
+ImgioFormat rla_format(ImgioFormat names);
+ImgioFormat sgi_format(ImgioFormat names);
+ImgioFormat softimage_format(ImgioFormat names);
+ImgioFormat sun_format(ImgioFormat names);
+ImgioFormat targa_format(ImgioFormat names);
 ImgioFormat tiff_format(ImgioFormat names);
+ImgioFormat yuv_format(ImgioFormat names);
 
 // ---- Errors ----------------------------------------------------------------------------------------------------
 

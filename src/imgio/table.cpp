@@ -9,24 +9,25 @@ namespace {
 
 using namespace imgio;
 
+// Those without routines (vertigo, art24, symbolics) are formats whose layout was never published.
 const ImgioFormat formats[] = {
     row("unknown", "", "%s%d", nullptr, nullptr),
-    row("pixar", "pxr", "%s_%4.4d", "IMGIO_PIXAR_EXT", "IMGIO_PIXAR_SEQ"),
-    row("rla", "rla", "%s.%4.4d", "IMGIO_RLA_EXT", "IMGIO_RLA_SEQ"),
-    row("softimage", "pic", "%s.%d", "IMGIO_SOFTIMAGE_EXT", "IMGIO_SOFTIMAGE_SEQ"),
-    row("alias", "als", "%s.%d", "IMGIO_ALIAS_EXT", "IMGIO_ALIAS_SEQ"),
-    row("sgirgb", "rgb", "%s_%4.4d", "IMGIO_SGIRGB_EXT", "IMGIO_SGIRGB_SEQ"),
-    row("sgisgi", "sgi", "%s.%4.4d", "IMGIO_SGISGI_EXT", "IMGIO_SGISGI_SEQ"),
+    pixar_format(row("pixar", "pxr", "%s_%4.4d", "IMGIO_PIXAR_EXT", "IMGIO_PIXAR_SEQ")),
+    rla_format(row("rla", "rla", "%s.%4.4d", "IMGIO_RLA_EXT", "IMGIO_RLA_SEQ")),
+    softimage_format(row("softimage", "pic", "%s.%d", "IMGIO_SOFTIMAGE_EXT", "IMGIO_SOFTIMAGE_SEQ")),
+    alias_format(row("alias", "als", "%s.%d", "IMGIO_ALIAS_EXT", "IMGIO_ALIAS_SEQ")),
+    sgi_format(row("sgirgb", "rgb", "%s_%4.4d", "IMGIO_SGIRGB_EXT", "IMGIO_SGIRGB_SEQ")),
+    sgi_format(row("sgisgi", "sgi", "%s.%4.4d", "IMGIO_SGISGI_EXT", "IMGIO_SGISGI_SEQ")),
     row("vertigo", "pic", "%s@%d", "IMGIO_VERTIGO_EXT", "IMGIO_VERTIGO_SEQ"),
-    row("targa2", "tga", "%s.%d", "IMGIO_TARGA2_EXT", "IMGIO_TARGA2_SEQ"),
-    row("yuv", "yuv", "%s.%d", "IMGIO_YUV_EXT", "IMGIO_YUV_SEQ"),
+    targa_format(row("targa2", "tga", "%s.%d", "IMGIO_TARGA2_EXT", "IMGIO_TARGA2_SEQ")),
+    yuv_format(row("yuv", "yuv", "%s.%d", "IMGIO_YUV_EXT", "IMGIO_YUV_SEQ")),
     tiff_format(row("tiff", "tif", "%s.%4.4d", "IMGIO_TIFF_EXT", "IMGIO_TIFF_SEQ")),
-    row("sun", "ras", "%s.%4.4d", "IMGIO_SUN_EXT", "IMGIO_SUN_SEQ"),
+    sun_format(row("sun", "ras", "%s.%4.4d", "IMGIO_SUN_EXT", "IMGIO_SUN_SEQ")),
     row("art24", "r", "%s%d", "IMGIO_ART24_EXT", "IMGIO_ART24_SEQ"),
     row("symbolics", "dump", "%s-%4.4d", "IMGIO_SYMBOLICS_EXT", "IMGIO_SYMBOLICS_SEQ"),
-    row("gif", "gif", "%s.%4.4d", "IMGIO_GIF_EXT", "IMGIO_GIF_SEQ"),
-    row("cin", "cin", "%s%4.4d", "IMGIO_CIN_EXT", "IMGIO_CIN_SEQ"),
-    row("jpeg", "jpg", "%s.%4.4d", "IMGIO_JPEG_EXT", "IMGIO_JPEG_SEQ"),
+    gif_format(row("gif", "gif", "%s.%4.4d", "IMGIO_GIF_EXT", "IMGIO_GIF_SEQ")),
+    cineon_format(row("cin", "cin", "%s%4.4d", "IMGIO_CIN_EXT", "IMGIO_CIN_SEQ")),
+    jpeg_format(row("jpeg", "jpg", "%s.%4.4d", "IMGIO_JPEG_EXT", "IMGIO_JPEG_SEQ")),
 };
 
 // Those that are no format's extension or pattern.

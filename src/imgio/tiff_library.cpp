@@ -2,6 +2,8 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 #include "imgio/format.h"
 #include "k7pi_baselib/k7pi_baselib.h"
@@ -48,18 +50,7 @@ toff_t stream_size(thandle_t handle) {
 }
 int leave_open(thandle_t) { return 0; }  // whoever opened the stream closes it
 
-// The handlers are libtiff's own, one for the process. Its copy inside the bundle is nobody else's.
-void install_handlers() {
-    static const bool installed = [] {
-        TIFFSetErrorHandler(on_error);
-        TIFFSetWarningHandler(on_warning);
-        return true;
-    }();
-    static_cast<void>(installed);
-}
-
 TIFF* on_stream(std::FILE* stream, const char* name, const char* mode) {
-    install_handlers();
     return TIFFClientOpen(name, mode, stream, read_stream, write_stream, seek_stream, leave_open, stream_size, nullptr,
                           nullptr);
 }
@@ -71,9 +62,38 @@ TIFF* create_tiff(OutputFile& file, const char* name) { return on_stream(file.st
 
 }  // namespace imgio
 
+// libtiff is linked from its archive. What follows stands in for members of it, so it must be in an object that is
+// linked before it.
+//
+// The part that knows the system: its memory, and where messages go. libtiff's own opens files by name, maps them and
+// writes to the standard error stream, and refers to that stream in a way that a shared library cannot be linked with
+// (Debian's archive is made for programs).
+extern "C" {
+extern TIFFErrorHandler _TIFFerrorHandler, _TIFFwarningHandler;
+TIFFErrorHandler _TIFFerrorHandler = imgio::on_error;
+TIFFErrorHandler _TIFFwarningHandler = imgio::on_warning;
+
+// Nothing in a file that is read or written here needs a larger block.
+static bool in_bounds(tmsize_t size) { return size > 0 && size <= imgio::MAX_BYTES + (1 << 20); }
+
+void* _TIFFmalloc(tmsize_t size) { return in_bounds(size) ? std::malloc(static_cast<std::size_t>(size)) : nullptr; }
+void* _TIFFcalloc(tmsize_t count, tmsize_t size) {
+    if (count <= 0 || size <= 0 || !in_bounds(size) || count > imgio::MAX_BYTES / size) return nullptr;
+    return std::calloc(static_cast<std::size_t>(count), static_cast<std::size_t>(size));
+}
+void* _TIFFrealloc(void* block, tmsize_t size) {
+    return in_bounds(size) ? std::realloc(block, static_cast<std::size_t>(size)) : nullptr;
+}
+void _TIFFfree(void* block) { std::free(block); }
+void _TIFFmemset(void* bytes, int value, tmsize_t count) { std::memset(bytes, value, static_cast<std::size_t>(count)); }
+void _TIFFmemcpy(void* to, const void* from, tmsize_t count) { std::memcpy(to, from, static_cast<std::size_t>(count)); }
+int _TIFFmemcmp(const void* a, const void* b, tmsize_t count) {
+    return std::memcmp(a, b, static_cast<std::size_t>(count));
+}
+}
+
 // Compressions that are left out: each would bring a library of its own, or belongs to pixels that imgio does not read.
-// libtiff is linked from its archive, and these stand in for the members that it would take from there, so they must be
-// in an object that is linked before it. A file that uses one of them is refused with libtiff's text.
+// A file that uses one of them is refused with libtiff's text.
 namespace {
 
 int refuse(int scheme) {
