@@ -24,5 +24,7 @@ extern const Command referenceCommand;
 extern const Command galleryCommand;
 extern const Command overlayCommand;
 extern const Command checkCommand;
+extern const Command imageInfoCommand;
+extern const Command convertCommand;
 
 }  // namespace quillon

@@ -20,8 +20,9 @@ namespace {
 
 using namespace quillon;
 
-const Command* const commands[] = {&listCommand,    &describeCommand,  &renderCommand, &overlayCommand,
-                                   &galleryCommand, &referenceCommand, &checkCommand};
+const Command* const commands[] = {&listCommand,    &describeCommand,  &renderCommand,
+                                   &overlayCommand, &galleryCommand,   &referenceCommand,
+                                   &checkCommand,   &imageInfoCommand, &convertCommand};
 
 std::vector<std::string> commandNames() {
     std::vector<std::string> names = {"help"};
