@@ -153,10 +153,11 @@ class CineonWriter final : public PictureWriter {
     void put_file_header(ByteWriter& out, std::size_t bytes) const;
     void put_picture_header(ByteWriter& out) const;
     void put_film_header(ByteWriter& out) const;
+    template <class T>
     void put_lines(ByteWriter& out);
     std::size_t line_bytes() const {
         const std::size_t samples = static_cast<std::size_t>(width()) * static_cast<std::size_t>(channels());
-        return bits() == 8 ? samples : (samples + 2) / 3 * 4;
+        return (samples + 2) / 3 * 4;
     }
 };
 
@@ -182,18 +183,17 @@ void CineonWriter::put_picture_header(ByteWriter& out) const {
     for (int c = 0; c < channels(); ++c) {
         out.u8(0);                            // a universal metric
         out.u8(channels() == 1 ? 0 : 1 + c);  // grey, or red, green, blue as printing densities
-        out.u8(bits() == 8 ? 8 : 10);
+        out.u8(10);
         out.u8(0);
         out.be32(static_cast<std::uint32_t>(width()));
         out.be32(static_cast<std::uint32_t>(height()));
-        const float highest = bits() == 8 ? 255.0f : 1023.0f;
-        for (const float value : {0.0f, 0.0f, highest, 2.046f}) out.be32(std::bit_cast<std::uint32_t>(value));
+        for (const float value : {0.0f, 0.0f, 1023.0f, 2.046f}) out.be32(std::bit_cast<std::uint32_t>(value));
     }
     out.fill(WHITE_AT - out.size());
     put_undefined(out, 8, UNDEFINED_FLOAT);  // white and primaries
     out.fill(FORMAT_AT - LABEL_AT);
     out.u8(BY_PIXEL);
-    out.u8(bits() == 8 ? 1 : LONG_WORDS_LEFT);
+    out.u8(LONG_WORDS_LEFT);
     out.fill(2 + 4 + 4 + 20);                // unsigned, positive, no filling
     put_undefined(out, 2, 0x80000000);       // offsets of the origin
     out.fill(100 + 12 + 12 + 64 + 32 + 32);  // scanned file and device
@@ -211,19 +211,19 @@ void CineonWriter::put_film_header(ByteWriter& out) const {
     out.fill(2 * HEADER - out.size());
 }
 
-// 16 bits are rounded to the nearest of 10, so that what was read from 10 is the same again.
+// To the nearest of 10 bits from 16, so that what was read from 10 is the same again; up from 8, so that it is the same
+// when it is read as 8 bits, rounded down.
+std::uint32_t ten_bits(std::uint16_t sample) { return (sample * 1023u + 32767u) / 65535u; }
+std::uint32_t ten_bits(std::uint8_t sample) { return (sample * 1023u + 254u) / 255u; }
+
+template <class T>
 void CineonWriter::put_lines(ByteWriter& out) {
     const int samples = width() * channels();
     for (int y = 0; y < height(); ++y) {
-        if (bits() == 8) {
-            out.append({line<std::uint8_t>(y), static_cast<std::size_t>(samples)});
-            continue;
-        }
-        const std::uint16_t* in = line<std::uint16_t>(y);
+        const T* in = line<T>(y);
         for (int i = 0; i < samples; i += 3) {
             std::uint32_t word = 0;
-            for (int k = 0; k < 3 && i + k < samples; ++k)
-                word |= (in[i + k] * 1023u + 32767u) / 65535u << (22 - 10 * k);
+            for (int k = 0; k < 3 && i + k < samples; ++k) word |= ten_bits(in[i + k]) << (22 - 10 * k);
             out.be32(word);
         }
     }
@@ -233,7 +233,7 @@ bool CineonWriter::encode(ByteWriter& out) {
     put_file_header(out, 2 * HEADER + line_bytes() * static_cast<std::size_t>(height()));
     put_picture_header(out);
     put_film_header(out);
-    put_lines(out);
+    bits() == 8 ? put_lines<std::uint8_t>(out) : put_lines<std::uint16_t>(out);
     return true;
 }
 

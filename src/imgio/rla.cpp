@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::size_t HEADER = 740;
 constexpr int REVISION = 0xfffe;
+enum Storage { BYTES = 0, WORDS = 1 };
 
 struct Window {
     int left = 0, right = 0, bottom = 0, top = 0;  // inclusive
@@ -73,8 +74,8 @@ bool RlaReader::parse(ImgioFile& file) {
     bytes.skip(2);
     const int matte_bits = take_signed(bytes);
     if (!bytes.ok() || revision != REVISION) return error("RLA: Bad revision in the header.\n");
-    if (storage != 0 || (colours != 1 && colours != 3) || mattes < 0 || mattes > 3 || m_bits < 1 || m_bits > 16 ||
-        (mattes > 0 && matte_bits != 0 && matte_bits != m_bits))
+    if (storage < 0 || storage > WORDS || (colours != 1 && colours != 3) || mattes < 0 || mattes > 3 || m_bits < 1 ||
+        m_bits > 16 || (mattes > 0 && matte_bits != 0 && matte_bits != m_bits))
         return error("RLA: Storage %d with %d channels and %d mattes of %d bits is not supported.\n", storage, colours,
                      mattes, m_bits);
     if (m_active.width() < 1 || m_active.height() < 1) return error("RLA: The picture is empty.\n");
@@ -124,7 +125,7 @@ void RlaWriter::put_header(ByteWriter& out) const {
         for (const int side : {0, width() - 1, 0, height() - 1}) out.be16(side);
     const int mattes = channels() % 2 == 0 ? 1 : 0;
     out.be16(1);  // frame
-    out.be16(0);  // integers
+    out.be16(bits() == 8 ? BYTES : WORDS);
     out.be16(channels() - mattes);
     out.be16(mattes);
     out.be16(0);
@@ -145,7 +146,7 @@ void RlaWriter::put_header(ByteWriter& out) const {
     out.text("", 12);
     out.text("", 32);
     out.be16(bits());
-    out.be16(0);
+    out.be16(bits() == 8 ? BYTES : WORDS);
     out.be16(mattes ? bits() : 0);
     out.fill(HEADER - out.size());
 }

@@ -398,6 +398,29 @@ TEST_F(Program, NeverReportsAFailedFrame) {
     EXPECT_THAT(result.err, HasSubstr("in.2.exr"));
 }
 
+TEST_F(Program, ConvertsPictureFiles) {
+    const std::string source = picture("in.tif", 0.25f), out = folder / "out.sgi", none = folder / "none.tif";
+    EXPECT_EQ(run({"image-info", source}).out, "tiff 3x2 4 channels 16 bits\n");
+    EXPECT_EQ(run({"convert", source, out, "--bits", "8"}).code, 0);
+    EXPECT_EQ(run({"image-info", out}).out, "sgisgi 3x2 3 channels 8 bits\n");
+    EXPECT_EQ(run({"convert", source, folder / "film.CIN"}).code, 0);
+    EXPECT_EQ(run({"image-info", folder / "film.CIN"}).out, "cin 3x2 3 channels 16 bits\n");
+    EXPECT_EQ(run({"convert", source, folder / "a.pic", "--format", "softimage"}).code, 0);
+    EXPECT_EQ(run({"image-info", folder / "a.pic", "--format", "softimage"}).out, "softimage 3x2 4 channels 8 bits\n");
+
+    // What fails leaves no file behind, and one that was there as it was.
+    const Result broken = run({"convert", out, none, "--in-format", "sun"});
+    EXPECT_EQ(broken.code, 1);
+    EXPECT_THAT(broken.err, HasSubstr("SUN: Bad magic number."));
+    const std::string before = contents(out);
+    EXPECT_EQ(run({"convert", source, out, "--format", "vertigo"}).code, 1);
+    EXPECT_EQ(contents(out), before);
+    EXPECT_EQ(run({"convert", source, folder / "a.xyz"}).code, 1);
+    EXPECT_EQ(run({"convert", source, none, "--format", "tif"}).code, 2);
+    EXPECT_EQ(run({"convert", source, folder / "a.jpg", "--bits", "16"}).code, 2);
+    EXPECT_EQ(folder.names(), (std::set<std::string>{"a.pic", "film.CIN", "in.tif", "out.sgi"}));
+}
+
 TEST_F(Program, ReportsBrokenRules) {
     const std::string in = picture("in.exr", 1.0f);
     const std::vector<std::string> base = {"-i", in, "-o", folder / "a.exr", "-p", "Fault=WrongType"};
