@@ -39,7 +39,9 @@ using ImgioFilePtr = std::unique_ptr<ImgioFile, CloseImg>;
 
 bool is_tk7(const char* format) { return format && std::strcmp(format, "tk7") == 0; }
 
+// At the start of each call, which leaves no text of an earlier one.
 const char* chosen_format(const char* path, const char* format) {
+    imgio_clear_error();
     return format && *format ? format : image_file_format(path);
 }
 

@@ -116,14 +116,19 @@ bool read_line16(ImgioFile* file, std::uint16_t* samples) {
 }
 
 int stepped(ImgioFile* file, bool done) {
-    if (done)
+    if (done) {
         ++file->line;
-    else
-        file->failed = true;
-    return done ? 0 : 1;
+        return 0;
+    }
+    file->failed = true;
+    error("ERROR: Failed to %s line [%d] of file [%s] format [%s]\n", file->writing ? "write" : "read", file->line,
+          file->path.c_str(), file->format->name);
+    return 1;
 }
 
 }  // namespace
+
+void imgio_clear_error() { clear_error(); }
 
 const char* imgio_last_error() { return last_error; }
 
@@ -192,7 +197,6 @@ ImgioFile* createimg(const char* path, int width, int height, int nbits, int cha
 }
 
 int closeimg(ImgioFile* file) {
-    clear_error();
     if (!file) return 1;
     bool whole = false;
     if (!file->format->close)

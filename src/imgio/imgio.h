@@ -94,4 +94,6 @@ int writeline(ImgioFile* file, const std::uint8_t* samples);
 int writeline16(ImgioFile* file, const std::uint16_t* samples);
 int seekline(ImgioFile* file, int line);  // of a file opened for reading; the next line read is `line`
 
-const char* imgio_last_error();  // texts of this thread's latest call that failed, on one line; "" when it went well
+// Texts of this thread's latest call that failed, on one line; "" when it went well. Closing a file adds to them.
+void imgio_clear_error();
+const char* imgio_last_error();

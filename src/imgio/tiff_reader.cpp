@@ -228,10 +228,24 @@ void TiffReader::finish_line(T* out) const {
     }
 }
 
+// Most files hold the very samples that are asked for.
+bool TiffReader::stored_as_asked() const {
+    return (m_bits == 8 || m_bits == 16) && m_samples == m_file->channels &&
+           (m_photometric == PHOTOMETRIC_RGB || m_photometric == PHOTOMETRIC_MINISBLACK) &&
+           (m_orientation == ORIENTATION_TOPLEFT || m_orientation == ORIENTATION_BOTLEFT);
+}
+
 bool TiffReader::read(int line, void* samples) {
     const bool bottom_up = m_orientation == ORIENTATION_BOTLEFT || m_orientation == ORIENTATION_BOTRIGHT;
     const int row = bottom_up ? m_file->height - 1 - line : line;
     const bool apart = m_planar == PLANARCONFIG_SEPARATE && m_samples > 1;
+    if (stored_as_asked() && !apart) {
+        m_bands.resize(1);
+        const std::uint8_t* packed = row_of_plane(0, row);
+        if (packed)
+            std::memcpy(samples, packed, static_cast<std::size_t>(m_file->width * m_samples) * (m_bits == 8 ? 1 : 2));
+        return packed != nullptr;
+    }
     // Extra samples beyond the first are of no use; planes of theirs are not even decoded.
     const int planes = apart ? std::min(m_samples, m_colours + 1) : 1;
     m_bands.resize(static_cast<std::size_t>(planes));

@@ -31,6 +31,7 @@ class TiffReader final : public Reader {
     bool understood();
     bool fits_file() const;
     bool measure_bands();
+    bool stored_as_asked() const;
     const std::uint8_t* row_of_plane(int plane, int row);
     bool decode_strip(Band& band, int plane, std::int64_t index);
     bool decode_tiles(Band& band, int plane, std::int64_t index);

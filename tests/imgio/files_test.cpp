@@ -90,11 +90,13 @@ TEST_F(Files, OtherPrograms) {
 // A file cut anywhere, or with any of its first bytes turned over, is refused or read, but neither crashes nor hangs.
 // Cut files of fixed size are always refused.
 TEST_F(Files, BrokenOnes) {
+    const std::string tk7 = "tk7";  // has no texts of its own
     for (const char* format : all_formats) {
         const std::string whole = bytes_of(written(format));
         ASSERT_TRUE(reads(whole, format)) << format;
         for (std::size_t size = 0; size + 8 < whole.size(); size += 1 + size / 8)
-            EXPECT_FALSE(reads(whole.substr(0, size), format)) << format << " cut to " << size;
+            if (const bool read = reads(whole.substr(0, size), format); read || (!*imgio_last_error() && format != tk7))
+                ADD_FAILURE() << format << " cut to " << size << (read ? " is read" : " is refused without a text");
         for (std::size_t at = 0; at < std::min<std::size_t>(whole.size(), 1100); at += at < 64 ? 1 : 17) {
             std::string changed = whole;
             changed[at] = static_cast<char>(~changed[at]);
@@ -125,6 +127,8 @@ TEST_F(Files, CallsRefuse) {
     EXPECT_EQ(image_read((m_folder / "a.unknown").c_str()), nullptr);
     EXPECT_FALSE(image_write((m_folder / "a.unknown").c_str(), image.get(), false));
     EXPECT_FALSE(image_write((m_folder / "a.pic").c_str(), image.get(), false));
+    EXPECT_EQ(image_read((m_folder / "a.unknown").c_str()), nullptr);
+    EXPECT_STREQ(imgio_last_error(), "");  // none of an earlier call
     EXPECT_STREQ(image_file_format("x/Y.PIC"), "vertigo");
     EXPECT_EQ(setformat("nonsense"), 1);
 
