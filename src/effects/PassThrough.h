@@ -56,8 +56,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input1", "Background", "BG", true}, {"Input2", "Brush"}}},
     {{.name = "TrailStopMo", .menu = "Trailz", .otherFrames = true, .description = "Trail generation. This effect is in Box Number 7"},
      {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte", nullptr, true}}},
-    {{.name = "TVWall", .menu = "TV Effects", .overlay = true, .otherFrames = true, .description = "A wall of televisions. This effect is in Box Number 11"},
-     {{"Back", "Background", "BG", true}, {"InputA", "Clip 1", "Clip1", false, true}, {"InputB", "Clip 2", "Clip2", false, true}}},
     {{.name = "Typo", .menu = "Abstract", .overlay = true, .description = "Generates an output image from the characters of a text message, repeated as required to fill the output image. This effect is in Box Number 13"},
      {{"Input", "Text Texture Clip", nullptr, true}}},
     // clang-format on

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Library2/PluginK7.h"
+#include "effects/engines/controls/QuadControls.h"
 #include "effects/engines/refraction/Refraction.h"
 
 // The colours that part, and the light.
@@ -32,36 +33,7 @@ struct MatteControls {
     CheckboxControlK7 InvertMatte;
 };
 
-// The corners of the plane in the picture.
-struct QuadControls {
-    explicit QuadControls(EffectInfo* owner);
-
-    std::array<float, 8> corners(float row_scale) const;         // lower left, upper left, upper right, lower right;
-    std::array<float, 8> overlayCorners(float row_scale) const;  // y times `row_scale`
-
-    PositionControlK7 TL;
-    PositionControlK7 BL;
-    PositionControlK7 TR;
-    PositionControlK7 BR;
-};
-
 // ---- Handles --------------------------------------------------------------------------------------------------
-
-class QuadOverlayK7 final : public OverlayControlK7 {  // 1 to 4: the corners
-  public:
-    QuadOverlayK7(EffectInfo* owner, QuadControls& quad);
-    const char* kind() const override { return "quad"; }
-    int parts() const override { return 4; }
-    Point partPlace(int part, Point towards) const override;
-
-  protected:
-    std::vector<ControlK7*> partControls(int part) const override { return {m_corners[part - 1]}; }
-    void moveTo(int part, Point pen) override;
-    void draw(const OverlayPen& pen) const override;
-
-  private:
-    PositionControlK7* m_corners[4];  // around the plane
-};
 
 // A crosshair on the plane: where it is seen in the picture.
 class PlanePointOverlayK7 final : public OverlayControlK7 {  // 1: the point
