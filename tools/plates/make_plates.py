@@ -484,16 +484,16 @@ def road():
     asphalt.colour_from(asphalt.noise(1.4, 10, 0.7), (0.3, (0.035, 0.035, 0.036)), (0.75, (0.095, 0.092, 0.088)))
     asphalt.bump(asphalt.noise(60, 4), 0.5, 0.01)
 
-    def rise(y):
-        return 1.3 * math.sin(y * 0.0125 + 2.2) - 1.05 + max(0, y - 520) * 0.004
+    def rise(y):  # a dip, and then as good as flat, so that no crest hides a piece of the road
+        return 1.3 * math.sin(min(y, 452) * 0.0125 + 2.2) - 1.05 + max(0, y - 452) * 0.0004
 
     def ground(x, y):
         return rise(y) - 0.1 + (abs(x) > 5) * 0.1 * noise.noise((x * 0.6, y * 0.2, 0)) + \
             (abs(x) > 9) * min(1, (abs(x) - 9) / 20) * 0.9 * noise.noise((x * 0.05, y * 0.02, 4)) - (abs(x) <= 4.5) * 0.05
 
-    terrain("plain", (240, 1100), 1.5, ground, sand, (-120.75, -10))
-    strip = [(x, y * 4.0 - 10, rise(y * 4.0 - 10)) for y in range(276) for x in (-3.7, 3.7)]
-    mesh("road", strip, [(2 * i, 2 * i + 1, 2 * i + 3, 2 * i + 2) for i in range(275)], asphalt)
+    terrain("plain", (601.5, 1100), 1.5, ground, sand, (-300.75, -10))  # as wide as the lens sees at its far end
+    strip = [(x, y * 4.0 - 10, rise(y * 4.0 - 10)) for y in range(381) for x in (-3.7, 3.7)]
+    mesh("road", strip, [(2 * i, 2 * i + 1, 2 * i + 3, 2 * i + 2) for i in range(380)], asphalt)
     yellow, white = Material("yellow", (0.62, 0.40, 0.06), 0.7), Material("white", (0.6, 0.58, 0.54), 0.7)
     for paint in (yellow, white):
         worn = paint.node("MixShader")
@@ -510,10 +510,10 @@ def road():
                   for i in range(steps + 1) for s in (-1, 1)]
         mesh("stripe", points, [(2 * i, 2 * i + 1, 2 * i + 3, 2 * i + 2) for i in range(steps)], material)
 
-    for i in range(90):
+    for i in range(125):
         stripe(0, 0.07, i * 12.0 - 8, i * 12.0 - 4, yellow)
     for x in (-3.4, 3.4):
-        stripe(x, 0.06, -10, 1000, white)
+        stripe(x, 0.06, -10, 1500, white)
     rock = Material("rock", (0.25, 0.15, 0.1), 0.95)
     rock.colour_from(rock.noise(0.004, 8, 0.7), (0.35, (0.15, 0.085, 0.06)), (0.68, (0.36, 0.23, 0.15)))
 
@@ -522,7 +522,7 @@ def road():
         return max(-8, 115 * (ridge - 0.55) * min(1, max(0, (y - 1500) / 900)))
 
     terrain("hills", (6400, 2600), 25, hills, rock, (-3200, 1400))
-    flat = mesh("far plain", [(-5000, 900, 0.2), (5000, 900, 0.2), (5000, 3600, 3.0), (-5000, 3600, 3.0)], [(0, 1, 2, 3)], sand)
+    flat = mesh("far plain", [(x, y, rise(y) - 0.1) for x, y in ((-5000, 900), (5000, 900), (5000, 3600), (-5000, 3600))], [(0, 1, 2, 3)], sand)
     shrub = Material("shrub", (0.055, 0.06, 0.025), 0.95)
     vertices, faces = [], []
     for _ in range(260):
@@ -544,9 +544,9 @@ def road():
         y = 25 + i * 42.0
         cylinder((8.5, y, rise(y) - 0.5), (8.5, y, rise(y) + 7.6), 0.13, wood, 0.1, 8)
         cylinder((7.3, y, rise(y) + 7.0), (9.7, y, rise(y) + 7.0), 0.07, wood, sides=6)
-    sky(36, 200, 0.13, sun=0.9, dust=1.5)
+    sky(36, 200, 0.13, sun=0.9, clouds=(0.45, 10.0), dust=0.3)
     camera((-1.3, -16, 1.7), (0.4, 200, 3.4), 70)
-    finish(exposure=-0.55, mist=((0.5, 0.54, 0.6), 150, 4200, 0.8))
+    finish(exposure=-0.55, mist=((0.46, 0.53, 0.64), 150, 4200, 0.62))
 
 
 def trees():
