@@ -147,7 +147,7 @@ void Candle::step(FuelThreshold threshold) {
     addWind(flow, wind);
     flow.set_density_field(m_density, 0.0F);
     flow.set_temperature_field(m_temperature, DENSITY_WEIGHT, static_cast<float>(HeatUp.value) * FLUID_FORCE);
-    flow.add_buoyancy();
+    addHeat(flow);
     flow.set_dissipation(m_temperature, static_cast<float>(TempDiss.value));
     flow.set_dissipation(m_density, DENSITY_FADE);
     flow.set_variable_viscosity(-1, 0.0F, 0.0F, 1.0F);

@@ -102,7 +102,7 @@ void Fire::forces(FluidFlow& flow) {
     flow.set_density_field(m_density, 0.0F);
     flow.set_temperature_field(m_temperature, static_cast<float>(DenseDown.value) * FLUID_FORCE,
                                static_cast<float>(HeatUp.value) * FLUID_FORCE);
-    flow.add_buoyancy();
+    addHeat(flow);
 }
 
 // ---- The picture ----------------------------------------------------------------------------------------------

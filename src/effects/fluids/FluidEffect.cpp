@@ -1,5 +1,10 @@
 #include "effects/fluids/FluidEffect.h"
 
+void addHeat(FluidFlow& flow) {
+    constexpr float UP = 0.0F;
+    flow.add_buoyancy(UP, false);
+}
+
 int newField(FluidFlow& flow, const char* name) {
     const int slot = flow.add_field(name);
     made(slot >= 0);

@@ -8,6 +8,10 @@
 
 inline constexpr float FLUID_FORCE = 0.01F;  // of a control's full strength, in the fluid's units
 
+// Lifts the gas of a flame by its heat as it is. By heat less its mean, all cold air would sink, and as nothing slows
+// it down, it would blow the flames flat within fifty frames.
+void addHeat(FluidFlow& flow);
+
 int newField(FluidFlow& flow, const char* name);  // its slot
 
 void addWind(FluidFlow& flow, const FluidWindControls& wind);
