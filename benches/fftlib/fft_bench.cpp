@@ -63,6 +63,9 @@ std::vector<Bench> convolutions() {
 
 const std::vector<Bench> s_convolutions = convolutions();
 
+const BenchGate s_convolution_gates[] = {BenchGate::rivals("convolve 255x255", "FFTW"),
+                                         BenchGate::rivals("convolve 255x255, a kernel for each channel", "FFTW")};
+
 std::vector<Bench> sines() {
     std::vector<Bench> list;
     for (const int size : {128, 256, 512})

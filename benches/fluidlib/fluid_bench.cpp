@@ -107,4 +107,8 @@ const Bench sines_256("fluid, projection 256", "fast sine transforms alone", 0, 
 const Bench load_full("fluid, load a picture", QUILLON, 1, picture_load(false));
 const Bench load_scaled("fluid, load a picture to 128", QUILLON, 1, picture_load(true));
 
+const BenchGate velocity_gates[] = {BenchGate::milliseconds("fluid, velocity 128", 4.0),
+                                    BenchGate::milliseconds("fluid, velocity 256", 16.0)};
+const BenchGate field_gate = BenchGate::memcpys("fluid, field, 20 steps over 128", 60.0);
+
 }  // namespace

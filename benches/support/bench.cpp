@@ -24,6 +24,11 @@ std::vector<BenchEntry>& entries() {
     return list;
 }
 
+std::vector<BenchGate>& gates() {
+    static std::vector<BenchGate> list;
+    return list;
+}
+
 void set_rival_threads(int threads) {
 #ifdef QUILLON_RIVAL_OPENCV
     cv::setNumThreads(threads);
@@ -48,6 +53,21 @@ Bench::Bench(std::string subject, std::string contender, double streams, Factory
     entries().push_back({std::move(subject), std::move(contender), streams, std::move(factory)});
 }
 
+BenchGate::BenchGate(std::string of, double limit, Unit in, std::string other)
+    : subject(std::move(of)), most(limit), unit(in), rival(std::move(other)) {
+    gates().push_back(*this);
+}
+
+BenchGate BenchGate::milliseconds(std::string subject, double most) {
+    return {std::move(subject), most, Unit::Milliseconds};
+}
+
+BenchGate BenchGate::memcpys(std::string subject, double most) { return {std::move(subject), most, Unit::Memcpys}; }
+
+BenchGate BenchGate::rivals(std::string subject, std::string rival) {
+    return {std::move(subject), 1.0, Unit::Rival, std::move(rival)};
+}
+
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
@@ -59,8 +79,8 @@ int main(int argc, char** argv) {
                 ->UseRealTime()
                 ->MinTime(0.05)
                 ->Repetitions(REPETITIONS);
-    TableReporter table(entries());
+    TableReporter table(entries(), gates());
     benchmark::RunSpecifiedBenchmarks(&table);
     table.print();
-    return 0;
+    return table.print_gates() ? 0 : 1;
 }

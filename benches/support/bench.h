@@ -26,6 +26,27 @@ class Bench {
     Bench(std::string subject, std::string contender, double streams, Factory factory);
 };
 
+// What the fastest repetition of a subject may take at most on two threads. A run in which a gate is missed ends with
+// exit code 1. Beside other work the clock shows that too: measure again on a quiet machine before believing a miss.
+//
+//     const BenchGate gate = BenchGate::milliseconds("fluid, velocity 128", 4.0);
+struct BenchGate {
+    enum class Unit { Milliseconds, Memcpys, Rival };
+    std::string subject;
+    double most;
+    Unit unit;
+    std::string rival;
+
+    static BenchGate milliseconds(std::string subject, double most);
+    // Times of a two-thread memcpy of one frame in the same run.
+    static BenchGate memcpys(std::string subject, double most);
+    // No slower than a rival in the same run; passes where it is not installed.
+    static BenchGate rivals(std::string subject, std::string rival);
+
+  private:
+    BenchGate(std::string of, double limit, Unit in, std::string other = "");
+};
+
 // ---- Frames ---------------------------------------------------------------------------------------------------
 
 inline constexpr int FRAME_WIDTH = 1920, FRAME_HEIGHT = 1080;

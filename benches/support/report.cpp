@@ -8,11 +8,16 @@
 namespace {
 
 const char* const MEMCPY_SUBJECT = "memcpy";
+const char* const MEMCPY_CONTENDER = "memcpy";
 
 }  // namespace
 
+std::string bench_name(const std::string& subject, const std::string& contender, int threads) {
+    return subject + "|" + contender + "|" + std::to_string(threads);
+}
+
 std::string bench_name(const BenchEntry& entry, int threads) {
-    return entry.subject + "|" + entry.contender + "|" + std::to_string(threads);
+    return bench_name(entry.subject, entry.contender, threads);
 }
 
 void TableReporter::ReportRuns(const std::vector<Run>& runs) {
@@ -26,9 +31,36 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs) {
     if (isatty(STDERR_FILENO)) std::fprintf(stderr, "\r\033[K");
 }
 
-double TableReporter::time(const BenchEntry& entry, int threads) const {
-    const auto place = m_best.find(bench_name(entry, threads));
+double TableReporter::best(const std::string& subject, const std::string& contender, int threads) const {
+    const auto place = m_best.find(bench_name(subject, contender, threads));
     return place == m_best.end() ? 0.0 : place->second;
+}
+
+double TableReporter::time(const BenchEntry& entry, int threads) const {
+    return best(entry.subject, entry.contender, threads);
+}
+
+double TableReporter::limit(const BenchGate& gate) const {
+    switch (gate.unit) {
+        case BenchGate::Unit::Memcpys:
+            return gate.most * best(MEMCPY_SUBJECT, MEMCPY_CONTENDER, 2);
+        case BenchGate::Unit::Rival:
+            return gate.most * best(gate.subject, gate.rival, 2);
+        default:
+            return gate.most;
+    }
+}
+
+bool TableReporter::print_gates() const {
+    bool passed = true;
+    for (const BenchGate& gate : m_gates) {
+        const double took = best(gate.subject, QUILLON, 2), most = limit(gate);
+        if (took <= 0.0 || most <= 0.0) continue;
+        passed = passed && took <= most;
+        std::printf("gate %-40s %9.2f of %9.2f ms: %s\n", gate.subject.c_str(), took, most,
+                    took <= most ? "passed" : "MISSED");
+    }
+    return passed;
 }
 
 void TableReporter::print() const {
