@@ -76,20 +76,38 @@ TEST(Fire, RisesFromTheFuelAndStaysWithinBarriers) {
     Fires fires;
     fires.effect.MatteOut.value = true;
     fires.frames(0, 12);
-    const K7Image& matte = fires.render(13);
-    double above = 0.0, below = 0.0;
-    for (int x = 0; x < WIDTH; ++x)
-        for (int step = 5; step <= 9; ++step) {
-            above += static_cast<double>(at(matte, x, 9 + step));
-            below += static_cast<double>(at(matte, x, 9 - step));
-        }
-    EXPECT_GT(above, 10.0 * below + 1.0);
+    const auto rises = [&](int frame) {
+        const K7Image& matte = fires.render(frame);
+        double above = 0.0, below = 0.0;
+        for (int x = WIDTH / 4; x < WIDTH * 3 / 4; ++x)
+            for (int step = 5; step <= 9; ++step) {
+                above += static_cast<double>(at(matte, x, 9 + step));
+                below += static_cast<double>(at(matte, x, 9 - step));
+            }
+        return above > 10.0 * below + 10.0;
+    };
+    EXPECT_TRUE(rises(13));
+    fires.effect.HeatUp.value = 3.0;
+    fires.frames(14, 100);
+    EXPECT_TRUE(rises(101)) << "also after long";
     // Everything solid: what burns stays where it is.
     fires.effect.UseBarriers.value = true;
     fires.effect.barrier.image = flat(WIDTH, HEIGHT, 1.0f);
-    fires.frames(14, 20);
-    EXPECT_EQ(at(fires.render(21), WIDTH / 2, 20, 3), 0.0f);
-    EXPECT_GT(at(fires.render(22), WIDTH / 2, 9, 3), 0.5f);
+    fires.frames(102, 108);
+    EXPECT_EQ(at(fires.render(109), WIDTH / 2, 20, 3), 0.0f);
+    EXPECT_GT(at(fires.render(110), WIDTH / 2, 9, 3), 0.5f);
+}
+
+TEST(Fire, OverBlackIsAsOverNothing) {
+    Fires over, on_nothing;
+    over.effect.OverBlack.value = true;
+    on_nothing.source = flat(WIDTH, HEIGHT, 0.0f);
+    for (int frame = 0; frame < 8; ++frame) {
+        const ImagePtr black = over.copy(frame);
+        EXPECT_EQ(difference(*black, on_nothing.render(frame)), 0.0) << frame;
+    }
+    over.effect.OverBlack.value = false;
+    EXPECT_GT(difference(over.render(8), on_nothing.render(8)), 0.1);
 }
 
 // ---- Fuel -----------------------------------------------------------------------------------------------------

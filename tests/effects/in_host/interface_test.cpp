@@ -112,7 +112,8 @@ TEST(Handles, AreDraggedOverThePicture) {
         const char* effect;
         OfxPointD from, to;
         const char* parameter;
-        std::vector<double> expected;  // empty: nothing is held there
+        std::vector<double> expected;    // empty: nothing is held there
+        const char* switched = nullptr;  // turned on before
     } cases[] = {
         {"Q_CrashZoom", {102, 47}, {150, 90}, "Centre", {0.75, 0.9}},
         {"Q_CrashZoom", {88, 66}, {100, 95}, "Radius", {0.45}},  // by any place on its circle of 20 pixels
@@ -135,12 +136,22 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_Thermo", {132, 66}, {250, -15}, "Temperature4", {1.0, 0.0}},  // points of a curve stay in the picture
         {"Q_Thermo", {40, 90}, {40, 40}, "Intensity2", {0.2, 0.4}},
         {"Q_Thermo", {100, 10}, {40, 40}, "Intensity2", {}},
+        {"Q_Fire", {100, 50}, {50, 80}, "WindEndA", {0.25, 0.8}, "WindOnA"},
+        {"Q_Fire", {100, 50}, {50, 80}, "WindEndA", {}},  // what is off has no handles
+        {"Q_Fire", {86.6, 33.3}, {106.6, 33.3}, "VortexRadiusA", {0.2}, "VortexOnA"},
+        {"Q_Candle", {100, 20}, {40, 60}, "Centre", {0.2, 0.6}},
+        {"Q_Candle", {110, 20}, {120, 20}, "CRadiusX", {0.2}},
+        {"Q_ClipFlow", {40, 50}, {100, 25}, "CenterA", {0.5, 0.25}, "UseVelocityA"},
+        {"Q_ImageFlow", {48, 54}, {60, 75}, "XScaleA", {0.2}, "UseVelocityA"},
+        {"Q_ImageFlow", {48, 54}, {60, 75}, "YScaleA", {0.5}, "UseVelocityA"},
+        {"Q_TransFlow", {100, 66.6}, {20, 90}, "VortexCenterB", {0.1, 0.9}, "VortexOnB"},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(testing::Message() << test.effect << " " << test.parameter);
         RecordingHost host;
         host.project.width = 200, host.project.height = 100;
         TestEffect& effect = host.effect(test.effect);
+        if (test.switched) effect.set(test.switched, 1.0);
         const ofxhost::ParamValue before = effect.param(test.parameter).value();
         const auto viewer = ofxhost::Interact::create(effect.instance(), {.viewport = {200, 100}});
         ASSERT_NE(viewer, nullptr);
