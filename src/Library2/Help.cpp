@@ -12,8 +12,7 @@ constexpr std::size_t LONGEST_HELP_PATH = 2048;
 std::string manualFile() {
     const std::string replaced = read_variable("QuillonHelpPath");
     if (!replaced.empty() && replaced.size() <= LONGEST_HELP_PATH) return replaced;
-    const std::string contents = path_directory(path_directory(module_path()));  // from Contents/<architecture>/
-    return path_join(path_join(contents, "Resources"), "OFX_Quillon.pdf");
+    return path_join(bundle_resources(), "OFX_Quillon.pdf");
 }
 
 // Hands the file to the desktop. What went wrong; empty where it was opened.

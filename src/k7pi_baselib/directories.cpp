@@ -79,3 +79,13 @@ std::string GetHostPlatformSpecificDataDirectory() {
     Trace(TRACE_TRACE, "GetHostPlatformSpecificDataDirectory() returning [%s]\n", directory.c_str());
     return directory;
 }
+
+std::string bundle_resources() {
+    const std::string contents = path_directory(path_directory(module_path()));  // from Contents/<architecture>/
+    return path_join(contents, "Resources");
+}
+
+std::string data_file(const std::string& name) {
+    const std::string own = path_join(GetHostPlatformSpecificDataDirectory(), name);
+    return path_readable(own.c_str()) ? own : path_join(path_join(bundle_resources(), "data"), name);
+}

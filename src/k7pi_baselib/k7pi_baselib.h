@@ -30,6 +30,9 @@ std::string get_standard_directory(int number);      // empty for a number that 
 bool ensure_standard_directories();                  // creates the four; false when one cannot be had
 std::string GetHostPlatformSpecificHomeDirectory();  // <parent of home>/Quillon-OFX
 std::string GetHostPlatformSpecificDataDirectory();  // <parent of home>/Quillon-OFX/data
+std::string bundle_resources();                      // Contents/Resources of the bundle this library is part of
+// A file of the data directory, the user's own or else the one of the bundle.
+std::string data_file(const std::string& name);
 
 // ---- Variables ------------------------------------------------------------------------------------------------
 //

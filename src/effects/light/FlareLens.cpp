@@ -80,11 +80,7 @@ std::optional<LensSurfaces> read_lens(const std::string& file) {
 std::string lens_file(const std::string& name) {
     const bool extended = name.find('.', name.find_last_of(PATH_SEP) + 1) != std::string::npos;
     const std::string full = extended ? name : name + ".txt";
-    if (full.front() == PATH_SEP) return full;
-    const std::string own = path_join(GetHostPlatformSpecificDataDirectory(), full);
-    if (path_readable(own.c_str())) return own;
-    const std::string contents = path_directory(path_directory(module_path()));  // from Contents/<architecture>/
-    return path_join(path_join(path_join(contents, "Resources"), "data"), full);
+    return full.front() == PATH_SEP ? full : data_file(full);
 }
 
 LensSurfaces normalised(const LensSurfaces& lens) {

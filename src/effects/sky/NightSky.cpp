@@ -136,8 +136,8 @@ void NightSky::useList(StarList stars) {
 void NightSky::loadStars() {
     if (m_loaded) return;
     const StageTimer timer("NightSky catalogue");
-    useList(shared_stars({sky_data_file("fk5.dat"), sky_data_file("fk5_ext.dat")}));
-    const std::string sites = sky_data_file("location.dat");
+    useList(shared_stars({data_file("fk5.dat"), data_file("fk5_ext.dat")}));
+    const std::string sites = data_file("location.dat");
     const bool known = read_sites(sites, m_sites);
     if (!known) Trace(TRACE_WARN, "Error in loading location Data\n");
     const std::string folder = path_directory(sites);

@@ -125,10 +125,3 @@ bool read_sites(const std::string& file, std::vector<SkySite>& sites) {
     }
     return true;
 }
-
-std::string sky_data_file(const char* name) {
-    const std::string own = path_join(GetHostPlatformSpecificDataDirectory(), name);
-    if (path_readable(own.c_str())) return own;
-    const std::string contents = path_directory(path_directory(module_path()));  // from Contents/<architecture>/
-    return path_join(path_join(path_join(contents, "Resources"), "data"), name);
-}

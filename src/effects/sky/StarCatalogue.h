@@ -37,6 +37,3 @@ extern const SkySite BUILT_IN_SITES[SKY_SITES];
 // Rows of latitude, longitude, offset and a name, in the order of the built-in table. Rows beyond it are not used, and
 // names are those of the table. False when the file can't be read.
 bool read_sites(const std::string& file, std::vector<SkySite>& sites);
-
-// A file of the data directory, the user's own or else the one of the bundle.
-std::string sky_data_file(const char* name);
