@@ -1,0 +1,108 @@
+#include "flowfinderlib/flow_levels.h"
+
+#include <cmath>
+#include <vector>
+
+namespace {
+
+constexpr float WHITE = 255.0F;
+
+template <class Work>
+void each_row(int rows, Work&& work) {
+    for_rows_float(rows, [&](int first, int last) {
+        for (int y = first; y <= last; ++y) work(y);
+    });
+}
+
+float bent(float v) {
+    if (!(v > -1.0F)) return v <= -1.0F ? -WHITE : 0.0F;
+    return WHITE * (v <= 1.0F ? v : 2.0F - 1.0F / v);
+}
+
+template <class T>
+void read_row(const T* from, int width, int channels, int channel, float scale, float* out) {
+    for (int x = 0; x < width; ++x, from += channels) {
+        if (channel < 0)
+            out[x] = bent(scale * (0.299F * float(from[0]) + 0.587F * float(from[1]) + 0.114F * float(from[2])));
+        else
+            out[x] = bent(scale * float(from[channel]));
+    }
+}
+
+// Halves of kernels of even length: pixel n of the result lies between 2n and 2n + 1.
+struct HalfKernel {
+    int taps;
+    float weights[3];
+};
+constexpr HalfKernel HALF_KERNELS[] = {
+    {1, {0.5F, 0, 0}}, {2, {0.375F, 0.125F, 0}}, {3, {0.3125F, 0.15625F, 0.03125F}}};
+
+}  // namespace
+
+bool flow_read_grey(const K7Image* image, int channel, FlowPlane& grey) {
+    if (!grey.make(image->width, image->height)) return false;
+    const int channels = image->channels;
+    const int from = channel > 0 ? std::min(channel, channels) - 1 : (channels >= 3 ? -1 : 0);
+    const float scale = 1.0F / image_full_value(image->sample_type);
+    each_row(image->height, [&](int y) {
+        float* out = grey.row(y);
+        switch (image->sample_type) {
+            case SAMPLE_U8: read_row(image_row<std::uint8_t>(image, y), image->width, channels, from, scale, out); break;
+            case SAMPLE_U16: read_row(image_row<std::uint16_t>(image, y), image->width, channels, from, scale, out); break;
+            case SAMPLE_U32: read_row(image_row<std::uint32_t>(image, y), image->width, channels, from, scale, out); break;
+            default: read_row(image_row<float>(image, y), image->width, channels, from, scale, out);
+        }
+    });
+    return true;
+}
+
+void flow_halve(const FlowPlane& from, FlowPlane& to, int filter) {
+    const HalfKernel& kernel = HALF_KERNELS[filter];
+    for_rows_float(to.height, [&](int first, int last) {
+        std::vector<float> column(std::size_t(from.stride()));
+        float* line = column.data() + FLOW_BORDER;
+        for (int y = first; y <= last; ++y) {
+            std::fill(column.begin(), column.end(), 0.0F);
+            for (int k = 0; k < kernel.taps; ++k) {
+                const float *above = from.row(2 * y - k), *below = from.row(2 * y + 1 + k);
+                for (int x = -3; x < from.width + 4; ++x) line[x] += kernel.weights[k] * (above[x] + below[x]);
+            }
+            float* out = to.row(y);
+            for (int x = 0; x < to.width; ++x) {
+                float sum = 0;
+                for (int k = 0; k < kernel.taps; ++k) sum += kernel.weights[k] * (line[2 * x - k] + line[2 * x + 1 + k]);
+                out[x] = sum;
+            }
+        }
+    });
+}
+
+void flow_differentiate(FlowGrey& level) {
+    FlowPlane& grey = level.grey;
+    each_row(grey.height, [&](int y) { grey.extend_row(y); });
+    grey.extend_above_and_below();
+    each_row(grey.height, [&](int y) {
+        const float *row = grey.row(y), *above = grey.row(y - 1), *below = grey.row(y + 1);
+        float *to_x = level.x.row(y), *to_y = level.y.row(y);
+        for (int x = 0; x < grey.width; ++x) {
+            to_x[x] = 0.5F * (row[x + 1] - row[x - 1]);
+            to_y[x] = 0.5F * (below[x] - above[x]);
+        }
+    });
+}
+
+void flow_enlarge(const FlowPlane& from, FlowPlane& to) {
+    for_rows_float(to.height, [&](int first, int last) {
+        std::vector<float> column(std::size_t(from.width) + 2);
+        float* line = column.data() + 1;
+        for (int y = first; y <= last; ++y) {
+            const int near = y / 2, far = std::clamp(y % 2 ? near + 1 : near - 1, 0, from.height - 1);
+            const float *a = from.row(near), *b = from.row(far);
+            for (int x = 0; x < from.width; ++x) line[x] = 1.5F * a[x] + 0.5F * b[x];  // twice as long
+            line[-1] = line[0];
+            line[from.width] = line[from.width - 1];
+            float* out = to.row(y);
+            for (int x = 0; x < to.width; ++x) out[x] = 0.75F * line[x / 2] + 0.25F * line[x % 2 ? x / 2 + 1 : x / 2 - 1];
+        }
+    });
+}

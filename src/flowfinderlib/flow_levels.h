@@ -1,0 +1,15 @@
+// Private to the flow finder: grey pictures and flows from one size to another.
+#pragma once
+
+#include "flowfinderlib/flow_finder.h"
+
+// Levels of 255, from the luminance or a channel; brighter than white is bent so that it stays below 511.
+bool flow_read_grey(const K7Image* image, int channel, FlowPlane& grey);
+// The second picture takes on the local mean brightness of the first.
+bool flow_match_brightness(const FlowPlane& first, FlowPlane& second);
+// To half the size, rounded up, by FlowPyramidFilter.
+void flow_halve(const FlowPlane& from, FlowPlane& to, int filter);
+// Borders and derivatives.
+void flow_differentiate(FlowGrey& level);
+// From a level to the next finer one: pixel x lies at (x - 1/2) / 2 there, and flow is twice as long.
+void flow_enlarge(const FlowPlane& from, FlowPlane& to);

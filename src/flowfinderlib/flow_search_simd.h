@@ -1,0 +1,38 @@
+// Private to the flow finder: the dense inverse search of one row of patches. Plain data.
+#pragma once
+
+#include "simdlib/cpu.h"
+
+constexpr int FLOW_PATCH = 8;  // pixels across
+constexpr int FLOW_GRID = 4;   // from patch to patch
+
+// Planes of one size with FLOW_BORDER pixels around them, which repeat the edge of the pictures.
+struct FlowSearch {
+    const float* first;
+    const float* first_x;  // derivatives of the first picture, a pixel
+    const float* first_y;
+    const float* second;
+    const float* guess_u;  // where patches begin their search, from the coarser level
+    const float* guess_v;
+    long stride;
+    int width, height;
+    int columns, rows;  // of patches
+    float* patch_u;     // what they find, columns x rows
+    float* patch_v;
+    int iterations;
+};
+
+// The corner of a patch: a multiple of the grid, the last one at the edge.
+[[maybe_unused]] static inline int flow_patch_corner(int index, int size) {
+    return index * FLOW_GRID < size - FLOW_PATCH ? index * FLOW_GRID : size - FLOW_PATCH;
+}
+[[maybe_unused]] static inline int flow_patch_count(int size) { return (size - FLOW_PATCH + FLOW_GRID - 1) / FLOW_GRID + 1; }
+
+struct FlowSearchTable {
+    void (*search_row)(const FlowSearch& search, int patch_row);
+    // A row of pixels: the mean of the patches that cover each, weighted by how well they fit there. `sums` has three
+    // rows of the width and FLOW_PATCH more.
+    void (*spread_row)(const FlowSearch& search, int y, float* u, float* v, float* sums);
+};
+
+QUILLON_SIMD_TABLE(FlowSearchTable, flow_search);

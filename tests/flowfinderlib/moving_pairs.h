@@ -1,0 +1,146 @@
+// Pairs of pictures whose motion is known at every pixel. A texture is a function of the plane, so that a picture of it
+// that was moved is as sharp as the other one: the first picture shows it at the place that a pixel moves to.
+#pragma once
+
+#include <cmath>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "imagelib/imagelib.h"
+
+struct MovingPair {
+    std::string name;
+    ImagePtr first, second;
+    ImagePtr flow;                  // true flow; x is NaN where the pixel has no counterpart
+};
+
+namespace moving {
+
+struct Point {
+    double x, y;
+};
+using Motion = std::function<Point(Point)>;
+
+inline double lattice(int x, int y, unsigned seed) {
+    unsigned h = unsigned(x) * 0x9E3779B1U ^ unsigned(y) * 0x85EBCA77U ^ seed * 0xC2B2AE3DU;
+    h = (h ^ (h >> 15)) * 0x2C1B3C6DU;
+    h = (h ^ (h >> 12)) * 0x297A2D39U;
+    return double((h ^ (h >> 15)) >> 8) * 0x1p-24;
+}
+
+// Lattice noise joined by quintic curves.
+inline double noise(double x, double y, unsigned seed) {
+    const int ix = int(std::floor(x)), iy = int(std::floor(y));
+    const auto eased = [](double t) { return t * t * t * (t * (t * 6 - 15) + 10); };
+    const double fx = eased(x - ix), fy = eased(y - iy);
+    const auto line = [&](int row) {
+        const double a = lattice(ix, row, seed), b = lattice(ix + 1, row, seed);
+        return a + (b - a) * fx;
+    };
+    const double a = line(iy), b = line(iy + 1);
+    return a + (b - a) * fy;
+}
+
+// 0 to 1, detail from 48 down to 4 pixels.
+inline double texture(Point p, unsigned seed) {
+    double sum = 0, weights = 0, weight = 1;
+    unsigned octave = 0;
+    for (double size = 48; size > 3; size /= 2, weight *= 0.7, ++octave) {
+        sum += weight * noise(p.x / size + 100, p.y / size + 100, seed + octave);
+        weights += weight;
+    }
+    const double v = 0.5 + 1.8 * (sum / weights - 0.5);
+    return v < 0 ? 0 : (v > 1 ? 1 : v);
+}
+
+inline ImagePtr grey_picture(int width, int height, const std::function<double(Point)>& value) {
+    ImagePtr image = make_image(width, height, 1, SAMPLE_U8);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            image_row<std::uint8_t>(image.get(), y)[x] = std::uint8_t(value({double(x), double(y)}) * 255 + 0.5);
+    return image;
+}
+
+// Marks what leaves the picture as having no counterpart.
+inline ImagePtr flow_of(int width, int height, const Motion& motion, const std::function<bool(Point)>& covered = {}) {
+    ImagePtr flow = make_image(width, height, 2, SAMPLE_F32);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const Point from = {double(x), double(y)}, to = motion(from);
+            const bool gone = to.x < 0 || to.y < 0 || to.x > width - 1 || to.y > height - 1 || (covered && covered(from));
+            float* out = image_row<float>(flow.get(), y) + 2 * x;
+            out[0] = gone ? NAN : float(to.x - from.x);
+            out[1] = float(to.y - from.y);
+        }
+    return flow;
+}
+
+inline MovingPair textured_pair(const std::string& name, int width, int height, const Motion& motion) {
+    return {name, grey_picture(width, height, [&](Point p) { return texture(motion(p), 1); }),
+            grey_picture(width, height, [&](Point p) { return texture(p, 1); }), flow_of(width, height, motion)};
+}
+
+inline Motion turned(int width, int height, double degrees, double zoom) {
+    const double angle = degrees * 3.14159265358979 / 180, c = zoom * std::cos(angle), s = zoom * std::sin(angle);
+    const Point centre = {(width - 1) / 2.0, (height - 1) / 2.0};
+    return [=](Point p) {
+        const double x = p.x - centre.x, y = p.y - centre.y;
+        return Point{centre.x + c * x - s * y, centre.y + s * x + c * y};
+    };
+}
+
+// A disc moves over a background that moves the other way.
+inline MovingPair disc_pair(int width, int height) {
+    const Point behind = {-3.4, 1.3}, disc = {9.3, -4.6};
+    const double radius = height * 0.22;
+    const Point centre = {width * 0.45, height * 0.52};
+    const auto cover = [=](Point p, Point at) {
+        const double d = radius - std::hypot(p.x - at.x, p.y - at.y) + 0.5;
+        return d < 0 ? 0.0 : (d > 1 ? 1.0 : d);
+    };
+    const auto shown = [=](Point p, double time) {
+        const double c = cover(p, {centre.x + time * disc.x, centre.y + time * disc.y});
+        return (1 - c) * texture({p.x - time * behind.x, p.y - time * behind.y}, 1) +
+               c * texture({p.x - time * disc.x, p.y - time * disc.y}, 77);
+    };
+    const auto on_disc = [=](Point p) { return cover(p, centre) > 0.5; };
+    const Motion motion = [=](Point p) {
+        const Point step = on_disc(p) ? disc : behind;
+        return Point{p.x + step.x, p.y + step.y};
+    };
+    const auto covered = [=](Point p) {
+        if (on_disc(p)) return false;
+        return cover({p.x + behind.x, p.y + behind.y}, {centre.x + disc.x, centre.y + disc.y}) > 0;
+    };
+    return {"disc", grey_picture(width, height, [&](Point p) { return shown(p, 0); }),
+            grey_picture(width, height, [&](Point p) { return shown(p, 1); }), flow_of(width, height, motion, covered)};
+}
+
+inline std::vector<MovingPair> moving_pairs(int width = 640, int height = 360) {
+    std::vector<MovingPair> pairs;
+    pairs.push_back(textured_pair("translation", width, height, [](Point p) { return Point{p.x + 5.3, p.y - 2.7}; }));
+    pairs.push_back(textured_pair("rotation by 5 degrees", width, height, turned(width, height, 5, 1)));
+    pairs.push_back(textured_pair("zoom by 1.06", width, height, turned(width, height, 0, 1.06)));
+    pairs.push_back(textured_pair("waves of 6 pixels", width, height, [](Point p) {
+        return Point{p.x + 6 * std::sin(p.y * 0.06 + 0.4), p.y + 6 * std::sin(p.x * 0.05)};
+    }));
+    pairs.push_back(disc_pair(width, height));
+    return pairs;
+}
+
+}  // namespace moving
+
+// Mean distance in pixels from the true flow, where there is one.
+inline double endpoint_error(const K7Image& flow, const K7Image& truth) {
+    double sum = 0;
+    long count = 0;
+    for (int y = 0; y < truth.height; ++y)
+        for (int x = 0; x < truth.width; ++x) {
+            const float *found = image_row<float>(&flow, y) + 2 * x, *expected = image_row<float>(&truth, y) + 2 * x;
+            if (std::isnan(expected[0])) continue;
+            sum += std::hypot(double(found[0]) - expected[0], double(found[1]) - expected[1]);
+            ++count;
+        }
+    return sum / double(count);
+}
