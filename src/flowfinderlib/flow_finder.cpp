@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int SMALLEST_LEVEL = 16;     // pixels; smaller ones tell nothing
+constexpr int SMALLEST_LEVEL = 16;  // pixels; smaller ones tell nothing
 constexpr int SEARCH_ITERATIONS = 12;
 
 }  // namespace
@@ -59,9 +59,20 @@ void FlowFinder::State::search(Level& level, bool backward, const StopRequested&
     const FlowGrey &first = level.pictures[backward], &second = level.pictures[!backward];
     FlowWork& work = level.work;
     const int width = first.grey.width, height = first.grey.height;
-    FlowSearch s = {first.grey.row(0), first.x.row(0), first.y.row(0), second.grey.row(0), work.u.row(0), work.v.row(0),
-                    first.grey.stride(), width, height, flow_patch_count(width), flow_patch_count(height), nullptr,
-                    nullptr, SEARCH_ITERATIONS};
+    FlowSearch s = {first.grey.row(0),
+                    first.x.row(0),
+                    first.y.row(0),
+                    second.grey.row(0),
+                    work.u.row(0),
+                    work.v.row(0),
+                    first.grey.stride(),
+                    width,
+                    height,
+                    flow_patch_count(width),
+                    flow_patch_count(height),
+                    nullptr,
+                    nullptr,
+                    SEARCH_ITERATIONS};
     work.patch_u.resize(std::size_t(s.columns) * std::size_t(s.rows));
     work.patch_v.resize(work.patch_u.size());
     s.patch_u = work.patch_u.data();
@@ -76,7 +87,8 @@ void FlowFinder::State::search(Level& level, bool backward, const StopRequested&
     });
 }
 
-int g_search_finest = 1, g_warps0 = 2, g_warps = 2, g_systems0 = 1, g_systems = 1;
+int g_search_finest = 1, g_warps0 = 2, g_warps = 3, g_systems0 = 1, g_systems = 1, g_sharp[4] = {16, 8, 0, 0},
+    g_sharp2[4] = {5, 0, 0, 0};
 
 bool FlowFinder::State::find_level(int number, bool backward, const StopRequested& stop) {
     Level& level = levels[std::size_t(number)];
@@ -87,14 +99,18 @@ bool FlowFinder::State::find_level(int number, bool backward, const StopRequeste
         flow_enlarge(levels[std::size_t(number) + 1].work.v, level.work.v);
     }
     if (number >= g_search_finest && std::min(grey.width, grey.height) >= FLOW_PATCH) search(level, backward, stop);
+    if (number < 4 && g_sharp[number] > 0)
+        flow_sharpen_edges(level.pictures[backward], level.pictures[!backward], level.work, g_sharp[number]);
+    if (number < 4 && g_sharp2[number] > 0)
+        flow_sharpen_edges(level.pictures[backward], level.pictures[!backward], level.work, g_sharp2[number]);
     if (settings.lambda1 + settings.lambda2 <= 0.0F) return !wants_end(stop);
     const float coarse = count > 1 ? float(number) / float(count - 1) : 0.0F;
     const auto between = [&](float init, float end) { return end + (init - end) * coarse; };
-    return flow_refine_level({level.pictures[backward], level.pictures[!backward], level.work, settings,
-                              between(settings.sigma1_init, settings.sigma1_end),
-                              between(settings.sigma2_init, settings.sigma2_end), number == 0 ? g_warps0 : g_warps,
-                              number == 0 ? g_systems0 : g_systems},
-                             stop);
+    return flow_refine_level(
+        {level.pictures[backward], level.pictures[!backward], level.work, settings,
+         between(settings.sigma1_init, settings.sigma1_end), between(settings.sigma2_init, settings.sigma2_end),
+         number == 0 ? g_warps0 : g_warps, number == 0 ? g_systems0 : g_systems},
+        stop);
 }
 
 ImagePtr FlowFinder::State::result() {
@@ -132,7 +148,8 @@ bool FlowFinder::set_pair(const K7Image* first, const K7Image* second, const Flo
         if (!m_state) m_state = std::make_unique<State>();
         m_state->count = 0;
         const K7Image* pair[] = {first, second};
-        return image_same_layout(first, second) && flow_settings_are_valid(settings) && m_state->set_pair(pair, settings);
+        return image_same_layout(first, second) && flow_settings_are_valid(settings) &&
+               m_state->set_pair(pair, settings);
     });
 }
 

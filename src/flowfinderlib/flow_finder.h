@@ -24,10 +24,10 @@ struct FlowCheckers {
 
 // Work memory for one level, kept for the next ones.
 struct FlowWork {
-    FlowPlane u, v;               // the flow of this level
-    FlowPlane base_u, base_v;     // what the pictures were warped by; also scratch
+    FlowPlane u, v;            // the flow of this level
+    FlowPlane base_u, base_v;  // what the pictures were warped by; also scratch
     FlowPlane mean, difference, inside, mean_x, mean_y, difference_x, difference_y, smoothness;
-    FlowCheckers even, odd;       // pixels with an even and an odd column; which colour that is alternates by rows
+    FlowCheckers even, odd;  // pixels with an even and an odd column; which colour that is alternates by rows
     std::vector<float> patch_u, patch_v;
     bool make(int width, int height);
 };
@@ -42,3 +42,7 @@ struct FlowRefinement {
     int warps, systems;            // linear systems for each warp
 };
 bool flow_refine_level(const FlowRefinement& refinement, const StopRequested& stop);
+
+// Each pixel takes on the flow of a pixel some way off where that fits much better around it, so that motion ends where
+// the thing that moves ends.
+void flow_sharpen_edges(const FlowGrey& first, const FlowGrey& second, FlowWork& work, int reach);

@@ -34,8 +34,7 @@ struct HalfKernel {
     int taps;
     float weights[3];
 };
-constexpr HalfKernel HALF_KERNELS[] = {
-    {1, {0.5F, 0, 0}}, {2, {0.375F, 0.125F, 0}}, {3, {0.3125F, 0.15625F, 0.03125F}}};
+constexpr HalfKernel HALF_KERNELS[] = {{1, {0.5F, 0, 0}}, {2, {0.375F, 0.125F, 0}}, {3, {0.3125F, 0.15625F, 0.03125F}}};
 
 }  // namespace
 
@@ -47,10 +46,17 @@ bool flow_read_grey(const K7Image* image, int channel, FlowPlane& grey) {
     each_row(image->height, [&](int y) {
         float* out = grey.row(y);
         switch (image->sample_type) {
-            case SAMPLE_U8: read_row(image_row<std::uint8_t>(image, y), image->width, channels, from, scale, out); break;
-            case SAMPLE_U16: read_row(image_row<std::uint16_t>(image, y), image->width, channels, from, scale, out); break;
-            case SAMPLE_U32: read_row(image_row<std::uint32_t>(image, y), image->width, channels, from, scale, out); break;
-            default: read_row(image_row<float>(image, y), image->width, channels, from, scale, out);
+            case SAMPLE_U8:
+                read_row(image_row<std::uint8_t>(image, y), image->width, channels, from, scale, out);
+                break;
+            case SAMPLE_U16:
+                read_row(image_row<std::uint16_t>(image, y), image->width, channels, from, scale, out);
+                break;
+            case SAMPLE_U32:
+                read_row(image_row<std::uint32_t>(image, y), image->width, channels, from, scale, out);
+                break;
+            default:
+                read_row(image_row<float>(image, y), image->width, channels, from, scale, out);
         }
     });
     return true;
@@ -70,7 +76,8 @@ void flow_halve(const FlowPlane& from, FlowPlane& to, int filter) {
             float* out = to.row(y);
             for (int x = 0; x < to.width; ++x) {
                 float sum = 0;
-                for (int k = 0; k < kernel.taps; ++k) sum += kernel.weights[k] * (line[2 * x - k] + line[2 * x + 1 + k]);
+                for (int k = 0; k < kernel.taps; ++k)
+                    sum += kernel.weights[k] * (line[2 * x - k] + line[2 * x + 1 + k]);
                 out[x] = sum;
             }
         }
@@ -102,7 +109,8 @@ void flow_enlarge(const FlowPlane& from, FlowPlane& to) {
             line[-1] = line[0];
             line[from.width] = line[from.width - 1];
             float* out = to.row(y);
-            for (int x = 0; x < to.width; ++x) out[x] = 0.75F * line[x / 2] + 0.25F * line[x % 2 ? x / 2 + 1 : x / 2 - 1];
+            for (int x = 0; x < to.width; ++x)
+                out[x] = 0.75F * line[x / 2] + 0.25F * line[x % 2 ? x / 2 + 1 : x / 2 - 1];
         }
     });
 }

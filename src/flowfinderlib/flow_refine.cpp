@@ -10,7 +10,11 @@ constexpr float RELAXATION = 1.7F;
 class Refiner {
   public:
     Refiner(const FlowRefinement& r, const StopRequested& stop)
-        : m_r(r), m_w(r.work), m_stop(stop), m_table(flow_refine()), m_width(r.first.grey.width),
+        : m_r(r),
+          m_w(r.work),
+          m_stop(stop),
+          m_table(flow_refine()),
+          m_width(r.first.grey.width),
           m_height(r.first.grey.height) {}
 
     bool run() {
@@ -78,12 +82,24 @@ class Refiner {
         for_rows_float(m_height, [&](int first, int last) {
             std::vector<float> scratch(std::size_t(7 * (m_width + 2 * FLOW_BORDER)));
             for (int y = first; y <= last; ++y) {
-                const FlowSystemRow row = {m_w.difference.row(y), m_w.inside.row(y),       m_w.mean_x.row(y),
-                                           m_w.mean_y.row(y),     m_w.difference_x.row(y), m_w.difference_y.row(y),
-                                           m_w.base_u.row(y),     m_w.base_v.row(y),       m_w.u.row(y),
-                                           m_w.v.row(y),          m_w.smoothness.row(y),   m_w.mean.stride(),
-                                           m_width,               y == 0,                  y == m_height - 1,
-                                           m_r.settings.lambda1,  m_r.settings.lambda2,    m_r.data_scale * m_r.data_scale};
+                const FlowSystemRow row = {m_w.difference.row(y),
+                                           m_w.inside.row(y),
+                                           m_w.mean_x.row(y),
+                                           m_w.mean_y.row(y),
+                                           m_w.difference_x.row(y),
+                                           m_w.difference_y.row(y),
+                                           m_w.base_u.row(y),
+                                           m_w.base_v.row(y),
+                                           m_w.u.row(y),
+                                           m_w.v.row(y),
+                                           m_w.smoothness.row(y),
+                                           m_w.mean.stride(),
+                                           m_width,
+                                           y == 0,
+                                           y == m_height - 1,
+                                           m_r.settings.lambda1,
+                                           m_r.settings.lambda2,
+                                           m_r.data_scale * m_r.data_scale};
                 m_table.system(row, scratch.data(), system_of(m_w.even, y), system_of(m_w.odd, y));
             }
         });
@@ -114,16 +130,26 @@ class Refiner {
                 const bool even = (y + colour) % 2 == 0;
                 FlowCheckers &mine = even ? m_w.even : m_w.odd, &other = even ? m_w.odd : m_w.even;
                 const int left = even ? -1 : 0;
-                m_table.sweep({mine.a12.row(y),          mine.b1.row(y),
-                               mine.b2.row(y),           mine.inverse1.row(y),
-                               mine.inverse2.row(y),     mine.right.row(y),
-                               mine.below.row(y),        mine.below.row(y - 1),
-                               other.right.row(y) + left, mine.u.row(y),
-                               mine.v.row(y),            other.u.row(y) + left,
-                               other.v.row(y) + left,    other.u.row(y) + left + 1,
-                               other.v.row(y) + left + 1, mine.u.row(y - 1),
-                               mine.v.row(y - 1),        mine.u.row(y + 1),
-                               mine.v.row(y + 1),        even ? (m_width + 1) / 2 : m_width / 2,
+                m_table.sweep({mine.a12.row(y),
+                               mine.b1.row(y),
+                               mine.b2.row(y),
+                               mine.inverse1.row(y),
+                               mine.inverse2.row(y),
+                               mine.right.row(y),
+                               mine.below.row(y),
+                               mine.below.row(y - 1),
+                               other.right.row(y) + left,
+                               mine.u.row(y),
+                               mine.v.row(y),
+                               other.u.row(y) + left,
+                               other.v.row(y) + left,
+                               other.u.row(y) + left + 1,
+                               other.v.row(y) + left + 1,
+                               mine.u.row(y - 1),
+                               mine.v.row(y - 1),
+                               mine.u.row(y + 1),
+                               mine.v.row(y + 1),
+                               even ? (m_width + 1) / 2 : m_width / 2,
                                RELAXATION});
             });
     }

@@ -36,7 +36,8 @@ static void warp(const FlowWarpRow& row) {
         const Floats py = all<Floats>(float(row.y)) + load(row.v + x);
         const Ints in = (px >= 0.0F) & (px <= right) & (py >= 0.0F) & (py <= top);
         // The border repeats the edge, so that a place beyond it may be read a little outside
-        const Floats cx = limited(px, all<Floats>(-2.0F), right + 2.0F), cy = limited(py, all<Floats>(-2.0F), top + 2.0F);
+        const Floats cx = limited(px, all<Floats>(-2.0F), right + 2.0F),
+                     cy = limited(py, all<Floats>(-2.0F), top + 2.0F);
         const Ints ix = floors(cx), iy = floors(cy);
         const Cubic wx = Cubic::of(cx - to_floats(ix)), wy = Cubic::of(cy - to_floats(iy));
         const Ints corner = (iy - 1) * int(row.stride) + (ix - 1);
@@ -68,8 +69,8 @@ static void slopes(const FlowSlopeRow& row) {
     }
 }
 
-static void smoothness(const float* u, const float* v, long stride, int width, bool last_row, float weight,
-                       float scale, float* out) {
+static void smoothness(const float* u, const float* v, long stride, int width, bool last_row, float weight, float scale,
+                       float* out) {
     const long down = last_row ? 0 : stride;
     for (int x = 0; x < width; x += LANES) {
         const Floats here_u = load(u + x), here_v = load(v + x);

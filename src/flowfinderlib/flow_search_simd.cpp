@@ -9,10 +9,13 @@ namespace {
 
 using Eight = Vec<float, 8>;
 constexpr float PATCH_PIXELS = FLOW_PATCH * FLOW_PATCH;
-constexpr float GRADIENT_FLOOR = 2.0F;  // squared, over the whole patch: keeps flat patches where they began
-constexpr float NEWS = 0.5F;            // pixels between two guesses worth comparing
-constexpr float ENOUGH = 0.0004F;       // squared pixels of a step that ends the search
-constexpr float ROOM = 14.0F;           // pixels beyond the edge that a patch may reach
+constexpr float GRADIENT_FLOOR = 2.0F;      // squared, over the whole patch: keeps flat patches where they began
+constexpr float NEWS = 0.5F;                // pixels between two guesses worth comparing
+constexpr float ENOUGH = 0.0004F;           // squared pixels of a step that ends the search
+constexpr float FLOW_WORST_MISFIT = 40.0F;  // grey levels; more is all the same
+constexpr float FLOW_BETTER = 0.85F;        // a flow from elsewhere must fit this much better than a pixel's own
+constexpr float FLOW_GAIN = 25.0F;          // and by so many grey levels over 25 pixels
+constexpr float ROOM = 14.0F;               // pixels beyond the edge that a patch may reach
 
 QUILLON_VECTOR float sum_of(Eight v) {
     const Vec<float, 4> four = in_order<0, 1, 2, 3>(v, v) + in_order<4, 5, 6, 7>(v, v);
@@ -140,10 +143,10 @@ static void spread_row(const FlowSearch& s, int y, float* u, float* v, float* su
         if (top > y) break;
         for (int c = 0; c < s.columns; ++c) {
             const int left = flow_patch_corner(c, s.width);
-            const float pu = s.patch_u[long(patch_row) * s.columns + c], pv = s.patch_v[long(patch_row) * s.columns + c];
+            const float pu = s.patch_u[long(patch_row) * s.columns + c],
+                        pv = s.patch_v[long(patch_row) * s.columns + c];
             const Place place(s, float(left) + pu, float(top) + pv);
-            const Eight d =
-                absolute(place.row(s.stride, y - top) - load<Eight>(s.first + long(y) * s.stride + left));
+            const Eight d = absolute(place.row(s.stride, y - top) - load<Eight>(s.first + long(y) * s.stride + left));
             const Eight weight = 1.0F / larger(d, Eight{} + 1.0F);
             store(sums + left, load<Eight>(sums + left) + weight * pu);
             store(sums + width + left, load<Eight>(sums + width + left) + weight * pv);
@@ -156,8 +159,42 @@ static void spread_row(const FlowSearch& s, int y, float* u, float* v, float* su
     }
 }
 
+QUILLON_VECTOR Ints floors(Floats v) {
+    const Ints cut = to_ints(v);
+    return cut + (to_floats(cut) > v);
+}
+
+static void try_row(const FlowTrialRow& row, float* misfit_out) {
+    const Floats right = all<Floats>(float(row.width)), top = all<Floats>(float(row.height));
+    for (int x = 0; x < row.width; x += LANES) {
+        const Floats px = limited(to_floats(counting<Ints>() + x) + load(row.u + x), all<Floats>(-1.0F), right);
+        const Floats py = limited(float(row.y) + load(row.v + x), all<Floats>(-1.0F), top);
+        const Ints ix = floors(px), iy = floors(py), at = iy * int(row.stride) + ix;
+        const Floats fx = px - to_floats(ix), fy = py - to_floats(iy);
+        const Floats a = gather(row.second, at), b = gather(row.second + 1, at);
+        const Floats c = gather(row.second + row.stride, at), d = gather(row.second + row.stride + 1, at);
+        const Floats upper = a + (b - a) * fx, lower = c + (d - c) * fx;
+        store(misfit_out + x,
+              smaller(absolute(upper + (lower - upper) * fy - load(row.first + x)), all<Floats>(FLOW_WORST_MISFIT)));
+    }
+}
+
+static void choose_row(const FlowChoiceRow& row) {
+    for (int x = 0; x < row.width; x += LANES) {
+        Floats sum = {};
+        for (const float* line : row.misfits)
+            sum += ((load(line + x - 2) + load(line + x + 2)) + (load(line + x - 1) + load(line + x + 1))) +
+                   load(line + x);
+        const Floats best = load(row.best + x);
+        const Ints better = row.first_trial ? Ints{} - 1 : sum < best * FLOW_BETTER - FLOW_GAIN;
+        store(row.best + x, better ? sum : best);
+        store(row.best_u + x, better ? load(row.u + x) : load(row.best_u + x));
+        store(row.best_v + x, better ? load(row.v + x) : load(row.best_v + x));
+    }
+}
+
 }  // namespace
 
-extern const FlowSearchTable flow_search = {search_row, spread_row};
+extern const FlowSearchTable flow_search = {search_row, spread_row, try_row, choose_row};
 
 }  // namespace QUILLON_SIMD

@@ -26,13 +26,34 @@ struct FlowSearch {
 [[maybe_unused]] static inline int flow_patch_corner(int index, int size) {
     return index * FLOW_GRID < size - FLOW_PATCH ? index * FLOW_GRID : size - FLOW_PATCH;
 }
-[[maybe_unused]] static inline int flow_patch_count(int size) { return (size - FLOW_PATCH + FLOW_GRID - 1) / FLOW_GRID + 1; }
+[[maybe_unused]] static inline int flow_patch_count(int size) {
+    return (size - FLOW_PATCH + FLOW_GRID - 1) / FLOW_GRID + 1;
+}
+
+// A row of a flow tried at other pixels than those that it was found for.
+struct FlowTrialRow {
+    const float* first;   // the row
+    const float* second;  // pixel (0, 0)
+    const float *u, *v;   // the row's flow, already moved: that of pixel (x + dx, y + dy) stands at x
+    long stride;
+    int width, height, y;
+};
+// How well a trial fits around each pixel, against the best so far.
+struct FlowChoiceRow {
+    const float* misfits[5];  // rows y - 2 to y + 2
+    const float *u, *v;       // as in the trial
+    int width;
+    bool first_trial;
+    float *best, *best_u, *best_v;
+};
 
 struct FlowSearchTable {
     void (*search_row)(const FlowSearch& search, int patch_row);
     // A row of pixels: the mean of the patches that cover each, weighted by how well they fit there. `sums` has three
     // rows of the width and FLOW_PATCH more.
     void (*spread_row)(const FlowSearch& search, int y, float* u, float* v, float* sums);
+    void (*try_row)(const FlowTrialRow& row, float* misfit);
+    void (*choose_row)(const FlowChoiceRow& row);
 };
 
 QUILLON_SIMD_TABLE(FlowSearchTable, flow_search);

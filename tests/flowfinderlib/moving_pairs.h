@@ -12,7 +12,7 @@
 struct MovingPair {
     std::string name;
     ImagePtr first, second;
-    ImagePtr flow;                  // true flow; x is NaN where the pixel has no counterpart
+    ImagePtr flow;  // true flow; x is NaN where the pixel has no counterpart
 };
 
 namespace moving {
@@ -68,7 +68,8 @@ inline ImagePtr flow_of(int width, int height, const Motion& motion, const std::
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
             const Point from = {double(x), double(y)}, to = motion(from);
-            const bool gone = to.x < 0 || to.y < 0 || to.x > width - 1 || to.y > height - 1 || (covered && covered(from));
+            const bool gone =
+                to.x < 0 || to.y < 0 || to.x > width - 1 || to.y > height - 1 || (covered && covered(from));
             float* out = image_row<float>(flow.get(), y) + 2 * x;
             out[0] = gone ? NAN : float(to.x - from.x);
             out[1] = float(to.y - from.y);
