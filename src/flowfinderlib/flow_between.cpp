@@ -101,6 +101,7 @@ struct FlowBetween::State {
     BetweenSettings settings;
 
     bool fill(FlowGround& ground, const K7Image* picture) const {
+        if (!settings.fill_covered) return true;
         const ImagePtr plain = without_edge(picture);
         if (!plain || !flow_fill_covered(plain.get(), ground, settings.fill_r_blur, settings.fill_r_error))
             return false;

@@ -43,7 +43,9 @@ bool FlowFinder::State::set_pair(const K7Image* const pair[2], const FlowSetting
             FlowGrey& level = levels[std::size_t(n)].pictures[p];
             if (!level.make(width, height)) return false;
             if (n == 0) {
-                if (!flow_read_grey(pair[p], settings.proc_chan, level.grey)) return false;
+                if (!flow_read_grey(pair[p], settings.proc_chan, level.grey) ||
+                    (settings.dc_fix && !flow_flatten_brightness(level.grey)))
+                    return false;
             } else {
                 flow_halve(levels[std::size_t(n) - 1].pictures[p].grey, level.grey, settings.pyr_filter);
             }
@@ -95,8 +97,8 @@ bool FlowFinder::State::find_level(int number, bool backward, const StopRequeste
     const FlowPlane& grey = level.pictures[0].grey;
     if (!level.work.make(grey.width, grey.height)) return false;
     if (number + 1 < count) {
-        flow_enlarge(levels[std::size_t(number) + 1].work.u, level.work.u);
-        flow_enlarge(levels[std::size_t(number) + 1].work.v, level.work.v);
+        flow_enlarge(levels[std::size_t(number) + 1].work.u, level.work.u, 2.0F);
+        flow_enlarge(levels[std::size_t(number) + 1].work.v, level.work.v, 2.0F);
     }
     if (number >= g_search_finest && std::min(grey.width, grey.height) >= FLOW_PATCH) search(level, backward, stop);
     if (number < 4 && g_sharp[number] > 0)
@@ -118,8 +120,8 @@ ImagePtr FlowFinder::State::result() {
     for (int n = finest - 1; n >= 0; --n) {
         Level &level = levels[std::size_t(n)], &coarser = levels[std::size_t(n) + 1];
         if (!level.work.make(level.pictures[0].grey.width, level.pictures[0].grey.height)) return nullptr;
-        flow_enlarge(coarser.work.u, level.work.u);
-        flow_enlarge(coarser.work.v, level.work.v);
+        flow_enlarge(coarser.work.u, level.work.u, 2.0F);
+        flow_enlarge(coarser.work.v, level.work.v, 2.0F);
     }
     const FlowWork& work = levels[0].work;
     ImagePtr image = make_image_uncleared(work.u.width, work.u.height, 2, SAMPLE_F32);
@@ -170,7 +172,7 @@ bool flow_settings_are_valid(const FlowSettings& s) {
            above(s.sigma1_init) && above(s.sigma1_end) && above(s.sigma2_init) && above(s.sigma2_end) &&
            within(s.max_disp, 0, 65535) && s.pyr_filter >= FLOW_BOX && s.pyr_filter <= FLOW_WIDE_BINOMIAL &&
            s.num_stages >= 0 && s.num_stages <= 32 && s.num_iterations >= 1 && s.num_iterations <= 1000 &&
-           s.oflow_res >= 0 && s.oflow_res <= 8 && s.proc_chan >= 0 && s.pf_filtrad >= 0 && s.pf_filtrad <= 1;
+           s.oflow_res >= 0 && s.oflow_res <= 8 && s.proc_chan >= 0 && s.pf_filtrad >= 0 && s.pf_filtrad <= 8;
 }
 
 bool find_flow(const K7Image* first, const K7Image* second, const FlowSettings& settings, bool both_ways,

@@ -14,6 +14,11 @@ void each_row(int rows, Work&& work) {
     });
 }
 
+void extend(FlowPlane& plane) {
+    each_row(plane.height, [&](int y) { plane.extend_row(y); });
+    plane.extend_above_and_below();
+}
+
 float bent(float v) {
     if (!(v > -1.0F)) return v <= -1.0F ? -WHITE : 0.0F;
     return WHITE * (v <= 1.0F ? v : 2.0F - 1.0F / v);
@@ -84,10 +89,32 @@ void flow_halve(const FlowPlane& from, FlowPlane& to, int filter) {
     });
 }
 
+bool flow_flatten_brightness(FlowPlane& grey) {
+    constexpr int HALVES = 4;
+    FlowPlane levels[HALVES + 1];
+    levels[0].swap(grey);
+    for (int n = 1; n <= HALVES; ++n) {
+        FlowPlane& fine = levels[n - 1];
+        if (!levels[n].make((fine.width + 1) / 2, (fine.height + 1) / 2)) return false;
+        extend(fine);
+        flow_halve(fine, levels[n], FLOW_WIDE_BINOMIAL);
+    }
+    FlowPlane mean;
+    for (int n = HALVES; n > 0; --n) {
+        if (n < HALVES) levels[n].swap(mean);
+        if (!mean.make(levels[n - 1].width, levels[n - 1].height)) return false;
+        flow_enlarge(levels[n], mean, 1.0F);
+    }
+    grey.swap(levels[0]);
+    each_row(grey.height, [&](int y) {
+        for (int x = 0; x < grey.width; ++x) grey.row(y)[x] -= mean.row(y)[x];
+    });
+    return true;
+}
+
 void flow_differentiate(FlowGrey& level) {
     FlowPlane& grey = level.grey;
-    each_row(grey.height, [&](int y) { grey.extend_row(y); });
-    grey.extend_above_and_below();
+    extend(grey);
     each_row(grey.height, [&](int y) {
         const float *row = grey.row(y), *above = grey.row(y - 1), *below = grey.row(y + 1);
         float *to_x = level.x.row(y), *to_y = level.y.row(y);
@@ -98,14 +125,14 @@ void flow_differentiate(FlowGrey& level) {
     });
 }
 
-void flow_enlarge(const FlowPlane& from, FlowPlane& to) {
+void flow_enlarge(const FlowPlane& from, FlowPlane& to, float gain) {
     for_rows_float(to.height, [&](int first, int last) {
         std::vector<float> column(std::size_t(from.width) + 2);
         float* line = column.data() + 1;
         for (int y = first; y <= last; ++y) {
             const int near = y / 2, far = std::clamp(y % 2 ? near + 1 : near - 1, 0, from.height - 1);
             const float *a = from.row(near), *b = from.row(far);
-            for (int x = 0; x < from.width; ++x) line[x] = 1.5F * a[x] + 0.5F * b[x];  // twice as long
+            for (int x = 0; x < from.width; ++x) line[x] = gain * (0.75F * a[x] + 0.25F * b[x]);
             line[-1] = line[0];
             line[from.width] = line[from.width - 1];
             float* out = to.row(y);

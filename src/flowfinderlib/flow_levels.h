@@ -5,11 +5,11 @@
 
 // Levels of 255, from the luminance or a channel; brighter than white is bent so that it stays below 511.
 bool flow_read_grey(const K7Image* image, int channel, FlowPlane& grey);
-// The second picture takes on the local mean brightness of the first.
-bool flow_match_brightness(const FlowPlane& first, FlowPlane& second);
+// Takes the local mean away, so that a change of brightness from picture to picture leaves nothing. False without memory.
+bool flow_flatten_brightness(FlowPlane& grey);
 // To half the size, rounded up, by FlowPyramidFilter.
 void flow_halve(const FlowPlane& from, FlowPlane& to, int filter);
 // Borders and derivatives.
 void flow_differentiate(FlowGrey& level);
-// From a level to the next finer one: pixel x lies at (x - 1/2) / 2 there, and flow is twice as long.
-void flow_enlarge(const FlowPlane& from, FlowPlane& to);
+// From a level to the next finer one: pixel x lies at (x - 1/2) / 2 there. Flow gains 2, as it is twice as long there.
+void flow_enlarge(const FlowPlane& from, FlowPlane& to, float gain);

@@ -39,7 +39,7 @@ struct FlowSettings {
     int oflow_res = 0;        // the finest level: 0 the full size, 1 half of it, to 8
     int proc_chan = FLOW_LUMINANCE;
     bool dc_fix = false;  // local differences of brightness between the pictures do not count
-    int pf_filtrad = 1;   // radius of the median that the flow is cleaned with between steps: 0 or 1
+    int pf_filtrad = 1;   // pixels: how far the median that cleans the flow between its steps reaches, 0 to 8
 };
 
 bool flow_settings_are_valid(const FlowSettings& settings);
@@ -78,7 +78,9 @@ struct BetweenSettings {
     float velocity_thresh = 0.0F;  // shorter flow, in pixels, counts as none
     float fill_r_blur = 96.0F;     // pixels around a covered one in which it looks for its flow, 1 to 1000
     float fill_r_error = 0.1F;     // difference of colour up to which they count as the same thing, above 0
+    bool fill_covered = true;      // without it covered pixels keep the flow that was found for them
     int warp_mode = 1;             // pictures are read: 0 bilinear, 1 cubic
+    bool operator==(const BetweenSettings&) const = default;
 };
 bool between_settings_are_valid(const BetweenSettings& settings);
 

@@ -191,7 +191,8 @@ void strip_line_end(char* text);  // drops trailing carriage returns and line fe
 void thread_sleep(int milliseconds);
 int processor_count();  // those this process may run on, at least 1
 std::size_t page_size();
-unsigned long long physical_memory();  // bytes
+unsigned long long physical_memory();   // bytes
+unsigned long long available_memory();  // of them not in use, bytes
 std::string make_uuid();               // version 4, lower case
 std::string temporary_directory();     // TMP, then TMPDIR, then the system's
 std::string temporary_name();          // in the temporary directory, from a fresh UUID

@@ -164,6 +164,11 @@ std::size_t page_size() {
     return size > 0 ? static_cast<std::size_t>(size) : 4096;
 }
 
+unsigned long long available_memory() {
+    const long pages = ::sysconf(_SC_AVPHYS_PAGES);
+    return pages > 0 ? static_cast<unsigned long long>(pages) * page_size() : 0;
+}
+
 unsigned long long physical_memory() {
     const long pages = ::sysconf(_SC_PHYS_PAGES);
     return pages > 0 ? static_cast<unsigned long long>(pages) * page_size() : 0;
