@@ -26,5 +26,7 @@ extern const Command overlayCommand;
 extern const Command checkCommand;
 extern const Command imageInfoCommand;
 extern const Command convertCommand;
+extern const Command flowCommand;
+extern const Command betweenCommand;
 
 }  // namespace quillon

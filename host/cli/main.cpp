@@ -22,7 +22,8 @@ using namespace quillon;
 
 const Command* const commands[] = {&listCommand,    &describeCommand,  &renderCommand,
                                    &overlayCommand, &galleryCommand,   &referenceCommand,
-                                   &checkCommand,   &imageInfoCommand, &convertCommand};
+                                   &checkCommand,   &imageInfoCommand, &convertCommand,
+                                   &flowCommand,    &betweenCommand};
 
 std::vector<std::string> commandNames() {
     std::vector<std::string> names = {"help"};

@@ -186,8 +186,8 @@ int FlowInstance::in_between(const Ofc& ofc, const OfcData& data) {
         Trace(TRACE_DEBUG, "Second output field In-between parameters: scale=%f, mix=%f\n",
               static_cast<double>(ofc.av_scale_sf), static_cast<double>(ofc.av_mix_sf));
     }
-    const bool done = prepare_betweens(ofc) && mix({ofc.av_scale, ofc.av_scale_sf}, {ofc.av_mix, ofc.av_mix_sf},
-                                                   data.output, data.stop);
+    const bool done = prepare_betweens(ofc) &&
+                      mix({ofc.av_scale, ofc.av_scale_sf}, {ofc.av_mix, ofc.av_mix_sf}, data.output, data.stop);
     return done ? OFC_OK : OFC_FAILED;
 }
 

@@ -82,9 +82,7 @@ bool FlowDirectLoop::put_output_flowfield(int, const FlowFields*) { return !(m_m
 bool FlowDirectLoop::put_output_frame(int, const K7Image*) { return true; }
 bool FlowDirectLoop::set_ofc_params(Ofc&) { return true; }
 
-int FlowDirectLoop::output_count() const {
-    return m_mapped ? static_cast<int>(m_vsmap.size()) : m_last - m_first + 1;
-}
+int FlowDirectLoop::output_count() const { return m_mapped ? static_cast<int>(m_vsmap.size()) : m_last - m_first + 1; }
 
 double FlowDirectLoop::time_of(int out_frame) const {
     const double time = m_mapped ? m_vsmap[static_cast<std::size_t>(out_frame)] : m_first + out_frame;

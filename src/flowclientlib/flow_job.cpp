@@ -68,7 +68,8 @@ bool read_flow(const char* path, FlowFields& fields) {
         return false;
     FlowFields read;
     read.forward = make_image_uncleared(static_cast<int>(width), static_cast<int>(height), 2, SAMPLE_F32);
-    if (channels == 4) read.backward = make_image_uncleared(static_cast<int>(width), static_cast<int>(height), 2, SAMPLE_F32);
+    if (channels == 4)
+        read.backward = make_image_uncleared(static_cast<int>(width), static_cast<int>(height), 2, SAMPLE_F32);
     std::vector<float> line(static_cast<std::size_t>(width) * channels);
     if (!read.forward || (channels == 4 && !read.backward) ||
         TIFFScanlineSize(tiff.get()) != static_cast<tmsize_t>(line.size() * sizeof(float)))

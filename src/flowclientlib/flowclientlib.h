@@ -51,7 +51,7 @@ struct Ofc {
 
 // A field of the record by its name: true when there is one of that name and the text is a number for it.
 bool ofc_set(Ofc& ofc, const std::string& name, const std::string& value);
-std::string ofc_names();      // of all fields, in order, separated by commas
+std::string ofc_names();       // of all fields, in order, separated by commas
 void ofc_log(const Ofc& ofc);  // at trace level DEBUG
 
 // ---- Commands -----------------------------------------------------------------------------------------------------
@@ -59,9 +59,9 @@ void ofc_log(const Ofc& ofc);  // at trace level DEBUG
 enum OfcStatus : int {
     OFC_OK = 0,
     OFC_UNKNOWN_COMMAND = 1,
-    OFC_OUT_OF_ORDER = 2,    // the log says what is missing
-    OFC_BAD_ARGUMENTS = 3,   // images or fields missing or of other sizes, numbers out of range
-    OFC_FAILED = 4,          // no memory, or an end was asked for
+    OFC_OUT_OF_ORDER = 2,   // the log says what is missing
+    OFC_BAD_ARGUMENTS = 3,  // images or fields missing or of other sizes, numbers out of range
+    OFC_FAILED = 4,         // no memory, or an end was asked for
 };
 
 enum OfcState : unsigned { OFC_IS_OPEN = 1, OFC_HAS_PAIR = 2, OFC_IS_SET_UP = 4, OFC_HAS_FLOWS = 8 };
@@ -77,7 +77,7 @@ struct OfcData {
 };
 
 struct FlowInstance;
-FlowInstance* library_instance_data_create();  // null without memory
+FlowInstance* library_instance_data_create();                // null without memory
 void library_instance_data_cleanup(FlowInstance* instance);  // frees all that it holds; it is closed then
 void library_instance_data_destroy(FlowInstance* instance);
 unsigned library_instance_state(const FlowInstance* instance);  // OfcState

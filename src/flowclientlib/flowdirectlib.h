@@ -1,4 +1,5 @@
-// The loop with which an effect or a program gets in-between frames: it derives from FlowDirectLoop and supplies frames.
+// The loop with which an effect or a program gets in-between frames: it derives from FlowDirectLoop and supplies
+// frames.
 #pragma once
 
 #include <vector>
@@ -31,8 +32,8 @@ class FlowDirectLoop {
     // Output frame n shows the input at time uvsmap[n], in frames; times outside of the input count as its ends.
     // Without a map it is one output frame for each input frame.
     void set_vsmap(const double* uvsmap, int uvsmaplen);
-    // The shutter opens at an output frame's time and stays open for `shutter` input frames, 0 to 1; a frame is the mean of
-    // `samples` in-betweens within that time. More than one sample needs frames of floats.
+    // The shutter opens at an output frame's time and stays open for `shutter` input frames, 0 to 1; a frame is the
+    // mean of `samples` in-betweens within that time. More than one sample needs frames of floats.
     void set_shutter(double shutter, int samples);
 
     int output_count() const;
@@ -80,7 +81,7 @@ class FlowDirectLoop {
     std::unique_ptr<FlowInstance, InstanceDeleter> m_instance;
     ImagePtr m_accumulator, m_output, m_image1, m_image2, m_between1, m_between2;
     FlowFields m_flows[2];
-    int m_pair = 0;           // the frame whose pair the instance has flow of
+    int m_pair = 0;  // the frame whose pair the instance has flow of
     bool m_has_pair = false;
     bool m_missing[OVERRIDES] = {};
 };
