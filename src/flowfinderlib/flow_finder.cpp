@@ -11,6 +11,11 @@ namespace {
 
 constexpr int SMALLEST_LEVEL = 16;  // pixels; smaller ones tell nothing
 constexpr int SEARCH_ITERATIONS = 12;
+constexpr int FINEST_SEARCH = 1;  // level; below it patches would blur what the refinement has found
+constexpr int FINEST_WARPS = 2, WARPS = 3;
+// How far pixels look for another flow, at level 0 and level 1: first beyond what a patch of a coarser level covers
+// there, then close by.
+constexpr int REACHES[2][2] = {{16, 5}, {8, 0}};
 
 }  // namespace
 
@@ -89,9 +94,6 @@ void FlowFinder::State::search(Level& level, bool backward, const StopRequested&
     });
 }
 
-int g_search_finest = 1, g_warps0 = 2, g_warps = 3, g_systems0 = 1, g_systems = 1, g_sharp[4] = {16, 8, 0, 0},
-    g_sharp2[4] = {5, 0, 0, 0};
-
 bool FlowFinder::State::find_level(int number, bool backward, const StopRequested& stop) {
     Level& level = levels[std::size_t(number)];
     const FlowPlane& grey = level.pictures[0].grey;
@@ -99,20 +101,21 @@ bool FlowFinder::State::find_level(int number, bool backward, const StopRequeste
     if (number + 1 < count) {
         flow_enlarge(levels[std::size_t(number) + 1].work.u, level.work.u, 2.0F);
         flow_enlarge(levels[std::size_t(number) + 1].work.v, level.work.v, 2.0F);
+    } else {
+        level.work.u.clear();
+        level.work.v.clear();
     }
-    if (number >= g_search_finest && std::min(grey.width, grey.height) >= FLOW_PATCH) search(level, backward, stop);
-    if (number < 4 && g_sharp[number] > 0)
-        flow_sharpen_edges(level.pictures[backward], level.pictures[!backward], level.work, g_sharp[number]);
-    if (number < 4 && g_sharp2[number] > 0)
-        flow_sharpen_edges(level.pictures[backward], level.pictures[!backward], level.work, g_sharp2[number]);
+    if (number >= FINEST_SEARCH && std::min(grey.width, grey.height) >= FLOW_PATCH) search(level, backward, stop);
+    for (int n = 0; number < 2 && n < 2; ++n)
+        if (REACHES[number][n] > 0)
+            flow_sharpen_edges(level.pictures[backward], level.pictures[!backward], level.work, REACHES[number][n]);
     if (settings.lambda1 + settings.lambda2 <= 0.0F) return !wants_end(stop);
     const float coarse = count > 1 ? float(number) / float(count - 1) : 0.0F;
     const auto between = [&](float init, float end) { return end + (init - end) * coarse; };
-    return flow_refine_level(
-        {level.pictures[backward], level.pictures[!backward], level.work, settings,
-         between(settings.sigma1_init, settings.sigma1_end), between(settings.sigma2_init, settings.sigma2_end),
-         number == 0 ? g_warps0 : g_warps, number == 0 ? g_systems0 : g_systems},
-        stop);
+    return flow_refine_level({level.pictures[backward], level.pictures[!backward], level.work, settings,
+                              between(settings.sigma1_init, settings.sigma1_end),
+                              between(settings.sigma2_init, settings.sigma2_end), number == 0 ? FINEST_WARPS : WARPS},
+                             stop);
 }
 
 ImagePtr FlowFinder::State::result() {

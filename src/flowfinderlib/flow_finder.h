@@ -39,7 +39,7 @@ struct FlowRefinement {
     FlowWork& work;
     const FlowSettings& settings;
     float data_scale, edge_scale;  // sigma1 and sigma2 of the level
-    int warps, systems;            // linear systems for each warp
+    int warps;                     // of the second picture; each gives one linear system
 };
 bool flow_refine_level(const FlowRefinement& refinement, const StopRequested& stop);
 

@@ -89,21 +89,29 @@ void flow_halve(const FlowPlane& from, FlowPlane& to, int filter) {
     });
 }
 
+// Down to a few pixels: what is coarser than that is light, what is finer is needed to find long motion.
 bool flow_flatten_brightness(FlowPlane& grey) {
-    constexpr int HALVES = 4;
-    FlowPlane levels[HALVES + 1];
+    constexpr int FEW = 8;
+    std::vector<FlowPlane> levels(1);
     levels[0].swap(grey);
-    for (int n = 1; n <= HALVES; ++n) {
-        FlowPlane& fine = levels[n - 1];
-        if (!levels[n].make((fine.width + 1) / 2, (fine.height + 1) / 2)) return false;
+    while (std::min(levels.back().width, levels.back().height) > FEW) {
+        FlowPlane& fine = levels.back();
+        FlowPlane half;
+        if (!half.make((fine.width + 1) / 2, (fine.height + 1) / 2)) return false;
         extend(fine);
-        flow_halve(fine, levels[n], FLOW_WIDE_BINOMIAL);
+        flow_halve(fine, half, FLOW_WIDE_BINOMIAL);
+        levels.push_back(std::move(half));
     }
-    FlowPlane mean;
-    for (int n = HALVES; n > 0; --n) {
-        if (n < HALVES) levels[n].swap(mean);
-        if (!mean.make(levels[n - 1].width, levels[n - 1].height)) return false;
-        flow_enlarge(levels[n], mean, 1.0F);
+    if (levels.size() == 1) {  // too small to tell light from picture
+        grey.swap(levels[0]);
+        return true;
+    }
+    FlowPlane mean = std::move(levels.back());
+    for (std::size_t n = levels.size() - 1; n > 0; --n) {
+        FlowPlane finer;
+        if (!finer.make(levels[n - 1].width, levels[n - 1].height)) return false;
+        flow_enlarge(mean, finer, 1.0F);
+        mean.swap(finer);
     }
     grey.swap(levels[0]);
     each_row(grey.height, [&](int y) {

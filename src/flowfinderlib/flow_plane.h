@@ -17,9 +17,12 @@ class FlowPlane {
         m_image = make_image_uncleared(width + 2 * FLOW_BORDER, height + 2 * FLOW_BORDER, 1, SAMPLE_F32);
         return m_image != nullptr;
     }
+    // The same, of zeroes where it was not there yet; else as it was left.
     bool make_clear(int plane_width, int plane_height) {
+        if (m_image && width == plane_width && height == plane_height) return true;
         return make(plane_width, plane_height) && image_clear(m_image.get());
     }
+    void clear() { image_clear(m_image.get()); }
     // Rows from -FLOW_BORDER to height + FLOW_BORDER - 1, each with as many pixels before and behind.
     float* row(int y) { return image_row<float>(m_image.get(), y + FLOW_BORDER) + FLOW_BORDER; }
     const float* row(int y) const { return image_row<float>(m_image.get(), y + FLOW_BORDER) + FLOW_BORDER; }

@@ -23,12 +23,9 @@ class Refiner {
             warp_second();
             find_slopes();
             to_checkers();
-            for (int system = 0; system < m_r.systems; ++system) {
-                if (system > 0) from_checkers();
-                find_smoothness();
-                build_systems();
-                for (int n = 0; n < m_r.settings.num_iterations; ++n) sweep();
-            }
+            find_smoothness();
+            build_systems();
+            for (int n = 0; n < m_r.settings.num_iterations; ++n) sweep();
             from_checkers();
             for (int n = 0; n < m_r.settings.pf_filtrad; ++n) clean();
         }

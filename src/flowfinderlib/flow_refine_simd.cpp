@@ -13,6 +13,8 @@ namespace {
 
 // Of the squared gradient, in grey levels of 255: below it a slope is taken for noise.
 constexpr float SLOPE_FLOOR = 0.5F;
+// Least weight of a pixel: one without neighbours and without a slope has none.
+constexpr float ALONE = 1e-12F;
 
 // Weights of four neighbours of a place f behind the second one: Keys' cubic, a = -1/2.
 struct Cubic {
@@ -150,8 +152,8 @@ static void system_row(const FlowSystemRow& row, float* scratch, const FlowSyste
         keep(a12, m12);
         keep(b1, a11 * u0 + m12 * v0 - c1);
         keep(b2, m12 * u0 + a22 * v0 - c2);
-        keep(inverse1, 1.0F / (a11 + sum));
-        keep(inverse2, 1.0F / (a22 + sum));
+        keep(inverse1, 1.0F / larger(a11 + sum, all<Floats>(ALONE)));
+        keep(inverse2, 1.0F / larger(a22 + sum, all<Floats>(ALONE)));
         keep(right, to_right);
         keep(below, to_below);
     }

@@ -92,30 +92,39 @@ inline Motion turned(int width, int height, double degrees, double zoom) {
 }
 
 // A disc moves over a background that moves the other way.
-inline MovingPair disc_pair(int width, int height) {
-    const Point behind = {-3.4, 1.3}, disc = {9.3, -4.6};
-    const double radius = height * 0.22;
-    const Point centre = {width * 0.45, height * 0.52};
-    const auto cover = [=](Point p, Point at) {
-        const double d = radius - std::hypot(p.x - at.x, p.y - at.y) + 0.5;
+struct DiscScene {
+    Point behind = {-3.4, 1.3}, disc = {9.3, -4.6};  // pixels from the first picture to the second
+    Point centre;
+    double radius;
+    DiscScene(int width, int height) : centre{width * 0.45, height * 0.52}, radius(height * 0.22) {}
+
+    double cover(Point p, double time) const {
+        const double d = radius - std::hypot(p.x - centre.x - time * disc.x, p.y - centre.y - time * disc.y) + 0.5;
         return d < 0 ? 0.0 : (d > 1 ? 1.0 : d);
-    };
-    const auto shown = [=](Point p, double time) {
-        const double c = cover(p, {centre.x + time * disc.x, centre.y + time * disc.y});
+    }
+    double shown(Point p, double time) const {
+        const double c = cover(p, time);
         return (1 - c) * texture({p.x - time * behind.x, p.y - time * behind.y}, 1) +
                c * texture({p.x - time * disc.x, p.y - time * disc.y}, 77);
-    };
-    const auto on_disc = [=](Point p) { return cover(p, centre) > 0.5; };
-    const Motion motion = [=](Point p) {
+    }
+    bool on_disc(Point p) const { return cover(p, 0) > 0.5; }
+    bool is_covered(Point p) const { return !on_disc(p) && cover({p.x + behind.x, p.y + behind.y}, 1) > 0; }
+    Point moved(Point p) const {
         const Point step = on_disc(p) ? disc : behind;
-        return Point{p.x + step.x, p.y + step.y};
-    };
-    const auto covered = [=](Point p) {
-        if (on_disc(p)) return false;
-        return cover({p.x + behind.x, p.y + behind.y}, {centre.x + disc.x, centre.y + disc.y}) > 0;
-    };
-    return {"disc", grey_picture(width, height, [&](Point p) { return shown(p, 0); }),
-            grey_picture(width, height, [&](Point p) { return shown(p, 1); }), flow_of(width, height, motion, covered)};
+        return {p.x + step.x, p.y + step.y};
+    }
+};
+
+inline ImagePtr disc_picture(int width, int height, double time) {
+    const DiscScene scene(width, height);
+    return grey_picture(width, height, [&](Point p) { return scene.shown(p, time); });
+}
+
+inline MovingPair disc_pair(int width, int height) {
+    const DiscScene scene(width, height);
+    return {"disc", disc_picture(width, height, 0), disc_picture(width, height, 1),
+            flow_of(
+                width, height, [&](Point p) { return scene.moved(p); }, [&](Point p) { return scene.is_covered(p); })};
 }
 
 inline std::vector<MovingPair> moving_pairs(int width = 640, int height = 360) {
