@@ -1,5 +1,4 @@
-// The loop with which an effect or a program gets in-between frames: it derives from FlowDirectLoop and supplies
-// frames.
+// The loop with which an effect or a program gets in-between frames: derive from FlowDirectLoop and supply frames.
 #pragma once
 
 #include <vector>

@@ -5,8 +5,7 @@
 
 // Levels of 255, from the luminance or a channel; brighter than white is bent so that it stays below 511.
 bool flow_read_grey(const K7Image* image, int channel, FlowPlane& grey);
-// Takes the local mean away, so that a change of brightness from picture to picture leaves nothing. False without
-// memory.
+// Takes the local mean away, and with it changes of light from picture to picture. False without memory.
 bool flow_flatten_brightness(FlowPlane& grey);
 // To half the size, rounded up, by FlowPyramidFilter.
 void flow_halve(const FlowPlane& from, FlowPlane& to, int filter);

@@ -144,7 +144,7 @@ void choose_alone(const CoveredRow& row, const FlowGround& ground, int y, Choice
     }
 }
 
-// A spot of the background that looks like what covers it follows those around it, the rim of a thing follows the
+// A spot of the background that looks like what covers it follows those around it. The rim of a thing follows the
 // thing.
 void choose_together(const Choice& choice, int y, float* to_u, float* to_v) {
     constexpr int REACH = 24, STEP = 6;

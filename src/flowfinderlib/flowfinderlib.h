@@ -6,8 +6,7 @@
 // - Pictures are of any sample type and number of channels, both of one layout. Colour may be premultiplied or not for
 //   the search; what is mixed (in-betweens, motion blur) should be premultiplied, as mixes of straight colours show the
 //   colours of transparent pixels. Samples that are not finite count as 0.
-// - Nothing throws: false (or null) where a picture is missing, layouts differ, a number is out of its range, there is
-// no
+// - Nothing throws. False (or null): a picture is missing, layouts differ, a number is out of its range, there is no
 //   memory, or `stop` has asked for an end.
 // - Results do not depend on threads, processor or what was asked before.
 //

@@ -442,6 +442,24 @@ TEST_F(Program, ReportsBrokenRules) {
     EXPECT_EQ(render({"--strict", "-i", in, "-o", folder / "a.exr"}).code, 0) << "the effect is clean otherwise";
 }
 
+TEST_F(Program, FindsMotionAndMakesInBetweens) {
+    const std::string dark = picture("in.1.exr", 0.25f), light = picture("in.2.exr", 0.75f), flow = folder / "a.flo";
+    ASSERT_EQ(finish(start({"flow", dark, light, "-o", flow, "-p", "smoothness=2"})).code, 0);
+    const std::string bytes = contents(flow);
+    const PictureInfo info = readPictureInfo(dark);
+    ASSERT_EQ(bytes.size(), 12U + std::size_t(info.width) * std::size_t(info.height) * 8U);
+    EXPECT_EQ(bytes.substr(0, 4), "PIEH");
+    const std::string out = folder / "out.%d.exr";
+    ASSERT_EQ(finish(start({"between", folder / "in.%d.exr", "--factor", "2", "-o", out, "-q"})).code, 0);
+    EXPECT_TRUE(std::filesystem::exists(folder / "out.3.exr") && !std::filesystem::exists(folder / "out.4.exr"));
+    const Picture half = readPicture(folder / "out.2.exr"), end = readPicture(folder / "out.3.exr");
+    EXPECT_NEAR(half.rgba[0], 0.5f, 0.1f);
+    EXPECT_EQ(end.rgba, readPicture(light).rgba);
+    EXPECT_EQ(finish(start({"flow", dark, folder / "none.exr", "-o", flow})).code, 1);
+    EXPECT_EQ(finish(start({"between", dark, "-o", out})).code, 2);
+    EXPECT_THAT(finish(start({"flow", dark, light, "-o", flow, "-p", "smothness=2"})).err, HasSubstr("smoothness"));
+}
+
 TEST_F(Program, LeavesNoTraceWhenInterrupted) {
     const std::string in = picture("in.exr", 1.0f);
     const pid_t child = start(
