@@ -9,19 +9,12 @@ namespace {
 
 constexpr float LONGEST = 65535.0F;
 
-template <class Work>
-void each_row(int rows, Work&& work) {
-    for_rows_float(rows, [&](int first, int last) {
-        for (int y = first; y <= last; ++y) work(y);
-    });
-}
-
 bool is_flow(const K7Image* image) { return image && image->channels == 2 && image->sample_type == SAMPLE_F32; }
 
 // What is not a number, or longer than any picture, counts as no motion.
 bool read_flow(const K7Image* flow, float still, FlowGround& ground) {
     if (!ground.make(flow->width, flow->height)) return false;
-    each_row(flow->height, [&](int y) {
+    flow_rows(flow->height, [&](int y) {
         const float* from = image_row<float>(flow, y);
         float *u = ground.u.row(y), *v = ground.v.row(y);
         for (int x = 0; x < flow->width; ++x) {
@@ -36,7 +29,7 @@ bool read_flow(const K7Image* flow, float still, FlowGround& ground) {
 }
 
 void extend(FlowPlane& plane) {
-    each_row(plane.height, [&](int y) { plane.extend_row(y); });
+    flow_rows(plane.height, [&](int y) { plane.extend_row(y); });
     plane.extend_above_and_below();
 }
 void extend(FlowGround& ground) {
@@ -45,7 +38,7 @@ void extend(FlowGround& ground) {
 }
 
 void find_sure(FlowGround& ground, const FlowGround& back, float threshold) {
-    each_row(ground.u.height, [&](int y) {
+    flow_rows(ground.u.height, [&](int y) {
         flow_between().agreement(ground.pair(), back.pair(), y, threshold * threshold, ground.sure.row(y));
     });
 }
@@ -56,7 +49,7 @@ ImagePtr with_edge(const K7Image* picture) {
     ImagePtr plain = make_image_uncleared(width, height, 4, SAMPLE_F32);
     ImagePtr out = make_image_uncleared(width + 2 * BETWEEN_EDGE, height + 2 * BETWEEN_EDGE, 4, SAMPLE_F32);
     if (!plain || !out || !image_convert(picture, plain.get(), true, 0)) return nullptr;
-    each_row(out->height, [&](int y) {
+    flow_rows(out->height, [&](int y) {
         const float* from = image_row<float>(plain.get(), std::clamp(y - BETWEEN_EDGE, 0, height - 1));
         float* to = image_row<float>(out.get(), y);
         for (int x = 0; x < out->width; ++x)
@@ -74,7 +67,7 @@ BetweenPicture inner(const K7Image* image) {
 // Conversions truncate: half a level more makes them round.
 void round(K7Image* picture, int sample_type) {
     const float half = 0.5F / image_full_value(sample_type);
-    each_row(picture->height, [&](int y) {
+    flow_rows(picture->height, [&](int y) {
         float* row = image_row<float>(picture, y);
         for (int n = 0; n < 4 * picture->width; ++n) row[n] += half;
     });
@@ -85,7 +78,7 @@ ImagePtr without_edge(const K7Image* image) {
     ImagePtr out =
         make_image_uncleared(image->width - 2 * BETWEEN_EDGE, image->height - 2 * BETWEEN_EDGE, 4, SAMPLE_F32);
     if (!out) return nullptr;
-    each_row(out->height, [&](int y) {
+    flow_rows(out->height, [&](int y) {
         std::copy_n(image_row<float>(image, y + BETWEEN_EDGE) + 4 * BETWEEN_EDGE, 4L * out->width,
                     image_row<float>(out.get(), y));
     });
@@ -187,7 +180,7 @@ ImagePtr flow_covered(const K7Image* flow, const K7Image* back, float threshold)
         extend(there);
         extend(here);
         find_sure(there, here, threshold);
-        each_row(flow->height, [&](int y) {
+        flow_rows(flow->height, [&](int y) {
             for (int x = 0; x < flow->width; ++x) image_row<float>(out.get(), y)[x] = 1.0F - there.sure.row(y)[x];
         });
         return out;

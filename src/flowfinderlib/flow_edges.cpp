@@ -3,13 +3,6 @@
 
 namespace {
 
-template <class Work>
-void each_row(int rows, Work&& work) {
-    for_rows_float(rows, [&](int first, int last) {
-        for (int y = first; y <= last; ++y) work(y);
-    });
-}
-
 constexpr int TRIALS[][2] = {{0, 0}, {-1, 0}, {1, 0}, {0, -1}, {0, 1}, {-1, -1}, {1, -1}, {-1, 1}, {1, 1}};
 
 }  // namespace
@@ -17,7 +10,7 @@ constexpr int TRIALS[][2] = {{0, 0}, {-1, 0}, {1, 0}, {0, -1}, {0, 1}, {-1, -1},
 void flow_sharpen_edges(const FlowGrey& first, const FlowGrey& second, FlowWork& work, int reach) {
     const int width = first.grey.width, height = first.grey.height;
     const FlowSearchTable& table = flow_search();
-    each_row(height, [&](int y) {
+    flow_rows(height, [&](int y) {
         std::copy_n(work.u.row(y), width, work.base_u.row(y));
         std::copy_n(work.v.row(y), width, work.base_v.row(y));
         work.base_u.extend_row(y);
@@ -29,13 +22,13 @@ void flow_sharpen_edges(const FlowGrey& first, const FlowGrey& second, FlowWork&
         const auto moved = [&](const FlowPlane& plane, int y) {
             return plane.row(std::clamp(y + dy, 0, height - 1)) + dx;
         };
-        each_row(height, [&](int y) {
+        flow_rows(height, [&](int y) {
             table.try_row({first.grey.row(y), second.grey.row(0), moved(work.base_u, y), moved(work.base_v, y),
                            second.grey.stride(), width, height, y},
                           misfit.row(y));
             misfit.extend_row(y);
         });
-        each_row(height, [&](int y) {
+        flow_rows(height, [&](int y) {
             const auto line = [&](int n) { return misfit.row(std::clamp(y + n, 0, height - 1)); };
             table.choose_row({{line(-2), line(-1), line(0), line(1), line(2)},
                               moved(work.base_u, y),

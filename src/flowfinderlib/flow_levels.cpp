@@ -7,15 +7,8 @@ namespace {
 
 constexpr float WHITE = 255.0F;
 
-template <class Work>
-void each_row(int rows, Work&& work) {
-    for_rows_float(rows, [&](int first, int last) {
-        for (int y = first; y <= last; ++y) work(y);
-    });
-}
-
 void extend(FlowPlane& plane) {
-    each_row(plane.height, [&](int y) { plane.extend_row(y); });
+    flow_rows(plane.height, [&](int y) { plane.extend_row(y); });
     plane.extend_above_and_below();
 }
 
@@ -48,7 +41,7 @@ bool flow_read_grey(const K7Image* image, int channel, FlowPlane& grey) {
     const int channels = image->channels;
     const int from = channel > 0 ? std::min(channel, channels) - 1 : (channels >= 3 ? -1 : 0);
     const float scale = 1.0F / image_full_value(image->sample_type);
-    each_row(image->height, [&](int y) {
+    flow_rows(image->height, [&](int y) {
         float* out = grey.row(y);
         switch (image->sample_type) {
             case SAMPLE_U8:
@@ -114,7 +107,7 @@ bool flow_flatten_brightness(FlowPlane& grey) {
         mean.swap(finer);
     }
     grey.swap(levels[0]);
-    each_row(grey.height, [&](int y) {
+    flow_rows(grey.height, [&](int y) {
         for (int x = 0; x < grey.width; ++x) grey.row(y)[x] -= mean.row(y)[x];
     });
     return true;
@@ -123,7 +116,7 @@ bool flow_flatten_brightness(FlowPlane& grey) {
 void flow_differentiate(FlowGrey& level) {
     FlowPlane& grey = level.grey;
     extend(grey);
-    each_row(grey.height, [&](int y) {
+    flow_rows(grey.height, [&](int y) {
         const float *row = grey.row(y), *above = grey.row(y - 1), *below = grey.row(y + 1);
         float *to_x = level.x.row(y), *to_y = level.y.row(y);
         for (int x = 0; x < grey.width; ++x) {

@@ -11,13 +11,6 @@ constexpr int BAND = 16;           // rows of the result that a thread fills at 
 constexpr float DOUBTFUL = 0.01F;  // what unsure flow counts beside sure flow
 constexpr float SURE = 0.5F;
 
-template <class Work>
-void each_row(int rows, Work&& work) {
-    for_rows_float(rows, [&](int first, int last) {
-        for (int y = first; y <= last; ++y) work(y);
-    });
-}
-
 // ---- Covered pixels -----------------------------------------------------------------------------------------------
 
 struct Direction {
@@ -184,7 +177,7 @@ class Splat {
     // The flow leads `part` of its length; as motion it counts `sign` times.
     Splat(const FlowGround& ground, float part, float sign) : m_ground(ground), m_part(part), m_sign(sign) {
         m_reach.resize(std::size_t(ground.u.height));
-        each_row(ground.u.height, [&](int y) {
+        flow_rows(ground.u.height, [&](int y) {
             const float* v = ground.v.row(y);
             float low = v[0], high = v[0];
             for (int x = 1; x < ground.u.width; ++x) low = std::min(low, v[x]), high = std::max(high, v[x]);
@@ -246,7 +239,7 @@ struct Filling {
 // The mean of what is known in each two by two pixels.
 Filling coarser(const Filling& fine) {
     Filling coarse((fine.width + 1) / 2, (fine.height + 1) / 2);
-    each_row(coarse.height, [&](int y) {
+    flow_rows(coarse.height, [&](int y) {
         for (int x = 0; x < coarse.width; ++x) {
             float u = 0, v = 0, sum = 0;
             for (int r = 2 * y; r < std::min(2 * y + 2, fine.height); ++r)
@@ -263,7 +256,7 @@ Filling coarser(const Filling& fine) {
 }
 
 void fill_from(Filling& fine, const Filling& coarse) {
-    each_row(fine.height, [&](int y) {
+    flow_rows(fine.height, [&](int y) {
         for (int x = 0; x < fine.width; ++x) {
             const std::size_t n = fine.at(x, y);
             if (fine.weight[n] > 0) continue;
@@ -281,7 +274,7 @@ void fill_from(Filling& fine, const Filling& coarse) {
 void fill_holes(FlowPlane& u, FlowPlane& v, const FlowPlane& score) {
     std::vector<Filling> levels;
     Filling& base = levels.emplace_back(u.width, u.height);
-    each_row(u.height, [&](int y) {
+    flow_rows(u.height, [&](int y) {
         for (int x = 0; x < u.width; ++x) {
             const std::size_t n = base.at(x, y);
             base.weight[n] = score.row(y)[x] > 0 ? 1.0F : 0.0F;
@@ -291,7 +284,7 @@ void fill_holes(FlowPlane& u, FlowPlane& v, const FlowPlane& score) {
     while (levels.back().width > 1 || levels.back().height > 1) levels.push_back(coarser(levels.back()));
     for (std::size_t n = levels.size() - 1; n > 0; --n) fill_from(levels[n - 1], levels[n]);
     const Filling& filled = levels.front();
-    each_row(u.height, [&](int y) {
+    flow_rows(u.height, [&](int y) {
         std::copy_n(&filled.u[filled.at(0, y)], u.width, u.row(y));
         std::copy_n(&filled.v[filled.at(0, y)], u.width, v.row(y));
     });
@@ -307,8 +300,8 @@ bool has_holes(const FlowPlane& score) {
 bool clean(FlowPlane& plane) {
     FlowPlane out;
     if (!out.make(plane.width, plane.height)) return false;
-    each_row(plane.height, [&](int y) { plane.extend_row(y); });
-    each_row(plane.height, [&](int y) {
+    flow_rows(plane.height, [&](int y) { plane.extend_row(y); });
+    flow_rows(plane.height, [&](int y) {
         flow_refine().median(plane.row(std::max(y - 1, 0)), plane.row(y), plane.row(std::min(y + 1, plane.height - 1)),
                              plane.width, out.row(y));
     });
@@ -322,10 +315,10 @@ bool flow_fill_covered(const K7Image* picture, FlowGround& ground, float radius,
     Choice choice;
     if (!choice.make(ground.u.width, ground.u.height)) return false;
     const auto row = [&](int y) { return CoveredRow(picture, ground, y, int(radius), likeness); };
-    each_row(ground.u.height, [&](int y) { choose_alone(row(y), ground, y, choice); });
+    flow_rows(ground.u.height, [&](int y) { choose_alone(row(y), ground, y, choice); });
     FlowPlane u, v;
     if (!u.make(ground.u.width, ground.u.height) || !v.make(ground.u.width, ground.u.height)) return false;
-    each_row(ground.u.height, [&](int y) { choose_together(choice, y, u.row(y), v.row(y)); });
+    flow_rows(ground.u.height, [&](int y) { choose_together(choice, y, u.row(y), v.row(y)); });
     ground.u.swap(u);
     ground.v.swap(v);
     return true;

@@ -7,6 +7,14 @@
 
 constexpr int FLOW_BORDER = 32;  // pixels on each side: the widest store, and what patches reach beyond the edge
 
+// work(y) for each row, on all threads.
+template <class Work>
+void flow_rows(int rows, Work&& work) {
+    for_rows_float(rows, [&](int first, int last) {
+        for (int y = first; y <= last; ++y) work(y);
+    });
+}
+
 class FlowPlane {
   public:
     // Pixels hold anything, the border too. False without memory.

@@ -35,9 +35,7 @@ class Refiner {
   private:
     template <class Work>
     void rows(Work&& work) {
-        for_rows_float(m_height, [&](int first, int last) {
-            for (int y = first; y <= last; ++y) work(y);
-        });
+        flow_rows(m_height, work);
     }
 
     void warp_second() {
