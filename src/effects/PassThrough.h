@@ -24,8 +24,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input2", "Canvas", nullptr, true}, {"Input1", "Painting", "BG"}, {"Input3", "Matte"}, {"Input4", "Control", "Swirl"}}},
     {{.name = "ClipTex", .menu = "Textures", .description = "Clip created using another image as a texture. This effect is in Box Number 10"},
      {{"Input", "Input", nullptr, true}, {"InputA", "TextureA", "TexA"}, {"InputB", "TextureB", "TexB"}, {"InputC", "TextureC", "TexC"}, {"InputD", "TextureD", "TexD"}}},
-    {{.name = "Dots", .menu = "Abstract", .description = "Image screened with dots or alternative patterns. This effect is in Box Number 13"},
-     {{"Input2", "Background", nullptr, true}, {"Input", "Intensity Levels", "Intense"}, {"Input3", "Matte"}, {"Input4", "Colours", "Cols"}}},
     {{.name = "FireBall", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "A ball of fire with a tail. This effect is in Box Number 1"},
      {{"Input", "Background Clip"}, {"Matte", "Matte"}}},
     {{.name = "Fireworks", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Let's celebrate with a firework display. This effect is in Box Number 1"},
