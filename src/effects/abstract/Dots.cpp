@@ -13,7 +13,7 @@ namespace {
 
 constexpr double DEGREE = 3.14159265358979323846 / 180.0;
 constexpr double GRAINS = 3.0;  // of blue noise on the side of a cell
-constexpr double FINE = 8.0;    // pixels: cells below it are sampled more finely
+constexpr double FINE = 16.0;   // samples on the side of a cell at least
 constexpr double GONE = 1.5;    // pixels: cells of which nothing is seen; from twice that on all is
 
 const float* noise_thresholds() {
@@ -111,7 +111,7 @@ DotsFrame Dots::frame(const K7Image& picture) const {
     const double travel = Speed.limited() * 0.01 * currentFrame;
     f.travel = static_cast<float>(pattern == DOTS_BLUE_NOISE ? std::fmod(travel, NOISE_SIDE / GRAINS)
                                                              : travel - std::floor(travel));
-    f.samples = cell < FINE ? 4 : 2;
+    f.samples = static_cast<int>(std::clamp(std::ceil(FINE / cell), 2.0, 4.0));
     const double edge = EdgeSoftness.limited() * 0.01 * cell;
     f.box_width = static_cast<float>(1.0 / f.samples + edge);
     f.box_height = static_cast<float>(1.0 / (f.samples * aspect) + edge);

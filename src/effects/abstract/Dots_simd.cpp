@@ -13,6 +13,11 @@ struct Height {
     Floats h, du, dv;
 };
 
+// What a pattern is made of: dots with one edge near any place; stripes, whose height is the distance from their middle
+// and which repeat each cell; bands and stripes that cross, of which a square has what both cover and a cross what
+// either does.
+enum class Parts { DOT, STRIPE, CROSSING, CROSSING_STRIPES, EITHER_STRIPE };
+
 QUILLON_VECTOR Floats floor_of(Floats v) {
     const Floats cut = to_floats(to_ints(v));
     return cut > v ? cut - 1.0f : cut;
@@ -22,6 +27,7 @@ QUILLON_VECTOR Floats off_middle(Floats v) { return v - floor_of(v) - 0.5f; }
 QUILLON_VECTOR Floats one() { return Floats{} + 1.0f; }
 
 struct Round {
+    static constexpr Parts PARTS = Parts::DOT;
     QUILLON_VECTOR Height at(const DotsFrame&, Floats u, Floats v) {
         u = off_middle(u), v = off_middle(v);
         const Floats h = square_root(u * u + v * v), part = 1.0f / larger(h, all<Floats>(1e-6f));
@@ -29,6 +35,7 @@ struct Round {
     }
 };
 struct Elliptical {
+    static constexpr Parts PARTS = Parts::DOT;
     QUILLON_VECTOR Height at(const DotsFrame&, Floats u, Floats v) {
         constexpr float LONG = 0.78f, SHORT = 1.28f;
         u = off_middle(u) * LONG, v = off_middle(v) * SHORT;
@@ -37,20 +44,25 @@ struct Elliptical {
     }
 };
 struct Diamond {
+    static constexpr Parts PARTS = Parts::CROSSING;
     QUILLON_VECTOR Height at(const DotsFrame&, Floats u, Floats v) {
         u = off_middle(u), v = off_middle(v);
-        const Floats same = u * v;
-        return {absolute(u) + absolute(v), one(), same < 0.0f ? -one() : one()};
+        return {absolute(u + v), one(), one()};
+    }
+    QUILLON_VECTOR Height across(const DotsFrame&, Floats u, Floats v) {
+        u = off_middle(u), v = off_middle(v);
+        return {absolute(u - v), one(), -one()};
     }
 };
 struct Square {
-    QUILLON_VECTOR Height at(const DotsFrame&, Floats u, Floats v) {
-        u = absolute(off_middle(u)), v = absolute(off_middle(v));
-        const auto wide = u > v;
-        return {wide ? u : v, wide ? one() : Floats{}, wide ? Floats{} : one()};
+    static constexpr Parts PARTS = Parts::CROSSING_STRIPES;
+    QUILLON_VECTOR Height at(const DotsFrame&, Floats u, Floats) { return {absolute(off_middle(u)), one(), Floats{}}; }
+    QUILLON_VECTOR Height across(const DotsFrame&, Floats, Floats v) {
+        return {absolute(off_middle(v)), Floats{}, one()};
     }
 };
 struct Line {
+    static constexpr Parts PARTS = Parts::STRIPE;
     QUILLON_VECTOR Height at(const DotsFrame& f, Floats u, Floats v) {
         // Two arcs of a third degree for a wave; x runs from -1 to 1 and back.
         const Floats turn = off_middle(u * f.waves), x = absolute(turn) * 4.0f - 1.0f;
@@ -59,20 +71,18 @@ struct Line {
         return {absolute(off_middle(v)), slope * (f.wave * f.waves), one()};
     }
 };
-struct Cross {
-    QUILLON_VECTOR Height at(const DotsFrame&, Floats u, Floats v) {
-        u = absolute(off_middle(u)), v = absolute(off_middle(v));
-        const auto first = u < v;
-        return {first ? u : v, first ? one() : Floats{}, first ? Floats{} : one()};
-    }
+struct Cross : Square {
+    static constexpr Parts PARTS = Parts::EITHER_STRIPE;
 };
 struct Rings {
+    static constexpr Parts PARTS = Parts::STRIPE;
     QUILLON_VECTOR Height at(const DotsFrame& f, Floats u, Floats v) {
         const Floats r = square_root(u * u + v * v), part = 1.0f / larger(r, all<Floats>(1e-6f));
         return {absolute(off_middle(r - f.travel + 0.5f)), u * part, v * part};
     }
 };
 struct Spiral {
+    static constexpr Parts PARTS = Parts::STRIPE;
     QUILLON_VECTOR Height at(const DotsFrame& f, Floats u, Floats v) {
         const Floats r = square_root(u * u + v * v), part = 1.0f / larger(r, all<Floats>(0.05f));
         constexpr float TURN = 0.15915494f;  // 1 / (2 pi)
@@ -111,12 +121,27 @@ QUILLON_VECTOR Floats below_threshold(const DotsFrame& f, Floats u, Floats v, Fl
     return gather(f.thresholds, row * NOISE_SIDE + column) < level ? one() : Floats{};
 }
 
-template <class Pattern>
-QUILLON_VECTOR Floats below_size(const DotsFrame& f, const DotScreen& s, Floats u, Floats v, Floats size) {
-    const Height p = Pattern::at(f, u, v);
+QUILLON_VECTOR Floats below_size(const DotsFrame& f, const DotScreen& s, const Height& p, Floats size, Parts parts) {
     const Floats x = absolute(p.du * s.cosine - p.dv * s.sine) * f.box_width;
     const Floats y = absolute(p.du * s.sine + p.dv * s.cosine) * f.box_height;
-    return below_edge((size - p.h) * f.cell, x, y);
+    const Floats near = below_edge((size - p.h) * f.cell, x, y);
+    if (parts == Parts::DOT) return near;
+    // The other edge of a stripe, and the next stripe's, may be within the same pixel.
+    const Floats both = near + below_edge((size + p.h) * f.cell, x, y) - 1.0f;
+    if (parts == Parts::CROSSING) return larger(both, Floats{});
+    return to_unit(both + below_edge((size + p.h - 1.0f) * f.cell, x, y));
+}
+
+template <class Pattern>
+QUILLON_VECTOR Floats of_pattern(const DotsFrame& f, const DotScreen& s, Floats u, Floats v, Floats size) {
+    constexpr Parts parts = Pattern::PARTS;
+    const Floats first = below_size(f, s, Pattern::at(f, u, v), size, parts);
+    if constexpr (parts == Parts::DOT || parts == Parts::STRIPE) {
+        return first;
+    } else {
+        const Floats second = below_size(f, s, Pattern::across(f, u, v), size, parts);
+        return parts == Parts::EITHER_STRIPE ? 1.0f - (1.0f - first) * (1.0f - second) : first * second;
+    }
 }
 
 template <class Pattern>
@@ -124,7 +149,7 @@ QUILLON_VECTOR Floats covered(const DotsFrame& f, const DotScreen& s, Floats u, 
     if constexpr (std::is_same_v<Pattern, BlueNoise>)
         return below_threshold(f, u, v, size);
     else
-        return below_size<Pattern>(f, s, u, v, size);
+        return of_pattern<Pattern>(f, s, u, v, size);
 }
 template <class Pattern>
 QUILLON_VECTOR Floats size_of(const DotScreen& s, Floats level) {
