@@ -30,6 +30,7 @@ TEST(Greying, FollowsTheControlsThatSteer) {
         {"Q_RemGrain", {{"GonMx", 0}}, "RBlur RSharpStr BBlur GonMx", "GBlur GSharpStr RGBEx"},
         {"Q_RemGrain", {{"Mode", 1}, {"RGBEx", 2}}, "BBlur BSharpStr RGBEx", "RBlur GBlur GSharpStr RonMx BonMx"},
         {"Q_RemGrain", {{"RGBEx", 2}, {"Mode", 1}, {"Mode", 0}}, "RBlur GBlur BBlur RonMx", "RGBEx"},
+        {"Q_Dots", {{"Colouring", 2}, {"Paper", 1}}, "CyanInk BlackAngle", "InkColour PaperColour Wave"},
         {"Q_NightVision", {}, "HiSoft", "Defocus Grain Separation RetColour"},
         {"Q_NightVision", {{"BorderType", 1}}, "Separation", ""},
         {"Q_NightVision", {{"BorderType", 1}, {"DoBorder", 0}}, "", "Separation"},
