@@ -14,7 +14,7 @@ namespace {
 constexpr double DEGREE = 3.14159265358979323846 / 180.0;
 constexpr double GRAINS = 3.0;  // of blue noise on the side of a cell
 constexpr double FINE = 16.0;   // samples on the side of a cell at least
-constexpr double GONE = 1.5;    // pixels: cells of which nothing is seen; from twice that on all is
+constexpr double GONE = 1.0;    // pixels: cells of which nothing is seen; from twice that on all is
 
 const float* noise_thresholds() {
     static const auto thresholds = [] {

@@ -163,7 +163,8 @@ QUILLON_VECTOR Floats size_of(const DotScreen& s, Floats level) {
 template <class Pattern>
 QUILLON_VECTOR Floats screened(const DotsFrame& f, const DotScreen& s, Floats x, float y, Floats level) {
     level = to_unit(level);
-    if (all_set((Ints)((level <= 0.0f) | (level >= 1.0f)))) return level;
+    const auto plain = (level <= 0.0f) | (level >= 1.0f);
+    if (all_set((Ints)plain)) return level;
     const Floats size = size_of<Pattern>(s, level);
     const float step = 1.0f / float(f.samples), first = 0.5f * step, scale = 1.0f / f.cell;
     constexpr bool round = std::is_same_v<Pattern, Rings> || std::is_same_v<Pattern, Spiral>;
@@ -177,7 +178,7 @@ QUILLON_VECTOR Floats screened(const DotsFrame& f, const DotScreen& s, Floats x,
             sum += covered<Pattern>(f, s, u, v, size);
         }
     }
-    return level + (sum * (step * step) - level) * f.visible;
+    return plain ? level : level + (sum * (step * step) - level) * f.visible;
 }
 
 // ---- Levels and inks ----------------------------------------------------------------------------------------------
