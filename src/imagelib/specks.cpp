@@ -1,6 +1,5 @@
 // Specks join the label that surrounds them most, the smallest first.
 #include <algorithm>
-#include <queue>
 
 #include "imagelib/imagelib_regions.h"
 #include "imagelib/region_sets.h"
@@ -13,64 +12,70 @@ namespace {
 class SpeckMerger {
   public:
     SpeckMerger(const K7Image& regions, std::vector<PictureRegion>& found, std::int64_t least)
-        : m_found(found), m_least(least), m_sets(found.size()), m_next(found.size(), NONE), m_ends(found.size()) {
+        : m_found(found),
+          m_least(least),
+          m_sets(found.size()),
+          m_next(found.size(), NONE),
+          m_ends(found.size()),
+          m_borders(found.size() + 1) {
         for (std::uint32_t i = 0; i < found.size(); ++i) m_ends[i] = i;
+        m_waiting.resize(static_cast<std::size_t>(m_least));
         collect_borders(regions);
     }
 
     void run() {
         for (std::uint32_t i = 0; i < m_found.size(); ++i) enqueue(i);
-        while (!m_queue.empty()) {
-            const Waiting speck = m_queue.top();
-            m_queue.pop();
-            const bool current = m_sets.find(speck.region) == speck.region && m_found[speck.region].area == speck.area;
-            if (current) merge(speck.region);
-        }
+        for (std::size_t area = 0; area < m_waiting.size(); ++area)
+            for (std::size_t i = 0; i < m_waiting[area].size(); ++i) {  // those that join only grow: later lists
+                const std::uint32_t speck = m_waiting[area][i];
+                const bool current = m_sets.find(speck) == speck && m_found[speck].area == std::int64_t(area);
+                if (current) merge(speck);
+            }
     }
     std::uint32_t label_of(std::uint32_t region) { return m_found[m_sets.find(region)].label; }
 
   private:
     static constexpr std::uint32_t NONE = 0xffffffffu;
-    struct Waiting {
-        std::int64_t area;
-        std::uint32_t region;
-        bool operator>(const Waiting& other) const {
-            return area != other.area ? area > other.area : region > other.region;
-        }
-    };
     struct Neighbour {
         std::uint32_t label, root;
-        std::uint32_t length;  // of the common border, in sides of pixels
     };
 
     void enqueue(std::uint32_t root) {
-        if (m_found[root].area < m_least) m_queue.push({m_found[root].area, root});
+        if (m_found[root].area < m_least) m_waiting[static_cast<std::size_t>(m_found[root].area)].push_back(root);
     }
 
-    // Borders of specks only, sorted by speck: one entry for each side of a pixel.
+    // What is beyond each side of a speck's pixels, speck by speck: counted first, then filled in.
     void collect_borders(const K7Image& regions) {
-        const auto border = [&](std::uint32_t a, std::uint32_t b) {
-            if (a == b) return;
-            if (m_found[a].area < m_least) m_borders.push_back(std::uint64_t(a) << 32 | b);
-            if (m_found[b].area < m_least) m_borders.push_back(std::uint64_t(b) << 32 | a);
-        };
-        for (int y = 0; y < regions.height; ++y) {
-            const auto* row = image_row<std::uint32_t>(&regions, y);
-            for (int x = 1; x < regions.width; ++x) border(row[x - 1], row[x]);
-            if (y == 0) continue;
-            const auto* below = image_row<std::uint32_t>(&regions, y - 1);
-            for (int x = 0; x < regions.width; ++x) border(below[x], row[x]);
+        for (const bool fill : {false, true}) {
+            if (fill) {
+                for (std::size_t i = 1; i < m_borders.size(); ++i) m_borders[i] += m_borders[i - 1];
+                m_beyond.resize(m_borders.back());
+            }
+            const auto side = [&](std::uint32_t speck, std::uint32_t other) {
+                if (m_found[speck].area >= m_least) return;
+                if (fill)
+                    m_beyond[--m_borders[speck]] = other;
+                else
+                    ++m_borders[speck];
+            };
+            const auto border = [&](std::uint32_t a, std::uint32_t b) {
+                if (a != b) side(a, b), side(b, a);
+            };
+            for (int y = 0; y < regions.height; ++y) {
+                const auto* row = image_row<std::uint32_t>(&regions, y);
+                const auto* below = image_row<std::uint32_t>(&regions, y > 0 ? y - 1 : y);
+                for (int x = 1; x < regions.width; ++x) border(row[x - 1], row[x]);
+                for (int x = 0; x < regions.width; ++x) border(below[x], row[x]);
+            }
         }
-        std::sort(m_borders.begin(), m_borders.end());
     }
 
     void gather_neighbours(std::uint32_t root) {
         m_neighbours.clear();
         for (std::uint32_t member = root; member != NONE; member = m_next[member]) {
-            auto i = std::lower_bound(m_borders.begin(), m_borders.end(), std::uint64_t(member) << 32);
-            for (; i != m_borders.end() && *i >> 32 == member; ++i) {
-                const std::uint32_t other = m_sets.find(static_cast<std::uint32_t>(*i));
-                if (other != root) m_neighbours.push_back({m_found[other].label, other, 1});
+            for (std::size_t i = m_borders[member]; i < m_borders[member + 1]; ++i) {
+                const std::uint32_t other = m_sets.find(m_beyond[i]);
+                if (other != root) m_neighbours.push_back({m_found[other].label, other});
             }
         }
         std::sort(m_neighbours.begin(), m_neighbours.end(), [](const Neighbour& a, const Neighbour& b) {
@@ -108,9 +113,11 @@ class SpeckMerger {
     std::int64_t m_least;
     RegionSets m_sets;
     std::vector<std::uint32_t> m_next, m_ends;
-    std::vector<std::uint64_t> m_borders;
+    // The sides of region i are [m_borders[i], m_borders[i + 1]) of m_beyond.
+    std::vector<std::size_t> m_borders;
+    std::vector<std::uint32_t> m_beyond;
     std::vector<Neighbour> m_neighbours;
-    std::priority_queue<Waiting, std::vector<Waiting>, std::greater<>> m_queue;
+    std::vector<std::vector<std::uint32_t>> m_waiting;  // specks of each area
 };
 
 }  // namespace
@@ -123,7 +130,8 @@ bool image_merge_specks(K7Image* labels, int least_area) {
     if (!regions || !image_regions(labels, regions.get(), found)) return false;
     labels->stats_valid = 0;
     return in_memory([&] {
-        SpeckMerger merger(*regions, found, least_area);
+        const std::int64_t pixels = std::int64_t(labels->width) * labels->height;
+        SpeckMerger merger(*regions, found, std::min<std::int64_t>(least_area, pixels + 1));
         merger.run();
         std::vector<std::uint32_t> settled(found.size());
         for (std::uint32_t i = 0; i < found.size(); ++i) settled[i] = merger.label_of(i);
