@@ -47,7 +47,8 @@ struct TrailStopMoInfo : EffectInfo {
     ClipRecord matte{this, {.name = "Matte", .label = "Matte", .required = true, .mayStayEmpty = true}};
 
     Page page{this, "TrailStopMo"};
-    PresetChoiceK7 Demos{this, {"Demos", "Presets"}, "A kind of exposure: sets all controls."};
+    PresetChoiceK7 Demos{
+        this, {"Demos", "Presets"}, "A kind of exposure: sets all controls but the key and the matte."};
     IntegerControlK7 Copies{this, {"Copies", "Copies", 6, 1, 60}, "Frames that are laid down."};
     IntegerControlK7 Step{this, {"Step", "Step", 5, 1, 200}, "Frames from one copy to the next."};
     ListControlK7 Direction{this,
@@ -68,16 +69,18 @@ struct TrailStopMoInfo : EffectInfo {
                        "How copies are laid down. Average gives each the same share."};
     ListControlK7 Key{
         this,
-        {"Key", "Key", 0, {"Whole Frame", "Alpha", "Difference", "Bright"}},
+        {"Key", "Key", 0, {"Whole Frame", "Alpha", "Difference", "Bright"}, {.keptByPresets = true}},
         "What of a frame is laid down: all of it, its alpha, what differs from the background, or what is "
         "bright."};
     FloatControlK7 KeyLow{this,
-                          {"KeyLow", "Key Low", 8.0, 0.0, 100.0},
+                          {"KeyLow", "Key Low", 8.0, 0.0, 100.0, {.keptByPresets = true}},
                           "Difference or brightness up to which nothing is laid down, in percent."};
     FloatControlK7 KeyHigh{this,
-                           {"KeyHigh", "Key High", 20.0, 0.0, 100.0},
+                           {"KeyHigh", "Key High", 20.0, 0.0, 100.0, {.keptByPresets = true}},
                            "Difference or brightness from which all is laid down, in percent."};
-    CheckboxControlK7 UseMatte{this, {"UseMatte", "Use Matte"}, "Lays copies down where the matte is bright only."};
+    CheckboxControlK7 UseMatte{this,
+                               {"UseMatte", "Use Matte", false, {.keptByPresets = true}},
+                               "Lays copies down where the matte is bright only."};
 
     Page lookPage{this, "Copies"};
     FloatControlK7 Opacity{this, {"Opacity", "Opacity", 80.0, 0.0, 100.0}, "Of the newest copy, in percent."};

@@ -35,7 +35,7 @@ class StopMo : public testing::Test {
             "Input", [](double time) { return frameOf(int(time) - FIRST); }, FIRST, FIRST + 50);
         trail.choose("Key", "Difference");
         trail.choose("Mode", "Over");
-        trail.set("Opacity", 100), trail.set("Fade", 0);
+        trail.set("Opacity", 100), trail.set("Fade", 0.0);
         trail.connect(
             "Bck", [](double) { return frameOf(-1); }, FIRST, FIRST + 50);
         return trail;
@@ -59,13 +59,13 @@ TEST_F(StopMo, ShowsFramesAStepApart) {
     EXPECT_EQ(seen(trail, 14), (Frames{0, 5, 10, 14})) << "held copies stand";
     EXPECT_EQ(seen(trail, 20), (Frames{10, 15, 20}));
     EXPECT_EQ(seen(trail, 3), (Frames{0, 3})) << "there is nothing before the first frame";
-    trail.set("Hold", 0);
+    trail.set("Hold", 0.0);
     EXPECT_EQ(seen(trail, 12), (Frames{2, 7, 12}));
     trail.choose("Direction", "Ahead");
     EXPECT_EQ(seen(trail, 12), (Frames{12, 17, 22, 27}));
     trail.choose("Direction", "Both");
     EXPECT_EQ(seen(trail, 12), (Frames{2, 7, 12, 17}));
-    trail.choose("Live Frame", "Hidden");
+    trail.choose("Live", "Hidden");
     EXPECT_EQ(seen(trail, 12), (Frames{2, 7, 17}));
     EXPECT_TRUE(trail.imagesBalanced());
 }
@@ -87,7 +87,7 @@ TEST_F(StopMo, TakesTheMeanOfWholeFrames) {
         FIRST, FIRST + 50);
     trail.choose("Key", "Whole Frame");
     trail.choose("Mode", "Average");
-    trail.set("Hold", 0), trail.set("Copies", 4), trail.set("Step", 2);
+    trail.set("Hold", 0.0), trail.set("Copies", 4), trail.set("Step", 2);
     EXPECT_NEAR(trail.render(FIRST + 20)[0], (12 + 14 + 16 + 18 + 20) / 5.0 / 32, 1e-6);
 }
 
