@@ -28,5 +28,6 @@ extern const Command imageInfoCommand;
 extern const Command convertCommand;
 extern const Command flowCommand;
 extern const Command betweenCommand;
+extern const Command jawsServiceCommand;
 
 }  // namespace quillon

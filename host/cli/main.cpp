@@ -23,7 +23,7 @@ using namespace quillon;
 const Command* const commands[] = {&listCommand,    &describeCommand,  &renderCommand,
                                    &overlayCommand, &galleryCommand,   &referenceCommand,
                                    &checkCommand,   &imageInfoCommand, &convertCommand,
-                                   &flowCommand,    &betweenCommand};
+                                   &flowCommand,    &betweenCommand,   &jawsServiceCommand};
 
 std::vector<std::string> commandNames() {
     std::vector<std::string> names = {"help"};

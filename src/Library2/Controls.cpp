@@ -399,6 +399,12 @@ void TextControlK7::SetTextNow(double time, const char* newText) {
     write(newText);
 }
 
+// What a render has left here is older than what the user has typed.
+void TextControlK7::changedAtHost() {
+    const std::lock_guard lock(m_lock);
+    m_dirty = false;
+}
+
 // The host is called without the lock: it may come back with a notification.
 void TextControlK7::endOfChange(const HostQuirks& quirks) {
     if (!quirks.writesTextBack) return;

@@ -156,6 +156,7 @@ class ControlK7 {
     virtual void SetGhosted(bool ghosted);
     bool hidden() const { return m_hidden; }
     bool ghosted() const { return m_ghosted; }
+    virtual void changedAtHost() {}                 // the parameter has a new value
     virtual void endOfChange(const HostQuirks&) {}  // last step of a user's change
 
     // Presets: how many numbers a preset row holds for this control, and writing them to the host
@@ -420,13 +421,15 @@ class TextControlK7 : public ControlK7 {
 
     std::string text;
 
-    // From any thread. The text reaches the host at the end of the user's change, and `text` at the next fetch.
+    // From any thread. The text reaches the host at the end of the user's change, and `text` at the next fetch; not when
+    // the parameter is changed before.
     void SetText(double time, const char* newText);
     void SetTextNow(double time, const char* newText);  // and the host at once
 
     const char* paramType() const override { return ofx::param_type::String; }
     bool animates() const override { return false; }
     void fetch(const FetchContext& context) override;
+    void changedAtHost() override;
     void endOfChange(const HostQuirks& quirks) override;
     void writeDefault() override { write(m_param.text); }
     std::string defaultText() const override { return m_param.text; }

@@ -186,6 +186,7 @@ void parameterChanged(InstanceRecord& record, std::string_view name) {
         ControlK7& control = *info.controls()[i];
         if (name != control.name()) continue;
         if (auto* button = dynamic_cast<ButtonControlK7*>(&control)) return effect.ButtonPressed(*button);
+        control.changedAtHost();
         effect.ControlChanged(control);
         if (info.steers(&control) && isChange(record.parameters[i], control)) steeringChanged(record, control);
         return;

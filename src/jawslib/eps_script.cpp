@@ -8,8 +8,8 @@
 
 namespace {
 
-// The file may leave operands and dictionaries behind and call showpage: the pair of procedures keeps that inside, as the
-// format's specification advises.
+// The file may leave operands and dictionaries behind and call showpage: the pair of procedures keeps that inside, as
+// the format's specification advises.
 constexpr char PROLOGUE[] =
     "%!PS-Adobe-3.0\n"
     "%%Title: (Jaws Plugin Temporary PostScript File)\n"
@@ -88,7 +88,9 @@ std::string transform_text(const EpsFile& eps, const EpsPlacement& placement) {
     return text;
 }
 
-bool put(std::FILE* file, std::string_view text) { return std::fwrite(text.data(), 1, text.size(), file) == text.size(); }
+bool put(std::FILE* file, std::string_view text) {
+    return std::fwrite(text.data(), 1, text.size(), file) == text.size();
+}
 
 // From the line "%!PS-Adobe" to the one before "%%EOF".
 EpsScript copy_document(EpsLines& lines, std::FILE* script) {

@@ -1,13 +1,13 @@
 // jawslib: pictures of PostScript files, made by a service of its own outside the host.
 //
 // Client and service meet in two directories below a common one. A client puts a job, a file named by a UUID, into
-// JawsServiceInput. The service writes the picture into JawsServiceOutput, under the name that the job asks for, and then
-// removes the job: that is the sign that the client waits for. A job that can't be done is removed as well, without a
-// picture.
+// JawsServiceInput. The service writes the picture into JawsServiceOutput, under the name that the job asks for, and
+// then removes the job: that is the sign that the client waits for. A job that can't be done is removed as well,
+// without a picture.
 //
 // A job is a PostScript program after two lines of its own, "%!PS-Adobe-3.0" and "%%RasterInfo: PATH WIDTH HEIGHT
-// DEPTH". It is enciphered in buffers of 65536 bytes by GOST 28147-89 in cipher feedback mode, each from the same initial
-// register (jaws_cipher.h). One point of the program is one pixel, with the origin in the lower left corner.
+// DEPTH". It is enciphered in buffers of 65536 bytes by GOST 28147-89 in cipher feedback mode, each from the same
+// initial register (jaws_cipher.h). One point of the program is one pixel, with the origin in the lower left corner.
 //
 // A picture is a TIFF of exactly the size asked for: 8 or 16 bits, three samples, or four with alpha and the colours
 // multiplied by it.

@@ -1,6 +1,6 @@
-// Encapsulated PostScript files: where they are placed, the small picture that they may bring, and the program that draws
-// them into a frame. After Adobe's "Encapsulated PostScript File Format Specification", version 3.0 (1992), and "TIFF
-// Revision 6.0" (1992).
+// Encapsulated PostScript files: where they are placed, the small picture that they may bring, and the program that
+// draws them into a frame. After Adobe's "Encapsulated PostScript File Format Specification", version 3.0 (1992), and
+// "TIFF Revision 6.0" (1992).
 #pragma once
 
 #include <cstdint>
@@ -69,8 +69,8 @@ struct EpsFile {
     bool hasThumbnail() const { return !thumbnail.pixels.empty(); }
 };
 
-// False for a file that can't be used: it can't be read, has no line "%!PS-Adobe", or has no box and may not be taken for
-// plain PostScript, whose box is 595 x 842.
+// False for a file that can't be used: it can't be read, has no line "%!PS-Adobe", or has no box and may not be taken
+// for plain PostScript, whose box is 595 x 842.
 bool read_eps(const char* path, const EpsReading& how, EpsFile* eps);
 
 inline constexpr int EPS_MOST_THUMBNAIL = 4096;  // pixels a side
@@ -91,12 +91,12 @@ EpsRectangle fitted_box(const EpsBox& box, int width, int height);
 
 // What of the fitted box fills the frame.
 struct EpsPlacement {
-    int width = 0, height = 0;      // of the frame
-    double pixel_aspect = 1.0;      // width of a pixel over its height
-    bool transform = false;         // off: the frame as it stands, the rest is not used
+    int width = 0, height = 0;          // of the frame
+    double pixel_aspect = 1.0;          // width of a pixel over its height
+    bool transform = false;             // off: the frame as it stands, the rest is not used
     double centre_x = 0, centre_y = 0;  // pixels of the fitted box that come to the middle of the frame
     double scale_x = 1, scale_y = 1;    // 2 is twice as large
-    double degrees = 0;             // counter-clockwise, around the middle of the frame
+    double degrees = 0;                 // counter-clockwise, around the middle of the frame
 };
 
 enum class EpsScript { Done, NoSource, NoScript };
