@@ -166,6 +166,7 @@ void ChildProcess::runChild(const Work& work, const Limits& limits, int pipe, in
     if (!limits.scratch.empty()) {
         for (const char* name : {"HOME", "TMPDIR", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"})
             ::setenv(name, limits.scratch.c_str(), 1);
+        ::setenv("JAWS_DISABLE", "yes", 1);  // Q_Jaws would wait a minute for its service in each frame
     }
     workAsChild(work, pipe);
 }

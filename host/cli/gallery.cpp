@@ -16,6 +16,7 @@
 #include "host/cli/failure.h"
 #include "host/cli/gallery_page.h"
 #include "host/cli/interrupt.h"
+#include "host/cli/jaws_beside.h"
 #include "host/cli/picture_file.h"
 #include "host/cli/render_plan.h"
 #include "host/cli/scene.h"
@@ -133,6 +134,7 @@ void makeGallery(const GalleryOptions& options) {
     const fs::path folder = options.folder;
     for (const char* part : {PictureFolder, "effects"}) makeFolder(folder / part);
     const AbortOnInterrupt abort(session.host());
+    const JawsBeside service(gallery.effects);
     GalleryMaker maker(session, options, gallery.effects);
     for (const DeclaredEffect& effect : gallery.effects)
         if (effect.hasPicture) maker.render(effect);

@@ -10,6 +10,7 @@
 #include "host/cli/effect_painter.h"
 #include "host/cli/failure.h"
 #include "host/cli/interrupt.h"
+#include "host/cli/jaws_beside.h"
 #include "host/cli/picture_file.h"
 #include "host/cli/reference_pages.h"
 #include "host/cli/scene.h"
@@ -39,7 +40,9 @@ void writePictures(Session& session, const ReferenceOptions& options, const Decl
     const auto write = [&](const std::string& name, const Picture& picture, double scale) {
         writePicture(folder / (name + ".jpg"), boxScaled(picture, scale), {.depth = 8, .quality = 82});
     };
-    for (const DeclaredEffect& effect : chosenEffects(session, declarations, options.effects)) {
+    const std::vector<DeclaredEffect> effects = chosenEffects(session, declarations, options.effects);
+    const JawsBeside service(effects);
+    for (const DeclaredEffect& effect : effects) {
         if (!effect.hasPicture) continue;
         std::cout << effect.name << std::endl;
         const EffectPainter painter(session, examples, effect, SceneWidth, SceneHeight);

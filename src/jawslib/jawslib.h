@@ -33,7 +33,7 @@ bool is_uuid(std::string_view name);  // 8-4-4-4-12 hexadecimal digits
 // ---- Jobs -------------------------------------------------------------------------------------------------------
 
 struct JawsRequest {
-    std::string picture;  // the path of the TIFF to be made
+    std::string picture = {};  // the path of the TIFF to be made
     int width = 720, height = 576;
     int depth = 4;  // (depth + 1)^2 samples a pixel up to 4; more are rendered as 4
 };

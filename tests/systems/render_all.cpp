@@ -1,6 +1,7 @@
 // Renders every effect of a bundle, as it is and with each of its presets, and writes the checksum of each picture.
 // Needs nothing but the C library, so that it runs on other systems than the one it is built on.
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <memory>
@@ -70,6 +71,7 @@ bool exceptionsArrive(ofxhost::Host& host) {
 extern "C" [[gnu::visibility("default")]] int renderAll(int count, char** arguments) {
     try {
         if (count != 2) throw ofxhost::Error("one bundle is needed");
+        ::setenv("JAWS_DISABLE", "yes", 1);  // no service is there to wait for
         ofxhost::Host host(ofxhost::hostConfig("generic"));
         if (!exceptionsArrive(host)) return 1;
         const ofxhost::Bundle bundle(host, arguments[1]);
