@@ -137,7 +137,8 @@ void Spool::sweep() const {
 
 // Their locks are free: nobody works in them.
 void WorkFolder::removeLeft() {
-    eachEntry(fs::temp_directory_path(), [](const fs::directory_entry& entry) {
+    std::error_code missing;
+    eachEntry(fs::temp_directory_path(missing), [](const fs::directory_entry& entry) {
         if (!entry.path().filename().string().starts_with(WorkPrefix)) return;
         struct stat status;
         if (::lstat(entry.path().c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != ::geteuid())

@@ -22,14 +22,15 @@ JawsInfo::JawsInfo() {
     };
     rule(ShowOriginal, matched, "Scale Y is greyed while Use Transform is off or Match XY Scale is on");
     rule(MatchZooms, matched, "Scale Y is greyed while Use Transform is off or Match XY Scale is on");
-    scene.inputs = {"seeding-small.png"};
-    scene.settings = {{"ViewAnyThumbnail", "on"}, {"Blend", "0.15"}};
-    scene.plates = {"seeding.jpg"};
+    // The scene needs no service: it shows the thumbnail.
+    scene.inputs = {"trees-small.png"};
+    scene.settings = {{"ViewAnyThumbnail", "on"}, {"Blend", "0.2"}};
     scene.look = {{"Oversampling", "5 (25) samples"},
                   {"ShowOriginal", "on"},
                   {"InOut", "on"},
-                  {"ZoomWidth", "0.8"},
-                  {"Spin", "6"}};
+                  {"ZoomWidth", "0.6"},
+                  {"Center", "0.4,0.72"},
+                  {"Spin", "-3"}};
 }
 
 namespace {
@@ -75,6 +76,12 @@ Pixel colour_of(std::uint32_t word) {
     const auto part = [word](int shift) { return static_cast<float>(word >> shift & 255u) / 255.0F; };
     return Pixel{part(0), part(8), part(16), 1.0F};
 }
+
+// Gone with the frame, however that ends.
+struct TemporaryScript {
+    const std::string path;
+    ~TemporaryScript() { remove_file(path.c_str()); }
+};
 
 }  // namespace
 
@@ -165,11 +172,12 @@ ImagePtr Jaws::exchange(const std::string& script) {
 
 bool Jaws::ripFile(const EpsFile& eps) {
     const StageTimer timer("Jaws RipFile");
-    const std::string folder = temporary_directory(), script = path_join(folder, make_uuid() + ".jwd");
+    const std::string folder = temporary_directory();
     if (!directory_exists(folder.c_str())) return paintFailure(NO_NAME), false;
-    if (write_eps_script(eps, placement(), script.c_str()) != EpsScript::Done) return paintFailure(NO_SCRIPT), false;
-    const ImagePtr drawn = exchange(script);
-    remove_file(script.c_str());
+    const TemporaryScript script{path_join(folder, make_uuid() + ".jwd")};
+    if (write_eps_script(eps, placement(), script.path.c_str()) != EpsScript::Done)
+        return paintFailure(NO_SCRIPT), false;
+    const ImagePtr drawn = exchange(script.path);
     if (!drawn) return paintFailure(NO_EXCHANGE), false;
     K7Image* picture = output.image.get();
     return image_composite(picture, drawn.get(), COMPOSITE_OVER, picture, true, -1, -1, -1, -1);
