@@ -64,7 +64,8 @@ void read_binary_preview(std::FILE* file, const BinaryHeader& header, EpsThumbna
     const auto end = ::ftello(file);
     if (end < off_t{header.tiff_offset} + off_t{header.tiff_length}) return;
     std::vector<std::uint8_t> bytes;
-    if (!in_memory([&] { bytes.resize(header.tiff_length); })) return;
+    thumbnail->noMemory = !in_memory([&] { bytes.resize(header.tiff_length); });
+    if (thumbnail->noMemory) return;
     if (::fseeko(file, off_t{header.tiff_offset}, SEEK_SET) == 0 &&
         std::fread(bytes.data(), 1, bytes.size(), file) == bytes.size())
         read_tiff_preview(bytes.data(), bytes.size(), thumbnail);
@@ -130,10 +131,10 @@ bool read_eps(const char* path, const EpsReading& how, EpsFile* eps) {
         Trace(TRACE_INFO, "NOT EPSF. Maybe PostScript... Trying... But may not work.\n");
     }
     found.box = scan.box.value_or(PLAIN_PAGE);
-    return in_memory([&] {
-        found.path = path;
-        *eps = std::move(found);
-    });
+    eps->noMemory = found.thumbnail.noMemory || !in_memory([&] { found.path = path; });
+    if (eps->noMemory) return false;
+    *eps = std::move(found);
+    return true;
 }
 
 EpsRectangle fitted_box(const EpsBox& box, int width, int height) {

@@ -17,7 +17,8 @@ bool is_preview_depth(int bits) { return bits == 1 || bits == 2 || bits == 4 || 
 bool make_thumbnail(int width, int height, EpsThumbnail* thumbnail) {
     const auto fits = [](int side) { return side >= 1 && side <= EPS_MOST_THUMBNAIL; };
     if (!fits(width) || !fits(height)) return false;
-    if (!in_memory([&] { thumbnail->pixels.resize(std::size_t(width) * std::size_t(height)); })) return false;
+    thumbnail->noMemory = !in_memory([&] { thumbnail->pixels.resize(std::size_t(width) * std::size_t(height)); });
+    if (thumbnail->noMemory) return false;
     thumbnail->width = width;
     thumbnail->height = height;
     return true;
@@ -57,11 +58,14 @@ bool read_hex(EpsLines& lines, std::vector<std::uint8_t>& bytes) {
 
 bool read_hex_preview(EpsLines& lines, int width, int height, int depth, EpsThumbnail* thumbnail) {
     EpsThumbnail found;
-    if (!is_preview_depth(depth) || !make_thumbnail(width, height, &found)) return false;
+    if (!is_preview_depth(depth) || !make_thumbnail(width, height, &found)) {
+        thumbnail->noMemory = found.noMemory;
+        return false;
+    }
     const auto row_bytes = static_cast<std::size_t>((width * depth - 1) / 8 + 1);
     std::vector<std::uint8_t> bytes;
-    if (!in_memory([&] { bytes.resize(row_bytes * static_cast<std::size_t>(height)); }) || !read_hex(lines, bytes))
-        return false;
+    thumbnail->noMemory = !in_memory([&] { bytes.resize(row_bytes * static_cast<std::size_t>(height)); });
+    if (thumbnail->noMemory || !read_hex(lines, bytes)) return false;
     const unsigned most = (1u << depth) - 1u;
     auto pixel = found.pixels.begin();
     for (auto row = static_cast<std::size_t>(height); row-- > 0;)
@@ -102,9 +106,10 @@ class TiffReader {
 
     bool read(EpsThumbnail* thumbnail) {
         EpsThumbnail found;
-        if (!readDirectory() || !readLayout() || !make_thumbnail(m_width, m_height, &found)) return false;
         std::vector<std::uint8_t> row;
-        if (!in_memory([&] { row.resize(m_rowBytes); })) return false;
+        if (!readDirectory() || !readLayout()) return false;
+        thumbnail->noMemory = !make_thumbnail(m_width, m_height, &found) || !in_memory([&] { row.resize(m_rowBytes); });
+        if (thumbnail->noMemory) return false;
         for (int y = 0; y < m_height; ++y) {
             if (!readRow(y, row)) return false;
             std::uint32_t* pixels = found.pixels.data() + std::size_t(m_height - 1 - y) * std::size_t(m_width);

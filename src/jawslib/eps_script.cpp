@@ -107,7 +107,7 @@ EpsScript copy_document(EpsLines& lines, std::FILE* script) {
 
 EpsScript write_to(std::FILE* file, const EpsFile& eps, const EpsPlacement& placement, EpsLines& lines) {
     std::string transform;
-    if (!in_memory([&] { transform = transform_text(eps, placement); })) return EpsScript::NoScript;
+    if (!in_memory([&] { transform = transform_text(eps, placement); })) return EpsScript::NoMemory;
     if (!put(file, PROLOGUE) || !put(file, transform) || !put(file, "%%BeginDocument: epsffile\n"))
         return EpsScript::NoScript;
     const EpsScript copied = copy_document(lines, file);

@@ -49,6 +49,7 @@ struct EpsBox {
 
 struct EpsThumbnail {
     int width = 0, height = 0;
+    bool noMemory = false;              // why there is none
     std::vector<std::uint32_t> pixels;  // bytes red, green, blue, 255; row 0 is the bottom of the picture
 };
 
@@ -65,6 +66,8 @@ struct EpsFile {
     EpsBox box{};
     EpsThumbnail thumbnail;  // empty: none was wanted, or the file has none that can be read
     bool fromMacintosh = false;
+
+    bool noMemory = false;  // why the file, or its thumbnail, was not read
 
     bool hasThumbnail() const { return !thumbnail.pixels.empty(); }
 };
@@ -99,6 +102,6 @@ struct EpsPlacement {
     double degrees = 0;                 // counter-clockwise, around the middle of the frame
 };
 
-enum class EpsScript { Done, NoSource, NoScript };
+enum class EpsScript { Done, NoSource, NoScript, NoMemory };
 // Writes a program that draws the file so. One of its units is a pixel. What can't be written whole is removed.
 EpsScript write_eps_script(const EpsFile& eps, const EpsPlacement& placement, const char* script);

@@ -100,8 +100,10 @@ void Jaws::paintFailure(int code) {
     });
     BitText text;
     text.set_transparent(true);
-    text.draw(failure.message, picture, static_cast<float>(width) * 0.5F, static_cast<float>(height) * 0.5F,
-              static_cast<float>(height) / 20.0F);
+    const float size = static_cast<float>(height) / 20.0F;
+    const float drawn =
+        text.draw(failure.message, picture, static_cast<float>(width) * 0.5F, static_cast<float>(height) * 0.5F, size);
+    made(drawn > 0.0F || size < 1.0F);  // smaller ones may be nothing
 }
 
 void Jaws::layThumbnail(const EpsFile& eps) {
@@ -175,8 +177,9 @@ bool Jaws::ripFile(const EpsFile& eps) {
     const std::string folder = temporary_directory();
     if (!directory_exists(folder.c_str())) return paintFailure(NO_NAME), false;
     const TemporaryScript script{path_join(folder, make_uuid() + ".jwd")};
-    if (write_eps_script(eps, placement(), script.path.c_str()) != EpsScript::Done)
-        return paintFailure(NO_SCRIPT), false;
+    const EpsScript written = write_eps_script(eps, placement(), script.path.c_str());
+    made(written != EpsScript::NoMemory);
+    if (written != EpsScript::Done) return paintFailure(NO_SCRIPT), false;
     const ImagePtr drawn = exchange(script.path);
     if (!drawn) return paintFailure(NO_EXCHANGE), false;
     K7Image* picture = output.image.get();
@@ -187,7 +190,9 @@ void Jaws::ProcessFrame() {
     const EpsReading how{
         .viewAnyThumbnail = ViewAnyThumbnail.value, .tryNonEPS = TryNonEPS.value, .fromMacintosh = FromMacintosh.value};
     EpsFile eps;
-    if (!read_eps(givenPath().c_str(), how, &eps)) return paintFailure(NO_BOX);
+    const bool usable = read_eps(givenPath().c_str(), how, &eps);
+    made(!eps.noMemory);
+    if (!usable) return paintFailure(NO_BOX);
     if (!ViewAnyThumbnail.value) {
         if (!ripFile(eps)) return;
     } else if (eps.hasThumbnail()) {
