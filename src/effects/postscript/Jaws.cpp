@@ -125,7 +125,7 @@ void Jaws::layThumbnail(const EpsFile& eps) {
 // The file to draw; where it is our own, its path goes back to the control.
 std::string Jaws::givenPath() {
     if (!PathToFile.text.empty() && PathToFile.text != OWN_FILE) return PathToFile.text;
-    std::string own = find_data_file(OWN_FILE);
+    std::string own = data_file(OWN_FILE);
     PathToFile.SetText(renderContext.time, own.c_str());
     return own;
 }
