@@ -129,6 +129,7 @@ RecordingHost::RecordingHost(std::string_view hostWord) : RecordingHost(testConf
 RecordingHost::RecordingHost(const HostConfig& config) : m_host(std::make_unique<ofxhost::Host>(config)) {
     project.width = 64, project.height = 48;
     m_host->setRecording(true);
+    ::setenv("JAWS_DISABLE", "yes", 0);  // Q_Jaws would wait a minute for its service
     loadPrivateCopy();
 }
 
