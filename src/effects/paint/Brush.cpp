@@ -29,7 +29,8 @@ void invert(K7Image& matte) {
     for_rows_float(matte.height, [&](int first, int last) {
         for (int y = first; y <= last; ++y) {
             float* p = image_row<float>(&matte, y);
-            for (int x = 0; x < 4 * matte.width; ++x) p[x] = std::max(1 - p[x], 0.0f);
+            for (int x = 0; x < matte.width; ++x)
+                for (int c = 0; c < 3; ++c) p[4 * x + c] = std::max(1 - p[4 * x + c], 0.0f);
         }
     });
 }
@@ -58,7 +59,7 @@ BrushSettings Brush::settings() const {
     s.length = StrokeLength.limited();
     s.density = Strokes.limited() * 0.01;
     const double miss = 1 - Detail.limited() * 0.01;
-    s.detail = 0.11 * miss * miss;
+    s.detail = (0.012 + 0.1 * miss * miss) * std::min(10 * miss, 1.0);  // grain stays below it but for the last tenth
     s.stop = 0.25;
     s.curvature = percent(Curvature);
     s.jitter = AngleJitter.limited() * DEGREE;
@@ -231,28 +232,20 @@ void Brush::ProcessFrame() {
     const bool matted = matte.isConnected(), controlled = control.isConnected();
     if (matted && InvertMatte.value) invert(*matte.image);
 
-    std::optional<StageTimer> stage(std::in_place, "Brush: canvas");
     const BrushCanvas seen(picture);
     std::optional<BrushCanvas> mask, steering;
     if (matted && MatteStrokes.value) mask.emplace(*matte.image);
     if (controlled) steering.emplace(*control.image);
-    stage.emplace("Brush: field");
     const BrushField field(seen, steering ? &*steering : nullptr, directions(controlled));
     if (abortRequested()) return;
-    stage.emplace("Brush: strokes");
     const std::vector<BrushStroke> strokes =
         brush_strokes(settings(), seen, field, mask ? &*mask : nullptr, stopRequested());
     if (abortRequested()) return;
 
-    Sheet sheet{picture.width,
-                picture.height,
-                (picture.width + BRUSH_PITCH_UNIT - 1) / BRUSH_PITCH_UNIT * BRUSH_PITCH_UNIT,
-                {}};
+    const int whole = (picture.width + BRUSH_PITCH_UNIT - 1) / BRUSH_PITCH_UNIT * BRUSH_PITCH_UNIT;
+    Sheet sheet{picture.width, picture.height, whole + BRUSH_PITCH_UNIT, {}};
     sheet.planes.resize(std::size_t(sheet.height) * BRUSH_PLANES * std::size_t(sheet.pitch));
-    stage.emplace("Brush: paper");
     layPaper(sheet);
-    stage.emplace("Brush: paint");
     paint(sheet, strokes);
-    stage.emplace("Brush: finish");
     if (!abortRequested()) finish(sheet);
 }

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int FIELD_WIDTH = 640;   // of the copy that directions are taken from, at most
+constexpr int FIELD_WIDTH = 512;   // of the copy that directions are taken from, at most
 constexpr int WHOLE_WIDTH = 1024;  // pictures up to this width are read at full size too
 
 using simd::load;
@@ -145,7 +145,7 @@ void BrushField::fill(const K7Image* structure, const K7Image* control, const Br
                              double(noise.noise(static_cast<float>(x) * cycle,
                                                 static_cast<float>(y) * cycle / structure->pixel_aspect, 0.5f));
                 const Twice free = twice(angle);
-                const float clear = smooth_step(2.0f, 14.0f, from[3] * width) * smooth_step(0.05f, 0.4f, from[2]) *
+                const float clear = smooth_step(4.0f, 18.0f, from[3] * width) * smooth_step(0.05f, 0.4f, from[2]) *
                                     static_cast<float>(d.follow);
                 const Twice edge = Twice{from[0] * from[0] - from[1] * from[1], 2 * from[0] * from[1]}.turned(turn);
                 Twice axis{free.x + (edge.x - free.x) * clear, free.y + (edge.y - free.y) * clear};

@@ -205,7 +205,7 @@ bool Planner::plan(const Layer& l, int column, int row, BrushStroke& stroke, std
 
     const Pixel seen = canvas(stroke.x, stroke.y, 0.6 * l.width);
     float wanted = smooth_step(0.02f, 0.5f, seen[3]);
-    if (l.index > 0 && wanted > 0) {
+    if (l.index > 0 && wanted > 0 && s.detail > 0) {
         const auto least = static_cast<float>(s.detail);
         wanted *= smooth_step(0.5f * least, 1.6f * least, detail_at(l, stroke.x, stroke.y));
     }
