@@ -74,7 +74,7 @@ const Bench oil_painting("brush", "OpenCV oilPainting", 2, [](int threads) -> Be
             for (int c = 0; c < 3; ++c)
                 bytes.at<cv::Vec3b>(y, x)[c] =
                     cv::saturate_cast<uchar>(255 * image_row<float>(canvas.get(), y)[4 * x + c]);
-    return [=]() mutable { cv::xphoto::oilPainting(bytes, result, 8, 1); };
+    return [=]() mutable { cv::xphoto::oilPainting(bytes, result, 4, 1); };
 });
 #endif
 

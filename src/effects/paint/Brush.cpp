@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <optional>
 
 #include "graphicslib/row_bands.h"
@@ -40,9 +41,9 @@ void invert(K7Image& matte) {
 // The painting while it is made, in planes (Brush_simd.h).
 struct Brush::Sheet {
     int width, height, pitch;
-    std::vector<float> planes;
-    float* row(int y) { return planes.data() + std::size_t(y) * BRUSH_PLANES * std::size_t(pitch); }
-    const float* row(int y) const { return planes.data() + std::size_t(y) * BRUSH_PLANES * std::size_t(pitch); }
+    std::unique_ptr<float[]> planes;
+    float* row(int y) { return planes.get() + std::size_t(y) * BRUSH_PLANES * std::size_t(pitch); }
+    const float* row(int y) const { return planes.get() + std::size_t(y) * BRUSH_PLANES * std::size_t(pitch); }
 };
 
 // ---- Working values -----------------------------------------------------------------------------------------------
@@ -116,7 +117,7 @@ BrushLook Brush::look() const {
 // ---- Steps --------------------------------------------------------------------------------------------------------
 
 // The ground to paint on: the Painting or paper, its grain, and the noise that wet paint follows.
-void Brush::layPaper(Sheet& sheet) const {
+bool Brush::layPaper(Sheet& sheet) const {
     const K7Image& picture = *canvas.image;
     const bool over = painting.isConnected(), clear = Paper.value == 2;
     const bool grained = PaperGrain.value > 0 || GrainRelief.value > 0, wet = Wetness.value > 0;
@@ -125,7 +126,7 @@ void Brush::layPaper(Sheet& sheet) const {
     const double pool = 0.03 * picture.width;
     const SolidNoise noise(77U);
     const float most = static_cast<float>(std::clamp(grain * 1.2, 1.01, 6.0));  // finer is not seen
-    eachRow(sheet.height, [&](int y) {
+    return eachRow(sheet.height, [&](int y) {
         float* row = sheet.row(y);
         const auto plane = [&](int which) { return row + std::size_t(which) * std::size_t(sheet.pitch); };
         const float* from = image_row<float>(painting.image.get(), y);
@@ -136,6 +137,7 @@ void Brush::layPaper(Sheet& sheet) const {
             plane(BRUSH_BLUE)[x] = (over ? from[4 * x + 2] : PaperColour.blue) * alpha;
             plane(BRUSH_ALPHA)[x] = alpha;
         }
+        std::fill_n(plane(BRUSH_HEIGHT), sheet.pitch, 0.0f);
         const double up = (y + 0.5) / double(picture.pixel_aspect);
         float* const grains = plane(BRUSH_GRAIN);
         if (grained) {
@@ -172,7 +174,7 @@ void Brush::paint(Sheet& sheet, const std::vector<BrushStroke>& strokes) const {
                     [&](int first, int last, const std::uint32_t* begin, const std::uint32_t* end) {
                         if (abortRequested()) return;
                         for (const std::uint32_t* i = begin; i < end; ++i)
-                            kernels.draw(l, strokes[*i], sheet.planes.data(), sheet.pitch, sheet.width, first, last);
+                            kernels.draw(l, strokes[*i], sheet.planes.get(), sheet.pitch, sheet.width, first, last);
                     });
 }
 
@@ -244,8 +246,9 @@ void Brush::ProcessFrame() {
 
     const int whole = (picture.width + BRUSH_PITCH_UNIT - 1) / BRUSH_PITCH_UNIT * BRUSH_PITCH_UNIT;
     Sheet sheet{picture.width, picture.height, whole + BRUSH_PITCH_UNIT, {}};
-    sheet.planes.resize(std::size_t(sheet.height) * BRUSH_PLANES * std::size_t(sheet.pitch));
-    layPaper(sheet);
+    sheet.planes =
+        std::make_unique_for_overwrite<float[]>(std::size_t(sheet.height) * BRUSH_PLANES * std::size_t(sheet.pitch));
+    if (!layPaper(sheet)) return;
     paint(sheet, strokes);
     if (!abortRequested()) finish(sheet);
 }

@@ -186,7 +186,7 @@ struct BrushInfo : EffectInfo {
 
     Page paper{this, "Paper"};
     ListControlK7 Ground{this,
-                         {"Ground", "Ground", 1, {"Paper", "Canvas"}},
+                         {"Ground", "Ground", 1, {"Paper", "Canvas Weave"}},
                          "What the grain is: irregular as of paper, or the threads of a woven canvas."};
     SizeControlK7 GrainSize{this,
                             {"GrainSize", "Grain Size", 0.0025, 0.0003, 0.2, {.displayMax = 0.01}},
@@ -230,7 +230,7 @@ class Brush final : public Effect<BrushInfo> {
     BrushSettings settings() const;
     BrushDirections directions(bool controlled) const;
     BrushLook look() const;
-    void layPaper(Sheet& sheet) const;
+    bool layPaper(Sheet& sheet) const;
     void paint(Sheet& sheet, const std::vector<BrushStroke>& strokes) const;
     void finish(const Sheet& sheet);
 };

@@ -61,9 +61,6 @@ class Planner {
     bool plan(const Layer& layer, int column, int row, BrushStroke& stroke, std::uint16_t& turn) const;
 
   private:
-    struct Path {
-        float behind_u, behind_v, ahead_u, ahead_v;
-    };
     float row_of(float y) const { return y / s.row_height; }
     Pixel canvas(float x, float y, double size) const { return m_canvas.mean(x, row_of(y), static_cast<float>(size)); }
     float detail_at(const Layer& layer, float x, float y) const;
