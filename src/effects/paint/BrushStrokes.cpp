@@ -238,8 +238,12 @@ bool Planner::plan(const Layer& l, int column, int row, BrushStroke& stroke, std
         walk(stroke, axis, tc, ts, -half, l, behind_u, behind_v);
     }
     bend(stroke, behind_u, behind_v, ahead_u, ahead_v);
-    stroke.drawn =
-        grown >= 1 ? stroke.ahead : static_cast<float>(grown) * (stroke.ahead + stroke.behind) - stroke.behind;
+    stroke.drawn = stroke.ahead;
+    if (grown < 1) {  // a stroke begins as a dot, not as a line across its way
+        const float length = static_cast<float>(grown) * (stroke.ahead + stroke.behind);
+        stroke.drawn = length - stroke.behind;
+        stroke.half_width = std::min(stroke.half_width, std::max(length, 0.1f));
+    }
     colour(stroke, seen, numbers);
     return stroke.opacity > 0.004f;
 }
