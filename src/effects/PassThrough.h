@@ -48,8 +48,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte"}, {"ObscureClip", "Obscure", "Obs"}, {"Input6", "Particle Image", "Image"}}},
     {{.name = "TrailPath", .menu = "Trailz", .overlay = true, .description = "Draws a user defined path with a brush. This effect is in Box Number 7"},
      {{"Input1", "Background", "BG", true}, {"Input2", "Brush"}}},
-    {{.name = "Typo", .menu = "Abstract", .overlay = true, .description = "Generates an output image from the characters of a text message, repeated as required to fill the output image. This effect is in Box Number 13"},
-     {{"Input", "Text Texture Clip", nullptr, true}}},
     // clang-format on
 };
 

@@ -7,6 +7,7 @@
 #include "graphicslib/flat_path.h"
 #include "graphicslib/geometric_transform.h"
 #include "graphicslib/geometry.h"
+#include "graphicslib/glyph_field.h"
 #include "graphicslib/graphics_path.h"
 #include "graphicslib/hershey_font.h"
 #include "graphicslib/line_clip.h"

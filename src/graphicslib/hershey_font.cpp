@@ -25,12 +25,13 @@ constexpr auto SLOT_TABLE = [] {
 }();
 
 constexpr int EMPTY = 999;
-constexpr int STYLES = 4;
+constexpr int STYLES = HersheyFont::STYLES;
+constexpr int TABLES = 4;
 
 // The characters of the punctuation tables' entries. The last two entries are empty: a space and what has no glyph.
 constexpr std::string_view MARKS = "'!\"<>{}[]()$%^&*_+=-@;:.,/#~|\\`? ";
 
-constexpr int PUNCTUATION_NUMBERS[STYLES][HersheyFont::PUNCTUATION] = {
+constexpr int PUNCTUATION_NUMBERS[TABLES][HersheyFont::PUNCTUATION] = {
     {2216, 2214, 2217, 2227, 2228, 2225, 2226, 2223, 2224, 2221, 2222, 2274, 2271, 2262, 2272, 2219, 999,
      2232, 2238, 2231, 2273, 2213, 2212, 2210, 2211, 2220, 2275, 2246, 2229, 799,  2249, 2215, 999,  999},
     {716, 714, 717, 2241, 2242, 2225, 2226, 2223, 2224, 721, 722,  719, 2271, 2262, 734, 728, 999,
@@ -42,7 +43,8 @@ constexpr int PUNCTUATION_NUMBERS[STYLES][HersheyFont::PUNCTUATION] = {
 
 constexpr int DIGITS[10] = {2200, 2201, 2202, 2203, 2204, 2205, 2206, 2207, 2208, 2209};
 
-constexpr int STYLE_BASES[STYLES] = {2000, 500, 2500, 3000};  // added to letters and digits
+constexpr int STYLE_BASES[STYLES] = {2000, 500, 2500, 3000, 3050, 2550, 3500};  // added to letters and digits
+constexpr int STYLE_MARKS[STYLES] = {0, 1, 2, 3, 3, 0, 3};                     // the table of punctuation
 
 constexpr auto ASCII_MAP = [] {
     std::array<int, 128> map{};
@@ -66,7 +68,7 @@ int HersheyFont::ascii(int code) { return code < 0 || code > 127 ? -PUNCTUATION 
 
 int HersheyFont::punctuation(int style, int entry) {
     if (style < 0 || style >= STYLES || entry < 0 || entry >= PUNCTUATION) return EMPTY;
-    return PUNCTUATION_NUMBERS[style][entry];
+    return PUNCTUATION_NUMBERS[STYLE_MARKS[style]][entry];
 }
 
 int HersheyFont::digit(int value) { return value < 200 || value > 209 ? EMPTY : DIGITS[value - 200]; }

@@ -13,7 +13,8 @@ class HersheyFont {
   public:
     static constexpr int SLOTS = 4000;
     static constexpr int PUNCTUATION = 34;  // entries of a punctuation table
-    enum Style { COMPLEX = 0, SIMPLEX = 1, DUPLEX = 2, TRIPLEX = 3 };
+    enum Style { COMPLEX = 0, SIMPLEX = 1, DUPLEX = 2, TRIPLEX = 3, ITALIC = 4, SCRIPT = 5, BLACKLETTER = 6 };
+    static constexpr int STYLES = 7;
 
     struct Symbol {
         std::string_view name;
@@ -30,7 +31,9 @@ class HersheyFont {
     // What an ASCII code stands for: 1 to 26 capitals, 101 to 126 lower case, 200 to 209 digits, and below 0 the entry
     // -code - 1 of the punctuation tables. Codes outside 0 to 127 are as empty as control codes.
     static int ascii(int code);
-    static int punctuation(int style, int entry);  // a Hershey number; 999, a blank underline, outside the tables
+    // A Hershey number; 999, a blank underline, outside the tables. Italic, script and blackletter have the marks of the
+    // upright alphabets.
+    static int punctuation(int style, int entry);
     static int digit(int value);                   // a Hershey number, for 200 to 209
     // The Hershey number for a character in a style.
     static int number_for(int code, int style);

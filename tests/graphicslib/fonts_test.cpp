@@ -31,7 +31,7 @@ TEST(HersheyFont, HoldsThePublishedGlyphsInTheirSlots) {
 }
 
 TEST(HersheyFont, EveryCharacterAndSymbolHasAGlyphOfItsOwn) {
-    for (int style = 0; style < 4; ++style) {
+    for (int style = 0; style < HersheyFont::STYLES; ++style) {
         std::set<int> numbers;
         for (int code = 0x21; code <= 0x7E; ++code) {
             const int number = HersheyFont::number_for(code, style);
@@ -41,7 +41,7 @@ TEST(HersheyFont, EveryCharacterAndSymbolHasAGlyphOfItsOwn) {
         EXPECT_EQ(HersheyFont::number_for(' ', style), 999);
     }
     EXPECT_EQ(HersheyFont::number_for('?', HersheyFont::COMPLEX), 2215);
-    EXPECT_EQ(HersheyFont::number_for('!', 4), 999);
+    EXPECT_EQ(HersheyFont::number_for('!', HersheyFont::STYLES), 999);
     EXPECT_LT(HersheyFont::ascii(-5), 0);
     for (int i = 0; i < HersheyFont::symbol_count(); ++i) {
         const auto& symbol = HersheyFont::symbol(i);
