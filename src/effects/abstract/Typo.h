@@ -71,7 +71,7 @@ struct TypoInfo : EffectInfo {
     ClipRecord input{this, {.name = "Input", .label = "Text Texture Clip", .required = true}};
 
     Page page{this, "Typo"};
-    PresetChoiceK7 Demos{this, {"Demos", "Presets"}, "A whole look; the message, its place and its motion stay."};
+    PresetChoiceK7 Demos{this, {"Demos", "Presets"}, "A whole look; the message and its place stay."};
     TextControlK7 Message{this,
                           {"Message", "Message", "", ofx::string_mode::MultiLine, {.keptByPresets = true}},
                           "The text, in one line or several; \\n is a line break as well. Accents are dropped. While "

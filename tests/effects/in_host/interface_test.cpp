@@ -31,6 +31,8 @@ TEST(Greying, FollowsTheControlsThatSteer) {
         {"Q_RemGrain", {{"Mode", 1}, {"RGBEx", 2}}, "BBlur BSharpStr RGBEx", "RBlur GBlur GSharpStr RonMx BonMx"},
         {"Q_RemGrain", {{"RGBEx", 2}, {"Mode", 1}, {"Mode", 0}}, "RBlur GBlur BBlur RonMx", "RGBEx"},
         {"Q_Dots", {{"Colouring", 2}, {"Paper", 1}}, "CyanInk BlackAngle", "InkColour PaperColour Wave"},
+        {"Q_Typo", {}, "Lightest Detail Ink Fade FixedPitch", "Stagger Smallest InkGain"},
+        {"Q_Typo", {{"Tone", 1}, {"InkFrom", 1}, {"Font", 7}}, "Smallest InkGain", "Lightest Ink Fade FixedPitch"},
         {"Q_NightVision", {}, "HiSoft", "Defocus Grain Separation RetColour"},
         {"Q_NightVision", {{"BorderType", 1}}, "Separation", ""},
         {"Q_NightVision", {{"BorderType", 1}, {"DoBorder", 0}}, "", "Separation"},
