@@ -18,6 +18,9 @@ constexpr int TILE = 256;         // pixels of the full size, a side of what is 
 constexpr float RAGGED = 0.08F;   // capitals by which edges are out of place at most
 constexpr float MOST_RAGGED = 2;  // pixels of the full size
 constexpr int GLOW_BLOCK = 4;     // pixels
+constexpr double SMALLEST = 3.0;  // pixels of a capital that is drawn; smaller ones are drawn larger and averaged
+constexpr int FINEST = 8;         // times, at most
+constexpr int WIDEST = 8192;      // pixels of a side that is drawn larger
 
 float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() / 100.0); }
 
@@ -263,6 +266,40 @@ bool add_glow(const TypoInfo& info, double capital, const StopRequested& stop, K
         });
 }
 
+// Each pixel `times` times as wide and as high.
+ImagePtr enlarged(const K7Image& image, int times) {
+    ImagePtr large = made(make_image_uncleared(image.width * times, image.height * times, 4, SAMPLE_F32));
+    image_copy_attributes(&image, large.get());
+    large->unit_scale = image.unit_scale / static_cast<float>(times);
+    for_rows_float(large->height, [&](int first, int last) {
+        for (int y = first; y <= last; ++y) {
+            const float* in = image_row<float>(&image, y / times);
+            float* out = image_row<float>(large.get(), y);
+            for (int x = 0; x < large->width; ++x) std::copy_n(in + 4 * (x / times), 4, out + 4 * std::ptrdiff_t(x));
+        }
+    });
+    return large;
+}
+
+// And back: colours by their alpha.
+void average(const K7Image& large, int times, K7Image& image) {
+    for_rows_float(image.height, [&](int first, int last) {
+        for (int y = first; y <= last; ++y)
+            for (int x = 0; x < image.width; ++x) {
+                float seen[4] = {}, plain[3] = {};
+                for (int i = 0; i < times * times; ++i) {
+                    const float* in = image_row<float>(&large, y * times + i / times) + 4 * (x * times + i % times);
+                    for (int c = 0; c < 3; ++c) seen[c] += in[c] * in[3], plain[c] += in[c];
+                    seen[3] += in[3];
+                }
+                const auto count = static_cast<float>(times * times);
+                float* out = image_row<float>(&image, y) + 4 * std::ptrdiff_t(x);
+                for (int c = 0; c < 3; ++c) out[c] = seen[3] > 1e-6F ? seen[c] / seen[3] : plain[c] / count;
+                out[3] = seen[3] / count;
+            }
+    });
+}
+
 }  // namespace
 
 // ---- Declaration ----------------------------------------------------------------------------------------------
@@ -317,12 +354,10 @@ void BaselineOverlayK7::draw(const OverlayPen& pen) const {
 
 // ---- The picture ----------------------------------------------------------------------------------------------
 
-void Typo::ProcessFrame() {
-    const StageTimer timer("Typo (CPU)");
+bool Typo::setType(const K7Image& clip, K7Image& picture) {
     std::string text = plain_ascii(Message.text, Capitals.value);
     if (text.find_first_not_of(" \n") == std::string::npos)
         text = plain_ascii(wording(Wording.value - 1), Capitals.value);
-    K7Image& picture = *output.image;
     const TypeSheet sheet(*this, picture, currentFrame);
     const auto capital = static_cast<float>(sheet.capital);
     const Typeface face(*this, text, capital,
@@ -330,8 +365,8 @@ void Typo::ProcessFrame() {
     const std::vector<TextStrip> strips =
         text_strips(text, Layout.value == LineByLine, [&](int code) { return face.advance(code); });
     const PenCurve curve(*this, face, strips, sheet.pitch);
-    const ToneMap tones(*this, *input.image, sheet);
-    if (abortRequested()) return;
+    const ToneMap tones(*this, clip, sheet);
+    if (abortRequested()) return false;
 
     std::vector<SetLetter> letters = set_letters(*this, face, strips, sheet, picture.height);
     constexpr int AT_ONCE = 64;
@@ -340,9 +375,9 @@ void Typo::ProcessFrame() {
         for (int i = part * AT_ONCE; i < std::min((part + 1) * AT_ONCE, count); ++i)
             ink_letter(*this, curve, tones, sheet, letters[static_cast<std::size_t>(i)]);
     });
-    if (!inked) return;
+    if (!inked) return false;
 
-    const Painter painter(*this, sheet, *input.image, picture, tones, curve);
+    const Painter painter(*this, sheet, clip, picture, tones, curve);
     row_bands::draw(
         letters.size(), picture.height,
         [&](std::size_t i) {
@@ -351,6 +386,20 @@ void Typo::ProcessFrame() {
         [&](int first, int last, const std::uint32_t* begin, const std::uint32_t* end) {
             if (!abortRequested()) painter.paint(first, last, begin, end, letters);
         });
-    if (abortRequested() || !(Glow.value > 0) || Transparent.value) return;
-    if (!add_glow(*this, sheet.capital, stopRequested(), picture)) return;
+    if (abortRequested()) return false;
+    return !(Glow.value > 0) || Transparent.value || add_glow(*this, sheet.capital, stopRequested(), picture);
+}
+
+// Letters of a proxy may be smaller than its pixels.
+void Typo::ProcessFrame() {
+    const StageTimer timer("Typo (CPU)");
+    K7Image& picture = *output.image;
+    const TypeSheet sheet(*this, picture, currentFrame);
+    const int times = std::min(static_cast<int>(std::ceil(SMALLEST / std::max(sheet.capital, 1e-3))), FINEST);
+    if (times <= 1 || times * std::max(picture.width, picture.height) > WIDEST) {
+        setType(*input.image, picture);
+        return;
+    }
+    const ImagePtr clip = enlarged(*input.image, times), large(made(image_duplicate(clip.get())));
+    if (setType(*clip, *large)) average(*large, times, picture);
 }

@@ -206,4 +206,8 @@ struct TypoInfo : EffectInfo {
 class Typo final : public Effect<TypoInfo> {
   public:
     void ProcessFrame() override;
+
+  private:
+    // Onto the picture, which begins as the clip. False when the host wants an end.
+    bool setType(const K7Image& clip, K7Image& picture);
 };

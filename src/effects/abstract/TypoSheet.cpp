@@ -102,7 +102,7 @@ GlyphField Typeface::make_field(const TypoInfo& info, int code, const GlyphField
 TypeSheet::TypeSheet(const TypoInfo& info, const K7Image& frame, double frame_number) {
     const double width = frame.width, height = frame.height;
     rows = frame.pixel_aspect > 0.0F ? static_cast<double>(frame.pixel_aspect) : 1.0;
-    capital = std::max({info.Size.limited() * 0.5 * width, 4.0, width / double(MOST_CAPITALS)});
+    capital = std::max(info.Size.limited() * 0.5 * width, width / double(MOST_CAPITALS));
     x = info.Origin.x * width, y = info.Origin.y * height;
     const double turn = remainder_of(info.Angle.value, 360.0) * RADIANS;
     cosine = k7_cos(turn), sine = k7_sin(turn);
