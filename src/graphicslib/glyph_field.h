@@ -1,9 +1,8 @@
 // Fields of the distance to a glyph: one small picture from which a glyph is drawn at any size, angle and weight.
 //
 // A value is the distance from the middle lines of the strokes, so a round pen of width w covers what lies nearer than
-// w / 2. Between values it is interpolated linearly: exact to a hundredth of the values' distance but at ends and
-// corners, which are rounded by about a twentieth of it. All lengths are in heights of a capital, y goes up, and (0, 0)
-// is where the left margin meets the base line.
+// w / 2. Between values it is interpolated linearly, which rounds ends and corners a little where values are far apart.
+// All lengths are in heights of a capital, y goes up, and (0, 0) is where the left margin meets the base line.
 //
 // The idea of drawing type from sampled distances: C. Green, "Improved Alpha-Tested Magnification for Vector Textures
 // and Special Effects", 2007.
@@ -28,9 +27,8 @@ struct GlyphFieldSize {
 // Height of a capital in bits of the bitmap font, and how far its next character lies.
 constexpr float BITMAP_CAPITAL = 9;
 constexpr float BITMAP_ADVANCE = 8 / BITMAP_CAPITAL;
-// Half the pen that gives the bitmap font's squares their own size.
-constexpr float BITMAP_HALF_PEN = 0.5F / BITMAP_CAPITAL;
 
+// Memory that can't be had throws std::bad_alloc.
 // A stroke glyph; `size` and `weight` of the look do not matter. `squeeze` makes it narrower, margins and all.
 GlyphField stroke_glyph_field(int code, const TextLook& look, float squeeze, const GlyphFieldSize& size);
 // A glyph of the bitmap font: squares that grow together, or as round dots by the distance from their middles.

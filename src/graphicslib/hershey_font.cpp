@@ -44,7 +44,7 @@ constexpr int PUNCTUATION_NUMBERS[TABLES][HersheyFont::PUNCTUATION] = {
 constexpr int DIGITS[10] = {2200, 2201, 2202, 2203, 2204, 2205, 2206, 2207, 2208, 2209};
 
 constexpr int STYLE_BASES[STYLES] = {2000, 500, 2500, 3000, 3050, 2550, 3500};  // added to letters and digits
-constexpr int STYLE_MARKS[STYLES] = {0, 1, 2, 3, 3, 0, 3};                     // the table of punctuation
+constexpr int STYLE_MARKS[STYLES] = {0, 1, 2, 3, 3, 0, 3};                      // the table of punctuation
 
 constexpr auto ASCII_MAP = [] {
     std::array<int, 128> map{};

@@ -31,10 +31,10 @@ class HersheyFont {
     // What an ASCII code stands for: 1 to 26 capitals, 101 to 126 lower case, 200 to 209 digits, and below 0 the entry
     // -code - 1 of the punctuation tables. Codes outside 0 to 127 are as empty as control codes.
     static int ascii(int code);
-    // A Hershey number; 999, a blank underline, outside the tables. Italic, script and blackletter have the marks of the
-    // upright alphabets.
+    // A Hershey number; 999, a blank underline, outside the tables. Italic, script and blackletter have the marks of
+    // the upright alphabets.
     static int punctuation(int style, int entry);
-    static int digit(int value);                   // a Hershey number, for 200 to 209
+    static int digit(int value);  // a Hershey number, for 200 to 209
     // The Hershey number for a character in a style.
     static int number_for(int code, int style);
 
