@@ -99,7 +99,7 @@ class FFTConvolver {
     // What results of forward_2d and inverse_2d are multiplied by; both are 1 at first.
     void set_scale(float forward, float inverse);
 
-    // Each channel of `image` (float, 1 to 4 channels) with the same channel of `kernel`, or with its only one:
+    // Each channel of `image` (float, 1 or 4 channels) with the same channel of `kernel`, or with its only one:
     //     result(x, y) = sum over u, v of kernel(u, v) * image(x - u + kw / 2, y - v + kh / 2)
     // for a kernel of kw x kh, halves rounded down, and 0 outside the picture. `result` has the image's layout and may
     // be the image. Samples that are not finite count as 0. Width plus half the kernel's (of what can reach a pixel)

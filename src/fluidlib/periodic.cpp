@@ -69,8 +69,8 @@ bool FluidFlowCore::diffuse_periodic(ScalarField& field, float amount) {
 
 namespace {
 
-// Damps each wave and takes its part along the wave vector away. In the middle of the spectrum, where a wave stands for
-// both signs of its number, the mixed term cancels out.
+// Damps each wave and takes its part along the wave vector away. Where one number is the middle of the spectrum, which
+// stands for both signs, the mixed term is imaginary in the result, and falls away.
 void project_spectrum(const FluidGrid& grid, const FluidArray<double>& left, FFTComplex* u, FFTComplex* v) {
     const Spectrum waves{grid.width};
     for (int l = 0; l < grid.height; ++l)
@@ -78,7 +78,7 @@ void project_spectrum(const FluidGrid& grid, const FluidArray<double>& left, FFT
             const double x = waves.frequency(k), y = waves.frequency(l), square = x * x + y * y;
             if (square == 0) continue;
             const double kept = left[std::size_t(k)] * left[std::size_t(l)];
-            const double mixed = waves.is_middle(k) || waves.is_middle(l) ? 0 : -kept * x * y / square;
+            const double mixed = waves.is_middle(k) != waves.is_middle(l) ? 0 : -kept * x * y / square;
             FFTComplex &wave_u = u[grid.index(k, l)], &wave_v = v[grid.index(k, l)];
             const FFTComplex turned = mix(kept * (1 - x * x / square), wave_u, mixed, wave_v);
             wave_v = mix(kept * (1 - y * y / square), wave_v, mixed, wave_u);
