@@ -83,8 +83,8 @@ std::vector<LoopFrame> EffectPainter::loop(const DeclaredView& view, double scal
     const auto at = [&](int frame) { return reduced(render.frame(scene.frame + frame)); };
     for (int frame = -scene.lead; frame < 0; ++frame) render.frame(scene.frame + frame);
     std::vector<LoopFrame> frames{at(0), at(1)};
-    // What stands still so far may begin later, as a burn does.
-    const auto moved = [&](const LoopFrame& frame) { return frame.levels != frames.front().levels; };
+    // What stands still so far may begin later, as a burn does, or be slow, as clouds are.
+    const auto moved = [&](const LoopFrame& frame) { return looksOther(frame, frames.front()); };
     if (!moved(frames.back()) && !moved(at(LoopFrames / 2)) && !moved(at(LoopFrames - 1))) return {};
     // The frames before are reduced, on threads of their own, while the effect works on the next one.
     std::vector<std::future<LoopFrame>> reducing;

@@ -4,6 +4,7 @@
 #include <webp/mux.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <memory>
 
 #include "host/cli/failure.h"
@@ -12,23 +13,42 @@ namespace quillon {
 
 namespace {
 
-using Encoder = std::unique_ptr<WebPAnimEncoder, decltype(&WebPAnimEncoderDelete)>;
-
-struct EncodedPicture : WebPPicture {
-    EncodedPicture(const LoopFrame& frame) {
+struct SourcePicture : WebPPicture {
+    SourcePicture(const LoopFrame& frame) {
         if (!WebPPictureInit(this)) throw RunError("libwebp is of another version than its headers");
         width = frame.width;
         height = frame.height;
-        use_argb = 1;
         if (!WebPPictureImportRGBX(this, frame.levels.data(), frame.width * 4)) throw std::bad_alloc();
     }
-    ~EncodedPicture() { WebPPictureFree(this); }
-    EncodedPicture(const EncodedPicture&) = delete;
-    EncodedPicture& operator=(const EncodedPicture&) = delete;
+    ~SourcePicture() { WebPPictureFree(this); }
+    SourcePicture(const SourcePicture&) = delete;
+    SourcePicture& operator=(const SourcePicture&) = delete;
 };
 
-[[noreturn]] void fail(WebPAnimEncoder* encoder) {
-    throw RunError(std::string("cannot write a moving picture: ") + WebPAnimEncoderGetError(encoder));
+struct Bytes : WebPMemoryWriter {
+    Bytes() { WebPMemoryWriterInit(this); }
+    ~Bytes() { WebPMemoryWriterClear(this); }
+    Bytes(const Bytes&) = delete;
+    Bytes& operator=(const Bytes&) = delete;
+};
+
+void check(bool done) {
+    if (!done) throw RunError("cannot write a moving picture: libwebp refuses it");
+}
+
+void addFrame(WebPMux& mux, const LoopFrame& frame, const WebPConfig& config, int duration) {
+    SourcePicture picture(frame);
+    Bytes bytes;
+    picture.writer = WebPMemoryWrite;
+    picture.custom_ptr = static_cast<WebPMemoryWriter*>(&bytes);
+    check(WebPEncode(&config, &picture));
+    WebPMuxFrameInfo info{};
+    info.bitstream = {bytes.mem, bytes.size};
+    info.id = WEBP_CHUNK_ANMF;
+    info.duration = duration;
+    info.dispose_method = WEBP_MUX_DISPOSE_NONE;
+    info.blend_method = WEBP_MUX_NO_BLEND;
+    check(WebPMuxPushFrame(&mux, &info, 1) == WEBP_MUX_OK);
 }
 
 }  // namespace
@@ -39,6 +59,14 @@ LoopFrame loopFrame(const Picture& picture) {
     for (int y = picture.height - 1; y >= 0; --y)
         for (int i = 0; i < picture.width * 4; ++i) frame.levels.push_back(quantise<std::uint8_t>(picture.row(y)[i]));
     return frame;
+}
+
+bool looksOther(const LoopFrame& frame, const LoopFrame& than) {
+    constexpr int Seen = 4, OneOf = 1000;  // levels, and numbers
+    std::size_t changed = 0;
+    for (std::size_t i = 0; i < frame.levels.size(); ++i)
+        changed += std::abs(frame.levels[i] - than.levels[i]) > Seen ? 1 : 0;
+    return changed * OneOf > frame.levels.size();
 }
 
 std::vector<LoopFrame> closedLoop(std::vector<LoopFrame> frames, std::size_t count) {
@@ -55,28 +83,26 @@ std::vector<LoopFrame> closedLoop(std::vector<LoopFrame> frames, std::size_t cou
     return frames;
 }
 
+// Each frame is whole. libwebp's own encoder of animations takes what changes by a few levels from one frame to the
+// next for unchanged: slow clouds leave blocks behind them.
 std::string encodeLoop(const std::vector<LoopFrame>& frames, double framesPerSecond, float quality) {
-    WebPAnimEncoderOptions options;
     WebPConfig config;
-    if (!WebPAnimEncoderOptionsInit(&options) || !WebPConfigInit(&config))
-        throw RunError("libwebp is of another version than its headers");
-    options.anim_params.loop_count = 0;  // without end
+    if (!WebPConfigInit(&config)) throw RunError("libwebp is of another version than its headers");
     config.quality = quality;
-    const Encoder encoder(WebPAnimEncoderNew(frames.front().width, frames.front().height, &options),
-                          &WebPAnimEncoderDelete);
-    if (!encoder) throw std::bad_alloc();
+    const std::unique_ptr<WebPMux, decltype(&WebPMuxDelete)> mux(WebPMuxNew(), &WebPMuxDelete);
+    if (!mux) throw std::bad_alloc();
+    const WebPMuxAnimParams endless{0, 0};
+    check(WebPMuxSetAnimationParams(mux.get(), &endless) == WEBP_MUX_OK);
     const auto time = [=](std::size_t frame) {
         return static_cast<int>(std::lround(static_cast<double>(frame) * 1000.0 / framesPerSecond));
     };
-    for (std::size_t i = 0; i < frames.size(); ++i) {
-        EncodedPicture picture(frames[i]);
-        if (!WebPAnimEncoderAdd(encoder.get(), &picture, time(i), &config)) fail(encoder.get());
+    for (std::size_t i = 0, next; i < frames.size(); i = next) {
+        for (next = i + 1; next < frames.size() && frames[next].levels == frames[i].levels;) ++next;
+        addFrame(*mux, frames[i], config, time(next) - time(i));
     }
     WebPData data;
     WebPDataInit(&data);
-    if (!WebPAnimEncoderAdd(encoder.get(), nullptr, time(frames.size()), nullptr) ||
-        !WebPAnimEncoderAssemble(encoder.get(), &data))
-        fail(encoder.get());
+    check(WebPMuxAssemble(mux.get(), &data) == WEBP_MUX_OK);
     const std::string file(reinterpret_cast<const char*>(data.bytes), data.size);
     WebPDataClear(&data);
     return file;

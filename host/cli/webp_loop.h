@@ -16,6 +16,9 @@ struct LoopFrame {
 };
 LoopFrame loopFrame(const Picture& picture);
 
+// Whether a viewer would see the difference: more than a few levels, of one number in a thousand.
+bool looksOther(const LoopFrame& frame, const LoopFrame& than);
+
 // The first `count` frames; those beyond are laid over the first ones as they fade in, so that the end meets the
 // beginning. All frames have one size.
 std::vector<LoopFrame> closedLoop(std::vector<LoopFrame> frames, std::size_t count);

@@ -61,6 +61,24 @@ TEST(Loops, EndWhereTheyBegin) {
     EXPECT_EQ(closed[0].levels[3], 255);
 }
 
+int framesOf(const std::string& webp) {
+    int frames = 0;
+    for (auto at = webp.find("ANMF"); at != std::string::npos; at = webp.find("ANMF", at + 4)) ++frames;
+    return frames;
+}
+
+TEST(Loop, KeepsWhatChangesSlowly) {
+    std::vector<LoopFrame> frames;
+    for (std::uint8_t level = 100; level < 124; level += 3)
+        frames.push_back({64, 64, std::vector<std::uint8_t>(64 * 64 * 4, level)});
+    EXPECT_EQ(framesOf(encodeLoop(frames, 25, 72)), 8);
+    EXPECT_FALSE(looksOther(frames[1], frames[0]));
+    EXPECT_TRUE(looksOther(frames[7], frames[0]));
+    LoopFrame speck = frames[0];
+    speck.levels[17] = 255;
+    EXPECT_FALSE(looksOther(speck, frames[0]));
+}
+
 // ---- As a program, and in a browser ---------------------------------------------------------------------------
 
 class WrittenGallery : public testing::Test {
@@ -88,10 +106,8 @@ TEST_F(WrittenGallery, HasAPictureForEachPresetAndLoopsOfWhatMoves) {
     ASSERT_EQ(s_code, 0) << contents(s_folder / "err");
     for (const char* name : {"Burn", "Thermo", "Thermo.Demos-01", "NightVision.Demos-08", "source-portrait"})
         EXPECT_EQ(readPictureInfo(shown(std::string("pictures/") + name + ".jpg")).width, 192) << name;
-    const std::string loop = contents(shown("pictures/Burn.webp"));
-    int frames = 0;
-    for (auto at = loop.find("ANMF"); at != std::string::npos; at = loop.find("ANMF", at + 4)) ++frames;
-    EXPECT_GT(frames, 20) << "it burns for 20 frames; frames that stay alike become one";
+    EXPECT_GT(framesOf(contents(shown("pictures/Burn.webp"))), 20)
+        << "it burns for 20 frames; frames that stay alike become one";
     EXPECT_FALSE(fs::exists(shown("pictures/Thermo.webp")));
     EXPECT_THAT(contents(shown("index.html")), Not(HasSubstr("Lighten")));
     EXPECT_THAT(contents(shown("effects/Thermo.html")), HasSubstr("../pictures/Thermo.Demos-02.jpg"));
