@@ -43,6 +43,9 @@ button { font: inherit; color: inherit; }
   content: ""; position: absolute; top: 0; bottom: 0; left: var(--at); width: 2px; margin-left: -1px;
   background: #fff; box-shadow: 0 0 3px rgba(0, 0, 0, .8); pointer-events: none;
 }
+/* What is made from nothing has no source. */
+.split.alone { --at: 0%; }
+.split.alone::after { display: none; }
 .split input { position: absolute; inset: 0; width: 100%; height: 100%; margin: 0; opacity: 0; cursor: ew-resize; }
 .split:focus-within { outline: 2px solid var(--link); outline-offset: 2px; }
 .tag {
@@ -66,7 +69,7 @@ button { font: inherit; color: inherit; }
 .shot .after { position: absolute; inset: 0; transition: opacity .15s; }
 .shot .after img { height: 100%; }
 .shot .tag { opacity: 0; transition: opacity .15s; }
-@media (hover: hover) { .shot:hover .after { opacity: 0; } .shot:hover .tag { opacity: 1; } }
+@media (hover: hover) { .shot:not(.alone):hover .after { opacity: 0; } .shot:hover .tag { opacity: 1; } }
 .shot:focus-visible { outline: 3px solid var(--link); outline-offset: -3px; }
 figcaption { padding: 8px 12px 11px; }
 figcaption b { font-weight: 600; }
@@ -106,6 +109,7 @@ const char* const galleryScript = R"((function () {
   "use strict";
   function follow(split) {
     var slider = split.querySelector("input");
+    if (!slider) return;
     slider.addEventListener("input", function () { split.style.setProperty("--at", slider.value + "%"); });
   }
   document.querySelectorAll(".split").forEach(follow);
@@ -125,6 +129,8 @@ const char* const galleryScript = R"((function () {
     after.src = playing ? shot.loop : shot.full;
     after.alt = shot.title;
     before.src = shot.source || shot.full;
+    split.classList.toggle("alone", !shot.source);
+    slider.hidden = !shot.source;
     title.textContent = shot.title;
     play.hidden = !shot.loop;
     play.textContent = playing ? "Still" : "Play";

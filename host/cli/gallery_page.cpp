@@ -77,14 +77,17 @@ class IndexPage {
     }
 
     std::string lead(const DeclaredEffect& effect, const DeclaredView& view) const {
-        std::string text =
-            "<div class=\"lead\">\n<figure class=\"split\">" + before(effect, view) + after(view, effect.name) +
-            "<input type=\"range\" value=\"50\" aria-label=\"How much of the source is shown\">"
-            "<span class=\"tag left\">source</span><span class=\"tag right\">" +
-            html(effect.name) + "</span><button class=\"enlarge\" aria-label=\"Enlarge\"" +
-            data(effect, view, effect.name) + ">&#10530;</button></figure>\n<div class=\"words\">\n<h2>" +
-            html(effect.name) + "<small>" + html(effect.menu) + "</small></h2>\n<p>" +
-            html(effect.purpose.empty() ? effect.summary() : effect.purpose) + "</p>\n";
+        const bool alone = effect.sourceFile().empty();
+        std::string text = std::string("<div class=\"lead\">\n<figure class=\"split") + (alone ? " alone" : "") +
+                           "\">" + before(effect, view) + after(view, effect.name) +
+                           (alone ? ""
+                                  : "<input type=\"range\" value=\"50\" aria-label=\"How much of the source is shown\">"
+                                    "<span class=\"tag left\">source</span>") +
+                           "<span class=\"tag right\">" + html(effect.name) +
+                           "</span><button class=\"enlarge\" aria-label=\"Enlarge\"" + data(effect, view, effect.name) +
+                           ">&#10530;</button></figure>\n<div class=\"words\">\n<h2>" + html(effect.name) + "<small>" +
+                           html(effect.menu) + "</small></h2>\n<p>" +
+                           html(effect.purpose.empty() ? effect.summary() : effect.purpose) + "</p>\n";
         if (!effect.usage.empty()) {
             text += "<ul>\n";
             for (const std::string& line : effect.usage) text += "<li>" + html(line) + "</li>\n";
@@ -105,10 +108,12 @@ class IndexPage {
     }
 
     std::string card(const DeclaredEffect& effect, const DeclaredView& view, const std::string& spans) const {
-        return "<figure class=\"card\" style=\"" + spans + "\"><button class=\"shot\"" +
+        const bool alone = effect.sourceFile().empty();
+        return "<figure class=\"card\" style=\"" + spans + "\"><button class=\"shot" + (alone ? " alone" : "") + "\"" +
                data(effect, view, effect.name + ", " + view.caption) + ">" + before(effect, view) +
-               after(view, view.caption) + "<span class=\"tag left\">source</span></button><figcaption><b>" +
-               html(view.caption) + "</b>" + values(view.changes) + "</figcaption></figure>\n";
+               after(view, view.caption) + (alone ? "" : "<span class=\"tag left\">source</span>") +
+               "</button><figcaption><b>" + html(view.caption) + "</b>" + values(view.changes) +
+               "</figcaption></figure>\n";
     }
 
     // Of `count` cards in rows of at most `most`, the width of card `index` in twelfths: rows differ by one card at

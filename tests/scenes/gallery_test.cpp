@@ -40,6 +40,7 @@ TEST(GalleryPages, EscapeTextAndReferToNothingOutside) {
                              "pictures/A.Demos-01.webp", "href=\"effects/A.html\""})
         EXPECT_THAT(index, HasSubstr(text));
     EXPECT_THAT(index, Not(HasSubstr("pictures/A.webp"))) << "it does not move";
+    EXPECT_THAT(index, Not(HasSubstr(">source<"))) << "it is made from nothing";
     for (const auto& [name, text] : pages) EXPECT_THAT(text, Not(HasSubstr("://"))) << name;
 }
 
