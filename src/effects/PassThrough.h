@@ -38,8 +38,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input3", "Background", "BG", true}, {"Input", "Clip to Flow", "Flow"}, {"Input2", "Luminance", "Luma"}}},
     {{.name = "PixFly", .menu = "Pixel Trip", .overlay = true, .otherFrames = true, .description = "Disintegrates the image into its constituent pixels and flies them around. This effect is in Box Number 12"},
      {{"Input", "Clip to Fly", "Fly", true}, {"Input2", "Time Matte", "Time", false, true}, {"Input3", "Clip to Reveal", "Reveal"}}},
-    {{.name = "RomanTile", .menu = "Abstract", .overlay = true, .description = "Makes a pattern of coloured tiles that represents the image. This effect is in Box Number 13"},
-     {{"Input", "Clip to RomanTile", nullptr, true}}},
     {{.name = "StarField", .menu = "Natural Phenomena", .generator = true, .description = "Make a 3D star field and take pictures of it. This effect is in Box Number 1"},
      {{"Input", "Background"}}},
     {{.name = "TrailLive", .menu = "Trailz", .otherFrames = true, .description = "Trail generation relying on flow fields to create the motion lines. This effect is in Box Number 7"},
