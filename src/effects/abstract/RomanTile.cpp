@@ -358,6 +358,7 @@ void RomanTile::draw(const StoneShape& shape, const std::vector<Stone>& stones, 
                         .clear_grout = ClearGrout.value,
                         .mortar_grain = 0.25f + 0.5f * percent(Roughness),
                         .mortar = nullptr};
+    const bool bare = texture.columns > 0 && (Laid.limited() < 100 || Damage.limited() > 0);
     const MosaicKernels& kernels = mosaic_kernels();
     const auto add = shape.pattern == STONES_SCALE ? kernels.round : kernels.straight;
     const K7Image* picture = input.image.get();
@@ -384,7 +385,7 @@ void RomanTile::draw(const StoneShape& shape, const std::vector<Stone>& stones, 
                 }
                 add(row, mosaic, look, stone.edges.data(), stone.count, middle, run.first, run.last);
             }
-            if (texture.columns > 0) row_finish.mortar = texture.mortar(y, mortar);
+            if (bare) row_finish.mortar = texture.mortar(y, mortar);
             kernels.finish(row, row_finish, image_row<float>(picture, y), image_row<float>(output.image.get(), y),
                            shape.width);
         }

@@ -46,7 +46,7 @@ QUILLON_VECTOR void add(const MosaicRow& row, const MosaicShape& shape, const St
             gx = gx + on_bevel * side.nx;
             gy = gy + on_bevel * side.ny;
         }
-        const Floats distance = larger(square_root(corner) - shape.corner, smaller(most, all<Floats>(-shape.corner)));
+        const Floats distance = most < -shape.corner ? most : square_root(corner) - shape.corner;
         const Floats cover = to_unit(0.5f - distance);
 
         // The slope grows across the bevel; beyond its foot it stays what it is there.

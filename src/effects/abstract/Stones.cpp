@@ -12,10 +12,11 @@
 
 namespace {
 
-constexpr int ROUNDS = 12;                         // of Lloyd's method
+constexpr int ROUNDS = 8;                          // of Lloyd's method
 constexpr float FILL = 1.3f;                       // how much larger than its place a stone may be, to fill gaps
 constexpr float FLAT = 0.1f;                       // levels a stone: edges that are weaker hardly turn stones
 constexpr float CLEAR = 0.45f;                     // levels a stone: edges that push stones aside
+constexpr float FINE = 0.25f;                      // stones: radius of the blur before edges are looked for
 constexpr float AVOIDED = 0.8f;                    // how much less the middle of a stone likes a sharp edge
 constexpr float FAINT = 0.03f;                     // of directions, against those of a sharp edge itself
 constexpr double THIRD_ROOT = 1.0745699318235418;  // of two over the root of three: hexagons as large as squares
@@ -416,7 +417,11 @@ float distance_to(const Stone& stone, float x, float y) {
 
 bool edge_field(const K7Image* small, float scale, float stone, float far, float strength, EdgeField& field,
                 const StopRequested& stop) {
-    const ImagePtr structure = image_structure(small, {.sigma = 1.2f, .half_size = false}, stop);
+    // Grain and texture finer than stones are no edges.
+    const ImagePtr soft(image_duplicate(small));
+    const float fine = FINE * stone;
+    if (!soft || !image_gaussian_blur(soft.get(), fine, fine * small->pixel_aspect, 15)) return false;
+    const ImagePtr structure = image_structure(soft.get(), {.sigma = 1.2f, .half_size = false}, stop);
     if (!structure) return false;
     field.scale = scale;
     field.weights = make_image_uncleared(small->width, small->height, 1, SAMPLE_F32);
