@@ -111,7 +111,7 @@ struct RomanTileInfo : EffectInfo {
                                 "Stones",
                                 0,
                                 {"Picture's Colours", "Few Colours", "Roman Stones", "Byzantine Glass", "Blue Ceramics",
-                                 "Bright Ceramics", "Field Stones"}},
+                                 "Bright Ceramics", "Field Stones", "Floor Tiles"}},
                                "What the tiles are made of: any colour, a few taken from the picture, or a given set."};
     IntegerControlK7 ColourCount{
         this, {"ColourCount", "Few Colours", 12, 2, 64}, "How many colours are taken from the picture."};

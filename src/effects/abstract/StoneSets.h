@@ -10,7 +10,8 @@ enum StoneChoice {
     STONES_BYZANTINE,
     STONES_BLUE,
     STONES_BRIGHT,
-    STONES_FIELD
+    STONES_FIELD,
+    STONES_FLOOR
 };
 
 // From STONES_ROMAN on.
