@@ -135,6 +135,7 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_Pool3D", {100, 31.25}, {100, 50}, "Center", {0.5, 1.0}},  // the middle of the plane, to its far edge
         {"Q_Puddle3D", {200, 0}, {250, 10}, "BR", {1.25, 0.1}},
         {"Q_Luna", {100, 50}, {20, 90}, "Centre", {0.1, 0.9}},
+        {"Q_RomanTile", {40, 95}, {150, 20}, "Light", {0.75, 0.2}},
         {"Q_Flare", {97, 50}, {150, 90}, "Center", {0.75, 0.9}},
         {"Q_FlareSpot", {180, 90}, {100, 20}, "Source", {0.5, 0.2}},
         {"Q_Rainbow", {70, 50}, {50, 50}, "Radius", {0.5}},
@@ -242,6 +243,7 @@ TEST(NoStrength, LeavesThePictureToTheBit) {
         {"Q_RemGrain", {{"RBlur", 0}, {"GBlur", 0}, {"BBlur", 0}}, {{"GBlur", 50}}},
         {"Q_Smoke", {{"Opacity", 0}}, {{"Opacity", 100}}},
         {"Q_Snow", {{"Opacity", 0}}, {{"Opacity", 100}}},
+        {"Q_RomanTile", {{"Mix", 0}}, {{"Mix", 10}}},
         {"Q_SpinBlur", {{"Blend", 100}}, {{"Blend", 90}}},
         {"Q_SpinBlur", {{"Speed", 0}}, {{"Speed", 10}}},
         {"Q_Thermo", {{"Blend", 100}}, {{"Blend", 90}}},
