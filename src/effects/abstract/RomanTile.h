@@ -130,7 +130,8 @@ struct RomanTileInfo : EffectInfo {
                               "Saturation of the picture before stones are chosen, in percent."};
     FloatControlK7 Gold{this,
                         {"Gold", "Gold", 0.0, 0.0, 100.0},
-                        "How much of the range of levels becomes gold leaf, from white downwards, in percent."};
+                        "How much of the range of levels becomes gold leaf, from white downwards, in percent; "
+                        "warm tones, such as skin, are spared."};
     ColourControlK7 GoldColour{this, {"GoldColour", "Gold Colour", 0.86F, 0.64F, 0.22F}, "Colour of the gold leaf."};
     FloatControlK7 Print{this,
                          {"Print", "Print", 0.0, 0.0, 100.0},
