@@ -28,8 +28,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input", "Background Clip", "BG"}}},
     {{.name = "Flock", .menu = "Sundries", .generator = true, .overlay = true, .otherFrames = true, .description = "The little flocking characters with attitude. This effect is in Box Number 30"},
      {{"Input", "Background Clip", "BG"}, {"Input2", "Shape Colour", "SCol", false, true}, {"Input3", "Shape Matte", "SMatte", false, true}, {"Input4", "Birth Matte", "BMatte"}, {"Input5", "Avoidance Matte", "AMatte"}}},
-    {{.name = "Numbers", .menu = "Paint FX", .description = "Painting by numbers. This effect is in Box Number 9"},
-     {{"Input", "Clip to Paint", "Input", true}}},
     {{.name = "Particles", .menu = "Sundries", .generator = true, .overlay = true, .description = "Provides a comprehensive, general purpose, 2D particle system simulator and renderer. This effect is in Box Number 30"},
      {{"Input", "Background", "BG"}, {"Input2", "Birth"}, {"Input3", "Bounce"}, {"Input4", "Turbulence", "Turb"}, {"Input5", "Alternative Colours", "Cols"}, {"Input6", "Particle Image", "Image"}}},
     {{.name = "PatchTex", .menu = "Textures", .overlay = true, .description = "Regenerates a whole image based on a small texture sample. This effect is in Box Number 10"},

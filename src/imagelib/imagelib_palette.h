@@ -39,6 +39,11 @@ struct Palette {
 bool image_palette(const K7Image* oklab, int count, std::uint32_t seed, Palette& palette,
                    const Palette* start = nullptr);
 
+// The same for pictures that move: starts from clusters that are cut in two where their sums say so, instead of drawn
+// points. Grain and small movements change its colours little; its error may be a little larger. Seeds from 2 on prefer
+// other clusters.
+bool image_steady_palette(const K7Image* oklab, int count, std::uint32_t seed, Palette& palette);
+
 // Into each pixel of `labels` (one channel of 32 bits, same size) the index of the palette's nearest colour, the first
 // of several. False also for an empty palette and when an end was asked for.
 bool image_nearest_colours(const K7Image* oklab, const Palette& palette, K7Image* labels,

@@ -100,6 +100,110 @@ void draw_start(const Points& points, int count, MTRandom& random, Palette& pale
     }
 }
 
+// Clusters of points, cut in two again and again: always the one with the largest error, through its mean and across
+// the axis along which it is longest (after M. Orchard and C. Bouman, "Color quantization of images", 1991). All that
+// decides are sums over many points, so that grain changes little.
+class Splitter {
+  public:
+    explicit Splitter(const Points& points) : m_points(points), m_owner(points.count(), 0) {
+        m_clusters.push_back(measured(0));
+    }
+
+    // From the second seed on, other clusters may come first.
+    void split(int count, std::uint32_t seed, Palette& palette) {
+        MTRandom random(seed);
+        while (static_cast<int>(m_clusters.size()) < count && cut_largest()) {
+            const double favour = seed > 1 ? 0.6 + 0.8 * random.next_double() : 1.0;
+            m_clusters.back().favour = favour;
+        }
+        palette.count = 0;
+        for (const Cluster& cluster : m_clusters) {
+            const float mean[] = {float(cluster.mean[0]), float(cluster.mean[1]), float(cluster.mean[2])};
+            set_colour(palette, palette.count++, mean);
+        }
+    }
+
+  private:
+    struct Cluster {
+        double mean[3], axis[3];
+        double error = 0, favour = 1;
+    };
+
+    Cluster measured(std::uint32_t which) const {
+        Cluster cluster{};
+        double weight = 0, moments[3][3] = {};
+        for_points(which, [&](const float* p, double w) {
+            weight += w;
+            for (int i = 0; i < 3; ++i) cluster.mean[i] += w * double(p[i]);
+        });
+        for (double& m : cluster.mean) m /= weight;
+        for_points(which, [&](const float* p, double w) {
+            double off[3];
+            for (int i = 0; i < 3; ++i) off[i] = double(p[i]) - cluster.mean[i];
+            for (int i = 0; i < 3; ++i)
+                for (int j = 0; j < 3; ++j) moments[i][j] += w * off[i] * off[j];
+        });
+        cluster.error = moments[0][0] + moments[1][1] + moments[2][2];
+        find_axis(moments, cluster);
+        return cluster;
+    }
+    // The longest axis, by repeated multiplication.
+    static void find_axis(const double (&moments)[3][3], Cluster& cluster) {
+        constexpr int ROUNDS = 32;
+        int longest = 0;
+        for (int i = 1; i < 3; ++i)
+            if (moments[i][i] > moments[longest][longest]) longest = i;
+        std::copy_n(moments[longest], 3, cluster.axis);
+        for (int round = 0; round < ROUNDS; ++round) {
+            double next[3], square = 0;
+            for (int i = 0; i < 3; ++i) {
+                next[i] =
+                    moments[i][0] * cluster.axis[0] + moments[i][1] * cluster.axis[1] + moments[i][2] * cluster.axis[2];
+                square += next[i] * next[i];
+            }
+            if (!(square > 0)) return;
+            for (int i = 0; i < 3; ++i) cluster.axis[i] = next[i] / std::sqrt(square);
+        }
+    }
+    bool cut_largest() {
+        constexpr double LEAST = 1e-12;  // of the error
+        std::size_t largest = 0;
+        const auto rank = [&](std::size_t i) { return m_clusters[i].error * m_clusters[i].favour; };
+        for (std::size_t i = 1; i < m_clusters.size(); ++i)
+            if (rank(i) > rank(largest)) largest = i;
+        if (!(m_clusters[largest].error > LEAST)) return false;
+        const Cluster cut = m_clusters[largest];
+        const auto from = static_cast<std::uint32_t>(largest), to = static_cast<std::uint32_t>(m_clusters.size());
+        std::size_t moved = 0, kept = 0;
+        for (std::size_t i = 0; i < m_owner.size(); ++i) {
+            if (m_owner[i] != from) continue;
+            const float* p = m_points.at(i);
+            double along = 0;
+            for (int k = 0; k < 3; ++k) along += (double(p[k]) - cut.mean[k]) * cut.axis[k];
+            along > 0 ? (m_owner[i] = to, ++moved) : ++kept;
+        }
+        if (moved == 0 || kept == 0) {  // equal colours but for rounding
+            for (std::uint32_t& owner : m_owner)
+                if (owner == to) owner = from;
+            m_clusters[largest].error = 0;
+            return true;
+        }
+        m_clusters[largest] = measured(from);
+        m_clusters[largest].favour = cut.favour;
+        m_clusters.push_back(measured(to));
+        return true;
+    }
+    template <class Visit>
+    void for_points(std::uint32_t which, Visit&& visit) const {
+        for (std::size_t i = 0; i < m_owner.size(); ++i)
+            if (m_owner[i] == which) visit(m_points.at(i), m_points.weights[i]);
+    }
+
+    const Points& m_points;
+    std::vector<std::uint32_t> m_owner;
+    std::vector<Cluster> m_clusters;
+};
+
 class Lloyd {
   public:
     explicit Lloyd(const Points& points) : m_points(points), m_labels(points.count()), m_distances(points.count()) {}
@@ -212,5 +316,17 @@ bool image_palette(const K7Image* oklab, int count, std::uint32_t seed, Palette&
     return in_memory([&] {
         const Points points = points_of(*oklab);
         palette = points.count() ? best_palette(points, count, seed, start) : Palette{};
+    });
+}
+
+bool image_steady_palette(const K7Image* oklab, int count, std::uint32_t seed, Palette& palette) {
+    if (!is_float_rgba(oklab) || count < 1 || count > PALETTE_MOST) return false;
+    return in_memory([&] {
+        palette = {};
+        const Points points = points_of(*oklab);
+        if (points.count() == 0) return;
+        Splitter(points).split(count, seed, palette);
+        Lloyd(points).settle(palette);
+        palette = by_lightness(palette);
     });
 }

@@ -110,6 +110,28 @@ TEST(Palette, FindsTheColoursThatThereAreWhateverTheSeed) {
     EXPECT_NEAR(moved.a[2], exact.a[2], 0.02f);
 }
 
+TEST(Palette, SteadyOneStaysUnderGrain) {
+    const auto soft = [](unsigned seed) {
+        const ImagePtr noise = float_noise(640, 480, seed, -0.01f, 0.01f);
+        return oklab_of(picture(640, 480, [&](int x, int y, int c) {
+            const float u = float(x) / 640, v = float(y) / 480, wave = u * (1 - v) + float(c) * v * (u - 0.5f);
+            return c == 3 ? 1.0f : 0.2f + 0.6f * wave + at(noise, x, y, c);
+        }));
+    };
+    const ImagePtr first = soft(1), second = soft(2);
+    for (const std::uint32_t seed : {1u, 9u}) {
+        Palette p, q;
+        ASSERT_TRUE(image_steady_palette(first.get(), 9, seed, p));
+        ASSERT_TRUE(image_steady_palette(second.get(), 9, seed, q));
+        ASSERT_EQ(p.count, 9);
+        ASSERT_EQ(q.count, 9);
+        for (int i = 0; i < 9; ++i) EXPECT_NEAR(p.l[i], q.l[i], 0.01f) << seed << ' ' << i;
+    }
+    Palette found;
+    ASSERT_TRUE(image_steady_palette(oklab_of(patches(0)).get(), 20, 1, found));
+    EXPECT_EQ(found.count, 6);
+}
+
 double error_of(const ImagePtr& lab, const Palette& palette, const ImagePtr& labels) {
     double error = 0;
     for (int y = 0; y < lab->height; ++y)
