@@ -20,8 +20,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input1", "Sky"}, {"Input2", "Matte"}}},
     {{.name = "BitsFly", .menu = "Pixel Trip", .overlay = true, .description = "Twirls away tiles of the image. This effect is in Box Number 12"},
      {{"Input1", "Disintegrate", "Fly", true}, {"Input2", "Background", "BG"}, {"Input3", "2D Matte", "2DMatte"}, {"Input4", "3D Matte", "3DMatte"}}},
-    {{.name = "ClipTex", .menu = "Textures", .description = "Clip created using another image as a texture. This effect is in Box Number 10"},
-     {{"Input", "Input", nullptr, true}, {"InputA", "TextureA", "TexA"}, {"InputB", "TextureB", "TexB"}, {"InputC", "TextureC", "TexC"}, {"InputD", "TextureD", "TexD"}}},
     {{.name = "FireBall", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "A ball of fire with a tail. This effect is in Box Number 1"},
      {{"Input", "Background Clip"}, {"Matte", "Matte"}}},
     {{.name = "Fireworks", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "Let's celebrate with a firework display. This effect is in Box Number 1"},
