@@ -10,7 +10,7 @@ namespace {
 
 using simd::Pixel;
 
-constexpr int COARSE = 4;
+constexpr int COARSEST = 4;
 
 // Means of squares of samples of a float RGBA image and, where asked for, of their squares.
 void mean_squares(const K7Image& from, int factor, int y, float* mean, float* square_mean) {
@@ -54,15 +54,15 @@ struct Between {
     int low, high;
     float mix;
 };
-Between between(int fine, int coarse_count) {
-    const float at = (static_cast<float>(fine) + 0.5f) / COARSE - 0.5f;
+Between between(int fine, int coarse, int coarse_count) {
+    const float at = (static_cast<float>(fine) + 0.5f) / static_cast<float>(coarse) - 0.5f;
     const int low = static_cast<int>(std::floor(at));
     return {std::clamp(low, 0, coarse_count - 1), std::clamp(low + 1, 0, coarse_count - 1),
             at - static_cast<float>(low)};
 }
 
-void apply_row(const K7Image& slope, const K7Image& offset, K7Image& image, int y) {
-    const Between rows = between(y, slope.height);
+void apply_row(const K7Image& slope, const K7Image& offset, K7Image& image, int coarse, int y) {
+    const Between rows = between(y, coarse, slope.height);
     const float *a0 = image_row<float>(&slope, rows.low), *a1 = image_row<float>(&slope, rows.high);
     const float *b0 = image_row<float>(&offset, rows.low), *b1 = image_row<float>(&offset, rows.high);
     const auto read = [&](const float* low, const float* high, int column) {
@@ -71,7 +71,7 @@ void apply_row(const K7Image& slope, const K7Image& offset, K7Image& image, int 
     };
     float* p = image_row<float>(&image, y);
     for (int x = 0; x < image.width; ++x, p += 4) {
-        const Between columns = between(x, slope.width);
+        const Between columns = between(x, coarse, slope.width);
         const Pixel al = read(a0, a1, columns.low), ah = read(a0, a1, columns.high);
         const Pixel bl = read(b0, b1, columns.low), bh = read(b0, b1, columns.high);
         const Pixel result = (al + columns.mix * (ah - al)) * simd::load<Pixel>(p) + (bl + columns.mix * (bh - bl));
@@ -86,16 +86,18 @@ void apply_row(const K7Image& slope, const K7Image& offset, K7Image& image, int 
 bool image_guided_smooth(K7Image* image, float radius, float row_height, float tolerance, const StopRequested& stop) {
     if (!is_float_rgba(image) || !(row_height > 0)) return false;
     if (!(radius > 0) || !(tolerance > 0)) return true;
-    const int width = (image->width + COARSE - 1) / COARSE, height = (image->height + COARSE - 1) / COARSE;
+    // Half a radius, so that a small window is not made of a few squares.
+    const int coarse = radius < 2 * COARSEST ? std::max(static_cast<int>(0.5f * radius), 1) : COARSEST;
+    const int width = (image->width + coarse - 1) / coarse, height = (image->height + coarse - 1) / coarse;
     const ImagePtr mean = make_image_uncleared(width, height, 4, SAMPLE_F32),
                    square = make_image_uncleared(width, height, 4, SAMPLE_F32);
     if (!mean || !square) return false;
     image->stats_valid = 0;
     for_rows_float(height, [&](int first, int last) {
         for (int y = first; y <= last; ++y)
-            mean_squares(*image, COARSE, y, image_row<float>(mean.get(), y), image_row<float>(square.get(), y));
+            mean_squares(*image, coarse, y, image_row<float>(mean.get(), y), image_row<float>(square.get(), y));
     });
-    const float rx = radius / COARSE, ry = rx / row_height;
+    const float rx = radius / static_cast<float>(coarse), ry = rx / row_height;
     const auto blur = [&] {
         return image_gaussian_blur(mean.get(), rx, ry, 7) && image_gaussian_blur(square.get(), rx, ry, 7);
     };
@@ -103,7 +105,7 @@ bool image_guided_smooth(K7Image* image, float radius, float row_height, float t
     fit_lines(*mean, *square, tolerance);
     if (!blur()) return false;
     return each_row_float(
-        image->height, [&] { return wants_end(stop); }, [&](int y) { apply_row(*square, *mean, *image, y); });
+        image->height, [&] { return wants_end(stop); }, [&](int y) { apply_row(*square, *mean, *image, coarse, y); });
 }
 
 ImagePtr image_shrunk(const K7Image* source, int factor) {

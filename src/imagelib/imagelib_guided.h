@@ -1,7 +1,8 @@
 // Smoothing that keeps edges: the guided filter, each channel its own guide.
 //
-// K. He, J. Sun, X. Tang, "Guided image filtering", 2010; its coefficients are found on a picture of a quarter of the
-// size (K. He, J. Sun, "Fast guided filter", 2015), so that it costs little more than reading the picture.
+// K. He, J. Sun, X. Tang, "Guided image filtering", 2010; its coefficients are found on a picture of down to a
+// quarter of the size (K. He, J. Sun, "Fast guided filter", 2015), so that it costs little more than reading the
+// picture.
 #pragma once
 
 #include "imagelib/imagelib.h"

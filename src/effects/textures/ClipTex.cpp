@@ -15,8 +15,9 @@
 namespace {
 
 constexpr int BANDS = ClipTexInfo::TEXTURES;
-constexpr float LEAST_SOFTNESS = 0.01F;  // of white
-constexpr float DEEPEST_BITE = 0.5F;     // of white, from a texture's black to its white
+constexpr float LEAST_SOFTNESS = 0.01F;                   // of white
+constexpr float DEEPEST_BITE = 0.5F;                      // of white, from a texture's black to its white
+constexpr float SMALLEST_SIDE = 32, LARGEST_SIDE = 1024;  // of a pattern's tile, in pixels
 constexpr double RADIANS = 3.14159265358979 / 180.0;
 
 float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() * 0.01); }
@@ -99,9 +100,10 @@ void ClipTex::prepareTextures(ClipTexWork& work) const {
             made(reader.lay_picture(*clips[i]->image, colours.paper, lay, frame));
             continue;
         }
-        const float side = lay.size * PATTERN_SIDE * static_cast<float>(frame.width) / 1920.0F;
-        const ImagePtr tile =
-            made(draw_pattern(Pattern.value, i, static_cast<int>(std::clamp(side, 32.0F, 1024.0F)), colours));
+        // A whole number of pixels, so that a tile that isn't turned lies on those of the frame.
+        const float wanted = std::round(lay.size * PATTERN_SIDE * static_cast<float>(frame.width) / 1920.0F);
+        const float drawn = std::clamp(wanted, SMALLEST_SIDE, LARGEST_SIDE), side = std::max(wanted, SMALLEST_SIDE);
+        const ImagePtr tile = made(draw_pattern(Pattern.value, i, static_cast<int>(drawn), colours));
         made(reader.lay_tile(*tile, side, lay, frame));
     }
 }

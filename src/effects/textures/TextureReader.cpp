@@ -1,5 +1,8 @@
 #include "effects/textures/TextureReader.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "imagelib/imagelib_guided.h"
 #include "k7pi_baselib/portable_math.h"
 
@@ -36,6 +39,8 @@ void TextureReader::place(float texels_x, float texels_y, const TextureLay& lay,
                 centre_y = 0.5F * static_cast<float>(frame.height - 1);
     m_x = 0.5F * static_cast<float>(m_width - 1) - m_xx * centre_x - m_xy * centre_y;
     m_y = 0.5F * static_cast<float>(m_height - 1) - m_yx * centre_x - m_yy * centre_y;
+    m_direct = m_xx == 1 && m_yy == 1 && m_xy == 0 && m_yx == 0;
+    if (m_direct) m_x = std::floor(m_x), m_y = std::floor(m_y);
     m_pixels = image_row<float>(m_texture.get(), 0);
     m_pitch = 4L * m_width;
     m_mirrored = lay.mirrored;

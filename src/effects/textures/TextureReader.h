@@ -1,9 +1,6 @@
 // Private to Q_ClipTex: a texture that is laid over the frame, lit.
 #pragma once
 
-#include <algorithm>
-#include <cmath>
-
 #include "imagelib/imagelib.h"
 #include "simdlib/vectors.h"
 
@@ -25,12 +22,14 @@ class TextureReader {
     // The colour at a pixel of the frame; the fourth number means nothing.
     simd::Pixel at(float x, float y) const {
         const float u = m_xx * x + m_xy * y + m_x, v = m_yx * x + m_yy * y + m_y;
-        const float whole_u = std::floor(u), whole_v = std::floor(v);
-        const int column = static_cast<int>(whole_u), row = static_cast<int>(whole_v);
+        const int column = simd::floor_of(u), row = simd::floor_of(v);
+        if (m_direct)
+            return simd::load<simd::Pixel>(m_pixels + std::ptrdiff_t(wrapped(row, m_height)) * m_pitch +
+                                           4L * wrapped(column, m_width));
         const int x0 = wrapped(column, m_width), x1 = wrapped(column + 1, m_width);
         const float* const low = m_pixels + std::ptrdiff_t(wrapped(row, m_height)) * m_pitch;
         const float* const high = m_pixels + std::ptrdiff_t(wrapped(row + 1, m_height)) * m_pitch;
-        const float fu = u - whole_u, fv = v - whole_v;
+        const float fu = u - static_cast<float>(column), fv = v - static_cast<float>(row);
         const auto mixed = [&](const float* line) {
             const auto left = simd::load<simd::Pixel>(line + 4L * x0);
             return left + fu * (simd::load<simd::Pixel>(line + 4L * x1) - left);
@@ -55,5 +54,6 @@ class TextureReader {
     std::ptrdiff_t m_pitch = 0;
     int m_width = 1, m_height = 1;
     bool m_mirrored = false;
+    bool m_direct = false;                                           // its pixels lie on those of the frame
     float m_xx = 0, m_xy = 0, m_x = 0, m_yx = 0, m_yy = 0, m_y = 0;  // from the frame's pixels to the texture's
 };
