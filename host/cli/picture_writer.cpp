@@ -58,6 +58,7 @@ const Format* formatOf(const std::string& fileName) {
     return nullptr;
 }
 
+bool isTiff(const Format& format) { return std::string_view(format.extension).starts_with("tif"); }
 bool isJpeg(const Format& format) { return std::string_view(format.extension).starts_with("jp"); }
 
 bool holdsWord(const char* list, const std::string& word) {
@@ -119,6 +120,11 @@ void setCompression(OIIO::ImageSpec& header, const Format& format, const WriteOp
         header.attribute("jpeg:subsampling", "4:4:4");
     } else if (std::string_view(format.extension) == "png") {
         header.attribute("png:compressionLevel", static_cast<int>(parseInteger(name).value_or(3)));
+    } else if (isTiff(format)) {
+        header.attribute("compression", name);
+        // OpenImageIO 2.4 writes the directory of Exif tags behind the picture's and, in memory, lets the file begin
+        // with it: nobody finds the picture then.
+        header.attribute("tiff:write_exif", 0);
     } else if (!name.empty()) {
         header.attribute("compression", name.starts_with("dwa") ? name + level : name);
     }

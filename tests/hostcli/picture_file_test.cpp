@@ -64,6 +64,18 @@ TEST(PictureFiles, ComeBackExactly) {
     EXPECT_EQ(throughFile(folder, "codes.png", codes, 16).rgba, codes.rgba) << "all codes of a format";
 }
 
+TEST(PictureFiles, ComeBackWhereTheirColourIsTold) {
+    const TemporaryFolder folder;
+    const Picture picture = rounded<std::uint8_t>(wild(7, 5));
+    for (const char* name : {"a.tif", "a.png", "a.exr", "a.tga"})
+        for (const Colour colour : {Colour::Srgb, Colour::Linear}) {
+            WriteOptions options{8, 1.0};
+            options.colour = colour;
+            writePicture(folder / name, picture, options);
+            EXPECT_EQ(readPicture(folder / name).width, 7) << name;
+        }
+}
+
 TEST(PictureFiles, FormatsWithoutAlphaDropIt) {
     const TemporaryFolder folder;
     Picture opaque = rounded<std::uint8_t>(wild(6, 4));
