@@ -1,6 +1,7 @@
 #include "imagelib/imagelib_quilt.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "imagelib/quilt_cut.h"
@@ -179,6 +180,8 @@ class Layer {
         if (m_task.straight) return copy_cell(block, m_task.guide ? m_search.find(block) : block.chance);
         if (!anything_empty()) return;
         const QuiltPlace place = m_search.find(block);
+        m_toned = m_task.guessed;
+        if (m_toned) find_tone(block, place);
         cut(block, place);
         paste(block, place);
     }
@@ -189,6 +192,41 @@ class Layer {
         const K7Image* picture = m_sample.variants[static_cast<std::size_t>(place.variant)].picture.get();
         return image_row<float>(picture, place.y + y - block.y) + 4 * (place.x - block.x);
     }
+    // What a patch lacks to the colours that are there or guessed, in TONES x TONES parts of it: so that light that
+    // changes slowly makes no steps between patches.
+    void find_tone(const QuiltBlock& block, const QuiltPlace& place) {
+        std::array<float, std::size_t{TONES} * TONES> counts{};
+        m_tones.fill(Pixel{});
+        for (int y = m_bottom; y < m_top; ++y) {
+            const float *from = source(block, place, y), *there = image_row<float>(m_task.canvas, y);
+            const int v = (y - block.y) * TONES / m_shape.height;
+            for (int x = m_left; x < m_right; ++x) {
+                const auto at = static_cast<std::size_t>(v * TONES + (x - block.x) * TONES / m_shape.width);
+                m_tones[at] += quilt_colour(there + 4 * x) - quilt_colour(from + 4 * x);
+                counts[at] += 1.0F;
+            }
+        }
+        for (std::size_t i = 0; i < m_tones.size(); ++i)
+            if (counts[i] > 0.0F) m_tones[i] /= counts[i];
+    }
+    Pixel tone(const QuiltBlock& block, int x, int y) const {
+        const auto place = [](int at, int size) {
+            return std::clamp((static_cast<float>(at) + 0.5F) * float(TONES) / static_cast<float>(size) - 0.5F, 0.0F,
+                              float(TONES - 1));
+        };
+        const float fx = place(x - block.x, m_shape.width), fy = place(y - block.y, m_shape.height);
+        const int u = std::min(static_cast<int>(fx), TONES - 2), v = std::min(static_cast<int>(fy), TONES - 2);
+        const float a = fx - static_cast<float>(u), b = fy - static_cast<float>(v);
+        const Pixel* t = &m_tones[static_cast<std::size_t>(v * TONES + u)];
+        const Pixel low = t[0] + a * (t[1] - t[0]), high = t[TONES] + a * (t[TONES + 1] - t[TONES]);
+        return low + b * (high - low);
+    }
+    // A pixel of the patch as it is pasted.
+    Pixel fresh(const QuiltBlock& block, const float* from, int x, int y) const {
+        const Pixel colour = simd::load<Pixel>(from + 4 * x);
+        return m_toned ? simd::larger(colour + tone(block, x, y), Pixel{}) : colour;
+    }
+
     bool anything_empty() const {
         for (int y = m_bottom; y < m_top; ++y)
             if (std::find(state(y) + m_left, state(y) + m_right, QUILT_EMPTY) != state(y) + m_right) return true;
@@ -231,7 +269,9 @@ class Layer {
                     m_cut.role(u, v) = QuiltCut::REPLACED;
                     return;
                 }
-                sum += simd::absolute(quilt_colour(from + 4 * x) - quilt_colour(there + 4 * x));
+                Pixel lacking = quilt_colour(from + 4 * x) - quilt_colour(there + 4 * x);
+                if (m_toned) lacking += tone(block, x, y);
+                sum += simd::absolute(lacking);
             }
         }
         m_cut.cost(u, v) = ((sum[0] + sum[1]) + sum[2]) / static_cast<float>((right - left) * (top - bottom));
@@ -265,11 +305,11 @@ class Layer {
             for (int x = m_left; x < m_right; ++x) {
                 if (state(y)[x] == QUILT_FIXED) continue;
                 const float part = state(y)[x] == QUILT_EMPTY ? 1.0F : share(block, x, y);
-                const Pixel there = simd::load<Pixel>(to + 4 * x), fresh = simd::load<Pixel>(from + 4 * x);
+                const Pixel there = simd::load<Pixel>(to + 4 * x);
                 if (part >= 1.0F)
-                    simd::store(to + 4 * x, fresh);
+                    simd::store(to + 4 * x, fresh(block, from, x, y));
                 else if (part > 0.0F)
-                    simd::store(to + 4 * x, there + part * (fresh - there));
+                    simd::store(to + 4 * x, there + part * (fresh(block, from, x, y) - there));
                 state(y)[x] = QUILT_LOOSE;
             }
         }
@@ -280,6 +320,9 @@ class Layer {
     const QuiltSample& m_sample;
     QuiltSearch m_search;
     QuiltCut m_cut;
+    static constexpr int TONES = 4;
+    std::array<Pixel, std::size_t{TONES} * TONES> m_tones;
+    bool m_toned = false;
     int m_side;  // pixels to a side of the cut's cells
     int m_columns = 0, m_rows = 0;
     int m_left = 0, m_right = 0, m_bottom = 0, m_top = 0;  // of the patch within the canvas
