@@ -53,6 +53,7 @@ struct QuiltTask {
     QuiltLattice lattice;                 // that patches keep to, unless they may be mirrored
     const K7Image* guide = nullptr;       // one float channel, of the canvas's size: luminance that patches follow
     float guide_weight = 0.0F;            // 0 to 1: against the match of their borders
+    float tone = 0.0F;  // 0 to 1: how far light that changes slowly is matched to what is there when a patch is laid
     std::uint32_t seed = 1;
 };
 

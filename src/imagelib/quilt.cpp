@@ -180,7 +180,7 @@ class Layer {
         if (m_task.straight) return copy_cell(block, m_task.guide ? m_search.find(block) : block.chance);
         if (!anything_empty()) return;
         const QuiltPlace place = m_search.find(block);
-        m_toned = m_task.guessed;
+        m_toned = m_task.tone > 0.0F;
         if (m_toned) find_tone(block, place);
         cut(block, place);
         paste(block, place);
@@ -201,13 +201,26 @@ class Layer {
             const float *from = source(block, place, y), *there = image_row<float>(m_task.canvas, y);
             const int v = (y - block.y) * TONES / m_shape.height;
             for (int x = m_left; x < m_right; ++x) {
+                if (!m_task.guessed && state(y)[x] == QUILT_EMPTY) continue;
                 const auto at = static_cast<std::size_t>(v * TONES + (x - block.x) * TONES / m_shape.width);
                 m_tones[at] += quilt_colour(there + 4 * x) - quilt_colour(from + 4 * x);
                 counts[at] += 1.0F;
             }
         }
-        for (std::size_t i = 0; i < m_tones.size(); ++i)
-            if (counts[i] > 0.0F) m_tones[i] /= counts[i];
+        const std::array<Pixel, std::size_t{TONES}* TONES> sums = m_tones;
+        for (int n = 0; n < TONES * TONES; ++n) {
+            Pixel sum{};
+            float weights = 0;
+            for (int k = 0; k < TONES * TONES; ++k) {
+                const auto at = static_cast<std::size_t>(k);
+                const auto dx = static_cast<float>(n % TONES - k % TONES),
+                           dy = static_cast<float>(n / TONES - k / TONES);
+                // Parts of which little is there take after those around them.
+                const float weight = 1.0F / (0.02F + (dx * dx + dy * dy) * (dx * dx + dy * dy));
+                sum += weight * sums[at], weights += weight * counts[at];
+            }
+            m_tones[static_cast<std::size_t>(n)] = weights > 0.0F ? m_task.tone / weights * sum : Pixel{};
+        }
     }
     Pixel tone(const QuiltBlock& block, int x, int y) const {
         const auto place = [](int at, int size) {

@@ -202,6 +202,7 @@ bool PatchTex::guess(QuiltTask& task, const Hole& hole) const {
             }
     });
     task.guessed = true;
+    task.tone = 1.0F;
     return true;
 }
 
@@ -248,6 +249,7 @@ void PatchTex::ProcessFrame() {
         const auto radius = static_cast<float>(0.5 * PatchSize.limited()) / picture.unit_scale;
         made(even_light(*levelled, sampleBox(hole), radius / picture.pixel_aspect, radius, percent(EvenLight)));
         task.sample = levelled.get();
+        task.tone = 0.8F * percent(EvenLight);
     }
     if (!prepareTask(task, hole)) return;
     if (hole.weight && !task.straight && !(Guide.limited() > 0.0) && !guess(task, hole)) return;
