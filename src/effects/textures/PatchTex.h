@@ -168,10 +168,13 @@ struct PatchTexInfo : EffectInfo {
         holeWidget.colour = OVERLAY_YELLOW;
         holeCross.colour = OVERLAY_YELLOW;
         declarePresets();
-        scene.inputs = {"trees-small.png"};
-        scene.settings = {{"PatchSize", "30"}, {"Centre", "0.5,0.16"}, {"Width", "0.9"}, {"Height", "0.3"}};
-        scene.plates = {"road.jpg"};
-        scene.look = {{"Centre", "0.5,0.2"}, {"Width", "0.6"}, {"Height", "0.3"}};
+        scene.inputs = {"seeding-small.png"};
+        scene.settings = {
+            {"PatchSize", "20"},         {"Area", "Ellipse"}, {"Source", "Surroundings"}, {"Reach", "0.3"},
+            {"HoleCentre", "0.29,0.64"}, {"RadiusX", "0.38"}, {"RadiusY", "0.36"},        {"Join", "4"}};
+        scene.plates = {"seeding.jpg"};
+        scene.look = {{"Area", "Ellipse"}, {"Source", "Surroundings"}, {"Reach", "0.3"}, {"HoleCentre", "0.29,0.64"},
+                      {"RadiusX", "0.38"}, {"RadiusY", "0.36"},        {"Join", "14"}};
     }
 
   private:

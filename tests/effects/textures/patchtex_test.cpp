@@ -28,8 +28,8 @@ double share_changed(const K7Image& a, const K7Image& b, double by) {
 }
 
 TEST(PatchTex, IsTheSameEverywhereAndInAnyOrder) {
-    Shot shot(pebbles(240, 136));
-    shot.source->unit_scale = 6;
+    Shot shot(pebbles(160, 90));
+    shot.source->unit_scale = 9;
     for (int preset = 1; preset < Shot::preset_count(); ++preset) {
         SCOPED_TRACE(preset);
         shot.choose_preset(preset);
