@@ -169,12 +169,16 @@ struct PatchTexInfo : EffectInfo {
         holeCross.colour = OVERLAY_YELLOW;
         declarePresets();
         scene.inputs = {"seeding-small.png"};
-        scene.settings = {
-            {"PatchSize", "20"},         {"Area", "Ellipse"}, {"Source", "Surroundings"}, {"Reach", "0.3"},
-            {"HoleCentre", "0.29,0.64"}, {"RadiusX", "0.38"}, {"RadiusY", "0.36"},        {"Join", "4"}};
+        scene.settings = {{"PatchSize", "20"},
+                          {"Area", "Ellipse"},
+                          {"Source", "Surroundings"},
+                          {"HoleCentre", "0.815,0.22"},
+                          {"RadiusX", "0.16"},
+                          {"RadiusY", "0.17"},
+                          {"Join", "4"}};
         scene.plates = {"seeding.jpg"};
-        scene.look = {{"Area", "Ellipse"}, {"Source", "Surroundings"}, {"Reach", "0.3"}, {"HoleCentre", "0.29,0.64"},
-                      {"RadiusX", "0.38"}, {"RadiusY", "0.36"},        {"Join", "14"}};
+        scene.look = {{"Area", "Ellipse"}, {"Source", "Surroundings"}, {"HoleCentre", "0.815,0.22"},
+                      {"RadiusX", "0.16"}, {"RadiusY", "0.17"},        {"Join", "14"}};
     }
 
   private:
