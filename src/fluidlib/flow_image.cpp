@@ -81,14 +81,25 @@ float cells_per_pixel(int cells, int pixels) {
     return pixels > 1 ? static_cast<float>(cells - 1) / static_cast<float>(pixels - 1) : 0.0F;
 }
 
+bool is_readable(const ScalarField& map, const K7Image* source, const K7Image* target) {
+    return map.kind == FLUID_BOUNDED && is_float_rgba(source) && is_float_rgba(target) &&
+           source->pixels != target->pixels && source->width == target->width && source->height == target->height;
+}
+
 }  // namespace
 
 bool FluidFlow::flow_image(const K7Image* source, K7Image* target, bool edge_escape, const FlowLook& look) {
-    if (!coordinate_x || !coordinate_y || coordinate_x->kind != FLUID_BOUNDED) return false;
-    if (!is_float_rgba(source) || !is_float_rgba(target) || source->pixels == target->pixels ||
-        source->width != target->width || source->height != target->height)
-        return false;
-    if (edge_escape) pin_coordinate_maps();
+    if (!coordinate_x || !coordinate_y) return false;
+    if (edge_escape && is_readable(*coordinate_x, source, target)) pin_coordinate_maps();
+    const FluidRows rows = executor();
+    return image_through_maps({coordinate_x.get(), coordinate_y.get(), wrap_x, wrap_y}, source, target, look,
+                              rows.runner, *rows.stop);
+}
+
+bool image_through_maps(const FlowMaps& maps_of_both, const K7Image* source, K7Image* target, const FlowLook& look,
+                        const RowRunner& runner, const StopRequested& stop) {
+    const ScalarField &map_x = *maps_of_both.x, &map_y = *maps_of_both.y;
+    if (!is_readable(map_x, source, target)) return false;
 
     float offsets[FLOW_SAMPLES][2];
     StochasticSamplingPattern pattern;
@@ -99,20 +110,19 @@ bool FluidFlow::flow_image(const K7Image* source, K7Image* target, bool edge_esc
         offset[0] = place[0], offset[1] = place[1];
     }
 
-    const ScalarField &map_x = *coordinate_x, &map_y = *coordinate_y;
     const int width = source->width, height = source->height;
     const FlowPicture picture{image_row<float>(source, 0),
                               height > 1 ? image_row<float>(source, 1) - image_row<float>(source, 0) : 0,
                               width,
                               height,
-                              wrap_x,
-                              wrap_y};
+                              maps_of_both.wrap_x,
+                              maps_of_both.wrap_y};
     const float step_y = cells_per_pixel(map_y.height, height);
     const auto across = static_cast<float>(width - 1), along = static_cast<float>(height - 1);
     const float part = setting_within(look.displacement, 0, 1);
     const auto kernels = fluid_flow_image();
     std::atomic<bool> short_of_memory{false};
-    const bool done = executor().for_rows(std::size_t(height), true, [&](int first, int last) {
+    const bool done = FluidRows{runner, &stop}.for_rows(std::size_t(height), true, [&](int first, int last) {
         // Two maps, and the places of two rows of pixels.
         const std::size_t map_floats = MapRow::floats(map_x), row_floats = std::size_t(width) + 2 * FLOW_SLACK;
         const FluidArray<float> scratch = make_fluid_array<float>(2 * map_floats + 4 * row_floats);

@@ -317,6 +317,18 @@ struct FlowLook {
     float spread = 1;        // of a pixel's samples, 0 to 1
 };
 
+// Where each place of a picture comes from, of bounded grids of one size: 0 to 1 from the first pixel's centre to the
+// last one's. Beyond an edge the edge goes on, or the picture begins again.
+struct FlowMaps {
+    const ScalarField* x;
+    const ScalarField* y;
+    bool wrap_x = false, wrap_y = false;
+};
+
+// A picture that any two maps have moved, read as FluidFlow::flow_image says. Ghost cells play no part.
+bool image_through_maps(const FlowMaps& maps, const K7Image* source, K7Image* target, const FlowLook& look,
+                        const RowRunner& runner, const StopRequested& stop);
+
 class FluidFlow : public FluidFlowCore {
   public:
     using FluidFlowCore::FluidFlowCore;
