@@ -28,8 +28,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input", "Background Clip", "BG"}, {"Input2", "Shape Colour", "SCol", false, true}, {"Input3", "Shape Matte", "SMatte", false, true}, {"Input4", "Birth Matte", "BMatte"}, {"Input5", "Avoidance Matte", "AMatte"}}},
     {{.name = "Particles", .menu = "Sundries", .generator = true, .overlay = true, .description = "Provides a comprehensive, general purpose, 2D particle system simulator and renderer. This effect is in Box Number 30"},
      {{"Input", "Background", "BG"}, {"Input2", "Birth"}, {"Input3", "Bounce"}, {"Input4", "Turbulence", "Turb"}, {"Input5", "Alternative Colours", "Cols"}, {"Input6", "Particle Image", "Image"}}},
-    {{.name = "PixFlow", .menu = "Pixel Trip", .description = "The colours of an image 'flow' out of their pixels in a fluid manner. This effect is in Box Number 12"},
-     {{"Input3", "Background", "BG", true}, {"Input", "Clip to Flow", "Flow"}, {"Input2", "Luminance", "Luma"}}},
     {{.name = "PixFly", .menu = "Pixel Trip", .overlay = true, .otherFrames = true, .description = "Disintegrates the image into its constituent pixels and flies them around. This effect is in Box Number 12"},
      {{"Input", "Clip to Fly", "Fly", true}, {"Input2", "Time Matte", "Time", false, true}, {"Input3", "Clip to Reveal", "Reveal"}}},
     {{.name = "StarField", .menu = "Natural Phenomena", .generator = true, .description = "Make a 3D star field and take pictures of it. This effect is in Box Number 1"},
