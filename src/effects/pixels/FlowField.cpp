@@ -16,7 +16,7 @@ constexpr float WALL = 0.12F;         // how far the walls are felt, in widths
 constexpr float LUMA_GAIN = 8.0F;     // an edge of 0.3 makes a speed of about 1
 constexpr double SLICE = 0.25;        // phases from slice to slice: what lies between is mixed
 constexpr double MOST_SLICES = 128;   // of a flow; beyond it they lie further apart
-constexpr float MOST_STRAIN = 0.7F;   // of a step: how far it may draw two cells apart that were one apart
+constexpr float MOST_STRAIN = 1.2F;   // of a step: how far it may draw two cells apart that were one apart
 constexpr float LINE_STEP = 1.5F;     // cells
 constexpr float STANDSTILL = 0.06F;   // speed below which lines fade
 constexpr double MOST_STEPS = 4000;
@@ -77,12 +77,17 @@ float strain(const FlowVelocity& field) {
 }
 
 bool carry(const FlowVelocity& velocity, float step, int steps, const StopRequested& stop, FlowField::Paths& paths) {
-    return each_row_float(
-        velocity.height, [&] { return wants_end(stop); },
-        [&](int y) {
-            const std::size_t row = std::size_t(y) * std::size_t(velocity.width);
-            carry_places()(velocity, step, steps, velocity.width, paths.x.data() + row, paths.y.data() + row);
+    constexpr int AT_ONCE = 8;  // steps between questions for an end
+    for (int done = 0; done < steps; done += AT_ONCE) {
+        if (wants_end(stop)) return false;
+        for_rows_float(velocity.height, [&](int first, int last) {
+            if (first > last) return;
+            const std::size_t begin = std::size_t(first) * std::size_t(velocity.width);
+            carry_places()(velocity, step, std::min(AT_ONCE, steps - done), (last - first + 1) * velocity.width,
+                           paths.x.data() + begin, paths.y.data() + begin);
         });
+    }
+    return true;
 }
 
 }  // namespace

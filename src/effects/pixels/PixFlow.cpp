@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr float CELL = 3.0F;  // pixels of the full size
+constexpr float CELL = 4.0F;  // pixels of the full size
 constexpr float LEAST_CELLS = 48, MOST_CELLS = 960;
 constexpr int MOST_ROWS = 2049;
 constexpr float BRIGHTEST = 2.0F;     // luminance that steers
