@@ -9,13 +9,14 @@ quillon=${1:-build/release/quillon}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# look NAME PLATE FRAME EFFECT ARGS...: a tile of a frame rendered at the plate's size, or 1920x1080.
+# look NAME PLATE FRAME EFFECT ARGS...: a tile of a frame, or of the last one of several, rendered at the plate's size, or
+# 1920x1080.
 tiles=()
 look() {
   local name=$1 plate=$2 frame=$3
   shift 3
   "$quillon" render "$@" -i "$plate" -f "$frame" -o "$work/$name.%d.png" -q
-  tile "$work/$name.$frame.png"
+  tile "$work/$name.${frame##*-}.png"
 }
 tile() { tiles+=("$1" --ch R,G,B --resize:filter=lanczos3 640x360); }
 
@@ -27,12 +28,12 @@ tile examples/street.jpg
 look rain examples/street.jpg 40 Rain --preset Squall
 look snow examples/winter.jpg 60 Snow --preset Blizzard -p PreRoll=400 -p Lifetime=600 -p Left=-0.2,1.05 -p Right=1.2,1.05
 look smoke examples/launch.jpg 30 Smoke --preset Billow
-look bubbles examples/seeding.jpg 40 Bubbles --preset Soap --size 1600x900
+look mosaic examples/trees.jpg 0 RomanTile --preset Pompeii
 look infrared examples/road.jpg 0 InfraRed --preset Landscape1
 plate coffee.jpg 1920x1280 1920x1080+0+100
-look thermo examples/portrait.jpg 0 Thermo
+look painting examples/portrait.jpg 0 Brush --preset Impressionist
 look burn "$work/coffee.jpg.png" 21 Burn -p Direction="Top Right" -p Duration=20
-look leak examples/hearth.jpg 0 LightLeak -p FogB=50 -p LightSpotsB=7 -p GroupB=60 -p PattSizeB=120 -p RedSoftB=100 \
-  -p YellowSpreadB=65 -p YellowSoftB=80 -p WhiteSpreadB=40 -p CorePosB=0.9,0.7
+oiiotool examples/hearth-fuel.png --resize 1920x1080 -o "$work/fuel.png"
+look fire examples/hearth.jpg 0-70 Fire -i Input="$work/fuel.png" --preset Wilder -p Thresh=0.1
 oiiotool --nosoftwareattrib "${tiles[@]}" --mosaic:pad=8 3x3 --quality 84 -o docs/images/effects.jpg
 echo docs/images/effects.jpg

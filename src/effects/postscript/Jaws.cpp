@@ -147,7 +147,7 @@ EpsPlacement Jaws::placement() const {
 // The picture that the service makes of a script; null: there is none.
 ImagePtr Jaws::exchange(const std::string& script) {
     if (read_variable_is_yes("JAWS_DISABLE")) {
-        Trace(TRACE_INFO, "JAWS_DISABLE: no service is asked.\n");
+        Trace(TRACE_DEBUG, "JAWS_DISABLE: no service is asked.\n");
         return nullptr;
     }
     const K7Image& frame = *output.image;
