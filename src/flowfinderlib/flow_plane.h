@@ -7,9 +7,16 @@
 
 constexpr int FLOW_BORDER = 32;  // pixels on each side: the widest store, and what patches reach beyond the edge
 
-// work(y) for each row, on all threads.
+// Rows of a pass from which on it is spread over threads: to wake one costs as much as some hundred short rows.
+constexpr int FLOW_ROWS_TO_SPREAD = 200;
+
+// work(y) for each row, on all threads where that pays.
 template <class Work>
 void flow_rows(int rows, Work&& work) {
+    if (rows < FLOW_ROWS_TO_SPREAD) {
+        for (int y = 0; y < rows; ++y) work(y);
+        return;
+    }
     for_rows_float(rows, [&](int first, int last) {
         for (int y = first; y <= last; ++y) work(y);
     });
