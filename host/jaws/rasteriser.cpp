@@ -32,8 +32,8 @@ Samples readPage(const std::filesystem::path& file, int width, int height) {
         OIIO::geterror();  // else it is told at the end of the program
         return {};
     }
-    const OIIO::ImageSpec& spec = input->spec();
-    if (spec.width != width || spec.height != height || spec.nchannels != 4) return {};
+    const OIIO::ImageSpec& header = input->spec();
+    if (header.width != width || header.height != height || header.nchannels != 4) return {};
     Samples samples(std::size_t(width) * std::size_t(height) * 4);
     if (!input->read_image(0, 0, 0, 4, OIIO::TypeDesc::UINT8, samples.data())) {
         input->geterror();

@@ -229,6 +229,9 @@ class FloatControlK7 : public ControlK7 {
     double max() const { return m_param.max; }
     // The value within the range that was declared, which not every host keeps to.
     double limited() const { return value < m_param.min ? m_param.min : (value > m_param.max ? m_param.max : value); }
+    float percent() const {
+        return static_cast<float>(limited() / 100.0);
+    }  // of a value that counts percent: its share
 
   protected:
     virtual const char* doubleType() const { return ofx::double_type::Plain; }
@@ -421,8 +424,8 @@ class TextControlK7 : public ControlK7 {
 
     std::string text;
 
-    // From any thread. The text reaches the host at the end of the user's change, and `text` at the next fetch; not when
-    // the parameter is changed before.
+    // From any thread. The text reaches the host at the end of the user's change, and `text` at the next fetch; not
+    // when the parameter is changed before.
     void SetText(double time, const char* newText);
     void SetTextNow(double time, const char* newText);  // and the host at once
 

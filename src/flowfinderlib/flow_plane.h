@@ -13,13 +13,8 @@ constexpr int FLOW_ROWS_TO_SPREAD = 200;
 // work(y) for each row, on all threads where that pays.
 template <class Work>
 void flow_rows(int rows, Work&& work) {
-    if (rows < FLOW_ROWS_TO_SPREAD) {
-        for (int y = 0; y < rows; ++y) work(y);
-        return;
-    }
-    for_rows_float(rows, [&](int first, int last) {
-        for (int y = first; y <= last; ++y) work(y);
-    });
+    if (rows >= FLOW_ROWS_TO_SPREAD) return each_row_float(rows, work);
+    for (int y = 0; y < rows; ++y) work(y);
 }
 
 class FlowPlane {

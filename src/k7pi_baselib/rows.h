@@ -79,7 +79,15 @@ void for_rows_float(int rows, Work&& work) {
     image_dispatch_rows_float(&row_worker<std::remove_reference_t<Work>>, rows, row_job(work));
 }
 
-// work(y) for each row, until stop() asks for an end. False when it did: rows are missing then. Work that needs scratch
+// work(y) for each row.
+template <class Work>
+void each_row_float(int rows, Work&& work) {
+    for_rows_float(rows, [&](int first, int last) {
+        for (int y = first; y <= last; ++y) work(y);
+    });
+}
+
+// The same until stop() asks for an end. False when it did: rows are missing then. Work that needs scratch
 // memory for each thread calls for_rows_float itself.
 template <class Stop, class Work>
 bool each_row_float(int rows, Stop&& stop, Work&& work) {

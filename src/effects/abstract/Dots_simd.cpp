@@ -16,7 +16,7 @@ struct Height {
 // What a pattern is made of: dots with one edge near any place; stripes, whose height is the distance from their middle
 // and which repeat each cell; bands and stripes that cross, of which a square has what both cover and a cross what
 // either does.
-enum class Parts { DOT, STRIPE, CROSSING, CROSSING_STRIPES, EITHER_STRIPE };
+enum class Figure { DOT, STRIPE, CROSSING, CROSSING_STRIPES, EITHER_STRIPE };
 
 QUILLON_VECTOR Floats floor_of(Floats v) {
     const Floats cut = to_floats(to_ints(v));
@@ -27,7 +27,7 @@ QUILLON_VECTOR Floats off_middle(Floats v) { return v - floor_of(v) - 0.5f; }
 QUILLON_VECTOR Floats one() { return Floats{} + 1.0f; }
 
 struct Round {
-    static constexpr Parts PARTS = Parts::DOT;
+    static constexpr Figure FIGURE = Figure::DOT;
     QUILLON_VECTOR Height at(const DotsFrame&, Floats u, Floats v) {
         u = off_middle(u), v = off_middle(v);
         const Floats h = square_root(u * u + v * v), part = 1.0f / larger(h, all<Floats>(1e-6f));
@@ -35,7 +35,7 @@ struct Round {
     }
 };
 struct Elliptical {
-    static constexpr Parts PARTS = Parts::DOT;
+    static constexpr Figure FIGURE = Figure::DOT;
     QUILLON_VECTOR Height at(const DotsFrame&, Floats u, Floats v) {
         constexpr float LONG = 0.78f, SHORT = 1.28f;
         u = off_middle(u) * LONG, v = off_middle(v) * SHORT;
@@ -44,7 +44,7 @@ struct Elliptical {
     }
 };
 struct Diamond {
-    static constexpr Parts PARTS = Parts::CROSSING;
+    static constexpr Figure FIGURE = Figure::CROSSING;
     QUILLON_VECTOR Height at(const DotsFrame&, Floats u, Floats v) {
         u = off_middle(u), v = off_middle(v);
         return {absolute(u + v), one(), one()};
@@ -55,14 +55,14 @@ struct Diamond {
     }
 };
 struct Square {
-    static constexpr Parts PARTS = Parts::CROSSING_STRIPES;
+    static constexpr Figure FIGURE = Figure::CROSSING_STRIPES;
     QUILLON_VECTOR Height at(const DotsFrame&, Floats u, Floats) { return {absolute(off_middle(u)), one(), Floats{}}; }
     QUILLON_VECTOR Height across(const DotsFrame&, Floats, Floats v) {
         return {absolute(off_middle(v)), Floats{}, one()};
     }
 };
 struct Line {
-    static constexpr Parts PARTS = Parts::STRIPE;
+    static constexpr Figure FIGURE = Figure::STRIPE;
     QUILLON_VECTOR Height at(const DotsFrame& f, Floats u, Floats v) {
         // Two arcs of a third degree for a wave; x runs from -1 to 1 and back.
         const Floats turn = off_middle(u * f.waves), x = absolute(turn) * 4.0f - 1.0f;
@@ -72,17 +72,17 @@ struct Line {
     }
 };
 struct Cross : Square {
-    static constexpr Parts PARTS = Parts::EITHER_STRIPE;
+    static constexpr Figure FIGURE = Figure::EITHER_STRIPE;
 };
 struct Rings {
-    static constexpr Parts PARTS = Parts::STRIPE;
+    static constexpr Figure FIGURE = Figure::STRIPE;
     QUILLON_VECTOR Height at(const DotsFrame& f, Floats u, Floats v) {
         const Floats r = square_root(u * u + v * v), part = 1.0f / larger(r, all<Floats>(1e-6f));
         return {absolute(off_middle(r - f.travel + 0.5f)), u * part, v * part};
     }
 };
 struct Spiral {
-    static constexpr Parts PARTS = Parts::STRIPE;
+    static constexpr Figure FIGURE = Figure::STRIPE;
     QUILLON_VECTOR Height at(const DotsFrame& f, Floats u, Floats v) {
         const Floats r = square_root(u * u + v * v), part = 1.0f / larger(r, all<Floats>(0.05f));
         constexpr float TURN = 0.15915494f;  // 1 / (2 pi)
@@ -121,26 +121,26 @@ QUILLON_VECTOR Floats below_threshold(const DotsFrame& f, Floats u, Floats v, Fl
     return gather(f.thresholds, row * NOISE_SIDE + column) < level ? one() : Floats{};
 }
 
-QUILLON_VECTOR Floats below_size(const DotsFrame& f, const DotScreen& s, const Height& p, Floats size, Parts parts) {
+QUILLON_VECTOR Floats below_size(const DotsFrame& f, const DotScreen& s, const Height& p, Floats size, Figure parts) {
     const Floats x = absolute(p.du * s.cosine - p.dv * s.sine) * f.box_width;
     const Floats y = absolute(p.du * s.sine + p.dv * s.cosine) * f.box_height;
     const Floats near = below_edge((size - p.h) * f.cell, x, y);
-    if (parts == Parts::DOT) return near;
+    if (parts == Figure::DOT) return near;
     // The other edge of a stripe, and the next stripe's, may be within the same pixel.
     const Floats both = near + below_edge((size + p.h) * f.cell, x, y) - 1.0f;
-    if (parts == Parts::CROSSING) return larger(both, Floats{});
+    if (parts == Figure::CROSSING) return larger(both, Floats{});
     return to_unit(both + below_edge((size + p.h - 1.0f) * f.cell, x, y));
 }
 
 template <class Pattern>
 QUILLON_VECTOR Floats of_pattern(const DotsFrame& f, const DotScreen& s, Floats u, Floats v, Floats size) {
-    constexpr Parts parts = Pattern::PARTS;
+    constexpr Figure parts = Pattern::FIGURE;
     const Floats first = below_size(f, s, Pattern::at(f, u, v), size, parts);
-    if constexpr (parts == Parts::DOT || parts == Parts::STRIPE) {
+    if constexpr (parts == Figure::DOT || parts == Figure::STRIPE) {
         return first;
     } else {
         const Floats second = below_size(f, s, Pattern::across(f, u, v), size, parts);
-        return parts == Parts::EITHER_STRIPE ? 1.0f - (1.0f - first) * (1.0f - second) : first * second;
+        return parts == Figure::EITHER_STRIPE ? 1.0f - (1.0f - first) * (1.0f - second) : first * second;
     }
 }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "effects/abstract/StoneSets.h"
+#include "imagelib/imagelib_curves.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/portable_math.h"
 #include "noiselib/solidnoise.h"
@@ -33,12 +34,7 @@ enum Chance : std::uint32_t {
     LOST
 };
 
-float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() / 100.0); }
 float spread(const Stone& stone, Chance kind) { return 2 * stone_chance(stone.id, kind) - 1; }
-float smooth_step(float v) {
-    const float t = std::clamp(v, 0.0f, 1.0f);
-    return t * t * (3 - 2 * t);
-}
 
 // Means of blocks of `step` by `step` pixels, premultiplied.
 ImagePtr reduced(const K7Image& picture, int step, const PluginK7& effect) {
@@ -99,8 +95,8 @@ StoneShape RomanTile::shapeOf(const K7Image& picture) const {
             .pixel_aspect = picture.pixel_aspect,
             .size = size,
             .angle = static_cast<float>(Angle.limited() * DEGREE),
-            .disorder = percent(Disorder),
-            .grout = percent(GroutWidth) * size,
+            .disorder = Disorder.percent(),
+            .grout = GroutWidth.percent() * size,
             .seed = static_cast<std::uint32_t>(Seed.value)};
 }
 
@@ -108,8 +104,8 @@ StoneShape RomanTile::shapeOf(const K7Image& picture) const {
 
 bool RomanTile::chooseColours(const K7Image& small, float scale, const StoneShape& shape,
                               const std::vector<Stone>& stones, std::vector<StoneFace>& faces) {
-    const float contrast = percent(Contrast), saturation = percent(Saturation);
-    const float gold = percent(Gold);
+    const float contrast = Contrast.percent(), saturation = Saturation.percent();
+    const float gold = Gold.percent();
     const float leaf[3] = {GoldColour.red, GoldColour.green, GoldColour.blue};
     faces.assign(stones.size(), {});
     const bool done = eachRow(static_cast<int>((stones.size() + 63) / 64), [&](int block) {
@@ -123,7 +119,7 @@ bool RomanTile::chooseColours(const K7Image& small, float scale, const StoneShap
             // Warm tones, such as skin, are spared.
             const float warmth = std::max(part * (mean[0] - 0.5f * (mean[1] + mean[2])) - 0.03f, 0.0f);
             const float level = 0.45f + contrast * (grey - 0.45f);
-            const float golden = gold > 0 ? smooth_step((grey - 3 * warmth - 1 + gold) * 5) : 0.0f;
+            const float golden = gold > 0 ? smooth_step((grey - 3 * warmth - 1 + gold) * 5, 0.0f, 1.0f) : 0.0f;
             for (int c = 0; c < 3; ++c) {
                 const float own = std::max(level + contrast * saturation * (part * mean[c] - grey), 0.0f);
                 const float light = 0.55f + 0.5f * std::min(grey, 1.0f);
@@ -145,7 +141,7 @@ void RomanTile::matchStones(std::vector<StoneFace>& faces, const std::vector<Sto
         const float rgba[4] = {faces[i].colour[0], faces[i].colour[1], faces[i].colour[2], faces[i].alpha};
         oklab_from_rgb(rgba, at(i), 1);
     }
-    const float jitter = percent(ColourJitter);
+    const float jitter = ColourJitter.percent();
     if (StoneColours.value != STONES_OF_PICTURE) {
         Palette few;
         const Palette* palette = &few;
@@ -161,7 +157,7 @@ void RomanTile::matchStones(std::vector<StoneFace>& faces, const std::vector<Sto
             to[1] += 0.02f * jitter * spread(stones[i], CHOICE_A);
             to[2] += 0.02f * jitter * spread(stones[i], CHOICE_B);
         }
-        const float match = percent(Match);
+        const float match = Match.percent();
         if (palette->count > 0 && made(image_nearest_colours(shifted.get(), *palette, chosen.get())))
             for (std::size_t i = 0; i < faces.size(); ++i) {
                 const std::uint32_t which = image_row<std::uint32_t>(chosen.get(), int(i) / side)[int(i) % side];
@@ -187,7 +183,7 @@ void RomanTile::matchStones(std::vector<StoneFace>& faces, const std::vector<Sto
 
 void RomanTile::layInOrder(const StoneShape& shape, const std::vector<Stone>& stones,
                            std::vector<StoneFace>& faces) const {
-    const float laid = percent(Laid), damage = percent(Damage);
+    const float laid = Laid.percent(), damage = Damage.percent();
     if (laid >= 1 && damage <= 0) return;
     const SolidNoise noise(static_cast<std::uint32_t>(Seed.value));
     const auto width = static_cast<float>(shape.width), height = static_cast<float>(shape.height) / shape.pixel_aspect;
@@ -278,7 +274,8 @@ StoneLook RomanTile::lookOf(const StoneShape& shape, const Stone& stone, const S
     for (int c = 0; c < 3; ++c) look.half[c] = half[c] / size;
 
     // Gold leans more: it was set so that it glints.
-    const float tilt = TILT * percent(Tilt) * (1 + 0.8f * face.metal), glaze = percent(Glaze), print = percent(Print);
+    const float tilt = TILT * Tilt.percent() * (1 + 0.8f * face.metal), glaze = Glaze.percent(),
+                print = Print.percent();
     look.tilt_x = tilt * spread(stone, TILT_X), look.tilt_y = tilt * spread(stone, TILT_Y);
     const float lamp[3] = {LightColour.red, LightColour.green, LightColour.blue};
     for (int c = 0; c < 3; ++c) {
@@ -286,7 +283,7 @@ StoneLook RomanTile::lookOf(const StoneShape& shape, const Stone& stone, const S
         look.gleam[c] = lamp[c] * (glaze * (1 - face.metal) + face.metal * (0.35f + glaze) * 1.3f * face.colour[c]);
     }
     look.alpha = face.alpha;
-    look.roughness = percent(Roughness);
+    look.roughness = Roughness.percent();
     return look;
 }
 
@@ -328,12 +325,12 @@ class RowStore {
 
 void RomanTile::draw(const StoneShape& shape, const std::vector<Stone>& stones, const std::vector<StoneFace>& faces) {
     const float half = 0.5f * (shape.size - shape.grout);
-    const MosaicShape mosaic{.corner = std::max(percent(Corners) * half, 0.01f),
-                             .bevel = std::max(percent(Bevel) * half, 0.5f),
-                             .relief = percent(Relief),
-                             .gloss = 1.5f + 30 * percent(Gloss) * percent(Gloss),
+    const MosaicShape mosaic{.corner = std::max(Corners.percent() * half, 0.01f),
+                             .bevel = std::max(Bevel.percent() * half, 0.5f),
+                             .relief = Relief.percent(),
+                             .gloss = 1.5f + 30 * Gloss.percent() * Gloss.percent(),
                              .grout_reach = std::max(0.9f * shape.grout, 1.0f),
-                             .grout_depth = percent(GroutDepth),
+                             .grout_depth = GroutDepth.percent(),
                              .alpha_reach = shape.grout + 1};
     Texture texture;
     if (Roughness.limited() > 0) texture.make(shape, *this);
@@ -353,10 +350,10 @@ void RomanTile::draw(const StoneShape& shape, const std::vector<Stone>& stones, 
     }
 
     MosaicFinish finish{.grout = {GroutColour.red, GroutColour.green, GroutColour.blue},
-                        .print = percent(Print),
-                        .mix = percent(Mix),
+                        .print = Print.percent(),
+                        .mix = Mix.percent(),
                         .clear_grout = ClearGrout.value,
-                        .mortar_grain = 0.25f + 0.5f * percent(Roughness),
+                        .mortar_grain = 0.25f + 0.5f * Roughness.percent(),
                         .mortar = nullptr};
     const bool bare = texture.columns > 0 && (Laid.limited() < 100 || Damage.limited() > 0);
     const MosaicKernels& kernels = mosaic_kernels();
@@ -404,7 +401,7 @@ void RomanTile::ProcessFrame() {
     const bool follows = shape.pattern <= STONES_IRREGULAR;
     if (follows &&
         !madeUnlessAborted(edge_field(small.get(), scale, shape.size * scale, static_cast<float>(EdgeReach.limited()),
-                                      percent(FollowEdges), field, stopRequested())))
+                                      FollowEdges.percent(), field, stopRequested())))
         return;
     std::vector<Stone> stones;
     if (!madeUnlessAborted(lay_stones(shape, field, stones, stopRequested()))) return;

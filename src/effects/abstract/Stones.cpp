@@ -9,6 +9,7 @@
 #include "imagelib/imagelib_voronoi.h"
 #include "k7pi_baselib/in_memory.h"
 #include "k7pi_baselib/portable_math.h"
+#include "noiselib/place_hash.h"
 
 namespace {
 
@@ -20,13 +21,6 @@ constexpr float FINE = 0.25f;                      // stones: radius of the blur
 constexpr float AVOIDED = 0.8f;                    // how much less the middle of a stone likes a sharp edge
 constexpr float FAINT = 0.03f;                     // of directions, against those of a sharp edge itself
 constexpr double THIRD_ROOT = 1.0745699318235418;  // of two over the root of three: hexagons as large as squares
-
-std::uint32_t mixed(std::uint32_t a, std::uint32_t b) {
-    std::uint32_t h = a ^ (b * 0x9E3779B9U + 0x7F4A7C15U);
-    h = (h ^ (h >> 16)) * 0x85EBCA6BU;
-    h = (h ^ (h >> 13)) * 0xC2B2AE35U;
-    return h ^ (h >> 16);
-}
 
 enum Chance : std::uint32_t { MOVE_X = 1, MOVE_Y, TURN, EDGE_TURN, EDGE_INSET };
 
@@ -79,7 +73,7 @@ std::vector<Site> regular_sites(const StoneShape& shape, float margin) {
             site.x = site.anchor_x = static_cast<float>(x + 0.5 * shape.width);
             site.y = site.anchor_y = static_cast<float>(y + 0.5 * shape.height / double(shape.pixel_aspect));
             site.ux = static_cast<float>(turn.cosine), site.uy = static_cast<float>(turn.sine);
-            site.id = mixed(mixed(shape.seed, static_cast<std::uint32_t>(i)), static_cast<std::uint32_t>(j));
+            site.id = place_hash(place_hash(shape.seed, static_cast<std::uint32_t>(i)), static_cast<std::uint32_t>(j));
             sites.push_back(site);
         }
     return sites;
@@ -364,7 +358,7 @@ class Cutter {
         for (int i = 0; i < outline.count; ++i) {
             const int next = i + 1 < outline.count ? i + 1 : 0;
             const float mx = 0.5f * (outline.x[i] + outline.x[next]), my = 0.5f * (outline.y[i] + outline.y[next]);
-            const std::uint32_t id = mixed(site.id, outline.origin[i]);
+            const std::uint32_t id = place_hash(site.id, outline.origin[i]);
             const float turn = 0.09f * m_shape.disorder * spread(id, EDGE_TURN);
             const StoneEdge& side = outline.side[i];
             const float length = std::sqrt(1 + turn * turn);
@@ -401,7 +395,7 @@ void scale_at(const StoneShape& shape, const Site& site, Stone& stone) {
 
 }  // namespace
 
-float stone_chance(std::uint32_t id, std::uint32_t kind) { return static_cast<float>(mixed(id, kind) >> 8) * 0x1p-24F; }
+float stone_chance(std::uint32_t id, std::uint32_t kind) { return unit_of(place_hash(id, kind)); }
 
 float distance_to(const Stone& stone, float x, float y) {
     float most = -1e9f;

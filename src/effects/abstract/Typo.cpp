@@ -22,8 +22,6 @@ constexpr double SMALLEST = 3.0;  // pixels of a capital that is drawn; smaller 
 constexpr int FINEST = 8;         // times, at most
 constexpr int WIDEST = 8192;      // pixels of a side that is drawn larger
 
-float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() / 100.0); }
-
 // Noise that repeats after TILE, between -1 and 1, the smoother the more passes.
 std::vector<float> noise_tile(std::uint32_t seed, int passes) {
     std::vector<float> tile(std::size_t(TILE) * TILE), next(tile.size());
@@ -60,7 +58,7 @@ class Painter {
         }
         if (info.Roughness.value > 0) m_edges = noise_tile(seed + 2, 2);
         m_unit = std::max(picture.unit_scale, 1e-3F);
-        m_detail = info.Tone.value == TypoInfo::ByWeight ? percent(info.Detail) : 0.0F;
+        m_detail = info.Tone.value == TypoInfo::ByWeight ? info.Detail.percent() : 0.0F;
         if (m_detail > 0) make_pens(curve);
     }
 
@@ -117,7 +115,7 @@ class Painter {
             return;
         }
         const float paper[3] = {m_info.Paper.red, m_info.Paper.green, m_info.Paper.blue};
-        const float shown = percent(m_info.Picture), grain = percent(m_info.PaperGrain);
+        const float shown = m_info.Picture.percent(), grain = m_info.PaperGrain.percent();
         if (m_info.InkFrom.value == TypoInfo::OneInk) {
             const float ink[3] = {m_info.Ink.red, m_info.Ink.green, m_info.Ink.blue};
             for (int x = 0; x < m_picture.width; ++x) {
@@ -150,7 +148,7 @@ class Painter {
 
     void read_edges(int y, float* out) const {
         const float most =
-            percent(m_info.Roughness) * std::min(RAGGED * static_cast<float>(m_sheet.capital), MOST_RAGGED / m_unit);
+            m_info.Roughness.percent() * std::min(RAGGED * static_cast<float>(m_sheet.capital), MOST_RAGGED / m_unit);
         const float* edges = m_edges.data() + tile_row(y);
         for (int x = 0; x < m_picture.width; ++x) out[x] = most * edges[tile_column(x)];
     }
@@ -240,7 +238,7 @@ bool add_glow(const TypoInfo& info, double capital, const StopRequested& stop, K
     if (wants_end(stop)) return false;
     const auto radius = static_cast<float>(std::clamp(0.8 * capital / GLOW_BLOCK, 0.7, 0.1 * picture.width));
     made(image_gaussian_blur(light.get(), radius, radius / picture.pixel_aspect, -1));
-    const float strength = percent(info.Glow);
+    const float strength = info.Glow.percent();
     return each_row_float(
         picture.height, [&] { return wants_end(stop); },
         [&](int y) {
@@ -361,7 +359,7 @@ bool Typo::setType(const K7Image& clip, K7Image& picture) {
     const TypeSheet sheet(*this, picture, currentFrame);
     const auto capital = static_cast<float>(sheet.capital);
     const Typeface face(*this, text, capital,
-                        Tone.value == BySize ? capital * std::clamp(percent(Smallest), 0.1F, 1.0F) : capital);
+                        Tone.value == BySize ? capital * std::clamp(Smallest.percent(), 0.1F, 1.0F) : capital);
     const std::vector<TextStrip> strips =
         text_strips(text, Layout.value == LineByLine, [&](int code) { return face.advance(code); });
     const PenCurve curve(*this, face, strips, sheet.pitch);

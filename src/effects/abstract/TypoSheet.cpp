@@ -6,6 +6,7 @@
 
 #include "k7pi_baselib/portable_math.h"
 #include "k7pi_baselib/rows.h"
+#include "noiselib/place_hash.h"
 
 namespace {
 
@@ -16,19 +17,9 @@ constexpr double RADIANS = 3.14159265358979323846 / 180.0;
 constexpr double ABOVE = 1.0, BELOW = 1.9;  // capitals that letters reach from their base line, out of place and all
 constexpr float MOST_CAPITALS = 640;        // across the picture: smaller letters are not set
 
-float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() / 100.0); }
 bool is_bitmap(const TypoInfo& info) { return info.Font.value >= TypoInfo::Bitmap; }
 float luminance(const float* rgb) { return 0.2126F * rgb[0] + 0.7152F * rgb[1] + 0.0722F * rgb[2]; }
 
-// The finaliser of A. Appleby's MurmurHash3 (2008), once for each number.
-std::uint32_t hash(std::uint32_t a, std::uint32_t b) {
-    std::uint32_t h = a ^ (b * 0x9E3779B9U + 0x7F4A7C15U);
-    h = (h ^ (h >> 16)) * 0x85EBCA6BU;
-    h = (h ^ (h >> 13)) * 0xC2B2AE35U;
-    return h ^ (h >> 16);
-}
-float unit_of(std::uint32_t word) { return static_cast<float>(word >> 8) * 0x1p-24F; }
-float signed_of(std::uint32_t word) { return static_cast<float>(word >> 8) * 0x1p-23F - 1.0F; }
 std::uint32_t low_word(std::int64_t number) { return static_cast<std::uint32_t>(number & 0xFFFFFFFF); }
 
 std::int64_t below(double value) { return static_cast<std::int64_t>(std::floor(std::clamp(value, -1e15, 1e15))); }
@@ -61,8 +52,8 @@ Typeface::Typeface(const TypoInfo& info, const std::string& ascii, float capital
     m_look.style = style_of(info.Font.value);
     m_look.size = 1;
     m_look.slant = static_cast<float>(k7_tan(info.Slant.limited() * RADIANS));
-    const float pen = 0.5F * std::max(percent(info.Weight), percent(info.Lightest));
-    m_reach = std::min(pen * 1.15F + RAGGED * percent(info.Roughness) + 1.0F / finest, 1.0F);
+    const float pen = 0.5F * std::max(info.Weight.percent(), info.Lightest.percent());
+    m_reach = std::min(pen * 1.15F + RAGGED * info.Roughness.percent() + 1.0F / finest, 1.0F);
     // Squares have corners, strokes are round.
     const GlyphFieldSize size{is_bitmap(info) ? std::clamp(capital, 54.0F, 108.0F) : std::clamp(capital, 24.0F, 96.0F),
                               m_reach};
@@ -89,7 +80,7 @@ void Typeface::measure(const TypoInfo& info, int code) {
     }
     m_squeezes[index(code)] = squeeze;
     m_middles[index(code)] = 0.5F * natural * squeeze;
-    m_advances[index(code)] = std::max(cell + percent(info.Tracking), NARROWEST);
+    m_advances[index(code)] = std::max(cell + info.Tracking.percent(), NARROWEST);
 }
 
 GlyphField Typeface::make_field(const TypoInfo& info, int code, const GlyphFieldSize& size) const {
@@ -126,12 +117,12 @@ struct Misplacement {
     float across, up, degrees;
 };
 Misplacement misplacement(const TypoInfo& info, int code, std::uint32_t place) {
-    const float amount = percent(info.Jitter);
+    const float amount = info.Jitter.percent();
     if (!(amount > 0)) return {};
     const auto seed = static_cast<std::uint32_t>(info.Seed.value);
-    const std::uint32_t key = hash(seed, static_cast<std::uint32_t>(code)), stroke = hash(seed + 77, place);
+    const std::uint32_t key = place_hash(seed, static_cast<std::uint32_t>(code)), stroke = place_hash(seed + 77, place);
     const auto drawn = [&](std::uint32_t which) {
-        return amount * (0.6F * signed_of(hash(key, which)) + 0.4F * signed_of(hash(stroke, which)));
+        return amount * (0.6F * signed_of(place_hash(key, which)) + 0.4F * signed_of(place_hash(stroke, which)));
     };
     return {0.16F * drawn(1), 0.2F * drawn(2), 9.0F * drawn(3)};
 }
@@ -179,12 +170,13 @@ void set_line(const TypoInfo& info, const Typeface& face, const TextStrip& strip
             if (field.width == 0) continue;
             const auto number = static_cast<std::int64_t>(letter - strip.letters.begin());
             const std::int64_t in_line = round * strip.characters + number;
-            const std::uint32_t place = hash(low_word(line.number), low_word(in_line));
+            const std::uint32_t place = place_hash(low_word(line.number), low_word(in_line));
             const Misplacement off = misplacement(info, letter->code, place);
             SetLetter set{&field, face.middle(letter->code), 0, 0, 1, 0, letter->advance, 1, 0, 1, {}, 0, -1};
             place_letter(sheet, begin + double(letter->at) + 0.5 * double(letter->advance) + double(off.across),
                          line.base + 0.5 + double(off.up), off.degrees, height, set);
-            set.half_pen = unit_of(hash(place, static_cast<std::uint32_t>(info.Seed.value)));  // until it is inked
+            set.half_pen =
+                unit_of(place_hash(place, static_cast<std::uint32_t>(info.Seed.value)));  // until it is inked
             if (set.first_row <= set.last_row) letters.push_back(set);
         }
     }
@@ -199,7 +191,7 @@ std::vector<SetLetter> set_letters(const TypoInfo& info, const Typeface& face, c
     const std::int64_t first = below((top - sheet.high - BELOW) / sheet.pitch) + 1,
                        last = below((top - sheet.low + ABOVE) / sheet.pitch);
     const auto lines = static_cast<double>(last - first + 1);
-    const double typed = lines * double(percent(info.Reveal));
+    const double typed = lines * double(info.Reveal.percent());
     const auto strip_count = static_cast<std::int64_t>(strips.size());
     for (std::int64_t number = first; number <= last; ++number) {
         const auto which = static_cast<std::size_t>(((number % strip_count) + strip_count) % strip_count);
@@ -207,10 +199,10 @@ std::vector<SetLetter> set_letters(const TypoInfo& info, const Typeface& face, c
         const auto count = static_cast<double>(number), length = double(strip.length);
         // The end of a line is the beginning of the next one.
         const double step =
-            info.Layout.value == TypoInfo::LineByLine ? double(percent(info.Stagger)) * length : sheet.width();
-        const std::uint32_t drawn = hash(static_cast<std::uint32_t>(info.Seed.value) + 5, low_word(number));
+            info.Layout.value == TypoInfo::LineByLine ? double(info.Stagger.percent()) * length : sheet.width();
+        const std::uint32_t drawn = place_hash(static_cast<std::uint32_t>(info.Seed.value) + 5, low_word(number));
         const double direction = info.Alternate.value && number % 2 != 0 ? -1.0 : 1.0;
-        const double speed = direction * (1.0 + double(percent(info.SpeedSpread) * signed_of(drawn)));
+        const double speed = direction * (1.0 + double(info.SpeedSpread.percent() * signed_of(drawn)));
         const double start = -remainder_of(count * step + sheet.scrolled * speed, length);
         const double part = typed - static_cast<double>(number - first);
         if (part <= 0.0) break;
@@ -246,8 +238,8 @@ PenCurve::PenCurve(const TypoInfo& info, const Typeface& face, const std::vector
         const auto i = std::min(static_cast<std::size_t>(place), std::size_t(BINS - 1));
         return static_cast<float>(areas[i] + double(place - static_cast<float>(i)) * (areas[i + 1] - areas[i]));
     };
-    m_boldest = 0.5F * percent(info.Weight);
-    const float lightest = std::min(0.5F * percent(info.Lightest), m_boldest);
+    m_boldest = 0.5F * info.Weight.percent();
+    const float lightest = std::min(0.5F * info.Lightest.percent(), m_boldest);
     m_covers = {cover_at(lightest), std::max(cover_at(m_boldest), 1e-4F)};
     std::size_t bin = 0;
     for (int i = 0; i <= STEPS; ++i) {
@@ -349,7 +341,7 @@ void ink_letter(const TypoInfo& info, const PenCurve& curve, const ToneMap& tone
             pen = curve.half_pen(ink), cover = curve.cover(ink);
             break;
         case TypoInfo::BySize:
-            letter.scale = std::max(std::sqrt(ink), std::clamp(percent(info.Smallest), 0.1F, 1.0F));
+            letter.scale = std::max(std::sqrt(ink), std::clamp(info.Smallest.percent(), 0.1F, 1.0F));
             cover *= letter.scale * letter.scale;
             break;
         default:
@@ -359,14 +351,14 @@ void ink_letter(const TypoInfo& info, const PenCurve& curve, const ToneMap& tone
     if (info.Tone.value == TypoInfo::ByInk)
         letter.opacity = kept;
     else if (info.Tone.value != TypoInfo::NoTone && info.InkFrom.value == TypoInfo::OneInk)
-        letter.opacity = 1.0F - percent(info.Fade) * (1.0F - kept);
-    const float uneven = percent(info.Uneven);
+        letter.opacity = 1.0F - info.Fade.percent() * (1.0F - kept);
+    const float uneven = info.Uneven.percent();
     letter.opacity *= 1.0F - uneven * 0.7F * strike * strike;
     letter.half_pen = pen * (1.0F + uneven * 0.3F * (0.5F - strike)) * letter.scale * static_cast<float>(sheet.capital);
 
     const float paper[3] = {info.Paper.red, info.Paper.green, info.Paper.blue},
                 one[3] = {info.Ink.red, info.Ink.green, info.Ink.blue};
-    const float gain = percent(info.InkGain);
+    const float gain = info.InkGain.percent();
     const float strength = info.Tone.value == TypoInfo::NoTone || info.Tone.value == TypoInfo::ByInk
                                ? gain
                                : gain * curve.cover_of_boldest() / std::max(cover, 1e-4F);

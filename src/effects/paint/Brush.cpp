@@ -15,8 +15,6 @@ namespace {
 constexpr double DEGREE = 3.14159265358979323846 / 180.0;
 constexpr double LIGHT_HEIGHT = 42 * DEGREE;
 
-float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() * 0.01); }
-
 // Unsigned heights of two threads that cross: one is above in every other cell.
 float weave(float u, float v) {
     const float fu = u - std::floor(u), fv = v - std::floor(v);
@@ -62,17 +60,17 @@ BrushSettings Brush::settings() const {
     const double miss = 1 - Detail.limited() * 0.01;
     s.detail = (0.012 + 0.1 * miss * miss) * std::min(10 * miss, 1.0);  // grain stays below it but for the last tenth
     s.stop = 0.25;
-    s.curvature = percent(Curvature);
+    s.curvature = Curvature.percent();
     s.jitter = AngleJitter.limited() * DEGREE;
-    s.opacity = percent(Opacity);
-    s.dryness = 0.6f * percent(Dryness) - 0.3f;
+    s.opacity = Opacity.percent();
+    s.dryness = 0.6f * Dryness.percent() - 0.3f;
     s.colouring = Colouring.value - 1;
     s.paper[0] = PaperColour.red, s.paper[1] = PaperColour.green, s.paper[2] = PaperColour.blue;
     s.ink[0] = InkColour.red, s.ink[1] = InkColour.green, s.ink[2] = InkColour.blue;
     s.hue_jitter = static_cast<float>(HueJitter.limited() * DEGREE);
-    s.saturation_jitter = percent(SaturationJitter);
-    s.value_jitter = percent(ValueJitter);
-    s.saturation = percent(Saturation);
+    s.saturation_jitter = SaturationJitter.percent();
+    s.value_jitter = ValueJitter.percent();
+    s.saturation = Saturation.percent();
     s.progress = Progress.limited() * 0.01;
     s.order = ProgressOrder.value - 1;
     const double round = Restroke.value > 0 ? std::floor(currentFrame / Restroke.value) : 0.0;
@@ -97,19 +95,19 @@ BrushDirections Brush::directions(bool controlled) const {
 BrushLook Brush::look() const {
     BrushLook l{};
     l.row_height = 1 / canvas.image->pixel_aspect;
-    l.bristles = percent(Bristles);
+    l.bristles = Bristles.percent();
     l.hardness = 3.5f;
-    l.softness = percent(Softness);
-    l.run_dry = 0.8f * percent(Dryness);
-    l.taper = 0.95f * percent(Taper);
-    l.cap = 0.08f + 0.92f * percent(Roundness);
-    l.streaks = percent(Streaks);
-    l.grain = 2.0f * percent(PaperGrain);
-    l.wet = percent(Wetness);
+    l.softness = Softness.percent();
+    l.run_dry = 0.8f * Dryness.percent();
+    l.taper = 0.95f * Taper.percent();
+    l.cap = 0.08f + 0.92f * Roundness.percent();
+    l.streaks = Streaks.percent();
+    l.grain = 2.0f * PaperGrain.percent();
+    l.wet = Wetness.percent();
     l.ragged = 0.5f * l.wet;
     l.rim = 0.0028f * static_cast<float>(canvas.image->width);
     l.thickness = 0.005f * static_cast<float>(canvas.image->width);
-    l.height = 0.22f * percent(Relief);
+    l.height = 0.22f * Relief.percent();
     l.ridge = 0.5f;
     return l;
 }
@@ -188,14 +186,14 @@ void Brush::finish(const Sheet& sheet) {
     light.half_x = light.x / half, light.half_y = light.y / half, light.half_z = (light.z + 1) / half;
     light.flat_shine = light.half_z;
     for (int i = 0; i < 5; ++i) light.flat_shine *= light.flat_shine;
-    light.shine = 0.8f * percent(Shine);
+    light.shine = 0.8f * Shine.percent();
     light.grain_height =
-        0.35f * percent(GrainRelief) * static_cast<float>(std::max(GrainSize.limited() * sheet.width, 0.3));
+        0.35f * GrainRelief.percent() * static_cast<float>(std::max(GrainSize.limited() * sheet.width, 0.3));
     light.fills = 900.0f / static_cast<float>(sheet.width);
     light.row_height = 1 / canvas.image->pixel_aspect;
     const bool over = painting.isConnected(), matted = matte.isConnected() && !MatteStrokes.value;
     const bool carried = !over && Paper.value == 1;  // the canvas's alpha is kept
-    const float mix = percent(Mix);
+    const float mix = Mix.percent();
     const BrushKernels& kernels = brush_kernels();
     for_rows_float(sheet.height, [&](int first, int last) {
         std::vector<float> lit(2 * std::size_t(sheet.pitch));

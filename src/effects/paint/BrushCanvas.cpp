@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "Library2/Made.h"
+#include "imagelib/imagelib_curves.h"
 #include "imagelib/imagelib_structure.h"
 #include "k7pi_baselib/portable_math.h"
 #include "noiselib/solidnoise.h"
@@ -22,11 +23,6 @@ Pixel multiplied(const float* pixel, bool straight) {
     if (!straight) return p;
     const float alpha = pixel[3];
     return p * Pixel{alpha, alpha, alpha, 1.0f};
-}
-
-float smooth_step(float low, float high, float v) {
-    const float t = std::clamp((v - low) / (high - low), 0.0f, 1.0f);
-    return t * t * (3 - 2 * t);
 }
 
 }  // namespace
@@ -114,7 +110,7 @@ struct Hue {
 Hue hue_of(const float* c) {
     const float x = c[0] - 0.5f * (c[1] + c[2]), y = 0.8660254f * (c[1] - c[2]);
     const double angle = k7_atan2(double(y), double(x)) / 6.283185307179586;
-    return {angle < 0 ? angle + 1 : angle, smooth_step(0.02f, 0.15f, std::sqrt(x * x + y * y))};
+    return {angle < 0 ? angle + 1 : angle, smooth_step(std::sqrt(x * x + y * y), 0.02f, 0.15f)};
 }
 
 }  // namespace
@@ -145,7 +141,7 @@ void BrushField::fill(const K7Image* structure, const K7Image* control, const Br
                              double(noise.noise(static_cast<float>(x) * cycle,
                                                 static_cast<float>(y) * cycle / structure->pixel_aspect, 0.5f));
                 const Twice free = twice(angle);
-                const float clear = smooth_step(4.0f, 18.0f, from[3] * width) * smooth_step(0.05f, 0.4f, from[2]) *
+                const float clear = smooth_step(from[3] * width, 4.0f, 18.0f) * smooth_step(from[2], 0.05f, 0.4f) *
                                     static_cast<float>(d.follow);
                 const Twice edge = Twice{from[0] * from[0] - from[1] * from[1], 2 * from[0] * from[1]}.turned(turn);
                 Twice axis{free.x + (edge.x - free.x) * clear, free.y + (edge.y - free.y) * clear};

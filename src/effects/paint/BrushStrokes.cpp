@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "imagelib/imagelib_curves.h"
 #include "imagelib/imagelib_palette.h"
 #include "k7pi_baselib/portable_math.h"
 
@@ -32,11 +33,6 @@ struct PlaceNumbers {
     float next() { return static_cast<float>(word() >> 8) * 0x1p-24f; }  // 0 to 1, without 1
     float signed_next() { return 2 * next() - 1; }
 };
-
-float smooth_step(float low, float high, float v) {
-    const float t = std::clamp((v - low) / (high - low), 0.0f, 1.0f);
-    return t * t * (3 - 2 * t);
-}
 
 float distance(Pixel a, Pixel b) {
     const Pixel d = a - b;
@@ -117,7 +113,7 @@ void Planner::walk(BrushStroke& stroke, BrushField::Axis axis, float turn_c, flo
         x += length * (axis.x * turn_c - axis.y * turn_s), y += length * (axis.x * turn_s + axis.y * turn_c);
         const float off = distance(own, canvas(x, y, 0.6 * layer.width));
         keep =
-            std::min(keep, 1 - 0.9f * smooth_step(0.4f * static_cast<float>(s.stop), static_cast<float>(s.stop), off));
+            std::min(keep, 1 - 0.9f * smooth_step(off, 0.4f * static_cast<float>(s.stop), static_cast<float>(s.stop)));
         axis = m_field.at(x, row_of(y), axis);
     }
     u = (x - x0) * stroke.cosine + (y - y0) * stroke.sine;
@@ -175,7 +171,7 @@ void Planner::colour(BrushStroke& stroke, Pixel seen, PlaceNumbers& numbers) con
         const float strength = 1 / std::max(std::sqrt(way), 0.3f);
         for (int i = 0; i < 3; ++i) stroke.colour[i] = std::max(s.paper[i] + (rgba[i] - s.paper[i]) * strength, 0.0f);
     }
-    stroke.opacity *= smooth_step(0.0f, 1.1f, way);
+    stroke.opacity *= smooth_step(way, 0.0f, 1.1f);
 }
 
 std::uint16_t Planner::turn_of(float x, float y, PlaceNumbers& numbers) const {
@@ -201,10 +197,10 @@ bool Planner::plan(const Layer& l, int column, int row, BrushStroke& stroke, std
     if (!(grown > 0)) return false;
 
     const Pixel seen = canvas(stroke.x, stroke.y, 0.6 * l.width);
-    float wanted = smooth_step(0.02f, 0.5f, seen[3]);
+    float wanted = smooth_step(seen[3], 0.02f, 0.5f);
     if (l.index > 0 && wanted > 0 && s.detail > 0) {
         const auto least = static_cast<float>(s.detail);
-        wanted *= smooth_step(0.5f * least, 1.6f * least, detail_at(l, stroke.x, stroke.y));
+        wanted *= smooth_step(detail_at(l, stroke.x, stroke.y), 0.5f * least, 1.6f * least);
     }
     if (m_matte && wanted > 0) {
         const Pixel matte = m_matte->mean(stroke.x, row_of(stroke.y), static_cast<float>(0.6 * l.width));
@@ -216,7 +212,7 @@ bool Planner::plan(const Layer& l, int column, int row, BrushStroke& stroke, std
     const float wide = 0.8f + 0.4f * numbers.next();
     stroke.half_width = static_cast<float>(0.5 * l.width) * wide * (0.6f + 0.4f * wanted);
     stroke.dryness = s.dryness + 0.9f * (1 - wanted);
-    stroke.opacity = s.opacity * smooth_step(0.0f, 0.35f, wanted);
+    stroke.opacity = s.opacity * smooth_step(wanted, 0.0f, 0.35f);
     if (stroke.half_width < 0.4f) stroke.opacity *= stroke.half_width / 0.4f, stroke.half_width = 0.4f;
     const float gathers = numbers.next();
     stroke.rim = gathers * gathers;

@@ -14,7 +14,6 @@
 
 namespace {
 
-float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() * 0.01); }
 float thousandths(const FloatControlK7& control) { return static_cast<float>(control.limited() * 0.001); }
 
 constexpr TextLook DIGITS{.style = HersheyFont::SIMPLEX, .size = 1, .weight = 0.11F};
@@ -96,7 +95,7 @@ bool Numbers::divideInto(NumbersSheet& sheet) const {
     const NumbersSettings settings{.paint_box = ColourSource.value == PaintBox,
                                    .colours = std::clamp(Colours.value, 2, 64),
                                    .seed = static_cast<std::uint32_t>(Seed.value),
-                                   .simplify = percent(Simplify),
+                                   .simplify = Simplify.percent(),
                                    .smoothing = thousandths(Smoothing),
                                    .smallest_field = thousandths(SmallestField)};
     return madeUnlessAborted(divide_into_fields(*input.image, settings, sheet, stopRequested()));
@@ -136,7 +135,7 @@ void Numbers::scheduleFields(NumbersSheet& sheet) const {
     const float pixels = static_cast<float>(sheet.fields->width) * static_cast<float>(sheet.fields->height);
     for (int i = sheet.paints - 1; i >= 0; --i) colours_before[i] = colours_before[i + 1] + colours_before[i] / pixels;
 
-    const float takes = std::max(percent(FillTime), 0.005F), now = percent(Filled) * (1 + takes);
+    const float takes = std::max(FillTime.percent(), 0.005F), now = Filled.percent() * (1 + takes);
     const SolidNoise noise(5);
     sheet.painted.resize(sheet.found.size());
     for (std::size_t i = 0; i < sheet.found.size(); ++i)
@@ -150,9 +149,9 @@ void Numbers::drawFields(const NumbersSheet& sheet, K7Image& picture) const {
                            .line = {LineColour.red, LineColour.green, LineColour.blue, 1},
                            .line_width = std::min(thousandths(LineWidth) * static_cast<float>(picture.width),
                                                   2 * (sheet.reach - 1) * static_cast<float>(sheet.factor)),
-                           .lines_on_paint = percent(LinesOnPaint),
-                           .marks = percent(BrushMarks),
-                           .tint = percent(Tint),
+                           .lines_on_paint = LinesOnPaint.percent(),
+                           .marks = BrushMarks.percent(),
+                           .tint = Tint.percent(),
                            .angle = static_cast<float>(FillAngle.value * (3.14159265358979 / 180.0))};
     const NumbersPainter painter(sheet, look, picture.width);
     eachRow(picture.height, [&](int y) { painter.paint_row(picture, y); });
@@ -161,7 +160,7 @@ void Numbers::drawFields(const NumbersSheet& sheet, K7Image& picture) const {
 void Numbers::drawNumbers(const NumbersSheet& sheet, K7Image& picture) const {
     const float width = static_cast<float>(picture.width), scale = static_cast<float>(sheet.factor);
     const float largest = thousandths(LargestNumber) * width, smallest = thousandths(SmallestNumber) * width;
-    const float on_paint = percent(NumbersOnPaint);
+    const float on_paint = NumbersOnPaint.percent();
     ShapeBatch batch;
     batch.begin(picture.width, picture.height);
     std::vector<Box> written;

@@ -8,6 +8,7 @@
 #include "Library2/Made.h"
 #include "imagelib/imagelib_blur.h"
 #include "imagelib/imagelib_colour.h"
+#include "imagelib/imagelib_curves.h"
 #include "imagelib/imagelib_resample.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/portable_math.h"
@@ -25,11 +26,6 @@ constexpr float STRAND_CONTRAST = 1.1F;
 constexpr float LEAST_STRAND = 1.5F;  // pixels
 constexpr std::uint32_t STRAND_SEED = 9173;
 
-float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() / 100.0); }
-float smooth_step(float x) {
-    const float t = std::clamp(x, 0.0F, 1.0F);
-    return t * t * (3.0F - 2.0F * t);
-}
 float luminance_of(const float* pixel) { return 0.3F * pixel[0] + 0.5F * pixel[1] + 0.2F * pixel[2]; }
 float tallness_of(const K7Image& image) {
     return static_cast<float>(image.height) / (static_cast<float>(image.width) * image.pixel_aspect);
@@ -87,10 +83,10 @@ PixFlow::Moment PixFlow::moment() const {
             now.layers[i].amount = set + growth * std::min(phase * Renew.value, frames);
             now.layers[i].weight = static_cast<float>(1.0 - std::fabs(2.0 * phase - 1.0));
         }
-    if (const float gone = percent(FadeOut); gone > 0) {
+    if (const float gone = FadeOut.percent(); gone > 0) {
         now.opacity = 0;
         for (const Moment::Layer& layer : now.layers)
-            now.opacity += layer.weight * (1.0F - smooth_step(static_cast<float>(layer.amount) / gone));
+            now.opacity += layer.weight * (1.0F - smooth_step(static_cast<float>(layer.amount), 0.0F, gone));
     }
     return now;
 }
@@ -104,7 +100,7 @@ void PixFlow::makeLayer(K7Image& layer) const {
     const bool own = flowing.isConnected(), ready = own && PreMultiplied.value;
     const K7Image& shown = own ? *flowing.image : *background.image;
     const K7Image& chooser = luminance.isConnected() ? *luminance.image : shown;
-    const float soft = std::max(percent(Softness), 1e-3F), low = percent(Threshold) - 0.5F * soft;
+    const float soft = std::max(Softness.percent(), 1e-3F), low = Threshold.percent() - 0.5F * soft;
     const bool open = Edges.value == Open;
     for_rows_float(layer.height, [&](int first, int last) {
         for (int y = first; y <= last; ++y) {
@@ -113,7 +109,7 @@ void PixFlow::makeLayer(K7Image& layer) const {
             float* to = image_row<float>(&layer, y);
             for (int x = 0; x < layer.width; ++x, from += 4, light += 4, to += 4) {
                 float part = 1.0F;
-                if (Select.value != Everything) part = smooth_step((luminance_of(light) - low) / soft);
+                if (Select.value != Everything) part = smooth_step((luminance_of(light) - low) / soft, 0.0F, 1.0F);
                 if (Select.value == DarkParts) part = 1.0F - part;
                 // Beyond the edges the outermost pixels go on: nothing.
                 if (open && (x == 0 || y == 0 || x == layer.width - 1 || y == layer.height - 1)) part = 0.0F;
@@ -133,7 +129,7 @@ FlowField PixFlow::makeField(const K7Image& steering) const {
     const int cells = static_cast<int>(std::clamp(full_width / CELL, LEAST_CELLS, MOST_CELLS)), width = cells + 1;
     const int height = static_cast<int>(std::clamp(tallness * static_cast<float>(cells), 1.0F, MOST_ROWS - 1.0F)) + 1;
     std::vector<float> light(std::size_t(width) * std::size_t(height));
-    const float blur = std::max(percent(LumaBlur), 1e-3F);
+    const float blur = std::max(LumaBlur.percent(), 1e-3F);
     if (Luma.value > 0.0 || SlowDark.value > 0.0) {
         const ImagePtr grey = made(make_image_uncleared(steering.width, steering.height, 1, SAMPLE_F32));
         const ImagePtr small = made(make_image_uncleared(width, height, 1, SAMPLE_F32));
@@ -154,19 +150,19 @@ FlowField PixFlow::makeField(const K7Image& steering) const {
     };
     const K7SineCosine drift = degrees(DriftAngle), turn = degrees(LumaAngle);
     const FlowPattern pattern{Pattern.value,
-                              percent(Strength),
-                              std::max(percent(Size), 5e-3F),
-                              percent(Detail),
+                              Strength.percent(),
+                              std::max(Size.percent(), 5e-3F),
+                              Detail.percent(),
                               static_cast<float>(std::max(Stretch.limited(), 0.1)),
-                              percent(Evolve),
+                              Evolve.percent(),
                               static_cast<std::uint32_t>(Seed.value)};
-    const FlowSteering forces{percent(Drift),
+    const FlowSteering forces{Drift.percent(),
                               static_cast<float>(drift.cosine),
                               static_cast<float>(drift.sine),
-                              percent(Luma) * static_cast<float>(turn.cosine),
-                              percent(Luma) * static_cast<float>(turn.sine),
+                              Luma.percent() * static_cast<float>(turn.cosine),
+                              Luma.percent() * static_cast<float>(turn.sine),
                               blur,
-                              percent(SlowDark),
+                              SlowDark.percent(),
                               Edges.value == Contained};
     // The grid reaches from the centre of the first pixel to that of the last one.
     const auto extent = [](int pixels) { return pixels > 1 ? 1.0F - 1.0F / static_cast<float>(pixels) : 1.0F; };
@@ -211,9 +207,9 @@ bool PixFlow::carryColours(Work& work, const Moment& now, double lead, const K7I
 
 // Streaks to be: noise that the smear will draw out. It evens out over a line; what is left is the contrast asked for.
 void PixFlow::addStrands(K7Image& picture, float length) const {
-    const float width = std::max(percent(StrandWidth) * static_cast<float>(picture.width), LEAST_STRAND);
+    const float width = std::max(StrandWidth.percent() * static_cast<float>(picture.width), LEAST_STRAND);
     const float along = length * static_cast<float>(picture.width) / width;
-    const float gain = STRAND_CONTRAST * percent(Strands) * std::sqrt(1.0F + 0.8F * along);
+    const float gain = STRAND_CONTRAST * Strands.percent() * std::sqrt(1.0F + 0.8F * along);
     const SolidNoise noise(STRAND_SEED + static_cast<std::uint32_t>(Seed.value));
     const double step = 1.0 / double(width);
     for_rows_float(picture.height, [&](int first, int last) {
@@ -278,7 +274,7 @@ void PixFlow::ProcessFrame() {
         makeLayer(*layer);
     }
     const K7Image& source = layer ? *layer : *background.image;
-    const float length = percent(Smear);
+    const float length = Smear.percent();
     Work work(makeField(luminance.isConnected() ? *luminance.image : source));
     ImagePtr flowed = like(source);
     // A line goes back from where it is drawn: half of it on, so that it lies around its pixel.
@@ -289,7 +285,7 @@ void PixFlow::ProcessFrame() {
     }
     double spread = 0;
     for (const Moment::Layer& each : now.layers) spread += double(each.weight) * each.amount;
-    if (const auto radius = static_cast<float>(0.5 * double(percent(Diffusion)) * spread * flowed->width); radius > 0)
+    if (const auto radius = static_cast<float>(0.5 * double(Diffusion.percent()) * spread * flowed->width); radius > 0)
         made(image_gaussian_blur(flowed.get(), radius, radius * background.image->pixel_aspect, -1));
     show(*flowed, now.opacity);
 }

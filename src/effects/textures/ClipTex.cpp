@@ -20,7 +20,6 @@ constexpr float DEEPEST_BITE = 0.5F;                      // of white, from a te
 constexpr float SMALLEST_SIDE = 32, LARGEST_SIDE = 1024;  // of a pattern's tile, in pixels
 constexpr double RADIANS = 3.14159265358979 / 180.0;
 
-float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() * 0.01); }
 float unit(float v) { return v > 0 ? (v < 1 ? v : 1.0F) : 0.0F; }
 float luminance(simd::Pixel p) { return 0.3F * p[0] + 0.5F * p[1] + 0.2F * p[2]; }
 
@@ -90,10 +89,10 @@ void ClipTex::prepareTextures(ClipTexWork& work) const {
         while (any && !connected[shown]) shown = (shown + 1) % BANDS;
         work.of_band[std::size_t(i)] = shown;
         if (shown != i) continue;
-        const TextureLay lay{.size = percent(Size) * percent(*sizes[i]),
+        const TextureLay lay{.size = Size.percent() * sizes[i]->percent(),
                              .angle = (Angle.value + angles[i]->value) * RADIANS,
                              .mirrored = any && Tiling.value == Mirror,
-                             .relief = percent(Relief),
+                             .relief = Relief.percent(),
                              .light = LightAngle.value * RADIANS};
         TextureReader& reader = work.textures[std::size_t(i)];
         if (any) {
@@ -168,12 +167,12 @@ void ClipTex::ProcessFrame() {
     ClipTexWork work;
     prepareTextures(work);
     if (!prepareTones(work)) return;
-    float thresholds[] = {percent(ThresholdAB), percent(ThresholdBC), percent(ThresholdCD)};
+    float thresholds[] = {ThresholdAB.percent(), ThresholdBC.percent(), ThresholdCD.percent()};
     std::sort(thresholds, thresholds + 3);
     std::copy_n(thresholds, 3, work.thresholds);
-    work.per_softness = 1.0F / std::max(percent(Softness), LEAST_SOFTNESS);
-    work.bite = DEEPEST_BITE * percent(Bite);
-    work.edge = percent(Edge), work.shade = percent(Shade), work.tint = percent(Tint), work.mix = percent(Mix);
+    work.per_softness = 1.0F / std::max(Softness.percent(), LEAST_SOFTNESS);
+    work.bite = DEEPEST_BITE * Bite.percent();
+    work.edge = Edge.percent(), work.shade = Shade.percent(), work.tint = Tint.percent(), work.mix = Mix.percent();
     work.blend = Blend.value;
     work.paper = simd::Pixel{PaperColour.red, PaperColour.green, PaperColour.blue, 0};
     K7Image& result = *output.image;

@@ -18,8 +18,6 @@ constexpr double HARDLY_REGULAR = 0.1;  // where the user says that it does
 constexpr int SMALLEST_PATCH = 8;
 constexpr int GUESS = 80;  // pixels of a hole in the picture that tells its content from afar
 
-float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() * 0.01); }
-
 // Pixels of this image in so many of the full size.
 int pixels(double size, double scale) { return static_cast<int>(std::clamp(size / scale, 0.0, 4096.0) + 0.5); }
 
@@ -110,7 +108,7 @@ bool PatchTex::prepareTask(QuiltTask& task, const Hole& hole) const {
     task.flip_x = mirrors_x(Flip.value), task.flip_y = mirrors_y(Flip.value);
     const auto turn = Renew.value > 0 ? static_cast<std::uint32_t>(std::floor(currentFrame / Renew.value)) : 0U;
     task.seed = static_cast<std::uint32_t>(Seed.value) + 104729U * turn;
-    task.guide_weight = percent(Guide);
+    task.guide_weight = Guide.percent();
     for (double size = PatchSize.limited();; size *= 0.5) {
         task.patch_width = std::max(pixels(size / aspect, scale), 4);
         task.patch_height = std::max(pixels(size / Proportion.limited(), scale), 4);
@@ -148,13 +146,13 @@ bool PatchTex::quilt(QuiltTask& task) const {
         const ImagePtr light =
             made(luminance_of(from_mask ? *matte.image : picture, task.canvas->width, task.canvas->height));
         const auto radius = 0.2F * static_cast<float>(std::min(task.patch_width, task.patch_height));
-        made(shade_like(*task.canvas, *light, radius, radius, percent(Shade)));
+        made(shade_like(*task.canvas, *light, radius, radius, Shade.percent()));
     }
     const BrickLook look{.joint = static_cast<float>(Joint.limited()) / picture.unit_scale,
                          .aspect = picture.pixel_aspect,
                          .colour = {JointColour.red, JointColour.green, JointColour.blue},
-                         .relief = percent(Relief),
-                         .variation = percent(Variation),
+                         .relief = Relief.percent(),
+                         .variation = Variation.percent(),
                          .seed = task.seed,
                          .unit = 1.0F / picture.unit_scale};
     return !look.shows() || shade_bricks(*task.canvas, *task.state, quilt_grid(task), look, stopRequested());
@@ -247,9 +245,9 @@ void PatchTex::ProcessFrame() {
     if (!hole.weight && Source.value == Rectangle && EvenLight.limited() > 0.0 && !(Guide.limited() > 0.0)) {
         levelled = ImagePtr(made(image_duplicate(&picture)));
         const auto radius = static_cast<float>(0.5 * PatchSize.limited()) / picture.unit_scale;
-        made(even_light(*levelled, sampleBox(hole), radius / picture.pixel_aspect, radius, percent(EvenLight)));
+        made(even_light(*levelled, sampleBox(hole), radius / picture.pixel_aspect, radius, EvenLight.percent()));
         task.sample = levelled.get();
-        task.tone = 0.8F * percent(EvenLight);
+        task.tone = 0.8F * EvenLight.percent();
     }
     if (!prepareTask(task, hole)) return;
     if (hole.weight && !task.straight && !(Guide.limited() > 0.0) && !guess(task, hole)) return;
@@ -258,7 +256,7 @@ void PatchTex::ProcessFrame() {
 }
 
 void PatchTex::compose(const K7Image& canvas, const Hole& hole) {
-    const float mix = percent(Mix);
+    const float mix = Mix.percent();
     const bool by_weight = hole.weight && !(Join.limited() > 0.0);
     eachRow(output.image->height, [&](int y) {
         const int source_y = y < canvas.height ? y : output.image->height - 1 - y;

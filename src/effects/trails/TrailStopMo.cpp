@@ -15,7 +15,6 @@ namespace {
 constexpr float RED = 0.3F, GREEN = 0.5F, BLUE = 0.2F;
 constexpr float SLIGHTEST = 0.001F;  // opacity of a copy that is seen
 
-float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() / 100.0); }
 int frame_number(double frame) { return static_cast<int>(std::floor(frame + 0.5)); }
 
 using Matrix = float[3][3];
@@ -79,7 +78,7 @@ std::vector<TrailStopMo::Copy> TrailStopMo::copiesAt(const TrailStopMoInfo& from
     const int step = std::max(from.Step.value, 1), count = std::clamp(from.Copies.value, 1, 60);
     const bool hold = from.Hold.value;
     const int grid = static_cast<int>(std::floor(static_cast<double>(frame) / step)) * step;
-    const double rise = percent(from.Dissolve) * static_cast<float>(step);
+    const double rise = from.Dissolve.percent() * static_cast<float>(step);
     const auto coming = static_cast<float>(hold && rise > 0.0 ? std::min((frame - grid + 1) / rise, 1.0) : 1.0);
     std::vector<Copy> copies;
     for (int i = count - 1; i >= 0; --i) {
@@ -96,7 +95,8 @@ std::vector<TrailStopMo::Copy> TrailStopMo::copiesAt(const TrailStopMoInfo& from
         }
         const int place = from.Direction.value == Both ? -distance : i;
         Copy copy{(hold ? grid : frame) - distance * step, i, place, 1.0F};
-        copy.opacity = percent(from.Opacity) * static_cast<float>(k7_pow(1.0 - double(percent(from.Fade)), double(i)));
+        copy.opacity =
+            from.Opacity.percent() * static_cast<float>(k7_pow(1.0 - double(from.Fade.percent()), double(i)));
         if (i == 0) copy.opacity *= coming;
         // The oldest of whole frames goes by being covered.
         const bool covered = from.Mode.value == Over && from.Key.value == WholeFrame;
@@ -120,8 +120,8 @@ void TrailStopMo::FramePrepare(TrailStopMoInfo& plan, const FrameSpan& frames) c
 
 // Makes a frame what of it is laid down.
 void TrailStopMo::key(K7Image& picture) const {
-    const float low = percent(KeyLow);
-    const LayerKey look{Key.value, low, std::max(percent(KeyHigh), low + 0.001F)};
+    const float low = KeyLow.percent();
+    const LayerKey look{Key.value, low, std::max(KeyHigh.percent(), low + 0.001F)};
     const K7Image& plate = *background.image;
     eachRow(picture.height, [&](int y) {
         layer_rows().key(look, image_row<float>(&plate, y), image_row<float>(&picture, y), picture.width);
@@ -138,12 +138,12 @@ ImagePtr TrailStopMo::pictureOf(const Copy& copy) {
         return {};
     key(*picture);
     const auto i = static_cast<float>(copy.index);
-    const float radius = percent(Soften) * i * static_cast<float>(now.width);
+    const float radius = Soften.percent() * i * static_cast<float>(now.width);
     if (radius > 0.0F) made(image_gaussian_blur(picture.get(), radius, radius * now.pixel_aspect, -1));
     const auto size = static_cast<float>(k7_pow(Zoom.limited() / 100.0, double(copy.index)));
     const auto away = static_cast<float>(copy.place);
-    const float dx = percent(ShiftX) * away * static_cast<float>(now.width),
-                dy = percent(ShiftY) * away * static_cast<float>(now.height);
+    const float dx = ShiftX.percent() * away * static_cast<float>(now.width),
+                dy = ShiftY.percent() * away * static_cast<float>(now.height);
     if (copy.index < 0 || (size == 1.0F && dx == 0.0F && dy == 0.0F)) return picture;
     ImagelibPyramid pyramid(picture.get(), KERNEL_BSPLINE, EDGE_BLACK, false, true);
     made(pyramid.valid() && pyramid.set_kernel(KERNEL_TRIANGLE, EDGE_BLACK));
@@ -174,7 +174,7 @@ void TrailStopMo::lay(const K7Image& picture, const Copy& copy, float opacity) {
         const auto between = [&](float newest, float oldest) { return newest + age * (oldest - newest); };
         const float tint[3] = {between(NewColour.red, OldColour.red), between(NewColour.green, OldColour.green),
                                between(NewColour.blue, OldColour.blue)};
-        mix_luminance(1.0 - double(percent(TintAmount)), tint, look.colours);
+        mix_luminance(1.0 - double(TintAmount.percent()), tint, look.colours);
     }
     K7Image& result = *output.image;
     const K7Image& where = *matte.image;

@@ -18,8 +18,6 @@ namespace {
 constexpr int CAMERAS = 4, GLITCH_FRAMES = 5;
 constexpr int FEWEST_COLUMNS = 16, MOST_COLUMNS = 4096;
 
-float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() / 100.0); }
-
 // White letters with a black border, as generators of captions write them.
 void write(K7Image& picture, const std::string& text, float x, float y, float size, TextAnchor anchor) {
     if (text.empty()) return;
@@ -107,7 +105,7 @@ CCTV::Moment CCTV::momentNow() const {
     now.camera = connected[std::clamp(static_cast<int>(place), 0, count - 1)];
     const double frames = (turns - turn) * Dwell.limited() * ClockRate.limited();
     if (count > 1 && Animate.value)
-        now.glitch = percent(CutGlitch) * static_cast<float>(std::max(1.0 - frames / GLITCH_FRAMES, 0.0));
+        now.glitch = CutGlitch.percent() * static_cast<float>(std::max(1.0 - frames / GLITCH_FRAMES, 0.0));
     return now;
 }
 
@@ -117,20 +115,20 @@ ImagePtr CCTV::shotOf(int camera, int columns, int lines, const Moment& moment) 
     ImagePtr shot = made(make_image_uncleared(columns, lines, 4, SAMPLE_F32));
     if (moment.connected[camera]) {
         made(image_scale(clips[camera]->image.get(), shot.get(), KERNEL_TRIANGLE, true));
-        const SurveillanceCamera model{.distortion = percent(Distortion),
+        const SurveillanceCamera model{.distortion = Distortion.percent(),
                                        .centre_x = static_cast<float>(std::clamp(Centre.x, -10.0, 10.0)),
                                        .centre_y = static_cast<float>(std::clamp(Centre.y, -10.0, 10.0)),
                                        .infrared = Infrared.value,
                                        .lamp_radius = static_cast<float>(LampRadius.limited()),
-                                       .gain = percent(Gain),
-                                       .contrast = percent(Contrast),
-                                       .colour = percent(Colour),
-                                       .noise = percent(Noise),
-                                       .sharpening = percent(Sharpening),
-                                       .bloom = percent(Bloom),
-                                       .smear = percent(Smear)};
+                                       .gain = Gain.percent(),
+                                       .contrast = Contrast.percent(),
+                                       .colour = Colour.percent(),
+                                       .noise = Noise.percent(),
+                                       .sharpening = Sharpening.percent(),
+                                       .bloom = Bloom.percent(),
+                                       .smear = Smear.percent()};
         VideoMoment own = moment.faults;
-        own.seed = video_hash(own.seed, static_cast<std::uint32_t>(camera));
+        own.seed = place_hash(own.seed, static_cast<std::uint32_t>(camera));
         shoot(*shot, model, own);
     } else {
         fill(*shot, 0.02F, 0.03F, 0.16F);
@@ -160,7 +158,7 @@ void CCTV::writeCaptions(int camera, K7Image& picture, const Moment& moment) con
     using namespace std::chrono;
     const auto width = static_cast<float>(picture.width), height = static_cast<float>(picture.height);
     // Whole multiples of the font's height, where there are that many lines: its strokes stay even.
-    const float wanted = percent(TextSize) * height * (View.value == Quad ? 1.6F : 1.0F);
+    const float wanted = TextSize.percent() * height * (View.value == Quad ? 1.6F : 1.0F);
     constexpr float CELL = BitText::CELL_HEIGHT;
     const float size = wanted >= CELL ? CELL * std::round(wanted / CELL) : std::max(std::round(wanted), 6.0F);
     const auto x = static_cast<float>(std::clamp(CaptionPos.x, -2.0, 3.0)) * width;
@@ -223,31 +221,31 @@ void CCTV::ProcessFrame() {
     if (abortRequested()) return;
     play_tape(video,
               {.generations = Generations.value,
-               .jitter = (percent(Jitter) + 2.0F * moment.glitch) * 0.02F * across,
-               .skew = (percent(Skew) + moment.glitch) * 0.1F * across,
+               .jitter = (Jitter.percent() + 2.0F * moment.glitch) * 0.02F * across,
+               .skew = (Skew.percent() + moment.glitch) * 0.1F * across,
                .head_switch = static_cast<float>(HeadSwitch.limited()),
-               .tracking = percent(Tracking),
+               .tracking = Tracking.percent(),
                .drop_outs = static_cast<float>(DropOuts.limited()),
                .chroma_delay = Generations.value > 0 ? static_cast<float>(ChromaDelay.limited()) : 0.0F},
               moment.faults);
     if (abortRequested()) return;
-    add_ghost(video, percent(Ghost), percent(GhostDelay) * across);
-    const float starved = percent(Compression);
+    add_ghost(video, Ghost.percent(), GhostDelay.percent() * across);
+    const float starved = Compression.percent();
     compress_blocks(video, 14.0F * starved * starved + 1.5F * starved);
     VideoMoment quarter = moment.faults;
     quarter.frame = static_cast<int>(std::floor(moment.faults.seconds * 4.0));
-    misplace_blocks(video, percent(BlockErrors), quarter);
-    add_snow(video, std::min(percent(Snow) + 0.5F * moment.glitch, 1.0F), moment.faults);
+    misplace_blocks(video, BlockErrors.percent(), quarter);
+    add_snow(video, std::min(Snow.percent() + 0.5F * moment.glitch, 1.0F), moment.faults);
     if (abortRequested()) return;
 
     const double climbs = moment.faults.seconds / 8.0, rolls = moment.faults.seconds * Roll.limited() / 100.0;
     show_on_monitor(*video.image(),
-                    {.scan_lines = percent(ScanLines),
-                     .hum = percent(HumBar),
+                    {.scan_lines = ScanLines.percent(),
+                     .hum = HumBar.percent(),
                      .hum_place = static_cast<float>(climbs - std::floor(climbs)),
                      .roll = static_cast<float>(rolls - std::floor(rolls)) + 0.4F * moment.glitch * moment.glitch,
-                     .curvature = 0.12F * percent(Curvature),
-                     .vignette = percent(Vignette),
+                     .curvature = 0.12F * Curvature.percent(),
+                     .vignette = Vignette.percent(),
                      .tint = {Tint.red, Tint.green, Tint.blue}},
                     *output.image, stopRequested());
 }

@@ -17,13 +17,6 @@ constexpr float WHITE = 1.0F;   // where the amplifier is at its end
 
 enum Fault : std::uint32_t { LUMINANCE_NOISE = 41, COLOUR_NOISE };
 
-template <class Work>
-void each_row(const K7Image& view, const Work& work) {
-    for_rows_float(view.height, [&](int first, int last) {
-        for (int y = first; y <= last; ++y) work(y);
-    });
-}
-
 // Squared distance from the lens's centre in half widths; vertically in the same units.
 struct LensPlaces {
     LensPlaces(const K7Image& view, const SurveillanceCamera& camera)
@@ -48,7 +41,7 @@ void bend(K7Image& view, const SurveillanceCamera& camera) {
     const float aspect = static_cast<float>(view.height) / static_cast<float>(view.width);
     const float corner = 1.0F + aspect * aspect;
     const float k = camera.distortion, scale = 1.0F / (1.0F + std::max(k, 0.0F));
-    each_row(view, [&](int y) {
+    each_row_float(view.height, [&](int y) {
         float* out = image_row<float>(&view, y);
         for (int x = 0; x < view.width; ++x, out += 4) {
             const float stretch = (1.0F + k * std::min(lens.squared(x, y) / corner, 4.0F)) * scale;
@@ -62,7 +55,7 @@ void bend(K7Image& view, const SurveillanceCamera& camera) {
 void light(K7Image& view, const SurveillanceCamera& camera) {
     const LensPlaces lens(view, camera);
     const float falls = 1.0F / (camera.lamp_radius * camera.lamp_radius);
-    each_row(view, [&](int y) {
+    each_row_float(view.height, [&](int y) {
         float* p = image_row<float>(&view, y);
         for (int x = 0; x < view.width; ++x, p += 4) {
             float rgb[3] = {p[0], p[1], p[2]};
@@ -90,7 +83,7 @@ void overflow(K7Image& view, const SurveillanceCamera& camera) {
             for (int x = 0; x < width; ++x, p += 4) columns[static_cast<std::size_t>(x)] += std::min(over(p), 1.0F);
         }
         const float share = 1.5F * camera.smear / static_cast<float>(height);
-        each_row(view, [&](int y) {
+        each_row_float(view.height, [&](int y) {
             float* p = image_row<float>(&view, y);
             for (int x = 0; x < width; ++x, p += 4) {
                 const float charge = std::min(share * columns[static_cast<std::size_t>(x)], 0.25F * camera.smear);
@@ -100,7 +93,7 @@ void overflow(K7Image& view, const SurveillanceCamera& camera) {
     }
     if (!(camera.bloom > 0.0F)) return;
     const ImagePtr glow = made(make_image_uncleared(width, height, 4, SAMPLE_F32));
-    each_row(view, [&](int y) {
+    each_row_float(view.height, [&](int y) {
         const float* p = image_row<float>(&view, y);
         float* out = image_row<float>(glow.get(), y);
         for (int x = 0; x < width; ++x, p += 4, out += 4) {
@@ -112,7 +105,7 @@ void overflow(K7Image& view, const SurveillanceCamera& camera) {
     const float radius = static_cast<float>(height) * 0.018F;
     made(image_gaussian_blur(glow.get(), radius, radius, -1));
     const float strength = 1.8F * camera.bloom;
-    each_row(view, [&](int y) {
+    each_row_float(view.height, [&](int y) {
         const float* from = image_row<float>(glow.get(), y);
         float* p = image_row<float>(&view, y);
         for (int x = 0; x < width; ++x, p += 4, from += 4)
@@ -125,10 +118,8 @@ void amplify(K7Image& view, const SurveillanceCamera& camera, const VideoMoment&
     const int width = view.width;
     const float colour = camera.infrared ? 0.0F : camera.colour;
     const std::uint32_t bright = video_stream(moment, LUMINANCE_NOISE), coloured = video_stream(moment, COLOUR_NOISE);
-    each_row(view, [&](int y) {
+    const auto amplifyRow = [&](int y, float* luminance) {
         float* row = image_row<float>(&view, y);
-        std::vector<float> grey(static_cast<std::size_t>(width) + 4);
-        float* luminance = grey.data() + 2;
         for (int x = 0; x < width; ++x) {
             float* p = row + 4 * x;
             const float level = RED * p[0] + GREEN * p[1] + BLUE * p[2];
@@ -137,22 +128,27 @@ void amplify(K7Image& view, const SurveillanceCamera& camera, const VideoMoment&
         }
         luminance[-1] = luminance[-2] = luminance[0];
         luminance[width] = luminance[width + 1] = luminance[width - 1];
-        const std::uint32_t words = video_hash(bright, std::uint32_t(y)),
-                            pairs = video_hash(coloured, std::uint32_t(y / 2));
+        const std::uint32_t words = place_hash(bright, std::uint32_t(y)),
+                            pairs = place_hash(coloured, std::uint32_t(y / 2));
         for (int x = 0; x < width; ++x) {
             float* p = row + 4 * x;
             const float* l = luminance + x;
             const float halo = camera.sharpening * camera.contrast * (l[0] - 0.25F * (l[-2] + l[-1] + l[1] + l[2]));
             const float level = std::clamp(l[0], 0.0F, 1.0F);
-            const std::uint32_t word = video_hash(words, std::uint32_t(x));
+            const std::uint32_t word = place_hash(words, std::uint32_t(x));
             // Two of them make a triangle, near enough to a bell.
             const float grain = signed_of(word) + signed_of(word * 0x9E3779B9U);
             const float loud = camera.noise * (0.2F + 0.8F * (1.0F - level) * (1.0F - level));
-            const std::uint32_t pair = video_hash(pairs, std::uint32_t(x / 3));
+            const std::uint32_t pair = place_hash(pairs, std::uint32_t(x / 3));
             const float tinge = 0.7F * loud * colour * signed_of(pair);
             const float added[3] = {tinge, -0.4F * tinge, 0.7F * loud * colour * signed_of(pair * 0x85EBCA6BU)};
             for (int c = 0; c < 3; ++c) p[c] = std::clamp(p[c] + halo + 0.5F * loud * grain + added[c], 0.0F, WHITE);
         }
+    };
+    for_rows_float(view.height, [&](int first, int last) {
+        if (first > last) return;
+        std::vector<float> luminance(static_cast<std::size_t>(width) + 4);
+        for (int y = first; y <= last; ++y) amplifyRow(y, luminance.data() + 2);
     });
 }
 

@@ -35,22 +35,21 @@ enum Choice : std::uint32_t {
     GRAIN
 };
 
-float percent(const FloatControlK7& control) { return static_cast<float>(control.limited() / 100.0); }
 int frame_number(double frame) { return static_cast<int>(std::floor(frame + 0.5)); }
 
 // The random choices of a wall.
 struct Chances {
     std::uint32_t seed;
     float unit(Choice kind, int cell) const {
-        return unit_of(video_hash(video_hash(seed, kind), static_cast<std::uint32_t>(cell)));
+        return unit_of(place_hash(place_hash(seed, kind), static_cast<std::uint32_t>(cell)));
     }
 };
 
 Chances chances_of(const TVWallInfo& info, int frame) {
-    const std::uint32_t seed = video_hash(static_cast<std::uint32_t>(info.Seed.value), 7);
+    const std::uint32_t seed = place_hash(static_cast<std::uint32_t>(info.Seed.value), 7);
     if (info.Shuffle.value <= 0) return {seed};
     const int turn = static_cast<int>(std::floor(static_cast<double>(frame) / info.Shuffle.value));
-    return {video_hash(seed, static_cast<std::uint32_t>(turn))};
+    return {place_hash(seed, static_cast<std::uint32_t>(turn))};
 }
 
 // Two by two of them that show one picture: its lowest left cell, or -1.
@@ -83,7 +82,7 @@ bool shows_second(const TVWallInfo& info, int cell, int frame) {
         case TVWallInfo::Alternating:
             return (column + row) % 2 != 0;
         case TVWallInfo::Random:
-            return chances_of(info, frame).unit(TUNED, cell) < percent(info.Share);
+            return chances_of(info, frame).unit(TUNED, cell) < info.Share.percent();
         default:
             return false;
     }
@@ -99,14 +98,14 @@ int leader_of(const TVWallInfo& info, int cell) {
 ScreenLook look_of(const TVWallInfo& info, int cell, int frame) {
     const Chances chances = chances_of(info, 0);
     const auto spread = [&](Choice kind, const FloatControlK7& amount, float most) {
-        return 1.0F + most * percent(amount) * (2.0F * chances.unit(kind, cell) - 1.0F);
+        return 1.0F + most * amount.percent() * (2.0F * chances.unit(kind, cell) - 1.0F);
     };
-    const float light = percent(info.Brightness) * spread(LIGHT, info.LightSpread, 0.6F);
+    const float light = info.Brightness.percent() * spread(LIGHT, info.LightSpread, 0.6F);
     const float red = spread(RED_TINT, info.ColourSpread, 0.35F), blue = spread(BLUE_TINT, info.ColourSpread, 0.35F);
     ScreenLook look{{light * red, light, light * blue, 1.0F}, 0.0F, 0};
-    if (chances.unit(OFF, cell) < percent(info.Off))
+    if (chances.unit(OFF, cell) < info.Off.percent())
         look.gain[0] = look.gain[1] = look.gain[2] = 0.0F;
-    else if (chances.unit(SNOWY, cell) < percent(info.Snow))
+    else if (chances.unit(SNOWY, cell) < info.Snow.percent())
         look.snow = 1.0F;
     const int moving = info.Animate.value ? frame : 0;
     look.seed = video_stream({chances.seed, moving, 0}, GRAIN) + static_cast<std::uint32_t>(cell) * 7919U;
@@ -119,8 +118,8 @@ WallShape shape_of(const TVWallInfo& info, const K7Image& frame, int width, int 
     const double wide = double(frame.width) * double(frame.pixel_aspect) / columns, high = double(frame.height) / rows;
     const auto tallness = static_cast<float>(high / wide);
     const float room = std::min(1.0F, tallness);
-    const float gap = std::min(percent(info.Gap), 0.45F * room),
-                bezel = std::min(2.0F * percent(info.Bezel), 0.9F * (room - gap));
+    const float gap = std::min(info.Gap.percent(), 0.45F * room),
+                bezel = std::min(2.0F * info.Bezel.percent(), 0.9F * (room - gap));
     const float glass = room - gap - bezel;
     WallShape shape{{},
                     columns,
@@ -131,9 +130,9 @@ WallShape shape_of(const TVWallInfo& info, const K7Image& frame, int width, int 
                     gap,
                     bezel,
                     std::min(0.25F * bezel, room - gap),
-                    std::clamp(percent(info.Rounding), 0.0F, 1.0F) * glass * 0.95F,
-                    gap + bezel + percent(info.Rounding) > 0.0F ? 0.0F : 1.0F,
-                    BULGE * percent(info.Curvature)};
+                    std::clamp(info.Rounding.percent(), 0.0F, 1.0F) * glass * 0.95F,
+                    gap + bezel + info.Rounding.percent() > 0.0F ? 0.0F : 1.0F,
+                    BULGE * info.Curvature.percent()};
     std::copy(plane.to_plane.rows.begin(), plane.to_plane.rows.end(), shape.to_wall);
     return shape;
 }
@@ -282,7 +281,7 @@ bool TVWall::arrange(Screens& screens) {
             screen.width *= 0.5F, screen.height *= 0.5F;
             screen.left += screen.width * float(column % 2), screen.bottom += screen.height * float(row % 2);
         }
-        if (chances.unit(ROLLS, cell) < percent(Rolling)) {
+        if (chances.unit(ROLLS, cell) < Rolling.percent()) {
             const double speed = 0.004 + 0.03 * double(chances.unit(ROLL_SPEED, cell));
             const double rolled = double(chances.unit(ROLL_SPEED, cell)) * 7 + (Animate.value ? frame * speed : 0.0);
             screen.roll = static_cast<float>(rolled - std::floor(rolled));
@@ -316,15 +315,15 @@ void TVWall::ProcessFrame() {
             }
             x = end;
         }
-        const WallLight light{screens.looks.data(), store.samples(),     Lines.value,
-                              percent(ScanLines),   percent(Reflection), wave.data()};
+        const WallLight light{screens.looks.data(), store.samples(),      Lines.value,
+                              ScanLines.percent(),  Reflection.percent(), wave.data()};
         loops.shine(light, row, shape.width, store.light());
     };
 
     const int small_width = (picture.width + GLOW_SCALE - 1) / GLOW_SCALE,
               small_height = (picture.height + GLOW_SCALE - 1) / GLOW_SCALE;
     const ImagePtr glow = made(make_image(small_width, small_height, 4, SAMPLE_F32));
-    const float strength = percent(Glow);
+    const float strength = Glow.percent();
     if (strength > 0.0F) {
         const WallShape shape = shape_of(*this, picture, small_width, small_height);
         for_rows_float(small_height, [&](int first, int last) {
@@ -345,7 +344,7 @@ void TVWall::ProcessFrame() {
     if (abortRequested()) return;
 
     const WallShape shape = shape_of(*this, picture, picture.width, picture.height);
-    const float rack = percent(Rack), bezel[3] = {BezelColour.red, BezelColour.green, BezelColour.blue};
+    const float rack = Rack.percent(), bezel[3] = {BezelColour.red, BezelColour.green, BezelColour.blue};
     for_rows_float(picture.height, [&](int first, int last) {
         if (first > last) return;
         RowStore store(picture.width);

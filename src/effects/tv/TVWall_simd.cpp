@@ -1,5 +1,6 @@
 #include "effects/tv/TVWall_simd.h"
 
+#include "noiselib/place_hash.h"
 #include "simdlib/planes.h"
 
 namespace QUILLON_SIMD {
@@ -77,17 +78,10 @@ static void locate(const WallShape& shape, int y, const WallRow& row) {
     }
 }
 
-static inline std::uint32_t mixed(std::uint32_t a, std::uint32_t b) {
-    std::uint32_t h = a ^ (b * 0x9E3779B9U + 0x7F4A7C15U);
-    h = (h ^ (h >> 16)) * 0x85EBCA6BU;
-    h = (h ^ (h >> 13)) * 0xC2B2AE35U;
-    return h ^ (h >> 16);
-}
-
 // Snow of a screen: one value for each of its dots, less of it where many dots share a pixel.
 static inline float snow(const ScreenLook& screen, float u, float v, float dots, int lines) {
     const auto column = std::uint32_t(u * float(lines) * 1.3333F), line = std::uint32_t(v * float(lines));
-    const float grain = float(mixed(screen.seed, line * 4096U + column) >> 8) * 0x1p-24F;
+    const float grain = unit_of(place_hash(screen.seed, line * 4096U + column));
     const float kept = dots > 1.0F ? 1.0F / dots : 1.0F;
     return 0.36F + (grain * grain * 1.1F - 0.36F) * kept;
 }

@@ -15,18 +15,11 @@ enum Fault : std::uint32_t { JITTER = 11, WANDER, BEND, HEADS, BAND, BAND_NOISE,
 
 std::size_t whole(int n) { return static_cast<std::size_t>(n); }
 
-template <class Work>
-void each_line(int lines, const Work& work) {
-    for_rows_float(lines, [&](int first, int last) {
-        for (int line = first; line <= last; ++line) work(line);
-    });
-}
-
 // Hashes at whole numbers, straight between them.
 float wander(std::uint32_t stream, float place) {
     const float below = std::floor(place), part = place - below;
     const auto at = static_cast<std::uint32_t>(static_cast<std::int32_t>(below));
-    const float a = signed_of(video_hash(stream, at)), b = signed_of(video_hash(stream, at + 1));
+    const float a = signed_of(place_hash(stream, at)), b = signed_of(place_hash(stream, at + 1));
     return a + part * (b - a);
 }
 
@@ -78,13 +71,13 @@ class Tape {
     float delay_of(int line) const {
         const float from_top = static_cast<float>(m_lines - 1 - line), height = static_cast<float>(m_lines);
         float delay = m_faults.jitter * (0.75F * wander(stream(WANDER), static_cast<float>(line) / 7.0F) +
-                                         0.25F * signed_of(video_hash(stream(JITTER), std::uint32_t(line))));
+                                         0.25F * signed_of(place_hash(stream(JITTER), std::uint32_t(line))));
         const float top = std::max(1.0F - from_top / (0.09F * height), 0.0F);
         delay += m_faults.skew * top * top * (0.85F + 0.15F * signed_of(stream(BEND)));
         if (static_cast<float>(line) < m_faults.head_switch) {
             const float depth = 1.0F - static_cast<float>(line) / m_faults.head_switch;
             delay += 0.06F * static_cast<float>(m_columns) * (0.4F + depth) +
-                     0.015F * static_cast<float>(m_columns) * signed_of(video_hash(stream(HEADS), std::uint32_t(line)));
+                     0.015F * static_cast<float>(m_columns) * signed_of(place_hash(stream(HEADS), std::uint32_t(line)));
         }
         const float band = in_band(line);
         return delay +
@@ -94,16 +87,16 @@ class Tape {
     // What lies over the luminance of a line: the hiss of the copies, torn streaks where heads switch or tracking is
     // off.
     void scratch_line(int line, float* y, float* u, float* v) const {
-        const std::uint32_t hiss = video_hash(stream(HISS), std::uint32_t(line));
+        const std::uint32_t hiss = place_hash(stream(HISS), std::uint32_t(line));
         const float loud = 0.012F * static_cast<float>(m_faults.generations);
         const float torn =
             std::max(0.7F * in_band(line), static_cast<float>(line) < m_faults.head_switch ? 0.5F : 0.0F);
         if (loud == 0.0F && torn == 0.0F) return;
-        const std::uint32_t noise = video_hash(stream(BAND_NOISE), std::uint32_t(line));
+        const std::uint32_t noise = place_hash(stream(BAND_NOISE), std::uint32_t(line));
         for (int x = 0; x < m_columns; ++x) {
-            y[x] += loud * signed_of(video_hash(hiss, std::uint32_t(x)));
+            y[x] += loud * signed_of(place_hash(hiss, std::uint32_t(x)));
             if (torn == 0.0F) continue;
-            const float dash = unit_of(video_hash(noise, std::uint32_t(x) / 6));
+            const float dash = unit_of(place_hash(noise, std::uint32_t(x) / 6));
             const float white = std::max(dash - (1.0F - 0.45F * torn), 0.0F) / (0.45F * torn);
             y[x] += white * (1.0F - y[x]);
             u[x] *= 1.0F - torn, v[x] *= 1.0F - torn;
@@ -115,8 +108,8 @@ class Tape {
         const float wanted = m_faults.drop_outs;
         const int count = static_cast<int>(wanted + unit_of(dashes));
         for (int i = 0; i < count; ++i) {
-            const std::uint32_t dash = video_hash(dashes, std::uint32_t(i));
-            const auto pick = [&](std::uint32_t n) { return unit_of(video_hash(dash, n)); };
+            const std::uint32_t dash = place_hash(dashes, std::uint32_t(i));
+            const auto pick = [&](std::uint32_t n) { return unit_of(place_hash(dash, n)); };
             const int line = static_cast<int>(pick(1) * static_cast<float>(m_lines));
             const int begin = static_cast<int>(pick(2) * static_cast<float>(m_columns));
             const float squared = pick(3) * pick(3);
@@ -155,7 +148,7 @@ VideoFrame::VideoFrame(int frame_columns, int frame_lines) : columns(frame_colum
 }
 
 VideoFrame::VideoFrame(const K7Image& rgba) : VideoFrame(rgba.width, rgba.height) {
-    each_line(lines, [&](int line) {
+    each_row_float(lines, [&](int line) {
         const float* in = image_row<float>(&rgba, line);
         float *to_y = row(y, line), *to_u = row(u, line), *to_v = row(v, line), *to_alpha = row(alpha, line);
         for (int x = 0; x < columns; ++x, in += 4) {
@@ -168,7 +161,7 @@ VideoFrame::VideoFrame(const K7Image& rgba) : VideoFrame(rgba.width, rgba.height
 
 ImagePtr VideoFrame::image() const {
     ImagePtr rgba = made(make_image_uncleared(columns, lines, 4, SAMPLE_F32));
-    each_line(lines, [&](int line) {
+    each_row_float(lines, [&](int line) {
         float* out = image_row<float>(rgba.get(), line);
         const float *from_y = row(y, line), *from_u = row(u, line), *from_v = row(v, line);
         const float* from_alpha = row(alpha, line);
@@ -191,8 +184,7 @@ void play_tape(VideoFrame& video, const TapeFaults& faults, const VideoMoment& m
     // The colour of a tape has a sixth of the detail of its luminance, and loses more with each copy.
     const int coarse = faults.generations > 0 ? std::max(columns * (2 + faults.generations) / 850, 1) : 0;
     const float faded = 1.0F - 0.05F * static_cast<float>(faults.generations);
-    each_line(video.lines, [&](int line) {
-        std::vector<float> before(whole(columns)), scratch(whole(columns));
+    const auto playLine = [&](int line, std::vector<float>& before, std::vector<float>& scratch) {
         const float delay = tape.delay_of(line);
         float *y = video.row(video.y, line), *alpha = video.row(video.alpha, line);
         float* colours[] = {video.row(video.u, line), video.row(video.v, line)};
@@ -215,6 +207,11 @@ void play_tape(VideoFrame& video, const TapeFaults& faults, const VideoMoment& m
             for (int x = 0; x < columns; ++x) colour[x] *= faded;
         }
         tape.scratch_line(line, y, colours[0], colours[1]);
+    };
+    for_rows_float(video.lines, [&](int first, int last) {
+        if (first > last) return;
+        std::vector<float> before(whole(columns)), scratch(whole(columns));
+        for (int line = first; line <= last; ++line) playLine(line, before, scratch);
     });
     tape.add_dashes(video);
 }
@@ -224,11 +221,11 @@ void play_tape(VideoFrame& video, const TapeFaults& faults, const VideoMoment& m
 void add_snow(VideoFrame& video, float share, const VideoMoment& moment) {
     if (!(share > 0)) return;
     const std::uint32_t stream = video_stream(moment, SNOW);
-    each_line(video.lines, [&](int line) {
-        const std::uint32_t words = video_hash(stream, std::uint32_t(line));
+    each_row_float(video.lines, [&](int line) {
+        const std::uint32_t words = place_hash(stream, std::uint32_t(line));
         float *y = video.row(video.y, line), *u = video.row(video.u, line), *v = video.row(video.v, line);
         for (int x = 0; x < video.columns; ++x) {
-            const float grain = unit_of(video_hash(words, std::uint32_t(x)));
+            const float grain = unit_of(place_hash(words, std::uint32_t(x)));
             y[x] += share * (1.15F * grain * grain - y[x]);
             u[x] *= 1.0F - share, v[x] *= 1.0F - share;
         }
@@ -237,15 +234,17 @@ void add_snow(VideoFrame& video, float share, const VideoMoment& moment) {
 
 void add_ghost(VideoFrame& video, float strength, float delay) {
     if (!(strength > 0)) return;
-    each_line(video.lines, [&](int line) {
+    for_rows_float(video.lines, [&](int first, int last) {
+        if (first > last) return;
         std::vector<float> echo(whole(video.columns));
-        for (std::vector<float>* plane : {&video.y, &video.u, &video.v}) {
-            float* values = video.row(*plane, line);
-            shift_line(values, echo.data(), video.columns, delay);
-            // A mean, so that white stays white.
-            for (int x = 0; x < video.columns; ++x)
-                values[x] = (values[x] + strength * echo[whole(x)]) / (1.0F + strength);
-        }
+        for (int line = first; line <= last; ++line)
+            for (std::vector<float>* plane : {&video.y, &video.u, &video.v}) {
+                float* values = video.row(*plane, line);
+                shift_line(values, echo.data(), video.columns, delay);
+                // A mean, so that white stays white.
+                for (int x = 0; x < video.columns; ++x)
+                    values[x] = (values[x] + strength * echo[whole(x)]) / (1.0F + strength);
+            }
     });
 }
 
@@ -256,8 +255,8 @@ void misplace_blocks(VideoFrame& video, float share, const VideoMoment& moment) 
     const std::uint32_t stream = video_stream(moment, ASTRAY);
     const int blocks = video.columns / SIDE;
     for (int top = video.lines, slice = 0; top > 0; top -= SIDE, ++slice) {
-        const std::uint32_t words = video_hash(stream, std::uint32_t(slice));
-        const auto pick = [&](std::uint32_t n) { return unit_of(video_hash(words, n)); };
+        const std::uint32_t words = place_hash(stream, std::uint32_t(slice));
+        const auto pick = [&](std::uint32_t n) { return unit_of(place_hash(words, n)); };
         if (pick(1) >= share) continue;
         const int begin = SIDE * static_cast<int>(pick(2) * static_cast<float>(blocks));
         const int length = SIDE * (1 + static_cast<int>(pick(7) * pick(7) * static_cast<float>(blocks)));

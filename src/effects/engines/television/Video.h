@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "imagelib/imagelib.h"
+#include "noiselib/place_hash.h"
 
 struct VideoFrame {
     VideoFrame(int frame_columns, int frame_lines);
@@ -33,19 +34,10 @@ struct VideoMoment {
     double seconds = 0;  // of what moves steadily
 };
 
-// A word for a place and a moment: the finaliser of A. Appleby's MurmurHash3 (2008), once for each of them.
-inline std::uint32_t video_hash(std::uint32_t a, std::uint32_t b) {
-    std::uint32_t h = a ^ (b * 0x9E3779B9U + 0x7F4A7C15U);
-    h = (h ^ (h >> 16)) * 0x85EBCA6BU;
-    h = (h ^ (h >> 13)) * 0xC2B2AE35U;
-    return h ^ (h >> 16);
-}
 // The stream of one kind of fault at a moment.
 inline std::uint32_t video_stream(const VideoMoment& moment, std::uint32_t kind) {
-    return video_hash(video_hash(moment.seed, kind), static_cast<std::uint32_t>(moment.frame));
+    return place_hash(place_hash(moment.seed, kind), static_cast<std::uint32_t>(moment.frame));
 }
-inline float unit_of(std::uint32_t word) { return static_cast<float>(word >> 8) * 0x1p-24F; }           // [0, 1)
-inline float signed_of(std::uint32_t word) { return static_cast<float>(word >> 8) * 0x1p-23F - 1.0F; }  // [-1, 1)
 
 // ---- Tape -----------------------------------------------------------------------------------------------------
 
