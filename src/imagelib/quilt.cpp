@@ -287,7 +287,8 @@ class Layer {
                 sum += simd::absolute(lacking);
             }
         }
-        m_cut.cost(u, v) = ((sum[0] + sum[1]) + sum[2]) / static_cast<float>((right - left) * (top - bottom));
+        const float off = ((sum[0] + sum[1]) + sum[2]) / static_cast<float>((right - left) * (top - bottom));
+        m_cut.cost(u, v) = 4.0F * off * off;  // squares: rather a long way around what differs than straight through it
         const int x = (left + right) / 2, y = (bottom + top) / 2;
         if ((u == 0 && made(left - 1, y)) || (u == m_columns - 1 && made(right, y)) ||
             (v == 0 && made(x, bottom - 1)) || (v == m_rows - 1 && made(x, top)))

@@ -1,6 +1,7 @@
 #include "effects/textures/PatchShading.h"
 
 #include <algorithm>
+#include <array>
 #include <vector>
 
 #include "imagelib/imagelib_blur.h"
@@ -11,6 +12,58 @@ namespace {
 constexpr int TONES = 256;  // of 0 to 1; beyond counts as 1
 
 float luminance(const float* rgba) { return std::clamp(0.3F * rgba[0] + 0.5F * rgba[1] + 0.2F * rgba[2], 0.0F, 1e4F); }
+
+// The surface of second degree that lies nearest to each colour of a picture. Its terms are orthogonal on a grid of
+// pixels, so that each coefficient is one quotient of sums.
+class Trend {
+  public:
+    explicit Trend(const K7Image& picture) : m_width(picture.width), m_height(picture.height) {
+        double products[3][TERMS] = {}, squares[TERMS] = {};
+        for (int y = 0; y < m_height; ++y) {
+            const float* p = image_row<float>(&picture, y);
+            for (int x = 0; x < m_width; ++x, p += 4) {
+                const Terms t = terms(x, y);
+                for (int k = 0; k < TERMS; ++k) {
+                    squares[k] += t[k] * t[k];
+                    for (int c = 0; c < 3; ++c) products[c][k] += t[k] * double(p[c]);
+                }
+            }
+        }
+        for (int c = 0; c < 3; ++c)
+            for (int k = 0; k < TERMS; ++k) m_of[c][k] = squares[k] > 1e-9 ? products[c][k] / squares[k] : 0.0;
+    }
+    float mean(int channel) const { return static_cast<float>(m_of[channel][0]); }
+    void add(K7Image& picture, float sign) const {
+        for_rows_float(m_height, [&](int first, int last) {
+            for (int y = first; y <= last; ++y) {
+                float* p = image_row<float>(&picture, y);
+                for (int x = 0; x < m_width; ++x, p += 4) {
+                    const Terms t = terms(x, y);
+                    for (int c = 0; c < 3; ++c) p[c] += sign * value(m_of[c], t);
+                }
+            }
+        });
+    }
+
+  private:
+    static constexpr int TERMS = 6;
+    using Terms = std::array<double, TERMS>;
+    Terms terms(int x, int y) const {
+        const double u = (2.0 * x - (m_width - 1)) / m_width, v = (2.0 * y - (m_height - 1)) / m_height;
+        // The mean of u * u over n pixels is (1 - 1 / (n * n)) / 3.
+        const double uu = u * u - (1.0 - 1.0 / (double(m_width) * m_width)) / 3.0;
+        const double vv = v * v - (1.0 - 1.0 / (double(m_height) * m_height)) / 3.0;
+        return {1.0, u, v, uu, u * v, vv};
+    }
+    static float value(const double* of, const Terms& t) {
+        double sum = 0.0;
+        for (int k = 0; k < TERMS; ++k) sum += of[k] * t[k];
+        return static_cast<float>(sum);
+    }
+
+    int m_width, m_height;
+    double m_of[3][TERMS] = {};
+};
 
 std::uint32_t brick_hash(std::uint32_t seed, int i, int j) {
     std::uint32_t h = seed * 0x9e3779b1U + std::uint32_t(i) * 0x85ebca6bU + std::uint32_t(j) * 0xc2b2ae35U;
@@ -133,25 +186,23 @@ bool shade_like(K7Image& canvas, const K7Image& light, float radius_x, float rad
 bool even_light(K7Image& picture, const QuiltBox& part, float radius_x, float radius_y, float strength) {
     const ImagePtr slow = make_image_uncleared(part.width(), part.height(), 4, SAMPLE_F32);
     if (!slow) return false;
-    double mean[3] = {};
     for (int y = 0; y < part.height(); ++y) {
         const float* from = image_row<float>(&picture, part.bottom + y) + 4 * part.left;
-        float* to = image_row<float>(slow.get(), y);
-        double row[3] = {};
-        for (int x = 0; x < 4 * part.width(); ++x) {
-            to[x] = std::clamp(from[x], 0.0F, 1e4F);
-            if (x % 4 < 3) row[x % 4] += double(to[x]);
-        }
-        for (int c = 0; c < 3; ++c) mean[c] += row[c] / (double(part.width()) * part.height());
+        std::transform(from, from + 4L * part.width(), image_row<float>(slow.get(), y),
+                       [](float value) { return std::clamp(value, 0.0F, 1e4F); });
     }
+    // A blur knows nothing of what lies beyond the part's border, but a slope goes on there.
+    const Trend trend(*slow);
+    trend.add(*slow, -1.0F);
     if (!image_gaussian_blur(slow.get(), radius_x, radius_y, 7)) return false;
+    trend.add(*slow, 1.0F);
     for_rows_float(part.height(), [&](int first, int last) {
         for (int y = first; y <= last; ++y) {
             float* p = image_row<float>(&picture, part.bottom + y) + 4 * part.left;
             const float* here = image_row<float>(slow.get(), y);
             for (int x = 0; x < 4 * part.width(); ++x) {
                 if (x % 4 == 3) continue;
-                const float ratio = (static_cast<float>(mean[x % 4]) + 0.01F) / (here[x] + 0.01F);
+                const float ratio = (trend.mean(x % 4) + 0.01F) / (std::max(here[x], 0.0F) + 0.01F);
                 p[x] *= 1.0F + strength * (std::clamp(ratio, 0.2F, 5.0F) - 1.0F);
             }
         }
