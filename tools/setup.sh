@@ -3,7 +3,7 @@
 
 build_packages=(cmake ninja-build g++ ccache libeigen3-dev libcli11-dev nlohmann-json3-dev libopenimageio-dev libwebp-dev libtiff-dev libjpeg-dev)
 test_packages=(ghostscript liberfa-dev libfftw3-single3 libgcrypt20-dev libgtest-dev libgmock-dev libosmesa6 debootstrap)
-bench_packages=(libbenchmark-dev cimg-dev libcairo2-dev libfftw3-single3 libnoise-dev libopencv-dev pkg-config)
+bench_packages=(libbenchmark-dev cimg-dev libcairo2-dev libfftw3-single3 libgegl-dev libnoise-dev libopencv-dev pkg-config)
 
 say() { echo "$*" >&2; }
 
