@@ -1,0 +1,123 @@
+#include "effects/sky/Fireworks_simd.h"
+
+#include "simdlib/planes.h"
+
+namespace QUILLON_SIMD {
+namespace {
+
+// ---- Strokes --------------------------------------------------------------------------------------------------
+
+// The bell (1 - u^2)^4, whose integral over -1 to 1 is 1 / BELL: close to a Gaussian, so that the product of two is
+// nearly round. And its integral from -1 on.
+constexpr float BELL = 315.0F / 256.0F;
+static inline Floats integral(Floats u) {
+    u = limited(u, Floats{} - 1.0F, Floats{} + 1.0F);
+    const Floats s = u * u;
+    return 0.5F + BELL * u * (1.0F + s * (-4.0F / 3.0F + s * (1.2F + s * (-4.0F / 7.0F + s * (1.0F / 9.0F)))));
+}
+
+struct Span {
+    float first, last;
+    // Keeps the x for which low < factor * x + offset < high.
+    void keep(float factor, float offset, float low, float high) {
+        if (factor > 1e-6F || factor < -1e-6F) {
+            const float a = (low - offset) / factor, b = (high - offset) / factor;
+            first = larger(first, smaller(a, b));
+            last = smaller(last, larger(a, b));
+        } else if (offset < low || offset > high) {
+            last = first - 1.0F;
+        }
+    }
+};
+
+// A stroke is the convolution of its line with a bell along it and one across it.
+static void stroke(const FireworkBand& band, const LightStroke& s) {
+    const float reach = s.radius, inverse = 1.0F / reach, shortest = 0.05F * reach;
+    float ux = s.bx - s.ax, uy = s.by - s.ay, length = square_root(ux * ux + uy * uy);
+    if (length < shortest) {
+        ux = 1.0F, uy = 0.0F, length = shortest;
+    } else {
+        ux /= length, uy /= length;
+    }
+    const float low = smaller(s.ay, s.by) - reach, high = larger(s.ay, s.by) + reach;
+    const float first_row = larger(low / band.row_height - 0.5F, float(band.first_row));
+    const float last_row = smaller(high / band.row_height - 0.5F, float(band.last_row));
+    if (!(first_row <= last_row)) return;
+    const float scaled_length = length * inverse, strength = BELL * inverse / length;
+    const Floats lanes = counting<Floats>();
+    for (int y = static_cast<int>(first_row); y <= static_cast<int>(last_row); ++y) {
+        const float dy = (float(y) + 0.5F) * band.row_height - s.ay;
+        Span span{smaller(s.ax, s.bx) - s.ax - reach, larger(s.ax, s.bx) - s.ax + reach + shortest};
+        span.keep(ux, dy * uy, -reach, length + reach);
+        span.keep(-uy, dy * ux, -reach, reach);
+        const float begin = larger(span.first + s.ax - 0.5F, 0.0F);
+        const float end = smaller(span.last + s.ax - 0.5F, float(band.width - 1));
+        if (!(begin <= end)) continue;
+        const long row = long(y - band.first_row) * band.pitch;
+        for (int x = static_cast<int>(begin); x <= static_cast<int>(end); x += LANES) {
+            const Floats dx = (lanes + (float(x) + 0.5F)) - s.ax;
+            const Floats along = (dx * ux + dy * uy) * inverse, across = (dy * ux - dx * uy) * inverse;
+            const Floats rest = larger(1.0F - across * across, Floats{});
+            const Floats square = rest * rest;
+            const Floats weight = square * square * strength * (integral(along) - integral(along - scaled_length));
+            for (int c = 0; c < 3; ++c) {
+                float* out = band.planes[c] + row + x;
+                store(out, load(out) + weight * s.light[c]);
+            }
+        }
+    }
+}
+
+static void strokes(const FireworkBand& band, const LightStroke* strokes, const std::uint32_t* order, int count) {
+    for (int i = 0; i < count; ++i) stroke(band, strokes[order[i]]);
+}
+
+// ---- The picture ----------------------------------------------------------------------------------------------
+
+// Close to 1 - exp(-light), which a film makes of light.
+static inline Floats shoulder(Floats light) { return 1.0F - 1.0F / (1.0F + light + 0.5F * light * light); }
+static inline Floats screened(Floats under, Floats light) {
+    return under + light * larger(1.0F - larger(under, Floats{}), Floats{});
+}
+
+static inline Floats between(const float* cells, Ints cell, Floats part) {
+    const Floats left = gather(cells, cell);
+    return left + (gather(cells, cell + 1) - left) * part;
+}
+
+static void compose(const LitRow& row) {
+    alignas(64) float turned[3][LANES];
+    const auto lit = [&](Planes under, int x) {
+        Ints cell;
+        Floats part;
+        for (int i = 0; i < LANES; ++i) {
+            const int pixel = x + pixel_of(i);
+            cell[i] = row.cells[pixel], part[i] = row.parts[pixel];
+        }
+        Floats light[3] = {};
+        if (row.sharp[0]) {
+            for (int c = 0; c < 3; ++c)
+                for (int i = 0; i < LANES; ++i) turned[c][i] = row.sharp[c][x + pixel_of(i)];
+            for (int c = 0; c < 3; ++c) light[c] = load(turned[c]);
+        }
+        for (int c = 0; c < 3; ++c) light[c] = shoulder(light[c] + between(row.soft[c], cell, part));
+        Floats* colours[] = {&under.r, &under.g, &under.b};
+        for (int c = 0; c < 3; ++c) {
+            Floats& v = *colours[c];
+            if (row.ground[0]) {
+                const Floats more = larger(v, Floats{}) * between(row.ground[c], cell, part);
+                v += more / (1.0F + more);
+            }
+            v = screened(v, light[c]);
+        }
+        under.a = screened(under.a, larger(larger(light[0], light[1]), light[2]));
+        return under;
+    };
+    for_planes(row.pixels, row.count, lit);
+}
+
+}  // namespace
+
+const FireworkKernels firework_kernels = {strokes, compose};
+
+}  // namespace QUILLON_SIMD
