@@ -56,7 +56,7 @@ struct Fireworks::Soft {
         width = std::min<int>(CELLS, picture.width);
         cell = static_cast<float>(picture.width) / static_cast<float>(width);
         height = std::clamp(static_cast<int>(std::ceil(square_height / cell)), 1, 4 * CELLS);
-        pitch = width + LIGHT_ROOM;
+        pitch = width + 2 * LIGHT_ROOM;
         for (auto& plane : light)
             plane.assign(static_cast<std::size_t>(pitch) * static_cast<std::size_t>(height), 0.0F);
     }

@@ -59,7 +59,9 @@ static void stroke(const FireworkBand& band, const LightStroke& s) {
             const Floats along = (dx * ux + dy * uy) * inverse, across = (dy * ux - dx * uy) * inverse;
             const Floats rest = larger(1.0F - across * across, Floats{});
             const Floats square = rest * rest;
-            const Floats weight = square * square * strength * (integral(along) - integral(along - scaled_length));
+            const Floats reached = square * square * strength * (integral(along) - integral(along - scaled_length));
+            // Beyond the span that would be rounding errors, in as many pixels as the vector has left.
+            const Floats weight = lanes + float(x) <= all<Floats>(end) ? reached : Floats{};
             for (int c = 0; c < 3; ++c) {
                 float* out = band.planes[c] + row + x;
                 store(out, load(out) + weight * s.light[c]);
@@ -80,32 +82,38 @@ static inline Floats screened(Floats under, Floats light) {
     return under + light * larger(1.0F - larger(under, Floats{}), Floats{});
 }
 
-static inline Floats between(const float* cells, Ints cell, Floats part) {
-    const Floats left = gather(cells, cell);
-    return left + (gather(cells, cell + 1) - left) * part;
-}
+// Pixels next to each other, in the order of the planes' lanes.
+static inline Floats in_lanes(const float* from, Ints order) { return picked(load(from), order); }
+
+// Where some pixels are on the grid: cells from `first` on, as many at the most as a register holds.
+struct OnGrid {
+    int first;
+    Ints cell;  // less the first one
+    Floats part;
+
+    Floats operator()(const float* cells) const {
+        const Floats left = picked(load(cells + first), cell), right = picked(load(cells + first + 1), cell);
+        return left + (right - left) * part;
+    }
+};
 
 static void compose(const LitRow& row) {
-    alignas(64) float turned[3][LANES];
+    Ints order = {};
+    for (int i = 0; i < LANES; ++i) order[i] = pixel_of(i);
     const auto lit = [&](Planes under, int x) {
-        Ints cell;
-        Floats part;
-        for (int i = 0; i < LANES; ++i) {
-            const int pixel = x + pixel_of(i);
-            cell[i] = row.cells[pixel], part[i] = row.parts[pixel];
-        }
+        const int first = row.cells[x];
+        const Ints cells = load(row.cells + x) - first;
+        const OnGrid on_grid{first, (Ints)picked((Floats)cells, order), in_lanes(row.parts + x, order)};
         Floats light[3] = {};
-        if (row.sharp[0]) {
-            for (int c = 0; c < 3; ++c)
-                for (int i = 0; i < LANES; ++i) turned[c][i] = row.sharp[c][x + pixel_of(i)];
-            for (int c = 0; c < 3; ++c) light[c] = load(turned[c]);
+        for (int c = 0; c < 3; ++c) {
+            if (row.sharp[0]) light[c] = in_lanes(row.sharp[c] + x, order);
+            light[c] = shoulder(light[c] + on_grid(row.soft[c]));
         }
-        for (int c = 0; c < 3; ++c) light[c] = shoulder(light[c] + between(row.soft[c], cell, part));
         Floats* colours[] = {&under.r, &under.g, &under.b};
         for (int c = 0; c < 3; ++c) {
             Floats& v = *colours[c];
             if (row.ground[0]) {
-                const Floats more = larger(v, Floats{}) * between(row.ground[c], cell, part);
+                const Floats more = larger(v, Floats{}) * on_grid(row.ground[c]);
                 v += more / (1.0F + more);
             }
             v = screened(v, light[c]);

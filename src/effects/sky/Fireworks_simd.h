@@ -5,7 +5,7 @@
 
 #include "simdlib/cpu.h"
 
-inline constexpr int LIGHT_ROOM = 16;  // floats behind the end of a row that kernels may read and write
+inline constexpr int LIGHT_ROOM = 16;  // numbers behind the end of a row that kernels may read and write
 
 // A line of light from a to b, as soft as its radius, or a spot where the two are one. Lengths are in widths of a
 // pixel; y runs upwards from the lower edge of the picture. The light of all pixels adds up to `light`.
@@ -26,9 +26,9 @@ struct FireworkBand {
 // One row of the picture and what falls on it.
 struct LitRow {
     const float* sharp[3];   // light of each pixel; null: none
-    const float* soft[3];    // of each cell of the grid
+    const float* soft[3];    // of each cell of the grid, with twice the room behind them
     const float* ground[3];  // how much brighter the background becomes, of each cell; null: not at all
-    const int* cells;        // of each pixel: the cell to its left
+    const int* cells;        // of each pixel: the cell to its left; a cell is at least a pixel wide
     const float* parts;      // and how far it is from that to the next one
     float* pixels;           // RGBA, in and out
     int count;

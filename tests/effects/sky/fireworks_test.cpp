@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "support/effect_shot.h"
 #include "support/same_bits.h"
 
@@ -158,7 +160,9 @@ TEST(Fireworks, TakesAnySizeAndAnyValue) {
             // Few shells, but all of them at their limits
             shot.effect.Tempo.value = 0.7;
             shot.effect.StarCount.value = 30;
-            const K7Image& shown = shot.render(11);
+            shot.effect.Brightness.value = std::max(value, 100.0);
+            shot.effect.Gravity.value = shot.effect.Wind.value = value;
+            const K7Image& shown = shot.render(2000);
             for (int y = 0; y < height; ++y)
                 for (int x = 0; x < width; ++x) ASSERT_TRUE(std::isfinite(at(shown, x, y)));
         }
