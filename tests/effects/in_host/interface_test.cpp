@@ -227,6 +227,7 @@ TEST(NoStrength, LeavesThePictureToTheBit) {
         {"Q_Darken", {{"CutOff", 0}}, {{"CutOff", 80}}},
         {"Q_Darken", {{"Rad", 1}}, {{"Rad", 2}}},
         {"Q_EdgeLeak", {{"FogE", 0}, {"ThickE", 0}}, {{"FogE", 10}}},
+        {"Q_Fireworks", {{"Brightness", 0}}, {{"Brightness", 100}}},
         {"Q_Flare", {{"Brightness", 0}, {"XScale", 2}, {"LoLight", 0.5}}, {{"Brightness", 100}}},
         {"Q_HeatHaze", {{"Temperature", 0}}, {{"Temperature", 10}}},
         {"Q_InfraRed", {{"Blend", 100}}, {{"Blend", 90}}},
