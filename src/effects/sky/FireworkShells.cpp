@@ -612,6 +612,9 @@ void light_of(const FireworkLaunch& launch, const FireworkLook& look, double now
         Group group;
         colour_group(launch, look, group);
         for (int c = 0; c < 3; ++c) light.flash_colour[c] = 0.6F * WHITE_HOT.c[c] + 0.4F * group.colour.c[c];
+        // What the case was: a core that the glow alone would lack.
+        const float core = 0.045F * launch.radius * (1.4F - 0.4F * rest);
+        painter.stroke(launch.to, launch.to, core, WHITE_HOT, 5.0F * core * core * look.flash * light.flash * rest);
     }
     burst(launch, look, painter);
 }

@@ -43,6 +43,7 @@ struct FireworkLook {
     float rise = 1;  // seconds from lift-off to burst
     float stars = 1, burn = 1, trails = 1, glitter = 1, ragged = 1, rockets = 1;
     float star_radius = 1, least_radius = 1;
+    float flash = 1;       // of a burst
     float brightness = 1;  // of a star at its centre
     enum Palette { Classic, Gold, Silver, Pastel, Own } palette = Classic;
     float own[4][3] = {};

@@ -129,6 +129,7 @@ FireworkLook Fireworks::look() const {
     // Thinner strokes would miss pixels.
     look.least_radius = 1.8F * std::max(1.0F, 1.0F / picture.pixel_aspect);
     look.brightness = 7.0F * Brightness.percent();
+    look.flash = Flash.percent();
     look.palette = static_cast<FireworkLook::Palette>(std::clamp(Colouring.value - 1, 0, 4));
     const ColourControlK7* own[] = {&Colour1, &Colour2, &Colour3, &Colour4};
     for (int i = 0; i < 4; ++i) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "support/effect_shot.h"
+#include "support/recording_host.h"
 #include "support/same_bits.h"
 
 namespace {
@@ -54,7 +55,7 @@ TEST(Fireworks, StrokesKeepTheirLightAndJoinSeamlessly) {
 // The heads of a peony under strong gravity, wind and drag, against steps of a millisecond.
 TEST(Fireworks, StarsFlyUnderGravityAndDrag) {
     FireworkLook look;
-    look.radius = 200, look.wind = 40, look.gravity = 2, look.ragged = 0, look.rockets = 0, look.trails = 0;
+    look.radius = 200, look.wind = 40, look.gravity = 2, look.ragged = 0, look.rockets = look.trails = look.flash = 0;
     FireworkPlan plan;
     FireworkLaunch launch = launch_to(plan, look, 5, 0.0, {500, 400});
     launch.shell = Shell::Palm;
@@ -146,6 +147,32 @@ TEST(Fireworks, NothingBeforeItsFirstFrameAndWithoutTriggers) {
     EXPECT_FALSE(shot.shows_source(80));
     shot.effect.Show.value = FireworksInfo::ByTriggers;
     EXPECT_TRUE(shot.shows_source(80));
+}
+
+// Triggers and tempo are read from their curves: also those of frames to come.
+TEST(Fireworks, FollowsKeys) {
+    support::RecordingHost host;
+    host.project.width = 160, host.project.height = 90;
+    support::TestEffect& effect = host.effect("Q_Fireworks", ofx::context::Generator);
+    const auto light = [&](double time) {
+        double total = 0;
+        for (const float sample : effect.render(time)) total += double(sample);
+        return total;
+    };
+    effect.choose("Show", "By Triggers");
+    effect.set("Trigger", 5.0);
+    EXPECT_EQ(light(40), 0.0);  // it stands high and does not rise
+    effect.setKeys("Trigger", {{39.0, 0.0}, {40.0, 2.0}});
+    EXPECT_EQ(light(0), 0.0);
+    EXPECT_GT(light(10), 0.0);  // rockets on their way, to burst in time
+    EXPECT_GT(light(40), 20 * light(39));
+    effect.choose("TriggerIs", "Lift-Off");
+    EXPECT_EQ(light(39), 0.0);
+    EXPECT_GT(light(78), 20 * light(60));
+    effect.choose("Show", "By Seed");
+    effect.setKeys("Tempo", {{0.0, 0.0}, {1000.0, 0.0}, {1001.0, 3.0}});
+    EXPECT_EQ(light(1000), 0.0);
+    EXPECT_GT(light(1100), 0.0);
 }
 
 TEST(Fireworks, TakesAnySizeAndAnyValue) {
