@@ -30,24 +30,46 @@ struct Span {
     }
 };
 
+// (1 - d^2)^4 around the middle: rounder than two bells.
+static void spot(const FireworkBand& band, const LightStroke& s, float first_row, float last_row) {
+    constexpr float FIVE_OVER_PI = 1.5915494F;
+    const float inverse = 1.0F / s.radius, strength = FIVE_OVER_PI * inverse * inverse;
+    const float middle_x = 0.5F * (s.ax + s.bx), middle_y = 0.5F * (s.ay + s.by);
+    const float begin = larger(middle_x - s.radius - 0.5F, 0.0F);
+    const float end = smaller(middle_x + s.radius - 0.5F, float(band.width - 1));
+    if (!(begin <= end)) return;
+    const Floats lanes = counting<Floats>();
+    for (int y = static_cast<int>(first_row); y <= static_cast<int>(last_row); ++y) {
+        const float dy = ((float(y) + 0.5F) * band.row_height - middle_y) * inverse;
+        const long row = long(y - band.first_row) * band.pitch;
+        for (int x = static_cast<int>(begin); x <= static_cast<int>(end); x += LANES) {
+            const Floats dx = ((lanes + (float(x) + 0.5F)) - middle_x) * inverse;
+            const Floats rest = larger(1.0F - (dx * dx + dy * dy), Floats{}), square = rest * rest;
+            const Floats weight = square * square * strength;
+            for (int c = 0; c < 3; ++c) {
+                float* out = band.planes[c] + row + x;
+                store(out, load(out) + weight * s.light[c]);
+            }
+        }
+    }
+}
+
 // A stroke is the convolution of its line with a bell along it and one across it.
 static void stroke(const FireworkBand& band, const LightStroke& s) {
-    const float reach = s.radius, inverse = 1.0F / reach, shortest = 0.05F * reach;
-    float ux = s.bx - s.ax, uy = s.by - s.ay, length = square_root(ux * ux + uy * uy);
-    if (length < shortest) {
-        ux = 1.0F, uy = 0.0F, length = shortest;
-    } else {
-        ux /= length, uy /= length;
-    }
+    const float reach = s.radius, inverse = 1.0F / reach;
     const float low = smaller(s.ay, s.by) - reach, high = larger(s.ay, s.by) + reach;
     const float first_row = larger(low / band.row_height - 0.5F, float(band.first_row));
     const float last_row = smaller(high / band.row_height - 0.5F, float(band.last_row));
     if (!(first_row <= last_row)) return;
+    float ux = s.bx - s.ax, uy = s.by - s.ay;
+    const float length = square_root(ux * ux + uy * uy);
+    if (length < 0.4F * reach) return spot(band, s, first_row, last_row);
+    ux /= length, uy /= length;
     const float scaled_length = length * inverse, strength = BELL * inverse / length;
     const Floats lanes = counting<Floats>();
     for (int y = static_cast<int>(first_row); y <= static_cast<int>(last_row); ++y) {
         const float dy = (float(y) + 0.5F) * band.row_height - s.ay;
-        Span span{smaller(s.ax, s.bx) - s.ax - reach, larger(s.ax, s.bx) - s.ax + reach + shortest};
+        Span span{smaller(s.ax, s.bx) - s.ax - reach, larger(s.ax, s.bx) - s.ax + reach};
         span.keep(ux, dy * uy, -reach, length + reach);
         span.keep(-uy, dy * ux, -reach, reach);
         const float begin = larger(span.first + s.ax - 0.5F, 0.0F);
@@ -114,7 +136,7 @@ static void compose(const LitRow& row) {
             Floats& v = *colours[c];
             if (row.ground[0]) {
                 const Floats more = larger(v, Floats{}) * on_grid(row.ground[c]);
-                v += more / (1.0F + more);
+                v = screened(v, more / (1.0F + more));
             }
             v = screened(v, light[c]);
         }
