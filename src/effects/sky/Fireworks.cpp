@@ -143,6 +143,11 @@ FireworkLook Fireworks::look() const {
     return look;
 }
 
+// At least a pixel.
+float Fireworks::burstRadius() const {
+    return std::max(static_cast<float>(ShellSize.limited()) * 0.5F * static_cast<float>(output.image->width), 1.0F);
+}
+
 FireworkPlan Fireworks::plan() const {
     const K7Image& picture = *output.image;
     const auto width = static_cast<float>(picture.width);
@@ -228,7 +233,7 @@ void Fireworks::lightGround(const std::vector<FireworkLight>& lights, Soft& soft
         float x, y, colour[3];
     };
     std::vector<Lamp> lamps;
-    const float radius = std::max(static_cast<float>(ShellSize.limited()) * 0.5F * width, 1.0F);
+    const float radius = burstRadius();
     for (const FireworkLight& light : lights) {
         Lamp lamp{light.middle.x, light.middle.y, {}};
         const float area = radius * radius;
@@ -253,77 +258,88 @@ void Fireworks::lightGround(const std::vector<FireworkLight>& lights, Soft& soft
     });
 }
 
-bool Fireworks::softLight(const std::vector<FireworkLight>& lights, const std::vector<SmokePuff>& puffs,
-                          Soft& soft) const {
-    const float area = soft.cell * soft.cell;
-    const ImagePtr near = made(make_image(soft.width, soft.height, 3, SAMPLE_F32));
-    const float size =
-        std::max(static_cast<float>(ShellSize.limited()) * 0.5F * static_cast<float>(output.image->width), 1.0F);
+// The light of strokes and flashes on the grid, unblurred.
+ImagePtr Fireworks::gathered(const std::vector<FireworkLight>& lights, const Soft& soft) const {
+    ImagePtr grid = made(make_image(soft.width, soft.height, 3, SAMPLE_F32));
+    const float area = soft.cell * soft.cell, size = burstRadius();
     for (const FireworkLight& light : lights) {
         for (const LightStroke& s : light.strokes) {
             const float longest = std::max(std::fabs(s.bx - s.ax), std::fabs(s.by - s.ay));
             const int pieces = std::clamp(static_cast<int>(longest / soft.cell) + 1, 1, 64);
             for (int i = 0; i < pieces; ++i) {
                 const float u = (static_cast<float>(i) + 0.5F) / static_cast<float>(pieces);
-                soft.splat(*near, s.ax + u * (s.bx - s.ax), s.ay + u * (s.by - s.ay), s.light,
+                soft.splat(*grid, s.ax + u * (s.bx - s.ax), s.ay + u * (s.by - s.ay), s.light,
                            1.0F / (area * static_cast<float>(pieces)));
             }
         }
         if (light.flash > 0.0F)
-            soft.splat(*near, light.middle.x, light.middle.y, light.flash_colour,
+            soft.splat(*grid, light.middle.x, light.middle.y, light.flash_colour,
                        0.16F * Flash.percent() * light.flash * size * size / area);
     }
-    // Three blurs: close by, as far as the glow goes, and the light that smoke is seen by.
-    const ImagePtr wide = made(ImagePtr(image_duplicate(near.get())));
+    return grid;
+}
+
+// How thick smoke is in each cell of a row, 0 to 1. Billows stay with the air; there is room for a row of them too.
+void Fireworks::smokeRow(const std::vector<SmokePuff>& puffs, const Soft& soft, int row, const SolidNoise& noise,
+                         float* thick, float* billows) const {
+    std::fill_n(thick, soft.width, 0.0F);
+    const float y = (static_cast<float>(row) + 0.5F) * soft.cell, limit = static_cast<float>(soft.width);
+    bool any = false;
+    for (const SmokePuff& puff : puffs) {
+        const float up = (y - puff.y) / puff.radius, rest = 1.0F - up * up;
+        if (!(rest > 0.0F)) continue;
+        const float half = std::sqrt(rest) * puff.radius;
+        const int first = static_cast<int>(std::clamp((puff.x - half) / soft.cell, 0.0F, limit));
+        const int last = static_cast<int>(std::clamp((puff.x + half) / soft.cell + 1.0F, 0.0F, limit));
+        for (int i = first; i < last; ++i) {
+            const float dx = ((static_cast<float>(i) + 0.5F) * soft.cell - puff.x) / puff.radius;
+            const float left = std::max(rest - dx * dx, 0.0F);
+            thick[i] += puff.density * left * left;
+            any = true;
+        }
+    }
+    if (!any) return;
+    constexpr double FINENESS = 2.2;  // billows in a radius of a burst
+    const double now = currentFrame / FrameRate.limited(), size = static_cast<double>(burstRadius());
+    const double step = FINENESS * static_cast<double>(soft.cell) / size;
+    const NoiseLine line{0.5 * step - FINENESS * static_cast<double>(Wind.percent()) * now, step,
+                         static_cast<float>(FINENESS * static_cast<double>(y) / size), static_cast<float>(0.22 * now)};
+    noise.turbulence_row(line, 0, 1.0F, 9.0F, billows, soft.width);
+    for (int i = 0; i < soft.width; ++i) {
+        const float d = thick[i] * std::clamp(0.55F + 1.15F * billows[i], 0.0F, 1.6F);
+        thick[i] = d / (1.0F + d);
+    }
+}
+
+// Three blurs: close by, as far as the glow goes, and the light that smoke is seen by.
+bool Fireworks::softLight(const std::vector<FireworkLight>& lights, const std::vector<SmokePuff>& puffs,
+                          Soft& soft) const {
+    const ImagePtr near = gathered(lights, soft), wide = made(ImagePtr(image_duplicate(near.get())));
     const float radius = static_cast<float>(GlowSize.limited()) * 0.5F * static_cast<float>(soft.width);
     made(image_gaussian_blur(near.get(), 0.3F * radius, 0.3F * radius, -1));
     made(image_gaussian_blur(wide.get(), radius, radius, -1));
     const ImagePtr far = made(ImagePtr(image_duplicate(wide.get())));
-    const float reach = std::min(0.35F * size / soft.cell, 0.2F * static_cast<float>(soft.width));
+    const float reach = std::min(0.35F * burstRadius() / soft.cell, 0.2F * static_cast<float>(soft.width));
     made(image_gaussian_blur(far.get(), reach, reach, -1));
 
     const SolidNoise noise(1234567);
     const float glow = Glow.percent(), smoke = Smoke.percent();
-    const double now = currentFrame / FrameRate.limited();
-    const auto drift = static_cast<double>(Wind.percent()) * now;
-    return eachRow(soft.height, [&](int row) {
-        std::vector<float> density(static_cast<std::size_t>(soft.width) + LIGHT_ROOM, 0.0F), grain = density;
-        const float y = (static_cast<float>(row) + 0.5F) * soft.cell;
-        bool any = false;
-        for (const SmokePuff& puff : puffs) {
-            const float up = (y - puff.y) / puff.radius, rest = 1.0F - up * up;
-            if (!(smoke > 0.0F) || !(rest > 0.0F)) continue;
-            const float half = std::sqrt(rest) * puff.radius, limit = static_cast<float>(soft.width);
-            const int first = static_cast<int>(std::clamp((puff.x - half) / soft.cell, 0.0F, limit));
-            const int last = static_cast<int>(std::clamp((puff.x + half) / soft.cell + 1.0F, 0.0F, limit));
-            for (int i = first; i < last; ++i) {
-                const float dx = ((static_cast<float>(i) + 0.5F) * soft.cell - puff.x) / puff.radius;
-                const float left = std::max(rest - dx * dx, 0.0F);
-                density[static_cast<std::size_t>(i)] += puff.density * left * left;
-                any = true;
-            }
-        }
-        if (any) {
-            const double step = static_cast<double>(soft.cell / size);
-            const NoiseLine line{0.5 * step * 2.2 - drift * 2.2, step * 2.2, y / size * 2.2F,
-                                 static_cast<float>(0.22 * now)};
-            noise.turbulence_row(line, 0, 1.0F, 9.0F, grain.data(), soft.width);
-        }
-        const float *a = image_row<float>(near.get(), row), *b = image_row<float>(wide.get(), row),
-                    *f = image_row<float>(far.get(), row);
-        for (int i = 0; i < soft.width; ++i) {
-            const std::size_t k = static_cast<std::size_t>(i);
-            float thick = 0.0F;
-            if (any) {
-                const float billow = std::clamp(0.55F + 1.15F * grain[k], 0.0F, 1.6F);
-                const float d = density[k] * billow;
-                thick = smoke * d / (1.0F + d);
-            }
-            for (int c = 0; c < 3; ++c)
-                soft.light[c][soft.at(i, row)] = glow * (0.5F * a[3 * i + c] + 0.8F * b[3 * i + c]) +
-                                                 thick * (2.4F * f[3 * i + c] + 0.8F * b[3 * i + c]);
+    for_rows_float(soft.height, [&](int first, int last) {
+        if (first > last) return;
+        std::vector<float> thick(static_cast<std::size_t>(soft.width), 0.0F), billows = thick;
+        for (int row = first; row <= last && !abortRequested(); ++row) {
+            if (smoke > 0.0F) smokeRow(puffs, soft, row, noise, thick.data(), billows.data());
+            const float* a = image_row<float>(near.get(), row);
+            const float* b = image_row<float>(wide.get(), row);
+            const float* f = image_row<float>(far.get(), row);
+            for (int i = 0; i < soft.width; ++i)
+                for (int c = 0; c < 3; ++c, ++a, ++b, ++f)
+                    soft.light[c][soft.at(i, row)] =
+                        glow * (0.5F * *a + 0.8F * *b) +
+                        smoke * thick[static_cast<std::size_t>(i)] * (2.4F * *f + 0.8F * *b);
         }
     });
+    return !abortRequested();
 }
 
 // ---- The picture ----------------------------------------------------------------------------------------------

@@ -19,6 +19,7 @@
 
 #include "Library2/PluginK7.h"
 #include "effects/sky/FireworkShow.h"
+#include "noiselib/solidnoise.h"
 
 struct FireworksInfo : EffectInfo {
     static constexpr EffectTraits traits{
@@ -38,7 +39,8 @@ struct FireworksInfo : EffectInfo {
             "in a comp of your own, behind roofs and trees.\n"
             "Seed writes another show, Tempo says how many shells rise; animate it for a finale. Shells that are in "
             "the air already do not change with it.\n"
-            "For a show on the beat set Show to Triggers and key Trigger: each step upwards is a shell, which bursts "
+            "For a show on the beat set Show to By Triggers and key Trigger: each step upwards is a shell, which "
+            "bursts "
             "at Trigger At, as that stands in the same frame.\n"
             "Light On Background brightens what the plate has below Lit Up To, in the colours of the bursts.\n"
             "A Shutter of 2000 to 5000 percent gives the long exposures of still photographs.\n"
@@ -215,6 +217,10 @@ class Fireworks final : public Effect<FireworksInfo> {
     std::vector<FireworkLaunch> launches(const FireworkLook& look) const;
     void addTriggered(const FireworkPlan& plan, const FireworkLook& look, double since, double now,
                       std::vector<FireworkLaunch>& launches) const;
+    float burstRadius() const;
+    ImagePtr gathered(const std::vector<FireworkLight>& lights, const Soft& soft) const;
+    void smokeRow(const std::vector<SmokePuff>& puffs, const Soft& soft, int row, const SolidNoise& noise, float* thick,
+                  float* billows) const;
     bool softLight(const std::vector<FireworkLight>& lights, const std::vector<SmokePuff>& puffs, Soft& soft) const;
     void lightGround(const std::vector<FireworkLight>& lights, Soft& soft) const;
     void compose(const std::vector<LightStroke>& strokes, const Soft& soft) const;

@@ -5,7 +5,7 @@
 void FireworksInfo::declarePresets() {
     presets(Demos,
             {                "User", "Celebration", "Finale",  "Golden Willows", "Hearts",  "Distant Town", "Roman Candles", "Silver Rings", "Fountains", "Palm Grove", "Long Exposure"},
-            {{Tempo,         {{},    2.0,           5.0,       0.75,             0.8,       2.2,            0.9,             1.3,            0.7,         0.9,          0.9}},
+            {{Tempo,         {{},    2.0,           6.0,       0.75,             0.8,       2.2,            0.9,             1.3,            0.7,         0.9,          0.9}},
              {Salvo,         {{},    20,            25,        0,                0,         10,             35,              10,             45,          15,           0}},
              {BurstAt,       {{},    {0.5, 0.66},   {0.5, 0.62},{0.5, 0.72},     {0.5, 0.64},{0.62, 0.35},  {0.5, 0.6},      {0.5, 0.64},    {0.5, 0.6},  {0.5, 0.66},  {0.5, 0.66}}},
              {BurstWidth,    {{},    0.66,          0.75,      0.55,             0.55,      0.3,            0.7,             0.66,           0.75,        0.6,          0.55}},
