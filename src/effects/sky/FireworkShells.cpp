@@ -154,8 +154,10 @@ void colour_group(const FireworkLaunch& launch, const FireworkLook& look, StarGr
     if (launch.shell == Shell::Strobe && classic && chance(launch.paints, METAL) < 0.6F) first = second = SILVER;
     if (!(chance(launch.paints, TURNS) < look.turning)) second = first;
     group.colour = first, group.later = second;
+    const float choice = chance(launch.paints, METAL);
+    const bool branches = launch.shell == Shell::Palm || launch.shell == Shell::Crossette;
     const bool coloured = launch.shell == Shell::Ring || launch.shell == Shell::Heart ||
-                          (launch.shell == Shell::Chrysanthemum && chance(launch.paints, METAL) < 0.75F);
+                          (launch.shell == Shell::Chrysanthemum && choice < 0.75F) || (branches && choice > 0.55F);
     group.sparks = coloured ? mixed(first, WHITE_HOT, 0.25F) : sparks;
 }
 
