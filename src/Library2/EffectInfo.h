@@ -114,7 +114,7 @@ class ClipRecord {
 
 // ---- Enable rules ---------------------------------------------------------------------------------------------
 
-// A condition on a steering control: a choice counts from 1, a switch is 0 or 1.
+// A condition on a steering control: a choice counts from 1, a switch is 0 or 1, a whole number is itself.
 struct SteeringCondition {
     enum Test { Is, IsNot, Below, Above } test;
     int value;

@@ -28,8 +28,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input", "Background", "BG"}, {"Input2", "Birth"}, {"Input3", "Bounce"}, {"Input4", "Turbulence", "Turb"}, {"Input5", "Alternative Colours", "Cols"}, {"Input6", "Particle Image", "Image"}}},
     {{.name = "PixFly", .menu = "Pixel Trip", .overlay = true, .otherFrames = true, .description = "Disintegrates the image into its constituent pixels and flies them around. This effect is in Box Number 12"},
      {{"Input", "Clip to Fly", "Fly", true}, {"Input2", "Time Matte", "Time", false, true}, {"Input3", "Clip to Reveal", "Reveal"}}},
-    {{.name = "StarField", .menu = "Natural Phenomena", .generator = true, .description = "Make a 3D star field and take pictures of it. This effect is in Box Number 1"},
-     {{"Input", "Background"}}},
     {{.name = "TrailLive", .menu = "Trailz", .otherFrames = true, .description = "Trail generation relying on flow fields to create the motion lines. This effect is in Box Number 7"},
      {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte"}, {"ObscureClip", "Obscure", "Obs"}}},
     {{.name = "TrailParticle", .menu = "Trailz", .overlay = true, .otherFrames = true, .description = "Particle trail generation. This effect is in Box Number 7"},

@@ -54,6 +54,8 @@ TEST(Greying, FollowsTheControlsThatSteer) {
         {"Q_Jaws", {}, "PathToFile Oversampling", "InOut Center MatchZooms ZoomWidth ZoomHeight Spin"},
         {"Q_Jaws", {{"ShowOriginal", 1}}, "InOut Center MatchZooms ZoomWidth Spin", "ZoomHeight"},
         {"Q_Jaws", {{"MatchZooms", 0}, {"ShowOriginal", 1}}, "ZoomHeight", ""},
+        {"Q_StarField", {}, "Background BoxSize", "ClusterSize SpikeLength"},
+        {"Q_StarField", {{"Spikes", 2}, {"Stars", 0}}, "SpikeLength", "BoxSize Clumping ClusterSize"},
         {"Q_TrailAverage", {}, "Endurance", "EnduranceR EnduranceG EnduranceB LumBoost Blur PreMultiply"},
         {"Q_TrailAverage", {{"DoStyle", 1}}, "EnduranceR EnduranceG EnduranceB", "Endurance LumBoost"},
         {"Q_TrailAverage", {{"DoStyle", 2}, {"DoBlur", 1}}, "Endurance LumBoost Blur", "EnduranceR"},
