@@ -82,8 +82,10 @@ const char* testText(SteeringCondition::Test test) {
 std::string conditionText(const EnableRule& rule) {
     const std::string steering = rule.steering->label();
     const auto choices = rule.steering->choices();
-    if (dynamic_cast<const IntegerControlK7*>(rule.steering))
-        return steering + " " + testText(rule.ghostedWhen.test) + " " + std::to_string(rule.ghostedWhen.value);
+    if (dynamic_cast<const IntegerControlK7*>(rule.steering)) {
+        constexpr const char* TESTS[] = {" is ", " is not ", " is below ", " is above "};
+        return steering + TESTS[rule.ghostedWhen.test] + std::to_string(rule.ghostedWhen.value);
+    }
     if (choices.empty()) return steering + (rule.ghostedWhen.holds(1) ? " is on" : " is off");
     const auto index = static_cast<std::size_t>(rule.ghostedWhen.value - 1);
     return steering + " " + testText(rule.ghostedWhen.test) + " " + (index < choices.size() ? choices[index] : "?");
