@@ -16,8 +16,6 @@ struct PassThroughRow {
 
 inline constexpr PassThroughRow PASS_THROUGH[] = {
     // clang-format off
-    {{.name = "Aurora", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "The Aurora Borealis visited with swirling streaks. This effect is in Box Number 1"},
-     {{"Input1", "Sky"}, {"Input2", "Matte"}}},
     {{.name = "BitsFly", .menu = "Pixel Trip", .overlay = true, .description = "Twirls away tiles of the image. This effect is in Box Number 12"},
      {{"Input1", "Disintegrate", "Fly", true}, {"Input2", "Background", "BG"}, {"Input3", "2D Matte", "2DMatte"}, {"Input4", "3D Matte", "3DMatte"}}},
     {{.name = "FireBall", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "A ball of fire with a tail. This effect is in Box Number 1"},

@@ -1,0 +1,325 @@
+#include "effects/sky/AuroraMap.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "Library2/Made.h"
+#include "imagelib/imagelib_blur.h"
+#include "imagelib/imagelib_curves.h"
+#include "k7pi_baselib/portable_math.h"
+
+namespace {
+
+constexpr float PI = 3.14159265F;
+constexpr float ROW_PIXELS = 1.1F;  // of the picture, for a row of the map where pixels are finest
+constexpr int MOST_ROWS = 4096;
+constexpr int MOST_TEXELS = 2400000;
+constexpr float LOWEST_SLOPE = 0.012F, STEEPEST_SLOPE = 60.0F;  // of lines of sight that see anything
+constexpr int BAND = 16;                                       // rows
+constexpr int COARSE_ROWS = 8, COARSE_COLUMNS = 4;             // of the map, in a texel of the glow's
+constexpr int MOST_LEVELS = 9;
+constexpr float NEAR_GLOW = 0.012F, FAR_GLOW = 0.08F;  // radians
+constexpr float LEVEL_AND_STEEP = 0.4F;                // sine times cosine of the elevations that matter
+
+int step_of(float logarithm) { return static_cast<int>(std::floor(logarithm / AURORA_STEP)); }
+
+}  // namespace
+
+AuroraMap::AuroraMap(const AuroraCamera& camera, const AuroraFrame& frame, const AuroraAir& air)
+    : m_camera(camera), m_frame(frame), m_air(air) {
+    choose_view(frame);
+    make_profiles(air.height);
+    make_air(air.haze);
+}
+
+// ---- What is seen ---------------------------------------------------------------------------------------------
+
+// The part of the sky that is in the picture. Around its border the azimuth makes a whole turn where verticals meet
+// inside.
+void AuroraMap::choose_view(const AuroraFrame& frame) {
+    constexpr int SIDE = 48;
+    float low = 0, high = 0, turned = 0, last = 0, flattest = STEEPEST_SLOPE, steepest = LOWEST_SLOPE, widest = 1e-3F;
+    m_least_level = 1e6F;
+    const auto sight = [&](int i, int j) {
+        return m_camera.sight({static_cast<float>(i) / SIDE - 0.5F, (static_cast<float>(j) / SIDE - 0.5F) * frame.tallness});
+    };
+    for (int j = 0; j <= SIDE; ++j)
+        for (int i = 0; i <= SIDE; ++i) {
+            const AuroraCamera::Sight line = sight(i, j);
+            const float level = std::sqrt(line.ahead * line.ahead + line.side * line.side);
+            const float slope = line.up / std::max(level, 1e-6F);
+            flattest = std::min(flattest, slope), steepest = std::max(steepest, slope);
+            widest = std::max(widest, level), m_least_level = std::min(m_least_level, level);
+        }
+    for (int n = 0; n <= 4 * SIDE; ++n) {
+        const int k = n % SIDE, side = n / SIDE % 4;
+        const int across[] = {k, SIDE, SIDE - k, 0}, up[] = {0, k, SIDE, SIDE - k};
+        const AuroraCamera::Sight line = sight(across[side], up[side]);
+        const float azimuth = k7_atan2(line.side, line.ahead);
+        if (n == 0) low = high = turned = last = azimuth;
+        float change = azimuth - last;
+        change -= 2 * PI * std::floor(change / (2 * PI) + 0.5F);
+        turned += change, last = azimuth;
+        low = std::min(low, turned), high = std::max(high, turned);
+    }
+    m_circle = high - low > 1.6F * PI;
+    if (m_circle) m_least_level = std::min(m_least_level, 1e-3F), low = -PI, high = PI, steepest = STEEPEST_SLOPE;
+    flattest = std::clamp(flattest, LOWEST_SLOPE, STEEPEST_SLOPE);
+    steepest = std::clamp(steepest, flattest, STEEPEST_SLOPE);
+    m_lowest = step_of(k7_log(flattest)) - 1;
+    m_columns = step_of(k7_log(steepest)) + 3 - m_lowest;
+    const float finest = ROW_PIXELS / (static_cast<float>(frame.width) * widest);
+    const float wanted = std::clamp((high - low) / finest, 8.0F,
+                                    std::min<float>(MOST_ROWS, static_cast<float>(MOST_TEXELS / m_columns)));
+    m_rows = static_cast<int>(wanted);
+    m_row_angle = (high - low) / static_cast<float>(m_circle ? m_rows : m_rows - 1);
+    m_first_azimuth = low;
+    m_stride = 4L * m_columns + 16;
+}
+
+// ---- Light by height ------------------------------------------------------------------------------------------
+
+// Heights are those of photographic triangulation (C. Stormer, "The Polar Aurora", 1955) and of computed emissions
+// (M. H. Rees, "Auroral ionization and excitation by incident energetic electrons", Planetary and Space Science 11,
+// 1963), over a lower border at 100 km. Below, light ends as a layer does that the air absorbs (S. Chapman, 1931), as
+// exp(-exp(-z)); above it falls off by a scale height:
+// - atomic oxygen's green line, 557.7 nm, brightest at 105 to 115 km; in rays up to 250 km and more;
+// - atomic oxygen's red line, 630.0 nm, above 200 km: farther down collisions quench it;
+// - molecular nitrogen, ionised at 427.8 nm and neutral from 600 nm on, a violet to pink border below the green.
+void AuroraMap::make_profiles(float height) {
+    struct Layer {
+        float border, softness;  // of the lower side
+        float scale;             // of the upper side
+        float gain;
+    };
+    const Layer layers[AURORA_LIGHTS] = {{1.02F, 0.02F, 0.16F * height, 1.25F},
+                                         {1.03F, 0.035F, 0.5F * height, 0.7F},
+                                         {1.0F + 0.8F * height, 0.25F * height, 0.6F * height, 0.7F},
+                                         {0.975F, 0.014F, 0.045F, 1.1F}};
+    for (int light = 0; light < AURORA_LIGHTS; ++light) {
+        const Layer& layer = layers[light];
+        const float bottom = std::max(layer.border - 3.0F * layer.softness, 0.5F);
+        const float top = layer.border + 5.5F * layer.scale;
+        const int lowest = step_of(k7_log(bottom)), count = step_of(k7_log(top)) + 1 - lowest;
+        std::vector<float>& values = m_profile_values[light];
+        values.resize(static_cast<std::size_t>(count));
+        for (int i = 0; i < count; ++i) {
+            const float h = k7_exp(static_cast<float>(lowest + i) * AURORA_STEP);
+            const float rise = k7_exp(-k7_exp(-(h - layer.border) / layer.softness));
+            const float fall = k7_exp(-std::max(h - layer.border, 0.0F) / layer.scale);
+            values[std::size_t(i)] = layer.gain * rise * fall * smooth_step(h, top, bottom + 0.6F * (top - bottom));
+        }
+        m_profiles[light] = {values.data(), lowest, count};
+    }
+}
+
+void AuroraMap::make_air(float haze) {
+    m_through.resize(static_cast<std::size_t>(m_columns));
+    for (int j = 0; j < m_columns; ++j) {
+        const float slope = k7_exp(static_cast<float>(m_lowest + j) * AURORA_STEP);
+        const float slant = std::sqrt(1.0F + slope * slope), sine = slope / slant;
+        m_through[std::size_t(j)] = std::min(slant, 1.8F) * k7_exp(-haze * (1.0F / (sine + 0.03F) - 0.97F)) *
+                                    smooth_step(slope, LOWEST_SLOPE, 5 * LOWEST_SLOPE);
+    }
+}
+
+// ---- Curtains -------------------------------------------------------------------------------------------------
+
+void AuroraMap::add_segment(const AuroraStrand& a, const AuroraStrand& b) {
+    float change = b.azimuth - a.azimuth;
+    change -= 2 * PI * std::floor(change / (2 * PI) + 0.5F);
+    const float from = (a.azimuth - m_first_azimuth) / m_row_angle, to = from + change / m_row_angle;
+    const float half = std::max(0.5F, 0.5F * m_air.thickness / (a.distance * m_row_angle));
+    Segment segment{std::min(from, to) - half, std::max(from, to) + half, 0, {}};
+    const auto rows = static_cast<float>(m_rows);
+    segment.last = std::min(segment.last, segment.first + rows - 1);
+    segment.u = 0.5F * (a.log_distance + b.log_distance) - a.lift;
+    segment.u /= AURORA_STEP;
+    // So much of the line of sight's way lies in the curtain, in rows.
+    const float amount =
+        m_air.brightness * a.length / (a.distance * m_row_angle * (segment.last - segment.first));
+    for (int i = 0; i < AURORA_LIGHTS; ++i) segment.light[i] = amount * a.light[i];
+    for (const float shift : {-rows, 0.0F, rows}) {
+        if (!m_circle && shift != 0) continue;
+        Segment shifted = segment;
+        shifted.first += shift, shifted.last += shift;
+        if (shifted.last > -0.5F && shifted.first < rows - 0.5F) m_segments.push_back(shifted);
+    }
+}
+
+void AuroraMap::collect(const std::vector<AuroraStrand>& strands) {
+    constexpr std::size_t run = AuroraCurtains::BLOCK + 1;
+    m_segments.clear();
+    for (std::size_t i = 0; i < strands.size(); i += run)
+        for (std::size_t k = i; k + 1 < i + run; ++k) add_segment(strands[k], strands[k + 1]);
+    float low = 1e6F, high = -1e6F;
+    for (const Segment& segment : m_segments) low = std::min(low, segment.u), high = std::max(high, segment.u);
+    m_nearest = m_segments.empty() ? 0 : static_cast<int>(std::floor(low));
+    m_cells = m_segments.empty() ? 0 : static_cast<int>(std::floor(high)) + 2 - m_nearest;
+}
+
+// Lists of segments by the bands of rows that they touch, each in the order of the segments.
+void AuroraMap::sort_bands() {
+    const int bands = (m_rows + BAND - 1) / BAND;
+    const auto band_of = [&](float row) {
+        return std::clamp(static_cast<int>(std::max(row + 0.5F, 0.0F)) / BAND, 0, bands - 1);
+    };
+    m_band_starts.assign(std::size_t(bands) + 1, 0);
+    for (const Segment& segment : m_segments)
+        for (int band = band_of(segment.first); band <= band_of(segment.last); ++band)
+            ++m_band_starts[std::size_t(band) + 1];
+    for (std::size_t band = 0; band < std::size_t(bands); ++band) m_band_starts[band + 1] += m_band_starts[band];
+    std::vector<int> next(m_band_starts.begin(), m_band_starts.end() - 1);
+    m_band_items.resize(static_cast<std::size_t>(m_band_starts.back()));
+    for (std::size_t i = 0; i < m_segments.size(); ++i)
+        for (int band = band_of(m_segments[i].first); band <= band_of(m_segments[i].last); ++band)
+            m_band_items[static_cast<std::size_t>(next[std::size_t(band)]++)] = static_cast<int>(i);
+}
+
+// Rows `first` and the BAND - 1 after it.
+void AuroraMap::add_cells(const Segment& segment, int first, float* cells) const {
+    const int from = std::max(static_cast<int>(std::floor(segment.first + 0.5F)), first);
+    const int to = std::min(static_cast<int>(std::floor(segment.last + 0.5F)), first + BAND - 1);
+    const float at = segment.u - static_cast<float>(m_nearest);
+    const int cell = static_cast<int>(at);
+    const float second = at - static_cast<float>(cell);
+    for (int row = from; row <= to; ++row) {
+        const auto middle = static_cast<float>(row);
+        const float inside = std::min(segment.last, middle + 0.5F) - std::max(segment.first, middle - 0.5F);
+        if (!(inside > 0)) continue;
+        float* to_cell = cells + (long(row - first) * m_cells + cell) * AURORA_LIGHTS;
+        for (int i = 0; i < AURORA_LIGHTS; ++i) {
+            const float light = inside * segment.light[i];
+            to_cell[i] += (1.0F - second) * light, to_cell[AURORA_LIGHTS + i] += second * light;
+        }
+    }
+}
+
+void AuroraMap::fill_band(int band, std::vector<float>& cells, std::vector<float>& planes) {
+    const AuroraKernels& kernels = aurora_kernels();
+    const int first = band * BAND, end = std::min(first + BAND, m_rows);
+    std::fill(cells.begin(), cells.end(), 0.0F);
+    for (int i = m_band_starts[std::size_t(band)]; i < m_band_starts[std::size_t(band) + 1]; ++i)
+        add_cells(m_segments[std::size_t(m_band_items[std::size_t(i)])], first, cells.data());
+    float* plane[AURORA_PLANES];
+    for (int i = 0; i < AURORA_PLANES; ++i) plane[i] = planes.data() + long(i) * m_columns;
+    const int coarse_columns = (m_columns + COARSE_COLUMNS - 1) / COARSE_COLUMNS;
+    for (int row = first; row < end; ++row) {
+        std::fill(planes.begin(), planes.end(), 0.0F);
+        kernels.add_cells(m_profiles, cells.data() + long(row - first) * m_cells * AURORA_LIGHTS, m_cells, m_nearest,
+                          plane, m_lowest, m_columns);
+        float* to = texels(row);
+        kernels.colour(plane, m_air.colours, m_through.data(), to, m_columns);
+        float* coarse = m_coarse.data() + 4L * (row / COARSE_ROWS) * coarse_columns;
+        const int rows_there = std::min(COARSE_ROWS, m_rows - row / COARSE_ROWS * COARSE_ROWS);
+        for (int j = 0; j < m_columns; ++j) {
+            const int k = j / COARSE_COLUMNS;
+            const float part = 1.0F / static_cast<float>(rows_there *
+                                                         std::min(COARSE_COLUMNS, m_columns - k * COARSE_COLUMNS));
+            for (int c = 0; c < 4; ++c) coarse[4 * k + c] += part * to[4 * j + c];
+        }
+    }
+}
+
+// ---- Glow -----------------------------------------------------------------------------------------------------
+
+bool AuroraMap::add_glow(const StopRequested& stop) {
+    const int columns = (m_columns + COARSE_COLUMNS - 1) / COARSE_COLUMNS, rows = (m_rows + COARSE_ROWS - 1) / COARSE_ROWS;
+    const int pad = m_circle ? std::min(rows, 1 + rows / 4) : 1;
+    const int wide = columns + 2, high = rows + 2 * pad;
+    ImagePtr glows[2];
+    const float angles[2] = {NEAR_GLOW, FAR_GLOW};
+    for (int n = 0; n < 2; ++n) {
+        glows[n] = made(make_image_uncleared(wide, high, 4, SAMPLE_F32));
+        for (int y = 0; y < high; ++y) {
+            const int from = m_circle ? (y - pad + rows) % rows : std::clamp(y - pad, 0, rows - 1);
+            float* to = image_row<float>(glows[n].get(), y);
+            for (int x = 0; x < wide; ++x)
+                std::copy_n(m_coarse.data() + 4L * (long(from) * columns + std::clamp(x - 1, 0, columns - 1)), 4, to + 4 * x);
+        }
+        made(image_gaussian_blur(glows[n].get(), angles[n] / (AURORA_STEP * LEVEL_AND_STEEP * COARSE_COLUMNS),
+                                 angles[n] / (m_row_angle * COARSE_ROWS), -1));
+    }
+    const AuroraKernels& kernels = aurora_kernels();
+    const AuroraTone tone{m_air.near_glow, m_air.far_glow};
+    for_rows_float(m_rows, [&](int first, int last) {
+        if (first > last) return;
+        std::vector<float> lines[2];
+        for (std::vector<float>& line : lines) line.resize(4 * std::size_t(wide));
+        for (int row = first; row <= last && !wants_end(stop); ++row) {
+            const float at = (static_cast<float>(row) + 0.5F) / COARSE_ROWS - 0.5F + static_cast<float>(pad);
+            const int y = static_cast<int>(at);
+            const float part = at - static_cast<float>(y);
+            for (int n = 0; n < 2; ++n) {
+                const float *a = image_row<float>(glows[n].get(), y), *b = image_row<float>(glows[n].get(), y + 1);
+                for (std::size_t i = 0; i < lines[n].size(); ++i) lines[n][i] = a[i] + part * (b[i] - a[i]);
+            }
+            kernels.develop(tone, lines[0].data(), lines[1].data(), COARSE_COLUMNS, texels(row), m_columns);
+        }
+    });
+    return !wants_end(stop);
+}
+
+// ---- The table ------------------------------------------------------------------------------------------------
+
+// Where verticals draw together, tables of fewer azimuths, so that rays do not flicker there.
+void AuroraMap::make_levels() {
+    m_tables.clear(), m_halved.clear();
+    int rows = m_rows;
+    if (m_circle) std::copy_n(texels(0), m_stride, texels(m_rows)), ++rows;
+    m_tables.push_back({m_texels.data(), m_stride, rows, m_columns});
+    float fine = row(0).fine / m_least_level;
+    for (; fine > 1.0F && rows >= 8 && m_tables.size() < MOST_LEVELS; fine *= 0.5F) {
+        const AuroraTable above = m_tables.back();
+        const int half = (m_circle ? rows - 1 : rows) / 2;
+        rows = m_circle ? half + 1 : half;
+        m_halved.emplace_back(static_cast<std::size_t>(rows) * static_cast<std::size_t>(m_stride));
+        float* to = m_halved.back().data();
+        for_rows_float(half, [&](int first, int last) {
+            for (int y = first; y <= last; ++y)
+                for (long i = 0; i < 4L * m_columns; ++i)
+                    to[y * m_stride + i] = 0.5F * (above.texels[2L * y * m_stride + i] + above.texels[(2L * y + 1) * m_stride + i]);
+        });
+        if (m_circle) std::copy_n(to, m_stride, to + half * m_stride);
+        m_tables.push_back({to, m_stride, rows, m_columns});
+    }
+}
+
+bool AuroraMap::fill(const std::vector<AuroraStrand>& strands, const StopRequested& stop) {
+    collect(strands);
+    sort_bands();
+    m_texels.resize(static_cast<std::size_t>(m_rows + 1) * static_cast<std::size_t>(m_stride));
+    const int coarse_columns = (m_columns + COARSE_COLUMNS - 1) / COARSE_COLUMNS;
+    m_coarse.assign(4 * std::size_t((m_rows + COARSE_ROWS - 1) / COARSE_ROWS) * std::size_t(coarse_columns), 0.0F);
+    for_rows_float((m_rows + BAND - 1) / BAND, [&](int first, int last) {
+        if (first > last) return;
+        std::vector<float> cells(std::size_t(BAND) * std::size_t(m_cells) * AURORA_LIGHTS);
+        std::vector<float> planes(AURORA_PLANES * std::size_t(m_columns));
+        for (int band = first; band <= last && !wants_end(stop); ++band) fill_band(band, cells, planes);
+    });
+    if (wants_end(stop) || !add_glow(stop)) return false;
+    double sums[4] = {};
+    for (std::size_t i = 0; i < m_coarse.size(); ++i) sums[i % 4] += double(m_coarse[i]);
+    for (int c = 0; c < 3; ++c) m_mean[c] = static_cast<float>(4.0 * sums[c] / double(m_coarse.size()));
+    make_levels();
+    return true;
+}
+
+AuroraPixels AuroraMap::row(int y) const {
+    const auto width = static_cast<float>(m_frame.width);
+    const float up = ((static_cast<float>(y) + 0.5F) / static_cast<float>(m_frame.height) - 0.5F) * m_frame.tallness;
+    const AuroraCamera::Sight first = m_camera.sight({0.5F / width - 0.5F, up}), last = m_camera.sight({0.5F, up});
+    const float parts = 1.0F / (width - 0.5F);
+    AuroraPixels pixels{};
+    pixels.up = first.up, pixels.ahead = first.ahead, pixels.side = first.side;
+    pixels.up_step = (last.up - first.up) * parts;
+    pixels.ahead_step = (last.ahead - first.ahead) * parts;
+    pixels.side_step = (last.side - first.side) * parts;
+    pixels.first_azimuth = m_first_azimuth;
+    pixels.rows_a_radian = 1.0F / m_row_angle;
+    pixels.lowest = static_cast<float>(m_lowest) * AURORA_STEP;
+    pixels.fine = 1.0F / (width * m_row_angle);
+    pixels.levels = static_cast<int>(m_tables.size());
+    pixels.tables = m_tables.data();
+    return pixels;
+}
