@@ -21,9 +21,8 @@ Bench::Factory aurora(void (*adjust)(Aurora&)) {
 }
 
 const Bench plain("Aurora, default", QUILLON, 2, aurora([](Aurora&) {}));
-const Bench storm("Aurora, 6 curtains over 50 frames", QUILLON, 2, aurora([](Aurora& e) {
-                      e.Curtains.value = 6, e.Shutter.value = 50, e.Curls.value = 60;
-                  }));
+const Bench storm("Aurora, 6 curtains over 50 frames", QUILLON, 2,
+                  aurora([](Aurora& e) { e.Curtains.value = 6, e.Shutter.value = 50, e.Curls.value = 60; }));
 const BenchGate gate = BenchGate::memcpys("Aurora, default", 30);
 
 }  // namespace

@@ -9,6 +9,7 @@
 namespace {
 
 constexpr float RADIANS = 0.0174532925F;  // of a degree
+constexpr int TILE = 64;                  // pixels
 constexpr double SECOND = 24.0;           // frames that speeds mean by one
 constexpr double MOST_FRAMES = 1e6;       // patterns repeat far beyond
 
@@ -22,12 +23,12 @@ AuroraInfo::AuroraInfo() {
     ghost({&Point3}, PointCount, below(2));
     ghost({&Point4}, PointCount, below(3));
     ghost({&Point5}, PointCount, below(4));
-    PointCount.followedByOverlay = true;
+    PointCount.followedByOverlay = FieldOfView.followedByOverlay = true;
     declarePresets();
-    scene.inputs = {"winter-small.png"};
+    scene.inputs = {"launch-small.png"};
     scene.settings = {{"Curls", "40"}, {"Strength1", "30"}, {"Suction1", "0.7,0.5"}, {"Twist1", "60"}};
     scene.frame = 20;
-    scene.plates = {"winter.jpg"};
+    scene.plates = {"launch.jpg"};
     scene.look = {{"Demos", "Curtains"}};
 }
 
@@ -133,15 +134,23 @@ void Aurora::paint(const AuroraMap& map) {
         const float light = 2.0F * GroundLight.percent() * map.mean()[c];
         ground[c] = 4.0F * light / (1.0F + light);
     }
-    eachRow(picture.height, [&](int y) {
-        AuroraPixels pixels = map.row(y);
-        pixels.strength = 1.0F;
-        pixels.dimming = DimSky.percent();
-        std::copy_n(ground, 4, pixels.ground);
-        pixels.alone = AuroraOnly.value;
-        pixels.matte = held ? image_row<float>(matte.image.get(), y) : nullptr;
-        pixels.inverted = InvertMatte.value;
-        kernels.shade_row(pixels, image_row<float>(&picture, y), picture.width);
+    for_rows_float(picture.height, [&](int first, int last) {
+        if (first > last) return;
+        std::vector<AuroraPixels> rows;
+        for (int y = first; y <= last; ++y) {
+            AuroraPixels pixels = map.row(y);
+            pixels.dimming = DimSky.percent();
+            std::copy_n(ground, 4, pixels.ground);
+            pixels.alone = AuroraOnly.value;
+            pixels.matte = held ? image_row<float>(matte.image.get(), y) : nullptr;
+            pixels.inverted = InvertMatte.value;
+            rows.push_back(pixels);
+        }
+        // Pixels below each other share azimuths, whose rows of the map lie pages apart.
+        for (int x = 0; x < picture.width && !abortRequested(); x += TILE)
+            for (int y = first; y <= last; ++y)
+                kernels.shade_row(rows[static_cast<std::size_t>(y - first)], image_row<float>(&picture, y), x,
+                                  std::min(x + TILE, int{picture.width}));
     });
     if (!doAlpha) image_copy_channels(sky.image.get(), &picture, 8);
 }
@@ -149,14 +158,15 @@ void Aurora::paint(const AuroraMap& map) {
 void Aurora::ProcessFrame() {
     const StageTimer timer("Aurora (CPU)");
     const K7Image& picture = *output.image;
-    const AuroraFrame frame{picture.width, picture.height,
-                            static_cast<float>(picture.height) /
-                                (static_cast<float>(picture.width) * picture.pixel_aspect)};
+    const AuroraFrame frame{
+        picture.width, picture.height,
+        static_cast<float>(picture.height) / (static_cast<float>(picture.width) * picture.pixel_aspect)};
     m_tallness = frame.tallness;
     const AuroraCamera looking = camera();
     const AuroraCurtains curtains(looking, line(), Loop.value, shine(), suctions());
     const double open = Shutter.limited();
-    const int moments = open > 0 ? std::clamp(static_cast<int>(2.0 + open / 4.0), 2, 16) : 1;
+    const int most = std::max(MOST_SETS / Curtains.value, 2);
+    const int moments = open > 0 ? std::clamp(static_cast<int>(2.0 + open / 4.0), 2, most) : 1;
     std::vector<AuroraStrand> strands;
     if (!hangCurtains(curtains, moments, strands)) return;
     AuroraMap map(looking, frame, air(curtains, moments));
@@ -169,7 +179,7 @@ void Aurora::PrepareOverlay() {
     for (int i = 0; i < MOST_POINTS; ++i) pointWidgets[i].visible = i < PointCount.overlayValue + 1;
 }
 
-// The base line, straight between its points.
+// The base line, straight between its points, and the horizon, where lines of sight are level.
 void Aurora::DrawMore(const OverlayPen& pen) {
     const auto points = linePoints();
     pen.colour(OVERLAY_WHITE);
@@ -177,4 +187,11 @@ void Aurora::DrawMore(const OverlayPen& pen) {
         const PositionControlK7 &from = *points[std::size_t(i)], &to = *points[std::size_t(i) + 1];
         pen.line(view.place(from.overlayX, from.overlayY), view.place(to.overlayX, to.overlayY));
     }
+    const float focal = focal_of(std::clamp(FieldOfView.overlayValue, FieldOfView.min(), FieldOfView.max()));
+    const auto width = static_cast<float>(view.width), tall = static_cast<float>(view.height) / (width * view.aspect);
+    const auto x = static_cast<float>(VanishPoint.overlayX - 0.5);
+    const float y = static_cast<float>(VanishPoint.overlayY - 0.5) * tall;
+    if (!(std::fabs(y) > 1e-3F)) return;
+    const auto level = [&](float at) { return double(-(focal * focal + x * at) / (y * tall)) + 0.5; };
+    pen.line(view.place(0.0, level(-0.5F)), view.place(1.0, level(0.5F)));
 }

@@ -94,9 +94,10 @@ struct AuroraInfo : EffectInfo {
                           "Another number gives another aurora."};
 
     Page swirlPage{this, "Swirling"};
-    FloatControlK7 Folds{
-        this, {"Folds", "Folds", 80.0, 0.0, 300.0}, "Depth of the folds, in percent of their size; above 60 they "
-                                                    "hang over each other."};
+    FloatControlK7 Folds{this,
+                         {"Folds", "Folds", 80.0, 0.0, 300.0},
+                         "Depth of the folds, in percent of their size; above 60 they "
+                         "hang over each other."};
     FloatControlK7 FoldSize{
         this, {"FoldSize", "Fold Size", 16.0, 1.0, 200.0}, "Of a fold, in percent of the picture's width."};
     FloatControlK7 Ripples{this,
@@ -104,9 +105,8 @@ struct AuroraInfo : EffectInfo {
                            "Depth of the small waves that run along the curtains, in percent of their size."};
     FloatControlK7 RippleSize{
         this, {"RippleSize", "Ripple Size", 3.5, 0.3, 50.0}, "Of a ripple, in percent of the picture's width."};
-    FloatControlK7 Curls{this,
-                         {"Curls", "Curls", 0.0, 0.0, 300.0},
-                         "How far the curtains are wound up in curls, in percent of a turn."};
+    FloatControlK7 Curls{
+        this, {"Curls", "Curls", 0.0, 0.0, 300.0}, "How far the curtains are wound up in curls, in percent of a turn."};
     FloatControlK7 CurlSize{
         this, {"CurlSize", "Curl Size", 5.0, 0.5, 50.0}, "Radius of a curl, in percent of the picture's width."};
     FloatControlK7 WaveSpeed{this,
@@ -116,9 +116,10 @@ struct AuroraInfo : EffectInfo {
         this,
         {"RippleSpeed", "Ripple Speed", 100.0, -2000.0, 2000.0, {.animates = false, .displayMax = 400.0}},
         "Of ripples along the curtains, in percent: 100 is a ripple in 2 seconds; below 0 to the other side."};
-    FloatControlK7 RaySpeed{this,
-                            {"RaySpeed", "Ray Speed", 100.0, -2000.0, 2000.0, {.animates = false, .displayMax = 400.0}},
-                            "How fast rays drift and change along the curtains, in percent: 100 is a ray's width in a second."};
+    FloatControlK7 RaySpeed{
+        this,
+        {"RaySpeed", "Ray Speed", 100.0, -2000.0, 2000.0, {.animates = false, .displayMax = 400.0}},
+        "How fast rays drift and change along the curtains, in percent: 100 is a ray's width in a second."};
     FloatControlK7 Flicker{this,
                            {"Flicker", "Flicker", 100.0, 0.0, 2000.0, {.animates = false, .displayMax = 400.0}},
                            "How fast rays and patches light up and go out, in percent."};
@@ -136,22 +137,19 @@ struct AuroraInfo : EffectInfo {
                          {"Upper", "Upper Light", 40.0, 0.0, 1000.0, {.displayMax = 300.0}},
                          "Strength of the light above, in percent."};
     ColourControlK7 FringeColour{
-        this, {"FringeColour", "Fringe Colour", 0.78f, 0.28f, 0.95f}, "Of the lower border: nitrogen's violet."};
+        this, {"FringeColour", "Fringe Colour", 0.95f, 0.15f, 0.75f}, "Of the lower border: nitrogen's violet."};
     FloatControlK7 Fringe{this,
                           {"Fringe", "Fringe", 40.0, 0.0, 1000.0, {.displayMax = 300.0}},
                           "Strength of the border where curtains are bright, in percent."};
-    FloatControlK7 Glow{this,
-                        {"Glow", "Glow", 30.0, 0.0, 300.0},
-                        "Light spread closely around the curtains, in percent."};
-    FloatControlK7 Veil{this,
-                        {"Veil", "Veil", 45.0, 0.0, 300.0},
-                        "Faint light spread widely between the curtains, in percent."};
+    FloatControlK7 Glow{
+        this, {"Glow", "Glow", 30.0, 0.0, 300.0}, "Light spread closely around the curtains, in percent."};
+    FloatControlK7 Veil{
+        this, {"Veil", "Veil", 45.0, 0.0, 300.0}, "Faint light spread widely between the curtains, in percent."};
     FloatControlK7 HorizonHaze{this,
                                {"HorizonHaze", "Horizon Haze", 30.0, 0.0, 300.0},
                                "How much light the air takes away towards the horizon, in percent."};
-    FloatControlK7 DimSky{this,
-                          {"DimSky", "Dim Sky", 0.0, 0.0, 100.0},
-                          "How much darker the sky behind the aurora becomes, in percent."};
+    FloatControlK7 DimSky{
+        this, {"DimSky", "Dim Sky", 0.0, 0.0, 100.0}, "How much darker the sky behind the aurora becomes, in percent."};
     FloatControlK7 GroundLight{this,
                                {"GroundLight", "Ground Light", 50.0, 0.0, 1000.0, {.displayMax = 300.0}},
                                "Light that falls on what the Matte leaves out, in percent."};
@@ -206,9 +204,7 @@ struct AuroraInfo : EffectInfo {
     AuroraInfo();
 
   protected:
-    std::array<PositionControlK7*, MOST_POINTS> linePoints() {
-        return {&Point1, &Point2, &Point3, &Point4, &Point5};
-    }
+    std::array<PositionControlK7*, MOST_POINTS> linePoints() { return {&Point1, &Point2, &Point3, &Point4, &Point5}; }
     struct SuctionControls {
         PositionControlK7& place;
         FloatControlK7& strength;

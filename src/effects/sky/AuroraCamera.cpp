@@ -15,8 +15,7 @@ void scale_to_unit(float (&v)[3]) {
 
 }  // namespace
 
-AuroraCamera::AuroraCamera(AuroraPoint vanishing, float focal)
-    : m_focal(focal), m_up{vanishing.x, vanishing.y, focal} {
+AuroraCamera::AuroraCamera(AuroraPoint vanishing, float focal) : m_focal(focal), m_up{vanishing.x, vanishing.y, focal} {
     scale_to_unit(m_up);
     // Ahead is towards the middle of the picture; where that is the zenith, towards its lower edge.
     const float middle[3] = {0, 0, 1}, below[3] = {0, -1, 0};

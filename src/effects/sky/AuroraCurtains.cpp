@@ -21,7 +21,8 @@ AuroraPoint on_spline(const std::vector<AuroraPoint>& points, bool closed, float
     const auto point = [&](int n) {
         if (closed) return points[static_cast<std::size_t>((n + count) % count)];
         if (n >= 0 && n < count) return points[static_cast<std::size_t>(n)];
-        const AuroraPoint a = points[n < 0 ? 0 : std::size_t(count) - 1], b = points[n < 0 ? 1 : std::size_t(count) - 2];
+        const AuroraPoint a = points[n < 0 ? 0 : std::size_t(count) - 1],
+                          b = points[n < 0 ? 1 : std::size_t(count) - 2];
         return AuroraPoint{2 * a.x - b.x, 2 * a.y - b.y};
     };
     const AuroraPoint p[] = {point(i - 1), point(i), point(i + 1), point(i + 2)};
@@ -84,8 +85,8 @@ AuroraCurtains::AuroraCurtains(const AuroraCamera& camera, const std::vector<Aur
 struct AuroraCurtains::Block {
     int count = 0;
     int index[BLOCK + 1];
-    float x[BLOCK + 1], y[BLOCK + 1];              // widths of the picture at the line's middle
-    float along[BLOCK + 1], step[BLOCK + 1];       // of the line
+    float x[BLOCK + 1], y[BLOCK + 1];                              // widths of the picture at the line's middle
+    float along[BLOCK + 1], step[BLOCK + 1];                       // of the line
     float a[BLOCK + 1], b[BLOCK + 1], c[BLOCK + 1], d[BLOCK + 1];  // for noise
 };
 
@@ -150,7 +151,8 @@ std::vector<AuroraCurtains::Curl> AuroraCurtains::curls_at(const AuroraFolding& 
     for (int i = 0; i < count; ++i) {
         // Each lives, dies and is born again elsewhere.
         const std::uint32_t own = place_hash(seed, static_cast<std::uint32_t>(i));
-        const double lives = 0.22 * folding.waves * (0.7 + 0.6 * double(unit_of(own))) + double(unit_of(own * 747796405U));
+        const double lives =
+            0.22 * folding.waves * (0.7 + 0.6 * double(unit_of(own))) + double(unit_of(own * 747796405U));
         const double life = std::floor(lives);
         const auto age = static_cast<float>(lives - life);
         const std::uint32_t born = place_hash(own, static_cast<std::uint32_t>(static_cast<std::int64_t>(life)));

@@ -38,12 +38,12 @@ struct AuroraShine {
 
 // A place of a curtain, with the light of what hangs up to the next one.
 struct AuroraStrand {
-    float azimuth;        // radians, -pi to pi
-    float distance;       // from the camera, in heights of the lower border, in the plan
-    float log_distance;   // natural
-    float length;         // to the next strand
-    float lift;           // logarithm of what heights are multiplied by
-    float light[4];       // of the even part, of tall rays, of the upper slow light, of the lower fringe
+    float azimuth;       // radians, -pi to pi
+    float distance;      // from the camera, in heights of the lower border, in the plan
+    float log_distance;  // natural
+    float length;        // to the next strand
+    float lift;          // logarithm of what heights are multiplied by
+    float light[4];      // of the even part, of tall rays, of the upper slow light, of the lower fringe
 };
 
 class AuroraCurtains {

@@ -15,8 +15,8 @@ constexpr float ROW_PIXELS = 1.1F;  // of the picture, for a row of the map wher
 constexpr int MOST_ROWS = 4096;
 constexpr int MOST_TEXELS = 2400000;
 constexpr float LOWEST_SLOPE = 0.012F, STEEPEST_SLOPE = 60.0F;  // of lines of sight that see anything
-constexpr int BAND = 16;                                       // rows
-constexpr int COARSE_ROWS = 8, COARSE_COLUMNS = 4;             // of the map, in a texel of the glow's
+constexpr int BAND = 16;                                        // rows
+constexpr int COARSE_ROWS = 8, COARSE_COLUMNS = AURORA_COARSE;  // of the map, in a texel of the glow's
 constexpr int MOST_LEVELS = 9;
 constexpr float NEAR_GLOW = 0.012F, FAR_GLOW = 0.08F;  // radians
 constexpr float LEVEL_AND_STEEP = 0.4F;                // sine times cosine of the elevations that matter
@@ -41,7 +41,8 @@ void AuroraMap::choose_view(const AuroraFrame& frame) {
     float low = 0, high = 0, turned = 0, last = 0, flattest = STEEPEST_SLOPE, steepest = LOWEST_SLOPE, widest = 1e-3F;
     m_least_level = 1e6F;
     const auto sight = [&](int i, int j) {
-        return m_camera.sight({static_cast<float>(i) / SIDE - 0.5F, (static_cast<float>(j) / SIDE - 0.5F) * frame.tallness});
+        return m_camera.sight(
+            {static_cast<float>(i) / SIDE - 0.5F, (static_cast<float>(j) / SIDE - 0.5F) * frame.tallness});
     };
     for (int j = 0; j <= SIDE; ++j)
         for (int i = 0; i <= SIDE; ++i) {
@@ -74,7 +75,6 @@ void AuroraMap::choose_view(const AuroraFrame& frame) {
     m_rows = static_cast<int>(wanted);
     m_row_angle = (high - low) / static_cast<float>(m_circle ? m_rows : m_rows - 1);
     m_first_azimuth = low;
-    m_stride = 4L * m_columns + 16;
 }
 
 // ---- Light by height ------------------------------------------------------------------------------------------
@@ -92,10 +92,10 @@ void AuroraMap::make_profiles(float height) {
         float scale;             // of the upper side
         float gain;
     };
-    const Layer layers[AURORA_LIGHTS] = {{1.02F, 0.02F, 0.16F * height, 1.25F},
-                                         {1.03F, 0.035F, 0.5F * height, 0.7F},
+    const Layer layers[AURORA_LIGHTS] = {{1.03F, 0.02F, 0.16F * height, 1.25F},
+                                         {1.04F, 0.035F, 0.5F * height, 0.7F},
                                          {1.0F + 0.8F * height, 0.25F * height, 0.6F * height, 0.7F},
-                                         {0.975F, 0.014F, 0.045F, 1.1F}};
+                                         {0.962F, 0.012F, 0.035F, 1.2F}};
     for (int light = 0; light < AURORA_LIGHTS; ++light) {
         const Layer& layer = layers[light];
         const float bottom = std::max(layer.border - 3.0F * layer.softness, 0.5F);
@@ -136,8 +136,7 @@ void AuroraMap::add_segment(const AuroraStrand& a, const AuroraStrand& b) {
     segment.u = 0.5F * (a.log_distance + b.log_distance) - a.lift;
     segment.u /= AURORA_STEP;
     // So much of the line of sight's way lies in the curtain, in rows.
-    const float amount =
-        m_air.brightness * a.length / (a.distance * m_row_angle * (segment.last - segment.first));
+    const float amount = m_air.brightness * a.length / (a.distance * m_row_angle * (segment.last - segment.first));
     for (int i = 0; i < AURORA_LIGHTS; ++i) segment.light[i] = amount * a.light[i];
     for (const float shift : {-rows, 0.0F, rows}) {
         if (!m_circle && shift != 0) continue;
@@ -214,8 +213,8 @@ void AuroraMap::fill_band(int band, std::vector<float>& cells, std::vector<float
         const int rows_there = std::min(COARSE_ROWS, m_rows - row / COARSE_ROWS * COARSE_ROWS);
         for (int j = 0; j < m_columns; ++j) {
             const int k = j / COARSE_COLUMNS;
-            const float part = 1.0F / static_cast<float>(rows_there *
-                                                         std::min(COARSE_COLUMNS, m_columns - k * COARSE_COLUMNS));
+            const float part =
+                1.0F / static_cast<float>(rows_there * std::min(COARSE_COLUMNS, m_columns - k * COARSE_COLUMNS));
             for (int c = 0; c < 4; ++c) coarse[4 * k + c] += part * to[4 * j + c];
         }
     }
@@ -223,38 +222,46 @@ void AuroraMap::fill_band(int band, std::vector<float>& cells, std::vector<float
 
 // ---- Glow -----------------------------------------------------------------------------------------------------
 
-bool AuroraMap::add_glow(const StopRequested& stop) {
-    const int columns = (m_columns + COARSE_COLUMNS - 1) / COARSE_COLUMNS, rows = (m_rows + COARSE_ROWS - 1) / COARSE_ROWS;
-    const int pad = m_circle ? std::min(rows, 1 + rows / 4) : 1;
-    const int wide = columns + 2, high = rows + 2 * pad;
+// The light of the coarse map, spread closely and widely, with `pad` rows more at both ends.
+ImagePtr AuroraMap::make_glow(int pad) const {
+    const int columns = (m_columns + COARSE_COLUMNS - 1) / COARSE_COLUMNS;
+    const int rows = (m_rows + COARSE_ROWS - 1) / COARSE_ROWS;
     ImagePtr glows[2];
     const float angles[2] = {NEAR_GLOW, FAR_GLOW};
     for (int n = 0; n < 2; ++n) {
-        glows[n] = made(make_image_uncleared(wide, high, 4, SAMPLE_F32));
-        for (int y = 0; y < high; ++y) {
+        glows[n] = made(make_image_uncleared(columns + 2, rows + 2 * pad, 4, SAMPLE_F32));
+        for (int y = 0; y < rows + 2 * pad; ++y) {
             const int from = m_circle ? (y - pad + rows) % rows : std::clamp(y - pad, 0, rows - 1);
             float* to = image_row<float>(glows[n].get(), y);
-            for (int x = 0; x < wide; ++x)
-                std::copy_n(m_coarse.data() + 4L * (long(from) * columns + std::clamp(x - 1, 0, columns - 1)), 4, to + 4 * x);
+            for (int x = 0; x < columns + 2; ++x)
+                std::copy_n(m_coarse.data() + 4L * (long(from) * columns + std::clamp(x - 1, 0, columns - 1)), 4,
+                            to + 4L * x);
         }
         made(image_gaussian_blur(glows[n].get(), angles[n] / (AURORA_STEP * LEVEL_AND_STEEP * COARSE_COLUMNS),
                                  angles[n] / (m_row_angle * COARSE_ROWS), -1));
     }
+    for (int y = 0; y < rows + 2 * pad; ++y) {
+        float* sum = image_row<float>(glows[0].get(), y);
+        const float* wide = image_row<float>(glows[1].get(), y);
+        for (int i = 0; i < 4 * (columns + 2); ++i) sum[i] = m_air.near_glow * sum[i] + m_air.far_glow * wide[i];
+    }
+    return std::move(glows[0]);
+}
+
+bool AuroraMap::add_glow(const StopRequested& stop) {
+    const int rows = (m_rows + COARSE_ROWS - 1) / COARSE_ROWS, pad = m_circle ? std::min(rows, 1 + rows / 4) : 1;
+    const ImagePtr glow = make_glow(pad);
     const AuroraKernels& kernels = aurora_kernels();
-    const AuroraTone tone{m_air.near_glow, m_air.far_glow};
     for_rows_float(m_rows, [&](int first, int last) {
         if (first > last) return;
-        std::vector<float> lines[2];
-        for (std::vector<float>& line : lines) line.resize(4 * std::size_t(wide));
+        std::vector<float> line(4 * static_cast<std::size_t>(glow->width) + 4 * 64);  // read beyond its end
         for (int row = first; row <= last && !wants_end(stop); ++row) {
             const float at = (static_cast<float>(row) + 0.5F) / COARSE_ROWS - 0.5F + static_cast<float>(pad);
             const int y = static_cast<int>(at);
             const float part = at - static_cast<float>(y);
-            for (int n = 0; n < 2; ++n) {
-                const float *a = image_row<float>(glows[n].get(), y), *b = image_row<float>(glows[n].get(), y + 1);
-                for (std::size_t i = 0; i < lines[n].size(); ++i) lines[n][i] = a[i] + part * (b[i] - a[i]);
-            }
-            kernels.develop(tone, lines[0].data(), lines[1].data(), COARSE_COLUMNS, texels(row), m_columns);
+            const float *a = image_row<float>(glow.get(), y), *b = image_row<float>(glow.get(), y + 1);
+            for (int i = 0; i < 4 * glow->width; ++i) line[std::size_t(i)] = a[i] + part * (b[i] - a[i]);
+            kernels.develop(line.data(), texels(row), m_columns);
         }
     });
     return !wants_end(stop);
@@ -265,30 +272,33 @@ bool AuroraMap::add_glow(const StopRequested& stop) {
 // Where verticals draw together, tables of fewer azimuths, so that rays do not flicker there.
 void AuroraMap::make_levels() {
     m_tables.clear(), m_halved.clear();
+    const auto add_table = [this](ImagePtr& image, int rows) {
+        m_tables.push_back({image_row<float>(image.get(), 0), image->row_bytes / long{sizeof(float)}, rows, m_columns});
+    };
+    const int seam = m_circle ? 1 : 0;  // the first row again, behind the last
     int rows = m_rows;
-    if (m_circle) std::copy_n(texels(0), m_stride, texels(m_rows)), ++rows;
-    m_tables.push_back({m_texels.data(), m_stride, rows, m_columns});
+    if (m_circle) std::copy_n(texels(0), 4L * m_columns, texels(m_rows));
+    add_table(m_texels, rows + seam);
     float fine = row(0).fine / m_least_level;
     for (; fine > 1.0F && rows >= 8 && m_tables.size() < MOST_LEVELS; fine *= 0.5F) {
-        const AuroraTable above = m_tables.back();
-        const int half = (m_circle ? rows - 1 : rows) / 2;
-        rows = m_circle ? half + 1 : half;
-        m_halved.emplace_back(static_cast<std::size_t>(rows) * static_cast<std::size_t>(m_stride));
-        float* to = m_halved.back().data();
-        for_rows_float(half, [&](int first, int last) {
-            for (int y = first; y <= last; ++y)
-                for (long i = 0; i < 4L * m_columns; ++i)
-                    to[y * m_stride + i] = 0.5F * (above.texels[2L * y * m_stride + i] + above.texels[(2L * y + 1) * m_stride + i]);
+        const K7Image& above = m_halved.empty() ? *m_texels : *m_halved.back();
+        rows /= 2;
+        ImagePtr half = made(make_image_uncleared(m_columns, rows + seam, 4, SAMPLE_F32));
+        each_row_float(rows, [&](int y) {
+            const float *a = image_row<float>(&above, 2 * y), *b = image_row<float>(&above, 2 * y + 1);
+            float* to = image_row<float>(half.get(), y);
+            for (int i = 0; i < 4 * m_columns; ++i) to[i] = 0.5F * (a[i] + b[i]);
         });
-        if (m_circle) std::copy_n(to, m_stride, to + half * m_stride);
-        m_tables.push_back({to, m_stride, rows, m_columns});
+        if (m_circle) std::copy_n(image_row<float>(half.get(), 0), 4L * m_columns, image_row<float>(half.get(), rows));
+        m_halved.push_back(std::move(half));
+        add_table(m_halved.back(), rows + seam);
     }
 }
 
 bool AuroraMap::fill(const std::vector<AuroraStrand>& strands, const StopRequested& stop) {
     collect(strands);
     sort_bands();
-    m_texels.resize(static_cast<std::size_t>(m_rows + 1) * static_cast<std::size_t>(m_stride));
+    m_texels = made(make_image_uncleared(m_columns, m_rows + 1, 4, SAMPLE_F32));
     const int coarse_columns = (m_columns + COARSE_COLUMNS - 1) / COARSE_COLUMNS;
     m_coarse.assign(4 * std::size_t((m_rows + COARSE_ROWS - 1) / COARSE_ROWS) * std::size_t(coarse_columns), 0.0F);
     for_rows_float((m_rows + BAND - 1) / BAND, [&](int first, int last) {

@@ -1,7 +1,7 @@
 // The light of an aurora by azimuth and elevation of the line of sight.
 //
-// The lines of the field, along which an aurora hangs, are verticals here. One of them lies at a single azimuth, and the
-// light at a height h above a place at the distance r is seen at the elevation whose tangent is h / r. So with the
+// The lines of the field, along which an aurora hangs, are verticals here. One of them lies at a single azimuth, and
+// the light at a height h above a place at the distance r is seen at the elevation whose tangent is h / r. So with the
 // logarithm of that tangent as the axis, all that hangs at an azimuth is a sum of height profiles, each shifted by the
 // logarithm of its distance.
 #pragma once
@@ -51,9 +51,10 @@ class AuroraMap {
     void add_cells(const Segment& segment, int first, float* cells) const;
     void sort_bands();
     void fill_band(int band, std::vector<float>& cells, std::vector<float>& planes);
+    ImagePtr make_glow(int pad) const;
     bool add_glow(const StopRequested& stop);
     void make_levels();
-    float* texels(int row) { return m_texels.data() + long(row) * m_stride; }
+    float* texels(int row) { return image_row<float>(m_texels.get(), row); }
 
     AuroraCamera m_camera;
     AuroraFrame m_frame;
@@ -62,16 +63,15 @@ class AuroraMap {
     bool m_circle = false;
     int m_rows = 0, m_columns = 0, m_lowest = 0;
     float m_least_level = 0;  // of lines of sight: their part across the vertical
-    long m_stride = 0;
     std::vector<float> m_profile_values[AURORA_LIGHTS];
     AuroraProfile m_profiles[AURORA_LIGHTS];
     std::vector<float> m_through;  // what the air lets through, by column
     std::vector<Segment> m_segments;
     std::vector<int> m_band_starts, m_band_items;
     int m_nearest = 0, m_cells = 0;
-    std::vector<float> m_texels;
+    ImagePtr m_texels;
     std::vector<float> m_coarse;
-    std::vector<std::vector<float>> m_halved;
+    std::vector<ImagePtr> m_halved;
     std::vector<AuroraTable> m_tables;
     float m_mean[4] = {};
 };

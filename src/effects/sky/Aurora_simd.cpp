@@ -1,6 +1,6 @@
 #include "effects/sky/Aurora_simd.h"
 
-#include "simdlib/vectors.h"
+#include "simdlib/planes.h"
 
 namespace QUILLON_SIMD {
 namespace {
@@ -11,8 +11,7 @@ static void add_profile(const AuroraProfile& profile, float amount, int shift, f
     // Column j takes value j + shift.
     int j = shift < 0 ? -shift : 0;
     const int end = profile.count - shift < columns ? profile.count - shift : columns;
-    for (; j + LANES <= end; j += LANES)
-        store(plane + j, load(plane + j) + amount * load(profile.values + j + shift));
+    for (; j + LANES <= end; j += LANES) store(plane + j, load(plane + j) + amount * load(profile.values + j + shift));
     for (; j < end; ++j) plane[j] += amount * profile.values[j + shift];
 }
 
@@ -36,28 +35,36 @@ static void colour(const float* const* planes, const float colours[AURORA_PLANES
         store(texels + 4L * j, air[j] * (planes[0][j] * green + planes[1][j] * red + planes[2][j] * fringe));
 }
 
-static Pixel between(const float* glow, int coarse, int j) {
-    const float at = (static_cast<float>(j) + 0.5F) / static_cast<float>(coarse) + 0.5F;  // the first one stands twice
-    const int i = static_cast<int>(at);
-    const Pixel low = load<Pixel>(glow + 4L * i), high = load<Pixel>(glow + 4L * i + 4);
-    return low + (at - static_cast<float>(i)) * (high - low);
+// Texels that the glow was spread over, AURORA_COARSE for each of its own, linear between their middles.
+static void expand(const float* glow, int first, int count, float* out) {
+    static_assert(AURORA_COARSE == 4);
+    for (int k = 0; k < count; k += 4, out += 16) {
+        const float* from = glow + (first + k);  // four floats for four columns
+        const Pixel a = load<Pixel>(from), b = load<Pixel>(from + 4), c = load<Pixel>(from + 8);
+        store(out, a + 0.625F * (b - a)), store(out + 4, a + 0.875F * (b - a));
+        store(out + 8, b + 0.125F * (c - b)), store(out + 12, b + 0.375F * (c - b));
+    }
 }
 
-static void develop(const AuroraTone& tone, const float* near_glow, const float* far_glow, int coarse, float* texels,
-                    int columns) {
-    for (int j = 0; j < columns; ++j) {
-        Pixel light = load<Pixel>(texels + 4L * j);
-        if (near_glow) light += tone.near_glow * between(near_glow, coarse, j);
-        if (far_glow) light += tone.far_glow * between(far_glow, coarse, j);
+// 1 - exp(-x), nearly; a Taylor polynomial of exp below the line keeps it smooth and below 1.
+static Floats shoulder(Floats x) {
+    return 1.0F - 1.0F / (1.0F + x * (1.0F + x * (0.5F + x * (1.0F / 6.0F + x * (1.0F / 24.0F)))));
+}
+
+static void develop(const float* glow, float* texels, int columns) {
+    for (int j = 0; j < columns; j += LANES) {
+        const int count = columns - j < LANES ? columns - j : LANES;
+        alignas(64) float spread[4 * LANES];
+        expand(glow, j, count, spread);
+        const Planes around = load_planes(spread);
+        Planes light = load_planes(texels + 4L * j, count);
+        light.r += around.r, light.g += around.g, light.b += around.b;
         // Film and eyes see strong light of one colour as paler.
-        const float whole = 0.3F * light[0] + 0.5F * light[1] + 0.2F * light[2];
-        light += 0.05F * whole * whole / (1.0F + 0.25F * whole);
-        const Pixel grown =
-            1.0F + light * (1.0F + light * (0.5F + light * (1.0F / 6.0F + light * (1.0F / 24.0F))));
-        Pixel shown = 1.0F - 1.0F / grown;
-        float most = shown[0] > shown[1] ? shown[0] : shown[1];
-        shown[3] = most > shown[2] ? most : shown[2];
-        store(texels + 4L * j, shown);
+        const Floats whole = 0.3F * light.r + 0.5F * light.g + 0.2F * light.b;
+        const Floats pale = 0.05F * whole * whole / (1.0F + 0.25F * whole);
+        light.r = shoulder(light.r + pale), light.g = shoulder(light.g + pale), light.b = shoulder(light.b + pale);
+        light.a = larger(larger(light.r, light.g), light.b);
+        store_planes(texels + 4L * j, light, count);
     }
 }
 
@@ -67,8 +74,7 @@ static void develop(const AuroraTone& tone, const float* near_glow, const float*
 static Floats azimuth_of(Floats side, Floats ahead) {
     const Floats x = absolute(ahead), y = absolute(side);
     const Floats most = larger(x, y), t = smaller(x, y) / larger(most, Floats{} + 1e-20F), tt = t * t;
-    Floats angle =
-        t * (0.9998660F + tt * (-0.3302995F + tt * (0.1801410F + tt * (-0.0851330F + tt * 0.0208351F))));
+    Floats angle = t * (0.9998660F + tt * (-0.3302995F + tt * (0.1801410F + tt * (-0.0851330F + tt * 0.0208351F))));
     angle = y > x ? 1.57079633F - angle : angle;
     angle = ahead < 0.0F ? 3.14159265F - angle : angle;
     return side < 0.0F ? -angle : angle;
@@ -83,69 +89,94 @@ static Floats logarithm(Floats v) {
     return of_mantissa + to_floats(exponent) * 0.693147181F;
 }
 
-static Pixel texel_at(const AuroraTable& table, float row, float column) {
-    const float last = static_cast<float>(table.rows - 1);
-    row = row < 0 ? 0 : (row > last ? last : row);
-    int i = static_cast<int>(row), j = static_cast<int>(column);
-    i = i > table.rows - 2 ? table.rows - 2 : i;
-    const float down = row - static_cast<float>(i), along = column - static_cast<float>(j);
-    const float* from = table.texels + i * table.stride + 4L * j;
+// The texels around a place of a table.
+struct Spot {
+    long offset;
+    float down, along;
+};
+
+QUILLON_VECTOR Pixel texel_at(const float* texels, long stride, const Spot& spot) {
+    const float* from = texels + spot.offset;
     const Pixel a = load<Pixel>(from), b = load<Pixel>(from + 4);
-    const Pixel c = load<Pixel>(from + table.stride), d = load<Pixel>(from + table.stride + 4);
-    const Pixel low = a + along * (b - a), high = c + along * (d - c);
-    return low + down * (high - low);
+    const Pixel c = load<Pixel>(from + stride), d = load<Pixel>(from + stride + 4);
+    const Pixel low = a + spot.along * (b - a), high = c + spot.along * (d - c);
+    return low + spot.down * (high - low);
 }
 
-static Pixel light_at(const AuroraPixels& pixels, float row, float column, float level) {
-    if (!(level > 0)) return texel_at(pixels.tables[0], row, column);
+static Spot spot_at(const AuroraTable& table, float row, float column) {
+    const float last = static_cast<float>(table.rows) - 1.001F;
+    row = row < 0 ? 0 : (row > last ? last : row);
+    const int i = static_cast<int>(row), j = static_cast<int>(column);
+    return {i * table.stride + 4L * j, row - static_cast<float>(i), column - static_cast<float>(j)};
+}
+
+static Pixel blended_levels(const AuroraPixels& pixels, float row, float column, float level) {
     const float most = static_cast<float>(pixels.levels - 1);
-    if (level > most) level = most;
+    level = level > most ? most : (level > 0 ? level : 0);
     const int fine = static_cast<int>(level), coarse = fine + 1 < pixels.levels ? fine + 1 : fine;
     const auto at = [&](int n) {
         const float parts = 1.0F / static_cast<float>(1 << n);
-        return texel_at(pixels.tables[n], (row + 0.5F) * parts - 0.5F, column);
+        const AuroraTable& table = pixels.tables[n];
+        return texel_at(table.texels, table.stride, spot_at(table, (row + 0.5F) * parts - 0.5F, column));
     };
     const Pixel a = at(fine);
     return a + (level - static_cast<float>(fine)) * (at(coarse) - a);
 }
 
 // Light is laid over what is behind as by a second exposure: 1 - (1 - a) (1 - b) below white.
-static void show(const AuroraPixels& pixels, Pixel light, int x, float* pixel) {
+template <bool MATTED>
+QUILLON_VECTOR void show(const AuroraPixels& pixels, Pixel light, int x, float* pixel) {
     const Pixel one = Pixel{} + 1.0F;
-    float inside = 1.0F;
-    if (pixels.matte) {
-        const float* matte = pixels.matte + 4L * x;
-        inside = to_unit(0.3F * matte[0] + 0.5F * matte[1] + 0.2F * matte[2]);
-        inside = pixels.inverted ? 1.0F - inside : inside;
-    }
     const Pixel behind = pixels.alone ? Pixel{} : load<Pixel>(pixel);
-    const Pixel kept =
-        behind * ((1.0F - pixels.dimming * inside) * (one + (1.0F - inside) * load<Pixel>(pixels.ground)));
-    light *= pixels.strength * inside;
-    Pixel result = kept + light * (one - smaller(kept, one));
-    result[3] = behind[3] + light[3] * (1.0F - smaller(float{behind[3]}, 1.0F));
-    store(pixel, result);
+    Pixel kept = behind * (1.0F - pixels.dimming);
+    if constexpr (MATTED) {
+        const float* matte = pixels.matte + 4L * x;
+        float inside = to_unit(0.3F * matte[0] + 0.5F * matte[1] + 0.2F * matte[2]);
+        inside = pixels.inverted ? 1.0F - inside : inside;
+        kept = behind * ((1.0F - pixels.dimming * inside) * (one + (1.0F - inside) * load<Pixel>(pixels.ground)));
+        light *= inside;
+    }
+    kept[3] = behind[3];
+    store(pixel, kept + light * (one - smaller(kept, one)));
 }
 
-static void shade_row(const AuroraPixels& pixels, float* picture, int width) {
-    const float last_column = static_cast<float>(pixels.tables[0].columns) - 1.001F;
+template <bool MATTED>
+static void shade(const AuroraPixels& pixels, float* picture, int first, int end) {
+    const AuroraTable& table = pixels.tables[0];
+    const float last_column = static_cast<float>(table.columns) - 1.001F;
+    const float last_row = static_cast<float>(table.rows) - 1.001F;
     const Floats zero = {}, tiny = zero + 1e-6F;
-    for (int x = 0; x < width; x += LANES) {
+    for (int x = first; x < end; x += LANES) {
         const Floats at = static_cast<float>(x) + counting<Floats>();
         const Floats up = pixels.up + at * pixels.up_step, ahead = pixels.ahead + at * pixels.ahead_step,
                      side = pixels.side + at * pixels.side_step;
         const Floats level = larger(square_root(ahead * ahead + side * side), tiny);
         const Floats rise = limited(up / level, tiny, zero + 1e6F);
-        Floats row = (azimuth_of(side, ahead) - pixels.first_azimuth) * pixels.rows_a_radian;
-        const Floats column = limited((logarithm(rise) - pixels.lowest) * (1.0F / AURORA_STEP), zero,
-                                      zero + last_column);
-        const Floats octaves = pixels.levels > 1 ? logarithm(larger(pixels.fine / level, tiny)) * 1.44269504F : zero;
-        alignas(64) float rows[LANES], columns[LANES], levels[LANES];
-        store(rows, row), store(columns, column), store(levels, octaves);
-        const int count = width - x < LANES ? width - x : LANES;
-        for (int i = 0; i < count; ++i)
-            show(pixels, light_at(pixels, rows[i], columns[i], levels[i]), x + i, picture + 4L * (x + i));
+        const Floats row =
+            limited((azimuth_of(side, ahead) - pixels.first_azimuth) * pixels.rows_a_radian, zero, zero + last_row);
+        const Floats column =
+            limited((logarithm(rise) - pixels.lowest) * (1.0F / AURORA_STEP), zero, zero + last_column);
+        const int count = end - x < LANES ? end - x : LANES;
+        if (pixels.levels > 1 && !all_set(level >= pixels.fine)) {
+            const Floats octaves = logarithm(pixels.fine / level) * 1.44269504F;
+            for (int i = 0; i < count; ++i)
+                show<MATTED>(pixels, blended_levels(pixels, row[i], column[i], octaves[i]), x + i,
+                             picture + 4L * (x + i));
+            continue;
+        }
+        const Ints i = to_ints(row), j = to_ints(column);
+        alignas(64) float down[LANES], along[LANES];
+        alignas(64) int rows[LANES], columns[LANES];
+        store(down, row - to_floats(i)), store(along, column - to_floats(j)), store(rows, i), store(columns, 4 * j);
+        for (int n = 0; n < count; ++n)
+            show<MATTED>(pixels,
+                         texel_at(table.texels, table.stride, {rows[n] * table.stride + columns[n], down[n], along[n]}),
+                         x + n, picture + 4L * (x + n));
     }
+}
+
+static void shade_row(const AuroraPixels& pixels, float* picture, int first, int end) {
+    pixels.matte ? shade<true>(pixels, picture, first, end) : shade<false>(pixels, picture, first, end);
 }
 
 }  // namespace

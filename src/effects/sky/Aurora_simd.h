@@ -21,21 +21,15 @@ struct AuroraTable {
     int rows, columns;
 };
 
-// How light is seen: amount x + whitening, then 1 - exp(-x), nearly.
-struct AuroraTone {
-    float near_glow, far_glow;
-};
-
 // What a row of the picture needs to know. A line of sight is linear in the pixel's x.
 struct AuroraPixels {
     float up, ahead, side;                 // of the row's first pixel's middle
     float up_step, ahead_step, side_step;  // from pixel to pixel
     float first_azimuth, rows_a_radian;
-    float lowest;       // logarithm, of column 0
-    float fine;         // level of the tables: log2(fine / level part of the line of sight)
-    int levels;         // tables, each with half of the rows of the one before
+    float lowest;  // logarithm, of column 0
+    float fine;    // which table: log2(fine / level part of the line of sight)
+    int levels;    // tables, each with half of the rows of the one before
     const AuroraTable* tables;
-    float strength;      // of the light
     float dimming;       // of what is behind
     float ground[4];     // light on what the matte leaves out
     bool alone;          // nothing is behind
@@ -51,9 +45,11 @@ struct AuroraKernels {
     // Texels = sum of planes times colours, times what the air lets through at each column.
     void (*colour)(const float* const* planes, const float colours[AURORA_PLANES][4], const float* air, float* texels,
                    int columns);
-    // Adds two glows, of one texel for each `coarse` columns, and turns light into what is shown, with alpha.
-    void (*develop)(const AuroraTone& tone, const float* near_glow, const float* far_glow, int coarse, float* texels,
-                    int columns);
-    void (*shade_row)(const AuroraPixels& pixels, float* picture, int width);
+    // Adds glow, of one texel for AURORA_COARSE columns and one before and behind, and turns light into what is shown,
+    // with alpha.
+    void (*develop)(const float* glow, float* texels, int columns);
+    // Pixels [first, end) of a row.
+    void (*shade_row)(const AuroraPixels& pixels, float* picture, int first, int end);
 };
+inline constexpr int AURORA_COARSE = 4;
 QUILLON_SIMD_TABLE(AuroraKernels, aurora_kernels);

@@ -137,6 +137,8 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_Pool3D", {100, 31.25}, {100, 50}, "Center", {0.5, 1.0}},  // the middle of the plane, to its far edge
         {"Q_Puddle3D", {200, 0}, {250, 10}, "BR", {1.25, 0.1}},
         {"Q_Luna", {100, 50}, {20, 90}, "Centre", {0.1, 0.9}},
+        {"Q_Aurora", {100, 36}, {150, 60}, "Point3", {0.75, 0.6}},
+        {"Q_Aurora", {170, 50}, {160, 50}, "Radius2", {0.2}},
         {"Q_RomanTile", {40, 95}, {150, 20}, "Light", {0.75, 0.2}},
         {"Q_Flare", {97, 50}, {150, 90}, "Center", {0.75, 0.9}},
         {"Q_FlareSpot", {180, 90}, {100, 20}, "Source", {0.5, 0.2}},
@@ -221,6 +223,7 @@ TEST(NoStrength, LeavesThePictureToTheBit) {
         const char* effect;
         std::vector<std::pair<const char*, double>> settings, strengthened;
     } cases[] = {
+        {"Q_Aurora", {{"Brightness", 0}}, {{"Brightness", 100}}},
         {"Q_Bubbles", {{"Opacity", 0}}, {{"Opacity", 100}}},
         {"Q_Burn", {{"Burn", 0}}, {{"Brightness", 150}}},
         {"Q_CrashZoom", {{"Speed", 0}}, {{"Speed", 50}}},
