@@ -10,6 +10,7 @@ namespace {
 
 constexpr float RADIANS = 0.0174532925F;  // of a degree
 constexpr int TILE = 64;                  // pixels
+constexpr int MOST_SETS = 32;             // of strands in a frame: curtains times moments
 constexpr double SECOND = 24.0;           // frames that speeds mean by one
 constexpr double MOST_FRAMES = 1e6;       // patterns repeat far beyond
 
@@ -132,7 +133,7 @@ void Aurora::paint(const AuroraMap& map) {
     float ground[4] = {};
     for (int c = 0; c < 3; ++c) {
         const float light = 2.0F * GroundLight.percent() * map.mean()[c];
-        ground[c] = 4.0F * light / (1.0F + light);
+        ground[c] = 1.6F * light / (1.0F + light);
     }
     for_rows_float(picture.height, [&](int first, int last) {
         if (first > last) return;

@@ -89,9 +89,6 @@ struct AuroraInfo : EffectInfo {
     FloatControlK7 Patches{this,
                            {"Patches", "Patches", 60.0, 0.0, 200.0},
                            "How much the brightness varies along the curtains, in percent."};
-    IntegerControlK7 Seed{this,
-                          {"Seed", "Seed", 271, 1, 9999, {.animates = false, .keptByPresets = true}},
-                          "Another number gives another aurora."};
 
     Page swirlPage{this, "Swirling"};
     FloatControlK7 Folds{this,
@@ -126,6 +123,9 @@ struct AuroraInfo : EffectInfo {
     FloatControlK7 Shutter{this,
                            {"Shutter", "Shutter", 0.5, 0.0, 1000.0, {.displayMax = 100.0}},
                            "How long the shutter is open, in frames: what moves meanwhile is blurred."};
+    IntegerControlK7 Seed{this,
+                          {"Seed", "Seed", 271, 1, 9999, {.animates = false, .keptByPresets = true}},
+                          "Another number gives another aurora."};
 
     Page lightPage{this, "Lighting"};
     ColourControlK7 MainColour{this,
@@ -175,6 +175,7 @@ struct AuroraInfo : EffectInfo {
     PositionControlK7 Point3{this, {"Point3", "Point 3", 0.5, 0.36}, "The next one."};
     PositionControlK7 Point4{this, {"Point4", "Point 4", 0.85, 0.58}, "The next one."};
     PositionControlK7 Point5{this, {"Point5", "Point 5", 1.3, 0.62}, "The last one."};
+    FrameRateControlK7 FramesPerSecond{this};
 
     Page suctionPage{this, "Suction"};
     PositionControlK7 Suction1{this, {"Suction1", "Suction 1", 0.3, 0.45}, "A point that draws curtains to it."};
@@ -193,7 +194,6 @@ struct AuroraInfo : EffectInfo {
     FloatControlK7 Strength3{this, {"Strength3", "Strength 3", 0.0, -200.0, 100.0}, "Of the third one, in percent."};
     SizeControlK7 Radius3{this, {"Radius3", "Radius 3", 0.3, 0.0, 4.0}, "Of the third one, in half widths."};
     AngleControlK7 Twist3{this, {"Twist3", "Twist 3", 0.0, -3600.0, 3600.0}, "Of the third one, in degrees."};
-    FrameRateControlK7 FramesPerSecond{this};
 
     CrosshairOverlayK7 pointWidgets[MOST_POINTS]{
         {this, Point1}, {this, Point2}, {this, Point3}, {this, Point4}, {this, Point5}};

@@ -18,6 +18,7 @@ constexpr float LOWEST_SLOPE = 0.012F, STEEPEST_SLOPE = 60.0F;  // of lines of s
 constexpr int BAND = 16;                                        // rows
 constexpr int COARSE_ROWS = 8, COARSE_COLUMNS = AURORA_COARSE;  // of the map, in a texel of the glow's
 constexpr int MOST_LEVELS = 9;
+constexpr float LEAST_ROWS = 0.01F;                    // of a segment: keeps its squares apart
 constexpr float NEAR_GLOW = 0.012F, FAR_GLOW = 0.08F;  // radians
 constexpr float LEVEL_AND_STEEP = 0.4F;                // sine times cosine of the elevations that matter
 
@@ -129,20 +130,20 @@ void AuroraMap::add_segment(const AuroraStrand& a, const AuroraStrand& b) {
     float change = b.azimuth - a.azimuth;
     change -= 2 * PI * std::floor(change / (2 * PI) + 0.5F);
     const float from = (a.azimuth - m_first_azimuth) / m_row_angle, to = from + change / m_row_angle;
-    const float half = std::max(0.5F, 0.5F * m_air.thickness / (a.distance * m_row_angle));
-    Segment segment{std::min(from, to) - half, std::max(from, to) + half, 0, {}};
     const auto rows = static_cast<float>(m_rows);
-    segment.last = std::min(segment.last, segment.first + rows - 1);
-    segment.u = 0.5F * (a.log_distance + b.log_distance) - a.lift;
-    segment.u /= AURORA_STEP;
-    // So much of the line of sight's way lies in the curtain, in rows.
-    const float amount = m_air.brightness * a.length / (a.distance * m_row_angle * (segment.last - segment.first));
+    const float half =
+        std::clamp(0.5F * m_air.thickness / (a.distance * m_row_angle), 0.5F, 0.25F * std::max(rows, 2.0F));
+    Segment segment{std::min(from, to), std::max(from, to), half, 0, {}};
+    segment.to = std::clamp(segment.to, segment.from + LEAST_ROWS, segment.from + 0.5F * rows);
+    segment.u = (0.5F * (a.log_distance + b.log_distance) - a.lift) / AURORA_STEP;
+    // So much of the way of the lines of sight lies in the curtain, times rows.
+    const float amount = m_air.brightness * a.length / (a.distance * m_row_angle);
     for (int i = 0; i < AURORA_LIGHTS; ++i) segment.light[i] = amount * a.light[i];
     for (const float shift : {-rows, 0.0F, rows}) {
         if (!m_circle && shift != 0) continue;
         Segment shifted = segment;
-        shifted.first += shift, shifted.last += shift;
-        if (shifted.last > -0.5F && shifted.first < rows - 0.5F) m_segments.push_back(shifted);
+        shifted.from += shift, shifted.to += shift;
+        if (shifted.to + half > -0.5F && shifted.from - half < rows - 0.5F) m_segments.push_back(shifted);
     }
 }
 
@@ -163,29 +164,39 @@ void AuroraMap::sort_bands() {
     const auto band_of = [&](float row) {
         return std::clamp(static_cast<int>(std::max(row + 0.5F, 0.0F)) / BAND, 0, bands - 1);
     };
+    const auto first_band = [&](const Segment& segment) { return band_of(segment.from - segment.half); };
+    const auto last_band = [&](const Segment& segment) { return band_of(segment.to + segment.half); };
     m_band_starts.assign(std::size_t(bands) + 1, 0);
     for (const Segment& segment : m_segments)
-        for (int band = band_of(segment.first); band <= band_of(segment.last); ++band)
-            ++m_band_starts[std::size_t(band) + 1];
+        for (int band = first_band(segment); band <= last_band(segment); ++band) ++m_band_starts[std::size_t(band) + 1];
     for (std::size_t band = 0; band < std::size_t(bands); ++band) m_band_starts[band + 1] += m_band_starts[band];
     std::vector<int> next(m_band_starts.begin(), m_band_starts.end() - 1);
     m_band_items.resize(static_cast<std::size_t>(m_band_starts.back()));
     for (std::size_t i = 0; i < m_segments.size(); ++i)
-        for (int band = band_of(m_segments[i].first); band <= band_of(m_segments[i].last); ++band)
+        for (int band = first_band(m_segments[i]); band <= last_band(m_segments[i]); ++band)
             m_band_items[static_cast<std::size_t>(next[std::size_t(band)]++)] = static_cast<int>(i);
 }
 
-// Rows `first` and the BAND - 1 after it.
+// Rows `first` and the BAND - 1 after it. A segment's light is even along it, and then spread evenly over the
+// thickness: so segments that follow each other join without a seam.
 void AuroraMap::add_cells(const Segment& segment, int first, float* cells) const {
-    const int from = std::max(static_cast<int>(std::floor(segment.first + 0.5F)), first);
-    const int to = std::min(static_cast<int>(std::floor(segment.last + 0.5F)), first + BAND - 1);
+    const float low = segment.from - segment.half, high = segment.to + segment.half;
+    const int from = std::max(static_cast<int>(std::floor(low + 0.5F)), first);
+    const int to = std::min(static_cast<int>(std::floor(high + 0.5F)), first + BAND - 1);
     const float at = segment.u - static_cast<float>(m_nearest);
     const int cell = static_cast<int>(at);
     const float second = at - static_cast<float>(cell);
+    const float length = segment.to - segment.from, scale = 0.25F / (segment.half * length);
+    // The part of the light below a row's edge: two spreads of an even one make squares.
+    const auto below = [&](float row) {
+        const auto square = [](float x) { return x > 0 ? x * x : 0.0F; };
+        const float x = std::min(row, high) - low, wide = 2 * segment.half;
+        return scale * (square(x) - square(x - wide) - square(x - length) + square(x - wide - length));
+    };
+    float before = below(static_cast<float>(from) - 0.5F);
     for (int row = from; row <= to; ++row) {
-        const auto middle = static_cast<float>(row);
-        const float inside = std::min(segment.last, middle + 0.5F) - std::max(segment.first, middle - 0.5F);
-        if (!(inside > 0)) continue;
+        const float after = below(static_cast<float>(row) + 0.5F), inside = std::max(after - before, 0.0F);
+        before = after;
         float* to_cell = cells + (long(row - first) * m_cells + cell) * AURORA_LIGHTS;
         for (int i = 0; i < AURORA_LIGHTS; ++i) {
             const float light = inside * segment.light[i];

@@ -39,8 +39,9 @@ class AuroraMap {
 
   private:
     struct Segment {
-        float first, last;  // rows of the map
-        float u;            // distance, as steps of its logarithm
+        float from, to;  // rows of the map, from below to
+        float half;      // thickness on both sides, in rows
+        float u;         // distance, as steps of its logarithm
         float light[AURORA_LIGHTS];
     };
     void choose_view(const AuroraFrame& frame);
