@@ -80,6 +80,13 @@ AuroraCurtains::AuroraCurtains(const AuroraCamera& camera, const std::vector<Aur
     }
 }
 
+namespace {
+
+// A coordinate of noise, which repeats after 256: small enough for a float at any moment.
+float wrapped(double cells) { return static_cast<float>(cells - 4096.0 * std::floor(cells / 4096.0)); }
+
+}  // namespace
+
 // ---- Folds ----------------------------------------------------------------------------------------------------
 
 struct AuroraCurtains::Block {
@@ -126,14 +133,13 @@ void AuroraCurtains::bend(const Bend& bend, Block& block) const {
 void AuroraCurtains::carry(const AuroraFolding& folding, int curtain, Block& block) const {
     begin(curtain, block);
     const auto which = static_cast<float>(curtain);
-    const auto moment = [](double cells) { return static_cast<float>(cells - 4096.0 * std::floor(cells / 4096.0)); };
-    bend({2.7F * folding.fold_size, 0.8F * folding.folds, 0.0F, 0.35F * which + moment(0.5 * folding.waves)}, block);
-    bend({folding.fold_size, 1.15F * folding.folds, 0.0F, 0.8F * which + 11.3F + moment(folding.waves)}, block);
-    bend({0.43F * folding.fold_size, 0.9F * folding.folds, moment(0.6 * folding.waves),
-          1.7F * which + 23.9F + moment(1.3 * folding.waves)},
+    bend({2.7F * folding.fold_size, 0.8F * folding.folds, 0.0F, 0.35F * which + wrapped(0.5 * folding.waves)}, block);
+    bend({folding.fold_size, 1.15F * folding.folds, 0.0F, 0.8F * which + 11.3F + wrapped(folding.waves)}, block);
+    bend({0.43F * folding.fold_size, 0.9F * folding.folds, wrapped(0.6 * folding.waves),
+          1.7F * which + 23.9F + wrapped(1.3 * folding.waves)},
          block);
-    bend({folding.ripple_size, folding.ripples, moment(folding.rippling),
-          2.3F * which + 37.1F + moment(0.6 * folding.rippling)},
+    bend({folding.ripple_size, folding.ripples, wrapped(folding.rippling),
+          2.3F * which + 37.1F + wrapped(0.6 * folding.rippling)},
          block);
 }
 
@@ -204,10 +210,10 @@ void AuroraCurtains::draw_in(Block& block) const {
 
 // ---- Light ----------------------------------------------------------------------------------------------------
 
-void AuroraCurtains::add_along(const Block& block, float size, float y, float z, float amplitude, float* sum) const {
+void AuroraCurtains::add_along(const Block& block, float size, double y, double z, float amplitude, float* sum) const {
     float where[BLOCK + 1], high[BLOCK + 1], deep[BLOCK + 1], noise[BLOCK + 1];
-    const float cells = 1.0F / size;
-    for (int i = 0; i < block.count; ++i) where[i] = block.along[i] * cells, high[i] = y, deep[i] = z;
+    const float cells = 1.0F / size, up = wrapped(y), in = wrapped(z);
+    for (int i = 0; i < block.count; ++i) where[i] = block.along[i] * cells, high[i] = up, deep[i] = in;
     m_noise.noise_row(where, high, deep, noise, block.count);
     for (int i = 0; i < block.count; ++i)
         sum[i] += amplitude * std::clamp(2.0F - 4.0F * block.step[i] * cells, 0.0F, 1.0F) * noise[i];
@@ -215,19 +221,18 @@ void AuroraCurtains::add_along(const Block& block, float size, float y, float z,
 
 void AuroraCurtains::light(const AuroraFolding& folding, int curtain, const Block& block, AuroraStrand* out) const {
     float rays[BLOCK + 1] = {}, patches[BLOCK + 1] = {}, heights[BLOCK + 1] = {}, lifts[BLOCK + 1] = {};
-    const auto which = 5.3F * static_cast<float>(curtain);
-    const auto moment = [](double cells) { return static_cast<float>(cells - 4096.0 * std::floor(cells / 4096.0)); };
-    const float drift = moment(folding.drifting), flicker = moment(folding.flickering), size = m_shine.ray_size;
+    const double which = 5.3 * curtain, drift = folding.drifting, flicker = folding.flickering;
+    const float size = m_shine.ray_size;
     // Rays of several widths. Their patterns drift along the curtain and change.
-    add_along(block, 4.6F * size, which + 0.5F * drift, 3.1F + 0.6F * flicker, 1.1F, rays);
-    add_along(block, 1.9F * size, which + 0.8F * drift, 7.7F + flicker, 1.2F, rays);
-    add_along(block, 0.83F * size, which + drift, 13.9F + 1.5F * flicker, 0.9F, rays);
-    add_along(block, 0.4F * size, which + drift, 19.3F + 2.0F * flicker, 0.5F, rays);
-    add_along(block, 0.31F, which + 0.2F * flicker, 43.1F + 0.3F * drift, 1.6F, patches);
-    add_along(block, 0.09F, which + 0.35F * flicker, 47.9F + 0.4F * drift, 0.7F, patches);
-    add_along(block, 2.6F * size, which + 0.6F * drift, 53.3F + 0.7F * flicker, 1.0F, heights);
-    add_along(block, 0.13F, which, 59.7F + 0.3F * flicker, 0.05F, lifts);
-    add_along(block, 1.3F * size, which + 0.9F * drift, 61.3F + flicker, 0.03F * m_shine.rays, lifts);
+    add_along(block, 4.6F * size, which + 0.5 * drift, 3.1 + 0.6 * flicker, 1.1F, rays);
+    add_along(block, 1.9F * size, which + 0.8 * drift, 7.7 + flicker, 1.2F, rays);
+    add_along(block, 0.83F * size, which + drift, 13.9 + 1.5 * flicker, 0.9F, rays);
+    add_along(block, 0.4F * size, which + drift, 19.3 + 2.0 * flicker, 0.5F, rays);
+    add_along(block, 0.31F, which + 0.2 * flicker, 43.1 + 0.3 * drift, 1.6F, patches);
+    add_along(block, 0.09F, which + 0.35 * flicker, 47.9 + 0.4 * drift, 0.7F, patches);
+    add_along(block, 2.6F * size, which + 0.6 * drift, 53.3 + 0.7 * flicker, 1.0F, heights);
+    add_along(block, 0.13F, which, 59.7 + 0.3 * flicker, 0.05F, lifts);
+    add_along(block, 1.3F * size, which + 0.9 * drift, 61.3 + flicker, 0.03F * m_shine.rays, lifts);
     float dim = 1.0F;
     for (int i = 0; i < curtain; ++i) dim *= m_shine.fall_off;
     for (int i = 0; i + 1 < block.count; ++i) {

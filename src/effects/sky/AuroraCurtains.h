@@ -75,7 +75,7 @@ class AuroraCurtains {
     void draw_in(Block& block) const;
     void light(const AuroraFolding& folding, int curtain, const Block& block, AuroraStrand* out) const;
     // amplitude * noise at (along / size, y, z), less where strands are farther apart than half of `size`.
-    void add_along(const Block& block, float size, float y, float z, float amplitude, float* sum) const;
+    void add_along(const Block& block, float size, double y, double z, float amplitude, float* sum) const;
 
     AuroraCamera m_camera;
     AuroraShine m_shine;

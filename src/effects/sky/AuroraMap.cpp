@@ -18,6 +18,7 @@ constexpr float LOWEST_SLOPE = 0.012F, STEEPEST_SLOPE = 60.0F;  // of lines of s
 constexpr int BAND = 16;                                        // rows
 constexpr int COARSE_ROWS = 8, COARSE_COLUMNS = AURORA_COARSE;  // of the map, in a texel of the glow's
 constexpr int MOST_LEVELS = 9;
+constexpr float ROWS_A_PIXEL = 1.7F;                   // up to so many need no halved tables
 constexpr float LEAST_ROWS = 0.01F;                    // of a segment: keeps its squares apart
 constexpr float NEAR_GLOW = 0.012F, FAR_GLOW = 0.08F;  // radians
 constexpr float LEVEL_AND_STEEP = 0.4F;                // sine times cosine of the elevations that matter
@@ -339,7 +340,7 @@ AuroraPixels AuroraMap::row(int y) const {
     pixels.first_azimuth = m_first_azimuth;
     pixels.rows_a_radian = 1.0F / m_row_angle;
     pixels.lowest = static_cast<float>(m_lowest) * AURORA_STEP;
-    pixels.fine = 1.0F / (width * m_row_angle);
+    pixels.fine = 1.0F / (width * m_row_angle * ROWS_A_PIXEL);
     pixels.levels = static_cast<int>(m_tables.size());
     pixels.tables = m_tables.data();
     return pixels;

@@ -150,6 +150,21 @@ TEST(Aurora, EveryPresetHasItsBitsInAnyOrder) {
     }
 }
 
+// Patterns go on evenly where frames count from, and far from there.
+TEST(Aurora, NothingJumps) {
+    Shot shot(flat(160, 90, 0.0F));
+    alone(shot);
+    for (const double frame : {-1.0, 0.0, 1.0, 500.0, 20000.0, 163840.0}) {
+        const ImagePtr before = shot.copy(frame);
+        const K7Image& after = shot.render(frame + 1);
+        double moved = 0;
+        for (int y = 0; y < 90; ++y)
+            for (int x = 0; x < 160; ++x) moved += std::fabs(double(at(after, x, y, 1)) - at(*before, x, y, 1));
+        EXPECT_GT(moved / (160 * 90), 1e-4) << frame;
+        EXPECT_LT(moved / (160 * 90), 0.01) << frame;
+    }
+}
+
 TEST(Aurora, ProxiesShowTheSame) {
     Shot full(flat(640, 360, 0.0F)), half(flat(320, 180, 0.0F));
     for (Shot* shot : {&full, &half}) alone(*shot);
