@@ -96,11 +96,11 @@ struct Spot {
 };
 
 QUILLON_VECTOR Pixel texel_at(const float* texels, long stride, const Spot& spot) {
+    using Pair = Vec<float, 8>;  // neighbours in a row
     const float* from = texels + spot.offset;
-    const Pixel a = load<Pixel>(from), b = load<Pixel>(from + 4);
-    const Pixel c = load<Pixel>(from + stride), d = load<Pixel>(from + stride + 4);
-    const Pixel low = a + spot.along * (b - a), high = c + spot.along * (d - c);
-    return low + spot.down * (high - low);
+    const Pair near = load<Pair>(from), mixed = near + spot.down * (load<Pair>(from + stride) - near);
+    const Pixel left = in_order<0, 1, 2, 3>(mixed, mixed), right = in_order<4, 5, 6, 7>(mixed, mixed);
+    return left + spot.along * (right - left);
 }
 
 static Spot spot_at(const AuroraTable& table, float row, float column) {
