@@ -18,8 +18,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
     // clang-format off
     {{.name = "BitsFly", .menu = "Pixel Trip", .overlay = true, .description = "Twirls away tiles of the image. This effect is in Box Number 12"},
      {{"Input1", "Disintegrate", "Fly", true}, {"Input2", "Background", "BG"}, {"Input3", "2D Matte", "2DMatte"}, {"Input4", "3D Matte", "3DMatte"}}},
-    {{.name = "FireBall", .menu = "Natural Phenomena", .generator = true, .overlay = true, .description = "A ball of fire with a tail. This effect is in Box Number 1"},
-     {{"Input", "Background Clip"}, {"Matte", "Matte"}}},
     {{.name = "Flock", .menu = "Sundries", .generator = true, .overlay = true, .otherFrames = true, .description = "The little flocking characters with attitude. This effect is in Box Number 30"},
      {{"Input", "Background Clip", "BG"}, {"Input2", "Shape Colour", "SCol", false, true}, {"Input3", "Shape Matte", "SMatte", false, true}, {"Input4", "Birth Matte", "BMatte"}, {"Input5", "Avoidance Matte", "AMatte"}}},
     {{.name = "Particles", .menu = "Sundries", .generator = true, .overlay = true, .description = "Provides a comprehensive, general purpose, 2D particle system simulator and renderer. This effect is in Box Number 30"},

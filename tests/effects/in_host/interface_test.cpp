@@ -51,6 +51,8 @@ TEST(Greying, FollowsTheControlsThatSteer) {
          {{"BuoyMode", 2}, {"UseSlip", 1}, {"UseDiss", 0}},
          "PressureForce SlipEnd",
          "RiseFall FadeLength"},
+        {"Q_FireBall", {}, "Start Finish Duration", "Centre"},
+        {"Q_FireBall", {{"Motion", 1}}, "Centre", "Start ArcHeight StartAt"},
         {"Q_Jaws", {}, "PathToFile Oversampling", "InOut Center MatchZooms ZoomWidth ZoomHeight Spin"},
         {"Q_Jaws", {{"ShowOriginal", 1}}, "InOut Center MatchZooms ZoomWidth Spin", "ZoomHeight"},
         {"Q_Jaws", {{"MatchZooms", 0}, {"ShowOriginal", 1}}, "ZoomHeight", ""},
@@ -150,6 +152,8 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_Fire", {100, 50}, {50, 80}, "WindEndA", {0.25, 0.8}, "WindOnA"},
         {"Q_Fire", {100, 50}, {50, 80}, "WindEndA", {}},  // what is off has no handles
         {"Q_Fire", {86.6, 33.3}, {106.6, 33.3}, "VortexRadiusA", {0.2}, "VortexOnA"},
+        {"Q_FireBall", {64, 70}, {40, 60}, "Start", {0.2, 0.6}},
+        {"Q_FireBall", {100, 50}, {40, 60}, "Centre", {}},  // the ball flies along its arc
         {"Q_Candle", {100, 20}, {40, 60}, "Centre", {0.2, 0.6}},
         {"Q_Candle", {110, 20}, {120, 20}, "CRadiusX", {0.2}},
         {"Q_ClipFlow", {40, 50}, {100, 25}, "CenterA", {0.5, 0.25}, "UseVelocityA"},
