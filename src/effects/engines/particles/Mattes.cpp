@@ -23,3 +23,14 @@ std::uint64_t particles::matte_fingerprint(const K7Image* matte) {
     });
     return fingerprint(rows.data(), rows.size() * sizeof rows[0]);
 }
+
+std::uint64_t particles::picture_fingerprint(const K7Image* picture) {
+    if (!picture || picture->sample_type != SAMPLE_F32) return 0;
+    std::vector<std::uint64_t> rows(picture->height);
+    const std::size_t bytes = sizeof(float) * picture->width * picture->channels;
+    for_rows_float(picture->height, [&](int first, int last) {
+        for (int y = first; y <= last; ++y)
+            rows[static_cast<std::size_t>(y)] = fingerprint(image_row<float>(picture, y), bytes);
+    });
+    return fingerprint(rows.data(), rows.size() * sizeof rows[0]);
+}

@@ -22,5 +22,7 @@ inline bool matte_allows(const K7Image* matte, const float position[2]) {
 }
 // Of a matte's first channel, for the clock: mattes steer steps as parameters do.
 std::uint64_t matte_fingerprint(const K7Image* matte);
+// Of all channels of a float picture.
+std::uint64_t picture_fingerprint(const K7Image* picture);
 
 }  // namespace particles
