@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "effects/engines/particles/ForceField_simd.h"
+#include "effects/engines/replay/FrameClock.h"
 #include "k7pi_baselib/rows.h"
 
 namespace particles {
@@ -69,6 +70,10 @@ void SlopeField::make(const K7Image& picture, float radius) {
             slope[1] =
                 (light[cell(x, above)] - light[cell(x, below)]) / static_cast<float>(STEP * std::max(above - below, 1));
         }
+}
+
+std::uint64_t SlopeField::fingerprint() const {
+    return ::fingerprint(m_slopes.data(), m_slopes.size() * sizeof(float));
 }
 
 void SlopeField::read(const float* x, const float* y, float aspect, float reach, float* along_x, float* along_y,

@@ -29,6 +29,7 @@ class SlopeField {
     // Softened over about `radius` pixels, at least 4.
     void make(const K7Image& picture, float radius);
     bool empty() const { return m_slopes.empty(); }
+    std::uint64_t fingerprint() const;
     // The growth of luminance over `reach` pixel widths along both axes, up to 1 either way, at places in pixel widths.
     void read(const float* x, const float* y, float aspect, float reach, float* along_x, float* along_y,
               int count) const;

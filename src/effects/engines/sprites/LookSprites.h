@@ -32,6 +32,7 @@ class LookSprites {
     LookSprite* grow(std::size_t count);
     void add(const LookSprite& sprite) { *grow(1) = sprite; }
     std::size_t count() const { return m_sprites.size(); }
+    const std::vector<LookSprite>& sprites() const { return m_sprites; }
 
     // Draws them into a float RGBA picture of that shape: by their depth, the highest last, and where it is equal in
     // the order of collection. Sprites that are not finite, or far outside, draw nothing.
