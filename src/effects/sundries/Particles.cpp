@@ -181,10 +181,13 @@ bool Particles::fillNewborn(ParticlesParticle& p) {
     const ParticlesMotion& m = motion();
     MTRandom& draw = random();
     p = ParticlesParticle();
-    p.key = draw.next_uint32();
+    p.key = p.family = draw.next_uint32();
     float outwards[2];
     const bool placed = emitterPlace(p.position, outwards);
-    const float bend = m.spread * 0.5f * signed_draw(draw);
+    // Narrow spreads have soft edges, wide ones are even all around.
+    const float even = std::clamp((m.spread - 2) / 2, 0.0f, 1.0f), first = signed_draw(draw),
+                second = signed_draw(draw);
+    const float bend = m.spread * (even * 0.5f * first + (1 - even) * 0.3f * (first + second));
     const float speed = m.speed * std::max(1 + m.speed_var * signed_draw(draw), 0.0f);
     const float life = m.life * (1 + m.life_var * signed_draw(draw));
     const float flown = draw.next_float();
@@ -284,6 +287,7 @@ void Particles::move(ParticlesParticle* particles, int count) const {
 
 particles::Seen Particles::seen(const ParticlesParticle& p) const {
     return {.key = p.key,
+            .family = p.family,
             .age = p.age,
             .life = p.life,
             .x = p.position[0],
@@ -331,7 +335,7 @@ void Particles::paint(K7Image& result) {
     const particles::ParticleLook& how = look().look;
     if (how.glow > 0)
         m_glow.draw(&result, m_sprites.sprites().data(), m_sprites.count(),
-                    {how.GLOW_REACH, how.GLOW_LEAST * frame().width / 1920, 0.35f * how.glow});
+                    {how.GLOW_REACH, how.GLOW_LEAST * frame().width / 1920, 0.3f * how.glow});
 }
 
 namespace {

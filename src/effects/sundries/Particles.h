@@ -230,7 +230,7 @@ struct ParticlesLook {
 };
 
 struct ParticlesParticle : FadingParticle {
-    std::uint32_t key = 0;
+    std::uint32_t key = 0, family = 0;
     std::int32_t child = 0;
 };
 

@@ -77,7 +77,7 @@ float ParticleLook::visibility(const Seen& seen) const {
 }
 
 void ParticleLook::colour(const Seen& seen, float out[3]) const {
-    const auto& stages = colours[word(seen, HUE) % HUES];
+    const auto& stages = colours[place_hash(seen.family, HUE) % HUES];
     const float t = std::clamp(seen.age / std::max(seen.life, 1e-3f), 0.0f, 1.0f) * (STAGES - 1);
     const int stage = std::min(static_cast<int>(t), STAGES - 2);
     const float light = gain * (1 + light_var * signed_of(word(seen, LIGHT)));
@@ -112,7 +112,7 @@ void ParticleLook::show(const Seen& seen, LookSprite* sprites, int count) const 
     s.y = seen.y;
     s.radius = radius(seen);
     s.opacity = visibility(seen);
-    s.depth = blend == DrawBlend::over ? seen.key : 0;
+    s.depth = blend == DrawBlend::over ? word(seen, SIZE) : 0;  // large ones are near
     if (!(s.opacity > 1e-4f) || !(s.radius > 1e-3f)) {
         std::fill_n(sprites, count, LookSprite());
         return;

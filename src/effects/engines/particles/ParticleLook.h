@@ -12,6 +12,7 @@ namespace particles {
 // A particle as its look sees it. Places in pixel widths, both axes.
 struct Seen {
     std::uint32_t key;  // its own number
+    std::uint32_t family;  // the number that its hue follows from: that of the particle it comes from
     float age, life;    // frames
     float x, y;
     float way_x, way_y;   // to where it was a frame before; no farther than to where it was born
@@ -49,7 +50,7 @@ struct ParticleLook {
     // Those sprites.
     void show(const Seen& seen, LookSprite* sprites, int count) const;
     // The radius of a particle's halo, in pixel widths, and the share of the opacity that it has.
-    static constexpr float GLOW_REACH = 7, GLOW_LEAST = 6;
+    static constexpr float GLOW_REACH = 4, GLOW_LEAST = 9;
 
   private:
     bool swept() const { return look == SpriteLook::point || look == SpriteLook::blob; }
