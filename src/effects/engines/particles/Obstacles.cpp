@@ -76,58 +76,78 @@ void Obstacles::normal(float x, float y, float out[2]) const {
     for (int i = 0; i < 2; ++i) out[i] = length > 1e-6f ? out[i] / length : 0;
 }
 
-void Obstacles::offSolid(float position[2], float velocity[2], const Surface& surface) const {
+// Where on its way a particle hits the solid, in frames; `most` where it does not before.
+float Obstacles::untilSolid(const float position[2], const float velocity[2], float most) const {
     const float x = position[0], y = position[1] * m_aspect, vx = velocity[0], vy = velocity[1] * m_aspect;
-    const float way = std::sqrt(vx * vx + vy * vy);
-    float here = distance(x, y), n[2];
-    if (here < 0) {  // it was born inside, or the matte has moved over it
-        normal(x, y, n);
-        reflect(velocity, n, surface);
-        const float out = std::min(TOUCH - here, PUSH);
-        for (int i = 0; i < 2; ++i) position[i] += out * n[i];
-        return;
-    }
+    const float per_pixel = 1 / std::max(std::sqrt(vx * vx + vy * vy), 1e-6f);
     float t = 0;
-    for (int look = 0; look < MOST_LOOKS && here > TOUCH; ++look) {
-        t += std::max(here - 0.5f * TOUCH, TOUCH) / std::max(way, 1e-6f);
-        if (t >= 1) return;
-        here = distance(x + vx * t, y + vy * t);
+    for (int look = 0; look < MOST_LOOKS && t < most; ++look) {
+        const float px = x + vx * t, py = y + vy * t, here = distance(px, py);
+        if (here <= TOUCH) {
+            float n[2];
+            normal(px, py, n);
+            if (velocity[0] * n[0] + velocity[1] * n[1] < 0) return t;
+        }
+        t += std::max(here - 0.5f * TOUCH, TOUCH) * per_pixel;
     }
-    normal(x + vx * t, y + vy * t, n);
-    if (velocity[0] * n[0] + velocity[1] * n[1] >= 0) return;
-    const float hit[2] = {position[0] + velocity[0] * t, position[1] + velocity[1] * t};
-    reflect(velocity, n, surface);
-    const float left = 1 - t;
-    const bool free = distance((hit[0] + velocity[0] * left), (hit[1] + velocity[1] * left) * m_aspect) >= 0;
-    for (int i = 0; i < 2; ++i) position[i] = hit[i] + (free ? velocity[i] * left : 0) - velocity[i];
+    return most;
 }
 
-// Who is beyond a wall has flown in from there, and is let in.
-void Obstacles::offWalls(float position[2], float velocity[2], const Surface& surface) const {
+// Where it hits a wall, which it leaves on its inside. Who is beyond a wall has flown in from there, and is let in.
+float Obstacles::untilWall(const float position[2], const float velocity[2], Walls walls, float out[2],
+                           float most) const {
     const float size[2] = {m_width, m_height / m_aspect};
     for (int axis = 0; axis < 2; ++axis)
         for (const bool upper : {false, true}) {
-            if (surface.walls == FLOOR && (axis == 0 || upper)) continue;
+            if (walls == NONE || (walls == FLOOR && (axis == 0 || upper))) continue;
             const float inside = upper ? size[axis] - position[axis] : position[axis];
             const float towards = upper ? velocity[axis] : -velocity[axis];
-            if (!(inside >= 0 && towards > inside)) continue;
-            const float t = inside / towards;
-            float n[2] = {};
-            n[axis] = upper ? -1.0f : 1.0f;
-            const float hit[2] = {position[0] + velocity[0] * t, position[1] + velocity[1] * t};
-            reflect(velocity, n, surface);
-            for (int i = 0; i < 2; ++i) position[i] = hit[i] + velocity[i] * (1 - t) - velocity[i];
+            if (!(inside >= 0 && towards * most > inside)) continue;
+            most = inside / towards;
+            out[axis] = upper ? -1.0f : 1.0f, out[1 - axis] = 0;
         }
+    return most;
+}
+
+// Out of the solid that it was born in, or that has moved over it.
+void Obstacles::pushOut(float position[2], float velocity[2], const Surface& surface) const {
+    const float here = distance(position[0], position[1] * m_aspect);
+    if (here >= 0) return;
+    float n[2];
+    normal(position[0], position[1] * m_aspect, n);
+    reflect(velocity, n, surface);
+    const float out = std::min(TOUCH - here, PUSH);
+    for (int i = 0; i < 2; ++i) position[i] += out * n[i];
 }
 
 void Obstacles::bounce(float position[2], float velocity[2], const Surface& surface) const {
-    constexpr float FAR = 1e6f;
+    constexpr float FAR = 1e6f, MARGIN = 64;  // pixels
+    constexpr int MOST_HITS = 4;              // in a frame; then it stays where it is
     for (int i = 0; i < 2; ++i)
         if (!(std::fabs(position[i]) < FAR && std::fabs(velocity[i]) < FAR)) return;
-    const bool above_frame = position[0] > -64 && position[0] < m_width + 64 && position[1] * m_aspect > -64 &&
-                             position[1] * m_aspect < m_height + 64;
-    if (m_distance && above_frame) offSolid(position, velocity, surface);
-    if (surface.walls != NONE) offWalls(position, velocity, surface);
+    const float size[2] = {m_width, m_height / m_aspect};
+    const auto near = [&](int i) { return position[i] > -MARGIN && position[i] < size[i] + MARGIN; };
+    const bool solid = m_distance && near(0) && near(1);
+    if (solid) pushOut(position, velocity, surface);
+    float left = 1;
+    for (int hit = 0; hit < MOST_HITS; ++hit) {
+        float n[2] = {};
+        const float wall = untilWall(position, velocity, surface.walls, n, left);
+        const float t = solid ? untilSolid(position, velocity, wall) : wall;
+        if (!(t < left)) {
+            if (hit == 0) return;
+            break;
+        }
+        for (int i = 0; i < 2; ++i) position[i] += velocity[i] * t;
+        if (t < wall)
+            normal(position[0], position[1] * m_aspect, n);
+        else
+            for (int i = 0; i < 2; ++i)
+                if (n[i] != 0) position[i] = n[i] > 0 ? 0 : size[i];
+        reflect(velocity, n, surface);
+        left = hit + 1 < MOST_HITS ? left - t : 0;
+    }
+    for (int i = 0; i < 2; ++i) position[i] += velocity[i] * left - velocity[i];
 }
 
 }  // namespace particles

@@ -32,8 +32,9 @@ class Obstacles {
   private:
     float distance(float x, float y) const;  // pixels, below 0 inside; of a place in pixels
     void normal(float x, float y, float out[2]) const;
-    void offSolid(float position[2], float velocity[2], const Surface& surface) const;
-    void offWalls(float position[2], float velocity[2], const Surface& surface) const;
+    float untilSolid(const float position[2], const float velocity[2], float most) const;
+    float untilWall(const float position[2], const float velocity[2], Walls walls, float out[2], float most) const;
+    void pushOut(float position[2], float velocity[2], const Surface& surface) const;
 
     float m_width = 0, m_height = 0, m_aspect = 1;  // pixels; width of a pixel over its height
     ImagePtr m_distance;

@@ -49,7 +49,7 @@ void LookSprites::findRows() {
             Rows& rows = m_rows[static_cast<std::size_t>(i)];
             rows = {NOWHERE, 0};
             if (!finite(s)) continue;
-            const float reach = MARGIN * s.radius + 2;
+            const float reach = MARGIN * s.radius + 3;
             const float left = s.x + std::min(s.way_x, 0.0f) - reach, right = s.x + std::max(s.way_x, 0.0f) + reach;
             const float low = (s.y + std::min(s.way_y, 0.0f) - reach) * m_aspect;
             const float high = (s.y + std::max(s.way_y, 0.0f) + reach) * m_aspect;

@@ -35,7 +35,7 @@ struct Swept {
         way_x = moves ? s.way_x : 0, way_y = moves ? s.way_y : 0;
         const float per_way = moves ? 1 / way : 0;
         along_x = way_x * per_way, along_y = way_y * per_way;
-        const float least = LOOK == SpriteLook::blob ? 1.0f : 0.5f;  // bells need more room than discs
+        const float least = LOOK == SpriteLook::blob ? 1.2f : 0.8f;  // bells need more room than discs
         const float drawn = larger(s.radius, least), shrunk = s.radius / drawn;
         taper = LOOK == SpriteLook::streak ? 0.85f : 0.0f;
         if (LOOK == SpriteLook::streak)
@@ -64,10 +64,12 @@ struct Swept {
 };
 
 struct Star {
-    float cosine, sine, per_radius, width, radius;
-    Star(const LookSprite& s, float) : cosine(s.cosine), sine(s.sine), radius(larger(s.radius, 1.0f)) {
+    float cosine, sine, per_radius, width, radius, core_size, gain;
+    Star(const LookSprite& s, float) : cosine(s.cosine), sine(s.sine), radius(larger(s.radius, 2.5f)) {
         per_radius = 1 / radius;
-        width = larger(0.05f, 0.7f * per_radius);
+        width = larger(0.05f, 0.8f * per_radius);
+        core_size = smaller(14.0f, 0.45f * radius * radius);  // no smaller than pixels can show
+        gain = s.radius * per_radius * (s.radius * per_radius);
     }
     float reach() const { return radius; }
     Floats operator()(Floats dx, Floats dy) const {
@@ -77,9 +79,9 @@ struct Star {
         const Floats along = to_unit(1.0f - u), across = to_unit(1.0f - v);
         const Floats first = to_unit(1.0f - v / (width + 0.08f * along * along));
         const Floats second = to_unit(1.0f - u / (width + 0.08f * across * across));
-        const Floats core = to_unit(1.0f - 14.0f * q), haze = to_unit(1.0f - q);
+        const Floats core = to_unit(1.0f - core_size * q), haze = to_unit(1.0f - q);
         const Floats rays = along * along * along * first * first + across * across * across * second * second;
-        return smaller(core * core + 0.8f * rays + 0.16f * haze * haze * haze * haze, Floats{} + 1.0f);
+        return smaller(core * core + 0.8f * rays + 0.16f * haze * haze * haze * haze, Floats{} + 1.0f) * gain;
     }
 };
 
