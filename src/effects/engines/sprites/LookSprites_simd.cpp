@@ -35,7 +35,7 @@ struct Swept {
         way_x = moves ? s.way_x : 0, way_y = moves ? s.way_y : 0;
         const float per_way = moves ? 1 / way : 0;
         along_x = way_x * per_way, along_y = way_y * per_way;
-        const float least = LOOK == SpriteLook::blob ? 1.2f : 0.8f;  // bells need more room than discs
+        const float least = LOOK == SpriteLook::blob ? 1.4f : 0.95f;  // bells need more room than discs
         const float drawn = larger(s.radius, least), shrunk = s.radius / drawn;
         taper = LOOK == SpriteLook::streak ? 0.85f : 0.0f;
         if (LOOK == SpriteLook::streak)
