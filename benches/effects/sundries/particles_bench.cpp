@@ -13,6 +13,7 @@ Bench::Factory frames(int preset, double first, double rate = 0) {
         if (!*kept) {
             *kept = std::make_shared<EffectShot<Particles>>(ImagePtr(image_duplicate(test_frame().get())));
             (*kept)->choose_preset(preset);
+            (*kept)->effect.UseBounce.value = false;  // no clip is connected
             if (rate > 0) (*kept)->effect.Rate.value = rate;
         }
         const auto shot = *kept;

@@ -85,29 +85,32 @@ void Particles::readBlocks(ParticlesMotion& motion, ParticlesLook& shown) {
     shown.child_opacity = ChildOpacity.percent();
 }
 
-// What is made of the clips, before any step needs it.
+// What is made of the clips, before any step needs it. Where parameters are read at each replayed frame, any of them
+// may be needed at an earlier one.
 void Particles::background() {
     K7Image* result = output.image.get();
-    if (birth.isConnected() || Emitter.value == BirthClip) m_places.make(*birth.image);
+    const bool any = start.withAnimation.value;
+    if (any || Emitter.value == BirthClip) m_places.make(*birth.image);
     m_obstacles.begin(*result);
-    if (bounce.isConnected())
+    if (bounce.isConnected() && (any || UseBounce.value))
         m_obstacles.add(*bounce.image);
     else
         m_obstacles.clear();
-    if (turbulence.isConnected() || forces.slope->value != 0) {
+    if (any || forces.slope->value != 0) {
         m_slopes.make(*turbulence.image, static_cast<float>(result->width) * 0.006f);
         m_slope_print = m_slopes.fingerprint();
     }
-    m_colour_print = AltColours.value ? particles::picture_fingerprint(colours.image.get()) : 0;
+    m_colour_print = any || AltColours.value ? particles::picture_fingerprint(colours.image.get()) : 0;
     preparePicture();
     if (ParticlesOnly.value) image_clear(result);
 }
 
 std::uint64_t Particles::steeringPictures() const {
+    const bool any = start.withAnimation.value;
     std::uint64_t sum = fingerprint(m_colour_print, FINGERPRINT_SEED);
-    if (Emitter.value == BirthClip) sum = fingerprint(m_places.fingerprint(), sum);
-    if (UseBounce.value && bounce.isConnected()) sum = fingerprint(m_obstacles.fingerprint(), sum);
-    if (forces.slope->value != 0) sum = fingerprint(m_slope_print, sum);
+    if (any || Emitter.value == BirthClip) sum = fingerprint(m_places.fingerprint(), sum);
+    if (any || UseBounce.value) sum = fingerprint(m_obstacles.fingerprint(), sum);
+    if (any || forces.slope->value != 0) sum = fingerprint(m_slope_print, sum);
     return sum;
 }
 

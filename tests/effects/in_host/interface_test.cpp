@@ -144,6 +144,8 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_RomanTile", {40, 95}, {150, 20}, "Light", {0.75, 0.2}},
         {"Q_Flare", {97, 50}, {150, 90}, "Center", {0.75, 0.9}},
         {"Q_FlareSpot", {180, 90}, {100, 20}, "Source", {0.5, 0.2}},
+        {"Q_Particles", {100, 35}, {40, 80}, "EmitStart", {0.2, 0.8}},
+        {"Q_Particles", {125, 50}, {150, 50}, "VortexRadius", {0.5}, "VortexOn"},
         {"Q_Rainbow", {70, 50}, {50, 50}, "Radius", {0.5}},
         {"Q_Thermo", {132, 66}, {100, 25}, "Temperature4", {0.5, 0.25}},
         {"Q_Thermo", {132, 66}, {250, -15}, "Temperature4", {1.0, 0.0}},  // points of a curve stay in the picture
@@ -252,6 +254,7 @@ TEST(NoStrength, LeavesThePictureToTheBit) {
         {"Q_RainDrops", {{"Distortion", 1}}, {{"Distortion", 1.3}}},
         {"Q_RemGrain", {{"RBlur", 0}, {"GBlur", 0}, {"BBlur", 0}}, {{"GBlur", 50}}},
         {"Q_Smoke", {{"Opacity", 0}}, {{"Opacity", 100}}},
+        {"Q_Particles", {{"Opacity", 0}}, {{"Opacity", 100}}},
         {"Q_Snow", {{"Opacity", 0}}, {{"Opacity", 100}}},
         {"Q_RomanTile", {{"Mix", 0}}, {{"Mix", 10}}},
         {"Q_SpinBlur", {{"Blend", 100}}, {{"Blend", 90}}},

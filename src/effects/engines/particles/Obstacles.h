@@ -20,9 +20,12 @@ class Obstacles {
         Walls walls = NONE;
     };
 
-    void begin(const K7Image& frame);     // of the frame's shape, with nothing in it
-    void add(const K7Image& picture);     // what is brighter than half is solid; replaces what there was
-    void clear() { m_distance.reset(); }  // only walls
+    void begin(const K7Image& frame);  // of the frame's shape, with nothing in it
+    void add(const K7Image& picture);  // what is brighter than half is solid; replaces what there was
+    void clear() {                     // only walls are left
+        m_distance.reset();
+        m_fingerprint = 0;
+    }
     std::uint64_t fingerprint() const { return m_fingerprint; }  // of what is solid
 
     // Turns the velocity of a particle that would hit something in its next step, and moves it so that place plus

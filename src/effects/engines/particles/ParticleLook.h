@@ -11,9 +11,9 @@ namespace particles {
 
 // A particle as its look sees it. Places in pixel widths, both axes.
 struct Seen {
-    std::uint32_t key;  // its own number
+    std::uint32_t key;     // its own number
     std::uint32_t family;  // the number that its hue follows from: that of the particle it comes from
-    float age, life;    // frames
+    float age, life;       // frames
     float x, y;
     float way_x, way_y;   // to where it was a frame before; no farther than to where it was born
     float vx, vy;         // a frame
