@@ -1,6 +1,6 @@
 // The halos of many small sprites: their light, softened over a multiple of their size, on a picture of a quarter of
-// the size, and screened over the result. The layer costs the same
-// however large the halos are.
+// the size, and screened over the result. The
+// layer is laid over in the same time however large the halos are.
 #pragma once
 
 #include "effects/engines/sprites/LookSprites.h"
