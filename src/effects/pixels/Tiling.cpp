@@ -53,6 +53,11 @@ struct Convex {
     }
 };
 
+bool turns_left(const TilePoint triangle[3]) {
+    const TilePoint &a = triangle[0], &b = triangle[1], &c = triangle[2];
+    return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x) > 0;
+}
+
 // Rows or columns of this size that reach half a picture of `extent` from the middle, and one more.
 int half_count(float extent, float size) {
     return std::min(static_cast<int>(std::ceil(0.5F * extent / size)) + 1, MOST_ROWS / 2);
@@ -212,8 +217,11 @@ void Tiling::cut_cracks(const TilingShape& shape) {
             const TilePoint a = corner(ring, i), b = corner(ring + 1, i), c = corner(ring + 1, i + 1);
             const TilePoint d = corner(ring, i + 1);
             const std::uint32_t word = word_of(shape.seed ^ 0x5bd1e995U, i, static_cast<int>(ring));
+            // Where jitter has bent the four inwards, only one of the two diagonals lies between them.
             const TilePoint halves[2][2][3] = {{{a, b, c}, {a, c, d}}, {{a, b, d}, {b, c, d}}};
-            const auto& pair = halves[ring == 0 ? 0 : word & 1U];
+            const auto& chosen = halves[ring == 0 ? 0 : word & 1U];
+            const auto& pair =
+                ring == 0 || (turns_left(chosen[0]) && turns_left(chosen[1])) ? chosen : halves[~word & 1U];
             add(3, pair[0], place_hash(word, 31));
             if (ring > 0) add(3, pair[1], place_hash(word, 32));
         }

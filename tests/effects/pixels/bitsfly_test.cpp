@@ -63,7 +63,7 @@ TEST(Tiling, CoversEachPlaceOnce) {
             }
             EXPECT_GT(tiling.tiles().size(), 60U);
             for (std::size_t i = 0; i < sums.size(); ++i)
-                ASSERT_NEAR(sums[i], 1.0F, 2e-2) << i % WIDTH << ", " << i / WIDTH;
+                ASSERT_NEAR(sums[i], 1.0F, 2e-3) << i % WIDTH << ", " << i / WIDTH;
         }
 }
 

@@ -56,7 +56,6 @@ struct DepartureControls {
         const char* pieces = "tiles";
         const char* matte = "2D Matte";  // the clip's label
         double duration = 60.0;
-        bool matteMoves = false;
     };
     DepartureControls(EffectInfo* owner, const Given& given);
 
