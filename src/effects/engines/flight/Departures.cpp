@@ -84,7 +84,7 @@ DepartureControls::DepartureControls(EffectInfo* owner, const Given& given)
       Ragged(owner, {"Ragged", "Ragged", 25.0, 0.0, 100.0},
              "How much chance, single and in clumps, takes part in the order, in percent."),
       MatteUse(
-          owner, {"MatteUse", given.matte, 0, {"Bright Leave First", "Dark Leave First", "Only Bright Fly"}},
+          owner, {"MatteUse", "Matte Use", 0, {"Bright Leave First", "Dark Leave First", "Only Bright Fly"}},
           (std::string("What the luminance of the ") + given.matte + " clip decides, where there is one.").c_str()),
       MatteMix(owner, {"MatteMix", "Matte Mix", 100.0, 0.0, 100.0},
                "How much the matte decides the order, in percent; the rest is Order's.") {
