@@ -207,7 +207,7 @@ bool BitsFly::draw(const Swarm& swarm, const K7Image& source, const K7Image* sha
     const auto add_hole = [&](const Tiling::Tile& tile, int first, int last, PolygonCoverage& coverage, float* hole) {
         float xy[2 * Tiling::MOST_CORNERS];
         outline(tile, xy);
-        if (!coverage.set_polygon(static_cast<int>(tile.count), xy, 2, {0, first, target.width - 1, last})) return;
+        made(coverage.set_polygon(static_cast<int>(tile.count), xy, 2, {0, first, target.width - 1, last}));
         coverage.for_runs([&](const CoverageRun& run) {
             float* out = hole + std::size_t(run.y - first) * width + run.x0;
             for (int i = 0; i <= run.x1 - run.x0; ++i) out[i] += run.coverage ? run.coverage[i] : 1.0F;

@@ -28,6 +28,7 @@ constexpr float SHADOW_CELL = 4;       // pixels of the full size
 constexpr float SHADOW_BLUR = 0.004F;  // widths
 constexpr float SHADOW_REACH = 0.2F;   // widths of height at which a shadow is half as dark
 constexpr float LIFTED = 0.015F;       // widths of height from which on there is a whole shadow
+constexpr float FAR_AWAY = 1e8F;       // pixels
 constexpr float DEEPEST = -50.0F;      // widths: what flies farther is gone
 
 float luminance_of(const float* pixel) { return 0.3F * pixel[0] + 0.5F * pixel[1] + 0.2F * pixel[2]; }
@@ -244,6 +245,7 @@ ImagePtr BitsFly::shadows(const Swarm& swarm) const {
                 const float at_y = pose.place[1] + pose.turn[3] * x + pose.turn[4] * y - slant_y * z;
                 cast.xy[2 * i] = (at_x + 0.5F) * wide;
                 cast.xy[2 * i + 1] = (at_y / swarm.tallness + 0.5F) * high;
+                if (!(std::fabs(cast.xy[2 * i]) + std::fabs(cast.xy[2 * i + 1]) < FAR_AWAY)) cast.dark = 0;
                 low = std::min(low, cast.xy[2 * i + 1]), top = std::max(top, cast.xy[2 * i + 1]);
             }
             cast.first = static_cast<int>(std::max(low, 0.0F));
@@ -261,7 +263,7 @@ ImagePtr BitsFly::shadows(const Swarm& swarm) const {
             PolygonCoverage coverage;
             for (; begin != end; ++begin) {
                 const Cast& cast = casts[*begin];
-                if (!coverage.set_polygon(cast.count, cast.xy, 2, {0, first, plane->width - 1, last})) continue;
+                made(coverage.set_polygon(cast.count, cast.xy, 2, {0, first, plane->width - 1, last}));
                 coverage.for_runs([&](const CoverageRun& run) {
                     float* out = image_row<float>(plane.get(), run.y);
                     for (int x = run.x0; x <= run.x1; ++x)

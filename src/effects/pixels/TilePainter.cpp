@@ -242,7 +242,7 @@ void TilePainter::for_faces(const Tiling::Tile& tile, const TilePose& pose, int 
     // `read`: square pixels of the picture that are on it.
     const auto finish = [&](float read, const float normal[3]) {
         const float twice = std::fabs(twice_area(face.count, face.xy));
-        if (!(twice > 2 * LEAST_AREA)) return false;
+        if (!(twice > 2 * LEAST_AREA) || !std::isfinite(twice)) return false;
         float squeeze = std::sqrt(read / (0.5F * twice));
         face.level = 0, face.mix = 0;
         // Motion hides the step from copy to copy, and the finest one altogether.
@@ -324,7 +324,7 @@ void TilePainter::for_faces(const Tiling::Tile& tile, const TilePose& pose, int 
 // Over what is there, or added to it.
 void TilePainter::fill(const Face& face, float weight, bool add, const Target& target,
                        PolygonCoverage& coverage) const {
-    if (!coverage.set_polygon(face.count, face.xy, 2, target.window)) return;
+    made(coverage.set_polygon(face.count, face.xy, 2, target.window));
     if (!face.textured) {
         const Quad plain = {m_look.back[0], m_look.back[1], m_look.back[2], 1};
         const Quad ink = weight * (plain * Quad{face.shade, face.shade, face.shade, 1} +
