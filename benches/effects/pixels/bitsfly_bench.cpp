@@ -10,6 +10,9 @@ Bench::Factory flight(void (*adjust)(BitsFly&)) {
         auto effect = std::make_shared<BitsFly>();
         for (ClipRecord* clip : effect->inputs()) clip->image.reset(image_duplicate(test_frame().get()));
         effect->output.image.reset(image_duplicate(test_frame().get()));
+        K7Image* plate = effect->picture.image.get();  // opaque, as plates are
+        for (int y = 0; y < plate->height; ++y)
+            for (int x = 0; x < plate->width; ++x) image_row<float>(plate, y)[4 * x + 3] = 1;
         effect->currentFrame = 24;
         // Without a host every clip counts as connected: one that lets all fly by their order, in one plane.
         effect->timing.MatteMix.value = 0, effect->Depth.value = 0;
