@@ -41,6 +41,27 @@ class NeighbourGrid {
                 }
     }
 
+    // The same, but of a cell with more than `most` particles only so many, spread over its list; which ones follows from
+    // `choice`. So that crowds cost no more than others.
+    template <class Visit>
+    void sampled(const float position[2], std::uint32_t most, std::uint32_t choice, Visit visit) const {
+        if (m_first.empty() || most == 0 || !finite({position[0], position[1]})) return;
+        const float wide = m_reach * 1.0001f;
+        const int left = column(position[0] - wide), right = column(position[0] + wide);
+        const int bottom = row(position[1] - wide), top = row(position[1] + wide);
+        for (int y = bottom; y <= top; ++y)
+            for (int cell = y * m_columns + left; cell <= y * m_columns + right; ++cell) {
+                const std::uint32_t first = m_first[std::size_t(cell)], count = m_first[std::size_t(cell) + 1] - first;
+                const std::uint32_t step = std::max(count / most, 1U), asked = std::min(count, most);
+                for (std::uint32_t i = 0; i < asked; ++i) {
+                    const std::int32_t index = m_sorted[first + i * step + choice % step];
+                    const Place& place = m_places[std::size_t(index)];
+                    const float dx = place.x - position[0], dy = place.y - position[1];
+                    if (dx * dx + dy * dy <= m_reach * m_reach) visit(index);
+                }
+            }
+    }
+
   private:
     struct Place {
         float x, y;

@@ -77,6 +77,7 @@ class ParticleEffect : public ClockedEffect<Info> {
     virtual void beforeForces(Particle*, int /*count*/) {}
     virtual void applyForces(Particle*, int /*count*/) const {}  // count at most BLOCK
     virtual float neighbourReach() const { return 0; }           // pixels; 0: particles don't see each other
+    virtual FrameShape neighbourFrame() const { return this->frame(); }  // where positions are not pixels: what is
     virtual void lookAround(Particle*, int /*first*/, int /*count*/, const Neighbours&) const {}  // as applyForces
     virtual void afterForces(Particle*, int /*count*/) {}
     virtual bool showsByDepth() const { return false; }  // farthest first, instead of in the array's order
@@ -227,7 +228,7 @@ void ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::lookAroundAll
     Particle* particles = m_set->records();
     const int count = m_set->live();
     m_as_seen.assign(particles, particles + count);
-    m_neighbours.build(m_as_seen.data(), count, neighbourReach(), this->frame());
+    m_neighbours.build(m_as_seen.data(), count, neighbourReach(), neighbourFrame());
     const Neighbours around{m_as_seen.data(), m_neighbours};
     onBlocks([&](int first, int size) { lookAround(particles + first, first, size, around); });
 }
