@@ -1,5 +1,6 @@
 #include "effects/sundries/FlockCharacters.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "k7pi_baselib/portable_math.h"
@@ -9,6 +10,8 @@ namespace flock {
 namespace {
 
 using Points = std::vector<Point>;
+
+constexpr float SMALL = 16;  // pixels: below it a few parts stand for all
 
 Part ellipsoid(Point centre, Point radii, Shade shade, Paint paint = Paint::Own) {
     Part part{.form = Form::Ellipsoid, .joint = Joint::Body, .paint = paint, .points = {centre, radii}};
@@ -38,12 +41,23 @@ Part both(Part part) {
     part.pair = true;
     return part;
 }
+// Of both flanks, each seen from its own side.
+Part on_flanks(Part part) {
+    part.pair = part.on_skin = true;
+    part.bias = 0.3F;
+    return part;
+}
 Part from_size(float pixels, Part part) {
     part.smallest = pixels;
     return part;
 }
 Part nearer(float bias, Part part) {
     part.bias = bias;
+    return part;
+}
+
+Part below_size(float pixels, Part part) {
+    part.largest = pixels;
     return part;
 }
 
@@ -72,20 +86,21 @@ Character starling() {
                  .spread = 0.1F,
                  .bob = 0.02F};
     bird.parts = {
-        nearer(-0.02F, outline(Joint::Body,
-                               {{-0.09F, 0.035F, 0},
-                                {-0.2F, 0.045F, 0},
-                                {-0.3F, 0.06F, 0, true},
-                                {-0.285F, 0, 0, true},
-                                {-0.3F, -0.06F, 0, true},
-                                {-0.2F, -0.045F, 0},
-                                {-0.09F, -0.035F, 0}},
-                               {0.1F, 1}, {0, 0.8F}, {-0.1F, 0, 0}, {-0.3F, 0, 0})),
-        ellipsoid({0.03F, 0, 0}, {0.165F, 0.062F, 0.064F}, {0.35F, 1}),
-        ellipsoid({0.175F, 0, 0.02F}, {0.062F, 0.045F, 0.046F}, {0.1F, 0.95F}),
-        from_size(14,
+        below_size(SMALL, ellipsoid({-0.025F, 0, 0}, {0.255F, 0.055F, 0.056F}, {0.3F, 1})),
+        from_size(SMALL, nearer(-0.02F, outline(Joint::Body,
+                                                {{-0.09F, 0.035F, 0},
+                                                 {-0.2F, 0.045F, 0},
+                                                 {-0.3F, 0.06F, 0, true},
+                                                 {-0.285F, 0, 0, true},
+                                                 {-0.3F, -0.06F, 0, true},
+                                                 {-0.2F, -0.045F, 0},
+                                                 {-0.09F, -0.035F, 0}},
+                                                {0.1F, 1}, {0, 0.8F}, {-0.1F, 0, 0}, {-0.3F, 0, 0}))),
+        from_size(SMALL, ellipsoid({0.03F, 0, 0}, {0.165F, 0.062F, 0.064F}, {0.35F, 1})),
+        from_size(SMALL, ellipsoid({0.175F, 0, 0.02F}, {0.062F, 0.045F, 0.046F}, {0.1F, 0.95F})),
+        from_size(20,
                   limb(Joint::Body, {{0.215F, 0, 0.02F}, {0.285F, 0, 0.005F}}, 0.032F, 0.004F, {1, 1}, Paint::Horn)),
-        from_size(70, both(ellipsoid({0.197F, 0.036F, 0.034F}, {0.011F, 0.008F, 0.011F}, {0, 1}, Paint::Black))),
+        from_size(70, on_flanks(ellipsoid({0.197F, 0.036F, 0.034F}, {0.011F, 0.008F, 0.011F}, {0, 1}, Paint::Black))),
         both(outline(Joint::Wing,
                      {{0.1F, 0.02F, 0.025F},
                       {0.135F, 0.11F, 0.025F},
@@ -145,7 +160,7 @@ Character goose() {
         nearer(0.01F, ellipsoid({-0.06F, 0, -0.018F}, {0.11F, 0.056F, 0.058F}, {0.9F, 1.1F})),
         limb(Joint::Body, {{0.1F, 0, 0.015F}, {0.19F, 0, 0.035F}, {0.29F, 0, 0.045F}}, 0.075F, 0.036F, {0, 0.45F}),
         ellipsoid({0.305F, 0, 0.047F}, {0.038F, 0.023F, 0.026F}, {0, 0.4F}),
-        from_size(60, both(ellipsoid({0.296F, 0.014F, 0.04F}, {0.016F, 0.011F, 0.017F}, {1, 1.4F}, Paint::White))),
+        from_size(60, on_flanks(ellipsoid({0.296F, 0.014F, 0.04F}, {0.016F, 0.011F, 0.017F}, {1, 0.9F}, Paint::White))),
         from_size(20,
                   limb(Joint::Body, {{0.33F, 0, 0.044F}, {0.378F, 0, 0.036F}}, 0.026F, 0.01F, {0, 0.8F}, Paint::Black)),
         both(outline(Joint::Wing,
@@ -193,20 +208,22 @@ Character bat() {
                 .spread = 0.25F,
                 .bob = 0.035F};
     bat.parts = {
-        nearer(-0.03F, outline(Joint::Body,
-                               {{-0.06F, 0.05F, 0},
-                                {-0.17F, 0.06F, 0, true},
-                                {-0.135F, 0.02F, 0},
-                                {-0.18F, 0, 0, true},
-                                {-0.135F, -0.02F, 0},
-                                {-0.17F, -0.06F, 0, true},
-                                {-0.06F, -0.05F, 0}},
-                               {0.2F, 0.9F}, {0, 0.75F}, {-0.05F, 0, 0}, {-0.18F, 0, 0})),
+        from_size(SMALL, nearer(-0.03F, outline(Joint::Body,
+                                                {{-0.06F, 0.05F, 0},
+                                                 {-0.17F, 0.06F, 0, true},
+                                                 {-0.135F, 0.02F, 0},
+                                                 {-0.18F, 0, 0, true},
+                                                 {-0.135F, -0.02F, 0},
+                                                 {-0.17F, -0.06F, 0, true},
+                                                 {-0.06F, -0.05F, 0}},
+                                                {0.2F, 0.9F}, {0, 0.75F}, {-0.05F, 0, 0}, {-0.18F, 0, 0}))),
         ellipsoid({0.015F, 0, 0}, {0.115F, 0.052F, 0.055F}, {0.7F, 1}),
         ellipsoid({0.13F, 0, 0.02F}, {0.05F, 0.042F, 0.042F}, {0.6F, 1}),
-        both(outline(Joint::Body,
-                     {{0.115F, 0.012F, 0.04F, true}, {0.12F, 0.04F, 0.125F, true}, {0.14F, 0.045F, 0.03F, true}},
-                     {0.3F, 0.9F}, {0.6F, 0.9F}, {0.12F, 0.02F, 0.1F}, {0.13F, 0.03F, 0.03F})),
+        from_size(
+            SMALL,
+            both(outline(Joint::Body,
+                         {{0.115F, 0.012F, 0.04F, true}, {0.12F, 0.04F, 0.125F, true}, {0.14F, 0.045F, 0.03F, true}},
+                         {0.3F, 0.9F}, {0.6F, 0.9F}, {0.12F, 0.02F, 0.1F}, {0.13F, 0.03F, 0.03F}))),
         from_size(80, both(ellipsoid({0.163F, 0.02F, 0.032F}, {0.009F, 0.008F, 0.009F}, {0, 1}, Paint::Black))),
         both(outline(Joint::Wing,
                      {{0.06F, 0.02F, 0.015F, true},
@@ -278,32 +295,28 @@ Character fish() {
                                {0.4F, 0, -0.08F},
                                {0.46F, 0, -0.035F}},
                               back, belly, up, down)),
-        from_size(26, nearer(0.03F, both(outline(Joint::Sway,
-                                                 {{0.24F, 0.045F, 0.035F},
-                                                  {0.0F, 0.062F, 0.04F},
-                                                  {-0.2F, 0.03F, 0.018F},
-                                                  {-0.36F, 0.008F, 0.012F, true},
-                                                  {-0.2F, 0.03F, -0.004F},
-                                                  {0.0F, 0.062F, 0.005F},
-                                                  {0.24F, 0.045F, 0.012F}},
-                                                 {1, 0.55F}, {1, 0.75F}, {0.2F, 0, 0}, {-0.36F, 0, 0})))),
-        from_size(40,
-                  nearer(0.04F, both(limb(Joint::Sway,
-                                          {{0.27F, 0.05F, 0.085F}, {0.235F, 0.062F, 0.01F}, {0.27F, 0.05F, -0.075F}},
-                                          0.008F, 0.006F, {0.8F, 0.55F})))),
-        from_size(30, nearer(0.06F, both(outline(Joint::Sway,
-                                                 {{0.2F, 0.06F, -0.02F},
-                                                  {0.09F, 0.13F, -0.065F, true},
-                                                  {0.1F, 0.085F, -0.09F},
-                                                  {0.18F, 0.06F, -0.05F}},
-                                                 {0.6F, 0.95F}, {0.2F, 1.05F}, {0.2F, 0.06F, -0.03F},
-                                                 {0.09F, 0.12F, -0.08F})))),
-        from_size(18, nearer(0.05F, both(ellipsoid({0.355F, 0.048F, 0.028F}, {0.032F, 0.012F, 0.032F}, {0, 1.1F},
-                                                   Paint::White)))),
-        from_size(14,
-                  nearer(0.06F, both(ellipsoid({0.36F, 0.055F, 0.028F}, {0.02F, 0.01F, 0.02F}, {0, 1}, Paint::Black)))),
-        from_size(60, nearer(0.04F, both(limb(Joint::Sway, {{0.462F, 0.005F, -0.03F}, {0.405F, 0.03F, -0.038F}}, 0.008F,
-                                              0.004F, {1, 0.45F})))),
+        from_size(26, on_flanks(outline(Joint::Sway,
+                                        {{0.24F, 0.045F, 0.035F},
+                                         {0.0F, 0.062F, 0.04F},
+                                         {-0.2F, 0.03F, 0.018F},
+                                         {-0.36F, 0.008F, 0.012F, true},
+                                         {-0.2F, 0.03F, -0.004F},
+                                         {0.0F, 0.062F, 0.005F},
+                                         {0.24F, 0.045F, 0.012F}},
+                                        {1, 0.55F}, {1, 0.75F}, {0.2F, 0, 0}, {-0.36F, 0, 0}))),
+        from_size(
+            40, on_flanks(limb(Joint::Sway, {{0.27F, 0.05F, 0.085F}, {0.235F, 0.062F, 0.01F}, {0.27F, 0.05F, -0.075F}},
+                               0.008F, 0.006F, {0.8F, 0.55F}))),
+        from_size(
+            30,
+            on_flanks(outline(
+                Joint::Sway,
+                {{0.2F, 0.06F, -0.02F}, {0.09F, 0.13F, -0.065F, true}, {0.1F, 0.085F, -0.09F}, {0.18F, 0.06F, -0.05F}},
+                {0.6F, 0.95F}, {0.2F, 1.05F}, {0.2F, 0.06F, -0.03F}, {0.09F, 0.12F, -0.08F}))),
+        from_size(18, on_flanks(ellipsoid({0.35F, 0.046F, 0.03F}, {0.026F, 0.01F, 0.026F}, {0, 0.9F}, Paint::White))),
+        from_size(14, on_flanks(ellipsoid({0.352F, 0.05F, 0.03F}, {0.018F, 0.008F, 0.018F}, {0, 1}, Paint::Black))),
+        from_size(60, on_flanks(limb(Joint::Sway, {{0.462F, 0.005F, -0.03F}, {0.405F, 0.03F, -0.038F}}, 0.008F, 0.004F,
+                                     {1, 0.45F}))),
     };
     return fish;
 }

@@ -38,8 +38,9 @@ struct Part {
     std::vector<Point> points;  // outline; a limb's line; an ellipsoid's centre and radii
     Shade from{0, 1}, to{0, 1};
     Point axis_from{0, 0, 0}, axis_to{0, 0, 0};  // outlines only; ellipsoids are shaded towards the light
+    bool on_skin = false;                        // seen while the side that it lies on faces the eye
     bool pair = false;                           // stands on the right side too
-    float smallest = 0;                          // pixels of the character from which it is drawn
+    float smallest = 0, largest = 1e9F;          // pixels of the character from and below which it is drawn
     float bias = 0;                              // how much nearer to the eye it counts when parts are ordered
     float thickness = 0, thin = 0;               // of a limb, at its root and its end
     float opacity = 1;

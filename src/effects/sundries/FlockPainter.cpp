@@ -17,12 +17,13 @@ namespace {
 using ink::Quad;
 
 constexpr float TURN = 6.2831853F;
-constexpr float A_STEP = 1.5F;  // pixels from one pose of a blur to the next
-constexpr int MOST_POSES = 12;
+constexpr float A_STEP = 2;  // pixels from one pose of a blur to the next
+constexpr int MOST_POSES = 8;
 constexpr int FANNED = 3;          // poses of a wing that beats too fast to be seen
 constexpr float REACH = 0.85F;     // of a model, from its middle
 constexpr float SOFTNESS = 0.05F;  // of a shadow, in lengths
 constexpr float SLIGHTEST = 0.7F;  // pixels: the width of the thinnest limb
+constexpr float FACING = 0.04F;    // how far a flank is turned to the eye when it is seen
 constexpr int ROUND = 48;
 
 struct Circle {
@@ -115,35 +116,23 @@ class Painter::Brush {
 
     void paint(const View& view, bool shadow, K7Image* picture, int first, int last) {
         pose(view);
-        const int poses = shadow ? (view.size < 12 ? 3 : 6) : posesOf(view);
-        if (!shadow && poses == 1 && view.opacity >= 1) {
-            fill(1, 0, 0, false, image_row<float>(picture, 0), picture->width, {0, first, picture->width - 1, last});
+        spreadPoses(view, shadow);
+        PixelWindow window = bounds(0, m_now.size());
+        limit(window, {0, first, picture->width - 1, last});
+        if (window.x0 > window.x1 || window.y0 > window.y1) return;
+        if (!shadow && view.opacity >= 1) {
+            fill(false, image_row<float>(picture, 0), picture->width, window);
             return;
         }
-        PixelWindow window = windowOf(view, shadow);
-        window.x0 = std::max(window.x0, 0), window.x1 = std::min(window.x1, picture->width - 1);
-        window.y0 = std::max(window.y0, first), window.y1 = std::min(window.y1, last);
-        if (window.x0 > window.x1 || window.y0 > window.y1) return;
+        // What shows through, or is a shadow, is put together first.
         const int width = window.x1 - window.x0 + 1;
-        const std::size_t count =
-            4 * static_cast<std::size_t>(width) * static_cast<std::size_t>(window.y1 - window.y0 + 1);
-        m_sum.assign(count, 0.0F);
-        for (int i = 0; i < poses; ++i) {
-            m_tile.assign(count, 0.0F);
-            const float time = (static_cast<float>(i) + 0.5F) / static_cast<float>(poses);
-            float dx = 0, dy = 0;
-            if (shadow) shadowOffset(view, i, poses, dx, dy);
-            fill(shadow ? 1 : time, dx, dy, shadow, m_tile.data() - 4 * (std::ptrdiff_t(window.y0) * width + window.x0),
-                 width, window);
-            for (std::size_t k = 0; k < count; k += 4)
-                ink::store(&m_sum[k], ink::load(&m_sum[k]) + ink::load(&m_tile[k]));
-        }
-        const float share = (shadow ? m_painter.m_lighting.shadow * (1 - view.haze) * view.opacity : view.opacity) /
-                            static_cast<float>(poses);
-        const float* from = m_sum.data();
+        m_tile.assign(4 * static_cast<std::size_t>(width) * static_cast<std::size_t>(window.y1 - window.y0 + 1), 0.0F);
+        fill(shadow, m_tile.data() - 4 * (std::ptrdiff_t(window.y0) * width + window.x0), width, window);
+        const float share = view.opacity * (shadow ? m_painter.m_lighting.shadow * (1 - view.haze) : 1);
+        const float* from = m_tile.data();
         for (int y = window.y0; y <= window.y1; ++y) {
             float* out = image_row<float>(picture, y) + 4 * std::ptrdiff_t(window.x0);
-            for (int x = 0; x < width; ++x, out += 4, from += 4)
+            for (int x = window.x0; x <= window.x1; ++x, out += 4, from += 4)
                 ink::store(out, ink::blended<DrawBlend::over>(share * ink::load(from), ink::load(out)));
         }
     }
@@ -162,32 +151,60 @@ class Painter::Brush {
         Quad from, to;       // ink
     };
 
-    int posesOf(const View& view) const {
-        float way = std::sqrt(view.way_x * view.way_x + view.way_y * view.way_y);
-        way += view.size * TURN * view.beaten * (1 - view.glide) * (0.45F * m_gait.beat + m_gait.sway + m_gait.step);
-        if (!(way > 1)) return 1;
-        return std::clamp(static_cast<int>(std::ceil(std::min(way, 1000.0F) / A_STEP)), 1, MOST_POSES);
-    }
+    // One of the poses that a picture is the mean of.
+    struct Moment {
+        float time;    // 0 when the shutter opens, 1 when it closes
+        float dx, dy;  // pixels
+    };
 
-    PixelWindow windowOf(const View& view, bool shadow) const {
-        const float wide = m_painter.m_wide, reach = REACH * view.size + 2;
-        float x0 = std::min(view.x, view.x - view.way_x), x1 = std::max(view.x, view.x - view.way_x);
-        float y0 = std::min(view.y, view.y - view.way_y), y1 = std::max(view.y, view.y - view.way_y);
+    // The way that the fastest part goes is sampled, finely where the character is small; a shadow is spread about its
+    // middle, which makes it soft.
+    void spreadPoses(const View& view, bool shadow) {
+        m_moments.clear();
         if (shadow) {
             const Lighting& light = m_painter.m_lighting;
-            x0 = view.x + light.shadow_x * view.size * wide, x1 = x0;
-            y0 = view.y + light.shadow_y * view.size, y1 = y0;
+            const int poses = view.size < 12 ? 3 : 6;
+            for (int i = 0; i < poses; ++i) {
+                const float angle = TURN * static_cast<float>(i) / static_cast<float>(poses);
+                m_moments.push_back({1, view.size * (light.shadow_x + SOFTNESS * k7_cos(angle)) * m_painter.m_wide,
+                                     view.size * (light.shadow_y + SOFTNESS * k7_sin(angle))});
+            }
+            return;
         }
-        const auto cut = [](float value) { return static_cast<int>(std::clamp(value, -1e6F, 1e6F)); };
-        return {cut(x0 - reach * wide) - 1, cut(y0 - reach) - 1, cut(x1 + reach * wide) + 1, cut(y1 + reach) + 1};
+        float way = std::sqrt(view.way_x * view.way_x + view.way_y * view.way_y);
+        way += view.size * TURN * view.beaten * (1 - view.glide) * (0.3F * m_gait.beat + m_gait.sway + m_gait.step);
+        const float step = std::max(A_STEP, 0.09F * view.size);
+        const int most = view.size < 16 ? 3 : MOST_POSES;
+        const int poses = way > 1 ? std::clamp(static_cast<int>(std::ceil(std::min(way, 1000.0F) / step)), 1, most) : 1;
+        for (int i = 0; i < poses; ++i)
+            m_moments.push_back({poses == 1 ? 1 : (static_cast<float>(i) + 0.5F) / static_cast<float>(poses), 0, 0});
     }
 
-    // Places around the shadow's middle, which make it soft.
-    void shadowOffset(const View& view, int i, int poses, float& dx, float& dy) const {
-        const Lighting& light = m_painter.m_lighting;
-        const float angle = TURN * static_cast<float>(i) / static_cast<float>(poses);
-        dx = view.size * (light.shadow_x + SOFTNESS * k7_cos(angle)) * m_painter.m_wide;
-        dy = view.size * (light.shadow_y + SOFTNESS * k7_sin(angle));
+    // Of places, at all moments; curves may reach a little beyond them.
+    PixelWindow bounds(std::size_t begin, std::size_t end) const {
+        float x0 = m_now[begin].x, x1 = x0, y0 = m_now[begin].y, y1 = y0, longest = 0;
+        const std::vector<Corner>* const ends[] = {&m_now, &m_before};
+        for (std::size_t k = 0; k < (m_moments.size() > 1 ? 2 : 1); ++k)
+            for (std::size_t i = begin; i < end; ++i) {
+                const Corner c = (*ends[k])[i];
+                x0 = std::min(x0, c.x), x1 = std::max(x1, c.x);
+                y0 = std::min(y0, c.y), y1 = std::max(y1, c.y);
+            }
+        longest = 0.04F * std::max(x1 - x0, y1 - y0) + 1;
+        float left = 0, right = 0, down = 0, up = 0;
+        if (m_moments.size() > 0) {
+            left = right = m_moments[0].dx, down = up = m_moments[0].dy;
+            for (const Moment& moment : m_moments) {
+                left = std::min(left, moment.dx), right = std::max(right, moment.dx);
+                down = std::min(down, moment.dy), up = std::max(up, moment.dy);
+            }
+        }
+        const auto cut = [](float value) { return static_cast<int>(std::floor(std::clamp(value, -1e6F, 1e6F))); };
+        return {cut(x0 + left - longest), cut(y0 + down - longest), cut(x1 + right + longest), cut(y1 + up + longest)};
+    }
+    static void limit(PixelWindow& window, const PixelWindow& within) {
+        window.x0 = std::max(window.x0, within.x0), window.x1 = std::min(window.x1, within.x1);
+        window.y0 = std::max(window.y0, within.y0), window.y1 = std::min(window.y1, within.y1);
     }
 
     // ---- Posing
@@ -195,9 +212,10 @@ class Painter::Brush {
         m_now.clear(), m_before.clear(), m_pieces.clear();
         const Joints now(m_gait, view.phase, view.glide), before(m_gait, view.phase - view.beaten, view.glide);
         for (const Part& part : m_painter.m_character.parts) {
-            if (part.smallest > view.size) continue;
+            if (view.size < part.smallest || view.size >= part.largest) continue;
             const bool fan = m_gait.blurred && part.joint == Joint::Wing;
-            for (int side = 0; side < (part.pair ? 2 : 1); ++side)
+            for (int side = 0; side < (part.pair ? 2 : 1); ++side) {
+                if (part.on_skin && (side == 0 ? view.axes[1][2] : -view.axes[1][2]) < FACING) continue;
                 for (int copy = 0; copy < (fan ? FANNED : 1); ++copy) {
                     const float shifted = view.phase + static_cast<float>(copy) / FANNED;
                     if (fan)
@@ -205,6 +223,7 @@ class Painter::Brush {
                     else
                         addPart(part, view, side == 1, now, before, 1);
                 }
+            }
         }
         std::stable_sort(m_pieces.begin(), m_pieces.end(),
                          [](const Piece& a, const Piece& b) { return a.depth < b.depth; });
@@ -256,7 +275,7 @@ class Painter::Brush {
             thicken(part, view.size, m_before, piece.begin);
             piece.count *= 2;
         } else {
-            piece.smooth = view.size > 18;
+            piece.smooth = view.size > 28;
             light = lightOn(view, places.data(), count, right, part.joint == Joint::Wing, marks);
         }
         piece.axis = static_cast<std::uint32_t>(m_now.size());
@@ -360,18 +379,16 @@ class Painter::Brush {
     }
 
     // ---- Filling
-    void fill(float time, float dx, float dy, bool shadow, float* origin, int pitch, const PixelWindow& window) {
+    void fill(bool shadow, float* origin, int pitch, const PixelWindow& window) {
         for (const Piece& piece : m_pieces) {
-            m_loop.clear();
-            for (std::uint32_t i = 0; i < piece.count; ++i) addCorner(piece, i, time, dx, dy);
-            if (!m_coverage.set_polygon(static_cast<int>(m_loop.size() / 2), m_loop.data(), 2, window)) continue;
             const Quad black = {0, 0, 0, piece.to[3]};
             const Quad from = shadow ? black : piece.from, change = (shadow ? black : piece.to) - from;
-            // How far along its axis a pixel is.
-            const Corner a = at(piece.axis, time), b = at(piece.axis + 1, time);
+            // How far along its axis a pixel is, at the mean of the moments.
+            const float middle = m_moments.size() == 1 ? m_moments[0].time : 0.5F;
+            const Corner a = at(piece.axis, middle), b = at(piece.axis + 1, middle);
             const float x = b.x - a.x, y = b.y - a.y, squared = x * x + y * y;
             const float gx = squared > 0 ? x / squared : 0, gy = squared > 0 ? y / squared : 0;
-            m_coverage.for_runs([&](const CoverageRun& run) {
+            const auto inked = [&](const CoverageRun& run) {
                 float* out = origin + 4 * (std::ptrdiff_t(run.y) * pitch + run.x0);
                 const float start =
                     gx * (static_cast<float>(run.x0) + 0.5F - a.x) + gy * (static_cast<float>(run.y) + 0.5F - a.y);
@@ -381,8 +398,38 @@ class Painter::Brush {
                     const float along = std::clamp(start + gx * static_cast<float>(i), 0.0F, 1.0F);
                     ink::store(out, ink::blended<DrawBlend::over>(covered * (from + along * change), ink::load(out)));
                 }
-            });
+            };
+            if (m_moments.size() == 1)
+                cover(piece, m_moments[0], window, inked);
+            else
+                coverMean(piece, window, inked);
         }
+    }
+
+    template <class Visit>
+    void cover(const Piece& piece, const Moment& moment, const PixelWindow& window, Visit visit) {
+        m_loop.clear();
+        for (std::uint32_t i = 0; i < piece.count; ++i) addCorner(piece, i, moment.time, moment.dx, moment.dy);
+        if (m_coverage.set_polygon(static_cast<int>(m_loop.size() / 2), m_loop.data(), 2, window))
+            m_coverage.for_runs(visit);
+    }
+
+    // The mean coverage of all moments.
+    template <class Visit>
+    void coverMean(const Piece& piece, const PixelWindow& whole, Visit visit) {
+        PixelWindow window = bounds(piece.begin, piece.begin + piece.count);
+        limit(window, whole);
+        if (window.x0 > window.x1 || window.y0 > window.y1) return;
+        const int width = window.x1 - window.x0 + 1;
+        m_mean.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(window.y1 - window.y0 + 1), 0.0F);
+        const float share = 1 / static_cast<float>(m_moments.size());
+        for (const Moment& moment : m_moments)
+            cover(piece, moment, window, [&](const CoverageRun& run) {
+                float* out = m_mean.data() + std::ptrdiff_t(run.y - window.y0) * width + (run.x0 - window.x0);
+                for (int i = 0; i <= run.x1 - run.x0; ++i) out[i] += run.coverage ? share * run.coverage[i] : share;
+            });
+        for (int y = window.y0; y <= window.y1; ++y)
+            visit(CoverageRun{y, window.x0, window.x1, m_mean.data() + std::ptrdiff_t(y - window.y0) * width});
     }
 
     Corner at(std::uint32_t index, float time) const {
@@ -399,7 +446,7 @@ class Painter::Brush {
         if (!piece.smooth) return;
         const Corner q = ringed(piece, i + 1, time);
         const float apart = std::fabs(q.x - p.x) + std::fabs(q.y - p.y);
-        const int steps = std::min(1 + static_cast<int>(std::min(apart, 1000.0F) / 5), 10);
+        const int steps = std::min(1 + static_cast<int>(std::min(apart, 1000.0F) / 7), 10);
         if (steps == 1) return;
         const Corner before = isCorner(piece, i) ? p : ringed(piece, i + piece.count - 1, time);
         const Corner after = isCorner(piece, i + 1) ? q : ringed(piece, i + 2, time);
@@ -418,7 +465,8 @@ class Painter::Brush {
     PolygonCoverage m_coverage;
     std::vector<Corner> m_now, m_before;
     std::vector<Piece> m_pieces;
-    std::vector<float> m_loop, m_tile, m_sum;
+    std::vector<Moment> m_moments;
+    std::vector<float> m_loop, m_tile, m_mean;
 };
 
 // ---- All of them ----------------------------------------------------------------------------------------------
