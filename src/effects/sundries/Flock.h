@@ -119,17 +119,17 @@ struct FlockInfo : EffectInfo {
     FloatControlK7 Temper{
         this, {"Temper", "Temper", 100.0, 0.0, 200.0}, "How strongly the attitude shows, in percent."};
     FloatControlK7 Separation{
-        this, {"Separation", "Separation", 100.0, 0.0, 300.0}, "How firmly members keep their distance, in percent."};
+        this, {"Separation", "Separation", 170.0, 0.0, 300.0}, "How firmly members keep their distance, in percent."};
     FloatControlK7 Alignment{this,
                              {"Alignment", "Alignment", 100.0, 0.0, 300.0},
                              "How far they take on their neighbours' heading, in percent."};
     FloatControlK7 Cohesion{
-        this, {"Cohesion", "Cohesion", 100.0, 0.0, 300.0}, "How much they like to be in company, in percent."};
+        this, {"Cohesion", "Cohesion", 60.0, 0.0, 300.0}, "How much they like to be in company, in percent."};
     FloatControlK7 Spacing{this,
-                           {"Spacing", "Spacing", 1.1, 0.2, 10.0},
+                           {"Spacing", "Spacing", 1.4, 0.2, 10.0},
                            "The distance that they keep, and that of a formation, in lengths of a member."};
     FloatControlK7 Sight{
-        this, {"Sight", "Sight", 3.0, 0.5, 12.0}, "How far away neighbours count, in lengths of a member."};
+        this, {"Sight", "Sight", 3.5, 0.5, 12.0}, "How far away neighbours count, in lengths of a member."};
     FloatControlK7 Agility{
         this, {"Agility", "Agility", 9.0, 0.5, 60.0}, "How fast they turn, in percent of their speed a frame."};
     FloatControlK7 Wander{
@@ -160,7 +160,7 @@ struct FlockInfo : EffectInfo {
                           "What the goal is for: members gather there, circle it, or roam about it together."};
     PositionControlK7 Goal{this, {"Goal", "Goal", 0.5, 0.6}, "Where the goal is."};
     SizeControlK7 GoalRadius{
-        this, {"GoalRadius", "Goal Radius", 0.5, 0.0, 2.0}, "How far about it, in half widths of the picture."};
+        this, {"GoalRadius", "Goal Radius", 0.65, 0.0, 2.0}, "How far about it, in half widths of the picture."};
     FloatControlK7 GoalPull{this, {"GoalPull", "Goal Pull", 60.0, 0.0, 300.0}, "How strong the goal is, in percent."};
     CheckboxControlK7 DoPredator{this, {"DoPredator", "Use Predator"}, "Sends a predator, which is not seen."};
     PositionControlK7 Predator{this, {"Predator", "Predator", 0.5, 0.5}, "Where the predator is."};
