@@ -50,8 +50,8 @@ FlockInfo::FlockInfo() {
     DoPredator.followedByOverlay = true;
     scene.inputs = {"trees-small.png"};
     scene.settings = {{"Members", "60"}, {"Size", "6"}, {"PreRoll", "60"}};
-    scene.plates = {"trees.jpg"};
-    scene.look = {{"PreRoll", "150"}};
+    scene.plates = {"road.jpg"};
+    scene.look = {{"Demos", "Geese in Formation"}, {"PreRoll", "190"}};
 }
 
 void Flock::PrepareOverlay() {
