@@ -20,7 +20,8 @@ constexpr float TURN = 6.2831853F;
 constexpr float A_STEP = 2;  // pixels from one pose of a blur to the next
 constexpr int MOST_POSES = 8;
 constexpr int FANNED = 3;          // poses of a wing that beats too fast to be seen
-constexpr float REACH = 0.85F;     // of a model, from its middle
+constexpr float FORWARDS = 0.68F;  // half the length of a model at most
+constexpr float ACROSS = 0.6F;     // and of its span
 constexpr float SOFTNESS = 0.05F;  // of a shadow, in lengths
 constexpr float SLIGHTEST = 0.7F;  // pixels: the width of the thinnest limb
 constexpr float FACING = 0.04F;    // how far a flank is turned to the eye when it is seen
@@ -174,7 +175,7 @@ class Painter::Brush {
         float way = std::sqrt(view.way_x * view.way_x + view.way_y * view.way_y);
         way += view.size * TURN * view.beaten * (1 - view.glide) * (0.3F * m_gait.beat + m_gait.sway + m_gait.step);
         const float step = std::max(A_STEP, 0.09F * view.size);
-        const int most = view.size < 16 ? 3 : MOST_POSES;
+        const int most = view.size >= 16 ? MOST_POSES : way > 6 ? 3 : 2;
         const int poses = way > 1 ? std::clamp(static_cast<int>(std::ceil(std::min(way, 1000.0F) / step)), 1, most) : 1;
         for (int i = 0; i < poses; ++i)
             m_moments.push_back({poses == 1 ? 1 : (static_cast<float>(i) + 0.5F) / static_cast<float>(poses), 0, 0});
@@ -484,36 +485,43 @@ void Painter::add(const View& view) {
         m_views.push_back(view);
 }
 
+// The rows that a member may reach; its model lies within so much of its middle, forwards and across.
+bool Painter::rowsOf(const View& view, bool shadow, Item& item) const {
+    const float steep = view.axes[0][1];
+    const float model = FORWARDS * std::fabs(steep) + ACROSS * std::sqrt(std::max(1 - steep * steep, 0.0F));
+    const float reach = (model + (shadow ? SOFTNESS : 0)) * view.size + 2;
+    const float y = view.y + (shadow ? m_lighting.shadow_y * view.size : 0), y0 = shadow ? y : y - view.way_y;
+    const float low = std::min(y, y0) - reach, high = std::max(y, y0) + reach, top = static_cast<float>(m_height - 1);
+    if (!(high >= 0 && low <= top)) return false;
+    item.first_row = static_cast<int>(std::max(low, 0.0F));
+    item.last_row = static_cast<int>(std::min(high, top));
+    return true;
+}
+
 void Painter::draw(K7Image* picture) const {
     std::vector<Item> items;
     items.reserve(m_views.size());
     for (const bool shadow : {true, false}) {
         if (shadow && !(m_lighting.shadow > 0)) continue;
         for (std::size_t i = 0; i < m_views.size(); ++i) {
-            const View& view = m_views[i];
-            const float reach = REACH * view.size + 3;
-            const float y = view.y + (shadow ? m_lighting.shadow_y * view.size : 0), y0 = shadow ? y : y - view.way_y;
-            const auto row = [&](float at) {
-                return static_cast<int>(std::clamp(at, -1.0F, static_cast<float>(m_height)));
-            };
-            const Item item{static_cast<std::uint32_t>(i), shadow, std::max(row(std::min(y, y0) - reach), 0),
-                            std::min(row(std::max(y, y0) + reach), m_height - 1)};
-            if (item.first_row <= item.last_row && row(std::max(y, y0) + reach) >= 0 &&
-                row(std::min(y, y0) - reach) < m_height)
-                items.push_back(item);
+            Item item{static_cast<std::uint32_t>(i), shadow, 0, 0};
+            if (rowsOf(m_views[i], shadow, item)) items.push_back(item);
         }
     }
     if (items.empty()) return;
     picture->stats_valid = 0;
+    // Twice as high as bands are elsewhere: a member is posed for each band that it reaches.
+    constexpr int ROWS = 2;
     row_bands::draw(
-        items.size(), m_height,
+        items.size(), (m_height + ROWS - 1) / ROWS,
         [&](std::size_t i) {
-            return std::pair{items[i].first_row, items[i].last_row};
+            return std::pair{items[i].first_row / ROWS, items[i].last_row / ROWS};
         },
         [&](int first, int last, const std::uint32_t* begin, const std::uint32_t* end) {
             Brush brush(*this);
+            const int top = std::min(ROWS * last + ROWS - 1, m_height - 1);
             for (; begin != end; ++begin)
-                brush.paint(m_views[items[*begin].view], items[*begin].shadow, picture, first, last);
+                brush.paint(m_views[items[*begin].view], items[*begin].shadow, picture, ROWS * first, top);
         });
 }
 

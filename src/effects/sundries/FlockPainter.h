@@ -50,6 +50,7 @@ class Painter {
         bool shadow;
         int first_row, last_row;
     };
+    bool rowsOf(const View& view, bool shadow, Item& item) const;
 
     Kind m_kind{};  // of the character that was made
     Character m_character;
