@@ -18,8 +18,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
     // clang-format off
     {{.name = "PixFly", .menu = "Pixel Trip", .overlay = true, .otherFrames = true, .description = "Disintegrates the image into its constituent pixels and flies them around. This effect is in Box Number 12"},
      {{"Input", "Clip to Fly", "Fly", true}, {"Input2", "Time Matte", "Time", false, true}, {"Input3", "Clip to Reveal", "Reveal"}}},
-    {{.name = "TrailLive", .menu = "Trailz", .otherFrames = true, .description = "Trail generation relying on flow fields to create the motion lines. This effect is in Box Number 7"},
-     {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte"}, {"ObscureClip", "Obscure", "Obs"}}},
     {{.name = "TrailParticle", .menu = "Trailz", .overlay = true, .otherFrames = true, .description = "Particle trail generation. This effect is in Box Number 7"},
      {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte"}, {"ObscureClip", "Obscure", "Obs"}, {"Input6", "Particle Image", "Image"}}},
     {{.name = "TrailPath", .menu = "Trailz", .overlay = true, .description = "Draws a user defined path with a brush. This effect is in Box Number 7"},

@@ -61,6 +61,8 @@ TEST(Greying, FollowsTheControlsThatSteer) {
         {"Q_TrailAverage", {}, "Endurance", "EnduranceR EnduranceG EnduranceB LumBoost Blur PreMultiply"},
         {"Q_TrailAverage", {{"DoStyle", 1}}, "EnduranceR EnduranceG EnduranceB", "Endurance LumBoost"},
         {"Q_TrailAverage", {{"DoStyle", 2}, {"DoBlur", 1}}, "Endurance LumBoost Blur", "EnduranceR"},
+        {"Q_TrailLive", {}, "Curl", "Spacing LineWidth"},
+        {"Q_TrailLive", {{"Style", 1}}, "LineWidth LineSpacing", "Spacing Curl CurlSize"},
     };
     for (const auto& test : cases) {
         RecordingHost host;
