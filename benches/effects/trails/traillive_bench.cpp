@@ -1,6 +1,6 @@
-// TrailLive as it comes: frames in order once its trails are full, the flow of each among them. A textured thing as
-// large as a hand moves over a plate. The shot repeats itself only after many frames, so that nothing is known of a
-// frame before its turn.
+// TrailLive as it comes, without the host's frames: in order once its trails are full, the flow of each among them. A
+// textured thing as large as a hand moves over a plate. The shot repeats itself only after many frames, so that nothing
+// is known of a frame before its turn.
 #include "effects/trails/TrailLive.h"
 
 #include <cmath>
@@ -30,16 +30,18 @@ class Reel final : public TrailLive {
         }
     }
     void render(int frame) {
-        input.image.reset(image_duplicate(m_frames[std::size_t(frame % FRAMES)].get()));
+        const std::size_t n = std::size_t(frame % FRAMES);
+        input.image.swap(m_frames[n]);
         if (!output.image) output.image.reset(image_duplicate(m_plate.get()));
         currentFrame = frame;
         ProcessFrame();
+        input.image.swap(m_frames[n]);
     }
 
   private:
     static constexpr int FRAMES = 20, SIZE = 300;
-    ImagePtr earlierFrame(int frame) override {
-        return ImagePtr(image_duplicate(m_frames[std::size_t(frame % FRAMES)].get()));
+    const K7Image* pictureOf(int frame) override {
+        return frame == currentFrame ? input.image.get() : m_frames[std::size_t(frame % FRAMES)].get();
     }
     SharedImage m_plate = test_frame();
     std::vector<ImagePtr> m_frames;

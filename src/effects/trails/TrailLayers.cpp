@@ -89,11 +89,8 @@ class Edge {
   public:
     enum Kind : char { Behind, Between, Inside };
 
-    Edge(const K7Image& frame, int shrink, const Field& field)
-        : m_field(field),
-          m_kinds(field.moves.size(), Behind),
-          m_colours(made(image_shrunk(&frame, shrink))),
-          m_mixes(field.moves.size()) {
+    Edge(const K7Image& shrunk, const Field& field)
+        : m_field(field), m_kinds(field.moves.size(), Behind), m_colours(shrunk), m_mixes(field.moves.size()) {
         each_row_float(field.height, [&](int y) {
             for (int x = 0; x < field.width; ++x) m_kinds[at(x, y)] = kindOf(x, y);
         });
@@ -142,7 +139,7 @@ class Edge {
         around(x, y, 3, [&](int i, int j) {
             const Kind kind = m_kinds[at(i, j)];
             if (kind == Between) return;
-            const float* colour = image_row<float>(m_colours.get(), j) + 4 * i;
+            const float* colour = image_row<float>(&m_colours, j) + 4 * i;
             (kind == Inside ? insides : behinds) += 1.0F;
             for (int c = 0; c < 3; ++c) (kind == Inside ? inside : behind)[c] += colour[c];
         });
@@ -159,7 +156,7 @@ class Edge {
 
     const Field& m_field;
     std::vector<Kind> m_kinds;
-    ImagePtr m_colours;
+    const K7Image& m_colours;
     std::vector<Mix> m_mixes;
 };
 
@@ -280,6 +277,19 @@ std::vector<Moment> moments_of(const Field& field, float pixels_per_cell, bool s
     return moments;
 }
 
+// Rows of the layer in which any moment may show anything; the last is below the first where there is none.
+std::pair<int, int> rows_in_use(const std::vector<Moment>& moments, float pixels_per_cell, int height) {
+    int first = height, last = -1;
+    for (const Moment& m : moments)
+        for (int j = 0; j < static_cast<int>(m.first.size()); ++j) {
+            if (m.first[std::size_t(j)] > m.last[std::size_t(j)]) continue;
+            first = std::min(first, static_cast<int>(static_cast<float>(j - 1) * pixels_per_cell));
+            last = std::max(last, static_cast<int>(static_cast<float>(j + 2) * pixels_per_cell));
+        }
+    if (first > last) return {0, -1};
+    return {std::max(first, 0), std::min(last, height - 1)};
+}
+
 // A row of the moments at a row of the layer, mixed from the two rows of cells around it. A cell without motion takes
 // that of the one beside it, so that mixing does not shorten it.
 class MomentRow {
@@ -332,27 +342,26 @@ class MomentRow {
     std::vector<TrailMoment> m_rows;
 };
 
-// The pixels that show anything, row after row.
-void pack(const K7Image& colours, const K7Image& extras, std::vector<TrailLayer::Row>& rows, TrailLayer& layer) {
+// The pixels that show anything, row after row. The pictures begin at `first_row` of the layer.
+void pack(const K7Image& colours, const K7Image& extras, int first_row, std::vector<TrailLayer::Row>& rows,
+          TrailLayer& layer) {
     std::size_t count = 0;
-    for (int y = 0; y < colours.height; ++y) {
-        TrailLayer::Row& row = rows[std::size_t(y)];
-        const float* alpha = image_row<float>(&colours, y) + 3;
+    for (int n = 0; n < colours.height; ++n) {
+        TrailLayer::Row& row = rows[std::size_t(first_row + n)];
+        const float* alpha = image_row<float>(&colours, n) + 3;
         while (row.first <= row.last && alpha[4L * row.first] <= FAINTEST) ++row.first;
         while (row.first <= row.last && alpha[4L * row.last] <= FAINTEST) --row.last;
         if (row.first > row.last) row = {};
         row.offset = count;
         count += std::size_t(row.last - row.first + 1);
     }
-    layer.width = colours.width;
-    layer.height = colours.height;
     layer.colours.resize(4 * count);
     layer.extras.resize(3 * count);
-    for (int y = 0; y < colours.height; ++y) {
-        const TrailLayer::Row& row = rows[std::size_t(y)];
+    for (int n = 0; n < colours.height; ++n) {
+        const TrailLayer::Row& row = rows[std::size_t(first_row + n)];
         const auto pixels = static_cast<std::size_t>(row.last - row.first + 1);
-        std::copy_n(image_row<float>(&colours, y) + 4L * row.first, 4 * pixels, layer.colours.data() + 4 * row.offset);
-        std::copy_n(image_row<float>(&extras, y) + 3L * row.first, 3 * pixels, layer.extras.data() + 3 * row.offset);
+        std::copy_n(image_row<float>(&colours, n) + 4L * row.first, 4 * pixels, layer.colours.data() + 4 * row.offset);
+        std::copy_n(image_row<float>(&extras, n) + 3L * row.first, 3 * pixels, layer.extras.data() + 3 * row.offset);
     }
     layer.rows = std::move(rows);
 }
@@ -365,17 +374,20 @@ bool make_trail_layer(const TrailMaking& making, const TrailTake& take, const St
     const int width = picture->width, height = picture->height;
     const float cells_per_pixel = static_cast<float>(making.shrink) / static_cast<float>(take.motion_shrink);
     const Field field(making, take);
-    key_picture(making, mask.get(), field, Edge(take.frame, take.motion_shrink, field), cells_per_pixel, *picture);
+    key_picture(making, mask.get(), field, Edge(*take.motion.picture, field), cells_per_pixel, *picture);
     const std::vector<float> depth = making.depth ? depths(*picture, stop) : std::vector<float>();
     const std::vector<Moment> moments = moments_of(field, 1.0F / cells_per_pixel, making.smears);
 
-    const ImagePtr colours = made(make_image_uncleared(width, height, 4, SAMPLE_F32));
-    const ImagePtr extras = made(make_image_uncleared(width, height, 3, SAMPLE_F32));
+    const std::pair<int, int> used = rows_in_use(moments, 1.0F / cells_per_pixel, height);
+    const int rows_used = std::max(used.second - used.first + 1, 1);
+    const ImagePtr colours = made(make_image_uncleared(width, rows_used, 4, SAMPLE_F32));
+    const ImagePtr extras = made(make_image_uncleared(width, rows_used, 3, SAMPLE_F32));
     std::vector<TrailLayer::Row> rows(static_cast<std::size_t>(height));
-    for_rows_float(height, [&](int from, int to) {
+    for_rows_float(used.second - used.first + 1, [&](int from, int to) {
         if (from > to) return;
         MomentRow row(moments, field, cells_per_pixel, width);
-        for (int y = from; y <= to && !wants_end(stop); ++y) {
+        for (int n = from; n <= to && !wants_end(stop); ++n) {
+            const int y = used.first + n;
             const auto [first, last] = row.make(y);
             rows[std::size_t(y)] = {first, last, 0};
             if (first > last) continue;
@@ -388,11 +400,13 @@ bool make_trail_layer(const TrailMaking& making, const TrailTake& take, const St
                                    row.rows().data(),
                                    static_cast<int>(row.rows().size()),
                                    making.brightest};
-            trail_rows().smear(smear, y, first, last, image_row<float>(colours.get(), y) + 4L * first,
-                               image_row<float>(extras.get(), y) + 3L * first);
+            trail_rows().smear(smear, y, first, last, image_row<float>(colours.get(), n) + 4L * first,
+                               image_row<float>(extras.get(), n) + 3L * first);
         }
     });
     if (wants_end(stop)) return false;
-    pack(*colours, *extras, rows, layer);
+    layer.width = width;
+    layer.height = height;
+    pack(*colours, *extras, used.first, rows, layer);
     return true;
 }

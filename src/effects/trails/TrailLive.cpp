@@ -58,22 +58,17 @@ void TrailLive::FramePrepare(TrailLiveInfo& plan, const FrameSpan& frames) const
     for (int age = 0; age < plan.Length.value && frame - age >= 0; ++age) plan.matte.addFrame(frame - age);
 }
 
-ImagePtr TrailLive::earlierFrame(int frame) {
-    if (frame < 0) return {};
-    const K7Image& like = *input.image;
-    ImagePtr picture = made(make_image_uncleared(like.width, like.height, 4, SAMPLE_F32));
-    return input.GetFrame(frame, picture.get()) ? std::move(picture) : nullptr;
-}
-
-// A frame of the input; null where the host does not give it.
 const K7Image* TrailLive::pictureOf(int frame) {
-    if (frame == frame_number(currentFrame)) return input.image.get();
+    const K7Image& now = *input.image;
+    if (frame == frame_number(currentFrame)) return &now;
     for (const Held& held : m_held)
         if (held.picture && held.frame == frame) return held.picture.get();
-    ImagePtr picture = earlierFrame(frame);
     std::rotate(std::begin(m_held), std::end(m_held) - 1, std::end(m_held));
-    m_held[0] = {frame, std::move(picture)};
-    return m_held[0].picture.get();
+    Held& held = m_held[0];
+    held.frame = frame;
+    if (!held.picture) held.picture = made(make_image_uncleared(now.width, now.height, 4, SAMPLE_F32));
+    if (frame < 0 || !input.GetFrame(frame, held.picture.get())) held.picture.reset();
+    return held.picture.get();
 }
 
 const FrameMotion* TrailLive::motionOf(int frame) {

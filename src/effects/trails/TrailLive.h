@@ -145,8 +145,8 @@ class TrailLive : public Effect<TrailLiveInfo> {
 
   protected:
     void FramePrepare(TrailLiveInfo& plan, const FrameSpan& frames) const override;
-    // A frame of the input before the one that is rendered; null where there is none.
-    virtual ImagePtr earlierFrame(int frame);
+    // A frame of the input; null where the host does not give it.
+    virtual const K7Image* pictureOf(int frame);
 
   private:
     // One of the last frames as this render shows it, the newest first.
@@ -161,7 +161,6 @@ class TrailLive : public Effect<TrailLiveInfo> {
     TrailMaking making() const;
     bool collect(int frame, std::vector<Shown>& shown);
     const TrailLayer* layerOf(int frame);
-    const K7Image* pictureOf(int frame);
     const FrameMotion* motionOf(int frame);
     ImagePtr matteOf(int frame, bool& given);
     bool changed(int frame);

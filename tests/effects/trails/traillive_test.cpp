@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <limits>
+#include <map>
 
 #include "effects/engines/motion/ClipMotion.h"
 #include "support/effect_shot.h"
@@ -150,7 +151,13 @@ class Shot final : public TrailLive {
     }
 
   private:
-    ImagePtr earlierFrame(int frame) override { return frame < 0 ? nullptr : frameOf(frame); }
+    const K7Image* pictureOf(int frame) override {
+        if (frame < 0) return nullptr;
+        ImagePtr& picture = m_frames[frame];
+        if (!picture) picture = frameOf(frame);
+        return picture.get();
+    }
+    std::map<int, ImagePtr> m_frames;
 };
 
 ImagePtr shot_of(int style, int mode, float poison = 0.0F) {

@@ -80,21 +80,23 @@ void free_background(const K7Image& now, const K7Image* const (&others)[2], Fram
 
 }  // namespace
 
-// A fingerprint of the shrunk picture, and its luminance.
-std::uint64_t ClipMotion::shrunk(const K7Image& picture, int factor, ImagePtr& grey) {
-    const ImagePtr small = made(image_shrunk(&picture, factor));
-    grey = made(make_image_uncleared(small->width, small->height, 1, SAMPLE_F32));
-    std::uint64_t print = FINGERPRINT_SEED;
-    for (int y = 0; y < small->height; ++y) {
-        const float* from = image_row<float>(small.get(), y);
-        float* to = image_row<float>(grey.get(), y);
-        print = fingerprint(from, std::size_t(small->width) * 4 * sizeof *from, print);
-        for (int x = 0; x < small->width; ++x, from += 4) {
+ClipMotion::Known ClipMotion::shrunk(const K7Image& picture) const {
+    Known known;
+    known.picture = made(image_shrunk(&picture, m_shrink));
+    const K7Image& small = *known.picture;
+    known.grey = made(make_image_uncleared(small.width, small.height, 1, SAMPLE_F32));
+    known.motion.picture = &small;
+    known.print = FINGERPRINT_SEED;
+    for (int y = 0; y < small.height; ++y) {
+        const float* from = image_row<float>(&small, y);
+        float* to = image_row<float>(known.grey.get(), y);
+        known.print = fingerprint(from, std::size_t(small.width) * 4 * sizeof *from, known.print);
+        for (int x = 0; x < small.width; ++x, from += 4) {
             const float level = 0.3F * from[0] + 0.5F * from[1] + 0.2F * from[2];
             to[x] = level > 0.0F ? std::min(level, WHITE) : 0.0F;  // NaN too
         }
     }
-    return print;
+    return known;
 }
 
 bool ClipMotion::begin(const K7Image& picture, int frame) {
@@ -112,8 +114,7 @@ bool ClipMotion::begin(const K7Image& picture, int frame) {
         m_width = (picture.width + m_shrink - 1) / m_shrink;
         m_height = (picture.height + m_shrink - 1) / m_shrink;
     }
-    Known now;
-    now.print = shrunk(picture, m_shrink, now.grey);
+    Known now = shrunk(picture);
     const auto seen = m_known.find(frame);
     if (seen != m_known.end() && seen->second.print != now.print) clear();
     for (auto& [number, known] : m_known) known.has_motion = known.has_motion && known.motion.whole;
@@ -125,9 +126,7 @@ bool ClipMotion::begin(const K7Image& picture, int frame) {
 
 void ClipMotion::take(int frame, const K7Image& picture) {
     if (m_known.contains(frame) || picture.width != m_picture_width || picture.height != m_picture_height) return;
-    Known known;
-    known.print = shrunk(picture, m_shrink, known.grey);
-    m_known.emplace(frame, std::move(known));
+    m_known.emplace(frame, shrunk(picture));
 }
 
 const ClipMotion::Known* ClipMotion::known(int frame, const Fetch& fetch, const StopRequested& stop) {
@@ -163,7 +162,7 @@ bool ClipMotion::find(Known& known, const Known& before, const Known* after, con
     return known.has_motion = true;
 }
 
-std::size_t ClipMotion::frameBytes() const { return std::size_t(m_width) * std::size_t(m_height) * 3 * sizeof(float); }
+std::size_t ClipMotion::frameBytes() const { return std::size_t(m_width) * std::size_t(m_height) * 7 * sizeof(float); }
 std::size_t ClipMotion::kept_bytes() const { return m_known.size() * frameBytes(); }
 
 // Between renders only: what at() has given stays until then.

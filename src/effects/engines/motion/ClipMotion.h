@@ -22,6 +22,7 @@
 // All in pixels of the shrunk picture, v towards larger rows.
 struct FrameMotion {
     ImagePtr back;                        // two floats: where a pixel of the frame lay in the one before it
+    const K7Image* picture = nullptr;     // the frame, shrunk: float RGBA
     float camera_u = 0.0F, camera_v = 0;  // the median of it, 0 below a twentieth of a pixel
     bool whole = false;                   // false: the frame after it was not to be had, and it is found anew next time
 };
@@ -51,12 +52,12 @@ class ClipMotion {
 
   private:
     struct Known {
-        std::uint64_t print = 0;  // of the colours of the shrunk picture
-        ImagePtr grey;            // null: no longer known
+        std::uint64_t print = 0;  // of the shrunk picture
+        ImagePtr picture, grey;   // shrunk: its colours, and the luminance that the flow is found on
         FrameMotion motion;
         bool has_motion = false;
     };
-    static std::uint64_t shrunk(const K7Image& picture, int factor, ImagePtr& grey);
+    Known shrunk(const K7Image& picture) const;
     const Known* known(int frame, const Fetch& fetch, const StopRequested& stop);
     bool find(Known& known, const Known& before, const Known* after, const StopRequested& stop);
     void thinOut();
@@ -67,6 +68,6 @@ class ClipMotion {
     std::map<int, Known> m_known;
     int m_picture_width = 0, m_picture_height = 0, m_shrink = 1, m_width = 0, m_height = 0;
     int m_present = 0;
-    std::size_t m_budget = std::size_t(96) << 20;
+    std::size_t m_budget = std::size_t(128) << 20;
     FlowFinder m_finder;
 };
