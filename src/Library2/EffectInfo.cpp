@@ -58,6 +58,7 @@ constexpr double RULE_TIME = -1.0;  // enable rules read the steering value here
 
 bool readSteering(const ControlK7* steering, int* value) {
     if (const auto* list = dynamic_cast<const ListControlK7*>(steering)) return list->GetValue(RULE_TIME, value);
+    if (const auto* number = dynamic_cast<const IntegerControlK7*>(steering)) return number->GetValue(RULE_TIME, value);
     if (const auto* checkbox = dynamic_cast<const CheckboxControlK7*>(steering))
         return checkbox->GetValue(RULE_TIME, value);
     if (const auto* number = dynamic_cast<const IntegerControlK7*>(steering)) return number->GetValue(RULE_TIME, value);

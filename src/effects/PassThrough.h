@@ -20,8 +20,6 @@ inline constexpr PassThroughRow PASS_THROUGH[] = {
      {{"Input", "Clip to Fly", "Fly", true}, {"Input2", "Time Matte", "Time", false, true}, {"Input3", "Clip to Reveal", "Reveal"}}},
     {{.name = "TrailParticle", .menu = "Trailz", .overlay = true, .otherFrames = true, .description = "Particle trail generation. This effect is in Box Number 7"},
      {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte"}, {"ObscureClip", "Obscure", "Obs"}, {"Input6", "Particle Image", "Image"}}},
-    {{.name = "TrailPath", .menu = "Trailz", .overlay = true, .description = "Draws a user defined path with a brush. This effect is in Box Number 7"},
-     {{"Input1", "Background", "BG", true}, {"Input2", "Brush"}}},
     // clang-format on
 };
 
