@@ -63,6 +63,7 @@ TEST(Greying, FollowsTheControlsThatSteer) {
         {"Q_TrailAverage", {{"DoStyle", 2}, {"DoBlur", 1}}, "Endurance LumBoost Blur", "EnduranceR"},
         {"Q_TrailLive", {}, "Curl", "Spacing LineWidth"},
         {"Q_TrailLive", {{"Style", 1}}, "LineWidth LineSpacing", "Spacing Curl CurlSize"},
+        {"Q_TrailPath", {{"Handles", 10}}, "P1 P10 Progress", "P11 P16 StartAt NibAngle ClipTurns"},
     };
     for (const auto& test : cases) {
         RecordingHost host;
@@ -163,6 +164,7 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_ClipFlow", {40, 50}, {100, 25}, "CenterA", {0.5, 0.25}, "UseVelocityA"},
         {"Q_ImageFlow", {48, 54}, {60, 75}, "XScaleA", {0.2}, "UseVelocityA"},
         {"Q_ImageFlow", {48, 54}, {60, 75}, "YScaleA", {0.5}, "UseVelocityA"},
+        {"Q_TrailPath", {20, 34}, {60, 50}, "P1", {0.3, 0.5}},
         {"Q_TransFlow", {100, 66.6}, {20, 90}, "VortexCenterB", {0.1, 0.9}, "VortexOnB"},
     };
     for (const auto& test : cases) {
@@ -262,6 +264,7 @@ TEST(NoStrength, LeavesThePictureToTheBit) {
         {"Q_SpinBlur", {{"Blend", 100}}, {{"Blend", 90}}},
         {"Q_SpinBlur", {{"Speed", 0}}, {{"Speed", 10}}},
         {"Q_Thermo", {{"Blend", 100}}, {{"Blend", 90}}},
+        {"Q_TrailPath", {{"Progress", 0}}, {{"Progress", 40}}},
         {"Q_Water", {{"RefractiveIndex", 1}}, {{"RefractiveIndex", 1.4}}},
     };
     for (const auto& test : cases) {
