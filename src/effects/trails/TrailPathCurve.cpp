@@ -64,6 +64,12 @@ PathPlace b_spline(PathPlace a, PathPlace b, PathPlace c, PathPlace d, float t) 
     return {wa * a.x + wb * b.x + wc * c.x + wd * d.x, wa * a.y + wb * b.y + wc * c.y + wd * d.y};
 }
 
+// std::floor is a call where the processor lacks it.
+int whole_part(float v) {
+    const int i = static_cast<int>(v);
+    return i - (v < static_cast<float>(i) ? 1 : 0);
+}
+
 float smooth_part(float t) { return t * t * t * (10.0F + t * (6.0F * t - 15.0F)); }
 
 }  // namespace
@@ -110,18 +116,18 @@ std::vector<PathVertex> path_vertices(std::vector<PathPlace> points, PathCurve c
 }
 
 float path_noise(float at, std::uint32_t seed) {
-    const float floor = std::floor(at);
-    const auto cell = static_cast<std::uint32_t>(static_cast<int>(floor));
+    const int whole = whole_part(at);
+    const auto cell = static_cast<std::uint32_t>(whole);
     const float a = signed_of(place_hash(seed, cell)), b = signed_of(place_hash(seed, cell + 1));
-    return a + (b - a) * smooth_part(at - floor);
+    return a + (b - a) * smooth_part(at - static_cast<float>(whole));
 }
 
 float grain_noise(float x, float y, std::uint32_t seed) {
-    const float fx = std::floor(x), fy = std::floor(y);
-    const auto cx = static_cast<std::uint32_t>(static_cast<int>(fx)),
-               cy = static_cast<std::uint32_t>(static_cast<int>(fy));
+    const int ix = whole_part(x), iy = whole_part(y);
+    const auto cx = static_cast<std::uint32_t>(ix), cy = static_cast<std::uint32_t>(iy);
     const std::uint32_t low = place_hash(seed, cy), high = place_hash(seed, cy + 1);
-    const float u = x - fx, su = u * u * (3.0F - 2.0F * u), v = y - fy, sv = v * v * (3.0F - 2.0F * v);
+    const float u = x - static_cast<float>(ix), su = u * u * (3.0F - 2.0F * u), v = y - static_cast<float>(iy),
+                sv = v * v * (3.0F - 2.0F * v);
     const float a = unit_of(place_hash(low, cx)), b = unit_of(place_hash(low, cx + 1)),
                 c = unit_of(place_hash(high, cx)), d = unit_of(place_hash(high, cx + 1));
     const float bottom = a + su * (b - a), top = c + su * (d - c);

@@ -5,6 +5,7 @@
 
 #include "Library2/Made.h"
 #include "effects/trails/TrailPath.h"
+#include "effects/trails/TrailPath_simd.h"
 #include "imagelib/imagelib_blur.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
@@ -58,7 +59,7 @@ struct PathDrawing::Grid {
         cell = static_cast<float>(picture.width) / static_cast<float>(width);
         const float high = static_cast<float>(picture.height) * row_height / cell;
         height = static_cast<int>(std::clamp(std::ceil(high), 1.0F, 4.0F * CELLS));
-        light = made(make_image(width, height, 3, SAMPLE_F32));
+        light = made(make_image(width, height, 4, SAMPLE_F32));
         for (int x = 0; x < picture.width; ++x) {
             const float at =
                 std::clamp((static_cast<float>(x) + 0.5F) / cell - 0.5F, 0.0F, static_cast<float>(width - 1));
@@ -74,7 +75,7 @@ struct PathDrawing::Grid {
             for (int i = 0; i < 2; ++i) {
                 if (left + i < 0 || left + i >= width || low + j < 0 || low + j >= height) continue;
                 const float weight = part * (i ? fx : 1.0F - fx) * (j ? fy : 1.0F - fy);
-                float* out = image_row<float>(light.get(), low + j) + 3 * (left + i);
+                float* out = image_row<float>(light.get(), low + j) + 4 * (left + i);
                 for (int c = 0; c < 3; ++c) out[c] += weight * colour[c];
             }
     }
@@ -102,7 +103,7 @@ struct PathDrawing::Grid {
         for (int y = 0; y < height; ++y) {
             float* to = image_row<float>(light.get(), y);
             const float* far = image_row<float>(wide.get(), y);
-            for (int i = 0; i < 3 * width; ++i)
+            for (int i = 0; i < 4 * width; ++i)
                 to[i] = strength * (0.9F * near * std::max(to[i], 0.0F) + 0.8F * radius * std::max(far[i], 0.0F));
         }
     }
@@ -111,7 +112,7 @@ struct PathDrawing::Grid {
 struct PathDrawing::Band {
     StrokeBand strokes;
     int index = 0, from = 0, to = -1;
-    std::vector<float> light;    // of sparks: three numbers a pixel
+    std::vector<float> light;    // of sparks: four numbers a pixel
     std::vector<float> upright;  // a line of the grid, with its last cell twice
     bool sparked = false;
 
@@ -192,7 +193,7 @@ void PathDrawing::lightRows(Band& band) const {
     const auto width = static_cast<std::size_t>(m_picture.width);
     const std::vector<std::uint32_t>& order = m_flying->of[static_cast<std::size_t>(band.index)];
     band.sparked = !order.empty();
-    if (band.sparked) band.light.assign(3 * width * BAND, 0.0F);
+    if (band.sparked) band.light.assign(4 * width * BAND, 0.0F);
     for (const std::uint32_t i : order) {
         const SparkLine& s = (*m_sparks)[i];
         const float wx = s.bx - s.ax, wy = s.by - s.ay, length = std::max(std::sqrt(wx * wx + wy * wy), 1e-3F);
@@ -209,7 +210,7 @@ void PathDrawing::lightRows(Band& band) const {
             const float limit = static_cast<float>(m_picture.width - 1);
             const int first = static_cast<int>(std::clamp(std::ceil(s.ax + low - s.radius - 0.5F), 0.0F, limit + 1.0F)),
                       last = static_cast<int>(std::clamp(std::floor(s.ax + high + s.radius - 0.5F), -1.0F, limit));
-            float* out = &band.light[3 * (width * static_cast<std::size_t>(y - band.from))];
+            float* out = &band.light[4 * (width * static_cast<std::size_t>(y - band.from))];
             for (int x = first; x <= last; ++x) {
                 const float px = static_cast<float>(x) + 0.5F - s.ax;
                 const float u = px * ux + py * uy, v = std::fabs(py * ux - px * uy) * inverse;
@@ -217,14 +218,14 @@ void PathDrawing::lightRows(Band& band) const {
                             ends = u < 0.0F ? 1.0F + u * inverse : 1.0F;
                 if (v >= 1.0F || ends <= 0.0F) continue;
                 const float weight = (1.0F - v) * ends * along * (0.35F + 0.65F * along);
-                for (int c = 0; c < 3; ++c) out[3 * x + c] += weight * s.light[c];
+                for (int c = 0; c < 3; ++c) out[4 * x + c] += weight * s.light[c];
             }
         }
     }
     if (!band.sparked && !m_glow) return;
     for (int y = band.from; y <= band.to; ++y) {
         float* row = image_row<float>(&m_picture, y);
-        const float* sparks = band.sparked ? &band.light[3 * width * static_cast<std::size_t>(y - band.from)] : nullptr;
+        const float* sparks = band.sparked ? &band.light[4 * width * static_cast<std::size_t>(y - band.from)] : nullptr;
         const float* line = nullptr;
         if (m_glow) {
             const float at = std::clamp((static_cast<float>(y) + 0.5F) * m_row_height / m_glow->cell - 0.5F, 0.0F,
@@ -233,30 +234,19 @@ void PathDrawing::lightRows(Band& band) const {
             const float part = at - static_cast<float>(low);
             const float *below = image_row<float>(m_glow->light.get(), low),
                         *above = image_row<float>(m_glow->light.get(), high);
-            const auto cells = static_cast<std::size_t>(3 * m_glow->width);
-            band.upright.resize(cells + 3);
+            const auto cells = static_cast<std::size_t>(4 * m_glow->width);
+            band.upright.resize(cells + 4);
             float most = 0.0F;
             for (std::size_t i = 0; i < cells; ++i) {
                 band.upright[i] = below[i] + part * (above[i] - below[i]);
                 most = std::max(most, band.upright[i]);
             }
-            for (std::size_t i = 0; i < 3; ++i) band.upright[cells + i] = band.upright[cells + i - 3];
+            for (std::size_t i = 0; i < 4; ++i) band.upright[cells + i] = band.upright[cells + i - 4];
             if (most > 1e-4F) line = band.upright.data();
         }
         if (!line && !sparks) continue;
-        for (std::size_t x = 0; x < width; ++x) {
-            float light[3] = {};
-            if (line) {
-                const float* cell = line + 3 * m_glow->cells[x];
-                // Half of it is haze, half falls on what is there and shows its texture.
-                for (int c = 0; c < 3; ++c)
-                    light[c] = (cell[c] + m_glow->parts[x] * (cell[c + 3] - cell[c])) *
-                               (0.5F + 1.2F * std::clamp(row[4 * x + static_cast<std::size_t>(c)], 0.0F, 1.0F));
-            }
-            if (sparks)
-                for (std::size_t c = 0; c < 3; ++c) light[c] += sparks[3 * x + c];
-            if (light[0] > 0.0F || light[1] > 0.0F || light[2] > 0.0F) screen(light, row + 4 * x);
-        }
+        path_kernels().light({line, m_glow ? m_glow->cells.data() : nullptr, m_glow ? m_glow->parts.data() : nullptr,
+                              sparks, row, m_picture.width});
     }
 }
 
