@@ -47,7 +47,7 @@ float BrushLook::flat(const StrokeHit& hit, float& tone) const {
     const float streak = 0.55F * coarse + 0.45F * fine;
     tone = 0.84F + 0.32F * streak;
     // Hairs begin and end at places of their own.
-    const float begin = hit.s - start_opens - (0.3F + 0.9F * coarse) * radius + 0.5F * radius,
+    const float begin = hit.s - start_opens - (0.7F * coarse + 0.9F * fine - 0.6F) * radius,
                 end = to - hit.s - (1.0F - fine) * 1.6F * radius;
     const float soft = std::max(0.35F * radius, 1.0F);
     const float ends = std::clamp(begin / soft + 0.5F, 0.0F, 1.0F) * std::clamp(end / soft + 0.5F, 0.0F, 1.0F);
@@ -61,7 +61,10 @@ float BrushLook::chalk(const StrokeHit& hit, float x, float y) const {
     const float fine = grain_noise(x / grain_size, y / grain_size, seed + 3),
                 middle = grain_noise(x / (2.7F * grain_size) + 50.0F, y / (2.3F * grain_size), seed + 4),
                 smear = grain_noise(hit.s / (14.0F * grain_size), hit.across / (1.7F * grain_size) + 80.0F, seed + 5);
-    const float paper = 0.5F * fine + 0.3F * middle + 0.2F * smear;
+    // Where the grain is large, it has a finer one on it.
+    float paper = 0.5F * fine + 0.3F * middle + 0.2F * smear;
+    if (const float finer = std::clamp(grain_size - 1.5F, 0.0F, 1.0F); finer > 0.0F)
+        paper += 0.34F * finer * (grain_noise(2.4F * x / grain_size, 2.4F * y / grain_size, seed + 10) - 0.5F);
     const float ragged = 0.16F * path_noise(hit.s / (3.0F * grain_size), seed + (hit.across < 0.0F ? 6 : 7));
     const float q = std::fabs(hit.across) / std::max(hit.half * (0.95F + ragged), 0.5F);
     const float rest = std::max(1.0F - q * q * q, 0.0F);
