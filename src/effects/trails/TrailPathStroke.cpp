@@ -34,27 +34,6 @@ void StrokeBand::touch(int y, int begin, int end) {
     if (end > to) std::fill(row + to + 1, row + end + 1, StrokeHit{0.0F, 0.0F, 0.0F}), to = end;
 }
 
-StrokeHit StrokeBand::Piece::hit(float x) const {
-    const float u = along + along_x * x, v = across + across_x * x;
-    float t = u / length;
-    float distance = std::fabs(v), scale = pixels, outside = 0.0F;
-    if ((t < 0.0F && !cut_start) || (t > 1.0F && !cut_end)) {
-        // Around the vertex: the way that the picture's distance grows there.
-        const float beyond = t < 0.0F ? u : u - length;
-        distance = std::sqrt(beyond * beyond + v * v);
-        const bool ends = t < 0.0F ? at_start : at_end;
-        t = t < 0.0F ? 0.0F : 1.0F;
-        const float inverse = distance > 1e-6F ? 1.0F / distance : 0.0F;
-        const float gx = (beyond * ex - v * ey) * inverse, gy = (beyond * ey + v * ex) * inverse;
-        const float px = xx * gx + yx * gy, py = xy * gx + yy * gy, growth = std::sqrt(px * px + py * py);
-        scale = growth > 1e-9F ? 1.0F / growth : pixels;
-        if (ends) outside = beyond * scale;
-    }
-    const float part = std::clamp(t, 0.0F, 1.0F);
-    const float away = distance * scale;
-    return {s + t * s_length + outside, v < 0.0F ? -away : away, std::max((size + part * size_change) * scale, 1e-6F)};
-}
-
 namespace {
 
 // Keeps the x for which low <= factor * x + offset <= high.
