@@ -61,7 +61,6 @@ bool readSteering(const ControlK7* steering, int* value) {
     if (const auto* number = dynamic_cast<const IntegerControlK7*>(steering)) return number->GetValue(RULE_TIME, value);
     if (const auto* checkbox = dynamic_cast<const CheckboxControlK7*>(steering))
         return checkbox->GetValue(RULE_TIME, value);
-    if (const auto* number = dynamic_cast<const IntegerControlK7*>(steering)) return number->GetValue(RULE_TIME, value);
     return false;
 }
 
