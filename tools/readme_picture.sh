@@ -27,11 +27,12 @@ plate() { # PLATE: its middle, in the shape of a tile
 tile examples/street.jpg
 look rain examples/street.jpg 40 Rain --preset Squall
 look snow examples/winter.jpg 60 Snow --preset Blizzard -p PreRoll=400 -p Lifetime=600 -p Left=-0.2,1.05 -p Right=1.2,1.05
-look smoke examples/launch.jpg 30 Smoke --preset Billow
+look fireworks examples/launch.jpg 60 Fireworks --preset Celebration
 look mosaic examples/trees.jpg 0 RomanTile --preset Pompeii
-look infrared examples/road.jpg 0 InfraRed --preset Landscape1
+look geese examples/road.jpg 40 Flock --preset "Geese in Formation"
+oiiotool examples/seeding.jpg --ch R,G,B --resize 1920x1080 -o "$work/meadow.png"
 plate coffee.jpg 1920x1280 1920x1080+0+100
-look painting examples/portrait.jpg 0 Brush --preset Impressionist
+look blown examples/portrait.jpg 30 BitsFly --preset "Blown Away" -i Input2="$work/meadow.png"
 look burn "$work/coffee.jpg.png" 21 Burn -p Direction="Top Right" -p Duration=20
 oiiotool examples/hearth-fuel.png --resize 1920x1080 -o "$work/fuel.png"
 look fire examples/hearth.jpg 0-70 Fire -i Input="$work/fuel.png" --preset Wilder -p Thresh=0.1
