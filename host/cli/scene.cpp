@@ -125,6 +125,10 @@ fs::path findExamples() {
 std::vector<Picture> sceneInputs(const DeclaredScene& scene, const fs::path& examples) {
     std::vector<Picture> pictures;
     for (const std::string& name : scene.inputs) {
+        if (name.empty()) {
+            pictures.emplace_back();
+            continue;
+        }
         if (name.starts_with('@')) {
             pictures.push_back(testInput(name, scene.width, scene.height));
             continue;
@@ -153,7 +157,8 @@ SceneRender::SceneRender(ofxhost::Plugin& plugin, const DeclaredScene& scene, co
         {.depth = form.depth, .firstFrame = project.firstFrame, .lastFrame = project.lastFrame});
     const std::vector<ofxhost::Clip*> clips = m_instance->inputs();
     if (inputs.size() > clips.size()) throw RunError(m_name + " has fewer clips than its scene has inputs");
-    for (std::size_t i = 0; i < inputs.size(); ++i) connectInput(*clips[i], scene, i, inputs[i], form.depth, project);
+    for (std::size_t i = 0; i < inputs.size(); ++i)
+        if (!scene.inputs[i].empty()) connectInput(*clips[i], scene, i, inputs[i], form.depth, project);
     m_instance->setCurrentTime(scene.frame - scene.lead);
     if (!answered(m_instance->create())) throw RunError(m_name + " refuses to make an instance");
     if (form.preset.empty())

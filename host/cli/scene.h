@@ -17,7 +17,8 @@ namespace quillon {
 // The folder of the example pictures: examples/ here, or beside the build folder of this program. Throws RunError.
 std::filesystem::path findExamples();
 
-// The scene's input pictures, all of its size: cut to its shape around the middle, then scaled.
+// The scene's input pictures, all of its size: cut to its shape around the middle, then scaled. Empty where a clip is
+// left out.
 std::vector<Picture> sceneInputs(const DeclaredScene& scene, const std::filesystem::path& examples);
 
 struct SceneForm {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "effects/pixels/BitsFlySwarm.h"
+#include "effects/pixels/PictureLayer.h"
 #include "graphicslib/ink.h"
 #include "graphicslib/row_bands.h"
 #include "imagelib/imagelib_blur.h"
@@ -90,31 +91,6 @@ TilingShape BitsFly::shape(float tallness) const {
             .centre_y = order.centre_y,
             .tallness = tallness,
             .seed = static_cast<std::uint32_t>(Seed.value)};
-}
-
-// The picture to cut, its colours multiplied by its alpha. Null where it is that already.
-ImagePtr BitsFly::layer() const {
-    const K7Image& source = *picture.image;
-    if (doAlpha && PreMultiplied.value) return nullptr;
-    std::atomic<bool> opaque{true};
-    each_row_float(source.height, [&](int y) {
-        const float* row = image_row<float>(&source, y);
-        bool all = true;
-        for (int x = 0; x < source.width; ++x) all &= row[4 * x + 3] == 1.0F;
-        if (!all) opaque = false;
-    });
-    if (opaque) return nullptr;
-    ImagePtr made_up = made(make_image_uncleared(source.width, source.height, 4, SAMPLE_F32));
-    each_row_float(source.height, [&](int y) {
-        const float* from = image_row<float>(&source, y);
-        float* to = image_row<float>(made_up.get(), y);
-        for (int x = 0; x < source.width; ++x, from += 4, to += 4) {
-            const float alpha = doAlpha ? std::min(from[3], 1.0F) : 1.0F;
-            for (int c = 0; c < 3; ++c) to[c] = from[c] * alpha;
-            to[3] = alpha;
-        }
-    });
-    return made_up;
 }
 
 // ---- The picture ----------------------------------------------------------------------------------------------
@@ -231,7 +207,7 @@ bool BitsFly::draw(const Swarm& swarm, const K7Image& source, const K7Image* sha
 
 void BitsFly::ProcessFrame() {
     const StageTimer timer("BitsFly (CPU)");
-    const ImagePtr own = layer();
+    const ImagePtr own = multiplied_layer(*picture.image, doAlpha, PreMultiplied.value);
     const K7Image& source = own ? *own : *picture.image;
     const float tallness = tallness_of(source);
     const Tiling tiling(shape(tallness));

@@ -182,7 +182,6 @@ class BitsFly final : public Effect<BitsFlyInfo> {
     FlightForces forces(float tallness) const;
     TileLook look() const;
     TilingShape shape(float tallness) const;
-    ImagePtr layer() const;
     void launchAll(Swarm& swarm) const;
     bool launch(const Swarm& swarm, std::uint32_t index, Craft& craft) const;
     ImagePtr shadows(const Swarm& swarm) const;

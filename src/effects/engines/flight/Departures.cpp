@@ -12,7 +12,6 @@ namespace {
 constexpr double DEGREE = 3.14159265358979 / 180;
 constexpr float CLUMP = 0.06F;       // widths: of the clumps that a ragged order leaves in
 constexpr float CLUMP_GAIN = 0.9F;   // noise of a lattice seldom exceeds 0.6
-constexpr float SOFT_MATTE = 0.8F;   // of the matte's range chance decides which pieces fly
 constexpr double FARTHEST = 1000.0;  // widths
 
 }  // namespace
@@ -31,23 +30,27 @@ Departures::Departures(const Settings& settings) : m_set(settings), m_noise(sett
 float Departures::turn(float x, float y, std::uint32_t word, float matte) const {
     const float chance = unit_of(place_hash(word, 101));
     if (m_set.matte_use == OnlyBright && !(matte > 0.5F + SOFT_MATTE * (chance - 0.5F))) return -1;
-    float turn = unit_of(place_hash(word, 102));
-    if (m_set.order == Wipe) {
-        turn = (x * m_set.direction_x + y * m_set.direction_y - m_low) / m_range;
-    } else if (m_set.order != Random) {
-        const float dx = x - m_set.centre_x, dy = y - m_set.centre_y;
-        turn = std::sqrt(dx * dx + dy * dy) / m_range;
-        if (m_set.order == ToCentre) turn = 1 - turn;
-    }
+    float turn = m_set.order == Random ? unit_of(place_hash(word, 102)) : order(x, y);
     if (m_set.matte_use == BrightFirst || m_set.matte_use == DarkFirst) {
         const float light = std::clamp(matte, 0.0F, 1.0F);
         turn += m_set.matte_mix * ((m_set.matte_use == BrightFirst ? 1 - light : light) - turn);
     }
     if (m_set.ragged > 0) {
-        const float clump = 0.5F + CLUMP_GAIN * m_noise.noise(x / CLUMP, y / CLUMP, 0.37F);
-        turn += m_set.ragged * (0.5F * (chance + clump) - turn);
+        turn += m_set.ragged * (0.5F * (chance + clump(x, y)) - turn);
     }
     return std::clamp(turn, 0.0F, 1.0F);
+}
+
+float Departures::order(float x, float y) const {
+    if (m_set.order == Random) return 0;
+    if (m_set.order == Wipe) return (x * m_set.direction_x + y * m_set.direction_y - m_low) / m_range;
+    const float dx = x - m_set.centre_x, dy = y - m_set.centre_y;
+    const float away = std::sqrt(dx * dx + dy * dy) / m_range;
+    return m_set.order == ToCentre ? 1 - away : away;
+}
+
+float Departures::clump(float x, float y) const {
+    return 0.5F + CLUMP_GAIN * m_noise.noise(x / CLUMP, y / CLUMP, 0.37F);
 }
 
 void Departures::heading(float x, float y, float& to_x, float& to_y) const {

@@ -33,6 +33,11 @@ class Departures {
     // A piece's turn, from 0 for the first to 1 for the last; below 0 for one that stays. `word` is its own random one
     // and `matte` the matte's luminance there.
     float turn(float x, float y, std::uint32_t word, float matte) const;
+    // What of a turn is smooth, for those who work out many: the order alone, 0 where it is chance that decides, and
+    // the clumps that a ragged order leaves in, about 0 to 1.
+    float order(float x, float y) const;
+    float clump(float x, float y) const;
+    static constexpr float SOFT_MATTE = 0.8F;  // of the matte's range chance decides which pieces fly
     // Frames that it is away from rest; 0 and less: it is at rest. `later`: frames from now.
     double age(float turn, double later = 0) const {
         const double left = m_set.now + later - double(turn) * m_set.duration;
