@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <functional>
 #include <memory>
 #include <utility>
 
@@ -29,6 +28,8 @@ constexpr int MOST_NODES = 300;     // of the grid of eddies along either axis
 constexpr float EDDY_MARGIN = 0.5;  // widths around the picture that it covers
 
 float luminance_of(const float* pixel) { return 0.3F * pixel[0] + 0.5F * pixel[1] + 0.2F * pixel[2]; }
+
+float length_of(const float v[2]) { return std::sqrt(v[0] * v[0] + v[1] * v[1]); }
 
 float tallness_of(const K7Image& image) {
     return static_cast<float>(image.height) / (static_cast<float>(image.width) * image.pixel_aspect);
@@ -221,10 +222,10 @@ namespace {
 
 // How strong gusts have made the wind, on the mean over an age.
 std::vector<float> mean_swells(const particles::ForceField& field, const SolidNoise& noise, float now, float life) {
-    const float step = life / PixFlight::SWELLS, speed = std::hypot(field.wind[0], field.wind[1]);
+    const float step = life / PixFlight::SWELLS, speed = length_of(field.wind);
     const auto swell = [&](float age) {
         const particles::ForceField::Moment then = field.at(now - age, noise);
-        return std::hypot(then.wind[0], then.wind[1]) / speed;
+        return length_of(then.wind) / speed;
     };
     std::vector<float> means(PixFlight::SWELLS + 2);
     float sum = 0;

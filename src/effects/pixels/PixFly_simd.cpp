@@ -8,10 +8,10 @@ namespace {
 
 using Words = Register<std::uint32_t>;
 
-constexpr float VARIED_IN = 12;  // frames in which pieces come to differ in size
-constexpr float CARRIED = 0.7F;  // share of the wind that carries eddies along as well
-constexpr float STEP = 2.5F;     // pixels from place to place of what is blurred by motion
-constexpr float MOST_STEPS = 12;
+constexpr float VARIED_IN = 12;             // frames in which pieces come to differ in size
+constexpr float CARRIED = 0.7F;             // share of the wind that carries eddies along as well
+constexpr float STEP = 0.6F, WIDER = 0.8F;  // pixels from place to place of what is blurred by motion, and of its size
+constexpr float MOST_STEPS = 24;
 constexpr float FARTHEST = 1e6F;  // pixels
 
 // ---- Chance -------------------------------------------------------------------------------------------------------
@@ -351,11 +351,11 @@ static void draw(const PixCanvas& c, const PixSplat* splats, std::size_t count) 
         const bool small = wide <= 1.0F && high <= 1.0F;
         if (small) colour *= wide * high;
         const float moved = absolute(dx) + absolute(dy);
-        const int steps = static_cast<int>(smaller(1.0F + moved / (STEP + 0.5F * wide), MOST_STEPS));
+        const int steps = static_cast<int>(smaller(1.0F + moved / (STEP + WIDER * larger(wide, 1.0F)), MOST_STEPS));
         const float part = 1.0F / static_cast<float>(steps);
         colour *= part;
         // Not all in step, which would show as a pattern.
-        float t = steps == 1 ? 0.0F : unit_of(s->source * 0x9E3779B9U) * part - 0.5F;
+        float t = steps == 1 ? 0.0F : unit_of(place_hash(s->source, 7)) * part - 0.5F;
         const auto at_all = [&](auto draw_at) {
             for (int i = 0; i < steps; ++i, t += part) draw_at(s->x + t * dx, s->y + t * dy);
         };
