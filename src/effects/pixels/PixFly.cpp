@@ -41,6 +41,7 @@ int parts_of(int whole, int part) { return (whole + part - 1) / part; }
 
 PixFlyInfo::PixFlyInfo() {
     ghost({&MatteFrame}, MatteTime, isNot(HeldFrame));
+    ghost({&timing.MatteUse}, MatteTime, is(WhenItBrightens));
     declarePresets();
     scene.inputs = {"portrait-small.png", "", "launch-small.png"};
     scene.settings = {{"PixelSize", "2"}};
