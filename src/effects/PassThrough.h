@@ -16,8 +16,6 @@ struct PassThroughRow {
 
 inline constexpr PassThroughRow PASS_THROUGH[] = {
     // clang-format off
-    {{.name = "TrailParticle", .menu = "Trailz", .overlay = true, .otherFrames = true, .description = "Particle trail generation. This effect is in Box Number 7"},
-     {{"Input", "Input Clip", "Trail", true, true}, {"Bck", "Background", "BG"}, {"Matte", "Matte"}, {"ObscureClip", "Obscure", "Obs"}, {"Input6", "Particle Image", "Image"}}},
     // clang-format on
 };
 

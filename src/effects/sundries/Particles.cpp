@@ -125,7 +125,7 @@ int Particles::burstNow() const {
 }
 
 void Particles::births() {
-    if (!silent()) m_sprites.begin(*output.image, look().look.kind(&m_picture));
+    if (!silent()) m_batch.begin(*output.image, look().look, &m_picture);
     m_now = motion().forces.at(static_cast<float>(stepFrame()), noise());
     m_spawning = 0;
     const float rate = motion().rate + random().next_float();
@@ -187,10 +187,7 @@ bool Particles::fillNewborn(ParticlesParticle& p) {
     p.key = p.family = draw.next_uint32();
     float outwards[2];
     const bool placed = emitterPlace(p.position, outwards);
-    // Narrow spreads have soft edges, wide ones are even all around.
-    const float even = std::clamp((m.spread - 2) / 2, 0.0f, 1.0f), first = signed_draw(draw),
-                second = signed_draw(draw);
-    const float bend = m.spread * (even * 0.5f * first + (1 - even) * 0.3f * (first + second));
+    const float bend = particles::draw_bend(m.spread, draw);
     const float speed = m.speed * std::max(1 + m.speed_var * signed_draw(draw), 0.0f);
     const float life = m.life * (1 + m.life_var * signed_draw(draw));
     const float flown = draw.next_float();
@@ -277,7 +274,7 @@ void Particles::afterForces(ParticlesParticle* particles, int count) {
     if (motion().trails)
         for (int i = 0; i < count; ++i)
             if (!particles[i].child) spawnTrail(particles[i]);
-    if (!silent()) collect(particles, count);
+    if (!silent()) m_batch.collect(look().look, count, [&](int i) { return seen(particles[i]); });
 }
 
 void Particles::move(ParticlesParticle* particles, int count) const {
@@ -304,101 +301,11 @@ particles::Seen Particles::seen(const ParticlesParticle& p) const {
             .opacity = p.child ? look().child_opacity : 1};
 }
 
-// Blocks are counted first, so that each has its place among the sprites whatever thread fills it.
-void Particles::collect(const ParticlesParticle* particles, int count) {
-    constexpr int BLOCK = 512;
-    const particles::ParticleLook& how = look().look;
-    const int blocks = (count + BLOCK - 1) / BLOCK;
-    m_counts.assign(static_cast<std::size_t>(blocks) + 1, 0);
-    const auto on_blocks = [&](auto work) {
-        for_rows_float(blocks, [&](int first, int last) {
-            for (int b = first; b <= last; ++b) work(b, b * BLOCK, std::min((b + 1) * BLOCK, count));
-        });
-    };
-    on_blocks([&](int block, int first, int end) {
-        int sum = 0;
-        for (int i = first; i < end; ++i) sum += how.count(seen(particles[i]));
-        m_counts[static_cast<std::size_t>(block) + 1] = sum;
-    });
-    for (std::size_t b = 1; b < m_counts.size(); ++b) m_counts[b] += m_counts[b - 1];
-    LookSprite* sprites = m_sprites.grow(static_cast<std::size_t>(m_counts.back()));
-    on_blocks([&](int block, int first, int end) {
-        LookSprite* to = sprites + m_counts[static_cast<std::size_t>(block)];
-        for (int i = first; i < end; ++i) {
-            const particles::Seen what = seen(particles[i]);
-            const int n = how.count(what);
-            how.show(what, to, n);
-            to += n;
-        }
-    });
-}
-
-void Particles::paint(K7Image& result) {
-    m_sprites.draw(&result);
-    const particles::ParticleLook& how = look().look;
-    if (how.glow > 0)
-        m_glow.draw(&result, m_sprites.sprites().data(), m_sprites.count(),
-                    {how.GLOW_REACH, how.GLOW_LEAST * frame().width / 1920, 0.3f * how.glow});
-}
-
-namespace {
-
-struct Area {
-    int left, right, bottom, top;
-};
-
-// What is not transparent of a picture; all of it where nothing is.
-Area opaque_area(const K7Image& picture) {
-    std::vector<Area> rows(picture.height);
-    for_rows_float(picture.height, [&](int first, int last) {
-        for (int y = first; y <= last; ++y) {
-            const float* row = image_row<float>(&picture, y);
-            int left = 0, right = picture.width - 1;
-            while (left <= right && !(row[4L * left + 3] > 0.004f)) ++left;
-            while (right > left && !(row[4L * right + 3] > 0.004f)) --right;
-            rows[static_cast<std::size_t>(y)] = {left, right, 0, 0};
-        }
-    });
-    Area all{picture.width, -1, picture.height, -1};
-    for (int y = 0; y < picture.height; ++y) {
-        const Area& row = rows[static_cast<std::size_t>(y)];
-        if (row.left > row.right) continue;
-        all = {std::min(all.left, row.left), std::max(all.right, row.right), std::min(all.bottom, y), y};
-    }
-    if (all.right < all.left) all = {0, picture.width - 1, 0, picture.height - 1};
-    return all;
-}
-
-}  // namespace
-
-// The clip's picture, cropped and made about twice as large as the largest particle.
 void Particles::preparePicture() {
     m_picture = MipPicture();
-    if (shape.look.value != LookControls::Picture || !picture.isConnected()) return;
-    const K7Image& from = *picture.image;
-    const Area area = opaque_area(from);
-    const int wide = area.right - area.left + 1, high = area.top - area.bottom + 1;
-    const double drawn = 2.0 * shape.size.limited() / 1000.0 * from.width;
-    const int step = std::clamp(static_cast<int>(std::max(wide, high) / std::max(drawn, 16.0)), 1, 64);
-    const int width = std::max(wide / step, 1), height = std::max(high / step, 1);
-    const ImagePtr small = made(make_image_uncleared(width, height, 4, SAMPLE_F32));
-    const bool ready = PreMultiplied.value;
-    for_rows_float(height, [&](int first, int last) {
-        for (int y = first; y <= last; ++y)
-            for (int x = 0; x < width; ++x) {
-                float sum[4] = {};
-                for (int i = 0; i < step * step; ++i) {
-                    const float* p = image_row<float>(&from, area.bottom + y * step + i / step) +
-                                     4L * (area.left + x * step + i % step);
-                    const float weight = ready ? 1 : p[3];
-                    for (int c = 0; c < 3; ++c) sum[c] += weight * p[c];
-                    sum[3] += p[3];
-                }
-                float* out = image_row<float>(small.get(), y) + 4L * x;
-                for (int c = 0; c < 4; ++c) out[c] = sum[c] / static_cast<float>(step * step);
-            }
-    });
-    m_picture = MipPicture(small.get());
+    if (shape.look.value == LookControls::Picture && picture.isConnected())
+        m_picture = particles::particle_picture(*picture.image, shape.size.limited() / 1000.0 * picture.image->width,
+                                                PreMultiplied.value);
 }
 
 void Particles::PrepareOverlay() {

@@ -22,15 +22,13 @@
 // ten of them are there to go back to; there are never more than 200,000 particles.
 #pragma once
 
-#include <vector>
-
 #include "effects/engines/controls/ForceControls.h"
 #include "effects/engines/controls/LookControls.h"
 #include "effects/engines/controls/ParticleControls.h"
 #include "effects/engines/particles/LightPlaces.h"
+#include "effects/engines/particles/LookBatch.h"
 #include "effects/engines/particles/Obstacles.h"
 #include "effects/engines/particles/ParticleEffect.h"
-#include "effects/engines/sprites/SpriteGlow.h"
 
 struct ParticlesInfo : EffectInfo {
     static constexpr EffectTraits traits{
@@ -249,7 +247,7 @@ class Particles final
     void afterForces(ParticlesParticle* particles, int count) override;
     void show(ParticlesParticle&) override {}  // collected by afterForces, on all threads
     void move(ParticlesParticle* particles, int count) const override;
-    void paint(K7Image& result) override;
+    void paint(K7Image& result) override { m_batch.draw(result, look().look, frame().width); }
     void PrepareOverlay() override;
 
   private:
@@ -259,7 +257,6 @@ class Particles final
     void ownColour(ParticlesParticle& particle) const;
     void spawnTrail(const ParticlesParticle& parent);
     void spawnChild(const ParticlesParticle& parent, const float place[2], const float velocity[2], float life);
-    void collect(const ParticlesParticle* particles, int count);
     particles::Seen seen(const ParticlesParticle& particle) const;
     void preparePicture();
 
@@ -271,7 +268,5 @@ class Particles final
     particles::ForceField::Moment m_now;
     int m_spawning = 0;  // children queued in this step
     MipPicture m_picture;
-    LookSprites m_sprites;
-    SpriteGlow m_glow;
-    std::vector<int> m_counts;
+    particles::LookBatch m_batch;
 };

@@ -63,6 +63,7 @@ TEST(Greying, FollowsTheControlsThatSteer) {
         {"Q_TrailAverage", {{"DoStyle", 2}, {"DoBlur", 1}}, "Endurance LumBoost Blur", "EnduranceR"},
         {"Q_TrailLive", {}, "Curl", "Spacing LineWidth"},
         {"Q_TrailLive", {{"Style", 1}}, "LineWidth LineSpacing", "Spacing Curl CurlSize"},
+        {"Q_TrailParticle", {}, "Softness Rate", "StreakLength VortexRadius"},
         {"Q_TrailPath", {{"Handles", 10}}, "P1 P10 Progress", "P11 P16 StartAt NibAngle ClipTurns"},
     };
     for (const auto& test : cases) {
@@ -150,6 +151,7 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_Particles", {100, 35}, {40, 80}, "EmitStart", {0.2, 0.8}},
         {"Q_Particles", {125, 50}, {150, 50}, "VortexRadius", {0.5}, "VortexOn"},
         {"Q_Rainbow", {70, 50}, {50, 50}, "Radius", {0.5}},
+        {"Q_TrailParticle", {100, 50}, {40, 80}, "AttractorCentre", {0.2, 0.8}, "AttractorOn"},
         {"Q_Thermo", {132, 66}, {100, 25}, "Temperature4", {0.5, 0.25}},
         {"Q_Thermo", {132, 66}, {250, -15}, "Temperature4", {1.0, 0.0}},  // points of a curve stay in the picture
         {"Q_Thermo", {40, 90}, {40, 40}, "Intensity2", {0.2, 0.4}},

@@ -13,6 +13,13 @@
 
 namespace particles {
 
+// An angle about the middle of a spread, in radians: narrow spreads have soft edges, wide ones are even all around.
+inline float draw_bend(float spread, MTRandom& draw) {
+    const float even = std::clamp((spread - 2) / 2, 0.0f, 1.0f);
+    const float first = signed_draw(draw), second = signed_draw(draw);
+    return spread * (even * 0.5f * first + (1 - even) * 0.3f * (first + second));
+}
+
 // A line between two places; particles are born around it.
 struct Emitter {
     float left[3] = {}, right[3] = {};  // the ends, pixels
