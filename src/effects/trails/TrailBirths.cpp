@@ -70,6 +70,37 @@ void MovingPlaces::find(const TrailSettings& s, const TrailView& view) {
     });
 }
 
+namespace {
+
+// work(value so far, next value) over the cells within a reach of each cell, along a line; ends are repeated.
+template <class Work>
+void over_neighbours(std::vector<float>& cells, int width, int height, int reach, Work work) {
+    std::vector<float> before;
+    for (const int step : {1, width}) {
+        before = cells;
+        each_row_float(height, [&](int y) {
+            for (int x = 0; x < width; ++x) {
+                const int at = step == 1 ? x : y, last = (step == 1 ? width : height) - 1, here = y * width + x;
+                float value = before[std::size_t(here)];
+                for (int i = -reach; i <= reach; ++i)
+                    if (i != 0)
+                        value = work(value, before[std::size_t(here + (std::clamp(at + i, 0, last) - at) * step)]);
+                cells[std::size_t(here)] = value;
+            }
+        });
+    }
+}
+
+}  // namespace
+
+void MovingPlaces::close() {
+    constexpr int HOLES = 4;  // cells, half the width of the largest
+    over_neighbours(m_moves, m_width, m_height, HOLES, [](float a, float b) { return std::max(a, b); });
+    over_neighbours(m_moves, m_width, m_height, HOLES, [](float a, float b) { return std::min(a, b); });
+    over_neighbours(m_moves, m_width, m_height, 1, [](float a, float b) { return a + b; });
+    for (float& share : m_moves) share *= 1.0F / 9;
+}
+
 // How much a cell counts by where on the thing it lies: edges are where what moves begins and ends.
 float MovingPlaces::sourced(const TrailSettings& s, const TrailView& view, int x, int y) const {
     const float here = row(y)[x];

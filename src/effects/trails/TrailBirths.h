@@ -54,6 +54,8 @@ class MovingPlaces {
   public:
     // Which cells move, from 0 to 1; no births yet.
     void find(const TrailSettings& settings, const TrailView& view);
+    // Closes the holes and softens the edges of what was found, as a matte of it.
+    void close();
     // The births of a frame. `back`: the frame lies so many frames before the one that was looked at, and things are
     // taken to have moved as they do there.
     void births(const TrailSettings& settings, const TrailView& view, int frame, int back,

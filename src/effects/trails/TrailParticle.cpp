@@ -217,7 +217,10 @@ void TrailParticle::hide(const K7Image& before) {
     const K7Image* mask = obscure.image && obscure.isConnected() ? obscure.image.get() : nullptr;
     const float front = InFront.percent();
     const FrameMotion* motion = front > 0.0F ? motionOf(std::max(present(), 1)) : nullptr;
-    if (motion) m_places.find(settings(), {motion, m_motion.shrink(), nullptr, nullptr});
+    if (motion) {
+        m_places.find(settings(), {motion, m_motion.shrink(), nullptr, nullptr});
+        m_places.close();
+    }
     const float per = 1.0F / static_cast<float>(m_motion.shrink());
     const int width = motion ? m_places.width() : 0, height = motion ? m_places.height() : 0;
     const auto between = [per](int at, int count, int& low, int& high) {

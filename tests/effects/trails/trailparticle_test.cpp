@@ -75,10 +75,9 @@ TEST_F(ParticleTrail, LiesWhereThingsWereAndNowhereElse) {
     EXPECT_GT(left(render(effect(), 2), 8, 54, 2), SEEN) << "lead in";
     EXPECT_EQ(host.faults(), "");
 
-    TestEffect& still = effect(0, false);
-    const std::vector<float> nothing = render(still, LATE);
-    for (std::size_t i = 0; i < nothing.size(); ++i)
-        ASSERT_EQ(nothing[i], sceneOf(LATE, 0, false)->pixels[i]) << "grain leaves nothing";
+    const std::vector<float> still = render(effect(0, false), LATE);
+    for (int i = 0; i < 4 * WIDTH * HEIGHT; ++i)
+        ASSERT_EQ(still[std::size_t(i)], sceneAt(LATE, i / 4 % WIDTH, i / 4 / WIDTH, i % 4, 0, false)) << "grain";
 }
 
 TEST_F(ParticleTrail, StaysInTheSceneWhenTheCameraPans) {
@@ -171,27 +170,27 @@ class Shot final : public TrailParticle {
     ImagePtr otherFrame(int frame) override { return frame < 0 ? nullptr : frameOf(frame); }
 };
 
-EffectShot<Shot> shot_of(int preset, float poison = 0.0F) {
-    EffectShot<Shot> shot(nullptr);
-    shot.effect.poison = poison;
-    shot.source = shot.effect.frameOf(12);
-    shot.choose_preset(preset);
-    shot.effect.Lifetime.value = 8;
-    return shot;
-}
+struct TrailShot : EffectShot<Shot> {
+    explicit TrailShot(int preset, float poison = 0.0F) : EffectShot(nullptr) {
+        effect.poison = poison;
+        source = effect.frameOf(12);
+        choose_preset(preset);
+        effect.Lifetime.value = 8;
+    }
+};
 
 TEST(ParticleTrailShot, EveryPresetIsTheSameEverywhere) {
-    for (int preset = 0; preset < EffectShot<Shot>::preset_count(); ++preset) {
+    for (int preset = 0; preset < TrailShot::preset_count(); ++preset) {
         SCOPED_TRACE(preset);
-        same_bits_everywhere([&] { return shot_of(preset).copy(12); });
+        same_bits_everywhere([&] { return TrailShot(preset).copy(12); });
     }
 }
 
 TEST(ParticleTrailShot, BearsAnyValues) {
     for (const float poison : {std::numeric_limits<float>::infinity(), std::nanf(""), 65504.0F, -1e30F})
-        EXPECT_NE(shot_of(7, poison).copy(12), nullptr);
+        EXPECT_NE(TrailShot(7, poison).copy(12), nullptr);
     for (const double value : {-1e12, 0.0, 1e12}) {
-        EffectShot<Shot> shot = shot_of(0);
+        TrailShot shot(0);
         for (ControlK7* control : shot.effect.controls()) {
             const double four[4] = {value, -value, value, 1};
             if (dynamic_cast<ListControlK7*>(control) || dynamic_cast<IntegerControlK7*>(control)) continue;
