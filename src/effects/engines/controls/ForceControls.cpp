@@ -56,7 +56,9 @@ VortexForceControls::VortexForceControls(EffectInfo* owner)
                         "Velocity that the pull adds each frame there, in thousandths of the picture's width a frame; "
                         "below 0 particles are pushed away."),
       vortexCircle(owner, vortexCentre, vortexRadius),
-      attractorCircle(owner, attractorCentre, attractorRadius) {
+      attractorCircle(owner, attractorCentre, attractorRadius),
+      vortexCross(owner, vortexCentre),
+      attractorCross(owner, attractorCentre) {
     vortexOn.followedByOverlay = attractorOn.followedByOverlay = true;
     owner->ghost({&vortexCentre, &vortexRadius, &vortexSpeed}, vortexOn, isOff);
     owner->ghost({&attractorCentre, &attractorRadius, &attractorStrength}, attractorOn, isOff);

@@ -44,8 +44,8 @@ struct ForceControls {
 struct VortexForceControls {
     explicit VortexForceControls(EffectInfo* owner);
     void prepare() {
-        vortexCircle.visible = !vortexCentre.ghosted();
-        attractorCircle.visible = !attractorCentre.ghosted();
+        vortexCircle.visible = vortexCross.visible = !vortexCentre.ghosted();
+        attractorCircle.visible = attractorCross.visible = !attractorCentre.ghosted();
     }
 
     CheckboxControlK7 vortexOn;
@@ -57,6 +57,7 @@ struct VortexForceControls {
     SizeControlK7 attractorRadius;     // half widths
     FloatControlK7 attractorStrength;  // thousandths of the width a frame and frame
     CircleOverlayK7 vortexCircle, attractorCircle;
+    CrosshairOverlayK7 vortexCross, attractorCross;
 };
 
 namespace particles {
