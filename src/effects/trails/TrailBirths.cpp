@@ -15,18 +15,7 @@ constexpr float USUAL_SPEED = 0.01F, FASTEST = 6.0F;  // part of the width a fra
 constexpr double FEW_CELLS = 4;                       // so many give half of the births, so that specks give few
 constexpr float MOST_LIVING = 2e5F;                   // particles
 
-// Of a cell of the picture, from some of its pixels.
-float brightness(const K7Image& picture, int left, int low, int size) {
-    const int step = std::max(size / 3, 1);
-    float sum = 0;
-    int count = 0;
-    for (int y = low; y < std::min(low + size, int(picture.height)); y += step)
-        for (int x = left; x < std::min(left + size, int(picture.width)); x += step, ++count) {
-            const float* pixel = image_row<float>(&picture, y) + 4L * x;
-            sum += 0.3F * pixel[0] + 0.5F * pixel[1] + 0.2F * pixel[2];
-        }
-    return count > 0 ? sum / static_cast<float>(count) : 0.0F;
-}
+float brightness(const float* pixel) { return 0.3F * pixel[0] + 0.5F * pixel[1] + 0.2F * pixel[2]; }
 
 const float* pixel_at(const K7Image& picture, float x, float y) {
     const auto column = static_cast<int>(std::clamp(x, 0.0F, static_cast<float>(picture.width - 1)));
@@ -57,8 +46,9 @@ void MovingPlaces::find(const TrailSettings& s, const TrailView& view) {
             const float speed = std::sqrt(v.x * v.x + v.y * v.y) / s.width;
             float share = speed > s.speed_low ? smooth_step(speed, s.speed_low, s.speed_high) : 0.0F;
             const int left = x * view.shrink, low = y * view.shrink;
-            if (share > 0.0F && view.picture && s.bright_high > 0.0F)
-                share *= smooth_step(brightness(*view.picture, left, low, view.shrink), s.bright_low, s.bright_high);
+            if (share > 0.0F && s.bright_high > 0.0F)
+                share *= smooth_step(brightness(image_row<float>(view.motion->picture, y) + 4L * x), s.bright_low,
+                                     s.bright_high);
             if (share > 0.0F && view.matte) {
                 const float half = 0.5F * static_cast<float>(view.shrink);
                 share *=
@@ -188,6 +178,6 @@ TrailPoint MovingPlaces::birth(const TrailSettings& s, const TrailView& view, in
     p.before[0] = column - v.x * frames + away * k7_cos(turn);
     p.before[1] = row * s.aspect - v.y * frames + away * k7_sin(turn);
     for (int i = 0; i < 2; ++i) p.place[i] = p.before[i] + p.velocity[i] * p.age;
-    if (s.own_colours && view.picture) std::copy_n(pixel_at(*view.picture, column, row), 3, p.colour);
+    if (s.own_colours) std::copy_n(image_row<float>(view.motion->picture, y) + 4L * x, 3, p.colour);
     return p;
 }

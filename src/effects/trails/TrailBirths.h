@@ -43,11 +43,11 @@ struct TrailPoint {
     std::uint32_t key;
 };
 
-// A frame that is looked at. Pictures are float RGBA of the full size, and may be null.
+// A frame that is looked at.
 struct TrailView {
     const FrameMotion* motion;
-    int shrink;  // pixels to a cell
-    const K7Image *picture, *matte;
+    int shrink;            // pixels to a cell
+    const K7Image* matte;  // float RGBA of the full size; null: everywhere
 };
 
 class MovingPlaces {

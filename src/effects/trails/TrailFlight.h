@@ -14,7 +14,7 @@
 // What happens in one frame.
 struct TrailStep {
     TrailSettings settings;
-    std::uint64_t print = 0;   // of all that follows and the settings
+    std::uint64_t print = 0;   // of the settings and all that follows
     float camera[2] = {0, 0};  // how far the scene has moved since the frame before, pixel widths
     std::vector<TrailPoint> births;
 };

@@ -40,21 +40,11 @@ void TrailParticle::FramePrepare(TrailParticleInfo& plan, const FrameSpan& frame
     for (int n = frame; n > frame - plan.Lifetime.value && n >= 0; --n) plan.matte.addFrame(n);
 }
 
-ImagePtr TrailParticle::otherFrame(int frame) {
-    if (frame < 0) return {};
-    const K7Image& like = *input.image;
-    ImagePtr other = made(make_image_uncleared(like.width, like.height, 4, SAMPLE_F32));
-    return input.GetFrame(frame, other.get()) ? std::move(other) : nullptr;
-}
-
 const K7Image* TrailParticle::pictureOf(int frame) {
-    if (frame == present()) return input.image.get();
-    for (const Held& held : m_held)
-        if (held.picture && held.frame == frame) return held.picture.get();
-    ImagePtr other = otherFrame(frame);
-    std::rotate(std::begin(m_held), std::end(m_held) - 1, std::end(m_held));
-    m_held[0] = {frame, std::move(other)};
-    return m_held[0].picture.get();
+    const K7Image& now = *input.image;
+    if (frame == present()) return &now;
+    if (!m_fetched) m_fetched = made(make_image_uncleared(now.width, now.height, 4, SAMPLE_F32));
+    return frame >= 0 && input.GetFrame(frame, m_fetched.get()) ? m_fetched.get() : nullptr;
 }
 
 const FrameMotion* TrailParticle::motionOf(int frame) {
@@ -155,7 +145,8 @@ const TrailStep* TrailParticle::stepOf(int frame) {
         known.complete = false;
         return nullptr;
     }
-    known.step.print = fingerprint(known.complete, print);
+    known.step.print = fingerprint(known.step.births.data(), known.step.births.size() * sizeof(TrailPoint),
+                                   fingerprint(known.step.camera, sizeof known.step.camera, print));
     return &known.step;
 }
 
@@ -172,12 +163,10 @@ bool TrailParticle::makeStep(int frame, TrailStep& step) {
         step.camera[0] = -motion->camera_u * cell;
         step.camera[1] = -motion->camera_v * cell * s.aspect;
     }
-    const bool looks = s.own_colours || s.bright_high > 0.0F;
-    const K7Image* shown = looks ? pictureOf(looked) : nullptr;
     bool given = true;
     const ImagePtr mask = matteOf(looked, given);
-    m_places.births(s, {motion, m_motion.shrink(), shown, mask.get()}, frame, looked - frame, step.births);
-    return given && (shown || !looks);
+    m_places.births(s, {motion, m_motion.shrink(), mask.get()}, frame, looked - frame, step.births);
+    return given && motion->whole;
 }
 
 // ---- The picture ----------------------------------------------------------------------------------------------
@@ -218,7 +207,7 @@ void TrailParticle::hide(const K7Image& before) {
     const float front = InFront.percent();
     const FrameMotion* motion = front > 0.0F ? motionOf(std::max(present(), 1)) : nullptr;
     if (motion) {
-        m_places.find(settings(), {motion, m_motion.shrink(), nullptr, nullptr});
+        m_places.find(settings(), {motion, m_motion.shrink(), nullptr});
         m_places.close();
     }
     const float per = 1.0F / static_cast<float>(m_motion.shrink());
@@ -270,7 +259,7 @@ void TrailParticle::ProcessFrame() {
         draw(*points);
         if (before) hide(*before);
     }
-    for (Held& held : m_held) held.picture.reset();
+    m_fetched.reset();
 }
 
 void TrailParticle::PrepareOverlay() {

@@ -184,8 +184,8 @@ class TrailParticle : public Effect<TrailParticleInfo> {
   protected:
     void FramePrepare(TrailParticleInfo& plan, const FrameSpan& frames) const override;
     void PrepareOverlay() override;
-    // A frame of the input other than the one that is rendered; null where there is none.
-    virtual ImagePtr otherFrame(int frame);
+    // A frame of the input, until the next one is asked for; null where the host does not give it.
+    virtual const K7Image* pictureOf(int frame);
 
   private:
     struct Known {
@@ -197,7 +197,6 @@ class TrailParticle : public Effect<TrailParticleInfo> {
     int present() const;
     TrailSettings settings() const;
     void begin();
-    const K7Image* pictureOf(int frame);
     const FrameMotion* motionOf(int frame);
     ImagePtr matteOf(int frame, bool& given);
     const TrailStep* stepOf(int frame);
@@ -212,11 +211,7 @@ class TrailParticle : public Effect<TrailParticleInfo> {
     std::map<int, std::uint64_t> m_matte_prints;  // of the frames that were rendered
     std::atomic<bool> m_recheck = false;
     bool m_moved = false;  // the controls are those of another frame
-    struct Held {
-        int frame = 0;
-        ImagePtr picture;
-    };
-    Held m_held[3];  // frames fetched last, during a render
+    ImagePtr m_fetched;    // the frame fetched last, during a render
     particles::LookBatch m_batch;
     MipPicture m_picture;
     int m_live = 0;

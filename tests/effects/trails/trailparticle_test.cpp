@@ -167,7 +167,8 @@ class Shot final : public TrailParticle {
     }
 
   private:
-    ImagePtr otherFrame(int frame) override { return frame < 0 ? nullptr : frameOf(frame); }
+    const K7Image* pictureOf(int frame) override { return frame < 0 ? nullptr : (m_frame = frameOf(frame)).get(); }
+    ImagePtr m_frame;
 };
 
 struct TrailShot : EffectShot<Shot> {
@@ -175,7 +176,7 @@ struct TrailShot : EffectShot<Shot> {
         effect.poison = poison;
         source = effect.frameOf(12);
         choose_preset(preset);
-        effect.Lifetime.value = 8;
+        effect.Lifetime.value = 4;
     }
 };
 
