@@ -86,7 +86,6 @@ DeclaredEffect effectOf(const Json& json) {
     effect.contexts = texts(json.at("contexts"));
     effect.hasOverlay = json.at("hasOverlay");
     effect.otherFrames = json.at("otherFrames");
-    effect.hasPicture = json.at("hasPicture");
     effect.clips = records<DeclaredClip>(json.at("clips"), clipOf);
     effect.pages = texts(json.at("pages"));
     effect.params = records<DeclaredParam>(json.at("parameters"), paramOf);

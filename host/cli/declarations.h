@@ -75,7 +75,7 @@ struct DeclaredEffect {
     std::string purpose;             // what it is for, in a few sentences; empty where the effect tells nothing
     std::vector<std::string> usage;  // how to use it
     std::vector<std::string> contexts;
-    bool hasOverlay = false, otherFrames = false, hasPicture = false;
+    bool hasOverlay = false, otherFrames = false;
     std::vector<DeclaredClip> clips;
     std::vector<std::string> pages;
     std::vector<DeclaredParam> params;

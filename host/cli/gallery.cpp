@@ -66,8 +66,7 @@ class GalleryMaker {
           m_examples(options.examples.empty() ? findExamples() : fs::path(options.examples)),
           m_size(parseSize(options.size)),
           m_loops(!options.stills) {
-        for (const DeclaredEffect& effect : effects)
-            if (effect.hasPicture) m_total += effect.views().size();
+        for (const DeclaredEffect& effect : effects) m_total += effect.views().size();
     }
 
     void render(const DeclaredEffect& effect) {
@@ -136,8 +135,7 @@ void makeGallery(const GalleryOptions& options) {
     const AbortOnInterrupt abort(session.host());
     const JawsBeside service(gallery.effects);
     GalleryMaker maker(session, options, gallery.effects);
-    for (const DeclaredEffect& effect : gallery.effects)
-        if (effect.hasPicture) maker.render(effect);
+    for (const DeclaredEffect& effect : gallery.effects) maker.render(effect);
     maker.finish();
     gallery.moving = maker.moving();
     writePicture(folder / SheetName, contactSheet(maker.sheet()), {.depth = 8});

@@ -27,20 +27,17 @@ class IndexPage {
 
     std::string text() const {
         std::string page = head("Quillon: the effects", "") + top() + "<main>\n";
-        for (const DeclaredEffect& effect : m_gallery.effects)
-            if (effect.hasPicture) page += section(effect);
-        return page + "</main>\n" + footer() + dialog() + "<script src=\"gallery.js\"></script>\n</body>\n</html>\n";
+        for (const DeclaredEffect& effect : m_gallery.effects) page += section(effect);
+        return page + "</main>\n<footer></footer>\n" + dialog() +
+               "<script src=\"gallery.js\"></script>\n</body>\n</html>\n";
     }
 
   private:
     std::string top() const {
         std::string links;
-        int count = 0;
-        for (const DeclaredEffect& effect : m_gallery.effects) {
-            if (!effect.hasPicture) continue;
+        for (const DeclaredEffect& effect : m_gallery.effects)
             links += "<a href=\"#" + html(effect.shortName()) + "\">" + html(effect.shortName()) + "</a>\n";
-            ++count;
-        }
+        const std::size_t count = m_gallery.effects.size();
         return "<header class=\"top\">\n<h1>Quillon " + html(m_gallery.version) + "</h1>\n<p>" + std::to_string(count) +
                (count == 1 ? " effect" : " effects") +
                " with all presets. Point at a picture to see its source; click to enlarge it, and drag across it. <a "
@@ -139,14 +136,6 @@ class IndexPage {
         return text + (count > 0 ? "</div>\n" : "") + "</section>\n";
     }
 
-    std::string footer() const {
-        std::string names;
-        for (const DeclaredEffect& effect : m_gallery.effects)
-            if (!effect.hasPicture) names += (names.empty() ? "" : ", ") + html(effect.name);
-        return names.empty() ? "<footer></footer>\n"
-                             : "<footer>Declared, and so far handing on their input: " + names + ".</footer>\n";
-    }
-
     std::string dialog() const {
         return "<dialog style=\"--shape:" + std::to_string(m_gallery.width) + "/" + std::to_string(m_gallery.height) +
                "\">\n<div class=\"stage\"><figure class=\"split\"><img class=\"before\" alt=\"\"" + m_size +
@@ -165,7 +154,7 @@ class IndexPage {
 // The page of the reference, with the gallery's pictures.
 std::string effectPage(const DeclaredEffect& effect) {
     std::string markdown =
-        referencePage(effect, {std::string("../") + Folder, [&](const std::string&) { return effect.hasPicture; }});
+        referencePage(effect, {std::string("../") + Folder, [](const std::string&) { return true; }});
     const std::string toAll = "[All effects](README.md)";
     markdown.replace(markdown.find(toAll), toAll.size(), "[All effects](../index.html#" + effect.shortName() + ")");
     return head(effect.name, "../") + "<div class=\"page\">\n" + htmlOfMarkdown(markdown) +
@@ -178,7 +167,7 @@ std::map<std::string, std::string> galleryPages(const Gallery& gallery) {
     std::map<std::string, std::string> pages{
         {"index.html", IndexPage(gallery).text()}, {"gallery.css", galleryStyle}, {"gallery.js", galleryScript}};
     for (const DeclaredEffect& effect : gallery.effects)
-        if (effect.hasPicture) pages["effects/" + effect.shortName() + ".html"] = effectPage(effect);
+        pages["effects/" + effect.shortName() + ".html"] = effectPage(effect);
     return pages;
 }
 

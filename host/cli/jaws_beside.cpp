@@ -10,9 +10,8 @@
 namespace quillon {
 
 JawsBeside::JawsBeside(const std::vector<DeclaredEffect>& effects) {
-    const bool wanted = std::any_of(effects.begin(), effects.end(), [](const DeclaredEffect& effect) {
-        return effect.name == "Q_Jaws" && effect.hasPicture;
-    });
+    const bool wanted = std::any_of(effects.begin(), effects.end(),
+                                    [](const DeclaredEffect& effect) { return effect.name == "Q_Jaws"; });
     if (!wanted) return;
     try {
         m_service = std::make_unique<jaws::Service>(jaws::usualBase(), [](const std::string&) {});

@@ -111,21 +111,13 @@ void writePresets(Flow& flow, const DeclaredEffect& effect) {
 // The page on which each effect begins.
 using Pages = std::map<std::string, int>;
 
-// An effect with a picture has pages of its own; what there is to say of the others is short.
 void writeEffect(PdfDocument& document, Flow& flow, const DeclaredEffect& effect, Pages& pages) {
-    if (effect.hasPicture || flow.page() == pages["Contents"]) {
-        flow.newPage();
-    } else {
-        flow.gap(24.0);
-        flow.require(PdfDocument::Height / 4);
-    }
+    flow.newPage();
     pages[effect.name] = flow.page();
     document.bookmark(effect.name);
     flow.paragraph(PdfFont::Bold, 18.0, effect.name);
     flow.gap(6.0);
     flow.paragraph(PdfFont::Regular, Body, effect.purpose.empty() ? effect.summary() : effect.purpose);
-    if (!effect.hasPicture)
-        flow.paragraph(PdfFont::Regular, Body, "It has no picture of its own yet and hands on its input.");
     writeUsage(flow, effect);
     flow.heading(11.0, "Clips");
     for (const DeclaredClip& clip : effect.clips)

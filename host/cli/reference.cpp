@@ -43,7 +43,6 @@ void writePictures(Session& session, const ReferenceOptions& options, const Decl
     const std::vector<DeclaredEffect> effects = chosenEffects(session, declarations, options.effects);
     const JawsBeside service(effects);
     for (const DeclaredEffect& effect : effects) {
-        if (!effect.hasPicture) continue;
         std::cout << effect.name << std::endl;
         const EffectPainter painter(session, examples, effect, SceneWidth, SceneHeight);
         if (const auto source = painter.source()) write(effect.sourceFile(), *source, SceneScale);

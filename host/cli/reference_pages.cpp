@@ -110,8 +110,6 @@ std::string headSection(const DeclaredEffect& effect, const PagePictures& pictur
     std::string text = "# " + plain(effect.name) + "\n\n" +
                        plain(effect.purpose.empty() ? effect.summary() : effect.purpose) + "\n\n" +
                        sceneSection(effect, pictures);
-    if (!effect.hasPicture)
-        text += "> Declared with its clips; it has no picture of its own yet and hands on its input.\n\n";
     std::vector<std::string> contexts;
     for (const std::string& context : effect.contexts) contexts.push_back(contextWord(context));
     text += usageSection(effect);
@@ -255,11 +253,11 @@ std::string indexPage(const Declarations& declarations) {
     std::sort(menus.begin(), menus.end());
     std::string text = IndexHead;
     for (const std::string& menu : menus) {
-        text += "## " + plain(menu) + "\n\n" + tableHead({"Effect", "What it does", "Picture"});
+        text += "## " + plain(menu) + "\n\n" + tableHead({"Effect", "What it does"});
         for (const DeclaredEffect& effect : declarations.effects)
             if (effect.menu == menu)
-                text += tableRow({"[" + plain(effect.name) + "](" + effect.shortName() + ".md)",
-                                  plain(effect.summary()), effect.hasPicture ? "yes" : "not yet"});
+                text +=
+                    tableRow({"[" + plain(effect.name) + "](" + effect.shortName() + ".md)", plain(effect.summary())});
         text += "\n";
     }
     while (text.ends_with("\n\n")) text.pop_back();

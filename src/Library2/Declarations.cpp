@@ -213,7 +213,6 @@ Json effectJson(const EffectDefinition& effect) {
             {"hasOverlay", traits.overlay},
             {"otherFrames", traits.otherFrames},
             {"history", historyWord(traits.history)},
-            {"hasPicture", effect.hasPicture},
             {"clips", clips},
             {"pages", info->pages()},
             {"parameters", controls},

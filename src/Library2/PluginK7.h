@@ -169,7 +169,6 @@ struct EffectDefinition {
     const EffectTraits* traits;
     std::unique_ptr<EffectInfo> (*declare)();
     std::unique_ptr<PluginK7> (*create)();
-    bool hasPicture = true;  // false: passes its primary clip through
 };
 
 template <class EffectClass>

@@ -57,7 +57,7 @@ TEST(Includes, TheRulesAreThoseOfTheHouse) {
     EXPECT_FALSE(may("src/graphicslib/image_dev.cpp", "src/ofx/ofx.h"));
     EXPECT_FALSE(may("src/noiselib/krvf.cpp", "src/Library2/PluginK7.h"));
     EXPECT_TRUE(may("src/Library2/RenderFlow.cpp", "src/ofx/ofx.h"));
-    EXPECT_FALSE(may("src/Library2/RenderFlow.cpp", "src/effects/PassThrough.h"));
+    EXPECT_FALSE(may("src/Library2/RenderFlow.cpp", "src/effects/film/Burn.h"));
     EXPECT_TRUE(may("src/effects/film/Burn.cpp", "src/effects/film/PixelPlanes.h"));
     EXPECT_TRUE(may("src/effects/weather/Snow.h", "src/effects/engines/particles/Wind.h"));
     EXPECT_FALSE(may("src/effects/weather/Snow.h", "src/effects/film/Burn.h"));

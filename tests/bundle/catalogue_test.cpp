@@ -152,7 +152,6 @@ TEST(Catalogue, AsksTheHostForFactsOnceAndForSuitesAtEveryDescribe) {
 TEST(Catalogue, EveryControlOfAPictureTellsWhatItDoes) {
     const auto declared = nlohmann::json::parse(std::ifstream(QUILLON_DECLARATIONS));
     for (const auto& effect : declared.at("effects")) {
-        if (!effect.at("hasPicture").get<bool>()) continue;
         for (const auto& control : effect.at("parameters"))
             EXPECT_THAT(control.at("sentence").get<std::string>(), testing::MatchesRegex("[A-Z].*[.]"))
                 << effect.at("name") << " " << control.at("name");

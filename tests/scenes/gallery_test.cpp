@@ -32,7 +32,6 @@ TEST(GalleryPages, EscapeTextAndReferToNothingOutside) {
     DeclaredEffect effect;
     effect.name = "Q_A";
     effect.description = "a < b & \"c\"";
-    effect.hasPicture = true;
     effect.presets = {{"Demos", {"X"}, {"Black & White"}, {{"<1>"}}, true}};
     const auto pages = galleryPages({"7.00", "contact.jpg", 16, 9, {effect}, {"A.Demos-01"}});
     const std::string& index = pages.at("index.html");

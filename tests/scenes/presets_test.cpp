@@ -25,7 +25,7 @@ const std::vector<DeclaredEffect>& effects() {
 std::vector<std::string> namesWithPresets() {
     std::vector<std::string> names;
     for (const DeclaredEffect& effect : effects())
-        if (effect.hasPicture && !effect.presets.empty()) names.push_back(effect.shortName());
+        if (!effect.presets.empty()) names.push_back(effect.shortName());
     return names;
 }
 
