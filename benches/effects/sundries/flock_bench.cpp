@@ -29,14 +29,14 @@ Bench::Factory flock(void (*adjust)(Flock&)) {
 
 const Bench standard("Flock, default", QUILLON, 2, flock([](Flock&) {}));
 const BenchGate standard_gate = BenchGate::memcpys("Flock, default", 30);
-const Bench many("Flock, 5,000 starlings", QUILLON, 2, flock([](Flock& e) {
+const Bench many("Flock, 5,000 members", QUILLON, 2, flock([](Flock& e) { e.Members.value = 5000; }));
+const BenchGate many_gate = BenchGate::milliseconds("Flock, 5,000 members", 30);
+const Bench small("Flock, 5,000 members half as large", QUILLON, 2, flock([](Flock& e) {
+                      e.Members.value = 5000;
+                      e.Size.value = 1.2;
+                  }));
+const Bench step("Flock, 5,000 members, nothing drawn", QUILLON, 0, flock([](Flock& e) {
                      e.Members.value = 5000;
-                     e.Size.value = 1.2;
-                 }));
-const BenchGate many_gate = BenchGate::milliseconds("Flock, 5,000 starlings", 30);
-const Bench step("Flock, 5,000 starlings, nothing drawn", QUILLON, 0, flock([](Flock& e) {
-                     e.Members.value = 5000;
-                     e.Size.value = 1.2;
                      e.Opacity.value = 0;
                  }));
 
