@@ -55,8 +55,8 @@ FlockInfo::FlockInfo() {
 }
 
 void Flock::PrepareOverlay() {
-    goalWidget.visible = !Goal.ghosted();
-    predatorWidget.visible = !Predator.ghosted();
+    goalWidget.visible = goalCircle.visible = !Goal.ghosted();
+    predatorWidget.visible = predatorCircle.visible = !Predator.ghosted();
 }
 
 // The frame itself first, then the cycle from its end: hosts are told of the range between the two ends.

@@ -234,8 +234,10 @@ struct FlockInfo : EffectInfo {
     FrameRateControlK7 FramesPerSecond{this};
 
     CrosshairOverlayK7 flightWidget{this, FlightPoint};
-    CircleOverlayK7 goalWidget{this, Goal, GoalRadius};
-    CircleOverlayK7 predatorWidget{this, Predator, PredatorReach};
+    CrosshairOverlayK7 goalWidget{this, Goal};
+    CircleOverlayK7 goalCircle{this, Goal, GoalRadius};
+    CrosshairOverlayK7 predatorWidget{this, Predator};
+    CircleOverlayK7 predatorCircle{this, Predator, PredatorReach};
 
     FlockInfo();
 

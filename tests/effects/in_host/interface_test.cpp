@@ -150,6 +150,12 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_FlareSpot", {180, 90}, {100, 20}, "Source", {0.5, 0.2}},
         {"Q_Particles", {100, 35}, {40, 80}, "EmitStart", {0.2, 0.8}},
         {"Q_Particles", {125, 50}, {150, 50}, "VortexRadius", {0.5}, "VortexOn"},
+        {"Q_Flock", {24, 20}, {50, 80}, "FlightPoint", {0.25, 0.8}},
+        {"Q_Flock", {100, 60}, {-20, 90}, "Goal", {-0.1, 0.9}},
+        {"Q_Flock", {165, 60}, {130, 60}, "GoalRadius", {0.3}},
+        {"Q_Flock", {97, 45}, {40, 20}, "Predator", {0.2, 0.2}, "DoPredator"},
+        {"Q_Flock", {100, 20}, {100, 10}, "PredatorReach", {0.4}, "DoPredator"},
+        {"Q_Flock", {100, 20}, {100, 10}, "PredatorReach", {}},  // nobody is afraid of it
         {"Q_Rainbow", {70, 50}, {50, 50}, "Radius", {0.5}},
         {"Q_TrailParticle", {100, 50}, {40, 80}, "AttractorCentre", {0.2, 0.8}, "AttractorOn"},
         {"Q_Thermo", {132, 66}, {100, 25}, "Temperature4", {0.5, 0.25}},
