@@ -302,6 +302,7 @@ class Flock final : public particles::ParticleEffect<FlockInfo, FlockMember, Flo
     void applyForces(FlockMember* members, int count) const override;
     float neighbourReach() const override;
     FrameShape neighbourFrame() const override;
+    void beforeLooking(const FlockMember* members, int count, NeighbourGrid& grid) override;
     void lookAround(FlockMember* members, int first, int count, const Neighbours& around) const override;
     bool showsByDepth() const override { return true; }
     void show(FlockMember& member) override;
@@ -340,7 +341,9 @@ class Flock final : public particles::ParticleEffect<FlockInfo, FlockMember, Flo
     ImagePtr shapeAt(int frame);
     void stampShapes(const flock::ShapeCycle& cycle, float time, K7Image& layer);
 
-    std::vector<std::int32_t> m_front;  // of each member, in a formation: whom it follows; -1: nobody
+    std::vector<float> m_crowd[6];       // places and velocities of all members by cell, for who looks around
+    std::vector<std::int32_t> m_listed;  // which member that is
+    std::vector<std::int32_t> m_front;   // of each member, in a formation: whom it follows; -1: nobody
     std::vector<std::int32_t> m_rank;
     flock::KeepOut m_keep_out;  // of this render's mattes
     flock::BirthPlaces m_births;

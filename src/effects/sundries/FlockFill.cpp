@@ -135,39 +135,45 @@ void Filler::addEdge(float px, float py, float qx, float qy) {
     if (px < qx) addWithin(px, py, qx, qy, sign);
 }
 
-// From left to right, inside the window. In each column the area above the edge is 0 below it, grows in the rows that
-// the edge runs through, and is the edge's width from there up.
+// From left to right, inside the window.
 void Filler::addWithin(float px, float py, float qx, float qy, float sign) {
-    const float slope = qx > px ? (qy - py) / (qx - px) : 0;
-    const float flat = qy != py ? (qx - px) / std::fabs(qy - py) : 0;  // width for a row
-    const int last = std::min(static_cast<int>(qx), static_cast<int>(m_wide) - 1);
+    const int first = static_cast<int>(px), last = std::min(static_cast<int>(qx), static_cast<int>(m_wide) - 1);
+    if (first >= last) return addToColumn(last, sign * (qx - px), py, qy);
+    const float slope = (qy - py) / (qx - px);
     float x = px, y = py;
-    for (int column = static_cast<int>(px); column <= last; ++column) {
-        const float next_x = column == last ? qx : static_cast<float>(column + 1);
-        const float next_y = column == last ? qy : std::clamp(py + (next_x - px) * slope, 0.0F, m_high);
-        const float low = std::min(y, next_y), high = std::max(y, next_y), width = sign * (next_x - x);
-        const int first_row = static_cast<int>(low), last_row = static_cast<int>(high);
-        float* cell = m_cells.data() + std::ptrdiff_t(first_row) * m_pitch + column;
-        if (first_row == last_row) {
-            const float below = 0.5F * (low + high) - static_cast<float>(first_row);
-            cell[0] += width * (1 - below);
-            cell[m_pitch] += width * below;
-        } else {
-            const float rise = sign * flat, first_part = static_cast<float>(first_row + 1) - low;
-            float before = 0.5F * rise * first_part * first_part;
-            *cell += before;
-            for (int row = first_row + 1; row < last_row; ++row) {
-                const float area = rise * (static_cast<float>(row) + 0.5F - low);
-                *(cell += m_pitch) += area - before;
-                before = area;
-            }
-            const float last_part = high - static_cast<float>(last_row);
-            const float area = width - 0.5F * rise * last_part * last_part;
-            cell[m_pitch] += area - before;
-            cell[2 * m_pitch] += width - area;
-        }
+    for (int column = first; column < last; ++column) {
+        const auto next_x = static_cast<float>(column + 1);
+        const float next_y = std::clamp(py + (next_x - px) * slope, 0.0F, m_high);
+        addToColumn(column, sign * (next_x - x), y, next_y);
         x = next_x, y = next_y;
     }
+    addToColumn(last, sign * (qx - x), y, qy);
+}
+
+// The part of an edge within a column. The area above it is 0 below, grows in the rows that it runs through, and is
+// the part's width from there up.
+void Filler::addToColumn(int column, float width, float from, float to) {
+    const float low = std::min(from, to), high = std::max(from, to);
+    const int first = static_cast<int>(low), last = static_cast<int>(high);
+    float* cell = m_cells.data() + std::ptrdiff_t(first) * m_pitch + column;
+    if (first == last) {
+        const float below = width * (0.5F * (low + high) - static_cast<float>(first));
+        cell[0] += width - below;
+        cell[m_pitch] += below;
+        return;
+    }
+    const float rise = width / (high - low), half = 0.5F * rise;
+    const float above = static_cast<float>(first + 1) - low, beyond = high - static_cast<float>(last);
+    float before = half * above * above;
+    *cell += before;
+    for (int row = first + 1; row < last; ++row) {
+        const float area = rise * (static_cast<float>(row) + 0.5F - low);
+        *(cell += m_pitch) += area - before;
+        before = area;
+    }
+    const float area = width - half * beyond * beyond;
+    cell[m_pitch] += area - before;
+    cell[2 * m_pitch] += width - area;
 }
 
 // ---- Pixels ---------------------------------------------------------------------------------------------------

@@ -30,6 +30,7 @@ class Filler {
     void addCurve(const Piece& piece, const Corner* corners, const Moment& moment);
     void addEdge(float px, float py, float qx, float qy);
     void addWithin(float px, float py, float qx, float qy, float sign);
+    void addToColumn(int column, float width, float from, float to);
     void cover(bool first);
     void lay(const Piece& piece, float share, bool black, float* origin, int pitch) const;
 

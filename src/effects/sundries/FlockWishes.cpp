@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "effects/sundries/Flock.h"
+#include "effects/sundries/FlockCrowd_simd.h"
 #include "noiselib/place_hash.h"
 
 namespace {
@@ -200,43 +201,64 @@ void Flock::wishTrail(FlockMember& p) const {
 
 // ---- Company --------------------------------------------------------------------------------------------------
 
+void Flock::beforeLooking(const FlockMember* members, int count, NeighbourGrid& grid) {
+    constexpr std::size_t BEHIND = 8;  // that the loop may read
+    grid.spread(IN_A_CELL);
+    const std::vector<std::int32_t>& listed = grid.byCell();
+    const std::size_t all = static_cast<std::size_t>(count);
+    m_listed.assign(all + BEHIND, -1);
+    std::copy_n(listed.begin(), std::min(all, listed.size()), m_listed.begin());
+    for (std::vector<float>& list : m_crowd) list.assign(all + BEHIND, 0.0F);
+    const auto known = [](float value) { return std::isfinite(value) ? value : 0.0F; };
+    for (std::size_t i = 0; i < all; ++i) {
+        const FlockMember& p = members[m_listed[i]];
+        for (std::size_t k = 0; k < 3; ++k) {
+            m_crowd[k][i] = known(p.position[k]);
+            m_crowd[3 + k][i] = known(p.velocity[k]);
+        }
+    }
+}
+
 void Flock::lookAround(FlockMember* members, int first, int count, const Neighbours& around) const {
+    constexpr int MOST_RUNS = 25;
     const FlockMotion& m = motion();
     const bool shy = m.attitude == Shy;
+    const flock::CrowdLists crowd{m_crowd[0].data(), m_crowd[1].data(), m_crowd[2].data(), m_crowd[3].data(),
+                                  m_crowd[4].data(), m_crowd[5].data(), m_listed.data()};
+    const flock::CrowdKernels& kernels = flock::crowd_kernels();
     for (int i = 0; i < count; ++i) {
         FlockMember& p = members[i];
         const int self = first + i;
-        const float scale = scaleAt(p.position[2]);
-        const float sight = m.sight * scale, keep = m.spacing * scale, deep = deepAt(scale);
-        const float speed = length_of(p.velocity[0], p.velocity[1]);
-        float apart[3] = {}, heading[3] = {}, company[3] = {}, weights = 0;
-        around.grid.sampled(p.position, IN_A_CELL, p.word + static_cast<std::uint32_t>(stepFrame()), [&](int other) {
-            if (other == self) return;
-            const FlockMember& q = around.particles[other];
-            const float dx = q.position[0] - p.position[0], dy = q.position[1] - p.position[1];
-            const float dz = (q.position[2] - p.position[2]) * deep, squared = dx * dx + dy * dy + dz * dz;
-            if (squared < keep * keep) {
-                const float distance = std::max(std::sqrt(squared), 0.05F * keep);
-                const float push = (keep - distance) / (keep * distance);
-                apart[0] -= push * dx, apart[1] -= push * dy, apart[2] -= push * dz;
-            }
-            if (squared > sight * sight) return;
-            const float ahead = dx * p.velocity[0] + dy * p.velocity[1];
-            if (ahead < BLIND * speed * std::sqrt(squared)) return;
-            const float weight = 1 - squared / (sight * sight);
-            for (int k = 0; k < 3; ++k) heading[k] += weight * q.velocity[k];
-            company[0] += weight * dx, company[1] += weight * dy, company[2] += weight * dz;
-            weights += weight;
-        });
+        const float scale = scaleAt(p.position[2]), sight = m.sight * scale, deep = deepAt(scale);
+        flock::CrowdRun runs[MOST_RUNS];
+        int found = 0;
+        around.grid.sampledRuns(
+            p.position, IN_A_CELL, p.word + static_cast<std::uint32_t>(stepFrame()),
+            [&](std::uint32_t begin, std::uint32_t listed) {
+                if (found < MOST_RUNS)
+                    runs[found++] = {static_cast<std::int32_t>(begin), static_cast<std::int32_t>(listed)};
+            });
+        const flock::Company company = kernels.look(crowd, runs, found,
+                                                    {.x = p.position[0],
+                                                     .y = p.position[1],
+                                                     .z = p.position[2],
+                                                     .vx = p.velocity[0],
+                                                     .vy = p.velocity[1],
+                                                     .speed = length_of(p.velocity[0], p.velocity[1]),
+                                                     .keep = m.spacing * scale,
+                                                     .sight = std::max(sight, 1e-6F),
+                                                     .deep = deep,
+                                                     .blind = BLIND,
+                                                     .index = self});
         const float own = std::max(ownSpeed(p), 1e-4F);
-        for (int k = 0; k < 3; ++k) p.wish[k] += 2.2F * m.separation * apart[k];
-        if (weights > 0) {
+        for (int k = 0; k < 3; ++k) p.wish[k] += 2.2F * m.separation * company.apart[k];
+        if (company.weights > 0) {
             const float together = m.cohesion * (shy ? 1 + 0.6F * m.temper : 1);
             for (int k = 0; k < 2; ++k) {
-                p.wish[k] += m.alignment * 1.1F * (heading[k] / weights - p.velocity[k]) / own;
-                p.wish[k] += together * 0.9F * company[k] / weights / std::max(sight, 1.0F);
+                p.wish[k] += m.alignment * 1.1F * (company.heading[k] / company.weights - p.velocity[k]) / own;
+                p.wish[k] += together * 0.9F * company.middle[k] / company.weights / std::max(sight, 1.0F);
             }
-            if (deep > 0) p.wish[2] += together * 0.9F * company[2] / weights / std::max(sight, 1.0F);
+            if (deep > 0) p.wish[2] += together * 0.9F * company.middle[2] / company.weights / std::max(sight, 1.0F);
         }
         const std::int32_t front = m_front[static_cast<std::size_t>(self)];
         if (front >= 0) follow(p, around.particles[front], m_rank[static_cast<std::size_t>(self)]);

@@ -30,3 +30,15 @@ void NeighbourGrid::sort(float reach, const FrameShape& frame) {
     for (std::size_t i = 0; i < m_places.size(); ++i)
         if (finite(m_places[i])) m_sorted[next[cell(m_places[i])]++] = static_cast<std::int32_t>(i);
 }
+
+void NeighbourGrid::spread(std::uint32_t most) {
+    if (most == 0) return;
+    std::vector<std::int32_t> list;
+    for (std::size_t cell = 0; cell + 1 < m_first.size(); ++cell) {
+        const std::size_t first = m_first[cell], count = m_first[cell + 1] - first, samples = count / most;
+        if (samples < 2) continue;
+        list.assign(m_sorted.begin() + std::ptrdiff_t(first), m_sorted.begin() + std::ptrdiff_t(first + count));
+        for (std::size_t sample = 0; sample < samples; ++sample)
+            for (std::size_t i = 0; i < most; ++i) m_sorted[first + sample * most + i] = list[i * samples + sample];
+    }
+}

@@ -41,10 +41,16 @@ class NeighbourGrid {
                 }
     }
 
-    // The same, but of a cell with more than `most` particles only so many, spread over its list; which ones follows from
-    // `choice`. So that crowds cost no more than others.
+    // For crowds, where only so many particles of a cell are looked at: puts the list of particles by cell into an
+    // order in which those that are spread over a cell with more than `most` of them follow one another. around() then
+    // visits such a cell in that order.
+    void spread(std::uint32_t most);
+    // The particles by cell.
+    const std::vector<std::int32_t>& byCell() const { return m_sorted; }
+    // visit(first, count) for the runs of that list that lie in the cells about a place, at most `most` particles of
+    // each cell; which ones follows from `choice`. After spread() with that number.
     template <class Visit>
-    void sampled(const float position[2], std::uint32_t most, std::uint32_t choice, Visit visit) const {
+    void sampledRuns(const float position[2], std::uint32_t most, std::uint32_t choice, Visit visit) const {
         if (m_first.empty() || most == 0 || !finite({position[0], position[1]})) return;
         const float wide = m_reach * 1.0001f;
         const int left = column(position[0] - wide), right = column(position[0] + wide);
@@ -52,13 +58,8 @@ class NeighbourGrid {
         for (int y = bottom; y <= top; ++y)
             for (int cell = y * m_columns + left; cell <= y * m_columns + right; ++cell) {
                 const std::uint32_t first = m_first[std::size_t(cell)], count = m_first[std::size_t(cell) + 1] - first;
-                const std::uint32_t step = std::max(count / most, 1U), asked = std::min(count, most);
-                for (std::uint32_t i = 0; i < asked; ++i) {
-                    const std::int32_t index = m_sorted[first + i * step + choice % step];
-                    const Place& place = m_places[std::size_t(index)];
-                    const float dx = place.x - position[0], dy = place.y - position[1];
-                    if (dx * dx + dy * dy <= m_reach * m_reach) visit(index);
-                }
+                const std::uint32_t samples = std::max(count / most, 1U), asked = std::min(count, most);
+                if (asked > 0) visit(first + choice % samples * asked, asked);
             }
     }
 

@@ -5,7 +5,8 @@
 //   births()          spawns this frame's particles; then died() is called for those whose life has ended
 //   beforeForces()    forces that draw random numbers
 //   applyForces()     on row threads, a block of particles each
-//   lookAround()      on row threads: forces of neighbours, where neighbourReach() is above 0
+//   beforeLooking()   where neighbourReach() is above 0, and
+//   lookAround()      on row threads: forces of neighbours
 //   afterForces()     what needs the result, and children of living particles
 //   show()            collects drawing; left out of silent steps
 //   move()            on row threads: motion that the set does not know
@@ -75,9 +76,10 @@ class ParticleEffect : public ClockedEffect<Info> {
     virtual bool fillNewborn(Particle& particle) = 0;         // false: not born after all
     virtual void died(const Particle&) {}
     virtual void beforeForces(Particle*, int /*count*/) {}
-    virtual void applyForces(Particle*, int /*count*/) const {}  // count at most BLOCK
-    virtual float neighbourReach() const { return 0; }           // pixels; 0: particles don't see each other
+    virtual void applyForces(Particle*, int /*count*/) const {}          // count at most BLOCK
+    virtual float neighbourReach() const { return 0; }                   // pixels; 0: particles don't see each other
     virtual FrameShape neighbourFrame() const { return this->frame(); }  // where positions are not pixels: what is
+    virtual void beforeLooking(const Particle*, int /*count*/, NeighbourGrid&) {}
     virtual void lookAround(Particle*, int /*first*/, int /*count*/, const Neighbours&) const {}  // as applyForces
     virtual void afterForces(Particle*, int /*count*/) {}
     virtual bool showsByDepth() const { return false; }  // farthest first, instead of in the array's order
@@ -229,6 +231,7 @@ void ParticleEffect<Info, ParticleType, MotionRecord, LookRecord>::lookAroundAll
     const int count = m_set->live();
     m_as_seen.assign(particles, particles + count);
     m_neighbours.build(m_as_seen.data(), count, neighbourReach(), neighbourFrame());
+    beforeLooking(m_as_seen.data(), count, m_neighbours);
     const Neighbours around{m_as_seen.data(), m_neighbours};
     onBlocks([&](int first, int size) { lookAround(particles + first, first, size, around); });
 }
