@@ -16,8 +16,7 @@ using ink::Quad;
 
 constexpr std::size_t TOGETHER = 64;  // members that are posed by one thread
 constexpr float LARGEST = 1e5F;       // pixels
-constexpr float TURN = 6.2831853F;
-constexpr float SOFTNESS = 0.05F;  // of a shadow, in lengths
+constexpr float SOFTNESS = 0.06F;     // radius of a shadow's edge, in lengths
 
 int row_below(float y, int height) {
     return static_cast<int>(std::floor(std::clamp(y, -1.0F, static_cast<float>(height))));
@@ -53,15 +52,19 @@ class Painter::Brush {
     }
 
   private:
-    // A shadow is spread about its middle, which makes it soft.
+    // A shadow is spread over a disc, evenly (H. Vogel, "A better way to construct the sunflower head", 1979), which
+    // makes it soft.
     void spread(const Poses::Member& member) {
+        constexpr float GOLDEN = 2.3999632F;
         m_moments.clear();
         const Lighting& light = m_painter.m_lighting;
-        const int count = member.size < 12 ? 3 : 6;
+        const float radius = SOFTNESS * member.size;
+        const int count = std::clamp(static_cast<int>(4 * std::min(radius, 10.0F)), 3, 16);
         for (int i = 0; i < count; ++i) {
-            const float angle = TURN * static_cast<float>(i) / static_cast<float>(count);
-            m_moments.push_back({1, member.size * (light.shadow_x + SOFTNESS * k7_cos(angle)) * m_painter.m_wide,
-                                 member.size * (light.shadow_y + SOFTNESS * k7_sin(angle))});
+            const float angle = GOLDEN * static_cast<float>(i),
+                        away = radius * std::sqrt((static_cast<float>(i) + 0.5F) / static_cast<float>(count));
+            m_moments.push_back({1, (member.size * light.shadow_x + away * k7_cos(angle)) * m_painter.m_wide,
+                                 member.size * light.shadow_y + away * k7_sin(angle)});
         }
     }
 

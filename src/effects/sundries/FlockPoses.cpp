@@ -12,8 +12,9 @@ namespace {
 using ink::Quad;
 
 constexpr float TURN = 6.2831853F;
-constexpr float A_STEP = 2;  // pixels from one pose of a blur to the next
-constexpr int MOST_POSES = 8;
+// Pixels from one pose of a blur to the next: finer where a member is small
+constexpr float LEAST_STEP = 2, MOST_STEP = 4, STEP = 0.09F;  // the last in lengths
+constexpr int MOST_POSES = 16;
 constexpr int FANNED = 3;          // poses of a wing that beats too fast to be seen
 constexpr float FAN_INK = 0.6F;    // opacity of each
 constexpr float SLIGHTEST = 0.7F;  // pixels: the width of the thinnest limb
@@ -334,7 +335,7 @@ class PoseMaker::Poser {
             way = std::max(way, dx * dx + dy * dy);
         }
         way = std::sqrt(std::min(way, FARTHEST));
-        const float step = std::max(A_STEP, 0.09F * m_view.size);
+        const float step = std::clamp(STEP * m_view.size, LEAST_STEP, MOST_STEP);
         const int most = m_view.size >= 16 ? MOST_POSES : way > 6 ? 3 : 2;
         piece.moments = way > 1 ? std::clamp(static_cast<int>(std::ceil(way / step)), 1, most) : 1;
         // Curves may reach a little beyond their places.
