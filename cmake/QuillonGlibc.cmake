@@ -15,7 +15,7 @@ function(quillon_find_glibc result)
   else()
     set(loader ld-linux-x86-64.so.2)
   endif()
-  foreach(name libc.so.6 libm.so.6 libpthread.so.0 libdl.so.2 ${loader})
+  foreach(name libc.so.6 libm.so.6 libpthread.so.0 libdl.so.2 librt.so.1 ${loader})
     execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}
       OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE)
     if(NOT IS_ABSOLUTE "${file}" OR NOT EXISTS "${file}")

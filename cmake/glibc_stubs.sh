@@ -4,8 +4,8 @@
 # For each of the installed glibc's libraries (libc.so.6, libm.so.6, ...) writes FOLDER/<name>.s and FOLDER/<name>.map,
 # from which a library is made that has nothing behind its names, to link against in place of the real one. It holds
 # every symbol under the newest version that glibc VERSION has too. What came later is missing, so that using it is an
-# error of the linker. Functions that glibc has moved into libc.so.6 since then go back to libpthread.so.0 and
-# libdl.so.2, where older systems have them.
+# error of the linker. Functions that glibc has moved into libc.so.6 since then go back to libpthread.so.0,
+# libdl.so.2 and librt.so.1, where older systems have them.
 set -eu
 readelf=$1 version=$2 folder=$3
 shift 3
@@ -21,6 +21,7 @@ symbols() {
         function home(symbol) {
             if (symbol ~ /^(__)?(pthread|sem)_/) return "libpthread.so.0"
             if (symbol ~ /^dl/) return "libdl.so.2"
+            if (symbol ~ /^(aio|lio|mq|shm|timer)_/) return "librt.so.1"
             return "libc.so.6"
         }
         /^File: / { library = $2; sub(/.*\//, "", library) }

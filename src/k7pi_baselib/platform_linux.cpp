@@ -21,6 +21,7 @@
 
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/platform.h"
+#include "k7pi_baselib/process.h"
 
 // ---- Files and directories --------------------------------------------------------------------------------------
 
@@ -151,6 +152,8 @@ void thread_sleep(int milliseconds) {
 // ---- The machine --------------------------------------------------------------------------------------------------
 
 // The processors this process may run on: a render farm pins its jobs to a share of the machine.
+int process_id() { return ::getpid(); }
+
 int processor_count() {
     cpu_set_t allowed;
     CPU_ZERO(&allowed);

@@ -1,0 +1,77 @@
+# quillon_cuda_sources(<target> <file.cu>...)
+#
+# Compiles CUDA sources with nvcc and adds them to a target. QUILLON_CUDA says whether there is CUDA at all: it is on
+# where an nvcc is found that can use this compiler. The runtime library is linked from its archive, and the driver is
+# opened by it at its first call, so that nothing of CUDA is needed where a library made so is loaded.
+#
+# nvcc is called directly. CMake's own support of the language would try it out at every first configuring, and the
+# older versions that we build with know neither C++20 in it nor today's devices.
+
+# Machine code for the three kinds of device, and PTX, from which a driver makes code for later ones.
+set(QUILLON_CUDA_TARGETS
+  -gencode=arch=compute_75,code=sm_75
+  -gencode=arch=compute_80,code=sm_80
+  -gencode=arch=compute_90,code=sm_90
+  -gencode=arch=compute_90,code=compute_90)
+
+# The same rounding as on the processor: a product and a sum are never fused, and tiny numbers stay.
+set(QUILLON_CUDA_FLAGS -std=c++20 -O3 --fmad=false --ftz=false --prec-div=true --prec-sqrt=true
+  -I${CMAKE_SOURCE_DIR}/src -ccbin ${CMAKE_CXX_COMPILER} -Xcompiler=-fPIC,-fvisibility=hidden,-ffp-contract=off
+  ${QUILLON_CUDA_TARGETS})
+
+if(NOT CMAKE_CROSSCOMPILING)
+  find_program(QUILLON_NVCC nvcc HINTS ENV CUDA_PATH ENV CUDA_HOME PATHS /usr/local/cuda PATH_SUFFIXES bin)
+endif()
+
+# Whether nvcc and its library serve, in QUILLON_CUDA_WORKS. Tried once for a build folder.
+function(quillon_try_cuda)
+  get_filename_component(root "${QUILLON_NVCC}" REALPATH)
+  get_filename_component(root "${root}" DIRECTORY)
+  find_library(QUILLON_CUDART cudart_static HINTS ${root}/../lib64 ${root}/../lib)
+  set(works FALSE)
+  if(QUILLON_CUDART)
+    set(probe ${CMAKE_BINARY_DIR}/CMakeFiles/cuda_probe)
+    file(WRITE ${probe}.cu "#include <cstddef>\n__global__ void probe(float* a) { *a = 1; }\nint main() {}\n")
+    execute_process(COMMAND ${QUILLON_NVCC} ${QUILLON_CUDA_FLAGS} -c ${probe}.cu -o ${probe}.o
+      RESULT_VARIABLE failed OUTPUT_VARIABLE said ERROR_VARIABLE said)
+    if(failed)
+      message(STATUS "CUDA is left out, since ${QUILLON_NVCC} fails:\n${said}")
+    else()
+      set(works TRUE)
+    endif()
+  endif()
+  set(QUILLON_CUDA_WORKS ${works} CACHE INTERNAL "nvcc compiles what we need")
+endfunction()
+
+if(QUILLON_NVCC AND NOT DEFINED QUILLON_CUDA_WORKS)
+  quillon_try_cuda()
+endif()
+if(QUILLON_NVCC AND QUILLON_CUDA_WORKS)
+  option(QUILLON_CUDA "Build what runs on CUDA devices, too" ON)
+else()
+  option(QUILLON_CUDA "Build what runs on CUDA devices, too" OFF)
+endif()
+if(QUILLON_CUDA AND NOT QUILLON_CUDA_WORKS)
+  message(FATAL_ERROR "QUILLON_CUDA is ON, but there is no nvcc of CUDA 12 or newer with libcudart_static.a that takes "
+    "this compiler. -DQUILLON_CUDA=OFF builds everything else.")
+endif()
+
+function(quillon_cuda_sources target)
+  set(flags ${QUILLON_CUDA_FLAGS})
+  if(QUILLON_WERROR)
+    list(APPEND flags --Werror=all-warnings)
+  endif()
+  foreach(file IN LISTS ARGN)
+    set(object ${CMAKE_CURRENT_BINARY_DIR}/${file}.o)
+    add_custom_command(OUTPUT ${object}
+      COMMAND ${CMAKE_CXX_COMPILER_LAUNCHER} ${QUILLON_NVCC} ${flags} -MD -MF ${object}.d
+        -c ${CMAKE_CURRENT_SOURCE_DIR}/${file} -o ${object}
+      DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${file} DEPFILE ${object}.d VERBATIM
+      COMMENT "Building CUDA object ${file}.o")
+    target_sources(${target} PRIVATE ${object})
+    set_source_files_properties(${object} PROPERTIES EXTERNAL_OBJECT TRUE GENERATED TRUE)
+  endforeach()
+  # Nobody who looks into a library that we are part of sees the runtime's names.
+  target_link_libraries(${target} PUBLIC ${QUILLON_CUDART} ${CMAKE_DL_LIBS} rt)
+  target_link_options(${target} INTERFACE LINKER:--exclude-libs,libcudart_static.a)
+endfunction()

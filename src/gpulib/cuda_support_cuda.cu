@@ -1,0 +1,121 @@
+// The CUDA runtime as a GpuRuntime, and the kernel that tries a device.
+#include <cuda_runtime_api.h>
+
+#include <cstdio>
+
+#include "gpulib/builtin_runtime.h"
+#include "gpulib/probe.h"
+
+namespace {
+
+static_assert(GPU_SUCCESS == cudaSuccess && GPU_INVALID_VALUE == cudaErrorInvalidValue &&
+              GPU_OUT_OF_MEMORY == cudaErrorMemoryAllocation &&
+              GPU_INSUFFICIENT_DRIVER == cudaErrorInsufficientDriver &&
+              GPU_NO_KERNEL_IMAGE == cudaErrorNoKernelImageForDevice && GPU_NOT_READY == cudaErrorNotReady &&
+              GPU_SET_ON_ACTIVE_PROCESS == cudaErrorSetOnActiveProcess);
+
+// The runtime also keeps the last error of each thread, for whoever asks next, which may be the host.
+GpuStatus answer(cudaError_t status) {
+    if (status != cudaSuccess) cudaGetLastError();
+    return status;
+}
+
+cudaStream_t of(GpuStream stream) { return reinterpret_cast<cudaStream_t>(stream); }
+cudaEvent_t of(GpuEvent event) { return reinterpret_cast<cudaEvent_t>(event); }
+
+GpuStatus get_device_count(int* count) {
+    const cudaError_t status = cudaGetDeviceCount(count);
+    if (status == cudaErrorNoDevice) *count = 0;
+    return answer(status) == cudaErrorNoDevice ? GPU_SUCCESS : status;
+}
+
+GpuStatus get_device_properties(int device, GpuDeviceProperties* properties) {
+    cudaDeviceProp found;
+    if (const GpuStatus status = answer(cudaGetDeviceProperties(&found, device))) return status;
+    // No longer among the properties since CUDA 13.
+    int clock_rate = 0, copy_engines = 0;
+    if (const GpuStatus status = answer(cudaDeviceGetAttribute(&clock_rate, cudaDevAttrClockRate, device)))
+        return status;
+    if (const GpuStatus status = answer(cudaDeviceGetAttribute(&copy_engines, cudaDevAttrAsyncEngineCount, device)))
+        return status;
+
+    std::snprintf(properties->name, sizeof properties->name, "%s", found.name);
+    properties->global_memory = found.totalGlobalMem;
+    properties->shared_memory_per_block = found.sharedMemPerBlock;
+    properties->registers_per_block = found.regsPerBlock;
+    properties->warp_size = found.warpSize;
+    properties->max_pitch = found.memPitch;
+    properties->max_threads_per_block = found.maxThreadsPerBlock;
+    for (int axis = 0; axis < 3; ++axis) {
+        properties->max_block[axis] = found.maxThreadsDim[axis];
+        properties->max_grid[axis] = found.maxGridSize[axis];
+    }
+    properties->clock_rate = clock_rate;
+    properties->constant_memory = found.totalConstMem;
+    properties->major = found.major;
+    properties->minor = found.minor;
+    properties->texture_alignment = found.textureAlignment;
+    properties->copies_while_executing = copy_engines > 0;
+    properties->multiprocessors = found.multiProcessorCount;
+    return GPU_SUCCESS;
+}
+
+GpuStatus create_stream(GpuStream* stream) {
+    cudaStream_t made = nullptr;
+    const GpuStatus status = answer(cudaStreamCreateWithFlags(&made, cudaStreamNonBlocking));
+    *stream = reinterpret_cast<GpuStream>(made);
+    return status;
+}
+
+GpuStatus create_event(GpuEvent* event) {
+    cudaEvent_t made = nullptr;
+    const GpuStatus status = answer(cudaEventCreateWithFlags(&made, cudaEventDisableTiming));
+    *event = reinterpret_cast<GpuEvent>(made);
+    return status;
+}
+
+GpuStatus launch(const void* kernel, const GpuShape& shape, void** arguments, GpuStream stream) {
+    return answer(cudaLaunchKernel(kernel, dim3(shape.blocks_x, shape.blocks_y), dim3(shape.threads_x, shape.threads_y),
+                                   arguments, 0, of(stream)));
+}
+
+__global__ void fill_with_probe_values(float* values, unsigned count) {
+    const unsigned i = blockIdx.x * blockDim.x + threadIdx.x;
+    if (i < count) values[i] = probe_value(i);
+}
+
+}  // namespace
+
+const GpuRuntime builtin_gpu_runtime = {
+    .get_device_count = get_device_count,
+    .get_device_properties = get_device_properties,
+    .set_device = [](int device) { return answer(cudaSetDevice(device)); },
+    .device_synchronize = [] { return answer(cudaDeviceSynchronize()); },
+    .device_allocate = [](void** memory, std::size_t bytes) { return answer(cudaMalloc(memory, bytes)); },
+    .device_free = [](void* memory) { return answer(cudaFree(memory)); },
+    .host_allocate = [](void** memory,
+                        std::size_t bytes) { return answer(cudaHostAlloc(memory, bytes, cudaHostAllocDefault)); },
+    .host_free = [](void* memory) { return answer(cudaFreeHost(memory)); },
+    .copy_to_device =
+        [](void* device, const void* host, std::size_t bytes, GpuStream stream) {
+            return answer(cudaMemcpyAsync(device, host, bytes, cudaMemcpyHostToDevice, of(stream)));
+        },
+    .copy_to_host =
+        [](void* host, const void* device, std::size_t bytes, GpuStream stream) {
+            return answer(cudaMemcpyAsync(host, device, bytes, cudaMemcpyDeviceToHost, of(stream)));
+        },
+    .clear = [](void* device, std::size_t bytes,
+                GpuStream stream) { return answer(cudaMemsetAsync(device, 0, bytes, of(stream))); },
+    .stream_create = create_stream,
+    .stream_destroy = [](GpuStream stream) { return answer(cudaStreamDestroy(of(stream))); },
+    .stream_synchronize = [](GpuStream stream) { return answer(cudaStreamSynchronize(of(stream))); },
+    .event_create = create_event,
+    .event_destroy = [](GpuEvent event) { return answer(cudaEventDestroy(of(event))); },
+    .event_record = [](GpuEvent event, GpuStream stream) { return answer(cudaEventRecord(of(event), of(stream))); },
+    .event_query = [](GpuEvent event) { return answer(cudaEventQuery(of(event))); },
+    .event_synchronize = [](GpuEvent event) { return answer(cudaEventSynchronize(of(event))); },
+    .launch = launch,
+    .error_text = [](GpuStatus status) { return cudaGetErrorString(static_cast<cudaError_t>(status)); },
+};
+
+GpuKernel<float*, unsigned> probe_kernel() { return gpu_kernel(fill_with_probe_values); }

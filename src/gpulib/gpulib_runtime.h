@@ -1,0 +1,111 @@
+// The functions of the CUDA runtime that we use, as a table of pointers with types of our own.
+//
+// Only cuda_support_cuda.cu knows the toolkit. All else calls through the table, builds without the toolkit, and can be
+// tested against a runtime that fails when it is told to.
+#pragma once
+
+#include <cstddef>
+#include <type_traits>
+
+// What small formulas that run on both sides are declared with, so that each is written once.
+#ifdef __CUDACC__
+#define GPU_AND_CPU __host__ __device__ inline
+#else
+#define GPU_AND_CPU inline
+#endif
+
+// 0 for success, else the runtime's own number of the error. Those that we tell apart:
+using GpuStatus = int;
+inline constexpr GpuStatus GPU_SUCCESS = 0;
+inline constexpr GpuStatus GPU_INVALID_VALUE = 1;
+inline constexpr GpuStatus GPU_OUT_OF_MEMORY = 2;
+inline constexpr GpuStatus GPU_INSUFFICIENT_DRIVER = 35;  // none, or one older than the runtime
+inline constexpr GpuStatus GPU_NO_KERNEL_IMAGE = 209;     // the device is older than what we compile for
+inline constexpr GpuStatus GPU_NOT_READY = 600;
+inline constexpr GpuStatus GPU_SET_ON_ACTIVE_PROCESS = 708;
+
+struct GpuStreamHandle;
+using GpuStream = GpuStreamHandle*;  // null: the default stream
+struct GpuEventHandle;
+using GpuEvent = GpuEventHandle*;
+
+struct GpuDeviceProperties {
+    char name[256] = "";
+    std::size_t global_memory = 0;  // bytes, as all sizes here
+    std::size_t shared_memory_per_block = 0;
+    int registers_per_block = 0;
+    int warp_size = 0;  // threads
+    std::size_t max_pitch = 0;
+    int max_threads_per_block = 0;
+    int max_block[3] = {}, max_grid[3] = {};  // threads, blocks
+    int clock_rate = 0;                       // kHz
+    std::size_t constant_memory = 0;
+    int major = 0, minor = 0;  // compute capability
+    std::size_t texture_alignment = 0;
+    bool copies_while_executing = false;
+    int multiprocessors = 0;
+};
+
+// Blocks of a launch and threads of a block, along x and y.
+struct GpuShape {
+    unsigned blocks_x = 1, blocks_y = 1;
+    unsigned threads_x = 1, threads_y = 1;
+};
+
+// Copies, clear, launch and event_record queue work on a stream and return. What fails later is reported by the next
+// call that waits. Copies are asynchronous only from and to memory of host_allocate.
+struct GpuRuntime {
+    GpuStatus (*get_device_count)(int* count);  // without devices: success and 0
+    GpuStatus (*get_device_properties)(int device, GpuDeviceProperties* properties);
+    GpuStatus (*set_device)(int device);  // of the calling thread
+    GpuStatus (*device_synchronize)();
+    GpuStatus (*device_allocate)(void** memory, std::size_t bytes);
+    GpuStatus (*device_free)(void* memory);                        // waits for work that uses it
+    GpuStatus (*host_allocate)(void** memory, std::size_t bytes);  // pinned: never moved or paged out
+    GpuStatus (*host_free)(void* memory);
+    GpuStatus (*copy_to_device)(void* device, const void* host, std::size_t bytes, GpuStream stream);
+    GpuStatus (*copy_to_host)(void* host, const void* device, std::size_t bytes, GpuStream stream);
+    GpuStatus (*clear)(void* device, std::size_t bytes, GpuStream stream);  // to zero bytes
+    GpuStatus (*stream_create)(GpuStream* stream);                          // does not wait for the default stream
+    GpuStatus (*stream_destroy)(GpuStream stream);
+    GpuStatus (*stream_synchronize)(GpuStream stream);
+    GpuStatus (*event_create)(GpuEvent* event);
+    GpuStatus (*event_destroy)(GpuEvent event);
+    GpuStatus (*event_record)(GpuEvent event, GpuStream stream);
+    GpuStatus (*event_query)(GpuEvent event);  // GPU_NOT_READY while work before it runs
+    GpuStatus (*event_synchronize)(GpuEvent event);
+    GpuStatus (*launch)(const void* kernel, const GpuShape& shape, void** arguments, GpuStream stream);
+    const char* (*error_text)(GpuStatus status);  // a constant; touches no device
+};
+
+// The table in use: the CUDA runtime's, or, in a build without CUDA, one that answers as where there is no driver.
+const GpuRuntime& gpu_runtime();
+// Takes another table and forgets what was found out with the one before; null: the own one again. For tests: no other
+// thread may be using the GPU, and no DeviceImage may exist.
+void gpu_set_runtime(const GpuRuntime* runtime);
+
+// Whether a call succeeded. Tells the log at level DEBUG where it did not; `doing` completes "CUDA ... failed".
+bool gpu_succeeded(GpuStatus status, const char* doing);
+
+// ---- Kernels --------------------------------------------------------------------------------------------------
+
+// A kernel by the types of its parameters. A .cu file makes one of a __global__ function, so that its callers need not
+// be compiled by nvcc.
+template <class... Parameters>
+struct GpuKernel {
+    const void* function = nullptr;
+};
+template <class... Parameters>
+GpuKernel<Parameters...> gpu_kernel(void (*function)(Parameters...)) {
+    return {reinterpret_cast<const void*>(function)};
+}
+
+// A thread for each pixel, in blocks of 16 x 12. The kernel tests whether its pixel is within the picture.
+GpuShape gpu_shape_of_picture(int width, int height);
+
+template <class... Parameters>
+GpuStatus gpu_launch(const GpuKernel<Parameters...>& kernel, const GpuShape& shape, GpuStream stream,
+                     std::type_identity_t<Parameters>... arguments) {
+    void* addresses[] = {const_cast<void*>(static_cast<const void*>(&arguments))...};
+    return gpu_runtime().launch(kernel.function, shape, addresses, stream);
+}

@@ -1,0 +1,255 @@
+#include "fake_runtime.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "gpulib/gpulib.h"
+#include "gpulib/probe.h"
+
+namespace {
+
+FakeRuntime* s_fake = nullptr;
+constexpr GpuStatus LAUNCH_FAILURE = 719;  // what a lost device answers
+
+GpuDeviceProperties usual_properties() {
+    GpuDeviceProperties properties;
+    std::snprintf(properties.name, sizeof properties.name, "Fake device");
+    properties.global_memory = 4294967296;
+    properties.shared_memory_per_block = 49152;
+    properties.registers_per_block = 65536;
+    properties.warp_size = 32;
+    properties.max_pitch = 2147483647;
+    properties.max_threads_per_block = 1024;
+    for (int axis = 0; axis < 3; ++axis) {
+        properties.max_block[axis] = 1024 >> axis;
+        properties.max_grid[axis] = 65535 - axis;
+    }
+    properties.clock_rate = 1980000;
+    properties.constant_memory = 65536;
+    properties.major = 9;
+    properties.texture_alignment = 512;
+    properties.copies_while_executing = true;
+    properties.multiprocessors = 132;
+    return properties;
+}
+
+}  // namespace
+
+// The functions of the table.
+struct FakeCalls {
+    template <class Work>
+    static GpuStatus call(const char* function, Work&& work) {
+        const std::lock_guard lock(s_fake->m_mutex);
+        if (const GpuStatus status = s_fake->enter(function)) return status;
+        work(*s_fake);
+        return GPU_SUCCESS;
+    }
+
+    using Blocks = std::map<const unsigned char*, std::size_t> FakeRuntime::*;
+
+    static GpuStatus allocate(const char* function, Blocks blocks, void** memory, std::size_t bytes) {
+        return call(function, [&](FakeRuntime& fake) {
+            auto* block = static_cast<unsigned char*>(std::malloc(bytes));
+            std::memset(block, 0xa5, bytes);
+            (fake.*blocks)[block] = bytes;
+            *memory = block;
+        });
+    }
+
+    // What is freed is gone whatever the answer is.
+    static GpuStatus free(const char* function, Blocks blocks, void* memory) {
+        const std::lock_guard lock(s_fake->m_mutex);
+        const GpuStatus status = s_fake->enter(function);
+        if ((s_fake->*blocks).erase(static_cast<unsigned char*>(memory)) == 0)
+            s_fake->fault(std::string(function) + " of a strange block");
+        else
+            std::free(memory);
+        return status;
+    }
+
+    static GpuStatus device_free(void* memory) {
+        const std::lock_guard lock(s_fake->m_mutex);
+        s_fake->run_all();
+        return free("device_free", &FakeRuntime::m_device, memory);
+    }
+
+    static GpuStatus host_free(void* memory) {
+        const std::lock_guard lock(s_fake->m_mutex);
+        const auto block = s_fake->m_pinned.find(static_cast<unsigned char*>(memory));
+        for (const FakeRuntime::Work& work : s_fake->m_queue)
+            if (block != s_fake->m_pinned.end() && FakeRuntime::within({*block}, work.pinned, 1))
+                s_fake->fault("pinned memory is freed while it is copied");
+        return free("host_free", &FakeRuntime::m_pinned, memory);
+    }
+
+    static GpuStatus copy(const char* function, void* to, const void* from, std::size_t bytes, const void* device,
+                          const void* host) {
+        return call(function, [&](FakeRuntime& fake) {
+            if (!FakeRuntime::within(fake.m_device, device, bytes))
+                fake.fault(std::string(function) + ": device memory");
+            const bool pinned = FakeRuntime::within(fake.m_pinned, host, bytes);
+            fake.m_queue.push_back({[=] { std::memcpy(to, from, bytes); }, pinned ? host : nullptr});
+            if (!pinned) fake.run_all();
+        });
+    }
+
+    static GpuStatus event_query(GpuEvent event) {
+        const std::lock_guard lock(s_fake->m_mutex);
+        if (const GpuStatus status = s_fake->enter("event_query")) return status;
+        return s_fake->m_events.at(event) <= s_fake->m_done ? GPU_SUCCESS : GPU_NOT_READY;
+    }
+
+    static GpuStatus launch(const void* kernel, const GpuShape& shape, void** arguments, GpuStream) {
+        return call("launch", [&](FakeRuntime& fake) {
+            if (kernel != probe_kernel().function) {
+                fake.m_queue.push_back({static_cast<const FakeKernel*>(kernel)->bind(arguments, shape)});
+                return;
+            }
+            auto* const values = *static_cast<float**>(arguments[0]);
+            const unsigned count = *static_cast<unsigned*>(arguments[1]);
+            if (shape.blocks_x * shape.threads_x < count) fake.fault("too few threads");
+            const float error = fake.probe_is_wrong ? 1e-6f : 0;
+            fake.m_queue.push_back({[=] {
+                for (unsigned i = 0; i < count; ++i) values[i] = probe_value(i) + error;
+            }});
+        });
+    }
+
+    template <class Handle>
+    static Handle new_handle() {
+        return reinterpret_cast<Handle>(new char);
+    }
+
+    static GpuRuntime table();
+};
+
+GpuRuntime FakeCalls::table() {
+    return {
+        .get_device_count =
+            [](int* count) { return call("get_device_count", [=](FakeRuntime& fake) { *count = fake.devices; }); },
+        .get_device_properties =
+            [](int, GpuDeviceProperties* properties) {
+                return call("get_device_properties", [=](FakeRuntime& fake) { *properties = fake.properties; });
+            },
+        .set_device =
+            [](int device) { return call("set_device", [=](FakeRuntime& fake) { fake.m_selected.insert(device); }); },
+        .device_synchronize = [] { return call("device_synchronize", [](FakeRuntime& fake) { fake.run_all(); }); },
+        .device_allocate =
+            [](void** memory, std::size_t bytes) {
+                return allocate("device_allocate", &FakeRuntime::m_device, memory, bytes);
+            },
+        .device_free = device_free,
+        .host_allocate =
+            [](void** memory, std::size_t bytes) {
+                return allocate("host_allocate", &FakeRuntime::m_pinned, memory, bytes);
+            },
+        .host_free = host_free,
+        .copy_to_device = [](void* device, const void* host, std::size_t bytes,
+                             GpuStream) { return copy("copy_to_device", device, host, bytes, device, host); },
+        .copy_to_host = [](void* host, const void* device, std::size_t bytes,
+                           GpuStream) { return copy("copy_to_host", host, device, bytes, device, host); },
+        .clear =
+            [](void* device, std::size_t bytes, GpuStream) {
+                return call("clear", [=](FakeRuntime& fake) {
+                    if (!FakeRuntime::within(fake.m_device, device, bytes)) fake.fault("clear: device memory");
+                    fake.m_queue.push_back({[=] { std::memset(device, 0, bytes); }});
+                });
+            },
+        .stream_create =
+            [](GpuStream* stream) {
+                return call("stream_create",
+                            [=](FakeRuntime& fake) { fake.m_streams.insert(*stream = new_handle<GpuStream>()); });
+            },
+        .stream_destroy =
+            [](GpuStream stream) {
+                const std::lock_guard lock(s_fake->m_mutex);
+                const GpuStatus status = s_fake->enter("stream_destroy");
+                if (s_fake->m_streams.erase(stream) == 0) s_fake->fault("a strange stream");
+                delete reinterpret_cast<char*>(stream);
+                return status;
+            },
+        .stream_synchronize =
+            [](GpuStream) { return call("stream_synchronize", [](FakeRuntime& fake) { fake.run_all(); }); },
+        .event_create =
+            [](GpuEvent* event) {
+                return call("event_create",
+                            [=](FakeRuntime& fake) { fake.m_events[*event = new_handle<GpuEvent>()] = 0; });
+            },
+        .event_destroy =
+            [](GpuEvent event) {
+                const std::lock_guard lock(s_fake->m_mutex);
+                const GpuStatus status = s_fake->enter("event_destroy");
+                if (s_fake->m_events.erase(event) == 0) s_fake->fault("a strange event");
+                delete reinterpret_cast<char*>(event);
+                return status;
+            },
+        .event_record =
+            [](GpuEvent event, GpuStream) {
+                return call("event_record",
+                            [=](FakeRuntime& fake) { fake.m_events.at(event) = fake.m_done + fake.m_queue.size(); });
+            },
+        .event_query = event_query,
+        .event_synchronize =
+            [](GpuEvent) { return call("event_synchronize", [](FakeRuntime& fake) { fake.run_all(); }); },
+        .launch = launch,
+        .error_text = [](GpuStatus) { return "made to fail"; },
+    };
+}
+
+// ---- The object -----------------------------------------------------------------------------------------------
+
+FakeRuntime::FakeRuntime() : properties(usual_properties()) {
+    static const GpuRuntime table = FakeCalls::table();
+    s_fake = this;
+    gpu_set_runtime(&table);
+}
+
+FakeRuntime::~FakeRuntime() {
+    gpu_set_runtime(nullptr);  // gives staging memory back
+    EXPECT_TRUE(faults.empty()) << faults.front();
+    EXPECT_EQ(m_device.size(), 0u) << "blocks of the device leak";
+    EXPECT_EQ(m_pinned.size(), 0u) << "pinned blocks leak";
+    EXPECT_EQ(m_events.size(), 0u) << "events leak";
+    EXPECT_EQ(m_streams.size(), 0u) << "streams leak";
+    s_fake = nullptr;
+}
+
+GpuStatus FakeRuntime::enter(const char* function) {
+    ++m_call;
+    ++m_calls_of[function];
+    if (m_call == m_failing || (m_loses_device && m_call > m_failing)) {
+        if (m_loses_device) m_queue.clear();  // it is never done
+        return LAUNCH_FAILURE;
+    }
+    const auto given = answers.find(function);
+    return given == answers.end() ? GPU_SUCCESS : given->second;
+}
+
+void FakeRuntime::fail_call(int number, bool lose_device) {
+    m_call = 0;
+    m_failing = number;
+    m_loses_device = lose_device;
+}
+
+int FakeRuntime::calls_of(const std::string& function) {
+    const std::lock_guard lock(m_mutex);
+    return m_calls_of[function];
+}
+
+std::set<int> FakeRuntime::selected_devices() {
+    const std::lock_guard lock(m_mutex);
+    return m_selected;
+}
+
+void FakeRuntime::run_all() {
+    for (const Work& work : m_queue) work.run();
+    m_done += m_queue.size();
+    m_queue.clear();
+}
+
+bool FakeRuntime::within(const std::map<const unsigned char*, std::size_t>& blocks, const void* at, std::size_t bytes) {
+    for (const auto& [block, size] : blocks)
+        if (at >= block && static_cast<const unsigned char*>(at) + bytes <= block + size) return true;
+    return false;
+}
