@@ -168,35 +168,44 @@ TEST(DeviceImage, InstancesAtOnceShareTheStagingBlocks) {
 }
 
 TEST(DeviceImage, WhereAnyCallFailsThePictureIsWholeAndNothingLeaks) {
+    // One larger than what is kept, of two bands, and one that is smaller.
+    struct Size {
+        int pixels;
+        Picture input, before, after;
+        explicit Size(int width)
+            : pixels(width * 1100), input(width, 1100, 1), before(width, 1100, 0), after(width, 1100, 2001) {}
+    };
+    const Size sizes[] = {Size(3), Size(1000)};
+    Picture kept(300, 1024, 1);
     for (const bool lose_device : {false, true}) {
         int failures = 0;
-        for (int n = 1;; ++n) {
-            SCOPED_TRACE("call " + std::to_string(n) + (lose_device ? ", device lost" : ""));
-            FakeRuntime fake;
-            // Both blocks are kept and busy, so that the paths through the pool are seen as well.
-            Picture first(300, 1024, 1), second(300, 1024, 2);
-            const auto in_advance = std::make_unique<DeviceImage>(first.host(), nullptr);
-            ASSERT_TRUE(in_advance->read() && DeviceImage(second.host(), nullptr).read());
-            fake.fail_call(n, lose_device);
+        bool failed = true;
+        for (int n = 1; failed; ++n) {
+            failed = false;
+            for (const Size& size : sizes) {
+                SCOPED_TRACE("call " + std::to_string(n) + (lose_device ? ", device lost" : ""));
+                FakeRuntime fake;
+                // Both blocks are kept and one is busy, so that the paths through them are seen as well.
+                const auto in_advance = std::make_unique<DeviceImage>(kept.host(), nullptr);
+                ASSERT_TRUE(DeviceImage(kept.host(), nullptr).read() && in_advance->read());
+                fake.fail_call(n, lose_device);
 
-            const int width = n % 2 ? 1000 : 3;  // larger than what is kept, and two bands; or smaller
-            Picture input(width, 1100, 1), output(width, 1100, 0);
-            const bool done = add_twice(input, output, width * 1100);
-            const bool failed = fake.has_failed();
-            EXPECT_EQ(output, Picture(width, 1100, done ? 2001.0f : 0.0f));
-            EXPECT_EQ(input, Picture(width, 1100, 1));
-            EXPECT_TRUE(done || failed);
-            failures += !done;
+                Picture input = size.input, output = size.before;
+                const bool done = add_twice(input, output, size.pixels);
+                EXPECT_EQ(output, done ? size.after : size.before);
+                EXPECT_EQ(input, size.input);
+                EXPECT_TRUE(done || fake.has_failed());
+                failed |= fake.has_failed();
+                failures += !done;
 
-            // The next picture, once the device does as it should.
-            if (failed && !lose_device) {
+                // The next picture, once the device does as it should.
+                if (!fake.has_failed() || lose_device) continue;
                 fake.fail_call(1 << 30, false);
-                EXPECT_TRUE(add_twice(input, output, width * 1100));
-                EXPECT_EQ(output, Picture(width, 1100, 2001));
+                EXPECT_TRUE(add_twice(input, output, size.pixels));
+                EXPECT_EQ(output, size.after);
             }
-            if (!failed && n % 2) break;
         }
-        EXPECT_GE(failures, 8);
+        EXPECT_GE(failures, 16);
     }
 }
 

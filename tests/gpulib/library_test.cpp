@@ -3,22 +3,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include "host/check/elf_file.h"
 #include "k7pi_baselib/temporary_home.h"
+#include "support/sanitizers.h"
 
 namespace {
 
 using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
-
-std::string loaded_libraries() {
-    std::ifstream maps("/proc/self/maps");
-    return {std::istreambuf_iterator<char>(maps), {}};
-}
 
 class GpuLibrary : public TemporaryHome {};
 
@@ -36,15 +34,47 @@ TEST_F(GpuLibrary, NeedsAndShowsNothingOfCuda) {
 #endif
 }
 
-TEST_F(GpuLibrary, AsksForTheDriverWhenFirstNeeded) {
-    ScopedEnvironment disable("CUDA_DISABLE", "yes");
+// The test below runs this one in a process of its own, too.
+TEST_F(GpuLibrary, LoadsAnswersAndUnloads) {
     void* library = dlopen(GPU_MODULE, RTLD_NOW | RTLD_LOCAL);
     ASSERT_TRUE(library) << dlerror();
     const auto available = reinterpret_cast<int (*)()>(dlsym(library, "gpu_module_available"));
     ASSERT_TRUE(available);
-    EXPECT_EQ(available(), 0);
-    EXPECT_THAT(loaded_libraries(), Not(HasSubstr("libcuda.so")));
-    EXPECT_EQ(dlclose(library), 0);
+    const char* disabled = std::getenv("CUDA_DISABLE");
+    EXPECT_FALSE(disabled && available());
+    if (!disabled) available();
+    // The thread sanitizer would call what the CUDA runtime wants done at the end when the library is gone.
+    const bool unload = !threadSanitizer;
+    EXPECT_EQ(unload ? dlclose(library) : 0, 0);
+}
+
+// What the loader looks for and the exit status, with variables set for the process.
+std::string output_of_loading(const std::string& variables) {
+    const std::string command = variables + " LD_DEBUG=libs '" +
+                                std::filesystem::read_symlink("/proc/self/exe").string() +
+                                "' --gtest_filter=GpuLibrary.LoadsAnswersAndUnloads 2>&1; "
+                                "echo status $?";
+    std::string output;
+    std::FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return output;
+    for (char part[4096]; const std::size_t size = std::fread(part, 1, sizeof part, pipe);) output.append(part, size);
+    pclose(pipe);
+    return output;
+}
+
+TEST_F(GpuLibrary, LooksForTheDriverWhenFirstAskedAndNotWhenDisabled) {
+    const std::string quiet = output_of_loading("CUDA_DISABLE=yes");
+    EXPECT_THAT(quiet, HasSubstr("status 0"));
+    EXPECT_THAT(quiet, HasSubstr("CUDA explicitly disabled via QV Variable CUDA_DISABLE."));
+    EXPECT_THAT(quiet, Not(HasSubstr("libcuda")));
+    const std::string asking = output_of_loading("env -u CUDA_DISABLE");
+    EXPECT_THAT(asking, HasSubstr("status 0"));
+#ifdef QUILLON_CUDA
+    EXPECT_THAT(asking, HasSubstr("find library=libcuda.so.1"));
+#else
+    EXPECT_THAT(asking, Not(HasSubstr("libcuda")));
+    EXPECT_THAT(asking, HasSubstr("Failed to get CUDA device count. Disabling CUDA."));
+#endif
 }
 
 }  // namespace
