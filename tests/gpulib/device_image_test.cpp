@@ -229,6 +229,17 @@ TEST(DeviceImage, RefusesWhatIsNowhere) {
     EXPECT_TRUE(device_only.read());
     EXPECT_FALSE(device_only.to_host()) << "there is no host picture";
 
+    // What a kernel that failed has left is no picture, even where the device answers again.
+    Picture pixels(2, 2, 1);
+    DeviceImage image(pixels.host(), nullptr);
+    ASSERT_TRUE(image.clear());
+    fake.answers["stream_synchronize"] = 700;
+    EXPECT_FALSE(image.to_host());
+    EXPECT_EQ(image.status(), 700);
+    fake.answers.clear();
+    EXPECT_FALSE(image.to_host() || image.read());
+    EXPECT_EQ(pixels, Picture(2, 2, 1));
+
     // A kernel that could not be launched in place leaves nothing on the device.
     EXPECT_TRUE(device_only.modify());
     EXPECT_FALSE(device_only.read());

@@ -6,6 +6,7 @@
 
 #include "gpulib/gpulib.h"
 #include "gpulib/probe.h"
+#include "k7pi_baselib/k7pi_baselib.h"
 
 namespace {
 
@@ -127,7 +128,10 @@ struct FakeCalls {
 GpuRuntime FakeCalls::table() {
     return {
         .get_device_count =
-            [](int* count) { return call("get_device_count", [=](FakeRuntime& fake) { *count = fake.devices; }); },
+            [](int* count) {
+                thread_sleep(2);  // the first call takes its time, in which others ask, too
+                return call("get_device_count", [=](FakeRuntime& fake) { *count = fake.devices; });
+            },
         .get_device_properties =
             [](int, GpuDeviceProperties* properties) {
                 return call("get_device_properties", [=](FakeRuntime& fake) { *properties = fake.properties; });
