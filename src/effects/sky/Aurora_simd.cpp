@@ -159,9 +159,13 @@ static void shade(const AuroraPixels& pixels, float* picture, int first, int end
         const int count = end - x < LANES ? end - x : LANES;
         if (pixels.levels > 1 && !all_set(level >= pixels.fine)) {
             const Floats octaves = logarithm(pixels.fine / level) * 1.44269504F;
-            for (int i = 0; i < count; ++i)
-                show<MATTED>(pixels, blended_levels(pixels, row[i], column[i], octaves[i]), x + i,
-                             picture + 4L * (x + i));
+            for (int i = 0; i < count; ++i) {
+                // Pixel by pixel, as neighbours in a register must not decide about the last bit.
+                const Pixel light = level[i] >= pixels.fine
+                                        ? texel_at(table.texels, table.stride, spot_at(table, row[i], column[i]))
+                                        : blended_levels(pixels, row[i], column[i], octaves[i]);
+                show<MATTED>(pixels, light, x + i, picture + 4L * (x + i));
+            }
             continue;
         }
         const Ints i = to_ints(row), j = to_ints(column);
