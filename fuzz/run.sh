@@ -20,7 +20,7 @@ for format in "${formats[@]}"; do
   "$quillon" convert "$seeds/source.ras" "$folder/seed8" --format "$format" --compress
   "$quillon" convert "$seeds/source.ras" "$folder/seed16" --format "$format" --bits 16 2>/dev/null || true
   start=$SECONDS
-  (cd "$build" && IMGIO_YUV_LINESIZE=16 "fuzz/fuzz_$format" -max_total_time="$seconds" -max_len=20000 -timeout=20 \
+  (cd "$build" && IMGIO_YUV_LINESIZE=16 "fuzz/fuzz_$format" -max_total_time="$seconds" -max_len=20000 -timeout=120 \
     -rss_limit_mb=3000 -print_final_stats=1 -artifact_prefix="$build/found-$format-" "$folder") \
     >"$build/$format.log" 2>&1 && state=clean || state=FOUND
   runs=$(sed -n 's/^stat::number_of_executed_units: //p' "$build/$format.log")
