@@ -76,18 +76,6 @@ const FrameMotion* TrailLive::motionOf(int frame) {
         frame, [this](int one) { return pictureOf(one); }, stopRequested());
 }
 
-// The matte at a frame, or where the host does not give it the one of this frame; null without one.
-ImagePtr TrailLive::matteOf(int frame, bool& given) {
-    given = true;
-    if (!m_making.masked) return {};
-    const K7Image& now = *matte.image;
-    ImagePtr picture = made(make_image_uncleared(now.width, now.height, 4, SAMPLE_F32));
-    const bool present = frame == frame_number(currentFrame);
-    given = present || matte.GetFrame(frame, picture.get());
-    if (present || !given) made(image_copy(&now, picture.get()));
-    return picture;
-}
-
 // ---- What frames have left ------------------------------------------------------------------------------------
 
 TrailMaking TrailLive::making() const {
@@ -111,12 +99,7 @@ bool TrailLive::changed(int frame) {
     if (!stays) m_layers.clear();
     const TrailMaking how = making();
     if (how.masked) {
-        const ImagePtr small = made(image_shrunk(matte.image.get(), m_motion.shrink()));
-        const std::uint64_t print =
-            fingerprint(small->pixels, std::size_t(small->row_bytes) * std::size_t(small->height));
-        const auto seen = m_matte_prints.try_emplace(frame, print);
-        stays = stays && seen.first->second == print;
-        if (!stays) m_matte_prints = {{frame, print}};
+        stays = m_mattes.begin(*matte.image, frame, m_motion.shrink()) && stays;
     }
     return !stays || !(how == m_making);
 }
@@ -128,7 +111,8 @@ const TrailLayer* TrailLive::layerOf(int frame) {
     const FrameMotion* earlier = m_making.smears && frame > 1 ? motionOf(frame - 1) : nullptr;
     if (abortRequested()) return nullptr;
     bool masked = true;
-    const ImagePtr mask = matteOf(frame, masked);
+    const ImagePtr mask =
+        m_making.masked ? MatteFrames::at(matte, frame, frame == frame_number(currentFrame), masked) : nullptr;
     const K7Image* picture = pictureOf(frame);
     if (!picture) return nullptr;
     TrailLayer layer;

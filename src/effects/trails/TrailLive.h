@@ -23,6 +23,7 @@
 
 #include "Library2/PluginK7.h"
 #include "effects/engines/motion/ClipMotion.h"
+#include "effects/trails/MatteFrames.h"
 #include "effects/trails/TrailLayers.h"
 
 struct TrailLook;
@@ -162,7 +163,6 @@ class TrailLive : public Effect<TrailLiveInfo> {
     bool collect(int frame, std::vector<Shown>& shown);
     const TrailLayer* layerOf(int frame);
     const FrameMotion* motionOf(int frame);
-    ImagePtr matteOf(int frame, bool& given);
     bool changed(int frame);
     float strengthAt(double age) const;
     TrailLook lookAt(int age) const;
@@ -173,8 +173,8 @@ class TrailLive : public Effect<TrailLiveInfo> {
 
     ClipMotion m_motion;
     TrailMaking m_making{};
-    std::map<int, TrailLayer> m_layers;           // by frame
-    std::map<int, std::uint64_t> m_matte_prints;  // of the frames that were rendered
+    std::map<int, TrailLayer> m_layers;  // by frame
+    MatteFrames m_mattes;
     struct Held {
         int frame = 0;
         ImagePtr picture;

@@ -52,17 +52,6 @@ const FrameMotion* TrailParticle::motionOf(int frame) {
         frame, [this](int one) { return pictureOf(one); }, stopRequested());
 }
 
-// The matte at a frame, or where the host does not give it the one of this frame; null without one.
-ImagePtr TrailParticle::matteOf(int frame, bool& given) {
-    given = true;
-    if (!matte.image || !matte.isConnected()) return {};
-    const K7Image& now = *matte.image;
-    ImagePtr then = made(make_image_uncleared(now.width, now.height, 4, SAMPLE_F32));
-    given = frame == present() || matte.GetFrame(frame, then.get());
-    if (frame == present() || !given) made(image_copy(&now, then.get()));
-    return then;
-}
-
 // ---- Steps ----------------------------------------------------------------------------------------------------
 
 TrailSettings TrailParticle::settings() const {
@@ -100,19 +89,8 @@ TrailSettings TrailParticle::settings() const {
 void TrailParticle::begin() {
     const int frame = present();
     bool stays = m_motion.begin(*input.image, frame);
-    if (matte.image && matte.isConnected()) {
-        const ImagePtr small = made(image_shrunk(matte.image.get(), m_motion.shrink()));
-        const std::uint64_t print =
-            fingerprint(small->pixels, std::size_t(small->row_bytes) * std::size_t(small->height));
-        const auto seen = m_matte_prints.try_emplace(frame, print);
-        if (seen.first->second != print) {
-            m_matte_prints = {{frame, print}};
-            stays = false;
-        }
-    } else if (!m_matte_prints.empty()) {
-        m_matte_prints.clear();
-        stays = false;
-    }
+    const bool masked = matte.image && matte.isConnected();
+    if (!(masked ? m_mattes.begin(*matte.image, frame, m_motion.shrink()) : m_mattes.begin_without())) stays = false;
     if (!stays) {
         m_steps.clear();
         m_flight.forget();
@@ -164,7 +142,8 @@ bool TrailParticle::makeStep(int frame, TrailStep& step) {
         step.camera[1] = -motion->camera_v * cell * s.aspect;
     }
     bool given = true;
-    const ImagePtr mask = matteOf(looked, given);
+    const ImagePtr mask =
+        matte.image && matte.isConnected() ? MatteFrames::at(matte, looked, looked == present(), given) : nullptr;
     m_places.births(s, {motion, m_motion.shrink(), mask.get()}, frame, looked - frame, step.births);
     return given && motion->whole;
 }

@@ -29,6 +29,7 @@
 #include "effects/engines/controls/LookControls.h"
 #include "effects/engines/motion/ClipMotion.h"
 #include "effects/engines/particles/LookBatch.h"
+#include "effects/trails/MatteFrames.h"
 #include "effects/trails/TrailBirths.h"
 #include "effects/trails/TrailFlight.h"
 
@@ -198,7 +199,6 @@ class TrailParticle : public Effect<TrailParticleInfo> {
     TrailSettings settings() const;
     void begin();
     const FrameMotion* motionOf(int frame);
-    ImagePtr matteOf(int frame, bool& given);
     const TrailStep* stepOf(int frame);
     bool makeStep(int frame, TrailStep& step);
     void draw(const std::vector<TrailPoint>& points);
@@ -208,7 +208,7 @@ class TrailParticle : public Effect<TrailParticleInfo> {
     MovingPlaces m_places;
     TrailFlight m_flight;
     std::map<int, Known> m_steps;
-    std::map<int, std::uint64_t> m_matte_prints;  // of the frames that were rendered
+    MatteFrames m_mattes;
     std::atomic<bool> m_recheck = false;
     bool m_moved = false;  // the controls are those of another frame
     ImagePtr m_fetched;    // the frame fetched last, during a render
