@@ -5,7 +5,6 @@
 #pragma once
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -34,14 +33,13 @@ void draw(std::size_t count, int height, RowsOf rows_of, Draw draw, const std::u
         const std::uint32_t i = order ? order[n] : static_cast<std::uint32_t>(n);
         for_bands(i, [&](std::size_t b) { items[begins[b + 1]++] = i; });
     }
-    std::atomic<int> next{0};
-    for_rows_float(bands, [&](int first, int last) {
-        if (first > last) return;
-        for (int b; (b = next.fetch_add(1)) < bands;)
+    each_task_float(
+        bands, [] { return false; }, [] { return 0; },
+        [&](int, int b) {
             draw(b * HEIGHT, std::min(b * HEIGHT + HEIGHT, height) - 1,
                  items.data() + begins[static_cast<std::size_t>(b)],
                  items.data() + begins[static_cast<std::size_t>(b) + 1]);
-    });
+        });
 }
 
 }  // namespace row_bands

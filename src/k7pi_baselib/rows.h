@@ -5,6 +5,7 @@
 // spread the rows.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <type_traits>
 
@@ -93,6 +94,19 @@ template <class Stop, class Work>
 bool each_row_float(int rows, Stop&& stop, Work&& work) {
     for_rows_float(rows, [&](int first, int last) {
         for (int y = first; y <= last && !stop(); ++y) work(y);
+    });
+    return !stop();
+}
+
+// work(scratch, task) for each task, for tasks of unequal size: a thread takes the next one when it has done its last.
+// Each thread has a scratch of its own, made by scratch(). False when stop() asked for an end: tasks are missing then.
+template <class Stop, class Scratch, class Work>
+bool each_task_float(int tasks, Stop&& stop, Scratch&& scratch, Work&& work) {
+    std::atomic<int> next{0};
+    for_rows_float(tasks, [&](int first, int last) {
+        if (first > last) return;
+        auto own = scratch();
+        for (int task; !stop() && (task = next.fetch_add(1)) < tasks;) work(own, task);
     });
     return !stop();
 }

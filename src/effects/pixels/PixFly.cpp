@@ -1,7 +1,6 @@
 #include "effects/pixels/PixFly.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <memory>
 #include <utility>
@@ -9,6 +8,7 @@
 #include "effects/engines/replay/FrameShape.h"
 #include "effects/pixels/PictureLayer.h"
 #include "effects/pixels/PixFly_simd.h"
+#include "imagelib/imagelib_colour.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/rows.h"
 #include "noiselib/solidnoise.h"
@@ -26,8 +26,6 @@ constexpr float GATHER_PLACE = 37.3F;        // cells away: of the slopes down w
 constexpr float EDDY_UNIT = 1.0F / 8192;
 constexpr int MOST_NODES = 300;     // of the grid of eddies along either axis
 constexpr float EDDY_MARGIN = 0.5;  // widths around the picture that it covers
-
-float luminance_of(const float* pixel) { return 0.3F * pixel[0] + 0.5F * pixel[1] + 0.2F * pixel[2]; }
 
 float length_of(const float v[2]) { return std::sqrt(v[0] * v[0] + v[1] * v[1]); }
 
@@ -106,7 +104,7 @@ struct PixFly::Turns {
         const int half = block / 2;
         const int column = std::min(x * block + half, matte->width - 1),
                   row = std::min(y * block + half, matte->height - 1);
-        return luminance_of(image_row<float>(matte, row) + 4 * std::ptrdiff_t(column));
+        return luminance(image_row<float>(matte, row) + 4 * std::ptrdiff_t(column));
     }
     bool onlyBright() const { return matte_use == Departures::OnlyBright; }
     // The smooth part of a row's turns, and its brightness where only bright ones fly.
@@ -380,23 +378,24 @@ bool PixFly::launch(const PixFlight& flight, const Turns& turns, Swarm& swarm) c
     swarm.away.resize(wide * std::size_t(turns.high));
     swarm.groups.resize(std::size_t(groups));
     const PixFlyKernels& kernels = pix_fly_kernels();
-    std::atomic<int> next{0};
-    for_rows_float(groups, [&](int first_share, int last_share) {
-        if (first_share > last_share) return;
-        std::vector<float> base(wide), light(wide);
-        const auto splats = std::make_unique_for_overwrite<PixSplat[]>(wide * std::size_t(rows) + PIX_ROOM);
-        for (int g; (g = next.fetch_add(1)) < groups && !abortRequested();) {
-            std::size_t count = 0;
-            for (int y = g * rows; y < std::min((g + 1) * rows, turns.high); ++y) {
-                turns.row(y, base.data(), light.data());
-                count += static_cast<std::size_t>(
-                    kernels.fly(flight, {y, turns.wide, base.data(), turns.onlyBright() ? light.data() : nullptr,
-                                         swarm.away.data() + std::size_t(y) * wide, splats.get() + count}));
-            }
-            swarm.sort(swarm.groups[std::size_t(g)], splats.get(), count, flight.aspect, height);
+    struct Scratch {
+        std::vector<float> base, light;
+        std::unique_ptr<PixSplat[]> splats;
+    };
+    const auto scratch = [&] {
+        return Scratch{std::vector<float>(wide), std::vector<float>(wide),
+                       std::make_unique_for_overwrite<PixSplat[]>(wide * std::size_t(rows) + PIX_ROOM)};
+    };
+    return each_task_float(groups, stopRequested(), scratch, [&](Scratch& own, int g) {
+        std::size_t count = 0;
+        for (int y = g * rows; y < std::min((g + 1) * rows, turns.high); ++y) {
+            turns.row(y, own.base.data(), own.light.data());
+            count += static_cast<std::size_t>(
+                kernels.fly(flight, {y, turns.wide, own.base.data(), turns.onlyBright() ? own.light.data() : nullptr,
+                                     swarm.away.data() + std::size_t(y) * wide, own.splats.get() + count}));
         }
+        swarm.sort(swarm.groups[std::size_t(g)], own.splats.get(), count, flight.aspect, height);
     });
-    return !abortRequested();
 }
 
 // ---- The picture ----------------------------------------------------------------------------------------------
@@ -433,11 +432,9 @@ bool PixFly::draw(const PixFlight& flight, const K7Image& source, const Swarm& s
     const ImagePtr colours = block_colours(source, block);
     const std::size_t pitch = 4 * (std::size_t(width) + 2 * PIX_MARGIN);
     const PixFlyKernels& kernels = pix_fly_kernels();
-    std::atomic<int> next{0};
-    for_rows_float(swarm.bands, [&](int first_share, int last_share) {
-        if (first_share > last_share) return;
-        std::vector<float> sums(pitch * BAND);
-        for (int b; (b = next.fetch_add(1)) < swarm.bands && !abortRequested();) {
+    return each_task_float(
+        swarm.bands, stopRequested(), [&] { return std::vector<float>(pitch * BAND); },
+        [&](std::vector<float>& sums, int b) {
             std::fill(sums.begin(), sums.end(), 0.0F);
             const int first = b * BAND, last = std::min(first + BAND, height) - 1;
             const PixCanvas canvas{sums.data(),
@@ -458,9 +455,7 @@ bool PixFly::draw(const PixFlight& flight, const K7Image& source, const Swarm& s
                                  image_row<float>(&source, y), swarm.away.data() + std::size_t(y / block) * wide,
                                  reveal.isConnected() ? image_row<float>(reveal.image.get(), y) : nullptr,
                                  image_row<float>(&target, y), width, block});
-        }
-    });
-    return !abortRequested();
+        });
 }
 
 void PixFly::ProcessFrame() {
