@@ -15,8 +15,6 @@ namespace {
 
 constexpr int GAMMA_STEPS = 65536, GAMMA_ROW = 1024;  // the table is filled in rows of this many entries
 
-float luminance(const float* pixel) { return 0.3f * pixel[0] + 0.5f * pixel[1] + 0.2f * pixel[2]; }
-
 float inverted(float value) { return std::max(1.0f - value, 0.0f); }
 
 // work(source pixel, destination pixel) for all pixels of two images of one size.

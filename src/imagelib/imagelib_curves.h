@@ -12,6 +12,9 @@ inline float smooth_step(float x, float low, float high) {
     return (3.0f - 2.0f * t) * t * t;
 }
 
+// From 0 to 1, within it: a quintic whose ends are level and do not bend (K. Perlin, "Improving noise", 2002).
+inline float smoother_step(float t) { return t * t * t * (t * (t * 6.0f - 15.0f) + 10.0f); }
+
 // A ramp around the centre, 2 (2 - softness) wide.
 inline float linear_band(float x, float softness, float centre) {
     const float w = 2.0f - softness;

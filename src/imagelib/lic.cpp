@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_lic.h"
 #include "imagelib/lic_simd.h"
 #include "k7pi_baselib/portable_math.h"
@@ -68,8 +69,8 @@ ImagePtr screen_terms(const K7Image* screen, float threshold) {
             const float* pixel = image_row<float>(screen, y);
             float* term = image_row<float>(terms.get(), y);
             for (int x = 0; x < screen->width; ++x, pixel += 4) {
-                const float luminance = 0.3f * pixel[0] + 0.5f * pixel[1] + 0.2f * pixel[2];
-                term[x] = ((luminance < 1.0f ? luminance : 1.0f) - threshold) / range;
+                const float light = luminance(pixel);
+                term[x] = ((light < 1.0f ? light : 1.0f) - threshold) / range;
             }
         }
     });

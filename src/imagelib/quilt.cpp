@@ -215,7 +215,7 @@ class Layer {
                 const auto at = static_cast<std::size_t>(k);
                 const auto dx = static_cast<float>(n % TONES - k % TONES),
                            dy = static_cast<float>(n / TONES - k / TONES);
-                // Parts of which little is there take after those around them.
+                // Cells in which little is there take after those around them.
                 const float weight = 1.0F / (0.02F + (dx * dx + dy * dy) * (dx * dx + dy * dy));
                 sum += weight * sums[at], weights += weight * counts[at];
             }

@@ -6,6 +6,7 @@
 
 #include "imagelib/imagelib_bluenoise.h"
 #include "imagelib/imagelib_blur.h"
+#include "imagelib/imagelib_colour.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/portable_math.h"
 
@@ -91,8 +92,6 @@ void tabulate(const DotsFrame& frame, const DotScreen& screen, int pattern, Size
 void set_ink(DotScreen& screen, const ColourControlK7& ink) {
     screen.ink[0] = ink.red, screen.ink[1] = ink.green, screen.ink[2] = ink.blue;
 }
-
-float luminance(const float* c) { return 0.3f * c[0] + 0.5f * c[1] + 0.2f * c[2]; }
 
 }  // namespace
 

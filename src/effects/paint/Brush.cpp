@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "graphicslib/row_bands.h"
+#include "imagelib/imagelib_colour.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/portable_math.h"
 #include "noiselib/solidnoise.h"
@@ -211,9 +212,7 @@ void Brush::finish(const Sheet& sheet) {
                 const long pitch = sheet.pitch;
                 const float alpha = p[BRUSH_ALPHA * pitch], whole = alpha > 0 ? 1 / alpha : 0.0f;
                 float part = mix;
-                if (mask)
-                    part *=
-                        std::clamp(0.3f * mask[4 * x] + 0.5f * mask[4 * x + 1] + 0.2f * mask[4 * x + 2], 0.0f, 1.0f);
+                if (mask) part *= std::clamp(luminance(mask + 4L * x), 0.0f, 1.0f);
                 const float paint[4] = {
                     std::max(p[BRUSH_RED * pitch] * whole * shade[x] + gloss[x], 0.0f),
                     std::max(p[BRUSH_GREEN * pitch] * whole * shade[x] + gloss[x], 0.0f),

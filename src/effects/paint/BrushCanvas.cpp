@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "Library2/Made.h"
+#include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_curves.h"
 #include "imagelib/imagelib_structure.h"
 #include "k7pi_baselib/portable_math.h"
@@ -153,7 +154,7 @@ void BrushField::fill(const K7Image* structure, const K7Image* control, const Br
                         const Twice given = twice(hue.turn * d.control_angle);
                         axis = {axis.x + (given.x - axis.x) * hue.clear, axis.y + (given.y - axis.y) * hue.clear};
                     } else {
-                        const double light = std::clamp(double(0.3f * c[0] + 0.5f * c[1] + 0.2f * c[2]), 0.0, 1.0);
+                        const double light = std::clamp(double(luminance(c)), 0.0, 1.0);
                         axis = axis.turned(k7_sine_cosine(2 * light * d.control_angle));
                     }
                 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_curves.h"
 #include "imagelib/imagelib_palette.h"
 #include "k7pi_baselib/portable_math.h"
@@ -38,7 +39,6 @@ float distance(Pixel a, Pixel b) {
     const Pixel d = a - b;
     return std::sqrt(0.3f * d[0] * d[0] + 0.5f * d[1] * d[1] + 0.2f * d[2] * d[2]);
 }
-float luminance(const float* c) { return 0.3f * c[0] + 0.5f * c[1] + 0.2f * c[2]; }
 
 struct Layer {
     int index;

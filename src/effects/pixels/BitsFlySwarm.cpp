@@ -7,6 +7,7 @@
 
 #include "graphicslib/row_bands.h"
 #include "imagelib/imagelib_blur.h"
+#include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_curves.h"
 #include "k7pi_baselib/portable_math.h"
 #include "k7pi_baselib/rows.h"
@@ -31,8 +32,6 @@ constexpr float LIFTED = 0.015F;       // widths of height from which on there i
 constexpr float FAR_AWAY = 1e8F;       // pixels
 constexpr float DEEPEST = -50.0F;      // widths: what flies farther is gone
 
-float luminance_of(const float* pixel) { return 0.3F * pixel[0] + 0.5F * pixel[1] + 0.2F * pixel[2]; }
-
 // The mean over a few places of a tile.
 float light_of(const K7Image& matte, const Tiling::Tile& tile, float tallness) {
     static constexpr float PLACES[5][2] = {{0, 0}, {0.4F, 0.2F}, {-0.2F, 0.4F}, {-0.4F, -0.2F}, {0.2F, -0.4F}};
@@ -43,7 +42,7 @@ float light_of(const K7Image& matte, const Tiling::Tile& tile, float tallness) {
         const auto index = [](float part, int count) {
             return std::clamp(static_cast<int>(part * static_cast<float>(count)), 0, count - 1);
         };
-        sum += luminance_of(image_row<float>(&matte, index(y, matte.height)) + 4 * index(x, matte.width));
+        sum += luminance(image_row<float>(&matte, index(y, matte.height)) + 4 * index(x, matte.width));
     }
     return 0.2F * sum;
 }

@@ -26,7 +26,6 @@ constexpr float STRAND_CONTRAST = 1.1F;
 constexpr float LEAST_STRAND = 1.5F;  // pixels
 constexpr std::uint32_t STRAND_SEED = 9173;
 
-float luminance_of(const float* pixel) { return 0.3F * pixel[0] + 0.5F * pixel[1] + 0.2F * pixel[2]; }
 float tallness_of(const K7Image& image) {
     return static_cast<float>(image.height) / (static_cast<float>(image.width) * image.pixel_aspect);
 }
@@ -109,7 +108,7 @@ void PixFlow::makeLayer(K7Image& layer) const {
             float* to = image_row<float>(&layer, y);
             for (int x = 0; x < layer.width; ++x, from += 4, light += 4, to += 4) {
                 float part = 1.0F;
-                if (Select.value != Everything) part = smooth_step((luminance_of(light) - low) / soft, 0.0F, 1.0F);
+                if (Select.value != Everything) part = smooth_step((::luminance(light) - low) / soft, 0.0F, 1.0F);
                 if (Select.value == DarkParts) part = 1.0F - part;
                 // Beyond the edges the outermost pixels go on: nothing.
                 if (open && (x == 0 || y == 0 || x == layer.width - 1 || y == layer.height - 1)) part = 0.0F;

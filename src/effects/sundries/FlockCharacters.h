@@ -1,7 +1,7 @@
 // The characters of Q_Flock as small models in space, from which outlines are made in any pose.
 //
 // x points forwards, y to the left and z up; the largest extent of a character, wing tip to wing tip or nose to tail,
-// is about 1. A model is a list of parts: flat outlines, ellipsoids and limbs. Parts hang on joints that beat, sway and
+// is about 1. A model is a list of parts: flat outlines, ellipsoids and limbs. These hang on joints that beat, sway and
 // step.
 #pragma once
 

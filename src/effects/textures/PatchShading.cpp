@@ -5,13 +5,14 @@
 #include <vector>
 
 #include "imagelib/imagelib_blur.h"
+#include "imagelib/imagelib_colour.h"
 #include "k7pi_baselib/in_memory.h"
 
 namespace {
 
 constexpr int TONES = 256;  // of 0 to 1; beyond counts as 1
 
-float luminance(const float* rgba) { return std::clamp(0.3F * rgba[0] + 0.5F * rgba[1] + 0.2F * rgba[2], 0.0F, 1e4F); }
+float limited_luminance(const float* rgba) { return std::clamp(luminance(rgba), 0.0F, 1e4F); }
 
 // The surface of second degree that lies nearest to each colour of a picture. Its terms are orthogonal on a grid of
 // pixels, so that each coefficient is one quotient of sums.
@@ -107,7 +108,7 @@ bool shade_bricks(K7Image& canvas, const K7Image& state, const QuiltGrid& grid, 
                 const float u = (float(x - grid.left(i, j)) + 0.5F) * look.aspect;
                 const float sides[4] = {u, float(grid.step_x) * look.aspect - u, float(grid.step_y) - v, v};
                 const int side = static_cast<int>(std::min_element(sides, sides + 4) - sides);
-                const float light = luminance(p);
+                const float light = limited_luminance(p);
                 // Dark grains of the texture break out of the edge.
                 const float inside = sides[side] - half + 2.0F * look.unit * (std::min(light, 1.0F) - 0.5F);
                 const std::uint32_t hash = brick_hash(look.seed, i, j);
@@ -132,7 +133,7 @@ ImagePtr luminance_of(const K7Image& picture, int width, int height) {
     for_rows_float(height, [&](int first, int last) {
         for (int y = first; y <= last; ++y)
             for (int x = 0; x < width; ++x)
-                image_row<float>(result.get(), y)[x] = luminance(image_row<float>(&picture, y) + 4 * x);
+                image_row<float>(result.get(), y)[x] = limited_luminance(image_row<float>(&picture, y) + 4 * x);
     });
     return result;
 }
@@ -142,7 +143,7 @@ bool match_tones(K7Image& guide, const K7Image& sample, const QuiltBox& from) {
         const auto wanted =
             darker(guide.width, guide.height, [&](int x, int y) { return image_row<float>(&guide, y)[x]; });
         const auto given = darker(from.width(), from.height(), [&](int x, int y) {
-            return luminance(image_row<float>(&sample, from.bottom + y) + 4 * (from.left + x));
+            return limited_luminance(image_row<float>(&sample, from.bottom + y) + 4 * (from.left + x));
         });
         std::vector<float> tones(TONES + 1);
         for (std::size_t i = 0, k = 0; i <= TONES; ++i) {

@@ -5,6 +5,7 @@
 
 #include "effects/textures/PatchShading.h"
 #include "fftlib/fft_lattice.h"
+#include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_complete.h"
 #include "imagelib/imagelib_distance.h"
 #include "imagelib/imagelib_pyramid.h"
@@ -68,7 +69,7 @@ bool PatchTex::findHole(Hole& hole) const {
                              v = (y + 0.5 - HoleCentre.y * picture.height) / ry;
                 w = static_cast<float>(std::clamp(0.5 + (1.0 - std::sqrt(u * u + v * v)) * std::min(rx, ry), 0.0, 1.0));
             } else {
-                w = 0.3F * mask[4 * x] + 0.5F * mask[4 * x + 1] + 0.2F * mask[4 * x + 2];
+                w = luminance(mask + 4L * x);
                 w = std::clamp((w - BLACK) / (1.0F - 2.0F * BLACK), 0.0F, 1.0F);
             }
             weight[x] = w = InvertMask.value ? 1.0F - w : w;

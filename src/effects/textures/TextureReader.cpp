@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_guided.h"
 #include "k7pi_baselib/portable_math.h"
 
@@ -20,7 +21,7 @@ void flatten(K7Image& texture, const float* paper) {
             for (int x = 0; x < texture.width; ++x, p += 4) {
                 const float alpha = std::clamp(p[3], 0.0F, 1.0F);
                 for (int c = 0; c < 3; ++c) p[c] = paper[c] + alpha * (p[c] - paper[c]);
-                p[3] = 0.3F * p[0] + 0.5F * p[1] + 0.2F * p[2];
+                p[3] = luminance(p);
             }
         }
     });

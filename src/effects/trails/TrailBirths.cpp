@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "effects/engines/particles/Births.h"
+#include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_curves.h"
 #include "k7pi_baselib/portable_math.h"
 #include "k7pi_baselib/rows.h"
@@ -14,8 +15,6 @@ constexpr float TURN = 6.2831855F;
 constexpr float USUAL_SPEED = 0.01F, FASTEST = 6.0F;  // part of the width a frame; times that
 constexpr double FEW_CELLS = 4;                       // so many give half of the births, so that specks give few
 constexpr float MOST_LIVING = 2e5F;                   // particles
-
-float brightness(const float* pixel) { return 0.3F * pixel[0] + 0.5F * pixel[1] + 0.2F * pixel[2]; }
 
 const float* pixel_at(const K7Image& picture, float x, float y) {
     const auto column = static_cast<int>(std::clamp(x, 0.0F, static_cast<float>(picture.width - 1)));
@@ -47,7 +46,7 @@ void MovingPlaces::find(const TrailSettings& s, const TrailView& view) {
             float share = speed > s.speed_low ? smooth_step(speed, s.speed_low, s.speed_high) : 0.0F;
             const int left = x * view.shrink, low = y * view.shrink;
             if (share > 0.0F && s.bright_high > 0.0F)
-                share *= smooth_step(brightness(image_row<float>(view.motion->picture, y) + 4L * x), s.bright_low,
+                share *= smooth_step(luminance(image_row<float>(view.motion->picture, y) + 4L * x), s.bright_low,
                                      s.bright_high);
             if (share > 0.0F && view.matte) {
                 const float half = 0.5F * static_cast<float>(view.shrink);

@@ -5,23 +5,18 @@
 
 #include "Library2/Made.h"
 #include "effects/trails/TrailLive_simd.h"
+#include "imagelib/imagelib_colour.h"
+#include "imagelib/imagelib_curves.h"
 #include "imagelib/imagelib_distance.h"
 #include "imagelib/imagelib_guided.h"
 
 namespace {
 
-constexpr float RED = 0.3F, GREEN = 0.5F, BLUE = 0.2F;
 constexpr float FAINTEST = 1e-4F;
 constexpr float LEAST_CONTRAST = 0.08F;  // between a thing and what is behind it
 constexpr int MOST_MOMENTS = 20;
 constexpr float APART = 2.0F;  // pixels of the layer between moments, where that needs no more of them
 constexpr int BROAD = 24;      // pixels of the layer: half of a thing whose middle counts as deepest
-
-float gentle_step(float v, float low, float high) {
-    const float t = std::clamp((v - low) / std::max(high - low, 1e-6F), 0.0F, 1.0F);
-    return t * t * (3.0F - 2.0F * t);
-}
-float luminance(const float* pixel) { return RED * pixel[0] + GREEN * pixel[1] + BLUE * pixel[2]; }
 
 // The motion of a frame in cells of the shrunk picture, and how far each counts as moving.
 struct Field {
@@ -46,7 +41,7 @@ struct Field {
                 const float du = from[2 * x] - u, dv = from[2 * x + 1] - v, tall = dv * row_height;
                 motion[2 * n] = du;
                 motion[2 * n + 1] = dv;
-                moves[n] = gentle_step(std::sqrt(du * du + tall * tall) * to_widths, key.speed_low, key.speed_high);
+                moves[n] = smooth_step(std::sqrt(du * du + tall * tall) * to_widths, key.speed_low, key.speed_high);
                 if (moves[n] > 0.0F && take.earlier)
                     bendWay(*take.earlier, key.follows_camera, static_cast<float>(x) + from[2 * x],
                             static_cast<float>(y) + from[2 * x + 1], &motion[2 * n], &bend[2 * n]);
@@ -107,7 +102,7 @@ class Edge {
         const Mix& mix = m_mixes[n];
         float along = 0.0F;
         for (int c = 0; c < 3; ++c) along += (pixel[c] - mix.behind[c]) * mix.way[c];
-        const float alpha = gentle_step(along * mix.per, 0.1F, 0.9F);
+        const float alpha = smooth_step(along * mix.per, 0.1F, 0.9F);
         for (int c = 0; c < 3; ++c)
             pixel[c] = alpha > FAINTEST ? share * std::max(pixel[c] - (1.0F - alpha) * mix.behind[c], 0.0F) : 0.0F;
         pixel[3] = alpha > FAINTEST ? share * alpha : 0.0F;
@@ -178,13 +173,13 @@ void key_picture(const TrailMaking& making, const K7Image* matte, const Field& f
                         b = low[place.next] + row.between * (high[place.next] - low[place.next]);
             const float moves = a + place.between * (b - a);
             float wanted = moves > 0.0F ? 1.0F : 0.0F;
-            if (wanted > 0.0F && by_brightness) wanted = gentle_step(luminance(pixel), key.bright_low, key.bright_high);
+            if (wanted > 0.0F && by_brightness) wanted = smooth_step(luminance(pixel), key.bright_low, key.bright_high);
             if (wanted > 0.0F && mask) wanted *= std::clamp(luminance(mask + 4L * x), 0.0F, 1.0F);
             // A cell that moves may reach a little farther than it looks in either direction.
             const int nearest_x = place.between < 0.5F ? place.cell : place.next;
             if (wanted > FAINTEST && edge.part(nearest_x, nearest_y, pixel, wanted * std::min(2.0F * moves, 1.0F)))
                 continue;
-            const float share = wanted * gentle_step(moves, 0.4F, 0.95F);
+            const float share = wanted * smooth_step(moves, 0.4F, 0.95F);
             for (int c = 0; c < 3; ++c) pixel[c] = share > FAINTEST ? pixel[c] * share : 0.0F;
             pixel[3] = share > FAINTEST ? share : 0.0F;
         }

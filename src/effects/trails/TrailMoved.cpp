@@ -3,19 +3,19 @@
 #include <algorithm>
 #include <cmath>
 
+#include "imagelib/imagelib_curves.h"
 #include "noiselib/place_hash.h"
 
 namespace {
 
 constexpr int EDDY_CELLS = 8;  // pixels of a layer along the side of a cell of the eddies
 
-float eased(float t) { return t * t * t * (t * (t * 6.0F - 15.0F) + 10.0F); }
 float lattice_noise(float x, float y, std::uint32_t seed) {
     const auto i = static_cast<int>(std::floor(x)), j = static_cast<int>(std::floor(y));
     const auto corner = [&](int dx, int dy) {
         return signed_of(place_hash(place_hash(seed, std::uint32_t(i + dx)), std::uint32_t(j + dy)));
     };
-    const float fx = eased(x - static_cast<float>(i)), fy = eased(y - static_cast<float>(j));
+    const float fx = smoother_step(x - static_cast<float>(i)), fy = smoother_step(y - static_cast<float>(j));
     const float low = corner(0, 0) + fx * (corner(1, 0) - corner(0, 0)),
                 high = corner(0, 1) + fx * (corner(1, 1) - corner(0, 1));
     return low + fy * (high - low);

@@ -5,6 +5,7 @@
 
 #include "effects/trails/TrailPathBrush.h"
 #include "effects/trails/TrailPathDrawing.h"
+#include "imagelib/imagelib_colour.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/portable_math.h"
 #include "noiselib/place_hash.h"
@@ -210,8 +211,7 @@ ImagePtr shaped(const K7Image& clip, int from) {
     }
     for (int y = 0; y < clip.height && !holes; ++y) {
         float* row = image_row<float>(picture.get(), y);
-        for (int x = 0; x < clip.width; ++x, row += 4)
-            row[3] = std::clamp(0.3F * row[0] + 0.5F * row[1] + 0.2F * row[2], 0.0F, 1.0F);
+        for (int x = 0; x < clip.width; ++x, row += 4) row[3] = std::clamp(luminance(row), 0.0F, 1.0F);
     }
     return picture;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "imagelib/imagelib_curves.h"
 #include "noiselib/place_hash.h"
 
 namespace {
@@ -70,8 +71,6 @@ int whole_part(float v) {
     return i - (v < static_cast<float>(i) ? 1 : 0);
 }
 
-float smooth_part(float t) { return t * t * t * (10.0F + t * (6.0F * t - 15.0F)); }
-
 }  // namespace
 
 std::vector<PathVertex> path_vertices(std::vector<PathPlace> points, PathCurve curve, bool closed, float step) {
@@ -119,7 +118,7 @@ float path_noise(float at, std::uint32_t seed) {
     const int whole = whole_part(at);
     const auto cell = static_cast<std::uint32_t>(whole);
     const float a = signed_of(place_hash(seed, cell)), b = signed_of(place_hash(seed, cell + 1));
-    return a + (b - a) * smooth_part(at - static_cast<float>(whole));
+    return a + (b - a) * smoother_step(at - static_cast<float>(whole));
 }
 
 float grain_noise(float x, float y, std::uint32_t seed) {
@@ -139,7 +138,7 @@ void wobble_path(std::vector<PathVertex>& line, float amount, float wave, std::u
     if (line.size() < 3 || !(amount > 0.0F)) return;
     const double whole = std::floor(time);
     const auto shape = static_cast<std::uint32_t>(static_cast<std::int64_t>(whole));
-    const float part = smooth_part(static_cast<float>(time - whole)), length = line.back().s;
+    const float part = smoother_step(static_cast<float>(time - whole)), length = line.back().s;
     const std::uint32_t now = place_hash(place_hash(seed, 11), shape),
                         next = place_hash(place_hash(seed, 11), shape + 1);
     const auto pushed = [&](float s) {
@@ -157,7 +156,7 @@ void wobble_path(std::vector<PathVertex>& line, float amount, float wave, std::u
         if (!(way > 1e-6F)) continue;
         float push = pushed(line[i].s);
         if (const float left = length - line[i].s; closed && left < blend)
-            push += smooth_part(1.0F - left / blend) * (pushed(line[i].s - length) - push);
+            push += smoother_step(1.0F - left / blend) * (pushed(line[i].s - length) - push);
         moved[i].x -= push * dy / way, moved[i].y += push * dx / way;
     }
     for (std::size_t i = 1; i < moved.size(); ++i)

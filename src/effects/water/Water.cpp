@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "imagelib/imagelib_blur.h"
+#include "imagelib/imagelib_colour.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 namespace {
@@ -91,8 +92,7 @@ ImagePtr Water::luminance(ClipRecord& clip, int frame_number) {
         for (int y = first; y <= last; ++y) {
             const float* from = image_row<float>(picture, y);
             float* to = image_row<float>(plane.get(), y);
-            for (int x = 0; x < picture->width; ++x)
-                to[x] = 0.3f * from[4 * x] + 0.5f * from[4 * x + 1] + 0.2f * from[4 * x + 2];
+            for (int x = 0; x < picture->width; ++x) to[x] = ::luminance(from + 4L * x);
         }
     });
     return plane;

@@ -6,6 +6,7 @@
 
 #include "effects/engines/refraction/Refraction_simd.h"
 #include "effects/weather/HeatHaze_simd.h"
+#include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_pyramid.h"
 #include "imagelib/imagelib_resample.h"
 #include "k7pi_baselib/k7pi_baselib.h"
@@ -130,7 +131,7 @@ ImagePtr HeatHaze::heatMap(const K7Image& frame) {
             for (int x = 0; x < width; ++x) row[x] = std::max(row[x] + level, 0.0f);
             if (!mask) continue;
             const float* m = image_row<float>(mask, y);
-            for (int x = 0; x < width; ++x) row[x] *= 0.3f * m[4 * x] + 0.5f * m[4 * x + 1] + 0.2f * m[4 * x + 2];
+            for (int x = 0; x < width; ++x) row[x] *= luminance(m + 4L * x);
         }
     });
     return heat;

@@ -8,6 +8,7 @@
 #include "Library2/Made.h"
 #include "effects/engines/motion/small_things.h"
 #include "effects/engines/replay/FrameClock.h"
+#include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_guided.h"
 
 namespace {
@@ -92,7 +93,7 @@ ClipMotion::Known ClipMotion::shrunk(const K7Image& picture) const {
         float* to = image_row<float>(known.grey.get(), y);
         known.print = fingerprint(from, std::size_t(small.width) * 4 * sizeof *from, known.print);
         for (int x = 0; x < small.width; ++x, from += 4) {
-            const float level = 0.3F * from[0] + 0.5F * from[1] + 0.2F * from[2];
+            const float level = luminance(from);
             to[x] = level > 0.0F ? std::min(level, WHITE) : 0.0F;  // NaN too
         }
     }

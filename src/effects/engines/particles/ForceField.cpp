@@ -5,6 +5,7 @@
 
 #include "effects/engines/particles/ForceField_simd.h"
 #include "effects/engines/replay/FrameClock.h"
+#include "imagelib/imagelib_colour.h"
 #include "k7pi_baselib/rows.h"
 
 namespace particles {
@@ -15,8 +16,6 @@ constexpr float SWIRL_STEP = 0.1f;   // of a cell, over which the potential is c
 constexpr float SWIRL_MEAN = 0.9f;   // brings the root mean square of the curl to about 1
 constexpr float GUST_CELLS = 0.06f;  // a frame
 constexpr float FARTHEST = 1e9f;     // pixels; whatever flies on beyond it stays finite
-
-float luminance(const float* pixel) { return 0.3f * pixel[0] + 0.5f * pixel[1] + 0.2f * pixel[2]; }
 
 // Means over 2 reach + 1 samples of a line, the ends repeated.
 void soften_line(float* line, int count, int stride, int reach, float* scratch) {
