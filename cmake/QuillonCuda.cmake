@@ -1,8 +1,9 @@
 # quillon_cuda_sources(<target> <file.cu>...)
 #
 # Compiles CUDA sources with nvcc and adds them to a target. QUILLON_CUDA says whether there is CUDA at all: it is on
-# where an nvcc is found that can use this compiler. The runtime library is linked from its archive, and the driver is
-# opened by it at its first call, so that nothing of CUDA is needed where a library made so is loaded.
+# where an nvcc is found that can use this compiler. Without it the same files are compiled as C++: their kernels can
+# then run on the processor only. quillon_cuda_runtime(<target>) links the runtime library from its archive. The driver
+# is opened by it at its first call, so that nothing of CUDA is needed where a library made so is loaded.
 #
 # nvcc is called directly. CMake's own support of the language would try it out at every first configuring, and the
 # older versions that we build with know neither C++20 in it nor today's devices.
@@ -15,7 +16,7 @@ set(QUILLON_CUDA_TARGETS
   -gencode=arch=compute_90,code=compute_90)
 
 # The same rounding as on the processor: a product and a sum are never fused, and tiny numbers stay.
-set(QUILLON_CUDA_FLAGS -std=c++20 -O3 --fmad=false --ftz=false --prec-div=true --prec-sqrt=true
+set(QUILLON_CUDA_FLAGS -std=c++20 -O3 --fmad=false --ftz=false --prec-div=true --prec-sqrt=true --expt-relaxed-constexpr
   -I${CMAKE_SOURCE_DIR}/src -ccbin ${CMAKE_CXX_COMPILER} -Xcompiler=-fPIC,-fvisibility=hidden,-ffp-contract=off
   ${QUILLON_CUDA_TARGETS})
 
@@ -60,6 +61,11 @@ if(QUILLON_CUDA AND NOT QUILLON_CUDA_WORKS)
 endif()
 
 function(quillon_cuda_sources target)
+  if(NOT QUILLON_CUDA)
+    target_sources(${target} PRIVATE ${ARGN})
+    set_source_files_properties(${ARGN} PROPERTIES LANGUAGE CXX COMPILE_OPTIONS "-x;c++")
+    return()
+  endif()
   set(flags ${QUILLON_CUDA_FLAGS})
   if(QUILLON_WERROR)
     list(APPEND flags --Werror=all-warnings)
@@ -74,7 +80,10 @@ function(quillon_cuda_sources target)
     target_sources(${target} PRIVATE ${object})
     set_source_files_properties(${object} PROPERTIES EXTERNAL_OBJECT TRUE GENERATED TRUE)
   endforeach()
-  # Nobody who looks into a library that we are part of sees the runtime's names.
+endfunction()
+
+function(quillon_cuda_runtime target)
   target_link_libraries(${target} PUBLIC ${QUILLON_CUDART} ${CMAKE_DL_LIBS} rt)
+  # Nobody who looks into a library that we are part of sees the runtime's names.
   target_link_options(${target} INTERFACE LINKER:--exclude-libs,libcudart_static.a)
 endfunction()

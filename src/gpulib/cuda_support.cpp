@@ -192,6 +192,11 @@ GpuShape gpu_shape_of_picture(int width, int height) {
             threads_x, threads_y};
 }
 
+GpuShape gpu_shape_of_line(int count) {
+    constexpr int threads = 128;
+    return {.blocks_x = static_cast<unsigned>(cuda_div_up(count, threads)), .threads_x = threads};
+}
+
 // ---- The decision ---------------------------------------------------------------------------------------------
 
 bool cuda_check(bool print_properties) {

@@ -1,10 +1,9 @@
-// The CUDA runtime as a GpuRuntime, and the kernel that tries a device.
+// The CUDA runtime as a GpuRuntime.
 #include <cuda_runtime_api.h>
 
 #include <cstdio>
 
 #include "gpulib/builtin_runtime.h"
-#include "gpulib/probe.h"
 
 namespace {
 
@@ -74,14 +73,9 @@ GpuStatus create_event(GpuEvent* event) {
     return status;
 }
 
-GpuStatus launch(const void* kernel, const GpuShape& shape, void** arguments, GpuStream stream) {
-    return answer(cudaLaunchKernel(kernel, dim3(shape.blocks_x, shape.blocks_y), dim3(shape.threads_x, shape.threads_y),
+GpuStatus launch(const GpuFunction& kernel, const GpuShape& shape, void** arguments, GpuStream stream) {
+    return answer(cudaLaunchKernel(kernel.device, dim3(shape.blocks_x, shape.blocks_y), dim3(shape.threads_x, shape.threads_y),
                                    arguments, 0, of(stream)));
-}
-
-__global__ void fill_with_probe_values(float* values, unsigned count) {
-    const unsigned i = blockIdx.x * blockDim.x + threadIdx.x;
-    if (i < count) values[i] = probe_value(i);
 }
 
 }  // namespace
@@ -117,5 +111,3 @@ const GpuRuntime builtin_gpu_runtime = {
     .launch = launch,
     .error_text = [](GpuStatus status) { return cudaGetErrorString(static_cast<cudaError_t>(status)); },
 };
-
-GpuKernel<float*, unsigned> probe_kernel() { return gpu_kernel(fill_with_probe_values); }

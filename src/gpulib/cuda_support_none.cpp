@@ -1,7 +1,6 @@
 // In place of cuda_support_cuda.cu in a build without CUDA: all is as on a machine without a driver. Nothing gets past
 // the question for devices, so nothing else needs an answer of its own.
 #include "gpulib/builtin_runtime.h"
-#include "gpulib/probe.h"
 
 namespace {
 
@@ -35,5 +34,3 @@ const GpuRuntime builtin_gpu_runtime = {
     .launch = no_driver,
     .error_text = [](GpuStatus) { return "this build has no CUDA"; },
 };
-
-GpuKernel<float*, unsigned> probe_kernel() { return {}; }

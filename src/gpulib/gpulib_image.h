@@ -76,6 +76,9 @@ class DeviceImage {
     bool to_host();       // waits, and brings the picture to the host's pixels unless they have it
     void host_written();  // the host's pixels have been changed: the device's picture is stale
 
+    int width() const { return m_host.width; }
+    int height() const { return m_host.height; }
+    bool has_room() const { return m_memory.get() != nullptr; }  // on the device
     bool on_device() const { return m_on_device; }
     bool on_host() const { return m_on_host; }
     GpuStatus status() const { return m_status; }  // of the call that failed last

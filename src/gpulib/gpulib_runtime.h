@@ -5,6 +5,8 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <tuple>
 #include <type_traits>
 
 // What small formulas that run on both sides are declared with, so that each is written once.
@@ -52,6 +54,18 @@ struct GpuShape {
     unsigned threads_x = 1, threads_y = 1;
 };
 
+// A thread among all of a launch.
+struct GpuPlace {
+    int x = 0, y = 0;
+};
+
+// What is launched: the kernel's entry for devices, null in a build without CUDA, and the same kernel for a runtime
+// that runs on the processor. That one takes the addresses of the arguments, and keeps copies.
+struct GpuFunction {
+    const void* device = nullptr;
+    std::function<void(GpuPlace)> (*host)(void** arguments) = nullptr;
+};
+
 // Copies, clear, launch and event_record queue work on a stream and return. What fails later is reported by the next
 // call that waits. Copies are asynchronous only from and to memory of host_allocate.
 struct GpuRuntime {
@@ -74,7 +88,7 @@ struct GpuRuntime {
     GpuStatus (*event_record)(GpuEvent event, GpuStream stream);
     GpuStatus (*event_query)(GpuEvent event);  // GPU_NOT_READY while work before it runs
     GpuStatus (*event_synchronize)(GpuEvent event);
-    GpuStatus (*launch)(const void* kernel, const GpuShape& shape, void** arguments, GpuStream stream);
+    GpuStatus (*launch)(const GpuFunction& kernel, const GpuShape& shape, void** arguments, GpuStream stream);
     const char* (*error_text)(GpuStatus status);  // a constant; touches no device
 };
 
@@ -88,24 +102,58 @@ void gpu_set_runtime(const GpuRuntime* runtime);
 bool gpu_succeeded(GpuStatus status, const char* doing);
 
 // ---- Kernels --------------------------------------------------------------------------------------------------
+//
+// A kernel is a function of a place and its arguments, declared GPU_AND_CPU, which does the work of one thread:
+//
+//     GPU_AND_CPU void halve_kernel(GpuPlace at, float* values, int count) {
+//         if (at.x < count) values[at.x] *= 0.5f;
+//     }
+//     GpuKernel<float*, int> halve() { return gpu_kernel<halve_kernel>(); }
+//
+// It stands in a .cu file, which nvcc compiles, or in a build without CUDA the C++ compiler. Kernels share no memory
+// between threads. So they also run on the processor, one thread after the other, and give the same bits there: nothing
+// is contracted on either side, and elementary functions come from simdlib/elementary.h.
 
-// A kernel by the types of its parameters. A .cu file makes one of a __global__ function, so that its callers need not
-// be compiled by nvcc.
+// A kernel by the types of its parameters, so that its callers need not be compiled by nvcc.
 template <class... Parameters>
-struct GpuKernel {
-    const void* function = nullptr;
-};
-template <class... Parameters>
-GpuKernel<Parameters...> gpu_kernel(void (*function)(Parameters...)) {
-    return {reinterpret_cast<const void*>(function)};
+struct GpuKernel : GpuFunction {};
+
+#ifdef __CUDACC__
+template <auto Body, class... Parameters>
+__global__ void gpu_entry(Parameters... arguments) {
+    Body(GpuPlace{static_cast<int>(blockIdx.x * blockDim.x + threadIdx.x),
+                  static_cast<int>(blockIdx.y * blockDim.y + threadIdx.y)},
+         arguments...);
+}
+#endif
+
+template <auto Body, class... Parameters>
+GpuKernel<Parameters...> gpu_kernel_of(void (*)(GpuPlace, Parameters...)) {
+    GpuKernel<Parameters...> kernel;
+#ifdef __CUDACC__
+    kernel.device = reinterpret_cast<const void*>(&gpu_entry<Body, Parameters...>);
+#endif
+    kernel.host = [](void** addresses) -> std::function<void(GpuPlace)> {
+        std::size_t next = 0;
+        return [arguments = std::tuple<Parameters...>{*static_cast<Parameters*>(addresses[next++])...}](GpuPlace at) {
+            std::apply([at](const Parameters&... argument) { Body(at, argument...); }, arguments);
+        };
+    };
+    return kernel;
+}
+template <auto Body>
+auto gpu_kernel() {
+    return gpu_kernel_of<Body>(Body);
 }
 
 // A thread for each pixel, in blocks of 16 x 12. The kernel tests whether its pixel is within the picture.
 GpuShape gpu_shape_of_picture(int width, int height);
+// A thread for each of `count` things along x, in blocks of 128.
+GpuShape gpu_shape_of_line(int count);
 
 template <class... Parameters>
 GpuStatus gpu_launch(const GpuKernel<Parameters...>& kernel, const GpuShape& shape, GpuStream stream,
                      std::type_identity_t<Parameters>... arguments) {
     void* addresses[] = {const_cast<void*>(static_cast<const void*>(&arguments))...};
-    return gpu_runtime().launch(kernel.function, shape, addresses, stream);
+    return gpu_runtime().launch(kernel, shape, addresses, stream);
 }

@@ -11,5 +11,5 @@ GPU_AND_CPU float probe_value(unsigned i) {
     return sqrtf(scaled + 0.3f);
 }
 
-// values[i] = probe_value(i) for i in [0, count), a row of threads. Without a function in a build without CUDA.
+// values[i] = probe_value(i) for i in [0, count), a row of threads.
 GpuKernel<float*, unsigned> probe_kernel();

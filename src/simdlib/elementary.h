@@ -11,14 +11,18 @@
 // (M. Payne and R. Hanek, "Radian reduction for trigonometric functions", 1983).
 //
 // All is static, for the files that are built once for each instruction set. Other code calls
-// k7pi_baselib/portable_math.h.
+// k7pi_baselib/portable_math.h. Kernels for CUDA devices call them with a double.
 #pragma once
 
 #include <cstdint>
 
 namespace elementary {
 
+#ifdef __CUDACC__
+#define QUILLON_ELEMENTARY [[maybe_unused]] __host__ __device__ static __forceinline__
+#else
 #define QUILLON_ELEMENTARY [[maybe_unused, gnu::always_inline]] static inline
+#endif
 
 // ---- Lanes --------------------------------------------------------------------------------------------------------
 

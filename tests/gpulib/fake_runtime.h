@@ -14,16 +14,6 @@
 #include "gpulib/gpulib_image.h"
 #include "gpulib/gpulib_runtime.h"
 
-// A kernel that runs on the processor: takes the addresses of its arguments, answers the work.
-struct FakeKernel {
-    std::function<std::function<void()>(void** arguments, const GpuShape& shape)> bind;
-
-    template <class... Parameters>
-    GpuKernel<Parameters...> handle() const {
-        return {this};
-    }
-};
-
 // Installed while it lives; there is one at a time.
 class FakeRuntime {
   public:
