@@ -1,5 +1,6 @@
 #include "Library2/PluginK7.h"
 
+#include "Library2/DeviceFrame.h"
 #include "Library2/HostImage.h"
 #include "Library2/MultiProcess.h"
 #include "imagelib/imagelib_resample.h"
@@ -110,3 +111,22 @@ bool PluginK7::fetchFrame(OfxImageClipHandle clip, double time, K7Image* image) 
     const double scale = frame.renderScale();
     return make_float_image(pixels, image, image->width, image->height, frame.aspect(), true, scale, rowRunner());
 }
+
+DeviceFrame* PluginK7::deviceFor(double nanoseconds) {
+    if (m_device) return m_device.get();
+    const EffectInfo& declaration = info();
+    const int pictures = static_cast<int>(declaration.inputs().size()) + 1;
+    if (!image_pays_on_device(declaration.output.image.get(), pictures, nanoseconds)) return nullptr;
+    auto device = std::make_unique<DeviceFrame>();
+    if (!gpu_succeeded(device->begin(), "creating a stream")) return nullptr;
+    m_device = std::move(device);
+    return m_device.get();
+}
+
+void PluginK7::leaveDevice() {
+    if (!m_device) return;
+    const ClipRecord& output = info().output;
+    if (output.image && !m_device->failed()) m_device->fetch(output);
+}
+
+void PluginK7::dropDevice() { m_device.reset(); }

@@ -10,6 +10,7 @@
 #include "Library2/Overlay.h"
 #include "imagelib/imagelib.h"
 
+class DeviceFrame;
 class K7PTMultiProcess;
 struct MultiThreadRecord;
 
@@ -116,6 +117,14 @@ class PluginK7 {
     // else is memory that couldn't be had.
     bool madeUnlessAborted(bool done) const { return done || (!abortRequested() && made(done)); }
 
+    // ---- CUDA device
+    // While a frame is rendered: what the effect's path on the device works with, null where there is no device or it
+    // would not be faster. `nanoseconds` is what the picture takes the processor on one thread, a pixel.
+    DeviceFrame* deviceFor(double nanoseconds);
+    // At the end of a render: brings the output to the host, where a device has made it.
+    void leaveDevice();
+    void dropDevice();  // and forgets the pictures that are there
+
     // ---- Host
     // Whether the host wants this render to end; non-zero is yes.
     virtual int abortRequested() const;
@@ -134,6 +143,7 @@ class PluginK7 {
     bool holdsRenderLock = false;  // while ProcessFrame runs
 
   private:
+    std::unique_ptr<DeviceFrame> m_device;  // of this render
     void* m_Private[32] = {};
 };
 

@@ -52,6 +52,18 @@ class RenderLockGuard {
     PluginK7& m_effect;
 };
 
+// However ProcessFrame ends, nothing of it stays on a device.
+class DeviceGuard {
+  public:
+    explicit DeviceGuard(PluginK7& effect) : m_effect(effect) {}
+    ~DeviceGuard() { m_effect.dropDevice(); }
+    DeviceGuard(const DeviceGuard&) = delete;
+    DeviceGuard& operator=(const DeviceGuard&) = delete;
+
+  private:
+    PluginK7& m_effect;
+};
+
 // The host's threads serve this effect while the object lives.
 class HostThreads {
   public:
@@ -278,7 +290,9 @@ class Render {
         if (smallPreview && m_effect.effectTraits().skipsSmallPreview) return;
         // The effect may take its input over.
         const ImagePtr source(m_effect.doAlpha ? nullptr : made(image_duplicate(m_info.primary()->image.get())));
+        const DeviceGuard device(m_effect);
         m_effect.ProcessFrame();
+        m_effect.leaveDevice();
         K7Image* result = m_info.output.image.get();
         if (!result) return;
         if (source) made(image_copy_channels(source.get(), result, ALPHA));

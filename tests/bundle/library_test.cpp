@@ -20,8 +20,13 @@ TEST(BundleLibrary, ShowsTheLoaderTwoFunctionsAndNeedsOnlyTheCLibrary) {
     const bundlecheck::ElfFacts library = bundlecheck::readElf(QUILLON_BUNDLE_PATH);
     EXPECT_THAT(library.exported, UnorderedElementsAre("OfxGetNumberOfPlugins", "OfxGetPlugin"));
     // The C library, which consisted of more files before glibc 2.34.
-    const std::set<std::string> everywhere{
-        "libc.so.6", "libm.so.6", "libdl.so.2", "libpthread.so.0", "ld-linux-x86-64.so.2", "ld-linux-aarch64.so.1"};
+    const std::set<std::string> everywhere{"libc.so.6",
+                                           "libm.so.6",
+                                           "libdl.so.2",
+                                           "libpthread.so.0",
+                                           "librt.so.1",
+                                           "ld-linux-x86-64.so.2",
+                                           "ld-linux-aarch64.so.1"};
     EXPECT_THAT(library.libraries, IsSubsetOf(everywhere));
 }
 

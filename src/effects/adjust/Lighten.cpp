@@ -1,12 +1,22 @@
 #include "effects/adjust/Lighten.h"
 
+#include "Library2/DeviceFrame.h"
 #include "imagelib/imagelib_colour.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 void Lighten::ProcessFrame() {
-    const StageTimer timer("Lighten (CPU)");
     K7Image* picture = input.image.get();
+    K7Image* result = output.image.get();
     const auto gamma = static_cast<float>(Gamma.value);
-    if (Gamma.value != 1.0 && gamma > 0.0f) made(image_apply_gamma(picture, picture, gamma));
-    spreadExtreme(Extreme::Lightest, {CutOff, Rad, channels}, picture, output.image.get());
+    const bool boosts = Gamma.value != 1.0 && gamma > 0.0f;
+    const DeviceExtreme job = extremeOf(Extreme::Lightest, {CutOff, Rad, channels}, *result);
+    if (DeviceFrame* device = boosts ? nullptr : deviceFor(EXTREME_NANOSECONDS)) {
+        const StageTimer timer("Lighten (CUDA)");
+        device->check("cuda_lighten",
+                      cuda_lighten(device->picture(input), device->picture(output), job, device->stream()));
+        return;
+    }
+    const StageTimer timer("Lighten (CPU)");
+    if (boosts) made(image_apply_gamma(picture, picture, gamma));
+    made(image_window_extreme(picture, result, true, job.windows, &job.gate));
 }

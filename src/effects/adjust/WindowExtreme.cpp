@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "Library2/Made.h"
-
 ChannelSizeControls::ChannelSizeControls(EffectInfo* owner)
     : split(owner, {"DoRGB", "Split RGB"}, "Gives each channel a window of its own instead of one for all."),
       red(owner, {"RadR", "Red Size", 3, 1, 30},
@@ -25,16 +23,19 @@ WindowSize extremeWindow(int size, const K7Image& output) {
     return {rows, columns, std::max(1, rows / 2)};
 }
 
-void spreadExtreme(Extreme extreme, const ExtremeControls& controls, const K7Image* input, K7Image* output) {
-    WindowSize windows[4];
+DeviceExtreme extremeOf(Extreme extreme, const ExtremeControls& controls, const K7Image& output) {
+    // Pixels at the threshold itself are filtered by both effects.
+    DeviceExtreme job{output.width,
+                      output.height,
+                      {},
+                      {static_cast<float>(controls.cutOff.value * 0.01), extreme == Extreme::Darkest}};
     const ChannelSizeControls& channels = controls.channels;
     if (channels.split.value) {
         const IntegerControlK7* sizes[] = {&channels.red, &channels.green, &channels.blue, &channels.alpha};
-        for (int channel = 0; channel < 4; ++channel) windows[channel] = extremeWindow(sizes[channel]->value, *output);
+        for (int channel = 0; channel < 4; ++channel)
+            job.windows[channel] = extremeWindow(sizes[channel]->value, output);
     } else {
-        std::fill_n(windows, 4, extremeWindow(controls.size.value, *output));
+        std::fill_n(job.windows, 4, extremeWindow(controls.size.value, output));
     }
-    // Pixels at the threshold itself are filtered by both effects.
-    const ExtremeGate gate{static_cast<float>(controls.cutOff.value * 0.01), extreme == Extreme::Darkest};
-    made(image_window_extreme(input, output, extreme == Extreme::Lightest, windows, &gate));
+    return job;
 }

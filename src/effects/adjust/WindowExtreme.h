@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Library2/EffectInfo.h"
-#include "imagelib/imagelib_morphology.h"
+#include "effects/adjust/WindowExtreme_cuda.h"
 
 enum class Extreme { Darkest, Lightest };
 
@@ -23,4 +23,7 @@ struct ExtremeControls {
     const IntegerControlK7& size;
     const ChannelSizeControls& channels;
 };
-void spreadExtreme(Extreme extreme, const ExtremeControls& controls, const K7Image* input, K7Image* output);
+DeviceExtreme extremeOf(Extreme extreme, const ExtremeControls& controls, const K7Image& output);
+
+// What both take the processor on one thread, a pixel.
+inline constexpr double EXTREME_NANOSECONDS = 2.5;

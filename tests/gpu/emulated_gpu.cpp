@@ -1,0 +1,124 @@
+#include "gpu/emulated_gpu.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "k7pi_baselib/rows.h"
+
+namespace {
+
+constexpr GpuStatus LOST = 719;
+constexpr std::align_val_t ALIGNED{256};
+constexpr int CALLS_OF_THE_DECISION = 9;
+
+std::atomic<int> s_calls{0};
+
+GpuStatus enter() {
+    static const char* const fails_at = std::getenv("EMULATED_GPU_FAILS_AT");
+    const int call = s_calls.fetch_add(1) + 1 - CALLS_OF_THE_DECISION;
+    return fails_at && call >= std::atoi(fails_at) ? LOST : GPU_SUCCESS;
+}
+
+GpuStatus get_properties(int, GpuDeviceProperties* properties) {
+    std::snprintf(properties->name, sizeof properties->name, "Emulated device");
+    properties->global_memory = std::size_t{8} << 30;
+    properties->warp_size = 32;
+    properties->max_threads_per_block = 1024;
+    properties->major = 9;
+    properties->multiprocessors = 1;
+    return enter();
+}
+
+GpuStatus allocate(void** memory, std::size_t bytes) {
+    if (const GpuStatus status = enter()) return status;
+    *memory = ::operator new(bytes, ALIGNED, std::nothrow);
+    if (!*memory) return GPU_OUT_OF_MEMORY;
+    std::memset(*memory, 0xa5, bytes);  // a device's memory holds anything
+    return GPU_SUCCESS;
+}
+
+GpuStatus free_memory(void* memory) {
+    ::operator delete(memory, ALIGNED);
+    return enter();
+}
+
+GpuStatus copy(void* to, const void* from, std::size_t bytes, GpuStream) {
+    if (const GpuStatus status = enter()) return status;
+    std::memcpy(to, from, bytes);
+    return GPU_SUCCESS;
+}
+
+template <class Handle>
+GpuStatus create(Handle* handle) {
+    if (const GpuStatus status = enter()) return status;
+    *handle = reinterpret_cast<Handle>(new char);
+    return GPU_SUCCESS;
+}
+template <class Handle>
+GpuStatus destroy(Handle handle) {
+    delete reinterpret_cast<char*>(handle);
+    return enter();
+}
+
+// Whole blocks, as on a device: threads beyond the picture run too.
+GpuStatus launch(const GpuFunction& kernel, const GpuShape& shape, void** arguments, GpuStream) {
+    if (const GpuStatus status = enter()) return status;
+    const auto wide = static_cast<int>(shape.blocks_x * shape.threads_x),
+               high = static_cast<int>(shape.blocks_y * shape.threads_y);
+    const auto thread = kernel.host(arguments);
+    constexpr int pieces = 64;
+    const int columns = high > 1 ? 1 : pieces, width = (wide + columns - 1) / columns;
+    for_rows(high * columns, [&](int first, int last) {
+        for (int piece = first; piece <= last; ++piece) {
+            const int left = piece % columns * width;
+            for (int x = left; x < std::min(left + width, wide); ++x) thread({x, piece / columns});
+        }
+    });
+    return GPU_SUCCESS;
+}
+
+template <class... Arguments>
+GpuStatus done(Arguments...) {
+    return enter();
+}
+
+}  // namespace
+
+const GpuRuntime& emulated_gpu() {
+    static constexpr GpuRuntime table = {
+        .get_device_count =
+            [](int* count) {
+                *count = 1;
+                return enter();
+            },
+        .get_device_properties = get_properties,
+        .set_device = done,
+        .device_synchronize = done,
+        .device_allocate = allocate,
+        .device_free = free_memory,
+        .host_allocate = allocate,
+        .host_free = free_memory,
+        .copy_to_device = copy,
+        .copy_to_host = copy,
+        .clear =
+            [](void* memory, std::size_t bytes, GpuStream) {
+                std::memset(memory, 0, bytes);
+                return enter();
+            },
+        .stream_create = create,
+        .stream_destroy = destroy,
+        .stream_synchronize = done,
+        .event_create = create,
+        .event_destroy = destroy,
+        .event_record = done,
+        .event_query = done,
+        .event_synchronize = done,
+        .launch = launch,
+        .error_text = [](GpuStatus) { return "emulated failure"; },
+    };
+    return table;
+}
