@@ -1,5 +1,7 @@
 #include "Library2/BundleState.h"
 
+#include <string_view>
+
 #include "k7pi_baselib/k7pi_baselib.h"
 
 namespace {
@@ -27,6 +29,8 @@ void readHostFacts(BundleState& state) {
     state.hostLabel = state.quirks->label;
     state.hostMultipleClipDepths = host.intOr(ofx::prop::MultipleClipDepths, 0);
     state.hostTemporalClipAccess = host.intOr(ofx::prop::TemporalClipAccess, 0);
+    const std::string_view devices = host.stringOr(ofx::prop::CudaRenderSupported, "false");
+    state.hostHasDevices = devices == "true" || devices == "needed";
     state.hostSupportsOverlays = host.intOr(ofx::prop::SupportsOverlays, 0);
     if (state.quirks->neverPages) {
         state.maxPages = 0;

@@ -37,7 +37,8 @@ struct BundleState {
     int hostMultipleClipDepths = 0;
     int hostTemporalClipAccess = 0;
     int hostSupportsOverlays = 0;
-    int maxPages = 0;  // 0: groups instead of pages
+    bool hostHasDevices = false;  // may give pictures on a CUDA device
+    int maxPages = 0;             // 0: groups instead of pages
     int pageRows = 0;
     int pageColumns = 0;
 };

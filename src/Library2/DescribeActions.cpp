@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "Library2/Actions.h"
+#include "gpulib/gpulib.h"
+#include "gpulib/gpulib_image.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 // ---- Load -----------------------------------------------------------------------------------------------------
@@ -31,6 +33,7 @@ OfxStatus actionLoad() {
 // The last effect to be unloaded frees what the bundle holds for the process.
 OfxStatus actionUnload() {
     if (--s_loaded == 0) {
+        gpu_release_staging();
         CloseLog();
         k7_image_blocks_release();
     }
@@ -62,6 +65,10 @@ OfxStatus actionDescribe(const EffectEntry& entry, OfxImageEffectHandle descript
     if (traits.generator) set.setString(ofx::prop::SupportedContexts, ofx::context::Generator, 2);
     if (traits.overlay && state.hostSupportsOverlays && entry.overlayEntry)
         set.setPointer(ofx::prop::PluginOverlayInteractV1, reinterpret_cast<void*>(entry.overlayEntry));
+    if (traits.onDevice && state.hostHasDevices && cuda_built()) {
+        set.setString(ofx::prop::CudaRenderSupported, "true");
+        set.setString(ofx::prop::CudaStreamSupported, "true");
+    }
     if (state.quirks->sequentialRender) set.setInt(ofx::prop::InstanceSequentialRender, 1);
     return ofx::status::OK;
 }

@@ -17,8 +17,10 @@
 // The framework brings the output to the host afterwards.
 class DeviceFrame {
   public:
-    GpuStatus begin() { return m_stream.create(); }  // once, before anything else
-    GpuStream stream() const { return m_stream.get(); }
+    // Once, before anything else: on a stream of its own, or on the host's.
+    GpuStatus begin();
+    void begin(GpuStream hosts) { m_queue = hosts; }
+    GpuStream stream() const { return m_queue; }
 
     // The picture of a clip or of the output, which has an image. It is copied to the device when it is read first.
     DeviceImage& picture(const ClipRecord& clip);
@@ -38,6 +40,7 @@ class DeviceFrame {
         DeviceImage picture;
     };
     DeviceStream m_stream;
+    GpuStream m_queue = nullptr;
     std::deque<Held> m_held;
     bool m_failed = false;
 };

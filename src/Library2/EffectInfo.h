@@ -60,6 +60,7 @@ struct EffectTraits {
     bool overlay = false;      // draws handles in the host's viewer
     bool otherFrames = false;  // needs frames other than the current one
     FrameHistory history = FrameHistory::None;
+    bool onDevice = false;  // makes its whole picture on a CUDA device, for some values of its controls at least
     bool skipsSmallPreview = false;  // shows its input in the thumbnail of hosts that ask for one
     const char* description = "";
     const char* purpose = "";  // for the manual: what the effect is for, in a few sentences

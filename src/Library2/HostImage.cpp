@@ -38,7 +38,7 @@ double reciprocalWhereAsked(double aspect) {
 
 }  // namespace
 
-HostImage::HostImage(OfxImageClipHandle clip, double time) {
+HostImage::HostImage(OfxImageClipHandle clip, double time, HostDevice* device) : m_device(device) {
     if (!clip) return;
     OfxPropertySetHandle handle = nullptr;
     const auto status = callSuite(bundleState().suites.effect, &OfxImageEffectSuiteV1::clipGetImage, clip, time,
@@ -65,6 +65,46 @@ HostTarget HostImage::target() const {
     target.data = m_set.pointerOr(ofx::prop::ImageData, nullptr);
     target.depth = depthBits(m_set.stringOr(ofx::prop::PixelDepth, ""));
     return target;
+}
+
+// A picture of a device in main memory, rows as far apart as there. Null where it can't be had.
+void* HostImage::staged(const void* data, const HostRect& bounds, int depth, std::ptrdiff_t row_bytes) {
+    const std::ptrdiff_t pixel_bytes = depth / 2, columns = std::ptrdiff_t{bounds.x2} - bounds.x1,
+                         rows = std::ptrdiff_t{bounds.y2} - bounds.y1;
+    const bool sound = columns > 0 && rows > 0 && depth > 0 && row_bytes >= columns * pixel_bytes &&
+                       row_bytes < (std::ptrdiff_t{1} << 32) && rows < (std::ptrdiff_t{1} << 24);
+    if (!sound) return nullptr;
+    const auto bytes = static_cast<std::size_t>((rows - 1) * row_bytes + columns * pixel_bytes);
+    m_staged.resize(bytes);
+    const GpuRuntime& runtime = gpu_runtime();
+    if (gpu_succeeded(runtime.copy_to_host(m_staged.data(), data, bytes, m_device->stream), "copying a host's image") &&
+        gpu_succeeded(runtime.stream_synchronize(m_device->stream), "copying a host's image"))
+        return m_staged.data();
+    m_device->failed = true;
+    return nullptr;
+}
+
+HostPixels HostImage::readable() {
+    HostPixels own = pixels();
+    if (m_device && own.data) own.data = staged(own.data, own.bounds, own.depth, own.row_bytes);
+    return own;
+}
+
+HostTarget HostImage::writable() {
+    HostTarget own = target();
+    if (m_device && own.data) own.data = staged(own.data, own.bounds, own.depth, own.row_bytes);
+    return own;
+}
+
+bool HostImage::store(const HostTarget& written) {
+    if (!m_device || !written.data) return true;
+    const GpuRuntime& runtime = gpu_runtime();
+    const bool stored =
+        gpu_succeeded(runtime.copy_to_device(target().data, m_staged.data(), m_staged.size(), m_device->stream),
+                      "storing a host's image") &&
+        gpu_succeeded(runtime.stream_synchronize(m_device->stream), "storing a host's image");
+    m_device->failed = m_device->failed || !stored;
+    return stored;
 }
 
 double HostImage::aspectAsGiven() const {

@@ -102,11 +102,11 @@ void PluginK7::adoptHost() {
 
 bool PluginK7::fetchFrame(OfxImageClipHandle clip, double time, K7Image* image) {
     if (!image) return false;
-    const HostImage frame = [&] {
+    HostImage frame = [&] {
         const LeftRenderLock left(*this);
-        return HostImage(clip, time);
+        return HostImage(clip, time, hostDevice);
     }();
-    const HostPixels pixels = frame.pixels();
+    const HostPixels pixels = frame.readable();
     if (!pixels.data) return false;
     const double scale = frame.renderScale();
     return make_float_image(pixels, image, image->width, image->height, frame.aspect(), true, scale, rowRunner());
@@ -121,6 +121,12 @@ DeviceFrame* PluginK7::deviceFor(double nanoseconds) {
     if (!gpu_succeeded(device->begin(), "creating a stream")) return nullptr;
     m_device = std::move(device);
     return m_device.get();
+}
+
+DeviceFrame& PluginK7::enterDevice(GpuStream hosts) {
+    m_device = std::make_unique<DeviceFrame>();
+    m_device->begin(hosts);
+    return *m_device;
 }
 
 void PluginK7::leaveDevice() {

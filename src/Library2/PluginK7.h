@@ -11,6 +11,8 @@
 #include "imagelib/imagelib.h"
 
 class DeviceFrame;
+struct HostDevice;
+struct GpuStreamHandle;
 class K7PTMultiProcess;
 struct MultiThreadRecord;
 
@@ -118,12 +120,18 @@ class PluginK7 {
     bool madeUnlessAborted(bool done) const { return done || (!abortRequested() && made(done)); }
 
     // ---- CUDA device
+    // Whether the whole picture can be made on a device with these controls. Then a host's pictures on a device stay
+    // there: clips have images without pixels, deviceFor answers with pictures of them, and ProcessFrame must use
+    // those.
+    virtual bool staysOnDevice() const { return effectTraits().onDevice; }
     // While a frame is rendered: what the effect's path on the device works with, null where there is no device or it
     // would not be faster. `nanoseconds` is what the picture takes the processor on one thread, a pixel.
     DeviceFrame* deviceFor(double nanoseconds);
     // At the end of a render: brings the output to the host, where a device has made it.
     void leaveDevice();
-    void dropDevice();  // and forgets the pictures that are there
+    void dropDevice();                                 // and forgets the pictures that are there
+    DeviceFrame& enterDevice(GpuStreamHandle* hosts);  // for pictures that a host has on the device
+    HostDevice* hostDevice = nullptr;                  // of this render, where the host's pictures are on a device
 
     // ---- Host
     // Whether the host wants this render to end; non-zero is yes.

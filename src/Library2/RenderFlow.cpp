@@ -2,15 +2,22 @@
 // render lock, and the picture goes back to the host. It always answers OK: a render that can't be done leaves the
 // host's output as it stands, and is told in the log once an instance. Every image fetched or made here is released on
 // every path.
+//
+// Where the host has its pictures on a CUDA device, they stay there if the effect makes its picture there. Otherwise,
+// and where that fails, they pass through main memory. Only a device that gives them no more ends in another answer,
+// after which the host may render without one.
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "Library2/Actions.h"
+#include "Library2/DeviceFrame.h"
 #include "Library2/HostImage.h"
 #include "Library2/InstanceRecord.h"
 #include "Library2/Made.h"
+#include "gpulib/gpulib.h"
+#include "imagelib/imagelib_cuda_hostpixels.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 namespace {
@@ -52,11 +59,14 @@ class RenderLockGuard {
     PluginK7& m_effect;
 };
 
-// However ProcessFrame ends, nothing of it stays on a device.
+// However a render ends, nothing of it stays on a device.
 class DeviceGuard {
   public:
-    explicit DeviceGuard(PluginK7& effect) : m_effect(effect) {}
-    ~DeviceGuard() { m_effect.dropDevice(); }
+    DeviceGuard(PluginK7& effect, HostDevice* host) : m_effect(effect) { m_effect.hostDevice = host; }
+    ~DeviceGuard() {
+        m_effect.dropDevice();
+        m_effect.hostDevice = nullptr;
+    }
     DeviceGuard(const DeviceGuard&) = delete;
     DeviceGuard& operator=(const DeviceGuard&) = delete;
 
@@ -92,13 +102,15 @@ constexpr int ALPHA = 8;  // of image_copy_channels
 
 class Render {
   public:
-    Render(OfxImageEffectHandle instance, InstanceRecord& record, const PropertySet& inArgs)
+    // With a device the host's pictures lie there. `device` tells whether it failed.
+    Render(OfxImageEffectHandle instance, InstanceRecord& record, const PropertySet& inArgs, HostDevice* device)
         : m_instance(instance),
           m_record(record),
           m_effect(*record.effect),
           m_info(m_effect.info()),
           m_quirks(instanceQuirks(instance)),
           m_inArgs(inArgs),
+          m_device(device),
           m_properties(effectProperties(instance)) {}
 
     void run() {
@@ -106,14 +118,17 @@ class Render {
         m_effect.doAlpha = true;
         ClipImages images(m_info);
         const HostThreads threads(m_effect);
+        const DeviceGuard guard(m_effect, m_device);
         if (!readProject()) return;
         fetchParameters();
+        if (m_device && !m_device->staged && m_effect.staysOnDevice())
+            m_frame = &m_effect.enterDevice(m_device->stream);
         if (!makeImages()) return;
         if (aborted()) return;
         fetchParameters();
         if (aborted()) return;
         process(threads);
-        if (aborted()) return;
+        if (aborted() || (m_device && m_device->failed)) return;
         images.freeInputs();
         storeOutput();
     }
@@ -213,20 +228,53 @@ class Render {
     bool blackPrimary(ClipRecord& primary) {
         if (m_unsized && !setFrame(HostImage(clipHandle(m_instance, ofx::clip::Output), m_time).target().bounds))
             return false;
+        if (m_frame) return deviceRecord(primary, m_projectAspect) && deviceRecord(m_info.output, m_projectAspect);
         for (ClipRecord* clip : {&primary, &m_info.output})
             clip->image.reset(made(make_float_image({}, nullptr, m_width, m_height, m_projectAspect, false, m_scaleX,
                                                     m_effect.rowRunner())));
         return true;
     }
 
+    // ---- The images on the host's device
+
+    bool onDevice(bool done) const {
+        m_device->failed = m_device->failed || !done;
+        return done;
+    }
+
+    // The image of a clip whose pixels are on the device: transparent black until they are placed.
+    bool deviceRecord(ClipRecord& clip, double aspect) {
+        clip.image.reset(made(make_frame_record(m_width, m_height, aspect, m_scaleX)));
+        return onDevice(m_frame->picture(clip).clear());
+    }
+
+    // A copy of the primary clip's picture.
+    bool copyOnDevice(ClipRecord& clip, double aspect) {
+        HostPixels pixels;
+        pixels.data = m_frame->picture(*m_info.primary()).read();
+        pixels.bounds = {0, 0, m_width, m_height};
+        pixels.depth = 32;
+        pixels.row_bytes = std::ptrdiff_t{m_width} * static_cast<std::ptrdiff_t>(sizeof(GpuPixel));
+        return onDevice(pixels.data != nullptr) && placeOnDevice(clip, pixels, aspect);
+    }
+
+    // A clip's picture from the host's pixels.
+    bool placeOnDevice(ClipRecord& clip, const HostPixels& pixels, double aspect) {
+        if (!device_takes(pixels.data, pixels.depth, pixels.row_bytes)) return onDevice(false);
+        return deviceRecord(clip, aspect) &&
+               onDevice(m_frame->check("cuda_place_host_pixels",
+                                       cuda_place_host_pixels(pixels, m_frame->picture(clip), m_device->stream)));
+    }
+
     // The output begins as a copy of the input, from the same host pixels.
     bool convertPrimary(ClipRecord& primary, OfxImageClipHandle clip) {
-        const HostImage host(clip, m_time);
-        HostPixels pixels = host.pixels();
+        HostImage host(clip, m_time, m_device);
+        HostPixels pixels = m_frame ? host.pixels() : host.readable();
         if (!pixels.data) return refuse(primary, host ? NO_PIXELS : "gives no picture");
         if (m_unsized && !setFrame(pixels.bounds)) return false;
         m_bounds = pixels.bounds = inFrame(pixels.bounds);
         if (m_quirks.sizeFromBounds && !setSizeFromBounds()) return false;
+        if (m_frame) return placeOnDevice(primary, pixels, host.aspect()) && copyOnDevice(m_info.output, host.aspect());
         K7Image* input = nullptr;
         K7Image* output = nullptr;
         made(make_float_image_pair(pixels, m_width, m_height, host.aspect(), m_scaleX, &input, &output,
@@ -263,15 +311,21 @@ class Render {
             ClipRecord& clip = *m_info.inputs()[i];
             HostImage host =
                 m_quirks.furtherClips
-                    ? HostImage(clipHandle(m_instance, m_quirks.primaryClipName(clip.param().name)), m_time)
+                    ? HostImage(clipHandle(m_instance, m_quirks.primaryClipName(clip.param().name)), m_time, m_device)
                     : HostImage();
-            if (!host) {
+            if (!host && m_frame) {
+                if (!copyOnDevice(clip, 1.0)) return false;
+            } else if (!host) {
                 clip.image.reset(made(make_float_image({}, m_info.primary()->image.get(), m_width, m_height, 1.0, false,
                                                        m_scaleX, m_effect.rowRunner())));
             } else {
-                HostPixels pixels = host.pixels();
+                HostPixels pixels = m_frame ? host.pixels() : host.readable();
                 if (!pixels.data) return refuse(clip, NO_PIXELS);
                 pixels.bounds = inFrame(pixels.bounds);
+                if (m_frame) {
+                    if (!placeOnDevice(clip, pixels, host.aspectAsGiven())) return false;
+                    continue;
+                }
                 clip.image.reset(made(make_float_image(pixels, nullptr, m_width, m_height, host.aspectAsGiven(), false,
                                                        m_scaleX, m_effect.rowRunner())));
             }
@@ -290,9 +344,13 @@ class Render {
         if (smallPreview && m_effect.effectTraits().skipsSmallPreview) return;
         // The effect may take its input over.
         const ImagePtr source(m_effect.doAlpha ? nullptr : made(image_duplicate(m_info.primary()->image.get())));
-        const DeviceGuard device(m_effect);
         m_effect.ProcessFrame();
+        if (m_frame) {
+            onDevice(!m_frame->failed());
+            return;
+        }
         m_effect.leaveDevice();
+        m_effect.dropDevice();
         K7Image* result = m_info.output.image.get();
         if (!result) return;
         if (source) made(image_copy_channels(source.get(), result, ALPHA));
@@ -301,13 +359,23 @@ class Render {
 
     bool storeOutput() {
         const OfxImageClipHandle clip = clipHandle(m_instance, ofx::clip::Output);
-        const HostImage host(clip, m_time);
-        HostTarget target = host.target();
+        HostImage host(clip, m_time, m_device);
+        HostTarget target = m_frame ? host.target() : host.writable();
         if (!target.data) return refuse("the output has no pixels in RGBA that can be written");
         target.bounds = inFrame(target.bounds);
-        store_float_image(m_info.output.image.get(), target, m_quirks.outputOwnBounds ? target.bounds : m_bounds,
-                          m_effect.rowRunner());
-        return true;
+        const HostRect region = m_quirks.outputOwnBounds ? target.bounds : m_bounds;
+        if (m_frame) return storeOnDevice(target, region);
+        store_float_image(m_info.output.image.get(), target, region, m_effect.rowRunner());
+        return host.store(target);
+    }
+
+    // Waits for the device, so that a failure is known while there is another way.
+    bool storeOnDevice(const HostTarget& target, const HostRect& region) {
+        if (!device_takes(target.data, target.depth, target.row_bytes)) return onDevice(false);
+        DeviceImage& picture = m_frame->picture(m_info.output);
+        return onDevice(m_frame->check("cuda_store_host_pixels",
+                                       cuda_store_host_pixels(picture, target, region, m_device->stream)) &&
+                        gpu_succeeded(gpu_runtime().stream_synchronize(m_device->stream), "making a picture"));
     }
 
     OfxImageEffectHandle m_instance;
@@ -316,6 +384,8 @@ class Render {
     EffectInfo& m_info;
     const HostQuirks& m_quirks;
     const PropertySet& m_inArgs;
+    HostDevice* const m_device;      // where the host has its pictures there
+    DeviceFrame* m_frame = nullptr;  // where they stay there
     const PropertySet m_properties;
 
     double m_time = 0.0, m_duration = 0.0;
@@ -329,11 +399,36 @@ class Render {
 
 }  // namespace
 
+namespace {
+
+// First with the pictures where they are, then through main memory.
+OfxStatus renderOnDevice(OfxImageEffectHandle instance, InstanceRecord& record, const PropertySet& inArgs) {
+    const HostsDevice hosts;
+    if (!hosts.usable()) return ofx::status::GPURenderFailed;
+    DeviceStream own;
+    auto* stream = static_cast<GpuStream>(inArgs.pointerOr(ofx::prop::CudaStream, nullptr));
+    if (!stream) {
+        if (!gpu_succeeded(own.create(), "creating a stream")) return ofx::status::GPURenderFailed;
+        // What the host has queued elsewhere comes before our stream's work.
+        gpu_succeeded(gpu_runtime().device_synchronize(), "waiting for the host's work");
+        stream = own.get();
+    }
+    for (const bool staged : {false, true}) {
+        HostDevice device{stream, staged};
+        Render(instance, record, inArgs, &device).run();
+        if (!device.failed) return ofx::status::OK;
+    }
+    return ofx::status::GPURenderFailed;
+}
+
+}  // namespace
+
 OfxStatus actionRender(OfxImageEffectHandle instance, const PropertySet& inArgs) {
     const auto* suite = bundleState().suites.effect;
     if (suite && suite->abort && suite->abort(instance)) return ofx::status::OK;
     InstanceRecord* record = instanceRecord(instance);
     if (!record) return ofx::status::OK;
-    Render(instance, *record, inArgs).run();
+    if (inArgs.intOr(ofx::prop::CudaEnabled, 0) == 1) return renderOnDevice(instance, *record, inArgs);
+    Render(instance, *record, inArgs, nullptr).run();
     return ofx::status::OK;
 }

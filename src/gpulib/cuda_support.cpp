@@ -35,6 +35,8 @@ State state_of(std::uint64_t decided) {
 }
 State current_state() { return state_of(s_decision.load(std::memory_order_acquire)); }
 
+thread_local bool t_hosts_device = false;  // this thread works on what the host has selected
+
 void wait_for_device() {
     if (current_state() == Present) gpu_runtime().device_synchronize();
 }
@@ -217,6 +219,7 @@ bool cuda_available() {
             case Absent:
                 return false;
             case Present:
+                if (t_hosts_device) return true;
                 // At each call, because the device belongs to the thread and the host may select its own.
                 if (select_device(s_device.number)) return true;
                 s_decision.store(decision(Absent), std::memory_order_release);
@@ -234,6 +237,26 @@ bool cuda_available() {
                 return present;
         }
     }
+}
+
+HostsDevice::HostsDevice() : m_usable(false), m_was_held(t_hosts_device) {
+    int device = 0;
+    // Asked before the decision, which selects a device of its own.
+    const GpuStatus status =
+        read_variable_is_yes("CUDA_DISABLE") ? GPU_INVALID_VALUE : gpu_runtime().get_device(&device);
+    if (status != GPU_SUCCESS || !cuda_available()) return;
+    m_usable = m_was_held || gpu_succeeded(gpu_runtime().set_device(device), "selecting the host's device");
+    t_hosts_device = m_usable;
+}
+
+HostsDevice::~HostsDevice() { t_hosts_device = m_was_held; }
+
+bool cuda_built() {
+#ifdef QUILLON_CUDA
+    return true;
+#else
+    return &gpu_runtime() != &builtin_gpu_runtime;
+#endif
 }
 
 const GpuDeviceProperties& cuda_device_properties() {

@@ -84,6 +84,7 @@ const GpuRuntime builtin_gpu_runtime = {
     .get_device_count = get_device_count,
     .get_device_properties = get_device_properties,
     .set_device = [](int device) { return answer(cudaSetDevice(device)); },
+    .get_device = [](int* device) { return answer(cudaGetDevice(device)); },
     .device_synchronize = [] { return answer(cudaDeviceSynchronize()); },
     .device_allocate = [](void** memory, std::size_t bytes) { return answer(cudaMalloc(memory, bytes)); },
     .device_free = [](void* memory) { return answer(cudaFree(memory)); },

@@ -15,6 +15,7 @@ const GpuRuntime builtin_gpu_runtime = {
     .get_device_count = no_driver,
     .get_device_properties = no_driver,
     .set_device = no_driver,
+    .get_device = no_driver,
     .device_synchronize = no_driver,
     .device_allocate = no_driver,
     .device_free = no_driver,

@@ -19,6 +19,24 @@
 // good.
 bool cuda_available();
 
+// While it lives, its thread works on the device that it has selected, which is the host's: cuda_available() selects no
+// other one. For work on pictures that a host has on a device.
+class HostsDevice {
+  public:
+    HostsDevice();
+    ~HostsDevice();
+    HostsDevice(const HostsDevice&) = delete;
+    HostsDevice& operator=(const HostsDevice&) = delete;
+
+    bool usable() const { return m_usable; }  // cuda_available(), and the device is still the one that it was
+
+  private:
+    bool m_usable, m_was_held;
+};
+
+// Whether there may be a device at all: this build has the runtime. Calls nothing of it.
+bool cuda_built();
+
 // What the decision is made by; tells the log why. Keeps nothing.
 bool cuda_check(bool print_properties);
 

@@ -72,6 +72,7 @@ struct GpuRuntime {
     GpuStatus (*get_device_count)(int* count);  // without devices: success and 0
     GpuStatus (*get_device_properties)(int device, GpuDeviceProperties* properties);
     GpuStatus (*set_device)(int device);  // of the calling thread
+    GpuStatus (*get_device)(int* device);
     GpuStatus (*device_synchronize)();
     GpuStatus (*device_allocate)(void** memory, std::size_t bytes);
     GpuStatus (*device_free)(void* memory);                        // waits for work that uses it

@@ -117,6 +117,12 @@ K7Image* make_float_image(const HostPixels& host, K7Image* existing, int width, 
     return image;
 }
 
+K7Image* make_frame_record(int width, int height, double aspect, double render_scale) {
+    K7Image* image = image_create(width, height, CHANNELS, SAMPLE_F32, 0);
+    if (image) set_frame_attributes(image, aspect, render_scale);
+    return image;
+}
+
 bool make_float_image_pair(const HostPixels& host, int width, int height, double aspect, double render_scale,
                            K7Image** first, K7Image** second, const RowRunner& runner) {
     if (!first || !second) return false;

@@ -27,6 +27,9 @@ struct HostPixels {
 K7Image* make_float_image(const HostPixels& host, K7Image* existing, int width, int height, double aspect, bool reuse,
                           double render_scale, const RowRunner& runner = {});
 
+// The image that the above gives, without pixels: for a picture that lies elsewhere.
+K7Image* make_frame_record(int width, int height, double aspect, double render_scale);
+
 // The same host pixels into two images at once: the input of an effect and the first state of its output.
 bool make_float_image_pair(const HostPixels& host, int width, int height, double aspect, double render_scale,
                            K7Image** first, K7Image** second, const RowRunner& runner = {});

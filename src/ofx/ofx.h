@@ -169,6 +169,7 @@ inline constexpr OfxStatus ErrUnsupported = 5;
 inline constexpr OfxStatus ErrExists = 6;
 inline constexpr OfxStatus ErrFormat = 7;
 inline constexpr OfxStatus ErrMemory = 8;
+inline constexpr OfxStatus GPURenderFailed = 1002;  // of a render on a device: the host may try without one
 inline constexpr OfxStatus ErrBadHandle = 9;
 inline constexpr OfxStatus ErrBadIndex = 10;
 inline constexpr OfxStatus ErrValue = 11;

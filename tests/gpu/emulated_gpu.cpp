@@ -97,6 +97,11 @@ const GpuRuntime& emulated_gpu() {
             },
         .get_device_properties = get_properties,
         .set_device = done,
+        .get_device =
+            [](int* device) {
+                *device = 0;
+                return enter();
+            },
         .device_synchronize = done,
         .device_allocate = allocate,
         .device_free = free_memory,

@@ -137,6 +137,7 @@ GpuRuntime FakeCalls::table() {
             },
         .set_device =
             [](int device) { return call("set_device", [=](FakeRuntime& fake) { fake.m_selected.insert(device); }); },
+        .get_device = [](int* device) { return call("get_device", [=](FakeRuntime&) { *device = 0; }); },
         .device_synchronize = [] { return call("device_synchronize", [](FakeRuntime& fake) { fake.run_all(); }); },
         .device_allocate =
             [](void** memory, std::size_t bytes) {

@@ -11,6 +11,7 @@ struct DarkenInfo : EffectInfo {
     static constexpr EffectTraits traits{
         .name = "Darken",
         .menu = "Adjust",
+        .onDevice = true,
         .description = "Expands darker portions of the image. This effect is in Box Number 4",
         .purpose =
             "Dark parts grow over their surroundings: thickens drawings and type, eats the fringes of bright edges, "

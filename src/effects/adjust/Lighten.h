@@ -11,6 +11,7 @@ struct LightenInfo : EffectInfo {
     static constexpr EffectTraits traits{
         .name = "Lighten",
         .menu = "Adjust",
+        .onDevice = true,
         .description = "Expands lighter portions of the image. This effect is in Box Number 4",
         .purpose =
             "Light parts grow over their surroundings: fattens stars, lamps and highlights, removes dark specks and "
@@ -55,4 +56,5 @@ struct LightenInfo : EffectInfo {
 class Lighten final : public Effect<LightenInfo> {
   public:
     void ProcessFrame() override;
+    bool staysOnDevice() const override { return Gamma.value == 1.0; }
 };
