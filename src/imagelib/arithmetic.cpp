@@ -2,13 +2,12 @@
 #include "imagelib/imagelib_arithmetic.h"
 
 #include <algorithm>
-#include <cmath>
 
+#include "imagelib/arithmetic_formulas.h"
+#include "imagelib/device_call.h"
 #include "imagelib/samples.h"
 
 namespace {
-
-constexpr float TINY = 0.000001f;
 
 // What samples of type T are computed in: 32-bit integers do not fit into a float.
 template <class T>
@@ -60,12 +59,14 @@ void update_row(T* row, int width, int channels, ChannelMask mask, const Compute
 }
 
 template <class T, class Operate>
-void update_constant(K7Image* image, int mask, const Operate& operate) {
+void update_constant(K7Image* image, int mask, float c, const Operate& operate) {
+    const auto constant = static_cast<Real<T>>(c);
     for_rows(image->height, [&](int first, int last) {
         for (int y = first; y <= last; ++y) {
             T* row = image_row<T>(image, y);
-            update_row(row, image->width, image->channels, {mask},
-                       [row, operate](std::size_t i) { return operate(static_cast<Real<T>>(row[i])); });
+            update_row(row, image->width, image->channels, {mask}, [row, operate, constant](std::size_t i) {
+                return operate(static_cast<Real<T>>(row[i]), constant);
+            });
         }
     });
 }
@@ -87,36 +88,45 @@ void update_image(K7Image* a, const K7Image* b, int mask, const Operate& operate
 
 bool image_arithmetic_constant(K7Image* image, ConstantOperator op, float c, int mask) {
     if (!is_valid(image)) return false;
+    if (image_pays_on_device(image, 2, 0.57))
+        return done_on_device("cuda_arith_image_constant", image, [=](DeviceImage& pixels, GpuStream stream) {
+            return cuda_arith_image_constant(pixels, op, c, mask, stream);
+        });
     if (op == ConstantOperator::subtract) op = ConstantOperator::add, c = -c;
-    if (op == ConstantOperator::divide) op = ConstantOperator::multiply, c = std::fabs(c) < TINY ? 1.0f : 1.0f / c;
+    if (op == ConstantOperator::divide) op = ConstantOperator::multiply, c = factor_of_divisor(c);
     return visit_sample_type(image->sample_type, [&](auto sample) {
         using T = decltype(sample);
-        if (op == ConstantOperator::add) update_constant<T>(image, mask, [c](auto s) { return s + c; });
-        if (op == ConstantOperator::multiply) update_constant<T>(image, mask, [c](auto s) { return s * c; });
-        if (op == ConstantOperator::reverse_subtract) update_constant<T>(image, mask, [c](auto s) { return c - s; });
+        if (op == ConstantOperator::add) update_constant<T>(image, mask, c, AddSamples());
+        if (op == ConstantOperator::multiply) update_constant<T>(image, mask, c, MultiplySamples());
+        if (op == ConstantOperator::reverse_subtract) update_constant<T>(image, mask, c, ReverseSubtractSamples());
         image->stats_valid = 0;
     });
 }
 
 bool image_arithmetic_image(K7Image* a, ImageOperator op, const K7Image* b, int mask) {
     if (!is_valid(a) || !is_valid(b) || !image_same_layout(a, b)) return false;
+    if (image_pays_on_device(a, 3, 0.82))
+        return done_on_device("cuda_arith_image_point", a, [=](DeviceImage& pixels, GpuStream stream) {
+            DeviceImage second(host_picture(b), stream);
+            return cuda_arith_image_point(pixels, op, a->pixels == b->pixels ? pixels : second, mask, stream);
+        });
     return visit_sample_type(a->sample_type, [&](auto sample) {
         using T = decltype(sample);
         switch (op) {
             case ImageOperator::add:
-                update_image<T>(a, b, mask, [](auto s, auto t) { return s + t; });
+                update_image<T>(a, b, mask, AddSamples());
                 break;
             case ImageOperator::subtract:
-                update_image<T>(a, b, mask, [](auto s, auto t) { return s - t; });
+                update_image<T>(a, b, mask, SubtractSamples());
                 break;
             case ImageOperator::multiply:
-                update_image<T>(a, b, mask, [](auto s, auto t) { return s * t; });
+                update_image<T>(a, b, mask, MultiplySamples());
                 break;
             case ImageOperator::multiply_scaled:
                 update_image<T>(a, b, mask, [](auto s, auto t) { return s * t * unit<T>; });
                 break;
             case ImageOperator::divide:
-                update_image<T>(a, b, mask, [](auto s, auto t) { return std::fabs(t) > TINY ? s / t : s; });
+                update_image<T>(a, b, mask, DivideSamples());
                 break;
         }
         a->stats_valid = 0;

@@ -10,15 +10,24 @@
 #include <numbers>
 
 #include "imagelib/blur_simd.h"
+#include "imagelib/device_call.h"
 #include "imagelib/samples.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/portable_math.h"
 #include "simdlib/cpu.h"
 
+BoxRadius box_radius(float radius, int length) {
+    constexpr double SMALLEST_FRACTION = 0.01;  // smaller ones are not worth a second filter
+    if (!(radius > 0.0f)) return {0, 0.0};
+    const double limited = std::min(static_cast<double>(radius), static_cast<double>(length / 2));
+    const int whole = static_cast<int>(limited);
+    const double fraction = limited - whole;
+    return {whole, fraction > SMALLEST_FRACTION ? fraction : 0.0};
+}
+
 namespace {
 
 constexpr int MOST_LANES = 16;
-constexpr double SMALLEST_FRACTION = 0.01;  // of a pixel of radius; smaller ones are not worth a second filter
 
 struct AlignedFree {
     void operator()(void* memory) const { k7_aligned_free(memory, false); }
@@ -37,13 +46,6 @@ struct Job {
 };
 
 bool is_selected(int mask, int channel) { return mask >> std::min(channel, 31) & 1; }
-
-BoxRadius box_radius(float radius, int length) {
-    const double limited = std::min(static_cast<double>(radius), static_cast<double>(length / 2));
-    const int whole = static_cast<int>(limited);
-    const double fraction = limited - whole;
-    return {whole, fraction > SMALLEST_FRACTION ? fraction : 0.0};
-}
 
 int wrap_margin(const Job& job) {
     return job.ends == Ends::wrapped ? 3 * (job.box.radius + (job.box.fraction > 0.0)) : 0;
@@ -199,11 +201,10 @@ bool blur_columns(const Job& job, int first, int last) {
 }
 
 bool blur_axis(K7Image* image, bool columns, float radius, int mask, Ends ends) {
-    if (!(radius > 0.0f)) return true;
     const int length = columns ? image->height : image->width;
     const BlurKernels& kernels = blur_kernels();
     const Job job = {image, &kernels, box_radius(radius, length), mask, ends, length, columns};
-    if (job.box.radius == 0 && job.box.fraction == 0.0) return true;
+    if (!job.box.is_blur()) return true;
     std::atomic<bool> complete{true};
     for_rows(columns ? image->width : image->height, [&](int first, int last) {
         if (first <= last && !(job.columns ? blur_columns : blur_rows)(job, first, last)) complete = false;
@@ -218,6 +219,22 @@ bool blur(K7Image* image, float x_radius, float y_radius, int mask, Ends ends) {
     return blur_axis(image, false, x_radius, mask, ends) && blur_axis(image, true, y_radius, mask, ends);
 }
 
+bool pays_on_device(const K7Image* image, float x_radius, float y_radius, int mask) {
+    constexpr double NANOSECONDS = 1.8;  // for one box along one axis
+    if (!is_float_rgba(image) || (mask & 15) != 15) return false;
+    const auto boxes = [](BoxRadius box) { return (box.radius > 0) + (box.fraction > 0); };
+    const int count = boxes(box_radius(x_radius, image->width)) + boxes(box_radius(y_radius, image->height));
+    return count > 0 && image_pays_on_device(image, 2, count * NANOSECONDS);
+}
+
+bool blur_on_device(const K7Image* source, K7Image* destination, float x_radius, float y_radius) {
+    return done_on_device("cuda_gaussian_box_blur_2_pass", destination, [=](DeviceImage& result, GpuStream stream) {
+        DeviceImage picture(host_picture(source), stream);
+        return cuda_gaussian_box_blur_2_pass(source->pixels == destination->pixels ? result : picture, result, x_radius,
+                                             y_radius, stream);
+    });
+}
+
 bool take(const K7Image* source, K7Image* destination) {
     if (source && source == destination) return true;
     return image_to_layout(source, destination, true, 4, 0);
@@ -226,10 +243,18 @@ bool take(const K7Image* source, K7Image* destination) {
 }  // namespace
 
 bool image_gaussian_blur(K7Image* image, float x_radius, float y_radius, int mask) {
+    if (pays_on_device(image, x_radius, y_radius, mask)) return blur_on_device(image, image, x_radius, y_radius);
     return blur(image, x_radius, y_radius, mask, Ends::clamped);
 }
 
 bool image_gaussian_blur_to(const K7Image* source, K7Image* destination, float x_radius, float y_radius, int mask) {
+    if (image_same_layout(source, destination) && is_valid(source) &&
+        pays_on_device(destination, x_radius, y_radius, mask)) {
+        if (!blur_on_device(source, destination, x_radius, y_radius)) return false;
+        image_copy_attributes(source, destination);
+        destination->stats_valid = 0;
+        return true;
+    }
     return take(source, destination) && image_gaussian_blur(destination, x_radius, y_radius, mask);
 }
 
@@ -243,7 +268,7 @@ bool image_wrap_blur_to(const K7Image* source, K7Image* destination, float x_rad
 
 // The sum of a window of 2 r + 1 samples of a wave is Dirichlet's kernel.
 double image_wrap_blur_gain(float radius, int length, int periods) {
-    if (!(radius > 0.0f) || length < 1 || periods % length == 0) return 1.0;
+    if (length < 1 || periods % length == 0) return 1.0;
     const double half_step = std::numbers::pi * periods / length, sine = k7_sin(half_step);
     const auto cubed_mean = [&](int r) {
         const double window = 2.0 * r + 1.0, mean = k7_sin(window * half_step) / (window * sine);

@@ -382,12 +382,6 @@ void sweep_wrapped(const BlurLines& lines, int radius, int margin, double* rings
     run<SideBySide, OUTPUT>(0, lines, s, {{NO_SUMS, NO_SUMS, NO_SUMS}}, rings, state, target);
 }
 
-// 1 / window^3, times the weight of this box in the mix.
-double box_scale(int radius, double weight) {
-    const double window = 2.0 * radius + 1.0;
-    return weight / (window * window * window);
-}
-
 // ---- Both boxes -----------------------------------------------------------------------------------------------------
 
 Target line_target(const BlurLines& lines) {

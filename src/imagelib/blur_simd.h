@@ -21,7 +21,15 @@ struct BlurLines {
 struct BoxRadius {
     int radius;
     double fraction;  // 0 when only the one box is wanted
+    bool is_blur() const { return radius > 0 || fraction > 0; }
 };
+BoxRadius box_radius(float radius, int length);  // for lines of this length
+
+// What the sum of three passes is multiplied by: 1 / window^3, times the weight of this box in the mix.
+static constexpr double box_scale(int radius, double weight) {
+    const double window = 2.0 * radius + 1.0;
+    return weight / (window * window * window);
+}
 
 struct BlurKernels {
     int lanes;  // lines abreast, a multiple of 4

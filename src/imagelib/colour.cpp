@@ -7,13 +7,14 @@
 #include <memory>
 #include <new>
 
+#include "imagelib/arithmetic_formulas.h"
+#include "imagelib/device_call.h"
 #include "imagelib/imagelib_curves.h"
 #include "imagelib/samples.h"
-#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
-constexpr int GAMMA_STEPS = 65536, GAMMA_ROW = 1024;  // the table is filled in rows of this many entries
+constexpr int GAMMA_ROW = 1024;  // the table of gamma is filled in rows of this many entries
 
 float inverted(float value) { return std::max(1.0f - value, 0.0f); }
 
@@ -30,17 +31,11 @@ void for_pixels(const K7Image* src, K7Image* dst, const Work& work) {
     dst->stats_valid = 0;
 }
 
-float power(float value, double exponent) {
-    const float result = k7_pow_float(static_cast<double>(value), exponent);
-    return std::isnan(result) ? 0.0f : result;
-}
-
 std::unique_ptr<float[]> gamma_table(double exponent) {
     std::unique_ptr<float[]> table(new (std::nothrow) float[GAMMA_STEPS]);
     if (!table) return nullptr;
     for_rows_float(GAMMA_STEPS / GAMMA_ROW, [&](int first, int last) {
-        for (int i = first * GAMMA_ROW; i < (last + 1) * GAMMA_ROW; ++i)
-            table[i] = power(static_cast<float>(i) / GAMMA_STEPS, exponent);
+        for (int i = first * GAMMA_ROW; i < (last + 1) * GAMMA_ROW; ++i) table[i] = gamma_step(i, exponent);
     });
     return table;
 }
@@ -105,15 +100,16 @@ bool image_band_pass(K7Image* image, float low, float high) {
 bool image_apply_gamma(const K7Image* src, K7Image* dst, float gamma) {
     if (!is_float_rgba(src) || !is_float_rgba(dst) || !image_same_layout(src, dst)) return false;
     if (!(gamma > 0.0f) || !std::isfinite(gamma)) return false;
+    if (image_pays_on_device(dst, 2, GAMMA_NANOSECONDS))
+        return done_on_device("cuda_apply_gamma", dst, [=](DeviceImage& result, GpuStream stream) {
+            DeviceImage source(host_picture(src), stream);
+            return cuda_apply_gamma(src->pixels == dst->pixels ? result : source, result, gamma, stream);
+        });
     const double exponent = 1.0 / gamma;
     const std::unique_ptr<float[]> table = gamma_table(exponent);
     if (!table) return false;
     for_pixels(src, dst, [&, steps = table.get()](const float* in, float* out) {
-        for (int c = 0; c < 3; ++c) {
-            const float value = in[c];
-            out[c] =
-                value >= 0.0f && value < 1.0f ? steps[static_cast<int>(value * GAMMA_STEPS)] : power(value, exponent);
-        }
+        for (int c = 0; c < 3; ++c) out[c] = gamma_sample(in[c], steps, exponent);
         out[3] = in[3];
     });
     return true;

@@ -1,60 +1,31 @@
-// The algebra of Porter and Duff (Compositing Digital Images, SIGGRAPH 1984) for any sample type.
+// Compositing, fades and dissolves for any sample type. On devices they are in imagelib_cuda_comp.cu.
 #include "imagelib/imagelib_composite.h"
 
 #include <algorithm>
 #include <limits>
 
+#include "imagelib/composite_formulas.h"
+#include "imagelib/device_call.h"
 #include "imagelib/samples.h"
 #include "simdlib/vectors.h"
 
-namespace {
+namespace compositing {
 
-struct Rectangle {
-    int xl, yl, xh, yh;
-    bool is_empty() const { return xl >= xh || yl >= yh; }
-};
-
-Rectangle resolve_rectangle(const K7Image* image, int xl, int yl, int xh, int yh) {
+Rectangle resolve_rectangle(int width, int height, int xl, int yl, int xh, int yh) {
     if (xl < 0) xl = 0;
     if (yl < 0) yl = 0;
-    if (xh < 0) xh = image->width;
-    if (yh < 0) yh = image->height;
+    if (xh < 0) xh = width;
+    if (yh < 0) yh = height;
     if (xl > xh) std::swap(xl, xh);
     if (yl > yh) std::swap(yl, yh);
-    return {xl, yl, std::min<int>(xh, image->width), std::min<int>(yh, image->height)};
+    return {xl, yl, std::min(xh, width), std::min(yh, height)};
 }
 
-float limit_to_unit(float value) {
-    const float positive = value > 0.0f ? value : 0.0f;  // NaN is 0
-    return positive < 1.0f ? positive : 1.0f;
-}
+}  // namespace compositing
 
-// Every mode is A * weight of A + B * weight of B, with weights made of the two alphas.
-template <int mode>
-float weight_of_a(float, float alpha_b) {
-    if constexpr (mode == COMPOSITE_OVER) return 1.0f;
-    if constexpr (mode == COMPOSITE_IN || mode == COMPOSITE_ATOP) return alpha_b;
-    if constexpr (mode == COMPOSITE_STENCIL_IN || mode == COMPOSITE_STENCIL_OUT) return 0.0f;
-    return 1.0f - alpha_b;
-}
+using namespace compositing;
 
-template <int mode>
-float weight_of_b(float alpha_a, float) {
-    if constexpr (mode == COMPOSITE_UNDER) return 1.0f;
-    if constexpr (mode == COMPOSITE_STENCIL_IN || mode == COMPOSITE_REVERSE_ATOP) return alpha_a;
-    if constexpr (mode == COMPOSITE_IN || mode == COMPOSITE_OUT) return 0.0f;
-    return 1.0f - alpha_a;
-}
-
-// The terms that a mode lacks are left out, not multiplied by zero: an infinite sample must not make a NaN of them.
-template <int mode>
-float combine(float a, float weight_a, float b, float weight_b) {
-    if constexpr (mode == COMPOSITE_OVER) return a + b * weight_b;
-    if constexpr (mode == COMPOSITE_UNDER) return b + a * weight_a;
-    if constexpr (mode == COMPOSITE_IN || mode == COMPOSITE_OUT) return a * weight_a;
-    if constexpr (mode == COMPOSITE_STENCIL_IN || mode == COMPOSITE_STENCIL_OUT) return b * weight_b;
-    return a * weight_a + b * weight_b;
-}
+namespace {
 
 template <class T>
 T store_sample(float value) {
@@ -63,38 +34,19 @@ T store_sample(float value) {
     return static_cast<T>(value > top ? top : value);
 }
 
-template <class T, int mode>
-void blend_premultiplied(T* dest, const T* a, const T* b, int width, int channels) {
+template <class T, int mode, bool premultiplied>
+void blend_any(T* dest, const T* a, const T* b, int width, int channels) {
     constexpr float unit = 1.0f / full_value<T>;
     for (int x = 0; x < width; ++x, dest += channels, a += channels, b += channels) {
-        const float alpha_a = limit_to_unit(static_cast<float>(a[3]) * unit);
-        const float alpha_b = limit_to_unit(static_cast<float>(b[3]) * unit);
-        const float of_a = weight_of_a<mode>(alpha_a, alpha_b), of_b = weight_of_b<mode>(alpha_a, alpha_b);
-        for (int c = 0; c < channels; ++c)
-            dest[c] = store_sample<T>(combine<mode>(static_cast<float>(a[c]), of_a, static_cast<float>(b[c]), of_b));
+        const auto store = [dest](int c, float value) { dest[c] = store_sample<T>(value); };
+        if constexpr (premultiplied)
+            blend_premultiplied<mode>(a, b, channels, unit, store);
+        else
+            blend_straight<mode>(a, b, channels, unit, store);
     }
 }
 
-// Where the resulting alpha is next to nothing the colours are multiplied by it, so that they vanish with it.
-template <class T, int mode>
-void blend_straight(T* dest, const T* a, const T* b, int width, int channels) {
-    constexpr float unit = 1.0f / full_value<T>;
-    for (int x = 0; x < width; ++x, dest += channels, a += channels, b += channels) {
-        const float raw_a = static_cast<float>(a[3]), raw_b = static_cast<float>(b[3]);
-        const float alpha_a = limit_to_unit(raw_a * unit), alpha_b = limit_to_unit(raw_b * unit);
-        const float of_a = weight_of_a<mode>(alpha_a, alpha_b), of_b = weight_of_b<mode>(alpha_a, alpha_b);
-        const float raw_out = combine<mode>(raw_a, of_a, raw_b, of_b), alpha_out = raw_out * unit;
-        const float factor = alpha_out > 0.000001f ? 1.0f / alpha_out : alpha_out;
-        for (int c = 0; c < channels; ++c) {
-            const float colour =
-                combine<mode>(static_cast<float>(a[c]) * alpha_a, of_a, static_cast<float>(b[c]) * alpha_b, of_b) *
-                factor;
-            dest[c] = store_sample<T>(c == 3 ? raw_out : colour);
-        }
-    }
-}
-
-// The same for float RGBA with the channels of a pixel side by side; operation for operation the loops above, so the
+// The same for float RGBA with the channels of a pixel side by side; operation for operation the loop above, so the
 // bits are the same.
 using simd::Pixel, simd::PixelMask;
 
@@ -163,8 +115,7 @@ void blend_row(T* dest, const T* a, const T* b, int width, int channels, [[maybe
                                        : blend_float_rgba<mode, premultiplied, false>(dest, a, b, width);
         }
     }
-    constexpr auto blend = premultiplied ? blend_premultiplied<T, mode> : blend_straight<T, mode>;
-    blend(dest, a, b, width, channels);
+    blend_any<T, mode, premultiplied>(dest, a, b, width, channels);
 }
 
 template <class T, bool premultiplied>
@@ -198,6 +149,17 @@ void fade_rgba(T* row, int width, bool fades_colour, bool fades_alpha, float amo
         for (int c = 0; c < 4; ++c) row[i + c] = faded(row[i + c], factors[c]);
 }
 
+// An image that is given twice goes to the device once.
+bool composite_on_device(K7Image* dest, const K7Image* a, int mode, const K7Image* b, bool premultiplied,
+                         const Rectangle& area) {
+    return done_on_device("cuda_pd_composite", dest, [&](DeviceImage& result, GpuStream stream) {
+        DeviceImage first(host_picture(a), stream), second(host_picture(b), stream);
+        DeviceImage& in_a = a->pixels == dest->pixels ? result : first;
+        DeviceImage& in_b = b->pixels == dest->pixels ? result : b->pixels == a->pixels ? in_a : second;
+        return cuda_pd_composite(result, in_a, mode, in_b, premultiplied, area.xl, area.yl, area.xh, area.yh, stream);
+    });
+}
+
 }  // namespace
 
 bool image_composite(K7Image* dest, const K7Image* a, int mode, const K7Image* b, bool premultiplied, int xl, int yl,
@@ -205,8 +167,10 @@ bool image_composite(K7Image* dest, const K7Image* a, int mode, const K7Image* b
     if (!is_valid(dest) || !is_valid(a) || !is_valid(b)) return false;
     if (!image_same_layout(dest, a) || !image_same_layout(dest, b) || dest->channels < 4) return false;
     if (mode < COMPOSITE_OVER || mode > COMPOSITE_XOR) return false;
-    const Rectangle area = resolve_rectangle(dest, xl, yl, xh, yh);
+    const Rectangle area = resolve_rectangle(dest->width, dest->height, xl, yl, xh, yh);
     if (area.is_empty()) return true;
+    if (image_pays_on_device(dest, 3, premultiplied ? 0.95 : 2.5))
+        return composite_on_device(dest, a, mode, b, premultiplied, area);
     return visit_sample_type(dest->sample_type, [&](auto sample) {
         using T = decltype(sample);
         const BlendRow<T> blend = premultiplied ? blend_for<T, true>(mode) : blend_for<T, false>(mode);
@@ -225,8 +189,12 @@ bool image_composite(K7Image* dest, const K7Image* a, int mode, const K7Image* b
 
 bool image_unary(K7Image* image, int op, float f, int xl, int yl, int xh, int yh) {
     if (!is_valid(image) || image->channels < 4 || op < UNARY_DARKEN || op > UNARY_OPAQUE) return false;
-    const Rectangle area = resolve_rectangle(image, xl, yl, xh, yh);
+    const Rectangle area = resolve_rectangle(image->width, image->height, xl, yl, xh, yh);
     if (area.is_empty()) return true;
+    if (image_pays_on_device(image, 2, 0.6))
+        return done_on_device("cuda_pd_unary", image, [=](DeviceImage& pixels, GpuStream stream) {
+            return cuda_pd_unary(pixels, op, f, xl, yl, xh, yh, stream);
+        });
     const float amount = limit_to_unit(f);
     const bool fades_colour = op != UNARY_OPAQUE, fades_alpha = op != UNARY_DARKEN;
     return visit_sample_type(image->sample_type, [&](auto sample) {
@@ -253,7 +221,7 @@ bool image_cross_dissolve(K7Image* dest, const K7Image* other, float f) {
         for (int y = first; y <= last; ++y) {
             float* row = image_row<float>(dest, y);
             const float* in = image_row<float>(other, y);
-            for (std::size_t i = 0; i < count; ++i) row[i] = row[i] * rest + in[i] * amount;
+            for (std::size_t i = 0; i < count; ++i) row[i] = cross_dissolved(row[i], rest, in[i], amount);
         }
     });
     dest->stats_valid = 0;
