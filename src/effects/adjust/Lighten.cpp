@@ -10,10 +10,11 @@ void Lighten::ProcessFrame() {
     const auto gamma = static_cast<float>(Gamma.value);
     const bool boosts = Gamma.value != 1.0 && gamma > 0.0f;
     const DeviceExtreme job = extremeOf(Extreme::Lightest, {CutOff, Rad, channels}, *result);
-    if (DeviceFrame* device = boosts ? nullptr : deviceFor(EXTREME_NANOSECONDS)) {
+    if (DeviceFrame* device = deviceFor(EXTREME_NANOSECONDS + (boosts ? GAMMA_NANOSECONDS : 0))) {
         const StageTimer timer("Lighten (CUDA)");
-        device->check("cuda_lighten",
-                      cuda_lighten(device->picture(input), device->picture(output), job, device->stream()));
+        DeviceImage& source = device->picture(input);
+        if (!boosts || device->check("cuda_apply_gamma", cuda_apply_gamma(source, source, gamma, device->stream())))
+            device->check("cuda_lighten", cuda_lighten(source, device->picture(output), job, device->stream()));
         return;
     }
     const StageTimer timer("Lighten (CPU)");

@@ -56,5 +56,4 @@ struct LightenInfo : EffectInfo {
 class Lighten final : public Effect<LightenInfo> {
   public:
     void ProcessFrame() override;
-    bool staysOnDevice() const override { return Gamma.value == 1.0; }
 };
