@@ -1,11 +1,11 @@
 // Advection: paths backwards through the velocity, for the velocity itself and for all fields at once.
 #include "fluidlib/fluid_work.h"
+#include "fluidlib/path_formulas.h"
 
 namespace {
 
 constexpr int VELOCITY_STEPS = 5;
 constexpr int MAX_STEPS = 1000;
-constexpr float MAX_CELLS = 1e6F;  // that a step of a path can go
 
 // ---- Tiles --------------------------------------------------------------------------------------------------------
 
@@ -25,35 +25,16 @@ struct TileRow {
             const std::size_t right = stored(i + 1, cells, periodic);
             const float a = scaled(low[i]), b = scaled(low[right]), c = scaled(high[i]), d = scaled(high[right]);
             float* pair = out + 2 * i;
-            pair[0] = a;
-            pair[pitch] = b - a;
-            pair[2 * pitch] = c - a;
-            pair[3 * pitch] = (d - c) - (b - a);
+            const FluidPolynomial p = fluid_polynomial(a, b, c, d);
+            pair[0] = p.a, pair[pitch] = p.bx, pair[2 * pitch] = p.by, pair[3 * pitch] = p.c;
         }
     }
-    float scaled(float velocity) const { return std::clamp(velocity * scale, -MAX_CELLS, MAX_CELLS); }
+    float scaled(float velocity) const { return fluid_cells_a_step(velocity, scale); }
 };
 
 FluidPlane plane_of(const FluidGrid& grid, const float* cells) {
     return {cells, static_cast<int>(grid.stride()), static_cast<int>(grid.stride()), static_cast<int>(grid.rows()),
             grid.kind == FLUID_PERIODIC};
-}
-
-// Where the cells of a grid stand in another's: cell i at offset + i * step.
-struct Mapping {
-    float offset, step;
-
-    Mapping(int kind, int cells, int others) : step(static_cast<float>(others) / static_cast<float>(cells)) {
-        offset = kind == FLUID_BOUNDED ? 1 - step : 0.5F * step - 0.5F;
-    }
-    float operator()(int cell) const { return offset + static_cast<float>(cell) * step; }
-};
-
-// How much the place after step k of a path counts.
-float weight_of(int k, int steps, float bias) {
-    const auto count = static_cast<float>(steps);
-    const float less = (count - 1) * bias;
-    return std::clamp((static_cast<float>(k + 1) - less) / (count - less), 0.0F, 1.0F);
 }
 
 }  // namespace
@@ -67,9 +48,8 @@ bool FluidFlowCore::build_tiles(int steps, FluidTiles& tiles) {
         if (m_work->tiles) std::fill_n(m_work->tiles.get(), count, 0.0F);
     }
     if (!m_work->tiles) return false;
-    const float length = dt / static_cast<float>(steps);
-    const float scale_x = length * static_cast<float>(velocity.width);
-    const float scale_y = length * static_cast<float>(velocity.height);
+    const float scale_x = fluid_path_scale(dt, steps, velocity.width);
+    const float scale_y = fluid_path_scale(dt, steps, velocity.height);
     const bool periodic = velocity.kind == FLUID_PERIODIC;
     float* pairs = m_work->tiles.get();
     tiles = {pairs,
@@ -148,15 +128,11 @@ struct FluidFlowCore::CarriedSpan {
         if (bias < 1) return weigh(i, j, steps);
         trace.steps = steps;
         kernels.trace(tiles, trace, dx, dy);
-        for (int n = 0; n < count; ++n) read(fields[n], i, j, divisor_of(fields[n]), out_of(fields[n], i, j));
+        for (int n = 0; n < count; ++n) read(fields[n], i, j, fields[n].divisor(dt), out_of(fields[n], i, j));
     }
 
   private:
     static float* out_of(const Carried& item, int i, int j) { return item.scratch->get() + item.field->index(i, j); }
-    // What is diffused is divided after the blur.
-    float divisor_of(const Carried& item) const {
-        return item.diffusion > 0 && !item.field->no_diffuse ? 1.0F : dt * item.dissipation + 1;
-    }
     void read(const Carried& item, int i, int j, float divisor, float* out) const {
         const auto x = static_cast<float>(i), y = static_cast<float>(j);
         const FluidRead place{x, y, back_x, back_y, trace.count, trace.cubic, divisor};
@@ -169,7 +145,7 @@ struct FluidFlowCore::CarriedSpan {
         trace.steps = 1;
         for (int k = 0; k < steps; ++k) {
             kernels.trace(tiles, trace, dx, dy);
-            const float weight = weight_of(k, steps, bias);
+            const float weight = fluid_weight(k, steps, bias);
             if (weight <= 0) continue;
             total += weight;
             for (int n = 0; n < count; ++n) {
@@ -180,7 +156,7 @@ struct FluidFlowCore::CarriedSpan {
         }
         for (int n = 0; n < count; ++n) {
             float* out = out_of(fields[n], i, j);
-            for (int c = 0; c < trace.count; ++c) out[c] = out[c] / total / divisor_of(fields[n]);
+            for (int c = 0; c < trace.count; ++c) out[c] = out[c] / total / fields[n].divisor(dt);
         }
     }
 };
@@ -188,10 +164,11 @@ struct FluidFlowCore::CarriedSpan {
 // All fields share their grid and so their paths. Results stand in each field's scratch afterwards.
 bool FluidFlowCore::carry(Carried* carried, int count) {
     const int steps = std::clamp(trace_steps, 1, MAX_STEPS);
+    if (carries_on_device(count, steps)) return carry_on_device(carried, count, steps);
     FluidTiles tiles;
     if (!build_tiles(steps, tiles)) return false;
     const int kind = velocity.kind, first_cell = velocity.first();
-    const Mapping to_x(kind, density_width, velocity.width), to_y(kind, density_height, velocity.height);
+    const FluidMapping to_x(kind, density_width, velocity.width), to_y(kind, density_height, velocity.height);
     const float back_x = static_cast<float>(density_width) / static_cast<float>(velocity.width);
     const float back_y = static_cast<float>(density_height) / static_cast<float>(velocity.height);
     const float bias = setting_within(trace_bias, 0, 1);
@@ -224,7 +201,7 @@ FluidFlowCore::PathStart FluidFlowCore::trace_path(float x, float y, int path_st
         kernels.trace(tiles, trace, &dx, &dy);
         start.x = (trace.x - dx - offset) / width;
         start.y = (trace.y - dy - offset) / height;
-        const float weight = weight_of(k, steps, limited_bias);
+        const float weight = fluid_weight(k, steps, limited_bias);
         if (!sampled_field || weight <= 0) continue;
         sum += weight * sampled_field->sample(start.x, start.y);
         total += weight;

@@ -45,6 +45,18 @@ inline float finite_within(float value, float limit) {
 // A setting: what is not a number counts as the lowest value.
 inline float setting_within(float value, float low, float high) { return value > low ? std::min(value, high) : low; }
 
+// ---- Grids ---------------------------------------------------------------------------------------------------------
+
+// Where the cells of a grid stand in another's: cell i at offset + i * step.
+struct FluidMapping {
+    float offset, step;
+
+    FluidMapping(int kind, int cells, int others) : step(static_cast<float>(others) / static_cast<float>(cells)) {
+        offset = kind == FLUID_BOUNDED ? 1 - step : 0.5F * step - 0.5F;
+    }
+    float operator()(int cell) const { return offset + static_cast<float>(cell) * step; }
+};
+
 // ---- Ghost cells ---------------------------------------------------------------------------------------------------
 
 // Of a bounded grid; nothing in a periodic one.
@@ -99,4 +111,7 @@ struct FluidFlowCore::Carried {
     const ScalarField* source;
     float diffusion, dissipation;
     FluidBlock* scratch;
+
+    // Of what the carrying gives. What is diffused is divided after the blur.
+    float divisor(float dt) const { return diffusion > 0 && !field->no_diffuse ? 1.0F : dt * dissipation + 1; }
 };

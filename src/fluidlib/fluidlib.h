@@ -211,8 +211,8 @@ class FluidFlowCore {
     // ---- Steps
 
     // One time step of the velocity, the fields and the coordinate maps, which go back to the identity first when
-    // `reset_coordinates` is set. False: a periodic grid that is no square of a power of two, too little memory, or an
-    // end asked for.
+    // `reset_coordinates` is set. False: a periodic grid that is no square of a power of two, too little memory, an end
+    // asked for, or a GPU that failed.
     bool step(bool reset_coordinates);
     // Its parts. `source` may be null.
     bool velocity_step();
@@ -288,6 +288,8 @@ class FluidFlowCore {
     bool build_tiles(int steps, FluidTiles& tiles);
     bool advect_velocity(const VectorField& from, VectorField& to);
     bool carry(Carried* fields, int count);
+    bool carries_on_device(int count, int steps) const;
+    bool carry_on_device(const Carried* fields, int count, int steps) const;
     bool diffuse_velocity();
     bool diffuse_variably(const float* from, float* to);
     bool project_velocity();

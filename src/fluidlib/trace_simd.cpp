@@ -12,10 +12,8 @@ namespace QUILLON_SIMD {
 namespace {
 
 constexpr int GROUPS = 4;
-constexpr int WINDOW = LANES / 2;   // cells of two rows in a register
-constexpr float FAR = 4194304;      // cells: places further off count as being there
-constexpr float LARGEST = 1e12F;    // of what a field holds: FLUID_MAX_VALUE
-constexpr float SMALLEST = 1e-30F;  // what is left of a field that has died away; slow numbers begin below
+constexpr int WINDOW = LANES / 2;  // cells of two rows in a register
+constexpr float FAR = 4194304;     // cells: places further off count as being there
 
 struct Place {
     Ints i, j;
@@ -228,8 +226,8 @@ static void read_places(const FluidPlane& plane, const FluidRead& read, const fl
         const Floats y = read.y - load(back[1]) * read.scale_y;
         const Place p = place_of<PERIODIC>(x, y, plane.width, plane.height);
         Floats value = (read.cubic ? read_cubic(plane, p) : read_bilinear(plane, p)) / read.divisor;
-        const Ints there = (absolute(value) >= SMALLEST);  // not of what is not a number
-        value = there ? limited(value, all<Floats>(-LARGEST), all<Floats>(LARGEST)) : Floats{};
+        const Ints there = (absolute(value) >= FLUID_LEAST_KEPT);  // not of what is not a number
+        value = there ? limited(value, all<Floats>(-FLUID_MOST_KEPT), all<Floats>(FLUID_MOST_KEPT)) : Floats{};
         float some[LANES];
         store(some, value);
         __builtin_memcpy(out + at, some, sizeof(float) * static_cast<unsigned>(count));

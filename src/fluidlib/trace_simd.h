@@ -32,6 +32,10 @@ constexpr int FLUID_TILE_PLANES = 8;
 // Cells of a row whose paths are traced together: the length of the arrays of displacements.
 constexpr int FLUID_SPAN = 512;
 
+// Of what fields hold.
+inline constexpr float FLUID_MOST_KEPT = 1e12F;    // FLUID_MAX_VALUE
+inline constexpr float FLUID_LEAST_KEPT = 1e-30F;  // what is left of one that has died away; slow numbers begin below
+
 struct FluidTrace {
     float x, y;    // where the first path ends, in stored cells of the velocity
     float x_step;  // from path to path

@@ -8,6 +8,7 @@
 
 #include "imagelib/imagelib_median.h"
 #include "imagelib/median_channel.h"
+#include "imagelib/median_formulas.h"
 #include "imagelib/samples.h"
 #include "k7pi_baselib/in_memory.h"
 #include "simdlib/cpu.h"

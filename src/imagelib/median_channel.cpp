@@ -1,14 +1,12 @@
 #include "imagelib/median_channel.h"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 
+#include "imagelib/median_formulas.h"
 #include "simdlib/cpu.h"
 
 namespace {
 
-constexpr float SMALLEST_STEP = 0.00001f;
 constexpr int BAND = 64;                  // rows of a task
 constexpr int STRIP = MEDIAN_STRIP - 10;  // columns, so that those that the usual windows reach are whole vectors
 constexpr int LARGE_BAND = 32;            // rows of a task with histograms
@@ -79,28 +77,6 @@ struct MedianChannel::BandMemory {
     }
 };
 
-MedianBins median_bins(float min, float max) {
-    constexpr float LARGEST = std::numeric_limits<float>::max();
-    if (min > max) min = max = 0;
-    // Adding 0 makes one zero of both, whichever a thread met first.
-    MedianBins bins{};
-    bins.min = std::clamp(min, -LARGEST, LARGEST) + 0.0f;
-    bins.max = std::clamp(max, -LARGEST, LARGEST) + 0.0f;
-    const float step = (bins.max - bins.min) / (MEDIAN_BINS - 1);
-    bins.scale = step > SMALLEST_STEP ? 1 / step : 0;
-
-    const double range = double(bins.max) - double(bins.min);
-    const double width = bins.scale > 0 ? range / (MEDIAN_BINS - 1) : range;
-    const double largest = std::max(std::fabs(double(bins.min)), std::fabs(double(bins.max)));
-    if (!(range > 0)) return bins;
-    // 161 x 161 offsets of at most 1.0004 bins stay below 2^53 quanta, and any sample below 2^51, as rounding asks.
-    const int quantum = std::max(std::ilogb(width) + 1 - 38, std::ilogb(largest) + 1 - 51);
-    bins.rounding = std::ldexp(1.5, 52 + quantum);
-    bins.base = (bins.min + bins.rounding) - bins.rounding;
-    bins.step = bins.scale > 0 ? (width + bins.rounding) - bins.rounding : 0;
-    return bins;
-}
-
 bool MedianScratch::allocate(std::size_t bytes) {
     m_part = bytes / 4 / 64 * 64;
     if (bytes) m_block = make_aligned_block<unsigned char, true>(bytes);
@@ -117,7 +93,7 @@ MedianChannel::MedianChannel(const K7Image& source, K7Image& result, int channel
       m_radius_x(std::clamp(radii.x, 1, MEDIAN_MOST_RADIUS)),
       m_radius_y(std::clamp(radii.y, 1, MEDIAN_MOST_RADIUS)),
       m_bins(bins) {
-    if (!(bins.max > bins.min))
+    if (median_is_constant(bins))
         m_method = Method::Fill;
     else if (!(bins.scale > 0))
         m_method = Method::Mean;
@@ -191,10 +167,8 @@ void MedianChannel::add_row(int y, double sign, Columns strip, double* sums) con
     const int left = std::max(strip.first - m_radius_x, 0);
     const int right = std::min(strip.first + strip.count + m_radius_x, m_width);
     for (int x = left; x < right; ++x) {
-        const float sample = pixels(x, y)[m_channel];
-        const float above = sample > m_bins.min ? sample : m_bins.min;
-        const double inside = above < m_bins.max ? above : m_bins.max;
-        sums[x - left] += sign * (((inside + m_bins.rounding) - m_bins.rounding) - m_bins.base);
+        const float sample = median_sample(m_bins, pixels(x, y)[m_channel]);
+        sums[x - left] += sign * median_offset(m_bins, sample, 0);
     }
 }
 
@@ -216,7 +190,7 @@ void MedianChannel::next_mean(int y, bool is_first, Columns strip, unsigned char
         const int x = strip.first + i;
         for (; right <= std::min(x + m_radius_x, m_width - 1); ++right) sum += *entering++;
         for (; left < x - m_radius_x; ++left) sum -= *leaving++;
-        out[i] = static_cast<float>(m_bins.base + sum / (double(rows) * (right - left)));
+        out[i] = median_mean(m_bins, 0, sum, rows * (right - left));
     }
 }
 

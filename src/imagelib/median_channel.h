@@ -7,9 +7,6 @@
 #include "imagelib/imagelib_median.h"
 #include "imagelib/median_simd.h"
 
-// The bins for samples from min to max. A channel without a number has min above max.
-MedianBins median_bins(float min, float max);
-
 // The memory of one thread. Channels that are filtered together use a quarter each.
 class MedianScratch {
   public:

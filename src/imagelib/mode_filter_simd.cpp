@@ -9,11 +9,10 @@ namespace {
 
 static void quantise(const float* samples, unsigned char* bins, long count) {
     for (long i = 0; i < count; ++i) {
-        bins[i] = (unsigned char)(int)limited(samples[i] * 127.99f, 0.0f, 127.0f);
+        bins[i] = (unsigned char)(int)limited(samples[i] * MODE_SCALE, 0.0f, 127.0f);
     }
 }
 
-constexpr float LEVEL = 1.0f / 127.0f;
 constexpr int BATCH = 16;  // bins
 
 using Batch = Vec<unsigned char, BATCH>;
@@ -25,14 +24,14 @@ static inline void restore_batch(Batch bins, float* samples, bool streamed) {
     const __m128i parts[4] = {_mm_unpacklo_epi16(low, zero), _mm_unpackhi_epi16(low, zero),
                               _mm_unpacklo_epi16(high, zero), _mm_unpackhi_epi16(high, zero)};
     for (int i = 0; i < 4; ++i) {
-        const Pixel level = LEVEL * (Pixel)_mm_cvtepi32_ps(parts[i]);
+        const Pixel level = MODE_LEVEL * (Pixel)_mm_cvtepi32_ps(parts[i]);
         if (streamed)
             stream(samples + 4 * i, level);
         else
             store(samples + 4 * i, level);
     }
 #else
-    for (int i = 0; i < BATCH; ++i) samples[i] = float(bins[i]) * LEVEL;
+    for (int i = 0; i < BATCH; ++i) samples[i] = float(bins[i]) * MODE_LEVEL;
     (void)streamed;
 #endif
 }
@@ -47,7 +46,7 @@ static void restore(const unsigned char* bins, float* samples, long count, bool 
         __builtin_memcpy(&batch, bins + i, BATCH);
         restore_batch(batch, samples + i, past_caches);
     }
-    for (; i < count; ++i) samples[i] = float(bins[i]) * LEVEL;
+    for (; i < count; ++i) samples[i] = float(bins[i]) * MODE_LEVEL;
     if (past_caches) finish_streams();
 }
 

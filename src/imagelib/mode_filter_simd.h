@@ -7,6 +7,8 @@
 #include "simdlib/cpu.h"
 
 inline constexpr int MODE_BINS = 128;
+inline constexpr float MODE_SCALE = 127.99f;        // from samples to bins
+inline constexpr float MODE_LEVEL = 1.0f / 127.0f;  // and back
 
 // Counts in 16 bits, 4 of which tell which group of eight bins an entry is in: enough for MODE_SMALL_WINDOW pixels.
 using ModeCount = short;
