@@ -1,5 +1,9 @@
 #include "effects/adjust/Clean.h"
 
+#include <algorithm>
+
+#include "Library2/DeviceFrame.h"
+#include "effects/adjust/Clean_cuda.h"
 #include "imagelib/imagelib_median.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
@@ -38,11 +42,19 @@ void Clean::ControlChanged(ControlK7& control) {
 void Clean::ProcessFrame() {
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
-    const StageTimer timer("Clean (CPU)");
     MedianRadii radii[4];
     for (int c = 0; c < 4; ++c) {
         const Radii& pair = pairs[DoRGB.value ? 1 + c : 0];
         radii[c] = {pair.x.value, DoSync.value ? pair.x.value : pair.y.value};
     }
+    const auto [x, y] = radii[0];
+    const bool shared = std::all_of(radii, radii + 4, [&](const MedianRadii& r) { return r.x == x && r.y == y; });
+    if (DeviceFrame* device = shared ? deviceFor(clean_nanoseconds(x, y)) : nullptr) {
+        const StageTimer timer("Clean (CUDA)");
+        device->check("cuda_clean",
+                      cuda_clean(device->picture(input), device->picture(output), x, y, device->stream()));
+        return;
+    }
+    const StageTimer timer("Clean (CPU)");
     madeUnlessAborted(image_window_median(source, result, radii, stopRequested()));
 }

@@ -162,74 +162,96 @@ GPU_AND_CPU void clean_small_kernel(GpuPlace at, Picture picture, float* out) {
 
 // ---- Large windows --------------------------------------------------------------------------------------------
 
-// The samples of a window in BAND neighbouring bins. A median moves little from a window to the next, and as long as it
-// is among these bins no others need be counted. Where it leaves them, all of its window is counted anew, around it.
+// The samples of a window in BAND neighbouring bins, in a ring. A median moves little from a window to the next, and as
+// long as it is among these bins no others need be counted. Where it leaves them, they go half their number further,
+// and where that is not enough they begin anew around it.
 class SlidingMedian {
   public:
     GPU_AND_CPU SlidingMedian(const Picture& picture, int sample)
         : m_picture(picture), m_channel(picture.channels[sample % 4]), m_columns(picture, sample) {}
 
     GPU_AND_CPU void begin(const Rows& rows) {
-        std::uint16_t(&coarse)[BAND] = m_counts;  // COARSE bins each
-        clear();
-        for (int y = rows.first; y <= rows.last; ++y)
-            for (int i = m_columns.first; i <= m_columns.last; i += 4)
-                ++coarse[m_picture.bins[m_picture.index(i, y)] / COARSE];
-        int place = 0;
-        for (int above = rank(rows) - coarse[0]; above >= 0; above -= coarse[++place]) {
-        }
-        const int middle = place * COARSE + COARSE / 2 - BAND / 2, end = MEDIAN_BINS - BAND;
-        m_first = middle < 0 ? 0 : (middle > end ? end : middle);
-        m_place = 0, m_below = 0;
-        clear();
+        m_first = first_bin(rows);
+        m_bin = m_first, m_below = 0;
+        for (int i = 0; i < BAND; ++i) m_counts[i] = 0;
         for (int y = rows.first; y <= rows.last; ++y) add(y);
     }
-    // Rows that come into the window and leave it.
+    // A row that comes into the window, and one that leaves it.
     GPU_AND_CPU void add(int y) {
-        for (int i = m_columns.first; i <= m_columns.last; i += 4) {
-            const std::size_t k = m_picture.index(i, y);
-            const int bin = m_picture.bins[k], place = bin - m_first;
-            m_below += place < m_place;
-            if (place < 0 || place >= BAND) continue;
-            const double offset = offset_of(k, bin);
-            m_sums[place] = m_counts[place]++ ? m_sums[place] + offset : offset;
-        }
+        each_sample(y, [this](std::size_t k, int bin) {
+            m_below += bin < m_bin;
+            if (is_counted(bin)) count(k, bin);
+        });
     }
     GPU_AND_CPU void remove(int y) {
-        for (int i = m_columns.first; i <= m_columns.last; i += 4) {
-            const std::size_t k = m_picture.index(i, y);
-            const int bin = m_picture.bins[k], place = bin - m_first;
-            m_below -= place < m_place;
-            if (place < 0 || place >= BAND) continue;
-            m_sums[place] -= offset_of(k, bin);
-            --m_counts[place];
-        }
+        each_sample(y, [this](std::size_t k, int bin) {
+            m_below -= bin < m_bin;
+            if (!is_counted(bin)) return;
+            m_sums[slot(bin)] -= offset_of(k, bin);
+            --m_counts[slot(bin)];
+        });
     }
-    // From the last one's place.
+    // Looked for from the last one's place.
     GPU_AND_CPU float median(const Rows& rows) {
         if (!find(rank(rows))) {
-            begin(rows);
-            find(rank(rows));
+            move_towards(rows);
+            if (!find(rank(rows))) {
+                begin(rows);
+                find(rank(rows));
+            }
         }
-        return median_mean(m_channel, m_first + m_place, m_sums[m_place], m_counts[m_place]);
+        return median_mean(m_channel, m_bin, m_sums[slot(m_bin)], m_counts[slot(m_bin)]);
     }
 
   private:
-    static constexpr int BAND = 256, COARSE = MEDIAN_BINS / BAND;
+    static constexpr int BAND = 256, STEP = BAND / 2;
 
-    GPU_AND_CPU void clear() {
-        for (int i = 0; i < BAND; ++i) m_counts[i] = 0;
+    template <class Use>
+    GPU_AND_CPU void each_sample(int y, Use use) const {
+        const std::size_t row = m_picture.index(0, y);
+        for (int i = m_columns.first; i <= m_columns.last; i += 4)
+            use(row + static_cast<unsigned>(i), m_picture.bins[row + static_cast<unsigned>(i)]);
     }
+    static GPU_AND_CPU int slot(int bin) { return bin & (BAND - 1); }
     GPU_AND_CPU int rank(const Rows& rows) const { return m_columns.count() * rows.count() / 2; }
+    GPU_AND_CPU bool is_counted(int bin) const { return bin >= m_first && bin < m_first + BAND; }
     GPU_AND_CPU double offset_of(std::size_t k, int bin) const {
         return median_offset(m_channel, median_sample(m_channel, m_picture.samples[k]), bin);
     }
+    GPU_AND_CPU void count(std::size_t k, int bin) {
+        const double offset = offset_of(k, bin);
+        m_sums[slot(bin)] = m_counts[slot(bin)]++ ? m_sums[slot(bin)] + offset : offset;
+    }
+    // Where the counts have to begin to have the median in their middle.
+    GPU_AND_CPU int first_bin(const Rows& rows) {
+        constexpr int COARSE = MEDIAN_BINS / BAND, LAST = MEDIAN_BINS - BAND;
+        for (int i = 0; i < BAND; ++i) m_counts[i] = 0;
+        for (int y = rows.first; y <= rows.last; ++y)
+            each_sample(y, [this](std::size_t, int bin) { ++m_counts[bin / COARSE]; });
+        int place = 0;
+        for (int above = rank(rows) - m_counts[0]; above >= 0; above -= m_counts[++place]) {
+        }
+        const int first = place * COARSE + COARSE / 2 - BAND / 2;
+        return first < 0 ? 0 : (first > LAST ? LAST : first);
+    }
+    // Where the median is not, m_bin is the outermost bin on its side.
+    GPU_AND_CPU void move_towards(const Rows& rows) {
+        constexpr int LAST = MEDIAN_BINS - BAND;
+        const int old = m_first, wanted = m_bin == old ? old - STEP : old + STEP;
+        m_first = wanted < 0 ? 0 : (wanted > LAST ? LAST : wanted);
+        const int from = m_first < old ? m_first : old + BAND, to = m_first < old ? old : m_first + BAND;
+        for (int bin = from; bin < to; ++bin) m_counts[slot(bin)] = 0;
+        for (int y = rows.first; y <= rows.last; ++y)
+            each_sample(y, [=, this](std::size_t k, int bin) {
+                if (bin >= from && bin < to) count(k, bin);
+            });
+    }
     GPU_AND_CPU bool find(int rank) {
-        while (m_below > rank && m_place > 0) m_below -= m_counts[--m_place];
+        while (m_below > rank && m_bin > m_first) m_below -= m_counts[slot(--m_bin)];
         if (m_below > rank) return false;
-        while (m_below + m_counts[m_place] <= rank) {
-            if (m_place == BAND - 1) return false;
-            m_below += m_counts[m_place++];
+        while (m_below + m_counts[slot(m_bin)] <= rank) {
+            if (m_bin == m_first + BAND - 1) return false;
+            m_below += m_counts[slot(m_bin++)];
         }
         return true;
     }
@@ -237,11 +259,10 @@ class SlidingMedian {
     const Picture& m_picture;
     const MedianBins& m_channel;
     Columns m_columns;
-    int m_first = 0;  // bin of the band's first count
-    int m_place = 0;  // of the latest median, in the band
-    int m_below = 0;  // samples of the window below that place
-    std::uint16_t m_counts[BAND];
-    double m_sums[BAND];  // where there are counts
+    int m_first = 0;               // of the bins that are counted
+    int m_bin = 0, m_below = 0;    // of the latest median, and how many samples of the window are in lower ones
+    std::uint16_t m_counts[BAND];  // of bin b at slot(b)
+    double m_sums[BAND];           // of the samples' offsets, where there are counts
 };
 
 // A thread for each sample of a row; along y, for each band of rows.

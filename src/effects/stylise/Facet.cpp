@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Library2/DeviceFrame.h"
+#include "effects/stylise/Facet_cuda.h"
 #include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_composite.h"
 #include "imagelib/imagelib_mode.h"
@@ -30,13 +32,25 @@ Facet::Window Facet::window(const K7Image& source) const {
 void Facet::ProcessFrame() {
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
-    const StageTimer timer("Facet (CPU)");
     const auto [x, y] = window(*source);
-    if (x == 0 && y == 0)
+    if (x == 0 && y == 0) {
         image_copy(source, result);
-    else
+    } else if (!facetOnDevice(half_of(x), half_of(y))) {
+        const StageTimer timer("Facet (CPU)");
         made(image_window_mode(source, result, half_of(x), half_of(y)));
+    }
     applyMatte(*source, *result);
+}
+
+// False: it is left to the processor. The matte goes on from the host's picture.
+bool Facet::facetOnDevice(int half_x, int half_y) {
+    if (std::max(half_x, half_y) > CUDA_FACET_MOST_HALF) return false;
+    DeviceFrame* device = deviceFor(facet_nanoseconds(half_x, half_y));
+    if (!device) return false;
+    const StageTimer timer("Facet (CUDA)");
+    const int error = cuda_facet(device->picture(input), device->picture(output), half_x, half_y, device->stream());
+    if (device->check("cuda_facet", error) && (DoMask.value || DoComp.value)) device->fetch(output);
+    return true;
 }
 
 // Use Mask mixes the facets into the source by the matte's luminance, Composite puts the picture over the source with

@@ -70,5 +70,6 @@ class Facet final : public Effect<FacetInfo> {
         int x, y;
     };
     Window window(const K7Image& source) const;
+    bool facetOnDevice(int half_x, int half_y);
     void applyMatte(const K7Image& source, K7Image& result);
 };

@@ -1,0 +1,98 @@
+// Medians and modes by the kernels, which run on the processor here, against the processor's own.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+
+#include "effects/adjust/Clean_cuda.h"
+#include "effects/stylise/Facet_cuda.h"
+#include "gpu/kernel_faults.h"
+#include "imagelib/imagelib_cuda.h"
+#include "imagelib/imagelib_median.h"
+#include "imagelib/imagelib_mode.h"
+#include "support/images.h"
+
+namespace {
+
+struct Filter {
+    const char* name;
+    int (*on_device)(DeviceImage& source, DeviceImage& result, int x, int y, GpuStream stream);
+    bool (*on_processor)(const K7Image* source, K7Image* result, int x, int y);
+};
+
+const Filter MEDIAN{"median", cuda_clean, [](const K7Image* source, K7Image* result, int x, int y) {
+                        const MedianRadii radii[4] = {{x, y}, {x, y}, {x, y}, {x, y}};
+                        return image_window_median(source, result, radii);
+                    }};
+const Filter MODE{"mode", cuda_facet, image_window_mode};
+
+float& sample(const ImagePtr& image, int x, int y, int c) { return image_row<float>(image.get(), y)[4 * x + c]; }
+
+// Steps and slopes under grain, above 1 in places; alpha is constant.
+ImagePtr edges(int width, int height) {
+    ImagePtr image = noise_image(width, height, 4, SAMPLE_F32, 5, -0.05f, 0.05f);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < 4; ++c)
+                sample(image, x, y, c) += (x + y * c) % 41 < 20 ? 0.2f : 0.01f * static_cast<float>(x + 2 * y);
+    for (int i = 0; i < width * height; ++i) static_cast<float*>(image->pixels)[4 * i + 3] = 0.25f;
+    return image;
+}
+
+// What is no number, numbers without end, and a channel with too little contrast for bins.
+ImagePtr hard(int width, int height) {
+    ImagePtr image = noise_image(width, height, 4, SAMPLE_F32, 7, -0.5f, 4);
+    constexpr float ENDLESS = std::numeric_limits<float>::infinity();
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            if ((x + y) % 7 == 3) sample(image, x, y, 1) = std::numeric_limits<float>::quiet_NaN();
+            if ((x + y) % 9 == 4) sample(image, x, y, 2) = x % 2 ? ENDLESS : -ENDLESS;
+            sample(image, x, y, 3) = 0.5f + 0.001f * sample(image, x, y, 0);
+        }
+    return image;
+}
+
+class WindowKernel : public testing::TestWithParam<Filter> {
+  protected:
+    static int run(const ImagePtr& source, const ImagePtr& result, int x, int y) {
+        DeviceImage from(host_picture(source.get()), nullptr), to(host_picture(result.get()), nullptr);
+        const int error = GetParam().on_device(from, to, x, y, nullptr);
+        return error ? error : gpu_fetch(to);
+    }
+};
+
+TEST_P(WindowKernel, HasTheProcessorsBits) {
+    const FakeRuntime fake;
+    struct Case {
+        int width, height, x, y;
+    };
+    const Case cases[] = {{1, 1, 1, 1},    {1, 9, 5, 5},   {17, 13, 1, 1},  {17, 13, 7, 7},  {17, 13, 8, 8},
+                          {17, 13, 3, 60}, {97, 61, 1, 3}, {97, 61, 12, 9}, {97, 61, 30, 2}, {33, 300, 9, 10}};
+    for (const auto& [width, height, x, y] : cases)
+        for (const auto make : {edges, hard}) {
+            const ImagePtr source = make(width, height);
+            const ImagePtr expected(image_clone_layout(source.get())), result(image_clone_layout(source.get()));
+            ASSERT_TRUE(GetParam().on_processor(source.get(), expected.get(), x, y));
+            ASSERT_EQ(run(source, result, x, y), GPU_DONE);
+            EXPECT_TRUE(same_pixels(expected.get(), result.get()))
+                << width << " x " << height << ", window " << x << ", " << y << (make == hard ? ", hard" : "");
+        }
+}
+
+TEST_P(WindowKernel, AFailingCallLeavesTheHostsPixels) {
+    for (const int half : {1, 9}) {
+        const ImagePtr source = edges(17, 13), before = edges(17, 13);
+        each_call_fails([&] {
+            const ImagePtr result(image_duplicate(source.get()));
+            const int error = run(source, result, half, half);
+            EXPECT_TRUE(error == GPU_DONE || same_pixels(result.get(), before.get()));
+            return error;
+        });
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Filters, WindowKernel, testing::Values(MEDIAN, MODE),
+                         [](const auto& filter) { return filter.param.name; });
+
+}  // namespace
