@@ -34,8 +34,7 @@ GPU_AND_CPU void widen(Range& range, int c, float low, float high) {
 }
 
 // Pixels that lie `threads` apart.
-GPU_AND_CPU void clean_range_kernel(GpuPlace at, const GpuPixel* pixels, std::size_t count, int threads,
-                                    Range* ranges) {
+GPU_AND_CPU void cleanRangeKernel(GpuPlace at, const GpuPixel* pixels, std::size_t count, int threads, Range* ranges) {
     if (at.x >= threads) return;
     Range range = empty_range();
     for (auto i = static_cast<std::size_t>(at.x); i < count; i += static_cast<std::size_t>(threads)) {
@@ -52,19 +51,19 @@ GPU_AND_CPU Range joined(const Range* ranges, int first, int count, int distance
     return range;
 }
 
-GPU_AND_CPU void clean_join_kernel(GpuPlace at, const Range* ranges, int count, int threads, Range* fewer) {
+GPU_AND_CPU void cleanJoinKernel(GpuPlace at, const Range* ranges, int count, int threads, Range* fewer) {
     if (at.x < threads) fewer[at.x] = joined(ranges, at.x, count, threads);
 }
 
 // A thread for each channel.
-GPU_AND_CPU void clean_bins_kernel(GpuPlace at, const Range* ranges, int count, MedianBins* bins) {
+GPU_AND_CPU void cleanBinsKernel(GpuPlace at, const Range* ranges, int count, MedianBins* bins) {
     if (at.x >= 4) return;
     const Range range = joined(ranges, 0, count, 1);
     bins[at.x] = median_bins(range.low[at.x], range.high[at.x]);
 }
 
-GPU_AND_CPU void clean_sort_kernel(GpuPlace at, const GpuPixel* pixels, int width, int height, const MedianBins* bins,
-                                   PixelBins* sorted) {
+GPU_AND_CPU void cleanSortKernel(GpuPlace at, const GpuPixel* pixels, int width, int height, const MedianBins* bins,
+                                 PixelBins* sorted) {
     if (at.x >= width || at.y >= height) return;
     const std::size_t i =
         static_cast<std::size_t>(at.y) * static_cast<std::size_t>(width) + static_cast<unsigned>(at.x);
@@ -129,16 +128,17 @@ struct Nibbles {
     }
 };
 
-GPU_AND_CPU void clean_small_kernel(GpuPlace at, Picture picture, float* out) {
+GPU_AND_CPU void cleanSmallKernel(GpuPlace at, Picture picture, float* out) {
     if (at.x >= 4 * picture.width || at.y >= picture.height) return;
     const MedianBins& channel = picture.channels[at.x % 4];
     const Columns columns(picture, at.x);
     const Rows rows(picture, at.y);
+    float& median = out[picture.index(at.x, at.y)];
     if (median_is_constant(channel)) {
-        out[picture.index(at.x, at.y)] = channel.min;
+        median = channel.min;
         return;
     }
-    int above = columns.count() * rows.count() / 2;  // the median has as many samples below it
+    int rank = columns.count() * rows.count() / 2;  // of the median among the samples that begin with `bin`
     int bin = 0, count = 0;
     for (int shift = 8; shift >= 0; shift -= 4) {
         Nibbles nibbles;
@@ -148,7 +148,7 @@ GPU_AND_CPU void clean_small_kernel(GpuPlace at, Picture picture, float* out) {
                 if (place >> 4 == bin) nibbles.add(place & 15);
             }
         int nibble = 0;
-        for (count = nibbles.count(0); count <= above; count = nibbles.count(++nibble)) above -= count;
+        for (count = nibbles.count(0); count <= rank; count = nibbles.count(++nibble)) rank -= count;
         bin = bin * 16 + nibble;
     }
     double sum = 0;
@@ -157,7 +157,7 @@ GPU_AND_CPU void clean_small_kernel(GpuPlace at, Picture picture, float* out) {
             const std::size_t k = picture.index(i, y);
             if (picture.bins[k] == bin) sum += median_offset(channel, median_sample(channel, picture.samples[k]), bin);
         }
-    out[picture.index(at.x, at.y)] = median_mean(channel, bin, sum, count);
+    median = median_mean(channel, bin, sum, count);
 }
 
 // ---- Large windows --------------------------------------------------------------------------------------------
@@ -302,10 +302,10 @@ const MedianBins* find_bins(GpuOperation& operation, const GpuPixel* pixels, std
     auto* ranges = operation.scratch<Range>(RANGES + FEWER_RANGES);
     auto* bins = operation.scratch<MedianBins>(4);
     Range* fewer = ranges ? ranges + RANGES : nullptr;
-    operation.launch(gpu_kernel<clean_range_kernel>(), gpu_shape_of_line(RANGES), pixels, count, RANGES, ranges);
-    operation.launch(gpu_kernel<clean_join_kernel>(), gpu_shape_of_line(FEWER_RANGES), ranges, RANGES, FEWER_RANGES,
+    operation.launch(gpu_kernel<cleanRangeKernel>(), gpu_shape_of_line(RANGES), pixels, count, RANGES, ranges);
+    operation.launch(gpu_kernel<cleanJoinKernel>(), gpu_shape_of_line(FEWER_RANGES), ranges, RANGES, FEWER_RANGES,
                      fewer);
-    operation.launch(gpu_kernel<clean_bins_kernel>(), gpu_shape_of_line(4), fewer, FEWER_RANGES, bins);
+    operation.launch(gpu_kernel<cleanBinsKernel>(), gpu_shape_of_line(4), fewer, FEWER_RANGES, bins);
     return bins;
 }
 
@@ -321,10 +321,10 @@ int cuda_clean(DeviceImage& source, DeviceImage& result, int radius_x, int radiu
     GpuOperation operation(stream);
     const auto* pixels = operation.read<GpuPixel>(source);
     auto* out = operation.write<float>(result);
-    const std::size_t count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    const auto count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     const MedianBins* bins = find_bins(operation, pixels, count);
     auto* sorted = operation.scratch<PixelBins>(count);
-    operation.launch(gpu_kernel<clean_sort_kernel>(), gpu_shape_of_picture(width, height), pixels, width, height, bins,
+    operation.launch(gpu_kernel<cleanSortKernel>(), gpu_shape_of_picture(width, height), pixels, width, height, bins,
                      sorted);
 
     Picture picture{reinterpret_cast<const float*>(pixels),
@@ -336,7 +336,7 @@ int cuda_clean(DeviceImage& source, DeviceImage& result, int radius_x, int radiu
                     within_limits(radius_y)};
     const int columns = 2 * picture.radius_x + 1, rows = 2 * picture.radius_y + 1;
     if (columns * rows <= MOST_SMALL) {
-        operation.launch(gpu_kernel<clean_small_kernel>(), gpu_shape_of_picture(4 * width, height), picture, out);
+        operation.launch(gpu_kernel<cleanSmallKernel>(), gpu_shape_of_picture(4 * width, height), picture, out);
     } else {
         // The first window of a band takes as long as sliding along half as many rows as it has.
         const int band = 2 * rows > LEAST_BAND ? 2 * rows : LEAST_BAND;

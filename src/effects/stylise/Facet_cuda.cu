@@ -16,7 +16,7 @@ struct alignas(4) PixelBins {
     std::uint8_t c[4];
 };
 
-GPU_AND_CPU void facet_bins_kernel(GpuPlace at, const GpuPixel* pixels, int width, int height, PixelBins* sorted) {
+GPU_AND_CPU void facetBinsKernel(GpuPlace at, const GpuPixel* pixels, int width, int height, PixelBins* sorted) {
     if (at.x >= width || at.y >= height) return;
     const std::size_t i =
         static_cast<std::size_t>(at.y) * static_cast<std::size_t>(width) + static_cast<unsigned>(at.x);
@@ -71,6 +71,9 @@ class SlidingMode {
     }
     GPU_AND_CPU void search() {
         m_bin = 0;
+#ifdef __CUDA_ARCH__
+#pragma unroll 8  // all at once would take every register there is
+#endif
         for (int bin = 1, most = m_counts[0]; bin < MODE_BINS; ++bin)
             if (m_counts[bin] > most) most = m_counts[m_bin = bin];
     }
@@ -100,10 +103,12 @@ int cuda_facet(DeviceImage& source, DeviceImage& result, int half_x, int half_y,
     constexpr int LEAST_BAND = 64;  // rows
     const int width = source.width(), height = source.height();
     GpuOperation operation(stream);
+    const auto fits = [](int half) { return half >= 1 && half <= CUDA_FACET_MOST_HALF; };
+    if (!fits(half_x) || !fits(half_y)) operation.fail(GPU_NOT_LAUNCHED);
     const auto* pixels = operation.read<GpuPixel>(source);
     auto* out = operation.write<float>(result);
     auto* bins = operation.scratch<PixelBins>(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-    operation.launch(gpu_kernel<facet_bins_kernel>(), gpu_shape_of_picture(width, height), pixels, width, height, bins);
+    operation.launch(gpu_kernel<facetBinsKernel>(), gpu_shape_of_picture(width, height), pixels, width, height, bins);
 
     // The first window of a band takes as long as sliding along half as many rows as it has.
     const int rows = 2 * half_y + 1, band = 2 * rows > LEAST_BAND ? 2 * rows : LEAST_BAND;
