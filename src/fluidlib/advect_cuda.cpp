@@ -50,21 +50,23 @@ bool FluidFlowCore::carry_on_device(const Carried* carried, int count, int steps
         }
         const FluidMapping to_x(velocity.kind, density_width, velocity.width);
         const FluidMapping to_y(velocity.kind, density_height, velocity.height);
-        FluidFlight flight{u,
-                           v,
-                           fluid_path_scale(dt, steps, velocity.width),
-                           fluid_path_scale(dt, steps, velocity.height),
-                           to_x.offset,
-                           to_y.offset,
-                           to_x.step,
-                           to_y.step,
-                           static_cast<float>(density_width) / static_cast<float>(velocity.width),
-                           static_cast<float>(density_height) / static_cast<float>(velocity.height),
-                           density_width,
-                           density_height,
-                           steps,
-                           use_rk4,
-                           setting_within(trace_bias, 0, 1)};
+        FluidFlight flight{
+            .u = u,
+            .v = v,
+            .scale_x = fluid_path_scale(dt, steps, velocity.width),
+            .scale_y = fluid_path_scale(dt, steps, velocity.height),
+            .first_x = to_x.offset,
+            .first_y = to_y.offset,
+            .step_x = to_x.step,
+            .step_y = to_y.step,
+            .back_x = static_cast<float>(density_width) / static_cast<float>(velocity.width),
+            .back_y = static_cast<float>(density_height) / static_cast<float>(velocity.height),
+            .width = density_width,
+            .height = density_height,
+            .steps = steps,
+            .rk4 = use_rk4,
+            .bias = setting_within(trace_bias, 0, 1),
+        };
         int error = cuda_direct_scalar_field_advect(flight, freight, count, stream.get());
         for (int n = 0; n < count && !error; ++n) error = gpu_fetch(*freight[n].to);
         return error;
