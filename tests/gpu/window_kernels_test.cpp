@@ -67,8 +67,9 @@ TEST_P(WindowKernel, HasTheProcessorsBits) {
     struct Case {
         int width, height, x, y;
     };
-    const Case cases[] = {{1, 1, 1, 1},    {1, 9, 5, 5},   {17, 13, 1, 1},  {17, 13, 7, 7},  {17, 13, 8, 8},
-                          {17, 13, 3, 60}, {97, 61, 1, 3}, {97, 61, 12, 9}, {97, 61, 30, 2}, {33, 300, 9, 10}};
+    const Case cases[] = {{1, 1, 1, 1},    {1, 9, 5, 5},     {17, 13, 1, 1},  {17, 13, 7, 7},
+                          {17, 13, 8, 8},  {17, 13, 3, 60},  {97, 61, 1, 3},  {97, 61, 12, 9},
+                          {97, 61, 30, 2}, {33, 300, 9, 10}, {7, 3, 150, 150}};
     for (const auto& [width, height, x, y] : cases)
         for (const auto make : {edges, hard}) {
             const ImagePtr source = make(width, height);

@@ -1,10 +1,7 @@
 #include "effects/adjust/Clean.h"
 
-#include <algorithm>
-
 #include "Library2/DeviceFrame.h"
 #include "effects/adjust/Clean_cuda.h"
-#include "imagelib/imagelib_median.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 CleanInfo::CleanInfo() {
@@ -39,22 +36,27 @@ void Clean::ControlChanged(ControlK7& control) {
         if (&pair.x == &control) lockRadius(pair);
 }
 
+MedianRadii Clean::radiiOf(int channel) const {
+    const Radii& pair = pairs[DoRGB.value ? 1 + channel : 0];
+    return {pair.x.value, DoSync.value ? pair.x.value : pair.y.value};
+}
+
+bool Clean::channelsShareRadii() const {
+    const auto [x, y] = radiiOf(0);
+    for (int c = 1; c < 4; ++c)
+        if (radiiOf(c).x != x || radiiOf(c).y != y) return false;
+    return true;
+}
+
 void Clean::ProcessFrame() {
-    const K7Image* source = input.image.get();
-    K7Image* result = output.image.get();
-    MedianRadii radii[4];
-    for (int c = 0; c < 4; ++c) {
-        const Radii& pair = pairs[DoRGB.value ? 1 + c : 0];
-        radii[c] = {pair.x.value, DoSync.value ? pair.x.value : pair.y.value};
-    }
+    const MedianRadii radii[] = {radiiOf(0), radiiOf(1), radiiOf(2), radiiOf(3)};
     const auto [x, y] = radii[0];
-    const bool shared = std::all_of(radii, radii + 4, [&](const MedianRadii& r) { return r.x == x && r.y == y; });
-    if (DeviceFrame* device = shared ? deviceFor(clean_nanoseconds(x, y)) : nullptr) {
+    if (DeviceFrame* device = channelsShareRadii() ? deviceFor(clean_nanoseconds(x, y)) : nullptr) {
         const StageTimer timer("Clean (CUDA)");
         device->check("cuda_clean",
                       cuda_clean(device->picture(input), device->picture(output), x, y, device->stream()));
         return;
     }
     const StageTimer timer("Clean (CPU)");
-    madeUnlessAborted(image_window_median(source, result, radii, stopRequested()));
+    madeUnlessAborted(image_window_median(input.image.get(), output.image.get(), radii, stopRequested()));
 }

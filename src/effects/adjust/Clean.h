@@ -6,11 +6,13 @@
 #pragma once
 
 #include "Library2/PluginK7.h"
+#include "imagelib/imagelib_median.h"
 
 struct CleanInfo : EffectInfo {
     static constexpr EffectTraits traits{
         .name = "Clean",
         .menu = "Adjust",
+        .onDevice = true,
         .description = " Cleans up the image using median filtering. This effect is in Box Number 4",
         .purpose =
             "Specks, dust, dead pixels and grain go while edges stay: a median filter with a window for each channel "
@@ -78,4 +80,9 @@ class Clean final : public Effect<CleanInfo> {
   public:
     void ProcessFrame() override;
     void ControlChanged(ControlK7& control) override;
+    bool staysOnDevice() const override { return channelsShareRadii(); }
+
+  private:
+    MedianRadii radiiOf(int channel) const;
+    bool channelsShareRadii() const;
 };

@@ -33,18 +33,19 @@ void Facet::ProcessFrame() {
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
     const auto [x, y] = window(*source);
-    if (x == 0 && y == 0) {
-        image_copy(source, result);
-    } else if (!facetOnDevice(half_of(x), half_of(y))) {
+    const bool filters = x != 0 || y != 0;  // the output is a copy of the source as yet
+    if (filters && !facetOnDevice(half_of(x), half_of(y))) {
         const StageTimer timer("Facet (CPU)");
         made(image_window_mode(source, result, half_of(x), half_of(y)));
     }
     applyMatte(*source, *result);
 }
 
-// False: it is left to the processor. The matte goes on from the host's picture.
+// False: it is left to the processor. There the largest windows cost no more than others, so they go to a device only
+// where the host has its pictures. The matte goes on from the picture in main memory.
 bool Facet::facetOnDevice(int half_x, int half_y) {
-    if (std::max(half_x, half_y) > CUDA_FACET_MOST_HALF) return false;
+    constexpr int MOST_HALF = 127;
+    if (std::max(half_x, half_y) > MOST_HALF && input.image->pixels) return false;
     DeviceFrame* device = deviceFor(facet_nanoseconds(half_x, half_y));
     if (!device) return false;
     const StageTimer timer("Facet (CUDA)");

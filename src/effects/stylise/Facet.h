@@ -10,6 +10,7 @@ struct FacetInfo : EffectInfo {
     static constexpr EffectTraits traits{
         .name = "Facet",
         .menu = "Paint FX",
+        .onDevice = true,
         .description = "Colour faceting effect. This effect is in Box Number 9",
         .purpose =
             "Flat patches with crisp borders, as if painted with a palette knife: each channel of a pixel takes the "
@@ -64,6 +65,7 @@ struct FacetInfo : EffectInfo {
 class Facet final : public Effect<FacetInfo> {
   public:
     void ProcessFrame() override;
+    bool staysOnDevice() const override { return !DoMask.value && !DoComp.value; }
 
   private:
     struct Window {

@@ -8,6 +8,7 @@
 #include "effects/stylise/Facet_cuda.h"
 #include "gpulib/gpulib.h"
 #include "gpulib/gpulib_operation.h"
+#include "imagelib/imagelib_mode.h"
 #include "imagelib/mode_formulas.h"
 
 namespace facet_cuda {
@@ -39,6 +40,7 @@ struct Picture {
 };
 
 // The counts of a window, its most frequent bin and, of several such, the lowest.
+template <class Count>
 class SlidingMode {
   public:
     GPU_AND_CPU SlidingMode(const Picture& picture, int sample, int y)
@@ -52,10 +54,11 @@ class SlidingMode {
 
     // To the window of the next row, of which one row leaves and one comes in.
     GPU_AND_CPU void slide(int leaving, int entering) {
-        const int before = m_bin, most = m_counts[m_bin];
+        const int before = m_bin;
+        const Count most = m_counts[m_bin];
         each_bin(leaving, [this](int bin) { --m_counts[bin]; });
         each_bin(entering, [this](int bin) {
-            const int count = ++m_counts[bin], best = m_counts[m_bin];
+            const Count count = ++m_counts[bin], best = m_counts[m_bin];
             if (count > best || (count == best && bin < m_bin)) m_bin = bin;
         });
         // No bin that nothing came into has more than the most frequent one had. So the search is only needed where
@@ -71,24 +74,26 @@ class SlidingMode {
     }
     GPU_AND_CPU void search() {
         m_bin = 0;
+        Count most = m_counts[0];
 #ifdef __CUDA_ARCH__
 #pragma unroll 8  // all at once would take every register there is
 #endif
-        for (int bin = 1, most = m_counts[0]; bin < MODE_BINS; ++bin)
+        for (int bin = 1; bin < MODE_BINS; ++bin)
             if (m_counts[bin] > most) most = m_counts[m_bin = bin];
     }
 
     const Picture& m_picture;
     int m_x, m_channel, m_bin = 0;
-    std::uint16_t m_counts[MODE_BINS];
+    Count m_counts[MODE_BINS];
 };
 
 // A thread for each sample of a row; along y, for each band of rows.
+template <class Count>
 GPU_AND_CPU void facetKernel(GpuPlace at, Picture picture, int band_rows, float* out) {
     const int first = at.y * band_rows;
     if (at.x >= 4 * picture.width || first >= picture.height) return;
     const int end = first > picture.height - band_rows ? picture.height : first + band_rows;
-    SlidingMode window(picture, at.x, first);
+    SlidingMode<Count> window(picture, at.x, first);
     for (int y = first; y < end; ++y) {
         if (y > first) window.slide(y - 1 - picture.half_y, y + picture.half_y);
         out[static_cast<std::size_t>(y) * (static_cast<std::size_t>(picture.width) * 4) + static_cast<unsigned>(at.x)] =
@@ -103,7 +108,7 @@ int cuda_facet(DeviceImage& source, DeviceImage& result, int half_x, int half_y,
     constexpr int LEAST_BAND = 64;  // rows
     const int width = source.width(), height = source.height();
     GpuOperation operation(stream);
-    const auto fits = [](int half) { return half >= 1 && half <= CUDA_FACET_MOST_HALF; };
+    const auto fits = [](int half) { return half >= 1 && half <= WINDOW_MODE_MOST_HALF; };
     if (!fits(half_x) || !fits(half_y)) operation.fail(GPU_NOT_LAUNCHED);
     const auto* pixels = operation.read<GpuPixel>(source);
     auto* out = operation.write<float>(result);
@@ -115,6 +120,9 @@ int cuda_facet(DeviceImage& source, DeviceImage& result, int half_x, int half_y,
     GpuShape shape = gpu_shape_of_line(4 * width);
     shape.blocks_y = static_cast<unsigned>(cuda_div_up(height, band));
     const Picture picture{reinterpret_cast<const std::uint8_t*>(bins), width, height, half_x, half_y};
-    operation.launch(gpu_kernel<facetKernel>(), shape, picture, band, out);
+    // Narrow counts, where they suffice, take half the memory.
+    const bool narrow = rows * (2 * half_x + 1) <= 0xffff;
+    operation.launch(narrow ? gpu_kernel<facetKernel<std::uint16_t>>() : gpu_kernel<facetKernel<std::uint32_t>>(),
+                     shape, picture, band, out);
     return operation.finish();
 }
