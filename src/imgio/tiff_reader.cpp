@@ -49,7 +49,10 @@ bool TiffReader::open(const char* path, ImgioFile& file) {
     if (!m_tiff || !read_tags() || !understood()) return false;
     const bool alpha = m_extra > 0 && m_photometric != PHOTOMETRIC_SEPARATED && m_photometric != PHOTOMETRIC_PALETTE;
     const bool grey = m_photometric == PHOTOMETRIC_MINISBLACK || m_photometric == PHOTOMETRIC_MINISWHITE;
-    if (!set_layout(file, m_width, m_height, (grey ? 1 : 3) + (alpha ? 1 : 0), m_bits <= 8 ? 8 : 16)) return false;
+    const std::int64_t shown_width = on_its_side() ? m_height : m_width,
+                       shown_height = on_its_side() ? m_width : m_height;
+    if (!set_layout(file, shown_width, shown_height, (grey ? 1 : 3) + (alpha ? 1 : 0), m_bits <= 8 ? 8 : 16))
+        return false;
     m_file = &file;
     return fits_file() && measure_bands();
 }
@@ -111,8 +114,6 @@ bool TiffReader::understood() {
     }
     m_extra = m_samples - m_colours;
     if (m_extra < 0 || m_samples > 64) return error("TIFF: %d samples per pixel are not supported.\n", m_samples);
-    if (m_orientation > ORIENTATION_BOTLEFT)
-        return error("TIFF: Orientation %d, with rows and columns exchanged, is not supported.\n", m_orientation);
     return true;
 }
 
@@ -210,7 +211,8 @@ template <class T>
 void TiffReader::finish_line(T* out) const {
     const std::uint16_t* in = m_line.data();
     const int channels = m_file->channels;
-    for (int x = 0; x < m_file->width; ++x, in += m_samples, out += channels) {
+    const int width = static_cast<int>(m_width);
+    for (int x = 0; x < width; ++x, in += m_samples, out += channels) {
         if (m_photometric == PHOTOMETRIC_PALETTE) {
             for (int c = 0; c < 3; ++c) out[c] = static_cast<T>(m_map[c][in[0]] >> 8);
         } else if (m_photometric == PHOTOMETRIC_SEPARATED) {
@@ -222,8 +224,8 @@ void TiffReader::finish_line(T* out) const {
         }
     }
     if (m_orientation == ORIENTATION_TOPRIGHT || m_orientation == ORIENTATION_BOTRIGHT) {
-        T* const line = out - static_cast<std::ptrdiff_t>(m_file->width) * channels;
-        for (int a = 0, b = m_file->width - 1; a < b; ++a, --b)
+        T* const line = out - static_cast<std::ptrdiff_t>(width) * channels;
+        for (int a = 0, b = width - 1; a < b; ++a, --b)
             std::swap_ranges(line + a * channels, line + (a + 1) * channels, line + b * channels);
     }
 }
@@ -232,29 +234,66 @@ void TiffReader::finish_line(T* out) const {
 bool TiffReader::stored_as_asked() const {
     return (m_bits == 8 || m_bits == 16) && m_samples == m_file->channels &&
            (m_photometric == PHOTOMETRIC_RGB || m_photometric == PHOTOMETRIC_MINISBLACK) &&
-           (m_orientation == ORIENTATION_TOPLEFT || m_orientation == ORIENTATION_BOTLEFT);
+           m_orientation != ORIENTATION_TOPRIGHT && m_orientation != ORIENTATION_BOTRIGHT;
+}
+
+bool TiffReader::on_its_side() const {
+    return m_orientation >= ORIENTATION_LEFTTOP && m_orientation <= ORIENTATION_LEFTBOT;
 }
 
 bool TiffReader::read(int line, void* samples) {
+    if (on_its_side()) {
+        if (m_upright.empty() && !turn_upright()) return false;
+        const std::size_t bytes = m_upright.size() / m_width;
+        std::memcpy(samples, m_upright.data() + static_cast<std::size_t>(line) * bytes, bytes);
+        return true;
+    }
     const bool bottom_up = m_orientation == ORIENTATION_BOTLEFT || m_orientation == ORIENTATION_BOTRIGHT;
-    const int row = bottom_up ? m_file->height - 1 - line : line;
+    return read_row(bottom_up ? m_file->height - 1 - line : line, samples);
+}
+
+// A row of the file is a column of the picture. Rows are taken by the dozen and more, so that what is written lies
+// together.
+bool TiffReader::turn_upright() {
+    constexpr std::size_t TOGETHER = 16;
+    const bool from_right = m_orientation == ORIENTATION_RIGHTTOP || m_orientation == ORIENTATION_RIGHTBOT;
+    const bool from_bottom = m_orientation == ORIENTATION_RIGHTBOT || m_orientation == ORIENTATION_LEFTBOT;
+    const std::size_t rows = m_height, columns = m_width;
+    const std::size_t pixel = static_cast<std::size_t>(m_file->channels) * (m_file->bits == 8 ? 1 : 2);
+    std::vector<std::uint8_t> upright(rows * columns * pixel), taken(TOGETHER * columns * pixel);
+    for (std::size_t first = 0; first < rows; first += TOGETHER) {
+        const std::size_t count = std::min(TOGETHER, rows - first);
+        for (std::size_t r = 0; r < count; ++r)
+            if (!read_row(static_cast<int>(first + r), taken.data() + r * columns * pixel)) return false;
+        for (std::size_t c = 0; c < columns; ++c) {
+            std::uint8_t* line = upright.data() + (from_bottom ? columns - 1 - c : c) * rows * pixel;
+            for (std::size_t r = 0; r < count; ++r)
+                std::memcpy(line + (from_right ? rows - 1 - first - r : first + r) * pixel,
+                            taken.data() + (r * columns + c) * pixel, pixel);
+        }
+    }
+    m_upright.swap(upright);
+    return true;
+}
+
+bool TiffReader::read_row(int row, void* samples) {
+    const int width = static_cast<int>(m_width);
     const bool apart = m_planar == PLANARCONFIG_SEPARATE && m_samples > 1;
     if (stored_as_asked() && !apart) {
         m_bands.resize(1);
         const std::uint8_t* packed = row_of_plane(0, row);
-        if (packed)
-            std::memcpy(samples, packed, static_cast<std::size_t>(m_file->width * m_samples) * (m_bits == 8 ? 1 : 2));
+        if (packed) std::memcpy(samples, packed, static_cast<std::size_t>(width * m_samples) * (m_bits == 8 ? 1 : 2));
         return packed != nullptr;
     }
     // Extra samples beyond the first are of no use; planes of theirs are not even decoded.
     const int planes = apart ? std::min(m_samples, m_colours + 1) : 1;
     m_bands.resize(static_cast<std::size_t>(planes));
-    m_line.resize(static_cast<std::size_t>(m_file->width) * static_cast<std::size_t>(m_samples));
+    m_line.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(m_samples));
     for (int plane = 0; plane < planes; ++plane) {
         const std::uint8_t* packed = row_of_plane(plane, row);
         if (!packed) return false;
         const int together = apart ? 1 : m_samples;
-        unpack(packed, m_file->width * together, apart ? m_samples : 1, m_line.data() + plane);
+        unpack(packed, width * together, apart ? m_samples : 1, m_line.data() + plane);
     }
     if (m_file->bits == 8)
         finish_line(static_cast<std::uint8_t*>(samples));

@@ -32,6 +32,9 @@ class TiffReader final : public Reader {
     bool fits_file() const;
     bool measure_bands();
     bool stored_as_asked() const;
+    bool on_its_side() const;  // rows of the file are columns of the picture
+    bool turn_upright();
+    bool read_row(int row, void* samples);  // of the file
     const std::uint8_t* row_of_plane(int plane, int row);
     bool decode_strip(Band& band, int plane, std::int64_t index);
     bool decode_tiles(Band& band, int plane, std::int64_t index);
@@ -51,7 +54,8 @@ class TiffReader final : public Reader {
     std::int64_t m_tile_row_bytes = 0, m_tile_bytes = 0, m_tiles_across = 0;
     std::vector<Band> m_bands;  // one for each plane
     std::vector<std::uint8_t> m_tile;
-    std::vector<std::uint16_t> m_line;  // samples of a row, side by side, at the depth of the answer
+    std::vector<std::uint16_t> m_line;    // samples of a row, side by side, at the depth of the answer
+    std::vector<std::uint8_t> m_upright;  // all lines of a picture that lies on its side, once one was asked for
     const std::uint16_t* m_map[3] = {};
 };
 

@@ -173,6 +173,34 @@ TEST_F(Files, LinesAndDepths) {
     }
 }
 
+// TIFF 6.0, tag 274: 5 to 8 keep columns as rows, and the first column or row may be any side's.
+TEST_F(Files, OrientationsOfTiff) {
+    const std::string one("\x12\x01\3\0\1\0\0\0\1\0", 10);  // the tag in a directory
+    for (const int type : {SAMPLE_U8, SAMPLE_U16})
+        for (int orientation = 1; orientation <= 8; ++orientation) {
+            const ImagePtr stored = noise_image(37, 21, type == SAMPLE_U8 ? 3 : 4, type);
+            ASSERT_TRUE(image_write((m_folder / "a.tif").c_str(), stored.get(), true));
+            std::string bytes = bytes_of(m_folder / "a.tif");
+            ASSERT_NE(bytes.find(one), std::string::npos);
+            bytes[bytes.find(one) + 8] = static_cast<char>(orientation);
+            write_bytes(m_folder / "b.tif", bytes);
+            const ImagePtr shown(image_read((m_folder / "b.tif").c_str()));
+            ASSERT_TRUE(shown) << imgio_last_error();
+            ASSERT_EQ(shown->width, orientation < 5 ? 37 : 21);
+            ASSERT_EQ(shown->height, orientation < 5 ? 21 : 37);
+            for (int row = 0; row < 21; ++row)
+                for (int column = 0; column < 37; ++column) {
+                    int x = orientation < 5 ? column : row, y = orientation < 5 ? row : column;
+                    if (orientation % 4 == 2 || orientation % 4 == 3) x = shown->width - 1 - x;
+                    if (orientation == 3 || orientation == 4 || orientation >= 7) y = shown->height - 1 - y;
+                    for (int c = 0; c < stored->channels; ++c)
+                        ASSERT_EQ(image_get_sample(shown.get(), x, y, c),
+                                  image_get_sample(stored.get(), column, row, c))
+                            << orientation;
+                }
+        }
+}
+
 // From images of any sample type; what the table says of alpha; variables; the image's own form.
 TEST_F(Files, WholeImages) {
     const ImagePtr image = make_image(5, 1, 4, SAMPLE_F32);
