@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <string>
 
 #include "graphicslib/bit_text.h"
@@ -100,7 +101,11 @@ void Jaws::paintFailure(int code) {
     });
     BitText text;
     text.set_transparent(true);
-    const float size = static_cast<float>(height) / 20.0F;
+    // All of the message is to be read in narrow frames too.
+    constexpr float ASPECT = static_cast<float>(BitText::CELL_WIDTH) / BitText::CELL_HEIGHT, PART = 0.95F;
+    const float cells = static_cast<float>(std::strlen(failure.message));
+    const float size =
+        std::min(static_cast<float>(height) / 20.0F, PART * static_cast<float>(width) / (cells * ASPECT));
     const float drawn =
         text.draw(failure.message, picture, static_cast<float>(width) * 0.5F, static_cast<float>(height) * 0.5F, size);
     made(drawn > 0.0F || size < 1.0F);  // smaller ones may be nothing

@@ -180,6 +180,21 @@ TEST_F(JawsEffect, PaintsItsFailures) {
     EXPECT_EQ(cross(), (std::vector<float>{1, 0, 1, 1}));
 }
 
+// In a frame that is as wide as high, the message is not as high as it would be, so that it ends before the edges.
+TEST_F(JawsEffect, ShowsAllOfItsMessageInNarrowFrames) {
+    auto& jaws = shot(300, 300);
+    jaws.effect.PathToFile.text = root + "/none.eps";
+    const K7Image& frame = jaws.render();
+    int first = 300, last = 0;
+    for (int x = 0; x < 300; ++x)
+        for (int y = 100; y < 200; ++y)
+            if (at(frame, x, y, 2) > 0.4f) first = std::min(first, x), last = x;  // bands are yellow
+    EXPECT_GT(first, 3);
+    EXPECT_LT(first, 20);
+    EXPECT_GT(last, 280);
+    EXPECT_LT(last, 296);
+}
+
 TEST_F(JawsEffect, FailsAtOnceForAFrameThatNoServiceDraws) {
     EXPECT_EQ(pixel(shot(4097, 8).render(), 2000, 0), (std::vector<float>{0.235f, 0.235f, 0.235f, 1}));
     EXPECT_TRUE(fs::is_empty(jaws_base_directory() + "/JawsServiceInput"));
