@@ -1,8 +1,8 @@
 #include "flowfinderlib/flow_finder.h"
 
 #include <cmath>
-#include <optional>
 
+#include "flowfinderlib/flow_far.h"
 #include "flowfinderlib/flow_levels.h"
 #include "flowfinderlib/flow_search_simd.h"
 #include "k7pi_baselib/in_memory.h"
@@ -11,7 +11,12 @@ namespace {
 
 constexpr int SMALLEST_LEVEL = 16;  // pixels; smaller ones tell nothing
 constexpr int SEARCH_ITERATIONS = 12;
-constexpr int FINEST_SEARCH = 1;  // level; below it patches would blur what the refinement has found
+constexpr int FINEST_SEARCH = 1;            // level; below it patches would blur what the refinement has found
+constexpr int FIRST_COLOUR = 1;             // level; the finest one is refined from the luminance alone
+constexpr float COLOUR_GAIN = 0.57735027F;  // 1 / sqrt 3: grey in three planes counts as it does in one
+constexpr int FINEST_FAR = 2;               // level
+constexpr int SMALLEST_FAR = 40;            // pixels of the shorter side: smaller levels show too little of a thing
+constexpr float FAR_DRIFT = 0.5F;           // pixels by which the finest level may move what was found far off
 constexpr int FINEST_WARPS = 2, WARPS = 3;
 // How far pixels look for another flow, at level 0 and level 1: first beyond what a patch of a coarser level covers
 // there, then close by.
@@ -22,6 +27,8 @@ constexpr int REACHES[2][2] = {{16, 5}, {8, 0}};
 struct FlowFinder::State {
     struct Level {
         FlowGrey pictures[2];
+        FlowGrey colours[2][FLOW_COLOUR_PLANES];  // from FIRST_COLOUR on, if the pictures have any
+        bool in_colour = false;
         FlowWork work;
     };
     std::vector<Level> levels;
@@ -29,6 +36,7 @@ struct FlowFinder::State {
     FlowSettings settings;
 
     bool set_pair(const K7Image* const pair[2], const FlowSettings& wanted);
+    bool set_colours(int number, const K7Image* const pair[2]);
     bool find(bool backward, const StopRequested& stop);
     bool find_level(int number, bool backward, const StopRequested& stop);
     void search(Level& level, bool backward, const StopRequested& stop);
@@ -56,30 +64,51 @@ bool FlowFinder::State::set_pair(const K7Image* const pair[2], const FlowSetting
             }
             flow_differentiate(level);
         }
+        if (!set_colours(n, pair)) return false;
         width = (width + 1) / 2, height = (height + 1) / 2;
     }
     count = wanted_levels;
     return true;
 }
 
+// The colours of a level: of the pictures themselves at the first one, of the level before it at the others.
+bool FlowFinder::State::set_colours(int number, const K7Image* const pair[2]) {
+    Level& level = levels[std::size_t(number)];
+    level.in_colour = number >= FIRST_COLOUR && settings.proc_chan == FLOW_LUMINANCE && pair[0]->channels >= 3;
+    for (int p = 0; p < 2 && level.in_colour; ++p)
+        for (int n = 0; n < FLOW_COLOUR_PLANES; ++n) {
+            FlowGrey& colour = level.colours[p][n];
+            if (!colour.make(level.pictures[p].grey.width, level.pictures[p].grey.height)) return false;
+            if (number > FIRST_COLOUR) {
+                flow_halve(levels[std::size_t(number) - 1].colours[p][n].grey, colour.grey, settings.pyr_filter);
+            } else {
+                flow_read_shrunk(pair[p], n, 1 << FIRST_COLOUR, COLOUR_GAIN, colour.grey);
+                if (settings.dc_fix && !flow_flatten_brightness(colour.grey)) return false;
+            }
+            flow_differentiate(colour);
+        }
+    return true;
+}
+
 void FlowFinder::State::search(Level& level, bool backward, const StopRequested& stop) {
-    const FlowGrey &first = level.pictures[backward], &second = level.pictures[!backward];
+    const FlowGrey& grey = level.pictures[backward];
     FlowWork& work = level.work;
-    const int width = first.grey.width, height = first.grey.height;
-    FlowSearch s = {first.grey.row(0),
-                    first.x.row(0),
-                    first.y.row(0),
-                    second.grey.row(0),
-                    work.u.row(0),
-                    work.v.row(0),
-                    first.grey.stride(),
-                    width,
-                    height,
-                    flow_patch_count(width),
-                    flow_patch_count(height),
-                    nullptr,
-                    nullptr,
-                    SEARCH_ITERATIONS};
+    const int width = grey.grey.width, height = grey.grey.height;
+    FlowSearch s = {};
+    s.in_colour = level.in_colour;
+    for (int n = 0; n < (s.in_colour ? FLOW_COLOUR_PLANES : 1); ++n) {
+        const FlowGrey& first = s.in_colour ? level.colours[backward][n] : grey;
+        const FlowGrey& second = s.in_colour ? level.colours[!backward][n] : level.pictures[!backward];
+        s.planes[n] = {first.grey.row(0), first.x.row(0), first.y.row(0), second.grey.row(0)};
+    }
+    s.guess_u = work.u.row(0);
+    s.guess_v = work.v.row(0);
+    s.stride = grey.grey.stride();
+    s.width = width;
+    s.height = height;
+    s.columns = flow_patch_count(width);
+    s.rows = flow_patch_count(height);
+    s.iterations = SEARCH_ITERATIONS;
     work.patch_u.resize(std::size_t(s.columns) * std::size_t(s.rows));
     work.patch_v.resize(work.patch_u.size());
     s.patch_u = work.patch_u.data();
@@ -88,6 +117,8 @@ void FlowFinder::State::search(Level& level, bool backward, const StopRequested&
     for_rows_float(s.rows, [&](int from, int to) {
         for (int y = from; y <= to && !wants_end(stop); ++y) table.search_row(s, y);
     });
+    const bool far = &level - levels.data() >= FINEST_FAR && std::min(width, height) >= SMALLEST_FAR;
+    if (far && s.in_colour) flow_look_far(s, work, stop);
     for_rows_float(height, [&](int from, int to) {
         std::vector<float> sums(3 * std::size_t(width + FLOW_PATCH));
         for (int y = from; y <= to; ++y) table.spread_row(s, y, work.u.row(y), work.v.row(y), sums.data());
@@ -105,6 +136,7 @@ bool FlowFinder::State::find_level(int number, bool backward, const StopRequeste
         level.work.u.clear();
         level.work.v.clear();
     }
+    flow_keep_far(number + 1 < count ? &levels[std::size_t(number) + 1].work : nullptr, level.work);
     if (number >= FINEST_SEARCH && std::min(grey.width, grey.height) >= FLOW_PATCH) search(level, backward, stop);
     for (int n = 0; number < 2 && n < 2; ++n)
         if (REACHES[number][n] > 0)
@@ -112,10 +144,14 @@ bool FlowFinder::State::find_level(int number, bool backward, const StopRequeste
     if (settings.lambda1 + settings.lambda2 <= 0.0F) return !wants_end(stop);
     const float coarse = count > 1 ? float(number) / float(count - 1) : 0.0F;
     const auto between = [&](float init, float end) { return end + (init - end) * coarse; };
-    return flow_refine_level({level.pictures[backward], level.pictures[!backward], level.work, settings,
-                              between(settings.sigma1_init, settings.sigma1_end),
-                              between(settings.sigma2_init, settings.sigma2_end), number == 0 ? FINEST_WARPS : WARPS},
-                             stop);
+    const FlowFarStart start(level.work);
+    if (!flow_refine_level({level.pictures[backward], level.pictures[!backward], level.work, settings,
+                            between(settings.sigma1_init, settings.sigma1_end),
+                            between(settings.sigma2_init, settings.sigma2_end), number == 0 ? FINEST_WARPS : WARPS},
+                           stop))
+        return false;
+    start.hold(level.work, number == 0 ? FAR_DRIFT : 0.0F);
+    return true;
 }
 
 ImagePtr FlowFinder::State::result() {

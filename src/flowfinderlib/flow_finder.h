@@ -28,7 +28,9 @@ struct FlowWork {
     FlowPlane base_u, base_v;  // what the pictures were warped by; also scratch
     FlowPlane mean, difference, inside, mean_x, mean_y, difference_x, difference_y, smoothness;
     FlowCheckers even, odd;  // pixels with an even and an odd column; which colour that is alternates by rows
-    std::vector<float> patch_u, patch_v;
+    std::vector<float> patch_u, patch_v, patch_error;
+    std::vector<unsigned char> claimed;
+    std::vector<unsigned char> far;  // pixels whose flow was found far off, at this level or a coarser one; or empty
     bool make(int width, int height);
 };
 

@@ -27,6 +27,20 @@ void read_row(const T* from, int width, int channels, int channel, float scale, 
     }
 }
 
+void read_any_row(const K7Image* image, int y, int channel, float scale, float* out) {
+    const int width = image->width, channels = image->channels;
+    switch (image->sample_type) {
+        case SAMPLE_U8:
+            return read_row(image_row<std::uint8_t>(image, y), width, channels, channel, scale, out);
+        case SAMPLE_U16:
+            return read_row(image_row<std::uint16_t>(image, y), width, channels, channel, scale, out);
+        case SAMPLE_U32:
+            return read_row(image_row<std::uint32_t>(image, y), width, channels, channel, scale, out);
+        default:
+            return read_row(image_row<float>(image, y), width, channels, channel, scale, out);
+    }
+}
+
 // Halves of kernels of even length: pixel n of the result lies between 2n and 2n + 1.
 struct HalfKernel {
     int taps;
@@ -41,23 +55,26 @@ bool flow_read_grey(const K7Image* image, int channel, FlowPlane& grey) {
     const int channels = image->channels;
     const int from = channel > 0 ? std::min(channel, channels) - 1 : (channels >= 3 ? -1 : 0);
     const float scale = 1.0F / image_full_value(image->sample_type);
-    flow_rows(image->height, [&](int y) {
-        float* out = grey.row(y);
-        switch (image->sample_type) {
-            case SAMPLE_U8:
-                read_row(image_row<std::uint8_t>(image, y), image->width, channels, from, scale, out);
-                break;
-            case SAMPLE_U16:
-                read_row(image_row<std::uint16_t>(image, y), image->width, channels, from, scale, out);
-                break;
-            case SAMPLE_U32:
-                read_row(image_row<std::uint32_t>(image, y), image->width, channels, from, scale, out);
-                break;
-            default:
-                read_row(image_row<float>(image, y), image->width, channels, from, scale, out);
+    flow_rows(image->height, [&](int y) { read_any_row(image, y, from, scale, grey.row(y)); });
+    return true;
+}
+
+void flow_read_shrunk(const K7Image* image, int channel, int side, float gain, FlowPlane& plane) {
+    const float scale = 1.0F / image_full_value(image->sample_type);
+    for_rows_float(plane.height, [&](int first, int last) {
+        std::vector<float> line(std::size_t(image->width));
+        for (int y = first; y <= last; ++y) {
+            float* out = plane.row(y);
+            std::fill_n(out, plane.width, 0.0F);
+            const int rows = std::min(side, image->height - y * side);
+            for (int r = 0; r < rows; ++r) {
+                read_any_row(image, y * side + r, channel, scale, line.data());
+                for (int x = 0; x < image->width; ++x) out[x / side] += line[std::size_t(x)];
+            }
+            for (int x = 0; x < plane.width; ++x)
+                out[x] *= gain / float(rows * std::min(side, image->width - x * side));
         }
     });
-    return true;
 }
 
 void flow_halve(const FlowPlane& from, FlowPlane& to, int filter) {

@@ -5,13 +5,21 @@
 
 constexpr int FLOW_PATCH = 8;  // pixels across
 constexpr int FLOW_GRID = 4;   // from patch to patch
+constexpr int FLOW_COLOUR_PLANES = 3;
+constexpr int FLOW_FAR = 12;  // pixels that lost patches look around, along either side
+constexpr float FLOW_FOUND_FAR = -1.0F;
 
-// Planes of one size with FLOW_BORDER pixels around them, which repeat the edge of the pictures.
+// Planes of one size with FLOW_BORDER pixels around them, which repeat the edge of the pictures. A picture is one plane
+// or, in colour, FLOW_COLOUR_PLANES.
 struct FlowSearch {
-    const float* first;
-    const float* first_x;  // derivatives of the first picture, a pixel
-    const float* first_y;
-    const float* second;
+    struct Plane {
+        const float* first;
+        const float* first_x;  // derivatives of the first picture, a pixel
+        const float* first_y;
+        const float* second;
+    };
+    Plane planes[FLOW_COLOUR_PLANES];
+    bool in_colour;
     const float* guess_u;  // where patches begin their search, from the coarser level
     const float* guess_v;
     long stride;
@@ -20,6 +28,9 @@ struct FlowSearch {
     float* patch_u;     // what they find, columns x rows
     float* patch_v;
     int iterations;
+    // Only where patches that are lost look far around, in colour:
+    float* patch_error;            // their mean squared difference, a pixel
+    const unsigned char* claimed;  // pixels of the second picture that a patch has found, width x height
 };
 
 // The corner of a patch: a multiple of the grid, the last one at the edge.
@@ -47,8 +58,15 @@ struct FlowChoiceRow {
     float *best, *best_u, *best_v;
 };
 
+// Whether a patch has not found its place, by its error.
+[[maybe_unused]] static inline bool flow_patch_is_lost(float error) { return !(error < 300.0F); }
+
 struct FlowSearchTable {
     void (*search_row)(const FlowSearch& search, int patch_row);
+    // How well the patches fit where they have come to, by colour and brightness.
+    void (*judge_row)(const FlowSearch& search, int patch_row);
+    // Patches that are lost look among the places that no other patch has found.
+    void (*look_far_row)(const FlowSearch& search, int patch_row);
     // A row of pixels: the mean of the patches that cover each, weighted by how well they fit there. `sums` has three
     // rows of the width and FLOW_PATCH more.
     void (*spread_row)(const FlowSearch& search, int y, float* u, float* v, float* sums);

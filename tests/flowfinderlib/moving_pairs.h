@@ -127,6 +127,33 @@ inline MovingPair disc_pair(int width, int height) {
                 width, height, [&](Point p) { return scene.moved(p); }, [&](Point p) { return scene.is_covered(p); })};
 }
 
+// A flat red disc jumps over leaves that stand still. On the mean it is as bright as they are, and it jumps by more
+// than its own radius.
+inline MovingPair jump_pair(int width, int height) {
+    const Point jump = {width * 0.094, 0}, centre = {width * 0.47, height * 0.44};
+    const double radius = height * 0.11;
+    const auto cover = [=](Point p, double time) {
+        const double d = radius - std::hypot(p.x - centre.x - time * jump.x, p.y - centre.y - time * jump.y) + 0.5;
+        return d < 0 ? 0.0 : (d > 1 ? 1.0 : d);
+    };
+    const auto picture = [&](double time) {
+        ImagePtr image = make_image(width, height, 3, SAMPLE_U8);
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) {
+                const Point p = {double(x), double(y)};
+                const double c = cover(p, time), leaf = texture(p, 1), hue = texture({p.x * 1.3, p.y * 1.3}, 9);
+                const double leaves[] = {180 * leaf * hue, 230 * leaf, 60 * leaf}, disc[] = {200, 40, 30};
+                for (int n = 0; n < 3; ++n)
+                    image_row<std::uint8_t>(image.get(), y)[3 * x + n] =
+                        std::uint8_t(leaves[n] + c * (disc[n] - leaves[n]) + 0.5);
+            }
+        return image;
+    };
+    const auto moved = [&](Point p) { return cover(p, 0) > 0.5 ? Point{p.x + jump.x, p.y + jump.y} : p; };
+    const auto covered = [&](Point p) { return !(cover(p, 0) > 0.5) && cover(p, 1) > 0; };
+    return {"a disc that jumps", picture(0), picture(1), flow_of(width, height, moved, covered)};
+}
+
 inline std::vector<MovingPair> moving_pairs(int width = 640, int height = 360) {
     std::vector<MovingPair> pairs;
     pairs.push_back(textured_pair("translation", width, height, [](Point p) { return Point{p.x + 5.3, p.y - 2.7}; }));
@@ -136,6 +163,7 @@ inline std::vector<MovingPair> moving_pairs(int width = 640, int height = 360) {
         return Point{p.x + 6 * std::sin(p.y * 0.06 + 0.4), p.y + 6 * std::sin(p.x * 0.05)};
     }));
     pairs.push_back(disc_pair(width, height));
+    pairs.push_back(jump_pair(width, height));
     return pairs;
 }
 
