@@ -11,7 +11,8 @@
 // - Results do not depend on threads, processor or what was asked before.
 //
 // The method: a dense inverse search from coarse to fine (Kroeger and others 2016) gives each level a start, a
-// variational refinement (Brox and others 2004) makes it smooth and exact, down to the full size.
+// variational refinement (Brox and others 2004) makes it smooth and exact, down to the full size. With proc_chan 0 the
+// search reads the first three channels of pictures that have them, the refinement their luminance.
 #pragma once
 
 #include <memory>

@@ -9,7 +9,7 @@ namespace {
 
 using namespace imgio;
 
-// Those without routines (vertigo, art24, symbolics) are formats whose layout was never published.
+// Those without routines (vertigo, art24, symbolics) are formats of which no published layout was found.
 const ImgioFormat formats[] = {
     row("unknown", "", "%s%d", nullptr, nullptr),
     pixar_format(row("pixar", "pxr", "%s_%4.4d", "IMGIO_PIXAR_EXT", "IMGIO_PIXAR_SEQ")),

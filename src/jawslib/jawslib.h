@@ -9,8 +9,8 @@
 // DEPTH". It is enciphered in buffers of 65536 bytes by GOST 28147-89 in cipher feedback mode, each from the same
 // initial register (jaws_cipher.h). One point of the program is one pixel, with the origin in the lower left corner.
 //
-// A picture is a TIFF of exactly the size asked for: 8 or 16 bits, three samples, or four with alpha and the colours
-// multiplied by it.
+// A picture is a TIFF of exactly the size asked for, in any orientation: 8 or 16 bits, three samples, or four with
+// alpha and the colours multiplied by it.
 #pragma once
 
 #include <functional>
