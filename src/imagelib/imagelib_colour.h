@@ -1,10 +1,11 @@
 // Channels, luminance and tone of float RGBA images. Source and destination may be the same image.
 #pragma once
 
+#include "gpulib/gpulib_runtime.h"
 #include "imagelib/imagelib.h"
 
 // Of red, green and blue: the weights that effects and libraries share wherever they need one number for a colour.
-inline float luminance(const float* rgb) { return 0.3f * rgb[0] + 0.5f * rgb[1] + 0.2f * rgb[2]; }
+GPU_AND_CPU float luminance(const float* rgb) { return 0.3f * rgb[0] + 0.5f * rgb[1] + 0.2f * rgb[2]; }
 
 // `which`: 0 to 3 a channel, 4 the luminance 0.3 R + 0.5 G + 0.2 B. The value goes to R, G and B of dst, alpha is
 // copied; any other value leaves the picture alone.

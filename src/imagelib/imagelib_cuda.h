@@ -9,6 +9,8 @@
 #include "gpulib/gpulib_operation.h"
 #include "imagelib/imagelib_arithmetic.h"
 #include "imagelib/imagelib_composite.h"
+#include "imagelib/imagelib.h"
+#include "imagelib/imagelib_resample.h"
 
 // The pixels of an image, for a DeviceImage beside it.
 HostPicture host_picture(const K7Image* image);
@@ -46,3 +48,58 @@ int cuda_gaussian_box_blur_2_pass(DeviceImage& source, DeviceImage& target, floa
 
 // a * ima + b * imb; the target may be either of them.
 int cuda_blend(float a, DeviceImage& ima, float b, DeviceImage& imb, DeviceImage& target, GpuStream stream);
+
+// ---- Line integral convolution (imagelib_lic.h) ---------------------------------------------------------------
+//
+// `xasp` and `yasp` are the source's pixel_width and pixel_height. The screen may have any size. Parameters that are
+// not finite, and pixels without a size, are refused: GPU_NOT_LAUNCHED.
+
+int cuda_radial_lic(DeviceImage& source, DeviceImage& destination, float cx, float cy, float rclear, float speed,
+                    int samples, float xasp, float yasp, float rsoft, int sides, float rotation, GpuStream stream);
+int cuda_radial_lic_screened(DeviceImage& source, DeviceImage& screen, DeviceImage& destination, float cx, float cy,
+                             float speed, int samples, float xasp, float yasp, float rsoft, float threshold,
+                             GpuStream stream);
+// What either takes the processor, about: nanoseconds a pixel on one thread.
+double radial_lic_cost(const K7Image* source, float cx, float cy, float speed, int samples, bool screened);
+
+// ---- Scaling (imagelib_resample.h) ----------------------------------------------------------------------------
+
+// image_scale from one size to another, with the same bits. A kernel type above KERNEL_LANCZOS is refused:
+// GPU_NOT_LAUNCHED.
+int cuda_image_scale_2_pass(DeviceImage& source, DeviceImage& destination, int kernel_type, bool clamp,
+                            GpuStream stream);
+
+// ---- Pyramids (imagelib_pyramid.h) ----------------------------------------------------------------------------
+
+inline constexpr int CUDA_MIPMAP_LEVELS = 16;
+
+// A pyramid in the memory of a device, as kernels see it. Plain data.
+struct tagCUDA_MIPMAP {
+    GpuPixel* device_data;  // all levels in one block
+    GpuPixel* host_data;    // null: there is no copy
+    int level_width[CUDA_MIPMAP_LEVELS], level_height[CUDA_MIPMAP_LEVELS];
+    std::size_t level_offset[CUDA_MIPMAP_LEVELS];  // pixels from device_data
+    int top_level;
+    std::size_t bytes;
+    float inv_w, inv_h;  // 1 / (width - 1), 1 / (height - 1) of the base; 0 for a single pixel
+};
+
+// Owns one.
+class DeviceMipmap {
+  public:
+    bool valid() const { return m_record.device_data != nullptr; }
+    const tagCUDA_MIPMAP& record() const { return m_record; }
+
+  private:
+    friend int cuda_create_mipmap(DeviceImage&, int, DeviceMipmap&, GpuStream);
+    DeviceMemory m_memory;
+    tagCUDA_MIPMAP m_record{};
+};
+
+// Fills a mipmap that has not been used with a picture, which it copies, and the levels above it, scaled with the
+// kernel type. It is valid when this succeeds.
+int cuda_create_mipmap(DeviceImage& base, int kernel_type, DeviceMipmap& mipmap, GpuStream stream);
+// image_pyramid_warp through the kernel and its edge modes. The map's pixels are two floats, the destination has its
+// size. `normalised`: the map holds fractions of the base's width - 1 and height - 1.
+int cuda_mipmap_warp(const DeviceMipmap& mipmap, const ImagelibKernel& kernel, DeviceImage& map, bool normalised,
+                     DeviceImage& destination, GpuStream stream);

@@ -12,10 +12,13 @@
 #include "imagelib/imagelib_resample.h"
 #include "imagelib/pyramid_simd.h"
 
+class DeviceMipmap;
+
 class ImagelibPyramid {
   public:
     // The levels are scaled with the kernel type. Without `copy_base` the image must outlive the pyramid unchanged.
-    // There is no pyramid on the GPU in this build: cpu_only comes out true whatever is asked for.
+    // `cpu_only` false: a float RGBA picture may go to a CUDA device where that pays. Such a pyramid can be warped, and
+    // answers no samples; the member cpu_only says what has become of it.
     ImagelibPyramid(const K7Image* image, int kernel_type, int edge, bool copy_base, bool cpu_only);
     virtual ~ImagelibPyramid();
     ImagelibPyramid(const ImagelibPyramid&) = delete;
@@ -31,7 +34,8 @@ class ImagelibPyramid {
     // Positions and extents as fractions of max_x and max_y.
     bool sample_unit(float u, float v, float du, float dv, float* out, int channels) const;
     // sample_pixel at many places with the same bits, four channels each (zeros where it answers false). No areas
-    // (null): 1 for all. False without a valid pyramid.
+    // (null): 1 for all. False without a valid pyramid, or with one on a
+    // device.
     bool sample_points(const float* x, const float* y, const float* areas, int count, float* out) const;
 
     std::unique_ptr<ImagelibKernel> kernel;
@@ -40,9 +44,9 @@ class ImagelibPyramid {
     float max_x = 0, max_y = 0;  // width - 1, height - 1 of the base
     int top_level = 0;           // the coarsest
     bool owns_base = false;
-    float inv_full = 1;  // 1 / full value of the sample type
-    void* gpu_mipmap = nullptr;
-    int gpu_status = 0;
+    float inv_full = 1;                        // 1 / full value of the sample type
+    std::unique_ptr<DeviceMipmap> gpu_mipmap;  // while the pyramid is on a device
+    int gpu_status = 0;                        // what building it there answered
     bool cpu_only = true;
     int width = 0, height = 0;  // of the base
 
@@ -52,6 +56,8 @@ class ImagelibPyramid {
     bool sample_levels(float x, float y, int level, float mix, float* out, int channels) const;
     bool sample_level(float x, float y, int level, float* out, int channels) const;
     void build_levels(int kernel_type);
+    void build_on_device(const K7Image* image, int kernel_type);
+    bool warp_on_device(const K7Image* map, K7Image* destination) const;
     PyramidReading reading() const;
 
     PyramidView m_view;

@@ -6,22 +6,20 @@
 // (blocks of BLOCK in line order, then the blocks) is the same for every instruction set.
 #include "imagelib/lic_simd.h"
 
+#include "imagelib/lic_formulas.h"
 #include "simdlib/vectors.h"
 
 namespace QUILLON_SIMD {
 namespace {
 
-using Fixed = long long;  // 32.32
+using lic::BLOCK;
+using lic::Fixed;
 using FixedVector = Register<Fixed>;
 using OffsetVector = Register<unsigned long long>;
 
 constexpr int TILE = 64;    // pixels of a row set up at once; a column of tiles keeps its lines in the second cache
 constexpr int ABREAST = 8;  // pixels walked at once
-constexpr int BLOCK = 32;   // samples summed before they join the total: keeps long sums accurate
 constexpr int VECTORS = ABREAST * int(sizeof(Fixed)) / REGISTER;
-constexpr Fixed ONE = Fixed(1) << 32;
-constexpr Fixed NUDGE = Fixed(1) << 16;  // 2^-16 pixel, more than 2^16 steps can lose to rounding
-constexpr double MAX_STEPS = 1 << 20;
 
 static inline OffsetVector multiply_low_words(OffsetVector a, OffsetVector b) {
 #if defined(__AVX512F__)
@@ -33,16 +31,6 @@ static inline OffsetVector multiply_low_words(OffsetVector a, OffsetVector b) {
 #else
     return (a & 0xffffffffU) * (b & 0xffffffffU);
 #endif
-}
-
-// The nearest 32.32 number, for |v| below 2^18: adding 1.5 * 2^20 leaves 32 binary places in the mantissa.
-static inline Fixed to_fixed(double v) {
-    const double magic = 1.5 * (1 << 20);
-    const double sum = v + magic;
-    Fixed bits, zero;
-    __builtin_memcpy(&bits, &sum, sizeof bits);
-    __builtin_memcpy(&zero, &magic, sizeof zero);
-    return bits - zero;
 }
 
 // What a line reads: sizeof(Sample) bytes at each position of a plane.
@@ -69,6 +57,13 @@ struct Lines {
     alignas(64) Fixed x[TILE], y[TILE], step_x[TILE], step_y[TILE];
     alignas(64) int count[TILE];
     bool inside;  // no line leaves its plane
+
+    void set(int i, const lic::Line& line) {
+        x[i] = line.x, y[i] = line.y;
+        step_x[i] = line.step_x, step_y[i] = line.step_y;
+        count[i] = line.count;
+    }
+    lic::Line get(int i) const { return {x[i], y[i], step_x[i], step_y[i], count[i]}; }
 };
 
 template <bool CLAMP>
@@ -145,16 +140,6 @@ static inline void walk(const Plane& plane, const Lines& lines, int i, typename 
         walk<Sample, true>(plane, lines, i, total);
 }
 
-static inline bool within(Fixed position, int size) { return position >= 0 && position < size * ONE; }
-
-// How many steps a coordinate takes until it is at or beyond `limit` in the direction of its step (never: `none`).
-static inline Fixed steps_to(Fixed position, Fixed step, Fixed limit, Fixed none) {
-    if (step == 0) return none;
-    const Fixed gap = step > 0 ? limit - position : position - limit;
-    const Fixed stride = step > 0 ? step : -step;
-    return gap <= 0 ? 0 : (gap + stride - 1) / stride;
-}
-
 // ---- The clear distance ---------------------------------------------------------------------------------------
 
 struct Tile {
@@ -166,62 +151,37 @@ struct Tile {
 
 static void start_tile(const LicFrame& frame, Tile& tile) {
     tile.dy = tile.y - frame.cy;
-    const double ay = tile.dy * frame.y_unit;
     for (int i = 0; i < TILE; ++i) {
         tile.dx[i] = tile.x0 + (i < tile.width ? i : tile.width - 1) - frame.cx;
-        const double ax = tile.dx[i] * frame.x_unit;
-        tile.distance[i] = __builtin_sqrt(ax * ax + ay * ay);
+        tile.distance[i] = lic::distance(frame, tile.dx[i], tile.dy);
     }
 }
 
-// A convex polygon's extent in a direction is its inner radius over the largest cosine between the direction and the
-// normals of its sides: no angles needed.
 static void clear_polygon(const LicFrame& frame, Tile& tile) {
     double nearest[TILE] = {};
-    const double ay = tile.dy * frame.y_unit;
     for (int side = 0; side < frame.sides; ++side) {
-        const double nx = frame.normals[2 * side] * frame.x_unit, ny = frame.normals[2 * side + 1] * ay;
         for (int i = 0; i < TILE; ++i) {
-            const double projection = tile.dx[i] * nx + ny;
+            const double projection = lic::projection(frame, side, tile.dx[i], tile.dy);
             nearest[i] = projection > nearest[i] ? projection : nearest[i];
         }
     }
-    for (int i = 0; i < TILE; ++i)
-        tile.clear[i] = nearest[i] > 0 ? frame.clear * tile.distance[i] / nearest[i] : frame.clear;
+    for (int i = 0; i < TILE; ++i) tile.clear[i] = lic::polygon_extent(frame, nearest[i], tile.distance[i]);
 }
 
 static void clear_screen(const LicFrame& frame, Tile& tile) {
     const LicScreen& screen = frame.screen;
     for (int i = 0; i < TILE; ++i) tile.clear[i] = 0;
-    if (!(frame.cx > -1 && frame.cx < screen.width && frame.cy > -1 && frame.cy < screen.height)) return;
+    if (!lic::has_screen_line(frame)) return;
 
     const Plane plane = {reinterpret_cast<const char*>(screen.terms), screen.width, screen.height};
-    const double height = tile.dy < 0 ? -tile.dy : tile.dy;
-    const Fixed start_x = to_fixed(frame.cx) + NUDGE, start_y = to_fixed(frame.cy) + NUDGE;
     Lines lines;
     lines.inside = true;
+    for (int i = 0; i < TILE; ++i) lines.set(i, lic::screen_line(frame, tile.dx[i], tile.dy));
     for (int i = 0; i < TILE; ++i) {
-        const double width = tile.dx[i] < 0 ? -tile.dx[i] : tile.dx[i];
-        const double longer = (width > height ? width : height) * frame.samples;
-        const double inverse = longer > 0 ? 1 / longer : 0;
-        lines.x[i] = start_x;
-        lines.y[i] = start_y;
-        lines.step_x[i] = to_fixed(tile.dx[i] * inverse);
-        lines.step_y[i] = to_fixed(tile.dy * inverse);
-        lines.count[i] = 1 + int(longer < MAX_STEPS ? longer : MAX_STEPS);
-    }
-    for (int i = 0; i < TILE; ++i) {
-        const Fixed end_x = start_x + (lines.count[i] - 1) * lines.step_x[i];
-        const Fixed end_y = start_y + (lines.count[i] - 1) * lines.step_y[i];
-        if (within(start_x, screen.width) && within(start_y, screen.height) && within(end_x, screen.width) &&
-            within(end_y, screen.height))
-            continue;
-        // Truncation counts positions down to -1 as pixel 0.
+        lic::Line line = lines.get(i);
+        if (lic::end_at_border(screen, line)) continue;
         lines.inside = false;
-        const Fixed leave_x = steps_to(start_x, lines.step_x[i], lines.step_x[i] > 0 ? screen.width * ONE : -ONE, ONE);
-        const Fixed leave_y = steps_to(start_y, lines.step_y[i], lines.step_y[i] > 0 ? screen.height * ONE : -ONE, ONE);
-        const Fixed leave = leave_x < leave_y ? leave_x : leave_y;
-        if (leave < lines.count[i]) lines.count[i] = int(leave);
+        lines.count[i] = line.count;
     }
     for (int i = 0; i < tile.width; i += ABREAST) {
         float taken[ABREAST];
@@ -238,62 +198,31 @@ struct Result {
     alignas(64) int tail[TILE];     // samples after the last one walked, all of them the pixel that it stands on
 };
 
-// A line that leaves the image ends up on one border pixel: what is left of it there need not be walked.
-static void cut_tail(const LicFrame& frame, Lines& lines, int i, int& tail) {
-    const Fixed rest_x =
-        steps_to(lines.x[i], lines.step_x[i], lines.step_x[i] > 0 ? (frame.width - 1) * ONE : ONE - 1, 0);
-    const Fixed rest_y =
-        steps_to(lines.y[i], lines.step_y[i], lines.step_y[i] > 0 ? (frame.height - 1) * ONE : ONE - 1, 0);
-    const Fixed rest = (rest_x > rest_y ? rest_x : rest_y) + 1;
-    if (rest >= lines.count[i]) return;
-    tail = lines.count[i] - int(rest);
-    lines.count[i] = int(rest);
-}
-
 static void make_lines(const LicFrame& frame, const Tile& tile, Lines& lines, Result& result) {
-    const double height = tile.dy < 0 ? -tile.dy : tile.dy;
-    const double inverse_soft = frame.soft > 0 ? 1 / frame.soft : 0;
     for (int i = 0; i < TILE; ++i) {
-        const double width = tile.dx[i] < 0 ? -tile.dx[i] : tile.dx[i];
-        const double longest = width > height ? width : height;
-        double d = tile.distance[i] - tile.clear[i];
-        d = d < 0.0001 ? 0 : d;
-        const bool moves = d > 0 && longest > 0 && frame.reach != 0;
-        const double signed_length = frame.reach * (d / (moves ? tile.distance[i] : 1)) * longest;
-        const double length = signed_length < 0 ? -signed_length : signed_length;
-        const int samples = 1 + int(length < MAX_STEPS ? length : MAX_STEPS);
-        const double stride = (frame.reach < 0 ? -1 : 1) / (moves ? longest * frame.samples : 1);
-        const double t = d * inverse_soft;
-        result.samples[i] = moves ? samples : 0;
-        result.mix[i] = d >= frame.soft ? 1.0f : float((3 - 2 * t) * t * t);
-        result.tail[i] = 0;
-        lines.count[i] = result.samples[i];
-        lines.x[i] = (tile.x0 + (i < tile.width ? i : tile.width - 1)) * ONE + NUDGE;
-        lines.y[i] = tile.y * ONE + NUDGE;
-        lines.step_x[i] = to_fixed(moves ? tile.dx[i] * stride : 0);
-        lines.step_y[i] = to_fixed(moves ? tile.dy * stride : 0);
+        const int x = tile.x0 + (i < tile.width ? i : tile.width - 1);
+        const lic::LineOfPixel line =
+            lic::line_of_pixel(frame, x, tile.y, tile.dx[i], tile.dy, tile.distance[i], tile.clear[i]);
+        lines.set(i, line);
+        result.samples[i] = line.samples;
+        result.mix[i] = line.mix;
     }
     lines.inside = true;
     for (int i = 0; i < TILE; ++i) {
-        const Fixed last = lines.count[i] - 1;
-        const bool stays = within(lines.x[i] + last * lines.step_x[i], frame.width) &&
-                           within(lines.y[i] + last * lines.step_y[i], frame.height);
-        if (lines.count[i] == 0 || stays) continue;
+        lic::Line line = lines.get(i);
+        result.tail[i] = 0;
+        if (lic::stays_inside(frame, line)) continue;
         lines.inside = false;
-        cut_tail(frame, lines, i, result.tail[i]);
+        result.tail[i] = lic::cut_tail(frame, line);
+        lines.count[i] = line.count;
     }
-}
-
-static inline int clamped_pixel(Fixed position, int size) {
-    const Fixed pixel = position >> 32;
-    return int(pixel < 0 ? 0 : pixel < size ? pixel : size - 1);
 }
 
 // The pixel that a line stands on after it has been walked.
 static inline Pixel resting_pixel(const LicFrame& frame, const Lines& lines, int i) {
     const Fixed last = lines.count[i] - 1;
-    const int x = clamped_pixel(lines.x[i] + last * lines.step_x[i], frame.width);
-    const int y = clamped_pixel(lines.y[i] + last * lines.step_y[i], frame.height);
+    const int x = lic::clamped_pixel(lines.x[i] + last * lines.step_x[i], frame.width);
+    const int y = lic::clamped_pixel(lines.y[i] + last * lines.step_y[i], frame.height);
     return load<Pixel>(frame.source + (Fixed(y) * frame.width + x) * 4);
 }
 

@@ -2,7 +2,9 @@
 #include <cmath>
 #include <new>
 
+#include "imagelib/device_call.h"
 #include "imagelib/imagelib_pyramid.h"
+#include "imagelib/sample_formulas.h"
 #include "simdlib/cpu.h"
 
 namespace {
@@ -13,24 +15,9 @@ bool is_float(const K7Image* image, int channels) {
     return image && image->pixels && image->channels == channels && image->sample_type == SAMPLE_F32;
 }
 
-// A position on the base as one on a level of `level_size` pixels.
-float position_on_level(float x, int size, int level_size, float inverse, int edge) {
-    const float last = float(size - 1), level_last = float(level_size - 1);
-    if (edge == EDGE_WRAP) {
-        x = std::fmod(x, float(size));
-        if (x < 0) x += float(size);
-        // From the last pixel to the first it is one pixel on every level.
-        if (x > last) return level_last + (x - last);
-    } else if (edge == EDGE_MIRROR) {
-        x = std::fmod(std::fabs(x), 2 * float(size));
-        if (x > last) x = std::clamp(2 * float(size) - 1 - x, 0.0f, last);
-    }
-    return level_last * x * inverse;
-}
-
 }  // namespace
 
-ImagelibPyramid::ImagelibPyramid(const K7Image* image, int kernel_type, int edge, bool copy_base, bool)
+ImagelibPyramid::ImagelibPyramid(const K7Image* image, int kernel_type, int edge, bool copy_base, bool on_processor)
     : kernel(new (std::nothrow) ImagelibKernel(kernel_type, edge)) {
     if (!image || !image->pixels || image->sample_type > SAMPLE_F32 || !kernel || !kernel->valid) return;
     width = image->width, height = image->height;
@@ -38,6 +25,13 @@ ImagelibPyramid::ImagelibPyramid(const K7Image* image, int kernel_type, int edge
     inv_w = width > 1 ? 1 / max_x : 0;
     inv_h = height > 1 ? 1 / max_y : 0;
     inv_full = 1 / image_full_value(image->sample_type);
+    // Levels and one warp.
+    constexpr double NANOSECONDS = 20;
+    cpu_only = on_processor || !image_pays_on_device(image, 2, NANOSECONDS);
+    if (!cpu_only) {
+        build_on_device(image, kernel_type);
+        return;
+    }
     owns_base = copy_base;
     levels[0] = copy_base ? image_duplicate(image) : const_cast<K7Image*>(image);
     build_levels(kernel_type);
@@ -65,7 +59,23 @@ void ImagelibPyramid::build_levels(int kernel_type) {
     }
 }
 
+void ImagelibPyramid::build_on_device(const K7Image* image, int kernel_type) {
+    gpu_mipmap.reset(new (std::nothrow) DeviceMipmap);
+    gpu_status = GPU_NO_ROOM_FOR_INPUT;
+    DeviceStream stream;
+    if (gpu_mipmap && gpu_succeeded(stream.create(), "creating a stream")) {
+        DeviceImage base(host_picture(image), stream.get());
+        gpu_status = cuda_create_mipmap(base, kernel_type, *gpu_mipmap, stream.get());
+        // Warps have streams of their own.
+        if (gpu_status == GPU_DONE && stream.finish() != GPU_SUCCESS) gpu_status = GPU_NOT_LAUNCHED;
+    }
+    if (gpu_status == GPU_DONE) return;
+    gpu_mipmap.reset();
+    Trace(TRACE_ERROR, "CUDA ERROR: cuda_create_mipmap() returned error: %d\n", gpu_status);
+}
+
 bool ImagelibPyramid::valid() const {
+    if (!cpu_only) return gpu_mipmap && kernel && kernel->valid;
     return kernel && kernel->valid && std::all_of(levels, levels + top_level + 1, [](auto* level) { return level; });
 }
 
@@ -97,7 +107,7 @@ bool ImagelibPyramid::sample_unit(float u, float v, float du, float dv, float* o
 }
 
 bool ImagelibPyramid::sample_points(const float* x, const float* y, const float* areas, int count, float* out) const {
-    if (!valid() || !x || !y || !out || count < 0) return false;
+    if (!valid() || !cpu_only || !x || !y || !out || count < 0) return false;
     if (m_fast) {
         pyramid_kernels().sample_points(reading(), x, y, areas, count, out);
     } else {
@@ -128,15 +138,23 @@ bool ImagelibPyramid::sample_level(float x, float y, int level, float* out, int 
     const K7Image* image = levels[level];
     if (!image) return false;
     if (level > 0) {
-        x = position_on_level(x, width, image->width, inv_w, kernel->edge_mode_x);
-        y = position_on_level(y, height, image->height, inv_h, kernel->edge_mode_y);
+        x = resample::position_on_level(x, width, image->width, inv_w, kernel->edge_mode_x);
+        y = resample::position_on_level(y, height, image->height, inv_h, kernel->edge_mode_y);
     }
     return image_sample(image, x, y, out, channels, kernel.get());
+}
+
+bool ImagelibPyramid::warp_on_device(const K7Image* map, K7Image* destination) const {
+    return done_on_device("cuda_mipmap_warp", destination, [&](DeviceImage& result, GpuStream stream) {
+        DeviceImage places(host_picture(map), stream);
+        return cuda_mipmap_warp(*gpu_mipmap, *kernel, places, false, result, stream);
+    });
 }
 
 bool image_pyramid_warp(const ImagelibPyramid* pyramid, const K7Image* map, K7Image* destination) {
     if (!pyramid || !pyramid->valid() || !is_float(map, 2) || !is_float(destination, 4)) return false;
     if (map->width != destination->width || map->height != destination->height) return false;
+    if (!pyramid->cpu_only) return pyramid->warp_on_device(map, destination);
     if (destination->pixels == pyramid->levels[0]->pixels) return false;
     const int width = map->width, last_row = map->height - 1;
     PyramidReading reading = pyramid->reading();

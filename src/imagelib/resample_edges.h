@@ -8,29 +8,9 @@
 #include <limits>
 
 #include "imagelib/imagelib_resample.h"
+#include "imagelib/sample_formulas.h"
 
 namespace resample {
-
-inline constexpr int TABLE_SCALE = 512;
-
-// The pixel that stands for index i of n, or -1 for black.
-inline int edge_index(int i, int n, int mode) {
-    if (i >= 0 && i < n) return i;
-    switch (mode) {
-        case EDGE_CLAMP:
-            return i < 0 ? 0 : n - 1;
-        case EDGE_WRAP: {
-            const int m = i % n;
-            return m < 0 ? m + n : m;
-        }
-        case EDGE_MIRROR: {
-            const int m = std::abs(i) % (2 * n);
-            return m >= n ? 2 * n - 1 - m : m;
-        }
-        default:
-            return -1;
-    }
-}
 
 // The table entry for a distance in pixels of the table's own scale.
 inline int weight_index(double distance, int radius) {

@@ -28,26 +28,6 @@ void add_pixel(const K7Image* image, int x, int y, float weight, float* sums, in
     for (int c = 0; c < channels; ++c) sums[c] += weight * static_cast<float>(p[c]);
 }
 
-// Brings a coordinate into a range where indices are safe, without changing what is read there. Repeating edges fold
-// by their period; beyond a clamped or black edge only the fraction of a place further than `reach` counts.
-float safe_coordinate(float x, int n, int edge, float reach) {
-    const float size = static_cast<float>(n);
-    switch (edge) {
-        case EDGE_WRAP: {
-            const float folded = std::fmod(x, size);
-            return folded < 0 ? folded + size : folded;
-        }
-        case EDGE_MIRROR:
-            return std::fmod(std::fabs(x), 2 * size);
-        default:
-            break;
-    }
-    const float margin = std::ceil(reach) + 1;
-    if (x >= -margin && x <= size + margin) return x;
-    const float fraction = std::isinf(x) ? 0.0f : x - std::floor(x);
-    return x < 0 ? fraction - margin : size + margin + fraction;
-}
-
 struct Point {
     float x, y;
 };
@@ -82,34 +62,12 @@ void sample_bilinear(const K7Image* image, Point p, float* out, int channels, co
     add_pixel<T>(image, x1, y1, fx * fy, out, channels);
 }
 
-// One axis of the window of the area sampler.
-struct Window {
-    int first, last;
-    double centre, inverse_scale;
-    int radius;
-    bool normalise;
-
-    Window(float c, float scale, int kernel_radius)
-        : first(static_cast<int>(std::ceil(double(c) - double(kernel_radius) * scale))),
-          last(static_cast<int>(std::floor(double(c) + double(kernel_radius) * scale))),
-          centre(c),
-          inverse_scale(scale),
-          radius(kernel_radius),
-          normalise(scale > 1) {}
-
-    int entry(int position) const {
-        const double index = std::fabs(position - centre) * TABLE_SCALE / inverse_scale;
-        const int end = TABLE_SCALE * radius;
-        return index < end ? static_cast<int>(index) : end;
-    }
-};
-
 constexpr int CHANNELS_ABREAST = 4;
 
 // Up to four channels, from `channel` on.
 template <class T>
-void sample_window(const K7Image* image, const Window& columns, const Window& rows, int channel, int channels,
-                   float* out, const ImagelibKernel* kernel) {
+void sample_window(const K7Image* image, const SampleWindow& columns, const SampleWindow& rows, int channel,
+                   int channels, float* out, const ImagelibKernel* kernel) {
     const bool clamp_negative = image_clamps_negative();
     float total[CHANNELS_ABREAST] = {}, row_weights = 0;
     for (int y = rows.first; y <= rows.last; ++y) {
@@ -206,7 +164,7 @@ bool image_sample_area(const K7Image* image, float x, float y, float xscale, flo
     const float reach = static_cast<float>(kernel->radius);
     Point p{x, y};
     if (!safe_point(image, kernel, reach * sx + 1, reach * sy + 1, p)) return false;
-    const Window columns(p.x, sx, kernel->radius), rows(p.y, sy, kernel->radius);
+    const SampleWindow columns(p.x, sx, kernel->radius), rows(p.y, sy, kernel->radius);
     const int present = std::min<int>(channels, image->channels);
     with_sample_type(image->sample_type, [&](auto sample) {
         for (int c = 0; c < present; c += CHANNELS_ABREAST) {
