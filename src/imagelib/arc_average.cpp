@@ -7,6 +7,7 @@
 #include <new>
 #include <numbers>
 
+#include "imagelib/arc_tables.h"
 #include "imagelib/imagelib_resample.h"
 #include "k7pi_baselib/in_memory.h"
 #include "k7pi_baselib/portable_math.h"
@@ -21,10 +22,10 @@ constexpr int ROWS_AT_ONCE = 4;
 constexpr int TILE_WIDTH = 64, TILE_HEIGHT = 16;
 
 // Where each column lies on a circle of radius 1, in pixels. Whole chunks, since the kernels read them so.
-std::vector<float> circle_positions(const float* table, const CircleSums& polar, float pixel) {
-    std::vector<float> positions(std::size_t(polar.columns + COLUMNS_AT_ONCE));
-    for (int c = 0; c < polar.columns; ++c) {
-        const double place = double(c) / polar.period * TurnTable::ENTRIES;
+std::vector<float> circle_positions(const float* table, const ArcGeometry& circles, float pixel) {
+    std::vector<float> positions(std::size_t(circles.columns + COLUMNS_AT_ONCE));
+    for (int c = 0; c < circles.columns; ++c) {
+        const double place = double(c) / circles.period * TurnTable::ENTRIES;
         const int entry = std::min(int(place), TurnTable::ENTRIES - 1);
         const double here = table[entry], next = table[entry + 1 == TurnTable::ENTRIES ? 0 : entry + 1];
         positions[std::size_t(c)] = float((here + (place - entry) * (next - here)) / pixel);
@@ -59,16 +60,47 @@ TurnTable::TurnTable() : m_sine(new (std::nothrow) float[ENTRIES]), m_cosine(new
     }
 }
 
-ImagelibCircles::ImagelibCircles(const K7Image& layout, float cx, float cy)
-    : m_cx(cx), m_cy(cy), m_pixel_width(layout.pixel_width), m_pixel_height(layout.pixel_height) {
-    const double x = std::max(std::fabs(cx), std::fabs(float(layout.width) - cx)) * double(m_pixel_width);
-    const double y = std::max(std::fabs(cy), std::fabs(float(layout.height) - cy)) * double(m_pixel_height);
-    m_max_distance = float(std::sqrt(x * x + y * y));
-    if (!(m_max_distance >= 1 && m_max_distance < MOST_DISTANCE && m_pixel_width > 0 && m_pixel_height > 0)) return;
+ArcGeometry arc_geometry(const K7Image& layout, float cx, float cy) {
+    ArcGeometry circles{.cx = cx, .cy = cy, .pixel_width = layout.pixel_width, .pixel_height = layout.pixel_height};
+    const double x = std::max(std::fabs(cx), std::fabs(float(layout.width) - cx)) * double(circles.pixel_width);
+    const double y = std::max(std::fabs(cy), std::fabs(float(layout.height) - cy)) * double(circles.pixel_height);
+    circles.max_distance = float(std::sqrt(x * x + y * y));
+    if (!(circles.max_distance >= 1 && circles.max_distance < MOST_DISTANCE && circles.pixel_width > 0 &&
+          circles.pixel_height > 0))
+        return circles;
+    circles.period = 2 * std::numbers::pi * double(circles.max_distance);
+    circles.columns = int(circles.period);
+    const int rows = int(circles.max_distance) + 2;  // so that the farthest pixel still lies between two of them
+    if (4 * sizeof(float) * std::size_t(rows) * std::size_t(circles.columns + 2) <= MOST_BYTES) circles.rows = rows;
+    return circles;
+}
 
-    m_table.period = 2 * std::numbers::pi * double(m_max_distance);
-    m_table.columns = int(m_table.period);
-    m_table.rows = int(m_max_distance) + 2;  // so that the farthest pixel still lies between two of them
+ArcRange range_of_arcs(const ArcLengths& lengths, float max_distance) {
+    // A fading ring leaves the circles inside and outside as they are.
+    const bool ring = lengths.profile == ArcProfile::Ring && lengths.inner <= lengths.outer;
+    return ring ? ArcRange{lengths.inner, lengths.outer} : ArcRange{0.0f, max_distance};
+}
+
+bool make_arc_tables(const ArcGeometry& circles, const TurnTable& turn, ArcTables& tables) {
+    const ImagelibKernel kernel(KERNEL_BSPLINE, EDGE_CLAMP);
+    return turn.valid() && kernel.valid && in_memory([&] {
+               tables.filter = filter_table(kernel);
+               tables.cosines = circle_positions(turn.cosine(), circles, circles.pixel_width);
+               tables.sines = circle_positions(turn.sine(), circles, circles.pixel_height);
+           });
+}
+
+ArcRows rows_of_arcs(const ArcGeometry& circles, const ArcRange& range) {
+    const float outermost = static_cast<float>(circles.rows - 1);
+    return {static_cast<int>(std::clamp(range.smallest, 0.0f, outermost)),
+            static_cast<int>(std::clamp(range.largest + 1, 0.0f, outermost)) + 1};
+}
+
+ImagelibCircles::ImagelibCircles(const ArcGeometry& geometry) : m_geometry(geometry) {
+    if (!geometry.valid()) return;
+    m_table.period = geometry.period;
+    m_table.columns = geometry.columns;
+    m_table.rows = geometry.rows;
     // An odd number of cache lines a row: neighbours in a column do not compete for the same places of the cache.
     m_table.pitch = ((4L * (m_table.columns + 2) + 15) / 16 | 1) * 16;
     const std::size_t floats = std::size_t(m_table.rows) * std::size_t(m_table.pitch);
@@ -81,30 +113,22 @@ ImagelibCircles::ImagelibCircles(const K7Image& layout, float cx, float cy)
 
 bool ImagelibCircles::unwrap(const K7Image& source, const TurnTable& turn, float smallest, float largest,
                              const StopRequested& stop) {
-    const ImagelibKernel kernel(KERNEL_BSPLINE, EDGE_CLAMP);
-    if (!valid() || !turn.valid() || !kernel.valid) return false;
-    std::vector<float> filter, cosines, sines;
-    const bool room = in_memory([&] {
-        filter = filter_table(kernel);
-        cosines = circle_positions(turn.cosine(), m_table, m_pixel_width);
-        sines = circle_positions(turn.sine(), m_table, m_pixel_height);
-    });
-    if (!room) return false;
+    ArcTables tables;
+    if (!valid() || !make_arc_tables(m_geometry, turn, tables)) return false;
     const ArcSource view{.pixels = image_row<float>(&source, 0),
                          .width = source.width,
                          .height = source.height,
-                         .cx = m_cx,
-                         .cy = m_cy,
-                         .filter = filter.data(),
-                         .cosines = cosines.data(),
-                         .sines = sines.data()};
+                         .cx = m_geometry.cx,
+                         .cy = m_geometry.cy,
+                         .filter = tables.filter.data(),
+                         .cosines = tables.cosines.data(),
+                         .sines = tables.sines.data()};
     const ArcKernels& table = arc_kernels();
     // Circles cost more the more of them lies in the picture: threads take rows from a shared counter.
-    const float outermost = static_cast<float>(m_table.rows - 1);
-    const int end = static_cast<int>(std::clamp(largest + 1, 0.0f, outermost)) + 1;
-    std::atomic<int> next{static_cast<int>(std::clamp(smallest, 0.0f, outermost))};
+    const auto [begin, end] = rows_of_arcs(m_geometry, {smallest, largest});
+    std::atomic<int> next{begin};
     std::atomic<bool> complete{true};
-    for_rows_float(end - next, [&](int first, int last) {
+    for_rows_float(end - begin, [&, end = end](int first, int last) {
         if (first > last) return;
         const auto scratch = make_aligned_block<double, false>(4 * std::size_t(m_table.columns + 2));
         if (!scratch) complete = false;
@@ -121,7 +145,7 @@ bool ImagelibCircles::average(const K7Image& source, const K7Image* matte, const
                               K7Image& destination) const {
     if (!valid() || !image_same_layout(&source, &destination) || (matte && !image_same_layout(matte, &destination)))
         return false;
-    const ArcShape arcs{lengths, m_cx, m_cy, m_pixel_width, m_pixel_height, m_max_distance};
+    const ArcShape arcs = shape_of_arcs(m_geometry, lengths);
     const ArcKernels& table = arc_kernels();
     const int width = destination.width;
     // In tiles, whose arcs end in the same part of the table.

@@ -29,16 +29,34 @@ class TurnTable {
     std::unique_ptr<float[]> m_sine, m_cosine;
 };
 
+// The circles around a point of a picture. They are turned into rows of as many columns as the outermost one is long.
+struct ArcGeometry {
+    float cx, cy, pixel_width, pixel_height;
+    float max_distance = 0;  // of a corner of the picture from the centre
+    int columns = 0, rows = 0;
+    double period = 0;  // columns of a turn, of which `columns` are whole
+
+    bool valid() const { return rows > 0; }
+};
+// Around (cx, cy), in pixels from the first sample of row 0. Not valid: pixels without a size, or the centre is so far
+// away that the circles would take 2 GB.
+ArcGeometry arc_geometry(const K7Image& layout, float cx, float cy);
+
+// The radii, from and to, between which arcs change the picture.
+struct ArcRange {
+    float smallest, largest;
+};
+ArcRange range_of_arcs(const ArcLengths& lengths, float max_distance);
+
 // Shorter arcs, in radians, show the picture itself.
 inline constexpr float SHORTEST_ARC = 0.00005f;
 
 class ImagelibCircles {
   public:
-    // Around (cx, cy), in pixels from the first sample of row 0, for pictures of this size and these pixels.
-    ImagelibCircles(const K7Image& layout, float cx, float cy);
-    // False: no memory, pixels without a size, or the centre is so far away that the circles would take 2 GB.
-    bool valid() const { return m_sums != nullptr; }
-    float max_distance() const { return m_max_distance; }  // of a corner of the picture from the centre
+    explicit ImagelibCircles(const ArcGeometry& geometry);
+    ImagelibCircles(const K7Image& layout, float cx, float cy) : ImagelibCircles(arc_geometry(layout, cx, cy)) {}
+    bool valid() const { return m_sums != nullptr; }  // false: no memory, or the geometry is not
+    float max_distance() const { return m_geometry.max_distance; }
 
     // Sums the circles with radii from `smallest` to `largest` and those beside them. Float RGBA of the layout's size.
     // False when there is no memory, or an end was asked for.
@@ -50,8 +68,7 @@ class ImagelibCircles {
     bool average(const K7Image& source, const K7Image* matte, const ArcLengths& lengths, K7Image& destination) const;
 
   private:
-    float m_cx, m_cy, m_pixel_width, m_pixel_height;
-    float m_max_distance = 0;
+    ArcGeometry m_geometry;
     CircleSums m_table{};
     AlignedBlock<float, true> m_sums;
     std::vector<float> m_means;

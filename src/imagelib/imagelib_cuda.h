@@ -10,6 +10,7 @@
 #include "imagelib/imagelib_arithmetic.h"
 #include "imagelib/imagelib_composite.h"
 #include "imagelib/imagelib.h"
+#include "imagelib/imagelib_arcs.h"
 #include "imagelib/imagelib_resample.h"
 
 // The pixels of an image, for a DeviceImage beside it.
@@ -103,3 +104,9 @@ int cuda_create_mipmap(DeviceImage& base, int kernel_type, DeviceMipmap& mipmap,
 // size. `normalised`: the map holds fractions of the base's width - 1 and height - 1.
 int cuda_mipmap_warp(const DeviceMipmap& mipmap, const ImagelibKernel& kernel, DeviceImage& map, bool normalised,
                      DeviceImage& destination, GpuStream stream);
+
+// ---- Averages along arcs (imagelib_arcs.h) --------------------------------------------------------------------
+
+// Each pixel becomes the mean along its arc, as ImagelibCircles makes it. The matte may be null.
+int cuda_spin_blur(DeviceImage& source, DeviceImage* matte, DeviceImage& destination, const ArcGeometry& circles,
+                   const TurnTable& turn, const ArcLengths& lengths, GpuStream stream);
