@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "Library2/DeviceFrame.h"
 #include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_lic.h"
 #include "k7pi_baselib/k7pi_baselib.h"
@@ -18,14 +19,25 @@ void CrashZoom::ProcessFrame() {
     const float speed = static_cast<float>(Speed.value / 100.0);
     const float soft = std::max(static_cast<float>(SoftRadius.value) / result->unit_scale, 1.0f);
 
+    const auto threshold = static_cast<float>(Threshold.value), rotation = static_cast<float>(Rotation.value);
+    const bool screened = UseObject.value == ObjectImage;
+
     const StageTimer timer("Radial LIC");
-    if (UseObject.value == ObjectImage) {
-        if (InvertMask.value) image_invert_rgb(object.image.get());
-        made(image_radial_lic_screened(source, object.image.get(), result, cx, cy, speed, Samp.value, soft,
-                                       static_cast<float>(Threshold.value)));
+    if (screened && InvertMask.value) image_invert_rgb(object.image.get());
+    if (DeviceFrame* device = deviceFor(radial_lic_cost(source, cx, cy, speed, Samp.value, screened))) {
+        DeviceImage &from = device->picture(input), &to = device->picture(output);
+        const float xasp = source->pixel_width, yasp = source->pixel_height;
+        if (screened)
+            device->check("cuda_radial_lic_screened",
+                          cuda_radial_lic_screened(from, device->picture(object), to, cx, cy, speed, Samp.value, xasp,
+                                                   yasp, soft, threshold, device->stream()));
+        else
+            device->check("cuda_radial_lic", cuda_radial_lic(from, to, cx, cy, clear, speed, Samp.value, xasp, yasp,
+                                                             soft, UseObject.value, rotation, device->stream()));
+    } else if (screened) {
+        made(image_radial_lic_screened(source, object.image.get(), result, cx, cy, speed, Samp.value, soft, threshold));
     } else {
-        image_radial_lic(source, result, cx, cy, clear, speed, Samp.value, soft, UseObject.value,
-                         static_cast<float>(Rotation.value));
+        image_radial_lic(source, result, cx, cy, clear, speed, Samp.value, soft, UseObject.value, rotation);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Library2/DeviceFrame.h"
 #include "imagelib/imagelib_composite.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
@@ -31,15 +32,12 @@ void SpinBlur::ProcessFrame() {
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
     const float mix = std::clamp(static_cast<float>(Blend.value) * 0.01f, 0.0f, 1.0f);
-    if (mix == 1.0f || !blur(*source, *result)) {
-        image_copy(source, result);
-    } else if (mix > 0.0f) {
-        image_cross_dissolve(result, source, mix);
-    }
+    if (mix == 1.0f || !blur(*source, *result, mix)) image_copy(source, result);
 }
 
-// Radii are fractions of half the picture's width. False where there is nothing to blur, or the circles can't be had.
-bool SpinBlur::blur(const K7Image& source, K7Image& result) const {
+// Radii are fractions of half the picture's width. The source is mixed back in. False where there is nothing to blur,
+// or the circles can't be had.
+bool SpinBlur::blur(const K7Image& source, K7Image& result, float mix) {
     const float width = result.width, height = result.height;
     const float angle = std::clamp(static_cast<float>(Speed.value), SLOWEST, FASTEST) * DEGREE;
     if (!(std::fabs(angle) >= SHORTEST_ARC)) return false;
@@ -54,21 +52,37 @@ bool SpinBlur::blur(const K7Image& source, K7Image& result) const {
                           .soft = (outer - inner) * static_cast<float>(SRadius.value),
                           .exponent = std::max(static_cast<float>(Twirl.value), 0.0f),
                           .invert_matte = InvertMatte.value};
-    const K7Image* amount = DoMatte.value ? matte.image.get() : nullptr;
-
-    ImagelibCircles circles(result, static_cast<float>(Centre.x) * width, static_cast<float>(Centre.y) * height);
+    const ArcGeometry geometry =
+        arc_geometry(result, static_cast<float>(Centre.x) * width, static_cast<float>(Centre.y) * height);
+    if (!geometry.valid()) return false;
+    // A ring of the usual breadth takes a third of the picture's time.
+    if (DeviceFrame* device = deviceFor(arcs.profile == ArcProfile::Ring ? 16.0 : 43.0)) {
+        blurOnDevice(*device, geometry, arcs, mix);
+        return true;
+    }
+    ImagelibCircles circles(geometry);
     if (!circles.valid()) return false;
     if (!unwrap(source, arcs, circles)) return true;
     const StageTimer timer("SpinBlur (CPU)");
-    return circles.average(source, amount, arcs, result);
+    if (!circles.average(source, DoMatte.value ? matte.image.get() : nullptr, arcs, result)) return false;
+    if (mix > 0.0f) image_cross_dissolve(&result, &source, mix);
+    return true;
+}
+
+void SpinBlur::blurOnDevice(DeviceFrame& device, const ArcGeometry& geometry, const ArcLengths& arcs, float mix) {
+    const StageTimer timer("SpinBlur (CUDA)");
+    DeviceImage *amount = DoMatte.value ? &device.picture(matte) : nullptr, &result = device.picture(output);
+    const bool blurred = device.check("cuda_spin_blur", cuda_spin_blur(device.picture(input), amount, result, geometry,
+                                                                       m_turn, arcs, device.stream()));
+    if (!blurred || !(mix > 0.0f) || !device.fetch(output)) return;
+    image_cross_dissolve(output.image.get(), input.image.get(), mix);
+    result.host_written();
 }
 
 bool SpinBlur::unwrap(const K7Image& source, const ArcLengths& arcs, ImagelibCircles& circles) const {
     const StageTimer timer("Un-wrap image.");
-    // A fading ring leaves the circles inside and outside as they are.
-    const bool ring = arcs.profile == ArcProfile::Ring && arcs.inner <= arcs.outer;
-    return madeUnlessAborted(circles.unwrap(source, m_turn, ring ? arcs.inner : 0.0f,
-                                            ring ? arcs.outer : circles.max_distance(), stopRequested()));
+    const ArcRange range = range_of_arcs(arcs, circles.max_distance());
+    return madeUnlessAborted(circles.unwrap(source, m_turn, range.smallest, range.largest, stopRequested()));
 }
 
 // ---- Overlay --------------------------------------------------------------------------------------------------

@@ -95,7 +95,8 @@ class SpinBlur final : public Effect<SpinBlurInfo> {
     void DrawMore(const OverlayPen& pen) override;
 
   private:
-    bool blur(const K7Image& source, K7Image& result) const;
+    bool blur(const K7Image& source, K7Image& result, float mix);
+    void blurOnDevice(DeviceFrame& device, const ArcGeometry& geometry, const ArcLengths& arcs, float mix);
     bool unwrap(const K7Image& source, const ArcLengths& arcs, ImagelibCircles& circles) const;
 
     TurnTable m_turn;
