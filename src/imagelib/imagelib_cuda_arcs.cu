@@ -1,5 +1,7 @@
 // Averages along arcs on CUDA devices. The picture is read once along circles, each circle is summed by one thread for
 // each channel, and every pixel takes its mean from four sums, as arc_average_simd.cpp does with the same arithmetic.
+#include <cmath>
+
 #include "imagelib/arc_tables.h"
 #include "imagelib/imagelib_cuda.h"
 
