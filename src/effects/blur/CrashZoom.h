@@ -11,6 +11,7 @@ struct CrashZoomInfo : EffectInfo {
         .name = "CrashZoom",
         .menu = "Blurs",
         .overlay = true,
+        .onDevice = true,
         .description = "Convergence blurring. This effect is in Box Number 8",
         .purpose =
             "The zoom is pulled while the shutter is open: everything streaks towards a centre, and a circle, a "
@@ -92,6 +93,7 @@ struct CrashZoomInfo : EffectInfo {
 class CrashZoom final : public Effect<CrashZoomInfo> {
   public:
     void ProcessFrame() override;
+    bool staysOnDevice() const override { return UseObject.value != ObjectImage || !InvertMask.value; }
 
   protected:
     void PrepareOverlay() override;

@@ -31,13 +31,15 @@ ArcProfile profile_of(int style) {
 void SpinBlur::ProcessFrame() {
     const K7Image* source = input.image.get();
     K7Image* result = output.image.get();
-    const float mix = std::clamp(static_cast<float>(Blend.value) * 0.01f, 0.0f, 1.0f);
-    if (mix == 1.0f || !blur(*source, *result, mix)) image_copy(source, result);
+    // A result that stays on the device is a copy already.
+    if (mix() == 1.0f || !blur(*source, *result)) image_copy(source, result);
 }
+
+float SpinBlur::mix() const { return std::clamp(static_cast<float>(Blend.value) * 0.01f, 0.0f, 1.0f); }
 
 // Radii are fractions of half the picture's width. The source is mixed back in. False where there is nothing to blur,
 // or the circles can't be had.
-bool SpinBlur::blur(const K7Image& source, K7Image& result, float mix) {
+bool SpinBlur::blur(const K7Image& source, K7Image& result) {
     const float width = result.width, height = result.height;
     const float angle = std::clamp(static_cast<float>(Speed.value), SLOWEST, FASTEST) * DEGREE;
     if (!(std::fabs(angle) >= SHORTEST_ARC)) return false;
@@ -57,7 +59,7 @@ bool SpinBlur::blur(const K7Image& source, K7Image& result, float mix) {
     if (!geometry.valid()) return false;
     // A ring of the usual breadth takes a third of the picture's time.
     if (DeviceFrame* device = deviceFor(arcs.profile == ArcProfile::Ring ? 16.0 : 43.0)) {
-        blurOnDevice(*device, geometry, arcs, mix);
+        blurOnDevice(*device, geometry, arcs);
         return true;
     }
     ImagelibCircles circles(geometry);
@@ -65,17 +67,17 @@ bool SpinBlur::blur(const K7Image& source, K7Image& result, float mix) {
     if (!unwrap(source, arcs, circles)) return true;
     const StageTimer timer("SpinBlur (CPU)");
     if (!circles.average(source, DoMatte.value ? matte.image.get() : nullptr, arcs, result)) return false;
-    if (mix > 0.0f) image_cross_dissolve(&result, &source, mix);
+    if (mix() > 0.0f) image_cross_dissolve(&result, &source, mix());
     return true;
 }
 
-void SpinBlur::blurOnDevice(DeviceFrame& device, const ArcGeometry& geometry, const ArcLengths& arcs, float mix) {
+void SpinBlur::blurOnDevice(DeviceFrame& device, const ArcGeometry& geometry, const ArcLengths& arcs) {
     const StageTimer timer("SpinBlur (CUDA)");
     DeviceImage *amount = DoMatte.value ? &device.picture(matte) : nullptr, &result = device.picture(output);
     const bool blurred = device.check("cuda_spin_blur", cuda_spin_blur(device.picture(input), amount, result, geometry,
                                                                        m_turn, arcs, device.stream()));
-    if (!blurred || !(mix > 0.0f) || !device.fetch(output)) return;
-    image_cross_dissolve(output.image.get(), input.image.get(), mix);
+    if (!blurred || !(mix() > 0.0f) || !device.fetch(output)) return;
+    image_cross_dissolve(output.image.get(), input.image.get(), mix());
     result.host_written();
 }
 

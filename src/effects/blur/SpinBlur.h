@@ -13,6 +13,7 @@ struct SpinBlurInfo : EffectInfo {
         .name = "SpinBlur",
         .menu = "Blurs",
         .overlay = true,
+        .onDevice = true,
         .description = "Apply a circular blurring effect. This effect is in Box Number 8",
         .purpose =
             "The picture turns about a centre while the shutter is open: wheels, vertigo, a spinning camera, a twirl.",
@@ -89,14 +90,16 @@ class SpinBlur final : public Effect<SpinBlurInfo> {
   public:
     SpinBlur() { made(m_turn.valid()); }
     void ProcessFrame() override;
+    bool staysOnDevice() const override { return mix() == 0.0f || mix() == 1.0f; }
 
   protected:
     void PrepareOverlay() override;
     void DrawMore(const OverlayPen& pen) override;
 
   private:
-    bool blur(const K7Image& source, K7Image& result, float mix);
-    void blurOnDevice(DeviceFrame& device, const ArcGeometry& geometry, const ArcLengths& arcs, float mix);
+    float mix() const;  // how much of the source is mixed back in, 0 to 1
+    bool blur(const K7Image& source, K7Image& result);
+    void blurOnDevice(DeviceFrame& device, const ArcGeometry& geometry, const ArcLengths& arcs);
     bool unwrap(const K7Image& source, const ArcLengths& arcs, ImagelibCircles& circles) const;
 
     TurnTable m_turn;
