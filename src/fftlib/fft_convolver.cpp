@@ -6,29 +6,15 @@
 #include <vector>
 
 #include "fftlib/fftlib.h"
+#include "fftlib/fftlib_cuda.h"
 #include "fftlib/fftw.h"
 #include "fftlib/half_planes.h"
+#include "gpulib/gpulib.h"
+#include "imagelib/imagelib_cuda.h"
 #include "k7pi_baselib/in_memory.h"
+#include "k7pi_baselib/k7pi_baselib.h"
 
 namespace {
-
-// One axis of a convolution. Kernel samples that reach from no lit pixel into the picture are left out. What the
-// circular convolution wraps around falls behind the picture's end.
-struct Axis {
-    int size;           // of the picture
-    int first, lit;     // where its lit pixels begin, and how many there are
-    int before, after;  // kernel samples on either side of its centre
-    int skipped;        // kernel samples in front of those
-    int padded;         // 0: too large
-    int samples() const { return before + 1 + after; }
-};
-
-Axis axis_of(int size, int first, int last, int kernel) {
-    const int centre = kernel / 2;
-    const int before = std::min(centre, last), after = std::min(kernel - 1 - centre, size - 1 - first);
-    const int beyond = std::max({0, before - first, last + after - (size - 1)});
-    return {size, first, last - first + 1, before, after, centre - before, fft_good_size(size + beyond)};
-}
 
 bool is_float_picture(const K7Image* image) {
     return image && image->pixels && image->sample_type == SAMPLE_F32 && (image->channels == 1 || image->channels == 4);
@@ -67,12 +53,30 @@ struct KeptPlane {
 struct Convolution {
     const K7Image *image, *kernel;
     K7Image* result;
-    Axis x, y;
+    FFTAxis x, y;
 };
+
+// On the processor a channel takes 2.7 ns of one thread for each point of its padded plane.
+bool pays_on_device(const Convolution& job) {
+    constexpr double SECONDS_A_POINT = 2.7e-9;
+    if (job.image->channels != 4 || !cuda_available()) return false;
+    const double points = double(job.x.padded) * job.y.padded;
+    const double moved =
+        double(job.image->pixel_bytes) * (double(job.x.lit) * job.y.lit + double(job.x.size) * job.y.size) +
+        double(job.kernel->pixel_bytes) * job.x.samples() * job.y.samples();
+    return gpu_pays(static_cast<std::size_t>(moved), 4.0 * SECONDS_A_POINT * points) && cuda_fft_available();
+}
 
 float finite(float sample) { return std::isfinite(sample) ? sample : 0.0F; }
 
 }  // namespace
+
+FFTAxis fft_axis(int size, int first, int last, int kernel, int (*padded)(int)) {
+    const int centre = kernel / 2;
+    const int before = std::min(centre, last), after = std::min(kernel - 1 - centre, size - 1 - first);
+    const int beyond = std::max({0, before - first, last + after - (size - 1)});
+    return {size, first, last - first + 1, before, after, centre - before, padded(size + beyond)};
+}
 
 struct FFTConvolver::State {
     FFTWork work;
@@ -81,7 +85,7 @@ struct FFTConvolver::State {
     int width = -1, height = -1, padded_width = -1, padded_height = -1;
     KeptPlane pictures, kernels;
     std::vector<int> frequencies;
-    bool with_fftw = false;
+    bool with_fftw = false, with_cuda = false;
     std::unique_ptr<FftwConvolution> fftw;
 
     void begin(int w, int h, int padded_w, int padded_h) {
@@ -100,12 +104,14 @@ struct FFTConvolver::State {
     bool convolve_channels(const Convolution& job, int channel);
     bool multiply_columns(const Convolution& job, const HalfPlane (&planes)[2], const HalfPlane (&kernel_planes)[2]);
     bool convolve_by_fftw(const Convolution& job);
+    bool convolve_on_device(const Convolution& job, const FFTGeometry& geometry);
     bool fill_square(const FFTPlan& plan, HalfPlane plane, FFTComplex* out);
     bool take_square(const FFTPlan& plan, const FFTComplex* data, HalfPlane plane);
 };
 
 FFTConvolver::FFTConvolver(int option) : m_state(std::make_unique<State>()) {
     m_state->with_fftw = option == FFT_AS_CONFIGURED && FftwConvolution::wanted();
+    m_state->with_cuda = option == FFT_AS_CONFIGURED && !m_state->with_fftw;
 }
 FFTConvolver::~FFTConvolver() = default;
 
@@ -148,13 +154,18 @@ bool FFTConvolver::convolve(const K7Image* image, const K7Image* kernel, K7Image
     const FFTBox all{0, 0, image->width - 1, image->height - 1}, box = lit ? *lit : all;
     if (box.x0 < 0 || box.y0 < 0 || box.x1 > all.x1 || box.y1 > all.y1 || box.x0 > box.x1 || box.y0 > box.y1)
         return state.fail(FFT_BAD_ARGUMENT);
-    const Convolution job{image, kernel, result, axis_of(image->width, box.x0, box.x1, kernel->width),
-                          axis_of(image->height, box.y0, box.y1, kernel->height)};
+    const Convolution job{image, kernel, result, fft_axis(image->width, box.x0, box.x1, kernel->width, fft_good_size),
+                          fft_axis(image->height, box.y0, box.y1, kernel->height, fft_good_size)};
     if (job.x.padded == 0 || job.y.padded == 0) return state.fail(FFT_BAD_SIZE);
 
     state.begin(image->width, image->height, job.x.padded, job.y.padded);
     result->stats_valid = 0;
     if (state.with_fftw) return state.convolve_by_fftw(job);
+    if (state.with_cuda && pays_on_device(job)) {
+        const FFTGeometry geometry = cuda_fft_geometry(image->width, image->height, kernel->width, kernel->height, box);
+        state.begin(image->width, image->height, geometry.x.padded, geometry.y.padded);
+        return state.convolve_on_device(job, geometry);
+    }
     bool done = true;
     for (int channel = 0; done && channel < image->channels; channel += 2) done = state.convolve_channels(job, channel);
     return state.finish(done);
@@ -185,7 +196,7 @@ bool FFTConvolver::State::convolve_channels(const Convolution& job, int channel)
 
 bool FFTConvolver::State::multiply_columns(const Convolution& job, const HalfPlane (&planes)[2],
                                            const HalfPlane (&kernel_planes)[2]) {
-    const Axis &x = job.x, &y = job.y;
+    const FFTAxis &x = job.x, &y = job.y;
     const FFTPlan* const plan = FFTPlan::of(y.padded);
     if (!plan) return false;
     const FFTLineKernels& lines = fft_line_kernels();
@@ -248,6 +259,27 @@ bool FFTConvolver::State::convolve_by_fftw(const Convolution& job) {
                     fftw->plane()[std::size_t(row) * pitch + std::size_t(column)];
     }
     return finish(true);
+}
+
+// Four channels. What fails there leaves the result as it was.
+bool FFTConvolver::State::convolve_on_device(const Convolution& job, const FFTGeometry& geometry) {
+    if (work.ended()) return finish(false);
+    DeviceStream stream;
+    int step = gpu_succeeded(stream.create(), "creating a stream") ? GPU_DONE : GPU_NOT_LAUNCHED;
+    if (step == GPU_DONE) {
+        DeviceImage lit(host_part(job.image, geometry.lit()), stream.get());
+        DeviceImage kernel(host_part(job.kernel, geometry.kernel()), stream.get());
+        DeviceImage result(host_picture(job.result), stream.get());
+        FFTProduct products[4];
+        for (int c = 0; c < 4; ++c)
+            products[c] = {
+                {&lit, c, 4}, {&kernel, job.kernel->channels == 1 ? 0 : c, job.kernel->channels}, {&result, c, 4}};
+        step = cuda_convolve(geometry, products, stream.get());
+        if (step == GPU_DONE) step = gpu_fetch(result);
+    }
+    if (step == GPU_DONE) return finish(true);
+    Trace(TRACE_ERROR, "CUDA ERROR: cuda_convolve() failed, error = %d\n", step);
+    return fail(FFT_DEVICE_FAILED);
 }
 
 // ---- Squares ------------------------------------------------------------------------------------------------------

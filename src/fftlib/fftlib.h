@@ -2,7 +2,7 @@
 //
 // Rules common to all functions:
 // - Same bits. Results depend on the arguments only: not on the processor, its instruction set, the number of threads
-//   or the system's libraries. (One exception, which the user switches on: FFTW, see FFTConvolver.)
+//   or the system's libraries. (Two exceptions, see FFTConvolver: FFTW, which the user switches on, and CUDA devices.)
 // - Refusals. Null pointers and sizes outside their range are answered with false, and nothing is changed. Nothing
 //   throws but the constructor of FFTConvolver, without memory.
 // - Threads. Work is spread through a row dispatcher in pieces of 16 or 32 rows (or columns) and returns when all is
@@ -59,7 +59,9 @@ bool cosine_transform_2d(float* data, int width, int height, int pitch, FFTDirec
 
 // How FFTConvolver picks its engine.
 enum FFTOption : int {
-    FFT_AS_CONFIGURED = 0,  // the own engine; FFTW where the variable K7_USE_FFTW_WISDOM is set and it is installed
+    // The own engine; FFTW where the variable K7_USE_FFTW_WISDOM is set and it is installed; else a CUDA device where
+    // there is one with CUFFT and it pays.
+    FFT_AS_CONFIGURED = 0,
     FFT_OWN_ENGINE = 1,
 };
 
@@ -70,6 +72,7 @@ enum FFTError : int {
     FFT_NO_MEMORY = 3,
     FFT_ABORTED = 4,
     FFT_NO_PLAN = 10,
+    FFT_DEVICE_FAILED = 11,  // a CUDA device; the trace log says at which step, and the result is as it was
 };
 
 struct FFTBox {  // of pixels, both ends inclusive
@@ -83,6 +86,9 @@ struct FFTBox {  // of pixels, both ends inclusive
 // over to FFTW in single precision, opened at run time, with the wisdom of the file "fftw3_wisdom_k7.dat" in the home
 // directory. FFTW picks its code by the processor, so that its last bits differ between machines. Where it is not
 // installed the trace log says so once and the own engine serves.
+//
+// Pictures of four channels are convolved on a CUDA device where that pays (fftlib_cuda.h), with the same results but
+// for rounding. `convolve` is then to be called outside of row work.
 class FFTConvolver {
   public:
     explicit FFTConvolver(int option = FFT_AS_CONFIGURED);
@@ -131,6 +137,16 @@ class FFTConvolver {
 
 // A dispatcher for `set_multiprocess` that hands rows to the image library's (context: null).
 void fft_image_rows(void* context, RowWorker worker, int rows, void* job);
+
+// ---- Colour as planes ---------------------------------------------------------------------------------------------
+//
+// Pictures of 3 or 4 channels of 8 bits, 16 bits or float, as four planes of width * height floats one after the other:
+// luma, two colour differences with greys at about 0.5, and alpha, which is 1 where there are three channels. A pixel
+// that is split and joined is the same to within 2e-6; integers are limited to their range and truncated, so that they
+// may come out one lower.
+
+bool fft_split_colours(const K7Image* picture, float* planes);
+bool fft_join_colours(const float* planes, K7Image* picture);
 
 // ---- Pictures that repeat -----------------------------------------------------------------------------------------
 //

@@ -11,6 +11,7 @@
 #include "imagelib/device_call.h"
 #include "imagelib/imagelib_curves.h"
 #include "imagelib/samples.h"
+#include "imagelib/yuv_formulas.h"
 
 namespace {
 
@@ -131,10 +132,10 @@ bool image_copy_rect(const K7Image* src, K7Image* dst, int x, int y) {
 bool image_rgb_to_yuv_curve(const K7Image* src, K7Image* dst, float curve) {
     if (!are_yuv_images(src, dst)) return false;
     for_pixels(src, dst, [curve, channels = src->channels](const float* in, float* out) {
-        const float r = in[0], g = in[1], b = in[2];
-        out[0] = hyperbolic_tone(0.299f * r + 0.587f * g + 0.114f * b, curve);
-        out[1] = 0.5f * r - 0.418688f * g - 0.081312f * b + 0.5f;
-        out[2] = 0.617689f * b - 0.213267f * r - 0.418688f * g + 0.5f;
+        const LumaChroma split = luma_chroma_of(in[0], in[1], in[2]);
+        out[0] = hyperbolic_tone(split.y, curve);
+        out[1] = split.u;
+        out[2] = split.v;
         for (int c = 3; c < channels; ++c) out[c] = in[c];
     });
     return true;
@@ -143,10 +144,10 @@ bool image_rgb_to_yuv_curve(const K7Image* src, K7Image* dst, float curve) {
 bool image_yuv_curve_to_rgb(const K7Image* src, K7Image* dst, float curve) {
     if (!are_yuv_images(src, dst)) return false;
     for_pixels(src, dst, [curve, channels = src->channels](const float* in, float* out) {
-        const float y = hyperbolic_tone_inverse(in[0], curve), u = in[1] - 0.5f, v = in[2] - 0.5f;
-        out[0] = tone_clamp(y + 1.402f * u);
-        out[1] = tone_clamp(0.996036f * y - 0.714136f * u - 0.277836f * v);
-        out[2] = tone_clamp(1.020408f * y + 1.430612f * v);
+        const RedGreenBlue joined = red_green_blue_of({hyperbolic_tone_inverse(in[0], curve), in[1], in[2]});
+        out[0] = tone_clamp(joined.r);
+        out[1] = tone_clamp(joined.g);
+        out[2] = tone_clamp(joined.b);
         for (int c = 3; c < channels; ++c) out[c] = in[c];
     });
     return true;
