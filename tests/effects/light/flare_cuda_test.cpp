@@ -1,0 +1,50 @@
+// Flares as a device computes them, held against those of the processor.
+#include "effects/light/Flare_cuda.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "fftlib/fake_cufft.h"
+#include "gpulib/fake_runtime.h"
+#include "imagelib/imagelib_cuda.h"
+#include "support/effect_shot.h"
+
+namespace {
+
+ImagePtr plane(int width, int height, unsigned seed, float high) {
+    return noise_image(width, height, 1, SAMPLE_F32, seed, -0.25f, high);
+}
+
+ImagePtr toned_by_processor(const ImagePtr (&planes)[3], const FlareTone& tone, const ImagePtr& under) {
+    ImagePtr picture(image_duplicate(under.get()));
+    for (int y = 0; y < picture->height; ++y) {
+        const auto row = [&](int c) { return image_row<float>(planes[c].get(), y); };
+        flare_kernels().tone(tone, row(0), row(1), row(2), image_row<float>(picture.get(), y), picture->width);
+    }
+    return picture;
+}
+
+TEST(FlareCuda, TonesWithTheSameBits) {
+    FakeRuntime runtime;
+    for (const auto& [width, height] : {std::pair{1, 1}, {17, 13}, {97, 61}})
+        for (const float power : {1.0f, 0.5f, 1.7f})
+            for (const bool screen : {false, true}) {
+                const FlareTone tone{0.9f, power, 11.5f, screen};
+                const ImagePtr planes[] = {plane(width, height, 1, 1.0f), plane(width, height, 2, 300.0f),
+                                           plane(width, height, 3, 1e-9f)};
+                const ImagePtr under = noise(width, height, 4, -1.0f, 5.0f), result = flat(width, height, 7.0f);
+                at(*planes[1], width / 2, height / 2) = at(*under, 0, height - 1, 3) = NAN;
+                at(*planes[2], width - 1, 0) = INFINITY;
+                DeviceImage colours[] = {{host_picture(planes[0].get()), nullptr},
+                                         {host_picture(planes[1].get()), nullptr},
+                                         {host_picture(planes[2].get()), nullptr}};
+                DeviceImage below(host_picture(under.get()), nullptr), picture(host_picture(result.get()), nullptr);
+                ASSERT_EQ(cuda_flare_tone(colours[0], colours[1], colours[2], tone, below, picture, nullptr), GPU_DONE);
+                ASSERT_EQ(gpu_fetch(picture), GPU_DONE);
+                EXPECT_TRUE(same_pixels(result.get(), toned_by_processor(planes, tone, under).get()))
+                    << width << ", " << power << ", " << screen;
+            }
+}
+
+}  // namespace
