@@ -56,15 +56,13 @@ struct Convolution {
     FFTAxis x, y;
 };
 
-// On the processor a channel takes 2.7 ns of one thread for each point of its padded plane.
-bool pays_on_device(const Convolution& job) {
-    constexpr double SECONDS_A_POINT = 2.7e-9;
-    if (job.image->channels != 4 || !cuda_available()) return false;
-    const double points = double(job.x.padded) * job.y.padded;
-    const double moved =
-        double(job.image->pixel_bytes) * (double(job.x.lit) * job.y.lit + double(job.x.size) * job.y.size) +
-        double(job.kernel->pixel_bytes) * job.x.samples() * job.y.samples();
-    return gpu_pays(static_cast<std::size_t>(moved), 4.0 * SECONDS_A_POINT * points) && cuda_fft_available();
+bool pays_on_device(const Convolution& job, const FFTBox& lit) {
+    const auto& [image, kernel, result, x, y] = job;
+    if (image->channels != 4 || !cuda_available()) return false;
+    const double moved = double(image->pixel_bytes) * (double(x.lit) * y.lit + double(x.size) * y.size) +
+                         double(kernel->pixel_bytes) * x.samples() * y.samples();
+    const double seconds = fft_processor_seconds(image->width, image->height, kernel->width, kernel->height, lit);
+    return gpu_pays(static_cast<std::size_t>(moved), image->channels * seconds) && cuda_fft_available();
 }
 
 float finite(float sample) { return std::isfinite(sample) ? sample : 0.0F; }
@@ -161,7 +159,7 @@ bool FFTConvolver::convolve(const K7Image* image, const K7Image* kernel, K7Image
     state.begin(image->width, image->height, job.x.padded, job.y.padded);
     result->stats_valid = 0;
     if (state.with_fftw) return state.convolve_by_fftw(job);
-    if (state.with_cuda && pays_on_device(job)) {
+    if (state.with_cuda && pays_on_device(job, box)) {
         const FFTGeometry geometry = cuda_fft_geometry(image->width, image->height, kernel->width, kernel->height, box);
         state.begin(image->width, image->height, geometry.x.padded, geometry.y.padded);
         return state.convolve_on_device(job, geometry);

@@ -28,6 +28,9 @@ struct FFTGeometry {
 // Both axes are padded to a cuda_round_fft_size(), up to FFT_MAX_SIZE.
 FFTGeometry cuda_fft_geometry(int width, int height, int kernel_width, int kernel_height, const FFTBox& lit);
 
+// What FFTConvolver takes the processor for it on one thread, in seconds a channel.
+double fft_processor_seconds(int width, int height, int kernel_width, int kernel_height, const FFTBox& lit);
+
 // Part of an image of the host, for a DeviceImage.
 HostPicture host_part(const K7Image* image, const FFTBox& box);
 

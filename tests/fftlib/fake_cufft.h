@@ -1,15 +1,12 @@
-// CUFFT without a device: transforms by their definition in doubles, queued on the runtime in use as its own would be.
+// CUFFT without a device: its transforms are queued on the runtime in use. Any call can be made to fail.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <complex>
-#include <numbers>
 #include <set>
-#include <vector>
 
 #include "fftlib/cufft.h"
+#include "fftlib/plain_transform.h"
 
 // Installed while it lives; there is one at a time.
 class FakeCufft {
@@ -32,48 +29,7 @@ class FakeCufft {
     int width = 0, height = 0;  // of the latest plan
 
   private:
-    using Line = std::vector<std::complex<double>>;
-
     bool fails() { return ++calls == failing; }
-
-    // Halves while it can (Cooley and Tukey), else the sum as it stands.
-    static Line transformed(const Line& line, double sign) {
-        const std::size_t n = line.size();
-        Line out(n);
-        const auto root = [&](std::size_t k) {
-            return std::polar(1.0, sign * 2 * std::numbers::pi * double(k) / double(n));
-        };
-        if (n % 2) {
-            for (std::size_t k = 0; k < n; ++k)
-                for (std::size_t j = 0; j < n; ++j) out[k] += line[j] * root(j * k % n);
-            return out;
-        }
-        Line even(n / 2), odd(n / 2);
-        for (std::size_t j = 0; j < n / 2; ++j) even[j] = line[2 * j], odd[j] = line[2 * j + 1];
-        even = transformed(even, sign), odd = transformed(odd, sign);
-        for (std::size_t k = 0; k < n / 2; ++k) {
-            const auto turned = odd[k] * root(k);
-            out[k] = even[k] + turned, out[k + n / 2] = even[k] - turned;
-        }
-        return out;
-    }
-
-    static void transform_plane(GpuPlace, FFTComplex* in, FFTComplex* out, int rows, int columns, int direction) {
-        std::vector<Line> lines;
-        for (int y = 0; y < rows; ++y) {
-            Line line;
-            for (int x = 0; x < columns; ++x)
-                line.emplace_back(in[y * columns + x].real, in[y * columns + x].imaginary);
-            lines.push_back(transformed(line, direction));
-        }
-        for (int x = 0; x < columns; ++x) {
-            Line column;
-            for (const Line& line : lines) column.push_back(line[std::size_t(x)]);
-            column = transformed(column, direction);
-            for (int y = 0; y < rows; ++y)
-                out[y * columns + x] = {float(column[std::size_t(y)].real()), float(column[std::size_t(y)].imag())};
-        }
-    }
 
     static int plan_2d(int* plan, int rows, int columns, int kind) {
         if (s_fake->fails()) return 2;
@@ -93,8 +49,8 @@ class FakeCufft {
         if (s_fake->fails()) return 6;
         EXPECT_TRUE(s_fake->m_plans.contains(plan));
         ++s_fake->transforms;
-        return gpu_launch(gpu_kernel<transform_plane>(), {}, s_fake->m_stream, in, out, s_fake->height, s_fake->width,
-                          direction);
+        return gpu_launch(gpu_kernel<plain_transform_2d>(), GpuShape{}, s_fake->m_stream, in, out, s_fake->height,
+                          s_fake->width, direction);
     }
     static int destroy(int plan) {
         s_fake->m_plans.erase(plan);

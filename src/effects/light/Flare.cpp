@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "effects/light/FlareKernel.h"
-#include "effects/light/Flare_simd.h"
-#include "effects/light/LightMap.h"
+#include "Library2/DeviceFrame.h"
+#include "effects/light/Flare_cuda.h"
+#include "fftlib/fftlib_cuda.h"
 #include "imagelib/imagelib_blur.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
@@ -128,6 +128,24 @@ bool Flare::convolve(LightMap& map, const FlareKernel& kernel) const {
     return true;
 }
 
+// Convolution and tone map in one stay on a device. False where there is none, or it would not be faster.
+bool Flare::finishedOnDevice(const LightMap& map, const FlareKernel& kernel, const FlareTone& tone) {
+    // Below 1 the power would bring out what transforms round in the dark, and theirs is not the processor's.
+    if (tone.power < 1.0F) return false;
+    constexpr double TONE = 1.0, TONE_WITH_POWER = 12.0;  // nanoseconds a pixel
+    const K7Image& picture = *output.image;
+    const double seconds =
+        fft_processor_seconds(picture.width, picture.height, kernel.planes[0]->width, kernel.planes[0]->height,
+                              {map.lit.x0, map.lit.y0, map.lit.x1, map.lit.y1});
+    DeviceFrame* const device = deviceFor(3.0 * seconds * 1e9 / (double(picture.width) * picture.height) +
+                                          (tone.power > 1.0F ? TONE_WITH_POWER : TONE));
+    if (!device || !cuda_fft_available()) return false;
+    const StageTimer timer("Flare (CUDA)");
+    DeviceImage& result = device->picture(output);
+    device->check("cuda_flare", cuda_flare(map, kernel, tone, result, result, device->stream()));
+    return true;
+}
+
 void Flare::ProcessFrame() {
     K7Image* picture = output.image.get();
     if (std::max(picture->width, picture->height) > FFT_MAX_SIZE) {
@@ -145,13 +163,13 @@ void Flare::ProcessFrame() {
     }
     if (map.lit.empty() || !(Brightness.limited() > 0.0) || abortRequested()) return;
     const FlareKernel kernel = makeKernel(*picture);
-    if (abortRequested() || !convolve(map, kernel)) return;
-
-    const StageTimer timer("Tone map");
+    if (abortRequested()) return;
     const FlareTone tone{.scale = static_cast<float>(1.0 / kernel.unit),
                          .power = static_cast<float>(Contrast.limited() * 0.01),
                          .gain = static_cast<float>(Brightness.limited() * 0.01 * 33.0),
                          .screen = CompType.value == Screens};
+    if (finishedOnDevice(map, kernel, tone) || !convolve(map, kernel)) return;
+    const StageTimer timer("Tone map");
     eachRow(picture->height, [&](int y) {
         flare_kernels().tone(tone, map.row(0, y), map.row(1, y), map.row(2, y), image_row<float>(picture, y),
                              picture->width);

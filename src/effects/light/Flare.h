@@ -7,6 +7,7 @@
 
 #include "Library2/PluginK7.h"
 #include "effects/light/FlareKernel.h"
+#include "effects/light/Flare_simd.h"
 #include "effects/light/LightMap.h"
 
 struct FlareInfo : EffectInfo {
@@ -139,4 +140,5 @@ class Flare final : public Effect<FlareInfo> {
     LightMap makeMap(const K7Image& picture) const;
     FlareKernel makeKernel(const K7Image& picture) const;
     bool convolve(LightMap& map, const FlareKernel& kernel) const;
+    bool finishedOnDevice(const LightMap& map, const FlareKernel& kernel, const FlareTone& tone);
 };

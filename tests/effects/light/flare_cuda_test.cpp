@@ -5,9 +5,12 @@
 
 #include <cmath>
 
+#include "effects/light/Flare.h"
 #include "fftlib/fake_cufft.h"
 #include "gpulib/fake_runtime.h"
+#include "gpulib/gpulib.h"
 #include "imagelib/imagelib_cuda.h"
+#include "k7pi_baselib/temporary_home.h"
 #include "support/effect_shot.h"
 
 namespace {
@@ -45,6 +48,66 @@ TEST(FlareCuda, TonesWithTheSameBits) {
                 EXPECT_TRUE(same_pixels(result.get(), toned_by_processor(planes, tone, under).get()))
                     << width << ", " << power << ", " << screen;
             }
+}
+
+// A picture that flares all over, rendered as the framework does it.
+struct FlaringPicture {
+    EffectShot<Flare> shot{noise(97, 61, 5, 0.0f, 1.2f)};
+    Flare& effect = shot.effect;
+    FlaringPicture() {
+        effect.XScale.value = effect.YScale.value = 2, effect.LoLight.value = 0.9;
+        effect.StreakLen.value = 60, effect.Brightness.value = 5;
+    }
+    ImagePtr render(bool on_device) {
+        const ScopedEnvironment disable{"CUDA_DISABLE", on_device ? nullptr : "yes"}, always{"CUDA_ALWAYS", "yes"};
+        FakeRuntime runtime;
+        shot.render();
+        return left(runtime);
+    }
+    ImagePtr left(const FakeRuntime&) {
+        effect.leaveDevice();
+        effect.dropDevice();
+        return std::move(effect.output.image);
+    }
+};
+
+TEST(FlareCuda, MakesTheProcessorsPicture) {
+    FakeCufft cufft;
+    FlaringPicture flaring;
+    Flare& e = flaring.effect;
+    for (const double contrast : {100.0, 150.0, 70.0})
+        for (const int composite : {Flare::Adds, Flare::Screens}) {
+            e.Contrast.value = contrast, e.CompType.value = composite;
+            const ImagePtr expected = flaring.render(false);
+            EXPECT_GT(difference(*expected, *flaring.shot.source), 0.1);
+            cufft.transforms = 0;
+            EXPECT_LE(difference(*flaring.render(true), *expected), 1e-4) << contrast << ", " << composite;
+            EXPECT_EQ(cufft.transforms, contrast < 100 ? 0 : 6);
+        }
+    // Small lights in a corner.
+    e.Center.x = 0.9, e.Center.y = 0.1, e.XScale.value = e.YScale.value = 0.1, e.Contrast.value = 100;
+    EXPECT_LE(difference(*flaring.render(true), *flaring.render(false)), 1e-4);
+}
+
+TEST(FlareCuda, WhereAnyCallFailsThePictureIsWholeAndNothingLeaks) {
+    const ScopedEnvironment disable{"CUDA_DISABLE", nullptr}, always{"CUDA_ALWAYS", "yes"};
+    FakeCufft cufft;
+    FlaringPicture flaring;
+    const ImagePtr expected = flaring.render(true);
+    int failures = 0;
+    bool failed = true;
+    for (int n = 1; failed; ++n) {
+        FakeRuntime runtime;
+        ASSERT_TRUE(cuda_available());
+        runtime.fail_call(n, n % 2 == 0);
+        flaring.shot.render();
+        const ImagePtr left = flaring.left(runtime);
+        failed = runtime.has_failed();
+        const bool untouched = same_pixels(left.get(), flaring.shot.source.get());
+        failures += untouched;
+        EXPECT_TRUE(untouched || difference(*left, *expected) <= 1e-4) << n;
+    }
+    EXPECT_GE(failures, 30);
 }
 
 }  // namespace
