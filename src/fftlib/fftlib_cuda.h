@@ -45,8 +45,9 @@ struct FFTProduct {
     FFTChannel kernel;  // geometry.kernel() of the kernel
     FFTChannel result;  // all of the picture, in an image that is none of the inputs
 };
-// result = lit * kernel as FFTConvolver::convolve defines it, for up to four channels. They go in pairs, each pair as
-// one complex plane; the fewer kernels there are, the faster. Samples that are not finite count as 0.
+// result = lit * kernel as FFTConvolver::convolve defines it, for up to four channels of images that are alike. They go
+// in pairs, each pair as one complex plane; the fewer kernels there are, the faster. Samples that are not finite count
+// as 0. The geometry must fit.
 int cuda_convolve(const FFTGeometry& geometry, std::span<const FFTProduct> products, GpuStream stream);
 
 // ---- Squares ------------------------------------------------------------------------------------------------------
