@@ -4,295 +4,191 @@
 #include <cmath>
 #include <vector>
 
+#include "imagelib/imagelib_quilt.h"
 #include "imagelib/quilt_sample.h"
+#include "imagelib/shift_levelling.h"
+#include "imagelib/shift_map.h"
+#include "imagelib/shift_statistics.h"
 #include "k7pi_baselib/in_memory.h"
+#include "k7pi_baselib/portable_math.h"
 
 namespace {
 
 using simd::Pixel;
 
-constexpr int REACH = 3;      // of a patch from its middle
-constexpr int SMALLEST = 10;  // pixels of a hole's box at the coarsest level
-constexpr int ROUNDS = 7;     // of matching and filling on a level
-constexpr int SEARCHES = 4;   // of a round
+constexpr int FEWEST_CELLS = 14;  // of a hole on the coarsest level
+constexpr int MOST_CELLS = 44;
+constexpr int SWEEPS = 4, FINE_SWEEPS = 2;
+constexpr int BAND = 2;        // cells to either side of a seam that may change on finer levels
+constexpr float ROUGH = 1.0F;  // how much roughness counts in comparisons, to a channel's 1
 
-enum Kind : std::uint8_t { SOURCE = 0, HOLE = 1, KNOWN = 2 };
+struct Level : ShiftLevel {
+    std::vector<float> squares;  // mean square of luminance
 
-struct Place {
-    int x, y;
+    Level(int w, int h) {
+        width = w, height = h;
+        colours.resize(std::size_t(w) * std::size_t(h));
+        flags.resize(colours.size());
+        squares.resize(colours.size());
+    }
 };
 
-struct Level {
-    int width, height;
-    std::vector<Pixel> colours;
-    std::vector<std::uint8_t> kinds;
-    std::vector<std::uint8_t> middles;  // of patches that may be taken
-    std::vector<Place> targets;         // middles of patches that touch the hole
-    std::vector<int> target_at;         // -1: none
-    std::vector<int> depth;             // into the hole, in pixels
-    std::vector<Place> sources;         // all middles, in order
-
-    std::size_t at(int x, int y) const { return std::size_t(y) * std::size_t(width) + std::size_t(x); }
-    bool inside(int x, int y) const { return x >= 0 && y >= 0 && x < width && y < height; }
-
-    Level(int w, int h) : width(w), height(h), colours(std::size_t(w) * std::size_t(h)), kinds(colours.size()) {}
-    void prepare();
-};
-
-void Level::prepare() {
-    middles.assign(kinds.size(), 0);
-    target_at.assign(kinds.size(), -1);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) {
-            bool touches = false, whole = true;
-            for (int v = -REACH; v <= REACH; ++v)
-                for (int u = -REACH; u <= REACH; ++u) {
-                    const bool in = inside(x + u, y + v);
-                    const std::uint8_t kind = in ? kinds[at(x + u, y + v)] : std::uint8_t{KNOWN};
-                    touches = touches || (in && kind == HOLE);
-                    whole = whole && kind == SOURCE;
-                }
-            if (whole) middles[at(x, y)] = 1, sources.push_back({x, y});
-            if (touches) target_at[at(x, y)] = static_cast<int>(targets.size()), targets.push_back({x, y});
-        }
-    // Rings from the border inwards.
-    depth.assign(kinds.size(), 0);
-    std::vector<Place> ring;
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            if (kinds[at(x, y)] != HOLE)
-                ring.push_back({x, y});
-            else
-                depth[at(x, y)] = -1;
-    for (std::size_t head = 0; head < ring.size(); ++head)
-        for (const auto& [u, v] : {std::pair{1, 0}, {-1, 0}, {0, 1}, {0, -1}}) {
-            const int x = ring[head].x + u, y = ring[head].y + v;
-            if (!inside(x, y) || depth[at(x, y)] >= 0) continue;
-            depth[at(x, y)] = depth[at(ring[head].x, ring[head].y)] + 1;
-            ring.push_back({x, y});
-        }
-}
-
-// Half the size; a cell is hole where any of its pixels is.
+// A cell is what any of its pixels is; its colour is that of those that are known.
 Level halved(const Level& from) {
     Level to((from.width + 1) / 2, (from.height + 1) / 2);
-    for (int y = 0; y < to.height; ++y)
+    each_row_float(to.height, [&](int y) {
         for (int x = 0; x < to.width; ++x) {
             Pixel sum{};
-            float count = 0;
-            std::uint8_t kind = SOURCE;
-            for (int v = 0; v < 2; ++v)
-                for (int u = 0; u < 2; ++u) {
-                    if (!from.inside(2 * x + u, 2 * y + v)) continue;
-                    const std::uint8_t one = from.kinds[from.at(2 * x + u, 2 * y + v)];
-                    if (kind != HOLE && one != SOURCE) kind = one;
-                    if (one == HOLE) continue;
-                    sum += from.colours[from.at(2 * x + u, 2 * y + v)], count += 1.0F;
+            float squares = 0, count = 0;
+            std::uint8_t flags = 0;
+            for (int v = 2 * y; v < std::min(2 * y + 2, from.height); ++v)
+                for (int u = 2 * x; u < std::min(2 * x + 2, from.width); ++u) {
+                    flags |= from.flags[from.at(u, v)];
+                    if (!from.known(u, v)) continue;
+                    sum += from.colours[from.at(u, v)], squares += from.squares[from.at(u, v)], count += 1.0F;
                 }
-            to.colours[to.at(x, y)] = count > 0 ? sum / count : sum;
-            to.kinds[to.at(x, y)] = kind;
+            const std::size_t at = to.at(x, y);
+            if (count > 0) sum /= Pixel{} + count, squares /= count;
+            const float light = quilt_luminance(sum);
+            sum[3] = ROUGH * std::sqrt(std::max(squares - light * light, 0.0F));
+            to.colours[at] = sum, to.squares[at] = squares, to.flags[at] = flags;
         }
+    });
     return to;
 }
 
-// From the border inwards, each pixel the mean of what is nearer to the border.
-void diffuse(Level& level) {
-    int deepest = 0;
-    for (const int d : level.depth) deepest = std::max(deepest, d);
-    for (int ring = 1; ring <= deepest; ++ring)
-        for (int y = 0; y < level.height; ++y)
-            for (int x = 0; x < level.width; ++x) {
-                if (level.depth[level.at(x, y)] != ring) continue;
-                Pixel sum{};
-                float count = 0;
-                for (int v = -2; v <= 2; ++v)
-                    for (int u = -2; u <= 2; ++u) {
-                        if (!level.inside(x + u, y + v) || level.depth[level.at(x + u, y + v)] >= ring) continue;
-                        sum += level.colours[level.at(x + u, y + v)], count += 1.0F;
-                    }
-                if (count > 0) level.colours[level.at(x, y)] = sum / count;
-            }
+// The part of the picture that counts: the hole and all that may be taken.
+QuiltBox used_part(const K7Image& flags, QuiltBox& hole) {
+    QuiltBox all{flags.width, flags.height, 0, 0};
+    hole = all;
+    const auto add = [](QuiltBox& box, int x, int y) {
+        box.left = std::min(box.left, x), box.right = std::max(box.right, x + 1);
+        box.bottom = std::min(box.bottom, y), box.top = std::max(box.top, y + 1);
+    };
+    for (int y = 0; y < flags.height; ++y)
+        for (int x = 0; x < flags.width; ++x) {
+            const std::uint8_t flag = image_row<std::uint8_t>(&flags, y)[x];
+            if ((flag & COMPLETE_HOLE) != 0) add(hole, x, y);
+            if ((flag & COMPLETE_HOLE) != 0 || (flag & COMPLETE_NO_SOURCE) == 0) add(all, x, y);
+        }
+    return all;
 }
 
 class Completion {
   public:
-    Completion(Level& level, std::uint32_t seed) : m_level(level), m_seed(seed) {
-        m_matches.resize(level.targets.size());
-        m_costs.resize(level.targets.size());
-    }
-
-    // From the matches of the level of half the size, or by chance.
-    void begin(const Level* coarse, const std::vector<Place>* matches) {
-        for (std::size_t n = 0; n < m_level.targets.size(); ++n) {
-            const Place target = m_level.targets[n];
-            const std::uint32_t hash = quilt_hash(m_seed, static_cast<std::uint32_t>(n));
-            m_matches[n] = m_level.sources[std::size_t(quilt_pick(hash, int(m_level.sources.size())))];
-            if (!coarse) continue;
-            const int known = coarse->target_at[coarse->at(target.x / 2, target.y / 2)];
-            if (known < 0) continue;
-            const Place from = (*matches)[std::size_t(known)];
-            const Place here{2 * from.x + (target.x & 1), 2 * from.y + (target.y & 1)};
-            if (m_level.inside(here.x, here.y) && m_level.middles[m_level.at(here.x, here.y)] != 0) m_matches[n] = here;
-        }
-        if (coarse) {
-            std::fill(m_costs.begin(), m_costs.end(), 0.0F);
-            fill();
-        }
-    }
-
-    bool run(const StopRequested& stop) {
-        for (int round = 0; round < ROUNDS; ++round) {
-            measure();
-            for (int n = 0; n < SEARCHES; ++n) {
-                if (wants_end(stop)) return false;
-                search(static_cast<std::uint32_t>(round * SEARCHES + n));
-            }
-            fill();
-        }
-        return true;
-    }
-    const std::vector<Place>& matches() const { return m_matches; }
+    Completion(const CompletionTask& task, const StopRequested& stop) : m_task(task), m_stop(stop) {}
+    bool run();
 
   private:
-    // Mean squared difference of two patches; something above the limit where it is above the limit.
-    float cost(const Place& target, const Place& source, float limit) const {
-        Pixel sum{};
-        float count = 0;
-        for (int v = -REACH; v <= REACH; ++v) {
-            if (target.y + v < 0 || target.y + v >= m_level.height) continue;
-            for (int u = -REACH; u <= REACH; ++u) {
-                if (target.x + u < 0 || target.x + u >= m_level.width) continue;
-                const std::size_t at = m_level.at(target.x + u, target.y + v);
-                const Pixel d = m_level.colours[at] - m_level.colours[m_level.at(source.x + u, source.y + v)];
-                // What is known counts more than what was only filled in.
-                const float weight = m_level.kinds[at] == HOLE ? 1.0F : 3.0F;
-                sum += weight * (d * d), count += weight;
-            }
-            if ((sum[0] + sum[1]) + sum[2] > limit * (3.0F * (2 * REACH + 1) * (2 * REACH + 1))) return INFINITY;
-        }
-        return ((sum[0] + sum[1]) + sum[2]) / count;
-    }
+    bool make_levels();
+    void write();
+    Pixel colour(int x, int y) const { return simd::load<Pixel>(row(y) + 4 * (x + m_part.left)); }
+    float* row(int y) const { return image_row<float>(m_task.picture, y + m_part.bottom); }
+    Pixel made(const ShiftMap& map, const Levelling& added, int x, int y) const;
 
-    void measure() {
-        for_targets([&](std::size_t n) { m_costs[n] = cost(m_level.targets[n], m_matches[n], INFINITY); });
-    }
-
-    // Each target looks at the matches of its neighbours, as they were before, and around its own.
-    void search(std::uint32_t round) {
-        const std::vector<Place> before = m_matches;
-        const int far = 1 + 2 * static_cast<int>(round % 4);
-        for_targets([&](std::size_t n) {
-            const Place target = m_level.targets[n];
-            const auto look_at = [&](int x, int y) {
-                if (!m_level.inside(x, y) || m_level.middles[m_level.at(x, y)] == 0) return;
-                const float found = cost(target, {x, y}, m_costs[n]);
-                if (found < m_costs[n]) m_costs[n] = found, m_matches[n] = {x, y};
-            };
-            for (const auto& [u, v] :
-                 {std::pair{1, 0}, {-1, 0}, {0, 1}, {0, -1}, {far, 0}, {-far, 0}, {0, far}, {0, -far}}) {
-                if (!m_level.inside(target.x + u, target.y + v)) continue;
-                const int other = m_level.target_at[m_level.at(target.x + u, target.y + v)];
-                if (other >= 0) look_at(before[std::size_t(other)].x - u, before[std::size_t(other)].y - v);
-            }
-            std::uint32_t hash = quilt_hash(m_seed + round, static_cast<std::uint32_t>(n));
-            for (int span = std::max(m_level.width, m_level.height); span > 1; span /= 3) {
-                hash = quilt_hash(hash, 1);
-                const int x = m_matches[n].x - span + quilt_pick(hash, 2 * span + 1);
-                hash = quilt_hash(hash, 2);
-                look_at(x, m_matches[n].y - span + quilt_pick(hash, 2 * span + 1));
-            }
-        });
-    }
-
-    // Each pixel of the hole becomes the mean of what all patches over it say, good ones and those nearer to the
-    // border first.
-    void fill() {
-        std::vector<float> ordered = m_costs;
-        if (ordered.empty()) return;
-        const auto middle = ordered.begin() + static_cast<std::ptrdiff_t>(ordered.size() / 2);
-        std::nth_element(ordered.begin(), middle, ordered.end());
-        const float usual = std::max(0.5F * *middle, 1e-6F);
-        std::vector<Pixel> filled = m_level.colours;
-        for_targets([&](std::size_t n) {
-            const Place pixel = m_level.targets[n];
-            if (m_level.kinds[m_level.at(pixel.x, pixel.y)] != HOLE) return;
-            Pixel sum{};
-            float weights = 0;
-            for (int v = -REACH; v <= REACH; ++v)
-                for (int u = -REACH; u <= REACH; ++u) {
-                    if (!m_level.inside(pixel.x + u, pixel.y + v)) continue;
-                    const int other = m_level.target_at[m_level.at(pixel.x + u, pixel.y + v)];
-                    if (other < 0) continue;
-                    const Place from = m_matches[std::size_t(other)];
-                    const float ratio = 1.0F + m_costs[std::size_t(other)] / usual;
-                    const auto d = static_cast<float>(1 + m_level.depth[m_level.at(pixel.x + u, pixel.y + v)]);
-                    const float weight = 1.0F / (ratio * ratio * ratio * d);
-                    sum += weight * m_level.colours[m_level.at(from.x - u, from.y - v)];
-                    weights += weight;
-                }
-            if (weights > 0) filled[m_level.at(pixel.x, pixel.y)] = sum / weights;
-        });
-        m_level.colours.swap(filled);
-    }
-
-    template <class Work>
-    void for_targets(const Work& work) {
-        for_rows_float(static_cast<int>(m_level.targets.size()), [&](int first, int last) {
-            for (int n = first; n <= last; ++n) work(std::size_t(n));
-        });
-    }
-
-    Level& m_level;
-    const std::uint32_t m_seed;
-    std::vector<Place> m_matches;
-    std::vector<float> m_costs;
+    const CompletionTask& m_task;
+    const StopRequested& m_stop;
+    QuiltBox m_part{}, m_hole{};
+    std::vector<Level> m_levels;
 };
 
-bool coarse_enough(const Level& level) {
-    int left = level.width, right = 0, bottom = level.height, top = 0;
-    for (int y = 0; y < level.height; ++y)
-        for (int x = 0; x < level.width; ++x)
-            if (level.kinds[level.at(x, y)] == HOLE)
-                left = std::min(left, x), right = std::max(right, x), bottom = std::min(bottom, y), top = y;
-    return std::max(right - left, top - bottom) < SMALLEST || std::min(level.width, level.height) < 8 * REACH;
+bool Completion::make_levels() {
+    m_part = used_part(*m_task.flags, m_hole);
+    if (m_hole.left >= m_hole.right) return false;
+    m_levels.reserve(16);
+    m_levels.emplace_back(m_part.width(), m_part.height());
+    Level& first = m_levels[0];
+    each_row_float(first.height, [&](int y) {
+        const std::uint8_t* flags = image_row<std::uint8_t>(m_task.flags, y + m_part.bottom) + m_part.left;
+        for (int x = 0; x < first.width; ++x) {
+            const std::size_t at = first.at(x, y);
+            first.colours[at] = quilt_colour(row(y) + 4 * (x + m_part.left));
+            first.squares[at] = quilt_luminance(first.colours[at]) * quilt_luminance(first.colours[at]);
+            first.flags[at] = flags[x];
+        }
+    });
+    const int side = std::max(m_hole.width(), m_hole.height()), wanted = std::clamp(m_task.cell, 1, 64);
+    for (int cell = 1; m_levels.size() < 14; cell *= 2) {
+        const int cells = side / cell;
+        if (cells <= MOST_CELLS && (4 * cell >= 3 * wanted || cells < 2 * FEWEST_CELLS)) break;
+        m_levels.push_back(halved(m_levels.back()));
+    }
+    return true;
 }
 
-bool complete(K7Image* picture, const K7Image* hole, std::uint32_t seed, const StopRequested& stop) {
-    std::vector<Level> levels;
-    levels.reserve(17);
-    levels.emplace_back(picture->width, picture->height);
-    for (int y = 0; y < picture->height; ++y)
-        for (int x = 0; x < picture->width; ++x) {
-            levels[0].colours[levels[0].at(x, y)] = quilt_colour(image_row<float>(picture, y) + 4 * x);
-            levels[0].kinds[levels[0].at(x, y)] = std::min<std::uint8_t>(image_row<std::uint8_t>(hole, y)[x], KNOWN);
+// With the neighbours' shifts next to seams, which blends over them.
+Pixel Completion::made(const ShiftMap& map, const Levelling& added, int x, int y) const {
+    constexpr float SHARES[5] = {1.0F, 2.0F, 3.0F, 2.0F, 1.0F};
+    const ShiftLevel& level = m_levels[0];
+    const ShiftMap::Label own = map.labels[level.at(x, y)];
+    bool seam = false;
+    for (int v = std::max(y - 2, 0); v <= std::min(y + 2, level.height - 1) && !seam; ++v)
+        for (int u = std::max(x - 2, 0); u <= std::min(x + 2, level.width - 1) && !seam; ++u)
+            seam = map.labels[level.at(u, v)] != own;
+    const auto brought = [&](const Shift& s, const Pixel& more) {
+        Pixel result = colour(x + s.x, y + s.y);
+        const float alpha = result[3];
+        result = simd::larger(result + more, Pixel{});
+        result[3] = alpha;
+        return result;
+    };
+    if (!seam) return brought(map.shifts[std::size_t(own)], added[level.at(x, y)]);
+    Pixel sum{};
+    float weights = 0.0F;
+    for (int v = std::max(y - 2, 0); v <= std::min(y + 2, level.height - 1); ++v)
+        for (int u = std::max(x - 2, 0); u <= std::min(x + 2, level.width - 1); ++u) {
+            const Shift s = map.shifts[std::size_t(map.labels[level.at(u, v)])];
+            if (!level.known(x + s.x, y + s.y)) continue;
+            const float weight = SHARES[u - x + 2] * SHARES[v - y + 2];
+            sum += weight * brought(s, added[level.at(u, v)]), weights += weight;
         }
-    while (!coarse_enough(levels.back()) && levels.size() < 16) levels.push_back(halved(levels.back()));
-    for (Level& level : levels) level.prepare();
-    while (levels.size() > 1 && levels.back().sources.size() < 40) levels.pop_back();
-    if (levels.back().sources.empty()) return false;
-    diffuse(levels.back());
-    std::vector<Place> matches;
-    for (std::size_t n = levels.size(); n-- > 0;) {
-        Completion completion(levels[n], seed);
-        const bool first = n + 1 == levels.size();
-        completion.begin(first ? nullptr : &levels[n + 1], first ? nullptr : &matches);
-        if (!completion.run(stop)) return false;
-        matches = completion.matches();
+    return sum / (Pixel{} + weights);
+}
+
+bool Completion::run() {
+    if (!make_levels()) return false;
+    const float angle = 6.2831853F * static_cast<float>(quilt_hash(m_task.seed, 1) >> 8) / 16777216.0F;
+    ShiftTaste taste;
+    taste.x = k7_cos(angle), taste.y = k7_sin(angle);
+    taste.reach = static_cast<float>(std::max(m_levels.back().width, m_levels.back().height));
+    ShiftMap map(m_levels.back(), taste);
+    if (!find_shifts(m_levels.back(), {}, map.shifts, m_stop)) return false;
+    Levelling added;
+    std::vector<ShiftMap::Label> coarse_labels;
+    map.begin();
+    map.expand(SWEEPS, 0, m_stop);
+    if (!map.complete()) return false;
+    for (std::size_t n = m_levels.size(); n-- > 0;) {
+        const ShiftLevel* coarse = nullptr;
+        if (n + 1 < m_levels.size()) {
+            coarse = &m_levels[n + 1];
+            coarse_labels = map.labels;
+            map.refine(m_levels[n]);
+            map.settle();
+            map.expand(FINE_SWEEPS, BAND, m_stop);
+        }
+        if (!level_pieces(m_levels[n], map, coarse, coarse_labels, added, m_stop)) return false;
     }
-    for (int y = 0; y < picture->height; ++y)
-        for (int x = 0; x < picture->width; ++x) {
-            if (levels[0].kinds[levels[0].at(x, y)] != HOLE) continue;
-            float* p = image_row<float>(picture, y) + 4 * x;
-            for (int c = 0; c < 3; ++c) p[c] = levels[0].colours[levels[0].at(x, y)][c];
-        }
+    if (!map.complete()) return false;
+    const ShiftLevel& level = m_levels[0];
+    std::vector<Pixel> result(level.colours.size());
+    each_row_float(level.height, [&](int y) {
+        for (int x = 0; x < level.width; ++x)
+            if (level.open(x, y)) result[level.at(x, y)] = made(map, added, x, y);
+    });
+    each_row_float(level.height, [&](int y) {
+        for (int x = 0; x < level.width; ++x)
+            if (level.open(x, y)) simd::store(row(y) + 4 * (x + m_part.left), result[level.at(x, y)]);
+    });
     return true;
 }
 
 }  // namespace
 
-bool image_complete(K7Image* picture, const K7Image* hole, std::uint32_t seed, const StopRequested& stop) {
-    if (!picture || !hole || picture->channels != 4 || picture->sample_type != SAMPLE_F32 || hole->channels != 1 ||
-        hole->sample_type != SAMPLE_U8 || hole->width != picture->width || hole->height != picture->height)
+bool image_complete(const CompletionTask& task, const StopRequested& stop) {
+    const K7Image *picture = task.picture, *flags = task.flags;
+    if (!picture || !flags || picture->channels != 4 || picture->sample_type != SAMPLE_F32 || flags->channels != 1 ||
+        flags->sample_type != SAMPLE_U8 || flags->width != picture->width || flags->height != picture->height)
         return false;
-    return in_memory([&] { return complete(picture, hole, seed, stop); });
+    return in_memory([&] { return Completion(task, stop).run(); });
 }

@@ -1,17 +1,32 @@
-// Completion: a hole in a picture is filled so that every small patch of it looks like one from elsewhere.
+// Completion: a hole in a picture goes on as what surrounds it does.
 //
-// Y. Wexler, E. Shechtman and M. Irani, "Space-time completion of video", 2007, from coarse to fine; the patches are
-// found after C. Barnes et al., "PatchMatch", 2009, here with all pixels at once, so that threads change nothing.
+// K. He and J. Sun, "Statistics of patch offsets for image completion", 2012: the hole is made of few pieces of the
+// picture, each moved by one of the shifts at which the surroundings look like themselves. So edges and rows of things
+// go on into the hole, and texture stays as sharp as it is. Seams lie where they are seen least (Y. Pritch et al.,
+// "Shift-map image editing", 2009), and light is levelled across them (P. Perez et al., "Poisson image editing", 2003).
 //
-// The cost grows with the hole's area. It is meant for small pictures, of a few hundred pixels: details of larger ones
-// are better laid over the result by quilting (imagelib_quilt.h, `guessed`).
+// Shifts are whole, are searched for in a reduced picture and without any chance: grain and small movements leave most
+// of them as they were.
 #pragma once
 
 #include <cstdint>
 
 #include "imagelib/imagelib.h"
 
-// `picture`: four channels of floats, compared by their first three from 0 to 2. `hole`: one channel of bytes, of the
-// same size: 0 what is known and patches are taken from, 1 what is filled, 2 what is known and patches are not taken
-// from. False for other layouts, where there is nothing to take, when an end was asked for, and without memory.
-bool image_complete(K7Image* picture, const K7Image* hole, std::uint32_t seed, const StopRequested& stop = {});
+enum CompletionFlag : std::uint8_t {
+    COMPLETE_HOLE = 1,       // is made
+    COMPLETE_NO_SOURCE = 2,  // known, but nothing is taken from there
+    COMPLETE_LOOSE = 4,      // known, and may be replaced where that hides a seam
+};
+
+struct CompletionTask {
+    K7Image* picture = nullptr;      // four channels of floats, compared by their first three from 0 to 2
+    const K7Image* flags = nullptr;  // one channel of bytes, of the same size: CompletionFlag
+    int cell = 8;              // pixels: what is smaller is not looked at when shifts are chosen; limited to 1 to 64
+    std::uint32_t seed = 1;    // the direction that pieces rather come from
+};
+
+// Cost: about 60 ms for a hole of 300 x 300 pixels (two threads), and in proportion to the hole's area beyond. False
+// for other layouts, where there is nothing to take for a part of the hole, when an end was asked for, and without
+// memory; the picture is as it was then.
+bool image_complete(const CompletionTask& task, const StopRequested& stop = {});

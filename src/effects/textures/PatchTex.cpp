@@ -8,7 +8,6 @@
 #include "imagelib/imagelib_colour.h"
 #include "imagelib/imagelib_complete.h"
 #include "imagelib/imagelib_distance.h"
-#include "imagelib/imagelib_pyramid.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 namespace {
@@ -17,7 +16,7 @@ constexpr float BLACK = 0.02F;          // of a mask: grain in its black makes n
 constexpr double REGULAR = 0.35;        // correlation from which on texture counts as repeating
 constexpr double HARDLY_REGULAR = 0.1;  // where the user says that it does
 constexpr int SMALLEST_PATCH = 8;
-constexpr int GUESS = 80;  // pixels of a hole in the picture that tells its content from afar
+constexpr double CELLS_ACROSS = 8.0;  // of a patch, by which surroundings are compared
 
 // Pixels of this image in so many of the full size.
 int pixels(double size, double scale) { return static_cast<int>(std::clamp(size / scale, 0.0, 4096.0) + 0.5); }
@@ -159,50 +158,23 @@ bool PatchTex::quilt(QuiltTask& task) const {
     return !look.shows() || shade_bricks(*task.canvas, *task.state, quilt_grid(task), look, stopRequested());
 }
 
-// What the hole looks like from afar: a completion of the picture reduced so that the hole is GUESS pixels large.
-// Patches keep to it. False when the host wants an end.
-bool PatchTex::guess(QuiltTask& task, const Hole& hole) const {
+// The hole goes on as its surroundings do. False where it can't, or the host wants an end.
+bool PatchTex::complete(const QuiltTask& task) const {
     const K7Image& picture = *input.image;
-    const int factor = std::max(2, (std::max(hole.box.width(), hole.box.height()) + GUESS - 1) / GUESS);
-    const int width = (picture.width + factor - 1) / factor, height = (picture.height + factor - 1) / factor;
-    const ImagePtr small = made(make_image(width, height, 4, SAMPLE_F32));
-    const ImagePtr kinds = made(make_image(width, height, 1, SAMPLE_U8));
-    for_rows_float(height, [&](int first, int last) {
-        for (int y = first; y <= last; ++y)
-            for (int x = 0; x < width; ++x) {
-                float sum[4] = {}, count = 0;
-                std::uint8_t kind = 0;
-                for (int v = y * factor; v < std::min<int>((y + 1) * factor, picture.height); ++v)
-                    for (int u = x * factor; u < std::min<int>((x + 1) * factor, picture.width); ++u) {
-                        const bool given =
-                            u >= task.from.left && u < task.from.right && v >= task.from.bottom && v < task.from.top;
-                        if (image_row<float>(hole.weight.get(), v)[u] > 0.0F)
-                            kind = 1;
-                        else if (kind == 0 && !given)
-                            kind = 2;
-                        for (int c = 0; c < 4; ++c) sum[c] += image_row<float>(&picture, v)[4 * u + c];
-                        count += 1.0F;
-                    }
-                for (int c = 0; c < 4; ++c) image_row<float>(small.get(), y)[4 * x + c] = sum[c] / count;
-                image_row<std::uint8_t>(kinds.get(), y)[x] = kind;
-            }
+    const ImagePtr flags = made(make_image_uncleared(picture.width, picture.height, 1, SAMPLE_U8));
+    eachRow(picture.height, [&](int y) {
+        std::uint8_t* to = image_row<std::uint8_t>(flags.get(), y);
+        const std::uint8_t* state = image_row<std::uint8_t>(task.state, y);
+        for (int x = 0; x < picture.width; ++x) {
+            const bool given = x >= task.from.left && x < task.from.right && y >= task.from.bottom && y < task.from.top;
+            to[x] = given ? 0 : COMPLETE_NO_SOURCE;
+            if (state[x] == QUILT_EMPTY) to[x] = COMPLETE_HOLE;
+            if (state[x] == QUILT_LOOSE) to[x] |= COMPLETE_LOOSE;
+        }
     });
-    if (!image_complete(small.get(), kinds.get(), task.seed, stopRequested())) return !abortRequested();
-    const ImagelibPyramid grown(small.get(), KERNEL_TRIANGLE, EDGE_CLAMP, false, true);
-    made(grown.valid());
-    for_rows_float(picture.height, [&](int first, int last) {
-        for (int y = first; y <= last; ++y)
-            for (int x = 0; x < picture.width; ++x) {
-                if (image_row<std::uint8_t>(task.state, y)[x] != QUILT_EMPTY) continue;
-                const auto place = [&](int at) {
-                    return (static_cast<float>(at) + 0.5F) / static_cast<float>(factor) - 0.5F;
-                };
-                grown.sample_pixel(place(x), place(y), 1.0F, image_row<float>(task.canvas, y) + 4 * x, 4);
-            }
-    });
-    task.guessed = true;
-    task.tone = 1.0F;
-    return true;
+    const int cell = pixels(PatchSize.limited() / CELLS_ACROSS, double{picture.unit_scale});
+    return image_complete({.picture = task.canvas, .flags = flags.get(), .cell = cell, .seed = task.seed},
+                          stopRequested());
 }
 
 // ---- The picture --------------------------------------------------------------------------------------------------
@@ -251,8 +223,9 @@ void PatchTex::ProcessFrame() {
         task.tone = 0.8F * EvenLight.percent();
     }
     if (!prepareTask(task, hole)) return;
-    if (hole.weight && !task.straight && !(Guide.limited() > 0.0) && !guess(task, hole)) return;
-    if (!quilt(task)) return;
+    const bool whole = !task.straight && !(Guide.limited() > 0.0) && Flip.value == NoFlips && Source.value != Rectangle;
+    if (hole.weight) task.tone = 1.0F;
+    if (!(hole.weight && whole && complete(task)) && !quilt(task)) return;
     compose(*canvas, hole);
 }
 

@@ -203,6 +203,6 @@ class PatchTex final : public Effect<PatchTexInfo> {
     bool prepareTask(QuiltTask& task, const Hole& hole) const;
     ImagePtr guideFor(const QuiltTask& task) const;
     bool quilt(QuiltTask& task) const;
-    bool guess(QuiltTask& task, const Hole& hole) const;
+    bool complete(const QuiltTask& task) const;
     void compose(const K7Image& canvas, const Hole& hole);
 };
