@@ -19,6 +19,7 @@ using simd::Pixel;
 constexpr int FEWEST_CELLS = 14;  // of a hole on the coarsest level
 constexpr int MOST_CELLS = 44;
 constexpr int SWEEPS = 4, FINE_SWEEPS = 2;
+constexpr int AROUND = 3;      // cells beyond a piece at which shifts like its own are tried
 constexpr int BAND = 2;        // cells to either side of a seam that may change on finer levels
 constexpr float ROUGH = 1.0F;  // how much roughness counts in comparisons, to a channel's 1
 
@@ -157,6 +158,11 @@ bool Completion::run() {
     std::vector<ShiftMap::Label> coarse_labels;
     map.begin();
     map.expand(SWEEPS, 0, m_stop);
+    for (const int step : {4, 2, 1}) {
+        map.explore(step);
+        map.expand(2, AROUND, m_stop);
+    }
+    map.forget_unused();
     if (!map.complete()) return false;
     for (std::size_t n = m_levels.size(); n-- > 0;) {
         const ShiftLevel* coarse = nullptr;

@@ -22,8 +22,8 @@ enum CompletionFlag : std::uint8_t {
 struct CompletionTask {
     K7Image* picture = nullptr;      // four channels of floats, compared by their first three from 0 to 2
     const K7Image* flags = nullptr;  // one channel of bytes, of the same size: CompletionFlag
-    int cell = 8;              // pixels: what is smaller is not looked at when shifts are chosen; limited to 1 to 64
-    std::uint32_t seed = 1;    // the direction that pieces rather come from
+    int cell = 8;            // pixels: what is smaller is not looked at when shifts are chosen; limited to 1 to 64
+    std::uint32_t seed = 1;  // the direction that pieces rather come from
 };
 
 // Cost: about 60 ms for a hole of 300 x 300 pixels (two threads), and in proportion to the hole's area beyond. False

@@ -6,9 +6,9 @@ namespace {
 
 using simd::Pixel;
 
-constexpr float LIGHT = 0.06F;   // differences of colour beyond which a seam counts less
+constexpr float LIGHT = 0.12F;  // differences of colour beyond which a seam counts less
 constexpr int ROUNDS = 24, FIRST_ROUNDS = 160;
-constexpr float HASTE = 1.6F;    // over-relaxation
+constexpr float HASTE = 1.6F;  // over-relaxation
 
 constexpr int STEPS[4][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
 
@@ -96,7 +96,8 @@ class Pieces {
                 step *= 1.0F / static_cast<float>(told);
                 step[3] = 0.0F;
                 const Pixel squares = step * step;
-                node.weights[d] = 1.0F / (1.0F + ((squares[0] + squares[1]) + squares[2]) / (LIGHT * LIGHT));
+                const float strange = 1.0F + ((squares[0] + squares[1]) + squares[2]) / (LIGHT * LIGHT);
+                node.weights[d] = 1.0F / (strange * strange);
                 node.steps += node.weights[d] * step;
             }
             node.whole += node.weights[d];

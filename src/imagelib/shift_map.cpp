@@ -7,14 +7,14 @@ namespace {
 
 using simd::Pixel;
 
-constexpr int WINDOW = 2;            // around a cell, of known ones that its shift has to explain
-constexpr float CONTEXT = 0.25F;     // what they count to a seam
-constexpr float SEAM = 0.0006F;      // of any seam: no pieces for the sake of grain
-constexpr float LENGTH = 4e-5F;      // of a long shift over no shift
-constexpr float DIRECTION = 6e-5F;   // of the direction that is liked least
-constexpr float NOWHERE = 0.15F;     // of a seam that can't be judged
+constexpr int WINDOW = 3;           // around a cell, of known ones that its shift has to explain
+constexpr float CONTEXT = 0.25F;    // what they count to a seam
+constexpr float SEAM = 0.0006F;     // of any seam: no pieces for the sake of grain
+constexpr float LENGTH = 4e-5F;     // of a long shift over no shift
+constexpr float DIRECTION = 6e-5F;  // of the direction that is liked least
+constexpr float NOWHERE = 0.15F;    // of a seam that can't be judged
 constexpr float IMPOSSIBLE = 100.0F;
-constexpr float UNITS = 262144.0F;   // whole numbers: the cut ends, and is the same everywhere
+constexpr float UNITS = 262144.0F;  // whole numbers: the cut ends, and is the same everywhere
 
 constexpr int STEPS[4][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
 
@@ -30,8 +30,7 @@ bool ShiftMap::valid(int x, int y, const Shift& s) const {
 // Between what two shifts bring to a place.
 float ShiftMap::difference(int x, int y, const Shift& a, const Shift& b) const {
     if (!m_level->known(x + a.x, y + a.y) || !m_level->known(x + b.x, y + b.y)) return NOWHERE;
-    const Pixel d =
-        m_level->colours[m_level->at(x + a.x, y + a.y)] - m_level->colours[m_level->at(x + b.x, y + b.y)];
+    const Pixel d = m_level->colours[m_level->at(x + a.x, y + a.y)] - m_level->colours[m_level->at(x + b.x, y + b.y)];
     const Pixel squares = d * d;
     return std::max(((squares[0] + squares[1]) + (squares[2] + squares[3])) - m_taste.tolerance, 0.0F);
 }
@@ -51,8 +50,7 @@ float ShiftMap::own_cost(int x, int y, const Shift& s) const {
     float cost = 0.0F;
     for (int v = -WINDOW; v <= WINDOW; ++v)
         for (int u = -WINDOW; u <= WINDOW; ++u)
-            if (m_level->known(x + u, y + v) && !m_level->open(x + u, y + v))
-                cost += difference(x + u, y + v, s, {});
+            if (m_level->known(x + u, y + v) && !m_level->open(x + u, y + v)) cost += difference(x + u, y + v, s, {});
     const auto sx = static_cast<float>(s.x), sy = static_cast<float>(s.y);
     const float length = std::sqrt(sx * sx + sy * sy);
     const float turned = length > 0.0F ? (sx * m_taste.x + sy * m_taste.y) / length : 0.0F;
@@ -138,8 +136,9 @@ void ShiftMap::settle() {
     }
 }
 
-// Cells that may take label alpha: all open ones, or those within `band` of one that has it.
-void ShiftMap::gather_candidates(Label alpha, int band) {
+// Cells that may take label alpha: all open ones, or those of a piece that is at home where alpha is and those within
+// `band` of it.
+void ShiftMap::gather_candidates(Label alpha, Label home, int band) {
     for (const auto& [x, y] : m_nodes) m_node_at[m_level->at(x, y)] = -1;
     m_nodes.clear();
     const Shift& s = shifts[std::size_t(alpha)];
@@ -148,22 +147,20 @@ void ShiftMap::gather_candidates(Label alpha, int band) {
         m_node_at[m_level->at(x, y)] = static_cast<int>(m_nodes.size());
         m_nodes.push_back({x, y});
     };
-    if (band == 0) {
-        for (const auto& [x, y] : m_open) add(x, y);
-        return;
-    }
     for (const auto& [x, y] : m_open) {
-        if (label(x, y) != alpha) continue;
-        bool border = false;
-        for (const auto& step : STEPS) {
-            const int u = x + step[0], v = y + step[1];
-            border = border || (m_level->inside(u, v) && m_level->open(u, v) && label(u, v) != alpha);
-        }
-        if (!border) continue;
+        if (band == 0 || label(x, y) == home) add(x, y);
+        if (band == 0 || label(x, y) != home || !at_seam(x, y)) continue;
         for (int v = std::max(y - band, 0); v <= std::min(y + band, m_level->height - 1); ++v)
             for (int u = std::max(x - band, 0); u <= std::min(x + band, m_level->width - 1); ++u)
                 if (m_level->open(u, v)) add(u, v);
     }
+}
+
+bool ShiftMap::at_seam(int x, int y) const {
+    return std::any_of(std::begin(STEPS), std::end(STEPS), [&](const auto& step) {
+        const int u = x + step[0], v = y + step[1];
+        return m_level->inside(u, v) && m_level->open(u, v) && label(u, v) != label(x, y);
+    });
 }
 
 // Which of the cells take label alpha so that seams cost least. Whether any does.
@@ -219,14 +216,40 @@ void ShiftMap::expand(int sweeps, int band, const StopRequested& stop) {
     for (int sweep = 0; sweep < sweeps && moved; ++sweep) {
         moved = false;
         for (std::size_t k = 0; k < shifts.size() && !wants_end(stop); ++k) {
-            gather_candidates(static_cast<Label>(k), band);
-            moved = expand_one(static_cast<Label>(k)) || moved;
+            const auto alpha = static_cast<Label>(k);
+            gather_candidates(alpha, k < m_homes.size() ? m_homes[k] : alpha, band);
+            moved = expand_one(alpha) || moved;
         }
     }
+    m_homes.clear();
+}
+
+void ShiftMap::forget_unused() {
+    std::vector<std::uint8_t> used(shifts.size(), 0);
+    for (const auto& [x, y] : m_open) used[std::size_t(label(x, y))] = 1;
+    std::vector<Label> now(shifts.size(), 0);
+    std::vector<Shift> kept{{}};
+    for (std::size_t k = 1; k < shifts.size(); ++k)
+        if (used[k] != 0) now[k] = static_cast<Label>(kept.size()), kept.push_back(shifts[k]);
+    for (const auto& [x, y] : m_open) label(x, y) = now[std::size_t(label(x, y))];
+    shifts = std::move(kept);
+}
+
+void ShiftMap::explore(int step) {
+    forget_unused();
+    const std::size_t used = shifts.size();
+    m_homes.clear();
+    for (std::size_t k = 0; k < used; ++k) m_homes.push_back(static_cast<Label>(k));
+    for (std::size_t k = 1; k < used; ++k)
+        for (int y = -step; y <= step; y += step)
+            for (int x = -step; x <= step; x += step) {
+                const Shift s{shifts[k].x + x, shifts[k].y + y};
+                if (std::find(shifts.begin(), shifts.end(), s) != shifts.end()) continue;
+                shifts.push_back(s), m_homes.push_back(static_cast<Label>(k));
+            }
 }
 
 bool ShiftMap::complete() const {
-    return std::all_of(m_open.begin(), m_open.end(), [&](const Place& p) {
-        return valid(p.x, p.y, shifts[std::size_t(label(p.x, p.y))]);
-    });
+    return std::all_of(m_open.begin(), m_open.end(),
+                       [&](const Place& p) { return valid(p.x, p.y, shifts[std::size_t(label(p.x, p.y))]); });
 }

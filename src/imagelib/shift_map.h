@@ -33,9 +33,9 @@ struct ShiftLevel {
 
 // What shifts are preferred by where all fit alike: short ones, and those of one direction.
 struct ShiftTaste {
-    float x = 0, y = 0;     // the direction
-    float reach = 1.0F;     // of long shifts, in cells
-    float tolerance = 0.0F; // squared difference of colours that grain makes
+    float x = 0, y = 0;      // the direction
+    float reach = 1.0F;      // of long shifts, in cells
+    float tolerance = 0.0F;  // squared difference of colours that grain makes
 };
 
 class ShiftMap {
@@ -53,6 +53,10 @@ class ShiftMap {
     void settle();
     // Expansion moves over all open cells, or over cells so near to a seam.
     void expand(int sweeps, int band, const StopRequested& stop);
+    void forget_unused();
+    // Drops shifts that are not in use, and adds those `step` cells beside the others: the next expansion tries them
+    // around the pieces that they are like.
+    void explore(int step);
     // Whether all cells of the hole have a shift that leads to a source.
     bool complete() const;
 
@@ -68,13 +72,15 @@ class ShiftMap {
     float own_cost(int x, int y, const Shift& s) const;
     float piece_cost(Label piece, const Shift& s) const;
     void gather_open();
-    void gather_candidates(Label alpha, int band);
+    void gather_candidates(Label alpha, Label home, int band);
+    bool at_seam(int x, int y) const;
     bool expand_one(Label alpha);
 
     const ShiftLevel* m_level;
     ShiftTaste m_taste;
     std::vector<Place> m_open;
     std::vector<Place> m_nodes;  // that may change in an expansion
+    std::vector<Label> m_homes;  // of shifts that are tried around a piece: that piece
     std::vector<int> m_node_at, m_neighbours;
     std::vector<std::vector<Place>> m_pieces;
     GridFlow m_flow;

@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr int AROUND = 14;       // cells around the hole whose patches are compared
-constexpr int BLOCK = 24;        // patches to a side of a block
+constexpr int AROUND = 14;  // cells around the hole whose patches are compared
+constexpr int BLOCK = 24;   // patches to a side of a block
 constexpr float NOTHING = 1e30F;
 constexpr float UNTOLD = 2e-5F;  // mean squared difference below which patches say nothing
 constexpr int MOST_MORE = 48;    // shifts that are added for cells that would have none
@@ -107,8 +107,16 @@ void Statistics::compare(const QuiltBox& block, std::vector<float>& scratch) {
     float* after = scratch.data() + std::size_t(row) * std::size_t(rows);
     std::fill_n(after, results, NOTHING);
     const ShiftBlock task{{m_planes[0].data(), m_planes[1].data(), m_planes[2].data(), m_planes[3].data()},
-                          m_barred.data(), m_pitch, static_cast<int>(at(block.left, block.bottom)), block.width(),
-                          block.height(), scratch.data(), row, after, after + results, after + 2 * results,
+                          m_barred.data(),
+                          m_pitch,
+                          static_cast<int>(at(block.left, block.bottom)),
+                          block.width(),
+                          block.height(),
+                          scratch.data(),
+                          row,
+                          after,
+                          after + results,
+                          after + 2 * results,
                           shifts.data()};
     for (int index = 0; index < m_side * m_side; ++index) {
         const Shift s = shift(index);

@@ -8,13 +8,13 @@ inline constexpr int SHIFT_PATCH = 3;   // reach of a patch from its middle
 inline constexpr int SHIFT_SLACK = 32;  // floats behind rows
 
 struct ShiftBlock {
-    const float* planes[4];      // the block's first patch is at `start`
-    const float* barred;         // 0 where a patch may be taken from, else something larger than any cost
-    int pitch;                   // floats from a row to the next
+    const float* planes[4];  // the block's first patch is at `start`
+    const float* barred;     // 0 where a patch may be taken from, else something larger than any cost
+    int pitch;               // floats from a row to the next
     int start;
-    int width, height;           // of the block, in patches
-    float* scratch;              // (height + 2 * SHIFT_PATCH + 1) * row floats
-    int row;                     // floats to a row of the scratch: at least width + 2 * SHIFT_PATCH + SHIFT_SLACK
+    int width, height;  // of the block, in patches
+    float* scratch;     // (height + 2 * SHIFT_PATCH + 1) * row floats
+    int row;            // floats to a row of the scratch: at least width + 2 * SHIFT_PATCH + SHIFT_SLACK
     // For each patch, in rows of `row` floats: the least cost, the shift that has it, sum and number of the costs.
     float *least, *sums, *counts;
     int* shifts;
