@@ -42,8 +42,6 @@ struct QuiltTask {
     K7Image* canvas = nullptr;  // four channels of floats; may not be the sample
     K7Image* state = nullptr;   // one channel of bytes, of the canvas's size: QuiltState; EMPTY becomes LOOSE
 
-    bool guessed = false;  // empty pixels of the canvas hold a guess that patches match as well
-
     // In pixels of the canvas, from 4 on; limited to the part that patches come from, and the overlap to 45 percent.
     int patch_width = 64, patch_height = 64;
     int overlap_x = 24, overlap_y = 24;

@@ -192,7 +192,7 @@ class Layer {
         const K7Image* picture = m_sample.variants[static_cast<std::size_t>(place.variant)].picture.get();
         return image_row<float>(picture, place.y + y - block.y) + 4 * (place.x - block.x);
     }
-    // What a patch lacks to the colours that are there or guessed, in TONES x TONES parts of it: so that light that
+    // What a patch lacks to the colours that are there, in TONES x TONES parts of it: so that light that
     // changes slowly makes no steps between patches.
     void find_tone(const QuiltBlock& block, const QuiltPlace& place) {
         std::array<float, std::size_t{TONES} * TONES> counts{};
@@ -201,7 +201,7 @@ class Layer {
             const float *from = source(block, place, y), *there = image_row<float>(m_task.canvas, y);
             const int v = (y - block.y) * TONES / m_shape.height;
             for (int x = m_left; x < m_right; ++x) {
-                if (!m_task.guessed && state(y)[x] == QUILT_EMPTY) continue;
+                if (state(y)[x] == QUILT_EMPTY) continue;
                 const auto at = static_cast<std::size_t>(v * TONES + (x - block.x) * TONES / m_shape.width);
                 m_tones[at] += quilt_colour(there + 4 * x) - quilt_colour(from + 4 * x);
                 counts[at] += 1.0F;

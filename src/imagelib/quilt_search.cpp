@@ -34,7 +34,7 @@ QuiltSearch::QuiltSearch(const QuiltTask& task, const QuiltShape& shape, const Q
 
 bool QuiltSearch::known(int x, int y) const {
     return x >= 0 && y >= 0 && x < m_task.canvas->width && y < m_task.canvas->height &&
-           (m_task.guessed || image_row<std::uint8_t>(m_task.state, y)[x] != QUILT_EMPTY);
+           image_row<std::uint8_t>(m_task.state, y)[x] != QUILT_EMPTY;
 }
 
 void QuiltSearch::gather_points(const QuiltBlock& block) {

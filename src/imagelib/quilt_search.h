@@ -29,7 +29,7 @@ class QuiltSearch {
         int x, y;
         simd::Pixel colour;
     };
-    bool known(int x, int y) const;  // in the canvas, and made or guessed
+    bool known(int x, int y) const;  // in the canvas, and made
     void gather_points(const QuiltBlock& block);
     void gather_cells(const QuiltBlock& block);
     void gather_guide(const QuiltBlock& block);

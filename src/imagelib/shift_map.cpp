@@ -10,8 +10,8 @@ using simd::Pixel;
 constexpr int WINDOW = 3;           // around a cell, of known ones that its shift has to explain
 constexpr float CONTEXT = 0.25F;    // what they count to a seam
 constexpr float SEAM = 0.0006F;     // of any seam: no pieces for the sake of grain
-constexpr float LENGTH = 4e-5F;     // of a long shift over no shift
-constexpr float DIRECTION = 6e-5F;  // of the direction that is liked least
+constexpr float LENGTH = 4e-4F;     // of a long shift over no shift
+constexpr float DIRECTION = 1e-4F;  // of the direction that is liked least
 constexpr float NOWHERE = 0.15F;    // of a seam that can't be judged
 constexpr float IMPOSSIBLE = 100.0F;
 constexpr float UNITS = 262144.0F;  // whole numbers: the cut ends, and is the same everywhere

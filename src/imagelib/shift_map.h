@@ -33,9 +33,9 @@ struct ShiftLevel {
 
 // What shifts are preferred by where all fit alike: short ones, and those of one direction.
 struct ShiftTaste {
-    float x = 0, y = 0;      // the direction
-    float reach = 1.0F;      // of long shifts, in cells
-    float tolerance = 0.0F;  // squared difference of colours that grain makes
+    float x = 0, y = 0;       // the direction
+    float reach = 1.0F;       // of long shifts, in cells
+    float tolerance = 1e-4F;  // sum of squared differences of colours that counts as none: grain makes it
 };
 
 class ShiftMap {

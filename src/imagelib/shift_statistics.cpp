@@ -11,8 +11,9 @@ namespace {
 constexpr int AROUND = 14;  // cells around the hole whose patches are compared
 constexpr int BLOCK = 24;   // patches to a side of a block
 constexpr float NOTHING = 1e30F;
-constexpr float UNTOLD = 2e-5F;  // mean squared difference below which patches say nothing
-constexpr int MOST_MORE = 48;    // shifts that are added for cells that would have none
+constexpr float UNTOLD = 2e-4F;  // mean squared difference below which patches say nothing
+constexpr float CELLS = (2 * SHIFT_PATCH + 1) * (2 * SHIFT_PATCH + 1);
+constexpr int MOST_MORE = 48;  // shifts that are added for cells that would have none
 
 QuiltBox hole_box(const ShiftLevel& level) {
     QuiltBox box{level.width, level.height, 0, 0};
@@ -47,7 +48,9 @@ class Statistics {
         return std::size_t(y + m_margin) * std::size_t(m_pitch) + std::size_t(x + m_margin);
     }
     Shift shift(int index) const { return {index % m_side - m_reach, index / m_side - m_reach}; }
-    void compare(const QuiltBox& block, std::vector<float>& scratch);
+    void compare(const QuiltBox& block, std::vector<int>& votes) const;
+    template <class Work>
+    void each_shift(const QuiltBox& block, const Work& work) const;
     int covered(const Shift& s, const std::vector<std::pair<int, int>>& cells) const;
     std::vector<std::pair<int, int>> hole_cells() const;
 
@@ -57,8 +60,6 @@ class Statistics {
     int m_reach, m_side, m_margin = 0, m_pitch = 0;
     std::vector<float> m_planes[4], m_barred;
     std::vector<QuiltBox> m_blocks;
-    std::vector<float> m_weights;  // of each cell
-    std::vector<int> m_best;
     std::vector<float> m_votes;  // for each shift
 };
 
@@ -78,8 +79,6 @@ void Statistics::lay_out() {
                 for (int u = -SHIFT_PATCH; u <= SHIFT_PATCH && whole; ++u) whole = m_level.source(x + u, y + v);
             if (whole) m_barred[at(x, y)] = 0.0F;
         }
-    m_weights.assign(m_level.colours.size(), 0.0F);
-    m_best.assign(m_level.colours.size(), 0);
 }
 
 // Around the hole's box, those with any patch.
@@ -99,13 +98,14 @@ void Statistics::collect_blocks() {
         }
 }
 
-void Statistics::compare(const QuiltBox& block, std::vector<float>& scratch) {
+// The votes of a block's patches.
+void Statistics::compare(const QuiltBox& block, std::vector<int>& votes) const {
     const int row = BLOCK + 2 * SHIFT_PATCH + SHIFT_SLACK, rows = block.height() + 2 * SHIFT_PATCH + 1;
-    const auto results = std::size_t(row) * std::size_t(block.height());
-    scratch.assign(std::size_t(row) * std::size_t(rows) + 3 * results, 0.0F);
-    std::vector<int> shifts(results, 0);
-    float* after = scratch.data() + std::size_t(row) * std::size_t(rows);
-    std::fill_n(after, results, NOTHING);
+    const auto working = std::size_t(row) * std::size_t(rows), results = std::size_t(row) * std::size_t(block.height());
+    std::vector<float> scratch(working + 5 * results, 0.0F);
+    float* least = scratch.data() + working;
+    std::fill_n(least, results, NOTHING);
+    float *sums = least + results, *counts = sums + results, *weights = counts + results, *limits = weights + results;
     const ShiftBlock task{{m_planes[0].data(), m_planes[1].data(), m_planes[2].data(), m_planes[3].data()},
                           m_barred.data(),
                           m_pitch,
@@ -114,49 +114,60 @@ void Statistics::compare(const QuiltBox& block, std::vector<float>& scratch) {
                           block.height(),
                           scratch.data(),
                           row,
-                          after,
-                          after + results,
-                          after + 2 * results,
-                          shifts.data()};
+                          least,
+                          sums,
+                          counts,
+                          weights,
+                          limits};
+    each_shift(block, [&](int, int offset) { shift_statistics_kernels().compare(task, offset); });
+    std::fill_n(limits, results, 1.0F);
+    for (int y = block.bottom; y < block.top; ++y)
+        for (int x = block.left; x < block.right; ++x) {
+            const auto from = std::size_t(y - block.bottom) * std::size_t(row) + std::size_t(x - block.left);
+            if (!target(x, y) || counts[from] < 2.0F) continue;
+            // What fits no better there than elsewhere has nothing to tell.
+            const float mean = sums[from] / counts[from];
+            const float telling = 1.0F - 1.5F * least[from] / (mean + UNTOLD * CELLS);
+            const int dx = std::max({m_hole.left - x, x - m_hole.right, 0});
+            const int dy = std::max({m_hole.bottom - y, y - m_hole.top, 0});
+            const float near = 1.0F / (1.0F + 0.25F * static_cast<float>(std::max(dx, dy)));
+            const float strong = mean / (mean + 0.002F * CELLS);
+            weights[from] = std::max(telling, 0.0F) * near * strong;
+            limits[from] = 1.5F * least[from] + UNTOLD * CELLS;
+        }
+    votes.assign(std::size_t(m_side) * std::size_t(m_side), 0);
+    each_shift(block, [&](int index, int offset) {
+        votes[std::size_t(index)] = shift_statistics_kernels().vote(task, offset);
+    });
+}
+
+template <class Work>
+void Statistics::each_shift(const QuiltBox& block, const Work& work) const {
     for (int index = 0; index < m_side * m_side; ++index) {
         const Shift s = shift(index);
         if (s.x * s.x + s.y * s.y < m_search.nearest * m_search.nearest) continue;
         if (block.right + s.x <= 0 || block.left + s.x >= m_level.width || block.top + s.y <= 0 ||
             block.bottom + s.y >= m_level.height)
             continue;
-        shift_statistics_kernels().compare(task, s.y * m_pitch + s.x, index);
+        work(index, s.y * m_pitch + s.x);
     }
-    constexpr float CELLS = (2 * SHIFT_PATCH + 1) * (2 * SHIFT_PATCH + 1);
-    for (int y = block.bottom; y < block.top; ++y)
-        for (int x = block.left; x < block.right; ++x) {
-            const auto from = std::size_t(y - block.bottom) * std::size_t(row) + std::size_t(x - block.left);
-            const float count = task.counts[from];
-            if (!target(x, y) || count < 2.0F) continue;
-            // What fits no better there than elsewhere has nothing to tell.
-            const float mean = task.sums[from] / count;
-            const float telling = 1.0F - 1.5F * task.least[from] / (mean + UNTOLD * CELLS);
-            const int dx = std::max({m_hole.left - x, x - m_hole.right, 0});
-            const int dy = std::max({m_hole.bottom - y, y - m_hole.top, 0});
-            const float near = 1.0F / (1.0F + 0.25F * static_cast<float>(std::max(dx, dy)));
-            const float strong = mean / (mean + 0.002F * CELLS);
-            m_weights[m_level.at(x, y)] = std::max(telling, 0.0F) * near * strong;
-            m_best[m_level.at(x, y)] = task.shifts[from];
-        }
 }
 
-// False when an end was asked for.
+// Patches vote for every shift at which they look about as well as they can, so that grain decides nothing. False when
+// an end was asked for.
 bool Statistics::vote(const StopRequested& stop) {
+    std::vector<std::vector<int>> of_blocks(m_blocks.size());
     if (!each_task_float(
-            static_cast<int>(m_blocks.size()), [&] { return wants_end(stop); }, [] { return std::vector<float>(); },
-            [&](std::vector<float>& scratch, int n) { compare(m_blocks[std::size_t(n)], scratch); }))
+            static_cast<int>(m_blocks.size()), [&] { return wants_end(stop); }, [] { return 0; },
+            [&](int, int n) { compare(m_blocks[std::size_t(n)], of_blocks[std::size_t(n)]); }))
         return false;
     std::vector<float> votes(std::size_t(m_side) * std::size_t(m_side), 0.0F);
-    for (std::size_t n = 0; n < m_weights.size(); ++n) {
-        if (m_weights[n] == 0.0F) continue;
-        votes[std::size_t(m_best[n])] += m_weights[n];
-        // What looks alike there looks alike from there, too.
-        votes[votes.size() - 1 - std::size_t(m_best[n])] += m_weights[n];
-    }
+    for (const std::vector<int>& own : of_blocks)
+        for (std::size_t n = 0; n < votes.size(); ++n) {
+            votes[n] += static_cast<float>(own[n]) / SHIFT_VOTE;
+            // What looks alike there looks alike from there, too.
+            votes[votes.size() - 1 - n] += static_cast<float>(own[n]) / SHIFT_VOTE;
+        }
     m_votes.assign(votes.size(), 0.0F);
     constexpr float SHARES[3] = {0.5F, 1.0F, 0.5F};
     for (int y = 1; y < m_side - 1; ++y)

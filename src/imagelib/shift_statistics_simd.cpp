@@ -7,8 +7,10 @@ namespace {
 
 constexpr float BARRED = 1e20F;
 
-// Sums over the patch's rows first, then along them.
-static void compare(const ShiftBlock& block, int offset, int index) {
+// visit(place in the results, costs) for all patches, a register at a time. Sums over a patch's rows come first, then
+// those along them.
+template <class Visit>
+static void each_cost(const ShiftBlock& block, int offset, Visit&& visit) {
     constexpr int P = SHIFT_PATCH;
     const int columns = block.width + 2 * P, rows = block.height + 2 * P;
     for (int y = 0; y < rows; ++y) {
@@ -35,20 +37,34 @@ static void compare(const ShiftBlock& block, int offset, int index) {
         for (int x = 0; x < block.width; x += LANES) {
             Floats cost = load(barred + x);
             for (int u = 0; u <= 2 * P; ++u) cost += load(upwards + x + u);
-            const int at = y * block.row + x;
-            const Ints counts = cost < Floats{} + BARRED;
-            store(block.sums + at, load(block.sums + at) + (counts ? cost : Floats{}));
-            store(block.counts + at, load(block.counts + at) + (counts ? Floats{} + 1.0F : Floats{}));
-            const Floats least = load(block.least + at);
-            const Ints better = cost < least;
-            store(block.least + at, better ? cost : least);
-            store(block.shifts + at, better ? Ints{} + index : load(block.shifts + at));
+            visit(y * block.row + x, cost);
         }
     }
 }
 
+static void compare(const ShiftBlock& block, int offset) {
+    each_cost(block, offset, [&](int at, const Floats& cost) {
+        const Ints counts = cost < Floats{} + BARRED;
+        store(block.sums + at, load(block.sums + at) + (counts ? cost : Floats{}));
+        store(block.counts + at, load(block.counts + at) + (counts ? Floats{} + 1.0F : Floats{}));
+        store(block.least + at, smaller(cost, load(block.least + at)));
+    });
+}
+
+// In whole numbers, which add up to the same in any order.
+static int vote(const ShiftBlock& block, int offset) {
+    Ints sums = {};
+    each_cost(block, offset, [&](int at, const Floats& cost) {
+        const Floats suits = larger(1.0F - cost / load(block.limits + at), Floats{});
+        sums += to_ints(SHIFT_VOTE * (load(block.weights + at) * suits));
+    });
+    int sum = 0;
+    for (int i = 0; i < LANES; ++i) sum += sums[i];
+    return sum;
+}
+
 }  // namespace
 
-const ShiftStatisticsKernels shift_statistics_kernels = {compare};
+const ShiftStatisticsKernels shift_statistics_kernels = {compare, vote};
 
 }  // namespace QUILLON_SIMD

@@ -149,24 +149,62 @@ TEST(Quilt, KeepsWhatIsFixedAndTakesNothingUnusable) {
     EXPECT_FALSE(image_quilt({}));
 }
 
-TEST(Completion, ContinuesStripes) {
-    const auto stripe = [](int x, int y) { return ((x + y) / 6) % 2 == 0 ? 0.2F : 0.8F; };
-    const ImagePtr result = same_bits_everywhere([&] {
-        ImagePtr image = picture(96, 72, [&](int x, int y, int) { return stripe(x, y); });
-        const ImagePtr hole = make_image(96, 72, 1, SAMPLE_U8);
-        for (int y = 26; y < 46; ++y)
-            for (int x = 36; x < 60; ++x) {
-                image_row<std::uint8_t>(hole.get(), y)[x] = 1;
-                at(image, x, y) = at(image, x, y, 1) = at(image, x, y, 2) = 1.5F;
-            }
-        EXPECT_TRUE(image_complete(image.get(), hole.get(), 5));
-        return image;
+// Stripes that lean, under a light that falls off to one side; what is given is a box around the hole.
+struct Torn {
+    ImagePtr image, flags;
+};
+float stripes(int x, int y) { return (((x + y) / 12) % 2 == 0 ? 0.2F : 0.7F) + 0.001F * static_cast<float>(x); }
+Torn torn(int left, int bottom) {
+    Torn result{picture(160, 130, [&](int x, int y, int) { return stripes(x - left, y - bottom); }),
+                make_image(160, 130, 1, SAMPLE_U8)};
+    for (int y = 0; y < 130; ++y)
+        for (int x = 0; x < 160; ++x) {
+            const int u = x - left, v = y - bottom;
+            std::uint8_t& flag = image_row<std::uint8_t>(result.flags.get(), y)[x];
+            if (u < 0 || v < 0 || u >= 140 || v >= 112) flag = COMPLETE_NO_SOURCE;
+            if (u < 50 || v < 40 || u >= 90 || v >= 72) continue;
+            flag = COMPLETE_HOLE;
+            for (int c = 0; c < 3; ++c) at(result.image, x, y, c) = 1.5F;
+        }
+    return result;
+}
+bool complete(const Torn& torn) {
+    return image_complete({.picture = torn.image.get(), .flags = torn.flags.get(), .cell = 4, .seed = 5});
+}
+
+TEST(Completion, ContinuesStripesAndLight) {
+    const ImagePtr result = same_bits_everywhere([] {
+        Torn filled = torn(3, 2);
+        EXPECT_TRUE(complete(filled));
+        return std::move(filled.image);
     });
-    double wrong = 0;
-    for (int y = 26; y < 46; ++y)
-        for (int x = 36; x < 60; ++x) wrong += std::fabs(at(result, x, y) - stripe(x, y)) > 0.2;
-    EXPECT_LT(wrong / (20 * 24), 0.1);
-    EXPECT_FALSE(image_complete(nullptr, nullptr, 1));
+    double wrong = 0, light = 0;
+    for (int y = 42; y < 74; ++y)
+        for (int x = 53; x < 93; ++x) {
+            const double off = at(result, x, y) - stripes(x - 3, y - 2);
+            wrong += std::fabs(off) > 0.1, light += off;
+        }
+    EXPECT_LT(wrong / (32 * 40), 0.06);
+    EXPECT_NEAR(light / (32 * 40), 0.0, 0.015);
+    for (int x = 0; x < 160; ++x) ASSERT_EQ(at(result, x, 30), stripes(x - 3, 28));
+}
+
+// A plate that pans below a hole that is tracked keeps every piece.
+TEST(Completion, MovesWithThePicture) {
+    const Torn first = torn(3, 2), later = torn(8, 5);
+    ASSERT_TRUE(complete(first) && complete(later));
+    for (int y = 42; y < 74; ++y)
+        for (int x = 53; x < 93; ++x) ASSERT_EQ(at(first.image, x, y), at(later.image, x + 5, y + 3)) << x << ' ' << y;
+}
+
+TEST(Completion, RefusesWhatCanNotBeFilled) {
+    const Torn whole = torn(0, 0);
+    for (int y = 0; y < 130; ++y) std::fill_n(image_row<std::uint8_t>(whole.flags.get(), y), 160, COMPLETE_HOLE);
+    const ImagePtr before(image_duplicate(whole.image.get()));
+    EXPECT_FALSE(complete(whole));
+    EXPECT_TRUE(same_pixels(before.get(), whole.image.get()));
+    EXPECT_FALSE(image_complete({}));
+    EXPECT_FALSE(image_complete({.picture = whole.image.get(), .flags = whole.image.get()}));
 }
 
 }  // namespace

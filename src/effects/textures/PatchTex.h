@@ -8,13 +8,17 @@
 // imagelib_quilt.h: patches of the sample overlap, are chosen to match there, and are cut where they differ least.
 // Texture that repeats, such as brickwork and cloth, is told by its autocorrelation, and patches keep to its steps.
 //
+// A hole that takes from its surroundings, or from all of the picture, goes on as they do: in few pieces of them, each
+// moved by one of the shifts at which they look like themselves (imagelib_complete.h).
+//
 // Texture Input gives the sample (a rectangle by a handle, the surroundings of a hole, or all of it) and the picture
 // that is filled or followed. The Mask says where: 1 is made anew, 0 stays, grey mixes the two; without it all is made
 // anew. With Guide From set to the Mask it is the picture that patches follow.
 //
-// Time: where patches lie follows from sizes and Seed, and what a patch holds depends on few others. So a still plate
-// gives a still picture, grain moves little, and under a moving plate each patch shows what moves in its place of the
-// sample. Renew lays all patches anew every so many frames.
+// Time: the pieces of a hole follow a plate that pans when the hole is tracked; patches and pieces know nothing of
+// other frames. Where patches lie follows from sizes and Seed, and what a patch holds depends on few others. So a still
+// plate gives a still picture, grain moves little, and under a moving plate each patch shows what moves in its place of
+// the sample. Renew lays all patches anew every so many frames.
 #pragma once
 
 #include "Library2/PluginK7.h"
@@ -43,8 +47,8 @@ struct PatchTexInfo : EffectInfo {
             "Guide makes patches follow the light of a picture: of Texture Input, or of a picture connected as Mask "
             "with Guide From. Use patches of 12 to 30 pixels.\n"
             "Joints, relief and straight seams make bricks, planks or paving stones of the patches.\n"
-            "On a moving plate fill a hole frame by frame only where its surroundings hold still; otherwise freeze a "
-            "frame and track the result in.\n"
+            "On a moving plate track the mask with what it hides: then a hole keeps its pieces. Where light or "
+            "perspective change, freeze a frame and track the result in.\n"
             "Patch sizes count pixels of the full size: a proxy shows the same layout of patches, with other cuts.\n"};
     enum Sources { Rectangle = 1, Surroundings = 2, Everything = 3 };
     enum Flips { NoFlips = 1, LeftRight = 2, TopBottom = 3, BothWays = 4 };  // of patches, and of the picture
@@ -69,9 +73,11 @@ struct PatchTexInfo : EffectInfo {
     SizeControlK7 Height{this,
                          {"Height", "Sample Height", 0.4, 0.01, 1.0},
                          "Height of the sample rectangle, as a fraction of the picture's height."};
-    FloatControlK7 PatchSize{this,
-                             {"PatchSize", "Patch Size", 72.0, 8.0, 1000.0, {.displayMax = 400.0}},
-                             "Width of a patch with its overlaps, in pixels at full size."};
+    FloatControlK7 PatchSize{
+        this,
+        {"PatchSize", "Patch Size", 72.0, 8.0, 1000.0, {.displayMax = 400.0}},
+        "Width of a patch with its overlaps, in pixels at full size. In a hole, of what is compared to "
+        "find where the surroundings look like themselves."};
     FloatControlK7 Overlap{this,
                            {"Overlap", "Overlap", 40.0, 5.0, 45.0},
                            "How much of a patch lies over the next one, in percent: room for the seam."};
@@ -90,7 +96,7 @@ struct PatchTexInfo : EffectInfo {
         this, {"Renew", "Renew", 0, 0, 1000}, "Frames after which all patches are laid anew; 0 never."};
     IntegerControlK7 Seed{this,
                           {"Seed", "Seed", 733, 1, 9999, {.animates = false, .keptByPresets = true}},
-                          "Another number lays other patches."};
+                          "Another number lays other patches. In a hole, pieces rather come from another direction."};
 
     Page areaPage{this, "Area"};
     ListControlK7 Area{this,
