@@ -298,7 +298,8 @@ class Layer {
         return x >= 0 && y >= 0 && x < m_task.canvas->width && y < m_task.canvas->height && state(y)[x] != QUILT_EMPTY;
     }
 
-    // How much of the patch is seen, from the cells' middles: a ramp of two pixels.
+    // How much of the patch is seen, from the cells' middles: a ramp of two pixels, wider where the cells of large
+    // patches would show as steps.
     float share(const QuiltBlock& block, int x, int y) const {
         const auto side = static_cast<float>(m_side);
         const float fx = std::clamp((static_cast<float>(x - block.x) + 0.5F) / side - 0.5F, 0.0F, float(m_columns - 1));
@@ -309,7 +310,8 @@ class Layer {
         const float a = fx - static_cast<float>(u), b = fy - static_cast<float>(v);
         const float low = cell(u, v) + a * (cell(right, v) - cell(u, v));
         const float high = cell(u, above) + a * (cell(right, above) - cell(u, above));
-        return std::clamp(0.5F + (low + b * (high - low) - 0.5F) * std::max(0.5F * side, 1.0F), 0.0F, 1.0F);
+        const float ramp = std::max(2.0F, 0.6F * side);
+        return std::clamp(0.5F + (low + b * (high - low) - 0.5F) * std::max(side / ramp, 1.0F), 0.0F, 1.0F);
     }
 
     void paste(const QuiltBlock& block, const QuiltPlace& place) const {

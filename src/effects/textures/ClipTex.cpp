@@ -16,6 +16,8 @@ namespace {
 
 constexpr int BANDS = ClipTexInfo::TEXTURES;
 constexpr float LEAST_SOFTNESS = 0.01F;                   // of white
+constexpr float WIDEST_EDGE = 0.006F;                     // of a torn edge, in widths of the picture
+constexpr float STEEPEST = 2000.0F;                       // of a band's border, where tones hardly change at all
 constexpr float DEEPEST_BITE = 0.5F;                      // of white, from a texture's black to its white
 constexpr float SMALLEST_SIDE = 32, LARGEST_SIDE = 1024;  // of a pattern's tile, in pixels
 constexpr double RADIANS = 3.14159265358979 / 180.0;
@@ -61,7 +63,8 @@ struct ClipTexWork {
     void draw_row(const K7Image& source, K7Image& result, int y) const;
 
   private:
-    simd::Pixel picked(float tone, float x, float y) const;
+    simd::Pixel picked(float tone, float x, float y, float steepness) const;
+    float steepness(int x, int y) const;
 };
 
 ClipTexInfo::ClipTexInfo() {
@@ -119,7 +122,7 @@ bool ClipTex::prepareTones(ClipTexWork& work) const {
 // ---- Rows -----------------------------------------------------------------------------------------------------
 
 // The textures of a tone. Only those that are seen are read.
-simd::Pixel ClipTexWork::picked(float tone, float x, float y) const {
+simd::Pixel ClipTexWork::picked(float tone, float x, float y, float steepness) const {
     simd::Pixel read[BANDS];
     bool known[BANDS] = {};
     const auto texture = [&](int band) {
@@ -128,11 +131,11 @@ simd::Pixel ClipTexWork::picked(float tone, float x, float y) const {
         return read[i];
     };
     float beyond[BANDS - 1];
-    const float reach = 0.5F * bite * per_softness;
+    const float reach = 0.5F * bite * steepness;
     float rim = 0;
     for (int i = 0; i < BANDS - 1; ++i) {
-        float s = (tone - thresholds[i]) * per_softness + 0.5F;
-        if (bite > 0 && s > -reach && s < 1 + reach) s += bite * per_softness * (unit(luminance(texture(i))) - 0.5F);
+        float s = (tone - thresholds[i]) * steepness + 0.5F;
+        if (bite > 0 && s > -reach && s < 1 + reach) s += bite * steepness * (unit(luminance(texture(i))) - 0.5F);
         beyond[i] = i > 0 ? std::min(unit(s), beyond[i - 1]) : unit(s);
         rim = std::max(rim, beyond[i] * (1 - beyond[i]));
     }
@@ -144,12 +147,24 @@ simd::Pixel ClipTexWork::picked(float tone, float x, float y) const {
     return sum + 4 * edge * rim * (paper - sum);
 }
 
+// How fast a band gives way to the next. Torn edges do not grow wide where tones change slowly.
+float ClipTexWork::steepness(int x, int y) const {
+    const int width = tones->width, left = std::max(x - 1, 0), right = std::min(x + 1, width - 1);
+    const int below = std::max(y - 1, 0), above = std::min(y + 1, tones->height - 1);
+    const auto tone = [&](int u, int v) { return image_row<float>(tones.get(), v)[u]; };
+    const float dx = (tone(right, y) - tone(left, y)) / static_cast<float>(std::max(right - left, 1));
+    const float dy = (tone(x, above) - tone(x, below)) / static_cast<float>(std::max(above - below, 1));
+    const float slope = std::sqrt(dx * dx + dy * dy) * WIDEST_EDGE * static_cast<float>(width);
+    return std::max(per_softness, 1.0F / std::max(slope, 1.0F / STEEPEST));
+}
+
 void ClipTexWork::draw_row(const K7Image& source, K7Image& result, int y) const {
     const float *from = image_row<float>(&source, y), *tone = image_row<float>(tones.get(), y);
     float* to = image_row<float>(&result, y);
     for (int x = 0; x < source.width; ++x, from += 4, to += 4) {
         const auto there = simd::load<simd::Pixel>(from);
-        simd::Pixel drawn = picked(tone[x], static_cast<float>(x), static_cast<float>(y));
+        simd::Pixel drawn =
+            picked(tone[x], static_cast<float>(x), static_cast<float>(y), edge > 0 ? steepness(x, y) : per_softness);
         const float own = luminance(there);
         if (tint > 0) {
             constexpr float DARK = 0.03F;  // where colours are nothing but noise
