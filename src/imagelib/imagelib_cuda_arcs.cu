@@ -62,6 +62,20 @@ GPU_AND_CPU GpuPixel filtered(const ArcSource& source, int left, int top, const 
     return value;
 }
 
+// take(column, sample) for the samples of a circle in their order. Several are read before the first is taken: a thread
+// that waited for each of them would wait for the memory all the time.
+template <class Take>
+GPU_AND_CPU void in_batches(const float* samples, std::ptrdiff_t step, int columns, const Take& take) {
+    constexpr int BATCH = 8;
+    int column = 0;
+    for (; column + BATCH <= columns; column += BATCH) {
+        float batch[BATCH];
+        for (int i = 0; i < BATCH; ++i) batch[i] = samples[(column + i) * step];
+        for (int i = 0; i < BATCH; ++i) take(column + i, static_cast<double>(batch[i]));
+    }
+    for (; column < columns; ++column) take(column, static_cast<double>(samples[column * step]));
+}
+
 // ---- Averaging ------------------------------------------------------------------------------------------------
 
 // As in arc_average_simd.cpp, where the sources are.
@@ -215,16 +229,15 @@ GPU_AND_CPU void arcSumKernel(GpuPlace at, DeviceCircles circles) {
     float* entry = reinterpret_cast<float*>(circles.sums) + at.x;
     const std::ptrdiff_t step = 4 * static_cast<std::ptrdiff_t>(circles.rows);
     double total = 0;
-    for (int column = 0; column < circles.columns; ++column) total += static_cast<double>(entry[column * step]);
+    in_batches(entry, step, circles.columns, [&](int, double sample) { total += sample; });
     const double first = static_cast<double>(entry[0]);
     const double mean = (total + (circles.period - circles.columns) * first) / circles.period;
     reinterpret_cast<float*>(circles.means)[at.x] = static_cast<float>(mean);
     double sum = 0;
-    for (int column = 0; column < circles.columns; ++column) {
-        const auto sample = static_cast<double>(entry[column * step]);
+    in_batches(entry, step, circles.columns, [&](int column, double sample) {
         entry[column * step] = static_cast<float>(sum - column * mean);
         sum += sample;
-    }
+    });
     entry[circles.columns * step] = static_cast<float>(total - circles.columns * mean);
     entry[(circles.columns + 1) * step] = static_cast<float>((total + first) - (circles.columns + 1) * mean);
 }
