@@ -76,9 +76,8 @@ void SpinBlur::blurOnDevice(DeviceFrame& device, const ArcGeometry& geometry, co
     DeviceImage *amount = DoMatte.value ? &device.picture(matte) : nullptr, &result = device.picture(output);
     const bool blurred = device.check("cuda_spin_blur", cuda_spin_blur(device.picture(input), amount, result, geometry,
                                                                        m_turn, arcs, device.stream()));
-    if (!blurred || !(mix() > 0.0f) || !device.fetch(output)) return;
-    image_cross_dissolve(output.image.get(), input.image.get(), mix());
-    result.host_written();
+    if (blurred && mix() > 0.0f)
+        device.check("cuda_cross_dissolve", cuda_cross_dissolve(result, device.picture(input), mix(), device.stream()));
 }
 
 bool SpinBlur::unwrap(const K7Image& source, const ArcLengths& arcs, ImagelibCircles& circles) const {

@@ -90,7 +90,6 @@ class SpinBlur final : public Effect<SpinBlurInfo> {
   public:
     SpinBlur() { made(m_turn.valid()); }
     void ProcessFrame() override;
-    bool staysOnDevice() const override { return mix() == 0.0f || mix() == 1.0f; }
 
   protected:
     void PrepareOverlay() override;
