@@ -20,11 +20,18 @@ GrainTables draw_tables(const NightGrain& grain, int width) {
     GrainTables tables;
     tables.amplitudes.reserve(std::size_t(AMPLITUDES) + std::size_t(width));
     MTRandom random(grain.seed);
+    double sum = 0;
+    int dropped = 0;
     for (int i = 0; i < AMPLITUDES; ++i) {
         const float amplitude = (2.0f * random.next_float() - 1.0f) * grain.amount;
         const bool skipped = random.next_uint32() & 1;
         tables.amplitudes.push_back(skipped ? 0.0f : amplitude);
+        if (!skipped) sum += double(amplitude), ++dropped;
     }
+    // A picture uses each amplitude many times over: a mean other than 0 would make the whole tube flicker.
+    const float mean = dropped > 0 ? float(sum / dropped) : 0.0f;
+    for (float& amplitude : tables.amplitudes)
+        if (amplitude != 0.0f) amplitude -= mean;
     for (int i = 0; i < width; ++i) tables.amplitudes.push_back(tables.amplitudes[std::size_t(i)]);
     for (int i = 0; i < STARTS; ++i)
         tables.starts.push_back(static_cast<int>(random.next_float() * float(AMPLITUDES - 1)));

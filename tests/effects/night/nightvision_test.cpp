@@ -42,6 +42,10 @@ std::vector<float> dropped_grain(const NightVision& e, K7Image& out) {
         amplitude[std::size_t(i)] = (2 * random.next_float() - 1) * float(e.Grain.value / 100);
         bits[std::size_t(i)] = random.next_uint32();
     }
+    double total = 0, kept = 0;
+    for (std::size_t i = 0; i < 32768; ++i)
+        if (!(bits[i] & 1)) total += double(amplitude[i]), ++kept;
+    for (float& a : amplitude) a -= float(total / kept);
     for (int& s : start) s = int(random.next_float() * 32767);
     const int width = out.width, height = out.height, size = e.GrainSize.value, half = size / 2;
     std::vector<float> grain(std::size_t(width * height), 0.5f);
