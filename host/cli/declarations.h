@@ -92,8 +92,9 @@ struct DeclaredEffect {
     const DeclaredClip* findClip(std::string_view name) const;
     // Its description as a reader wants it: blanks tidied, without the number of the box that it was sold in.
     std::string summary() const;
-    std::vector<DeclaredView> views() const;  // the scene first, then the presets
-    std::string sourceFile() const;           // of the scene's picture, as DeclaredView::file
+    std::vector<DeclaredView> views() const;                                   // the scene first, then the presets
+    bool hasForeground() const { return scene.plates.size() > clips.size(); }  // the last plate is its matte
+    std::string sourceFile() const;  // of the scene's picture, as DeclaredView::file
     // Where a frame rendered alone differs from the same frame in a sequence, in sentences; empty where it never does.
     std::string historyText() const;
 };

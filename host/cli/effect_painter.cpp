@@ -30,6 +30,19 @@ Picture onBlack(Picture picture) {
     return picture;
 }
 
+// As a comp lays its foreground over: the matte's red is the share of the plate that stands before the effect.
+Picture inComp(Picture picture, const Picture& plate, const Picture& foreground) {
+    for (std::size_t i = 0; i < picture.rgba.size(); i += 4) {
+        const float open = 1.0f - std::clamp(picture.rgba[i + 3], 0.0f, 1.0f), front = foreground.rgba[i];
+        for (std::size_t c = 0; c < 3; ++c) {
+            const float behind = plate.rgba[i + c], seen = picture.rgba[i + c] + open * behind;
+            picture.rgba[i + c] = seen + front * (behind - seen);
+        }
+        picture.rgba[i + 3] = 1.0f;
+    }
+    return picture;
+}
+
 }  // namespace
 
 std::vector<DeclaredEffect> chosenEffects(Session& session, const Declarations& declarations,
@@ -50,13 +63,19 @@ EffectPainter::EffectPainter(Session& session, const std::filesystem::path& exam
                              int width, int height)
     : m_plugin(session.effect(effect.identifier)),
       m_scene(effect.scene.shown(width, height)),
-      m_inputs(sceneInputs(m_scene, examples)) {}
+      m_inputs(sceneInputs(m_scene, examples)) {
+    if (!effect.hasForeground()) return;
+    m_foreground = std::move(m_inputs.back());
+    m_inputs.pop_back();
+    m_scene.inputs.pop_back();
+}
 
 // A scene that names no frame begins at 0, where what falls and rises has had no time to look its best.
 int EffectPainter::stillFrame() const { return m_scene.frame != 0 ? m_scene.frame : LoopFrames / 2; }
 int EffectPainter::firstOfLoop() const { return std::max(0, stillFrame() - LoopFrames / 2); }
 
 Picture EffectPainter::shown(Picture picture) const {
+    if (!m_foreground.rgba.empty()) return inComp(std::move(picture), m_inputs.front(), m_foreground);
     return m_inputs.empty() ? onBlack(std::move(picture)) : onGround(std::move(picture));
 }
 

@@ -39,6 +39,7 @@ class EffectPainter {
     ofxhost::Plugin& m_plugin;
     DeclaredScene m_scene;
     std::vector<Picture> m_inputs;
+    Picture m_foreground;  // empty where the scene has none
 };
 
 }  // namespace quillon

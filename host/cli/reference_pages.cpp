@@ -94,7 +94,7 @@ std::string sceneSection(const DeclaredEffect& effect, const PagePictures& pictu
         settings.push_back(plain(effect.labelOf(setting.substr(0, equals))) + " " + plain(setting.substr(equals + 1)));
     }
     return text + "\n" + (settings.empty() ? "As it is when it is added." : "With " + joined(settings, " · ") + ".") +
-           "\n\n";
+           (effect.hasForeground() ? " What stands in front of the sky is laid over it by a matte." : "") + "\n\n";
 }
 
 std::string usageSection(const DeclaredEffect& effect) {

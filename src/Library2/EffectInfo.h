@@ -153,8 +153,8 @@ struct Scene {
     int frame = 0;
     int width = 480;  // pictures are scaled to this size
     int height = 270;
-    // What the gallery and the pages show at 1920x1080 instead of inputs and settings, where these are not empty. Sizes
-    // that count pixels need other values there. NAME-small.png becomes NAME.jpg by itself.
+    // Shown at 1920x1080 instead of inputs and settings, where not empty: sizes in pixels differ. NAME-small.png becomes
+    // NAME.jpg. A plate beyond the clips is a matte: where it is white the first plate stays in front of the effect.
     std::vector<const char*> plates = {};
     std::vector<Setting> look = {};
 };

@@ -2,7 +2,8 @@
 
     blender -b -P tools/plates/make_plates.py -- street examples/street.png [percent of 1920 x 1080] [samples]
 
-Plates: street, winter, road, trees, hearth. Needs Blender with Cycles and the add-on "Sapling Tree Gen", both in
+Plates: street, winter, road, nightroad, trees, hearth. With "front" as the last word the matte of what stands before
+the sky is made instead. Needs Blender with Cycles and the add-on "Sapling Tree Gen", both in
 Debian's package blender. Everything in the pictures is made here; nothing is loaded.
 """
 import ast
@@ -19,6 +20,7 @@ plate, target = sys.argv[sys.argv.index("--") + 1:][:2]
 options = sys.argv[sys.argv.index("--") + 3:]
 percent = int(options[0]) if options else 100
 samples = int(options[1]) if len(options) > 1 else 160
+front = "front" in options
 
 rng = random.Random(7)
 bpy.ops.wm.read_factory_settings(use_empty=True)
@@ -248,6 +250,23 @@ def sky(elevation, turn, strength, sun=1.0, clouds=None, dust=1.0, air=1.0):
     tree.links.new(mix.outputs["Color"], background.inputs["Color"])
 
 
+def nightfall(colours, strength):
+    """A clear sky after dusk: colours at shares of the way from the horizon to overhead."""
+    tree, background = world(strength=strength)
+    place = tree.nodes.new("ShaderNodeTexCoord")
+    split = tree.nodes.new("ShaderNodeSeparateXYZ")
+    tree.links.new(place.outputs["Generated"], split.inputs[0])
+    ramp = tree.nodes.new("ShaderNodeValToRGB")
+    ramp.color_ramp.interpolation = "B_SPLINE"
+    stops = ramp.color_ramp.elements
+    stops.remove(stops[1])
+    stops[0].position, stops[0].color = colours[0][0], (*colours[0][1], 1)
+    for share, colour in colours[1:]:
+        stops.new(share).color = (*colour, 1)
+    tree.links.new(split.outputs["Z"], ramp.inputs["Fac"])
+    tree.links.new(ramp.outputs["Color"], background.inputs["Color"])
+
+
 def finish(exposure=0.0, look="Medium High Contrast", bloom=None, mist=None):
     """Renders. bloom: threshold of the glow around lights; mist: (colour, start, depth, share at the end)."""
     scene.render.engine = "CYCLES"
@@ -268,6 +287,10 @@ def finish(exposure=0.0, look="Medium High Contrast", bloom=None, mist=None):
     nodes.clear()
     picture = nodes.new("CompositorNodeRLayers")
     last = picture.outputs["Image"]
+    if front:
+        scene.render.film_transparent = True
+        scene.view_settings.view_transform, scene.view_settings.look, scene.view_settings.exposure = "Raw", "None", 0
+        last, mist, bloom = picture.outputs["Alpha"], None, None
     if mist:
         colour, start, depth, share = mist
         scene.view_layers[0].use_pass_mist = True
@@ -474,8 +497,8 @@ def winter():
     finish(exposure=0.35, look="High Contrast", mist=((0.33, 0.38, 0.45), 18, 130, 0.6))
 
 
-def road():
-    """A road over a dry plain in the heat, through a long lens."""
+def road(night=False):
+    """A road over a dry plain: in the heat, through a long lens, or under a wide sky as night falls."""
     from mathutils import noise
     sand = Material("sand", (0.36, 0.24, 0.14), 0.95)
     sand.colour_from(sand.noise(0.3, 9, 0.65), (0.35, (0.25, 0.155, 0.085)), (0.7, (0.46, 0.33, 0.2)))
@@ -544,6 +567,19 @@ def road():
         y = 25 + i * 42.0
         cylinder((8.5, y, rise(y) - 0.5), (8.5, y, rise(y) + 7.6), 0.13, wood, 0.1, 8)
         cylinder((7.3, y, rise(y) + 7.0), (9.7, y, rise(y) + 7.0), 0.07, wood, sides=6)
+    if night:  # the lens sees what lies beside the plain
+        mesh("sides", [(-5000, 100, -3.2), (5000, 100, -3.2), (5000, 950, 0.1), (-5000, 950, 0.1)], [(0, 1, 2, 3)], sand)
+        nightfall(((0.0, (0.62, 0.27, 0.11)), (0.07, (0.2, 0.2, 0.25)), (0.2, (0.034, 0.08, 0.19)), (0.5, (0.004, 0.011, 0.042))), 0.34)
+        moon = bpy.data.lights.new("moon", "SUN")
+        moon.energy, moon.color, moon.angle = 0.09, (0.6, 0.74, 1.0), 0.01
+        turned = bpy.data.objects.new("moon", moon)
+        turned.rotation_euler = (math.radians(52), 0, math.radians(-38))
+        scene.collection.objects.link(turned)
+        for x in (-2.35, -1.05):
+            sphere((x, 230, rise(230) + 0.75), 0.16, glow("headlamp", (1.0, 0.9, 0.72), 260))
+        camera((-1.3, -16, 1.7), (8.0, 200, 40.0), 30)
+        finish(exposure=0.0, bloom=0.6)
+        return
     sky(36, 200, 0.13, sun=0.9, clouds=(0.45, 10.0), dust=0.3)
     camera((-1.3, -16, 1.7), (0.4, 200, 3.4), 70)
     finish(exposure=-0.55, mist=((0.46, 0.53, 0.64), 150, 4200, 0.62))
@@ -669,4 +705,4 @@ def hearth():
     finish(exposure=-1.0, look="High Contrast")
 
 
-{"street": street, "winter": winter, "road": road, "trees": trees, "hearth": hearth}[plate]()
+{"street": street, "winter": winter, "road": road, "nightroad": lambda: road(night=True), "trees": trees, "hearth": hearth}[plate]()

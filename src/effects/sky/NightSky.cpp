@@ -15,14 +15,20 @@ NightSkyInfo::NightSkyInfo() {
     ghost({&Sharp}, DrawStyle, isNot(BrightPoint));
     ghost({&MagScale}, IgnoreMag, isOn);
     ghost({&Streaks, &StreakLen, &StreakStrn, &StreakRot, &FRange}, DoStreaks, isOff);
-    scene.settings = {
-        {"Altitude", "34"},           {"Azimuth", "193"},  {"Month", "2"},   {"VField", "60"}, {"MagScale", "25"},
-        {"BlobScale", "4"},           {"DoStreaks", "on"}, {"Streaks", "4"}, {"FRange", "2"},  {"StreakLen", "14"},
-        {"DrawStyle", "Bright Point"}};
-    scene.look = {
-        {"Altitude", "34"},           {"Azimuth", "193"},  {"Month", "2"},   {"VField", "60"}, {"MagScale", "25"},
-        {"BlobScale", "9"},           {"DoStreaks", "on"}, {"Streaks", "4"}, {"FRange", "2"},  {"StreakLen", "50"},
-        {"DrawStyle", "Bright Point"}};
+    scene.inputs = {"nightroad-small.png"};
+    scene.plates = {"nightroad.jpg", "nightroad-front.png"};
+    // Orion goes down in the west on an evening of April, seen as the plate's lens saw the road.
+    const auto evening = [](const char* scale, const char* streak) {
+        return std::vector<Scene::Setting>{{"OnBlack", "off"},    {"Altitude", "10"},
+                                           {"Azimuth", "246"},    {"Month", "5"},
+                                           {"Day", "10"},         {"Hour", "21"},
+                                           {"VField", "77"},      {"MagScale", "25"},
+                                           {"BlobScale", scale},  {"DoStreaks", "on"},
+                                           {"Streaks", "4"},      {"FRange", "2"},
+                                           {"StreakLen", streak}, {"DrawStyle", "Bright Point"}};
+    };
+    scene.settings = evening("4", "12");
+    scene.look = evening("9", "32");
 }
 
 std::vector<const char*> NightSkyInfo::siteNames() {

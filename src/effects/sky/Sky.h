@@ -188,7 +188,7 @@ struct SkyInfo : EffectInfo {
     SkyInfo() {
         declarePresets();
         scene.settings = {{"Demos", "Kids"}};
-        scene.frame = 60;
+        scene.frame = 480;  // the clouds leave the moon of its preset free
     }
 
   private:
