@@ -1,5 +1,6 @@
 // The presets of Q_Smoke, for a frame of 1920 by 1080. What a preset does not list goes to its default.
-// LookMode 2 is Puff. Many faint puffs off a spread source make smoke that one can see through.
+// LookMode 2 is Puff. Many faint puffs off a spread source make smoke that one can see through. Sizes and velocities
+// count pixels, so that at 3840 by 2160 smoke is half as high and thinner: greys that are dense here are still seen there.
 #include "effects/weather/Smoke.h"
 
 // clang-format off
@@ -9,8 +10,8 @@ void SmokeInfo::declarePresets() {
             {{start.preRoll,        {       {},          300,             260,         300,         170,            320,             240,           420,            320,            320,           320,         460,            420}},
              {emitter.left,         {{.49, .5},   {.49, .06},     {.495, .06}, {.496, .06}, {.496, .06},     {.47, .06},      {.49, .06},    {-.5, .04},     {.48, .06},       {.2, .1},     {.3, .15}, {.494, .06},     {-.3, .03}}},
              {emitter.right,        {{.51, .5},   {.51, .06},     {.505, .06}, {.504, .06}, {.504, .06},     {.53, .06},      {.51, .06},    {.95, .04},     {.52, .06},      {.22, .1},   {.304, .15}, {.506, .06},     {1.1, .12}}},
-             {emitter.spread,       {       {},          .03,            .016,        .004,         .02,           .014,             .01,          .035,           .038,           .018,          .003,        .005,           .055}},
-             {emitter.density,      {       {},          130,              26,        1600,         230,           3400,            5000,           420,            240,            210,            46,        1400,            700}},
+             {emitter.spread,       {       {},         .022,            .016,        .004,        .014,           .014,             .01,          .026,           .038,           .018,          .003,        .005,            .05}},
+             {emitter.density,      {       {},          130,              26,        1600,         230,           4000,            5000,           420,            240,            210,            46,        1400,            700}},
              {emitter.lifetime,     {       {},          420,             320,         420,         160,            420,             300,           560,            420,            420,           420,         640,            640}},
              {Extinction,           {       {},          120,              70,         120,          45,            130,              90,           130,            120,            100,           110,         200,            200}},
              {InitialHeat,          {       {},          -50,            -120,         -50,        -200,            -40,             -60,           -12,            -80,           -200,          -100,         -20,             -4}},
@@ -30,8 +31,8 @@ void SmokeInfo::declarePresets() {
              {wind.speed,           {       {},           {},              {},          {},          {},             {},              {},           1.7,             {},            2.6,           1.4,          {},            .45}},
              {InitIntensity,        {       {},           {},              {},          60,          {},             60,              {},            {},             {},             {},            {},          60,             {}}},
              {Condensation,         {       {},           {},              {},           0,          {},             {},              {},            {},             {},             {},            {},           0,             {}}},
-             {tint.colour,          {       {},           {}, {.82, .83, .86},          {},          {},  {.8, .84, .9}, {.78, .76, .74}, {.88, .94, 1}, {.62, .6, .58}, {.3, .29, .28}, {.7, .74, .8},          {}, {.62, .7, .58}}},
-             {Opacity,              {       {},          1.9,              13,          40,           5,             80,              75,           2.2,            4.5,              8,           5.5,          24,            2.2}}},
+             {tint.colour,          {       {},{.76, .78, .81}, {.82, .83, .86},          {},{.88, .9, .92},{.74, .78, .84}, {.78, .76, .74},{.78, .83, .89}, {.62, .6, .58}, {.3, .29, .28}, {.7, .74, .8},{.86, .88, .9}, {.56, .63, .52}}},
+             {Opacity,              {       {},          3.4,              13,          55,           9,             90,              75,           3.6,            4.5,              8,           5.5,          60,             3.4}}},
             PresetScope::OthersToDefaults);
 }
 // clang-format on
