@@ -56,6 +56,8 @@ constexpr PropertyRow hostRows[] = {
     {prop::HostNativeOrigin, String, 1, ro, "kOfxImageEffectHostPropNativeOriginBottomLeft"},
     flag(prop::RenderQualityDraft, ro),
     {"OfxImageEffectPropOpenGLRenderSupported", String, 1, ro, "false"},
+    {prop::CudaRenderSupported, String, 1, ro, "false"},
+    {prop::CudaStreamSupported, String, 1, ro, "false"},
 };
 
 constexpr PropertyRow effectDescriptorRows[] = {

@@ -61,6 +61,8 @@ class ShownTrace {
     bool m_raised;
 };
 
+// What is no fault is told where lines are kept, never merely to the host's standard error stream.
+
 bool choose_number(int& number) {
     int count = 0;
     if (!gpu_succeeded(gpu_runtime().get_device_count(&count), "counting devices")) {
@@ -68,7 +70,7 @@ bool choose_number(int& number) {
         return false;
     }
     if (count <= 0) {
-        Trace(TRACE_INFO, "There are no CUDA capable devices on this machine. Disabling CUDA.\n");
+        if (TraceIsKept()) Trace(TRACE_INFO, "There are no CUDA capable devices on this machine. Disabling CUDA.\n");
         return false;
     }
     number = read_variable_integer("CUDA_DEVICE_NUMBER", 0);
@@ -114,7 +116,7 @@ bool device_works() {
     const int failed = test_cuda_works();
     if (failed)
         Trace(TRACE_ERROR, "FAILED. test_cuda_works() returned: %d. Disabling CUDA.\n", failed);
-    else
+    else if (TraceIsKept())
         Trace(TRACE_INFO, "SUCCESS: test_cuda_works() returned: %d. CUDA enabled.\n", failed);
     return !failed;
 }
@@ -123,7 +125,7 @@ bool check(bool print_properties, ChosenDevice& device) {
     const bool print = read_variable_is_yes("CUDA_DEBUG_INFO") || print_properties;
     const ShownTrace shown(print);
     if (read_variable_is_yes("CUDA_DISABLE")) {
-        Trace(TRACE_INFO, "CUDA explicitly disabled via QV Variable CUDA_DISABLE.\n");
+        if (TraceIsKept()) Trace(TRACE_INFO, "CUDA explicitly disabled via QV Variable CUDA_DISABLE.\n");
         return false;
     }
     if (!choose_number(device.number)) return false;
@@ -138,7 +140,7 @@ bool check(bool print_properties, ChosenDevice& device) {
     if (!select_device(device.number)) return false;
     if (print) print_device(device);
     if (std::strcmp(device.properties.name, "Device Emulation (CPU)") == 0) {
-        Trace(TRACE_INFO, "Treating \"Device Emulation\" as CUDA unavailable. Disabling CUDA.\n");
+        if (TraceIsKept()) Trace(TRACE_INFO, "Treating \"Device Emulation\" as CUDA unavailable. Disabling CUDA.\n");
         return false;
     }
     return device_works();

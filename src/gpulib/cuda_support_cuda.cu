@@ -22,10 +22,15 @@ GpuStatus answer(cudaError_t status) {
 cudaStream_t of(GpuStream stream) { return reinterpret_cast<cudaStream_t>(stream); }
 cudaEvent_t of(GpuEvent event) { return reinterpret_cast<cudaEvent_t>(event); }
 
+// A machine without a driver has no devices. Only a driver that is too old is a fault, which its user can mend.
 GpuStatus get_device_count(int* count) {
     const cudaError_t status = cudaGetDeviceCount(count);
-    if (status == cudaErrorNoDevice) *count = 0;
-    return answer(status) == cudaErrorNoDevice ? GPU_SUCCESS : status;
+    int driver = 0;
+    const bool none = status == cudaErrorNoDevice || (status == cudaErrorInsufficientDriver &&
+                                                      cudaDriverGetVersion(&driver) == cudaSuccess && driver == 0);
+    if (none) *count = 0;
+    answer(status);
+    return none ? GPU_SUCCESS : status;
 }
 
 GpuStatus get_device_properties(int device, GpuDeviceProperties* properties) {
@@ -74,8 +79,8 @@ GpuStatus create_event(GpuEvent* event) {
 }
 
 GpuStatus launch(const GpuFunction& kernel, const GpuShape& shape, void** arguments, GpuStream stream) {
-    return answer(cudaLaunchKernel(kernel.device, dim3(shape.blocks_x, shape.blocks_y), dim3(shape.threads_x, shape.threads_y),
-                                   arguments, 0, of(stream)));
+    return answer(cudaLaunchKernel(kernel.device, dim3(shape.blocks_x, shape.blocks_y),
+                                   dim3(shape.threads_x, shape.threads_y), arguments, 0, of(stream)));
 }
 
 }  // namespace

@@ -74,7 +74,6 @@ TEST_F(GpuLibrary, LooksForTheDriverWhenFirstAskedAndNotWhenDisabled) {
         EXPECT_THAT(asking, HasSubstr("find library=libcuda.so.1"));
     } else {
         EXPECT_THAT(asking, Not(HasSubstr("libcuda")));
-        EXPECT_THAT(asking, HasSubstr("Failed to get CUDA device count. Disabling CUDA."));
     }
 }
 
