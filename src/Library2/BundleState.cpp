@@ -21,6 +21,11 @@ void fetchSuites(const OfxHost& host, HostSuites& suites) {
     fetchSuite(host, ofx::suite::Interact, suites.interact);
 }
 
+bool offers(const PropertySet& host, const char* rendering) {
+    const std::string_view says = host.stringOr(rendering, "false");
+    return says == "true" || says == "needed";
+}
+
 void readHostFacts(BundleState& state) {
     const PropertySet host(state.host->host);
     const bool onlySource = read_variable_integer("KESTREL_SOURCE_CLIP") == 1;
@@ -29,8 +34,8 @@ void readHostFacts(BundleState& state) {
     state.hostLabel = state.quirks->label;
     state.hostMultipleClipDepths = host.intOr(ofx::prop::MultipleClipDepths, 0);
     state.hostTemporalClipAccess = host.intOr(ofx::prop::TemporalClipAccess, 0);
-    const std::string_view devices = host.stringOr(ofx::prop::CudaRenderSupported, "false");
-    state.hostHasDevices = devices == "true" || devices == "needed";
+    state.hostHasDevices = offers(host, ofx::prop::CudaRenderSupported);
+    state.hostHasTextures = !state.hostHasDevices && offers(host, ofx::prop::OpenGLRenderSupported);
     state.hostSupportsOverlays = host.intOr(ofx::prop::SupportsOverlays, 0);
     if (state.quirks->neverPages) {
         state.maxPages = 0;
@@ -58,6 +63,7 @@ OfxStatus readHost() {
         readHostFacts(state);
         state.firstDescribe = false;
     }
+    if (state.hostHasTextures) fetchSuite(*state.host, ofx::suite::OpenGLRender, state.suites.openGL);
     return ofx::status::OK;
 }
 

@@ -17,6 +17,7 @@ struct HostSuites {
     const OfxMultiThreadSuiteV1* multiThread = nullptr;
     const OfxMessageSuiteV1* message = nullptr;
     const OfxInteractSuiteV1* interact = nullptr;
+    const OfxImageEffectOpenGLRenderSuiteV1* openGL = nullptr;  // where hostHasTextures
 };
 
 // Calls a suite's function, or answers "missing host feature" where the suite or the function is not there.
@@ -37,8 +38,9 @@ struct BundleState {
     int hostMultipleClipDepths = 0;
     int hostTemporalClipAccess = 0;
     int hostSupportsOverlays = 0;
-    bool hostHasDevices = false;  // may give pictures on a CUDA device
-    int maxPages = 0;             // 0: groups instead of pages
+    bool hostHasDevices = false;   // may give pictures on a CUDA device
+    bool hostHasTextures = false;  // else: in OpenGL textures
+    int maxPages = 0;              // 0: groups instead of pages
     int pageRows = 0;
     int pageColumns = 0;
 };

@@ -42,6 +42,27 @@ OfxStatus actionUnload() {
 
 // ---- Describe -------------------------------------------------------------------------------------------------
 
+namespace {
+
+void setPixelDepths(const PropertySet& set, const char* property) {
+    int index = 0;
+    for (const char* depth : {ofx::depth::Byte, ofx::depth::Short, ofx::depth::Float})
+        set.setString(property, depth, index++);
+}
+
+// Hosts that have pictures both ways give them on the device itself.
+void declareDevices(const PropertySet& set, const BundleState& state) {
+    if (state.hostHasDevices) {
+        set.setString(ofx::prop::CudaRenderSupported, "true");
+        set.setString(ofx::prop::CudaStreamSupported, "true");
+    } else if (state.hostHasTextures && state.suites.openGL) {
+        set.setString(ofx::prop::OpenGLRenderSupported, "true");
+        setPixelDepths(set, ofx::prop::OpenGLPixelDepth);
+    }
+}
+
+}  // namespace
+
 OfxStatus actionDescribe(const EffectEntry& entry, OfxImageEffectHandle descriptor) {
     if (const OfxStatus status = readHost(); status != ofx::status::OK) return status;
     const BundleState& state = bundleState();
@@ -52,9 +73,7 @@ OfxStatus actionDescribe(const EffectEntry& entry, OfxImageEffectHandle descript
     set.setInt(ofx::prop::SupportsTiles, 0);
     set.setString(ofx::prop::PluginRenderThreadSafety, ofx::thread_safety::Unsafe);
     set.setInt(ofx::prop::PluginHostFrameThreading, 0);
-    set.setString(ofx::prop::SupportedPixelDepths, ofx::depth::Byte, 0);
-    set.setString(ofx::prop::SupportedPixelDepths, ofx::depth::Short, 1);
-    set.setString(ofx::prop::SupportedPixelDepths, ofx::depth::Float, 2);
+    setPixelDepths(set, ofx::prop::SupportedPixelDepths);
     set.setString(ofx::prop::Label, effectLabel(traits).c_str());
     set.setString(ofx::prop::PluginDescription, traits.description);
     std::string grouping = state.quirks->groupingFormat;
@@ -65,10 +84,7 @@ OfxStatus actionDescribe(const EffectEntry& entry, OfxImageEffectHandle descript
     if (traits.generator) set.setString(ofx::prop::SupportedContexts, ofx::context::Generator, 2);
     if (traits.overlay && state.hostSupportsOverlays && entry.overlayEntry)
         set.setPointer(ofx::prop::PluginOverlayInteractV1, reinterpret_cast<void*>(entry.overlayEntry));
-    if (traits.onDevice && state.hostHasDevices && cuda_built()) {
-        set.setString(ofx::prop::CudaRenderSupported, "true");
-        set.setString(ofx::prop::CudaStreamSupported, "true");
-    }
+    if (traits.onDevice && cuda_built()) declareDevices(set, state);
     if (state.quirks->sequentialRender) set.setInt(ofx::prop::InstanceSequentialRender, 1);
     return ofx::status::OK;
 }

@@ -1,6 +1,7 @@
 #include "Library2/HostImage.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 
 namespace {
@@ -13,24 +14,17 @@ int depthBits(const char* text) {
     return 0;
 }
 
-// Where the pixels lie and how far their rows are apart. A guess could touch foreign memory, so an image that
-// lacks any of these properties counts as one without pixels.
-template <class Pixels>
-bool readLayout(const PropertySet& set, Pixels& pixels) {
-    int rowBytes = 0;
-    const bool told = set.getInt(ofx::prop::ImageBounds, &pixels.bounds.x1, 0) &&
-                      set.getInt(ofx::prop::ImageBounds, &pixels.bounds.y1, 1) &&
-                      set.getInt(ofx::prop::ImageBounds, &pixels.bounds.x2, 2) &&
-                      set.getInt(ofx::prop::ImageBounds, &pixels.bounds.y2, 3) &&
-                      set.getInt(ofx::prop::ImageRowBytes, &rowBytes);
-    pixels.row_bytes = rowBytes;
-    return told;
+bool readBounds(const PropertySet& set, HostRect& bounds) {
+    return set.getInt(ofx::prop::ImageBounds, &bounds.x1, 0) && set.getInt(ofx::prop::ImageBounds, &bounds.y1, 1) &&
+           set.getInt(ofx::prop::ImageBounds, &bounds.x2, 2) && set.getInt(ofx::prop::ImageBounds, &bounds.y2, 3);
 }
 
 // Pixels of other components than were asked for can't be read as RGBA. A host that doesn't say is believed.
 bool isRGBA(const PropertySet& set) {
     return std::strcmp(set.stringOr(ofx::prop::Components, ofx::component::RGBA), ofx::component::RGBA) == 0;
 }
+
+bool inTextures(const HostDevice* device) { return device && device->textures; }
 
 double reciprocalWhereAsked(double aspect) {
     return bundleState().quirks->reciprocalAspect && aspect != 0.0 ? 1.0 / aspect : aspect;
@@ -40,30 +34,79 @@ double reciprocalWhereAsked(double aspect) {
 
 HostImage::HostImage(OfxImageClipHandle clip, double time, HostDevice* device) : m_device(device) {
     if (!clip) return;
+    const HostSuites& suites = bundleState().suites;
+    const bool texture = inTextures(device);
+    const auto* wholeClip = static_cast<const OfxRectD*>(nullptr);
     OfxPropertySetHandle handle = nullptr;
-    const auto status = callSuite(bundleState().suites.effect, &OfxImageEffectSuiteV1::clipGetImage, clip, time,
-                                  static_cast<const OfxRectD*>(nullptr), &handle);
+    const OfxStatus status =
+        texture ? callSuite(suites.openGL, &OfxImageEffectOpenGLRenderSuiteV1::clipLoadTexture, clip, time,
+                            static_cast<const char*>(nullptr), wholeClip, &handle)
+                : callSuite(suites.effect, &OfxImageEffectSuiteV1::clipGetImage, clip, time, wholeClip, &handle);
     if (status == ofx::status::OK) m_set = PropertySet(handle);
+    if (!texture || status == ofx::status::Failed) return;  // the clip has no picture
+    if (!m_set || !loadTexture()) device->failed = true;
 }
 
 HostImage::~HostImage() {
-    if (m_set) callSuite(bundleState().suites.effect, &OfxImageEffectSuiteV1::clipReleaseImage, m_set.handle());
+    m_texture.reset();
+    if (!m_set) return;
+    const HostSuites& suites = bundleState().suites;
+    if (inTextures(m_device))
+        callSuite(suites.openGL, &OfxImageEffectOpenGLRenderSuiteV1::clipFreeTexture, m_set.handle());
+    else
+        callSuite(suites.effect, &OfxImageEffectSuiteV1::clipReleaseImage, m_set.handle());
+}
+
+bool HostImage::loadTexture() {
+    constexpr std::int64_t MOST = 65535;  // of OpenGL's sizes, so that products of them stay small
+    int name = 0, target = 0;
+    HostRect bounds{};
+    const bool told = isRGBA(m_set) && readBounds(m_set, bounds) &&
+                      m_set.getInt(ofx::prop::OpenGLTextureIndex, &name) &&
+                      m_set.getInt(ofx::prop::OpenGLTextureTarget, &target);
+    const std::int64_t width = std::int64_t{bounds.x2} - bounds.x1, height = std::int64_t{bounds.y2} - bounds.y1;
+    const int bits = depthBits(m_set.stringOr(ofx::prop::PixelDepth, ""));
+    if (!told || bits == 0 || width < 1 || width > MOST || height < 1 || height > MOST) return false;
+    auto made = std::make_unique<Texture>();
+    made->pixels = {static_cast<int>(width), static_cast<int>(height), bits};
+    if (!made->texture.attach(static_cast<unsigned>(name), static_cast<unsigned>(target)) ||
+        !gpu_succeeded(made->memory.allocate(made->pixels.bytes()), "making room for an OpenGL texture") ||
+        !made->texture.load(made->pixels, made->memory.get(), m_device->stream))
+        return false;
+    m_texture = std::move(made);
+    return true;
+}
+
+bool HostImage::storeTexture() {
+    return !m_texture || m_texture->texture.store(m_texture->pixels, m_texture->memory.get(), m_device->stream);
+}
+
+// Where the pixels lie and how far their rows are apart. A guess could touch foreign memory, so an image that
+// lacks any of these properties counts as one without pixels.
+template <class Pixels>
+bool HostImage::readLayout(Pixels& pixels) const {
+    if (!m_set || (inTextures(m_device) && !m_texture)) return false;
+    if (!isRGBA(m_set) || !readBounds(m_set, pixels.bounds)) return false;
+    int rowBytes = 0;
+    if (m_texture)
+        rowBytes = static_cast<int>(m_texture->pixels.row_bytes());
+    else if (!m_set.getInt(ofx::prop::ImageRowBytes, &rowBytes))
+        return false;
+    pixels.row_bytes = rowBytes;
+    pixels.depth = depthBits(m_set.stringOr(ofx::prop::PixelDepth, ""));
+    pixels.data = m_texture ? m_texture->memory.get() : m_set.pointerOr(ofx::prop::ImageData, nullptr);
+    return true;
 }
 
 HostPixels HostImage::pixels() const {
     HostPixels pixels;
-    if (!m_set || !isRGBA(m_set) || !readLayout(m_set, pixels)) return pixels;
-    pixels.data = m_set.pointerOr(ofx::prop::ImageData, nullptr);
-    pixels.has_bounds = true;
-    pixels.depth = depthBits(m_set.stringOr(ofx::prop::PixelDepth, ""));
+    pixels.has_bounds = readLayout(pixels);
     return pixels;
 }
 
 HostTarget HostImage::target() const {
     HostTarget target;
-    if (!m_set || !isRGBA(m_set) || !readLayout(m_set, target)) return target;
-    target.data = m_set.pointerOr(ofx::prop::ImageData, nullptr);
-    target.depth = depthBits(m_set.stringOr(ofx::prop::PixelDepth, ""));
+    readLayout(target);
     return target;
 }
 
@@ -102,7 +145,7 @@ bool HostImage::store(const HostTarget& written) {
     const bool stored =
         gpu_succeeded(runtime.copy_to_device(target().data, m_staged.data(), m_staged.size(), m_device->stream),
                       "storing a host's image") &&
-        gpu_succeeded(runtime.stream_synchronize(m_device->stream), "storing a host's image");
+        gpu_succeeded(runtime.stream_synchronize(m_device->stream), "storing a host's image") && storeTexture();
     m_device->failed = m_device->failed || !stored;
     return stored;
 }

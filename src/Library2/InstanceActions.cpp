@@ -5,6 +5,7 @@
 
 #include "Library2/Actions.h"
 #include "Library2/InstanceRecord.h"
+#include "gpulib/gpulib.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 InstanceRecord* instanceRecord(OfxImageEffectHandle instance) {
@@ -97,6 +98,10 @@ OfxStatus actionCreateInstance(const EffectEntry& entry, OfxImageEffectHandle in
     set.setInt(ofx::prop::MultipleClipDepths, 0);
     set.setInt(ofx::prop::SupportsTiles, 0);
     set.setInt(ofx::prop::PluginHostFrameThreading, 0);
+    const BundleState& state = bundleState();
+    // OpenGL may well be that of another maker's device.
+    if (entry.definition->traits->onDevice && state.hostHasTextures && state.suites.openGL && !cuda_available())
+        set.setString(ofx::prop::OpenGLRenderSupported, "false");
     const OfxParamSetHandle parameters = effectParameters(instance);
     tellSimulatedWay();
 

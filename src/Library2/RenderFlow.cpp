@@ -3,9 +3,9 @@
 // host's output as it stands, and is told in the log once an instance. Every image fetched or made here is released on
 // every path.
 //
-// Where the host has its pictures on a CUDA device, they stay there if the effect makes its picture there. Otherwise,
-// and where that fails, they pass through main memory. Only a device that gives them no more ends in another answer,
-// after which the host may render without one.
+// Where the host has its pictures on a CUDA device, in memory or in OpenGL textures, they stay there if the effect
+// makes its picture there. Otherwise, and where that fails, they pass through main memory. Only a device that gives
+// them no more ends in another answer, after which the host may render without one.
 
 #include <algorithm>
 #include <cmath>
@@ -138,6 +138,7 @@ class Render {
 
     // The answer to the host is OK all the same, so that the log is where a user finds out.
     bool refuse(const std::string& why) const {
+        if (m_device && m_device->failed) return false;  // that is told by the answer
         if (!m_record.toldRefusal.exchange(true))
             reportError((effectLabel(m_effect.effectTraits()) + " can't render: " + why).c_str());
         return false;
@@ -226,7 +227,8 @@ class Render {
     }
 
     bool blackPrimary(ClipRecord& primary) {
-        if (m_unsized && !setFrame(HostImage(clipHandle(m_instance, ofx::clip::Output), m_time).target().bounds))
+        if (m_unsized &&
+            !setFrame(HostImage(clipHandle(m_instance, ofx::clip::Output), m_time, m_device).target().bounds))
             return false;
         if (m_frame) return deviceRecord(primary, m_projectAspect) && deviceRecord(m_info.output, m_projectAspect);
         for (ClipRecord* clip : {&primary, &m_info.output})
@@ -361,10 +363,11 @@ class Render {
         const OfxImageClipHandle clip = clipHandle(m_instance, ofx::clip::Output);
         HostImage host(clip, m_time, m_device);
         HostTarget target = m_frame ? host.target() : host.writable();
+        if (!target.data && m_device && m_device->textures) return onDevice(false);
         if (!target.data) return refuse("the output has no pixels in RGBA that can be written");
         target.bounds = inFrame(target.bounds);
         const HostRect region = m_quirks.outputOwnBounds ? target.bounds : m_bounds;
-        if (m_frame) return storeOnDevice(target, region);
+        if (m_frame) return storeOnDevice(target, region) && onDevice(host.storeTexture());
         store_float_image(m_info.output.image.get(), target, region, m_effect.rowRunner());
         return host.store(target);
     }
@@ -402,7 +405,18 @@ class Render {
 namespace {
 
 // First with the pictures where they are, then through main memory.
-OfxStatus renderOnDevice(OfxImageEffectHandle instance, InstanceRecord& record, const PropertySet& inArgs) {
+OfxStatus renderOnDevice(OfxImageEffectHandle instance, InstanceRecord& record, const PropertySet& inArgs,
+                         const HostDevice& device) {
+    for (const bool staged : {false, true}) {
+        HostDevice tried = device;
+        tried.staged = staged;
+        Render(instance, record, inArgs, &tried).run();
+        if (!tried.failed) return ofx::status::OK;
+    }
+    return ofx::status::GPURenderFailed;
+}
+
+OfxStatus renderInMemoryOfDevice(OfxImageEffectHandle instance, InstanceRecord& record, const PropertySet& inArgs) {
     const HostsDevice hosts;
     if (!hosts.usable()) return ofx::status::GPURenderFailed;
     DeviceStream own;
@@ -413,22 +427,28 @@ OfxStatus renderOnDevice(OfxImageEffectHandle instance, InstanceRecord& record, 
         gpu_succeeded(gpu_runtime().device_synchronize(), "waiting for the host's work");
         stream = own.get();
     }
-    for (const bool staged : {false, true}) {
-        HostDevice device{stream, staged};
-        Render(instance, record, inArgs, &device).run();
-        if (!device.failed) return ofx::status::OK;
-    }
-    return ofx::status::GPURenderFailed;
+    return renderOnDevice(instance, record, inArgs, {.stream = stream});
+}
+
+// The host has selected no device: ours is used, and a context on another one is found out by its textures.
+OfxStatus renderInTextures(OfxImageEffectHandle instance, InstanceRecord& record, const PropertySet& inArgs) {
+    DeviceStream stream;
+    if (!bundleState().suites.openGL || !cuda_available() || !gpu_succeeded(stream.create(), "creating a stream"))
+        return ofx::status::GPURenderFailed;
+    return renderOnDevice(instance, record, inArgs, {.stream = stream.get(), .textures = true});
 }
 
 }  // namespace
 
 OfxStatus actionRender(OfxImageEffectHandle instance, const PropertySet& inArgs) {
-    const auto* suite = bundleState().suites.effect;
+    const BundleState& state = bundleState();
+    const auto* suite = state.suites.effect;
     if (suite && suite->abort && suite->abort(instance)) return ofx::status::OK;
     InstanceRecord* record = instanceRecord(instance);
     if (!record) return ofx::status::OK;
-    if (inArgs.intOr(ofx::prop::CudaEnabled, 0) == 1) return renderOnDevice(instance, *record, inArgs);
+    if (inArgs.intOr(ofx::prop::CudaEnabled, 0) == 1) return renderInMemoryOfDevice(instance, *record, inArgs);
+    if (state.hostHasTextures && inArgs.intOr(ofx::prop::OpenGLEnabled, 0) == 1)
+        return renderInTextures(instance, *record, inArgs);
     Render(instance, *record, inArgs, nullptr).run();
     return ofx::status::OK;
 }

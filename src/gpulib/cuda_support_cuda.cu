@@ -5,6 +5,10 @@
 
 #include "gpulib/builtin_runtime.h"
 
+// As cuda_gl_interop.h has it, which asks for OpenGL's headers.
+extern "C" cudaError_t CUDARTAPI cudaGraphicsGLRegisterImage(cudaGraphicsResource** resource, unsigned image,
+                                                             unsigned target, unsigned flags);
+
 namespace {
 
 static_assert(GPU_SUCCESS == cudaSuccess && GPU_INVALID_VALUE == cudaErrorInvalidValue &&
@@ -21,6 +25,8 @@ GpuStatus answer(cudaError_t status) {
 
 cudaStream_t of(GpuStream stream) { return reinterpret_cast<cudaStream_t>(stream); }
 cudaEvent_t of(GpuEvent event) { return reinterpret_cast<cudaEvent_t>(event); }
+cudaGraphicsResource_t of(GpuTexture texture) { return reinterpret_cast<cudaGraphicsResource_t>(texture); }
+cudaArray_t of(GpuTexels texels) { return reinterpret_cast<cudaArray_t>(texels); }
 
 // A machine without a driver has no devices. Only a driver that is too old is a fault, which its user can mend.
 GpuStatus get_device_count(int* count) {
@@ -83,6 +89,39 @@ GpuStatus launch(const GpuFunction& kernel, const GpuShape& shape, void** argume
                                    dim3(shape.threads_x, shape.threads_y), arguments, 0, of(stream)));
 }
 
+GpuStatus register_texture(GpuTexture* texture, unsigned name, unsigned target) {
+    cudaGraphicsResource_t made = nullptr;
+    const GpuStatus status = answer(cudaGraphicsGLRegisterImage(&made, name, target, cudaGraphicsRegisterFlagsNone));
+    *texture = reinterpret_cast<GpuTexture>(made);
+    return status;
+}
+
+GpuTexelLayout layout_of(const cudaChannelFormatDesc& channels, const cudaExtent& extent) {
+    GpuTexelLayout layout;
+    layout.width = static_cast<int>(extent.width);
+    layout.height = static_cast<int>(extent.height);
+    layout.floats = channels.f == cudaChannelFormatKindFloat;
+    const bool numbers = layout.floats || channels.f == cudaChannelFormatKindUnsigned ||
+                         channels.f == cudaChannelFormatKindUnsignedNormalized8X4 ||
+                         channels.f == cudaChannelFormatKindUnsignedNormalized16X4;
+    const bool alike = channels.x == channels.y && channels.x == channels.z && channels.x == channels.w;
+    if (numbers && alike && extent.depth <= 1) layout.bits = channels.x;
+    return layout;
+}
+
+GpuStatus find_texels(GpuTexture texture, GpuTexels* texels, GpuTexelLayout* layout) {
+    cudaArray_t found = nullptr;
+    if (const GpuStatus status = answer(cudaGraphicsSubResourceGetMappedArray(&found, of(texture), 0, 0)))
+        return status;
+    cudaChannelFormatDesc channels{};
+    cudaExtent extent{};
+    unsigned flags = 0;
+    if (const GpuStatus status = answer(cudaArrayGetInfo(&channels, &extent, &flags, found))) return status;
+    *texels = reinterpret_cast<GpuTexels>(found);
+    *layout = layout_of(channels, extent);
+    return GPU_SUCCESS;
+}
+
 }  // namespace
 
 const GpuRuntime builtin_gpu_runtime = {
@@ -115,5 +154,28 @@ const GpuRuntime builtin_gpu_runtime = {
     .event_query = [](GpuEvent event) { return answer(cudaEventQuery(of(event))); },
     .event_synchronize = [](GpuEvent event) { return answer(cudaEventSynchronize(of(event))); },
     .launch = launch,
+    .texture_register = register_texture,
+    .texture_unregister = [](GpuTexture texture) { return answer(cudaGraphicsUnregisterResource(of(texture))); },
+    .texture_map =
+        [](GpuTexture texture, GpuStream stream) {
+            cudaGraphicsResource_t resource = of(texture);
+            return answer(cudaGraphicsMapResources(1, &resource, of(stream)));
+        },
+    .texture_unmap =
+        [](GpuTexture texture, GpuStream stream) {
+            cudaGraphicsResource_t resource = of(texture);
+            return answer(cudaGraphicsUnmapResources(1, &resource, of(stream)));
+        },
+    .texture_texels = find_texels,
+    .copy_from_texels =
+        [](void* device, GpuTexels texels, std::size_t row_bytes, std::size_t rows, GpuStream stream) {
+            return answer(cudaMemcpy2DFromArrayAsync(device, row_bytes, of(texels), 0, 0, row_bytes, rows,
+                                                     cudaMemcpyDeviceToDevice, of(stream)));
+        },
+    .copy_to_texels =
+        [](GpuTexels texels, const void* device, std::size_t row_bytes, std::size_t rows, GpuStream stream) {
+            return answer(cudaMemcpy2DToArrayAsync(of(texels), 0, 0, device, row_bytes, row_bytes, rows,
+                                                   cudaMemcpyDeviceToDevice, of(stream)));
+        },
     .error_text = [](GpuStatus status) { return cudaGetErrorString(static_cast<cudaError_t>(status)); },
 };

@@ -37,5 +37,12 @@ const GpuRuntime builtin_gpu_runtime = {
     .event_query = no_driver,
     .event_synchronize = no_driver,
     .launch = no_driver,
+    .texture_register = no_driver,
+    .texture_unregister = no_driver,
+    .texture_map = no_driver,
+    .texture_unmap = no_driver,
+    .texture_texels = no_driver,
+    .copy_from_texels = no_driver,
+    .copy_to_texels = no_driver,
     .error_text = [](GpuStatus) { return "this build has no CUDA"; },
 };

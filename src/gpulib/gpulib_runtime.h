@@ -30,6 +30,10 @@ struct GpuStreamHandle;
 using GpuStream = GpuStreamHandle*;  // null: the default stream
 struct GpuEventHandle;
 using GpuEvent = GpuEventHandle*;
+struct GpuTextureHandle;
+using GpuTexture = GpuTextureHandle*;
+struct GpuTexelsHandle;
+using GpuTexels = GpuTexelsHandle*;  // of a texture: device memory in an order of its own
 
 struct GpuDeviceProperties {
     char name[256] = "";
@@ -46,6 +50,13 @@ struct GpuDeviceProperties {
     std::size_t texture_alignment = 0;
     bool copies_while_executing = false;
     int multiprocessors = 0;
+};
+
+// What the texels of a texture are.
+struct GpuTexelLayout {
+    int width = 0, height = 0;
+    int bits = 0;         // of each of the four channels; 0: they are not four, differ, or are no numbers from zero up
+    bool floats = false;  // else integers
 };
 
 // Blocks of a launch and threads of a block, along x and y.
@@ -66,8 +77,8 @@ struct GpuFunction {
     std::function<void(GpuPlace)> (*host)(void** arguments) = nullptr;
 };
 
-// Copies, clear, launch and event_record queue work on a stream and return. What fails later is reported by the next
-// call that waits. Copies are asynchronous only from and to memory of host_allocate.
+// Copies, clear, launch, mapping and event_record queue work on a stream and return. What fails later is reported by
+// the next call that waits. Copies from and to the host are asynchronous only with memory of host_allocate.
 struct GpuRuntime {
     GpuStatus (*get_device_count)(int* count);  // without devices: success and 0
     GpuStatus (*get_device_properties)(int device, GpuDeviceProperties* properties);
@@ -90,6 +101,19 @@ struct GpuRuntime {
     GpuStatus (*event_query)(GpuEvent event);  // GPU_NOT_READY while work before it runs
     GpuStatus (*event_synchronize)(GpuEvent event);
     GpuStatus (*launch)(const GpuFunction& kernel, const GpuShape& shape, void** arguments, GpuStream stream);
+    // Of the OpenGL context that is current on the calling thread. While a texture is mapped, OpenGL may not use it:
+    // what OpenGL was asked before comes before the stream's later work, and what it is asked after the unmapping
+    // behind it.
+    GpuStatus (*texture_register)(GpuTexture* texture, unsigned name, unsigned target);
+    GpuStatus (*texture_unregister)(GpuTexture texture);
+    GpuStatus (*texture_map)(GpuTexture texture, GpuStream stream);
+    GpuStatus (*texture_unmap)(GpuTexture texture, GpuStream stream);
+    GpuStatus (*texture_texels)(GpuTexture texture, GpuTexels* texels, GpuTexelLayout* layout);  // while it is mapped
+    // The first bytes of the first rows; in linear memory rows lie without gaps.
+    GpuStatus (*copy_from_texels)(void* device, GpuTexels texels, std::size_t row_bytes, std::size_t rows,
+                                  GpuStream stream);
+    GpuStatus (*copy_to_texels)(GpuTexels texels, const void* device, std::size_t row_bytes, std::size_t rows,
+                                GpuStream stream);
     const char* (*error_text)(GpuStatus status);  // a constant; touches no device
 };
 

@@ -155,6 +155,15 @@ struct OfxInteractSuiteV1 {
     OfxStatus (*interactGetPropertySet)(OfxInteractHandle, OfxPropertySetHandle* properties);
 };
 
+// To be called within a render with OpenGLEnabled, while the host's context is current. The texture's properties are
+// those of an image, but for data and row bytes.
+struct OfxImageEffectOpenGLRenderSuiteV1 {
+    OfxStatus (*clipLoadTexture)(OfxImageClipHandle, OfxTime time, const char* format, const OfxRectD* region,
+                                 OfxPropertySetHandle* texture);  // null format: as the clip is
+    OfxStatus (*clipFreeTexture)(OfxPropertySetHandle texture);
+    OfxStatus (*flushResources)();
+};
+
 }  // extern "C"
 
 // ---- Status codes ---------------------------------------------------------------------------------------------

@@ -19,6 +19,7 @@ inline constexpr char Memory[] = "OfxMemorySuite";
 inline constexpr char MultiThread[] = "OfxMultiThreadSuite";
 inline constexpr char Message[] = "OfxMessageSuite";
 inline constexpr char Interact[] = "OfxInteractSuite";
+inline constexpr char OpenGLRender[] = "OfxImageEffectOpenGLRenderSuite";
 }  // namespace suite
 
 // ---- Actions --------------------------------------------------------------------------------------------------
@@ -129,6 +130,11 @@ inline constexpr char CudaRenderSupported[] = "OfxImageEffectPropCudaRenderSuppo
 inline constexpr char CudaStreamSupported[] = "OfxImageEffectPropCudaStreamSupported";  // the same
 inline constexpr char CudaEnabled[] = "OfxImageEffectPropCudaEnabled";
 inline constexpr char CudaStream[] = "OfxImageEffectPropCudaStream";
+inline constexpr char OpenGLRenderSupported[] = "OfxImageEffectPropOpenGLRenderSupported";  // "true" or "false"
+inline constexpr char OpenGLEnabled[] = "OfxImageEffectPropOpenGLEnabled";
+inline constexpr char OpenGLPixelDepth[] = "OfxOpenGLPropPixelDepth";
+inline constexpr char OpenGLTextureIndex[] = "OfxImageEffectPropOpenGLTextureIndex";
+inline constexpr char OpenGLTextureTarget[] = "OfxImageEffectPropOpenGLTextureTarget";
 inline constexpr char RenderQualityDraft[] = "OfxImageEffectPropRenderQualityDraft";
 inline constexpr char FrameVarying[] = "OfxImageEffectFrameVarying";
 inline constexpr char FrameRate[] = "OfxImageEffectPropFrameRate";

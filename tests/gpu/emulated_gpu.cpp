@@ -86,6 +86,11 @@ GpuStatus done(Arguments...) {
     return enter();
 }
 
+template <class... Arguments>
+GpuStatus no_context(Arguments...) {
+    return GPU_INVALID_VALUE;
+}
+
 }  // namespace
 
 const GpuRuntime& emulated_gpu() {
@@ -123,6 +128,13 @@ const GpuRuntime& emulated_gpu() {
         .event_query = done,
         .event_synchronize = done,
         .launch = launch,
+        .texture_register = no_context,
+        .texture_unregister = no_context,
+        .texture_map = no_context,
+        .texture_unmap = no_context,
+        .texture_texels = no_context,
+        .copy_from_texels = no_context,
+        .copy_to_texels = no_context,
         .error_text = [](GpuStatus) { return "emulated failure"; },
     };
     return table;

@@ -1,5 +1,6 @@
 #include "fake_runtime.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -121,6 +122,63 @@ struct FakeCalls {
         return reinterpret_cast<Handle>(new char);
     }
 
+    static GpuStatus texture_register(GpuTexture* texture, unsigned name, unsigned) {
+        const std::lock_guard lock(s_fake->m_mutex);
+        if (const GpuStatus status = s_fake->enter("texture_register")) return status;
+        if (!s_fake->textures.contains(name)) return GPU_INVALID_VALUE;
+        if (s_fake->holds_texture(name)) s_fake->fault("a texture is registered twice");
+        s_fake->m_held_textures[*texture = new_handle<GpuTexture>()] = {name};
+        return GPU_SUCCESS;
+    }
+
+    static GpuStatus texture_unregister(GpuTexture texture) {
+        const std::lock_guard lock(s_fake->m_mutex);
+        const GpuStatus status = s_fake->enter("texture_unregister");
+        for (const FakeRuntime::Work& work : s_fake->m_queue)
+            if (work.pinned == texture) s_fake->fault("a texture is given back while it is copied");
+        if (s_fake->m_held_textures.erase(texture) == 0) s_fake->fault("a strange texture");
+        delete reinterpret_cast<char*>(texture);
+        return status;
+    }
+
+    // What can't be unmapped is lost, and not to be unmapped again.
+    static GpuStatus map(const char* function, GpuTexture texture, bool mapped) {
+        const std::lock_guard lock(s_fake->m_mutex);
+        const GpuStatus status = s_fake->enter(function);
+        FakeRuntime::HeldTexture& held = s_fake->m_held_textures.at(texture);
+        if (held.mapped == mapped) s_fake->fault(std::string(function) + " twice");
+        if (!mapped || status == GPU_SUCCESS) held.mapped = mapped;
+        return status;
+    }
+
+    static GpuStatus texture_texels(GpuTexture texture, GpuTexels* texels, GpuTexelLayout* layout) {
+        return call("texture_texels", [&](FakeRuntime& fake) {
+            const FakeRuntime::HeldTexture& held = fake.m_held_textures.at(texture);
+            if (!held.mapped) fake.fault("texels of a texture that is not mapped");
+            *texels = reinterpret_cast<GpuTexels>(texture);
+            *layout = fake.textures.at(held.name).layout;
+        });
+    }
+
+    static GpuStatus copy_texels(const char* function, GpuTexels texels, const void* device, std::size_t row_bytes,
+                                 std::size_t rows, bool to_texels) {
+        return call(function, [&](FakeRuntime& fake) {
+            const FakeRuntime::HeldTexture& held = fake.m_held_textures.at(texels);
+            FakeRuntime::Texture& texture = fake.textures.at(held.name);
+            auto* memory = static_cast<unsigned char*>(const_cast<void*>(device));
+            if (!held.mapped || !FakeRuntime::within(fake.m_device, device, rows * row_bytes) ||
+                row_bytes > texture.row_bytes() || rows > static_cast<std::size_t>(texture.layout.height))
+                return fake.fault(std::string(function) + ": memory or texture");
+            const auto copy = [=, from = &texture] {
+                for (std::size_t y = 0; y < rows; ++y) {
+                    unsigned char *row = memory + y * row_bytes, *texel = from->texels.data() + y * from->row_bytes();
+                    std::memcpy(to_texels ? texel : row, to_texels ? row : texel, row_bytes);
+                }
+            };
+            fake.m_queue.push_back({copy, texels});
+        });
+    }
+
     static GpuRuntime table();
 };
 
@@ -197,6 +255,19 @@ GpuRuntime FakeCalls::table() {
         .event_synchronize =
             [](GpuEvent) { return call("event_synchronize", [](FakeRuntime& fake) { fake.run_all(); }); },
         .launch = launch,
+        .texture_register = texture_register,
+        .texture_unregister = texture_unregister,
+        .texture_map = [](GpuTexture texture, GpuStream) { return map("texture_map", texture, true); },
+        .texture_unmap = [](GpuTexture texture, GpuStream) { return map("texture_unmap", texture, false); },
+        .texture_texels = texture_texels,
+        .copy_from_texels =
+            [](void* device, GpuTexels texels, std::size_t row_bytes, std::size_t rows, GpuStream) {
+                return copy_texels("copy_from_texels", texels, device, row_bytes, rows, false);
+            },
+        .copy_to_texels =
+            [](GpuTexels texels, const void* device, std::size_t row_bytes, std::size_t rows, GpuStream) {
+                return copy_texels("copy_to_texels", texels, device, row_bytes, rows, true);
+            },
         .error_text = [](GpuStatus) { return "made to fail"; },
     };
 }
@@ -216,6 +287,7 @@ FakeRuntime::~FakeRuntime() {
     EXPECT_EQ(m_pinned.size(), 0u) << "pinned blocks leak";
     EXPECT_EQ(m_events.size(), 0u) << "events leak";
     EXPECT_EQ(m_streams.size(), 0u) << "streams leak";
+    EXPECT_EQ(m_held_textures.size(), 0u) << "textures stay registered";
     s_fake = nullptr;
 }
 
@@ -244,6 +316,11 @@ int FakeRuntime::calls_of(const std::string& function) {
 std::set<int> FakeRuntime::selected_devices() {
     const std::lock_guard lock(m_mutex);
     return m_selected;
+}
+
+bool FakeRuntime::holds_texture(unsigned name) const {
+    return std::any_of(m_held_textures.begin(), m_held_textures.end(),
+                       [name](const auto& held) { return held.second.name == name; });
 }
 
 void FakeRuntime::run_all() {

@@ -27,6 +27,15 @@ class FakeRuntime {
     std::map<std::string, GpuStatus> answers;  // what functions answer instead of doing their work
     bool probe_is_wrong = false;
 
+    // As OpenGL has them, by their names: texels of `layout.bits`, row by row.
+    struct Texture {
+        GpuTexelLayout layout;
+        std::vector<unsigned char> texels;
+        std::size_t row_bytes() const { return texels.size() / static_cast<std::size_t>(layout.height); }
+    };
+    std::map<unsigned, Texture> textures;
+    bool holds_texture(unsigned name) const;
+
     // From now on: the call with this number, counted from 1, fails; all after it, too, when the device is lost by it.
     void fail_call(int number, bool lose_device);
     bool has_failed() const { return m_call >= m_failing; }
@@ -49,13 +58,18 @@ class FakeRuntime {
 
     struct Work {
         std::function<void()> run;
-        const void* pinned = nullptr;  // what it copies from or to
+        const void* pinned = nullptr;  // what it copies from or to: that, or the handle of a texture
+    };
+    struct HeldTexture {
+        unsigned name;
+        bool mapped = false;
     };
     std::recursive_mutex m_mutex;
     std::vector<Work> m_queue;
     std::size_t m_done = 0;                       // works ever done
     std::map<const void*, std::size_t> m_events;  // each with the works ever queued when it was recorded
     std::set<const void*> m_streams;
+    std::map<const void*, HeldTexture> m_held_textures;
     std::map<const unsigned char*, std::size_t> m_device, m_pinned;
     std::map<std::string, int> m_calls_of;
     std::set<int> m_selected;
