@@ -1,4 +1,4 @@
-// A host that has its pictures in OpenGL textures, which are those of a FakeRuntime. It says nothing of CUDA.
+// A host that has its pictures in OpenGL textures, which are those of a FakeRuntime.
 #pragma once
 
 #include <algorithm>
