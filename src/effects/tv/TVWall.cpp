@@ -19,6 +19,7 @@ namespace {
 constexpr int LONGEST_REGISTER = 16;  // floats
 constexpr int GLOW_SCALE = 8;         // pixels of the picture a pixel of the glow
 constexpr float DARK = 0.012F;        // of the rack and of a screen that is off
+constexpr float BLANKING = 0.08F;     // heights of black between two pictures that roll
 constexpr float BULGE = 0.14F;        // of glass at full curvature
 
 enum Choice : std::uint32_t {
@@ -218,12 +219,25 @@ struct TVWall::Screens {
         float *x = store.lane(8), *y = store.lane(9), *areas = store.lane(10);
         for (int i = 0; i < count; ++i) {
             const int at = first + i;
-            const float v = row.v[at] + view.roll;
+            const float v = rolled(row.v[at], view.roll);
             x[i] = (view.left + view.width * row.u[at]) * width - 0.5F;
-            y[i] = (view.bottom + view.height * (v >= 1.0F ? v - 1.0F : v)) * height - 0.5F;
+            y[i] = (view.bottom + view.height * std::min(v, 1.0F)) * height - 0.5F;
             areas[i] = row.du[at] * view.width * width * (row.dv[at] * view.height * height);
         }
         view.picture->sample_points(x, y, areas, count, store.samples() + 4 * first);
+        if (view.roll > 0.0F) blank(row, first, count, view.roll, store.samples());
+    }
+    // Up from the lower end of a picture, black following it, that has slipped down by a part of both.
+    static float rolled(float v, float roll) {
+        const float slipped = v + roll * (1.0F + BLANKING);
+        return slipped >= 1.0F + BLANKING ? slipped - (1.0F + BLANKING) : slipped;
+    }
+    static void blank(const WallRow& row, int first, int count, float roll, float* samples) {
+        for (int at = first; at < first + count; ++at) {
+            const float v = rolled(row.v[at], roll), pixels = 1.0F / std::max(row.dv[at], 1e-6F);
+            const float shown = std::clamp(std::min(1.0F - v, v) * pixels + 0.5F, 0.0F, 1.0F);
+            for (int c = 0; c < 3; ++c) samples[4 * at + c] *= shown;
+        }
     }
 };
 

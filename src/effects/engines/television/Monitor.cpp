@@ -47,7 +47,7 @@ bool show_on_monitor(const K7Image& picture, const MonitorLook& look, K7Image& d
                        .curvature = look.curvature,
                        .vignette = look.vignette,
                        .rolled = rolled,
-                       .span = rolled > 0.0F ? 1.0F + BLANKING : 1.0F,
+                       .span = 1.0F + BLANKING,
                        .tint = {look.tint[0], look.tint[1], look.tint[2]}};
     if (picture.height > 1)
         glass.pitch = static_cast<int>(image_row<float>(&picture, 1) - image_row<float>(&picture, 0));

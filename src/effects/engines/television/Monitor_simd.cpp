@@ -30,13 +30,14 @@ static void show(const MonitorGlass& glass, int y, float* out) {
             limited((1.0F - (qx < 0.0F ? -qx : qx)) * (0.5F * float(glass.width)) + 0.5F, 0.0F, 1.0F);
         const Floats inside_y =
             limited((1.0F - (qy < 0.0F ? -qy : qy)) * (0.5F * float(glass.height)) + 0.5F, 0.0F, 1.0F);
-        Floats v = qy * 0.5F + 0.5F;
-        v = limited(v, 0.0F, 1.0F) - glass.rolled;
-        v = (v < 0.0F ? v + 1.0F : v) * glass.span - (glass.span - 1.0F);
-        const Floats shown = v < 0.0F ? Floats{} : Floats{} + 1.0F;  // black between pictures that roll
+        const Floats place_up = limited(qy * 0.5F + 0.5F, 0.0F, 1.0F);
+        // The lines are the tube's and stay; the picture slips over them, with black between one and the next.
+        Floats v = place_up - glass.rolled * glass.span;
+        v = v < 0.0F ? v + glass.span : v;
+        const Floats shown = limited((1.0F - v) * float(glass.height) + 1.0F, 0.0F, 1.0F);
         v = limited(v, 0.0F, 1.0F);
         const Floats far = limited((qx * qx + qy * qy) * 0.5F, 0.0F, 1.0F);
-        const Floats entry = v * float(glass.lines * glass.entries_a_line);
+        const Floats entry = place_up * float(glass.lines * glass.entries_a_line);
         const Floats bright = gather(glass.brightness, to_ints(entry));
         store(light, bright * inside_x * inside_y * shown * (1.0F - glass.vignette * far * far));
         const Floats cx = limited((qx * 0.5F + 0.5F) * float(glass.columns) - 0.5F, 0.0F, float(glass.columns - 1));

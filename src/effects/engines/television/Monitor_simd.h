@@ -12,7 +12,7 @@ struct MonitorGlass {
     int width, height;  // of the destination
     float curvature, vignette;
     float rolled;  // how far up the picture has moved, in spans
-    float span;    // height of the picture with the black below it, in heights
+    float span;    // height of the picture with the black between it and the next, in heights
     float tint[3];
 };
 

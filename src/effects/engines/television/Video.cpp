@@ -11,7 +11,10 @@ namespace {
 constexpr float RED = 0.299F, GREEN = 0.587F, BLUE = 0.114F;  // ITU-R BT.601
 constexpr float U_SCALE = 0.492F, V_SCALE = 0.877F;
 
-enum Fault : std::uint32_t { JITTER = 11, WANDER, BEND, HEADS, BAND, BAND_NOISE, DASHES, HISS, SNOW, ASTRAY };
+enum Fault : std::uint32_t { JITTER = 11, WANDER, BEND, HEADS, BAND, BAND_NOISE, DASHES, HISS, SNOW, ASTRAY, FLUTTER };
+
+constexpr float FLUTTER_STEP = 0.23F;  // waves that pass in a frame
+constexpr float BEND_FRAMES = 4.0F;    // in which the bend at the top goes from one width to another
 
 std::size_t whole(int n) { return static_cast<std::size_t>(n); }
 
@@ -63,17 +66,22 @@ class Tape {
   public:
     Tape(const TapeFaults& faults, const VideoMoment& moment, int columns, int lines)
         : m_faults(faults), m_moment(moment), m_columns(columns), m_lines(lines) {
-        const auto period = static_cast<float>(moment.seconds / 4.0 - std::floor(moment.seconds / 4.0));
+        const double periods = moment.seconds / 4.0 + 0.3;
+        const auto period = static_cast<float>(periods - std::floor(periods));
         m_band = (1.3F * period - 0.15F) * static_cast<float>(lines);
     }
 
     // Columns that a line is late.
     float delay_of(int line) const {
         const float from_top = static_cast<float>(m_lines - 1 - line), height = static_cast<float>(m_lines);
-        float delay = m_faults.jitter * (0.75F * wander(stream(WANDER), static_cast<float>(line) / 7.0F) +
-                                         0.25F * signed_of(place_hash(stream(JITTER), std::uint32_t(line))));
+        // The drum's speed flutters: waves that travel through the picture. The rest is another one in each frame.
+        const float waves =
+            static_cast<float>(line) / 9.0F + FLUTTER_STEP * static_cast<float>(m_moment.frame % 100000);
+        float delay = m_faults.jitter * (0.5F * wander(lasting_stream(FLUTTER), waves) +
+                                         0.3F * wander(stream(WANDER), static_cast<float>(line) / 7.0F) +
+                                         0.2F * signed_of(place_hash(stream(JITTER), std::uint32_t(line))));
         const float top = std::max(1.0F - from_top / (0.09F * height), 0.0F);
-        delay += m_faults.skew * top * top * (0.85F + 0.15F * signed_of(stream(BEND)));
+        delay += m_faults.skew * top * top * (0.85F + 0.15F * wander(lasting_stream(BEND), bend_place()));
         if (static_cast<float>(line) < m_faults.head_switch) {
             const float depth = 1.0F - static_cast<float>(line) / m_faults.head_switch;
             delay += 0.06F * static_cast<float>(m_columns) * (0.4F + depth) +
@@ -125,6 +133,8 @@ class Tape {
 
   private:
     std::uint32_t stream(Fault kind) const { return video_stream(m_moment, kind); }
+    std::uint32_t lasting_stream(Fault kind) const { return place_hash(m_moment.seed, kind); }
+    float bend_place() const { return static_cast<float>(m_moment.frame % 100000) / BEND_FRAMES; }
     // 1 in the middle of the band where tracking is off, 0 outside.
     float in_band(int line) const {
         if (!(m_faults.tracking > 0)) return 0.0F;
