@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "k7pi_baselib/rows.h"
+
 namespace {
 
 using simd::Pixel;
@@ -48,9 +50,10 @@ float ShiftMap::own_cost(int x, int y, const Shift& s) const {
     if (!valid(x, y, s)) return IMPOSSIBLE;
     if (s.x == 0 && s.y == 0) return 0.0F;
     float cost = 0.0F;
-    for (int v = -WINDOW; v <= WINDOW; ++v)
-        for (int u = -WINDOW; u <= WINDOW; ++u)
-            if (m_level->known(x + u, y + v) && !m_level->open(x + u, y + v)) cost += difference(x + u, y + v, s, {});
+    if (m_at_border[m_level->at(x, y)] != 0)
+        for (int v = -WINDOW; v <= WINDOW; ++v)
+            for (int u = -WINDOW; u <= WINDOW; ++u)
+                if (explains(x + u, y + v)) cost += difference(x + u, y + v, s, {});
     const auto sx = static_cast<float>(s.x), sy = static_cast<float>(s.y);
     const float length = std::sqrt(sx * sx + sy * sy);
     const float turned = length > 0.0F ? (sx * m_taste.x + sy * m_taste.y) / length : 0.0F;
@@ -63,6 +66,22 @@ void ShiftMap::gather_open() {
         for (int x = 0; x < m_level->width; ++x)
             if (m_level->open(x, y)) m_open.push_back({x, y});
     m_node_at.assign(labels.size(), -1);
+    m_at_border.assign(labels.size(), 0);
+    for_rows_float(static_cast<int>(m_open.size()), [&](int first, int last) {
+        for (int n = first; n <= last; ++n) {
+            const auto [x, y] = m_open[std::size_t(n)];
+            bool any = false;
+            for (int v = -WINDOW; v <= WINDOW && !any; ++v)
+                for (int u = -WINDOW; u <= WINDOW && !any; ++u) any = explains(x + u, y + v);
+            m_at_border[m_level->at(x, y)] = any;
+        }
+    });
+}
+
+void ShiftMap::gather_pieces() {
+    m_pieces.resize(shifts.size());
+    for (auto& piece : m_pieces) piece.clear();
+    for (const auto& [x, y] : m_open) m_pieces[std::size_t(label(x, y))].push_back({x, y});
 }
 
 void ShiftMap::begin() {
@@ -117,9 +136,7 @@ float ShiftMap::piece_cost(Label piece, const Shift& s) const {
 }
 
 void ShiftMap::settle() {
-    m_pieces.resize(shifts.size());
-    for (auto& piece : m_pieces) piece.clear();
-    for (const auto& [x, y] : m_open) m_pieces[std::size_t(label(x, y))].push_back({x, y});
+    gather_pieces();
     for (std::size_t k = 1; k < shifts.size(); ++k) {
         if (m_pieces[k].empty()) continue;
         const auto piece = static_cast<Label>(k);
@@ -147,9 +164,14 @@ void ShiftMap::gather_candidates(Label alpha, Label home, int band) {
         m_node_at[m_level->at(x, y)] = static_cast<int>(m_nodes.size());
         m_nodes.push_back({x, y});
     };
-    for (const auto& [x, y] : m_open) {
-        if (band == 0 || label(x, y) == home) add(x, y);
-        if (band == 0 || label(x, y) != home || !at_seam(x, y)) continue;
+    if (band == 0) {
+        for (const auto& [x, y] : m_open) add(x, y);
+        return;
+    }
+    for (const auto& [x, y] : m_pieces[std::size_t(home)]) {
+        if (label(x, y) != home) continue;  // has left the piece since
+        add(x, y);
+        if (!at_seam(x, y)) continue;
         for (int v = std::max(y - band, 0); v <= std::min(y + band, m_level->height - 1); ++v)
             for (int u = std::max(x - band, 0); u <= std::min(x + band, m_level->width - 1); ++u)
                 if (m_level->open(u, v)) add(u, v);
@@ -175,6 +197,11 @@ bool ShiftMap::expand_one(Label alpha) {
         }
     m_flow.begin(count, m_neighbours);
     const Shift taken = shifts[std::size_t(alpha)];
+    m_apart.resize(m_nodes.size());
+    for (int n = 0; n < count; ++n) {
+        const auto [x, y] = m_nodes[std::size_t(n)];
+        m_apart[std::size_t(n)] = difference(x, y, shifts[std::size_t(label(x, y))], taken);
+    }
     for (int n = 0; n < count; ++n) {
         const auto [x, y] = m_nodes[std::size_t(n)];
         const Shift own = shifts[std::size_t(label(x, y))];
@@ -190,6 +217,12 @@ bool ShiftMap::expand_one(Label alpha) {
             if (m < 0) {
                 on_source += units(seam(x, y, u, v, taken, other));
                 on_sink += units(seam(x, y, u, v, own, other));
+            } else if ((d & 1) == 0 && own == other && alpha != 0 && (own.x != 0 || own.y != 0)) {
+                // Inside a piece, where most links are: both sides are compared already.
+                const int apart = units(SEAM + m_apart[std::size_t(n)] + m_apart[std::size_t(m)]);
+                m_flow.add_costs(m, apart, 0);
+                on_sink += apart;
+                m_flow.add_link(n, d, 2 * apart, 0);
             } else if ((d & 1) == 0) {
                 const int both = units(seam(x, y, u, v, own, other)), theirs = units(seam(x, y, u, v, own, taken)),
                           ours = units(seam(x, y, u, v, taken, other));
@@ -204,23 +237,26 @@ bool ShiftMap::expand_one(Label alpha) {
     }
     m_flow.solve();
     bool any = false;
-    for (int n = 0; n < count; ++n)
-        if (m_flow.on_source_side(n)) label(m_nodes[std::size_t(n)].x, m_nodes[std::size_t(n)].y) = alpha, any = true;
+    for (int n = 0; n < count; ++n) {
+        if (!m_flow.on_source_side(n)) continue;
+        const Place& taker = m_nodes[std::size_t(n)];
+        label(taker.x, taker.y) = alpha, any = true;
+        m_pieces[std::size_t(alpha)].push_back(taker);
+    }
     return any;
 }
 
 void ShiftMap::expand(int sweeps, int band, const StopRequested& stop) {
     m_nodes.clear();
     std::fill(m_node_at.begin(), m_node_at.end(), -1);
-    bool moved = true;
-    for (int sweep = 0; sweep < sweeps && moved; ++sweep) {
-        moved = false;
-        for (std::size_t k = 0; k < shifts.size() && !wants_end(stop); ++k) {
+    gather_pieces();
+    std::size_t idle = 0;  // moves in a row that changed nothing
+    for (int sweep = 0; sweep < sweeps; ++sweep)
+        for (std::size_t k = 0; k < shifts.size() && idle < shifts.size() && !wants_end(stop); ++k) {
             const auto alpha = static_cast<Label>(k);
             gather_candidates(alpha, k < m_homes.size() ? m_homes[k] : alpha, band);
-            moved = expand_one(alpha) || moved;
+            idle = expand_one(alpha) ? 0 : idle + 1;
         }
-    }
     m_homes.clear();
 }
 

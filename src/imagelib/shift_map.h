@@ -69,9 +69,11 @@ class ShiftMap {
     bool valid(int x, int y, const Shift& s) const;
     float difference(int x, int y, const Shift& a, const Shift& b) const;
     float seam(int x, int y, int nx, int ny, const Shift& a, const Shift& b) const;
+    bool explains(int x, int y) const { return m_level->known(x, y) && !m_level->open(x, y); }
     float own_cost(int x, int y, const Shift& s) const;
     float piece_cost(Label piece, const Shift& s) const;
     void gather_open();
+    void gather_pieces();
     void gather_candidates(Label alpha, Label home, int band);
     bool at_seam(int x, int y) const;
     bool expand_one(Label alpha);
@@ -82,6 +84,9 @@ class ShiftMap {
     std::vector<Place> m_nodes;  // that may change in an expansion
     std::vector<Label> m_homes;  // of shifts that are tried around a piece: that piece
     std::vector<int> m_node_at, m_neighbours;
+    std::vector<float> m_apart;  // of nodes: what they have from what they may take
+    // Of each label, also cells that have left it during an expansion.
     std::vector<std::vector<Place>> m_pieces;
+    std::vector<std::uint8_t> m_at_border;  // of open cells: whether there is anything known to explain
     GridFlow m_flow;
 };
