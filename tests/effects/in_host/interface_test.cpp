@@ -146,6 +146,16 @@ TEST(Handles, AreDraggedOverThePicture) {
         {"Q_Aurora", {100, 36}, {150, 60}, "Point3", {0.75, 0.6}},
         {"Q_Aurora", {170, 50}, {160, 50}, "Radius2", {0.2}},
         {"Q_RomanTile", {40, 95}, {150, 20}, "Light", {0.75, 0.2}},
+        {"Q_PatchTex", {100, 50}, {40, 80}, "Centre", {0.2, 0.8}},
+        {"Q_PatchTex", {140, 50}, {130, 50}, "Width", {0.3}},
+        {"Q_PatchTex", {100, 70}, {100, 80}, "Height", {0.6}},
+        {"Q_PatchTex", {140, 50}, {130, 50}, "Width", {}, "Source"},  // patches of the surroundings
+        {"Q_PatchTex", {122, 50}, {130, 50}, "RadiusX", {0.3}, "Area"},
+        {"Q_PatchTex", {122, 50}, {130, 50}, "RadiusX", {}},  // a mask says where
+        {"Q_TVWall", {0, 100}, {40, 90}, "TL", {0.2, 0.9}},
+        {"Q_CCTV", {10, 93}, {40, 20}, "CaptionPos", {0.2, 0.2}},
+        {"Q_CCTV", {160, 50}, {150, 50}, "LampRadius", {0.5}, "Infrared"},
+        {"Q_CCTV", {160, 50}, {150, 50}, "LampRadius", {}},
         {"Q_Flare", {97, 50}, {150, 90}, "Center", {0.75, 0.9}},
         {"Q_FlareSpot", {180, 90}, {100, 20}, "Source", {0.5, 0.2}},
         {"Q_Particles", {100, 35}, {40, 80}, "EmitStart", {0.2, 0.8}},
