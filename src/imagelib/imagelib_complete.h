@@ -26,7 +26,7 @@ struct CompletionTask {
     std::uint32_t seed = 1;  // the direction that pieces rather come from
 };
 
-// Cost: about 0.3 s of processor time for a hole of 300 x 300 pixels, half of it on one thread; beyond, in proportion
-// to the hole's area. False for other layouts, where there is nothing to take for a part of the hole, when an end was
-// asked for, and without memory; the picture is as it was then.
+// Cost: about a quarter of a second of processor time for a hole of 300 x 300 pixels, half of it on one thread; beyond,
+// in proportion to the hole's area. False for other layouts, where there is nothing to take for a part of the hole,
+// when an end was asked for, and without memory; the picture is as it was then.
 bool image_complete(const CompletionTask& task, const StopRequested& stop = {});

@@ -57,6 +57,15 @@ TEST(CCTV, StandsStillUnlessAnimated) {
     EXPECT_TRUE(same_pixels(first.get(), &shot.render(33)));
 }
 
+// By a twenty-seventh of its height and of the black between two pictures, which are 135 lines together.
+TEST(CCTV, ARollingPictureKeepsItsSize) {
+    Shot shot(gradient(200, 125));
+    switch_off(shot.effect);
+    shot.effect.Lines.value = 125, shot.effect.Roll.value = 100, shot.effect.ClockRate.value = 27;
+    const K7Image& rolled = shot.render(1);
+    for (int y = 0; y < 125; ++y) ASSERT_NEAR(at(rolled, 90, y), y < 5 ? 0.0F : at(*shot.source, 90, y - 5), 2e-3) << y;
+}
+
 TEST(CCTV, GrainOfThePlateStaysGrain) {
     Shot clean(gradient(320, 180)), grainy(gradient(320, 180));
     const ImagePtr grain = noise(320, 180, 9, -0.01F, 0.01F);
