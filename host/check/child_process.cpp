@@ -127,7 +127,7 @@ void setLimits(const Limits& limits) {
     limit(RLIMIT_CORE, 0);
     limit(RLIMIT_CPU, static_cast<rlim_t>(limits.seconds * 4.0) + 1);
 #ifndef QUILLON_SANITIZED
-    limit(RLIMIT_AS, limits.memory);
+    if (limits.memory != Limits::anyMemory) limit(RLIMIT_AS, limits.memory);
 #endif
 }
 

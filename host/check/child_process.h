@@ -13,7 +13,8 @@
 namespace bundlecheck {
 
 struct Limits {
-    double seconds = 20.0;            // of time on the wall, then it is killed; of processor time four times as much
+    double seconds = 20.0;  // of time on the wall, then it is killed; of processor time four times as much
+    static constexpr std::size_t anyMemory = 0;
     std::size_t memory = 4ull << 30;  // bytes of address space; not under a sanitizer, which reserves terabytes
     std::string scratch;              // a folder that becomes the child's home and folder for temporary files
 };

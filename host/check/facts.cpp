@@ -49,6 +49,7 @@ EffectFacts factsOf(ofxhost::Plugin* plugin, const fs::path& path, const std::st
     if (!described) return facts;
     facts.contexts = inOrderOfUse(described->supportedContexts());
     facts.overlay = described->hasOverlay();
+    facts.onDevice = plugin->host().config().device && described->takesDevicePictures();
     const json declared = declarationOf(path, name);
     const std::string history = declared.value("history", "none");
     facts.history = described->properties().getInt(prop::InstanceSequentialRender) == 1 || history == "frames";
@@ -79,8 +80,11 @@ bool declaresAnyIndex(const fs::path& bundle) {
 }
 
 void exploreEffects(const fs::path& path, const std::vector<std::string>& names,
+                    const std::shared_ptr<ofxhost::RenderDevice>& device,
                     const std::function<void(const EffectFacts&)>& tell) {
-    ofxhost::Host host;
+    ofxhost::HostConfig config;
+    config.device = device;
+    ofxhost::Host host(config);
     const ofxhost::Bundle bundle(host, path);
     for (const std::string& name : names) tell(factsOf(bundle.find(name), path, name));
 }
@@ -97,6 +101,7 @@ std::string toJson(const EffectFacts& f) {
                 {"optionalInputs", f.optionalInputs},
                 {"presetChoices", f.presetChoices},
                 {"overlay", f.overlay},
+                {"onDevice", f.onDevice},
                 {"history", f.history},
                 {"curveHistory", f.curveHistory},
                 {"inputHistory", f.inputHistory}}
@@ -117,6 +122,7 @@ EffectFacts factsFromJson(const std::string& text) {
     f.optionalInputs = all.at("optionalInputs");
     f.presetChoices = all.at("presetChoices");
     f.overlay = all.at("overlay");
+    f.onDevice = all.at("onDevice");
     f.history = all.at("history");
     f.curveHistory = all.at("curveHistory");
     f.inputHistory = all.at("inputHistory");

@@ -3,8 +3,13 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
+
+namespace ofxhost {
+class RenderDevice;
+}
 
 namespace bundlecheck {
 
@@ -16,6 +21,7 @@ struct EffectFacts {
     std::vector<std::string> inputs, optionalInputs;
     std::vector<std::string> presetChoices;  // choices that the bundle declares as its presets
     bool overlay = false;
+    bool onDevice = false;  // takes pictures on a device, and there is one
     // A frame may depend on the frames rendered before: the effect asks for sequential renders, or the bundle's
     // declaration says so.
     bool history = false;
@@ -27,8 +33,9 @@ struct EffectFacts {
 
 // Names of the effects in the order of the bundle. To be called in a process that may die of it.
 std::vector<std::string> effectNames(const std::filesystem::path& bundle);
-// Tells what it finds of each effect, in their order.
+// Tells what it finds of each effect, in their order. `device`: where the host has one.
 void exploreEffects(const std::filesystem::path& bundle, const std::vector<std::string>& names,
+                    const std::shared_ptr<ofxhost::RenderDevice>& device,
                     const std::function<void(const EffectFacts&)>& tell);
 
 // The bundle says of itself ("anyIndex" in Contents/Resources/effects.json) that it may be asked for plug-ins outside

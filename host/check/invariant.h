@@ -16,6 +16,7 @@ struct Invariant {
     void (*run)(Trial&);
     bool seeded = false;    // another seed is another case
     bool ofBundle = false;  // its one effect is the bundle as a whole
+    bool onDevice = false;  // for effects that take pictures on a device, where there is one
 };
 
 inline int once(const EffectFacts&) { return 1; }
@@ -29,6 +30,10 @@ std::span<const Invariant> faultInvariants();
 std::span<const Invariant> threadInvariants();
 std::span<const Invariant> frameInvariants();
 std::span<const Invariant> interactInvariants();
+std::span<const Invariant> deviceInvariants();
+
+// Two instances rendered by two threads of the host at once give what each gives alone. Null: in main memory.
+void twoAtOnce(Trial& trial, const std::shared_ptr<ofxhost::RenderDevice>& device);
 
 // All of them, in the order of the table that is printed.
 std::span<const Invariant> invariants();

@@ -9,7 +9,7 @@ std::span<const Invariant> invariants() {
         std::vector<Invariant> list;
         for (const auto part :
              {bundleInvariants(), describeInvariants(), changeInvariants(), valueInvariants(), pictureInvariants(),
-              faultInvariants(), threadInvariants(), frameInvariants(), interactInvariants()})
+              faultInvariants(), threadInvariants(), frameInvariants(), interactInvariants(), deviceInvariants()})
             list.insert(list.end(), part.begin(), part.end());
         return list;
     }();

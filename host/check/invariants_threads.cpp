@@ -83,11 +83,13 @@ void otherThanAsked(Trial& trial) {
 
 int four(const EffectFacts&) { return 4; }
 
-// Two instances rendered by two threads of the host at once give what each gives alone.
-void twoAtOnce(Trial& trial) {
+}  // namespace
+
+void twoAtOnce(Trial& trial, const std::shared_ptr<ofxhost::RenderDevice>& device) {
     constexpr int frames = 6;
     StageSettings settings = threaded();
     settings.host.threads = 3;
+    settings.host.device = device;
     Stage stage(trial, settings);
     if (!stage.ready()) return;
     const std::uint64_t seeds[] = {valuesSeed(trial), valuesSeed(trial)};
@@ -126,12 +128,16 @@ void twoAtOnce(Trial& trial) {
     }
 }
 
+namespace {
+
+void twoInMainMemory(Trial& trial) { twoAtOnce(trial, nullptr); }
+
 constexpr Invariant table[] = {
     {"threads", Safety, "1, 2, 3, 7 and 16 threads give the same bits", defaultsAndSix, anyThreadCount, true},
     {"fewer-threads", Safety, "so does a host that starts fewer or more threads than asked, or none", unevenCases,
      otherThanAsked},
     {"at-once", Safety, "two instances rendered by two threads of the host at once give what each gives alone", four,
-     twoAtOnce, true},
+     twoInMainMemory, true},
 };
 
 }  // namespace

@@ -81,9 +81,22 @@ Answer askInChild(const TrialSetup& setup, const Task& question, const Limits& l
     return answer;
 }
 
-Answer askForFacts(const RunOptions& options, const std::vector<std::string>& names) {
-    return askInChild(options.setup, {.kind = Task::Kind::Facts, .effects = names, .id = {}, .facts = {}},
+Answer askForFacts(const RunOptions& options, const std::vector<std::string>& names, bool device) {
+    return askInChild(options.setup,
+                      {.kind = Task::Kind::Facts, .effects = names, .device = device, .id = {}, .facts = {}},
                       options.limits);
+}
+
+// Drivers reserve more address space than there is memory.
+Limits withDevice(Limits limits) {
+    limits.memory = Limits::anyMemory;
+    return limits;
+}
+
+bool askForDevice(const RunOptions& options) {
+    if (!options.setup.device.open) return false;
+    const Task question{.kind = Task::Kind::Device, .effects = {}, .id = {}, .facts = {}};
+    return !askInChild(options.setup, question, withDevice(options.limits)).texts.empty();
 }
 
 }  // namespace
@@ -129,15 +142,16 @@ Exploration explore(const RunOptions& options) {
         report(wholeBundle, "entries", error.what());
     }
     if (names.empty()) return found;
+    found.device = askForDevice(options);
     // One process for all, since starting it is most of the work; those it has left when it dies get one each, so that
     // the guilty one is known.
-    const std::vector<std::string> together = askForFacts(options, names).texts;
+    const std::vector<std::string> together = askForFacts(options, names, found.device).texts;
     for (std::size_t i = 0; i < names.size(); ++i) {
         if (i < together.size()) {
             found.effects.push_back(factsFromJson(together[i]));
             continue;
         }
-        const Answer alone = askForFacts(options, {names[i]});
+        const Answer alone = askForFacts(options, {names[i]}, found.device);
         if (alone.error.empty() && !alone.texts.empty())
             found.effects.push_back(factsFromJson(alone.texts.front()));
         else
@@ -157,6 +171,7 @@ class Runner {
             for (const Invariant& invariant : invariants()) m_result.invariants.push_back(&invariant);
         for (const EffectFacts& facts : m_explored.effects) m_result.effects.push_back(facts.name);
         for (const Finding& finding : m_explored.findings) add(finding);
+        m_result.device = m_explored.device;
     }
 
     RunResult run() {
@@ -189,7 +204,8 @@ class Runner {
                         .facts = *what.facts,
                         .timeout = m_options.limits.seconds};
         const auto work = workFor(m_options.setup, task);
-        m_running.push_back({what, std::make_unique<ChildProcess>(work, m_options.limits)});
+        const Limits limits = what.invariant->onDevice ? withDevice(m_options.limits) : m_options.limits;
+        m_running.push_back({what, std::make_unique<ChildProcess>(work, limits)});
     }
 
     void collect() {

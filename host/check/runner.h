@@ -47,6 +47,7 @@ struct RunResult {
     std::map<std::string, std::string> notes;  // each once: text, and the effect that it was first told of
     double seconds = 0.0;
     bool complete = false;  // every case ran at least once
+    bool device = false;    // there is one for renders
 
     Tally total() const;
     Tally ofEffect(const std::string& effect) const;
@@ -64,6 +65,7 @@ struct RunEvents {
 struct Exploration {
     std::vector<EffectFacts> effects;  // the bundle as a whole among them, first
     std::vector<Finding> findings;
+    bool device = false;  // there is one for renders; only a process of its own can tell
 };
 
 // Throws std::runtime_error when the bundle can't even tell its effects.

@@ -147,6 +147,7 @@ Rendering Actor::render(double time, float background) {
     ofxhost::RenderRequest request;
     request.time = time;
     request.renderScale = m_instance->project().renderScale;
+    request.onDevice = m_onDevice;
     const auto stopAt = trial.beginRender("frame " + ofxhost::toText(ofxhost::PropertyValue(time)));
     request.stopAt = stopAt;
     rendering.status = m_instance->render(request, rendering.image);

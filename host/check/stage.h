@@ -59,6 +59,7 @@ class Actor {
     // project's at its render scale.
     void connect(const ofxhost::ImageLayout& layout, Content content = Content::Natural, bool optionalOnes = true);
     void connectAlone(ofxhost::Clip& clip, const ofxhost::ImageLayout& layout, Content content);
+    void keepOffDevice() { m_onDevice = false; }  // renders in main memory, whatever host and effect can
     void setOutputLayout(const ofxhost::ImageLayout& layout) { m_output = layout; }
     // With the project's bounds and scale, and a depth that the effect works at.
     ofxhost::ImageLayout completed(ofxhost::ImageLayout layout) const;
@@ -70,7 +71,7 @@ class Actor {
   private:
     Stage& m_stage;
     std::unique_ptr<ofxhost::EffectInstance> m_instance;
-    bool m_created = false, m_ordinary = true;
+    bool m_created = false, m_ordinary = true, m_onDevice = true;
     std::optional<ofxhost::ImageLayout> m_output;
     ofxhost::ImageLayout m_input;
 };

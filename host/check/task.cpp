@@ -16,7 +16,7 @@ std::string toJson(const TrialSetup& setup, const Task& task) {
         {"bundle", setup.bundle.string()}, {"strictness", setup.strictness}, {"kind", static_cast<int>(task.kind)},
         {"effects", task.effects},         {"effect", task.id.effect},       {"invariant", task.id.invariant},
         {"index", task.id.index},          {"seed", task.id.seed},           {"facts", bundlecheck::toJson(task.facts)},
-        {"timeout", task.timeout}}
+        {"timeout", task.timeout},         {"device", task.device}}
         .dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
@@ -29,6 +29,7 @@ void fromJson(const std::string& text, TrialSetup& setup, Task& task) {
     task.id = {all.at("effect"), all.at("invariant"), all.at("index"), all.at("seed")};
     task.facts = factsFromJson(all.at("facts"));
     task.timeout = all.at("timeout");
+    task.device = all.at("device");
 }
 
 void runTheCase(const TrialSetup& setup, const Task& task, const Sender& sender) {
@@ -48,10 +49,14 @@ void perform(const TrialSetup& setup, const Task& task, const Sender& sender) {
     switch (task.kind) {
         case Task::Kind::Names:
             return sender.send(MessageKind::Text, bundlecheck::toJson(effectNames(setup.bundle)));
+        case Task::Kind::Device:
+            if (const auto device = setup.device.open ? setup.device.open() : nullptr; device && device->queue())
+                sender.send(MessageKind::Text, "a device");
+            return;
         case Task::Kind::Facts:
-            return exploreEffects(setup.bundle, task.effects, [&](const EffectFacts& facts) {
-                sender.send(MessageKind::Text, bundlecheck::toJson(facts));
-            });
+            return exploreEffects(
+                setup.bundle, task.effects, task.device ? setup.device.open() : nullptr,
+                [&](const EffectFacts& facts) { sender.send(MessageKind::Text, bundlecheck::toJson(facts)); });
         case Task::Kind::Case:
             return runTheCase(setup, task, sender);
     }
@@ -64,13 +69,11 @@ ChildProcess::Work workFor(const TrialSetup& setup, const Task& task) {
     return [setup, task](const Sender& sender) { perform(setup, task, sender); };
 }
 
-void answerTask(const std::string& text, const WithCanvas& withCanvas, int pipe) {
+void answerTask(const std::string& text, TrialSetup setup, int pipe) {
     workAsChild(
         [&](const Sender& sender) {
-            TrialSetup setup;
             Task task;
             fromJson(text, setup, task);
-            setup.withCanvas = withCanvas;
             perform(setup, task, sender);
         },
         pipe);

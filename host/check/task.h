@@ -11,12 +11,14 @@ namespace bundlecheck {
 
 struct Task {
     enum class Kind : int {
-        Names,  // of all effects
-        Facts,  // of some effects, a text each
+        Names,   // of all effects
+        Device,  // whether there is one: a text if so
+        Facts,   // of some effects, a text each
         Case,
     };
     Kind kind = Kind::Names;
     std::vector<std::string> effects;  // for Facts
+    bool device = false;               // for Facts: there is one
     CaseId id;                         // of a case
     EffectFacts facts;                 // of its effect
     double timeout = 20.0;
@@ -26,6 +28,7 @@ struct Task {
 ChildProcess::Work workFor(const TrialSetup& setup, const Task& task);
 
 // What such a program does, with the text that it finds on its standard input.
-[[noreturn]] void answerTask(const std::string& text, const WithCanvas& withCanvas, int pipe);
+// It brings what a setup can't tell in a text.
+[[noreturn]] void answerTask(const std::string& text, TrialSetup setup, int pipe);
 
 }  // namespace bundlecheck

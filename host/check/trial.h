@@ -6,6 +6,7 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "host/check/facts.h"
@@ -28,6 +29,13 @@ enum Level : int {
 // the program has none.
 using WithCanvas = std::function<void(int width, int height, const std::function<void()>& draw)>;
 
+// A device for renders on it, of the calling process, and what makes the plug-in's own calls to it fail: all from that
+// call on, counted from 1; to be said before the library is loaded. Where `fail` is empty they can't be made to.
+struct DeviceAccess {
+    std::function<std::shared_ptr<ofxhost::RenderDevice>()> open;  // empty: the program knows no devices
+    std::function<void(int call)> fail;
+};
+
 // Slow is not hung: a render that takes long is told to stop, and only one that then goes on is a finding. Seconds, of
 // the time after which the case would be killed.
 struct Patience {
@@ -48,6 +56,7 @@ struct TrialSetup {
     std::filesystem::path bundle;
     int strictness = Quality;
     WithCanvas withCanvas;
+    DeviceAccess device;
     // Where set, cases run in this program, started anew for each, which answers tasks; else in forked processes.
     std::filesystem::path program;
 };

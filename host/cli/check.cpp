@@ -17,6 +17,7 @@
 #include "host/cli/atomic_file.h"
 #include "host/cli/command.h"
 #include "host/cli/console.h"
+#include "host/cli/cuda_device.h"
 #include "host/cli/failure.h"
 #include "host/cli/interrupt.h"
 #include "host/cli/offscreen_gl.h"
@@ -141,6 +142,7 @@ void reproduce(const CheckOptions& options, const RunOptions& base) {
                                     [&](const EffectFacts& candidate) { return candidate.name == id->effect; });
     for (const Finding& finding : explored.findings) std::cout << "finding: " << finding.text << std::endl;
     if (facts == explored.effects.end()) throw RunError("the effect can't be described");
+    if (invariant->onDevice && !explored.device) throw RunError("there is no CUDA device for this case");
     if (id->index >= invariant->count(*facts)) throw UsageError("this case does not exist for " + id->effect);
     int findings = 0;
     Trial trial(one.setup, *facts, *id,
@@ -208,6 +210,14 @@ class LiveSummary {
     std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now(), m_last = m_start;
 };
 
+// The invariants that were to be run and need a device that there is not.
+std::string withoutDevice(const RunResult& result) {
+    std::string names;
+    for (const Invariant* invariant : result.invariants)
+        if (invariant->onDevice && !result.device) names += (names.empty() ? "" : ", ") + std::string(invariant->name);
+    return names;
+}
+
 void checkAll(const CheckOptions& options, RunOptions run) {
     run.effects = chosenEffects(options.effects, run);
     run.invariants = chosenInvariants(options.invariants);
@@ -220,6 +230,8 @@ void checkAll(const CheckOptions& options, RunOptions run) {
     live.clear();
     const Tally total = result.total();
     std::cout << '\n' << countsText(result) << '\n';
+    if (const std::string left = withoutDevice(result); !left.empty())
+        std::cout << "not run, for there is no CUDA device: " << left << "\n\n";
     const auto write = [](const std::string& file, const std::string& text) {
         if (!file.empty()) writeFileAtomically(file, text.data(), text.size());
     };
@@ -236,7 +248,10 @@ void check(const CheckOptions& options) {
     if (options.list) return listInvariants();
     if (options.answer >= 0) {
         const std::string task{std::istreambuf_iterator<char>(std::cin), {}};
-        answerTask(task, canvasOfThisProgram(), options.answer);
+        TrialSetup setup;
+        setup.withCanvas = canvasOfThisProgram();
+        setup.device.open = cudaDevice;
+        answerTask(task, std::move(setup), options.answer);
     }
     for (const std::string& file : {options.json, options.table})
         if (!file.empty()) requireWritable(file);
@@ -252,6 +267,7 @@ void check(const CheckOptions& options) {
     }
     run.setup.strictness = options.strictness;
     run.setup.withCanvas = canvasOfThisProgram();
+    run.setup.device.open = cudaDevice;
     if (threadSanitizer)
         run.setup.program = fs::read_symlink("/proc/self/exe");
     else

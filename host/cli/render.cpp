@@ -62,6 +62,8 @@ class FrameRenderer {
             throw RunError("the effect refuses to begin the render");
         for (const std::string& line : m_plan.warnings()) m_session.console().warn(line);
         for (const std::string& line : m_plan.summary(m_alpha)) m_session.console().tell(line);
+        if (m_session.host().config().device && !m_instance.descriptor().takesDevicePictures())
+            m_session.console().tell("the effect takes no pictures on a device: they lie in main memory");
         m_session.console().beginFrames(static_cast<int>(m_plan.frames.size()));
         std::string failure;
         try {
@@ -116,9 +118,22 @@ class FrameRenderer {
                 throw ofFrame(frame, error);
             }
             m_rendering += secondsSince(start);
+            tellOfDevice(frame);
             m_writer.put(fileOf(frame, image, start));
         }
         m_writer.finish();
+    }
+
+    void tellOfDevice(int frame) {
+        const ofxhost::DeviceRenders& now = m_instance.deviceRenders();
+        if (now.refused == m_refused) return;
+        m_refused = now.refused;
+        const bool byEffect = now.answer != ofx::status::OK;
+        m_session.console().warn("frame " + std::to_string(frame) + ": " +
+                                 (byEffect
+                                      ? "the effect gave up on the device (status " + std::to_string(now.answer) + ")"
+                                      : std::string("the device failed")) +
+                                 "; rendered in main memory");
     }
 
     void readAhead(std::size_t from) {
@@ -175,6 +190,7 @@ class FrameRenderer {
     std::size_t m_ahead;  // frames in hand on either side of the one being rendered
     std::atomic<int> m_done{0};
     double m_rendering = 0.0;  // seconds
+    int m_refused = 0;         // of the renders on a device
     Clock::time_point m_start = Clock::now();
     FrameWriter m_writer;  // last: its threads use the others
 };
@@ -283,6 +299,10 @@ void addOptions(CLI::App& app, RenderOptions& options) {
     app.add_option("--threads", options.session.threads, "Threads for the effect (default: as many as there are)")
         ->check(CLI::Range(1u, 1024u))
         ->type_name("N");
+    app.add_option("--gpu", options.session.gpu,
+                   "cuda: be a host whose pictures lie on a CUDA device, for effects that take them there")
+        ->check(CLI::IsMember({"cuda"}))
+        ->type_name("WORD");
     app.add_option("--context", options.context, "general, filter or generator")
         ->check(CLI::IsMember({"general", "filter", "generator"}));
     app.add_flag("--time", options.session.timing,

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "host/cli/cuda_device.h"
 #include "host/cli/failure.h"
 #include "host/cli/text.h"
 #include "ofx/ofx_names.h"
@@ -86,6 +87,7 @@ Session::Session(const SessionOptions& options)
     ofxhost::HostConfig config = ofxhost::hostConfig(options.host);
     config.threads = options.threads;
     config.checkSources = options.strict;
+    if (options.gpu == "cuda") config.device = requireCudaDevice();
     m_host = std::make_unique<ofxhost::Host>(config);
     m_host->diagnostics().setSink([console = m_console.get()](const auto& d) { console->diagnostic(d); });
     m_console->log("bundle " + path.string() + ", host " + config.name);

@@ -21,6 +21,7 @@ namespace quillon {
 
 struct SessionOptions {
     std::string bundle, host = "generic", log;
+    std::string gpu;       // "cuda": pictures lie on the device where effects take them there; empty: in main memory
     unsigned threads = 0;  // 0: as many as the machine runs at once
     bool strict = false, quiet = false, timing = false;
 

@@ -19,7 +19,6 @@ constexpr auto ro = Access::ReadOnly;
 
 constexpr PropertyRow flag(const char* name) { return {name, Int, 1, ro, "0", true}; }
 
-constexpr const char* cudaEnabled = "OfxImageEffectPropCudaEnabled";
 constexpr const char* metalEnabled = "OfxImageEffectPropMetalEnabled";
 constexpr const char* openCLEnabled = "OfxImageEffectPropOpenCLEnabled";
 constexpr const char* openGLEnabled = "OfxImageEffectPropOpenGLEnabled";
@@ -55,7 +54,8 @@ constexpr PropertyRow argumentRows[] = {
     {keySymbolProperty, Int, 1, ro},
     {keyStringProperty, String, 1, ro},
     flag(openGLEnabled),
-    flag(cudaEnabled),
+    flag(prop::CudaEnabled),
+    {prop::CudaStream, Pointer, 1, ro},
     flag(metalEnabled),
     flag(openCLEnabled),
 };
@@ -84,15 +84,16 @@ const ActionArguments actionArguments[] = {
      {prop::Name, prop::Time}},
     {action::BeginSequenceRender,
      {prop::FrameRange, prop::FrameStep, prop::IsInteractive, prop::RenderScale, prop::SequentialRenderStatus,
-      prop::InteractiveRenderStatus, openGLEnabled, cudaEnabled, metalEnabled, openCLEnabled},
+      prop::InteractiveRenderStatus, openGLEnabled, prop::CudaEnabled, prop::CudaStream, metalEnabled, openCLEnabled},
      {}},
     {action::EndSequenceRender,
      {prop::FrameRange, prop::FrameStep, prop::IsInteractive, prop::RenderScale, prop::SequentialRenderStatus,
-      prop::InteractiveRenderStatus, openGLEnabled, cudaEnabled, metalEnabled, openCLEnabled},
+      prop::InteractiveRenderStatus, openGLEnabled, prop::CudaEnabled, prop::CudaStream, metalEnabled, openCLEnabled},
      {}},
     {action::Render,
      {prop::Time, prop::FieldToRender, prop::RenderWindow, prop::RenderScale, prop::SequentialRenderStatus,
-      prop::InteractiveRenderStatus, prop::RenderQualityDraft, openGLEnabled, cudaEnabled, metalEnabled, openCLEnabled},
+      prop::InteractiveRenderStatus, prop::RenderQualityDraft, openGLEnabled, prop::CudaEnabled, prop::CudaStream,
+      metalEnabled, openCLEnabled},
      {}},
     {action::InteractDraw,
      {prop::EffectInstance, prop::InteractPixelScale, prop::InteractBackgroundColour, prop::Time, prop::RenderScale},

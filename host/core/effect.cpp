@@ -89,6 +89,11 @@ bool EffectDescriptor::supports(Depth depth) const {
 
 bool EffectDescriptor::hasOverlay() const { return properties().getPointer(prop::PluginOverlayInteractV1) != nullptr; }
 
+bool EffectDescriptor::takesDevicePictures() const {
+    const std::string says = properties().getString(prop::CudaRenderSupported);
+    return says == "true" || says == "needed";
+}
+
 const ClipDescriptor* EffectDescriptor::findClip(std::string_view name) const { return findByName(m_clips, name); }
 const ParamDescriptor* EffectDescriptor::findParam(std::string_view name) const { return findByName(m_params, name); }
 

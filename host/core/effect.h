@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/core/clip.h"
+#include "host/core/device_pictures.h"
 #include "host/core/param.h"
 #include "host/core/property_set.h"
 #include "host/core/settings.h"
@@ -66,6 +67,7 @@ class EffectDescriptor final : public Effect {
     std::vector<std::string> supportedContexts() const;
     bool supports(Depth depth) const;
     bool hasOverlay() const;
+    bool takesDevicePictures() const;
 
     // In the order of definition.
     const std::vector<std::unique_ptr<ClipDescriptor>>& clips() const { return m_clips; }
@@ -105,8 +107,16 @@ struct RenderRequest {
     OfxPointD renderScale = {1.0, 1.0};
     std::optional<OfxRectI> window = std::nullopt;
     bool sequential = false, interactive = false, draft = false;
+    bool onDevice = true;  // where host and plug-in can; else in main memory
     // From then on the effect is told to stop when it asks.
     std::optional<std::chrono::steady_clock::time_point> stopAt = std::nullopt;
+};
+
+// What has become of an instance's renders on a device.
+struct DeviceRenders {
+    int made = 0;
+    int refused = 0;                     // where plug-in or device failed: made in main memory then
+    OfxStatus answer = ofx::status::OK;  // the plug-in's to the last one of these
 };
 
 // While one thread renders, another may send the other actions, as the interface of a host does; set-up (connect,
@@ -156,8 +166,10 @@ class EffectInstance final : public Effect {
     OfxStatus isIdentity(const RenderRequest& request, const OfxRectI& window, std::string& clip, double& identityTime);
     OfxStatus beginSequence(const RenderRequest& request, OfxRangeD frames, double step);
     OfxStatus endSequence(const RenderRequest& request, OfxRangeD frames, double step);
-    // Renders into `image`; reports writes outside its pixels.
+    // Renders into `image`; reports writes outside its pixels. On the host's device where the plug-in takes pictures
+    // there; where that fails, once more in main memory.
     OfxStatus render(const RenderRequest& request, const ImagePtr& image);
+    const DeviceRenders& deviceRenders() const { return m_deviceRenders; }
     bool toldToStop() const { return m_toldToStop; }  // in the last render, by its stopAt
     bool pollStop();                                  // from the effect suite
     OfxStatus simpleAction(const char* action);       // one without arguments: purge caches, sync, begin and end edit
@@ -178,12 +190,17 @@ class EffectInstance final : public Effect {
   private:
     // One image in the plug-in's hands. All property sets of kind Image are such.
     struct HeldImage : PropertySet {
-        HeldImage(Clip& clip, ImagePtr image, double time, bool empty);
+        HeldImage(Clip& clip, ImagePtr image, double time, bool empty, void* onDevice);
         Clip& clip;
         ImagePtr image;
         std::uint64_t checksum = 0;  // of a source, when the host checks those
     };
     OfxStatus run(const char* action, PropertySet* inArgs, PropertySet* outArgs);
+    bool usesDevice(const RenderRequest& request) const;
+    // With the pictures on the device. `made`: neither the plug-in nor the device refused.
+    OfxStatus runOnDevice(const char* action, PropertySet& inArgs, bool& made);
+    std::shared_ptr<DevicePictures> devicePictures() const;  // of the action that asks for an image; null: none
+    OfxStatus renderAnywhere(const RenderRequest& request, PropertySet& inArgs);
     OfxStatus sendSequence(const char* action, const RenderRequest& request, OfxRangeD frames, double step);
     void takeBackImages(const char* action);
     void retire(HeldImage& held);
@@ -201,6 +218,9 @@ class EffectInstance final : public Effect {
     std::atomic<std::chrono::steady_clock::time_point> m_stopAt{std::chrono::steady_clock::time_point::max()};
     std::atomic<bool> m_toldToStop{false};
     bool m_created = false, m_creating = false;
+    std::unique_ptr<DeviceQueue> m_queue;        // made by the first render on a device
+    std::shared_ptr<DevicePictures> m_onDevice;  // while an action has its pictures there; under m_imagesMutex
+    DeviceRenders m_deviceRenders;
 };
 
 }  // namespace ofxhost

@@ -269,7 +269,8 @@ OfxStatus EffectInstance::sendSequence(const char* actionText, const RenderReque
     in.setPair(prop::RenderScale, request.renderScale.x, request.renderScale.y);
     in.setInt(prop::SequentialRenderStatus, request.sequential);
     in.setInt(prop::InteractiveRenderStatus, request.interactive);
-    return run(actionText, &in, nullptr);
+    bool made = false;
+    return usesDevice(request) ? runOnDevice(actionText, in, made) : run(actionText, &in, nullptr);
 }
 
 OfxStatus EffectInstance::beginSequence(const RenderRequest& request, OfxRangeD frames, double step) {
@@ -278,6 +279,55 @@ OfxStatus EffectInstance::beginSequence(const RenderRequest& request, OfxRangeD 
 
 OfxStatus EffectInstance::endSequence(const RenderRequest& request, OfxRangeD frames, double step) {
     return sendSequence(action::EndSequenceRender, request, frames, step);
+}
+
+bool EffectInstance::usesDevice(const RenderRequest& request) const {
+    return request.onDevice && host().config().device && m_descriptor.takesDevicePictures();
+}
+
+OfxStatus EffectInstance::runOnDevice(const char* actionText, PropertySet& in, bool& made) {
+    made = false;
+    if (!m_queue) m_queue = host().config().device->queue();
+    if (!m_queue) return ofx::status::OK;
+    const bool inOrder =
+        host().config().deviceStreams && m_descriptor.properties().getString(prop::CudaStreamSupported) == "true";
+    in.setInt(prop::CudaEnabled, 1);
+    in.setPointer(prop::CudaStream, inOrder ? m_queue->stream() : nullptr);
+    auto pictures = std::make_shared<DevicePictures>(*m_queue, inOrder);
+    const auto setPictures = [this](const std::shared_ptr<DevicePictures>& now) {
+        const std::lock_guard lock(m_imagesMutex);
+        m_onDevice = now;
+    };
+    setPictures(pictures);
+    const OfxStatus status = run(actionText, &in, nullptr);
+    setPictures(nullptr);
+    in.setInt(prop::CudaEnabled, 0);
+    in.setPointer(prop::CudaStream, nullptr);
+    if (status == ofx::status::GPUOutOfMemory || status == ofx::status::GPURenderFailed) return status;
+    DevicePictures::Faults faults;
+    made = pictures->bringBack(host().config().checkSources, faults);
+    if (faults.outsideWritten)
+        host().report(Severity::Error, actionText, "", "memory of the device outside an image's pixels was written");
+    if (faults.sourceWritten)
+        host().report(Severity::Error, actionText, "", "the pixels of a source were written on the device");
+    pictures.reset();
+    if (!made) m_queue.reset();  // the next render begins with a new one
+    return status;
+}
+
+OfxStatus EffectInstance::renderAnywhere(const RenderRequest& request, PropertySet& in) {
+    if (usesDevice(request)) {
+        bool made = false;
+        const OfxStatus status = runOnDevice(action::Render, in, made);
+        if (made) {
+            ++m_deviceRenders.made;
+            return status;
+        }
+        ++m_deviceRenders.refused;
+        m_deviceRenders.answer = status;
+        host().report(Severity::Note, action::Render, "", "not made on the device; once more in main memory");
+    }
+    return run(action::Render, &in, nullptr);
 }
 
 OfxStatus EffectInstance::render(const RenderRequest& request, const ImagePtr& image) {
@@ -301,7 +351,7 @@ OfxStatus EffectInstance::render(const RenderRequest& request, const ImagePtr& i
     m_time = request.time;
     m_stopAt = request.stopAt.value_or(std::chrono::steady_clock::time_point::max());
     m_toldToStop = false;
-    const OfxStatus status = run(action::Render, &in, nullptr);
+    const OfxStatus status = renderAnywhere(request, in);
     m_stopAt = std::chrono::steady_clock::time_point::max();
     target.clearOutputImage();
     if (status == ofx::status::ReplyDefault) {
@@ -322,7 +372,7 @@ bool EffectInstance::pollStop() {
 
 // ---- Images ---------------------------------------------------------------------------------------------------
 
-EffectInstance::HeldImage::HeldImage(Clip& fromClip, ImagePtr picture, double time, bool empty)
+EffectInstance::HeldImage::HeldImage(Clip& fromClip, ImagePtr picture, double time, bool empty, void* onDevice)
     : PropertySet(fromClip.effect().host(), ObjectKind::Image, "image of " + fromClip.name()),
       clip(fromClip),
       image(std::move(picture)) {
@@ -340,17 +390,26 @@ EffectInstance::HeldImage::HeldImage(Clip& fromClip, ImagePtr picture, double ti
     setDouble(prop::RenderScale, layout.renderScale.x, 0);
     setDouble(prop::RenderScale, layout.renderScale.y, 1);
     setDouble(prop::ImagePixelAspectRatio, layout.pixelAspect);
-    setPointer(prop::ImageData, noData ? nullptr : image->data());
+    setPointer(prop::ImageData, noData ? nullptr : onDevice ? onDevice : image->data());
     const int bounds[] = {layout.bounds.x1, layout.bounds.y1, empty ? layout.bounds.x1 : layout.bounds.x2,
                           empty ? layout.bounds.y1 : layout.bounds.y2};
     for (int i = 0; i < 4; ++i) {
         setInt(prop::ImageBounds, bounds[i], i);
         setInt(prop::ImageRegionOfDefinition, bounds[i], i);
     }
-    setInt(prop::ImageRowBytes, static_cast<int>(image->rowBytes()));
+    setInt(prop::ImageRowBytes, static_cast<int>(onDevice ? DevicePictures::rowBytes(*image) : image->rowBytes()));
     setString(prop::ImageUniqueIdentifier,
               clip.name() + "@" + toText(PropertyValue(time)) + "#" + std::to_string(++serial));
     if (host().config().checkSources && !clip.isOutput()) checksum = image->checksum();
+}
+
+// Other actions of this instance may run on other threads meanwhile. Threads that a plug-in starts have no action.
+std::shared_ptr<DevicePictures> EffectInstance::devicePictures() const {
+    const std::string_view running = currentAction() ? currentAction() : "";
+    const bool rendering = running.empty() || running == action::Render || running == action::BeginSequenceRender ||
+                           running == action::EndSequenceRender;
+    const std::lock_guard lock(m_imagesMutex);
+    return rendering ? m_onDevice : nullptr;
 }
 
 OfxStatus EffectInstance::getImage(Clip& clip, double time, OfxPropertySetHandle* result) {
@@ -371,7 +430,12 @@ OfxStatus EffectInstance::getImage(Clip& clip, double time, OfxPropertySetHandle
     const bool empty = !image && host().config().onlySource && !clip.isOutput();
     if (empty) image = std::make_shared<Image>(ImageLayout{.bounds = {0, 0, 1, 1}});
     if (!image) return ofx::status::Failed;
-    auto held = std::make_unique<HeldImage>(clip, std::move(image), time, empty);
+    void* onDevice = nullptr;
+    if (const auto pictures = devicePictures(); pictures && !empty) {
+        onDevice = pictures->give(image, clip.isOutput());
+        if (!onDevice) return ofx::status::ErrMemory;
+    }
+    auto held = std::make_unique<HeldImage>(clip, std::move(image), time, empty, onDevice);
     *result = held->handle();
     clip.countFetch();
     ++m_fetched;

@@ -78,6 +78,10 @@ Host::Host(const HostConfig& config) : m_config(config), m_resources(std::make_u
     set.setInt(prop::ParamHostMaxPages, config.maxPages);
     set.setInt(prop::ParamHostPageRowColumnCount, config.maxPages ? config.pageRows : 0, 0);
     set.setInt(prop::ParamHostPageRowColumnCount, config.maxPages ? config.pageColumns : 0, 1);
+    if (config.device) {
+        set.setString(prop::CudaRenderSupported, "true");
+        if (config.deviceStreams) set.setString(prop::CudaStreamSupported, "true");
+    }
     set.setString(prop::SupportedComponents, ofx::component::RGBA);
     int index = 0;
     for (const char* depth : {ofx::depth::Byte, ofx::depth::Short, ofx::depth::Float}) {

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "host/core/device.h"
 #include "ofx/ofx.h"
 
 namespace ofxhost {
@@ -37,6 +39,9 @@ struct HostConfig {
     unsigned threads = 0;  // of the multi-thread suite; 0: as many as the machine runs at once
     // Compares every source image before and after the plug-in had it. Costs a pass over the pixels for each fetch.
     bool checkSources = false;
+    // Where pictures lie during renders of those plug-ins that take them there. They may get its stream, too.
+    std::shared_ptr<RenderDevice> device = nullptr;
+    bool deviceStreams = true;
 };
 
 // One of the hosts that bundles know by name.

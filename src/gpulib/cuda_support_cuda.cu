@@ -129,6 +129,11 @@ const GpuRuntime builtin_gpu_runtime = {
     .get_device_properties = get_device_properties,
     .set_device = [](int device) { return answer(cudaSetDevice(device)); },
     .get_device = [](int* device) { return answer(cudaGetDevice(device)); },
+    .get_free_memory =
+        [](std::size_t* bytes) {
+            std::size_t all = 0;
+            return answer(cudaMemGetInfo(bytes, &all));
+        },
     .device_synchronize = [] { return answer(cudaDeviceSynchronize()); },
     .device_allocate = [](void** memory, std::size_t bytes) { return answer(cudaMalloc(memory, bytes)); },
     .device_free = [](void* memory) { return answer(cudaFree(memory)); },

@@ -20,6 +20,7 @@ const GpuRuntime builtin_gpu_runtime = {
     .get_device_properties = no_driver,
     .set_device = no_driver,
     .get_device = no_driver,
+    .get_free_memory = no_driver,
     .device_synchronize = no_driver,
     .device_allocate = no_driver,
     .device_free = no_driver,

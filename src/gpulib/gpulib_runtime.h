@@ -84,6 +84,7 @@ struct GpuRuntime {
     GpuStatus (*get_device_properties)(int device, GpuDeviceProperties* properties);
     GpuStatus (*set_device)(int device);  // of the calling thread
     GpuStatus (*get_device)(int* device);
+    GpuStatus (*get_free_memory)(std::size_t* bytes);  // of the device, which other processes use too
     GpuStatus (*device_synchronize)();
     GpuStatus (*device_allocate)(void** memory, std::size_t bytes);
     GpuStatus (*device_free)(void* memory);                        // waits for work that uses it

@@ -186,6 +186,7 @@ inline constexpr OfxStatus ReplyYes = 12;
 inline constexpr OfxStatus ReplyNo = 13;
 inline constexpr OfxStatus ReplyDefault = 14;
 inline constexpr OfxStatus ErrImageFormat = 1000;
+inline constexpr OfxStatus GPUOutOfMemory = 1001;  // likewise
 }  // namespace ofx::status
 
 // ---- The binary interface, pinned (x86-64, LP64) --------------------------------------------------------------

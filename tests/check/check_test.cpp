@@ -116,6 +116,16 @@ TEST(CheckCommand, WritesCountsAndFindings) {
     EXPECT_THAT(lines[3], HasSubstr(" | | " + found + " |")) << "nothing of the bundle's own invariants";
 }
 
+TEST(CheckCommand, TellsWhatItLeavesOutForWantOfADevice) {
+    ::setenv("CUDA_DISABLE", "yes", 1);
+    const std::string arguments = " --effects Sound --invariants gpu-pictures,gpu-failures";
+    const Result result = quillon("check --bundle " BUNDLES "/Defective.ofx.bundle" + arguments);
+    EXPECT_EQ(result.code, 0) << result.text;
+    EXPECT_THAT(result.text, HasSubstr("not run, for there is no CUDA device: gpu-pictures, gpu-failures"));
+    EXPECT_EQ(check("--reproduce Sound:gpu-pictures:0:1").code, 1);
+    ::unsetenv("CUDA_DISABLE");
+}
+
 TEST(CheckCommand, KeepsToItsBudget) {
     const Result result = check("--effects Sound --budget 0.5");
     EXPECT_EQ(result.code, 0) << result.text;

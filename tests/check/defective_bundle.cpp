@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/opened_memory.h"
 #include "support/test_plugin.h"
 
 namespace {
@@ -57,6 +58,9 @@ enum class Defect {
     FreesUnderRender,  // a change takes away what a render reads
     Slow,              // no defect: a minute a frame, but it stops when told to
     Deaf,              // three seconds a frame, and does not ask
+    TouchesDevice,     // takes pictures on a device for ones in main memory
+    DiffersOnDevice,
+    HalfOnDevice,  // goes on where the device fails in the middle
     Count
 };
 
@@ -70,7 +74,7 @@ const std::string& nameOf(int number) {
             "DependsOnThreads DependsOnCpus IgnoresAbort Hangs DependsOnOrder SaysSo SharesState "
             "UsesFreshMemory LeavesOutput IgnoresRows TrustsMemory ShowsHalfMade LeaksMemory BadDefault BadScriptName "
             "KeepsOldValue NotANumber CrashesOnName NeedsProperty IgnoresScale FragileInteract "
-            "CrashesDescribing FreesUnderRender Slow Deaf");
+            "CrashesDescribing FreesUnderRender Slow Deaf TouchesDevice DiffersOnDevice HalfOnDevice");
         return std::vector<std::string>(std::istream_iterator<std::string>(words), {});
     }();
     return names.at(static_cast<std::size_t>(number));
@@ -203,6 +207,30 @@ void spoil(Defect defect, Instance& instance, OfxImageEffectHandle effect, const
     }
 }
 
+// ---- On a device ------------------------------------------------------------------------------------------------
+
+support::OpenedMemory opened(const HostImage& image, bool really) {
+    const bool any = really && image.data && image.height() > 0;
+    return {image.data, any ? std::size_t(image.rowBytes) * std::size_t(image.height()) : 0};
+}
+
+// Stands for the calls to a device's driver: from the one on that the variable counts, all fail.
+bool deviceFails() {
+    static std::atomic<int> calls{0};
+    const char* const from = std::getenv("DEFECTIVE_DEVICE_FAILS_AT");
+    return ++calls >= (from ? std::atoi(from) : std::numeric_limits<int>::max());
+}
+
+// The first half of the rows, another call, the second half.
+OfxStatus renderOnDevice(Job& job) {
+    const int first = job.output.bounds[1], last = job.output.bounds[3], middle = (first + last) / 2;
+    if (deviceFails()) return ofx::status::GPURenderFailed;
+    fillRows(job, first, middle, job.defect == Defect::DiffersOnDevice ? 0.01f : 0.0f);
+    if (deviceFails()) return job.defect == Defect::HalfOnDevice ? OK : ofx::status::GPURenderFailed;
+    fillRows(job, middle, last, 0.0f);
+    return OK;
+}
+
 OfxStatus render(Defect defect, OfxImageEffectHandle effect, OfxPropertySetHandle in) {
     double time = 0.0;
     props->propGetDouble(in, prop::Time, 0, &time);
@@ -231,7 +259,14 @@ OfxStatus render(Defect defect, OfxImageEffectHandle effect, OfxPropertySetHandl
     unsigned cpus = 1;
     if (threads) threads->multiThreadNumCPUs(&cpus);
     Job job{source, output, gain, cpus ? cpus : 1, defect};
-    if (!threads || threads->multiThread(runPart, job.cpus, &job) != OK) runPart(0, 1, &job);
+    int enabled = 0;
+    props->propGetInt(in, prop::CudaEnabled, 0, &enabled);
+    const bool device = enabled == 1 && defect != Defect::TouchesDevice;
+    const support::OpenedMemory openSource = opened(source, device), openOutput = opened(output, device);
+    if (enabled == 1) {
+        if (const OfxStatus status = renderOnDevice(job); status != OK) return status;
+    } else if (!threads || threads->multiThread(runPart, job.cpus, &job) != OK)
+        runPart(0, 1, &job);
     spoil(defect, *instance, effect, source, output, time);
     if (defect == Defect::LeaksImage) source.keep();
     return OK;
@@ -261,6 +296,12 @@ OfxStatus describe(Defect defect, OfxImageEffectHandle effect) {
     }
     describeEffect(effect, nameOf(static_cast<int>(defect)).c_str(), {ofx::context::Filter});
     OfxPropertySetHandle set = propertiesOf(effect);
+    char* devices = nullptr;
+    props->propGetString(theHost->host, prop::CudaRenderSupported, 0, &devices);
+    if (devices && is(devices, "true")) {
+        props->propSetString(set, prop::CudaRenderSupported, 0, "true");
+        props->propSetString(set, prop::CudaStreamSupported, 0, "true");
+    }
     if (defect == Defect::SaysSo) props->propSetInt(set, prop::InstanceSequentialRender, 0, 1);
     if (defect == Defect::FragileInteract)
         props->propSetPointer(set, prop::PluginOverlayInteractV1, 0, reinterpret_cast<void*>(&fragileInteract));

@@ -12,6 +12,7 @@
 #include "host/check/values.h"
 #include "host/core/bundle.h"
 #include "ofx/ofx_names.h"
+#include "support/protected_device.h"
 #include "support/sanitizers.h"
 
 namespace bundlecheck {
@@ -25,6 +26,10 @@ RunOptions optionsFor(const std::string& bundle, const std::string& effect) {
     if (!effect.empty()) options.effects = {effect};
     // It can't follow threads in a forked process: cases run in programs started anew, each of which takes its time.
     if (threadSanitizer) options.setup.program = QUILLON_PROGRAM;
+    options.setup.device.open = [] { return std::make_shared<support::ProtectedDevice>(); };
+    options.setup.device.fail = [](int call) {
+        ::setenv("DEFECTIVE_DEVICE_FAILS_AT", std::to_string(call).c_str(), 1);
+    };
     options.jobs = 2;
     options.limits.seconds = 30.0;
     return options;
@@ -90,6 +95,14 @@ const Defect defects[] = {
     {"IgnoresScale", "scales", "differs from the full one"},
     {"FragileInteract", "handles", "in OfxInteractActionPenDown of com.brindlemoor.tests.FragileInteract"},
     {"FreesUnderRender", "while-rendering", "while a render runs"},
+#ifndef __SANITIZE_THREAD__
+    // Programs started anew have no such device.
+    {"DiffersOnDevice", "gpu-pictures", "the picture on the device differs from that in main memory"},
+    {"HalfOnDevice", "gpu-failures", "at the plug-in's call 2 is not that of main memory"},
+    {"LeaksMemory", "gpu-instances", "100 blocks of memory remain"},
+    {"SharesState", "gpu-at-once", "differs while another instance renders"},
+    {"TouchesDevice", "gpu-pictures", "at: render frame 1"},
+#endif
 #ifndef QUILLON_SANITIZED
     // A sanitizer tells faults in its own words, and fills fresh memory in its own way.
     {"WritesOutside", "guards", "0 bytes behind the pixels of Output"},
@@ -135,6 +148,15 @@ TEST(LongRenders, ThatDoNotStopAreFindings) {
     const RunResult deaf = runOne("Defective", "Deaf", "suite-memory", 4.0);
     EXPECT_THAT(textsOf(deaf), HasSubstr("does not answer an abort within 1 s"));
     EXPECT_EQ(deaf.total().givenUp, 0);
+}
+
+TEST(Devices, AreNoneOfTheirInvariantsBusinessWhereThereAreNone) {
+    RunOptions options = optionsFor("Defective", "DiffersOnDevice");
+    options.setup.device = {};
+    options.invariants = {findInvariant("gpu-pictures")};
+    const RunResult result = run(options, {});
+    EXPECT_FALSE(result.device);
+    EXPECT_EQ(result.total().cases, 0);
 }
 
 // Cases that get a new program instead of a forked process say the same.

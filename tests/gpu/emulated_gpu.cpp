@@ -6,16 +6,18 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
-
-#include "k7pi_baselib/rows.h"
+#include <thread>
+#include <vector>
 
 namespace {
 
 constexpr GpuStatus LOST = 719;
 constexpr std::align_val_t ALIGNED{256};
 constexpr int CALLS_OF_THE_DECISION = 9;
+constexpr std::size_t MEMORY = std::size_t{1} << 30, HEAD = 256;  // what there is; before each block, for its size
 
 std::atomic<int> s_calls{0};
+std::atomic<std::size_t> s_used{0};
 
 GpuStatus enter() {
     static const char* const fails_at = std::getenv("EMULATED_GPU_FAILS_AT");
@@ -25,7 +27,7 @@ GpuStatus enter() {
 
 GpuStatus get_properties(int, GpuDeviceProperties* properties) {
     std::snprintf(properties->name, sizeof properties->name, "Emulated device");
-    properties->global_memory = std::size_t{8} << 30;
+    properties->global_memory = MEMORY;
     properties->warp_size = 32;
     properties->max_threads_per_block = 1024;
     properties->major = 9;
@@ -35,14 +37,27 @@ GpuStatus get_properties(int, GpuDeviceProperties* properties) {
 
 GpuStatus allocate(void** memory, std::size_t bytes) {
     if (const GpuStatus status = enter()) return status;
-    *memory = ::operator new(bytes, ALIGNED, std::nothrow);
-    if (!*memory) return GPU_OUT_OF_MEMORY;
-    std::memset(*memory, 0xa5, bytes);  // a device's memory holds anything
+    if (bytes > MEMORY) return GPU_OUT_OF_MEMORY;
+    const std::size_t size = bytes + HEAD;
+    void* block = s_used.fetch_add(size) + size <= MEMORY ? ::operator new(size, ALIGNED, std::nothrow) : nullptr;
+    if (!block) {
+        s_used -= size;
+        return GPU_OUT_OF_MEMORY;
+    }
+    std::memset(block, 0xa5, size);  // a device's memory holds anything
+    std::memcpy(block, &size, sizeof size);
+    *memory = static_cast<unsigned char*>(block) + HEAD;
     return GPU_SUCCESS;
 }
 
 GpuStatus free_memory(void* memory) {
-    ::operator delete(memory, ALIGNED);
+    if (memory) {
+        void* const block = static_cast<unsigned char*>(memory) - HEAD;
+        std::size_t size = 0;
+        std::memcpy(&size, block, sizeof size);
+        s_used -= size;
+        ::operator delete(block, ALIGNED);
+    }
     return enter();
 }
 
@@ -70,14 +85,21 @@ GpuStatus launch(const GpuFunction& kernel, const GpuShape& shape, void** argume
     const auto wide = static_cast<int>(shape.blocks_x * shape.threads_x),
                high = static_cast<int>(shape.blocks_y * shape.threads_y);
     const auto thread = kernel.host(arguments);
-    constexpr int pieces = 64;
+    constexpr int pieces = 64, few = 1 << 16;
     const int columns = high > 1 ? 1 : pieces, width = (wide + columns - 1) / columns;
-    for_rows(high * columns, [&](int first, int last) {
-        for (int piece = first; piece <= last; ++piece) {
+    std::atomic<int> next{0};
+    const auto work = [&] {
+        for (int piece; (piece = next.fetch_add(1)) < high * columns;) {
             const int left = piece % columns * width;
             for (int x = left; x < std::min(left + width, wide); ++x) thread({x, piece / columns});
         }
-    });
+    };
+    // Threads of its own: for_rows() belongs to the render that holds the lock, which launches need not do.
+    std::vector<std::thread> others;
+    const unsigned more = wide * high > few ? std::min(std::thread::hardware_concurrency(), 8u) - 1 : 0;
+    for (unsigned i = 0; i < more; ++i) others.emplace_back(work);
+    work();
+    for (std::thread& other : others) other.join();
     return GPU_SUCCESS;
 }
 
@@ -105,6 +127,11 @@ const GpuRuntime& emulated_gpu() {
         .get_device =
             [](int* device) {
                 *device = 0;
+                return enter();
+            },
+        .get_free_memory =
+            [](std::size_t* bytes) {
+                *bytes = MEMORY - s_used;
                 return enter();
             },
         .device_synchronize = done,

@@ -196,6 +196,8 @@ GpuRuntime FakeCalls::table() {
         .set_device =
             [](int device) { return call("set_device", [=](FakeRuntime& fake) { fake.m_selected.insert(device); }); },
         .get_device = [](int* device) { return call("get_device", [=](FakeRuntime&) { *device = 0; }); },
+        .get_free_memory =
+            [](std::size_t* bytes) { return call("get_free_memory", [=](FakeRuntime&) { *bytes = 0; }); },
         .device_synchronize = [] { return call("device_synchronize", [](FakeRuntime& fake) { fake.run_all(); }); },
         .device_allocate =
             [](void** memory, std::size_t bytes) {
