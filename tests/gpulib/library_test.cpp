@@ -66,7 +66,7 @@ std::string output_of_loading(const std::string& variables) {
 TEST_F(GpuLibrary, LooksForTheDriverWhenFirstAskedAndNotWhenDisabled) {
     const std::string quiet = output_of_loading("CUDA_DISABLE=yes");
     EXPECT_THAT(quiet, HasSubstr("status 0"));
-    EXPECT_THAT(quiet, HasSubstr("CUDA explicitly disabled via QV Variable CUDA_DISABLE."));
+    EXPECT_THAT(quiet, Not(HasSubstr("CUDA"))) << "what is no fault is nothing for the host's standard error stream";
     EXPECT_THAT(quiet, Not(HasSubstr("libcuda")));
     const std::string asking = output_of_loading("env -u CUDA_DISABLE");
     EXPECT_THAT(asking, HasSubstr("status 0"));
