@@ -96,7 +96,7 @@ GpuStatus launch(const GpuFunction& kernel, const GpuShape& shape, void** argume
     };
     // Threads of its own: for_rows() belongs to the render that holds the lock, which launches need not do.
     std::vector<std::thread> others;
-    const unsigned more = wide * high > few ? std::min(std::thread::hardware_concurrency(), 8u) - 1 : 0;
+    const unsigned more = wide * high > few ? std::clamp(std::thread::hardware_concurrency(), 1u, 8u) - 1 : 0;
     for (unsigned i = 0; i < more; ++i) others.emplace_back(work);
     work();
     for (std::thread& other : others) other.join();

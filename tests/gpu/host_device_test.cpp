@@ -32,7 +32,7 @@ TEST(DeviceOfTheHost, BundleKeepsWhatCheckAsksOfIt) {
     };
     options.limits.seconds = 60.0;
     options.jobs = 2;
-    options.budget = 45.0;
+    options.budget = 30.0;
     for (const Invariant& invariant : invariants())
         if (invariant.onDevice) options.invariants.push_back(&invariant);
     ASSERT_EQ(options.invariants.size(), 4u);
