@@ -38,10 +38,9 @@ target_compile_options(quillon_options INTERFACE
   $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 if(QUILLON_SANITIZE)
   target_compile_options(quillon_options INTERFACE -fsanitize=${QUILLON_SANITIZE} -fno-omit-frame-pointer)
+  # GCC sees them where code of the sanitizers hides the order.
+  target_compile_options(quillon_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(quillon_options INTERFACE -fsanitize=${QUILLON_SANITIZE})
-  if(QUILLON_SANITIZE MATCHES thread)
-    target_compile_options(quillon_options INTERFACE -Wno-maybe-uninitialized)  # GCC sees them where its own code hides the order
-  endif()
   if(QUILLON_SANITIZE MATCHES undefined)
     target_compile_options(quillon_options INTERFACE -fno-sanitize-recover=undefined)
   endif()
