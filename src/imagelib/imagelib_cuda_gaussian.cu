@@ -2,10 +2,12 @@
 //
 // A thread does one channel of one line, and neighbouring threads do neighbouring samples of a row, so that each step
 // reads and writes whole rows. Lines that are rows of the picture lie transposed meanwhile. What bounds a sweep is how
-// long a step waits for memory: all that some steps will need is fetched before the first of them.
+// long a step waits for memory: what some steps need is fetched during those before them.
 //
 // Sums are double, in the processor's order, and so to the bit what they are there. Lines are not split among threads,
-// because running sums that begin elsewhere round otherwise.
+// because running sums that begin elsewhere round otherwise. What leaves a window was the sum of another window once.
+// It is not kept until then but made again, from samples further back, by the same additions: memory takes longer than
+// they do, and those samples mostly lie in a cache still.
 #include <algorithm>
 
 #include "imagelib/blur_simd.h"
@@ -13,95 +15,92 @@
 
 namespace cuda_gaussian {
 
-// What entered passes 2 and 3 at one time.
-struct alignas(16) BoxSums {
-    double pass2, pass3;
-};
-
-// One box on all lines. Samples of a line are `lines` floats apart. The result may replace the source: a sample is
-// written when it, and all before it, have left the window of pass 1.
+// One box on all lines. Samples of a line are `lines` floats apart.
 struct BoxSweep {
     const float* uri;
-    float* uro;
-    const float* mix;  // null, or what is added at mix_scale; may be either of the two
-    BoxSums* ring;     // 2 * radius + 1 for each line
+    float* uro;        // another place than the source's
+    const float* mix;  // null, or what is added at mix_scale: the source, or what `uro` holds
     int lines, length, radius;
     double scale, mix_scale;
+
+    GPU_AND_CPU int window() const { return 2 * radius + 1; }
+    GPU_AND_CPU std::ptrdiff_t at(int line, int place) const {
+        const int last = length - 1, inside = place < 0 ? 0 : (place < last ? place : last);
+        return static_cast<std::ptrdiff_t>(inside) * lines + line;
+    }
 };
 
-struct BoxState {
-    double sum1, sum2, sum3;
-    double first2, first3;  // what passes 2 and 3 began with, which repeats before it
-    float low;              // smallest sample so far
+// The sum of one pass. What enters at its time 0 has filled the window before; a line's last sample enters on and on,
+// as far as results reach.
+struct RunningBox {
+    double sum = 0, first = 0;
+
+    // `leaves` entered a window ago. Before that there was nothing but the first.
+    GPU_AND_CPU void step(const BoxSweep& sweep, int t, double enters, double leaves) {
+        if (t == 0) {
+            first = enters;
+            sum = enters * sweep.window();
+        } else if (t > 0 && t < sweep.length + sweep.radius) {
+            sum += enters - (t >= sweep.window() ? leaves : first);
+        }
+    }
 };
 
-// All that a step reads.
+// All that a step reads: samples 0, 1, 2 and 3 windows behind, and what the result is mixed with.
 struct BoxInputs {
-    float enters, leaves, mixed;
-    BoxSums left;
+    float samples[4], mixed;
 };
 
-// At time t pass 1 takes in sample t, pass 2 the sum of pass 1 around t - radius, and so on. The last sample enters on
-// and on.
-GPU_AND_CPU BoxInputs box_inputs(const BoxSweep& sweep, int line, int t, int slot, float first) {
-    const std::ptrdiff_t step = sweep.lines;
-    const int last = sweep.length - 1, window = 2 * sweep.radius + 1, output = t - 3 * sweep.radius;
-    const float* const from = sweep.uri + line;
+GPU_AND_CPU BoxInputs box_inputs(const BoxSweep& sweep, int line, int t) {
     BoxInputs in = {};
-    in.enters = from[step * (t < last ? t : last)];
-    in.leaves = t < window ? first : from[step * (t - window < last ? t - window : last)];
-    if (t >= sweep.radius + window) in.left = sweep.ring[step * slot + line];
-    if (sweep.mix && output >= 0 && output <= last) in.mixed = sweep.mix[step * output + line];
+    for (int back = 0; back < 4; ++back) in.samples[back] = sweep.uri[sweep.at(line, t - back * sweep.window())];
+    if (sweep.mix) in.mixed = sweep.mix[sweep.at(line, t - 3 * sweep.radius)];
     return in;
 }
 
-GPU_AND_CPU void box_step(const BoxSweep& sweep, int line, int t, int slot, const BoxInputs& in, BoxState& state) {
-    const std::ptrdiff_t step = sweep.lines;
-    const int radius = sweep.radius, window = 2 * radius + 1, last = sweep.length - 1;
-    if (t == radius + 1) {
-        state.first2 = state.sum1;
-        state.sum2 = state.sum1 * window;
-    }
-    if (t == 2 * radius + 1) {
-        state.first3 = state.sum2;
-        state.sum3 = state.sum2 * window;
-    }
-    if (t <= last + radius) {
-        state.low = in.enters < state.low ? in.enters : state.low;
-        state.sum1 += static_cast<double>(in.enters) - static_cast<double>(in.leaves);
-    }
-    if (t > radius && t <= last + 2 * radius)
-        state.sum2 += state.sum1 - (t >= radius + window ? in.left.pass2 : state.first2);
-    if (t > 2 * radius) state.sum3 += state.sum2 - (t >= 2 * radius + window ? in.left.pass3 : state.first3);
-    sweep.ring[step * slot + line] = {state.sum1, state.sum2};
-    if (t < 3 * radius) return;
-    double value = state.sum3 * sweep.scale;
-    if (sweep.mix) value += static_cast<double>(in.mixed) * sweep.mix_scale;
-    const auto result = static_cast<float>(value);
-    sweep.uro[step * (t - 3 * radius) + line] = result > state.low ? result : state.low;
-}
+// At time t pass 1 takes in sample t, pass 2 the sum of pass 1 around t - radius, and pass 3 that of pass 2 around
+// t - 2 radius. Passes 1 and 2 also run one window late, pass 1 two, for what leaves the passes behind them.
+struct BoxLine {
+    RunningBox first[3], second[2], third;
+    float low;  // smallest sample so far
 
-// `AT_ONCE` steps, no more than the window is long, do not read what any of them writes.
-template <int AT_ONCE>
-GPU_AND_CPU void box_line(const BoxSweep& sweep, int line) {
-    const int window = 2 * sweep.radius + 1, end = sweep.length + 3 * sweep.radius;
-    const float first = sweep.uri[line];
-    BoxState state = {static_cast<double>(first) * window, 0, 0, 0, 0, first};
-    BoxInputs in[AT_ONCE];
-    for (int t = 1, slot = 1; t < end; t += AT_ONCE) {
-        for (int k = 0; k < AT_ONCE; ++k)
-            in[k] = box_inputs(sweep, line, t + k, slot + k < window ? slot + k : slot + k - window, first);
-        for (int k = 0; k < AT_ONCE; ++k, slot = slot + 1 < window ? slot + 1 : 0)
-            if (t + k < end) box_step(sweep, line, t + k, slot, in[k], state);
+    GPU_AND_CPU void step(const BoxSweep& sweep, int line, int t, const BoxInputs& in) {
+        const int radius = sweep.radius, window = sweep.window();
+        low = in.samples[0] < low ? in.samples[0] : low;
+        for (int late = 0; late < 3; ++late)
+            first[late].step(sweep, t - late * window, static_cast<double>(in.samples[late]),
+                             static_cast<double>(in.samples[late + 1]));
+        for (int late = 0; late < 2; ++late)
+            second[late].step(sweep, t - radius - late * window, first[late].sum, first[late + 1].sum);
+        third.step(sweep, t - 2 * radius, second[0].sum, second[1].sum);
+        const int output = t - 3 * radius;
+        if (output < 0 || output >= sweep.length) return;
+        double value = third.sum * sweep.scale;
+        if (sweep.mix) value += static_cast<double>(in.mixed) * sweep.mix_scale;
+        const auto result = static_cast<float>(value);
+        sweep.uro[sweep.at(line, output)] = result > low ? result : low;
     }
-}
+};
+
+// Steps that are taken at once: their inputs are on the way while those before them are worked on.
+struct BoxBatch {
+    static constexpr int STEPS = 8;
+    BoxInputs in[STEPS];
+
+    GPU_AND_CPU BoxBatch(const BoxSweep& sweep, int line, int t) {
+        for (int k = 0; k < STEPS; ++k) in[k] = box_inputs(sweep, line, t + k);
+    }
+};
 
 GPU_AND_CPU void sweep_box(GpuPlace at, const BoxSweep& sweep) {
     if (at.x >= sweep.lines) return;
-    if (sweep.radius >= 4)
-        box_line<8>(sweep, at.x);
-    else
-        box_line<3>(sweep, at.x);
+    BoxLine line{.low = sweep.uri[at.x]};
+    BoxBatch next(sweep, at.x, 0);
+    for (int t = 0, end = sweep.length + 3 * sweep.radius; t < end; t += BoxBatch::STEPS) {
+        const BoxBatch batch = next;
+        next = BoxBatch(sweep, at.x, t + BoxBatch::STEPS);
+        for (int k = 0; k < BoxBatch::STEPS; ++k) line.step(sweep, at.x, t + k, batch.in[k]);
+    }
 }
 
 // ---- Kernels --------------------------------------------------------------------------------------------------
@@ -114,6 +113,10 @@ GPU_AND_CPU void gboxHorizKernel(GpuPlace at, BoxSweep rows) { sweep_box(at, row
 // at once.
 GPU_AND_CPU void float4TransposeKernel(GpuPlace at, GpuPixel* out, const GpuPixel* image, int w, int h) {
     if (at.x < w && at.y < h) out[std::ptrdiff_t(at.x) * h + at.y] = image[std::ptrdiff_t(at.y) * w + at.x];
+}
+
+GPU_AND_CPU void copyKernel(GpuPlace at, GpuPixel* out, const GpuPixel* image, int w, int h) {
+    if (at.x < w && at.y < h) out[std::ptrdiff_t(at.y) * w + at.x] = image[std::ptrdiff_t(at.y) * w + at.x];
 }
 
 GPU_AND_CPU void blendKernel(GpuPlace at, float a, const GpuPixel* ima, float b, const GpuPixel* imb, GpuPixel* out,
@@ -132,39 +135,31 @@ void transpose(GpuOperation& operation, GpuPixel* out, const GpuPixel* image, in
     operation.launch(gpu_kernel<float4TransposeKernel>(), gpu_shape_of_picture(w, h), out, image, w, h);
 }
 
-// Memory for all sweeps of an operation.
-struct Workspace {
-    BoxSums* ring;
-    float* smaller_box;
-};
-
-// Blurs `from` into `to`, which may be the same, along lines of `length` samples. The mix of two boxes is made while
-// the larger one is swept, because the processor rounds only their sum.
-void blur_lines(GpuOperation& operation, const GpuKernel<BoxSweep>& kernel, const float* from, float* to, int lines,
-                int length, BoxRadius box, const Workspace& work) {
+// Blurs `source` into another picture, along lines of `length` samples. The mix of two boxes is made while the larger
+// one is swept, because the processor rounds only their sum.
+void blur_lines(GpuOperation& operation, const GpuKernel<BoxSweep>& kernel, const GpuPixel* source, GpuPixel* target,
+                int lines, int length, BoxRadius box) {
+    const auto* from = reinterpret_cast<const float*>(source);
+    auto* to = reinterpret_cast<float*>(target);
     const bool mixes = box.fraction > 0;
     const int radius = box.radius + mixes;
     const float* mix = mixes ? from : nullptr;
     if (mixes && box.radius > 0) {
-        const BoxSweep smaller = {from,       work.smaller_box,           nullptr, work.ring, lines, length,
-                                  box.radius, box_scale(box.radius, 1.0), 0.0};
-        operation.launch(kernel, gpu_shape_of_line(lines), smaller);
-        mix = work.smaller_box;
+        const double scale = box_scale(box.radius, 1.0);
+        operation.launch(kernel, gpu_shape_of_line(lines), {from, to, nullptr, lines, length, box.radius, scale, 0.0});
+        mix = to;
     }
-    const BoxSweep sweep = {from,
-                            to,
-                            mix,
-                            work.ring,
-                            lines,
-                            length,
-                            radius,
-                            box_scale(radius, mixes ? box.fraction : 1.0),
-                            1.0 - box.fraction};
-    operation.launch(kernel, gpu_shape_of_line(lines), sweep);
+    const double scale = box_scale(radius, mixes ? box.fraction : 1.0);
+    operation.launch(kernel, gpu_shape_of_line(lines),
+                     {from, to, mix, lines, length, radius, scale, 1.0 - box.fraction});
 }
 
-std::size_t ring_length(BoxRadius box, int lines) {
-    return box.is_blur() ? std::size_t(lines) * (2 * std::size_t(box.radius + (box.fraction > 0)) + 1) : 0;
+void blur_columns(GpuOperation& operation, const GpuPixel* from, GpuPixel* to, int w, int h, BoxRadius box) {
+    blur_lines(operation, gpu_kernel<gboxVertKernel>(), from, to, 4 * w, h, box);
+}
+// Both lie transposed.
+void blur_rows(GpuOperation& operation, const GpuPixel* from, GpuPixel* to, int w, int h, BoxRadius box) {
+    blur_lines(operation, gpu_kernel<gboxHorizKernel>(), from, to, 4 * h, w, box);
 }
 
 }  // namespace cuda_gaussian
@@ -174,29 +169,24 @@ int cuda_gaussian_box_blur_2_pass(DeviceImage& source, DeviceImage& target, floa
     using namespace cuda_gaussian;
     const int w = source.width(), h = source.height();
     const BoxRadius x = box_radius(x_radius, w), y = box_radius(y_radius, h);
-    const bool mixes = (x.radius > 0 && x.fraction > 0) || (y.radius > 0 && y.fraction > 0);
-    const std::size_t pixels = std::size_t(w) * h;
+    const std::size_t pixels = std::size_t(w) * std::size_t(h);
 
     GpuOperation operation(stream);
     const auto* from = operation.read<GpuPixel>(source);
     auto* to = operation.write<GpuPixel>(target);
-    Workspace work = {};
-    if (const std::size_t ring = std::max(ring_length(x, 4 * h), ring_length(y, 4 * w)))
-        work.ring = operation.scratch<BoxSums>(ring);
-    if (mixes) work.smaller_box = operation.scratch<float>(4 * pixels);
     if (x.is_blur()) {
-        auto* turned = operation.scratch<GpuPixel>(pixels);
-        auto* samples = reinterpret_cast<float*>(turned);
+        auto *turned = operation.scratch<GpuPixel>(pixels), *blurred = operation.scratch<GpuPixel>(pixels);
         transpose(operation, turned, from, w, h);
-        blur_lines(operation, gpu_kernel<gboxHorizKernel>(), samples, samples, 4 * h, w, x, work);
-        transpose(operation, to, turned, h, w);
-        from = to;
+        blur_rows(operation, turned, blurred, w, h, x);
+        transpose(operation, y.is_blur() ? turned : to, blurred, h, w);
+        if (y.is_blur()) blur_columns(operation, turned, to, w, h, y);
+    } else if (y.is_blur() && from != to) {
+        blur_columns(operation, from, to, w, h, y);
+    } else if (from != to || y.is_blur()) {
+        auto* copy = y.is_blur() ? operation.scratch<GpuPixel>(pixels) : to;
+        operation.launch(gpu_kernel<copyKernel>(), gpu_shape_of_picture(w, h), copy, from, w, h);
+        if (y.is_blur()) blur_columns(operation, copy, to, w, h, y);
     }
-    if (y.is_blur())
-        blur_lines(operation, gpu_kernel<gboxVertKernel>(), reinterpret_cast<const float*>(from),
-                   reinterpret_cast<float*>(to), 4 * w, h, y, work);
-    else if (from != to)
-        transpose(operation, to, from, w * h, 1);  // of one row: a copy
     return operation.finish();
 }
 
