@@ -75,6 +75,10 @@ ArcGeometry arc_geometry(const K7Image& layout, float cx, float cy) {
     return circles;
 }
 
+float ArcGeometry::last_position() const {
+    return std::min(static_cast<float>(period), std::nextafter(static_cast<float>(columns + 1), 0.0f));
+}
+
 ArcRange range_of_arcs(const ArcLengths& lengths, float max_distance) {
     // A fading ring leaves the circles inside and outside as they are.
     const bool ring = lengths.profile == ArcProfile::Ring && lengths.inner <= lengths.outer;
@@ -99,6 +103,7 @@ ArcRows rows_of_arcs(const ArcGeometry& circles, const ArcRange& range) {
 ImagelibCircles::ImagelibCircles(const ArcGeometry& geometry) : m_geometry(geometry) {
     if (!geometry.valid()) return;
     m_table.period = geometry.period;
+    m_table.last_position = geometry.last_position();
     m_table.columns = geometry.columns;
     m_table.rows = geometry.rows;
     // An odd number of cache lines a row: neighbours in a column do not compete for the same places of the cache.

@@ -240,7 +240,7 @@ static inline void find_ends(const CircleSums& table, const ArcShape& arcs, int 
     const Floats zero = {};
     Floats index;
     for (int i = 0; i < LANES; ++i) index[i] = float(i);
-    const float turn = float(table.period), leftover = float(table.period - table.columns);
+    const float leftover = float(table.period - table.columns);
     const int columns = table.columns;
     for (int i = 0; i < CHUNK; i += LANES) {
         const Floats dx = (float(x + i) + index - arcs.cx) * arcs.pixel_width;
@@ -251,7 +251,7 @@ static inline void find_ends(const CircleSums& table, const ArcShape& arcs, int 
         const Floats length = (moving ? arc : zero + 1) * arcs.max_distance;
 
         Floats position = (arc_tangent(dy, dx) + PI) * arcs.max_distance;
-        position = smaller(larger(position, zero), zero + turn);
+        position = smaller(larger(position, zero), zero + table.last_position);
         const Ints from = to_ints(position);
         const Floats from_part = position - to_floats(from);
 

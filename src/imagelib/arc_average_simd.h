@@ -26,6 +26,7 @@ struct CircleSums {
     long pitch;    // floats a row
     int columns, rows;
     double period;
+    float last_position;  // less than columns + 1
 };
 
 // How the length of an arc changes with its distance from the centre.

@@ -37,6 +37,9 @@ struct ArcGeometry {
     double period = 0;  // columns of a turn, of which `columns` are whole
 
     bool valid() const { return rows > 0; }
+    // The largest position on a circle. It lies within the column behind the whole ones, even where the period rounds
+    // up to the next.
+    float last_position() const;
 };
 // Around (cx, cy), in pixels from the first sample of row 0. Not valid: pixels without a size, or the centre is so far
 // away that the circles would take 2 GB.

@@ -13,6 +13,7 @@ struct DeviceCircles {
     GpuPixel* means;  // of each row
     int first, rows, columns;
     double period;
+    float last_position;
 
     GPU_AND_CPU GpuPixel* at(int column, int row) const {
         return sums + static_cast<std::ptrdiff_t>(column) * rows + (row - first);
@@ -66,7 +67,7 @@ GPU_AND_CPU GpuPixel filtered(const ArcSource& source, int left, int top, const 
 // that waited for each of them would wait for the memory all the time.
 template <class Take>
 GPU_AND_CPU void in_batches(const float* samples, std::ptrdiff_t step, int columns, const Take& take) {
-    constexpr int BATCH = 8;
+    constexpr int BATCH = 32;
     int column = 0;
     for (; column + BATCH <= columns; column += BATCH) {
         float batch[BATCH];
@@ -258,8 +259,7 @@ GPU_AND_CPU void arcLicKernel(GpuPlace at, GpuPixel* doutimage, DeviceCircles ci
         return;
     }
     const float length = arc * arcs.max_distance;
-    const float position =
-        limited((arc_tangent(dy, dx) + PI) * arcs.max_distance, 0.0f, static_cast<float>(circles.period));
+    const float position = limited((arc_tangent(dy, dx) + PI) * arcs.max_distance, 0.0f, circles.last_position);
     ArcEnd from{static_cast<int>(position), 0};
     from.part = position - static_cast<float>(from.column);
     const int last = circles.first + circles.rows - 2;
@@ -292,6 +292,7 @@ int cuda_spin_blur(DeviceImage& source, DeviceImage* matte, DeviceImage& destina
     DeviceCircles device{};
     device.first = rows.first, device.rows = rows.end - rows.first;
     device.columns = circles.columns, device.period = circles.period;
+    device.last_position = circles.last_position();
     const auto count = static_cast<std::size_t>(device.rows), columns = static_cast<std::size_t>(device.columns);
     device.sums = operation.scratch<GpuPixel>(count * (columns + 2));
     device.means = operation.scratch<GpuPixel>(count);

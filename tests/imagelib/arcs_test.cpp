@@ -184,6 +184,17 @@ TEST(ArcAverage, FlatAreasStayFlatBesideBrightAndBadPixels) {
     }
 }
 
+// Beyond the column behind the whole ones a row has no entries.
+TEST(ArcAverage, PositionsEndOnTheCircleWhereATurnRoundsUp) {
+    const ImagePtr layout = float_noise(60, 40);
+    ArcGeometry circles;
+    float cx = 30;
+    do circles = arc_geometry(*layout, cx = std::nextafter(cx, 60.0f), 20);
+    while (cx < 59 && float(circles.period) < float(circles.columns + 1));
+    ASSERT_EQ(float(circles.period), float(circles.columns + 1));
+    EXPECT_EQ(int(circles.last_position()), circles.columns);
+}
+
 TEST(ArcAverage, RefusesOtherSizesAndEndsWhenAsked) {
     const TurnTable turn;
     const ImagePtr image = float_noise(40, 30), other = float_noise(39, 30);
