@@ -1,6 +1,7 @@
 // Scaling on CUDA devices: a thread for each pixel of a pass, with the windows and weights that image_scale uses on the
 // processor, summed in the same order.
 #include <cfloat>
+#include <cstring>
 #include <vector>
 
 #include "imagelib/cuda_scaling.h"
@@ -119,34 +120,44 @@ struct DeviceAxes {
     bool across_first = false;
 };
 
-// The tables of an axis whose size changes.
-ScalerAxis device_axis(GpuOperation& operation, const resample::ScaleAxis& axis) {
-    ScalerAxis result{nullptr, nullptr, axis.taps, axis.inputs, axis.outputs};
-    if (axis.copy || operation.failed()) return result;
+// The tables of an axis: none where its size stays.
+void append_tables(const resample::ScaleAxis& axis, std::vector<float>& tables) {
+    if (axis.copy) return;
     const auto outputs = static_cast<std::size_t>(axis.outputs), taps = static_cast<std::size_t>(axis.taps);
-    std::vector<float> weights;
-    // A single pixel is not weighted.
-    if (!in_memory([&] { weights.assign(outputs * taps, 1.0f); })) {
-        operation.fail(GPU_NO_ROOM_FOR_INPUT);
-        return result;
-    }
+    const std::size_t first = tables.size();
+    tables.resize(first + outputs * (1 + taps), 1.0f);  // a single pixel is not weighted
+    std::memcpy(&tables[first], axis.start.get(), outputs * sizeof(int));
+    float* const weights = &tables[first] + outputs;
     for (std::size_t o = 0; axis.weights && o < outputs; ++o)
         for (std::size_t k = 0; k < taps; ++k) weights[k * outputs + o] = axis.weights[o * taps + k];
-    result.start = operation.table(axis.start.get(), outputs);
-    result.weights = operation.table(weights.data(), weights.size());
+}
+
+// Their places on the device, where they begin at `next`.
+ScalerAxis device_axis(const resample::ScaleAxis& axis, const float*& next) {
+    ScalerAxis result{nullptr, nullptr, axis.taps, axis.inputs, axis.outputs};
+    if (axis.copy || !next) return result;
+    result.start = reinterpret_cast<const int*>(next);
+    result.weights = next + axis.outputs;
+    next = result.weights + static_cast<std::size_t>(axis.outputs) * static_cast<std::size_t>(axis.taps);
     return result;
 }
 
+// All tables go to the device in one piece.
 void make_axes(GpuOperation& operation, int w, int h, int ow, int oh, const ImagelibKernel& kernel, DeviceAxes& axes) {
     // The order of the passes that makes the smaller intermediate picture.
     axes.across_first = static_cast<long long>(h) * ow <= static_cast<long long>(w) * oh;
+    std::vector<float> tables;
     if (!kernel.valid || !resample::make_scale_axis(w, ow, kernel, axes.host_across) ||
-        !resample::make_scale_axis(h, oh, kernel, axes.host_down)) {
+        !resample::make_scale_axis(h, oh, kernel, axes.host_down) || !in_memory([&] {
+            append_tables(axes.host_across, tables);
+            append_tables(axes.host_down, tables);
+        })) {
         operation.fail(GPU_NO_ROOM_FOR_INPUT);
         return;
     }
-    axes.across = device_axis(operation, axes.host_across);
-    axes.down = device_axis(operation, axes.host_down);
+    const float* next = tables.empty() ? nullptr : operation.table(tables.data(), tables.size());
+    axes.across = device_axis(axes.host_across, next);
+    axes.down = device_axis(axes.host_down, next);
 }
 
 // One pass after the other. `horizontal(out, in, rows)` queues the one along rows.
