@@ -23,7 +23,7 @@ HostPicture stored_cells(const FluidGrid& grid, float* cells) {
 
 bool FluidFlowCore::carries_on_device(int count, int steps) const {
     if (velocity.kind != FLUID_BOUNDED || use_cubic || !cuda_available()) return false;
-    constexpr double READING = 0.45e-9, FIELD = 5e-9;  // seconds on one thread: of the velocity, and of a field
+    constexpr double READING = 0.45e-9, FIELD = 7e-9;  // seconds on one thread: of the velocity, and of a field
     const double cells = double(density_width) * density_height;
     const double path = steps * (use_rk4 ? 4 : 2) * READING;
     const double moved = sizeof(float) * (2.0 * count * cells + 2.0 * double(velocity.size()));

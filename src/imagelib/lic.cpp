@@ -95,7 +95,7 @@ ImagePtr screen_terms(const K7Image* screen, float threshold) {
 // Nanoseconds a pixel on one thread, from lines that ignore the clear shape: what a pixel costs anyway, and what its
 // samples do, looked up at points across the picture.
 double cost_of_pixel(const LicFrame& frame) {
-    constexpr double FIXED = 6, SAMPLE = 0.45, SCREEN_SAMPLE = 0.7;
+    constexpr double FIXED = 6, SAMPLE = 0.4, SCREEN_SAMPLE = 0.35;
     constexpr int POINTS = 8;
     double samples = 0, steps = 0;
     for (int i = 0; i < POINTS * POINTS; ++i) {

@@ -25,9 +25,8 @@ ImagelibPyramid::ImagelibPyramid(const K7Image* image, int kernel_type, int edge
     inv_w = width > 1 ? 1 / max_x : 0;
     inv_h = height > 1 ? 1 / max_y : 0;
     inv_full = 1 / image_full_value(image->sample_type);
-    // Levels and one warp.
-    constexpr double NANOSECONDS = 20;
-    cpu_only = on_processor || !image_pays_on_device(image, 2, NANOSECONDS);
+    const double nanoseconds = kernel_type > KERNEL_TRIANGLE ? 14.5 : 6.5;  // levels and one warp
+    cpu_only = on_processor || !image_pays_on_device(image, 2, nanoseconds);
     if (!cpu_only) {
         build_on_device(image, kernel_type);
         return;

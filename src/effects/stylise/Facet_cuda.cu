@@ -126,3 +126,9 @@ int cuda_facet(DeviceImage& source, DeviceImage& result, int half_x, int half_y,
                      shape, picture, band, out);
     return operation.finish();
 }
+
+double facet_nanoseconds(int half_x, int half_y) {
+    if (half_x == 1 && half_y == 1) return 2.8;
+    const bool small = (2 * half_x + 1) * (2 * half_y + 1) <= MODE_SMALL_WINDOW;
+    return small ? 17 : 18 + 0.28 * (half_x + half_y);
+}
