@@ -1,4 +1,5 @@
-// Fields that a fluid carries on a device, whose kernels run on the processor here.
+// Fields that a fluid carries on a device, whose kernels run on the processor here, and on a real one where there is
+// one.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -37,10 +38,15 @@ class FluidKernel : public TemporaryHome {
         return all;
     }
 
+    // on_device(step) does the step there.
+    template <class OnDevice>
+    static void expectTheProcessorsBits(const OnDevice& on_device);
+
     const ScopedEnvironment m_always{"CUDA_ALWAYS", "yes"}, m_enabled{"CUDA_DISABLE", nullptr};
 };
 
-TEST_F(FluidKernel, CarriesWithTheProcessorsBits) {
+template <class OnDevice>
+void FluidKernel::expectTheProcessorsBits(const OnDevice& on_device) {
     struct Case {
         int width, height, steps;
         bool rk4;
@@ -55,11 +61,26 @@ TEST_F(FluidKernel, CarriesWithTheProcessorsBits) {
             EXPECT_TRUE(flow->step(false) && flow->step(false));
             return cells(*flow);
         };
-        const std::vector<float> expected = step();
-        FakeRuntime fake;
-        EXPECT_EQ(step(), expected) << width << " x " << height << ", " << steps << " steps";
-        EXPECT_GT(fake.calls_of("launch"), 4) << "nothing ran on the device";
+        const std::vector<float> expected = [&] {
+            FakeRuntime none;
+            none.devices = 0;
+            return step();
+        }();
+        on_device([&] { EXPECT_EQ(step(), expected) << width << " x " << height << ", " << steps << " steps"; });
     }
+}
+
+TEST_F(FluidKernel, CarriesWithTheProcessorsBits) {
+    expectTheProcessorsBits([](auto step) {
+        FakeRuntime fake;
+        step();
+        EXPECT_GT(fake.calls_of("launch"), 4) << "nothing ran on the device";
+    });
+}
+
+TEST_F(FluidKernel, CarriesWithTheProcessorsBitsOnARealDevice) {
+    if (!cuda_available()) GTEST_SKIP() << "no CUDA device can be used here";
+    expectTheProcessorsBits([](auto step) { step(); });
 }
 
 TEST_F(FluidKernel, AFailingCallEndsTheStep) {

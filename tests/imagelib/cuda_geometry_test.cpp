@@ -1,5 +1,6 @@
-// Zoom blurs, scaling, pyramids and averages along arcs on a device: their kernels, run here on the processor, give the
-// bits of the processor's own code, and a call of the runtime that fails leaves everything as it was.
+// Zoom blurs, scaling, pyramids and averages along arcs on a device: their kernels, run here on the processor, and on a
+// real device where there is one, give the bits of the processor's own code, and a call of the runtime that fails
+// leaves everything as it was.
 #include <cstdlib>
 #include <functional>
 
@@ -204,6 +205,29 @@ int on_device(const Operation& operation, const ImagePtr& source, K7Image* resul
     return step == GPU_DONE ? gpu_fetch(to) : step;
 }
 
+ImagePtr by_processor(const Operation& operation, const ImagePtr& source) {
+    const Yes processor("CUDA_DISABLE");
+    FakeRuntime runtime;
+    ImagePtr result = operation.result_like(source);
+    EXPECT_TRUE(operation.processor(source, result.get()));
+    EXPECT_EQ(runtime.calls(), 0);
+    return result;
+}
+
+TEST(CudaGeometry, GivesTheProcessorsBitsOnARealDevice) {
+    if (!cuda_available()) GTEST_SKIP() << "no CUDA device can be used here";
+    const int sizes[][2] = {{1, 1}, {17, 13}, {97, 61}, {613, 401}};
+    for (const Operation& operation : operations())
+        for (const auto& [width, height] : sizes) {
+            SCOPED_TRACE(testing::Message() << operation.name << " of " << width << "x" << height);
+            const ImagePtr source = hdr_noise(width, height, 3), expected = by_processor(operation, source);
+            const ImagePtr result = operation.result_like(source);
+            ASSERT_TRUE(cuda_available());
+            ASSERT_EQ(on_device(operation, source, result.get()), GPU_DONE);
+            EXPECT_EQ(differing_samples(result, expected), 0);
+        }
+}
+
 // The wrappers, and the library's functions where it pays, which it is made to.
 TEST(CudaGeometry, GivesTheProcessorsBits) {
     const int sizes[][2] = {{1, 1}, {17, 13}, {97, 61}};
@@ -211,13 +235,7 @@ TEST(CudaGeometry, GivesTheProcessorsBits) {
         for (const auto& [width, height] : sizes) {
             SCOPED_TRACE(testing::Message() << operation.name << " of " << width << "x" << height);
             const ImagePtr source = hdr_noise(width, height, 3);
-            const ImagePtr expected = operation.result_like(source), result = operation.result_like(source);
-            {
-                const Yes processor("CUDA_DISABLE");
-                FakeRuntime runtime;
-                ASSERT_TRUE(operation.processor(source, expected.get()));
-                ASSERT_EQ(runtime.calls(), 0);
-            }
+            const ImagePtr expected = by_processor(operation, source), result = operation.result_like(source);
             FakeRuntime runtime;
             ASSERT_EQ(on_device(operation, source, result.get()), GPU_DONE);
             EXPECT_EQ(differing_samples(result, expected), 0);

@@ -33,8 +33,7 @@ ImagePtr toned_by_processor(const ImagePtr (&planes)[3], const FlareTone& tone, 
     return picture;
 }
 
-TEST_F(FlareCuda, TonesWithTheSameBits) {
-    FakeRuntime runtime;
+void expect_the_same_tones() {
     for (const auto& [width, height] : {std::pair{1, 1}, {17, 13}, {97, 61}})
         for (const float power : {1.0f, 0.5f, 1.7f})
             for (const bool screen : {false, true}) {
@@ -53,6 +52,16 @@ TEST_F(FlareCuda, TonesWithTheSameBits) {
                 EXPECT_TRUE(same_pixels(result.get(), toned_by_processor(planes, tone, under).get()))
                     << width << ", " << power << ", " << screen;
             }
+}
+
+TEST_F(FlareCuda, TonesWithTheSameBits) {
+    FakeRuntime runtime;
+    expect_the_same_tones();
+}
+
+TEST_F(FlareCuda, TonesWithTheSameBitsOnARealDevice) {
+    if (!cuda_available()) GTEST_SKIP() << "no CUDA device can be used here";
+    expect_the_same_tones();
 }
 
 // A picture that flares all over, rendered as the framework does it.
