@@ -1,5 +1,5 @@
-// Medians and modes by the kernels, which run on the processor here, and on a real device where there is one, against
-// the processor's own.
+// Medians, modes and extremes by the kernels, which run on the processor here, and on a real device where there is one,
+// against the processor's own.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,6 +7,7 @@
 #include <set>
 
 #include "effects/adjust/Clean_cuda.h"
+#include "effects/adjust/WindowExtreme_cuda.h"
 #include "effects/stylise/Facet_cuda.h"
 #include "gpulib/fake_runtime.h"
 #include "gpulib/gpulib.h"
@@ -28,6 +29,25 @@ const Filter MEDIAN{"median", cuda_clean, [](const K7Image* source, K7Image* res
                         return image_window_median(source, result, radii);
                     }};
 const Filter MODE{"mode", cuda_facet, image_window_mode};
+
+// Windows that differ between the channels, none of them in the middle, and pixels on one side of a threshold.
+DeviceExtreme extreme(int width, int height, int x, int y, bool keep_above) {
+    DeviceExtreme job{width, height, {}, {.threshold = 0.3f, .keep_above = keep_above}};
+    for (int c = 0; c < 4; ++c)
+        job.windows[c] = {.rows = std::max(y + c - 1, 1), .columns = x + 2 * c, .half = std::max(y / 2, 1)};
+    return job;
+}
+template <auto on_device, bool maximum>
+Filter extreme_filter(const char* name) {
+    return {name,
+            [](DeviceImage& source, DeviceImage& result, int x, int y, GpuStream stream) {
+                return on_device(source, result, extreme(source.width(), source.height(), x, y, !maximum), stream);
+            },
+            [](const K7Image* source, K7Image* result, int x, int y) {
+                const DeviceExtreme job = extreme(source->width, source->height, x, y, !maximum);
+                return image_window_extreme(source, result, maximum, job.windows, &job.gate);
+            }};
+}
 
 float& sample(const ImagePtr& image, int x, int y, int c) { return image_row<float>(image.get(), y)[4 * x + c]; }
 
@@ -113,7 +133,9 @@ TEST_P(WindowKernel, AFailingCallLeavesTheHostsPixels) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Filters, WindowKernel, testing::Values(MEDIAN, MODE),
+INSTANTIATE_TEST_SUITE_P(Filters, WindowKernel,
+                         testing::Values(MEDIAN, MODE, extreme_filter<cuda_darken, false>("minimum"),
+                                         extreme_filter<cuda_lighten, true>("maximum")),
                          [](const auto& filter) { return filter.param.name; });
 
 }  // namespace
