@@ -5,7 +5,6 @@
 #include <cmath>
 
 #include "fftlib/fftlib_cuda.h"
-#include "gpulib/gpulib.h"
 #include "gpulib/gpulib_image.h"
 #include "k7pi_baselib/temporary_home.h"
 #include "support/images.h"
@@ -44,7 +43,7 @@ TEST_F(FftDevice, ConvolvesAsTheProcessorDoes) {
 }
 
 TEST_F(FftDevice, SplitsAndJoinsColoursWithTheProcessorsBits) {
-    if (!cuda_available()) GTEST_SKIP() << "no CUDA device can be used here: " << log();
+    if (!cuda_fft_available()) GTEST_SKIP() << "no CUDA device with CUFFT can be used here: " << log();
     for (const int type : {SAMPLE_U8, SAMPLE_U16, SAMPLE_F32})
         for (const int channels : {3, 4}) {
             const ImagePtr picture = noise_image(613, 401, channels, type, 1, -1, 2);
