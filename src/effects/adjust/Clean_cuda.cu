@@ -33,13 +33,17 @@ GPU_AND_CPU void widen(Range& range, int c, float low, float high) {
     range.high[c] = high > range.high[c] ? high : range.high[c];
 }
 
-// Pixels that lie `threads` apart.
+// Pixels that lie `threads` apart, of which some are on their way at once. Behind the end one is taken again.
 GPU_AND_CPU void cleanRangeKernel(GpuPlace at, const GpuPixel* pixels, std::size_t count, int threads, Range* ranges) {
     if (at.x >= threads) return;
+    constexpr int AT_ONCE = 4;
+    const auto step = static_cast<std::size_t>(threads);
     Range range = empty_range();
-    for (auto i = static_cast<std::size_t>(at.x); i < count; i += static_cast<std::size_t>(threads)) {
-        const GpuPixel pixel = pixels[i];
-        for (int c = 0; c < 4; ++c) widen(range, c, pixel.c[c], pixel.c[c]);
+    for (auto i = static_cast<std::size_t>(at.x); i < count; i += AT_ONCE * step) {
+        GpuPixel some[AT_ONCE];
+        for (int k = 0; k < AT_ONCE; ++k) some[k] = pixels[i + k * step < count ? i + k * step : i];
+        for (const GpuPixel& pixel : some)
+            for (int c = 0; c < 4; ++c) widen(range, c, pixel.c[c], pixel.c[c]);
     }
     ranges[at.x] = range;
 }
@@ -294,18 +298,21 @@ namespace {
 
 using namespace clean_cuda;
 
-constexpr int RANGES = 8192, FEWER_RANGES = 64;  // threads that look for ranges
-constexpr int LEAST_BAND = 64;                   // rows
+constexpr int RANGES = 32768, JOINED = 32;  // threads that look for ranges, and ranges that one joins
+constexpr int LEAST_BAND = 64;              // rows
 
 // The bins of the channels from the ranges of their samples, without a way to the host.
 const MedianBins* find_bins(GpuOperation& operation, const GpuPixel* pixels, std::size_t count) {
-    auto* ranges = operation.scratch<Range>(RANGES + FEWER_RANGES);
+    auto* ranges = operation.scratch<Range>(2 * RANGES);
     auto* bins = operation.scratch<MedianBins>(4);
-    Range* fewer = ranges ? ranges + RANGES : nullptr;
+    if (operation.failed()) return nullptr;
     operation.launch(gpu_kernel<cleanRangeKernel>(), gpu_shape_of_line(RANGES), pixels, count, RANGES, ranges);
-    operation.launch(gpu_kernel<cleanJoinKernel>(), gpu_shape_of_line(FEWER_RANGES), ranges, RANGES, FEWER_RANGES,
-                     fewer);
-    operation.launch(gpu_kernel<cleanBinsKernel>(), gpu_shape_of_line(4), fewer, FEWER_RANGES, bins);
+    int left = RANGES;
+    for (int fewer; left > JOINED; ranges += left, left = fewer) {
+        fewer = left / JOINED;
+        operation.launch(gpu_kernel<cleanJoinKernel>(), gpu_shape_of_line(fewer), ranges, left, fewer, ranges + left);
+    }
+    operation.launch(gpu_kernel<cleanBinsKernel>(), gpu_shape_of_line(4), ranges, left, bins);
     return bins;
 }
 
