@@ -8,8 +8,6 @@
 // because running sums that begin elsewhere round otherwise. What leaves a window was the sum of another window once.
 // It is not kept until then but made again, from samples further back, by the same additions: memory takes longer than
 // they do, and those samples mostly lie in a cache still.
-#include <algorithm>
-
 #include "imagelib/blur_simd.h"
 #include "imagelib/imagelib_cuda.h"
 
@@ -64,6 +62,8 @@ struct BoxLine {
     RunningBox first[3], second[2], third;
     float low;  // smallest sample so far
 
+    GPU_AND_CPU explicit BoxLine(float beginning) : low(beginning) {}
+
     GPU_AND_CPU void step(const BoxSweep& sweep, int line, int t, const BoxInputs& in) {
         const int radius = sweep.radius, window = sweep.window();
         low = in.samples[0] < low ? in.samples[0] : low;
@@ -94,7 +94,7 @@ struct BoxBatch {
 
 GPU_AND_CPU void sweep_box(GpuPlace at, const BoxSweep& sweep) {
     if (at.x >= sweep.lines) return;
-    BoxLine line{.low = sweep.uri[at.x]};
+    BoxLine line(sweep.uri[at.x]);
     BoxBatch next(sweep, at.x, 0);
     for (int t = 0, end = sweep.length + 3 * sweep.radius; t < end; t += BoxBatch::STEPS) {
         const BoxBatch batch = next;
