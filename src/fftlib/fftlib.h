@@ -22,7 +22,8 @@
 
 #include "imagelib/imagelib.h"
 
-struct FFTComplex {
+// Aligned so that devices move it at once, as CUFFT does.
+struct alignas(8) FFTComplex {
     float real, imaginary;
 };
 
