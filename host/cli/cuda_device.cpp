@@ -17,22 +17,15 @@ class CudaQueue final : public ofxhost::DeviceQueue {
 
     void* stream() const override { return m_stream.get(); }
 
-    // Frames are alike: memory that was released is kept for the next one of its size.
     void* allocate(std::size_t bytes) override {
         if (!cuda_available()) return nullptr;
-        for (Block& block : m_blocks)
-            if (block.free && block.bytes == bytes) {
-                block.free = false;
-                return block.memory.get();
-            }
-        if (void* memory = allocateNew(bytes)) return memory;
-        std::erase_if(m_blocks, [](const Block& block) { return block.free; });
-        return allocateNew(bytes);
+        if (m_blocks.emplace_back().allocate(bytes, m_stream.get()) == GPU_SUCCESS) return m_blocks.back().get();
+        m_blocks.pop_back();
+        return nullptr;
     }
 
     void release(void* memory) override {
-        for (Block& block : m_blocks)
-            if (block.memory.get() == memory) block.free = true;
+        if (cuda_available()) m_blocks.remove_if([memory](const DeviceMemory& block) { return block.get() == memory; });
     }
 
     bool upload(void* device, const void* host, std::size_t bytes) override {
@@ -44,22 +37,8 @@ class CudaQueue final : public ofxhost::DeviceQueue {
     bool finish() override { return cuda_available() && m_stream.finish() == GPU_SUCCESS; }
 
   private:
-    struct Block {
-        explicit Block(std::size_t size) : bytes(size) {}
-        std::size_t bytes;
-        bool free = false;
-        DeviceMemory memory;
-    };
-
-    void* allocateNew(std::size_t bytes) {
-        Block& block = m_blocks.emplace_back(bytes);
-        if (block.memory.allocate(bytes) == GPU_SUCCESS) return block.memory.get();
-        m_blocks.pop_back();
-        return nullptr;
-    }
-
-    std::list<Block> m_blocks;
     DeviceStream m_stream;
+    std::list<DeviceMemory> m_blocks;
 };
 
 class CudaDevice final : public ofxhost::RenderDevice {

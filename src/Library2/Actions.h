@@ -29,6 +29,7 @@ OfxStatus actionDescribeInContext(const EffectEntry& entry, OfxImageEffectHandle
 // Instances
 OfxStatus actionCreateInstance(const EffectEntry& entry, OfxImageEffectHandle instance);
 OfxStatus actionDestroyInstance(OfxImageEffectHandle instance);
+OfxStatus actionPurgeCaches();
 OfxStatus actionInstanceChanged(OfxImageEffectHandle instance, const PropertySet& inArgs);
 OfxStatus actionEndInstanceChanged(OfxImageEffectHandle instance);
 

@@ -6,7 +6,6 @@
 
 #include "Library2/Actions.h"
 #include "gpulib/gpulib.h"
-#include "gpulib/gpulib_image.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 // ---- Load -----------------------------------------------------------------------------------------------------
@@ -33,9 +32,8 @@ OfxStatus actionLoad() {
 // The last effect to be unloaded frees what the bundle holds for the process.
 OfxStatus actionUnload() {
     if (--s_loaded == 0) {
-        gpu_release_staging();
+        actionPurgeCaches();
         CloseLog();
-        k7_image_blocks_release();
     }
     return ofx::status::OK;
 }

@@ -70,7 +70,8 @@ bool HostImage::loadTexture() {
     auto made = std::make_unique<Texture>();
     made->pixels = {static_cast<int>(width), static_cast<int>(height), bits};
     if (!made->texture.attach(static_cast<unsigned>(name), static_cast<unsigned>(target)) ||
-        !gpu_succeeded(made->memory.allocate(made->pixels.bytes()), "making room for an OpenGL texture") ||
+        !gpu_succeeded(made->memory.allocate(made->pixels.bytes(), m_device->stream),
+                       "making room for an OpenGL texture") ||
         !made->texture.load(made->pixels, made->memory.get(), m_device->stream))
         return false;
     m_texture = std::move(made);

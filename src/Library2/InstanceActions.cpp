@@ -6,6 +6,7 @@
 #include "Library2/Actions.h"
 #include "Library2/InstanceRecord.h"
 #include "gpulib/gpulib.h"
+#include "gpulib/gpulib_kept.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 InstanceRecord* instanceRecord(OfxImageEffectHandle instance) {
@@ -131,6 +132,13 @@ OfxStatus actionCreateInstance(const EffectEntry& entry, OfxImageEffectHandle in
 
 // ---- Destroy --------------------------------------------------------------------------------------------------
 
+// What is kept for later frames: pages of images, and what the bundle has of devices.
+OfxStatus actionPurgeCaches() {
+    gpu_give_back();
+    k7_image_blocks_release();
+    return ofx::status::OK;
+}
+
 OfxStatus actionDestroyInstance(OfxImageEffectHandle instance) {
     const std::unique_ptr<InstanceRecord> record(instanceRecord(instance));
     if (!record) return ofx::status::OK;
@@ -138,7 +146,7 @@ OfxStatus actionDestroyInstance(OfxImageEffectHandle instance) {
     record->effect->setSlot(SLOT_OWN_THREADS, nullptr);
     record->ownThreads.reset();
     record->effect.reset();
-    if (--s_instances == 0) k7_image_blocks_release();
+    if (--s_instances == 0) actionPurgeCaches();
     if (k7_memory_tracking()) {
         k7_memory_report(MemoryTable::Normal, true);
         k7_memory_report(MemoryTable::Image, true);

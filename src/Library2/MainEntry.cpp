@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "Library2/Actions.h"
+#include "gpulib/gpulib.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 
 std::string effectLabel(const EffectTraits& traits) { return std::string("Q_") + traits.name; }
@@ -29,6 +30,7 @@ OfxStatus dispatch(const EffectEntry& entry, std::string_view action, OfxImageEf
     if (action == act::DescribeInContext) return actionDescribeInContext(entry, effect, inArgs);
     if (action == act::CreateInstance) return actionCreateInstance(entry, effect);
     if (action == act::DestroyInstance) return actionDestroyInstance(effect);
+    if (action == act::PurgeCaches) return actionPurgeCaches();
     if (action == act::BeginInstanceChanged) return ofx::status::OK;
     if (action == act::InstanceChanged) return actionInstanceChanged(effect, inArgs);
     if (action == act::EndInstanceChanged) return actionEndInstanceChanged(effect);
@@ -47,6 +49,7 @@ OfxStatus dispatch(const EffectEntry& entry, std::string_view action, OfxImageEf
 OfxStatus effectMain(const EffectEntry& entry, const char* action, const void* handle, OfxPropertySetHandle inArgs,
                      OfxPropertySetHandle outArgs) noexcept {
     if (!action) return ofx::status::ReplyDefault;
+    const KeepsSelection keeps;
     try {
         return dispatch(entry, action, effectHandle(handle), PropertySet(inArgs), PropertySet(outArgs));
     } catch (const std::bad_alloc&) {

@@ -18,14 +18,28 @@ inline constexpr int CUFFT_COMPLEX = 0x29, CUFFT_FORWARD = -1, CUFFT_INVERSE = 1
 // the library is large.
 bool cufft_available();
 // Takes other functions, of which all may be null, as where the library is not installed; null: its own again. For
-// tests: no plan may exist.
+// tests: no CufftPlan may exist.
 void cufft_set_functions(const CufftFunctions* functions);
+
+// A plan, kept until a transform of its size is asked for again: making one takes milliseconds. It owns a work area on
+// the device that its transforms fill, so that it serves one CufftPlan at a time, and the transforms of the next one
+// come after those of the last.
+struct KeptPlan {
+    int plan = 0;  // 0: none
+    int width = 0, height = 0;
+    int device = -1, process = 0;
+    GpuEvent event = nullptr;  // behind the last transform
+    bool has_work = false;     // that may still be running; the event tells
+
+    bool create();
+    void destroy();  // waits for the transforms
+};
 
 // Unnormalised transforms of planes of one size, on a stream.
 class CufftPlan {
   public:
     CufftPlan() = default;
-    ~CufftPlan();  // waits for the stream: what is queued uses it
+    ~CufftPlan();  // the stream is still there; waits for nothing, unless the plan can't be kept
     CufftPlan(const CufftPlan&) = delete;
     CufftPlan& operator=(const CufftPlan&) = delete;
 
@@ -33,7 +47,8 @@ class CufftPlan {
     bool transform(FFTComplex* in, FFTComplex* out, FFTDirection direction);  // `in` may be `out`, else stays
 
   private:
+    bool put_aside();
+
+    KeptPlan m_plan;
     GpuStream m_stream = nullptr;
-    int m_plan = 0;
-    bool m_made = false;
 };

@@ -9,7 +9,9 @@
 #include "gpulib/builtin_runtime.h"
 #include "gpulib/gpulib.h"
 #include "gpulib/gpulib_image.h"
+#include "gpulib/gpulib_kept.h"
 #include "gpulib/probe.h"
+#include "gpulib/selection.h"
 #include "k7pi_baselib/in_memory.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/process.h"
@@ -35,10 +37,9 @@ State state_of(std::uint64_t decided) {
 }
 State current_state() { return state_of(s_decision.load(std::memory_order_acquire)); }
 
-thread_local bool t_hosts_device = false;  // this thread works on what the host has selected
-
+// Only where this thread has selected a device: any other would start one by asking.
 void wait_for_device() {
-    if (current_state() == Present) gpu_runtime().device_synchronize();
+    if (gpu_has_selected() && current_state() == Present) gpu_runtime().device_synchronize();
 }
 
 // ---- Steps of the check ---------------------------------------------------------------------------------------
@@ -81,7 +82,7 @@ bool choose_number(int& number) {
 }
 
 bool select_device(int number) {
-    const GpuStatus status = gpu_runtime().set_device(number);
+    const GpuStatus status = gpu_select(number);
     if (status == GPU_SUCCESS) return true;
     if (status == GPU_SET_ON_ACTIVE_PROCESS) {
         Trace(TRACE_TRACE, "CUDA device already selected (OK)(cudaErrorSetOnActiveProcess)\n");
@@ -156,7 +157,7 @@ bool probe_is_right() {
     const GpuRuntime& runtime = gpu_runtime();
     std::vector<float> values(count);
     DeviceMemory memory;
-    if (!gpu_succeeded(memory.allocate(bytes), "allocating for the test") ||
+    if (!gpu_succeeded(memory.allocate(bytes, nullptr), "allocating for the test") ||
         !gpu_succeeded(gpu_launch(probe_kernel(), {.blocks_x = side, .threads_x = side}, nullptr,
                                   static_cast<float*>(memory.get()), count),
                        "launching the test") ||
@@ -177,16 +178,28 @@ bool probe_is_right() {
 const GpuRuntime& gpu_runtime() { return *s_runtime.load(std::memory_order_acquire); }
 
 void gpu_set_runtime(const GpuRuntime* runtime) {
-    gpu_release_staging();
+    gpu_give_back();
     s_runtime.store(runtime ? runtime : &builtin_gpu_runtime, std::memory_order_release);
     s_device = {};
     s_decision.store(Undecided, std::memory_order_release);
     set_device_wait(nullptr);
 }
 
+// Errors after which every call of the process fails ("cudaError_t" in the CUDA Runtime API): kernels that were
+// stopped, uncorrectable memory, a context that is gone.
+static bool loses_device(GpuStatus status) {
+    return status == 214 || status == 220 || status == 700 || status == 702 || status == 709 || status == 710 ||
+           (status >= 714 && status <= 719);
+}
+
 bool gpu_succeeded(GpuStatus status, const char* doing) {
     if (status == GPU_SUCCESS) return true;
     Trace(TRACE_DEBUG, "CUDA %s failed: %s (%d)\n", doing, gpu_runtime().error_text(status), status);
+    std::uint64_t present = decision(Present);
+    // A context of the host's own is lost by itself.
+    if (loses_device(status) && !gpu_works_in_private() &&
+        s_decision.compare_exchange_strong(present, decision(Absent), std::memory_order_acq_rel))
+        Trace(TRACE_ERROR, "The CUDA device is lost. Disabling CUDA. Error=%d\n", status);
     return false;
 }
 
@@ -221,7 +234,7 @@ bool cuda_available() {
             case Absent:
                 return false;
             case Present:
-                if (t_hosts_device) return true;
+                if (gpu_works_for_host()) return true;
                 // At each call, because the device belongs to the thread and the host may select its own.
                 if (select_device(s_device.number)) return true;
                 s_decision.store(decision(Absent), std::memory_order_release);
@@ -233,25 +246,13 @@ bool cuda_available() {
                 if (!s_decision.compare_exchange_strong(decided, decision(Deciding), std::memory_order_acquire)) break;
                 s_device = {};
                 const bool present = check_in_memory(false, s_device);
-                if (!present) s_device = {};
+                if (!present) s_device = {}, gpu_give_back();
                 if (present) set_device_wait(wait_for_device);
                 s_decision.store(decision(present ? Present : Absent), std::memory_order_release);
                 return present;
         }
     }
 }
-
-HostsDevice::HostsDevice() : m_usable(false), m_was_held(t_hosts_device) {
-    int device = 0;
-    // Asked before the decision, which selects a device of its own.
-    const GpuStatus status =
-        read_variable_is_yes("CUDA_DISABLE") ? GPU_INVALID_VALUE : gpu_runtime().get_device(&device);
-    if (status != GPU_SUCCESS || !cuda_available()) return;
-    m_usable = m_was_held || gpu_succeeded(gpu_runtime().set_device(device), "selecting the host's device");
-    t_hosts_device = m_usable;
-}
-
-HostsDevice::~HostsDevice() { t_hosts_device = m_was_held; }
 
 bool cuda_built() {
 #ifdef QUILLON_CUDA

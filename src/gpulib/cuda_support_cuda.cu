@@ -1,6 +1,7 @@
 // The CUDA runtime as a GpuRuntime.
 #include <cuda_runtime_api.h>
 
+#include <cstdint>
 #include <cstdio>
 
 #include "gpulib/builtin_runtime.h"
@@ -13,7 +14,8 @@ namespace {
 
 static_assert(GPU_SUCCESS == cudaSuccess && GPU_INVALID_VALUE == cudaErrorInvalidValue &&
               GPU_OUT_OF_MEMORY == cudaErrorMemoryAllocation &&
-              GPU_INSUFFICIENT_DRIVER == cudaErrorInsufficientDriver &&
+              GPU_INVALID_CONFIGURATION == cudaErrorInvalidConfiguration &&
+              GPU_NOT_SUPPORTED == cudaErrorNotSupported && GPU_INSUFFICIENT_DRIVER == cudaErrorInsufficientDriver &&
               GPU_NO_KERNEL_IMAGE == cudaErrorNoKernelImageForDevice && GPU_NOT_READY == cudaErrorNotReady &&
               GPU_SET_ON_ACTIVE_PROCESS == cudaErrorSetOnActiveProcess);
 
@@ -24,6 +26,7 @@ GpuStatus answer(cudaError_t status) {
 }
 
 cudaStream_t of(GpuStream stream) { return reinterpret_cast<cudaStream_t>(stream); }
+cudaMemPool_t of(GpuPool pool) { return reinterpret_cast<cudaMemPool_t>(pool); }
 cudaEvent_t of(GpuEvent event) { return reinterpret_cast<cudaEvent_t>(event); }
 cudaGraphicsResource_t of(GpuTexture texture) { return reinterpret_cast<cudaGraphicsResource_t>(texture); }
 cudaArray_t of(GpuTexels texels) { return reinterpret_cast<cudaArray_t>(texels); }
@@ -69,6 +72,63 @@ GpuStatus get_device_properties(int device, GpuDeviceProperties* properties) {
     properties->multiprocessors = found.multiProcessorCount;
     return GPU_SUCCESS;
 }
+
+// ---- Contexts -------------------------------------------------------------------------------------------------
+
+// The runtime has no words for contexts. The driver's functions answer with the same numbers.
+template <class Function>
+Function of_driver(const char* name) {
+    void* found = nullptr;
+    cudaDriverEntryPointQueryResult result = cudaDriverEntryPointSymbolNotFound;
+#if CUDART_VERSION >= 12050
+    constexpr unsigned since = 4000;  // CUDA 4.0
+    const cudaError_t status = cudaGetDriverEntryPointByVersion(name, &found, since, cudaEnableDefault, &result);
+#else
+    const cudaError_t status = cudaGetDriverEntryPoint(name, &found, cudaEnableDefault, &result);
+#endif
+    const bool there = answer(status) == GPU_SUCCESS && result == cudaDriverEntryPointSuccess;
+    return there ? reinterpret_cast<Function>(found) : nullptr;
+}
+
+GpuStatus get_context(GpuContext* context) {
+    static const auto get = of_driver<GpuStatus (*)(GpuContext*)>("cuCtxGetCurrent");
+    return get ? get(context) : GPU_NOT_SUPPORTED;
+}
+
+GpuStatus set_context(GpuContext context) {
+    static const auto set = of_driver<GpuStatus (*)(GpuContext)>("cuCtxSetCurrent");
+    return set ? set(context) : GPU_NOT_SUPPORTED;
+}
+
+// ---- Pools ----------------------------------------------------------------------------------------------------
+
+// Of our own: what the device's default pool keeps is the host's to say.
+GpuStatus create_pool(GpuPool* pool, int device, std::size_t kept) {
+    int supported = 0;
+    if (const GpuStatus status = answer(cudaDeviceGetAttribute(&supported, cudaDevAttrMemoryPoolsSupported, device)))
+        return status;
+    if (!supported) return GPU_NOT_SUPPORTED;
+    cudaMemPoolProps properties{};
+    properties.allocType = cudaMemAllocationTypePinned;
+    properties.location.type = cudaMemLocationTypeDevice;
+    properties.location.id = device;
+    cudaMemPool_t made = nullptr;
+    if (const GpuStatus status = answer(cudaMemPoolCreate(&made, &properties))) return status;
+    // A stream takes over no memory that another one's queued work still uses: renders of two instances would wait for
+    // each other. Where memory is short, the one that asks waits for the device.
+    std::uint64_t threshold = kept;
+    int waits_for_others = 0;
+    GpuStatus status = answer(cudaMemPoolSetAttribute(made, cudaMemPoolAttrReleaseThreshold, &threshold));
+    if (status == GPU_SUCCESS)
+        status = answer(cudaMemPoolSetAttribute(made, cudaMemPoolReuseAllowInternalDependencies, &waits_for_others));
+    if (status == GPU_SUCCESS)
+        *pool = reinterpret_cast<GpuPool>(made);
+    else
+        answer(cudaMemPoolDestroy(made));
+    return status;
+}
+
+// ---- Streams, launches, textures --------------------------------------------------------------------------------
 
 GpuStatus create_stream(GpuStream* stream) {
     cudaStream_t made = nullptr;
@@ -129,6 +189,8 @@ const GpuRuntime builtin_gpu_runtime = {
     .get_device_properties = get_device_properties,
     .set_device = [](int device) { return answer(cudaSetDevice(device)); },
     .get_device = [](int* device) { return answer(cudaGetDevice(device)); },
+    .get_context = get_context,
+    .set_context = set_context,
     .get_free_memory =
         [](std::size_t* bytes) {
             std::size_t all = 0;
@@ -137,8 +199,16 @@ const GpuRuntime builtin_gpu_runtime = {
     .device_synchronize = [] { return answer(cudaDeviceSynchronize()); },
     .device_allocate = [](void** memory, std::size_t bytes) { return answer(cudaMalloc(memory, bytes)); },
     .device_free = [](void* memory) { return answer(cudaFree(memory)); },
+    .pool_create = create_pool,
+    .pool_destroy = [](GpuPool pool) { return answer(cudaMemPoolDestroy(of(pool))); },
+    .pool_allocate =
+        [](void** memory, std::size_t bytes, GpuPool pool, GpuStream stream) {
+            return answer(cudaMallocFromPoolAsync(memory, bytes, of(pool), of(stream)));
+        },
+    .pool_free = [](void* memory, GpuStream stream) { return answer(cudaFreeAsync(memory, of(stream))); },
+    // Pinned for every device and context: a block that is kept may serve another one next.
     .host_allocate = [](void** memory,
-                        std::size_t bytes) { return answer(cudaHostAlloc(memory, bytes, cudaHostAllocDefault)); },
+                        std::size_t bytes) { return answer(cudaHostAlloc(memory, bytes, cudaHostAllocPortable)); },
     .host_free = [](void* memory) { return answer(cudaFreeHost(memory)); },
     .copy_to_device =
         [](void* device, const void* host, std::size_t bytes, GpuStream stream) {
@@ -158,6 +228,8 @@ const GpuRuntime builtin_gpu_runtime = {
     .event_record = [](GpuEvent event, GpuStream stream) { return answer(cudaEventRecord(of(event), of(stream))); },
     .event_query = [](GpuEvent event) { return answer(cudaEventQuery(of(event))); },
     .event_synchronize = [](GpuEvent event) { return answer(cudaEventSynchronize(of(event))); },
+    .stream_wait = [](GpuStream stream,
+                      GpuEvent event) { return answer(cudaStreamWaitEvent(of(stream), of(event), 0)); },
     .launch = launch,
     .texture_register = register_texture,
     .texture_unregister = [](GpuTexture texture) { return answer(cudaGraphicsUnregisterResource(of(texture))); },

@@ -37,7 +37,7 @@ bool DeviceImage::succeeded(GpuStatus status, const char* doing) {
 
 bool DeviceImage::allocate() {
     if (!succeeded(m_bytes ? GPU_SUCCESS : GPU_INVALID_VALUE, "making room for an image without pixels")) return false;
-    return m_memory.get() || succeeded(m_memory.allocate(m_bytes), "allocating an image");
+    return m_memory.get() || succeeded(m_memory.allocate(m_bytes, m_stream), "allocating an image");
 }
 
 unsigned char* DeviceImage::host_row(int y) const {

@@ -15,12 +15,28 @@
 
 // Decided at the first call and kept for the life of the process; after a fork the child decides anew, because a device
 // in use does not survive one. Any thread may call it, and must before it uses the device: the device is selected for
-// the calling thread. A device that cannot be selected any more, as when it is lost, turns the answer to false for
-// good.
+// the calling thread. A device that is lost, so that every call fails from then on, turns the answer to false for good.
 bool cuda_available();
 
+// When it ends, the thread has selected what it had before, whatever was selected meanwhile. For calls of a host, whose
+// threads may work on a device of its own. Where nothing selects a device it calls nothing of the runtime.
+class KeepsSelection {
+  public:
+    KeepsSelection();
+    ~KeepsSelection();
+    KeepsSelection(const KeepsSelection&) = delete;
+    KeepsSelection& operator=(const KeepsSelection&) = delete;
+
+    void remember();  // before the first selection: what is selected
+
+  private:
+    KeepsSelection* m_outer;
+    GpuContext m_context = nullptr;
+    bool m_asked = false, m_known = false, m_selected_before;
+};
+
 // While it lives, its thread works on the device that it has selected, which is the host's: cuda_available() selects no
-// other one. For work on pictures that a host has on a device.
+// other one. For work on pictures that a host has on a device. The host may have selected a context of its own there.
 class HostsDevice {
   public:
     HostsDevice();
@@ -28,10 +44,10 @@ class HostsDevice {
     HostsDevice(const HostsDevice&) = delete;
     HostsDevice& operator=(const HostsDevice&) = delete;
 
-    bool usable() const { return m_usable; }  // cuda_available(), and the device is still the one that it was
+    bool usable() const { return m_usable; }  // cuda_available(), and what is selected is still what it was
 
   private:
-    bool m_usable, m_was_held;
+    bool m_usable = false, m_was_hosts, m_was_private;
 };
 
 // Whether there may be a device at all: this build has the runtime. Calls nothing of it.

@@ -14,6 +14,10 @@ struct HostPicture {
 };
 
 // Memory of the device. Freed with its owner, but not in a forked child: there the device is out of reach.
+//
+// Where the device can, it comes from a pool of our own, in the order of a stream's work: nothing waits, neither when
+// it is allocated nor when it is freed, and frames of the same size do not go to the driver again. Where the device is
+// full, what is kept is given back first (gpulib_kept.h).
 class DeviceMemory {
   public:
     DeviceMemory() = default;
@@ -21,11 +25,17 @@ class DeviceMemory {
     DeviceMemory(const DeviceMemory&) = delete;
     DeviceMemory& operator=(const DeviceMemory&) = delete;
 
-    GpuStatus allocate(std::size_t bytes);  // once
+    // Once. To be used by work on this stream, or by what has waited for its work so far. It is freed behind all work
+    // that is on the stream then, and the stream must outlive it.
+    GpuStatus allocate(std::size_t bytes, GpuStream stream);
+    // Once. For memory that outlives streams: freeing waits for all work of the device.
+    GpuStatus allocate(std::size_t bytes);
     void* get() const { return m_memory; }
 
   private:
     void* m_memory = nullptr;
+    GpuStream m_stream = nullptr;
+    bool m_pooled = false;
     int m_process = 0;
 };
 
@@ -96,7 +106,3 @@ class DeviceImage {
     bool m_on_device = false, m_on_host = false;
     GpuStatus m_status = GPU_SUCCESS;
 };
-
-// Copies go through pinned memory, of which the two latest blocks are kept for the next ones. This gives them back; to
-// be called when nobody will use the GPU for a while, and before the library is unloaded.
-void gpu_release_staging();

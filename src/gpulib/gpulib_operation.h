@@ -36,7 +36,6 @@ enum GpuStep : int {
 class GpuOperation {
   public:
     explicit GpuOperation(GpuStream stream);
-    ~GpuOperation();
     GpuOperation(const GpuOperation&) = delete;
     GpuOperation& operator=(const GpuOperation&) = delete;
 
@@ -53,7 +52,7 @@ class GpuOperation {
     T* modify(DeviceImage& image) {
         return static_cast<T*>(writeBytes(image, true));
     }
-    // Memory for this operation alone.
+    // Memory for this operation alone, freed behind the work that is queued.
     template <class T>
     T* scratch(std::size_t count) {
         return static_cast<T*>(scratchBytes(count, sizeof(T)));

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <span>
 #include <tuple>
 #include <type_traits>
 
@@ -21,11 +22,17 @@ using GpuStatus = int;
 inline constexpr GpuStatus GPU_SUCCESS = 0;
 inline constexpr GpuStatus GPU_INVALID_VALUE = 1;
 inline constexpr GpuStatus GPU_OUT_OF_MEMORY = 2;
-inline constexpr GpuStatus GPU_INSUFFICIENT_DRIVER = 35;  // none, or one older than the runtime
-inline constexpr GpuStatus GPU_NO_KERNEL_IMAGE = 209;     // the device is older than what we compile for
+inline constexpr GpuStatus GPU_INVALID_CONFIGURATION = 9;  // of a launch
+inline constexpr GpuStatus GPU_INSUFFICIENT_DRIVER = 35;   // none, or one older than the runtime
+inline constexpr GpuStatus GPU_NO_KERNEL_IMAGE = 209;      // the device is older than what we compile for
 inline constexpr GpuStatus GPU_NOT_READY = 600;
 inline constexpr GpuStatus GPU_SET_ON_ACTIVE_PROCESS = 708;
+inline constexpr GpuStatus GPU_NOT_SUPPORTED = 801;
 
+struct GpuContextHandle;
+using GpuContext = GpuContextHandle*;  // what calls of a thread work in; null: none
+struct GpuPoolHandle;
+using GpuPool = GpuPoolHandle*;
 struct GpuStreamHandle;
 using GpuStream = GpuStreamHandle*;  // null: the default stream
 struct GpuEventHandle;
@@ -70,24 +77,42 @@ struct GpuPlace {
     int x = 0, y = 0;
 };
 
+// A parameter of a kernel. Devices load what is pointed to at once, and so only where it is aligned.
+struct GpuParameter {
+    std::size_t bytes = 0;
+    std::size_t alignment = 0;  // of what a pointer points to; 0: it is no pointer
+};
+
 // What is launched: the kernel's entry for devices, null in a build without CUDA, and the same kernel for a runtime
 // that runs on the processor. That one takes the addresses of the arguments, and keeps copies.
 struct GpuFunction {
     const void* device = nullptr;
     std::function<void(GpuPlace)> (*host)(void** arguments) = nullptr;
+    std::span<const GpuParameter> parameters;
 };
 
-// Copies, clear, launch, mapping and event_record queue work on a stream and return. What fails later is reported by
-// the next call that waits. Copies from and to the host are asynchronous only with memory of host_allocate.
+// Copies, clear, launch, mapping, event_record, stream_wait, pool_allocate and pool_free queue work on a stream and
+// return. What fails later is reported by the next call that waits. Copies from and to the host are asynchronous only
+// with memory of host_allocate.
 struct GpuRuntime {
     GpuStatus (*get_device_count)(int* count);  // without devices: success and 0
     GpuStatus (*get_device_properties)(int device, GpuDeviceProperties* properties);
     GpuStatus (*set_device)(int device);  // of the calling thread
     GpuStatus (*get_device)(int* device);
+    // A device has one context that all users of the runtime share; set_device selects that one. A host may have made
+    // others with the driver.
+    GpuStatus (*get_context)(GpuContext* context);  // of the calling thread
+    GpuStatus (*set_context)(GpuContext context);
     GpuStatus (*get_free_memory)(std::size_t* bytes);  // of the device, which other processes use too
     GpuStatus (*device_synchronize)();
-    GpuStatus (*device_allocate)(void** memory, std::size_t bytes);
-    GpuStatus (*device_free)(void* memory);                        // waits for work that uses it
+    GpuStatus (*device_allocate)(void** memory, std::size_t bytes);  // may wait for all work of the device
+    GpuStatus (*device_free)(void* memory);                          // waits for all work of the device
+    // Memory in the order of a stream's work. When its work is waited for, a pool gives back to the device what nobody
+    // uses of it beyond `kept` bytes. GPU_NOT_SUPPORTED where a device has no pools.
+    GpuStatus (*pool_create)(GpuPool* pool, int device, std::size_t kept);
+    GpuStatus (*pool_destroy)(GpuPool pool);  // blocks stay until they are freed
+    GpuStatus (*pool_allocate)(void** memory, std::size_t bytes, GpuPool pool, GpuStream stream);
+    GpuStatus (*pool_free)(void* memory, GpuStream stream);
     GpuStatus (*host_allocate)(void** memory, std::size_t bytes);  // pinned: never moved or paged out
     GpuStatus (*host_free)(void* memory);
     GpuStatus (*copy_to_device)(void* device, const void* host, std::size_t bytes, GpuStream stream);
@@ -101,6 +126,7 @@ struct GpuRuntime {
     GpuStatus (*event_record)(GpuEvent event, GpuStream stream);
     GpuStatus (*event_query)(GpuEvent event);  // GPU_NOT_READY while work before it runs
     GpuStatus (*event_synchronize)(GpuEvent event);
+    GpuStatus (*stream_wait)(GpuStream stream, GpuEvent event);  // its later work comes after what the event follows
     GpuStatus (*launch)(const GpuFunction& kernel, const GpuShape& shape, void** arguments, GpuStream stream);
     // Of the OpenGL context that is current on the calling thread. While a texture is mapped, OpenGL may not use it:
     // what OpenGL was asked before comes before the stream's later work, and what it is asked after the unmapping
@@ -153,12 +179,26 @@ __global__ void gpu_entry(Parameters... arguments) {
 }
 #endif
 
+template <class T>
+constexpr GpuParameter gpu_parameter() {
+    using Pointee = std::remove_pointer_t<T>;
+    if constexpr (!std::is_pointer_v<T>)
+        return {sizeof(T), 0};
+    else if constexpr (std::is_void_v<Pointee>)
+        return {sizeof(T), 1};
+    else
+        return {sizeof(T), alignof(Pointee)};
+}
+template <class... Parameters>
+inline constexpr GpuParameter gpu_parameters[] = {gpu_parameter<Parameters>()...};
+
 template <auto Body, class... Parameters>
 GpuKernel<Parameters...> gpu_kernel_of(void (*)(GpuPlace, Parameters...)) {
     GpuKernel<Parameters...> kernel;
 #ifdef __CUDACC__
     kernel.device = reinterpret_cast<const void*>(&gpu_entry<Body, Parameters...>);
 #endif
+    kernel.parameters = gpu_parameters<Parameters...>;
     kernel.host = [](void** addresses) -> std::function<void(GpuPlace)> {
         std::size_t next = 0;
         return [arguments = std::tuple<Parameters...>{*static_cast<Parameters*>(addresses[next++])...}](GpuPlace at) {

@@ -11,11 +11,6 @@
 
 GpuOperation::GpuOperation(GpuStream stream) : m_stream(stream) { cuda_timer_overhead_start(); }
 
-GpuOperation::~GpuOperation() {
-    // What is queued may still use it. Freeing waits by itself on a device; a table's copy does not.
-    if (!m_scratch.empty()) gpu_succeeded(gpu_runtime().stream_synchronize(m_stream), "finishing an operation");
-}
-
 void GpuOperation::fail(GpuStep step) {
     if (!failed()) m_step = step;
 }
@@ -41,7 +36,7 @@ void* GpuOperation::scratchBytes(std::size_t count, std::size_t size) {
     const bool sound = count > 0 && count <= static_cast<std::size_t>(PTRDIFF_MAX) / size;
     if (!sound || !in_memory([&] {
             m_scratch.emplace_back();
-            return gpu_succeeded(m_scratch.back().allocate(count * size), "allocating scratch memory");
+            return gpu_succeeded(m_scratch.back().allocate(count * size, m_stream), "allocating scratch memory");
         })) {
         fail(GPU_NO_ROOM_FOR_OUTPUT);
         return nullptr;

@@ -3,70 +3,56 @@
 #include <mutex>
 #include <utility>
 
-#include "gpulib/gpulib_image.h"
-#include "k7pi_baselib/process.h"
+#include "gpulib/kept.h"
 
 namespace {
 
-// Two, so that one picture can be filled in while another is on its way.
-constexpr int KEPT = 2;
-constexpr std::size_t GRAIN = std::size_t{1}
-                              << 20;  // sizes are multiples of it, so that similar pictures share a block
+// Sizes are multiples of it, so that similar pictures share a block.
+constexpr std::size_t GRAIN = std::size_t{1} << 20;
 
-// Plain storage without a destructor: nothing is to be run when the library is unloaded.
-std::mutex s_mutex;        // guards what follows
-PinnedBlock s_kept[KEPT];  // the one given back first comes first; unused places are at the end
-int s_count = 0;
-int s_process = 0;  // that the blocks belong to
-
-// Blocks that a forked child finds are its parent's.
-void forget_those_of_a_parent() {
-    if (s_process != process_id()) s_count = 0;
-    s_process = process_id();
-}
-
-PinnedBlock take_out(int place) {
-    const PinnedBlock block = s_kept[place];
-    for (int i = place + 1; i < s_count; ++i) s_kept[i - 1] = s_kept[i];
-    s_kept[--s_count] = {};
+PinnedBlock take_out(KeptOfDevice& kept, int place) {
+    const PinnedBlock block = kept.pinned[place];
+    for (int i = place + 1; i < kept.pinned_count; ++i) kept.pinned[i - 1] = kept.pinned[i];
+    kept.pinned[--kept.pinned_count] = {};
     return block;
 }
 
-int smallest() {
+int smallest(const KeptOfDevice& kept) {
     int found = 0;
-    for (int i = 1; i < s_count; ++i)
-        if (s_kept[i].bytes < s_kept[found].bytes) found = i;
+    for (int i = 1; i < kept.pinned_count; ++i)
+        if (kept.pinned[i].bytes < kept.pinned[found].bytes) found = i;
     return found;
 }
 
 // A kept block to use; or none, for a new one, and where all places are taken one to be freed. The kept ones grow to
 // the largest size that is in use.
-PinnedBlock take_kept(std::size_t bytes, PinnedBlock& to_free) {
-    const std::lock_guard lock(s_mutex);
-    forget_those_of_a_parent();
+PinnedBlock take_kept(int device, std::size_t bytes, PinnedBlock& to_free) {
+    if (device < 0) return {};
+    const std::lock_guard lock(gpu_kept_lock());
+    KeptOfDevice& kept = gpu_kept(device);
     bool all_fit = true;
-    for (int i = 0; i < s_count; ++i) {
-        const bool fits = s_kept[i].bytes >= bytes;
-        if (fits && s_kept[i].is_idle()) return take_out(i);
+    for (int i = 0; i < kept.pinned_count; ++i) {
+        const bool fits = kept.pinned[i].bytes >= bytes;
+        if (fits && kept.pinned[i].is_idle()) return take_out(kept, i);
         all_fit = all_fit && fits;
     }
-    if (s_count < KEPT) return {};
-    if (all_fit) return take_out(0);
-    to_free = take_out(smallest());
+    if (kept.pinned_count < KeptOfDevice::PINNED) return {};
+    if (all_fit) return take_out(kept, 0);
+    to_free = take_out(kept, smallest(kept));
     return {};
 }
 
 // Answers the block that has no place.
-PinnedBlock keep(PinnedBlock block) {
-    const std::lock_guard lock(s_mutex);
-    forget_those_of_a_parent();
-    if (s_count == KEPT) {
-        const int place = smallest();
-        if (s_kept[place].bytes >= block.bytes) return block;
-        std::swap(block, s_kept[place]);
+PinnedBlock keep(int device, PinnedBlock block) {
+    if (device < 0) return block;
+    const std::lock_guard lock(gpu_kept_lock());
+    KeptOfDevice& kept = gpu_kept(device);
+    if (kept.pinned_count == KeptOfDevice::PINNED) {
+        const int place = smallest(kept);
+        if (kept.pinned[place].bytes < block.bytes) std::swap(block, kept.pinned[place]);
         return block;
     }
-    s_kept[s_count++] = block;
+    kept.pinned[kept.pinned_count++] = block;
     return {};
 }
 
@@ -78,7 +64,9 @@ GpuStatus PinnedBlock::allocate(std::size_t size) {
     const GpuRuntime& runtime = gpu_runtime();
     const std::size_t rounded = (size + GRAIN - 1) / GRAIN * GRAIN;
     void* found = nullptr;
-    if (const GpuStatus status = runtime.host_allocate(&found, rounded)) return status;
+    if (const GpuStatus status =
+            gpu_with_room([&] { return runtime.host_allocate(&found, rounded); }, GPU_OUT_OF_MEMORY))
+        return status;
     if (const GpuStatus status = runtime.event_create(&event)) {
         runtime.host_free(found);
         return status;
@@ -101,9 +89,9 @@ bool PinnedBlock::is_idle() const { return !has_copies || gpu_runtime().event_qu
 
 // ---- The block of a picture -----------------------------------------------------------------------------------
 
-StagingBlock::StagingBlock(std::size_t bytes, GpuStream stream) : m_stream(stream) {
+StagingBlock::StagingBlock(std::size_t bytes, GpuStream stream) : m_stream(stream), m_device(gpu_keeping_device()) {
     PinnedBlock to_free;
-    m_block = take_kept(bytes, to_free);
+    m_block = take_kept(m_device, bytes, to_free);
     to_free.free();
     if (!m_block.memory) {
         m_status = m_block.allocate(bytes);
@@ -125,18 +113,5 @@ StagingBlock::~StagingBlock() {
         m_block.free();
         return;
     }
-    keep(m_block).free();
-}
-
-void gpu_release_staging() {
-    for (;;) {
-        PinnedBlock block;
-        {
-            const std::lock_guard lock(s_mutex);
-            forget_those_of_a_parent();
-            if (s_count == 0) return;
-            block = take_out(s_count - 1);
-        }
-        block.free();
-    }
+    keep(m_device, m_block).free();
 }

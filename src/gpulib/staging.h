@@ -17,8 +17,8 @@ struct PinnedBlock {
     bool is_idle() const;
 };
 
-// A block for one picture, taken from those that are kept, and kept again afterwards. It is never handed on before what
-// was queued from it is done.
+// A block for one picture, taken from those that are kept for the device, and kept again afterwards: the two latest.
+// It is never handed on before what was queued from it is done.
 class StagingBlock {
   public:
     // Copies will be queued on `stream`, whose work is waited for where the block's own event fails.
@@ -35,5 +35,6 @@ class StagingBlock {
   private:
     PinnedBlock m_block;
     GpuStream m_stream;
+    int m_device;  // that keeps it; -1: none
     GpuStatus m_status;
 };

@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "fftlib/fftlib_cuda.h"
-#include "gpulib/gpulib_image.h"
+#include "gpulib/gpulib_kept.h"
 #include "k7pi_baselib/temporary_home.h"
 #include "support/images.h"
 
@@ -39,7 +39,7 @@ TEST_F(FftDevice, ConvolvesAsTheProcessorDoes) {
             EXPECT_LT(worst, 2e-6F * largest) << width << ", kernel of " << kernel_channels;
             EXPECT_EQ(convolver.padded_width() % 16, 0) << "on the device";
         }
-    gpu_release_staging();
+    gpu_give_back();
 }
 
 TEST_F(FftDevice, SplitsAndJoinsColoursWithTheProcessorsBits) {

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
+#include <map>
 
 #include "fftlib/cufft.h"
 #include "fftlib/plain_transform.h"
@@ -26,31 +26,37 @@ class FakeCufft {
 
     int failing = 0;  // the call with this number, counted from 1, fails
     int calls = 0, transforms = 0;
-    int width = 0, height = 0;  // of the latest plan
+    int width = 0, height = 0;  // of the latest transform
+    std::size_t plans() const { return m_plans.size(); }
 
   private:
+    struct Plan {
+        int width = 0, height = 0;
+        GpuStream stream = nullptr;
+    };
     bool fails() { return ++calls == failing; }
 
     static int plan_2d(int* plan, int rows, int columns, int kind) {
         if (s_fake->fails()) return 2;
         EXPECT_EQ(kind, CUFFT_COMPLEX);
-        s_fake->width = columns, s_fake->height = rows;
         *plan = ++s_fake->m_last;
-        s_fake->m_plans.insert(*plan);
+        s_fake->m_plans[*plan] = {columns, rows, nullptr};
         return 0;
     }
     static int set_stream(int plan, GpuStream stream) {
         if (s_fake->fails()) return 1;
         EXPECT_TRUE(s_fake->m_plans.contains(plan));
-        s_fake->m_stream = stream;
+        s_fake->m_plans[plan].stream = stream;
         return 0;
     }
     static int exec_c2c(int plan, FFTComplex* in, FFTComplex* out, int direction) {
         if (s_fake->fails()) return 6;
         EXPECT_TRUE(s_fake->m_plans.contains(plan));
         ++s_fake->transforms;
-        return gpu_launch(gpu_kernel<plain_transform_2d>(), GpuShape{}, s_fake->m_stream, in, out, s_fake->height,
-                          s_fake->width, direction);
+        const Plan& used = s_fake->m_plans.at(plan);
+        s_fake->width = used.width, s_fake->height = used.height;
+        return gpu_launch(gpu_kernel<plain_transform_2d>(), GpuShape{}, used.stream, in, out, used.height, used.width,
+                          direction);
     }
     static int destroy(int plan) {
         s_fake->m_plans.erase(plan);
@@ -58,7 +64,6 @@ class FakeCufft {
     }
 
     static inline FakeCufft* s_fake = nullptr;
-    std::set<int> m_plans;
+    std::map<int, Plan> m_plans;
     int m_last = 0;
-    GpuStream m_stream = nullptr;
 };

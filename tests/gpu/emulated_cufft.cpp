@@ -1,4 +1,7 @@
 // CUFFT of the emulated device. Linked into a bundle, this gives it one from the start.
+#include <deque>
+#include <mutex>
+
 #include "fftlib/cufft.h"
 #include "fftlib/plain_transform.h"
 
@@ -8,23 +11,30 @@ struct Plan {
     int rows, columns;
     GpuStream stream;
 };
-std::vector<Plan> s_plans;  // one render at a time
+std::mutex s_mutex;
+std::deque<Plan> s_plans;
+
+Plan& plan_of(int number) {
+    const std::lock_guard lock(s_mutex);
+    return s_plans[static_cast<std::size_t>(number - 1)];
+}
 
 constexpr CufftFunctions EMULATED = {
     .plan_2d =
         [](int* plan, int rows, int columns, int) {
+            const std::lock_guard lock(s_mutex);
             s_plans.push_back({rows, columns, nullptr});
             *plan = static_cast<int>(s_plans.size());
             return 0;
         },
     .set_stream =
         [](int plan, GpuStream stream) {
-            s_plans[static_cast<std::size_t>(plan - 1)].stream = stream;
+            plan_of(plan).stream = stream;
             return 0;
         },
     .exec_c2c =
         [](int plan, FFTComplex* in, FFTComplex* out, int direction) {
-            const Plan& used = s_plans[static_cast<std::size_t>(plan - 1)];
+            const Plan& used = plan_of(plan);
             return gpu_launch(gpu_kernel<plain_transform_2d>(), GpuShape{}, used.stream, in, out, used.rows,
                               used.columns, direction);
         },

@@ -5,24 +5,42 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
+#include <mutex>
 #include <new>
+#include <string>
 #include <thread>
 #include <vector>
+
+#include "gpulib/device_rules.h"
 
 namespace {
 
 constexpr GpuStatus LOST = 719;
-constexpr std::align_val_t ALIGNED{256};
-constexpr int CALLS_OF_THE_DECISION = 9;
-constexpr std::size_t MEMORY = std::size_t{1} << 30, HEAD = 256;  // what there is; before each block, for its size
+constexpr std::size_t MEMORY = std::size_t{1} << 30;  // what there is
 
 std::atomic<int> s_calls{0};
+std::atomic<bool> s_found{false};
 std::atomic<std::size_t> s_used{0};
+std::mutex s_mutex;
+std::map<const void*, std::size_t> s_blocks;
 
 GpuStatus enter() {
     static const char* const fails_at = std::getenv("EMULATED_GPU_FAILS_AT");
-    const int call = s_calls.fetch_add(1) + 1 - CALLS_OF_THE_DECISION;
-    return fails_at && call >= std::atoi(fails_at) ? LOST : GPU_SUCCESS;
+    return s_found && fails_at && s_calls.fetch_add(1) + 1 >= std::atoi(fails_at) ? LOST : GPU_SUCCESS;
+}
+
+// A device would go on, or be lost; here it is seen who does it.
+void require(bool sound, const std::string& otherwise) {
+    if (sound) return;
+    std::fprintf(stderr, "emulated GPU: %s\n", otherwise.c_str());
+    std::abort();
+}
+
+// Of this copy or of another one in the process.
+bool is_of_device(const void* memory) {
+    const std::uintptr_t at = device_rules::address(memory);
+    return device_rules::is_of_device(at) && device_rules::is_mapped(at);
 }
 
 GpuStatus get_properties(int, GpuDeviceProperties* properties) {
@@ -38,31 +56,49 @@ GpuStatus get_properties(int, GpuDeviceProperties* properties) {
 GpuStatus allocate(void** memory, std::size_t bytes) {
     if (const GpuStatus status = enter()) return status;
     if (bytes > MEMORY) return GPU_OUT_OF_MEMORY;
-    const std::size_t size = bytes + HEAD;
-    void* block = s_used.fetch_add(size) + size <= MEMORY ? ::operator new(size, ALIGNED, std::nothrow) : nullptr;
+    void* const block = s_used.fetch_add(bytes) + bytes <= MEMORY ? device_rules::allocate(bytes) : nullptr;
     if (!block) {
-        s_used -= size;
+        s_used -= bytes;
         return GPU_OUT_OF_MEMORY;
     }
-    std::memset(block, 0xa5, size);  // a device's memory holds anything
-    std::memcpy(block, &size, sizeof size);
-    *memory = static_cast<unsigned char*>(block) + HEAD;
+    const std::lock_guard lock(s_mutex);
+    s_blocks[block] = bytes;
+    *memory = block;
     return GPU_SUCCESS;
 }
 
+// The decision is made when its memory is freed.
 GpuStatus free_memory(void* memory) {
-    if (memory) {
-        void* const block = static_cast<unsigned char*>(memory) - HEAD;
-        std::size_t size = 0;
-        std::memcpy(&size, block, sizeof size);
-        s_used -= size;
-        ::operator delete(block, ALIGNED);
-    }
+    const GpuStatus status = enter();
+    const std::lock_guard lock(s_mutex);
+    const auto found = s_blocks.find(memory);
+    require(found != s_blocks.end(), "memory that is not there is freed");
+    device_rules::release(memory, found->second);
+    s_used -= found->second;
+    s_blocks.erase(found);
+    s_found = true;
+    return status;
+}
+
+GpuStatus allocate_pinned(void** memory, std::size_t bytes) {
+    if (const GpuStatus status = enter()) return status;
+    *memory = ::operator new(bytes, std::nothrow);
+    return *memory ? GPU_SUCCESS : GPU_OUT_OF_MEMORY;
+}
+GpuStatus free_pinned(void* memory) {
+    ::operator delete(memory);
     return enter();
 }
 
-GpuStatus copy(void* to, const void* from, std::size_t bytes, GpuStream) {
+GpuStatus copy_to_device(void* to, const void* from, std::size_t bytes, GpuStream) {
     if (const GpuStatus status = enter()) return status;
+    require(is_of_device(to) && !is_of_device(from), "a copy to the device goes elsewhere");
+    std::memcpy(to, from, bytes);
+    return GPU_SUCCESS;
+}
+GpuStatus copy_to_host(void* to, const void* from, std::size_t bytes, GpuStream) {
+    if (const GpuStatus status = enter()) return status;
+    require(is_of_device(from) && !is_of_device(to), "a copy to the host goes elsewhere");
     std::memcpy(to, from, bytes);
     return GPU_SUCCESS;
 }
@@ -79,29 +115,25 @@ GpuStatus destroy(Handle handle) {
     return enter();
 }
 
-// Whole blocks, as on a device: threads beyond the picture run too.
 GpuStatus launch(const GpuFunction& kernel, const GpuShape& shape, void** arguments, GpuStream) {
     if (const GpuStatus status = enter()) return status;
-    const auto wide = static_cast<int>(shape.blocks_x * shape.threads_x),
-               high = static_cast<int>(shape.blocks_y * shape.threads_y);
+    if (const GpuStatus status = device_rules::status_of(shape)) return status;
+    const std::string fault = device_rules::fault_of(kernel, arguments, device_rules::is_mapped);
+    require(fault.empty(), fault);
     const auto thread = kernel.host(arguments);
-    constexpr int pieces = 64, few = 1 << 16;
-    const int columns = high > 1 ? 1 : pieces, width = (wide + columns - 1) / columns;
-    std::atomic<int> next{0};
-    const auto work = [&] {
-        for (int piece; (piece = next.fetch_add(1)) < high * columns;) {
-            const int left = piece % columns * width;
-            for (int x = left; x < std::min(left + width, wide); ++x) thread({x, piece / columns});
-        }
-    };
+    device_rules::Blocks blocks(shape);
+    constexpr std::uint64_t few = 1 << 16;
+    const auto work = [&] { blocks.run(thread); };
     // Threads of its own: for_rows() belongs to the render that holds the lock, which launches need not do.
     std::vector<std::thread> others;
-    const unsigned more = wide * high > few ? std::clamp(std::thread::hardware_concurrency(), 1u, 8u) - 1 : 0;
+    const unsigned more = blocks.threads() > few ? std::clamp(std::thread::hardware_concurrency(), 1u, 8u) - 1 : 0;
     for (unsigned i = 0; i < more; ++i) others.emplace_back(work);
     work();
     for (std::thread& other : others) other.join();
     return GPU_SUCCESS;
 }
+
+GpuStatus create_pool(GpuPool* pool, int, std::size_t) { return create(pool); }
 
 template <class... Arguments>
 GpuStatus done(Arguments...) {
@@ -129,6 +161,12 @@ const GpuRuntime& emulated_gpu() {
                 *device = 0;
                 return enter();
             },
+        .get_context =
+            [](GpuContext* context) {
+                *context = nullptr;
+                return enter();
+            },
+        .set_context = done,
         .get_free_memory =
             [](std::size_t* bytes) {
                 *bytes = MEMORY - s_used;
@@ -137,12 +175,17 @@ const GpuRuntime& emulated_gpu() {
         .device_synchronize = done,
         .device_allocate = allocate,
         .device_free = free_memory,
-        .host_allocate = allocate,
-        .host_free = free_memory,
-        .copy_to_device = copy,
-        .copy_to_host = copy,
+        .pool_create = create_pool,
+        .pool_destroy = destroy,
+        .pool_allocate = [](void** memory, std::size_t bytes, GpuPool, GpuStream) { return allocate(memory, bytes); },
+        .pool_free = [](void* memory, GpuStream) { return free_memory(memory); },
+        .host_allocate = allocate_pinned,
+        .host_free = free_pinned,
+        .copy_to_device = copy_to_device,
+        .copy_to_host = copy_to_host,
         .clear =
             [](void* memory, std::size_t bytes, GpuStream) {
+                require(is_of_device(memory), "memory of the host is cleared");
                 std::memset(memory, 0, bytes);
                 return enter();
             },
@@ -154,6 +197,7 @@ const GpuRuntime& emulated_gpu() {
         .event_record = done,
         .event_query = done,
         .event_synchronize = done,
+        .stream_wait = done,
         .launch = launch,
         .texture_register = no_context,
         .texture_unregister = no_context,

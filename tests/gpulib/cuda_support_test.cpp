@@ -8,6 +8,7 @@
 
 #include "fake_runtime.h"
 #include "gpulib/gpulib.h"
+#include "gpulib/gpulib_kept.h"
 #include "k7pi_baselib/temporary_home.h"
 
 namespace {
@@ -224,7 +225,7 @@ TEST_F(CudaSupport, AForkedChildDecidesAnewAndLeavesItsParentsMemoryAlone) {
         const bool untouched = fake.calls_of("device_synchronize") == 0 && cuda_device_properties().warp_size == 0;
         const bool refused = !cuda_available() && fake.calls_of("get_device_count") == 1;
         image.reset();
-        gpu_release_staging();
+        gpu_give_back();
         return untouched | refused << 1 | (fake.blocks_of_device() == 1) << 2 | (fake.blocks_of_host() == 1) << 3;
     });
     EXPECT_EQ(answer, 15);

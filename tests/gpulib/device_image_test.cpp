@@ -8,6 +8,7 @@
 #include "fake_runtime.h"
 #include "gpulib/gpulib.h"
 #include "gpulib/gpulib_image.h"
+#include "gpulib/gpulib_kept.h"
 #include "k7pi_baselib/rows.h"
 #include "support/row_threads.h"
 
@@ -141,7 +142,7 @@ TEST(DeviceImage, TwoStagingBlocksAreKeptAndNotReusedTooEarly) {
     }
     EXPECT_EQ(fake.calls_of("host_allocate"), 4);
     EXPECT_EQ(fake.blocks_of_host(), 2u);
-    gpu_release_staging();
+    gpu_give_back();
     EXPECT_EQ(fake.blocks_of_host(), 0u);
 }
 

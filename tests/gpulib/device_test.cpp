@@ -3,6 +3,7 @@
 
 #include "gpulib/gpulib.h"
 #include "gpulib/gpulib_image.h"
+#include "gpulib/gpulib_kept.h"
 #include "gpulib/probe.h"
 #include "k7pi_baselib/temporary_home.h"
 
@@ -61,7 +62,7 @@ TEST_F(Device, PicturesGoThereAndBackAndKernelsRun) {
     EXPECT_NE(gpu_launch(probe_kernel(), {.threads_x = 4096}, stream.get(), nullptr, 0u), GPU_SUCCESS);
     EXPECT_EQ(stream.finish(), GPU_SUCCESS);
     EXPECT_EQ(test_cuda_works(), 0);
-    gpu_release_staging();
+    gpu_give_back();
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
-// A GPU runtime without a GPU. Work is queued and done as late as the real one may do it, memory is counted, and any
-// call can be made to fail, alone or with all that follow.
+// A GPU runtime without a GPU. Work is queued, for each stream by itself, and done as late as the real one may do it,
+// memory is counted, and any call can be made to fail, alone or with all that follow.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -26,6 +28,9 @@ class FakeRuntime {
     GpuDeviceProperties properties;
     std::map<std::string, GpuStatus> answers;  // what functions answer instead of doing their work
     bool probe_is_wrong = false;
+    bool has_pools = true;
+    std::size_t memory = SIZE_MAX;               // bytes of the device
+    std::map<GpuContext, int> private_contexts;  // that a host has made, each with its device
 
     // As OpenGL has them, by their names: texels of `layout.bits`, row by row.
     struct Texture {
@@ -46,33 +51,57 @@ class FakeRuntime {
     std::set<int> selected_devices();  // by all calls of set_device
     std::size_t blocks_of_device() const { return m_device.size(); }
     std::size_t blocks_of_host() const { return m_pinned.size(); }
+    std::size_t pools() const { return m_pools.size(); }
+    std::size_t idle_memory() const { return m_idle; }  // that pools keep and nobody uses
+    static GpuContext context();                        // of the calling thread
+    static void select(GpuContext context);
     std::vector<std::string> faults;  // wrong uses of the runtime
 
   private:
     friend struct FakeCalls;
 
-    GpuStatus enter(const char* function);
-    void run_all();
-    void fault(const std::string& what) { faults.push_back(what); }
-    static bool within(const std::map<const unsigned char*, std::size_t>& blocks, const void* at, std::size_t bytes);
-
     struct Work {
         std::function<void()> run;
-        const void* pinned = nullptr;  // what it copies from or to: that, or the handle of a texture
+        const void* holds = nullptr;  // what must stay until it is done: pinned memory, the handle of a texture
+    };
+    struct Queue {
+        std::deque<Work> works;
+        std::size_t done = 0;  // works ever done
+        std::size_t queued() const { return done + works.size(); }
+    };
+    struct Event {
+        GpuContext context;
+        GpuStream stream = nullptr;
+        std::size_t behind = 0;  // so many works of the stream
     };
     struct HeldTexture {
         unsigned name;
         bool mapped = false;
     };
+    using Blocks = std::map<const unsigned char*, std::size_t>;
+
+    GpuStatus enter(const char* function);
+    void queue(GpuStream stream, std::function<void()> run, const void* holds = nullptr);
+    void run(GpuStream stream, std::size_t until = SIZE_MAX);
+    void run_all();
+    bool is_queued(const void* held) const;
+    void fault(const std::string& what) { faults.push_back(what); }
+    static bool within(const Blocks& blocks, const void* at, std::size_t bytes);
+    GpuStatus take_memory(std::size_t bytes, std::size_t idle);
+    void shrink_pools();
+
     std::recursive_mutex m_mutex;
-    std::vector<Work> m_queue;
-    std::size_t m_done = 0;                       // works ever done
-    std::map<const void*, std::size_t> m_events;  // each with the works ever queued when it was recorded
-    std::set<const void*> m_streams;
+    std::map<GpuStream, Queue> m_queues;  // those of destroyed streams go on
+    std::map<GpuEvent, Event> m_events;
+    std::map<GpuStream, GpuContext> m_streams;
     std::map<const void*, HeldTexture> m_held_textures;
-    std::map<const unsigned char*, std::size_t> m_device, m_pinned;
+    Blocks m_device, m_pinned;                  // of the device without those whose freeing is queued
+    std::set<const unsigned char*> m_of_pools;  // blocks
+    std::map<GpuPool, std::size_t> m_pools;     // each with the bytes that it keeps
+    std::size_t m_used = 0, m_idle = 0;         // memory of the device
     std::map<std::string, int> m_calls_of;
     std::set<int> m_selected;
     int m_call = 0, m_failing = 1 << 30;
+    std::uintptr_t m_handles = 0;
     bool m_loses_device = false;
 };
