@@ -417,17 +417,19 @@ OfxStatus renderOnDevice(OfxImageEffectHandle instance, InstanceRecord& record, 
 }
 
 OfxStatus renderInMemoryOfDevice(OfxImageEffectHandle instance, InstanceRecord& record, const PropertySet& inArgs) {
-    const HostsDevice hosts;
-    if (!hosts.usable()) return ofx::status::GPURenderFailed;
+    const HostsDevice device;
+    if (!device.usable()) return ofx::status::GPURenderFailed;
+    if (auto* hosts = static_cast<GpuStream>(inArgs.pointerOr(ofx::prop::CudaStream, nullptr)))
+        return renderOnDevice(instance, record, inArgs, {.stream = hosts});
     DeviceStream own;
-    auto* stream = static_cast<GpuStream>(inArgs.pointerOr(ofx::prop::CudaStream, nullptr));
-    if (!stream) {
-        if (!gpu_succeeded(own.create(), "creating a stream")) return ofx::status::GPURenderFailed;
-        // What the host has queued elsewhere comes before our stream's work.
-        gpu_succeeded(gpu_runtime().device_synchronize(), "waiting for the host's work");
-        stream = own.get();
-    }
-    return renderOnDevice(instance, record, inArgs, {.stream = stream});
+    // What the host has queued elsewhere comes before our stream's work.
+    if (!gpu_succeeded(own.create(), "creating a stream") ||
+        !gpu_succeeded(gpu_runtime().device_synchronize(), "waiting for the host's work"))
+        return ofx::status::GPURenderFailed;
+    const OfxStatus status = renderOnDevice(instance, record, inArgs, {.stream = own.get()});
+    // The host knows nothing of it: a render that was aborted may still be reading pictures that are released now.
+    gpu_succeeded(own.finish(), "ending a render");
+    return status;
 }
 
 // The host has selected no device: ours is used, and a context on another one is found out by its textures.

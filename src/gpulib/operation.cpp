@@ -47,6 +47,15 @@ void* GpuOperation::scratchBytes(std::size_t count, std::size_t size) {
 const void* GpuOperation::tableBytes(const void* values, std::size_t count, std::size_t size) {
     void* copy = scratchBytes(count, size);
     if (!copy) return nullptr;
+    // So much is taken over before the call returns, without waiting ("Asynchronous concurrent execution"
+    // in the CUDA C++ Programming Guide), and needs no pinned memory, whose last copy would have to be waited for.
+    constexpr std::size_t AT_ONCE = 65536;
+    if (count * size <= AT_ONCE) {
+        if (gpu_succeeded(gpu_runtime().copy_to_device(copy, values, count * size, m_stream), "copying a table"))
+            return copy;
+        fail(GPU_NOT_COPIED_IN);
+        return nullptr;
+    }
     StagingBlock staging(count * size, m_stream);
     if (!gpu_succeeded(staging.status(), "allocating pinned memory")) {
         fail(GPU_NOT_COPIED_IN);

@@ -43,6 +43,7 @@ bool GlTexture::mapped(const GlPixels& pixels, GpuStream stream, Copy&& copy) {
         holds(layout, pixels) && gpu_succeeded(copy(runtime, texels), "copying an OpenGL texture");
     const bool unmapped = gpu_succeeded(runtime.texture_unmap(m_texture, stream), "unmapping an OpenGL texture");
     const bool done = gpu_succeeded(runtime.stream_synchronize(stream), "copying an OpenGL texture");
+    if (!done) runtime.device_synchronize();  // nothing may be on its way when the texture is given back
     return copied && unmapped && done;
 }
 

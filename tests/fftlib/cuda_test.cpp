@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <deque>
 #include <limits>
 #include <optional>
 
@@ -10,6 +11,7 @@
 #include "fftlib/fftlib_cuda.h"
 #include "gpulib/fake_runtime.h"
 #include "gpulib/gpulib.h"
+#include "gpulib/gpulib_kept.h"
 #include "imagelib/imagelib_cuda.h"
 #include "k7pi_baselib/temporary_home.h"
 #include "support/images.h"
@@ -114,10 +116,38 @@ TEST_F(CudaFft, WhereAnyCallFailsTheResultIsAsItWasAndNothingLeaks) {
     EXPECT_THAT(log(), testing::HasSubstr("CUDA ERROR: cuda_convolve() failed, error = 1\n"));
     cufft.calls = 0;
     ASSERT_FALSE(fails());
-    for (int n = 1, last = cufft.calls; n <= last; ++n) {
+    // The last call puts the plan aside.
+    const int last = cufft.calls;
+    EXPECT_GT(last, 6);
+    for (int n = 1; n < last; ++n) {
+        gpu_give_back();
         cufft.calls = 0, cufft.failing = n;
         EXPECT_TRUE(fails()) << n;
     }
+    gpu_give_back();
+    cufft.calls = 0, cufft.failing = 1, cufft.full = true;
+    EXPECT_FALSE(fails()) << "what is kept is given back, and asked again";
+}
+
+TEST_F(CudaFft, PlansAreKeptAndServeOneStreamAfterTheOther) {
+    ASSERT_TRUE(cuda_available());
+    const int sizes[] = {16, 16, 32, 64, 128, 256, 512};
+    DeviceStream streams[std::size(sizes)];
+    std::deque<DeviceImage> planes, spectra;
+    for (std::size_t i = 0; i < std::size(sizes); ++i) {
+        const int size = sizes[i];
+        ASSERT_EQ(streams[i].create(), GPU_SUCCESS);
+        DeviceImage& plane = planes.emplace_back(HostPicture{nullptr, size, size, 4, 0}, streams[i].get());
+        DeviceImage& spectrum = spectra.emplace_back(HostPicture{nullptr, size, size, 8, 0}, streams[i].get());
+        ASSERT_TRUE(plane.clear());
+        ASSERT_EQ(cuda_forward_2d(plane, spectrum, size, 1, nullptr, streams[i].get()), GPU_DONE);
+        EXPECT_EQ(runtime->calls_of("stream_wait"), i == 0 ? 0 : 1)
+            << "the second takes over what the first still uses";
+    }
+    EXPECT_EQ(cufft.plans(), 4u);
+    EXPECT_EQ(runtime->calls_of("stream_synchronize") + runtime->calls_of("device_synchronize"), 2) << "the test's own";
+    EXPECT_TRUE(gpu_give_back());
+    EXPECT_EQ(cufft.plans(), 0u);
 }
 
 TEST_F(CudaFft, SquaresAreThoseOfTheProcessorAndComeBack) {

@@ -24,7 +24,8 @@ class FakeCufft {
     FakeCufft(const FakeCufft&) = delete;
     FakeCufft& operator=(const FakeCufft&) = delete;
 
-    int failing = 0;  // the call with this number, counted from 1, fails
+    int failing = 0;    // the call with this number, counted from 1, fails
+    bool full = false;  // for want of memory
     int calls = 0, transforms = 0;
     int width = 0, height = 0;  // of the latest transform
     std::size_t plans() const { return m_plans.size(); }
@@ -37,7 +38,7 @@ class FakeCufft {
     bool fails() { return ++calls == failing; }
 
     static int plan_2d(int* plan, int rows, int columns, int kind) {
-        if (s_fake->fails()) return 2;
+        if (s_fake->fails()) return s_fake->full ? 2 : 5;
         EXPECT_EQ(kind, CUFFT_COMPLEX);
         *plan = ++s_fake->m_last;
         s_fake->m_plans[*plan] = {columns, rows, nullptr};

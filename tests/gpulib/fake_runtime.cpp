@@ -101,7 +101,7 @@ struct FakeCalls {
         };
         s_fake->m_device.erase(found);
         s_fake->m_of_pools.erase(static_cast<unsigned char*>(memory));
-        if (of_pool && status == GPU_SUCCESS)
+        if (of_pool && !s_fake->m_queues.empty())
             s_fake->queue(stream, free);
         else
             free();
