@@ -11,7 +11,7 @@
 
 // A host that has the pictures of a render on a CUDA device.
 struct HostDevice {
-    GpuStream stream = nullptr;  // the host's, or our own
+    GpuStream stream = nullptr;  // the host's, the default stream, or our own
     bool textures = false;       // in textures of the OpenGL context that is current on the render's thread
     bool staged = false;         // pictures pass through main memory
     bool failed = false;         // one could not be brought there or back

@@ -421,14 +421,13 @@ OfxStatus renderInMemoryOfDevice(OfxImageEffectHandle instance, InstanceRecord& 
     if (!device.usable()) return ofx::status::GPURenderFailed;
     if (auto* hosts = static_cast<GpuStream>(inArgs.pointerOr(ofx::prop::CudaStream, nullptr)))
         return renderOnDevice(instance, record, inArgs, {.stream = hosts});
-    DeviceStream own;
-    // What the host has queued elsewhere comes before our stream's work.
-    if (!gpu_succeeded(own.create(), "creating a stream") ||
-        !gpu_succeeded(gpu_runtime().device_synchronize(), "waiting for the host's work"))
+    // The host counts on the default stream: what it does with a picture that is released comes behind our work there.
+    // Where it has queued work elsewhere, that comes first.
+    const GpuRuntime& runtime = gpu_runtime();
+    if (!gpu_succeeded(runtime.device_synchronize(), "waiting for the host's work"))
         return ofx::status::GPURenderFailed;
-    const OfxStatus status = renderOnDevice(instance, record, inArgs, {.stream = own.get()});
-    // The host knows nothing of it: a render that was aborted may still be reading pictures that are released now.
-    gpu_succeeded(own.finish(), "ending a render");
+    const OfxStatus status = renderOnDevice(instance, record, inArgs, {.stream = nullptr});
+    gpu_succeeded(runtime.stream_synchronize(nullptr), "ending a render");
     return status;
 }
 
