@@ -217,9 +217,19 @@ GpuShape gpu_shape_of_picture(int width, int height);
 // A thread for each of `count` things along x, in blocks of 128.
 GpuShape gpu_shape_of_line(int count);
 
+// Bytes between the members of a structure hold whatever was there before. Zero, so that runtimes of tests can tell
+// pointers to the host's memory from what only looks so.
+template <class T>
+void gpu_clear_padding([[maybe_unused]] T& argument) {
+#if __has_builtin(__builtin_clear_padding)
+    if constexpr (std::is_class_v<T>) __builtin_clear_padding(&argument);
+#endif
+}
+
 template <class... Parameters>
 GpuStatus gpu_launch(const GpuKernel<Parameters...>& kernel, const GpuShape& shape, GpuStream stream,
                      std::type_identity_t<Parameters>... arguments) {
+    (gpu_clear_padding(arguments), ...);
     void* addresses[] = {const_cast<void*>(static_cast<const void*>(&arguments))...};
     return gpu_runtime().launch(kernel, shape, addresses, stream);
 }
