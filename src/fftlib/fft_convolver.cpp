@@ -192,6 +192,13 @@ bool FFTConvolver::State::convolve_channels(const Convolution& job, int channel)
            half_planes_to_rows(work, *plan, planes[0], planes[1], rows_of(result, channel));
 }
 
+// Rows come back in pairs. What stands in place of a missing one, behind the `length` of the columns, would reach the
+// other by rounding, and one that is not finite whole.
+static void clear_missing_rows(float* columns, int length, int rows) {
+    const int paired = fft_groups(rows, FFT_PAIR) * FFT_PAIR;
+    fft_line_kernels().clear_points(columns + std::size_t(length) * FFT_POINT, paired - length);
+}
+
 bool FFTConvolver::State::multiply_columns(const Convolution& job, const HalfPlane (&planes)[2],
                                            const HalfPlane (&kernel_planes)[2]) {
     const FFTAxis &x = job.x, &y = job.y;
@@ -218,9 +225,7 @@ bool FFTConvolver::State::multiply_columns(const Convolution& job, const HalfPla
             plan->to_frequencies(columns, false);
             lines.multiply_blocks(columns, block, y.padded);
             plan->from_frequencies(columns, true);
-            // Rows come back in pairs. What stands in place of a missing one would reach the other by rounding.
-            const int rows = fft_groups(y.size, FFT_PAIR) * FFT_PAIR;
-            lines.clear_points(columns + std::size_t(y.padded) * FFT_POINT, rows - y.padded);
+            clear_missing_rows(columns, y.padded, y.size);
         }
     });
 }
@@ -349,5 +354,6 @@ bool FFTConvolver::State::take_square(const FFTPlan& plan, const FFTComplex* dat
             }
         }
         plan.from_frequencies(columns, true);
+        clear_missing_rows(columns, size, size);
     });
 }
