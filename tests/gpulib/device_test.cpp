@@ -1,6 +1,9 @@
 // What needs a device: the runtime as it really is. Skipped where there is none.
 #include <gmock/gmock.h>
 
+#include <deque>
+#include <thread>
+
 #include "gpulib/gpulib.h"
 #include "gpulib/gpulib_image.h"
 #include "gpulib/gpulib_kept.h"
@@ -63,6 +66,57 @@ TEST_F(Device, PicturesGoThereAndBackAndKernelsRun) {
     EXPECT_EQ(stream.finish(), GPU_SUCCESS);
     EXPECT_EQ(test_cuda_works(), 0);
     gpu_give_back();
+}
+
+std::size_t free_memory() {
+    std::size_t bytes = 0;
+    EXPECT_EQ(gpu_runtime().get_free_memory(&bytes), GPU_SUCCESS);
+    return bytes;
+}
+
+TEST_F(Device, MemoryIsKeptBetweenFramesWithinBoundsAndGivenBack) {
+    if (!cuda_available()) GTEST_SKIP() << "no CUDA device can be used here";
+    gpu_give_back();
+    constexpr std::size_t others = std::size_t{64} << 20;  // what other programs take meanwhile
+    const std::size_t before = free_memory(), most = cuda_device_properties().global_memory / 16;
+    for (int frame = 0; frame < 20; ++frame) {
+        DeviceStream stream;
+        ASSERT_EQ(stream.create(), GPU_SUCCESS);
+        std::deque<DeviceImage> images;
+        for (int i = 0; i < 6; ++i) {
+            images.emplace_back(HostPicture{nullptr, 1920, 1080, 16, 0}, stream.get());
+            ASSERT_TRUE(images.back().clear());
+        }
+        ASSERT_EQ(stream.finish(), GPU_SUCCESS);
+    }
+    EXPECT_EQ(gpu_runtime().device_synchronize(), GPU_SUCCESS);
+    EXPECT_LE(before, free_memory() + most + others);
+    EXPECT_TRUE(gpu_give_back());
+    EXPECT_LE(before, free_memory() + others);
+}
+
+TEST_F(Device, AThreadOfTheHostHasSelectedAfterwardsWhatItHad) {
+    if (!cuda_available()) GTEST_SKIP() << "no CUDA device can be used here";
+    GpuContext ours = nullptr;
+    ASSERT_EQ(gpu_runtime().get_context(&ours), GPU_SUCCESS);
+    EXPECT_NE(ours, nullptr);
+    std::thread([ours] {
+        GpuContext selected = ours;
+        {
+            const KeepsSelection keeps;
+            EXPECT_TRUE(cuda_available());
+            EXPECT_EQ(test_cuda_works(), 0);
+            EXPECT_EQ(gpu_runtime().get_context(&selected), GPU_SUCCESS);
+            EXPECT_EQ(selected, ours) << "all threads share it";
+        }
+        EXPECT_EQ(gpu_runtime().get_context(&selected), GPU_SUCCESS);
+        EXPECT_EQ(selected, nullptr);
+        // A host with its pictures there, on the device's stream that it has selected.
+        EXPECT_EQ(gpu_runtime().set_context(ours), GPU_SUCCESS);
+        const HostsDevice hosts;
+        EXPECT_TRUE(hosts.usable() && gpu_keeping_device() >= 0);
+        EXPECT_EQ(test_cuda_works(), 0);
+    }).join();
 }
 
 }  // namespace
