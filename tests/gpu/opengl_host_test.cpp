@@ -88,10 +88,14 @@ TEST_F(OpenGlTextures, HoldThePicturesOfMainMemory) {
             SCOPED_TRACE(std::string(what.effect) + ", " + std::to_string(static_cast<int>(depth)) + " bits");
             const std::vector<float> expected = in_main_memory(what, depth);
             FakeRuntime device;
+            const auto own = reinterpret_cast<GpuContext>(&device);
+            device.private_contexts[own] = 0;
+            FakeRuntime::select(own);
             OpenGlHost host(device, plugins());
             TestEffect& effect = make(host, what, depth);
             device.forget_calls();
             EXPECT_EQ(effect.render(), expected);
+            EXPECT_EQ(FakeRuntime::context(), own) << "the host's thread goes on where it was";
             EXPECT_EQ(device.calls_of("launch") > 0, what.effect != THROUGH_MAIN_MEMORY.effect);
             EXPECT_GE(host.loaded, 2);
             expect_balance(host, effect);
