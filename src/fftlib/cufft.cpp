@@ -3,6 +3,7 @@
 #include <mutex>
 #include <utility>
 
+#include "gpulib/gpulib.h"
 #include "gpulib/gpulib_kept.h"
 #include "k7pi_baselib/k7pi_baselib.h"
 #include "k7pi_baselib/process.h"
@@ -159,7 +160,10 @@ bool CufftPlan::put_aside() {
     m_plan.has_work = true;
     if (!succeeded(s_functions->set_stream(m_plan.plan, nullptr), "putting a plan aside")) return false;
     gpu_on_give_back(give_plans_back);
-    keep(m_plan).destroy();
+    KeptPlan oldest = keep(m_plan);
+    const KeepsSelection keeps;
+    if (oldest.plan && oldest.device != m_plan.device) gpu_select(oldest.device);
+    oldest.destroy();
     return true;
 }
 
