@@ -4,11 +4,10 @@
 #include <cmath>
 
 #include "host/cli/failure.h"
-#include "host/cli/frame.h"
-#include "host/cli/input_source.h"
+#include "host/cli/host_image.h"
 #include "host/cli/interrupt.h"
 #include "host/cli/param_edit.h"
-#include "host/cli/picture_file.h"
+#include "host/cli/render_frame.h"
 #include "host/cli/test_inputs.h"
 #include "ofx/ofx_names.h"
 
@@ -122,7 +121,7 @@ fs::path findExamples() {
     throw RunError("there is no folder examples/ here; name the one with the example pictures with --examples");
 }
 
-std::vector<Picture> sceneInputs(const DeclaredScene& scene, const fs::path& examples) {
+std::vector<Picture> sceneInputs(const DeclaredScene& scene, const fs::path& examples, const ReadsPicture& read) {
     std::vector<Picture> pictures;
     for (const std::string& name : scene.inputs) {
         if (name.empty()) {
@@ -133,7 +132,7 @@ std::vector<Picture> sceneInputs(const DeclaredScene& scene, const fs::path& exa
             pictures.push_back(testInput(name, scene.width, scene.height));
             continue;
         }
-        Picture picture = readPicture(examples / name);
+        Picture picture = read(examples / name);
         if (picture.width != scene.width || picture.height != scene.height) {
             picture = cutToShape(picture, scene.width, scene.height);
             picture = (picture.width < scene.width ? enlarged : reduced)(picture, scene.width, scene.height);

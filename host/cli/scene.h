@@ -2,12 +2,13 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "host/cli/declarations.h"
-#include "host/cli/picture.h"
+#include "host/cli/picture_file.h"
 #include "host/core/bundle.h"
 #include "host/core/effect.h"
 #include "host/core/image.h"
@@ -17,9 +18,15 @@ namespace quillon {
 // The folder of the example pictures: examples/ here, or beside the build folder of this program. Throws RunError.
 std::filesystem::path findExamples();
 
+using ReadsPicture = std::function<Picture(const std::filesystem::path&)>;
+
 // The scene's input pictures, all of its size: cut to its shape around the middle, then scaled. Empty where a clip is
 // left out.
-std::vector<Picture> sceneInputs(const DeclaredScene& scene, const std::filesystem::path& examples);
+std::vector<Picture> sceneInputs(const DeclaredScene& scene, const std::filesystem::path& examples,
+                                 const ReadsPicture& read);
+inline std::vector<Picture> sceneInputs(const DeclaredScene& scene, const std::filesystem::path& examples) {
+    return sceneInputs(scene, examples, [](const std::filesystem::path& file) { return readPicture(file); });
+}
 
 struct SceneForm {
     ofxhost::Depth depth = ofxhost::Depth::Float;
@@ -34,6 +41,7 @@ class SceneRender {
                 const SceneForm& form);
     ~SceneRender();
     ofxhost::ImagePtr frame(int frame);
+    const ofxhost::EffectInstance& instance() const { return *m_instance; }
 
   private:
     std::unique_ptr<ofxhost::EffectDescriptor> m_descriptor;

@@ -1,5 +1,5 @@
-// A host whose pictures lie on a device, and the bundle, each with an emulated device of its own. Their memory is that
-// of the process, so that either can use the other's.
+// `quillon render --gpu cuda`: a host whose pictures lie on a device, and the bundle, each with an emulated device of
+// its own.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,37 +10,10 @@
 #include <cstdlib>
 #include <string>
 
-#include "host/check/runner.h"
-#include "host/cli/cuda_device.h"
 #include "host/cli/picture_file.h"
 #include "hostcli/temporary_folder.h"
-#include "support/sanitizers.h"
 
 namespace {
-
-using namespace bundlecheck;
-
-TEST(DeviceOfTheHost, BundleKeepsWhatCheckAsksOfIt) {
-    if (threadSanitizer) GTEST_SKIP() << "it can't follow threads in a forked process";
-    RunOptions options;
-    options.setup.bundle = QUILLON_BUNDLE_PATH;
-    options.setup.device.open = quillon::cudaDevice;
-    options.setup.device.fail = [](int call) {
-        // The host has asked its own by now, and keeps what it read then.
-        ASSERT_TRUE(quillon::cudaDevice()->queue());
-        ::setenv("EMULATED_GPU_FAILS_AT", std::to_string(call).c_str(), 1);
-    };
-    options.limits.seconds = 60.0;
-    options.jobs = 2;
-    options.budget = 30.0;
-    for (const Invariant& invariant : invariants())
-        if (invariant.onDevice) options.invariants.push_back(&invariant);
-    ASSERT_EQ(options.invariants.size(), 4u);
-    const RunResult result = run(options, {});
-    EXPECT_TRUE(result.device);
-    for (const Invariant* invariant : options.invariants) EXPECT_GT(result.ofInvariant(invariant->name).cases, 0);
-    for (const Finding& finding : result.findings) ADD_FAILURE() << tokenOf(finding.id) << ": " << finding.text;
-}
 
 struct Result {
     int code = -1;

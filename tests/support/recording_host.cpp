@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "ofx/ofx_names.h"
+#include "support/program_folder.h"
 
 namespace support {
 
@@ -156,7 +157,7 @@ void RecordingHost::loadPrivateCopy() {
     if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary directory");
     m_folder = pattern;
     // The copy stands in a bundle of its own, so that it finds the resources.
-    const fs::path library = QUILLON_BUNDLE_PATH;
+    const fs::path library = beside_program(QUILLON_BUNDLE_PATH);
     const fs::path original = library.parent_path().parent_path();
     const fs::path contents = m_folder / "Quillon.ofx.bundle" / "Contents";
     fs::create_directories(contents / library.parent_path().filename());
