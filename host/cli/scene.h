@@ -41,7 +41,7 @@ class SceneRender {
                 const SceneForm& form);
     ~SceneRender();
     ofxhost::ImagePtr frame(int frame);
-    const ofxhost::EffectInstance& instance() const { return *m_instance; }
+    ofxhost::EffectInstance& instance() { return *m_instance; }
 
   private:
     std::unique_ptr<ofxhost::EffectDescriptor> m_descriptor;

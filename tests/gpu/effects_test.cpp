@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "fftlib/fftlib_cuda.h"
 #include "gpu/pam.h"
 #include "host/cli/cuda_device.h"
 #include "host/cli/scene.h"
@@ -86,10 +87,17 @@ class Place {
     std::unique_ptr<support::RecordingHost> m_host;
 };
 
+// They are gone before the program ends, as in hosts: what a library has on a device can't be freed any more then.
+struct Places : testing::Environment {
+    std::array<std::unique_ptr<Place>, 3> made;
+    void TearDown() override { made = {}; }
+};
+Places& places = *static_cast<Places*>(testing::AddGlobalTestEnvironment(new Places));
+
 Place& place(Where where) {
-    static std::array<std::unique_ptr<Place>, 3> places;
-    if (!places[where]) places[where] = std::make_unique<Place>(where, "no");
-    return *places[where];
+    auto& made = places.made[where];
+    if (!made) made = std::make_unique<Place>(where, "no");
+    return *made;
 }
 
 std::vector<Picture> inputsOf(const DeclaredEffect& effect) {
@@ -146,7 +154,9 @@ INSTANTIATE_TEST_SUITE_P(Effects, EffectOnDevice, testing::ValuesIn(names()),
 // What the tests above hold against the processor has been on the device.
 TEST_F(Device, EffectsSayThatTheyRanThere) {
     Place bundle(FromMainMemory, "yes");
-    for (const char* name : {"Clean", "Darken", "Facet", "Flare", "Lighten", "SpinBlur"}) {
+    std::vector<const char*> names = {"Clean", "Darken", "Facet", "Lighten", "SpinBlur"};
+    if (cuda_fft_available()) names.push_back("Flare");
+    for (const char* name : names) {
         const auto effect = std::find_if(effects().begin(), effects().end(),
                                          [name](const DeclaredEffect& e) { return e.shortName() == name; });
         bundle.render(*effect, inputsOf(*effect), {});

@@ -13,8 +13,6 @@
 
 namespace support {
 
-namespace fs = std::filesystem;
-
 namespace {
 
 template <class Object>
@@ -144,8 +142,6 @@ RecordingHost::RecordingHost(const HostConfig& config, const std::vector<OfxPlug
 RecordingHost::~RecordingHost() {
     m_effects.clear();
     m_bundle.reset();
-    std::error_code ignored;
-    if (!m_folder.empty()) fs::remove_all(m_folder, ignored);
 }
 
 #ifdef QUILLON_BUNDLE_PATH
@@ -153,20 +149,8 @@ RecordingHost::~RecordingHost() {
 bool RecordingHost::bundleAvailable() { return true; }
 
 void RecordingHost::loadPrivateCopy() {
-    std::string pattern = (fs::temp_directory_path() / "quillon-test-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary directory");
-    m_folder = pattern;
-    // The copy stands in a bundle of its own, so that it finds the resources.
-    const fs::path library = beside_program(QUILLON_BUNDLE_PATH);
-    const fs::path original = library.parent_path().parent_path();
-    const fs::path contents = m_folder / "Quillon.ofx.bundle" / "Contents";
-    fs::create_directories(contents / library.parent_path().filename());
-    if (fs::exists(original / "Resources")) {
-        fs::create_directory_symlink(original / "Resources", contents / "Resources");
-    }
-    const fs::path copy = contents / library.parent_path().filename() / library.filename();
-    fs::copy_file(library, copy);
-    m_bundle = std::make_unique<ofxhost::Bundle>(*m_host, copy);
+    m_copy = std::make_unique<BundleCopy>(beside_program(QUILLON_BUNDLE_PATH));
+    m_bundle = std::make_unique<ofxhost::Bundle>(*m_host, m_copy->library());
 }
 
 #else

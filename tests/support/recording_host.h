@@ -11,7 +11,6 @@
 // several identities live in one test process without knowing of each other.
 #pragma once
 
-#include <filesystem>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -19,6 +18,7 @@
 #include <vector>
 
 #include "host/core/ofxhost.h"
+#include "support/bundle_copy.h"
 #include "support/test_images.h"
 
 namespace support {
@@ -119,7 +119,7 @@ class RecordingHost {
     void loadPrivateCopy();
 
     std::unique_ptr<ofxhost::Host> m_host;
-    std::filesystem::path m_folder;  // of the private copy
+    std::unique_ptr<BundleCopy> m_copy;
     std::unique_ptr<ofxhost::Bundle> m_bundle;
     std::vector<std::unique_ptr<TestEffect>> m_effects;
 };
