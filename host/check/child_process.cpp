@@ -163,6 +163,8 @@ void ChildProcess::runChild(const Work& work, const Limits& limits, int pipe, in
     ::dup2(output, STDOUT_FILENO);
     ::dup2(output, STDERR_FILENO);
     setLimits(limits);
+    // A driver would need more address space than the child has.
+    if (limits.memory != Limits::anyMemory) ::setenv("CUDA_DISABLE", "yes", 1);
     if (!limits.scratch.empty()) {
         for (const char* name : {"HOME", "TMPDIR", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"})
             ::setenv(name, limits.scratch.c_str(), 1);

@@ -17,6 +17,7 @@ struct Invariant {
     bool seeded = false;    // another seed is another case
     bool ofBundle = false;  // its one effect is the bundle as a whole
     bool onDevice = false;  // for effects that take pictures on a device, where there is one
+    bool alone = false;     // uses up or measures what all processes share: nothing else runs meanwhile
 };
 
 inline int once(const EffectFacts&) { return 1; }

@@ -291,9 +291,9 @@ constexpr Invariant table[] = {
      "on a device, all sizes, depths, bounds, row bytes and scales give the picture of main memory to within 0.0001",
      pictureCases, samePictures, true, false, true},
     {"gpu-failures", Safety, "a device that fails or is full at any call leaves a whole picture", failureCases,
-     wholeDespiteFailures, false, false, true},
+     wholeDespiteFailures, false, false, true, true},
     {"gpu-instances", Safety, "100 instances rendered on a device leave nothing behind", onceOnDevice, nothingIsLeft,
-     false, false, true},
+     false, false, true, true},
     {"gpu-at-once", Safety, "two instances on two threads and two streams give what each gives alone", fourOnDevice,
      twoOnDevice, true, false, true},
 };

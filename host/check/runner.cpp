@@ -182,7 +182,7 @@ class Runner {
             if (m_events.stop && m_events.stop()) break;
             const bool inTime = m_options.budget <= 0.0 || since(m_start) < m_options.budget;
             if (!inTime) next.reset();
-            while (next && static_cast<int>(m_running.size()) < m_options.jobs) {
+            while (next && static_cast<int>(m_running.size()) < m_options.jobs && goesBeside(*next)) {
                 start(*next);
                 next = schedule.next();
                 if (!next && m_options.budget > 0.0 && schedule.nextGeneration()) next = schedule.next();
@@ -196,6 +196,10 @@ class Runner {
     }
 
   private:
+    bool goesBeside(const ScheduledCase& what) const {
+        return m_running.empty() || !(what.invariant->alone || m_running.back().what.invariant->alone);
+    }
+
     void start(const ScheduledCase& what) {
         ++m_started;
         const Task task{.kind = Task::Kind::Case,

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdlib>
 #include <fstream>
 
@@ -125,11 +124,7 @@ class EffectOnDevice : public Device, public testing::WithParamInterface<std::st
             if (where == OnDevice && !place(where).takesPictures(effect)) continue;
             SCOPED_TRACE((where == OnDevice ? "on the device " : "from main memory ") + form.preset);
             const std::vector<float> picture = place(where).render(effect, inputs, form);
-            ASSERT_EQ(picture.size(), expected.size());
-            double worst = 0;
-            for (std::size_t i = 0; i < picture.size(); ++i)
-                worst = std::max(worst, std::abs(double(picture[i]) - double(expected[i])));
-            EXPECT_LE(worst, 1e-4);
+            EXPECT_LE(support::largestDifference(picture, expected), 1e-4);
             EXPECT_THAT(place(where).log(), testing::Not(testing::HasSubstr("ERROR")));
         }
     }
