@@ -85,8 +85,6 @@ bool measure_bus() {
                 queued / LAUNCHES, waited / LAUNCHES);
     std::printf("| memory for a picture, allocated and freed | %.3f |\n| a stream, made and destroyed | %.3f |\n",
                 allocated, stream_made);
-    std::printf(
-        "\n`gpu_pays` counts with 6 GB/s through the staging blocks and 0.2 ms for what else a render costs.\n");
     return there >= 0 && back >= 0 && staged_there >= 0 && staged_back >= 0 && queued >= 0 && waited >= 0;
 }
 
