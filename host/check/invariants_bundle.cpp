@@ -101,8 +101,7 @@ constexpr Invariant table[] = {
      "the entry points answer, for every index where the bundle declares that they do, and records are complete", once,
      entryPoints, false, true},
     {"exports", Safety, "nothing but the entry points is exported", once, exportsOnlyEntryPoints, false, true},
-    {"symbols", Safety, "nothing newer than glibc 2.28 and the runtime of GCC 8 is needed", once, needsNothingNewer,
-     false, true},
+    {"symbols", Safety, "nothing newer than glibc 2.28 and the runtime of GCC 8 is needed", once, needsNothingNewer, false, true},
 };
 
 }  // namespace
