@@ -7,6 +7,7 @@
 #include "Library2/Actions.h"
 #include "gpulib/gpulib.h"
 #include "k7pi_baselib/k7pi_baselib.h"
+#include "k7pi_baselib/process.h"
 
 // ---- Load -----------------------------------------------------------------------------------------------------
 
@@ -33,6 +34,7 @@ OfxStatus actionLoad() {
 OfxStatus actionUnload() {
     if (--s_loaded == 0) {
         actionPurgeCaches();
+        k7_run_at_unload();
         CloseLog();
     }
     return ofx::status::OK;

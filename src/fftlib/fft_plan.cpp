@@ -14,6 +14,7 @@
 #include "imagelib/aligned_block.h"
 #include "k7pi_baselib/in_memory.h"
 #include "k7pi_baselib/portable_math.h"
+#include "k7pi_baselib/process.h"
 
 namespace {
 
@@ -59,7 +60,7 @@ double cost_of(int length) {
     return rest == 1 ? sum * length : std::numeric_limits<double>::infinity();
 }
 
-std::mutex s_mutex;  // guards the list of plans, which only grows
+std::mutex s_mutex;  // guards the list of plans, which grows until the library is unloaded
 const FFTPlan* s_plans = nullptr;
 
 }  // namespace
@@ -81,6 +82,14 @@ int fft_good_size(int n) {
     return std::min(fft_fast_length(n), FFT_MAX_SIZE);
 }
 
+void FFTPlan::release_all() {
+    const std::lock_guard lock(s_mutex);
+    while (const FFTPlan* plan = s_plans) {
+        s_plans = plan->m_next;
+        delete plan;
+    }
+}
+
 const FFTPlan* FFTPlan::of(int length) {
     if (length < 1 || length > LARGEST_CONVOLUTION) return nullptr;
     const auto find = [&]() -> const FFTPlan* {
@@ -94,6 +103,7 @@ const FFTPlan* FFTPlan::of(int length) {
         std::unique_ptr<FFTPlan> made(new FFTPlan(length));
         const FFTPlan* meanwhile = find();
         if (meanwhile) return meanwhile;
+        k7_at_unload(release_all);
         std::lock_guard lock(s_mutex);
         made->m_next = s_plans;
         return s_plans = made.release();

@@ -8,7 +8,7 @@
 // Transforms blocks of 16 lines (fft_simd.h) of any length. Tables are worked out in double precision.
 class FFTPlan {
   public:
-    // Kept for the process. 1 to 16384; null for other lengths, or without memory.
+    // Kept until the library is unloaded. 1 to 16384; null for other lengths, or without memory.
     static const FFTPlan* of(int length);
 
     int length() const { return m_length; }
@@ -23,6 +23,7 @@ class FFTPlan {
 
   private:
     explicit FFTPlan(int length);
+    static void release_all();
     void add_stage(int radix, int length);
     FFTStages stages() const { return {m_stages.data(), static_cast<int>(m_stages.size())}; }
     void prepare_convolution();

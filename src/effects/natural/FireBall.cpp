@@ -73,17 +73,18 @@ FireSource FireBall::sourceAt(int at, double tallness) const {
 }
 
 FirePath FireBall::path(double tallness) const {
-    const int last = static_cast<int>(std::ceil(currentFrame)) + 2;
     const double oldest = TailTime.limited() * (1 + SmokeTime.limited()) + EmberLife.limited();
-    const double first = std::floor(currentFrame - oldest) - 2;
-    const double anchor = std::min(0.0, first);
+    const double now = std::clamp(currentFrame, -2e9, 2e9);
+    const double first = std::floor(now - oldest) - 2, last = std::ceil(now) + 2;
+    // From or up to frame 0, too, from which gas is counted.
+    const double begin = std::max(std::min(0.0, first), last - double(MOST_FRAMES));
+    const double end = std::max(last, std::min(0.0, begin + double(MOST_FRAMES)));
     // What leaves a ball that stands goes as fast as wind and heat take it, in widths of the tail, or else by itself.
     const double width = 0.5 + 0.5 * double(EndWidth.percent()), life = std::max(TailTime.limited(), 1.0);
     const double taken = k7_hypot(Wind.limited(), Rise.limited()) * 0.01 / std::max(width, 0.4);
     const double spreads = std::fabs(double(EndWidth.percent()) - 1) * 0.5 * Radius.limited() / life;
     const double flow = taken + spreads + 0.01 * double(Churn.percent()) * 0.5 * Radius.limited();
-    return {static_cast<int>(std::max(anchor, last - double(MOST_FRAMES))), last, flow,
-            [&](int at) { return sourceAt(at, tallness); }};
+    return {static_cast<int>(begin), static_cast<int>(end), flow, [&](int at) { return sourceAt(at, tallness); }};
 }
 
 FireWind FireBall::wind() const {

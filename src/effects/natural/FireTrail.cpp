@@ -28,8 +28,7 @@ Spline between(double before, double a, double b, double after, double t) {
 
 // ---- The way --------------------------------------------------------------------------------------------------
 
-FirePath::FirePath(int first, int last, double flow, const std::function<FireSource(int)>& source)
-    : m_first(std::min(first, 0)) {
+FirePath::FirePath(int first, int last, double flow, const std::function<FireSource(int)>& source) : m_first(first) {
     for (int frame = m_first; frame <= std::max(last, m_first + 3); ++frame) {
         const FireSource ball = source(frame);
         m_frames.push_back({ball.x, ball.y, std::max(ball.radius, SMALLEST_RADIUS), 0, 0, 0});
@@ -40,7 +39,8 @@ FirePath::FirePath(int first, int last, double flow, const std::function<FireSou
         const double way = k7_hypot(k7_hypot(now.x - before.x, now.y - before.y), flow);
         now.along = before.along + 2 * way / (now.radius + before.radius);
     }
-    const double origin = m_frames[static_cast<std::size_t>(-m_first)].along;
+    const auto count = static_cast<std::ptrdiff_t>(m_frames.size());
+    const double origin = m_frames[static_cast<std::size_t>(std::clamp<std::ptrdiff_t>(-m_first, 0, count - 1))].along;
     for (Moment& each : m_frames) each.along -= origin;
 }
 

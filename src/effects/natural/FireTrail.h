@@ -17,13 +17,13 @@ struct FireSource {
 // The way of a source, smooth through whole frames (E. Catmull and R. Rom, 1974).
 class FirePath {
   public:
-    // `flow`: how fast gas leaves a ball that stands still.
+    // Of the frames [first, last], four at least. `flow`: how fast gas leaves a ball that stands still.
     FirePath(int first, int last, double flow, const std::function<FireSource(int frame)>& source);
 
     struct Moment {
         double x, y, radius;
         double vx, vy;  // widths a frame
-        double along;   // gas that has left the ball since frame 0, in radii
+        double along;   // gas that has left the ball since frame 0, or the nearest of the way, in radii
     };
     Moment at(double frame) const;
 
