@@ -82,7 +82,9 @@ std::string fault_of(const GpuFunction& kernel, void** arguments, IsThere&& is_t
             std::uintptr_t word = 0;
             std::memcpy(&word, static_cast<const unsigned char*>(arguments[n]) + at, sizeof word);
             const bool pointer = parameter.alignment > 0;
-            constexpr std::uintptr_t lowest = std::uintptr_t{1} << 40, end = std::uintptr_t{1} << 47;
+            // The address sanitizer's shadow memory ends there (sanitizer documentation, "AddressSanitizerAlgorithm").
+            constexpr std::uintptr_t lowest = addressSanitizer ? 0x1000'7fff'8000 : 0x100'0000'0000;
+            constexpr std::uintptr_t end = std::uintptr_t{1} << 47;
             if (word == 0 || (!pointer && (word < lowest || word >= end))) continue;
             if (is_of_device(word) ? !is_there(word) : pointer || is_mapped(word))
                 tell(n, is_of_device(word) ? "points to memory that is freed" : "points to memory of the host");

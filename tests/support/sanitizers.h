@@ -6,3 +6,9 @@ inline constexpr bool threadSanitizer = true;
 #else
 inline constexpr bool threadSanitizer = false;
 #endif
+
+#ifdef __SANITIZE_ADDRESS__
+inline constexpr bool addressSanitizer = true;
+#else
+inline constexpr bool addressSanitizer = false;
+#endif

@@ -210,7 +210,7 @@ void Brush::finish(const Sheet& sheet) {
             for (int x = 0; x < sheet.width; ++x) {
                 const float* p = row + x;
                 const long pitch = sheet.pitch;
-                const float alpha = p[BRUSH_ALPHA * pitch], whole = alpha > 0 ? 1 / alpha : 0.0f;
+                const float alpha = p[BRUSH_ALPHA * pitch], whole = alpha > 1e-6f ? 1 / alpha : 0.0f;
                 float part = mix;
                 if (mask) part *= std::clamp(luminance(mask + 4L * x), 0.0f, 1.0f);
                 const float paint[4] = {
