@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "Library2/Actions.h"
 #include "Library2/DeviceFrame.h"
@@ -410,6 +411,9 @@ OfxStatus renderOnDevice(OfxImageEffectHandle instance, InstanceRecord& record, 
     for (const bool staged : {false, true}) {
         HostDevice tried = device;
         tried.staged = staged;
+        // What has failed there once would leave the output as it was the second time.
+        std::optional<WithoutDevice> on_processor;
+        if (staged) on_processor.emplace();
         Render(instance, record, inArgs, &tried).run();
         if (!tried.failed) return ofx::status::OK;
     }

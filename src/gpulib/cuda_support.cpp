@@ -228,6 +228,7 @@ int test_cuda_works() {
 }
 
 bool cuda_available() {
+    if (gpu_works_without()) return false;
     for (;;) {
         std::uint64_t decided = s_decision.load(std::memory_order_acquire);
         switch (state_of(decided)) {

@@ -50,6 +50,18 @@ class HostsDevice {
     bool m_usable = false, m_was_hosts, m_was_private;
 };
 
+// While it lives, cuda_available() answers false to its thread, and all work is done on the processor.
+class WithoutDevice {
+  public:
+    WithoutDevice();
+    ~WithoutDevice();
+    WithoutDevice(const WithoutDevice&) = delete;
+    WithoutDevice& operator=(const WithoutDevice&) = delete;
+
+  private:
+    bool m_before;
+};
+
 // Whether there may be a device at all: this build has the runtime. Calls nothing of it.
 bool cuda_built();
 

@@ -8,7 +8,7 @@ namespace {
 
 thread_local KeepsSelection* t_keeper = nullptr;
 thread_local bool t_selected = false;
-thread_local bool t_hosts = false, t_private = false;
+thread_local bool t_hosts = false, t_private = false, t_without = false;
 
 }  // namespace
 
@@ -22,6 +22,7 @@ GpuStatus gpu_select(int device) {
 bool gpu_has_selected() { return t_selected; }
 bool gpu_works_for_host() { return t_hosts; }
 bool gpu_works_in_private() { return t_private; }
+bool gpu_works_without() { return t_without; }
 
 // ---- What was selected ----------------------------------------------------------------------------------------
 
@@ -65,3 +66,6 @@ HostsDevice::~HostsDevice() {
     t_hosts = m_was_hosts;
     t_private = m_was_private;
 }
+
+WithoutDevice::WithoutDevice() : m_before(t_without) { t_without = true; }
+WithoutDevice::~WithoutDevice() { t_without = m_before; }
