@@ -59,4 +59,23 @@ TEST(DeviceOfTheHost, BundleKeepsWhatCheckAsksOfIt) {
     }
 }
 
+#ifdef QUILLON_EMULATED
+// A frame that fails there goes through main memory, where the device, still full, must not be asked again.
+TEST(DeviceOfTheHost, AFullDeviceLeavesTheProcessorsPicture) {
+    if (threadSanitizer) GTEST_SKIP() << "it can't follow threads in a forked process";
+    RunOptions options;
+    options.setup.bundle = support::beside_program(QUILLON_BUNDLE_PATH);
+    options.setup.device.open = quillon::cudaDevice;
+    options.limits.seconds = 60.0;
+    options.jobs = 2;
+    options.effects = {"Q_CrashZoom", "Q_Facet"};
+    options.invariants = {findInvariant("gpu-failures")};
+    ::setenv("CUDA_ALWAYS", "yes", 1);
+    const RunResult result = run(options, {});
+    ::unsetenv("CUDA_ALWAYS");
+    EXPECT_GT(result.total().cases, 0);
+    for (const Finding& finding : result.findings) ADD_FAILURE() << tokenOf(finding.id) << ": " << finding.text;
+}
+#endif
+
 }  // namespace
