@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <optional>
 
 #include "Library2/Actions.h"
 #include "Library2/DeviceFrame.h"
@@ -412,8 +411,7 @@ OfxStatus renderOnDevice(OfxImageEffectHandle instance, InstanceRecord& record, 
         HostDevice tried = device;
         tried.staged = staged;
         // What has failed there once would leave the output as it was the second time.
-        std::optional<WithoutDevice> on_processor;
-        if (staged) on_processor.emplace();
+        const WithoutDevice onProcessor(staged);
         Render(instance, record, inArgs, &tried).run();
         if (!tried.failed) return ofx::status::OK;
     }

@@ -50,10 +50,10 @@ class HostsDevice {
     bool m_usable = false, m_was_hosts, m_was_private;
 };
 
-// While it lives, cuda_available() answers false to its thread, and all work is done on the processor.
+// Where asked to, cuda_available() answers false to its thread while it lives, and all work is done on the processor.
 class WithoutDevice {
   public:
-    WithoutDevice();
+    explicit WithoutDevice(bool without);
     ~WithoutDevice();
     WithoutDevice(const WithoutDevice&) = delete;
     WithoutDevice& operator=(const WithoutDevice&) = delete;

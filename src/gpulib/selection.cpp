@@ -67,5 +67,5 @@ HostsDevice::~HostsDevice() {
     t_private = m_was_private;
 }
 
-WithoutDevice::WithoutDevice() : m_before(t_without) { t_without = true; }
+WithoutDevice::WithoutDevice(bool without) : m_before(t_without) { t_without = m_before || without; }
 WithoutDevice::~WithoutDevice() { t_without = m_before; }

@@ -9,7 +9,7 @@
 namespace {
 
 // The file may leave operands and dictionaries behind and call showpage: the pair of procedures keeps that inside, as
-// the format's specification advises.
+// Adobe's document on the format advises.
 constexpr char PROLOGUE[] =
     "%!PS-Adobe-3.0\n"
     "%%Title: (Jaws Plugin Temporary PostScript File)\n"

@@ -3,11 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -16,6 +13,7 @@
 
 #include "host/cli/picture_file.h"
 #include "hostcli/temporary_folder.h"
+#include "support/run_command.h"
 
 namespace {
 
@@ -23,21 +21,10 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::Not;
 
-struct Result {
-    int code = -1;
-    std::string text;  // of both streams
-};
+using Result = support::CommandResult;
 
 Result quillon(const std::string& arguments) {
-    Result result;
-    FILE* pipe = popen((std::string(QUILLON_PROGRAM) + " " + arguments + " 2>&1").c_str(), "r");
-    if (!pipe) return result;
-    std::array<char, 4096> bytes;
-    while (const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), pipe))
-        result.text.append(bytes.data(), count);
-    const int status = pclose(pipe);
-    result.code = WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
-    return result;
+    return support::run_command(std::string(QUILLON_PROGRAM) + " " + arguments);
 }
 
 Result check(const std::string& arguments) {

@@ -3,34 +3,20 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "host/cli/picture_file.h"
 #include "hostcli/temporary_folder.h"
+#include "support/run_command.h"
 
 namespace {
 
-struct Result {
-    int code = -1;
-    std::string text;
-};
+using Result = support::CommandResult;
 
+// `program` may begin with variables.
 Result render(const std::string& program, const std::string& arguments) {
-    Result result;
-    const std::string command = program + " render --bundle " QUILLON_BUNDLE_PATH " " + arguments + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return result;
-    std::array<char, 4096> bytes;
-    while (const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), pipe))
-        result.text.append(bytes.data(), count);
-    const int status = pclose(pipe);
-    result.code = WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
-    return result;
+    return support::run_command(program + " render --bundle " QUILLON_BUNDLE_PATH " " + arguments);
 }
 
 class RenderCommand : public testing::Test {
@@ -66,17 +52,14 @@ TEST_F(RenderCommand, SaysWhatTakesNoPictureThere) {
 }
 
 TEST_F(RenderCommand, GoesOnInMainMemoryWhereTheDeviceFails) {
-    ::setenv("EMULATED_GPU_FAILS_AT", "3", 1);
-    const Result result = render(EMULATED_PROGRAM, "Darken " + files("lost.exr") + "--gpu cuda");
-    ::unsetenv("EMULATED_GPU_FAILS_AT");
+    const Result result =
+        render("EMULATED_GPU_FAILS_AT=3 " EMULATED_PROGRAM, "Darken " + files("lost.exr") + "--gpu cuda");
     EXPECT_EQ(result.code, 0) << result.text;
     EXPECT_THAT(result.text, testing::HasSubstr("frame 0: the device failed; rendered in main memory"));
 }
 
 TEST_F(RenderCommand, SaysThatThereIsNoDevice) {
-    ::setenv("CUDA_DISABLE", "yes", 1);
-    const Result result = render(QUILLON_PROGRAM, "Darken " + files("none.exr") + "--gpu cuda");
-    ::unsetenv("CUDA_DISABLE");
+    const Result result = render("CUDA_DISABLE=yes " QUILLON_PROGRAM, "Darken " + files("none.exr") + "--gpu cuda");
     EXPECT_EQ(result.code, 1);
     EXPECT_THAT(result.text, testing::HasSubstr("CUDA"));
     EXPECT_THAT(result.text, testing::HasSubstr("without --gpu the processor renders"));

@@ -11,6 +11,7 @@
 #include "gpulib/gpulib.h"
 #include "host/check/elf_file.h"
 #include "k7pi_baselib/temporary_home.h"
+#include "support/run_command.h"
 #include "support/sanitizers.h"
 
 namespace {
@@ -49,27 +50,20 @@ TEST_F(GpuLibrary, LoadsAnswersAndUnloads) {
     EXPECT_EQ(unload ? dlclose(library) : 0, 0);
 }
 
-// What the loader looks for and the exit status, with variables set for the process.
-std::string output_of_loading(const std::string& variables) {
-    const std::string command = variables + " LD_DEBUG=libs '" +
+// What the loader looks for and the exit code, with variables set for the process.
+support::CommandResult result_of_loading(const std::string& variables) {
+    return support::run_command(variables + " LD_DEBUG=libs '" +
                                 std::filesystem::read_symlink("/proc/self/exe").string() +
-                                "' --gtest_filter=GpuLibrary.LoadsAnswersAndUnloads 2>&1; "
-                                "echo status $?";
-    std::string output;
-    std::FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return output;
-    for (char part[4096]; const std::size_t size = std::fread(part, 1, sizeof part, pipe);) output.append(part, size);
-    pclose(pipe);
-    return output;
+                                "' --gtest_filter=GpuLibrary.LoadsAnswersAndUnloads");
 }
 
 TEST_F(GpuLibrary, LooksForTheDriverWhenFirstAskedAndNotWhenDisabled) {
-    const std::string quiet = output_of_loading("CUDA_DISABLE=yes");
-    EXPECT_THAT(quiet, HasSubstr("status 0"));
+    const auto [quiet_code, quiet] = result_of_loading("CUDA_DISABLE=yes");
+    EXPECT_EQ(quiet_code, 0) << quiet;
     EXPECT_THAT(quiet, Not(HasSubstr("CUDA"))) << "what is no fault is nothing for the host's standard error stream";
     EXPECT_THAT(quiet, Not(HasSubstr("libcuda")));
-    const std::string asking = output_of_loading("env -u CUDA_DISABLE");
-    EXPECT_THAT(asking, HasSubstr("status 0"));
+    const auto [asking_code, asking] = result_of_loading("env -u CUDA_DISABLE");
+    EXPECT_EQ(asking_code, 0) << asking;
     if (cuda_built()) {
         EXPECT_THAT(asking, HasSubstr("find library=libcuda.so.1"));
     } else {

@@ -4,11 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <string>
 
 #include "host/cli/picture_file.h"
+#include "support/run_command.h"
 #include "temporary_folder.h"
 
 namespace quillon {
@@ -17,16 +16,6 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-std::string outputOf(const std::string& command) {
-    std::string text;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return text;
-    std::array<char, 4096> bytes;
-    while (const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), pipe)) text.append(bytes.data(), count);
-    pclose(pipe);
-    return text;
-}
-
 class FullDisk : public testing::Test {
   protected:
     // Runs shell commands with 256 KiB of disk at "disk" in the test's folder. The mount is gone with them.
@@ -34,7 +23,7 @@ class FullDisk : public testing::Test {
         const std::string inside = "cd " + folder.path().string() +
                                    " && mkdir -p disk && mount -t tmpfs -o size=256k none disk && echo mounted && " +
                                    commands;
-        return outputOf("unshare --map-root-user --mount sh -c '" + inside + "' 2>&1");
+        return support::run_command("unshare --map-root-user --mount sh -c '" + inside + "'").text;
     }
     std::string render(const std::string& arguments) const {
         return std::string(QUILLON_PROGRAM) + " render mixer --bundle " TEST_BUNDLE " -i in.exr " + arguments +
